@@ -1,0 +1,82 @@
+#include "GantryError.h"
+
+#include "ErrorManager.h"
+
+namespace GTU {
+
+GantryError::GantryError(int id, const std::string& name, std::string message)
+    : std::runtime_error(name), errorId(id), type(name), messageTemplate(std::move(message)) {}
+
+// The source may die while the copy is in flight, so the copy must not share its loopback.
+GantryError::GantryError(const GantryError& other)
+    : std::runtime_error(other),
+      errorId(other.errorId),
+      type(other.type),
+      messageTemplate(other.messageTemplate),
+      debugInfo(other.debugInfo) {
+    if (other.messageParams == nullptr) {
+        return;
+    }
+    messageParams = openLoopback(TTLinkEnvironment(other.messageParams));
+    if (messageParams == nullptr) {
+        return;
+    }
+    // The mark lets the source keep what is read from it, so that it can be copied again.
+    const TTMark start = TTCreateMark(other.messageParams);
+    TTTransferToEndOfLoopbackLink(messageParams, other.messageParams);
+    TTSeekMark(other.messageParams, start, 0);
+    TTDestroyMark(other.messageParams, start);
+}
+
+GantryError::GantryError(GantryError&& other) noexcept
+    : std::runtime_error(other),
+      errorId(other.errorId),
+      type(std::move(other.type)),
+      messageTemplate(std::move(other.messageTemplate)),
+      debugInfo(std::move(other.debugInfo)),
+      messageParams(std::exchange(other.messageParams, nullptr)) {}
+
+GantryError::~GantryError() {
+    if (messageParams != nullptr) {
+        TTClose(messageParams);
+    }
+}
+
+TTLink GantryError::openLoopback(TTEnvironment environment) {
+    int error = -1;
+    const TTLink link = TTLoopbackOpen(environment, &error);
+    return error == 0 ? link : nullptr;
+}
+
+std::string GantryError::getExceptionDetailsSymbol() {
+    return exceptionDetailsSymbolContext + "GTU`$LastFailureParameters";
+}
+
+int GantryError::sendParameters(VelmoraLibraryData libData, const std::string& symbol) const noexcept {
+    if (libData == nullptr) {
+        return 0;
+    }
+    TTLink link = nullptr;
+    int code = 0;
+    try {
+        link = libData->getTetherLink(libData);
+        TTStream<TT::Encoding::UTF8, TT::Encoding::UTF8> stream(link);
+        stream << TT::Function("EvaluatePacket", 1) << TT::Function("Set", 2) << TT::Symbol(symbol);
+        if (TTTransferToEndOfLoopbackLink(link, messageParams) == 0) {
+            code = VELMORA_FUNCTION_ERROR;
+        } else {
+            libData->processTetherLink(link);
+            if (TTNextPacket(link) == TTP_RETURN) {
+                TT::checkError(link, TTNewPacket(link), ErrorName::TTPacketHandleError, "Error in TTNewPacket");
+            }
+        }
+    } catch (const GantryError& error) {
+        code = error.id();
+    } catch (...) {
+        code = VELMORA_FUNCTION_ERROR;
+    }
+    TTClearError(link); // whatever went wrong here, the next error travels over the same link
+    return code;
+}
+
+} // namespace GTU

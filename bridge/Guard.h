@@ -1,0 +1,46 @@
+#pragma once
+
+#include <exception>
+
+#include "VArgumentManager.h"
+
+namespace GTU {
+
+/// Frame of an exported function: builds the manager, runs `body(manager)` and turns what it throws into the return
+/// code: the id of a GantryError, 6 for any other std::exception. Anything else passes out.
+template <typename Body>
+int guardedCall(VelmoraLibraryData libData, vint argc, VArgument* args, VArgument res, Body body) {
+    try {
+        VArgumentManager mngr(libData, argc, args, res);
+        body(mngr);
+    } catch (const GantryError& error) {
+        return error.id();
+    } catch (const std::exception&) {
+        return VELMORA_FUNCTION_ERROR;
+    }
+    return VELMORA_NO_ERROR;
+}
+
+/// Runs `body()` and turns everything that it throws into the return code.
+template <typename Body>
+int guardedAgainstAll(Body body) {
+    try {
+        body();
+    } catch (const GantryError& error) {
+        return error.id();
+    } catch (...) {
+        return VELMORA_FUNCTION_ERROR;
+    }
+    return VELMORA_NO_ERROR;
+}
+
+/// guardedCall for the functions out of which nothing passes.
+template <typename Body>
+int guardedCallAgainstAll(VelmoraLibraryData libData, vint argc, VArgument* args, VArgument res, Body body) {
+    return guardedAgainstAll([&] {
+        VArgumentManager mngr(libData, argc, args, res);
+        body(mngr);
+    });
+}
+
+} // namespace GTU

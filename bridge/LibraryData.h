@@ -1,0 +1,38 @@
+#pragma once
+
+#include <ios>
+#include <string>
+
+#include "velmora/VelmoraLibrary.h"
+
+namespace GTU {
+
+/// The host's table of services, kept for the whole process. All access to the host goes through here.
+class LibraryData {
+  public:
+    LibraryData() = delete;
+
+    /// Stores the table; a null pointer is stored like any other.
+    static void setLibraryData(VelmoraLibraryData newLibData) { libData = newLibData; }
+    static bool hasLibraryData() { return libData != nullptr; }
+
+    /// The stored table, null included: for the throw paths, which must work without one.
+    static VelmoraLibraryData uncheckedAPI() { return libData; }
+
+    /// The table, or one of its sub-tables.
+    /// @throws GantryError  LibDataError when no table is set
+    static VelmoraLibraryData API();
+    static const VelmoraDataStoreFunctions* DataStoreAPI() { return API()->dataStoreFunctions; }
+    static const VelmoraSparseArrayFunctions* SparseArrayAPI() { return API()->sparseArrayFunctions; }
+    static const VelmoraImageFunctions* ImageAPI() { return API()->imageFunctions; }
+    static const VelmoraNumericArrayFunctions* NumericArrayAPI() { return API()->numericArrayFunctions; }
+
+  private:
+    static inline VelmoraLibraryData libData = nullptr;
+};
+
+/// Asks the host whether `path` may be opened: for writing when `mode` holds `out` or `app`, else for reading.
+/// @throws GantryError  PathNotValidated (the path)
+void validatePath(const std::string& path, std::ios_base::openmode mode);
+
+} // namespace GTU

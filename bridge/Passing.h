@@ -1,0 +1,90 @@
+#pragma once
+
+#include "velmora/VelmoraLibrary.h"
+
+namespace GTU::Passing {
+
+/// Who releases a host object, and what handing it to the host does to that.
+class PassingPolicy {
+  public:
+    explicit PassingPolicy(bool owned) : ownedByLibrary(owned) {}
+    PassingPolicy(const PassingPolicy&) = default;
+
+    /// Stores the handle through the result cell and ends the library's ownership.
+    virtual void passAsResult(VArgument res) = 0;
+    /// Releases the handle if the library must.
+    virtual void cleanup() = 0;
+    /// Takes the ownership of the other policy.
+    virtual PassingPolicy& operator=(const PassingPolicy& other) {
+        ownedByLibrary = other.ownedByLibrary;
+        return *this;
+    }
+    virtual ~PassingPolicy() = default;
+
+    bool isOwnedByLibrary() const { return ownedByLibrary; }
+    void setOwnedByLibrary(bool owned) { ownedByLibrary = owned; }
+
+  protected:
+    virtual void free() = 0;
+    virtual void pass(VArgument res) const = 0;
+    virtual void disown() = 0;
+
+    bool ownedByLibrary; ///< true while the library must release the handle
+};
+
+/// The library owns the handle: what it made, and results under construction.
+class Manual : public PassingPolicy {
+  public:
+    Manual() : PassingPolicy(true) {}
+    Manual(const Manual&) = default;
+
+    void passAsResult(VArgument res) override {
+        pass(res);
+        ownedByLibrary = false;
+    }
+    void cleanup() override {
+        if (ownedByLibrary) {
+            free();
+        }
+    }
+    /// Releases what it had, and owns whatever it is given.
+    Manual& operator=(const PassingPolicy& /*other*/) override {
+        cleanup();
+        ownedByLibrary = true;
+        return *this;
+    }
+    Manual& operator=(const Manual& other) { return *this = static_cast<const PassingPolicy&>(other); }
+};
+
+/// The host owns the handle and keeps it alive for the call: arguments.
+class Automatic : public PassingPolicy {
+  public:
+    Automatic() : PassingPolicy(false) {}
+    Automatic(const Automatic&) = default;
+    Automatic& operator=(const Automatic&) = default;
+    using PassingPolicy::operator=;
+
+    void passAsResult(VArgument res) override {
+        pass(res);
+        ownedByLibrary = false;
+    }
+    void cleanup() override {}
+};
+
+/// Library and host share the handle; the library drops its share at the end.
+class Shared : public PassingPolicy {
+  public:
+    Shared() : PassingPolicy(true) {}
+    Shared(const Shared&) = default;
+    Shared& operator=(const Shared&) = default;
+    using PassingPolicy::operator=;
+
+    void passAsResult(VArgument res) override { pass(res); }
+    void cleanup() override {
+        if (ownedByLibrary) {
+            disown();
+        }
+    }
+};
+
+} // namespace GTU::Passing

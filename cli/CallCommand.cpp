@@ -1,0 +1,94 @@
+#include <iostream>
+
+#include "Commands.h"
+#include "LosslessJson.h"
+#include "Output.h"
+
+namespace radvex::cli {
+
+namespace {
+
+struct CallOptions {
+    std::string function{};
+    std::vector<std::string> arguments{};
+    bool list = false;
+};
+
+std::vector<velmora::Value> parseArguments(const std::vector<std::string>& texts) {
+    std::vector<velmora::Value> arguments;
+    for (const std::string& text : texts) {
+        arguments.push_back(fromJson(parseJson(text)));
+    }
+    return arguments;
+}
+
+/// Answers one line `[name, arg, …]`.
+Json answerLine(Session& session, const std::string& line) {
+    try {
+        const Json request = parseJson(line);
+        if (!request.is_array() || request.empty() || !request[0].is_string()) {
+            throw JsonError("A request is a list of a function's name and its arguments: [\"name\", arg, ...].");
+        }
+        std::vector<velmora::Value> arguments;
+        for (std::size_t index = 1; index < request.size(); ++index) {
+            arguments.push_back(fromJson(request[index]));
+        }
+        const velmora::Value result = session.host().call(request[0].get<std::string>(), std::move(arguments));
+        return {{"code", 0}, {"result", toJson(result)}};
+    } catch (const velmora::LibraryError& error) {
+        return {{"code", error.code()}, {"name", error.name()}, {"message", error.what()}};
+    } catch (const JsonError& error) {
+        return {{"code", nullptr}, {"name", "RequestError"}, {"message", error.what()}};
+    } catch (const velmora::HostError& error) {
+        return {{"code", nullptr}, {"name", "RequestError"}, {"message", error.what()}};
+    }
+}
+
+void answerLines(Session& session) {
+    std::string line;
+    while (std::getline(std::cin, line)) {
+        if (line.find_first_not_of(" \t\r") != std::string::npos) {
+            std::cout << dumpJson(answerLine(session, line)) << std::endl;
+        }
+    }
+}
+
+void listFunctions() {
+    static constexpr const char* kKinds[] = {"nothing",      "boolean", "integer", "real",    "complex", "tensor",
+                                             "sparse array", "array",   "image",   "text", "store"};
+    for (const velmora::Declaration& function : velmora::radvexDeclarations()) {
+        std::cout << function.name << '(';
+        for (std::size_t index = 0; index < function.arguments.size(); ++index) {
+            std::cout << (index == 0 ? "" : ", ") << kKinds[function.arguments[index]];
+        }
+        std::cout << ") -> " << kKinds[function.result] << '\n';
+    }
+}
+
+void run(Session& session, const CallOptions& options) {
+    if (options.list) {
+        listFunctions();
+    } else if (options.function == "-") {
+        answerLines(session);
+    } else if (options.function.empty()) {
+        throw UsageError("Name a function: 'radvex call --list' shows them all.");
+    } else {
+        const velmora::Value result = session.host().call(options.function, parseArguments(options.arguments));
+        std::cout << dumpJson(toJson(result)) << '\n';
+    }
+}
+
+} // namespace
+
+void addCallCommand(CLI::App& app, Session& session) {
+    auto options = std::make_shared<CallOptions>();
+    CLI::App* command = app.add_subcommand("call", "Call any exported function with JSON arguments and print its result "
+                                                   "as JSON");
+    command->add_option("NAME", options->function,
+                        "Function, or - to answer lines '[\"name\", arg, ...]' from standard input");
+    command->add_option("ARG", options->arguments, "Arguments, each one JSON value; text needs its double quotes");
+    command->add_flag("--list", options->list, "List the functions with their arguments and results");
+    command->callback([&session, options] { run(session, *options); });
+}
+
+} // namespace radvex::cli

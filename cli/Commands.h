@@ -1,0 +1,14 @@
+#pragma once
+
+#include "CLI/CLI.hpp"
+#include "Session.h"
+
+// Each adds one command to the program. What the command does runs when the program has parsed its arguments.
+
+namespace radvex::cli {
+
+void addCallCommand(CLI::App& app, Session& session);
+void addErrorsCommand(CLI::App& app, Session& session);
+void addFramesCommand(CLI::App& app, Session& session);
+
+} // namespace radvex::cli

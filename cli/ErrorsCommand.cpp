@@ -1,0 +1,29 @@
+#include <iomanip>
+#include <iostream>
+
+#include "Commands.h"
+#include "LosslessJson.h"
+
+namespace radvex::cli {
+
+void addErrorsCommand(CLI::App& app, Session& session) {
+    auto asJson = std::make_shared<bool>(false);
+    CLI::App* command = app.add_subcommand("errors", "List every error that the library can return");
+    command->add_flag("--json", *asJson, "Print a JSON list of {id, name, message}");
+    command->callback([&session, asJson] {
+        Json list = Json::array();
+        for (const velmora::RegisteredError& error : session.host().errors()) {
+            if (*asJson) {
+                list.push_back({{"id", error.id}, {"name", error.name}, {"message", error.message}});
+            } else {
+                std::cout << std::setw(4) << error.id << "  " << std::left << std::setw(28) << error.name << std::right
+                          << error.message << '\n';
+            }
+        }
+        if (*asJson) {
+            std::cout << list.dump(2) << '\n';
+        }
+    });
+}
+
+} // namespace radvex::cli

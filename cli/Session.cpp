@@ -1,0 +1,33 @@
+#include "Session.h"
+
+#include <filesystem>
+
+#include "Output.h"
+
+namespace radvex::cli {
+
+velmora::Host& Session::host() {
+    if (mHost == nullptr) {
+        mHost = velmora::Host::load(libraryPath.empty() ? findLibrary() : libraryPath, velmora::radvexDeclarations());
+    }
+    return *mHost;
+}
+
+std::string Session::findLibrary() {
+    const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+    for (const char* place : {"../lib", RADVEX_INSTALLED_LIBRARIES, "."}) {
+        const auto candidate = folder / place / "Radvex.so";
+        if (std::filesystem::exists(candidate)) {
+            return std::filesystem::canonical(candidate).string();
+        }
+    }
+    throw velmora::HostError("Radvex.so is not where this command expects it, beside itself in " + folder.string() +
+                             "; name it with --library FILE.");
+}
+
+void Session::reportRefusal(const std::string& what, const std::string& message) {
+    printError(what.empty() ? message : what + ": " + message);
+    mStatus = kRefused;
+}
+
+} // namespace radvex::cli

@@ -1,0 +1,17 @@
+# Compiler settings of our own code, as a target to link to.
+add_library(radvexSettings INTERFACE)
+target_include_directories(radvexSettings INTERFACE $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include>)
+target_compile_options(radvexSettings INTERFACE
+  $<$<COMPILE_LANGUAGE:CXX>:-Wall -Wextra -Wpedantic -Werror -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast
+  -Wnon-virtual-dtor -Wcast-align -Wundef>)
+if(RADVEX_SANITIZE)
+  target_compile_options(radvexSettings INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=undefined
+                         -fno-omit-frame-pointer)
+  target_link_options(radvexSettings INTERFACE -fsanitize=address,undefined)
+endif()
+
+find_program(CCACHE ccache)
+if(CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+endif()

@@ -1,0 +1,40 @@
+#include "DcmReader.h"
+
+#include "ErrorManager.h"
+#include "dcmtk/dcmdata/dcdeftag.h"
+
+namespace radvex {
+
+namespace {
+
+/// Longer values are read from the file when they are first asked for.
+constexpr Uint32 kMaxReadLength = 4096;
+
+OFFilename fileNameOf(const std::string& path) {
+    // DCMTK takes "-" for the standard input, which is the host's.
+    return OFFilename(path == "-" ? "./-" : path.c_str(), true);
+}
+
+} // namespace
+
+DcmReader::DcmReader(const std::string& path) : filePath(path) {
+    GTU::validatePath(path, std::ios_base::in);
+    const OFCondition loaded =
+        fileFormat.loadFile(fileNameOf(filePath), EXS_Unknown, EGL_noChange, kMaxReadLength, ERM_autoDetect);
+    if (loaded.bad()) {
+        GTU::ErrorManager::throwException("OpenFileError", filePath, loaded.text());
+    }
+    // Without a usable decoder the file still opens; that shows only when pixels are read.
+    (void)fileFormat.getDataset()->chooseRepresentation(EXS_LittleEndianImplicit, nullptr);
+    // A character set that cannot be converted leaves its bytes as they are.
+    (void)fileFormat.convertToUTF8();
+    dataset = fileFormat.getDataset();
+}
+
+std::string getItemStringArr(DcmItem* item, const DcmTagKey& key) {
+    OFString value;
+    return item->findAndGetOFStringArray(key, value, OFFalse).good() ? std::string(value.c_str(), value.length())
+                                                                     : std::string{};
+}
+
+} // namespace radvex

@@ -1,0 +1,14 @@
+#include "ErrorManager.h"
+#include "Guard.h"
+#include "Radvex.h"
+
+int sendRegisteredErrors(VelmoraLibraryData /*libData*/, TTLink link) {
+    return GTU::guardedAgainstAll([&] { GTU::ErrorManager::sendRegisteredErrorsViaTether(link); });
+}
+
+int setExceptionDetailsContext(VelmoraLibraryData libData, vint argc, VArgument* args, VArgument res) {
+    return GTU::guardedCallAgainstAll(libData, argc, args, res, [](GTU::VArgumentManager& mngr) {
+        GTU::GantryError::setExceptionDetailsSymbolContext(mngr.getString(0));
+        mngr.setString(GTU::GantryError::getExceptionDetailsSymbol());
+    });
+}

@@ -1,0 +1,32 @@
+#include "Codecs.h"
+#include "DcmReaderCache.h"
+#include "ErrorManager.h"
+#include "LibraryErrors.h"
+#include "Radvex.h"
+#include "dcmtk/dcmimage/diregist.h" // links colour support into DicomImage
+#include "dcmtk/oflog/logger.h"
+#include "dcmtk/oflog/nullap.h"
+
+namespace {
+
+void silenceDcmtk() {
+    const dcmtk::log4cplus::SharedAppenderPtr silence(new dcmtk::log4cplus::NullAppender());
+    dcmtk::log4cplus::Logger root = dcmtk::log4cplus::Logger::getRoot();
+    root.removeAllAppenders();
+    root.addAppender(silence);
+}
+
+} // namespace
+
+int VelmoraLibrary_initialize(VelmoraLibraryData libData) {
+    GTU::LibraryData::setLibraryData(libData);
+    GTU::ErrorManager::registerPlugpackErrors(radvex::libraryErrors());
+    silenceDcmtk();
+    radvex::registerCodecs();
+    return VELMORA_NO_ERROR;
+}
+
+void VelmoraLibrary_uninitialize(VelmoraLibraryData /*libData*/) {
+    radvex::cleanupCodecs();
+    radvex::dcmReaderCache.clear();
+}

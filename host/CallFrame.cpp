@@ -1,0 +1,83 @@
+#include "CallFrame.h"
+
+#include <cstring>
+
+namespace velmora {
+
+CallFrame::CallFrame(const Declaration& declaration, const std::vector<Value>& arguments)
+    : mCells(arguments.size()), mArguments(arguments.size()) {
+    for (std::size_t index = 0; index < arguments.size(); ++index) {
+        std::memset(&mCells[index], 0, sizeof(Cell));
+        mArguments[index].cell = &mCells[index];
+        const bool isDeclared = index < declaration.arguments.size();
+        fill(mCells[index], isDeclared ? declaration.arguments[index] : arguments[index].type(), arguments[index]);
+    }
+    std::memset(&mResult, 0, sizeof(Cell));
+}
+
+CallFrame::~CallFrame() {
+    for (char* text : mTexts) {
+        if (ledger().remove(ObjectKind::string, text)) {
+            ++ledger().counts(ObjectKind::string).takenBack;
+            std::free(text);
+        }
+    }
+}
+
+void CallFrame::fill(Cell& cell, vint declared, const Value& value) {
+    if (declared == VType_Real && value.is<vint>()) {
+        cell.real = value.get<vint>(); // a whole number is a number
+        return;
+    }
+    // A cell of another kind would be read as something that it is not; an empty one is read as nothing.
+    if (value.type() != declared) {
+        return;
+    }
+    switch (declared) {
+    case VType_Boolean: cell.boolean = value.get<bool>() ? 1 : 0; break;
+    case VType_Integer: cell.integer = value.get<vint>(); break;
+    case VType_Real: cell.real = value.get<double>(); break;
+    case VType_Complex: {
+        const auto number = value.get<std::complex<double>>();
+        cell.complex = {number.real(), number.imag()};
+        break;
+    }
+    case VType_UTF8String:
+        cell.utf8String = copyText(value.get<std::string>().c_str());
+        mTexts.push_back(cell.utf8String);
+        ledger().add(ObjectKind::string, cell.utf8String, Owner::host);
+        break;
+    case VType_Tensor: cell.tensor = value.get<Tensor>().handle(); break;
+    case VType_NumericArray: cell.numericArray = value.get<NumericArray>().handle(); break;
+    case VType_Image: cell.image = value.get<Image>().handle(); break;
+    case VType_DataStore: cell.dataStore = value.get<Store>().handle(); break;
+    default: break;
+    }
+}
+
+Value CallFrame::takeResult(vint type) {
+    const auto adopt = [](ObjectKind kind, auto handle) {
+        if (handle != nullptr && !ledger().isOwnedBy(Owner::library, kind, handle)) {
+            ledger().reportViolation(std::string("The library returned a ") + objectKindName(kind) +
+                                     " that it does not own.");
+        }
+        return ledger().changeOwner(kind, handle, Owner::host);
+    };
+    switch (type) {
+    case VType_Boolean: return mResult.boolean != 0;
+    case VType_Integer: return mResult.integer;
+    case VType_Real: return mResult.real;
+    case VType_Complex: return std::complex<double>(mResult.complex.re, mResult.complex.im);
+    case VType_UTF8String: return mResult.utf8String == nullptr ? Value{} : Value{std::string(mResult.utf8String)};
+    case VType_Tensor: return adopt(ObjectKind::tensor, mResult.tensor) ? Value{Tensor(mResult.tensor)} : Value{};
+    case VType_NumericArray:
+        return adopt(ObjectKind::numericArray, mResult.numericArray) ? Value{NumericArray(mResult.numericArray)}
+                                                                     : Value{};
+    case VType_Image: return adopt(ObjectKind::image, mResult.image) ? Value{Image(mResult.image)} : Value{};
+    case VType_DataStore:
+        return adopt(ObjectKind::dataStore, mResult.dataStore) ? Value{Store(mResult.dataStore)} : Value{};
+    default: return {};
+    }
+}
+
+} // namespace velmora

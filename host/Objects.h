@@ -1,0 +1,120 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdlib>
+#include <memory>
+#include <vector>
+
+#include "Ledger.h"
+#include "velmora/VelmoraLibrary.h"
+
+namespace velmora {
+
+struct FreeDeleter {
+    void operator()(void* memory) const { std::free(memory); }
+};
+using Buffer = std::unique_ptr<void, FreeDeleter>;
+
+/// Bytes of one element; 0 for a type that the host does not have.
+std::size_t tensorElementSize(vint type);
+std::size_t numericArrayElementSize(vint type);
+std::size_t imageElementSize(vint type);
+
+} // namespace velmora
+
+// The objects behind the contract's opaque handles.
+
+struct VelmoraTensor {
+    vint type = VTensor_Integer;
+    std::vector<vint> dimensions{};
+    vint length = 0;
+    vint shares = 0;
+    velmora::Buffer data{};
+};
+
+struct VelmoraNumericArray {
+    vint type = VNumericArray_U8;
+    std::vector<vint> dimensions{};
+    vint length = 0;
+    vint shares = 0;
+    velmora::Buffer data{};
+};
+
+struct VelmoraImage {
+    vint type = VImage_U8;
+    vint rank = 2;
+    vint slices = 1;
+    vint rows = 0;
+    vint columns = 0;
+    vint channels = 1;
+    vint colorSpace = VColorSpace_Grey;
+    bool interleaved = true;
+    vint length = 0;
+    vint shares = 0;
+    velmora::Buffer data{};
+};
+
+/// Node and name lie in one block of memory; the name follows the node.
+struct VelmoraDataStoreNode {
+    union Cell {
+        vbool boolean;
+        vint integer;
+        vreal real;
+        vcomplex complex;
+        VTensor tensor;
+        VSparseArray sparseArray;
+        VNumericArray numericArray;
+        VImage image;
+        char* utf8String;
+        DataStore dataStore;
+    };
+
+    VelmoraDataStoreNode* next = nullptr;
+    vint type = VType_Undef;
+    Cell cell{};
+
+    char* name() { return reinterpret_cast<char*>(this + 1); }
+    const char* name() const { return reinterpret_cast<const char*>(this + 1); }
+};
+
+struct VelmoraDataStore {
+    VelmoraDataStoreNode* first = nullptr;
+    VelmoraDataStoreNode* last = nullptr;
+    vint length = 0;
+    VelmoraDataStoreNode* holder = nullptr; ///< the node that this store stands in
+};
+
+namespace velmora {
+
+/// Makers of objects, zero-filled. Null when type or sizes are impossible or there is no memory.
+VTensor newTensor(vint type, std::vector<vint> dimensions, Owner owner);
+VNumericArray newNumericArray(vint type, std::vector<vint> dimensions, Owner owner);
+/// `rank` 2 or 3; `slices` counts for rank 3 only.
+VImage newImage(vint rank, vint slices, vint rows, vint columns, vint channels, vint type, vint colorSpace,
+                bool interleaved, Owner owner);
+DataStore newDataStore(Owner owner);
+
+/// Deep copies; null for a dead handle or without memory.
+VTensor cloneTensor(VTensor tensor, Owner owner);
+VNumericArray cloneNumericArray(VNumericArray array, Owner owner);
+VImage cloneImage(VImage image, Owner owner);
+DataStore cloneDataStore(DataStore store, Owner owner);
+
+/// Frees an object whoever owns it; a dead handle is left alone. A store takes what is in it along.
+void destroyTensor(VTensor tensor);
+void destroyNumericArray(VNumericArray array);
+void destroyImage(VImage image);
+void destroyDataStore(DataStore store);
+
+/// Appends a node, or null without memory. Handles in the cell become the store's.
+VelmoraDataStoreNode* appendNode(DataStore store, const char* name, vint type, VelmoraDataStoreNode::Cell cell);
+/// A copy of the text for a string node's cell.
+char* copyText(const char* text);
+
+/// The tables that the library calls.
+extern const VelmoraDataStoreFunctions kDataStoreFunctions;
+extern const VelmoraImageFunctions kImageFunctions;
+extern const VelmoraNumericArrayFunctions kNumericArrayFunctions;
+void fillTensorFunctions(VelmoraLibraryRecord& table);
+
+} // namespace velmora

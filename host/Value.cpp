@@ -1,0 +1,128 @@
+#include "Value.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace velmora {
+
+namespace {
+
+template <typename Handle>
+Handle notNull(Handle handle, const char* what) {
+    if (handle == nullptr) {
+        throw std::invalid_argument(std::string("The host cannot make this ") + what +
+                                    ": its type or its sizes are impossible, or there is no memory.");
+    }
+    return handle;
+}
+
+template <typename Object, typename Element>
+void fill(const Object& object, const std::vector<Element>& elements) {
+    const auto target = object.template data<Element>();
+    if (target.size() != elements.size()) {
+        throw std::invalid_argument("The number of elements is not the product of the dimensions.");
+    }
+    std::copy(elements.begin(), elements.end(), target.begin());
+}
+
+using Cell = VelmoraDataStoreNode::Cell;
+
+/// The value's cell; handles and text change hands.
+Cell releaseToCell(Value& value) {
+    struct Release {
+        Cell operator()(Null&) const { return Cell{.dataStore = nullptr}; }
+        Cell operator()(bool& flag) const { return Cell{.boolean = flag ? 1 : 0}; }
+        Cell operator()(vint& number) const { return Cell{.integer = number}; }
+        Cell operator()(double& number) const { return Cell{.real = number}; }
+        Cell operator()(std::complex<double>& number) const {
+            return Cell{.complex = {number.real(), number.imag()}};
+        }
+        Cell operator()(std::string& text) const { return Cell{.utf8String = copyText(text.c_str())}; }
+        Cell operator()(Tensor& tensor) const {
+            ledger().changeOwner(ObjectKind::tensor, tensor.handle(), Owner::store);
+            return Cell{.tensor = tensor.release()};
+        }
+        Cell operator()(NumericArray& array) const {
+            ledger().changeOwner(ObjectKind::numericArray, array.handle(), Owner::store);
+            return Cell{.numericArray = array.release()};
+        }
+        Cell operator()(Image& image) const {
+            ledger().changeOwner(ObjectKind::image, image.handle(), Owner::store);
+            return Cell{.image = image.release()};
+        }
+        Cell operator()(Store& store) const {
+            ledger().changeOwner(ObjectKind::dataStore, store.handle(), Owner::store);
+            return Cell{.dataStore = store.release()};
+        }
+    };
+    return std::visit(Release{}, static_cast<std::variant<Null, bool, vint, double, std::complex<double>, std::string,
+                                                          Tensor, NumericArray, Image, Store>&>(value));
+}
+
+} // namespace
+
+Tensor::Tensor(vint type, std::vector<vint> dimensions)
+    : Owned(notNull(newTensor(type, std::move(dimensions), Owner::host), "tensor")) {}
+
+Tensor::Tensor(std::vector<vint> dimensions, const std::vector<vint>& elements)
+    : Tensor(VTensor_Integer, std::move(dimensions)) {
+    fill(*this, elements);
+}
+
+Tensor::Tensor(std::vector<vint> dimensions, const std::vector<double>& elements)
+    : Tensor(VTensor_Real, std::move(dimensions)) {
+    fill(*this, elements);
+}
+
+NumericArray::NumericArray(vint type, std::vector<vint> dimensions)
+    : Owned(notNull(newNumericArray(type, std::move(dimensions), Owner::host), "numeric array")) {}
+
+Image::Image(vint slices, vint rows, vint columns, vint channels, vint type, vint colorSpace, bool interleaved)
+    : Owned(notNull(newImage(slices == 0 ? 2 : 3, std::max(1, slices), rows, columns, channels, type, colorSpace,
+                             interleaved, Owner::host),
+                    "image")) {}
+
+Store Store::of(std::vector<Value> values) {
+    Store store = empty();
+    for (Value& value : values) {
+        store.add("", std::move(value));
+    }
+    return store;
+}
+
+Store Store::ofTexts(const std::vector<std::string>& texts) {
+    Store store = empty();
+    for (const std::string& text : texts) {
+        store.add("", text);
+    }
+    return store;
+}
+
+void Store::add(const std::string& name, Value value) {
+    const vint type = value.is<Null>() ? static_cast<vint>(VType_DataStore) : value.type();
+    appendNode(handle(), name.c_str(), type, releaseToCell(value));
+}
+
+Value NodeView::value() const {
+    const Cell& cell = mNode->cell;
+    switch (mNode->type) {
+    case VType_Boolean: return cell.boolean != 0;
+    case VType_Integer: return cell.integer;
+    case VType_Real: return cell.real;
+    case VType_Complex: return std::complex<double>(cell.complex.re, cell.complex.im);
+    case VType_UTF8String: return cell.utf8String == nullptr ? Value{} : Value{std::string(cell.utf8String)};
+    case VType_Tensor: return Tensor(cloneTensor(cell.tensor, Owner::host));
+    case VType_NumericArray: return NumericArray(cloneNumericArray(cell.numericArray, Owner::host));
+    case VType_Image: return Image(cloneImage(cell.image, Owner::host));
+    case VType_DataStore: return cell.dataStore == nullptr ? Value{} : Value{Store(cloneDataStore(cell.dataStore, Owner::host))};
+    default: return {};
+    }
+}
+
+vint Value::type() const {
+    static constexpr vint types[] = {VType_Undef,      VType_Boolean, VType_Integer,      VType_Real,  VType_Complex,
+                                     VType_UTF8String, VType_Tensor,  VType_NumericArray, VType_Image, VType_DataStore};
+    return types[index()];
+}
+
+} // namespace velmora

@@ -1,0 +1,184 @@
+#pragma once
+
+#include <complex>
+#include <initializer_list>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "Objects.h"
+
+namespace velmora {
+
+/// An object handle that is freed with its scope. Copies are deep; moving leaves null behind.
+template <typename Handle, Handle (*clone)(Handle, Owner), void (*destroy)(Handle)>
+class Owned {
+  public:
+    Owned() = default;
+    /// Takes over a handle that is the host's.
+    explicit Owned(Handle handle) : mHandle(handle) {}
+    Owned(const Owned& other) : mHandle(other.mHandle == nullptr ? nullptr : clone(other.mHandle, Owner::host)) {}
+    Owned(Owned&& other) noexcept : mHandle(std::exchange(other.mHandle, nullptr)) {}
+    Owned& operator=(Owned other) noexcept {
+        std::swap(mHandle, other.mHandle);
+        return *this;
+    }
+    ~Owned() {
+        if (mHandle != nullptr) {
+            destroy(mHandle);
+        }
+    }
+
+    Handle handle() const { return mHandle; }
+    Handle release() { return std::exchange(mHandle, nullptr); }
+
+  private:
+    Handle mHandle = nullptr;
+};
+
+/// A tensor: dimensions slowest first, elements `vint`, `double` or `std::complex<double>`.
+class Tensor : public Owned<VTensor, cloneTensor, destroyTensor> {
+  public:
+    using Owned::Owned;
+    /// Zero-filled. @throws std::invalid_argument  for impossible sizes
+    Tensor(vint type, std::vector<vint> dimensions);
+    Tensor(std::vector<vint> dimensions, const std::vector<vint>& elements);
+    Tensor(std::vector<vint> dimensions, const std::vector<double>& elements);
+
+    vint type() const { return handle()->type; }
+    const std::vector<vint>& dimensions() const { return handle()->dimensions; }
+    /// The elements; `T` has to be the element type.
+    template <typename T>
+    std::span<T> data() const {
+        return {static_cast<T*>(handle()->data.get()), static_cast<std::size_t>(handle()->length)};
+    }
+};
+
+/// A numeric array: dimensions slowest first, one of the ten element types.
+class NumericArray : public Owned<VNumericArray, cloneNumericArray, destroyNumericArray> {
+  public:
+    using Owned::Owned;
+    /// Zero-filled. @throws std::invalid_argument  for impossible sizes
+    NumericArray(vint type, std::vector<vint> dimensions);
+
+    vint type() const { return handle()->type; }
+    const std::vector<vint>& dimensions() const { return handle()->dimensions; }
+    std::span<std::byte> bytes() const {
+        return {static_cast<std::byte*>(handle()->data.get()),
+                static_cast<std::size_t>(handle()->length) * numericArrayElementSize(type())};
+    }
+    template <typename T>
+    std::span<T> data() const {
+        return {static_cast<T*>(handle()->data.get()), static_cast<std::size_t>(handle()->length)};
+    }
+};
+
+/// An image; its layout is told in velmora/VelmoraLibrary.h.
+class Image : public Owned<VImage, cloneImage, destroyImage> {
+  public:
+    using Owned::Owned;
+    /// Zero-filled; `slices` 0 gives a 2D image. @throws std::invalid_argument  for impossible sizes
+    Image(vint slices, vint rows, vint columns, vint channels, vint type, vint colorSpace, bool interleaved);
+
+    const VelmoraImage& info() const { return *handle(); }
+    std::span<std::byte> bytes() const {
+        return {static_cast<std::byte*>(handle()->data.get()),
+                static_cast<std::size_t>(handle()->length) * imageElementSize(handle()->type)};
+    }
+    template <typename T>
+    std::span<T> data() const {
+        return {static_cast<T*>(handle()->data.get()), static_cast<std::size_t>(handle()->length)};
+    }
+};
+
+class Value;
+
+/// Read access to a node of a data store, in place.
+class NodeView {
+  public:
+    explicit NodeView(const VelmoraDataStoreNode* node) : mNode(node) {}
+
+    std::string_view name() const { return mNode->name(); }
+    vint type() const { return mNode->type; } ///< VType_...
+    const VelmoraDataStoreNode::Cell& cell() const { return mNode->cell; }
+    /// A copy of the value.
+    Value value() const;
+
+  private:
+    const VelmoraDataStoreNode* mNode;
+};
+
+/// Walks the nodes of a store that someone else keeps alive.
+class StoreView {
+  public:
+    explicit StoreView(const VelmoraDataStore* store) : mStore(store) {}
+
+    class Iterator {
+      public:
+        explicit Iterator(const VelmoraDataStoreNode* node) : mNode(node) {}
+        NodeView operator*() const { return NodeView(mNode); }
+        Iterator& operator++() {
+            mNode = mNode->next;
+            return *this;
+        }
+        bool operator==(const Iterator&) const = default;
+
+      private:
+        const VelmoraDataStoreNode* mNode;
+    };
+
+    Iterator begin() const { return Iterator(mStore == nullptr ? nullptr : mStore->first); }
+    Iterator end() const { return Iterator(nullptr); }
+    std::size_t size() const { return mStore == nullptr ? 0 : static_cast<std::size_t>(mStore->length); }
+
+  private:
+    const VelmoraDataStore* mStore;
+};
+
+/// A data store: an ordered list of nodes with a name (which may be empty or repeat) and a value.
+class Store : public Owned<DataStore, cloneDataStore, destroyDataStore> {
+  public:
+    using Owned::Owned;
+    static Store empty() { return Store(newDataStore(Owner::host)); }
+    /// Nodes without names.
+    static Store of(std::vector<Value> values);
+    static Store ofTexts(const std::vector<std::string>& texts);
+
+    void add(const std::string& name, Value value);
+
+    StoreView view() const { return StoreView(handle()); }
+    StoreView::Iterator begin() const { return view().begin(); }
+    StoreView::Iterator end() const { return view().end(); }
+    std::size_t size() const { return view().size(); }
+};
+
+/// Null: no value, and as an argument a null handle.
+using Null = std::monostate;
+
+/// Any value that can be an argument, a result or in a store.
+class Value : public std::variant<Null, bool, vint, double, std::complex<double>, std::string, Tensor, NumericArray,
+                                  Image, Store> {
+  public:
+    using variant::variant;
+    Value(const char* text) : variant(std::string(text)) {}
+
+    template <typename T>
+    bool is() const {
+        return std::holds_alternative<T>(*this);
+    }
+    template <typename T>
+    const T& get() const {
+        return std::get<T>(*this);
+    }
+    template <typename Visitor>
+    auto visit(Visitor visitor) const {
+        return std::visit(visitor, static_cast<const variant&>(*this));
+    }
+    /// VType_..., VType_Undef for Null.
+    vint type() const;
+};
+
+} // namespace velmora

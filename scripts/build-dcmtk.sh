@@ -1,0 +1,84 @@
+#!/usr/bin/env bash
+# Builds DCMTK once per user from Debian's own source package and prints the folder it was installed to.
+#
+# Debian's binary package has no compiled-in dictionary; the library needs one, and no environment setting.
+# The result is cached under the user's cache folder, keyed by the package version and the flags below.
+set -euo pipefail
+
+flags=(
+    -DCMAKE_BUILD_TYPE=Release
+    -DBUILD_SHARED_LIBS=ON
+    -DBUILD_SINGLE_SHARED_LIBRARY=ON
+    -DBUILD_APPS=OFF
+    -DCMAKE_POSITION_INDEPENDENT_CODE=ON
+    -DCMAKE_C_FLAGS=-fcommon
+    -DCMAKE_CXX_STANDARD=17
+    -DCMAKE_INSTALL_DATADIC=share/dcmtk
+    -DDCMTK_DEFAULT_DICT=builtin
+    -DDCMTK_USE_DCMDICTPATH=OFF
+    -DDCMTK_ENABLE_PRIVATE_TAGS=ON
+    -DDCMTK_ENABLE_STL=ON
+    -DDCMTK_WITH_ICU=ON
+    -DDCMTK_WITH_ICONV=OFF
+    -DDCMTK_WITH_STDLIBC_ICONV=OFF
+    -DDCMTK_WITH_OPENSSL=OFF
+    -DDCMTK_WITH_XML=OFF
+    -DDCMTK_WITH_TIFF=OFF
+    -DDCMTK_WITH_PNG=OFF
+    -DDCMTK_WITH_SNDFILE=OFF
+    -DDCMTK_WITH_WRAP=OFF
+    "-DDCMTK_MODULES=ofstd;oflog;dcmdata;dcmimgle;dcmimage;dcmjpeg;dcmjpls;dcmiod;dcmfg;dcmpmap"
+)
+
+version=$(apt-cache madison dcmtk | awk -F'|' 'NR == 1 { gsub(/ /, "", $2); print $2 }')
+if [ -z "$version" ]; then
+    echo "apt knows no package 'dcmtk'. Run 'apt-get update' as root, then try again." >&2
+    exit 1
+fi
+key=$(printf '%s\n' "$version" "${flags[@]}" | sha256sum | cut -c1-12)
+cache=${XDG_CACHE_HOME:-$HOME/.cache}/radvex
+prefix=$cache/dcmtk-$key
+if [ -e "$prefix/.complete" ]; then
+    echo "$prefix"
+    exit 0
+fi
+
+mkdir -p "$cache"
+exec 9>"$cache/dcmtk-$key.lock"
+flock 9 # a second build at the same time waits for the first and then finds its result
+if [ -e "$prefix/.complete" ]; then
+    echo "$prefix"
+    exit 0
+fi
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+echo "Building DCMTK $version once for this user (about 3 minutes on two cores)" >&2
+
+# A private list of source packages, made from the system's own lists, which stay as they are.
+mkdir -p "$work/sources" "$work/lists/partial" "$work/package"
+for list in /etc/apt/sources.list.d/*.sources; do
+    [ -e "$list" ] && sed 's/^Types:.*/Types: deb-src/' "$list" > "$work/sources/$(basename "$list")"
+done
+for list in /etc/apt/sources.list /etc/apt/sources.list.d/*.list; do
+    [ -e "$list" ] && sed -n 's/^deb\(-src\)\? /deb-src /p' "$list" | sort -u > "$work/sources/$(basename "$list")"
+done
+apt=(apt-get -qq -o Dir::Etc::sourcelist=/dev/null -o "Dir::Etc::sourceparts=$work/sources"
+     -o "Dir::State::lists=$work/lists" -o APT::Sandbox::User="$(id -un)")
+"${apt[@]}" update >&2
+(cd "$work/package" && "${apt[@]}" source --download-only "dcmtk=$version" >&2)
+dpkg-source --no-check -x "$work"/package/dcmtk_*.dsc "$work/dcmtk" >"$work/unpack.log"
+
+launcher=()
+command -v ccache >/dev/null && launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+log=$cache/dcmtk-$key.log
+if ! { cmake -S "$work/dcmtk" -B "$work/build" -G Ninja "${flags[@]}" "${launcher[@]}" \
+           -DCMAKE_INSTALL_PREFIX="$prefix" &&
+       cmake --build "$work/build" &&
+       cmake --install "$work/build"; } >"$log" 2>&1; then
+    tail -n 30 "$log" >&2
+    echo "DCMTK did not build; the whole log is $log" >&2
+    exit 1
+fi
+touch "$prefix/.complete"
+echo "$prefix"

@@ -1,0 +1,82 @@
+#include "TokenQueue.h"
+
+#include <algorithm>
+
+#include "velmora/Tether.h"
+
+namespace tether {
+
+int TokenQueue::write(Token token) {
+    if (token.kind == Token::Kind::endOfPacket) {
+        if (isHalfWritten()) {
+            return TTE_SEQUENCE;
+        }
+        mTokens.push_back(std::move(token));
+        return TTE_OK;
+    }
+    const bool opensFunction = token.kind == Token::Kind::function && token.integer > 0;
+    const std::int64_t argumentCount = token.integer;
+    if (opensFunction) {
+        mOpenArguments.reserve(mOpenArguments.size() + 1); // so that nothing can fail once the token is in
+    }
+    mTokens.push_back(std::move(token));
+    if (opensFunction) {
+        mOpenArguments.push_back(argumentCount);
+        return TTE_OK;
+    }
+    while (!mOpenArguments.empty() && --mOpenArguments.back() == 0) {
+        mOpenArguments.pop_back();
+    }
+    return TTE_OK;
+}
+
+void TokenQueue::reset() {
+    mOpenArguments.clear();
+    readFrom(endPosition());
+}
+
+TokenQueue::Position TokenQueue::skipPacketEnds(Position start) const {
+    while (start < endPosition() && at(start).kind == Token::Kind::endOfPacket) {
+        ++start;
+    }
+    return start;
+}
+
+int TokenQueue::findExpressionEnd(Position start, Position& end) const {
+    std::int64_t missing = 1;
+    Position position = start;
+    for (; missing > 0; ++position) {
+        if (position >= endPosition()) {
+            return TTE_EMPTY;
+        }
+        const Token& token = at(position);
+        if (token.kind == Token::Kind::endOfPacket) {
+            return TTE_SEQUENCE;
+        }
+        missing += (token.kind == Token::Kind::function ? token.integer : 0) - 1;
+    }
+    end = position;
+    return TTE_OK;
+}
+
+void TokenQueue::readFrom(Position position) {
+    mReadPosition = position;
+    dropRead();
+}
+
+void TokenQueue::removeMark(Position position) {
+    if (const auto found = mMarks.find(position); found != mMarks.end()) {
+        mMarks.erase(found);
+    }
+    dropRead();
+}
+
+void TokenQueue::dropRead() {
+    const Position keepFrom = mMarks.empty() ? mReadPosition : std::min(mReadPosition, *mMarks.begin());
+    while (mFirstKept < keepFrom) {
+        mTokens.pop_front();
+        ++mFirstKept;
+    }
+}
+
+} // namespace tether
