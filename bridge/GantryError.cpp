@@ -21,11 +21,14 @@ GantryError::GantryError(const GantryError& other)
     if (messageParams == nullptr) {
         return;
     }
-    // The mark lets the source keep what is read from it, so that it can be copied again.
+    // The mark lets the source keep what is read from it, so that it can be copied again. Without one nothing is read.
     const TTMark start = TTCreateMark(other.messageParams);
-    TTTransferToEndOfLoopbackLink(messageParams, other.messageParams);
+    if (start == nullptr || TTTransferToEndOfLoopbackLink(messageParams, other.messageParams) == 0) {
+        TTClose(std::exchange(messageParams, nullptr));
+    }
     TTSeekMark(other.messageParams, start, 0);
     TTDestroyMark(other.messageParams, start);
+    TTClearError(other.messageParams);
 }
 
 GantryError::GantryError(GantryError&& other) noexcept
@@ -61,6 +64,9 @@ int GantryError::sendParameters(VelmoraLibraryData libData, const std::string& s
     try {
         link = libData->getTetherLink(libData);
         TTStream<TT::Encoding::UTF8, TT::Encoding::UTF8> stream(link);
+        if (messageParams == nullptr) {
+            return VELMORA_FUNCTION_ERROR; // before a packet is begun that nothing would complete
+        }
         stream << TT::Function("EvaluatePacket", 1) << TT::Function("Set", 2) << TT::Symbol(symbol);
         if (TTTransferToEndOfLoopbackLink(link, messageParams) == 0) {
             code = VELMORA_FUNCTION_ERROR;

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "Put.h"
 #include "TTStream.h"
@@ -18,7 +19,7 @@ class GantryError : public std::runtime_error {
   public:
     GantryError(int id, const std::string& name, std::string message);
 
-    /// The copy gets a loopback of its own with the same parameters, or none when no loopback can be opened.
+    /// The copy gets a loopback of its own with the same parameters, or none when the link refuses that.
     GantryError(const GantryError& other);
     /// Takes the parameters over.
     GantryError(GantryError&& other) noexcept;
@@ -40,7 +41,7 @@ class GantryError : public std::runtime_error {
     /// without parameters.
     template <typename... Params>
     void setMessageParameters(VelmoraLibraryData libData, const Params&... params) {
-        messageParams = openLoopback(libData->getTetherLinkEnvironment(libData));
+        TTClose(std::exchange(messageParams, openLoopback(libData->getTetherLinkEnvironment(libData))));
         if (messageParams == nullptr) {
             return;
         }

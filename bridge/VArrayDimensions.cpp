@@ -1,6 +1,8 @@
 #include "VArrayDimensions.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <utility>
 
 #include "ErrorManager.h"
 
@@ -29,14 +31,18 @@ void VArrayDimensions::checkRange() const {
 }
 
 vint VArrayDimensions::totalLengthFromDims() const {
-    vint total = 1;
+    if (std::find(dims.begin(), dims.end(), 0) != dims.end()) {
+        return 0; // whatever the others are
+    }
+    std::int64_t total = 1; // holds a `vint` times another
     for (const vint dimension : dims) {
-        if (__builtin_mul_overflow(total, dimension, &total)) {
+        total *= dimension;
+        if (!std::in_range<vint>(total)) {
             ErrorManager::throwExceptionWithDebugInfo(ErrorName::DimensionsError,
                                                       "The product of the dimensions exceeds the host's integer");
         }
     }
-    return total;
+    return static_cast<vint>(total);
 }
 
 void VArrayDimensions::fillOffsets() {

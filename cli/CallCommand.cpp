@@ -10,7 +10,6 @@ namespace {
 
 struct CallOptions {
     std::string function{};
-    std::vector<std::string> arguments{};
     bool list = false;
 };
 
@@ -65,7 +64,7 @@ void listFunctions() {
     }
 }
 
-void run(Session& session, const CallOptions& options) {
+void run(Session& session, const CallOptions& options, const std::vector<std::string>& arguments) {
     if (options.list) {
         listFunctions();
     } else if (options.function == "-") {
@@ -73,7 +72,7 @@ void run(Session& session, const CallOptions& options) {
     } else if (options.function.empty()) {
         throw UsageError("Name a function: 'radvex call --list' shows them all.");
     } else {
-        const velmora::Value result = session.host().call(options.function, parseArguments(options.arguments));
+        const velmora::Value result = session.host().call(options.function, parseArguments(arguments));
         std::cout << dumpJson(toJson(result)) << '\n';
     }
 }
@@ -86,9 +85,11 @@ void addCallCommand(CLI::App& app, Session& session) {
                                                    "as JSON");
     command->add_option("NAME", options->function,
                         "Function, or - to answer lines '[\"name\", arg, ...]' from standard input");
-    command->add_option("ARG", options->arguments, "Arguments, each one JSON value; text needs its double quotes");
+    command->prefix_command(); // what follows is taken as it stands: CLI11 would take a list or a number apart
+    command->footer("NAME is followed by its arguments, each one JSON value; text needs its double quotes:\n"
+                    "  radvex call GetFrameCount '\"scan.dcm\"'");
     command->add_flag("--list", options->list, "List the functions with their arguments and results");
-    command->callback([&session, options] { run(session, *options); });
+    command->callback([&session, options, command] { run(session, *options, command->remaining()); });
 }
 
 } // namespace radvex::cli

@@ -1,6 +1,7 @@
 #include <iostream>
 
 #include "Commands.h"
+#include "FileArguments.h"
 #include "LosslessJson.h"
 #include "Output.h"
 
@@ -9,7 +10,7 @@ namespace radvex::cli {
 namespace {
 
 struct FramesOptions {
-    std::vector<std::string> files{};
+    FileArguments files{};
     bool json = false;
 };
 
@@ -39,7 +40,7 @@ void print(const std::string& file, const Counts& counts) {
 
 void run(Session& session, const FramesOptions& options) {
     Json list = Json::array();
-    for (const std::string& file : options.files) {
+    for (const std::string& file : options.files.all()) {
         session.attempt("", [&] {
             const Counts counts = readCounts(session.host(), file);
             if (options.json) {
@@ -64,7 +65,7 @@ void addFramesCommand(CLI::App& app, Session& session) {
     auto options = std::make_shared<FramesOptions>();
     CLI::App* command =
         app.add_subcommand("frames", "Say how many frames and overlays a file has, and which frame represents it");
-    command->add_option("FILE", options->files, "DICOM files")->required();
+    options->files.addTo(command);
     command->add_flag("--json", options->json, "Print a JSON list with one object for each file");
     command->callback([&session, options] { run(session, *options); });
 }

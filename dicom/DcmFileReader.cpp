@@ -5,16 +5,42 @@
 
 namespace radvex {
 
-ResultList DcmFileReader::readPatientInfo(NameList& /*fields*/, const RegexFilter& /*filter*/) const {
-    GTU::ErrorManager::throwException("NotImplementedError");
+ResultList DcmFileReader::readPatientInfo(NameList& fields, const RegexFilter& filter) const {
+    return readFields(fields, PATIENT_INFO_MAP, {matchingProperty(DCM_PatientID, filter.patient)});
 }
 
-ResultList DcmFileReader::readStudyInfo(NameList& /*fields*/, const RegexFilter& /*filter*/) const {
-    GTU::ErrorManager::throwException("NotImplementedError");
+ResultList DcmFileReader::readStudyInfo(NameList& fields, const RegexFilter& filter) const {
+    return readFields(fields, STUDY_INFO_MAP,
+                      {matchingProperty(DCM_PatientID, filter.patient),
+                       matchingProperty(DCM_StudyInstanceUID, filter.study)});
 }
 
-ResultList DcmFileReader::readSeriesInfo(NameList& /*fields*/, const RegexFilter& /*filter*/) const {
-    GTU::ErrorManager::throwException("NotImplementedError");
+ResultList DcmFileReader::readSeriesInfo(NameList& fields, const RegexFilter& filter) const {
+    return readFields(fields, SERIES_INFO_MAP,
+                      {matchingProperty(DCM_PatientID, filter.patient),
+                       matchingProperty(DCM_StudyInstanceUID, filter.study),
+                       matchingProperty(DCM_SeriesInstanceUID, filter.series)});
+}
+
+ResultList DcmFileReader::readFields(NameList& fields, const InfoTable& table,
+                                     const std::vector<MatchingProperty>& tests) const {
+    ResultList result;
+    for (const MatchingProperty& test : tests) {
+        if (!test(dataset)) {
+            return result; // what the filter leaves out is no error, and its fields are not looked at
+        }
+    }
+    for (const std::string& field : GTU::asVector(fields)) {
+        const auto known = table.find(field);
+        if (known == table.end()) {
+            GTU::ErrorManager::throwException("InvalidTagName", field);
+        }
+        DcmElement* element = nullptr;
+        if (dataset->findAndGetElement(known->second, element, OFFalse, OFFalse).good()) {
+            saveDcmElementToDataList(result, element, true, true, false);
+        }
+    }
+    return result;
 }
 
 // In the accessors a status that is not good leaves the default.

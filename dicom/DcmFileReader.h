@@ -1,6 +1,8 @@
 #pragma once
 
 #include "DcmReader.h"
+#include "InfoTables.h"
+#include "RegexFilter.h"
 
 namespace radvex {
 
@@ -9,6 +11,9 @@ class DcmFileReader : public DcmReader {
   public:
     using DcmReader::DcmReader;
 
+    /// Fields by the keys of PATIENT_INFO_MAP, STUDY_INFO_MAP or SERIES_INFO_MAP, each under its attribute's own key. A
+    /// file that does not pass the filter gives an empty list, an attribute that it does not have no node.
+    /// @throws GantryError  InvalidTagName (the field)
     ResultList readPatientInfo(NameList& fields, const RegexFilter& filter) const override;
     ResultList readStudyInfo(NameList& fields, const RegexFilter& filter) const override;
     ResultList readSeriesInfo(NameList& fields, const RegexFilter& filter) const override;
@@ -24,6 +29,9 @@ class DcmFileReader : public DcmReader {
     int getOverlayCount() const;
     /// All values of an attribute, joined by "\".
     std::string readInfo(const DcmTagKey& key) const;
+
+  private:
+    ResultList readFields(NameList& fields, const InfoTable& table, const std::vector<MatchingProperty>& tests) const;
 };
 
 } // namespace radvex

@@ -2,9 +2,7 @@
 
 #include <string>
 
-#include "DataList.h"
-#include "dcmtk/config/osconfig.h"
-
+#include "DcmUtility.h"
 #include "dcmtk/dcmdata/dcfilefo.h"
 
 namespace radvex {
@@ -12,8 +10,8 @@ namespace radvex {
 class RegexFilter;
 
 using NameList = GTU::DataList<GTU::VArgumentType::UTF8String, GTU::Passing::Automatic>;
-/// A result tree, or a part of one: nodes of any kind.
-using ResultList = GTU::DataList<GTU::VArgumentType::VArgument, GTU::Passing::Automatic>;
+/// Tags by number: group and element as hexadecimal text.
+using TagNumbers = std::vector<std::pair<std::string, std::string>>;
 
 /// An opened DICOM file held in memory: decompressed if a codec allows, its strings in UTF-8 if its character set
 /// allows. There is no half-open reader.
@@ -31,6 +29,32 @@ class DcmReader {
     virtual ResultList readPatientInfo(NameList& fields, const RegexFilter& filter) const = 0;
     virtual ResultList readStudyInfo(NameList& fields, const RegexFilter& filter) const = 0;
     virtual ResultList readSeriesInfo(NameList& fields, const RegexFilter& filter) const = 0;
+
+    // Metadata of the file's own dataset, the directory's in the case of a DICOMDIR. With `validate`, a leaf is reported
+    // only if its value fits its value representation. An attribute that the file does not have leaves no node. Nodes
+    // are in the order of the request; pixel and overlay data take the form of saveGraphicMetadataToDataList.
+
+    /// Attributes by keyword. @throws GantryError  InvalidTagName (the name)
+    ResultList readMetadata(const std::vector<std::string>& names, bool validate) const;
+    /// Attributes by number; those that the dictionary does not know too.
+    /// @throws std::invalid_argument, std::out_of_range  a number that is none
+    ResultList readMetadataIntTags(const TagNumbers& tags, bool validate) const;
+    /// Meta information, then the dataset, then pixel data and overlay data, all without group lengths. The names are
+    /// left out at every depth; only sequences stay, without what is left out of them.
+    ResultList readAllMetadataExcept(const std::vector<std::string>& names, bool validate) const;
+
+    // Questions to the dictionary.
+
+    /// Value representation of each keyword: (keyword, VR), "UN" for one that the dictionary does not know.
+    static std::vector<std::pair<std::string, std::string>> readVRName(const std::vector<std::string>& names);
+    /// @throws std::invalid_argument, std::out_of_range  a number that is none
+    static std::vector<std::string> readVRNameIntTags(const TagNumbers& tags);
+    /// DCMTK's own name: "RETIRED_" stays, and an unknown tag is "Unknown Tag & Data".
+    /// @throws std::invalid_argument, std::out_of_range  a number that is none
+    static std::string getKeyword(const std::string& group, const std::string& element);
+    /// Group and element of a keyword as two texts, in decimal, unlike the hexadecimal numbers of every request.
+    /// @throws GantryError  InvalidTagName (the keyword)
+    static ResultList getGroupElemNumber(const std::string& keyword);
 
   protected:
     std::string filePath; ///< as the caller gave it

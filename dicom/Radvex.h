@@ -29,3 +29,33 @@ RADVEX_FUNCTION(GetOverlayCount);
 RADVEX_FUNCTION(CloseReader);
 /// Forgets all readers.
 RADVEX_FUNCTION(ClearCache);
+
+// Attributes. "names" are a list of keywords, "numbers" a list of lists of two texts, group and element in hexadecimal.
+// A path that ends in "DICOMDIR" or "dicomdir" gives the attributes of the directory file itself. Results are stores of
+// named nodes; see saveHierarchicalDatasetToDataList for their shape.
+
+/// 0 text: path; 1 names; 2 boolean: only valid values.
+RADVEX_FUNCTION(ReadMetadata);
+/// 0 text: path; 1 numbers. Only valid values.
+RADVEX_FUNCTION(ReadMetadataIntTags);
+/// 0 text: path; 1 names to leave out; 2 boolean: only valid values.
+RADVEX_FUNCTION(ReadAllMetadata);
+
+/// 0 names. Result, store: for each name its value representation, "UN" for an unknown one.
+RADVEX_FUNCTION(ReadVRName);
+/// 0 numbers. Result, store: value representations without names.
+RADVEX_FUNCTION(ReadVRNameIntTags);
+/// 0 text: keyword. Result, store: group and element as two texts in decimal.
+RADVEX_FUNCTION(GetGroupElemNumbers);
+/// 0 text: group; 1 text: element, both in hexadecimal. Result, text: DCMTK's name of the tag.
+RADVEX_FUNCTION(GetKeyword);
+
+// Patient, study and series. "fields" are a list of the keys of PATIENT_INFO_MAP and its like; patterns have to match
+// the whole of PatientID, StudyInstanceUID and SeriesInstanceUID.
+
+/// 0 text: path; 1 fields; 2 text: patient pattern.
+RADVEX_FUNCTION(ReadPatientInfo);
+/// 0 text: path; 1 fields; 2 text: patient pattern; 3 text: study pattern.
+RADVEX_FUNCTION(ReadStudyInfo);
+/// 0 text: path; 1 fields; 2 text: patient pattern; 3 text: study pattern; 4 text: series pattern.
+RADVEX_FUNCTION(ReadSeriesInfo);

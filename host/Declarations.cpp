@@ -5,6 +5,8 @@ namespace velmora {
 const std::vector<Declaration>& radvexDeclarations() {
     static constexpr vint kText = VType_UTF8String;
     static constexpr vint kInteger = VType_Integer;
+    static constexpr vint kFlag = VType_Boolean;
+    static constexpr vint kStore = VType_DataStore;
     static constexpr vint kNone = VType_Undef;
     static const std::vector<Declaration> declarations{
         {"setExceptionDetailsContext", {kText}, kText},
@@ -13,6 +15,16 @@ const std::vector<Declaration>& radvexDeclarations() {
         {"GetOverlayCount", {kText}, kInteger},
         {"CloseReader", {kText}, kNone},
         {"ClearCache", {}, kNone},
+        {"ReadMetadata", {kText, kStore, kFlag}, kStore},
+        {"ReadMetadataIntTags", {kText, kStore}, kStore},
+        {"ReadAllMetadata", {kText, kStore, kFlag}, kStore},
+        {"ReadVRName", {kStore}, kStore},
+        {"ReadVRNameIntTags", {kStore}, kStore},
+        {"GetGroupElemNumbers", {kText}, kStore},
+        {"GetKeyword", {kText, kText}, kText},
+        {"ReadPatientInfo", {kText, kStore, kText}, kStore},
+        {"ReadStudyInfo", {kText, kStore, kText, kText}, kStore},
+        {"ReadSeriesInfo", {kText, kStore, kText, kText, kText}, kStore},
     };
     return declarations;
 }

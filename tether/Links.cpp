@@ -200,10 +200,9 @@ TTMark TTCreateMark(TTLink link) {
     guarded(link, __func__, [&] {
         auto mark = std::make_unique<TTMarkRecord>();
         mark->position = link->incoming->readPosition();
-        const auto position = mark->position;
         const auto [place, isNew] = link->marks.insert(std::move(mark));
         try {
-            link->incoming->addMark(position);
+            link->incoming->addMark((*place)->position);
         } catch (const std::bad_alloc&) {
             link->marks.erase(place);
             throw;
@@ -218,6 +217,9 @@ TTMark TTSeekMark(TTLink link, TTMark mark, int skip) {
     const int done = guarded(link, __func__, [&] {
         if (mark == nullptr || findMark(link, mark) == link->marks.end()) {
             return static_cast<int>(TTE_NULL);
+        }
+        if (skip < 0) {
+            return static_cast<int>(TTE_SEQUENCE);
         }
         TokenQueue& queue = *link->incoming;
         auto position = mark->position;
@@ -237,8 +239,7 @@ void TTDestroyMark(TTLink link, TTMark mark) {
         return;
     }
     if (const auto found = findMark(link, mark); found != link->marks.end()) {
-        const auto position = (*found)->position;
+        link->incoming->removeMark((*found)->position);
         link->marks.erase(found);
-        link->incoming->removeMark(position);
     }
 }

@@ -6,6 +6,7 @@
 #include <type_traits>
 
 #include "Link.h"
+#include "Text.h"
 
 using tether::guarded;
 using tether::Token;
@@ -99,6 +100,9 @@ int readElements(const TokenQueue& queue, TokenQueue::Position& position, const 
                 continue;
             }
         } else {
+            if (token.kind == Token::Kind::function) {
+                return TTE_SHAPE; // deeper than the first element
+            }
             T value{};
             if (const int error = numberOf(token, value); error != TTE_OK) {
                 return error;
@@ -130,12 +134,20 @@ int putArray(TTLink link, const T* data, const int* dimensions, const char* cons
             return TTE_RANGE;
         }
     }
+    if (block[0] > static_cast<std::uint64_t>(std::numeric_limits<int>::max())) {
+        return TTE_RANGE; // more than any memory holds; an empty array could claim it without data behind it
+    }
     if (data == nullptr && !isEmpty) {
         return TTE_NULL;
     }
     const auto headOf = [&](std::size_t level) {
         return heads != nullptr && heads[level] != nullptr ? std::string(heads[level]) : kList;
     };
+    for (std::size_t level = 0; level < levels + (isEmpty ? 1 : 0); ++level) {
+        if (!tether::isUTF8(headOf(level))) {
+            return TTE_ENCODING;
+        }
+    }
     for (std::uint64_t leaf = 0; leaf < block[0]; ++leaf) {
         for (std::size_t level = 0; level < levels; ++level) {
             if (leaf % block[level] == 0) {

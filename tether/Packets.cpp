@@ -88,6 +88,9 @@ int TTTransferToEndOfLoopbackLink(TTLink target, TTLink loopback) {
         if (!loopback->isLoopback() || loopback == target) {
             return static_cast<int>(TTE_LINK);
         }
+        if (loopback->error != TTE_OK) {
+            return loopback->error;
+        }
         TokenQueue& queue = *loopback->incoming;
         if (queue.isHalfWritten()) {
             return static_cast<int>(TTE_SEQUENCE);

@@ -16,8 +16,8 @@ int TokenQueue::write(Token token) {
     }
     const bool opensFunction = token.kind == Token::Kind::function && token.integer > 0;
     const std::int64_t argumentCount = token.integer;
-    if (opensFunction) {
-        mOpenArguments.reserve(mOpenArguments.size() + 1); // so that nothing can fail once the token is in
+    if (opensFunction && mOpenArguments.size() == mOpenArguments.capacity()) {
+        mOpenArguments.reserve(2 * mOpenArguments.size() + 1); // so that nothing can fail once the token is in
     }
     mTokens.push_back(std::move(token));
     if (opensFunction) {
@@ -32,6 +32,9 @@ int TokenQueue::write(Token token) {
 
 void TokenQueue::reset() {
     mOpenArguments.clear();
+    for (Position* mark : mMarks) {
+        *mark = endPosition();
+    }
     readFrom(endPosition());
 }
 
@@ -64,15 +67,16 @@ void TokenQueue::readFrom(Position position) {
     dropRead();
 }
 
-void TokenQueue::removeMark(Position position) {
-    if (const auto found = mMarks.find(position); found != mMarks.end()) {
-        mMarks.erase(found);
-    }
+void TokenQueue::removeMark(Position& mark) {
+    mMarks.erase(&mark);
     dropRead();
 }
 
 void TokenQueue::dropRead() {
-    const Position keepFrom = mMarks.empty() ? mReadPosition : std::min(mReadPosition, *mMarks.begin());
+    Position keepFrom = mReadPosition;
+    for (const Position* mark : mMarks) {
+        keepFrom = std::min(keepFrom, *mark);
+    }
     while (mFirstKept < keepFrom) {
         mTokens.pop_front();
         ++mFirstKept;

@@ -45,8 +45,9 @@ class TokenQueue {
     /// Goes on reading from `position`, which is no earlier than the earliest mark.
     void readFrom(Position position);
 
-    void addMark(Position position) { mMarks.insert(position); }
-    void removeMark(Position position);
+    /// Keeps what is read from `mark` on, until the mark is removed. A reset moves the mark to the end.
+    void addMark(Position& mark) { mMarks.insert(&mark); }
+    void removeMark(Position& mark);
 
   private:
     void dropRead();
@@ -54,7 +55,7 @@ class TokenQueue {
     std::deque<Token> mTokens{};
     Position mFirstKept = 0;
     Position mReadPosition = 0;
-    std::multiset<Position> mMarks{};
+    std::set<Position*> mMarks{};
     std::vector<std::int64_t> mOpenArguments{}; ///< arguments still to come, outermost function first
 };
 

@@ -1,10 +1,106 @@
 #include <gtest/gtest.h>
 
+#include <sstream>
+
+#include "DicomFiles.h"
 #include "LosslessJson.h"
+#include "Process.h"
+#include "TemporaryFolder.h"
 
-using namespace radvex::cli;
+using namespace radvex::test;
+using radvex::cli::Json;
 
-TEST(LosslessJson, RealsAlwaysHaveAPointOrAnExponent) {
-    EXPECT_EQ(dumpJson(toJson(velmora::Value(1.0))), "1.0");
-    EXPECT_EQ(dumpJson(toJson(velmora::Value(1e300))), "1e+300");
+namespace {
+
+class CallCommand : public ::testing::Test {
+  protected:
+    std::string file = writeDicom(folder().file("a.dcm"), [](DcmDataset& dataset) {
+        dataset.putAndInsertString(DCM_NumberOfFrames, "15");
+    });
+
+    static TemporaryFolder& folder() {
+        static TemporaryFolder instance;
+        return instance;
+    }
+
+    static std::vector<Json> answers(const std::string& lines) {
+        const ProcessResult run = radvex::test::radvex({"call", "-"}, lines);
+        EXPECT_EQ(run.status, 0) << run.errors;
+        std::vector<Json> list;
+        std::istringstream stream(run.output);
+        for (std::string line; std::getline(stream, line);) {
+            list.push_back(Json::parse(line));
+        }
+        return list;
+    }
+};
+
+} // namespace
+
+TEST_F(CallCommand, PrintsTheResultAsJson) {
+    const ProcessResult run = radvex::test::radvex({"call", "GetFrameCount", Json(file).dump()});
+    EXPECT_EQ(run.output, "15\n");
+    EXPECT_EQ(run.status, 0);
+}
+
+TEST_F(CallCommand, PrintsNullForAFunctionWithoutAResult) {
+    EXPECT_EQ(radvex::test::radvex({"call", "ClearCache"}).output, "null\n");
+}
+
+TEST_F(CallCommand, PrintsTheFilledMessageOfARefusal) {
+    const ProcessResult run = radvex::test::radvex({"call", "GetFrameCount", "\"/missing\""});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.output, "");
+    EXPECT_EQ(run.errors, "radvex: Error when opening file /missing: No such file or directory.\n");
+}
+
+TEST_F(CallCommand, PassesMissingAndIllTypedArgumentsOn) {
+    for (const auto& arguments : std::vector<std::vector<std::string>>{
+             {}, {"5"}, {"null"}, {"true"}, {"1.5"}, {"[]"}, {R"({"tensor":{"type":"real","dims":[1],"data":[1.0]}})"}}) {
+        std::vector<std::string> words{"call", "GetFrameCount"};
+        words.insert(words.end(), arguments.begin(), arguments.end());
+        const ProcessResult run = radvex::test::radvex(words);
+        EXPECT_EQ(run.status, 1);
+        EXPECT_EQ(run.errors, "radvex: An error occurred in the library function.\n");
+    }
+}
+
+TEST_F(CallCommand, RefusesWrongUsageWithStatusTwo) {
+    EXPECT_EQ(radvex::test::radvex({"call", "NoSuchFunction"}).status, 2);
+    EXPECT_EQ(radvex::test::radvex({"call", "GetFrameCount", "not json"}).status, 2);
+    EXPECT_EQ(radvex::test::radvex({"call"}).status, 2);
+}
+
+TEST_F(CallCommand, ListsItsFunctions) {
+    EXPECT_NE(radvex::test::radvex({"call", "--list"}).output.find("GetFrameCount(text) -> integer\n"), std::string::npos);
+}
+
+TEST_F(CallCommand, AnswersOneObjectForEachLine) {
+    const auto list = answers(Json({"GetFrameCount", file}).dump() + "\n\n" + R"(["GetFrameCount","/missing"])" + "\n");
+    ASSERT_EQ(list.size(), 2U) << "an empty line is no request";
+    EXPECT_EQ(list[0], Json({{"code", 0}, {"result", 15}}));
+    EXPECT_EQ(list[1], Json({{"code", -62},
+                             {"name", "OpenFileError"},
+                             {"message", "Error when opening file /missing: No such file or directory."}}));
+}
+
+TEST_F(CallCommand, AMalformedLineGetsAnErrorAndTheSessionGoesOn) {
+    const auto list = answers("{broken\n[5]\n\"text\"\n[\"NoSuchFunction\"]\n[\"ClearCache\"]\n");
+    ASSERT_EQ(list.size(), 5U);
+    for (std::size_t line = 0; line < 4; ++line) {
+        EXPECT_EQ(list[line]["name"], "RequestError") << line;
+        EXPECT_FALSE(list[line]["message"].get<std::string>().empty());
+        EXPECT_FALSE(list[line].contains("result"));
+    }
+    EXPECT_EQ(list[4], Json({{"code", 0}, {"result", nullptr}}));
+}
+
+TEST_F(CallCommand, KeepsReadersOverTheLinesOfASession) {
+    // The file goes away after the first line is answered from it, and the second is answered from the reader.
+    const std::string path = writeDicom(folder().file("b.dcm"), {});
+    const auto list = answers(Json({"GetFrameCount", path}).dump() + "\n" + Json({"GetFrameCount", "./" + path}).dump() +
+                              "\n" + Json({"GetFrameCount", path}).dump() + "\n");
+    EXPECT_EQ(list[0]["code"], 0);
+    EXPECT_EQ(list[1]["code"], -62) << "another spelling is another reader";
+    EXPECT_EQ(list[2]["code"], 0);
 }

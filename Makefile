@@ -1,0 +1,39 @@
+# The two commands that matter: `make demo` and `make test`. Each sets up what it needs on a fresh Debian 12 machine.
+
+.PHONY: demo test test-release test-asan build build-asan bench lint format setup clean
+
+demo: build
+	@scripts/demo.sh build/release
+
+test: test-release test-asan
+
+test-release: build
+	ctest --preset release -j 2
+
+test-asan: build-asan
+	ctest --preset asan -j 2
+
+bench: build
+	@build/release/bench/bridgeBenchmarks
+
+build: build/release/build.ninja
+	cmake --build --preset release
+
+build-asan: build/asan/build.ninja
+	cmake --build --preset asan
+
+build/%/build.ninja: CMakeLists.txt CMakePresets.json $(wildcard cmake/*) scripts/build-dcmtk.sh | setup
+	cmake --preset $*
+
+setup:
+	@scripts/install-packages.sh
+
+# The tree passes both; clang-tidy takes several minutes.
+lint: build
+	@scripts/lint.sh build/release
+
+format:
+	@git ls-files '*.h' '*.cpp' | xargs clang-format -i
+
+clean:
+	rm -rf build

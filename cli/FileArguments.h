@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "CLI/CLI.hpp"
+
+namespace radvex::cli {
+
+/// One or more files of a command. Not a list option: CLI11 takes a word like "[a,b]" apart there, and that is a file
+/// name too.
+class FileArguments {
+  public:
+    void addTo(CLI::App* app);
+
+    /// The files in order. @throws UsageError  for a word that looks like an unknown option
+    std::vector<std::string> all() const;
+
+  private:
+    CLI::App* mCommand = nullptr;
+    std::string mFirst{};
+};
+
+} // namespace radvex::cli

@@ -1,0 +1,79 @@
+#include <stack>
+
+#include "DcmUtility.h"
+#include "ElementKey.h"
+#include "dcmtk/dcmdata/dcstack.h"
+
+namespace radvex {
+
+namespace {
+
+using GTU::VArgumentType;
+
+/// A level that is being filled: its name in the level above, empty for an item, and its nodes.
+using Frame = std::pair<std::string, ResultList>;
+using Frames = std::stack<Frame>;
+
+void addStore(ResultList& parent, const std::string& name, ResultList& child) {
+    GTU::Argument<VArgumentType::DataStore>::addDataStoreNode(parent.getInternal(), name, child.getInternal());
+}
+
+/// Closes levels until `size` remain: each becomes a node of the one below it.
+void collapseDataListStack(Frames& stack, std::size_t size) {
+    while (stack.size() > size) {
+        Frame frame = std::move(stack.top());
+        stack.pop();
+        addStore(stack.top().second, frame.first, frame.second);
+    }
+}
+
+bool isReported(DcmElement* element, const std::string& key, const ExcludedTags& excluded, bool validate) {
+    return excluded.count(key) == 0 && (!validate || element->checkValue("1-n", OFFalse).good());
+}
+
+} // namespace
+
+const std::string& ElementKeys::keyOf(const DcmTag& tag) {
+    if ((tag.getGroup() & 1) != 0) {
+        mPrivateKey = getTagNameAsString(tag, false);
+        return mPrivateKey;
+    }
+    const Uint32 number = static_cast<Uint32>(tag.getGroup()) << 16 | tag.getElement();
+    const auto known = mKeys.find(number);
+    return known != mKeys.end() ? known->second : mKeys.emplace(number, getTagNameAsString(tag, false)).first->second;
+}
+
+void saveHierarchicalDatasetToDataList(ResultList& list, DcmObject* object, const ExcludedTags& excluded, bool nested,
+                                       bool validate) {
+    ElementKeys keys;
+    Frames frames;
+    if (nested) {
+        frames.emplace(getTagNameAsString(object->getTag(), false), ResultList{});
+    } else {
+        frames.emplace(std::string{}, std::move(list));
+    }
+    DcmStack stack;
+    while (object->nextObject(stack, OFTrue).good()) {
+        // The root lies at the bottom and the current object on top: levels that the walk has left are closed here.
+        collapseDataListStack(frames, stack.card() - 1);
+        DcmObject* current = stack.top();
+        const std::string& key = keys.keyOf(current->getTag());
+        if (current->getTag().getEVR() == EVR_SQ) {
+            frames.emplace(key, ResultList{}); // excluded or not: what is left out of it is its leaves
+        } else if (key == "Item") {
+            frames.emplace(std::string{}, ResultList{});
+        } else if (auto* element = dynamic_cast<DcmElement*>(current);
+                   element != nullptr && isReported(element, key, excluded, validate)) {
+            saveDcmElementUnderKey(frames.top().second, element, true, true, key);
+        }
+    }
+    collapseDataListStack(frames, 1);
+    Frame base = std::move(frames.top());
+    if (nested) {
+        addStore(list, base.first, base.second);
+    } else {
+        list = std::move(base.second);
+    }
+}
+
+} // namespace radvex

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <regex>
+#include <string>
+
+#include "dcmtk/config/osconfig.h"
+
+#include "dcmtk/dcmdata/dcitem.h"
+
+namespace radvex {
+
+/// An ECMAScript pattern that a whole value has to match, case-sensitive.
+class ValuePattern {
+  public:
+    /// @throws std::regex_error  a malformed pattern, or one over 1024 bytes
+    explicit ValuePattern(const std::string& pattern);
+
+    /// Takes time polynomial in the value's length. With a back-reference no such matcher exists: then a value over
+    /// 256 bytes does not match.
+    bool matches(const std::string& value) const;
+
+  private:
+    bool mMatchesEverything;
+    bool mHasBackReference = false;
+    std::regex mRegex{};
+};
+
+/// Restricts a question to patients, studies and series. ".*" means no restriction.
+///
+/// Hierarchical: a study counts only inside a patient that passes, a series only inside a study that passes.
+struct RegexFilter {
+    /// @throws std::regex_error  for the first pattern that is malformed
+    RegexFilter(const std::string& patientPattern, const std::string& studyPattern, const std::string& seriesPattern)
+        : patient(patientPattern), study(studyPattern), series(seriesPattern) {}
+
+    ValuePattern patient; ///< on PatientID (0010,0020)
+    ValuePattern study;   ///< on StudyInstanceUID (0020,000D)
+    ValuePattern series;  ///< on SeriesInstanceUID (0020,000E)
+};
+
+extern const std::string ALL_PATIENTS;
+extern const std::string ALL_STUDIES;
+extern const std::string ALL_SERIES;
+
+/// A predicate on items: the whole value of an attribute matches. An absent attribute is the empty text.
+class MatchingProperty {
+  public:
+    MatchingProperty(const DcmTagKey& itsKey, const ValuePattern& itsPattern) : key(itsKey), pattern(itsPattern) {}
+    bool operator()(DcmItem* item) const;
+
+  private:
+    DcmTagKey key;
+    ValuePattern pattern;
+};
+
+inline MatchingProperty matchingProperty(const DcmTagKey& key, const ValuePattern& pattern) { return {key, pattern}; }
+
+} // namespace radvex

@@ -1,0 +1,52 @@
+#include "DcmReader.h"
+#include "Guard.h"
+#include "Radvex.h"
+
+using radvex::DcmReader;
+
+namespace {
+
+using GTU::VArgumentType;
+using TextList = GTU::DataList<VArgumentType::UTF8String, GTU::Passing::Manual>;
+
+void addText(TextList& list, const std::string& name, const std::string& text) {
+    GTU::Argument<VArgumentType::UTF8String>::addDataStoreNode(list.getInternal(), name, text.c_str());
+    list.appendLastNodeToProxy();
+}
+
+} // namespace
+
+int ReadVRName(VelmoraLibraryData libData, vint argc, VArgument* args, VArgument res) {
+    return GTU::guardedCall(libData, argc, args, res, [](GTU::VArgumentManager& mngr) {
+        const auto names = mngr.getNames(0);
+        TextList result;
+        for (const auto& [name, vr] : DcmReader::readVRName(names)) {
+            addText(result, name, vr);
+        }
+        mngr.setResult(result);
+    });
+}
+
+int ReadVRNameIntTags(VelmoraLibraryData libData, vint argc, VArgument* args, VArgument res) {
+    return GTU::guardedCall(libData, argc, args, res, [](GTU::VArgumentManager& mngr) {
+        const auto tags = mngr.getNumbers(0);
+        TextList result;
+        for (const std::string& vr : DcmReader::readVRNameIntTags(tags)) {
+            addText(result, "", vr);
+        }
+        mngr.setResult(result);
+    });
+}
+
+int GetGroupElemNumbers(VelmoraLibraryData libData, vint argc, VArgument* args, VArgument res) {
+    return GTU::guardedCall(libData, argc, args, res, [](GTU::VArgumentManager& mngr) {
+        mngr.setResult(DcmReader::getGroupElemNumber(mngr.getString(0)));
+    });
+}
+
+int GetKeyword(VelmoraLibraryData libData, vint argc, VArgument* args, VArgument res) {
+    return GTU::guardedCall(libData, argc, args, res, [](GTU::VArgumentManager& mngr) {
+        const std::string group = mngr.getString(0);
+        mngr.setString(DcmReader::getKeyword(group, mngr.getString(1)));
+    });
+}

@@ -1,0 +1,52 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdio>
+#include <memory>
+#include <regex>
+#include <set>
+#include <sstream>
+
+namespace {
+
+std::string outputOf(const std::string& command) {
+    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
+    std::string output;
+    std::array<char, 4096> buffer{};
+    while (pipe != nullptr && fgets(buffer.data(), buffer.size(), pipe.get()) != nullptr) {
+        output += buffer.data();
+    }
+    return output;
+}
+
+const std::set<std::string> kExports{
+    "VelmoraLibrary_initialize", "VelmoraLibrary_uninitialize", "sendRegisteredErrors", "setExceptionDetailsContext",
+    "GetFrameCount", "GetRepresentativeFrameIndex", "GetOverlayCount", "CloseReader", "ClearCache", "ReadMetadata", "ReadMetadataIntTags", "ReadAllMetadata", "ReadVRName", "ReadVRNameIntTags", "GetGroupElemNumbers", "GetKeyword", "ReadPatientInfo", "ReadStudyInfo", "ReadSeriesInfo"};
+
+} // namespace
+
+TEST(SharedObject, ExportsItsFunctionsAndNothingElse) {
+    std::istringstream lines(outputOf("nm -D --defined-only " RADVEX_LIBRARY));
+    std::set<std::string> exported;
+    std::string address;
+    std::string type;
+    for (std::string name; lines >> address >> type >> name;) {
+        exported.insert(name);
+    }
+    EXPECT_EQ(exported, kExports);
+}
+
+TEST(SharedObject, LooksForWhatItNeedsBesideItself) {
+    const std::string dynamic = outputOf("readelf -d " RADVEX_LIBRARY);
+    EXPECT_TRUE(std::regex_search(dynamic, std::regex(R"(runpath: \[\$ORIGIN\])"))) << dynamic;
+}
+
+TEST(SharedObject, NeedsTheLinkLibraryDcmtkAndTheRuntimesOnly) {
+    const std::string dynamic = outputOf("readelf -d " RADVEX_LIBRARY);
+    const std::regex needed(R"(\(NEEDED\).*\[([^\]]+)\])");
+    const std::regex allowed(R"((libTT32i4|libdcmtk|libstdc\+\+|libgcc_s|libc|libm|libasan|libubsan)\.so(\..*)?|ld-linux.*)");
+    for (auto match = std::sregex_iterator(dynamic.begin(), dynamic.end(), needed); match != std::sregex_iterator();
+         ++match) {
+        EXPECT_TRUE(std::regex_match((*match)[1].str(), allowed)) << (*match)[1];
+    }
+}
