@@ -7,6 +7,10 @@
 
 namespace radvex::cli {
 
+void addTagsCommand(CLI::App& app, Session& session);
+void addInfoCommand(CLI::App& app, Session& session);
+/// keyword, number and vr
+void addDictionaryCommands(CLI::App& app, Session& session);
 void addCallCommand(CLI::App& app, Session& session);
 void addErrorsCommand(CLI::App& app, Session& session);
 void addFramesCommand(CLI::App& app, Session& session);

@@ -21,9 +21,12 @@ int run(int argc, char** argv) {
     app.set_version_flag("--version", RADVEX_VERSION);
     app.add_option("--library", session.libraryPath, "Radvex.so to use instead of the one beside this command");
     app.require_subcommand(1);
-    addCallCommand(app, session);
-    addErrorsCommand(app, session);
+    addTagsCommand(app, session);
+    addInfoCommand(app, session);
     addFramesCommand(app, session);
+    addDictionaryCommands(app, session);
+    addErrorsCommand(app, session);
+    addCallCommand(app, session);
     try {
         app.parse(argc, argv);
         return session.status();
