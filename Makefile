@@ -15,6 +15,7 @@ test-asan: build-asan
 
 bench: build
 	@build/release/bench/bridgeBenchmarks
+	@/usr/bin/python3 bench/compare.py build/release
 
 build: build/release/build.ninja
 	cmake --build --preset release

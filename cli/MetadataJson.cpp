@@ -1,8 +1,10 @@
 // Written piece by piece and not through a tree of JSON values: a file may hold hundreds of thousands of attributes.
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <unordered_map>
+#include <vector>
 
 #include "MetadataText.h"
 #include "Output.h"
@@ -85,37 +87,84 @@ void appendElements(std::string& json, StoreView elements) {
 
 } // namespace
 
+namespace {
+
+bool needsEscape(char character, bool isValid) {
+    const auto byte = static_cast<unsigned char>(character);
+    return byte < 0x20 || byte == 0x7F || character == '"' || character == '\\' || (byte >= 0x80 && !isValid);
+}
+
+void appendEscaped(std::string& json, char character) {
+    const auto byte = static_cast<unsigned char>(character);
+    if (byte >= 0x80) {
+        json += "\xEF\xBF\xBD";
+    } else if (character == '"' || character == '\\') {
+        json += '\\';
+        json += character;
+    } else {
+        char escape[8];
+        std::snprintf(escape, sizeof escape, "\\u%04x", byte);
+        json += escape;
+    }
+}
+
+/// How often each key of one object came so far.
+class KeyCounts {
+  public:
+    int next(std::string_view key) {
+        // Most objects are items with a few keys, which a look at each finds faster than a table.
+        constexpr std::size_t kFew = 16;
+        if (mFew.size() < kFew) {
+            const bool isNew = std::find(mFew.begin(), mFew.end(), key) == mFew.end();
+            mFew.push_back(key);
+            if (isNew) {
+                return 1;
+            }
+            return static_cast<int>(std::count(mFew.begin(), mFew.end(), key));
+        }
+        if (mMany.empty()) {
+            for (const std::string_view seen : mFew) {
+                ++mMany[seen];
+            }
+        }
+        return ++mMany[key];
+    }
+
+  private:
+    std::vector<std::string_view> mFew{};
+    std::unordered_map<std::string_view, int> mMany{};
+};
+
+} // namespace
+
 void appendJsonText(std::string& json, std::string_view text) {
-    json += '"';
     const bool isValid = isValidUtf8(text);
-    for (const char character : text) {
-        const auto byte = static_cast<unsigned char>(character);
-        if (character == '"' || character == '\\') {
-            json += '\\';
-            json += character;
-        } else if (byte < 0x20 || byte == 0x7F) {
-            char escape[8];
-            std::snprintf(escape, sizeof escape, "\\u%04x", byte);
-            json += escape;
-        } else if (byte >= 0x80 && !isValid) {
-            json += "\xEF\xBF\xBD";
-        } else {
-            json += character;
+    json += '"';
+    std::size_t start = 0;
+    for (std::size_t index = 0; index < text.size(); ++index) {
+        if (needsEscape(text[index], isValid)) {
+            json.append(text, start, index - start);
+            appendEscaped(json, text[index]);
+            start = index + 1;
         }
     }
+    json.append(text, start, std::string_view::npos);
     json += '"';
 }
 
 void appendJson(std::string& json, StoreView attributes) {
-    std::unordered_map<std::string_view, int> seen;
+    KeyCounts counts;
     json += '{';
     bool isFirst = true;
     for (const NodeView node : attributes) {
         json += isFirst ? "" : ",";
         isFirst = false;
-        const int count = ++seen[node.name()];
-        appendJsonText(json, count == 1 ? std::string(node.name())
-                                        : std::string(node.name()) + '#' + std::to_string(count));
+        const int count = counts.next(node.name());
+        if (count == 1) {
+            appendJsonText(json, node.name());
+        } else {
+            appendJsonText(json, std::string(node.name()) + '#' + std::to_string(count));
+        }
         json += ':';
         if (node.type() == VType_DataStore) {
             appendElements(json, StoreView(node.cell().dataStore));

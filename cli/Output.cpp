@@ -31,7 +31,18 @@ std::size_t characterLength(std::string_view text) {
 
 } // namespace
 
+bool isAscii(std::string_view text) {
+    unsigned char bits = 0;
+    for (const char character : text) {
+        bits |= static_cast<unsigned char>(character);
+    }
+    return bits < 0x80;
+}
+
 bool isValidUtf8(std::string_view text) {
+    if (isAscii(text)) { // nearly all text is
+        return true;
+    }
     while (!text.empty()) {
         const std::size_t length = characterLength(text);
         if (length == 0) {

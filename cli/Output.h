@@ -5,6 +5,7 @@
 
 namespace radvex::cli {
 
+bool isAscii(std::string_view text);
 bool isValidUtf8(std::string_view text);
 
 /// Text that is safe to show: bytes that are no UTF-8 become U+FFFD, control characters \u00XX.

@@ -27,25 +27,30 @@ void collapseDataListStack(Frames& stack, std::size_t size) {
     }
 }
 
-bool isReported(DcmElement* element, const std::string& key, const ExcludedTags& excluded, bool validate) {
-    return excluded.count(key) == 0 && (!validate || element->checkValue("1-n", OFFalse).good());
-}
+bool isValid(DcmElement* element) { return element->checkValue("1-n", OFFalse).good(); }
 
 } // namespace
 
-const std::string& ElementKeys::keyOf(const DcmTag& tag) {
+ElementKey ElementKeys::look(const DcmTag& tag) const {
+    ElementKey key{getTagNameAsString(tag, false)};
+    key.isItem = key.text == "Item";
+    key.isExcluded = mExcluded.count(key.text) != 0;
+    return key;
+}
+
+const ElementKey& ElementKeys::keyOf(const DcmTag& tag) {
     if ((tag.getGroup() & 1) != 0) {
-        mPrivateKey = getTagNameAsString(tag, false);
+        mPrivateKey = look(tag);
         return mPrivateKey;
     }
     const Uint32 number = static_cast<Uint32>(tag.getGroup()) << 16 | tag.getElement();
     const auto known = mKeys.find(number);
-    return known != mKeys.end() ? known->second : mKeys.emplace(number, getTagNameAsString(tag, false)).first->second;
+    return known != mKeys.end() ? known->second : mKeys.emplace(number, look(tag)).first->second;
 }
 
 void saveHierarchicalDatasetToDataList(ResultList& list, DcmObject* object, const ExcludedTags& excluded, bool nested,
                                        bool validate) {
-    ElementKeys keys;
+    ElementKeys keys(excluded);
     Frames frames;
     if (nested) {
         frames.emplace(getTagNameAsString(object->getTag(), false), ResultList{});
@@ -57,14 +62,16 @@ void saveHierarchicalDatasetToDataList(ResultList& list, DcmObject* object, cons
         // The root lies at the bottom and the current object on top: levels that the walk has left are closed here.
         collapseDataListStack(frames, stack.card() - 1);
         DcmObject* current = stack.top();
-        const std::string& key = keys.keyOf(current->getTag());
+        const ElementKey& key = keys.keyOf(current->getTag());
         if (current->getTag().getEVR() == EVR_SQ) {
-            frames.emplace(key, ResultList{}); // excluded or not: what is left out of it is its leaves
-        } else if (key == "Item") {
+            frames.emplace(key.text, ResultList{}); // excluded or not: what is left out of it is its leaves
+        } else if (key.isItem) {
             frames.emplace(std::string{}, ResultList{});
+        } else if (key.isExcluded) {
+            continue;
         } else if (auto* element = dynamic_cast<DcmElement*>(current);
-                   element != nullptr && isReported(element, key, excluded, validate)) {
-            saveDcmElementUnderKey(frames.top().second, element, true, true, key);
+                   element != nullptr && (!validate || isValid(element))) {
+            saveDcmElementUnderKey(frames.top().second, element, true, true, key.text);
         }
     }
     collapseDataListStack(frames, 1);

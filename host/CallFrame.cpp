@@ -43,7 +43,7 @@ void CallFrame::fill(Cell& cell, vint declared, const Value& value) {
         break;
     }
     case VType_UTF8String:
-        cell.utf8String = copyText(value.get<std::string>().c_str());
+        cell.utf8String = ::strdup(value.get<std::string>().c_str());
         mTexts.push_back(cell.utf8String);
         ledger().add(ObjectKind::string, cell.utf8String, Owner::host);
         break;
@@ -58,8 +58,9 @@ void CallFrame::fill(Cell& cell, vint declared, const Value& value) {
 Value CallFrame::takeResult(vint type) {
     const auto adopt = [](ObjectKind kind, auto handle) {
         if (handle != nullptr && !ledger().isOwnedBy(Owner::library, kind, handle)) {
-            ledger().reportViolation(std::string("The library returned a ") + objectKindName(kind) +
+            ledger().reportViolation(std::string("The library returned ") + objectKindName(kind) +
                                      " that it does not own.");
+            return false; // its owner frees it
         }
         return ledger().changeOwner(kind, handle, Owner::host);
     };

@@ -1,5 +1,6 @@
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "HandleTable.h"
 
@@ -9,37 +10,26 @@ namespace {
 
 constexpr auto kKind = ObjectKind::dataStore;
 
-/// A handle that goes into a store is the store's; it has to be the library's own before.
-template <typename Handle>
-void takeOver(ObjectKind kind, Handle handle) {
-    if (handle == nullptr) {
-        return;
-    }
-    if (!ledger().isOwnedBy(Owner::library, kind, handle)) {
-        ledger().reportViolation(std::string("The library put a ") + objectKindName(kind) +
-                                 " that it does not own into a data store.");
-    }
-    ledger().changeOwner(kind, handle, Owner::store);
-}
-
-void addByLibrary(DataStore store, const char* name, vint type, VelmoraDataStoreNode::Cell cell) {
-    if (!ledger().isAlive(kKind, store)) {
-        ledger().reportViolation("The library added to a data store that does not exist.");
-        return;
-    }
-    appendNode(store, name, type, cell);
-}
-
 using Cell = VelmoraDataStoreNode::Cell;
 
-void addStore(DataStore store, const char* name, DataStore value) {
-    takeOver(kKind, value);
-    addByLibrary(store, name, VType_DataStore, Cell{.dataStore = value});
+/// Makes a handle the store's. Null for one that is not the library's own: it stays where it is, since two owners
+/// would each free it.
+template <typename Handle>
+Handle takeOver(ObjectKind kind, Handle handle) {
+    if (handle == nullptr) {
+        return nullptr;
+    }
+    if (!ledger().isOwnedBy(Owner::library, kind, handle)) {
+        ledger().reportViolation(std::string("The library put ") + objectKindName(kind) +
+                                 " that it does not own into a data store.");
+        return nullptr;
+    }
+    ledger().changeOwner(kind, handle, Owner::store);
+    return handle;
 }
 
 void destroyCell(vint type, const Cell& cell) {
     switch (type) {
-    case VType_UTF8String: std::free(cell.utf8String); break;
     case VType_Tensor: destroyTensor(cell.tensor); break;
     case VType_NumericArray: destroyNumericArray(cell.numericArray); break;
     case VType_Image: destroyImage(cell.image); break;
@@ -55,11 +45,30 @@ void destroyOne(DataStore store, std::vector<DataStore>& inner) {
         } else {
             destroyCell(node->type, node->cell);
         }
-        VelmoraDataStoreNode* next = node->next;
-        std::free(node);
-        node = next;
+        node = node->next;
     }
     delete store;
+}
+
+void addByLibrary(DataStore store, const char* name, vint type, Cell cell) {
+    if (!ledger().isAlive(kKind, store)) {
+        ledger().reportViolation("The library added to a data store that does not exist.");
+        if (type == VType_DataStore) {
+            destroyDataStore(cell.dataStore);
+        } else {
+            destroyCell(type, cell);
+        }
+        return;
+    }
+    appendNode(store, name, type, cell);
+}
+
+void addStore(DataStore store, const char* name, DataStore value) {
+    if (store == value) {
+        ledger().reportViolation("The library put a data store into itself.");
+        return;
+    }
+    addByLibrary(store, name, VType_DataStore, Cell{.dataStore = takeOver(kKind, value)});
 }
 
 void deleteByLibrary(DataStore store) {
@@ -77,7 +86,6 @@ void deleteByLibrary(DataStore store) {
 
 Cell cloneCell(vint type, const Cell& cell) {
     switch (type) {
-    case VType_UTF8String: return Cell{.utf8String = copyText(cell.utf8String)};
     case VType_Tensor: return Cell{.tensor = cloneTensor(cell.tensor, Owner::store)};
     case VType_NumericArray: return Cell{.numericArray = cloneNumericArray(cell.numericArray, Owner::store)};
     case VType_Image: return Cell{.image = cloneImage(cell.image, Owner::store)};
@@ -111,7 +119,25 @@ int nodeName(DataStoreNode node, char** name) {
 
 } // namespace
 
-char* copyText(const char* text) { return text == nullptr ? nullptr : ::strdup(text); }
+void* NodeMemory::allocate(std::size_t bytes) {
+    constexpr std::size_t kAlignment = alignof(VelmoraDataStoreNode);
+    constexpr std::size_t kSmallestChunk = 240;
+    constexpr std::size_t kLargestChunk = 65536;
+    bytes = (bytes + kAlignment - 1) / kAlignment * kAlignment;
+    if (bytes > mLeft) {
+        const std::size_t size = std::max(bytes, std::clamp(mTotal / 4, kSmallestChunk, kLargestChunk));
+        Buffer chunk(std::malloc(size));
+        if (chunk == nullptr) {
+            return nullptr;
+        }
+        mNext = static_cast<char*>(chunk.get());
+        mLeft = size;
+        mTotal += size;
+        mChunks.push_back(std::move(chunk));
+    }
+    mLeft -= bytes;
+    return std::exchange(mNext, mNext + bytes);
+}
 
 DataStore newDataStore(Owner owner) {
     auto* store = new (std::nothrow) VelmoraDataStore;
@@ -121,20 +147,41 @@ DataStore newDataStore(Owner owner) {
     return store;
 }
 
-VelmoraDataStoreNode* appendNode(DataStore store, const char* name, vint type, VelmoraDataStoreNode::Cell cell) {
-    const std::size_t nameLength = name == nullptr ? 0 : std::strlen(name);
-    void* memory = std::malloc(sizeof(VelmoraDataStoreNode) + nameLength + 1);
+namespace {
+
+/// A node at the end of the store, with `extra` bytes behind its name.
+VelmoraDataStoreNode* addNode(DataStore store, const char* name, vint type, Cell cell, std::size_t extra) {
+    const std::size_t nameBytes = (name == nullptr ? 0 : std::strlen(name)) + 1;
+    void* memory = store->memory.allocate(sizeof(VelmoraDataStoreNode) + nameBytes + extra);
     if (memory == nullptr) {
         return nullptr;
     }
     auto* node = new (memory) VelmoraDataStoreNode{nullptr, type, cell};
-    if (nameLength > 0) {
-        std::memcpy(node->name(), name, nameLength);
-    }
-    node->name()[nameLength] = '\0';
+    std::memcpy(node->name(), name == nullptr ? "" : name, nameBytes);
     (store->last == nullptr ? store->first : store->last->next) = node;
     store->last = node;
     ++store->length;
+    return node;
+}
+
+} // namespace
+
+VelmoraDataStoreNode* appendText(DataStore store, const char* name, const char* text) {
+    const std::size_t textBytes = text == nullptr ? 0 : std::strlen(text) + 1;
+    VelmoraDataStoreNode* node = addNode(store, name, VType_UTF8String, Cell{.utf8String = nullptr}, textBytes);
+    if (node != nullptr && text != nullptr) {
+        char* copy = node->name() + std::strlen(node->name()) + 1;
+        std::memcpy(copy, text, textBytes);
+        node->cell.utf8String = copy;
+    }
+    return node;
+}
+
+VelmoraDataStoreNode* appendNode(DataStore store, const char* name, vint type, Cell cell) {
+    if (type == VType_UTF8String) {
+        return appendText(store, name, cell.utf8String);
+    }
+    VelmoraDataStoreNode* node = addNode(store, name, type, cell, 0);
     if (type == VType_DataStore && ledger().isAlive(kKind, cell.dataStore)) {
         cell.dataStore->holder = node;
     }
@@ -193,17 +240,15 @@ const VelmoraDataStoreFunctions kDataStoreFunctions = {
         },
     .DataStore_addNamedString =
         [](DataStore store, const char* name, const char* value) {
-            addByLibrary(store, name, VType_UTF8String, Cell{.utf8String = copyText(value)});
+            addByLibrary(store, name, VType_UTF8String, Cell{.utf8String = const_cast<char*>(value)});
         },
     .DataStore_addNamedVTensor =
         [](DataStore store, const char* name, VTensor value) {
-            takeOver(ObjectKind::tensor, value);
-            addByLibrary(store, name, VType_Tensor, Cell{.tensor = value});
+            addByLibrary(store, name, VType_Tensor, Cell{.tensor = takeOver(ObjectKind::tensor, value)});
         },
     .DataStore_addNamedVImage =
         [](DataStore store, const char* name, VImage value) {
-            takeOver(ObjectKind::image, value);
-            addByLibrary(store, name, VType_Image, Cell{.image = value});
+            addByLibrary(store, name, VType_Image, Cell{.image = takeOver(ObjectKind::image, value)});
         },
     .DataStore_addNamedDataStore = addStore,
     .DataStore_addNamedBoolean =
@@ -212,8 +257,8 @@ const VelmoraDataStoreFunctions kDataStoreFunctions = {
         },
     .DataStore_addNamedVNumericArray =
         [](DataStore store, const char* name, VNumericArray value) {
-            takeOver(ObjectKind::numericArray, value);
-            addByLibrary(store, name, VType_NumericArray, Cell{.numericArray = value});
+            addByLibrary(store, name, VType_NumericArray,
+                         Cell{.numericArray = takeOver(ObjectKind::numericArray, value)});
         },
     .DataStore_addNamedVSparseArray =
         [](DataStore store, const char* name, VSparseArray value) {

@@ -55,7 +55,7 @@ void destroyObject(ObjectKind kind, Object* object) {
 template <typename Object>
 void freeByLibrary(ObjectKind kind, Object* object) {
     if (!ledger().isOwnedBy(Owner::library, kind, object)) {
-        ledger().reportViolation(std::string("The library freed a ") + objectKindName(kind) +
+        ledger().reportViolation(std::string("The library freed ") + objectKindName(kind) +
                                  (ledger().isAlive(kind, object) ? " that it does not own." : " that does not exist."));
         return;
     }
@@ -66,7 +66,7 @@ void freeByLibrary(ObjectKind kind, Object* object) {
 template <typename Object>
 void disownByLibrary(ObjectKind kind, Object* object) {
     if (!ledger().isAlive(kind, object) || object->shares < 1) {
-        ledger().reportViolation(std::string("The library dropped a share of a ") + objectKindName(kind) +
+        ledger().reportViolation(std::string("The library dropped a share of ") + objectKindName(kind) +
                                  " that it does not share.");
         return;
     }

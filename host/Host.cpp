@@ -176,7 +176,7 @@ void Host::collectLeftovers(bool succeeded) {
             if (isHosts) {
                 ++ledger().counts(kind).takenBack;
             } else {
-                ledger().reportViolation(std::string("The library left a ") + objectKindName(kind) + " behind.");
+                ledger().reportViolation(std::string("The library left ") + objectKindName(kind) + " behind.");
             }
             destroyAny(kind, const_cast<void*>(object));
         }

@@ -4,13 +4,13 @@ namespace velmora {
 
 const char* objectKindName(ObjectKind kind) {
     switch (kind) {
-    case ObjectKind::string: return "string";
-    case ObjectKind::tensor: return "tensor";
-    case ObjectKind::numericArray: return "numeric array";
-    case ObjectKind::image: return "image";
-    case ObjectKind::dataStore: return "data store";
+    case ObjectKind::string: return "a string";
+    case ObjectKind::tensor: return "a tensor";
+    case ObjectKind::numericArray: return "a numeric array";
+    case ObjectKind::image: return "an image";
+    case ObjectKind::dataStore: return "a data store";
     }
-    return "object";
+    return "an object";
 }
 
 void Ledger::add(ObjectKind kind, const void* object, Owner owner) {

@@ -11,6 +11,7 @@ namespace velmora {
 /// Kinds of host objects that are counted.
 enum class ObjectKind { string, tensor, numericArray, image, dataStore };
 inline constexpr std::size_t kObjectKindCount = 5;
+/// With its article, for sentences.
 const char* objectKindName(ObjectKind kind);
 
 /// Who has to release an object.

@@ -36,6 +36,9 @@ To clipAndScale(From value) {
     using Limits = std::numeric_limits<To>;
     if constexpr (std::is_floating_point_v<To> && std::is_unsigned_v<From>) {
         return static_cast<To>(static_cast<double>(value) / static_cast<double>(std::numeric_limits<From>::max()));
+    } else if constexpr (std::is_same_v<To, float> && std::is_same_v<From, double>) {
+        return std::isfinite(value) ? static_cast<To>(std::clamp<From>(value, Limits::lowest(), Limits::max()))
+                                    : static_cast<To>(value);
     } else if constexpr (std::is_floating_point_v<To>) {
         return static_cast<To>(value);
     } else if constexpr (std::is_floating_point_v<From>) {

@@ -54,7 +54,8 @@ struct VelmoraImage {
     velmora::Buffer data{};
 };
 
-/// Node and name lie in one block of memory; the name follows the node.
+/// Node, name and text lie in one block of their store's memory: the name follows the node, the text of a string node
+/// follows the name.
 struct VelmoraDataStoreNode {
     union Cell {
         vbool boolean;
@@ -77,7 +78,26 @@ struct VelmoraDataStoreNode {
     const char* name() const { return reinterpret_cast<const char*>(this + 1); }
 };
 
+namespace velmora {
+
+/// Memory for the nodes of one store, freed with it. Chunks grow by a quarter of what is there, so that a small store
+/// costs little and a large one few allocations.
+class NodeMemory {
+  public:
+    /// Null without memory.
+    void* allocate(std::size_t bytes);
+
+  private:
+    std::vector<Buffer> mChunks{};
+    char* mNext = nullptr;
+    std::size_t mLeft = 0;
+    std::size_t mTotal = 0;
+};
+
+} // namespace velmora
+
 struct VelmoraDataStore {
+    velmora::NodeMemory memory{};
     VelmoraDataStoreNode* first = nullptr;
     VelmoraDataStoreNode* last = nullptr;
     vint length = 0;
@@ -106,10 +126,9 @@ void destroyNumericArray(VNumericArray array);
 void destroyImage(VImage image);
 void destroyDataStore(DataStore store);
 
-/// Appends a node, or null without memory. Handles in the cell become the store's.
+/// Appends a node, or null without memory. Handles in the cell become the store's, text is copied.
 VelmoraDataStoreNode* appendNode(DataStore store, const char* name, vint type, VelmoraDataStoreNode::Cell cell);
-/// A copy of the text for a string node's cell.
-char* copyText(const char* text);
+VelmoraDataStoreNode* appendText(DataStore store, const char* name, const char* text);
 
 /// The tables that the library calls.
 extern const VelmoraDataStoreFunctions kDataStoreFunctions;

@@ -11,6 +11,18 @@ namespace {
 // Most operations of the table come without any context, so the services that answer them are found here.
 Services* current = nullptr;
 
+/// True when a symbolic link to something that does not exist is on the way, which writing could create anywhere.
+/// `path` is canonical as far as it exists, so that no other links are left in it.
+bool leadsNowhere(std::filesystem::path path) {
+    std::error_code ignored;
+    for (; path.has_relative_path(); path = path.parent_path()) {
+        if (std::filesystem::is_symlink(std::filesystem::symlink_status(path, ignored))) {
+            return true;
+        }
+    }
+    return false;
+}
+
 /// The text of the next expression when it is a string or a number.
 bool readText(TTLink link, std::string& text) {
     switch (TTGetNext(link)) {
@@ -125,7 +137,8 @@ bool Services::evaluatePacket() {
         return false;
     }
     mSymbols[name] = std::move(values);
-    return TTPutFunction(mHostLink, "ReturnPacket", 1) != 0 && TTPutSymbol(mHostLink, "Null") != 0 &&
+    // What else the packet holds is not read as the beginning of the next one.
+    return TTNewPacket(mHostLink) != 0 && TTPutFunction(mHostLink, "ReturnPacket", 1) != 0 && TTPutSymbol(mHostLink, "Null") != 0 &&
            TTEndPacket(mHostLink) != 0 && TTFlush(mHostLink) != 0;
 }
 
@@ -164,11 +177,19 @@ bool Services::isAllowed(const char* path, char mode) const {
     if (!policy.restricted) {
         return true;
     }
+    if (path == nullptr || *path == '\0') {
+        return false;
+    }
     // Symbolic links and ".." are followed before the comparison, so that neither leads out of a folder.
     std::error_code error;
-    const std::string target = std::filesystem::weakly_canonical(std::filesystem::absolute(path), error).string();
+    const std::filesystem::path absolute = std::filesystem::absolute(path, error);
+    const std::filesystem::path target =
+        error ? std::filesystem::path{} : std::filesystem::weakly_canonical(absolute, error);
+    if (error || leadsNowhere(target)) {
+        return false;
+    }
     for (const std::string& folder : policy.folders) {
-        if (!error && isBelow(target, folder)) {
+        if (isBelow(target.string(), folder)) {
             return true;
         }
     }

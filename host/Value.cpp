@@ -27,7 +27,7 @@ void fill(const Object& object, const std::vector<Element>& elements) {
 
 using Cell = VelmoraDataStoreNode::Cell;
 
-/// The value's cell; handles and text change hands.
+/// The value's cell; handles change hands, text stays the value's.
 Cell releaseToCell(Value& value) {
     struct Release {
         Cell operator()(Null&) const { return Cell{.dataStore = nullptr}; }
@@ -37,7 +37,7 @@ Cell releaseToCell(Value& value) {
         Cell operator()(std::complex<double>& number) const {
             return Cell{.complex = {number.real(), number.imag()}};
         }
-        Cell operator()(std::string& text) const { return Cell{.utf8String = copyText(text.c_str())}; }
+        Cell operator()(std::string& text) const { return Cell{.utf8String = text.data()}; }
         Cell operator()(Tensor& tensor) const {
             ledger().changeOwner(ObjectKind::tensor, tensor.handle(), Owner::store);
             return Cell{.tensor = tensor.release()};
@@ -61,8 +61,9 @@ Cell releaseToCell(Value& value) {
 
 } // namespace
 
-Tensor::Tensor(vint type, std::vector<vint> dimensions)
-    : Owned(notNull(newTensor(type, std::move(dimensions), Owner::host), "tensor")) {}
+Tensor Tensor::zeros(vint type, std::vector<vint> dimensions) {
+    return Tensor(notNull(newTensor(type, std::move(dimensions), Owner::host), "tensor"));
+}
 
 Tensor::Tensor(std::vector<vint> dimensions, const std::vector<vint>& elements)
     : Tensor(VTensor_Integer, std::move(dimensions)) {
@@ -78,7 +79,7 @@ NumericArray::NumericArray(vint type, std::vector<vint> dimensions)
     : Owned(notNull(newNumericArray(type, std::move(dimensions), Owner::host), "numeric array")) {}
 
 Image::Image(vint slices, vint rows, vint columns, vint channels, vint type, vint colorSpace, bool interleaved)
-    : Owned(notNull(newImage(slices == 0 ? 2 : 3, std::max(1, slices), rows, columns, channels, type, colorSpace,
+    : Owned(notNull(newImage(slices == 0 ? 2 : 3, slices == 0 ? 1 : slices, rows, columns, channels, type, colorSpace,
                              interleaved, Owner::host),
                     "image")) {}
 

@@ -5,6 +5,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -44,7 +45,10 @@ class Tensor : public Owned<VTensor, cloneTensor, destroyTensor> {
   public:
     using Owned::Owned;
     /// Zero-filled. @throws std::invalid_argument  for impossible sizes
-    Tensor(vint type, std::vector<vint> dimensions);
+    // A template, so that the dimensions {2} of a vector with two elements are not taken for a type.
+    template <typename Type>
+        requires std::is_convertible_v<Type, vint>
+    Tensor(Type type, std::vector<vint> dimensions) : Tensor(zeros(static_cast<vint>(type), std::move(dimensions))) {}
     Tensor(std::vector<vint> dimensions, const std::vector<vint>& elements);
     Tensor(std::vector<vint> dimensions, const std::vector<double>& elements);
 
@@ -55,6 +59,9 @@ class Tensor : public Owned<VTensor, cloneTensor, destroyTensor> {
     std::span<T> data() const {
         return {static_cast<T*>(handle()->data.get()), static_cast<std::size_t>(handle()->length)};
     }
+
+  private:
+    static Tensor zeros(vint type, std::vector<vint> dimensions);
 };
 
 /// A numeric array: dimensions slowest first, one of the ten element types.

@@ -1,0 +1,147 @@
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "CallFrame.h"
+#include "ErrorManager.h"
+#include "HostTest.h"
+#include "VArgumentManager.h"
+
+namespace radvex::test {
+
+/// Symbol that holds the parameters of the last error, as long as no context is set.
+inline constexpr const char* kParametersSymbol = "GTU`$LastFailureParameters";
+
+/// What is left of a GantryError once it and its loopback are gone. Nothing thrown: id 0 and an empty name.
+struct Thrown {
+    int id = 0;
+    std::string name{};
+    std::string debugInfo{};
+};
+
+template <typename Body>
+Thrown thrownBy(Body body) {
+    try {
+        body();
+    } catch (const GTU::GantryError& error) {
+        return {error.id(), error.name(), error.getDebugInfo()};
+    }
+    return {};
+}
+
+/// A test of the bridge against the host's services, whose table the bridge knows from the start.
+class BridgeTest : public ServicesTest {
+  protected:
+    /// Copies of the host's tables in which a test replaces operations.
+    struct AlteredTable {
+        VelmoraLibraryRecord main;
+        VelmoraDataStoreFunctions dataStores;
+        VelmoraImageFunctions images;
+        VelmoraNumericArrayFunctions numericArrays;
+    };
+
+    void SetUp() override {
+        ServicesTest::SetUp();
+        GTU::LibraryData::setLibraryData(services().table());
+        GTU::GantryError::setExceptionDetailsSymbolContext("");
+    }
+
+    void TearDown() override {
+        GTU::LibraryData::setLibraryData(nullptr);
+        GTU::GantryError::setExceptionDetailsSymbolContext("");
+        velmora::ledger().refuseNothing();
+        ServicesTest::TearDown();
+    }
+
+    /// Makes the bridge use copies of the tables until the test ends.
+    AlteredTable& alterTable() {
+        const VelmoraLibraryData table = services().table();
+        mAltered = {*table, *table->dataStoreFunctions, *table->imageFunctions, *table->numericArrayFunctions};
+        mAltered.main.dataStoreFunctions = &mAltered.dataStores;
+        mAltered.main.imageFunctions = &mAltered.images;
+        mAltered.main.numericArrayFunctions = &mAltered.numericArrays;
+        GTU::LibraryData::setLibraryData(&mAltered.main);
+        return mAltered;
+    }
+
+    /// Runs `body` as the library: only then are link functions counted and refused.
+    template <typename Body>
+    void inLibrary(Body body) {
+        services().setInLibrary(true);
+        body();
+        services().setInLibrary(false);
+    }
+
+    /// Values that the host's symbol for failure parameters holds.
+    std::vector<std::string> deliveredParameters() { return services().symbolValues(kParametersSymbol); }
+
+    /// A result of a call: lets the frame hand over what the library placed.
+    static velmora::CallFrame frameOf(const std::vector<velmora::Value>& arguments) { return {{}, arguments}; }
+
+  private:
+    AlteredTable mAltered{};
+};
+
+/// Takes the next expression off a link: a text or a number as text; "?" for anything else.
+inline std::string readText(TTLink link) {
+    switch (TTGetNext(link)) {
+    case TTTK_STRING: {
+        const unsigned char* units = nullptr;
+        int length = 0;
+        TTGetUTF8String(link, &units, &length);
+        std::string text(reinterpret_cast<const char*>(units), static_cast<std::size_t>(length));
+        TTReleaseUTF8String(link, units, length);
+        return text;
+    }
+    case TTTK_INTEGER: {
+        long long number = 0;
+        TTGetInteger64(link, &number);
+        return std::to_string(number);
+    }
+    default: return "?";
+    }
+}
+
+/// Takes a function head off a link, as "head/arguments"; "?" for anything else.
+inline std::string readHead(TTLink link) {
+    const char* head = nullptr;
+    int count = 0;
+    if (TTGetFunction(link, &head, &count) == 0) {
+        return "?";
+    }
+    std::string text = std::string(head) + "/" + std::to_string(count);
+    TTReleaseSymbol(link, head);
+    return text;
+}
+
+/// Takes a list of texts and numbers off a link; empty when none comes.
+inline std::vector<std::string> readList(TTLink link) {
+    std::vector<std::string> values;
+    int count = 0;
+    if (TTTestHead(link, "List", &count) == 0) {
+        return values;
+    }
+    for (int index = 0; index < count; ++index) {
+        values.push_back(readText(link));
+    }
+    return values;
+}
+
+/// A loopback that is closed with its scope.
+class Loopback {
+  public:
+    explicit Loopback(TTEnvironment environment) : mLink(GTU::GantryError::openLoopback(environment)) {}
+    ~Loopback() { TTClose(mLink); }
+    Loopback(const Loopback&) = delete;
+    Loopback& operator=(const Loopback&) = delete;
+
+    TTLink link() const { return mLink; }
+    TTLink& reference() { return mLink; }
+
+  private:
+    TTLink mLink;
+};
+
+} // namespace radvex::test

@@ -1,0 +1,66 @@
+#include "RegexFilter.h"
+
+#include <gtest/gtest.h>
+
+#include "dcmtk/dcmdata/dctk.h"
+
+using namespace radvex;
+
+namespace {
+
+bool matches(const std::string& pattern, const std::string& value) { return ValuePattern(pattern).matches(value); }
+
+} // namespace
+
+TEST(ValuePattern, MatchesTheWholeValueOnly) {
+    EXPECT_FALSE(matches("1.2", "1.2.3"));
+    EXPECT_TRUE(matches("1.2", "1x2")) << "a dot stands for any character";
+    EXPECT_TRUE(matches("1\\.2", "1.2"));
+    EXPECT_FALSE(matches("1\\.2", "1x2"));
+    EXPECT_FALSE(matches("abc", "ABC"));
+    EXPECT_FALSE(matches("", "a"));
+    EXPECT_TRUE(matches("", ""));
+}
+
+TEST(ValuePattern, AnythingMatchesAllButTheEndsOfALine) {
+    EXPECT_TRUE(matches(".*", ""));
+    EXPECT_TRUE(matches(".*", std::string(100000, 'a')));
+    EXPECT_FALSE(matches(".*", "a\nb"));
+    EXPECT_FALSE(matches(".*", "a\r"));
+}
+
+TEST(ValuePattern, ALongValueCostsNoCallStack) {
+    EXPECT_TRUE(matches("(a|b)*", std::string(200000, 'a')));
+    EXPECT_FALSE(matches("(a|b)*c", std::string(200000, 'a')));
+}
+
+TEST(ValuePattern, APatternThatBacktracksForeverElsewhereAnswersAtOnce) {
+    EXPECT_FALSE(matches("(a*)*(a*)*(a*)*b", std::string(2000, 'a')));
+}
+
+TEST(ValuePattern, ABackReferenceWorksOnValuesUpTo256Bytes) {
+    EXPECT_TRUE(matches("(.*)\\1", "abab"));
+    EXPECT_FALSE(matches("(.*)\\1", "abac"));
+    EXPECT_TRUE(matches("(.*)\\1", std::string(256, 'a')));
+    EXPECT_FALSE(matches("(.*)\\1", std::string(258, 'a')));
+}
+
+TEST(ValuePattern, RefusesMalformedAndVeryLongPatterns) {
+    EXPECT_THROW(ValuePattern("("), std::regex_error);
+    EXPECT_THROW(ValuePattern("[z-a]"), std::regex_error);
+    EXPECT_THROW(ValuePattern(std::string(1025, 'a')), std::regex_error);
+    EXPECT_NO_THROW(ValuePattern(std::string(512, '(') + std::string(512, ')')));
+}
+
+TEST(RegexFilter, CompilesItsPatternsInOrder) {
+    EXPECT_THROW(RegexFilter("(", ".*", ".*"), std::regex_error);
+    EXPECT_THROW(RegexFilter(".*", ".*", "("), std::regex_error);
+}
+
+TEST(MatchingProperty, TestsAllValuesOfAnAttributeAsOneText) {
+    DcmItem item;
+    item.putAndInsertString(DCM_ImageType, "ORIGINAL\\PRIMARY");
+    EXPECT_TRUE(matchingProperty(DCM_ImageType, ValuePattern("ORIGINAL\\\\PRIMARY"))(&item));
+    EXPECT_FALSE(matchingProperty(DCM_ImageType, ValuePattern("ORIGINAL"))(&item));
+    EXPECT_TRUE(matchingProperty(DCM_PatientID, ValuePattern(""))(&item)) << "an absent attribute is the empty text";
+}
