@@ -117,10 +117,10 @@ void addTagsCommand(CLI::App& app, Session& session) {
     CLI::App* command = app.add_subcommand("tags", "Print the attributes of files, sequences and all");
     options->files.addTo(command);
     command->add_option("--tag", options->tags, "Only this attribute: keyword or gggg,eeee; may be repeated")
-        ->expected(1)
+        ->allow_extra_args(false)
         ->take_all();
     command->add_option("--exclude", options->excluded, "Leave out this keyword; may be repeated")
-        ->expected(1)
+        ->allow_extra_args(false)
         ->take_all();
     command->add_flag("--validate", options->validate, "Leave out values that do not fit their value representation");
     command->add_flag("--json", options->json, "Print JSON: one object, or with several files one object by file");

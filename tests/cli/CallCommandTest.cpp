@@ -96,11 +96,12 @@ TEST_F(CallCommand, AMalformedLineGetsAnErrorAndTheSessionGoesOn) {
 }
 
 TEST_F(CallCommand, KeepsReadersOverTheLinesOfASession) {
-    // The file goes away after the first line is answered from it, and the second is answered from the reader.
-    const std::string path = writeDicom(folder().file("b.dcm"), {});
-    const auto list = answers(Json({"GetFrameCount", path}).dump() + "\n" + Json({"GetFrameCount", "./" + path}).dump() +
-                              "\n" + Json({"GetFrameCount", path}).dump() + "\n");
-    EXPECT_EQ(list[0]["code"], 0);
-    EXPECT_EQ(list[1]["code"], -62) << "another spelling is another reader";
-    EXPECT_EQ(list[2]["code"], 0);
+    // A path that is open as a file is refused as a directory: only a reader that was kept can tell.
+    const std::string path = writeDicom(folder().file("DICOMDIR"), {});
+    const std::string asFile = Json({"GetFrameCount", path}).dump() + "\n";
+    const std::string asDirectory = Json({"ReadMetadata", path, Json::array(), false}).dump() + "\n";
+    const auto list = answers(asFile + asDirectory + Json({"CloseReader", path}).dump() + "\n" + asDirectory);
+    ASSERT_EQ(list.size(), 4U);
+    EXPECT_EQ(list[1]["code"], -62);
+    EXPECT_EQ(list[3]["code"], 0);
 }

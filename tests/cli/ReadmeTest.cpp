@@ -1,0 +1,47 @@
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "Process.h"
+#include "TemporaryFolder.h"
+
+using namespace radvex::test;
+
+namespace {
+
+/// A command that the README shows, and what it prints there.
+struct Example {
+    std::string command{};
+    std::string output{};
+};
+
+std::vector<Example> examples(const std::string& readme) {
+    std::vector<Example> found;
+    std::istringstream lines(readme);
+    bool isConsole = false;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with("```")) {
+            isConsole = line == "```console";
+        } else if (isConsole && line.starts_with("$ ")) {
+            found.push_back({line.substr(2), ""});
+        } else if (isConsole) {
+            found.back().output += line + '\n';
+        }
+    }
+    return found;
+}
+
+} // namespace
+
+TEST(Readme, EveryCommandPrintsWhatItShows) {
+    const auto shown = examples(readFile(RADVEX_SOURCE_DIR "/README.md"));
+    ASSERT_GE(shown.size(), 7U);
+    const ProcessResult samples = runProcess({RADVEX_SOURCE_DIR "/scripts/samples.sh"});
+    const std::string folder = samples.output.substr(0, samples.output.find('\n'));
+    for (const Example& example : shown) {
+        ASSERT_TRUE(example.command.starts_with("radvex ")) << example.command;
+        const std::string script =
+            "cd '" + folder + "' && " RADVEX_COMMAND + example.command.substr(6) + " 2>&1";
+        EXPECT_EQ(runProcess({"bash", "-c", script}).output, example.output) << example.command;
+    }
+}

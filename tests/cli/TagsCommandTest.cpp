@@ -1,0 +1,176 @@
+#include <gtest/gtest.h>
+
+#include "DicomFiles.h"
+#include "LosslessJson.h"
+#include "Output.h"
+#include "Process.h"
+#include "TemporaryFolder.h"
+
+using namespace radvex::test;
+using radvex::cli::Json;
+
+namespace {
+
+class TagsCommand : public ::testing::Test {
+  protected:
+    static Json jsonOf(const std::vector<std::string>& words) {
+        std::vector<std::string> all{"tags", "--json"};
+        all.insert(all.end(), words.begin(), words.end());
+        const ProcessResult run = radvex::test::radvex(all);
+        EXPECT_EQ(run.status, 0) << run.errors;
+        return Json::parse(run.output);
+    }
+    static std::string treeOf(std::vector<std::string> words) {
+        words.insert(words.begin(), "tags");
+        return radvex::test::radvex(words).output;
+    }
+
+    TemporaryFolder folder{};
+    std::string file = writeDicom(folder.file("a.dcm"), [](DcmDataset& dataset) {
+        dataset.putAndInsertString(DCM_PatientName, "Doe^\"Jane\"");
+        dataset.putAndInsertString(DCM_StudyInstanceUID, "not.a.uid");
+        dataset.putAndInsertUint16(DCM_Rows, 2);
+        dataset.putAndInsertUint16(DcmTag(0x6000, 0x0010, EVR_US), 4);
+        dataset.putAndInsertUint16(DcmTag(0x6002, 0x0010, EVR_US), 5);
+        DcmItem* item = nullptr;
+        dataset.findOrCreateSequenceItem(DCM_ReferencedImageSequence, item, -2);
+        item->putAndInsertString(DCM_ReferencedSOPClassUID, "1.2");
+        const Float64 reals[] = {1.0, 0.5};
+        dataset.putAndInsertFloat64Array(DcmTag(0x0029, 0x1010, EVR_FD), reals, 2);
+        const Uint8 bytes[] = {0, 255};
+        dataset.putAndInsertUint8Array(DcmTag(0x0029, 0x1011, EVR_OB), bytes, 2);
+    });
+};
+
+} // namespace
+
+TEST_F(TagsCommand, PrintsOneJsonObject) {
+    const Json tags = jsonOf({file});
+    EXPECT_EQ(tags["PatientName"], "Doe^\"Jane\"");
+    EXPECT_EQ(tags["Rows"], 2);
+    EXPECT_EQ(tags["ReferencedImageSequence"], Json::array({{{"ReferencedSOPClassUID", "1.2"}}}));
+    EXPECT_EQ(tags["0029_1010"].dump(), "[1.0,0.5]");
+    EXPECT_EQ(tags["0029_1011"], Json::array({0, 255}));
+}
+
+TEST_F(TagsCommand, AKeyThatRepeatsIsNumbered) {
+    const Json tags = jsonOf({file});
+    EXPECT_EQ(tags["OverlayRows"], 4);
+    EXPECT_EQ(tags["OverlayRows#2"], 5);
+}
+
+TEST_F(TagsCommand, AKeyThatRepeatsAmongManyIsNumberedToo) {
+    const std::string many = writeDicom(folder.file("many.dcm"), [](DcmDataset& dataset) {
+        for (Uint16 group = 0x6000; group <= 0x601E; group = static_cast<Uint16>(group + 2)) {
+            dataset.putAndInsertUint16(DcmTag(group, 0x0010, EVR_US), group);
+        }
+    });
+    const Json tags = jsonOf({many});
+    EXPECT_EQ(tags["OverlayRows"], 0x6000);
+    EXPECT_EQ(tags["OverlayRows#2"], 0x6002);
+    EXPECT_EQ(tags["OverlayRows#16"], 0x601E);
+    EXPECT_FALSE(tags.contains("OverlayRows#17"));
+}
+
+TEST_F(TagsCommand, PrintsAnIndentedTreeWithKeywordRepresentationAndValue) {
+    EXPECT_EQ(treeOf({"--tag", "Rows", "--tag", "0008,1140", "--tag", "(0029,1010)", "--tag", "0029,1011", file}),
+              "Rows                                US  2\n"
+              "ReferencedImageSequence             SQ  (1 item)\n"
+              "  item 1\n"
+              "    ReferencedSOPClassUID           UI  1.2\n"
+              "0029_1010                           --  1 0.5\n"
+              "0029_1011                           --  0 255\n");
+}
+
+TEST_F(TagsCommand, ExcludesAndValidates) {
+    EXPECT_FALSE(jsonOf({"--exclude", "PatientName", "--exclude", "Rows", file}).contains("PatientName"));
+    EXPECT_TRUE(jsonOf({file}).contains("StudyInstanceUID"));
+    EXPECT_FALSE(jsonOf({"--validate", file}).contains("StudyInstanceUID"));
+}
+
+TEST_F(TagsCommand, CutsLongValuesAndSaysHowLongTheyAre) {
+    const std::string path = writeDicom(folder.file("long.dcm"), [](DcmDataset& dataset) {
+        dataset.putAndInsertString(DCM_PatientComments, std::string(1000, 'x').c_str());
+    });
+    const std::string tree = treeOf({"--tag", "PatientComments", path});
+    EXPECT_NE(tree.find("xxx... (1000 bytes)\n"), std::string::npos) << tree;
+    EXPECT_LT(tree.size(), 150U);
+}
+
+TEST_F(TagsCommand, TextThatIsNoUtf8StaysValidUtf8) {
+    const std::string path = writeDicom(folder.file("kanji.dcm"), [](DcmDataset& dataset) {
+        dataset.putAndInsertString(DCM_SpecificCharacterSet, "ISO 2022 IR 13\\ISO 2022 IR 87");
+        dataset.putAndInsertString(DCM_PatientName, "\xD4\xCF\xC0\xDE=\x1B$B;3ED\x1B(B");
+    });
+    for (const auto& words : std::vector<std::vector<std::string>>{{"tags", path}, {"tags", "--json", path}}) {
+        const std::string output = radvex::test::radvex(words).output;
+        EXPECT_TRUE(radvex::cli::isValidUtf8(output)) << output;
+        EXPECT_NE(output.find("\xEF\xBF\xBD"), std::string::npos);
+    }
+}
+
+TEST_F(TagsCommand, NamesEachOfSeveralFilesAndGoesOnAfterABadOne) {
+    const std::string other = writeDicom(folder.file("b.dcm"), [](DcmDataset& dataset) {
+        dataset.putAndInsertUint16(DCM_Rows, 7);
+    });
+    const ProcessResult run = radvex::test::radvex({"tags", "--tag", "Rows", file, "/missing", other});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.output, "# " + file + "\nRows                                US  2\n# " + other +
+                              "\nRows                                US  7\n");
+    EXPECT_EQ(run.errors, "radvex: /missing: Error when opening file /missing: No such file or directory.\n");
+    const ProcessResult json = radvex::test::radvex({"tags", "--json", "--tag", "Rows", file, "/missing", other});
+    EXPECT_EQ(json.status, 1);
+    EXPECT_EQ(Json::parse(json.output), Json({{file, {{"Rows", 2}}}, {other, {{"Rows", 7}}}}));
+}
+
+TEST_F(TagsCommand, NamesAKeywordThatDoesNotExist) {
+    const ProcessResult run = radvex::test::radvex({"tags", "--tag", "NoSuchWord", file});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.errors, "radvex: " + file + ": Attribute tag named NoSuchWord does not exist.\n");
+}
+
+TEST_F(TagsCommand, SaysWhatANumberHasToLookLike) {
+    for (const char* tag : {"0010,xyz", "0010,", "12345,0010", ","}) {
+        const ProcessResult run = radvex::test::radvex({"tags", "--tag", tag, file});
+        EXPECT_EQ(run.status, 2);
+        EXPECT_NE(run.errors.find(std::string("radvex: '") + tag + "' is no tag: "), std::string::npos) << run.errors;
+    }
+}
+
+TEST(InfoCommand, PrintsPatientStudyAndSeries) {
+    const TemporaryFolder folder;
+    const std::string file = writeDicom(folder.file("a.dcm"), [](DcmDataset& dataset) {
+        dataset.putAndInsertString(DCM_PatientID, "ABC");
+        dataset.putAndInsertString(DCM_StudyID, "S1");
+        dataset.putAndInsertString(DCM_SeriesNumber, "7");
+    });
+    EXPECT_EQ(radvex::test::radvex({"info", file}).output, "Patient\n"
+                                                           "  PatientID                         ABC\n"
+                                                           "Study\n"
+                                                           "  StudyID                           S1\n"
+                                                           "Series\n"
+                                                           "  SeriesNumber                      7\n");
+    EXPECT_EQ(Json::parse(radvex::test::radvex({"info", "--json", file}).output),
+              Json({{"patient", {{"PatientID", "ABC"}}},
+                    {"study", {{"StudyID", "S1"}}},
+                    {"series", {{"SeriesNumber", "7"}}}}));
+    EXPECT_EQ(Json::parse(radvex::test::radvex({"info", "--json", "--patient", "X.*", file}).output)["study"],
+              Json::object());
+}
+
+TEST(InfoCommand, SaysWhichPatternIsNone) {
+    const ProcessResult run = radvex::test::radvex({"info", "--study", "(", "file"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_TRUE(run.errors.starts_with("radvex: --study '(' is no regular expression")) << run.errors;
+}
+
+TEST(DictionaryCommands, AnswerInTheFormsThatPeopleWrite) {
+    EXPECT_EQ(radvex::test::radvex({"keyword", "0010,0010"}).output, "PatientName\n");
+    EXPECT_EQ(radvex::test::radvex({"keyword", "(7fe0,0010)"}).output, "PixelData\n");
+    EXPECT_EQ(radvex::test::radvex({"number", "PixelData"}).output, "7FE0,0010\n");
+    EXPECT_EQ(radvex::test::radvex({"vr", "PatientName"}).output, "PN\n");
+    EXPECT_EQ(radvex::test::radvex({"vr", "0028,0010"}).output, "US\n");
+    EXPECT_EQ(radvex::test::radvex({"vr", "NoSuchWord"}).output, "UN\n");
+    EXPECT_EQ(radvex::test::radvex({"keyword", "PatientName"}).status, 2);
+    EXPECT_EQ(radvex::test::radvex({"number", "NoSuchWord"}).status, 1);
+}
