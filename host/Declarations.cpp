@@ -25,6 +25,11 @@ const std::vector<Declaration>& radvexDeclarations() {
         {"ReadPatientInfo", {kText, kStore, kText}, kStore},
         {"ReadStudyInfo", {kText, kStore, kText, kText}, kStore},
         {"ReadSeriesInfo", {kText, kStore, kText, kText, kText}, kStore},
+        {"ReadImage", {kText, kInteger, kInteger, VType_Tensor, kFlag, kInteger}, VType_Image},
+        {"ReadImageData", {kText, kInteger, kInteger, VType_Tensor, kFlag, kInteger}, kStore},
+        {"ReadIntermediatePixelData", {kText, kInteger, kInteger}, VType_NumericArray},
+        {"ReadOverlay", {kText}, VType_Image},
+        {"ReadOverlays", {kText}, kStore},
     };
     return declarations;
 }

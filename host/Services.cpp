@@ -138,8 +138,8 @@ bool Services::evaluatePacket() {
     }
     mSymbols[name] = std::move(values);
     // What else the packet holds is not read as the beginning of the next one.
-    return TTNewPacket(mHostLink) != 0 && TTPutFunction(mHostLink, "ReturnPacket", 1) != 0 && TTPutSymbol(mHostLink, "Null") != 0 &&
-           TTEndPacket(mHostLink) != 0 && TTFlush(mHostLink) != 0;
+    return TTNewPacket(mHostLink) != 0 && TTPutFunction(mHostLink, "ReturnPacket", 1) != 0 &&
+           TTPutSymbol(mHostLink, "Null") != 0 && TTEndPacket(mHostLink) != 0 && TTFlush(mHostLink) != 0;
 }
 
 bool Services::readList(std::vector<std::string>& values) {

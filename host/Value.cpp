@@ -115,7 +115,8 @@ Value NodeView::value() const {
     case VType_Tensor: return Tensor(cloneTensor(cell.tensor, Owner::host));
     case VType_NumericArray: return NumericArray(cloneNumericArray(cell.numericArray, Owner::host));
     case VType_Image: return Image(cloneImage(cell.image, Owner::host));
-    case VType_DataStore: return cell.dataStore == nullptr ? Value{} : Value{Store(cloneDataStore(cell.dataStore, Owner::host))};
+    case VType_DataStore:
+        return cell.dataStore == nullptr ? Value{} : Value{Store(cloneDataStore(cell.dataStore, Owner::host))};
     default: return {};
     }
 }
