@@ -3,6 +3,7 @@
 
 #include "DcmUtility.h"
 #include "NumericArray.h"
+#include "PromisedPixels.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
 
 namespace radvex {
@@ -12,9 +13,6 @@ namespace {
 using GTU::VArgumentType;
 using GTU::Passing::Manual;
 using ArrayList = GTU::DataList<VArgumentType::NumericArray, Manual>;
-
-/// A shape may promise this much more than its value holds. A file of a few bytes must not claim the machine's memory.
-constexpr double kMaxMissingBytes = 256.0 * 1024 * 1024;
 
 /// The value of an attribute as 16-bit words, whatever its value representation.
 struct Words {

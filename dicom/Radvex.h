@@ -59,3 +59,19 @@ RADVEX_FUNCTION(ReadPatientInfo);
 RADVEX_FUNCTION(ReadStudyInfo);
 /// 0 text: path; 1 fields; 2 text: patient pattern; 3 text: study pattern; 4 text: series pattern.
 RADVEX_FUNCTION(ReadSeriesInfo);
+
+// Pictures. "scaling" is a real tensor of two numbers: {width, centre} of a window for a width of 1 or more, else a
+// method: around 0 from minimum to maximum, around -1 the same without extremes, below -2.5 no window.
+
+/// 0 text: path; 1 integer: first frame, from 0; 2 integer: number of frames, 0 for all; 3 tensor: scaling;
+/// 4 boolean: burn overlays in; 5 integer: DCMTK's image flags. Result, image.
+RADVEX_FUNCTION(ReadImage);
+/// The same arguments. Result, store: one numeric array for each frame.
+RADVEX_FUNCTION(ReadImageData);
+/// 0 text: path; 1 integer: DCMTK's image flags; 2 integer: number of frames, 0 for all. Result, numeric array: values
+/// after the modality transformation and before any window.
+RADVEX_FUNCTION(ReadIntermediatePixelData);
+/// 0 text: path. Result, image: the first overlay plane.
+RADVEX_FUNCTION(ReadOverlay);
+/// 0 text: path. Result, store: one image for each overlay plane, named "1", "2" and on.
+RADVEX_FUNCTION(ReadOverlays);

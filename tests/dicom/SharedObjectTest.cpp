@@ -21,7 +21,7 @@ std::string outputOf(const std::string& command) {
 
 const std::set<std::string> kExports{
     "VelmoraLibrary_initialize", "VelmoraLibrary_uninitialize", "sendRegisteredErrors", "setExceptionDetailsContext",
-    "GetFrameCount", "GetRepresentativeFrameIndex", "GetOverlayCount", "CloseReader", "ClearCache", "ReadMetadata", "ReadMetadataIntTags", "ReadAllMetadata", "ReadVRName", "ReadVRNameIntTags", "GetGroupElemNumbers", "GetKeyword", "ReadPatientInfo", "ReadStudyInfo", "ReadSeriesInfo"};
+    "GetFrameCount", "GetRepresentativeFrameIndex", "GetOverlayCount", "CloseReader", "ClearCache", "ReadMetadata", "ReadMetadataIntTags", "ReadAllMetadata", "ReadVRName", "ReadVRNameIntTags", "GetGroupElemNumbers", "GetKeyword", "ReadPatientInfo", "ReadStudyInfo", "ReadSeriesInfo", "ReadImage", "ReadImageData", "ReadIntermediatePixelData", "ReadOverlay", "ReadOverlays"};
 
 } // namespace
 

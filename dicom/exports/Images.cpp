@@ -1,0 +1,64 @@
+#include "DcmFileReader.h"
+#include "DcmReaderCache.h"
+#include "Guard.h"
+#include "Radvex.h"
+
+using radvex::DcmFileReader;
+using radvex::dcmReaderCache;
+using radvex::ImageOpenOptions;
+using radvex::ImageReadOptions;
+
+namespace {
+
+/// Arguments 1 to 5 of ReadImage and ReadImageData.
+ImageReadOptions readOptions(GTU::VArgumentManager& mngr) {
+    ImageReadOptions options;
+    options.frameStart = static_cast<std::uint32_t>(mngr.getInteger(1));
+    options.frameCount = static_cast<std::uint32_t>(mngr.getInteger(2));
+    options.scaling = radvex::getScale(mngr, 3, options);
+    options.showOverlays = mngr.getBoolean(4);
+    options.flags = static_cast<std::uint32_t>(mngr.getInteger(5));
+    return options;
+}
+
+} // namespace
+
+int ReadImage(VelmoraLibraryData libData, vint argc, VArgument* args, VArgument res) {
+    return GTU::guardedCall(libData, argc, args, res, [](GTU::VArgumentManager& mngr) {
+        const std::string path = mngr.getString(0);
+        const ImageReadOptions options = readOptions(mngr);
+        dcmReaderCache.openReader<DcmFileReader>(path)->readImage(mngr, options);
+    });
+}
+
+int ReadImageData(VelmoraLibraryData libData, vint argc, VArgument* args, VArgument res) {
+    return GTU::guardedCall(libData, argc, args, res, [](GTU::VArgumentManager& mngr) {
+        const std::string path = mngr.getString(0);
+        const ImageReadOptions options = readOptions(mngr);
+        mngr.setResult(dcmReaderCache.openReader<DcmFileReader>(path)->readImageData(options));
+    });
+}
+
+int ReadIntermediatePixelData(VelmoraLibraryData libData, vint argc, VArgument* args, VArgument res) {
+    return GTU::guardedCallAgainstAll(libData, argc, args, res, [](GTU::VArgumentManager& mngr) {
+        const std::string path = mngr.getString(0);
+        ImageOpenOptions options;
+        options.flags = static_cast<std::uint32_t>(mngr.getInteger(1)); // flags and no first frame: hosts rely on it
+        options.frameCount = static_cast<std::uint32_t>(mngr.getInteger(2));
+        dcmReaderCache.openReader<DcmFileReader>(path)->readIntermediatePixelData(mngr, options);
+    });
+}
+
+int ReadOverlay(VelmoraLibraryData libData, vint argc, VArgument* args, VArgument res) {
+    return GTU::guardedCall(libData, argc, args, res, [](GTU::VArgumentManager& mngr) {
+        const auto reader = dcmReaderCache.openReader<DcmFileReader>(mngr.getString(0));
+        reader->readOverlay(mngr, ImageOpenOptions{});
+    });
+}
+
+int ReadOverlays(VelmoraLibraryData libData, vint argc, VArgument* args, VArgument res) {
+    return GTU::guardedCall(libData, argc, args, res, [](GTU::VArgumentManager& mngr) {
+        const auto reader = dcmReaderCache.openReader<DcmFileReader>(mngr.getString(0));
+        reader->readOverlays(mngr, ImageOpenOptions{});
+    });
+}
