@@ -97,29 +97,29 @@ class DataList : public VContainer<VArgumentType::DataStore, P> {
 
     /// Appends a number without a name to a list of that kind.
     template <typename Value>
-        requires(T == VArgumentType::Integer || T == VArgumentType::Real)
-    void push_back(Value value) {
+    requires(T == VArgumentType::Integer || T == VArgumentType::Real) void push_back(Value value) {
         Argument<T>::addDataStoreNode(this->handle, "", value);
         proxy.emplace_back(LibraryData::DataStoreAPI()->DataStore_getLastNode(this->handle));
     }
 
     /// Appends a number without a name to a list of any kind.
     template <VArgumentType U, typename Value>
-        requires(T == VArgumentType::VArgument && (U == VArgumentType::Integer || U == VArgumentType::Real))
-    void push_back(Value value) {
+    requires(T == VArgumentType::VArgument &&
+             (U == VArgumentType::Integer || U == VArgumentType::Real)) void push_back(Value value) {
         Argument<U>::addDataStoreNode(this->handle, "", value);
     }
 
     /// Appends a container without a name; it is the store's from here on.
     template <VArgumentType U, typename Q>
-        requires(T == VArgumentType::VArgument || T == U)
-    void push_back(VContainer<U, Q>&& container) {
+    requires(T == VArgumentType::VArgument || T == U) void push_back(VContainer<U, Q>&& container) {
         container.setOwnedByLibrary(false);
         Argument<U>::addDataStoreNode(this->handle, "", container.rawHandle());
     }
 
     /// Appends the store's last node to the proxy, after it was added to the store itself.
-    void appendLastNodeToProxy() { proxy.emplace_back(LibraryData::DataStoreAPI()->DataStore_getLastNode(this->handle)); }
+    void appendLastNodeToProxy() {
+        proxy.emplace_back(LibraryData::DataStoreAPI()->DataStore_getLastNode(this->handle));
+    }
 
   private:
     // Counted by the length and not by a null node, so that a host whose nodes run out early is noticed.

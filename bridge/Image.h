@@ -86,10 +86,10 @@ class VContainer<VArgumentType::Image, P> : public HostImage, public VContainerB
     VContainer(vint slices, vint width, vint height, vint channels, vint dataType, vint colorSpace, bool interleaved)
         : Base(nullptr, true) {
         const auto* api = LibraryData::ImageAPI();
-        const int error = slices != 0 ? api->VImage_new3D(slices, width, height, channels, dataType, colorSpace,
-                                                          interleaved, &this->handle)
-                                      : api->VImage_new2D(width, height, channels, dataType, colorSpace, interleaved,
-                                                          &this->handle);
+        const int error =
+            slices != 0
+                ? api->VImage_new3D(slices, width, height, channels, dataType, colorSpace, interleaved, &this->handle)
+                : api->VImage_new2D(width, height, channels, dataType, colorSpace, interleaved, &this->handle);
         if (error != 0) {
             this->handle = nullptr;
             ErrorManager::throwException(ErrorName::ImageNewError);

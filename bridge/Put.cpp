@@ -2,19 +2,19 @@
 
 namespace GTU::TT {
 
-#define GTU_PUT_DEFINE(Type, Name)                                                                                 \
-    template <>                                                                                                    \
-    const std::function<int(TTLink, Type)> PutScalar<Type>::ScalarF = TTPut##Name;                                 \
-    template <>                                                                                                    \
-    const std::string PutScalar<Type>::ScalarFName = "TTPut" #Name;                                                \
-    template <>                                                                                                    \
-    const std::function<int(TTLink, const Type*, int)> PutList<Type>::ListF = TTPut##Name##List;                   \
-    template <>                                                                                                    \
-    const std::string PutList<Type>::ListFName = "TTPut" #Name "List";                                             \
-    template <>                                                                                                    \
-    const std::function<int(TTLink, const Type*, const int*, const char* const*, int)> PutArray<Type>::ArrayF =    \
-        TTPut##Name##Array;                                                                                        \
-    template <>                                                                                                    \
+#define GTU_PUT_DEFINE(Type, Name)                                                                                     \
+    template <>                                                                                                        \
+    const std::function<int(TTLink, Type)> PutScalar<Type>::ScalarF = TTPut##Name;                                     \
+    template <>                                                                                                        \
+    const std::string PutScalar<Type>::ScalarFName = "TTPut" #Name;                                                    \
+    template <>                                                                                                        \
+    const std::function<int(TTLink, const Type*, int)> PutList<Type>::ListF = TTPut##Name##List;                       \
+    template <>                                                                                                        \
+    const std::string PutList<Type>::ListFName = "TTPut" #Name "List";                                                 \
+    template <>                                                                                                        \
+    const std::function<int(TTLink, const Type*, const int*, const char* const*, int)> PutArray<Type>::ArrayF =        \
+        TTPut##Name##Array;                                                                                            \
+    template <>                                                                                                        \
     const std::string PutArray<Type>::ArrayFName = "TTPut" #Name "Array";
 
 GTU_PUT_DEFINE(unsigned char, Integer8)

@@ -27,18 +27,18 @@ struct PutArray {
     static const std::string ArrayFName;
 };
 
-#define GTU_PUT_DECLARE(Type)                                                                                      \
-    template <>                                                                                                    \
-    const std::function<int(TTLink, Type)> PutScalar<Type>::ScalarF;                                               \
-    template <>                                                                                                    \
-    const std::string PutScalar<Type>::ScalarFName;                                                                \
-    template <>                                                                                                    \
-    const std::function<int(TTLink, const Type*, int)> PutList<Type>::ListF;                                       \
-    template <>                                                                                                    \
-    const std::string PutList<Type>::ListFName;                                                                    \
-    template <>                                                                                                    \
-    const std::function<int(TTLink, const Type*, const int*, const char* const*, int)> PutArray<Type>::ArrayF;     \
-    template <>                                                                                                    \
+#define GTU_PUT_DECLARE(Type)                                                                                          \
+    template <>                                                                                                        \
+    const std::function<int(TTLink, Type)> PutScalar<Type>::ScalarF;                                                   \
+    template <>                                                                                                        \
+    const std::string PutScalar<Type>::ScalarFName;                                                                    \
+    template <>                                                                                                        \
+    const std::function<int(TTLink, const Type*, int)> PutList<Type>::ListF;                                           \
+    template <>                                                                                                        \
+    const std::string PutList<Type>::ListFName;                                                                        \
+    template <>                                                                                                        \
+    const std::function<int(TTLink, const Type*, const int*, const char* const*, int)> PutArray<Type>::ArrayF;         \
+    template <>                                                                                                        \
     const std::string PutArray<Type>::ArrayFName;
 
 GTU_PUT_DECLARE(unsigned char)

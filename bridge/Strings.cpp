@@ -34,16 +34,16 @@ int putUTF8OrBytes(TTLink link, const unsigned char* text, int length) {
 
 } // namespace
 
-#define GTU_STRING_DEFINE(E, get, put, release, getName, putName)                                                  \
-    template <>                                                                                                    \
-    const std::function<int(TTLink, const String<E>::Unit**, int*)> String<E>::Get = get;                          \
-    template <>                                                                                                    \
-    const std::function<int(TTLink, const String<E>::Unit*, int)> String<E>::Put = put;                            \
-    template <>                                                                                                    \
-    const std::function<void(TTLink, const String<E>::Unit*, int)> String<E>::Release = release;                   \
-    template <>                                                                                                    \
-    const std::string String<E>::GetFName = getName;                                                               \
-    template <>                                                                                                    \
+#define GTU_STRING_DEFINE(E, get, put, release, getName, putName)                                                      \
+    template <>                                                                                                        \
+    const std::function<int(TTLink, const String<E>::Unit**, int*)> String<E>::Get = get;                              \
+    template <>                                                                                                        \
+    const std::function<int(TTLink, const String<E>::Unit*, int)> String<E>::Put = put;                                \
+    template <>                                                                                                        \
+    const std::function<void(TTLink, const String<E>::Unit*, int)> String<E>::Release = release;                       \
+    template <>                                                                                                        \
+    const std::string String<E>::GetFName = getName;                                                                   \
+    template <>                                                                                                        \
     const std::string String<E>::PutFName = putName;
 
 // clang-format off

@@ -34,9 +34,8 @@ template <TT::Encoding In, TT::Encoding Out>
 TTStream<In, Out>& TTStream<In, Out>::operator<<(const std::string& text) {
     using Unit = typename TT::String<Out>::Unit;
     const bool fits = text.size() <= static_cast<std::size_t>(std::numeric_limits<int>::max());
-    const int status = fits ? TT::String<Out>::Put(m, reinterpret_cast<const Unit*>(text.data()),
-                                                   static_cast<int>(text.size()))
-                            : 0;
+    const int status =
+        fits ? TT::String<Out>::Put(m, reinterpret_cast<const Unit*>(text.data()), static_cast<int>(text.size())) : 0;
     TT::checkError(m, status, ErrorName::TTPutStringError, TT::String<Out>::PutFName);
     return *this;
 }
@@ -65,9 +64,9 @@ template <TT::Encoding In, TT::Encoding Out>
 int TTStream<In, Out>::testHead(const std::string& name, int expected) {
     const int count = testHead(name);
     if (count != expected) {
-        ErrorManager::throwExceptionWithDebugInfo(ErrorName::TTTestHeadError,
-                                                  "Expected " + std::to_string(expected) + " arguments but got " +
-                                                      std::to_string(count));
+        ErrorManager::throwExceptionWithDebugInfo(ErrorName::TTTestHeadError, "Expected " + std::to_string(expected) +
+                                                                                  " arguments but got " +
+                                                                                  std::to_string(count));
     }
     return count;
 }

@@ -23,14 +23,14 @@ enum class VArgumentType : vint {
 template <VArgumentType T>
 struct VArgumentTraits;
 
-#define GTU_ARGUMENT_TRAITS(Kind, Type, Added, pointer, addOperation)                                              \
-    template <>                                                                                                    \
-    struct VArgumentTraits<VArgumentType::Kind> {                                                                  \
-        using CType = Type;                                                                                        \
-        static CType*& cell(::VArgument& argument) { return argument.pointer; }                                    \
-        static void add(const VelmoraDataStoreFunctions& api, ::DataStore store, const char* name, Added value) {  \
-            api.addOperation(store, name, value);                                                                  \
-        }                                                                                                          \
+#define GTU_ARGUMENT_TRAITS(Kind, Type, Added, pointer, addOperation)                                                  \
+    template <>                                                                                                        \
+    struct VArgumentTraits<VArgumentType::Kind> {                                                                      \
+        using CType = Type;                                                                                            \
+        static CType*& cell(::VArgument& argument) { return argument.pointer; }                                        \
+        static void add(const VelmoraDataStoreFunctions& api, ::DataStore store, const char* name, Added value) {      \
+            api.addOperation(store, name, value);                                                                      \
+        }                                                                                                              \
     };
 
 GTU_ARGUMENT_TRAITS(Boolean, vbool, vbool, boolean, DataStore_addNamedBoolean)

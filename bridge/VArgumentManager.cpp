@@ -27,9 +27,9 @@ void VArgumentManager::prepareStrings() {
 
 VArgument VArgumentManager::getArgs(unsigned int index) const {
     if (argc < 0 || index >= static_cast<unsigned int>(argc)) {
-        ErrorManager::throwExceptionWithDebugInfo(
-            ErrorName::VArgumentIndexError,
-            "Index " + std::to_string(index) + " out-of-bound when accessing Gantry argument");
+        ErrorManager::throwExceptionWithDebugInfo(ErrorName::VArgumentIndexError,
+                                                  "Index " + std::to_string(index) +
+                                                      " out-of-bound when accessing Gantry argument");
     }
     return args[index];
 }

@@ -53,7 +53,7 @@ void answerLines(Session& session) {
 }
 
 void listFunctions() {
-    static constexpr const char* kKinds[] = {"nothing",      "boolean", "integer", "real",    "complex", "tensor",
+    static constexpr const char* kKinds[] = {"nothing",      "boolean", "integer", "real", "complex", "tensor",
                                              "sparse array", "array",   "image",   "text", "store"};
     for (const velmora::Declaration& function : velmora::radvexDeclarations()) {
         std::cout << function.name << '(';
@@ -81,8 +81,9 @@ void run(Session& session, const CallOptions& options, const std::vector<std::st
 
 void addCallCommand(CLI::App& app, Session& session) {
     auto options = std::make_shared<CallOptions>();
-    CLI::App* command = app.add_subcommand("call", "Call any exported function with JSON arguments and print its result "
-                                                   "as JSON");
+    CLI::App* command =
+        app.add_subcommand("call", "Call any exported function with JSON arguments and print its result "
+                                   "as JSON");
     command->add_option("NAME", options->function,
                         "Function, or - to answer lines '[\"name\", arg, ...]' from standard input");
     command->prefix_command(); // what follows is taken as it stands: CLI11 would take a list or a number apart

@@ -29,9 +29,9 @@ void printNumber(velmora::Host& host, const std::string& keyword) {
 
 void printVr(velmora::Host& host, const std::string& tag) {
     const auto number = parseTagNumber(tag);
-    const Value answer = number ? host.call("ReadVRNameIntTags",
-                                            {Store::of({Store::ofTexts({number->first, number->second})})})
-                                : host.call("ReadVRName", {Store::ofTexts({tag})});
+    const Value answer =
+        number ? host.call("ReadVRNameIntTags", {Store::of({Store::ofTexts({number->first, number->second})})})
+               : host.call("ReadVRName", {Store::ofTexts({tag})});
     std::cout << firstText(answer.get<Store>()) << '\n';
 }
 

@@ -26,8 +26,8 @@ struct Info {
     Store series;
 };
 
-const std::vector<std::string> kPatientFields{"Name",   "ID",      "BirthDate",   "BirthTime", "Sex",  "BirthName", "Age", "Size",
-                                              "Weight", "Address", "Orientation", "State",     "BMI"};
+const std::vector<std::string> kPatientFields{"Name", "ID",     "BirthDate", "BirthTime",   "Sex",   "BirthName", "Age",
+                                              "Size", "Weight", "Address",   "Orientation", "State", "BMI"};
 const std::vector<std::string> kStudyFields{"ID", "UID", "Date", "Time", "Description", "Modalities"};
 const std::vector<std::string> kSeriesFields{"UID", "Date", "Time", "Description", "Number", "Type"};
 

@@ -91,8 +91,8 @@ Json fromTensor(VTensor tensor) {
         }
         }
     }
-    return {{"tensor",
-             {{"type", nameOfType(kTensorTypes, tensor->type)}, {"dims", tensor->dimensions}, {"data", data}}}};
+    return {
+        {"tensor", {{"type", nameOfType(kTensorTypes, tensor->type)}, {"dims", tensor->dimensions}, {"data", data}}}};
 }
 
 Json fromBuffer(const Buffer& data, vint length, std::size_t elementSize) {

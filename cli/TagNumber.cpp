@@ -27,8 +27,9 @@ std::optional<std::pair<std::string, std::string>> parseTagNumber(const std::str
     }
     std::pair<std::string, std::string> tag{number.substr(0, comma), number.substr(comma + 1)};
     if (!isHexadecimal(tag.first) || !isHexadecimal(tag.second)) {
-        throw UsageError("'" + text + "' is no tag: a group and an element of up to four hexadecimal digits are "
-                                      "expected, such as 0010,0010.");
+        throw UsageError("'" + text +
+                         "' is no tag: a group and an element of up to four hexadecimal digits are "
+                         "expected, such as 0010,0010.");
     }
     return tag;
 }

@@ -33,7 +33,8 @@ Value readTag(velmora::Host& host, const std::string& file, const std::string& t
 /// All that was asked for of one file.
 Store readTags(velmora::Host& host, const std::string& file, const TagsOptions& options) {
     if (options.tags.empty()) {
-        return std::get<Store>(host.call("ReadAllMetadata", {file, Store::ofTexts(options.excluded), options.validate}));
+        return std::get<Store>(
+            host.call("ReadAllMetadata", {file, Store::ofTexts(options.excluded), options.validate}));
     }
     Store all = Store::empty();
     for (const std::string& tag : options.tags) {

@@ -3,6 +3,7 @@
 #include "Commands.h"
 #include "LosslessJson.h"
 #include "Output.h"
+#include "OutputFile.h"
 
 namespace {
 
@@ -24,6 +25,9 @@ int run(int argc, char** argv) {
     addTagsCommand(app, session);
     addInfoCommand(app, session);
     addFramesCommand(app, session);
+    addImageCommand(app, session);
+    addDataCommand(app, session);
+    addOverlaysCommand(app, session);
     addDictionaryCommands(app, session);
     addErrorsCommand(app, session);
     addCallCommand(app, session);
@@ -43,6 +47,9 @@ int run(int argc, char** argv) {
         printError(error.what());
         return kUsage;
     } catch (const velmora::LibraryError& error) {
+        printError(error.what());
+        return kRefused;
+    } catch (const FileError& error) {
         printError(error.what());
         return kRefused;
     }

@@ -10,9 +10,9 @@ ResultList DcmFileReader::readPatientInfo(NameList& fields, const RegexFilter& f
 }
 
 ResultList DcmFileReader::readStudyInfo(NameList& fields, const RegexFilter& filter) const {
-    return readFields(fields, STUDY_INFO_MAP,
-                      {matchingProperty(DCM_PatientID, filter.patient),
-                       matchingProperty(DCM_StudyInstanceUID, filter.study)});
+    return readFields(
+        fields, STUDY_INFO_MAP,
+        {matchingProperty(DCM_PatientID, filter.patient), matchingProperty(DCM_StudyInstanceUID, filter.study)});
 }
 
 ResultList DcmFileReader::readSeriesInfo(NameList& fields, const RegexFilter& filter) const {

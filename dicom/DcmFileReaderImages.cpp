@@ -64,10 +64,9 @@ std::unique_ptr<DicomImage> DcmFileReader::openDicomImage(const ImageOpenOptions
     if (promisesTooManyPixels(*dataset) || endsInsideAWord(*dataset)) {
         ErrorManager::throwException("ImageOpenError", filePath, DicomImage::getString(EIS_InvalidImage));
     }
-    auto image = std::make_unique<DicomImage>(dataset, dataset->getCurrentXfer(),
-                                              harmlessFlags(options.flags, *dataset),
-                                              static_cast<unsigned long>(options.frameStart),
-                                              static_cast<unsigned long>(options.frameCount));
+    auto image = std::make_unique<DicomImage>(
+        dataset, dataset->getCurrentXfer(), harmlessFlags(options.flags, *dataset),
+        static_cast<unsigned long>(options.frameStart), static_cast<unsigned long>(options.frameCount));
     if (image->getStatus() != EIS_Normal) {
         ErrorManager::throwException("ImageOpenError", filePath, DicomImage::getString(image->getStatus()));
     }

@@ -30,9 +30,10 @@ class DcmReader {
     virtual ResultList readStudyInfo(NameList& fields, const RegexFilter& filter) const = 0;
     virtual ResultList readSeriesInfo(NameList& fields, const RegexFilter& filter) const = 0;
 
-    // Metadata of the file's own dataset, the directory's in the case of a DICOMDIR. With `validate`, a leaf is reported
-    // only if its value fits its value representation. An attribute that the file does not have leaves no node. Nodes
-    // are in the order of the request; pixel and overlay data take the form of saveGraphicMetadataToDataList.
+    // Metadata of the file's own dataset, the directory's in the case of a DICOMDIR. With `validate`, a leaf is
+    // reported only if its value fits its value representation. An attribute that the file does not have leaves no
+    // node. Nodes are in the order of the request; pixel and overlay data take the form of
+    // saveGraphicMetadataToDataList.
 
     /// Attributes by keyword. @throws GantryError  InvalidTagName (the name)
     ResultList readMetadata(const std::vector<std::string>& names, bool validate) const;
@@ -57,9 +58,9 @@ class DcmReader {
     static ResultList getGroupElemNumber(const std::string& keyword);
 
   protected:
-    std::string filePath; ///< as the caller gave it
+    std::string filePath;               ///< as the caller gave it
     mutable DcmFileFormat fileFormat{}; ///< DCMTK's getters are not const
-    DcmDataset* dataset = nullptr; ///< the dataset of fileFormat
+    DcmDataset* dataset = nullptr;      ///< the dataset of fileFormat
 };
 
 /// All values of an attribute at the top level of an item, joined by "\"; empty when it is absent or unreadable.

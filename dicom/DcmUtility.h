@@ -43,8 +43,8 @@ std::string getCurrentTimeAsDcmTM();
 // ---- Element conversion (ElementConversion.cpp) ---------------------------------------------------------------------
 
 /// Adds one element as a node: US, SS, UL, SL as Integer, FL, FD as Real (several values as a nested list), OB and OW
-/// as one array of bytes or words, everything else as DCMTK's text. An UL beyond 2^31 keeps its bits and reads negative.
-/// What has no value, or DCMTK gives none for, leaves no node.
+/// as one array of bytes or words, everything else as DCMTK's text. An UL beyond 2^31 keeps its bits and reads
+/// negative. What has no value, or DCMTK gives none for, leaves no node.
 ///
 /// @param useTensors   OB and OW as integer tensor, else as numeric array of u8 or u16
 /// @param named        names the node by its key; OB and OW are always named

@@ -16,11 +16,11 @@ struct ImageOpenOptions {
 
 /// How pixel values become a picture's grey values.
 enum ScalingMode : int {
-    kNoWindow = 0,             ///< what DCMTK does by itself
-    kTrimmedMinMaxWindow = 1,  ///< from minimum to maximum, leaving out the extreme values
-    kMinMaxWindow = 2,         ///< from minimum to maximum
-    kCommonWindow = 3,         ///< the window that a directory read computes for a series
-    kExplicitWindow = 4        ///< windowWidth and windowCenter
+    kNoWindow = 0,            ///< what DCMTK does by itself
+    kTrimmedMinMaxWindow = 1, ///< from minimum to maximum, leaving out the extreme values
+    kMinMaxWindow = 2,        ///< from minimum to maximum
+    kCommonWindow = 3,        ///< the window that a directory read computes for a series
+    kExplicitWindow = 4       ///< windowWidth and windowCenter
 };
 
 struct ImageReadOptions : ImageOpenOptions {

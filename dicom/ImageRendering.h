@@ -24,7 +24,8 @@ vint dicomImageToNumericArrayType(const DicomImage& image);
 /// `unsigned char` and `unsigned short` take DCMTK's 8-bit or 16-bit rendering over the whole range of the type, in
 /// place in the host's memory. `float` divides the 32-bit rendering by its maximum, so that values lie from 0 to 1, and
 /// is always interleaved.
-/// @throws GantryError  ImageReadError when DCMTK gives no pixels; DimensionsError beyond `vint` elements; ImageNewError
+/// @throws GantryError  ImageReadError when DCMTK gives no pixels; DimensionsError beyond `vint` elements;
+/// ImageNewError
 template <typename T>
 GTU::Image<T, GTU::Passing::Manual> getImage(DicomImage& image, bool interleaved);
 

@@ -10,8 +10,8 @@ namespace radvex {
 /// memory.
 inline constexpr double kMaxMissingBytes = 256.0 * 1024 * 1024;
 
-/// True when the attributes of an image promise too many bytes more than Pixel Data holds. A frame without pixels counts
-/// as one byte. Attributes that are missing count as 1.
+/// True when the attributes of an image promise too many bytes more than Pixel Data holds. A frame without pixels
+/// counts as one byte. Attributes that are missing count as 1.
 bool promisesTooManyPixels(DcmItem& dataset);
 
 } // namespace radvex

@@ -6,7 +6,8 @@
 // cells, counted from 0. All return 0 or the id of a registered error.
 
 #define RADVEX_EXPORT extern "C" __attribute__((visibility("default")))
-#define RADVEX_FUNCTION(name) RADVEX_EXPORT int name(VelmoraLibraryData libData, vint argc, VArgument* args, VArgument res)
+#define RADVEX_FUNCTION(name)                                                                                          \
+    RADVEX_EXPORT int name(VelmoraLibraryData libData, vint argc, VArgument* args, VArgument res)
 
 /// Stores the host table, registers the errors, silences DCMTK and registers its codecs. Returns 0.
 RADVEX_EXPORT int VelmoraLibrary_initialize(VelmoraLibraryData libData);

@@ -4,8 +4,8 @@
 #include <sstream>
 
 #include "DcmUtility.h"
-#include "dcmtk/dcmdata/dcdicent.h"
 #include "ErrorManager.h"
+#include "dcmtk/dcmdata/dcdicent.h"
 
 namespace radvex {
 

@@ -226,14 +226,10 @@ void destroyDataStore(DataStore store) {
 
 const VelmoraDataStoreFunctions kDataStoreFunctions = {
     .createDataStore = createByLibrary,
-    .DataStore_addNamedInteger =
-        [](DataStore store, const char* name, vint value) {
-            addByLibrary(store, name, VType_Integer, Cell{.integer = value});
-        },
-    .DataStore_addNamedReal =
-        [](DataStore store, const char* name, vreal value) {
-            addByLibrary(store, name, VType_Real, Cell{.real = value});
-        },
+    .DataStore_addNamedInteger = [](DataStore store, const char* name,
+                                    vint value) { addByLibrary(store, name, VType_Integer, Cell{.integer = value}); },
+    .DataStore_addNamedReal = [](DataStore store, const char* name,
+                                 vreal value) { addByLibrary(store, name, VType_Real, Cell{.real = value}); },
     .DataStore_addNamedComplex =
         [](DataStore store, const char* name, vcomplex value) {
             addByLibrary(store, name, VType_Complex, Cell{.complex = value});
@@ -251,10 +247,8 @@ const VelmoraDataStoreFunctions kDataStoreFunctions = {
             addByLibrary(store, name, VType_Image, Cell{.image = takeOver(ObjectKind::image, value)});
         },
     .DataStore_addNamedDataStore = addStore,
-    .DataStore_addNamedBoolean =
-        [](DataStore store, const char* name, vbool value) {
-            addByLibrary(store, name, VType_Boolean, Cell{.boolean = value});
-        },
+    .DataStore_addNamedBoolean = [](DataStore store, const char* name,
+                                    vbool value) { addByLibrary(store, name, VType_Boolean, Cell{.boolean = value}); },
     .DataStore_addNamedVNumericArray =
         [](DataStore store, const char* name, VNumericArray value) {
             addByLibrary(store, name, VType_NumericArray,

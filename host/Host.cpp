@@ -152,8 +152,8 @@ Value Host::call(const std::string& name, std::vector<Value> arguments) {
     mServices.resetLink();
 
     CallFrame frame(declared->second, arguments);
-    const int code = runLibrary(
-        mServices, [&] { return function(mServices.table(), frame.argc(), frame.args(), frame.res()); });
+    const int code =
+        runLibrary(mServices, [&] { return function(mServices.table(), frame.argc(), frame.args(), frame.res()); });
     Value result = code == VELMORA_NO_ERROR ? frame.takeResult(declared->second.result) : Value{};
     collectLeftovers(code == VELMORA_NO_ERROR);
     if (code != VELMORA_NO_ERROR) {

@@ -18,23 +18,23 @@ const char* objectKindName(ObjectKind kind);
 enum class Owner { host, library, store };
 
 /// Operations of the table that can be refused. Each fails in its own way: an error code, null, or "no".
-#define VELMORA_REFUSABLE_OPERATIONS(X)                                                                            \
-    X(VTensor_new)                                                                                                 \
-    X(VTensor_clone)                                                                                               \
-    X(VImage_new2D)                                                                                                \
-    X(VImage_new3D)                                                                                                \
-    X(VImage_clone)                                                                                                \
-    X(VNumericArray_new)                                                                                           \
-    X(VNumericArray_clone)                                                                                         \
-    X(VNumericArray_convertType)                                                                                   \
-    X(createDataStore)                                                                                             \
-    X(copyDataStore)                                                                                               \
-    X(DataStoreNode_getDataType)                                                                                   \
-    X(DataStoreNode_getData)                                                                                       \
-    X(DataStoreNode_getName)                                                                                       \
-    X(getTetherLink)                                                                                               \
-    X(processTetherLink)                                                                                           \
-    X(getTetherLinkEnvironment)                                                                                    \
+#define VELMORA_REFUSABLE_OPERATIONS(X)                                                                                \
+    X(VTensor_new)                                                                                                     \
+    X(VTensor_clone)                                                                                                   \
+    X(VImage_new2D)                                                                                                    \
+    X(VImage_new3D)                                                                                                    \
+    X(VImage_clone)                                                                                                    \
+    X(VNumericArray_new)                                                                                               \
+    X(VNumericArray_clone)                                                                                             \
+    X(VNumericArray_convertType)                                                                                       \
+    X(createDataStore)                                                                                                 \
+    X(copyDataStore)                                                                                                   \
+    X(DataStoreNode_getDataType)                                                                                       \
+    X(DataStoreNode_getData)                                                                                           \
+    X(DataStoreNode_getName)                                                                                           \
+    X(getTetherLink)                                                                                                   \
+    X(processTetherLink)                                                                                               \
+    X(getTetherLinkEnvironment)                                                                                        \
     X(validatePath)
 
 enum class Operation {
@@ -46,10 +46,10 @@ enum class Operation {
 
 /// How many objects of one kind came and went.
 struct ObjectCounts {
-    long made = 0;     ///< by the host or the library
-    long freed = 0;    ///< by whoever owned them
-    long shared = 0;   ///< shares given to the library
-    long disowned = 0; ///< strings and shares that the library gave back
+    long made = 0;      ///< by the host or the library
+    long freed = 0;     ///< by whoever owned them
+    long shared = 0;    ///< shares given to the library
+    long disowned = 0;  ///< strings and shares that the library gave back
     long takenBack = 0; ///< left behind by the library where that is the host's to clean up
     long alive() const { return made - freed; }
 };

@@ -73,9 +73,8 @@ int arrayNew(vint type, vint rank, const vint* dimensions, VNumericArray* array)
 }
 
 int arrayClone(VNumericArray array, VNumericArray* copy) {
-    return ledger().isRefused(Operation::VNumericArray_clone)
-               ? VELMORA_MEMORY_ERROR
-               : handOut(cloneNumericArray(array, Owner::library), copy);
+    return ledger().isRefused(Operation::VNumericArray_clone) ? VELMORA_MEMORY_ERROR
+                                                              : handOut(cloneNumericArray(array, Owner::library), copy);
 }
 
 int arrayConvert(VNumericArray* converted, VNumericArray array, vint type, vint method, vreal /*tolerance*/) {

@@ -34,9 +34,7 @@ Cell releaseToCell(Value& value) {
         Cell operator()(bool& flag) const { return Cell{.boolean = flag ? 1 : 0}; }
         Cell operator()(vint& number) const { return Cell{.integer = number}; }
         Cell operator()(double& number) const { return Cell{.real = number}; }
-        Cell operator()(std::complex<double>& number) const {
-            return Cell{.complex = {number.real(), number.imag()}};
-        }
+        Cell operator()(std::complex<double>& number) const { return Cell{.complex = {number.real(), number.imag()}}; }
         Cell operator()(std::string& text) const { return Cell{.utf8String = text.data()}; }
         Cell operator()(Tensor& tensor) const {
             ledger().changeOwner(ObjectKind::tensor, tensor.handle(), Owner::store);

@@ -47,8 +47,8 @@ class Tensor : public Owned<VTensor, cloneTensor, destroyTensor> {
     /// Zero-filled. @throws std::invalid_argument  for impossible sizes
     // A template, so that the dimensions {2} of a vector with two elements are not taken for a type.
     template <typename Type>
-        requires std::is_convertible_v<Type, vint>
-    Tensor(Type type, std::vector<vint> dimensions) : Tensor(zeros(static_cast<vint>(type), std::move(dimensions))) {}
+    requires std::is_convertible_v<Type, vint> Tensor(Type type, std::vector<vint> dimensions)
+        : Tensor(zeros(static_cast<vint>(type), std::move(dimensions))) {}
     Tensor(std::vector<vint> dimensions, const std::vector<vint>& elements);
     Tensor(std::vector<vint> dimensions, const std::vector<double>& elements);
 

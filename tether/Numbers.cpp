@@ -270,39 +270,39 @@ int putList(TTLink link, const T* data, int length) {
 
 } // namespace
 
-#define TETHER_NUMBERS(Name, Type)                                                                                 \
-    int TTPut##Name(TTLink link, Type value) {                                                                     \
-        return guarded(link, __func__, [&] { return link->outgoing->write(numberToken(value)); });                 \
-    }                                                                                                              \
-    int TTGet##Name(TTLink link, Type* value) {                                                                    \
-        return guarded(link, __func__, [&] { return getNumber(link, value); });                                    \
-    }                                                                                                              \
-    int TTPut##Name##List(TTLink link, const Type* data, int length) {                                             \
-        return guarded(link, __func__, [&] { return putList(link, data, length); });                               \
-    }                                                                                                              \
-    int TTGet##Name##List(TTLink link, const Type** data, int* length) {                                           \
-        return guarded(link, __func__, [&] { return getList(link, data, length); });                               \
-    }                                                                                                              \
-    void TTRelease##Name##List(TTLink link, const Type* data, int /*length*/) {                                    \
-        if (link != nullptr) {                                                                                     \
-            link->environment->releaseBuffer(data);                                                                \
-        }                                                                                                          \
-    }                                                                                                              \
-    int TTPut##Name##Array(TTLink link, const Type* data, const int* dimensions, const char* const* heads,         \
-                           int depth) {                                                                            \
-        return guarded(link, __func__, [&] { return putArray(link, data, dimensions, heads, depth); });            \
-    }                                                                                                              \
-    int TTGet##Name##Array(TTLink link, const Type** data, const int** dimensions, const char* const** heads,      \
-                           int* depth) {                                                                           \
-        return guarded(link, __func__, [&] { return getWholeArray(link, data, dimensions, heads, depth); });       \
-    }                                                                                                              \
-    void TTRelease##Name##Array(TTLink link, const Type* data, const int* dimensions, const char* const* heads,    \
-                                int /*depth*/) {                                                                   \
-        if (link != nullptr) {                                                                                     \
-            link->environment->releaseBuffer(data);                                                                \
-            link->environment->releaseBuffer(dimensions);                                                          \
-            link->environment->releaseBuffer(heads);                                                               \
-        }                                                                                                          \
+#define TETHER_NUMBERS(Name, Type)                                                                                     \
+    int TTPut##Name(TTLink link, Type value) {                                                                         \
+        return guarded(link, __func__, [&] { return link->outgoing->write(numberToken(value)); });                     \
+    }                                                                                                                  \
+    int TTGet##Name(TTLink link, Type* value) {                                                                        \
+        return guarded(link, __func__, [&] { return getNumber(link, value); });                                        \
+    }                                                                                                                  \
+    int TTPut##Name##List(TTLink link, const Type* data, int length) {                                                 \
+        return guarded(link, __func__, [&] { return putList(link, data, length); });                                   \
+    }                                                                                                                  \
+    int TTGet##Name##List(TTLink link, const Type** data, int* length) {                                               \
+        return guarded(link, __func__, [&] { return getList(link, data, length); });                                   \
+    }                                                                                                                  \
+    void TTRelease##Name##List(TTLink link, const Type* data, int /*length*/) {                                        \
+        if (link != nullptr) {                                                                                         \
+            link->environment->releaseBuffer(data);                                                                    \
+        }                                                                                                              \
+    }                                                                                                                  \
+    int TTPut##Name##Array(TTLink link, const Type* data, const int* dimensions, const char* const* heads,             \
+                           int depth) {                                                                                \
+        return guarded(link, __func__, [&] { return putArray(link, data, dimensions, heads, depth); });                \
+    }                                                                                                                  \
+    int TTGet##Name##Array(TTLink link, const Type** data, const int** dimensions, const char* const** heads,          \
+                           int* depth) {                                                                               \
+        return guarded(link, __func__, [&] { return getWholeArray(link, data, dimensions, heads, depth); });           \
+    }                                                                                                                  \
+    void TTRelease##Name##Array(TTLink link, const Type* data, const int* dimensions, const char* const* heads,        \
+                                int /*depth*/) {                                                                       \
+        if (link != nullptr) {                                                                                         \
+            link->environment->releaseBuffer(data);                                                                    \
+            link->environment->releaseBuffer(dimensions);                                                              \
+            link->environment->releaseBuffer(heads);                                                                   \
+        }                                                                                                              \
     }
 
 TETHER_NUMBERS(Integer8, unsigned char)

@@ -165,9 +165,8 @@ int TTPutSymbol(TTLink link, const char* name) {
 
 int TTGetFunction(TTLink link, const char** head, int* argumentCount) {
     return guarded(link, __func__, [&] {
-        return head == nullptr || argumentCount == nullptr
-                   ? static_cast<int>(TTE_NULL)
-                   : getText(link, Token::Kind::function, head, argumentCount);
+        return head == nullptr || argumentCount == nullptr ? static_cast<int>(TTE_NULL)
+                                                           : getText(link, Token::Kind::function, head, argumentCount);
     });
 }
 

@@ -88,17 +88,17 @@ void TTReleaseString(TTLink link, const char* text) {
     }
 }
 
-#define TETHER_TEXT(Name, Unit, decode, encode)                                                                    \
-    int TTPut##Name##String(TTLink link, const Unit* text, int length) {                                           \
-        return guarded(link, __func__, [&] { return putUnits(link, text, length, decode); });                      \
-    }                                                                                                              \
-    int TTGet##Name##String(TTLink link, const Unit** text, int* length) {                                         \
-        return guarded(link, __func__, [&] { return getUnits(link, text, length, encode); });                      \
-    }                                                                                                              \
-    void TTRelease##Name##String(TTLink link, const Unit* text, int /*length*/) {                                  \
-        if (link != nullptr) {                                                                                     \
-            link->environment->releaseBuffer(text);                                                                \
-        }                                                                                                          \
+#define TETHER_TEXT(Name, Unit, decode, encode)                                                                        \
+    int TTPut##Name##String(TTLink link, const Unit* text, int length) {                                               \
+        return guarded(link, __func__, [&] { return putUnits(link, text, length, decode); });                          \
+    }                                                                                                                  \
+    int TTGet##Name##String(TTLink link, const Unit** text, int* length) {                                             \
+        return guarded(link, __func__, [&] { return getUnits(link, text, length, encode); });                          \
+    }                                                                                                                  \
+    void TTRelease##Name##String(TTLink link, const Unit* text, int /*length*/) {                                      \
+        if (link != nullptr) {                                                                                         \
+            link->environment->releaseBuffer(text);                                                                    \
+        }                                                                                                              \
     }
 
 TETHER_TEXT(Byte, unsigned char, tether::fromBytes, tether::toBytes)

@@ -35,17 +35,17 @@ typedef struct TTMarkRecord* TTMark;               /* a remembered reading posit
 /* Error codes (TTError). */
 enum {
     TTE_OK = 0,
-    TTE_NULL = 1,       /* null link or null pointer */
-    TTE_MEMORY = 2,     /* no memory */
-    TTE_EMPTY = 3,      /* nothing (more) to read, or an expression that has not arrived whole */
-    TTE_TYPE = 4,       /* the next expression is of another type */
-    TTE_RANGE = 5,      /* the number does not fit the type asked for */
-    TTE_SEQUENCE = 6,   /* a packet ended inside an expression, or counts that make no sense */
-    TTE_ENCODING = 7,   /* text that is not well formed, or that the encoding cannot hold */
-    TTE_HEAD = 8,       /* another head or symbol than the one tested for */
-    TTE_SHAPE = 9,      /* nested lists that form no rectangular array */
-    TTE_REFUSED = 10,   /* refused by the fault hook */
-    TTE_LINK = 11       /* not possible on this kind of link */
+    TTE_NULL = 1,     /* null link or null pointer */
+    TTE_MEMORY = 2,   /* no memory */
+    TTE_EMPTY = 3,    /* nothing (more) to read, or an expression that has not arrived whole */
+    TTE_TYPE = 4,     /* the next expression is of another type */
+    TTE_RANGE = 5,    /* the number does not fit the type asked for */
+    TTE_SEQUENCE = 6, /* a packet ended inside an expression, or counts that make no sense */
+    TTE_ENCODING = 7, /* text that is not well formed, or that the encoding cannot hold */
+    TTE_HEAD = 8,     /* another head or symbol than the one tested for */
+    TTE_SHAPE = 9,    /* nested lists that form no rectangular array */
+    TTE_REFUSED = 10, /* refused by the fault hook */
+    TTE_LINK = 11     /* not possible on this kind of link */
 };
 
 /* Types of the next expression (TTGetNext). */
@@ -153,18 +153,18 @@ TT_API int TTTestSymbol(TTLink link, const char* name);
  * are given as they stand, all levels alike. Integers are kept in 64 bits and reals in double: a get function of a
  * narrower integer fails with TTE_RANGE for what does not fit, one of a narrower real rounds. Reading an integer as a
  * real is allowed, the reverse is TTE_TYPE. Integer8 is unsigned (0 to 255), the others are signed. */
-#define TT_NUMBER_FUNCTIONS(Name, Type)                                                                            \
-    TT_API int TTPut##Name(TTLink link, Type value);                                                               \
-    TT_API int TTGet##Name(TTLink link, Type* value);                                                              \
-    TT_API int TTPut##Name##List(TTLink link, const Type* data, int length);                                       \
-    TT_API int TTGet##Name##List(TTLink link, const Type** data, int* length);                                     \
-    TT_API void TTRelease##Name##List(TTLink link, const Type* data, int length);                                  \
-    TT_API int TTPut##Name##Array(TTLink link, const Type* data, const int* dimensions, const char* const* heads,  \
-                                  int depth);                                                                      \
-    TT_API int TTGet##Name##Array(TTLink link, const Type** data, const int** dimensions,                          \
-                                  const char* const** heads, int* depth);                                          \
-    TT_API void TTRelease##Name##Array(TTLink link, const Type* data, const int* dimensions,                       \
-                                       const char* const* heads, int depth);
+#define TT_NUMBER_FUNCTIONS(Name, Type)                                                                                \
+    TT_API int TTPut##Name(TTLink link, Type value);                                                                   \
+    TT_API int TTGet##Name(TTLink link, Type* value);                                                                  \
+    TT_API int TTPut##Name##List(TTLink link, const Type* data, int length);                                           \
+    TT_API int TTGet##Name##List(TTLink link, const Type** data, int* length);                                         \
+    TT_API void TTRelease##Name##List(TTLink link, const Type* data, int length);                                      \
+    TT_API int TTPut##Name##Array(TTLink link, const Type* data, const int* dimensions, const char* const* heads,      \
+                                  int depth);                                                                          \
+    TT_API int TTGet##Name##Array(TTLink link, const Type** data, const int** dimensions, const char* const** heads,   \
+                                  int* depth);                                                                         \
+    TT_API void TTRelease##Name##Array(TTLink link, const Type* data, const int* dimensions, const char* const* heads, \
+                                       int depth);
 
 TT_NUMBER_FUNCTIONS(Integer8, unsigned char)
 TT_NUMBER_FUNCTIONS(Integer16, short)
@@ -191,9 +191,9 @@ TT_API int TTPutString(TTLink link, const char* text);
 TT_API int TTGetString(TTLink link, const char** text);
 TT_API void TTReleaseString(TTLink link, const char* text);
 
-#define TT_TEXT_FUNCTIONS(Name, Unit)                                                                              \
-    TT_API int TTPut##Name##String(TTLink link, const Unit* text, int length);                                     \
-    TT_API int TTGet##Name##String(TTLink link, const Unit** text, int* length);                                   \
+#define TT_TEXT_FUNCTIONS(Name, Unit)                                                                                  \
+    TT_API int TTPut##Name##String(TTLink link, const Unit* text, int length);                                         \
+    TT_API int TTGet##Name##String(TTLink link, const Unit** text, int* length);                                       \
     TT_API void TTRelease##Name##String(TTLink link, const Unit* text, int length);
 
 TT_TEXT_FUNCTIONS(Byte, unsigned char)

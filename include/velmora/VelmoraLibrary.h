@@ -148,8 +148,8 @@ typedef struct {
 
 /* ---- Images ------------------------------------------------------------------------------------------------ */
 
-/* Elements lie row by row. Interleaved: the channels of a pixel side by side ([slice][row][column][channel]);
- * otherwise one plane a channel, and in a 3D image all slices of a channel together ([channel][slice][row][column]).
+/* Elements lie row by row, slice by slice. Interleaved: the channels of a pixel side by side
+ * ([slice][row][column][channel]); otherwise each slice has one plane a channel ([slice][channel][row][column]).
  * A bit image holds one byte (0 or 1) an element.
  *
  * new2D, new3D, clone: `*image` becomes a zero-filled image (a copy) that is the library's; 0 for success.

@@ -286,8 +286,7 @@ TEST_F(DataLists, AsPairsRefuseNullText) {
     for (const vint nullAt : {0, 1}) {
         Store inner = Store::empty();
         for (const vint position : {0, 1}) {
-            velmora::appendNode(inner.handle(), "", VType_UTF8String,
-                                {.utf8String = position == nullAt ? nullptr : velmora::copyText("a")});
+            velmora::appendText(inner.handle(), "", position == nullAt ? nullptr : "a");
         }
         std::vector<velmora::Value> nodes;
         nodes.emplace_back(std::move(inner));

@@ -14,9 +14,8 @@ namespace {
 
 class CallCommand : public ::testing::Test {
   protected:
-    std::string file = writeDicom(folder().file("a.dcm"), [](DcmDataset& dataset) {
-        dataset.putAndInsertString(DCM_NumberOfFrames, "15");
-    });
+    std::string file = writeDicom(folder().file("a.dcm"),
+                                  [](DcmDataset& dataset) { dataset.putAndInsertString(DCM_NumberOfFrames, "15"); });
 
     static TemporaryFolder& folder() {
         static TemporaryFolder instance;
@@ -55,8 +54,14 @@ TEST_F(CallCommand, PrintsTheFilledMessageOfARefusal) {
 }
 
 TEST_F(CallCommand, PassesMissingAndIllTypedArgumentsOn) {
-    for (const auto& arguments : std::vector<std::vector<std::string>>{
-             {}, {"5"}, {"null"}, {"true"}, {"1.5"}, {"[]"}, {R"({"tensor":{"type":"real","dims":[1],"data":[1.0]}})"}}) {
+    for (const auto& arguments :
+         std::vector<std::vector<std::string>>{{},
+                                               {"5"},
+                                               {"null"},
+                                               {"true"},
+                                               {"1.5"},
+                                               {"[]"},
+                                               {R"({"tensor":{"type":"real","dims":[1],"data":[1.0]}})"}}) {
         std::vector<std::string> words{"call", "GetFrameCount"};
         words.insert(words.end(), arguments.begin(), arguments.end());
         const ProcessResult run = radvex::test::radvex(words);
@@ -72,7 +77,8 @@ TEST_F(CallCommand, RefusesWrongUsageWithStatusTwo) {
 }
 
 TEST_F(CallCommand, ListsItsFunctions) {
-    EXPECT_NE(radvex::test::radvex({"call", "--list"}).output.find("GetFrameCount(text) -> integer\n"), std::string::npos);
+    EXPECT_NE(radvex::test::radvex({"call", "--list"}).output.find("GetFrameCount(text) -> integer\n"),
+              std::string::npos);
 }
 
 TEST_F(CallCommand, AnswersOneObjectForEachLine) {

@@ -9,7 +9,8 @@ using namespace radvex::test;
 using radvex::cli::Json;
 
 TEST(Command, WithoutOrWithWrongArgumentsShowsItsUsage) {
-    for (const auto& words : std::vector<std::vector<std::string>>{{}, {"nonsense"}, {"frames"}, {"errors", "--nope"}}) {
+    for (const auto& words :
+         std::vector<std::vector<std::string>>{{}, {"nonsense"}, {"frames"}, {"errors", "--nope"}}) {
         const ProcessResult run = radvex::test::radvex(words);
         EXPECT_EQ(run.status, 2);
         EXPECT_EQ(run.output, "");
@@ -32,10 +33,11 @@ TEST(Command, ALibraryThatIsNotThereIsNamed) {
 TEST(ErrorsCommand, PrintsTheTableAsJson) {
     const Json list = Json::parse(radvex::test::radvex({"errors", "--json"}).output);
     ASSERT_EQ(list.size(), 91U);
-    EXPECT_EQ(list[0], Json({{"id", 7},
-                             {"name", "VersionError"},
-                             {"message", "An error was caused by an incompatible function call. The library was compiled "
-                                         "with a previous LibraryData version."}}));
+    EXPECT_EQ(list[0],
+              Json({{"id", 7},
+                    {"name", "VersionError"},
+                    {"message", "An error was caused by an incompatible function call. The library was compiled "
+                                "with a previous LibraryData version."}}));
     EXPECT_EQ(list[90]["id"], -83);
 }
 
@@ -47,7 +49,8 @@ TEST(FramesCommand, SaysWhatAFileHas) {
         const Uint16 bits[] = {1};
         dataset.putAndInsertUint16Array(DcmTag(0x6000, 0x3000, EVR_OW), bits, 1);
     });
-    EXPECT_EQ(radvex::test::radvex({"frames", file}).output, file + ": frames 15, representative frame 7, overlays 1\n");
+    EXPECT_EQ(radvex::test::radvex({"frames", file}).output,
+              file + ": frames 15, representative frame 7, overlays 1\n");
     EXPECT_EQ(Json::parse(radvex::test::radvex({"frames", "--json", file}).output),
               Json::array({{{"file", file}, {"frames", 15}, {"representativeFrame", 7}, {"overlays", 1}}}));
 }

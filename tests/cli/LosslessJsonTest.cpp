@@ -28,7 +28,12 @@ TEST(LosslessJson, RealsThatJsonLacksHaveNames) {
 
 TEST(LosslessJson, EveryFormComesBackAsItWent) {
     for (const char* json : {
-             "true", "-5", "2.5", R"("text \" ü")", "null", R"({"complex":[1.0,-2.5]})",
+             "true",
+             "-5",
+             "2.5",
+             R"("text \" ü")",
+             "null",
+             R"({"complex":[1.0,-2.5]})",
              R"({"tensor":{"type":"integer","dims":[2,3],"data":[1,2,3,4,5,6]}})",
              R"({"tensor":{"type":"real","dims":[2],"data":[1.5,{"real":"nan"}]}})",
              R"({"tensor":{"type":"complex","dims":[1],"data":[{"complex":[1.0,2.0]}]}})",
@@ -62,11 +67,18 @@ TEST(LosslessJson, AnImageMayHaveNoChannels) {
 
 TEST(LosslessJson, RefusesWhatIsNoValue) {
     for (const char* json : {
-             "4294967296", "-2147483649", R"({"tensor":{"type":"integer","dims":[2],"data":[1]}})",
-             R"({"tensor":{"type":"integer","dims":[-1],"data":[]}})", R"({"tensor":{"type":"byte","dims":[1],"data":[1]}})",
-             R"({"tensor":{"dims":[1],"data":[1]}})", R"({"array":{"type":"u16","dims":[2],"base64":"AQ=="}})",
-             R"({"array":{"type":"u16","dims":[65536,65536],"base64":""}})", R"({"store":[["a"]]})",
-             R"({"complex":[1]})", R"({"real":"many"})", R"({"bytes":"?"})",
+             "4294967296",
+             "-2147483649",
+             R"({"tensor":{"type":"integer","dims":[2],"data":[1]}})",
+             R"({"tensor":{"type":"integer","dims":[-1],"data":[]}})",
+             R"({"tensor":{"type":"byte","dims":[1],"data":[1]}})",
+             R"({"tensor":{"dims":[1],"data":[1]}})",
+             R"({"array":{"type":"u16","dims":[2],"base64":"AQ=="}})",
+             R"({"array":{"type":"u16","dims":[65536,65536],"base64":""}})",
+             R"({"store":[["a"]]})",
+             R"({"complex":[1]})",
+             R"({"real":"many"})",
+             R"({"bytes":"?"})",
          }) {
         EXPECT_THROW(fromJson(parseJson(json)), JsonError) << json;
     }

@@ -40,8 +40,7 @@ TEST(Readme, EveryCommandPrintsWhatItShows) {
     const std::string folder = samples.output.substr(0, samples.output.find('\n'));
     for (const Example& example : shown) {
         ASSERT_TRUE(example.command.starts_with("radvex ")) << example.command;
-        const std::string script =
-            "cd '" + folder + "' && " RADVEX_COMMAND + example.command.substr(6) + " 2>&1";
+        const std::string script = "cd '" + folder + "' && " RADVEX_COMMAND + example.command.substr(6) + " 2>&1";
         EXPECT_EQ(runProcess({"bash", "-c", script}).output, example.output) << example.command;
     }
 }

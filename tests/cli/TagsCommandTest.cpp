@@ -110,9 +110,8 @@ TEST_F(TagsCommand, TextThatIsNoUtf8StaysValidUtf8) {
 }
 
 TEST_F(TagsCommand, NamesEachOfSeveralFilesAndGoesOnAfterABadOne) {
-    const std::string other = writeDicom(folder.file("b.dcm"), [](DcmDataset& dataset) {
-        dataset.putAndInsertUint16(DCM_Rows, 7);
-    });
+    const std::string other =
+        writeDicom(folder.file("b.dcm"), [](DcmDataset& dataset) { dataset.putAndInsertUint16(DCM_Rows, 7); });
     const ProcessResult run = radvex::test::radvex({"tags", "--tag", "Rows", file, "/missing", other});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.output, "# " + file + "\nRows                                US  2\n# " + other +

@@ -42,8 +42,8 @@ TEST_F(Counts, RepresentativeFrameIsZeroWithoutTheAttribute) {
 }
 
 TEST_F(Counts, RepresentativeFrameIsTheAttributesNumber) {
-    const auto path = write(
-        "a.dcm", [](DcmDataset& dataset) { dataset.putAndInsertUint16(DCM_RepresentativeFrameNumber, 40000); });
+    const auto path =
+        write("a.dcm", [](DcmDataset& dataset) { dataset.putAndInsertUint16(DCM_RepresentativeFrameNumber, 40000); });
     EXPECT_EQ(call("GetRepresentativeFrameIndex", {path}).get<vint>(), 40000);
 }
 

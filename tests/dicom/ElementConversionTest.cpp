@@ -101,8 +101,7 @@ TEST_F(ElementConversion, FloatsAreWidened) {
 }
 
 TEST_F(ElementConversion, SeveralTextsStayOneText) {
-    convert(DCM_ImagerPixelSpacing,
-            [](DcmItem& item) { item.putAndInsertString(DCM_ImagerPixelSpacing, "0.5\\0.5"); });
+    convert(DCM_ImagerPixelSpacing, [](DcmItem& item) { item.putAndInsertString(DCM_ImagerPixelSpacing, "0.5\\0.5"); });
     EXPECT_EQ(only().name(), "ImagerPixelSpacing");
     EXPECT_EQ(only().type(), VType_UTF8String);
     EXPECT_STREQ(only().cell().utf8String, "0.5\\0.5");
@@ -179,12 +178,14 @@ TEST_F(ElementConversion, BytesKeepTheirNameInAListWithoutNames) {
 }
 
 TEST_F(ElementConversion, NumbersHaveNoNameInAListWithoutNames) {
-    convert(DCM_Rows, [](DcmItem& item) { item.putAndInsertUint16(DCM_Rows, 5); }, true, false);
+    convert(
+        DCM_Rows, [](DcmItem& item) { item.putAndInsertUint16(DCM_Rows, 5); }, true, false);
     EXPECT_EQ(only().name(), "");
 }
 
 TEST_F(ElementConversion, ANumericNameIsTheNumber) {
-    convert(DCM_Rows, [](DcmItem& item) { item.putAndInsertUint16(DCM_Rows, 5); }, true, true, true);
+    convert(
+        DCM_Rows, [](DcmItem& item) { item.putAndInsertUint16(DCM_Rows, 5); }, true, true, true);
     EXPECT_EQ(only().name(), "0028_0010");
 }
 

@@ -95,24 +95,31 @@ TEST_F(GraphicMetadata, OneFrameOfWordsIsOneArrayOfRowsAndColumns) {
 
 TEST_F(GraphicMetadata, ByNumberGivesTheSame) {
     const auto path = write({.words = {0, 1, 2, 10, 11, 12}});
-    const Value result =
-        call("ReadMetadataIntTags", {path, Store::of({Store::ofTexts({"7FE0", "0010"})})});
+    const Value result = call("ReadMetadataIntTags", {path, Store::of({Store::ofTexts({"7FE0", "0010"})})});
     EXPECT_THAT(frames<Uint16>(result.get<Store>(), {2, 3}, VNumericArray_U16),
                 ElementsAre(std::vector<Uint16>{0, 1, 2, 10, 11, 12}));
 }
 
 TEST_F(GraphicMetadata, ColourByPixelHasItsSamplesLast) {
     // Two frames of 1 x 2 RGB pixels, a byte each: 1..6 and 7..12.
-    const Store result = read(write({.rows = 1, .columns = 2, .samples = 3, .bitsAllocated = 8,
-                                     .planarConfiguration = 0, .frames = "2",
+    const Store result = read(write({.rows = 1,
+                                     .columns = 2,
+                                     .samples = 3,
+                                     .bitsAllocated = 8,
+                                     .planarConfiguration = 0,
+                                     .frames = "2",
                                      .words = {0x0201, 0x0403, 0x0605, 0x0807, 0x0A09, 0x0C0B}}));
     EXPECT_THAT(frames<Uint8>(result, {1, 2, 3}, VNumericArray_U8),
                 ElementsAre(std::vector<Uint8>{1, 2, 3, 4, 5, 6}, std::vector<Uint8>{7, 8, 9, 10, 11, 12}));
 }
 
 TEST_F(GraphicMetadata, ColourByPlaneHasItsSamplesFirst) {
-    const Store result = read(write({.rows = 1, .columns = 2, .samples = 3, .bitsAllocated = 8,
-                                     .planarConfiguration = 1, .words = {0x0201, 0x0403, 0x0605}}));
+    const Store result = read(write({.rows = 1,
+                                     .columns = 2,
+                                     .samples = 3,
+                                     .bitsAllocated = 8,
+                                     .planarConfiguration = 1,
+                                     .words = {0x0201, 0x0403, 0x0605}}));
     EXPECT_THAT(frames<Uint8>(result, {3, 1, 2}, VNumericArray_U8), ElementsAre(std::vector<Uint8>{1, 2, 3, 4, 5, 6}));
 }
 
@@ -140,9 +147,9 @@ TEST_F(GraphicMetadata, NoFramesAreAnEmptyStore) {
 
 TEST_F(GraphicMetadata, WhatTheValueDoesNotHoldIsZero) {
     const Store result = read(write({.rows = 2, .columns = 2, .frames = "3", .words = {1, 2, 3, 4, 5, 6}}));
-    EXPECT_THAT(frames<Uint16>(result, {2, 2}, VNumericArray_U16),
-                ElementsAre(std::vector<Uint16>{1, 2, 3, 4}, std::vector<Uint16>{5, 6, 0, 0},
-                            std::vector<Uint16>{0, 0, 0, 0}));
+    EXPECT_THAT(
+        frames<Uint16>(result, {2, 2}, VNumericArray_U16),
+        ElementsAre(std::vector<Uint16>{1, 2, 3, 4}, std::vector<Uint16>{5, 6, 0, 0}, std::vector<Uint16>{0, 0, 0, 0}));
 }
 
 TEST_F(GraphicMetadata, AFrameCountThatIsNoNumberIsAGeneralFailure) {

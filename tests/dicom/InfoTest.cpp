@@ -24,8 +24,8 @@ class Info : public LibraryTest {
     }
     Store series(const std::vector<std::string>& fields, const std::string& patientPattern = ".*",
                  const std::string& studyPattern = ".*", const std::string& seriesPattern = ".*") {
-        return std::get<Store>(call(
-            "ReadSeriesInfo", {path, Store::ofTexts(fields), patientPattern, studyPattern, seriesPattern}));
+        return std::get<Store>(
+            call("ReadSeriesInfo", {path, Store::ofTexts(fields), patientPattern, studyPattern, seriesPattern}));
     }
 
     TemporaryFolder folder{};
@@ -90,9 +90,8 @@ TEST_F(Info, APatternMatchesTheWholeValueAndItsCase) {
 TEST_F(Info, AFileThatIsLeftOutHidesABadField) { EXPECT_EQ(patient({"NoSuchField"}, "XYZ").size(), 0U); }
 
 TEST_F(Info, AFileWithoutPatientIdMatchesEverythingButAPatternThatNeedsACharacter) {
-    path = writeDicom(folder.file("b.dcm"), [](DcmDataset& dataset) {
-        dataset.putAndInsertString(DCM_PatientName, "Doe^Jane");
-    });
+    path = writeDicom(folder.file("b.dcm"),
+                      [](DcmDataset& dataset) { dataset.putAndInsertString(DCM_PatientName, "Doe^Jane"); });
     EXPECT_EQ(patient({"Name"}).size(), 1U);
     EXPECT_EQ(patient({"Name"}, ".+").size(), 0U);
 }

@@ -104,9 +104,8 @@ TEST_F(Metadata, ByNumberGivesTheSameAttributeAsByKeyword) {
 }
 
 TEST_F(Metadata, AnAttributeThatTheDictionaryDoesNotKnowIsReadByNumber) {
-    const auto path = write([](DcmDataset& dataset) {
-        dataset.putAndInsertString(DcmTag(0x0029, 0x1010, EVR_LO), "private");
-    });
+    const auto path =
+        write([](DcmDataset& dataset) { dataset.putAndInsertString(DcmTag(0x0029, 0x1010, EVR_LO), "private"); });
     EXPECT_EQ(textOf(readNumbers(path, {{"0029", "1010"}, {"0029", "1011"}}).view(), "0029_1010"), "private");
 }
 
@@ -164,8 +163,8 @@ TEST_F(Metadata, GroupLengthsAreNeverReported) {
     DcmFileFormat file;
     file.getDataset()->putAndInsertString(DCM_SOPClassUID, UID_CTImageStorage);
     file.getDataset()->putAndInsertString(DCM_SOPInstanceUID, "1.2.3");
-    ASSERT_TRUE(file.saveFile(folder.file("g.dcm").c_str(), EXS_LittleEndianExplicit, EET_ExplicitLength, EGL_withGL)
-                    .good());
+    ASSERT_TRUE(
+        file.saveFile(folder.file("g.dcm").c_str(), EXS_LittleEndianExplicit, EET_ExplicitLength, EGL_withGL).good());
     EXPECT_THAT(keysOf(readAll(folder.file("g.dcm")).view()), testing::Not(testing::Contains("GenericGroupLength")));
 }
 

@@ -12,7 +12,8 @@ using velmora::Operation;
 
 namespace {
 
-/// Codes that a call may return when the n-th call of one operation is refused, by that n; a 0 stands for every other n.
+/// Codes that a call may return when the n-th call of one operation is refused, by that n; a 0 stands for every other
+/// n.
 using Codes = std::map<long, int>;
 
 /// Refuses, one after the other, each call that `action` makes of each operation and link function.

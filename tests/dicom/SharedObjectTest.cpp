@@ -19,9 +19,30 @@ std::string outputOf(const std::string& command) {
     return output;
 }
 
-const std::set<std::string> kExports{
-    "VelmoraLibrary_initialize", "VelmoraLibrary_uninitialize", "sendRegisteredErrors", "setExceptionDetailsContext",
-    "GetFrameCount", "GetRepresentativeFrameIndex", "GetOverlayCount", "CloseReader", "ClearCache", "ReadMetadata", "ReadMetadataIntTags", "ReadAllMetadata", "ReadVRName", "ReadVRNameIntTags", "GetGroupElemNumbers", "GetKeyword", "ReadPatientInfo", "ReadStudyInfo", "ReadSeriesInfo", "ReadImage", "ReadImageData", "ReadIntermediatePixelData", "ReadOverlay", "ReadOverlays"};
+const std::set<std::string> kExports{"VelmoraLibrary_initialize",
+                                     "VelmoraLibrary_uninitialize",
+                                     "sendRegisteredErrors",
+                                     "setExceptionDetailsContext",
+                                     "GetFrameCount",
+                                     "GetRepresentativeFrameIndex",
+                                     "GetOverlayCount",
+                                     "CloseReader",
+                                     "ClearCache",
+                                     "ReadMetadata",
+                                     "ReadMetadataIntTags",
+                                     "ReadAllMetadata",
+                                     "ReadVRName",
+                                     "ReadVRNameIntTags",
+                                     "GetGroupElemNumbers",
+                                     "GetKeyword",
+                                     "ReadPatientInfo",
+                                     "ReadStudyInfo",
+                                     "ReadSeriesInfo",
+                                     "ReadImage",
+                                     "ReadImageData",
+                                     "ReadIntermediatePixelData",
+                                     "ReadOverlay",
+                                     "ReadOverlays"};
 
 } // namespace
 
@@ -44,7 +65,8 @@ TEST(SharedObject, LooksForWhatItNeedsBesideItself) {
 TEST(SharedObject, NeedsTheLinkLibraryDcmtkAndTheRuntimesOnly) {
     const std::string dynamic = outputOf("readelf -d " RADVEX_LIBRARY);
     const std::regex needed(R"(\(NEEDED\).*\[([^\]]+)\])");
-    const std::regex allowed(R"((libTT32i4|libdcmtk|libstdc\+\+|libgcc_s|libc|libm|libasan|libubsan)\.so(\..*)?|ld-linux.*)");
+    const std::regex allowed(
+        R"((libTT32i4|libdcmtk|libstdc\+\+|libgcc_s|libc|libm|libasan|libubsan)\.so(\..*)?|ld-linux.*)");
     for (auto match = std::sregex_iterator(dynamic.begin(), dynamic.end(), needed); match != std::sregex_iterator();
          ++match) {
         EXPECT_TRUE(std::regex_match((*match)[1].str(), allowed)) << (*match)[1];

@@ -1,0 +1,138 @@
+#include <iostream>
+
+#include "Commands.h"
+#include "Npy.h"
+#include "Output.h"
+#include "PictureOptions.h"
+#include "PixelMeaning.h"
+
+namespace radvex::cli {
+
+using velmora::NumericArray;
+using velmora::Store;
+using velmora::Value;
+
+namespace {
+
+struct DataOptions {
+    std::string file{};
+    std::string output{};
+    PictureOptions picture{};
+    bool rendered = false;
+    bool json = false;
+};
+
+constexpr vint kImageFlags = 1;
+
+/// Values of one type and shape, lying in one or several arrays of the host's.
+struct Data {
+    Value owner{};
+    vint type = 0;
+    std::vector<vint> shape{};
+    std::vector<const VelmoraNumericArray*> arrays{};
+};
+
+/// Modality values of all frames. Frames other than the first few cannot be chosen from the library, so they are cut
+/// out.
+Data readModalityValues(velmora::Host& host, const DataOptions& options) {
+    Data data{host.call("ReadIntermediatePixelData", {options.file, kImageFlags, 0})};
+    if (!data.owner.is<NumericArray>()) {
+        throw velmora::LibraryError(0, "", options.file + ": DCMTK's intermediate values have no array type.");
+    }
+    const VelmoraNumericArray* array = data.owner.get<NumericArray>().handle();
+    data.type = array->type;
+    data.shape = array->dimensions;
+    data.arrays = {array};
+    return data;
+}
+
+Data readRenderedValues(velmora::Host& host, const DataOptions& options, const PixelMeaning& meaning) {
+    const auto [first, count] = options.picture.frameRange(meaning.frames);
+    Data data{host.call("ReadImageData", {options.file, first, count == meaning.frames ? 0 : count,
+                                          options.picture.scalingTensor(), options.picture.overlays, kImageFlags})};
+    for (const velmora::NodeView node : data.owner.get<Store>()) {
+        data.arrays.push_back(node.cell().numericArray);
+    }
+    data.type = data.arrays.front()->type;
+    data.shape = data.arrays.front()->dimensions;
+    if (data.arrays.size() > 1) {
+        data.shape.insert(data.shape.begin(), static_cast<vint>(data.arrays.size()));
+    }
+    return data;
+}
+
+Statistics statisticsOfAll(const Data& data) {
+    Statistics all = statisticsOf(*data.arrays.front());
+    double sum = 0;
+    for (const VelmoraNumericArray* array : data.arrays) {
+        const Statistics one = statisticsOf(*array);
+        all.minimum = std::min(all.minimum, one.minimum);
+        all.maximum = std::max(all.maximum, one.maximum);
+        sum += one.mean;
+    }
+    all.mean = sum / static_cast<double>(data.arrays.size());
+    return all;
+}
+
+void write(const std::string& path, const Data& data) {
+    std::vector<std::span<const std::byte>> parts;
+    for (const VelmoraNumericArray* array : data.arrays) {
+        parts.emplace_back(static_cast<const std::byte*>(array->data.get()),
+                           static_cast<std::size_t>(array->length) * velmora::numericArrayElementSize(array->type));
+    }
+    writeNpy(path, data.type, data.shape, parts);
+}
+
+void print(const DataOptions& options, const Data& data, const PixelMeaning& meaning) {
+    std::ostream& stream = options.output == "-" ? std::cerr : std::cout;
+    const char* values = options.rendered ? "rendered" : "modality";
+    if (options.json) {
+        Json json{{"file", options.file}, {"values", values}, {"type", numpyType(data.type)}, {"shape", data.shape}};
+        json.update(describeMeaning(meaning, options.rendered));
+        if (options.rendered) {
+            const auto own = options.picture.explicitWindow();
+            json["window"] = own ? Json{{"method", "explicit"}, {"width", own->first}, {"center", own->second}}
+                                 : Json{{"method", options.picture.scaling}};
+        }
+        addStatistics(json, statisticsOfAll(data));
+        json["written"] = options.output.empty() ? Json() : Json(options.output);
+        stream << dumpJson(json) << '\n';
+    } else if (options.output.empty()) {
+        stream << printable(options.file) << ": " << values << " values, " << numpyType(data.type);
+        for (std::size_t index = 0; index < data.shape.size(); ++index) {
+            stream << (index == 0 ? " " : " x ") << data.shape[index];
+        }
+        stream << (meaning.unit.empty() || options.rendered ? "" : ", unit " + printable(meaning.unit)) << ", "
+               << textOf(statisticsOfAll(data)) << '\n';
+    }
+}
+
+void run(Session& session, const DataOptions& options) {
+    velmora::Host& host = session.host();
+    if (!options.rendered && (!options.picture.frame.empty() || !options.picture.frames.empty() ||
+                              !options.picture.window.empty() || options.picture.overlays)) {
+        throw UsageError("Windows, overlays and frames are chosen with --rendered; without it the values of all frames "
+                         "come as they are.");
+    }
+    const PixelMeaning meaning = readPixelMeaning(host, options.file);
+    const Data data = options.rendered ? readRenderedValues(host, options, meaning) : readModalityValues(host, options);
+    if (!options.output.empty()) {
+        write(options.output, data);
+    }
+    print(options, data, meaning);
+}
+
+} // namespace
+
+void addDataCommand(CLI::App& app, Session& session) {
+    auto options = std::make_shared<DataOptions>();
+    CLI::App* command = app.add_subcommand("data", "Write pixel values as .npy, or say what they are like");
+    command->add_option("FILE", options->file, "DICOM file")->required();
+    command->add_option("-o,--output", options->output, ".npy file to write; - for the standard output");
+    command->add_flag("--rendered", options->rendered, "Windowed values as for a picture, not modality values");
+    options->picture.addTo(command);
+    command->add_flag("--json", options->json, "Say as JSON what the numbers are");
+    command->callback([&session, options] { run(session, *options); });
+}
+
+} // namespace radvex::cli

@@ -1,0 +1,161 @@
+#include <filesystem>
+#include <iostream>
+
+#include "Commands.h"
+#include "Output.h"
+#include "PictureOptions.h"
+#include "PixelMeaning.h"
+#include "Png.h"
+
+namespace radvex::cli {
+
+using velmora::Image;
+using velmora::Value;
+
+namespace {
+
+struct ImageOptions {
+    std::string file{};
+    std::string output{};
+    PictureOptions picture{};
+    bool sheet = false;
+    bool json = false;
+};
+
+constexpr vint kImageFlags = 1; // what the library's own callers use
+
+/// A picture, and how it came about.
+struct Reading {
+    Image image;
+    PixelMeaning meaning;
+    bool isRendered; ///< false: a copy of the stored values, which DCMTK could not render
+    vint firstFrame; ///< from 0
+};
+
+/// Whether DCMTK renders these frames: the array form of a picture has no fallback.
+bool canRender(velmora::Host& host, const std::string& file, vint first, const velmora::Tensor& scaling,
+               bool overlays) {
+    try {
+        (void)host.call("ReadImageData", {file, first, 1, scaling, overlays, kImageFlags});
+        return true;
+    } catch (const velmora::LibraryError&) {
+        return false;
+    }
+}
+
+Reading read(velmora::Host& host, const ImageOptions& options) {
+    const PixelMeaning meaning = readPixelMeaning(host, options.file);
+    const auto [first, count] = options.picture.frameRange(meaning.frames);
+    const velmora::Tensor scaling = options.picture.scalingTensor();
+    const bool isRendered = canRender(host, options.file, first, scaling, options.picture.overlays);
+    Value image = host.call("ReadImage", {options.file, first, count == meaning.frames ? 0 : count, scaling,
+                                          options.picture.overlays, kImageFlags});
+    return {std::get<Image>(std::move(image)), meaning, isRendered, first};
+}
+
+const char* typeName(vint type) {
+    static constexpr const char* names[] = {"bit", "u8", "u16", "f32", "f64"};
+    return names[type];
+}
+
+/// The window that made the picture's grey values.
+Json describeWindow(velmora::Host& host, const ImageOptions& options, const Reading& reading) {
+    if (!reading.isRendered || reading.image.info().channels != 1) {
+        return nullptr;
+    }
+    if (const auto own = options.picture.explicitWindow()) {
+        return {{"method", "explicit"}, {"width", own->first}, {"center", own->second}};
+    }
+    Json window{{"method", options.picture.scaling}};
+    if (options.picture.scaling == "minmax") {
+        const Value values = host.call("ReadIntermediatePixelData", {options.file, kImageFlags, 0});
+        if (values.is<velmora::NumericArray>()) {
+            const Statistics all = statisticsOf(*values.get<velmora::NumericArray>().handle());
+            window["from"] = all.minimum;
+            window["to"] = all.maximum;
+        }
+    }
+    return window;
+}
+
+Json describe(velmora::Host& host, const ImageOptions& options, const Reading& reading) {
+    const VelmoraImage& info = reading.image.info();
+    Json json{{"file", options.file},        {"values", reading.isRendered ? "rendered" : "stored"},
+              {"type", typeName(info.type)}, {"rows", info.rows},
+              {"columns", info.columns},     {"channels", info.channels},
+              {"frames", info.slices},       {"firstFrame", reading.isRendered ? reading.firstFrame + 1 : 1}};
+    json.update(describeMeaning(reading.meaning, reading.isRendered));
+    json["window"] = describeWindow(host, options, reading);
+    addStatistics(json, statisticsOf(reading.image));
+    return json;
+}
+
+void printSummary(const ImageOptions& options, const Reading& reading) {
+    const VelmoraImage& info = reading.image.info();
+    std::cout << printable(options.file) << ": " << info.columns << " x " << info.rows << ", " << typeName(info.type)
+              << ", " << (info.channels == 1 ? "grey" : "RGB") << ", " << info.slices
+              << (info.slices == 1 ? " frame, " : " frames, ") << (reading.isRendered ? "rendered" : "stored values")
+              << ", " << textOf(statisticsOf(reading.image)) << '\n';
+}
+
+/// OUT.png becomes OUT-0001.png and on, so that names sort in the order of the frames.
+std::string numberedName(const std::string& path, int number) {
+    const std::filesystem::path whole(path);
+    char digits[16];
+    std::snprintf(digits, sizeof digits, "-%04d", number);
+    return (whole.parent_path() / (whole.stem().string() + digits + whole.extension().string())).string();
+}
+
+std::vector<std::string> writePictures(const ImageOptions& options, const Reading& reading) {
+    auto pictures = picturesOf(reading.image);
+    if (!reading.isRendered) { // a copy always holds all frames
+        const auto [first, count] = options.picture.frameRange(static_cast<vint>(pictures.size()));
+        pictures = {pictures.begin() + first, pictures.begin() + first + count};
+    }
+    if (options.sheet) {
+        pictures = {contactSheet(pictures)};
+    }
+    if (pictures.size() == 1) {
+        writePng(options.output, pictures.front());
+        return {options.output};
+    }
+    if (options.output == "-") {
+        throw UsageError("Several frames do not fit the standard output: choose one with --frame, or use --sheet.");
+    }
+    std::vector<std::string> written;
+    for (std::size_t index = 0; index < pictures.size(); ++index) {
+        written.push_back(numberedName(options.output, reading.firstFrame + static_cast<int>(index) + 1));
+        writePng(written.back(), pictures[index]);
+    }
+    return written;
+}
+
+void run(Session& session, const ImageOptions& options) {
+    velmora::Host& host = session.host();
+    (void)options.picture.explicitWindow(); // wrong usage is found before the file is read
+    const Reading reading = read(host, options);
+    const auto written = options.output.empty() ? std::vector<std::string>{} : writePictures(options, reading);
+    if (options.json) {
+        Json json = describe(host, options, reading);
+        json["written"] = written;
+        (options.output == "-" ? std::cerr : std::cout) << dumpJson(json) << '\n';
+    } else if (options.output.empty()) {
+        printSummary(options, reading);
+    }
+}
+
+} // namespace
+
+void addImageCommand(CLI::App& app, Session& session) {
+    auto options = std::make_shared<ImageOptions>();
+    CLI::App* command = app.add_subcommand("image", "Render a file as PNG, or say what its picture is like");
+    command->add_option("FILE", options->file, "DICOM file")->required();
+    command->add_option("-o,--output", options->output,
+                        "PNG to write; several frames become numbered files; - for the standard output");
+    options->picture.addTo(command);
+    command->add_flag("--sheet", options->sheet, "All frames in one picture");
+    command->add_flag("--json", options->json, "Say as JSON what the numbers of the picture are");
+    command->callback([&session, options] { run(session, *options); });
+}
+
+} // namespace radvex::cli

@@ -1,0 +1,74 @@
+#include <filesystem>
+#include <iostream>
+
+#include "Commands.h"
+#include "LosslessJson.h"
+#include "Output.h"
+#include "OutputFile.h"
+#include "Png.h"
+
+namespace radvex::cli {
+
+using velmora::Image;
+using velmora::Store;
+
+namespace {
+
+struct OverlaysOptions {
+    std::string file{};
+    std::string folder{};
+    bool json = false;
+};
+
+void makeFolder(const std::string& folder) {
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    if (error) {
+        throw FileError(folder + " cannot be made: " + error.message() + ".");
+    }
+}
+
+void run(Session& session, const OverlaysOptions& options) {
+    const velmora::Value result = session.host().call("ReadOverlays", {options.file});
+    const Store& planes = result.get<Store>();
+    if (!options.folder.empty() && planes.size() > 0) {
+        makeFolder(options.folder);
+    }
+    Json list = Json::array();
+    for (const velmora::NodeView node : planes) {
+        const Image plane = std::get<Image>(node.value());
+        const std::string name(node.name());
+        std::string written;
+        if (!options.folder.empty()) {
+            written = (std::filesystem::path(options.folder) / ("overlay-" + name + ".png")).string();
+            writePng(written, picturesOf(plane).front());
+        }
+        if (options.json) {
+            list.push_back({{"plane", std::stoi(name)},
+                            {"rows", plane.info().rows},
+                            {"columns", plane.info().columns},
+                            {"written", written.empty() ? Json() : Json(written)}});
+        } else {
+            std::cout << "plane " << name << ": " << plane.info().columns << " x " << plane.info().rows
+                      << (written.empty() ? "" : ", " + printable(written)) << '\n';
+        }
+    }
+    if (options.json) {
+        std::cout << dumpJson(list) << '\n';
+    } else if (planes.size() == 0) {
+        std::cout << printable(options.file) << " has no overlay planes.\n";
+    }
+}
+
+} // namespace
+
+void addOverlaysCommand(CLI::App& app, Session& session) {
+    auto options = std::make_shared<OverlaysOptions>();
+    CLI::App* command = app.add_subcommand("overlays", "Write the overlay planes of a file as one-bit PNG");
+    command->add_option("FILE", options->file, "DICOM file")->required();
+    command->add_option("-o,--output", options->folder, "Folder for overlay-1.png and on; made when it is missing");
+    command->add_flag("--json", options->json, "Print a JSON list of the planes");
+    command->callback([&session, options] { run(session, *options); });
+}
+
+} // namespace radvex::cli

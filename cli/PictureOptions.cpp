@@ -1,0 +1,84 @@
+#include "PictureOptions.h"
+
+#include <charconv>
+#include <cmath>
+
+#include "Session.h"
+
+namespace radvex::cli {
+
+namespace {
+
+template <typename T>
+std::optional<T> parse(const std::string& text) {
+    T value{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return error == std::errc{} && end == text.data() + text.size() ? std::optional<T>(value) : std::nullopt;
+}
+
+/// Two texts around a separator.
+std::optional<std::pair<std::string, std::string>> splitAt(const std::string& text, char separator) {
+    const std::size_t place = text.find(separator);
+    return place == std::string::npos ? std::nullopt
+                                      : std::optional(std::pair(text.substr(0, place), text.substr(place + 1)));
+}
+
+} // namespace
+
+void PictureOptions::addTo(CLI::App* command) {
+    command->add_option("--window", window, "Window as WIDTH,CENTER in the unit of the rescaled values");
+    command->add_option("--scaling", scaling, "Window by itself: minmax, trimmed (without extreme values) or none")
+        ->check(CLI::IsMember({"minmax", "trimmed", "none"}));
+    command->add_option("--frame", frame, "Only this frame, counted from 1");
+    command->add_option("--frames", frames, "Only frames A:B, counted from 1, both ends included");
+    command->add_flag("--overlays", overlays, "Burn overlay planes into the picture");
+}
+
+std::optional<std::pair<double, double>> PictureOptions::explicitWindow() const {
+    if (window.empty()) {
+        return std::nullopt;
+    }
+    const auto parts = splitAt(window, ',');
+    const auto width = parts ? parse<double>(parts->first) : std::nullopt;
+    const auto center = parts ? parse<double>(parts->second) : std::nullopt;
+    if (!width || !center || !std::isfinite(*width) || !std::isfinite(*center)) {
+        throw UsageError("--window '" + window + "' is no window: WIDTH,CENTER is expected, such as 400,40.");
+    }
+    if (*width < 1.0) {
+        throw UsageError("--window '" + window + "' has a width below 1; a window is at least 1 wide.");
+    }
+    return std::pair(*width, *center);
+}
+
+velmora::Tensor PictureOptions::scalingTensor() const {
+    const auto own = explicitWindow();
+    const auto tensor = [](double first, double second) {
+        return velmora::Tensor(std::vector<vint>{2}, std::vector<double>{first, second});
+    };
+    if (own) {
+        return tensor(own->first, own->second);
+    }
+    return scaling == "trimmed" ? tensor(-1.0, 0.0) : scaling == "none" ? tensor(-3.0, 0.0) : tensor(0.0, 0.0);
+}
+
+std::pair<vint, vint> PictureOptions::frameRange(vint available) const {
+    if (frame.empty() && frames.empty()) {
+        return {0, available};
+    }
+    if (!frame.empty() && !frames.empty()) {
+        throw UsageError("--frame and --frames exclude each other.");
+    }
+    const std::string& text = frame.empty() ? frames : frame;
+    const auto parts = frame.empty() ? splitAt(frames, ':') : std::optional(std::pair(frame, frame));
+    const auto first = parts ? parse<vint>(parts->first) : std::nullopt;
+    const auto last = parts ? parse<vint>(parts->second) : std::nullopt;
+    if (!first || !last) {
+        throw UsageError("'" + text + "' names no frames: a number is expected after --frame, A:B after --frames.");
+    }
+    if (*first < 1 || *last < *first || *last > available) {
+        throw UsageError("'" + text + "' lies outside the file: it has frames 1 to " + std::to_string(available) + ".");
+    }
+    return {*first - 1, *last - *first + 1};
+}
+
+} // namespace radvex::cli

@@ -1,0 +1,58 @@
+#include "Png.h"
+
+#include <png.h>
+
+#include <csetjmp>
+
+#include "OutputFile.h"
+
+namespace radvex::cli {
+
+namespace {
+
+/// The samples as libpng takes them: bytes, the high one of 16-bit samples first; 1-bit samples one a byte.
+std::vector<png_byte> bytesOf(const Picture& picture) {
+    std::vector<png_byte> bytes;
+    bytes.reserve(picture.samples.size() * (picture.bits == 16 ? 2 : 1));
+    for (const std::uint16_t sample : picture.samples) {
+        if (picture.bits == 16) {
+            bytes.push_back(static_cast<png_byte>(sample >> 8));
+        }
+        bytes.push_back(static_cast<png_byte>(sample & 0xFF));
+    }
+    return bytes;
+}
+
+/// libpng leaves by longjmp on an error: nothing in here has a destructor.
+bool writeRows(std::FILE* file, const Picture& picture, const png_byte* bytes) {
+    png_structp png =
+        png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, [](png_structp, png_const_charp) {});
+    png_infop info = png == nullptr ? nullptr : png_create_info_struct(png);
+    if (info == nullptr || setjmp(png_jmpbuf(png)) != 0) {
+        png_destroy_write_struct(&png, &info);
+        return false;
+    }
+    png_init_io(png, file);
+    png_set_IHDR(png, info, static_cast<png_uint_32>(picture.columns), static_cast<png_uint_32>(picture.rows),
+                 picture.bits, picture.channels == 1 ? PNG_COLOR_TYPE_GRAY : PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
+                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_write_info(png, info);
+    png_set_packing(png);
+    const png_size_t rowBytes = static_cast<png_size_t>(picture.columns) * static_cast<png_size_t>(picture.channels) *
+                                (picture.bits == 16 ? 2 : 1);
+    for (int row = 0; row < picture.rows; ++row) {
+        png_write_row(png, bytes + static_cast<png_size_t>(row) * rowBytes);
+    }
+    png_write_end(png, info);
+    png_destroy_write_struct(&png, &info);
+    return true;
+}
+
+} // namespace
+
+void writePng(const std::string& path, const Picture& picture) {
+    const std::vector<png_byte> bytes = bytesOf(picture);
+    writeOutputFile(path, [&](std::FILE* file) { return writeRows(file, picture, bytes.data()); });
+}
+
+} // namespace radvex::cli

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+
+#include "Picture.h"
+
+namespace radvex::cli {
+
+/// Writes a picture as PNG: grey of 1, 8 or 16 bits, or RGB of 8 or 16 bits.
+/// @throws FileError
+void writePng(const std::string& path, const Picture& picture);
+
+} // namespace radvex::cli
