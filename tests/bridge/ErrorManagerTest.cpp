@@ -222,8 +222,8 @@ TEST(ErrorManager, ThrowingAnUnknownNameLosesTheIntendedErrorAndItsDebugText) {
 }
 
 TEST(ErrorManager, RegistrationTakesTheNextIdAndLowersIt) {
+    const std::size_t size = ErrorManager::errors().size(); // the first use registers the bridge's own errors
     const int next = ErrorManager::nextErrorId();
-    const std::size_t size = ErrorManager::errors().size();
     // Names that no earlier run in this process has taken.
     const std::string first = "FreshFirst" + std::to_string(next);
     const std::string second = "FreshSecond" + std::to_string(next);
