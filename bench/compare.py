@@ -55,6 +55,14 @@ def main(build, rounds=5):
             "dcm2json": ["dcm2json", elements],
             "pydicom": ["/usr/bin/python3", "-c", pydicom_walk, elements],
         }, rounds)
+        for syntax in ("frames", "frames-rle", "frames-jpeg", "frames-jpegls"):
+            file = os.path.join(data, syntax + ".dcm")
+            for job, name in (("image", "ReadImage"), ("data", "ReadImageData"),
+                              ("intermediate", "ReadIntermediatePixelData")):
+                compare("%s, 400 frames of 512 x 512 in 16 bits, %s" % (name, syntax), {
+                    "bare DCMTK": [os.path.join(build, "bench/barePixels"), job, file],
+                    name: [os.path.join(build, "bench/readPixels"), job, file],
+                }, rounds)
         print()
         subprocess.run([os.path.join(build, "bench/readMetadata"), elements, "--apart"], check=True)
 

@@ -5,11 +5,11 @@
 #include <memory>
 #include <string>
 
+#include "generatePixels.h"
+
 #include "dcmtk/config/osconfig.h"
 
 #include "dcmtk/dcmdata/dctk.h"
-
-namespace {
 
 void check(const OFCondition& condition) {
     if (condition.bad()) {
@@ -17,6 +17,8 @@ void check(const OFCondition& condition) {
         std::exit(1);
     }
 }
+
+namespace {
 
 /// Ten attributes of the kinds that files hold most of.
 void fillItem(DcmItem& item, int number) {
@@ -68,4 +70,5 @@ int main(int argc, char** argv) {
     if (const auto path = folder / "elements.dcm"; !std::filesystem::exists(path)) {
         writeManyElements(path.string());
     }
+    writeMultiFrames(folder);
 }
