@@ -4,6 +4,8 @@ set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 radvex=$(realpath "$1/bin/radvex")
 samples=$("$here/samples.sh")
+pictures=$(realpath "$1")/demo
+mkdir -p "$pictures"
 
 title() { printf '\n== %s\n' "$1"; }
 show() {
@@ -18,6 +20,23 @@ for file in CT_small.dcm MR_small.dcm rtdose.dcm MR_small_RLE.dcm MR_small_jpeg_
     "$radvex" frames "$file"
 done
 cd - >/dev/null
+
+title "Metadata of a CT slice"
+cd "$samples"
+show info CT_small.dcm
+"$radvex" info CT_small.dcm
+show tags --tag OtherPatientIDsSequence --tag WindowCenter --tag RescaleIntercept CT_small.dcm
+"$radvex" tags --tag OtherPatientIDsSequence --tag WindowCenter --tag RescaleIntercept CT_small.dcm
+
+title "Its pixels: modality values, and a picture"
+show data CT_small.dcm
+"$radvex" data CT_small.dcm
+show image --window 400,40 -o ct.png CT_small.dcm
+"$radvex" image --window 400,40 -o "$pictures/ct.png" CT_small.dcm
+show image --sheet -o dose.png rtdose.dcm
+"$radvex" image --sheet -o "$pictures/dose.png" rtdose.dcm
+cd - >/dev/null
+echo "The pictures are in $pictures"
 
 title "A file that is not there"
 show frames missing.dcm

@@ -1,0 +1,244 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <png.h>
+
+#include <filesystem>
+
+#include "ImageFiles.h"
+#include "LosslessJson.h"
+#include "Process.h"
+#include "TemporaryFolder.h"
+
+using namespace radvex::test;
+using radvex::cli::Json;
+using testing::ElementsAre;
+
+namespace {
+
+/// A PNG as an independent reading through libpng's simplified interface and its header give it.
+struct PngFile {
+    int columns;
+    int rows;
+    int bits;
+    int colorType;
+    std::vector<unsigned char> grey8; ///< as 8-bit grey
+};
+
+PngFile readPng(const std::string& path) {
+    const std::string bytes = readFile(path);
+    const auto number = [&](std::size_t at) { // big-endian, PNG section 11.2.2
+        return (static_cast<unsigned char>(bytes[at + 2]) << 8) | static_cast<unsigned char>(bytes[at + 3]);
+    };
+    PngFile file{number(16), number(20), bytes[24], bytes[25], {}};
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    EXPECT_NE(png_image_begin_read_from_memory(&image, bytes.data(), bytes.size()), 0);
+    image.format = PNG_FORMAT_GRAY;
+    file.grey8.resize(PNG_IMAGE_SIZE(image));
+    EXPECT_NE(png_image_finish_read(&image, nullptr, file.grey8.data(), 0, nullptr), 0);
+    return file;
+}
+
+class ImageCommand : public ::testing::Test {
+  protected:
+    /// Frames of 2 x 3 bytes that all hold 10 times their number.
+    std::string writeFrames(int count) {
+        ImageFile file{.rows = 2, .columns = 3, .bitsAllocated = 8, .bitsStored = 8, .frames = std::to_string(count),
+                       .words = {}};
+        for (int frame = 1; frame <= count; ++frame) {
+            file.words.insert(file.words.end(), 3, static_cast<Uint16>(frame * 10 * 0x0101));
+        }
+        return writeImageFile(folder.file("frames.dcm"), file);
+    }
+    static ProcessResult run(std::vector<std::string> words) {
+        words.insert(words.begin(), "image");
+        return radvex::test::radvex(words);
+    }
+
+    TemporaryFolder folder{};
+};
+
+} // namespace
+
+TEST_F(ImageCommand, WritesEightBitsAsTheyAre) {
+    const std::string out = folder.file("out.png");
+    const ProcessResult done = run({writeFrames(1), "--scaling", "none", "-o", out});
+    EXPECT_EQ(done.status, 0) << done.errors;
+    EXPECT_EQ(done.output, "");
+    const PngFile png = readPng(out);
+    EXPECT_EQ(png.columns, 3);
+    EXPECT_EQ(png.rows, 2);
+    EXPECT_EQ(png.bits, 8);
+    EXPECT_EQ(png.colorType, PNG_COLOR_TYPE_GRAY);
+    EXPECT_EQ(png.grey8, std::vector<unsigned char>(6, 10));
+}
+
+TEST_F(ImageCommand, WritesRealsAsSixteenBits) {
+    const auto path = writeImageFile(folder.file("deep.dcm"), {.rows = 1, .columns = 2, .bitsAllocated = 32,
+                                                               .bitsStored = 32, .words = {0, 0, 0, 2}});
+    EXPECT_EQ(run({path, "-o", folder.file("out.png")}).status, 0);
+    const PngFile png = readPng(folder.file("out.png"));
+    EXPECT_EQ(png.bits, 16);
+    EXPECT_THAT(png.grey8, ElementsAre(0, 255));
+}
+
+TEST_F(ImageCommand, WritesPlanesInterleaved) {
+    const auto path = writeImageFile(folder.file("rgb.dcm"),
+                                     {.rows = 1, .columns = 2, .samples = 3, .bitsAllocated = 8, .bitsStored = 8,
+                                      .photometric = "RGB", .planarConfiguration = 1,
+                                      .words = {0x00FF, 0xFF00, 0x0000}}); // red, green
+    EXPECT_EQ(run({path, "-o", folder.file("out.png")}).status, 0);
+    const std::string bytes = readFile(folder.file("out.png"));
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    ASSERT_NE(png_image_begin_read_from_memory(&image, bytes.data(), bytes.size()), 0);
+    image.format = PNG_FORMAT_RGB;
+    std::vector<unsigned char> pixels(6);
+    ASSERT_NE(png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr), 0);
+    EXPECT_THAT(pixels, ElementsAre(255, 0, 0, 0, 255, 0));
+}
+
+TEST_F(ImageCommand, SeveralFramesAreNumberedFilesThatSort) {
+    EXPECT_EQ(run({writeFrames(3), "--scaling", "none", "-o", folder.file("out.png")}).status, 0);
+    for (int frame = 1; frame <= 3; ++frame) {
+        EXPECT_EQ(readPng(folder.file("out-000" + std::to_string(frame) + ".png")).grey8[0], frame * 10);
+    }
+    EXPECT_FALSE(std::filesystem::exists(folder.file("out.png")));
+}
+
+TEST_F(ImageCommand, FramesAreChosenByTheirNumberFromOne) {
+    const auto path = writeFrames(4);
+    EXPECT_EQ(run({path, "--scaling", "none", "--frame", "3", "-o", folder.file("one.png")}).status, 0);
+    EXPECT_EQ(readPng(folder.file("one.png")).grey8[0], 30);
+    EXPECT_EQ(run({path, "--scaling", "none", "--frames", "2:3", "-o", folder.file("two.png")}).status, 0);
+    EXPECT_EQ(readPng(folder.file("two-0002.png")).grey8[0], 20);
+    EXPECT_EQ(readPng(folder.file("two-0003.png")).grey8[0], 30);
+    EXPECT_FALSE(std::filesystem::exists(folder.file("two-0001.png")));
+}
+
+TEST_F(ImageCommand, ASheetHoldsAllFrames) {
+    EXPECT_EQ(run({writeFrames(3), "--scaling", "none", "--sheet", "-o", folder.file("sheet.png")}).status, 0);
+    const PngFile png = readPng(folder.file("sheet.png"));
+    EXPECT_EQ(png.columns, 6);
+    EXPECT_EQ(png.rows, 4);
+    EXPECT_EQ(png.grey8[0], 10);
+    EXPECT_EQ(png.grey8[3], 20);
+    EXPECT_EQ(png.grey8[12], 30);
+    EXPECT_EQ(png.grey8[15], 0) << "no fourth frame";
+}
+
+TEST_F(ImageCommand, SaysWhatThePictureIsLike) {
+    const auto path = writeFrames(2);
+    EXPECT_EQ(run({path, "--scaling", "none"}).output,
+              path + ": 3 x 2, u8, grey, 2 frames, rendered, minimum 10, maximum 20, mean 15\n");
+}
+
+TEST_F(ImageCommand, SaysAsJsonWhatItsNumbersAre) {
+    // -100 in 12 of 16 bits, signed, in Hounsfield units.
+    const auto path = writeImageFile(folder.file("ct.dcm"),
+                                     {.rows = 1, .columns = 2, .bitsStored = 12, .pixelRepresentation = 1,
+                                      .photometric = "MONOCHROME1", .slope = "1", .intercept = "0",
+                                      .words = {0x0F9C, 0x0064},
+                                      .more = [](DcmDataset& dataset) { dataset.putAndInsertString(DCM_Modality, "CT"); }});
+    const Json json = Json::parse(run({path, "--json", "--window", "400,40"}).output);
+    EXPECT_EQ(json["values"], "rendered");
+    EXPECT_EQ(json["signed"], true);
+    EXPECT_EQ(json["bitsStored"], 12);
+    EXPECT_EQ(json["slope"], 1.0);
+    EXPECT_EQ(json["intercept"], 0.0);
+    EXPECT_EQ(json["unit"], "HU");
+    EXPECT_EQ(json["photometricInterpretation"], "MONOCHROME1");
+    EXPECT_EQ(json["polarity"], "MONOCHROME2") << "DCMTK renders low values black";
+    EXPECT_EQ(json["window"], Json({{"method", "explicit"}, {"width", 400.0}, {"center", 40.0}}));
+    const Json minmax = Json::parse(run({path, "--json"}).output);
+    EXPECT_EQ(minmax["window"], Json({{"method", "minmax"}, {"from", -100.0}, {"to", 100.0}}));
+    const Json data = Json::parse(radvex::test::radvex({"data", "--json", path}).output);
+    EXPECT_EQ(data["values"], "modality");
+    EXPECT_EQ(data["polarity"], "MONOCHROME1");
+    EXPECT_EQ(data["minimum"], -100.0) << "and not 3996";
+    EXPECT_EQ(data["maximum"], 100.0);
+}
+
+TEST_F(ImageCommand, SaysWhenThePictureIsACopyOfTheStoredValues) {
+    const auto path = writeImageFile(folder.file("odd.dcm"),
+                                     {.rows = 1, .columns = 2, .bitsStored = 40, .frames = "2", .words = {1, 2, 3, 4}});
+    EXPECT_EQ(Json::parse(run({path, "--json"}).output)["values"], "stored");
+    EXPECT_EQ(run({path, "--frame", "2", "-o", folder.file("out.png")}).status, 0);
+    EXPECT_EQ(readPng(folder.file("out.png")).columns, 2);
+}
+
+TEST_F(ImageCommand, RefusesFramesBeyondTheFileAndNarrowWindows) {
+    const auto path = writeFrames(4);
+    const auto refused = [&](const std::vector<std::string>& words, const std::string& sentence) {
+        std::vector<std::string> all{path};
+        all.insert(all.end(), words.begin(), words.end());
+        const ProcessResult done = run(all);
+        EXPECT_EQ(done.status, 2);
+        EXPECT_TRUE(done.errors.starts_with("radvex: " + sentence)) << done.errors;
+    };
+    refused({"--frame", "5"}, "'5' lies outside the file: it has frames 1 to 4.");
+    refused({"--frame", "0"}, "'0' lies outside the file");
+    refused({"--frames", "3:2"}, "'3:2' lies outside the file");
+    refused({"--frames", "3"}, "'3' names no frames");
+    refused({"--frame", "1", "--frames", "1:2"}, "--frame and --frames exclude each other.");
+    refused({"--window", "0.5,40"}, "--window '0.5,40' has a width below 1");
+    refused({"--window", "400"}, "--window '400' is no window");
+    refused({"--window", "nan,0"}, "--window 'nan,0' is no window");
+    refused({"--scaling", "best"}, "--scaling");
+    refused({"-o", "-"}, "Several frames do not fit the standard output");
+}
+
+TEST_F(ImageCommand, AFolderThatIsNotThereCostsNothing) {
+    const ProcessResult done = run({writeFrames(1), "-o", "/nonexistent/out.png"});
+    EXPECT_EQ(done.status, 1);
+    EXPECT_EQ(done.errors, "radvex: /nonexistent/out.png cannot be written: No such file or directory.\n");
+}
+
+TEST_F(ImageCommand, AFullDiskIsToldAndNotIgnored) {
+    // /dev/full refuses every byte, as a full disk does.
+    const ProcessResult done = runProcess(
+        {"bash", "-c", std::string(RADVEX_COMMAND) + " image " + writeFrames(1) + " -o - > /dev/full"});
+    EXPECT_EQ(done.status, 1);
+    EXPECT_NE(done.errors.find("cannot be written"), std::string::npos) << done.errors;
+}
+
+TEST_F(ImageCommand, DataAreNumpysAndSayTheirShape) {
+    const auto path = writeImageFile(folder.file("f.dcm"), {.rows = 2, .columns = 3, .frames = "2", .slope = "1",
+                                                            .intercept = "-1000",
+                                                            .words = {0, 1, 2, 10, 11, 12, 100, 101, 102, 110, 111, 112}});
+    const std::string out = folder.file("out.npy");
+    EXPECT_EQ(radvex::test::radvex({"data", path, "-o", out}).status, 0);
+    const ProcessResult numpy = runProcess(
+        {"/usr/bin/python3", "-c",
+         "import numpy,sys; a=numpy.load(sys.argv[1]); print(a.dtype, a.shape, a[1,1,2], a[0,0,1])", out});
+    EXPECT_EQ(numpy.output, "int16 (2, 2, 3) -888 -999\n") << numpy.errors;
+    EXPECT_EQ(radvex::test::radvex({"data", "--rendered", "--scaling", "none", path, "-o", out}).status, 0);
+    EXPECT_EQ(runProcess({"/usr/bin/python3", "-c", "import numpy,sys; a=numpy.load(sys.argv[1]); print(a.shape)", out})
+                  .output,
+              "(2, 2, 3)\n");
+    EXPECT_EQ(radvex::test::radvex({"data", "--frame", "1", path}).status, 2);
+}
+
+TEST_F(ImageCommand, OverlaysAreOneBitPictures) {
+    ImageFile file{.rows = 1, .columns = 3, .words = {0, 0, 0}};
+    file.more = [](DcmDataset& dataset) {
+        dataset.putAndInsertUint16(DcmTag(0x6000, 0x0010, EVR_US), 1);
+        dataset.putAndInsertUint16(DcmTag(0x6000, 0x0011, EVR_US), 3);
+        dataset.putAndInsertString(DcmTag(0x6000, 0x0040, EVR_CS), "G");
+        const Sint16 origin[] = {1, 1};
+        dataset.putAndInsertSint16Array(DcmTag(0x6000, 0x0050, EVR_SS), origin, 2);
+        dataset.putAndInsertUint16(DcmTag(0x6000, 0x0100, EVR_US), 1);
+        dataset.putAndInsertUint16(DcmTag(0x6000, 0x0102, EVR_US), 0);
+        const Uint16 words[] = {0b101};
+        dataset.putAndInsertUint16Array(DcmTag(0x6000, 0x3000, EVR_OW), words, 1);
+    };
+    const auto path = writeImageFile(folder.file("o.dcm"), file);
+    const std::string places = folder.file("planes");
+    EXPECT_EQ(radvex::test::radvex({"overlays", path, "-o", places}).output,
+              "plane 1: 3 x 1, " + places + "/overlay-1.png\n");
+    const PngFile png = readPng(places + "/overlay-1.png");
+    EXPECT_EQ(png.bits, 1);
+    EXPECT_THAT(png.grey8, ElementsAre(255, 0, 255));
+    EXPECT_EQ(radvex::test::radvex({"overlays", writeFrames(1)}).output,
+              folder.file("frames.dcm") + " has no overlay planes.\n");
+}
