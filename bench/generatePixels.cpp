@@ -5,9 +5,9 @@
 
 #include "dcmtk/config/osconfig.h"
 
-#include "dcmtk/dcmdata/dctk.h"
 #include "dcmtk/dcmdata/dcrleerg.h"
 #include "dcmtk/dcmdata/dcrlerp.h"
+#include "dcmtk/dcmdata/dctk.h"
 #include "dcmtk/dcmjpeg/djencode.h"
 #include "dcmtk/dcmjpeg/djrplol.h"
 #include "dcmtk/dcmjpls/djencode.h"
@@ -40,8 +40,12 @@ std::vector<Uint16> makePixels() {
 void fill(DcmDataset& dataset, const std::vector<Uint16>& pixels) {
     check(dataset.putAndInsertString(DCM_SOPClassUID, UID_CTImageStorage));
     check(dataset.putAndInsertString(DCM_SOPInstanceUID, "1.2.3"));
-    for (const auto& [key, value] : {std::pair{DCM_Rows, kSize}, {DCM_Columns, kSize}, {DCM_SamplesPerPixel, 1},
-                                     {DCM_BitsAllocated, 16}, {DCM_BitsStored, 12}, {DCM_HighBit, 11},
+    for (const auto& [key, value] : {std::pair{DCM_Rows, kSize},
+                                     {DCM_Columns, kSize},
+                                     {DCM_SamplesPerPixel, 1},
+                                     {DCM_BitsAllocated, 16},
+                                     {DCM_BitsStored, 12},
+                                     {DCM_HighBit, 11},
                                      {DCM_PixelRepresentation, 0}}) {
         check(dataset.putAndInsertUint16(key, static_cast<Uint16>(value)));
     }

@@ -6,6 +6,7 @@
 #include "PictureOptions.h"
 #include "PixelMeaning.h"
 #include "Png.h"
+#include "TypeNames.h"
 
 namespace radvex::cli {
 
@@ -53,11 +54,6 @@ Reading read(velmora::Host& host, const ImageOptions& options) {
     return {std::get<Image>(std::move(image)), meaning, isRendered, first};
 }
 
-const char* typeName(vint type) {
-    static constexpr const char* names[] = {"bit", "u8", "u16", "f32", "f64"};
-    return names[type];
-}
-
 /// The window that made the picture's grey values.
 Json describeWindow(velmora::Host& host, const ImageOptions& options, const Reading& reading) {
     if (!reading.isRendered || reading.image.info().channels != 1) {
@@ -80,10 +76,14 @@ Json describeWindow(velmora::Host& host, const ImageOptions& options, const Read
 
 Json describe(velmora::Host& host, const ImageOptions& options, const Reading& reading) {
     const VelmoraImage& info = reading.image.info();
-    Json json{{"file", options.file},        {"values", reading.isRendered ? "rendered" : "stored"},
-              {"type", typeName(info.type)}, {"rows", info.rows},
-              {"columns", info.columns},     {"channels", info.channels},
-              {"frames", info.slices},       {"firstFrame", reading.isRendered ? reading.firstFrame + 1 : 1}};
+    Json json{{"file", options.file},
+              {"values", reading.isRendered ? "rendered" : "stored"},
+              {"type", typeName(kImageTypeNames, info.type)},
+              {"rows", info.rows},
+              {"columns", info.columns},
+              {"channels", info.channels},
+              {"frames", info.slices},
+              {"firstFrame", reading.isRendered ? reading.firstFrame + 1 : 1}};
     json.update(describeMeaning(reading.meaning, reading.isRendered));
     json["window"] = describeWindow(host, options, reading);
     addStatistics(json, statisticsOf(reading.image));
@@ -92,10 +92,11 @@ Json describe(velmora::Host& host, const ImageOptions& options, const Reading& r
 
 void printSummary(const ImageOptions& options, const Reading& reading) {
     const VelmoraImage& info = reading.image.info();
-    std::cout << printable(options.file) << ": " << info.columns << " x " << info.rows << ", " << typeName(info.type)
-              << ", " << (info.channels == 1 ? "grey" : "RGB") << ", " << info.slices
-              << (info.slices == 1 ? " frame, " : " frames, ") << (reading.isRendered ? "rendered" : "stored values")
-              << ", " << textOf(statisticsOf(reading.image)) << '\n';
+    std::cout << printable(options.file) << ": " << info.columns << " x " << info.rows << ", "
+              << typeName(kImageTypeNames, info.type) << ", " << (info.channels == 1 ? "grey" : "RGB") << ", "
+              << info.slices << (info.slices == 1 ? " frame, " : " frames, ")
+              << (reading.isRendered ? "rendered" : "stored values") << ", " << textOf(statisticsOf(reading.image))
+              << '\n';
 }
 
 /// OUT.png becomes OUT-0001.png and on, so that names sort in the order of the frames.

@@ -8,6 +8,7 @@
 
 #include "Base64.h"
 #include "Output.h"
+#include "TypeNames.h"
 
 namespace radvex::cli {
 
@@ -20,37 +21,12 @@ namespace {
 /// Deeper arguments are refused: each level costs call stack here.
 constexpr int kMaxDepth = 512;
 
-constexpr std::array<std::pair<const char*, vint>, 3> kTensorTypes{
-    {{"integer", VTensor_Integer}, {"real", VTensor_Real}, {"complex", VTensor_Complex}}};
-constexpr std::array<std::pair<const char*, vint>, 10> kArrayTypes{{{"s8", VNumericArray_S8},
-                                                                    {"u8", VNumericArray_U8},
-                                                                    {"s16", VNumericArray_S16},
-                                                                    {"u16", VNumericArray_U16},
-                                                                    {"s32", VNumericArray_S32},
-                                                                    {"u32", VNumericArray_U32},
-                                                                    {"s64", VNumericArray_S64},
-                                                                    {"u64", VNumericArray_U64},
-                                                                    {"f32", VNumericArray_F32},
-                                                                    {"f64", VNumericArray_F64}}};
-constexpr std::array<std::pair<const char*, vint>, 5> kImageTypes{
-    {{"bit", VImage_Bit}, {"u8", VImage_U8}, {"u16", VImage_U16}, {"f32", VImage_F32}, {"f64", VImage_F64}}};
-
-template <typename Types>
-const char* nameOfType(const Types& types, vint code) {
-    for (const auto& [name, itsCode] : types) {
-        if (itsCode == code) {
-            return name;
-        }
-    }
-    return "unknown";
-}
-
-template <typename Types>
-vint codeOfType(const Types& types, const Json& object) {
+template <std::size_t N>
+vint codeOfType(const std::array<const char*, N>& names, const Json& object) {
     const std::string wanted = object.at("type").get<std::string>();
-    for (const auto& [name, code] : types) {
-        if (wanted == name) {
-            return code;
+    for (std::size_t code = 0; code < N; ++code) {
+        if (!wanted.empty() && wanted == names[code]) {
+            return static_cast<vint>(code);
         }
     }
     throw JsonError("'" + wanted + "' is no element type here.");
@@ -92,7 +68,7 @@ Json fromTensor(VTensor tensor) {
         }
     }
     return {
-        {"tensor", {{"type", nameOfType(kTensorTypes, tensor->type)}, {"dims", tensor->dimensions}, {"data", data}}}};
+        {"tensor", {{"type", typeName(kTensorTypeNames, tensor->type)}, {"dims", tensor->dimensions}, {"data", data}}}};
 }
 
 Json fromBuffer(const Buffer& data, vint length, std::size_t elementSize) {
@@ -101,14 +77,14 @@ Json fromBuffer(const Buffer& data, vint length, std::size_t elementSize) {
 
 Json fromArray(VNumericArray array) {
     return {{"array",
-             {{"type", nameOfType(kArrayTypes, array->type)},
+             {{"type", typeName(kArrayTypeNames, array->type)},
               {"dims", array->dimensions},
               {"base64", fromBuffer(array->data, array->length, numericArrayElementSize(array->type))}}}};
 }
 
 Json fromImage(VImage image) {
     return {{"image",
-             {{"type", nameOfType(kImageTypes, image->type)},
+             {{"type", typeName(kImageTypeNames, image->type)},
               {"rank", image->rank},
               {"slices", image->slices},
               {"rows", image->rows},
@@ -191,7 +167,7 @@ std::vector<vint> toDimensions(const Json& json) {
 }
 
 Value toTensor(const Json& object) {
-    Tensor tensor(codeOfType(kTensorTypes, object), toDimensions(object.at("dims")));
+    Tensor tensor(codeOfType(kTensorTypeNames, object), toDimensions(object.at("dims")));
     const Json& data = object.at("data");
     if (data.size() != static_cast<std::size_t>(tensor.handle()->length)) {
         throw JsonError("The tensor's data has " + std::to_string(data.size()) + " elements, its dims say " +
@@ -217,7 +193,7 @@ void copyBytes(const Json& object, std::span<std::byte> target) {
 }
 
 Value toArray(const Json& object) {
-    NumericArray array(codeOfType(kArrayTypes, object), toDimensions(object.at("dims")));
+    NumericArray array(codeOfType(kArrayTypeNames, object), toDimensions(object.at("dims")));
     copyBytes(object, array.bytes());
     return array;
 }
@@ -229,7 +205,7 @@ Value toImage(const Json& object) {
     const vint slices = number("slices", 1);
     const vint rank = number("rank", slices > 1 ? 3 : 2);
     Image image(rank == 3 ? slices : 0, toVint(object.at("rows")), toVint(object.at("columns")), number("channels", 1),
-                codeOfType(kImageTypes, object), number("colorSpace", VColorSpace_Grey),
+                codeOfType(kImageTypeNames, object), number("colorSpace", VColorSpace_Grey),
                 object.value("interleaved", false));
     copyBytes(object, image.bytes());
     return image;

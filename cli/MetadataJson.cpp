@@ -8,6 +8,7 @@
 
 #include "MetadataText.h"
 #include "Output.h"
+#include "TypeNames.h"
 
 namespace radvex::cli {
 
@@ -53,9 +54,8 @@ void appendIntegers(std::string& json, const vint* numbers, vint count) {
 }
 
 void appendArrayShape(std::string& json, const VelmoraNumericArray& array) {
-    static constexpr const char* names[] = {"?", "s8", "u8", "s16", "u16", "s32", "u32", "s64", "u64", "f32", "f64"};
     json += R"({"type":")";
-    json += names[array.type];
+    json += typeName(kArrayTypeNames, array.type);
     json += R"(","dims":)";
     appendIntegers(json, array.dimensions.data(), static_cast<vint>(array.dimensions.size()));
     json += '}';

@@ -1,5 +1,6 @@
 #include "MetadataText.h"
 #include "Output.h"
+#include "TypeNames.h"
 
 namespace radvex::cli {
 
@@ -11,11 +12,6 @@ namespace {
 constexpr std::size_t kLongestText = 72;
 constexpr std::size_t kMostNumbers = 12;
 
-const char* arrayTypeName(vint type) {
-    static constexpr const char* names[] = {"?", "s8", "u8", "s16", "u16", "s32", "u32", "s64", "u64", "f32", "f64"};
-    return type >= 1 && type <= 10 ? names[type] : names[0];
-}
-
 std::string realText(double number) {
     char text[32];
     std::snprintf(text, sizeof text, "%.10g", number);
@@ -23,7 +19,7 @@ std::string realText(double number) {
 }
 
 std::string describeArray(const VelmoraNumericArray& array) {
-    std::string text = arrayTypeName(array.type);
+    std::string text = typeName(kArrayTypeNames, array.type);
     for (std::size_t index = 0; index < array.dimensions.size(); ++index) {
         text += (index == 0 ? " " : " x ") + std::to_string(array.dimensions[index]);
     }

@@ -43,8 +43,8 @@ class ImageCommand : public ::testing::Test {
   protected:
     /// Frames of 2 x 3 bytes that all hold 10 times their number.
     std::string writeFrames(int count) {
-        ImageFile file{.rows = 2, .columns = 3, .bitsAllocated = 8, .bitsStored = 8, .frames = std::to_string(count),
-                       .words = {}};
+        ImageFile file{
+            .rows = 2, .columns = 3, .bitsAllocated = 8, .bitsStored = 8, .frames = std::to_string(count), .words = {}};
         for (int frame = 1; frame <= count; ++frame) {
             file.words.insert(file.words.end(), 3, static_cast<Uint16>(frame * 10 * 0x0101));
         }
@@ -74,8 +74,9 @@ TEST_F(ImageCommand, WritesEightBitsAsTheyAre) {
 }
 
 TEST_F(ImageCommand, WritesRealsAsSixteenBits) {
-    const auto path = writeImageFile(folder.file("deep.dcm"), {.rows = 1, .columns = 2, .bitsAllocated = 32,
-                                                               .bitsStored = 32, .words = {0, 0, 0, 2}});
+    const auto path =
+        writeImageFile(folder.file("deep.dcm"),
+                       {.rows = 1, .columns = 2, .bitsAllocated = 32, .bitsStored = 32, .words = {0, 0, 0, 2}});
     EXPECT_EQ(run({path, "-o", folder.file("out.png")}).status, 0);
     const PngFile png = readPng(folder.file("out.png"));
     EXPECT_EQ(png.bits, 16);
@@ -83,10 +84,14 @@ TEST_F(ImageCommand, WritesRealsAsSixteenBits) {
 }
 
 TEST_F(ImageCommand, WritesPlanesInterleaved) {
-    const auto path = writeImageFile(folder.file("rgb.dcm"),
-                                     {.rows = 1, .columns = 2, .samples = 3, .bitsAllocated = 8, .bitsStored = 8,
-                                      .photometric = "RGB", .planarConfiguration = 1,
-                                      .words = {0x00FF, 0xFF00, 0x0000}}); // red, green
+    const auto path = writeImageFile(folder.file("rgb.dcm"), {.rows = 1,
+                                                              .columns = 2,
+                                                              .samples = 3,
+                                                              .bitsAllocated = 8,
+                                                              .bitsStored = 8,
+                                                              .photometric = "RGB",
+                                                              .planarConfiguration = 1,
+                                                              .words = {0x00FF, 0xFF00, 0x0000}}); // red, green
     EXPECT_EQ(run({path, "-o", folder.file("out.png")}).status, 0);
     const std::string bytes = readFile(folder.file("out.png"));
     png_image image{};
@@ -135,11 +140,16 @@ TEST_F(ImageCommand, SaysWhatThePictureIsLike) {
 
 TEST_F(ImageCommand, SaysAsJsonWhatItsNumbersAre) {
     // -100 in 12 of 16 bits, signed, in Hounsfield units.
-    const auto path = writeImageFile(folder.file("ct.dcm"),
-                                     {.rows = 1, .columns = 2, .bitsStored = 12, .pixelRepresentation = 1,
-                                      .photometric = "MONOCHROME1", .slope = "1", .intercept = "0",
-                                      .words = {0x0F9C, 0x0064},
-                                      .more = [](DcmDataset& dataset) { dataset.putAndInsertString(DCM_Modality, "CT"); }});
+    const auto path = writeImageFile(
+        folder.file("ct.dcm"), {.rows = 1,
+                                .columns = 2,
+                                .bitsStored = 12,
+                                .pixelRepresentation = 1,
+                                .photometric = "MONOCHROME1",
+                                .slope = "1",
+                                .intercept = "0",
+                                .words = {0x0F9C, 0x0064},
+                                .more = [](DcmDataset& dataset) { dataset.putAndInsertString(DCM_Modality, "CT"); }});
     const Json json = Json::parse(run({path, "--json", "--window", "400,40"}).output);
     EXPECT_EQ(json["values"], "rendered");
     EXPECT_EQ(json["signed"], true);
@@ -196,21 +206,25 @@ TEST_F(ImageCommand, AFolderThatIsNotThereCostsNothing) {
 
 TEST_F(ImageCommand, AFullDiskIsToldAndNotIgnored) {
     // /dev/full refuses every byte, as a full disk does.
-    const ProcessResult done = runProcess(
-        {"bash", "-c", std::string(RADVEX_COMMAND) + " image " + writeFrames(1) + " -o - > /dev/full"});
+    const ProcessResult done =
+        runProcess({"bash", "-c", std::string(RADVEX_COMMAND) + " image " + writeFrames(1) + " -o - > /dev/full"});
     EXPECT_EQ(done.status, 1);
     EXPECT_NE(done.errors.find("cannot be written"), std::string::npos) << done.errors;
 }
 
 TEST_F(ImageCommand, DataAreNumpysAndSayTheirShape) {
-    const auto path = writeImageFile(folder.file("f.dcm"), {.rows = 2, .columns = 3, .frames = "2", .slope = "1",
-                                                            .intercept = "-1000",
-                                                            .words = {0, 1, 2, 10, 11, 12, 100, 101, 102, 110, 111, 112}});
+    const auto path =
+        writeImageFile(folder.file("f.dcm"), {.rows = 2,
+                                              .columns = 3,
+                                              .frames = "2",
+                                              .slope = "1",
+                                              .intercept = "-1000",
+                                              .words = {0, 1, 2, 10, 11, 12, 100, 101, 102, 110, 111, 112}});
     const std::string out = folder.file("out.npy");
     EXPECT_EQ(radvex::test::radvex({"data", path, "-o", out}).status, 0);
-    const ProcessResult numpy = runProcess(
-        {"/usr/bin/python3", "-c",
-         "import numpy,sys; a=numpy.load(sys.argv[1]); print(a.dtype, a.shape, a[1,1,2], a[0,0,1])", out});
+    const ProcessResult numpy =
+        runProcess({"/usr/bin/python3", "-c",
+                    "import numpy,sys; a=numpy.load(sys.argv[1]); print(a.dtype, a.shape, a[1,1,2], a[0,0,1])", out});
     EXPECT_EQ(numpy.output, "int16 (2, 2, 3) -888 -999\n") << numpy.errors;
     EXPECT_EQ(radvex::test::radvex({"data", "--rendered", "--scaling", "none", path, "-o", out}).status, 0);
     EXPECT_EQ(runProcess({"/usr/bin/python3", "-c", "import numpy,sys; a=numpy.load(sys.argv[1]); print(a.shape)", out})

@@ -3,7 +3,7 @@
 #include "DcmUtility.h"
 #include "DicomFiles.h"
 #include "ErrorManager.h"
-#include "HostTest.h"
+#include "ResultListTest.h"
 #include "TemporaryFolder.h"
 #include "Value.h"
 #include "dcmtk/dcmdata/dctk.h"
@@ -15,19 +15,8 @@ using velmora::StoreView;
 
 namespace {
 
-class ElementConversion : public ServicesTest {
+class ElementConversion : public ResultListTest {
   protected:
-    void SetUp() override {
-        ServicesTest::SetUp();
-        GTU::LibraryData::setLibraryData(services().table());
-        list = std::make_unique<ResultList>();
-    }
-    void TearDown() override {
-        velmora::destroyDataStore(list->getInternal());
-        list.reset();
-        ServicesTest::TearDown();
-    }
-
     /// Converts the element that `fill` put under a tag.
     template <typename Put>
     StoreView convert(const DcmTag& tag, Put put, bool useTensors = true, bool named = true, bool numericName = false) {
@@ -44,9 +33,6 @@ class ElementConversion : public ServicesTest {
         EXPECT_EQ(list->getInternal()->length, 1);
         return *StoreView(list->getInternal()).begin();
     }
-
-    DcmDataset dataset{};
-    std::unique_ptr<ResultList> list{};
 };
 
 const DcmTag kPrivateFD(0x0029, 0x1010, EVR_FD);

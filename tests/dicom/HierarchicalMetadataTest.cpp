@@ -8,6 +8,7 @@
 #include "ErrorManager.h"
 #include "HostTest.h"
 #include "Nodes.h"
+#include "ResultListTest.h"
 #include "dcmtk/dcmdata/dctk.h"
 
 using namespace radvex;
@@ -18,19 +19,8 @@ using velmora::StoreView;
 
 namespace {
 
-class HierarchicalMetadata : public ServicesTest {
+class HierarchicalMetadata : public ResultListTest {
   protected:
-    void SetUp() override {
-        ServicesTest::SetUp();
-        GTU::LibraryData::setLibraryData(services().table());
-        list = std::make_unique<ResultList>();
-    }
-    void TearDown() override {
-        velmora::destroyDataStore(list->getInternal());
-        list.reset();
-        ServicesTest::TearDown();
-    }
-
     StoreView walk(DcmObject& root, const ExcludedTags& excluded = {}, bool nested = false, bool validate = false) {
         saveHierarchicalDatasetToDataList(*list, &root, excluded, nested, validate);
         return StoreView(list->getInternal());
@@ -41,9 +31,6 @@ class HierarchicalMetadata : public ServicesTest {
         EXPECT_TRUE(parent.findOrCreateSequenceItem(sequence, found, number).good());
         return *found;
     }
-
-    DcmDataset dataset{};
-    std::unique_ptr<ResultList> list{};
 };
 
 } // namespace

@@ -52,7 +52,8 @@ TEST_F(ImageFallback, WordsAreCopiedAsTheyLie) {
 }
 
 TEST_F(ImageFallback, AllFramesComeWhateverIsAskedFor) {
-    const auto path = write(unrenderable({.rows = 1, .columns = 2, .frames = "3", .words = {0, 1, 100, 101, 200, 201}}));
+    const auto path =
+        write(unrenderable({.rows = 1, .columns = 2, .frames = "3", .words = {0, 1, 100, 101, 200, 201}}));
     const Image image = read(path, 1, 1);
     EXPECT_EQ(image.info().slices, 3);
     EXPECT_THAT(elementsOf<std::uint16_t>(image), ElementsAre(0, 1, 100, 101, 200, 201));
@@ -64,8 +65,13 @@ TEST_F(ImageFallback, WhatTheFileDoesNotHoldIsZero) {
 }
 
 TEST_F(ImageFallback, ColourTakesThreeChannelsInTheFilesLayout) {
-    ImageFile file = unrenderable({.rows = 1, .columns = 2, .samples = 2, .bitsAllocated = 8, .photometric = "RGB",
-                                   .planarConfiguration = 1, .words = {0x0201, 0x0403, 0x0605}});
+    ImageFile file = unrenderable({.rows = 1,
+                                   .columns = 2,
+                                   .samples = 2,
+                                   .bitsAllocated = 8,
+                                   .photometric = "RGB",
+                                   .planarConfiguration = 1,
+                                   .words = {0x0201, 0x0403, 0x0605}});
     Image image = read(write(file));
     EXPECT_EQ(image.info().channels, 3) << "whatever SamplesPerPixel says";
     EXPECT_FALSE(image.info().interleaved);
@@ -154,8 +160,8 @@ TEST_F(ImageFallback, DepthsOfOneTwelveAndSixtyFourBitsGiveAnImageOrAnError) {
 }
 
 TEST_F(ImageFallback, EveryCutOfAFileGivesAnImageOrAnError) {
-    const std::string whole = readFile(write({.rows = 2, .columns = 3, .frames = "2",
-                                              .words = {0, 1, 2, 10, 11, 12, 100, 101, 102, 110, 111, 112}}));
+    const std::string whole = readFile(
+        write({.rows = 2, .columns = 3, .frames = "2", .words = {0, 1, 2, 10, 11, 12, 100, 101, 102, 110, 111, 112}}));
     for (std::size_t length = whole.size() - 120; length < whole.size(); ++length) {
         call("ClearCache");
         const auto path = folder.write("cut.dcm", whole.substr(0, length));

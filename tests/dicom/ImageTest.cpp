@@ -87,8 +87,7 @@ TEST_F(Images, TwelveBitsFromMinimumToMaximumFillSixteen) {
 
 TEST_F(Images, AnExplicitWindowClipsWhatLiesOutside) {
     // Width 5 around 5: all up to 2 is black, all from 8 white (PS3.3 C.11.2.1.2).
-    EXPECT_THAT(elementsOf<std::uint16_t>(read(write(grey12()), 5.0, 5.0)),
-                ElementsAre(0, 0, 0, 65535, 65535, 65535));
+    EXPECT_THAT(elementsOf<std::uint16_t>(read(write(grey12()), 5.0, 5.0)), ElementsAre(0, 0, 0, 65535, 65535, 65535));
 }
 
 TEST_F(Images, WithoutAWindowTheStoredRangeFillsThePicture) {
@@ -121,8 +120,7 @@ TEST_F(Images, MethodsAreToldByTheFirstNumber) {
 
 TEST_F(Images, AFirstNumberOfOneIsAWidthAndNoMethod) {
     // Width 1 around 10: a threshold below 10.
-    EXPECT_THAT(elementsOf<std::uint16_t>(read(write(grey12()), 1.0, 10.0)),
-                ElementsAre(0, 0, 0, 65535, 65535, 65535));
+    EXPECT_THAT(elementsOf<std::uint16_t>(read(write(grey12()), 1.0, 10.0)), ElementsAre(0, 0, 0, 65535, 65535, 65535));
 }
 
 TEST_F(Images, AScalingTensorOfAnotherTypeOrShapeIsRefusedBeforeThePath) {
@@ -185,7 +183,10 @@ TEST_F(Images, SeveralFramesAreAVolumeAndAsManyArrays) {
 }
 
 TEST_F(Images, ThirtyTwoBitsAreRealsFromZeroToOne) {
-    const auto path = write({.rows = 1, .columns = 3, .bitsAllocated = 32, .bitsStored = 32,
+    const auto path = write({.rows = 1,
+                             .columns = 3,
+                             .bitsAllocated = 32,
+                             .bitsStored = 32,
                              .words = {0, 0, 0, 0x0001, 0, 0x0002}}); // 0, 65536, 131072
     const Image image = read(path);
     EXPECT_EQ(image.info().type, VImage_F32);

@@ -44,8 +44,13 @@ ImageFile frames(int count) {
 
 TEST_F(IntermediateData, SignedPixelsWithAnInterceptKeepTheirRescaledRange) {
     // -100 and 3000 stored in 12 of 16 bits, slope 1, intercept -1024.
-    const NumericArray array = read({.rows = 1, .columns = 2, .bitsStored = 12, .pixelRepresentation = 1, .slope = "1",
-                                     .intercept = "-1024", .words = {0x0F9C, 0x07FF}});
+    const NumericArray array = read({.rows = 1,
+                                     .columns = 2,
+                                     .bitsStored = 12,
+                                     .pixelRepresentation = 1,
+                                     .slope = "1",
+                                     .intercept = "-1024",
+                                     .words = {0x0F9C, 0x07FF}});
     EXPECT_EQ(array.type(), VNumericArray_S16);
     EXPECT_THAT(elementsOf<std::int16_t>(array), ElementsAre(-1124, 2047 - 1024));
 }
@@ -62,7 +67,8 @@ TEST_F(IntermediateData, SeveralFramesComeFirstAndOneFrameHasNone) {
     EXPECT_EQ(read(frames(10), 1, 1).dimensions(), (std::vector<vint>{2, 3}));
     const NumericArray two = read(frames(10), 1, 2);
     EXPECT_EQ(two.dimensions(), (std::vector<vint>{2, 2, 3}));
-    EXPECT_THAT(elementsOf<std::uint16_t>(two), ElementsAre(1000, 1001, 1002, 1010, 1011, 1012, 1100, 1101, 1102, 1110, 1111, 1112));
+    EXPECT_THAT(elementsOf<std::uint16_t>(two),
+                ElementsAre(1000, 1001, 1002, 1010, 1011, 1012, 1100, 1101, 1102, 1110, 1111, 1112));
 }
 
 TEST_F(IntermediateData, TheSecondArgumentIsFlagsAndNotAFirstFrame) {
@@ -72,8 +78,14 @@ TEST_F(IntermediateData, TheSecondArgumentIsFlagsAndNotAFirstFrame) {
 }
 
 TEST_F(IntermediateData, OfColourOnlyTheFirstPlaneArrives) {
-    const NumericArray array = read({.rows = 1, .columns = 2, .samples = 3, .bitsAllocated = 8, .bitsStored = 8,
-                                     .photometric = "RGB", .planarConfiguration = 0, .words = {0x0201, 0x0403, 0x0605}});
+    const NumericArray array = read({.rows = 1,
+                                     .columns = 2,
+                                     .samples = 3,
+                                     .bitsAllocated = 8,
+                                     .bitsStored = 8,
+                                     .photometric = "RGB",
+                                     .planarConfiguration = 0,
+                                     .words = {0x0201, 0x0403, 0x0605}});
     EXPECT_EQ(array.dimensions(), (std::vector<vint>{1, 2}));
     EXPECT_THAT(elementsOf<std::uint8_t>(array), ElementsAre(1, 4)) << "the red samples, and no pointers";
 }

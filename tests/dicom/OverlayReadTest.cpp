@@ -86,9 +86,14 @@ TEST_F(Overlays, OfSeveralFramesTheFirstIsRead) {
 }
 
 TEST_F(Overlays, AColourImageHasNone) {
-    const auto path = writeImageFile(folder.file("c.dcm"),
-                                     {.rows = 1, .columns = 2, .samples = 3, .bitsAllocated = 8, .bitsStored = 8,
-                                      .photometric = "RGB", .planarConfiguration = 0, .words = {1, 2, 3}});
+    const auto path = writeImageFile(folder.file("c.dcm"), {.rows = 1,
+                                                            .columns = 2,
+                                                            .samples = 3,
+                                                            .bitsAllocated = 8,
+                                                            .bitsStored = 8,
+                                                            .photometric = "RGB",
+                                                            .planarConfiguration = 0,
+                                                            .words = {1, 2, 3}});
     EXPECT_EQ(codeOf("ReadOverlay", {path}), -72);
     EXPECT_EQ(call("ReadOverlays", {path}).get<Store>().size(), 0U);
 }
@@ -103,8 +108,7 @@ TEST_F(Overlays, AreBurntInOnlyWhenAskedFor) {
     const auto path = write([](DcmDataset& dataset) { putOverlay(dataset, 0x6000, 0b100101); });
     const auto maximum = [&](bool show) {
         const Value image =
-            call("ReadImage",
-                 {path, 0, 0, Tensor(std::vector<vint>{2}, std::vector<double>{-3.0, 0.0}), show, 1});
+            call("ReadImage", {path, 0, 0, Tensor(std::vector<vint>{2}, std::vector<double>{-3.0, 0.0}), show, 1});
         const auto data = image.get<Image>().data<std::uint16_t>();
         return *std::max_element(data.begin(), data.end());
     };
