@@ -14,13 +14,6 @@ show() {
     printf '\n'
 }
 
-title "Frames and overlays of real files (CT, MR, a dose, RLE, JPEG-LS, a DICOMDIR)"
-cd "$samples"
-for file in CT_small.dcm MR_small.dcm rtdose.dcm MR_small_RLE.dcm MR_small_jpeg_ls_lossless.dcm dicomdirtests/DICOMDIR; do
-    "$radvex" frames "$file"
-done
-cd - >/dev/null
-
 title "Metadata of a CT slice"
 cd "$samples"
 show info CT_small.dcm
@@ -37,6 +30,13 @@ show image --sheet -o dose.png rtdose.dcm
 "$radvex" image --sheet -o "$pictures/dose.png" rtdose.dcm
 cd - >/dev/null
 echo "The pictures are in $pictures"
+
+title "Frames and overlays of real files (CT, MR, a dose, RLE, JPEG-LS, a DICOMDIR)"
+cd "$samples"
+for file in CT_small.dcm MR_small.dcm rtdose.dcm MR_small_RLE.dcm MR_small_jpeg_ls_lossless.dcm dicomdirtests/DICOMDIR; do
+    "$radvex" frames "$file"
+done
+cd - >/dev/null
 
 title "A file that is not there"
 show frames missing.dcm

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <dlfcn.h>
+
 #include <algorithm>
 
 #include "CallFrame.h"
@@ -122,4 +124,26 @@ TEST_F(ErrorTable, AfterUninitializeUncompressedFilesStillOpen) {
     const auto path = writeDicom(folder.file("a.dcm"), {});
     reinterpret_cast<VelmoraUninitializeFunction>(host().symbol("VelmoraLibrary_uninitialize"))(nullptr);
     EXPECT_EQ(codeOf("GetFrameCount", {path}), 0);
+}
+
+namespace {
+
+using UninitializedLibrary = ServicesTest;
+
+} // namespace
+
+TEST_F(UninitializedLibrary, DoesNotKnowTheNamesOfItsOwnErrors) {
+    const std::unique_ptr<void, int (*)(void*)> library(dlopen(RADVEX_LIBRARY, RTLD_NOW | RTLD_LOCAL), dlclose);
+    ASSERT_NE(library, nullptr) << dlerror();
+    const auto getFrameCount = reinterpret_cast<VelmoraFunction>(dlsym(library.get(), "GetFrameCount"));
+    const TemporaryFolder folder;
+    vint frames = -1;
+    const auto call = [&](const std::string& path) {
+        velmora::CallFrame frame({"", {VType_UTF8String}, VType_Integer}, {path});
+        return getFrameCount(services().table(), frame.argc(), frame.args(), VArgument{.integer = &frames});
+    };
+    EXPECT_EQ(call("/missing"), -7) << "the name of the error is not registered";
+    EXPECT_EQ(call(writeDicom(folder.file("a.dcm"), {})), 0) << "a file that needs no codec opens all the same";
+    EXPECT_EQ(frames, 0);
+    reinterpret_cast<VelmoraUninitializeFunction>(dlsym(library.get(), "VelmoraLibrary_uninitialize"))(nullptr);
 }

@@ -105,6 +105,53 @@ TEST_F(Refusals, OfDeliveryCostOnlyTheValues) {
     EXPECT_EQ(messageOf("GetFrameCount", {path}), "Error when opening file " + path + ": No such file or directory.");
 }
 
+TEST_F(Refusals, InCallsThatMakeNothingChangeNothing) {
+    sweep([&] { return codeOf("setExceptionDetailsContext", {"Host`"}); }, 0, {});
+    sweep([&] { return codeOf("CloseReader", {"/missing"}); }, 0, {});
+    sweep([&] { return codeOf("ClearCache"); }, 0, {});
+}
+
+TEST_F(Refusals, OfAMetadataReadAreTheErrorsOfWhatCouldNotBeMade) {
+    const auto path = writeDicom(folder.file("m.dcm"), [](DcmDataset& dataset) {
+        const Uint16 words[] = {1, 2, 3, 4, 5, 6};
+        const Uint8 bytes[] = {1, 2};
+        DcmItem* item = nullptr;
+        dataset.findOrCreateSequenceItem(DCM_ReferencedImageSequence, item, -2);
+        item->putAndInsertUint8Array(DcmTag(0x0029, 0x1010, EVR_OB), bytes, 2);
+        dataset.putAndInsertUint16Array(DcmTag(0x0029, 0x1011, EVR_US), words, 3);
+        dataset.putAndInsertUint16(DCM_Rows, 2);
+        dataset.putAndInsertUint16(DCM_Columns, 3);
+        dataset.putAndInsertUint16(DCM_SamplesPerPixel, 1);
+        dataset.putAndInsertUint16(DCM_BitsAllocated, 16);
+        dataset.putAndInsertUint16Array(DCM_PixelData, words, 6);
+    });
+    using velmora::Store;
+    sweep(
+        [&] {
+            const int code = codeOf("ReadAllMetadata", {path, Store::ofTexts({"PatientName"}), false});
+            call("ClearCache");
+            return code;
+        },
+        0,
+        {{"validatePath", {{0, -59}}},
+         {"createDataStore", {{0, -25}}},
+         {"VTensor_new", {{0, -15}}},
+         {"VNumericArray_new", {{0, -9}}},
+         {"DataStoreNode_getDataType", {{0, -50}}},
+         {"DataStoreNode_getData", {{0, -51}}}});
+    sweep(
+        [&] {
+            const int code = codeOf("ReadMetadataIntTags", {path, Store::of({Store::ofTexts({"0028", "0010"})})});
+            call("ClearCache");
+            return code;
+        },
+        0,
+        {{"validatePath", {{0, -59}}},
+         {"createDataStore", {{0, -25}}},
+         {"DataStoreNode_getDataType", {{0, -50}}},
+         {"DataStoreNode_getData", {{0, -51}}}});
+}
+
 TEST_F(Refusals, OfTheErrorTableGiveTheLinksErrors) {
     const auto send = reinterpret_cast<VelmoraLinkFunction>(host().symbol("sendRegisteredErrors"));
     sweep(
