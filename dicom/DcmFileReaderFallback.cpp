@@ -1,6 +1,8 @@
 // The road for files that DCMTK cannot render: the bytes of Pixel Data in the shape that the file's attributes tell.
 
+#include <algorithm>
 #include <cstring>
+#include <optional>
 #include <unordered_map>
 
 #include "DcmFileReader.h"
@@ -74,10 +76,15 @@ struct Layout {
     bool interleaved;
 };
 
-} // namespace
+/// Bytes that the picture needs beyond what the value holds. Counted from the numbers that the picture is made with,
+/// which the renderer may have read in another way.
+double missingBytes(const PixelAttributes& attributes, const Layout& layout, std::size_t elementSize, Uint32 held) {
+    const double frameBytes = 1.0 * attributes.rows * attributes.columns * layout.channels;
+    return std::max(1, attributes.frames) * std::max(1.0, frameBytes * static_cast<double>(elementSize)) - held;
+}
 
 /// Nothing when the attributes do not fit a picture.
-static std::optional<Layout> layoutOf(const PixelAttributes& attributes, vint colorSpace, DcmItem* dataset) {
+std::optional<Layout> layoutOf(const PixelAttributes& attributes, vint colorSpace, DcmItem* dataset) {
     constexpr int kRealBits = 32;
     if (colorSpace == VColorSpace_Grey) {
         if (attributes.bitsAllocated >= kRealBits && attributes.samplesPerPixel != 1) {
@@ -93,18 +100,19 @@ static std::optional<Layout> layoutOf(const PixelAttributes& attributes, vint co
     return Layout{3, planarConfiguration == 0};
 }
 
+} // namespace
+
 template <typename T>
 GTU::Image<T, Manual> DcmFileReader::getImageFallback() const {
     DcmElement* element = nullptr;
     (void)dataset->findAndGetElement(DCM_PixelData, element, OFFalse, OFFalse);
     const PixelAttributes attributes = readPixelAttributes(dataset);
     const auto colorSpace = colorMapVImage.find(attributes.photometricInterpretation);
-    if (element == nullptr || element->getLength() == 0 || colorSpace == colorMapVImage.end() ||
-        promisesTooManyPixels(*dataset)) {
+    if (element == nullptr || element->getLength() == 0 || colorSpace == colorMapVImage.end()) {
         ErrorManager::throwException("ImageReadError", filePath);
     }
     const auto layout = layoutOf(attributes, colorSpace->second, dataset);
-    if (!layout) {
+    if (!layout || missingBytes(attributes, *layout, sizeof(T), element->getLength()) > kMaxMissingBytes) {
         ErrorManager::throwException("ImageReadError", filePath);
     }
     const vint slices = attributes.frames > 1 ? attributes.frames : 0;

@@ -27,14 +27,6 @@ unsigned long harmlessFlags(std::uint32_t flags, DcmDataset& dataset) {
     return harmless;
 }
 
-/// DCMTK reads 32-bit pixels in whole words only, and past the end of a value that ends inside one.
-bool endsInsideAWord(DcmDataset& dataset) {
-    Uint16 bitsAllocated = 0;
-    DcmElement* pixels = nullptr;
-    return dataset.findAndGetUint16(DCM_BitsAllocated, bitsAllocated, 0, OFFalse).good() && bitsAllocated == 32 &&
-           dataset.findAndGetElement(DCM_PixelData, pixels, OFFalse, OFFalse).good() && pixels->getLength() % 4 != 0;
-}
-
 GenericArray newArray(vint type, const std::vector<vint>& dims) {
     return {type, static_cast<vint>(dims.size()), dims.data()};
 }
@@ -61,7 +53,7 @@ GenericArray toHostsReals(GenericArray array, vint type) {
 std::unique_ptr<DicomImage> DcmFileReader::openDicomImage(const ImageOpenOptions& options) const {
     // A file without it is unsigned. It stays in the dataset; status ignored, since DCMTK says what it misses.
     (void)dataset->putAndInsertUint16(DcmTag(DCM_PixelRepresentation), 0, 0, OFFalse);
-    if (promisesTooManyPixels(*dataset) || endsInsideAWord(*dataset)) {
+    if (promisesTooManyPixels(*dataset) || misleadsTheRenderer(*dataset)) {
         ErrorManager::throwException("ImageOpenError", filePath, DicomImage::getString(EIS_InvalidImage));
     }
     auto image = std::make_unique<DicomImage>(

@@ -14,10 +14,10 @@ using GTU::ErrorManager;
 using GTU::VArgumentType;
 using GTU::Passing::Manual;
 
-/// Samples of the first plane: for colour, DCMTK's data is a table of pointers to its planes.
+/// Samples of the first plane, null when there are none: for colour, DCMTK's data is a table of pointers to its planes.
 const void* firstPlane(const DicomImage& image, const DiPixel& pixels) {
     const void* data = pixels.getData();
-    return image.isMonochrome() != 0 ? data : *static_cast<const void* const*>(data);
+    return image.isMonochrome() != 0 || data == nullptr ? data : *static_cast<const void* const*>(data);
 }
 
 template <typename T>
@@ -45,7 +45,8 @@ template <typename Target>
 void DcmFileReader::readIntermediatePixelData(Target& target, const ImageOpenOptions& options) const {
     const auto image = openDicomImage(options);
     const DiPixel* pixels = image->getInterData();
-    if (pixels == nullptr || pixels->getData() == nullptr) {
+    const void* samples = pixels == nullptr ? nullptr : firstPlane(*image, *pixels);
+    if (samples == nullptr) {
         ErrorManager::throwException("RawPixelReadError", filePath);
     }
     std::vector<int> dims{static_cast<int>(image->getHeight()), static_cast<int>(image->getWidth())};
@@ -59,7 +60,6 @@ void DcmFileReader::readIntermediatePixelData(Target& target, const ImageOpenOpt
     if (frames > 1) {
         dims.insert(dims.begin(), static_cast<int>(frames));
     }
-    const void* samples = firstPlane(*image, *pixels);
     switch (pixels->getRepresentation()) {
     case EPR_Uint8: return loadRawData<unsigned char>(target, dims, samples, count);
     case EPR_Sint8: return loadRawData<signed char>(target, dims, samples, count);

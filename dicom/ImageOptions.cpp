@@ -2,11 +2,27 @@
 
 namespace radvex {
 
-int getScale(const GTU::VArgumentManager& manager, unsigned int index, ImageReadOptions& options) {
-    const GTU::Tensor<double, GTU::Passing::Automatic> scaling(manager.getVTensor(index));
-    if (scaling.dimensions().getDimensions() != std::vector<vint>{2}) {
+namespace {
+
+/// Checks the kind of the tensor before its shape, and the shape before anything is built on it.
+void checkScaling(VTensor tensor) {
+    const VelmoraLibraryData api = GTU::LibraryData::API();
+    if (tensor == nullptr) {
+        GTU::ErrorManager::throwException(GTU::ErrorName::CreateFromNullError);
+    }
+    if (api->VTensor_getType(tensor) != VTensor_Real) {
+        GTU::ErrorManager::throwException(GTU::ErrorName::TensorTypeError);
+    }
+    if (api->VTensor_getRank(tensor) != 1 || api->VTensor_getDimensions(tensor)[0] != 2) {
         GTU::ErrorManager::throwException("InvalidPixelScaling");
     }
+}
+
+} // namespace
+
+int getScale(const GTU::VArgumentManager& manager, unsigned int index, ImageReadOptions& options) {
+    checkScaling(manager.getVTensor(index));
+    const GTU::Tensor<double, GTU::Passing::Automatic> scaling(manager.getVTensor(index));
     const double method = scaling[0];
     if (method >= 1.0) {
         options.windowWidth = method;

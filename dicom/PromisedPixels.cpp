@@ -9,8 +9,8 @@ namespace radvex {
 
 namespace {
 
-double numberOr1(DcmItem& dataset, const DcmTagKey& key) {
-    Uint16 number = 1;
+Uint16 numberOr(Uint16 otherwise, DcmItem& dataset, const DcmTagKey& key) {
+    Uint16 number = otherwise;
     (void)dataset.findAndGetUint16(key, number, 0, OFFalse);
     return number;
 }
@@ -26,12 +26,37 @@ double heldBytes(DcmItem& dataset) {
     return dataset.findAndGetElement(DCM_PixelData, pixels, OFFalse, OFFalse).good() ? pixels->getLength() : 0.0;
 }
 
+double samplesOfFrame(DcmItem& dataset) {
+    return 1.0 * numberOr(1, dataset, DCM_Rows) * numberOr(1, dataset, DCM_Columns) *
+           numberOr(1, dataset, DCM_SamplesPerPixel);
+}
+
+double bitsOfSample(DcmItem& dataset) { return std::max<double>(1.0, numberOr(8, dataset, DCM_BitsAllocated)); }
+
+bool isShort(DcmItem& dataset) {
+    return samplesOfFrame(dataset) * framesOf(dataset) * bitsOfSample(dataset) / 8.0 > heldBytes(dataset);
+}
+
+bool isPlanarColourOfAnotherModel(DcmItem& dataset) {
+    OFString interpretation;
+    (void)dataset.findAndGetOFString(DCM_PhotometricInterpretation, interpretation, 0, OFFalse);
+    return numberOr(1, dataset, DCM_SamplesPerPixel) > 1 && numberOr(0, dataset, DCM_PlanarConfiguration) != 0 &&
+           interpretation != "RGB" && interpretation != "YBR_FULL";
+}
+
 } // namespace
 
 bool promisesTooManyPixels(DcmItem& dataset) {
-    const double frameBytes = numberOr1(dataset, DCM_Rows) * numberOr1(dataset, DCM_Columns) *
-                              numberOr1(dataset, DCM_SamplesPerPixel) * numberOr1(dataset, DCM_BitsAllocated) / 8.0;
-    return framesOf(dataset) * std::max(1.0, frameBytes) - heldBytes(dataset) > kMaxMissingBytes;
+    const double bits = bitsOfSample(dataset);
+    const double promised = framesOf(dataset) * std::max(1.0, samplesOfFrame(dataset));
+    const double missing = promised - heldBytes(dataset) * 8.0 / bits;
+    return missing * std::max(1.0, bits / 8.0) > kMaxMissingBytes;
+}
+
+bool misleadsTheRenderer(DcmItem& dataset) {
+    const bool endsInsideAWord =
+        numberOr(0, dataset, DCM_BitsAllocated) == 32 && static_cast<Uint32>(heldBytes(dataset)) % 4 != 0;
+    return endsInsideAWord || (isPlanarColourOfAnotherModel(dataset) && isShort(dataset));
 }
 
 } // namespace radvex

@@ -119,8 +119,18 @@ TEST_F(GraphicMetadata, ColourByPlaneHasItsSamplesFirst) {
                                      .samples = 3,
                                      .bitsAllocated = 8,
                                      .planarConfiguration = 1,
-                                     .words = {0x0201, 0x0403, 0x0605}}));
-    EXPECT_THAT(frames<Uint8>(result, {3, 1, 2}, VNumericArray_U8), ElementsAre(std::vector<Uint8>{1, 2, 3, 4, 5, 6}));
+                                     .frames = "2",
+                                     .words = {0x0201, 0x0403, 0x0605, 0x0807, 0x0A09, 0x0C0B}}));
+    EXPECT_THAT(frames<Uint8>(result, {3, 1, 2}, VNumericArray_U8),
+                ElementsAre(std::vector<Uint8>{1, 2, 3, 4, 5, 6}, std::vector<Uint8>{7, 8, 9, 10, 11, 12}));
+}
+
+TEST_F(GraphicMetadata, OverlayDataOfTheFirstGroupIsShapedByNumberToo) {
+    const auto path = writeOverlay(4, 4, {0x8000});
+    const Value result = call("ReadMetadataIntTags", {path, Store::of({Store::ofTexts({"6000", "3000"})})});
+    std::vector<signed char> expected(16, 0);
+    expected[15] = 1;
+    EXPECT_THAT(frames<signed char>(result.get<Store>(), {4, 4}, VNumericArray_S8), ElementsAre(expected));
 }
 
 TEST_F(GraphicMetadata, ColourWithoutPlanarConfigurationHasNoNode) {

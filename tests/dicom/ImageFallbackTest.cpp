@@ -142,6 +142,52 @@ TEST_F(ImageFallback, PixelsPromisedFarBeyondTheValueAreRefusedBeforeAnythingIsM
     EXPECT_EQ(ledger().counts(ObjectKind::image).made, before);
 }
 
+TEST_F(ImageFallback, OneBitPixelsCountAsTheBytesThatTheyCost) {
+    const auto path = write({.rows = 50000, .columns = 42000, .bitsAllocated = 1, .bitsStored = 1, .words = {1}});
+    EXPECT_EQ(codeOf("ReadIntermediatePixelData", {path, 1, 0}), -68);
+    EXPECT_EQ(codeOf("ReadImage", arguments(path)), -68) << "and no picture has one bit";
+}
+
+TEST_F(ImageFallback, NumbersInOtherRepresentationsPromiseTooMuchAsWell) {
+    // As text the renderer does not take them, and only the fallback reads them.
+    const auto wide = write({.rows = -1, .columns = -1, .words = {1}, .more = [](DcmDataset& dataset) {
+                                 for (const DcmTagKey& key : {DCM_Rows, DCM_Columns}) {
+                                     auto number = std::make_unique<DcmIntegerString>(DcmTag(key, EVR_IS));
+                                     number->putString("40000");
+                                     dataset.insert(number.release());
+                                 }
+                             }});
+    const long before = ledger().counts(ObjectKind::image).made;
+    EXPECT_EQ(codeOf("ReadImage", arguments(wide)), -63);
+    const auto many = write(unrenderable({.words = {1}, .more = [](DcmDataset& dataset) {
+                                              auto frames =
+                                                  std::make_unique<DcmLongString>(DcmTag(DCM_NumberOfFrames, EVR_LO));
+                                              frames->putString("200000000");
+                                              dataset.insert(frames.release());
+                                          }}));
+    EXPECT_EQ(codeOf("ReadImage", arguments(many)), -63);
+    EXPECT_EQ(ledger().counts(ObjectKind::image).made, before);
+}
+
+TEST_F(ImageFallback, ShortPlanesOfColourModelsThatDcmtkFollowsBlindlyAreNotRendered) {
+    for (const char* model : {"CMYK", "HSV", "ARGB"}) {
+        for (const int size : {4, 4000}) {
+            ImageFile file{.rows = size,
+                           .columns = size,
+                           .samples = std::string(model) == "HSV" ? 3 : 4,
+                           .bitsAllocated = 8,
+                           .bitsStored = 8,
+                           .photometric = model,
+                           .planarConfiguration = 1,
+                           .words = std::vector<Uint16>(10, 1)};
+            const auto path = write(file);
+            EXPECT_EQ(codeOf("ReadIntermediatePixelData", {path, 1, 0}), -68) << model;
+            EXPECT_EQ(codeOf("ReadImage", arguments(path)), -63) << model;
+            EXPECT_EQ(codeOf("ReadOverlays", {path}), -68) << model;
+        }
+    }
+}
+
 TEST_F(ImageFallback, FramesPromisedALittleBeyondTheValueAreBlackOrAnError) {
     // DCMTK renders what it has; whatever it does with the rest, nothing is read beyond the value.
     for (const char* frames : {"2", "5", "1000"}) {

@@ -131,6 +131,8 @@ TEST_F(Images, AScalingTensorOfAnotherTypeOrShapeIsRefusedBeforeThePath) {
     EXPECT_EQ(code(Tensor(std::vector<vint>{1, 2}, std::vector<double>{0, 0})), -73);
     EXPECT_EQ(code(Tensor(std::vector<vint>{2}, std::vector<vint>{0, 0})), -17);
     EXPECT_EQ(code(Tensor(std::vector<vint>{3}, std::vector<vint>{0, 0, 0})), -17) << "the type comes first";
+    EXPECT_EQ(code(Tensor(std::vector<vint>{0, 2}, std::vector<double>{})), -73);
+    EXPECT_EQ(code(Tensor(std::vector<vint>{0, 2}, std::vector<vint>{})), -17);
     EXPECT_EQ(code(Null{}), -25);
     EXPECT_EQ(code(scaling(0.0)), -62);
 }
