@@ -31,6 +31,8 @@ GantryError::GantryError(const GantryError& other)
     TTClearError(other.messageParams);
 }
 
+// Copying a runtime_error cannot fail, and leaves the source's what() as it is.
+// NOLINTNEXTLINE(performance-move-constructor-init,cert-oop11-cpp)
 GantryError::GantryError(GantryError&& other) noexcept
     : std::runtime_error(other),
       errorId(other.errorId),

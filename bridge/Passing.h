@@ -15,6 +15,7 @@ class PassingPolicy {
     /// Releases the handle if the library must.
     virtual void cleanup() = 0;
     /// Takes the ownership of the other policy.
+    // NOLINTNEXTLINE(misc-unconventional-assign-operator,cert-oop54-cpp)
     virtual PassingPolicy& operator=(const PassingPolicy& other) {
         ownedByLibrary = other.ownedByLibrary;
         return *this;
@@ -48,11 +49,13 @@ class Manual : public PassingPolicy {
         }
     }
     /// Releases what it had, and owns whatever it is given.
+    // NOLINTNEXTLINE(cert-oop54-cpp)
     Manual& operator=(const PassingPolicy& /*other*/) override {
         cleanup();
         ownedByLibrary = true;
         return *this;
     }
+    // NOLINTNEXTLINE(cert-oop54-cpp)
     Manual& operator=(const Manual& other) { return *this = static_cast<const PassingPolicy&>(other); }
 };
 

@@ -15,6 +15,7 @@ struct CallOptions {
 
 std::vector<velmora::Value> parseArguments(const std::vector<std::string>& texts) {
     std::vector<velmora::Value> arguments;
+    arguments.reserve(texts.size());
     for (const std::string& text : texts) {
         arguments.push_back(fromJson(parseJson(text)));
     }

@@ -14,7 +14,8 @@ std::vector<std::string> FileArguments::all() const {
     std::vector<std::string> files{mFirst};
     for (const std::string& word : mCommand->remaining()) {
         if (word.size() > 1 && word.front() == '-') {
-            throw UsageError("There is no option " + word + ". A file of that name is ./" + word + ".");
+            std::string sentence = "There is no option " + word;
+            throw UsageError(sentence.append(". A file of that name is ./").append(word).append("."));
         }
         files.push_back(word);
     }

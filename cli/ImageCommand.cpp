@@ -29,8 +29,8 @@ constexpr vint kImageFlags = 1; // what the library's own callers use
 struct Reading {
     Image image;
     PixelMeaning meaning;
-    bool isRendered; ///< false: a copy of the stored values, which DCMTK could not render
-    vint firstFrame; ///< from 0
+    bool isRendered = false; ///< false: a copy of the stored values, which DCMTK could not render
+    vint firstFrame = 0;     ///< from 0
 };
 
 /// Whether DCMTK renders these frames: the array form of a picture has no fallback.

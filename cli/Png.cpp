@@ -28,6 +28,7 @@ bool writeRows(std::FILE* file, const Picture& picture, const png_byte* bytes) {
     png_structp png =
         png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, [](png_structp, png_const_charp) {});
     png_infop info = png == nullptr ? nullptr : png_create_info_struct(png);
+    // NOLINTNEXTLINE(cert-err52-cpp)
     if (info == nullptr || setjmp(png_jmpbuf(png)) != 0) {
         png_destroy_write_struct(&png, &info);
         return false;

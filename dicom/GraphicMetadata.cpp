@@ -144,8 +144,8 @@ void saveGraphicMetadataToDataList(ResultList& list, DcmItem* item, DcmTag tag, 
         value.count == 0) {
         return;
     }
-    const Shape shape{{rows, columns}, static_cast<unsigned long>(std::stoi(std::string(frames.c_str())))};
-    const std::string name = numericName ? std::string(tag.toString().c_str()) : tagName;
+    const Shape shape{{rows, columns}, static_cast<unsigned long>(std::stoi(frames))};
+    const std::string name = numericName ? std::string(tag.toString()) : tagName;
     ArrayList arrays;
     if (name == "OverlayData" ? saveOverlay(arrays, value, shape) : savePixels(arrays, item, value, shape)) {
         arrays.setOwnedByLibrary(false);

@@ -139,7 +139,7 @@ void Host::readErrorTable() {
     TTNewPacket(link);
 }
 
-Value Host::call(const std::string& name, std::vector<Value> arguments) {
+Value Host::call(const std::string& name, const std::vector<Value>& arguments) {
     const auto declared = mDeclarations.find(name);
     if (declared == mDeclarations.end()) {
         throw HostError("There is no function '" + name + "'.");

@@ -59,7 +59,7 @@ class Host {
     /// cell (0, null text or a null handle).
     /// @throws LibraryError  the library returned an error
     /// @throws HostError     there is no such function
-    Value call(const std::string& name, std::vector<Value> arguments = {});
+    Value call(const std::string& name, const std::vector<Value>& arguments = {});
 
     /// All registered errors, by falling id.
     std::vector<RegisteredError> errors() const;
