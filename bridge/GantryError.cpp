@@ -32,9 +32,9 @@ GantryError::GantryError(const GantryError& other)
 }
 
 // Copying a runtime_error cannot fail, and leaves the source's what() as it is.
-// NOLINTNEXTLINE(performance-move-constructor-init,cert-oop11-cpp)
 GantryError::GantryError(GantryError&& other) noexcept
-    : std::runtime_error(other),
+    : std::runtime_error(other), // NOLINT(performance-move-constructor-init,cert-oop11-cpp)
+
       errorId(other.errorId),
       type(std::move(other.type)),
       messageTemplate(std::move(other.messageTemplate)),

@@ -33,7 +33,7 @@ Json answerLine(Session& session, const std::string& line) {
         for (std::size_t index = 1; index < request.size(); ++index) {
             arguments.push_back(fromJson(request[index]));
         }
-        const velmora::Value result = session.host().call(request[0].get<std::string>(), std::move(arguments));
+        const velmora::Value result = session.host().call(request[0].get<std::string>(), arguments);
         return {{"code", 0}, {"result", toJson(result)}};
     } catch (const velmora::LibraryError& error) {
         return {{"code", error.code()}, {"name", error.name()}, {"message", error.what()}};
