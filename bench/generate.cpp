@@ -65,6 +65,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "Usage: generateBenchmarkData FOLDER\n");
         return 2;
     }
+    OFLog::configure(OFLogger::OFF_LOG_LEVEL);
     const std::filesystem::path folder = argv[1];
     std::filesystem::create_directories(folder);
     if (const auto path = folder / "elements.dcm"; !std::filesystem::exists(path)) {

@@ -83,7 +83,8 @@ void saveDcmElementToDataList(ResultList& list, DcmElement* element, bool useTen
 
 void saveDcmElementUnderKey(ResultList& list, DcmElement* element, bool useTensors, bool named,
                             const std::string& key) {
-    const std::string& name = named ? key : std::string{};
+    static const std::string kNoName;
+    const std::string& name = named ? key : kNoName;
     // DCMTK's own value representations (such as "ox" and "xs") stand for one of the standard's.
     switch (DcmVR(DcmVR(element->getTag().getEVR()).getValidEVR()).getEVR()) {
     case EVR_US: return saveNumbers<VArgumentType::Integer>(list, name, *element, &DcmElement::getUint16);
