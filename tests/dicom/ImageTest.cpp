@@ -90,6 +90,19 @@ TEST_F(Images, AnExplicitWindowClipsWhatLiesOutside) {
     EXPECT_THAT(elementsOf<std::uint16_t>(read(write(grey12()), 5.0, 5.0)), ElementsAre(0, 0, 0, 65535, 65535, 65535));
 }
 
+TEST_F(Images, LowValuesOfMonochrome1AreWhite) {
+    ImageFile file = grey12();
+    file.photometric = "MONOCHROME1";
+    const auto pixels = elementsOf<std::uint16_t>(read(write(file)));
+    EXPECT_EQ(pixels.front(), 65535);
+    EXPECT_EQ(pixels.back(), 0);
+}
+
+TEST_F(Images, AnOddNumberOfBytesIsReadWithoutItsPadding) {
+    const auto path = write({.rows = 1, .columns = 3, .bitsAllocated = 8, .bitsStored = 8, .words = {0x0201, 0xFF03}});
+    EXPECT_THAT(elementsOf<std::uint8_t>(read(path, -3.0)), ElementsAre(1, 2, 3));
+}
+
 TEST_F(Images, WithoutAWindowTheStoredRangeFillsThePicture) {
     // 12 bits stored: 4095 would be 65535, so that value v is v * 65535 / 4095, 16.003...
     const auto pixels = elementsOf<std::uint16_t>(read(write(grey12()), -3.0));
