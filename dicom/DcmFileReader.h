@@ -108,4 +108,8 @@ class DcmFileReader : public DcmReader {
     ResultList readFields(NameList& fields, const InfoTable& table, const std::vector<MatchingProperty>& tests) const;
 };
 
+/// No file is known with which DCMTK gives another number of samples than its shape has; nothing is copied if one does.
+/// @throws GantryError  RawPixelCountError (samples found, samples expected)
+void requirePixelCount(unsigned long found, unsigned long expected);
+
 } // namespace radvex

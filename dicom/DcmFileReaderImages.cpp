@@ -1,7 +1,6 @@
 // Pictures of a file: rendered by DCMTK, or copied from Pixel Data as it lies when DCMTK cannot render it.
 
 #include "DcmFileReader.h"
-#include "Dimensions.h"
 #include "ImageRendering.h"
 #include "NumericArray.h"
 #include "PromisedPixels.h"

@@ -41,6 +41,13 @@ void loadRawData(Target& target, const std::vector<int>& dims, const void* sampl
 
 } // namespace
 
+void requirePixelCount(unsigned long found, unsigned long expected) {
+    if (found != expected) {
+        ErrorManager::throwException("RawPixelCountError", static_cast<long long>(found),
+                                     static_cast<long long>(expected));
+    }
+}
+
 template <typename Target>
 void DcmFileReader::readIntermediatePixelData(Target& target, const ImageOpenOptions& options) const {
     const auto image = openDicomImage(options);
@@ -53,10 +60,7 @@ void DcmFileReader::readIntermediatePixelData(Target& target, const ImageOpenOpt
     const unsigned long frames = image->getFrameCount();
     const unsigned long count = pixels->getCount();
     const unsigned long expected = image->getHeight() * image->getWidth() * frames;
-    if (count != expected) {
-        ErrorManager::throwException("RawPixelCountError", static_cast<long long>(count),
-                                     static_cast<long long>(expected));
-    }
+    requirePixelCount(count, expected);
     if (frames > 1) {
         dims.insert(dims.begin(), static_cast<int>(frames));
     }

@@ -112,7 +112,6 @@ TEST_F(HierarchicalMetadata, KeysOfPrivateAttributesFollowTheirCreator) {
     EXPECT_THAT(keysOf(storeAt(items, 1)), ElementsAre("PrivateCreator", "0009_1001"));
 }
 
-// Nesting costs heap and not call stack: a thousand levels in a quarter of a MiB would not fit otherwise.
 TEST_F(HierarchicalMetadata, AHundredLevelsAreWalked) {
     constexpr int kLevels = 100;
     DcmItem* level = &dataset;

@@ -5,6 +5,7 @@
 #include "DicomFiles.h"
 #include "HostTest.h"
 #include "ImageFiles.h"
+#include "LibraryErrors.h"
 #include "TemporaryFolder.h"
 #include "dcmtk/dcmimgle/dcmimage.h"
 
@@ -124,4 +125,18 @@ TEST_F(ReaderOfFrames, StartsAtTheFrameThatTheOptionsName) {
     const VelmoraNumericArray& array = *list.getInternal()->first->cell.numericArray;
     EXPECT_EQ(array.dimensions, (std::vector<vint>{2, 2, 3}));
     EXPECT_EQ(static_cast<const std::uint16_t*>(array.data.get())[0], 1300);
+}
+
+TEST_F(ReaderOfFrames, AnotherNumberOfSamplesIsToldBeforeTheExpectedOne) {
+    GTU::LibraryData::setLibraryData(services().table());
+    GTU::ErrorManager::registerPlugpackErrors(radvex::libraryErrors());
+    EXPECT_NO_THROW(radvex::requirePixelCount(6, 6));
+    try {
+        radvex::requirePixelCount(5, 6);
+        ADD_FAILURE() << "5 samples passed for 6";
+    } catch (const GTU::GantryError& error) {
+        EXPECT_EQ(error.name(), "RawPixelCountError");
+        EXPECT_EQ(services().symbolValues(GTU::GantryError::getExceptionDetailsSymbol()),
+                  (std::vector<std::string>{"5", "6"}));
+    }
 }
