@@ -1,6 +1,7 @@
 #include "DcmReader.h"
 
 #include "ErrorManager.h"
+#include "FileName.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
 
 namespace radvex {
@@ -9,11 +10,6 @@ namespace {
 
 /// Longer values are read from the file when they are first asked for.
 constexpr Uint32 kMaxReadLength = 4096;
-
-OFFilename fileNameOf(const std::string& path) {
-    // DCMTK takes "-" for the standard input, which is the host's.
-    return OFFilename(path == "-" ? "./-" : path.c_str(), true);
-}
 
 } // namespace
 

@@ -76,3 +76,23 @@ RADVEX_FUNCTION(ReadIntermediatePixelData);
 RADVEX_FUNCTION(ReadOverlay);
 /// 0 text: path. Result, store: one image for each overlay plane, named "1", "2" and on.
 RADVEX_FUNCTION(ReadOverlays);
+
+// Directories: the path of a DICOMDIR, whose name is the last eight characters of the path. Patterns have to match the
+// whole of PatientID, StudyInstanceUID and SeriesInstanceUID. Scaling as above, and around -2 a window common to all
+// pictures of a series. The shapes of the results are those of DcmDirReader.
+
+/// 0 text: path; 1, 2, 3 text: patient, study and series pattern; 4 boolean: paths with the directory's own in front.
+/// Result, store: patients, studies and series down to lists of file names.
+RADVEX_FUNCTION(ReadDICOMDIRStructure);
+/// 0 text: path; 1 tensor: scaling; 2 boolean: burn overlays in; 3 integer: DCMTK's image flags; 4, 5, 6 text: patient,
+/// study and series pattern. Result, store: the pictures of every series.
+RADVEX_FUNCTION(Read2DImagesDir);
+/// 0 text: path; 1, 2, 3 text: patient, study and series pattern; 4 tensor: scaling; 5 integer: DCMTK's image flags.
+/// Result, store: a volume for every series.
+RADVEX_FUNCTION(Read3DImage);
+/// 0 text: path; 1 names; 2 text: series pattern; 3 boolean: only valid values. Result, store: one store for each file.
+RADVEX_FUNCTION(ReadMetadataRecursive);
+/// 0 text: path; 1 numbers. Only valid values, all files. Result as above.
+RADVEX_FUNCTION(ReadMetadataIntTagsRecursive);
+/// 0 text: path; 1 names to leave out; 2 text: series pattern; 3 boolean: only valid values. Result as above.
+RADVEX_FUNCTION(ReadAllMetadataRecursive);

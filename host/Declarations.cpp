@@ -30,6 +30,12 @@ const std::vector<Declaration>& radvexDeclarations() {
         {"ReadIntermediatePixelData", {kText, kInteger, kInteger}, VType_NumericArray},
         {"ReadOverlay", {kText}, VType_Image},
         {"ReadOverlays", {kText}, kStore},
+        {"ReadDICOMDIRStructure", {kText, kText, kText, kText, kFlag}, kStore},
+        {"Read2DImagesDir", {kText, VType_Tensor, kFlag, kInteger, kText, kText, kText}, kStore},
+        {"Read3DImage", {kText, kText, kText, kText, VType_Tensor, kInteger}, kStore},
+        {"ReadMetadataRecursive", {kText, kStore, kText, kFlag}, kStore},
+        {"ReadMetadataIntTagsRecursive", {kText, kStore}, kStore},
+        {"ReadAllMetadataRecursive", {kText, kStore, kText, kFlag}, kStore},
     };
     return declarations;
 }

@@ -42,7 +42,13 @@ const std::set<std::string> kExports{"VelmoraLibrary_initialize",
                                      "ReadImageData",
                                      "ReadIntermediatePixelData",
                                      "ReadOverlay",
-                                     "ReadOverlays"};
+                                     "ReadOverlays",
+                                     "ReadDICOMDIRStructure",
+                                     "Read2DImagesDir",
+                                     "Read3DImage",
+                                     "ReadMetadataRecursive",
+                                     "ReadMetadataIntTagsRecursive",
+                                     "ReadAllMetadataRecursive"};
 
 } // namespace
 
