@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "generateMedia.h"
 #include "generatePixels.h"
 
 #include "dcmtk/config/osconfig.h"
@@ -72,4 +73,6 @@ int main(int argc, char** argv) {
         writeManyElements(path.string());
     }
     writeMultiFrames(folder);
+    writeSeriesMedia(folder);
+    writeSmallFiles(folder);
 }

@@ -1,29 +1,37 @@
 #include "generatePixels.h"
 
 #include <cstdint>
-#include <vector>
-
-#include "dcmtk/config/osconfig.h"
 
 #include "dcmtk/dcmdata/dcrleerg.h"
 #include "dcmtk/dcmdata/dcrlerp.h"
-#include "dcmtk/dcmdata/dctk.h"
 #include "dcmtk/dcmjpeg/djencode.h"
 #include "dcmtk/dcmjpeg/djrplol.h"
 #include "dcmtk/dcmjpls/djencode.h"
 #include "dcmtk/dcmjpls/djrparam.h"
 
-namespace {
+const std::vector<Encoding>& encodings() {
+    static const DcmRLERepresentationParameter rle;
+    static const DJ_RPLossless jpeg;
+    static const DJLSRepresentationParameter jpegLs;
+    static const bool isRegistered = [] {
+        DJEncoderRegistration::registerCodecs();
+        DJLSEncoderRegistration::registerCodecs();
+        DcmRLEEncoderRegistration::registerCodecs();
+        return true;
+    }();
+    (void)isRegistered;
+    static const std::vector<Encoding> all{{"", EXS_LittleEndianExplicit, nullptr},
+                                           {"-rle", EXS_RLELossless, &rle},
+                                           {"-jpeg", EXS_JPEGProcess14SV1, &jpeg},
+                                           {"-jpegls", EXS_JPEGLSLossless, &jpegLs}};
+    return all;
+}
 
-constexpr int kFrames = 400;
-constexpr int kSize = 512;
-
-/// A body in air with noise in the low bits, the same at every run.
-std::vector<Uint16> makePixels() {
-    std::vector<Uint16> pixels(static_cast<std::size_t>(kFrames) * kSize * kSize);
+std::vector<Uint16> makePixels(int frames) {
+    std::vector<Uint16> pixels(static_cast<std::size_t>(frames) * kSize * kSize);
     std::uint32_t random = 12345;
     std::size_t index = 0;
-    for (int frame = 0; frame < kFrames; ++frame) {
+    for (int frame = 0; frame < frames; ++frame) {
         for (int row = 0; row < kSize; ++row) {
             for (int column = 0; column < kSize; ++column) {
                 random = random * 1664525U + 1013904223U;
@@ -37,9 +45,7 @@ std::vector<Uint16> makePixels() {
     return pixels;
 }
 
-void fill(DcmDataset& dataset, const std::vector<Uint16>& pixels) {
-    check(dataset.putAndInsertString(DCM_SOPClassUID, UID_CTImageStorage));
-    check(dataset.putAndInsertString(DCM_SOPInstanceUID, "1.2.3"));
+void putPixels(DcmDataset& dataset, const Uint16* pixels, int frames) {
     for (const auto& [key, value] : {std::pair{DCM_Rows, kSize},
                                      {DCM_Columns, kSize},
                                      {DCM_SamplesPerPixel, 1},
@@ -50,33 +56,25 @@ void fill(DcmDataset& dataset, const std::vector<Uint16>& pixels) {
         check(dataset.putAndInsertUint16(key, static_cast<Uint16>(value)));
     }
     check(dataset.putAndInsertString(DCM_PhotometricInterpretation, "MONOCHROME2"));
-    check(dataset.putAndInsertString(DCM_NumberOfFrames, std::to_string(kFrames).c_str()));
-    check(dataset.putAndInsertUint16Array(DCM_PixelData, pixels.data(), pixels.size()));
+    check(dataset.putAndInsertUint16Array(DCM_PixelData, pixels, static_cast<unsigned long>(frames) * kSize * kSize));
 }
-
-void save(const std::filesystem::path& path, const std::vector<Uint16>& pixels, E_TransferSyntax syntax,
-          const DcmRepresentationParameter* parameter) {
-    if (std::filesystem::exists(path)) {
-        return;
-    }
-    DcmFileFormat file;
-    fill(*file.getDataset(), pixels);
-    check(file.getDataset()->chooseRepresentation(syntax, parameter));
-    check(file.saveFile(path.string().c_str(), syntax));
-}
-
-} // namespace
 
 void writeMultiFrames(const std::filesystem::path& folder) {
-    DJEncoderRegistration::registerCodecs();
-    DJLSEncoderRegistration::registerCodecs();
-    DcmRLEEncoderRegistration::registerCodecs();
-    const auto pixels = makePixels();
-    const DcmRLERepresentationParameter rle;
-    const DJ_RPLossless jpeg;
-    const DJLSRepresentationParameter jpegLs;
-    save(folder / "frames.dcm", pixels, EXS_LittleEndianExplicit, nullptr);
-    save(folder / "frames-rle.dcm", pixels, EXS_RLELossless, &rle);
-    save(folder / "frames-jpeg.dcm", pixels, EXS_JPEGProcess14SV1, &jpeg);
-    save(folder / "frames-jpegls.dcm", pixels, EXS_JPEGLSLossless, &jpegLs);
+    constexpr int kFrames = 400;
+    std::vector<Uint16> pixels;
+    for (const Encoding& encoding : encodings()) {
+        const auto path = folder / ("frames" + encoding.suffix + ".dcm");
+        if (std::filesystem::exists(path)) {
+            continue;
+        }
+        pixels = pixels.empty() ? makePixels(kFrames) : std::move(pixels);
+        DcmFileFormat file;
+        DcmDataset& dataset = *file.getDataset();
+        check(dataset.putAndInsertString(DCM_SOPClassUID, UID_CTImageStorage));
+        check(dataset.putAndInsertString(DCM_SOPInstanceUID, "1.2.3"));
+        check(dataset.putAndInsertString(DCM_NumberOfFrames, std::to_string(kFrames).c_str()));
+        putPixels(dataset, pixels.data(), kFrames);
+        check(dataset.chooseRepresentation(encoding.syntax, encoding.parameter));
+        check(file.saveFile(path.string().c_str(), encoding.syntax));
+    }
 }

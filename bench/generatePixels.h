@@ -1,11 +1,33 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
+#include <vector>
 
-/// 400 frames of 512 x 512 16-bit pixels, 12 bits stored: uncompressed, RLE, JPEG lossless and JPEG-LS (200 MB each
-/// when decoded).
-void writeMultiFrames(const std::filesystem::path& folder);
+#include "dcmtk/config/osconfig.h"
 
-/// Ends the program with a message when a condition is bad.
-class OFCondition;
+#include "dcmtk/dcmdata/dctk.h"
+
+/// Ends the program when DCMTK reports a failure.
 void check(const OFCondition& condition);
+
+/// A transfer syntax that the benchmarks write, and how their files are named after it.
+struct Encoding {
+    std::string suffix; ///< "" or "-rle", "-jpeg", "-jpegls"
+    E_TransferSyntax syntax;
+    const DcmRepresentationParameter* parameter;
+};
+
+/// Uncompressed, RLE, JPEG lossless and JPEG-LS lossless.
+const std::vector<Encoding>& encodings();
+
+constexpr int kSize = 512; ///< rows and columns of every picture
+
+/// A body in air with noise in the low bits, 12 bits, the same at every run.
+std::vector<Uint16> makePixels(int frames);
+
+/// Puts the attributes of pictures of kSize x kSize with 12 of 16 bits, and the pixels.
+void putPixels(DcmDataset& dataset, const Uint16* pixels, int frames);
+
+/// Writes frames.dcm and frames-rle.dcm, frames-jpeg.dcm, frames-jpegls.dcm: 400 frames of 512 x 512 pixels of 16 bits.
+void writeMultiFrames(const std::filesystem::path& folder);

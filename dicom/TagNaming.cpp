@@ -2,6 +2,7 @@
 #include <ctime>
 #include <iomanip>
 #include <sstream>
+#include <unordered_map>
 
 #include "DcmUtility.h"
 #include "ErrorManager.h"
@@ -43,7 +44,9 @@ std::string getTagNameAsString(DcmTag tag, bool numeric) {
     return name.find(kRetired) == std::string::npos ? name : name.substr(kRetired.size());
 }
 
-DcmTagKey getTagKey(const DcmDataDictionary& dictionary, const std::string& name) {
+namespace {
+
+DcmTagKey findTagKey(const DcmDataDictionary& dictionary, const std::string& name) {
     const DcmDictEntry* entry = dictionary.findEntry(name.c_str());
     if (entry == nullptr) {
         entry = dictionary.findEntry((kRetired + name).c_str());
@@ -52,6 +55,18 @@ DcmTagKey getTagKey(const DcmDataDictionary& dictionary, const std::string& name
         GTU::ErrorManager::throwException("InvalidTagName", name);
     }
     return entry->getKey();
+}
+
+} // namespace
+
+DcmTagKey getTagKey(const DcmDataDictionary& dictionary, const std::string& name) {
+    if (&dictionary != &GeneralInfoMap) {
+        return findTagKey(dictionary, name);
+    }
+    // DCMTK looks at every entry for a name, which costs more than opening a file; what was found once is kept.
+    static std::unordered_map<std::string, DcmTagKey> found;
+    const auto known = found.find(name);
+    return known != found.end() ? known->second : found.emplace(name, findTagKey(dictionary, name)).first->second;
 }
 
 // A number beyond 16 bits is cut, not refused: hosts pass tags in forms that rely on it.
