@@ -4,6 +4,8 @@
 
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcelem.h"
+#include "dcmtk/dcmdata/dcstack.h"
+#include "dcmtk/dcmdata/dcxfer.h"
 
 namespace radvex {
 
@@ -44,6 +46,30 @@ bool isPlanarColourOfAnotherModel(DcmItem& dataset) {
            interpretation != "RGB" && interpretation != "YBR_FULL";
 }
 
+/// DCMTK multiplies the sides of an overlay plane and its frames in 64 bits; past them a plane of any size would count
+/// as whole.
+bool overlayOverflows(DcmItem& dataset, Uint16 group) {
+    constexpr Uint16 kRows = 0x0010;
+    constexpr Uint16 kColumns = 0x0011;
+    constexpr Uint16 kFrames = 0x0015;
+    constexpr double kMostBits = 9.0e18; // below 2 to the power of 63
+    constexpr double kBitsOfWord = 16.0;
+    Sint32 frames = 1;
+    (void)dataset.findAndGetSint32(DcmTagKey(group, kFrames), frames, 0, OFFalse);
+    return kBitsOfWord * std::max(1.0, static_cast<double>(frames)) * numberOr(0, dataset, DcmTagKey(group, kRows)) *
+               numberOr(0, dataset, DcmTagKey(group, kColumns)) >
+           kMostBits;
+}
+
+bool anyOverlayOverflows(DcmItem& dataset) {
+    for (Uint16 group = 0x6000; group <= 0x601E; group = static_cast<Uint16>(group + 2)) {
+        if (overlayOverflows(dataset, group)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 } // namespace
 
 bool promisesTooManyPixels(DcmItem& dataset) {
@@ -56,7 +82,30 @@ bool promisesTooManyPixels(DcmItem& dataset) {
 bool misleadsTheRenderer(DcmItem& dataset) {
     const bool endsInsideAWord =
         numberOr(0, dataset, DCM_BitsAllocated) == 32 && static_cast<Uint32>(heldBytes(dataset)) % 4 != 0;
-    return endsInsideAWord || (isPlanarColourOfAnotherModel(dataset) && isShort(dataset));
+    return endsInsideAWord || anyOverlayOverflows(dataset) ||
+           (isPlanarColourOfAnotherModel(dataset) && isShort(dataset));
+}
+
+bool unpacksToTooMuch(DcmDataset& dataset) {
+    constexpr double kMostPacked = 1000.0; // an empty JPEG-LS frame packs about eight times better, but is small
+    const E_TransferSyntax syntax = dataset.getOriginalXfer();
+    if (!DcmXfer(syntax).isEncapsulated()) {
+        return false;
+    }
+    DcmStack stack;
+    stack.push(&dataset);
+    while (dataset.search(DCM_PixelData, stack, ESM_afterStackTop, OFTrue).good()) {
+        auto* pixels = dynamic_cast<DcmElement*>(stack.top());
+        auto* item = dynamic_cast<DcmItem*>(stack.elem(1)); // what the pixels stand in
+        if (item == nullptr || pixels == nullptr) {
+            continue;
+        }
+        const double unpacked = framesOf(*item) * samplesOfFrame(*item) * bitsOfSample(*item) / 8.0;
+        if (unpacked - kMostPacked * pixels->getLength(syntax) > kMaxMissingBytes) {
+            return true;
+        }
+    }
+    return false;
 }
 
 } // namespace radvex

@@ -2,7 +2,7 @@
 
 #include "dcmtk/config/osconfig.h"
 
-#include "dcmtk/dcmdata/dcitem.h"
+#include "dcmtk/dcmdata/dcdatset.h"
 
 namespace radvex {
 
@@ -15,8 +15,13 @@ inline constexpr double kMaxMissingBytes = 256.0 * 1024 * 1024;
 /// missing count as 1.
 bool promisesTooManyPixels(DcmItem& dataset);
 
-/// True when DCMTK's renderer would read beyond Pixel Data: 32-bit pixels that end inside a word, and short values of
-/// colour by plane other than RGB and YBR_FULL, whose later planes it looks for where none are.
+/// True when DCMTK's renderer would read beyond Pixel Data: 32-bit pixels that end inside a word, overlay planes whose
+/// size it cannot count, and short values of colour by plane other than RGB and YBR_FULL, whose later planes it looks
+/// for where none are.
 bool misleadsTheRenderer(DcmItem& dataset);
+
+/// True when compressed pixels, those of nested items too, promise so many times what they hold that no encoder wrote
+/// them. DCMTK reserves the promised size before it decodes the first byte.
+bool unpacksToTooMuch(DcmDataset& dataset);
 
 } // namespace radvex
