@@ -1,5 +1,6 @@
 // Pictures of a file: rendered by DCMTK, or copied from Pixel Data as it lies when DCMTK cannot render it.
 
+#include "CompressedPixels.h"
 #include "DcmFileReader.h"
 #include "ImageRendering.h"
 #include "NumericArray.h"
@@ -52,7 +53,7 @@ GenericArray toHostsReals(GenericArray array, vint type) {
 std::unique_ptr<DicomImage> DcmFileReader::openDicomImage(const ImageOpenOptions& options) const {
     // A file without it is unsigned. It stays in the dataset; status ignored, since DCMTK says what it misses.
     (void)dataset->putAndInsertUint16(DcmTag(DCM_PixelRepresentation), 0, 0, OFFalse);
-    if (promisesTooManyPixels(*dataset) || misleadsTheRenderer(*dataset)) {
+    if (promisesTooManyPixels(*dataset) || misleadsTheRenderer(*dataset) || unpacksToTooMuch(*dataset)) {
         ErrorManager::throwException("ImageOpenError", filePath, DicomImage::getString(EIS_InvalidImage));
     }
     auto image = std::make_unique<DicomImage>(
