@@ -29,6 +29,8 @@ int run(int argc, char** argv) {
     addDataCommand(app, session);
     addOverlaysCommand(app, session);
     addIndexCommand(app);
+    addTreeCommand(app, session);
+    addSeriesCommand(app, session);
     addDictionaryCommands(app, session);
     addErrorsCommand(app, session);
     addCallCommand(app, session);
