@@ -29,8 +29,8 @@ std::unordered_map<std::string, std::string> readModalities(velmora::Host& host,
     const Value found = host.call("ReadMetadata", {dicomdir, Store::ofTexts({"DirectoryRecordSequence"}), false});
     for (const NodeView sequence : found.get<Store>()) {
         for (const NodeView record : storeOf(sequence)) {
-            if (const std::string modality = textIn(storeOf(record), "Modality"); !modality.empty()) {
-                modalities.emplace(textIn(storeOf(record), "SeriesInstanceUID"), modality);
+            if (const std::string uid = textIn(storeOf(record), "SeriesInstanceUID"); !uid.empty()) {
+                modalities.emplace(uid, textIn(storeOf(record), "Modality"));
             }
         }
     }
