@@ -13,18 +13,14 @@ namespace radvex {
 namespace {
 
 /// Holds the headers of an ordinary image up to its pixels.
-constexpr std::size_t kFirstChunk = 8 * 1024;
+constexpr std::size_t kFirstChunk = std::size_t{8} * 1024;
 /// After a value was skipped: a few headers, and the next value may be long again.
 constexpr std::size_t kChunkAfterSkip = 1024;
 
 } // namespace
 
-bool ByteSource::skip(std::uint64_t count) {
+bool ByteSource::skipBeyondWindow(std::uint64_t count) {
     const std::size_t held = mEnd - mBegin;
-    if (count <= held) {
-        consume(static_cast<std::size_t>(count));
-        return true;
-    }
     consume(held);
     mBegin = mEnd = 0;
     const std::uint64_t passed = passOver(count - held);
@@ -64,6 +60,9 @@ FileSource::~FileSource() {
 
 std::size_t FileSource::readOn(std::uint8_t* into, std::size_t room) {
     const auto count = static_cast<std::size_t>(std::min<std::uint64_t>({room, mChunk, mSize - mNext}));
+    if (count == 0) {
+        return 0;
+    }
     ssize_t got = 0;
     do {
         got = pread(mDescriptor, into, count, static_cast<off_t>(mNext));

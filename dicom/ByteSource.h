@@ -20,7 +20,7 @@ class ByteSource {
     virtual ~ByteSource() = default;
 
     /// The most bytes that one peek can show.
-    static constexpr std::size_t kWindow = 32 * 1024;
+    static constexpr std::size_t kWindow = std::size_t{32} * 1024;
 
     /// Bytes from the beginning of the file to the next one; inflated bytes count as if they stood in the file.
     std::uint64_t position() const { return mPosition; }
@@ -40,7 +40,13 @@ class ByteSource {
     }
 
     /// Moves on. @return false when the bytes end before; the position is then at the end
-    bool skip(std::uint64_t count);
+    bool skip(std::uint64_t count) {
+        if (count > mEnd - mBegin) {
+            return skipBeyondWindow(count);
+        }
+        consume(static_cast<std::size_t>(count));
+        return true;
+    }
 
   protected:
     explicit ByteSource(std::uint64_t position)
@@ -56,6 +62,7 @@ class ByteSource {
 
   private:
     void refill(std::size_t wanted);
+    bool skipBeyondWindow(std::uint64_t count);
 
     std::unique_ptr<std::uint8_t[]> mBuffer;
     std::size_t mBegin = 0; ///< first unread byte of the window

@@ -25,25 +25,19 @@ bool isWaveformValue(TagNumber tag) {
     return tag == 0x54001010 || tag == 0x5400100A || tag == 0x54000110 || tag == 0x54000112;
 }
 
-ElementContent contentOfBytes(const ElementHeader& header, const ElementSurroundings& surroundings) {
-    if (header.length != kUndefinedLength) {
-        return header.tag == kVoiLutTag ? ElementContent::Refused : ElementContent::Value;
-    }
-    if (header.tag == kPixelDataTag || surroundings.isPrivatePixelData) {
+ElementContent contentOfBytes(TagNumber tag, const ElementSurroundings& surroundings) {
+    if (tag == kPixelDataTag || surroundings.isPrivatePixelData) {
         return ElementContent::PixelSequence;
     }
-    return isOverlayData(header.tag) ? ElementContent::Value : ElementContent::Refused;
+    return isOverlayData(tag) ? ElementContent::Value : ElementContent::Refused;
 }
 
 /// The dictionary leaves open whether these are bytes or words.
-ElementContent contentOfEither(const ElementHeader& header, const ElementSurroundings& surroundings) {
-    if (header.length != kUndefinedLength) {
-        return ElementContent::Value;
-    }
-    if (header.tag == kPixelDataTag) {
+ElementContent contentOfEither(TagNumber tag, const ElementSurroundings& surroundings) {
+    if (tag == kPixelDataTag) {
         return ElementContent::PixelSequence;
     }
-    const bool isSettled = isCurveData(header.tag) || (isWaveformValue(header.tag) && surroundings.hasWaveformBits);
+    const bool isSettled = isCurveData(tag) || (isWaveformValue(tag) && surroundings.hasWaveformBits);
     return surroundings.isCheckedForVr && isSettled ? ElementContent::Refused : ElementContent::Value;
 }
 
@@ -82,20 +76,12 @@ struct GrowingText {
 
 } // namespace
 
-ElementContent contentOf(const ElementHeader& header, const ElementSurroundings& surroundings) {
+ElementContent contentOfUncommon(const ElementHeader& header) {
     switch (header.vr) {
     case EVR_SQ: return ElementContent::Sequence;
     case EVR_na: return contentOfDelimiter(header.tag);
     case EVR_OB:
-    case EVR_OW: return contentOfBytes(header, surroundings);
-    case EVR_ox: return contentOfEither(header, surroundings);
-    case EVR_px:
-    case EVR_PixelData:
-        return header.length == kUndefinedLength ? ElementContent::PixelSequence : ElementContent::Value;
-    case EVR_UN:
-    case EVR_UNKNOWN:
-    case EVR_UNKNOWN2B: // a sequence in disguise
-        return header.length == kUndefinedLength ? ElementContent::Sequence : ElementContent::Value;
+    case EVR_OW: return header.tag == kVoiLutTag ? ElementContent::Refused : ElementContent::Value;
     case EVR_item:
     case EVR_metainfo:
     case EVR_dataset:
@@ -104,7 +90,21 @@ ElementContent contentOf(const ElementHeader& header, const ElementSurroundings&
     case EVR_dirRecord:
     case EVR_pixelSQ:
     case EVR_pixelItem: return ElementContent::Refused;
-    default: return ElementContent::Value; // of undefined length too: four billion bytes to DCMTK
+    default: return ElementContent::Value;
+    }
+}
+
+ElementContent contentOfUndefined(const ElementHeader& header, const ElementSurroundings& surroundings) {
+    switch (header.vr) {
+    case EVR_OB:
+    case EVR_OW: return contentOfBytes(header.tag, surroundings);
+    case EVR_ox: return contentOfEither(header.tag, surroundings);
+    case EVR_px:
+    case EVR_PixelData: return ElementContent::PixelSequence;
+    case EVR_UN:
+    case EVR_UNKNOWN:
+    case EVR_UNKNOWN2B: return ElementContent::Sequence; // a sequence in disguise
+    default: return contentOf(header);                   // a value too: of four billion bytes, to DCMTK
     }
 }
 

@@ -15,6 +15,12 @@ constexpr TagNumber kNextRecordTag = 0x00041400;
 constexpr TagNumber kLowerRecordTag = 0x00041420;
 constexpr TagNumber kWaveformBitsTag = 0x54001004;
 
+/// Sorts out almost all elements at once.
+bool maySteer(TagNumber tag) {
+    const TagNumber group = tag >> 16;
+    return isPrivateCreator(tag) || group == 0x0002 || group == 0x0004 || group == 0x5400;
+}
+
 bool isNumber(DcmEVR vr) { return vr == EVR_UL || vr == EVR_up || vr == EVR_OL; }
 
 } // namespace
@@ -85,7 +91,7 @@ bool ElementWalk::hasMore(const Open& open) {
 }
 
 void ElementWalk::openUp(Kind kind, Encoding encoding, TagNumber tag, std::uint32_t length) {
-    mOpen.push_back({kind, encoding, tag, mSource.position(), length});
+    mOpen.emplace_back(kind, encoding, tag, mSource.position(), length);
     mSequences += mOpen.back().isSequence() ? 1U : 0U;
 }
 
@@ -106,7 +112,7 @@ ElementWalk::Step ElementWalk::refuse(const std::string& reason) {
 
 ElementWalk::Step ElementWalk::readItem(Open& sequence) {
     ElementHeader header;
-    if (!readItemHeader(mSource, sequence.encoding, header)) {
+    if (!mHeaders.readItem(sequence.encoding, header)) {
         return Step::IsLast;
     }
     if (header.tag == kSequenceDelimiterTag) {
@@ -125,19 +131,20 @@ ElementWalk::Step ElementWalk::readItem(Open& sequence) {
 
 ElementWalk::Step ElementWalk::readElement(Open& item) {
     ElementHeader header;
-    if (!readElementHeader(mSource, item.encoding, mDictionary, header)) {
+    if (!mHeaders.readElement(item.encoding, header)) {
         return Step::IsLast;
     }
-    const char* creator = creatorOf(item, header.tag);
-    if (mRefusal) {
-        return Step::IsLast;
+    const char* creator = nullptr;
+    if (isPrivate(header.tag) && elementNumber(header.tag) >= 0x1000) {
+        creator = creatorOf(item, header.tag);
+        if (mRefusal) {
+            return Step::IsLast;
+        }
     }
     if (creator != nullptr && !item.encoding.isExplicit) {
-        header.vr = mDictionary.ofPrivate(header.tag, creator, header.vr);
+        mHeaders.lookUpPrivate(header, creator);
     }
-    const ElementContent content = isLargerThanItem(item, header)
-                                       ? ElementContent::Refused
-                                       : contentOf(header, surroundingsOf(item, header, creator));
+    const ElementContent content = contentIn(item, header, creator);
     switch (content) {
     case ElementContent::ItemEnd: return Step::EndsItem;
     case ElementContent::Refused: return Step::IsRefusedByDcmtk;
@@ -168,34 +175,33 @@ ElementWalk::Step ElementWalk::openSequence(Open& item, const ElementHeader& hea
 
 ElementWalk::Step ElementWalk::readValue(Open& item, const ElementHeader& header, bool isLast) {
     const std::uint64_t end = mSource.position() + header.length;
-    noteSteering(item, header, isLast);
+    if (maySteer(header.tag)) {
+        noteSteering(item, header, isLast);
+    }
     return mSource.skip(end - mSource.position()) ? Step::GoesOn : Step::IsLast;
 }
 
 /// DCMTK refuses such an element in items of defined length; directory records are no items to it.
 bool ElementWalk::isLargerThanItem(const Open& item, const ElementHeader& header) const {
-    if (item.kind != Kind::Item || item.length == kUndefinedLength || header.length == kUndefinedLength) {
+    if (item.kind != Kind::Item || item.length == kUndefinedLength) {
         return false;
     }
     const std::uint64_t read = mSource.position() - item.start;
     return read <= item.length && header.length > item.length - read;
 }
 
-ElementSurroundings ElementWalk::surroundingsOf(const Open& item, const ElementHeader& header, const char* creator) {
-    ElementSurroundings surroundings;
-    if (header.length == kUndefinedLength) { // asked for nothing else
-        surroundings.isPrivatePixelData =
-            isPrivate(header.tag) && mDictionary.ofPrivate(header.tag, creator, EVR_UNKNOWN) == EVR_px;
-        surroundings.isCheckedForVr = !item.encoding.isExplicit && item.kind != Kind::MetaInformation;
-        surroundings.hasWaveformBits = item.waveformBits.value != 0;
+ElementContent ElementWalk::contentIn(const Open& item, const ElementHeader& header, const char* creator) {
+    if (header.length != kUndefinedLength) {
+        return isLargerThanItem(item, header) ? ElementContent::Refused : contentOf(header);
     }
-    return surroundings;
+    ElementSurroundings surroundings;
+    surroundings.isPrivatePixelData = isPrivate(header.tag) && mHeaders.isPrivatePixelData(header.tag, creator);
+    surroundings.isCheckedForVr = !item.encoding.isExplicit && item.kind != Kind::MetaInformation;
+    surroundings.hasWaveformBits = item.waveformBits.value != 0;
+    return contentOfUndefined(header, surroundings);
 }
 
 const char* ElementWalk::creatorOf(const Open& item, TagNumber tag) {
-    if (!isPrivate(tag) || elementNumber(tag) < 0x1000) {
-        return nullptr;
-    }
     mComparisons += item.creatorsKept;
     if (mComparisons > mLimits.comparisons) {
         refuse("too many private creators");
@@ -205,15 +211,18 @@ const char* ElementWalk::creatorOf(const Open& item, TagNumber tag) {
 
 bool ElementWalk::countElement(Open& item, TagNumber tag) {
     mComparisons += item.order.add(tag);
-    if (isPrivateCreator(tag) || (tag < item.order.largest() && isPrivateCreator(item.order.largest()))) {
-        ++item.creatorsKept;
-    }
+    const TagNumber largest = item.order.largest();
+    item.creatorsKept += isPrivateCreator(tag) || (tag < largest && isPrivateCreator(largest)) ? 1U : 0U;
+    return (item.order.outOfOrder() <= mLimits.outOfOrder && mComparisons <= mLimits.comparisons) || refuseOrder(item);
+}
+
+bool ElementWalk::refuseOrder(const Open& item) {
     if (item.order.outOfOrder() > mLimits.outOfOrder) {
         refuse("over " + std::to_string(mLimits.outOfOrder) + " elements of one item out of order");
-    } else if (mComparisons > mLimits.comparisons) {
+    } else {
         refuse("too many elements out of order");
     }
-    return !mRefusal;
+    return false;
 }
 
 /// Takes note of values that decide how DCMTK goes on. Moves over some of them, in part or as a whole.
@@ -224,8 +233,9 @@ void ElementWalk::noteSteering(Open& item, const ElementHeader& header, bool isL
     } else if (tag == kWaveformBitsTag && !item.waveformBits.isSeen) {
         item.waveformBits = {true, header.length >= 2 ? 1U : 0U};
     } else if (mIsInMeta && tag == kTransferSyntaxTag) {
-        const bool isUid = header.vr == EVR_UI;
-        mSyntaxes.push_back(isUid ? DcmXfer(readText(mSource, header).value_or("").c_str()).getXfer() : EXS_Unknown);
+        const auto uid = header.vr == EVR_UI ? readText(mSource, header) : std::nullopt;
+        // To DCMTK no value is none, and one of nothing but spaces is the UID of an unofficial syntax.
+        mSyntaxes.push_back(uid ? DcmXfer(uid->c_str()).getXfer() : EXS_Unknown);
     } else if (item.kind == Kind::MetaInformation && tag == kMetaLengthTag) {
         noteNumber(mGroupLength, item.encoding, header);
         mHasGroupLength = isNumber(header.vr) && header.length >= 4;

@@ -21,8 +21,7 @@ namespace radvex {
 /// but for those that steer the parser. It follows DCMTK's global settings as they are by default.
 class ElementWalk {
   public:
-    ElementWalk(ByteSource& source, DictionaryVrs& dictionary, const ParseLimits& limits)
-        : mSource(source), mDictionary(dictionary), mLimits(limits) {}
+    ElementWalk(ByteSource& source, const ParseLimits& limits) : mSource(source), mHeaders(source), mLimits(limits) {}
 
     /// @return false when DCMTK reads no dataset after this, or a bound is exceeded
     bool walkMetaInformation(Encoding encoding);
@@ -46,6 +45,9 @@ class ElementWalk {
     };
 
     struct Open {
+        Open(Kind kindOf, Encoding encodingOf, TagNumber tagOf, std::uint64_t startOf, std::uint32_t lengthOf)
+            : kind(kindOf), encoding(encodingOf), tag(tagOf), start(startOf), length(lengthOf) {}
+
         Kind kind;
         Encoding encoding;
         TagNumber tag;        ///< of a sequence
@@ -72,15 +74,16 @@ class ElementWalk {
     Step openSequence(Open& item, const ElementHeader& header, ElementContent content);
     Step readValue(Open& item, const ElementHeader& header, bool isLast);
     bool isLargerThanItem(const Open& item, const ElementHeader& header) const;
-    ElementSurroundings surroundingsOf(const Open& item, const ElementHeader& header, const char* creator);
+    ElementContent contentIn(const Open& item, const ElementHeader& header, const char* creator);
     const char* creatorOf(const Open& item, TagNumber tag);
     bool countElement(Open& item, TagNumber tag);
+    bool refuseOrder(const Open& item);
     void noteSteering(Open& item, const ElementHeader& header, bool isLast);
     void noteNumber(Number& number, Encoding encoding, const ElementHeader& header);
     bool readFirstOfMeta();
 
     ByteSource& mSource;
-    DictionaryVrs& mDictionary;
+    HeaderReader mHeaders;
     const ParseLimits& mLimits;
     std::vector<Open> mOpen{};
     std::size_t mSequences = 0; ///< those that are open
