@@ -269,7 +269,9 @@ TEST_F(ParseGuard, PassesADeepStructuredReport) {
 TEST_F(ParseGuard, PassesPublicSamples) {
     const ProcessResult found = runProcess({RADVEX_SOURCE_DIR "/scripts/samples.sh"});
     const std::filesystem::path samples = found.output.substr(0, found.output.find('\n'));
-    ASSERT_TRUE(std::filesystem::is_directory(samples)) << "python3-pydicom is not installed";
+    if (!std::filesystem::is_directory(samples)) {
+        GTEST_SKIP() << "python3-pydicom is not installed";
+    }
     int files = 0;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(samples)) {
         if (entry.is_regular_file()) {

@@ -156,6 +156,8 @@ std::vector<NestingWay> waysByMeta() {
                 return withMeta(std::string(kImplicit) + std::string(1, '\0') + "garbage", dataset);
             },
             nesting(kI, true, true)),
+        way("EmptySyntax", in(""), nesting(kE, false, false)),
+        way("SyntaxOfSpaces", in("  "), nesting({false, true}, kI, 0x00091001, "")),
         way("HiddenSyntax", withHiddenSyntax, nesting(kI, true, true)),
         way("ShortGroupLength", withShortGroupLength, nesting(kE, false, false)),
         way("InMeta", inMeta, nesting(kE, kE, 0x00020102, "SQ")),
