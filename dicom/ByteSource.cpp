@@ -30,11 +30,11 @@ bool ByteSource::skipBeyondWindow(std::uint64_t count) {
 
 void ByteSource::refill(std::size_t wanted) {
     const std::size_t held = mEnd - mBegin;
-    std::memmove(mBuffer.get(), mBuffer.get() + mBegin, held);
+    std::memmove(mBuffer.data(), mBuffer.data() + mBegin, held);
     mBegin = 0;
     mEnd = held;
     while (mEnd < std::min(wanted, kWindow)) {
-        const std::size_t count = readOn(mBuffer.get() + mEnd, kWindow - mEnd);
+        const std::size_t count = readOn(mBuffer.data() + mEnd, kWindow - mEnd);
         if (count == 0) {
             return;
         }

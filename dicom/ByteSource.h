@@ -4,7 +4,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <span>
 #include <string>
 
@@ -19,8 +18,9 @@ class ByteSource {
     ByteSource& operator=(const ByteSource&) = delete;
     virtual ~ByteSource() = default;
 
-    /// The most bytes that one peek can show.
-    static constexpr std::size_t kWindow = std::size_t{32} * 1024;
+    /// The most bytes that one peek can show. Small enough for the stack: a block of this size from the heap would
+    /// first have it tidied up after the file before.
+    static constexpr std::size_t kWindow = std::size_t{16} * 1024;
 
     /// Bytes from the beginning of the file to the next one; inflated bytes count as if they stood in the file.
     std::uint64_t position() const { return mPosition; }
@@ -30,7 +30,7 @@ class ByteSource {
         if (mEnd - mBegin < wanted) {
             refill(wanted);
         }
-        return {mBuffer.get() + mBegin, std::min(wanted, mEnd - mBegin)};
+        return {mBuffer.data() + mBegin, std::min(wanted, mEnd - mBegin)};
     }
 
     /// Moves over bytes that a peek has shown.
@@ -49,8 +49,8 @@ class ByteSource {
     }
 
   protected:
-    explicit ByteSource(std::uint64_t position)
-        : mBuffer(std::make_unique_for_overwrite<std::uint8_t[]>(kWindow)), mPosition(position) {}
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): the window is written before it is read
+    explicit ByteSource(std::uint64_t position) : mPosition(position) {}
 
     /// Puts at most `room` bytes that follow what was read so far. @return their number, 0 at the end
     virtual std::size_t readOn(std::uint8_t* into, std::size_t room) = 0;
@@ -58,13 +58,13 @@ class ByteSource {
     virtual std::uint64_t passOver(std::uint64_t count) = 0;
 
     /// The window, for use while nothing in it is unread.
-    std::uint8_t* scratch() { return mBuffer.get(); }
+    std::uint8_t* scratch() { return mBuffer.data(); }
 
   private:
     void refill(std::size_t wanted);
     bool skipBeyondWindow(std::uint64_t count);
 
-    std::unique_ptr<std::uint8_t[]> mBuffer;
+    std::array<std::uint8_t, kWindow> mBuffer;
     std::size_t mBegin = 0; ///< first unread byte of the window
     std::size_t mEnd = 0;
     std::uint64_t mPosition;
