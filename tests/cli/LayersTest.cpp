@@ -73,6 +73,7 @@ TEST(Layers, OnlyTheDicomLayerKnowsDcmtk) {
 TEST(Layers, HostAndCommandSeeTheLibraryAsAnyHostWould) {
     std::set<std::string> behind = headersOf("dicom");
     behind.merge(headersOf("bridge"));
+    behind.merge(headersOf("guard"));
     expectNoneOf("host", behind);
     behind.merge(headersOf("tether"));
     for (const std::string& header : headersOf("study")) {
@@ -95,12 +96,14 @@ TEST(Layers, TheBridgeKnowsNeitherDicomNorTheHost) {
     expectNoneOf("bridge", above);
 }
 
-TEST(Layers, TheStudyLayerStandsOnDcmtkAlone) {
+TEST(Layers, TheStudyLayerStandsOnDcmtkAndTheGuardAlone) {
     std::set<std::string> others;
     for (const char* room : {"dicom", "bridge", "host", "cli", "tether", "include"}) {
         others.merge(headersOf(room));
     }
     expectNoneOf("study", others);
+    others.merge(headersOf("study"));
+    expectNoneOf("guard", others);
 }
 
 TEST(Layers, WhatTheCommandSeesOfTheStudyLayerKnowsNoDcmtk) {
