@@ -118,6 +118,24 @@ TEST_F(DirectoryFiles, AFileNameIsTheFileIdWithSlashes) {
     EXPECT_EQ(reader.getDirectoryRecordFileName(&empty, false), "");
 }
 
+TEST_F(DirectoryFiles, TheKeyOfALevelIsTheFirstAttributeThatIsNotEmpty) {
+    const auto key = [](const char* id, const char* name) {
+        DcmItem item;
+        if (id != nullptr) {
+            item.putAndInsertString(DCM_PatientID, id);
+        }
+        if (name != nullptr) {
+            item.putAndInsertString(DCM_PatientName, name);
+        }
+        return getItemIDTag(&item, DCM_PatientID, DCM_PatientName);
+    };
+    EXPECT_EQ(key("P", "N"), "P");
+    EXPECT_EQ(key("", "N"), "N");
+    EXPECT_EQ(key(nullptr, "N"), "N");
+    EXPECT_EQ(key("P\\Q", nullptr), "P\\Q") << "all values";
+    EXPECT_EQ(key(nullptr, nullptr), "");
+}
+
 TEST_F(DirectoryFiles, FileNamesAreThoseOfWhatPassesInDirectoryOrder) {
     const std::string path = writeMedium(
         folder, {patientRecord("P", "", {studyRecord("1", {seriesOf("1.1", {"C", "A"}), seriesOf("1.2", {"B", "B"})})}),

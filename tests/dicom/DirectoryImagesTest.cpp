@@ -275,6 +275,26 @@ TEST_F(DirectoryImages, EqualThoseOfTheSingleFilesWithEveryScalingOfTheirOwn) {
     }
 }
 
+TEST_F(DirectoryImages, FlagsThatWouldHarmAReaderAreHarmless) {
+    writeFileIds({"A", "B"});
+    writeImage("A", 1, some(10));
+    writeImage("B", 2, some(20));
+    const auto before = elementsOf<std::uint16_t>(imageAt(volumes(kCommon).view(), {0, 0, 0}));
+    for (const vint flags : {0x20, 0x4, 0x24, 0x400, 0x424}) {
+        auto arguments = pictureArguments(kCommon);
+        arguments[3] = flags;
+        const Value all = call("Read2DImagesDir", arguments);
+        arguments = volumeArguments(kCommon);
+        arguments[5] = flags;
+        const Value volume = call("Read3DImage", arguments);
+        EXPECT_EQ(elementsOf<std::uint16_t>(imageAt(volume.get<Store>().view(), {0, 0, 0})), before) << flags;
+        auto joined = elementsOf<std::uint16_t>(imageAt(all.get<Store>().view(), {0, 0, 0, 0}));
+        const auto second = elementsOf<std::uint16_t>(imageAt(all.get<Store>().view(), {0, 0, 0, 1}));
+        joined.insert(joined.end(), second.begin(), second.end());
+        EXPECT_EQ(joined, before) << flags;
+    }
+}
+
 TEST_F(DirectoryImages, ArgumentsAreReadAndRefusedInTheirOrder) {
     writeFileIds({"A"});
     const Value bad = Tensor(std::vector<vint>{3}, std::vector<double>{0, 0, 0});
