@@ -7,11 +7,24 @@
 #include "DirectoryTest.h"
 #include "SeriesFiles.h"
 
+#ifdef __SANITIZE_ADDRESS__
+#include <sanitizer/lsan_interface.h>
+#endif
+
 using namespace radvex::test;
 using namespace velmora;
 using testing::AnyOf;
 
 namespace {
+
+/// While one of these is there: DCMTK does not free the record that it was reading when it throws.
+#ifdef __SANITIZE_ADDRESS__
+using DcmtkMayLeak = __lsan::ScopedDisabler;
+#else
+struct DcmtkMayLeak {
+    DcmtkMayLeak() {}
+};
+#endif
 
 class DirectoryBadInput : public DirectoryTest {
   protected:
@@ -179,9 +192,12 @@ TEST_F(DirectoryBadInput, TenThousandPatientsAreReadInTime) {
 
 TEST_F(DirectoryBadInput, ARecordTypeLongerThanAnyIsAnErrorAndTheNextReadWorks) {
     writeDirectory({{std::string(34, 'T'), {}, {}}});
-    EXPECT_EQ(codeOf("ReadDICOMDIRStructure", structureArguments()), 6);
-    EXPECT_EQ(codeOf("Read3DImage", volumeArguments(0)), 6);
-    EXPECT_EQ(codeOf("ReadPatientInfo", {path, Store::empty(), ".*"}), 6);
+    {
+        const DcmtkMayLeak scope;
+        EXPECT_EQ(codeOf("ReadDICOMDIRStructure", structureArguments()), 6);
+        EXPECT_EQ(codeOf("Read3DImage", volumeArguments(0)), 6);
+        EXPECT_EQ(codeOf("ReadPatientInfo", {path, Store::empty(), ".*"}), 6);
+    }
     writeDirectory({patientRecord("P", "", {})});
     EXPECT_EQ(structureLine(), "P{}");
 }
@@ -190,6 +206,7 @@ TEST_F(DirectoryBadInput, ARecordTypeLongerThanAnyThatComesLaterIsToo) {
     writeFileIds({"A"});
     EXPECT_EQ(structureLine(), "P{1{1.1{A}}}");
     writeMedium(folder, {{std::string(34, 'T'), {}, {}}}); // behind the open reader
+    const DcmtkMayLeak scope;
     EXPECT_EQ(codeOf("ReadDICOMDIRStructure", structureArguments()), 6);
     EXPECT_EQ(codeOf("ReadMetadataRecursive", {path, Store::empty(), ".*", false}), 6);
 }
