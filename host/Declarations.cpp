@@ -30,6 +30,11 @@ const std::vector<Declaration>& radvexDeclarations() {
         {"ReadIntermediatePixelData", {kText, kInteger, kInteger}, VType_NumericArray},
         {"ReadOverlay", {kText}, VType_Image},
         {"ReadOverlays", {kText}, kStore},
+        {"WriteImage", {kText, VType_Image, kStore, kStore, kText, kInteger, kInteger, kStore}, kNone},
+        {"DicomAnonymize", {kText, kText, kStore}, kNone},
+        {"SetDefaultTagValue", {kText, kText}, kNone},
+        {"GetDefaultTagValue", {kText}, kText},
+        {"GetDictionaryInfo", {}, kStore},
     };
     return declarations;
 }

@@ -42,7 +42,12 @@ const std::set<std::string> kExports{"VelmoraLibrary_initialize",
                                      "ReadImageData",
                                      "ReadIntermediatePixelData",
                                      "ReadOverlay",
-                                     "ReadOverlays"};
+                                     "ReadOverlays",
+                                     "WriteImage",
+                                     "DicomAnonymize",
+                                     "SetDefaultTagValue",
+                                     "GetDefaultTagValue",
+                                     "GetDictionaryInfo"};
 
 } // namespace
 
