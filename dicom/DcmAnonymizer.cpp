@@ -21,13 +21,10 @@ std::string newUid() {
     return uid.data();
 }
 
-/// Items and fragments of pixel data have a tag too, and take no value.
+/// An item has a tag too, and takes no value.
 OFCondition putValue(DcmObject* object, const std::string& value) {
     auto* element = dynamic_cast<DcmElement*>(object);
-    if (element == nullptr || element->ident() == EVR_pixelItem) {
-        return EC_InvalidTag;
-    }
-    return element->putString(value.c_str());
+    return element == nullptr ? OFCondition(EC_InvalidTag) : element->putString(value.c_str());
 }
 
 } // namespace

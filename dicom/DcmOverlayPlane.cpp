@@ -55,16 +55,16 @@ void DcmOverlayPlane::putText(DcmDataset& dataset, Uint16 element, const char* k
 
 void DcmOverlayPlane::writePlaneToDataset(DcmDataset& dataset) const {
     const std::string origin = std::to_string(mOriginRow) + '\\' + std::to_string(mOriginColumn);
-    (void)dataset.putAndInsertUint16(tag(0x0010, EVR_US), mRows, OFTrue);
-    (void)dataset.putAndInsertUint16(tag(0x0011, EVR_US), mColumns, OFTrue);
+    (void)dataset.putAndInsertUint16(tag(0x0010, EVR_US), mRows, 0, OFTrue);
+    (void)dataset.putAndInsertUint16(tag(0x0011, EVR_US), mColumns, 0, OFTrue);
     (void)dataset.putAndInsertString(tag(0x0015, EVR_IS), std::to_string(mFrames).c_str(), OFTrue);
     putText(dataset, 0x0022, "OverlayDescription", mDescription);
     (void)dataset.putAndInsertString(tag(0x0040, EVR_CS), mType.c_str(), OFTrue);
     putText(dataset, 0x0045, "OverlaySubtype", mSubtype);
     (void)dataset.putAndInsertString(tag(0x0050, EVR_SS), origin.c_str(), OFTrue);
-    (void)dataset.putAndInsertUint16(tag(0x0051, EVR_US), mImageFrameOrigin, OFTrue);
-    (void)dataset.putAndInsertUint16(tag(0x0100, EVR_US), 1, OFTrue);
-    (void)dataset.putAndInsertUint16(tag(0x0102, EVR_US), 0, OFTrue);
+    (void)dataset.putAndInsertUint16(tag(0x0051, EVR_US), mImageFrameOrigin, 0, OFTrue);
+    (void)dataset.putAndInsertUint16(tag(0x0100, EVR_US), 1, 0, OFTrue);
+    (void)dataset.putAndInsertUint16(tag(0x0102, EVR_US), 0, 0, OFTrue);
     putText(dataset, 0x1500, "OverlayLabel", mLabel);
     const OFCondition put = dataset.putAndInsertUint16Array(tag(0x3000, EVR_OW), mData.get(),
                                                             wordCount(pixelCount(mRows, mColumns, mFrames)), OFTrue);

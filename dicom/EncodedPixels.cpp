@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
+#include <vector>
 
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcpixel.h"
@@ -33,6 +35,17 @@ std::uint64_t promisedBytes(DcmDataset& dataset) {
            (numberOf(dataset, DCM_BitsAllocated) / 8) * static_cast<std::uint64_t>(std::max(frames, 1));
 }
 
+/// Samples of one frame, plane after plane, as pixel after pixel.
+void interleave(const unsigned char* planes, unsigned char* pixels, std::size_t sampleCount, std::size_t pixelCount,
+                std::size_t sampleSize) {
+    for (std::size_t sample = 0; sample < sampleCount; ++sample) {
+        for (std::size_t pixel = 0; pixel < pixelCount; ++pixel) {
+            std::memcpy(pixels + (pixel * sampleCount + sample) * sampleSize, planes, sampleSize);
+            planes += sampleSize;
+        }
+    }
+}
+
 std::uint64_t encodedBytes(DcmPixelSequence& fragments) {
     std::uint64_t bytes = 0;
     for (unsigned long index = 0; index < fragments.card(); ++index) {
@@ -52,10 +65,30 @@ bool holdsAllPixels(DcmDataset& dataset) {
     return pixels == nullptr || (promised > 0 && promised <= pixels->getLength());
 }
 
-bool canBeDecoded(DcmDataset& dataset, E_TransferSyntax syntax, const DcmRepresentationParameter* parameter) {
+void interleaveSamples(DcmDataset& dataset) {
+    const std::size_t sampleCount = numberOf(dataset, DCM_SamplesPerPixel);
+    const std::size_t pixelCount = numberOf(dataset, DCM_Rows) * numberOf(dataset, DCM_Columns);
+    const std::size_t sampleSize = numberOf(dataset, DCM_BitsAllocated) / 8;
+    DcmPixelData* pixels = pixelDataOf(dataset);
+    Uint16* words = nullptr;
+    if (pixels == nullptr || sampleCount < 2 || numberOf(dataset, DCM_PlanarConfiguration) != 1 ||
+        pixels->getUint16Array(words).bad() || words == nullptr) {
+        return;
+    }
+    const std::size_t frameSize = sampleCount * pixelCount * sampleSize;
+    auto* frame = reinterpret_cast<unsigned char*>(words);
+    std::vector<unsigned char> planes(frameSize);
+    for (std::uint64_t done = 0; done < promisedBytes(dataset); done += frameSize, frame += frameSize) {
+        std::memcpy(planes.data(), frame, frameSize);
+        interleave(planes.data(), frame, sampleCount, pixelCount, sampleSize);
+    }
+    (void)dataset.putAndInsertUint16(DCM_PlanarConfiguration, 0);
+}
+
+bool canBeDecoded(DcmDataset& dataset, E_TransferSyntax syntax) {
     DcmPixelData* pixels = pixelDataOf(dataset);
     DcmPixelSequence* fragments = nullptr;
-    if (pixels == nullptr || pixels->getEncapsulatedRepresentation(syntax, parameter, fragments).bad() ||
+    if (pixels == nullptr || pixels->getEncapsulatedRepresentation(syntax, nullptr, fragments).bad() ||
         fragments == nullptr || encodedBytes(*fragments) < promisedBytes(dataset)) {
         return true;
     }

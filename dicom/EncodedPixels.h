@@ -10,8 +10,13 @@ namespace radvex {
 /// multiply in 32 bits, and the number of frames may be the caller's.
 bool holdsAllPixels(DcmDataset& dataset);
 
+/// Puts the samples of each pixel side by side, frame by frame, and says so in PlanarConfiguration. DCMTK's lossless
+/// JPEG encoder does the same, but takes the planes of all frames for those of one.
+/// Pixel Data has to hold all pixels.
+void interleaveSamples(DcmDataset& dataset);
+
 /// True when pixels that were just compressed can be read back, as far as that is in doubt: pixels that came out no
 /// smaller than they were are decoded once, since encoders have been seen to cut them short without a word.
-bool canBeDecoded(DcmDataset& dataset, E_TransferSyntax syntax, const DcmRepresentationParameter* parameter);
+bool canBeDecoded(DcmDataset& dataset, E_TransferSyntax syntax);
 
 } // namespace radvex

@@ -3,6 +3,7 @@
 #include "DcmWriter.h"
 #include "EncodedPixels.h"
 #include "FileName.h"
+#include "JpegLsEncoding.h"
 #include "SavedFile.h"
 #include "TagWrite.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
@@ -13,6 +14,34 @@
 #include "dcmtk/dcmjpls/djrparam.h"
 
 namespace radvex {
+
+namespace {
+
+/// Lossy JPEG renders one sample a pixel, or three; of any other number it would make other pixels.
+bool isRendered(DcmDataset& dataset) {
+    Uint16 samples = 0;
+    (void)dataset.findAndGetUint16(DCM_SamplesPerPixel, samples);
+    return samples == 1 || samples == 3;
+}
+
+OFCondition compress(DcmDataset& dataset, E_TransferSyntax syntax, const DcmRepresentationParameter& parameter) {
+    switch (syntax) {
+    case EXS_JPEGLSLossless:
+    case EXS_JPEGLSLossy: return encodeJpegLs(dataset, syntax, parameter);
+    case EXS_JPEGProcess14:
+    case EXS_JPEGProcess14SV1: interleaveSamples(dataset); break;
+    case EXS_JPEGProcess1:
+    case EXS_JPEGProcess2_4:
+        if (!isRendered(dataset)) {
+            return EC_CannotChangeRepresentation;
+        }
+        break;
+    default: break;
+    }
+    return dataset.chooseRepresentation(syntax, &parameter);
+}
+
+} // namespace
 
 const std::unordered_map<std::string, E_TransferSyntax> DcmWriter::mTransferSyntaxMap{
     {"JPEGLossless", EXS_JPEGProcess14SV1},
@@ -51,11 +80,11 @@ void DcmWriter::saveCompressed(const std::string& path, const ImageWriteOptions&
     }
     const E_TransferSyntax syntax = known->second;
     const auto parameter = getRepresentationParameter(syntax, options);
-    if (!holdsAllPixels(*mDataset) || mDataset->chooseRepresentation(syntax, parameter.get()).bad() ||
+    if (!holdsAllPixels(*mDataset) || compress(*mDataset, syntax, *parameter).bad() ||
         !mDataset->canWriteXfer(syntax, EXS_Unknown)) {
         GTU::ErrorManager::throwException("ImageWriteError"); // without a reason, whatever the cause
     }
-    if (!canBeDecoded(*mDataset, syntax, parameter.get())) {
+    if (!canBeDecoded(*mDataset, syntax)) {
         GTU::ErrorManager::throwException("ImageWriteError", "The compressed pixels cannot be read back");
     }
     // Lossy compression gave the dataset a new instance UID. What is missing here is filled from there.
