@@ -85,11 +85,18 @@ void interleaveSamples(DcmDataset& dataset) {
     (void)dataset.putAndInsertUint16(DCM_PlanarConfiguration, 0);
 }
 
-bool canBeDecoded(DcmDataset& dataset, E_TransferSyntax syntax) {
-    DcmPixelData* pixels = pixelDataOf(dataset);
+DcmPixelSequence* currentFragments(DcmPixelData& pixels) {
+    E_TransferSyntax syntax = EXS_Unknown;
+    const DcmRepresentationParameter* parameter = nullptr;
     DcmPixelSequence* fragments = nullptr;
-    if (pixels == nullptr || pixels->getEncapsulatedRepresentation(syntax, nullptr, fragments).bad() ||
-        fragments == nullptr || encodedBytes(*fragments) < promisedBytes(dataset)) {
+    pixels.getCurrentRepresentationKey(syntax, parameter);
+    return pixels.getEncapsulatedRepresentation(syntax, parameter, fragments).good() ? fragments : nullptr;
+}
+
+bool canBeDecoded(DcmDataset& dataset) {
+    DcmPixelData* pixels = pixelDataOf(dataset);
+    DcmPixelSequence* fragments = pixels == nullptr ? nullptr : currentFragments(*pixels);
+    if (fragments == nullptr || encodedBytes(*fragments) < promisedBytes(dataset)) {
         return true;
     }
     DcmDataset copy(dataset); // the raw pixels beside the fragments must not answer for them

@@ -3,6 +3,7 @@
 #include "dcmtk/config/osconfig.h"
 
 #include "dcmtk/dcmdata/dcdatset.h"
+#include "dcmtk/dcmdata/dcpixel.h"
 
 namespace radvex {
 
@@ -17,6 +18,9 @@ void interleaveSamples(DcmDataset& dataset);
 
 /// True when pixels that were just compressed can be read back, as far as that is in doubt: pixels that came out no
 /// smaller than they were are decoded once, since encoders have been seen to cut them short without a word.
-bool canBeDecoded(DcmDataset& dataset, E_TransferSyntax syntax);
+bool canBeDecoded(DcmDataset& dataset);
+
+/// The fragments that the pixels are compressed to, which stay theirs; null while they are not compressed.
+DcmPixelSequence* currentFragments(DcmPixelData& pixels);
 
 } // namespace radvex

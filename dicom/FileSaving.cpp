@@ -84,7 +84,7 @@ void DcmWriter::saveCompressed(const std::string& path, const ImageWriteOptions&
         !mDataset->canWriteXfer(syntax, EXS_Unknown)) {
         GTU::ErrorManager::throwException("ImageWriteError"); // without a reason, whatever the cause
     }
-    if (!canBeDecoded(*mDataset, syntax)) {
+    if (!canBeDecoded(*mDataset)) {
         GTU::ErrorManager::throwException("ImageWriteError", "The compressed pixels cannot be read back");
     }
     // Lossy compression gave the dataset a new instance UID. What is missing here is filled from there.

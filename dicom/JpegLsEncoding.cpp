@@ -64,6 +64,28 @@ bool isLossySafe(DcmDataset& dataset, DcmPixelSequence& fragments) {
     return true;
 }
 
+/// Ends streams of an odd length as the encoder means to, with a longer marker (FF FF D9): it puts that into another
+/// buffer, and leaves behind the stream whatever was in memory there.
+OFCondition mendPadding(DcmPixelData& pixels) {
+    DcmPixelSequence* fragments = currentFragments(pixels);
+    if (fragments == nullptr) {
+        return EC_CannotChangeRepresentation;
+    }
+    for (unsigned long index = 1; index < fragments->card(); ++index) { // after the offset table
+        DcmPixelItem* fragment = nullptr;
+        Uint8* bytes = nullptr;
+        if (fragments->getItem(fragment, index).bad() || fragment->getUint8Array(bytes).bad() || bytes == nullptr) {
+            return EC_CannotChangeRepresentation;
+        }
+        Uint8* end = bytes + fragment->getLength();
+        if (fragment->getLength() > 3 && end[-3] == 0xFF && end[-2] == 0xD9) {
+            end[-2] = 0xFF;
+            end[-1] = 0xD9;
+        }
+    }
+    return EC_Normal;
+}
+
 } // namespace
 
 OFCondition encodeJpegLs(DcmDataset& dataset, E_TransferSyntax syntax, const DcmRepresentationParameter& parameter) {
@@ -81,7 +103,8 @@ OFCondition encodeJpegLs(DcmDataset& dataset, E_TransferSyntax syntax, const Dcm
     }
     if (syntax == EXS_JPEGLSLossy && isLossySafe(dataset, *fragments)) {
         fragments.reset();
-        return dataset.chooseRepresentation(syntax, &parameter);
+        const OFCondition chosen = dataset.chooseRepresentation(syntax, &parameter);
+        return chosen.good() ? mendPadding(*pixels) : chosen;
     }
     pixels->putOriginalRepresentation(syntax, &kLossless, fragments.release());
     return dataset.chooseRepresentation(syntax, &kLossless);

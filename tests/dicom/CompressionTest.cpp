@@ -5,7 +5,10 @@
 #include <random>
 #include <tuple>
 
+#include "EncodedPixels.h"
 #include "WriterTest.h"
+#include "dcmtk/dcmdata/dcpixseq.h"
+#include "dcmtk/dcmdata/dcpxitem.h"
 
 using namespace radvex::test;
 using namespace velmora;
@@ -207,6 +210,30 @@ TEST_F(Compressions, AnyParameterGivesAFileOrAnError) {
             }
         }
     }
+}
+
+// The encoder leaves what is in memory behind a stream of an odd length.
+TEST_F(Compressions, LossyJpegLsStreamsEndWithTheirMarker) {
+    int longerMarkers = 0;
+    for (vint columns = 60; columns < 80; ++columns) {
+        load(write(
+            {.image = smoothImage(VImage_U8, 2, 50, columns, 1, true), .compression = "JPEG-LSLossy", .first = 1}));
+        EXPECT_EQ(valueOf(DCM_LossyImageCompression), "01") << "these frames are compressed with a loss";
+        DcmElement* element = nullptr;
+        ASSERT_TRUE(loaded.getDataset()->findAndGetElement(DCM_PixelData, element).good());
+        DcmPixelSequence* fragments = radvex::currentFragments(dynamic_cast<DcmPixelData&>(*element));
+        ASSERT_NE(fragments, nullptr);
+        ASSERT_EQ(fragments->card(), 3U);
+        for (unsigned long index = 1; index < 3; ++index) {
+            DcmPixelItem* fragment = nullptr;
+            Uint8* bytes = nullptr;
+            ASSERT_TRUE(fragments->getItem(fragment, index).good() && fragment->getUint8Array(bytes).good());
+            const Uint8* end = bytes + fragment->getLength();
+            EXPECT_TRUE(end[-2] == 0xFF && end[-1] == 0xD9) << columns;
+            longerMarkers += end[-3] == 0xFF ? 1 : 0;
+        }
+    }
+    EXPECT_GT(longerMarkers, 0) << "some streams are odd";
 }
 
 // Metadata may set the number of frames. Encoders that multiply in 32 bits would read far beyond the pixels.

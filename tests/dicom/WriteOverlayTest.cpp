@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "DcmOverlay.h"
+#include "LibraryErrors.h"
 #include "WriteOptions.h"
 #include "WriterTest.h"
 
@@ -183,15 +184,7 @@ class OverlayPlanes : public ServicesTest {
     void SetUp() override {
         ServicesTest::SetUp();
         GTU::LibraryData::setLibraryData(services().table());
-        for (const auto& error : radvexErrors()) {
-            GTU::ErrorManager::set(error);
-        }
-    }
-    static std::vector<std::pair<std::string, std::string>> radvexErrors() {
-        return {{"OverlayIndexOutOfBounds", ""},
-                {"OverlayCountError", ""},
-                {"ImageWriteError", ""},
-                {"OverlayPropertyError", ""}};
+        GTU::ErrorManager::registerPlugpackErrors(radvex::libraryErrors());
     }
     static std::string errorOf(const std::function<void()>& action) {
         try {
