@@ -74,10 +74,11 @@ class DcmWriter {
     /// Writes the file: one that was taken up in its own transfer syntax with its meta information as it was, a new one
     /// in Implicit VR Little Endian, or compressed. The parameters of a compression are
     ///
-    ///   JPEGLossless, JPEGLosslessNonhierarchical   prediction (1 to 7) and point transform
-    ///   JPEGLossy8bit, JPEGLossy12bit               quality (0 to 100)
-    ///   JPEG-LSLossless, JPEG-LSLossy               deviation of a sample, cut to 16 bits
-    ///   RLE                                         none
+    ///   JPEGLossless                    not used, the prediction is always 1; point transform
+    ///   JPEGLosslessNonhierarchical     prediction, 1 to 7; point transform
+    ///   JPEGLossy8bit, JPEGLossy12bit   quality, 0 to 100
+    ///   JPEG-LSLossy                    largest deviation of a sample, cut to 16 bits
+    ///   JPEG-LSLossless, RLE            none
     ///
     /// What was saved is whole, and decodes when compression made it larger; a file that failed may be left in part.
     /// @throws GantryError  PathNotValidated (path); TagWriteError (keyword, reason); ImageWriteError (reason, or

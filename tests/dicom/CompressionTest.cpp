@@ -285,3 +285,31 @@ TEST_F(Compressions, WhatDoesNotGetSmallerComesBackAllTheSame) {
         }
     }
 }
+
+// A stream that is no smaller than the pixels is not trusted. One that is smaller is: decoding each would cost too
+// much.
+TEST_F(Compressions, OnlyStreamsThatDidNotGetSmallerAreDecodedOnce) {
+    const auto canBeDecoded = [](std::size_t length) {
+        DcmDataset dataset;
+        dataset.putAndInsertUint16(DCM_Rows, 10);
+        dataset.putAndInsertUint16(DCM_Columns, 10);
+        dataset.putAndInsertUint16(DCM_SamplesPerPixel, 1);
+        dataset.putAndInsertUint16(DCM_BitsAllocated, 8);
+        dataset.putAndInsertUint16(DCM_BitsStored, 8);
+        dataset.putAndInsertUint16(DCM_PixelRepresentation, 0);
+        dataset.putAndInsertString(DCM_PhotometricInterpretation, "MONOCHROME2");
+        std::vector<Uint8> noStream(length, 0x55);
+        auto fragments = std::make_unique<DcmPixelSequence>(DCM_PixelSequenceTag);
+        DcmOffsetList offsets;
+        fragments->insert(new DcmPixelItem(DCM_PixelItemTag));
+        EXPECT_TRUE(fragments->storeCompressedFrame(offsets, noStream.data(), static_cast<Uint32>(length), 0).good());
+        auto pixels = std::make_unique<DcmPixelData>(DCM_PixelData);
+        pixels->putOriginalRepresentation(EXS_JPEGLSLossless, nullptr, fragments.release());
+        EXPECT_TRUE(dataset.insert(pixels.release(), OFTrue).good());
+        EXPECT_TRUE(dataset.chooseRepresentation(EXS_JPEGLSLossless, nullptr).good());
+        return radvex::canBeDecoded(dataset);
+    };
+    EXPECT_FALSE(canBeDecoded(100));
+    EXPECT_FALSE(canBeDecoded(200));
+    EXPECT_TRUE(canBeDecoded(98));
+}
