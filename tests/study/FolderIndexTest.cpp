@@ -286,7 +286,7 @@ TEST_F(FolderIndexTest, AFileThatWouldExhaustTheStackIsRefused) {
     EXPECT_EQ(result.files.size(), 1U) << "the others are indexed";
     ASSERT_EQ(result.refused.size(), 1U);
     EXPECT_EQ(result.refused[0].path, mFolder.file("b.dcm"));
-    EXPECT_EQ(result.refused[0].reason, "its sequences nest more than 100 levels deep");
+    EXPECT_EQ(result.refused[0].reason, "sequences nested over 100 levels");
 }
 
 TEST_F(FolderIndexTest, ADicomdirThatIsThereStays) {
