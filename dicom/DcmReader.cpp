@@ -3,6 +3,7 @@
 #include "CompressedPixels.h"
 #include "ErrorManager.h"
 #include "FileName.h"
+#include "PromisedPixels.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
 
 namespace radvex {
