@@ -102,9 +102,11 @@ double largestJpegFrame(DcmPixelData& pixels, E_TransferSyntax syntax) {
 }
 
 bool unpacksToTooMuch(DcmItem& item, DcmPixelData& pixels, E_TransferSyntax syntax) {
-    constexpr double kMostPacked = 1000.0; // an empty JPEG-LS frame packs better, but does not come to much
+    constexpr double kMostPacked = 1000.0;      // an empty JPEG-LS frame packs better, but does not come to much
+    constexpr double kMostDecoded = 0xFFFFFFFE; // DCMTK counts all frames in 32 bits, and writes behind what that gives
     const double promised = promisedBytes(item);
-    if (promised - kMostPacked * pixels.getLength(syntax) > kMaxMissingBytes) {
+    const double decoded = decodedBytes(item);
+    if (decoded > kMostDecoded || decoded - kMostPacked * pixels.getLength(syntax) > kMaxMissingBytes) {
         return true;
     }
     return isJpeg(syntax) && largestJpegFrame(pixels, syntax) - promised > kMaxMissingBytes;

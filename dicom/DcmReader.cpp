@@ -3,7 +3,6 @@
 #include "CompressedPixels.h"
 #include "ErrorManager.h"
 #include "FileName.h"
-#include "PromisedPixels.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
 
 namespace radvex {

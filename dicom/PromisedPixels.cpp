@@ -3,10 +3,7 @@
 #include <algorithm>
 
 #include "dcmtk/dcmdata/dcdeftag.h"
-#include "dcmtk/dcmdata/dcpixel.h"
-#include "dcmtk/dcmdata/dcpixseq.h"
-#include "dcmtk/dcmdata/dcstack.h"
-#include "dcmtk/dcmdata/dcxfer.h"
+#include "dcmtk/dcmdata/dcelem.h"
 
 namespace radvex {
 
@@ -74,6 +71,10 @@ bool anyOverlayOverflows(DcmItem& dataset) {
 } // namespace
 
 double promisedBytes(DcmItem& item) { return framesOf(item) * samplesOfFrame(item) * bitsOfSample(item) / 8.0; }
+
+double decodedBytes(DcmItem& item) {
+    return framesOf(item) * samplesOfFrame(item) * std::max(2.0, bitsOfSample(item) / 8.0);
+}
 
 bool promisesTooManyPixels(DcmItem& dataset) {
     const double bits = bitsOfSample(dataset);

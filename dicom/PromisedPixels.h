@@ -2,7 +2,7 @@
 
 #include "dcmtk/config/osconfig.h"
 
-#include "dcmtk/dcmdata/dcdatset.h"
+#include "dcmtk/dcmdata/dcitem.h"
 
 namespace radvex {
 
@@ -13,15 +13,14 @@ inline constexpr double kMaxMissingBytes = 256.0 * 1024 * 1024;
 /// Bytes that the attributes of an image promise; those that are missing count as 1.
 double promisedBytes(DcmItem& item);
 
+/// Bytes that a decoder may make of compressed pixels with these attributes. A sample is two bytes at least: the coded
+/// stream may have 16 bits where the attributes speak of 8, or of 1.
+double decodedBytes(DcmItem& item);
+
 /// True when the attributes of an image promise too many bytes more than Pixel Data holds. A missing sample counts at
 /// least one byte, since that is what it costs in memory, and so does a frame without pixels. Attributes that are
 /// missing count as 1.
 bool promisesTooManyPixels(DcmItem& dataset);
-
-/// True when compressed pixels, of the dataset or of any item in it, would take more than 4 GiB decoded, or more than
-/// kMaxMissingBytes and 4,096 times what they take now. DCMTK's decoders count in 32 bits and write beyond their buffer
-/// where that is not enough. Frames without a fragment do not count: the decoders leave them out.
-bool decodesToTooManyPixels(DcmDataset& dataset);
 
 /// True when DCMTK's renderer would read beyond Pixel Data: 32-bit pixels that end inside a word, overlay planes whose
 /// size it cannot count, and short values of colour by plane other than RGB and YBR_FULL, whose later planes it looks

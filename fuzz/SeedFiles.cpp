@@ -82,6 +82,24 @@ ImageFile colour(const std::string& interpretation, int planar) {
             .words = counting(6)};
 }
 
+/// A slope without noise. DCMTK's JPEG-LS encoder writes behind its input when what it makes of it is larger.
+ImageFile slope(int samples, int bitsAllocated, int bitsStored, int frames) {
+    constexpr int kSize = 16;
+    ImageFile file{
+        .rows = kSize, .columns = kSize, .samples = samples, .bitsAllocated = bitsAllocated, .bitsStored = bitsStored};
+    file.photometric = samples == 3 ? "RGB" : "MONOCHROME2";
+    file.planarConfiguration = samples == 3 ? 0 : -1;
+    file.frames = frames > 1 ? std::to_string(frames) : "";
+    const auto count = static_cast<std::size_t>(kSize * kSize * samples * frames);
+    const unsigned perWord = bitsAllocated == 8 ? 2 : 1;
+    file.words.resize(count / perWord);
+    for (std::size_t index = 0; index < file.words.size(); ++index) {
+        const auto value = static_cast<unsigned>(index * perWord / (kSize * static_cast<unsigned>(samples)));
+        file.words[index] = static_cast<Uint16>(perWord == 2 ? value * 0x0101U : value);
+    }
+    return file;
+}
+
 /// `size` pixels in each direction, enough for a coder to have something to do.
 ImageFile square(int size, int bitsAllocated, int bitsStored, int frames) {
     ImageFile file{.rows = size, .columns = size, .bitsAllocated = bitsAllocated, .bitsStored = bitsStored};
@@ -212,11 +230,12 @@ void addEncodings(SeedWriter& writer) {
         {"rle", EXS_RLELossless},           {"jpeg", EXS_JPEGProcess1},     {"jpeg12", EXS_JPEGProcess2_4},
         {"lossless", EXS_JPEGProcess14SV1}, {"jpegls", EXS_JPEGLSLossless}, {"jpeglsNear", EXS_JPEGLSLossy}};
     for (const auto& [name, syntax] : all) {
-        writer.addEncoded(name + "8", square(8, 8, 8, 1), syntax);
-        writer.addEncoded(name + "Frames", square(8, 8, 8, 3), syntax);
-        writer.addEncoded(name + "Colour", colour("RGB", 0), syntax);
+        const bool isSlope = syntax == EXS_JPEGLSLossless || syntax == EXS_JPEGLSLossy;
+        writer.addEncoded(name + "8", isSlope ? slope(1, 8, 8, 1) : square(8, 8, 8, 1), syntax);
+        writer.addEncoded(name + "Frames", isSlope ? slope(1, 8, 8, 3) : square(8, 8, 8, 3), syntax);
+        writer.addEncoded(name + "Colour", isSlope ? slope(3, 8, 8, 1) : colour("RGB", 0), syntax);
         if (syntax != EXS_JPEGProcess1) {
-            writer.addEncoded(name + "12", square(8, 16, 12, 2), syntax);
+            writer.addEncoded(name + "12", isSlope ? slope(1, 16, 12, 2) : square(8, 16, 12, 2), syntax);
         }
     }
 }

@@ -40,7 +40,8 @@ case $variant in
 fuzz)
     # Of UndefinedBehaviorSanitizer the checks that stand for an access outside an object or for a signal. The others
     # report what DCMTK and its codecs do on every good file (unaligned reads, shifts and sums of negative numbers, enum
-    # values from files), so that nothing else could be seen.
+    # values from files), so that nothing else could be seen. Of the bounds that the compiler itself can tell, a breach
+    # shows as an illegal instruction.
     sanitize='-fsanitize=address,fuzzer-no-link,bounds,integer-divide-by-zero,null,return,unreachable,vla-bound'
     flags+=(-DCMAKE_BUILD_TYPE=None # of two settings of one name the later counts
             -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++
