@@ -45,22 +45,15 @@ std::string withNumbers(std::string file, std::initializer_list<Number> numbers)
 /// As the input of a target that reads one file.
 std::string asInput(const std::string& file) { return std::string(kChoiceBytes, '\0') + file; }
 
-/// Decoded pixels of more than 4 GiB: the buffer for all frames came out as the rest of a division by 2^32, and the
+/// Decoded pixels of more than 8 GiB: the buffer for all frames came out as the rest of a division by 2^32, and the
 /// second frame was written behind it.
 std::vector<SeedFile> hugeFrames() {
     constexpr unsigned kGroup = 0x0028;
     constexpr Number kSamples{kGroup, 0x0002, 51130};
     constexpr Number kTallest{kGroup, 0x0010, 65535};
-    constexpr Number kRows{kGroup, 0x0010, 32768};
-    constexpr Number kColumns{kGroup, 0x0011, 32769};
-    constexpr Number kOneBit{kGroup, 0x0100, 1};
     std::vector<SeedFile> inputs;
     for (const char* seed : {"jpegFrames", "jpeg12Frames", "losslessFrames", "jpeglsFrames", "rleFrames"}) {
         inputs.push_back({std::string("huge-") + seed, asInput(withNumbers(seedNamed(seed), {kSamples, kTallest}))});
-    }
-    for (const char* seed : {"jpeg1212", "lossless12", "jpegls12"}) {
-        inputs.push_back(
-            {std::string("bits-") + seed, asInput(withNumbers(seedNamed(seed), {kRows, kColumns, kOneBit}))});
     }
     return inputs;
 }
