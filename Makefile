@@ -1,6 +1,6 @@
 # The two commands that matter: `make demo` and `make test`. Each sets up what it needs on a fresh Debian 12 machine.
 
-.PHONY: demo test test-release test-asan build build-asan bench lint format setup clean
+.PHONY: demo test test-release test-asan build build-asan bench fuzz soak coverage lint format setup setup-fuzz clean
 
 demo: build
 	@scripts/demo.sh build/release
@@ -17,6 +17,24 @@ bench: build
 	@build/release/bench/bridgeBenchmarks
 	@/usr/bin/python3 bench/compare.py build/release
 
+# Runs every fuzz target for SECONDS, on a DCMTK built for it (once, about 10 minutes). Findings: build/fuzz/findings.
+SECONDS ?= 60
+fuzz: setup-fuzz
+	cmake --preset fuzz
+	cmake --build --preset fuzz
+	@scripts/fuzz.sh build/fuzz $(SECONDS)
+
+# Many calls in one process, every second one on a broken file.
+CALLS ?= 100000
+soak: build
+	build/release/fuzz/soak $(CALLS)
+
+# Which lines of our own code the tests run.
+coverage: setup-fuzz
+	cmake --preset coverage
+	cmake --build --preset coverage
+	@scripts/coverage.sh build/coverage
+
 build: build/release/build.ninja
 	cmake --build --preset release
 
@@ -28,6 +46,9 @@ build/%/build.ninja: CMakeLists.txt CMakePresets.json $(wildcard cmake/*) script
 
 setup:
 	@scripts/install-packages.sh
+
+setup-fuzz:
+	@scripts/install-packages.sh packages-fuzz.txt
 
 # The tree passes both; clang-tidy takes several minutes.
 lint: build

@@ -1,7 +1,11 @@
 # The DCMTK that the library is built on: -DDCMTK_DIR=FOLDER, or the one that scripts/build-dcmtk.sh keeps for this user.
 # It must be one shared library with a compiled-in dictionary; a probe makes sure of that.
+if(RADVEX_FUZZ)
+  set(dcmtkVariant fuzz)
+  set(dcmtkLinkOptions -fsanitize=address) # programs bring the run time that such a DCMTK calls
+endif()
 if(NOT DCMTK_DIR)
-  execute_process(COMMAND ${CMAKE_SOURCE_DIR}/scripts/build-dcmtk.sh
+  execute_process(COMMAND ${CMAKE_SOURCE_DIR}/scripts/build-dcmtk.sh ${dcmtkVariant}
                   OUTPUT_VARIABLE dcmtkPrefix OUTPUT_STRIP_TRAILING_WHITESPACE RESULT_VARIABLE dcmtkFailed)
   if(dcmtkFailed)
     message(FATAL_ERROR "DCMTK could not be built. Mend what is said above, or point -DDCMTK_DIR at an installed one.")
@@ -18,7 +22,7 @@ endif()
 if(NOT RADVEX_DCMTK_PROBED STREQUAL DCMTK_LIBRARY)
   try_run(probeResult probeBuilt ${CMAKE_BINARY_DIR}/probe SOURCES ${CMAKE_SOURCE_DIR}/cmake/probe.cpp
           CMAKE_FLAGS "-DINCLUDE_DIRECTORIES=${DCMTK_DIR}/include" LINK_LIBRARIES ${DCMTK_LIBRARY}
-          LINK_OPTIONS "-Wl,-rpath,${DCMTK_DIR}/lib"
+          LINK_OPTIONS "-Wl,-rpath,${DCMTK_DIR}/lib" ${dcmtkLinkOptions}
           CXX_STANDARD 17 COMPILE_OUTPUT_VARIABLE probeErrors RUN_OUTPUT_VARIABLE probeOutput)
   if(NOT probeBuilt)
     message(FATAL_ERROR "The DCMTK in ${DCMTK_DIR} lacks a module that the library needs (dcmdata, dcmimage, dcmjpeg, "

@@ -6,9 +6,18 @@ target_compile_options(radvexSettings INTERFACE
   -Wnon-virtual-dtor -Wcast-align -Wundef>)
 if(RADVEX_SANITIZE)
   target_compile_options(radvexSettings INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=undefined
-                         -fno-omit-frame-pointer
-                         -Wno-error=maybe-uninitialized) # GCC 12 sees one inside <regex> in these builds
+                         -fno-omit-frame-pointer)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL GNU) # GCC 12 sees one inside <regex> in these builds
+    target_compile_options(radvexSettings INTERFACE -Wno-error=maybe-uninitialized)
+  endif()
   target_link_options(radvexSettings INTERFACE -fsanitize=address,undefined)
+endif()
+if(RADVEX_FUZZ)
+  target_compile_options(radvexSettings INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+if(RADVEX_COVERAGE)
+  target_compile_options(radvexSettings INTERFACE -fprofile-instr-generate -fcoverage-mapping)
+  target_link_options(radvexSettings INTERFACE -fprofile-instr-generate)
 endif()
 
 find_program(CCACHE ccache)

@@ -1,8 +1,10 @@
 #include "CompressedPixels.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
+#include <numeric>
+#include <span>
+#include <vector>
 
 #include "PromisedPixels.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
@@ -16,103 +18,133 @@ namespace radvex {
 
 namespace {
 
-/// Looks for the frame headers of JPEG streams (ISO/IEC 10918-1 B.2.2) in fragments that follow each other, a header
-/// that is cut in two included. Inside compressed data the two bytes that open one do not occur.
-class FrameHeaders {
+/// Looks at the marker segments of JPEG streams (ISO/IEC 10918-1 B.1) in fragments that follow each other, segments
+/// that are cut in two included. Every place that looks like a segment counts, since a broken stream may be read from
+/// anywhere; in compressed data the two bytes that open one do not occur.
+class JpegSegments {
   public:
     /// The most memory that a frame asks for, in bytes: its coefficients, two bytes each.
-    double largest() const { return mLargest; }
+    double largestFrame() const { return mLargestFrame; }
+    /// A table codes differences of more than 16 bits, for which DCMTK reads beyond a table of its own.
+    bool hasImpossibleTable() const { return mHasImpossibleTable; }
 
-    void scan(const Uint8* bytes, std::size_t count) {
-        scanSeam(bytes, count);
+    void add(const Uint8* bytes, std::size_t count) {
+        mWindow.insert(mWindow.end(), bytes, bytes + count);
+        if (mWindow.size() > kWindow) {
+            scan();
+        }
+    }
+    /// After the last fragment.
+    void finish() { scan(); }
+
+  private:
+    using Bytes = std::span<const Uint8>;
+    static constexpr Uint8 kMarker = 0xFF;
+    static constexpr std::size_t kLongestSegment = 2 + 0xFFFF;
+    static constexpr std::size_t kWindow = std::size_t{1} << 20;
+
+    void scan() {
+        const Bytes window(mWindow);
         std::size_t place = 0;
-        while (count >= kHeaderBytes && place <= count - kHeaderBytes) {
-            const void* found = std::memchr(bytes + place, kMarker, count - kHeaderBytes + 1 - place);
+        while (place < window.size()) {
+            const void* found = std::memchr(window.data() + place, kMarker, window.size() - place);
             if (found == nullptr) {
                 break;
             }
-            place = static_cast<std::size_t>(static_cast<const Uint8*>(found) - bytes);
-            look(bytes + place);
+            place = static_cast<std::size_t>(static_cast<const Uint8*>(found) - window.data());
+            look(window.subspan(place));
             ++place;
         }
-        keepTail(bytes, count);
+        // A segment that goes on in the next fragment is looked at again.
+        const std::size_t kept = std::min(mWindow.size(), kLongestSegment);
+        mWindow.erase(mWindow.begin(), mWindow.end() - static_cast<std::ptrdiff_t>(kept));
     }
 
-  private:
-    static constexpr Uint8 kMarker = 0xFF;
-    static constexpr std::size_t kHeaderBytes = 10; ///< marker, length, precision, rows, columns, components
-
-    void look(const Uint8* header) {
-        constexpr Uint8 kHuffmanTable = 0xC4;
+    void look(Bytes rest) {
+        constexpr std::size_t kHeader = 4; // marker and length, which counts itself
+        constexpr Uint8 kTables = 0xC4;
         constexpr Uint8 kReserved = 0xC8;
-        constexpr Uint8 kArithmeticTable = 0xCC;
-        constexpr double kCoefficientBytes = 2.0;
-        const Uint8 kind = header[1];
-        if (kind < 0xC0 || kind > 0xCF || kind == kHuffmanTable || kind == kReserved || kind == kArithmeticTable) {
+        constexpr Uint8 kArithmeticConditions = 0xCC;
+        if (rest.size() < kHeader || rest[1] < 0xC0 || rest[1] > 0xCF || rest[1] == kReserved ||
+            rest[1] == kArithmeticConditions) {
             return;
         }
-        const auto word = [header](int place) { return 256.0 * header[place] + header[place + 1]; };
-        mLargest = std::max(mLargest, word(5) * word(7) * header[9] * kCoefficientBytes);
+        const std::size_t length = static_cast<std::size_t>(rest[2]) << 8 | rest[3];
+        if (length < 2 || rest.size() - 2 < length) {
+            return;
+        }
+        const Bytes content = rest.subspan(kHeader, length - 2);
+        rest[1] == kTables ? lookAtTables(content) : lookAtFrame(content);
     }
 
-    /// Headers that start in the fragments before.
-    void scanSeam(const Uint8* bytes, std::size_t count) {
-        std::array<Uint8, 2 * kHeaderBytes> seam{};
-        const std::size_t head = std::min(count, kHeaderBytes - 1);
-        std::memcpy(seam.data(), mTail.data(), mTailBytes);
-        std::memcpy(seam.data() + mTailBytes, bytes, head);
-        for (std::size_t place = 0; place < mTailBytes && place + kHeaderBytes <= mTailBytes + head; ++place) {
-            if (seam[place] == kMarker) {
-                look(seam.data() + place);
-            }
+    /// B.2.2: precision, lines, samples a line, components, and three bytes for each of these.
+    void lookAtFrame(Bytes content) {
+        constexpr double kCoefficientBytes = 2.0;
+        if (content.size() >= 6 && content.size() == 6 + std::size_t{3} * content[5]) {
+            const auto word = [content](std::size_t place) { return 256.0 * content[place] + content[place + 1]; };
+            mLargestFrame = std::max(mLargestFrame, word(1) * word(3) * content[5] * kCoefficientBytes);
         }
     }
 
-    void keepTail(const Uint8* bytes, std::size_t count) {
-        std::array<Uint8, 2 * kHeaderBytes> both{};
-        const std::size_t added = std::min(count, kHeaderBytes - 1);
-        std::memcpy(both.data(), mTail.data(), mTailBytes);
-        std::memcpy(both.data() + mTailBytes, bytes + (count - added), added);
-        const std::size_t kept = std::min(mTailBytes + added, kHeaderBytes - 1);
-        std::memcpy(mTail.data(), both.data() + (mTailBytes + added - kept), kept);
-        mTailBytes = kept;
+    /// B.2.4.2: class and number, how many codes of each of 16 lengths, what they stand for; and the next table.
+    void lookAtTables(Bytes content) {
+        constexpr std::size_t kCounts = 17;
+        constexpr Uint8 kForCoefficients = 0x10;
+        constexpr Uint8 kMostBits = 16;
+        while (content.size() >= kCounts) {
+            const std::size_t codes = std::accumulate(content.begin() + 1, content.begin() + kCounts, std::size_t{0});
+            if (codes > content.size() - kCounts) {
+                return;
+            }
+            const Bytes values = content.subspan(kCounts, codes);
+            mHasImpossibleTable = mHasImpossibleTable || ((content[0] & kForCoefficients) == 0 &&
+                                                          std::any_of(values.begin(), values.end(),
+                                                                      [](Uint8 bits) { return bits > kMostBits; }));
+            content = content.subspan(kCounts + codes);
+        }
     }
 
-    double mLargest = 0;
-    std::array<Uint8, kHeaderBytes> mTail{};
-    std::size_t mTailBytes = 0;
+    double mLargestFrame = 0;
+    bool mHasImpossibleTable = false;
+    std::vector<Uint8> mWindow{};
 };
 
 bool isJpeg(E_TransferSyntax syntax) { return syntax >= EXS_JPEGProcess1 && syntax <= EXS_JPEGProcess14SV1; }
 
-double largestJpegFrame(DcmPixelData& pixels, E_TransferSyntax syntax) {
+JpegSegments segmentsOf(DcmPixelData& pixels, E_TransferSyntax syntax) {
+    JpegSegments segments;
     DcmPixelSequence* fragments = nullptr;
     if (pixels.getEncapsulatedRepresentation(syntax, nullptr, fragments).bad() || fragments == nullptr) {
-        return 0;
+        return segments;
     }
-    FrameHeaders headers;
     for (unsigned long index = 1; index < fragments->card(); ++index) { // the first is the offset table
         DcmPixelItem* fragment = nullptr;
         Uint8* bytes = nullptr;
         if (fragments->getItem(fragment, index).good() && fragment->getUint8Array(bytes).good() && bytes != nullptr) {
-            headers.scan(bytes, fragment->getLength());
+            segments.add(bytes, fragment->getLength());
         }
     }
-    return headers.largest();
+    segments.finish();
+    return segments;
 }
 
-bool unpacksToTooMuch(DcmItem& item, DcmPixelData& pixels, E_TransferSyntax syntax) {
-    constexpr double kMostPacked = 1000.0; // an empty JPEG-LS frame packs better, but does not come to much
-    const double promised = promisedBytes(item);
-    if (promised - kMostPacked * pixels.getLength(syntax) > kMaxMissingBytes) {
+bool misleadsTheDecoder(DcmItem& item, DcmPixelData& pixels, E_TransferSyntax syntax) {
+    constexpr double kMostPacked = 1000.0;      // an empty JPEG-LS frame packs better, but does not come to much
+    constexpr double kMostDecoded = 0xFFFFFFFE; // DCMTK counts all frames in 32 bits, and writes behind what that gives
+    const double decoded = decodedBytes(item);
+    if (decoded > kMostDecoded || decoded - kMostPacked * pixels.getLength(syntax) > kMaxMissingBytes) {
         return true;
     }
-    return isJpeg(syntax) && largestJpegFrame(pixels, syntax) - promised > kMaxMissingBytes;
+    if (!isJpeg(syntax)) {
+        return false;
+    }
+    const JpegSegments segments = segmentsOf(pixels, syntax);
+    return segments.hasImpossibleTable() || segments.largestFrame() - promisedBytes(item) > kMaxMissingBytes;
 }
 
 } // namespace
 
-bool unpacksToTooMuch(DcmDataset& dataset) {
+bool misleadsTheDecoder(DcmDataset& dataset) {
     const E_TransferSyntax syntax = dataset.getCurrentXfer();
     if (!DcmXfer(syntax).isEncapsulated()) {
         return false;
@@ -122,7 +154,7 @@ bool unpacksToTooMuch(DcmDataset& dataset) {
     while (dataset.search(DCM_PixelData, stack, ESM_afterStackTop, OFTrue).good()) {
         auto* pixels = dynamic_cast<DcmPixelData*>(stack.top());
         auto* item = dynamic_cast<DcmItem*>(stack.elem(1)); // what the pixels stand in
-        if (item != nullptr && pixels != nullptr && unpacksToTooMuch(*item, *pixels, syntax)) {
+        if (item != nullptr && pixels != nullptr && misleadsTheDecoder(*item, *pixels, syntax)) {
             return true;
         }
     }

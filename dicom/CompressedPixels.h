@@ -6,9 +6,12 @@
 
 namespace radvex {
 
-/// True when compressed pixels, those of nested items too, would take far more memory to decode than an honest file of
-/// their length can need: 256 MiB more than a thousand times what they hold, or than their attributes promise when it
-/// is a JPEG frame that has a size of its own. DCMTK reserves either before it decodes the first pixel.
-bool unpacksToTooMuch(DcmDataset& dataset);
+/// True when compressed pixels, those of nested items too, are not to be decoded, because DCMTK
+///  - reserves what they promise before it decodes the first of them: 256 MiB more than a thousand times what they
+///  hold,
+///    or, for a JPEG frame that has a size of its own, than their attributes promise;
+///  - counts them in 32 bits and writes beyond a buffer that came out too small: more than 4 GiB in all;
+///  - reads beyond a table of its own: JPEG codes for differences of more than 16 bits.
+bool misleadsTheDecoder(DcmDataset& dataset);
 
 } // namespace radvex

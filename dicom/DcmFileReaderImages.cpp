@@ -54,7 +54,7 @@ std::unique_ptr<DicomImage> DcmFileReader::openDicomImage(const ImageOpenOptions
                                                           PixelsAfterwards afterwards) const {
     // A file without it is unsigned. It stays in the dataset; status ignored, since DCMTK says what it misses.
     (void)dataset->putAndInsertUint16(DcmTag(DCM_PixelRepresentation), 0, 0, OFFalse);
-    if (promisesTooManyPixels(*dataset) || misleadsTheRenderer(*dataset) || unpacksToTooMuch(*dataset)) {
+    if (promisesTooManyPixels(*dataset) || misleadsTheRenderer(*dataset) || misleadsTheDecoder(*dataset)) {
         ErrorManager::throwException("ImageOpenError", filePath, DicomImage::getString(EIS_InvalidImage));
     }
     const unsigned long detach = afterwards == PixelsAfterwards::go ? CIF_MayDetachPixelData : 0;

@@ -30,7 +30,7 @@ DcmReader::DcmReader(const std::string& path) : filePath(path) {
         GTU::ErrorManager::throwException("OpenFileError", filePath, loaded.text());
     }
     // Without a usable decoder the file still opens; that shows only when pixels are read.
-    if (!unpacksToTooMuch(*fileFormat.getDataset())) {
+    if (!misleadsTheDecoder(*fileFormat.getDataset())) {
         (void)fileFormat.getDataset()->chooseRepresentation(EXS_LittleEndianImplicit, nullptr);
     }
     // A character set that cannot be converted leaves its bytes as they are.

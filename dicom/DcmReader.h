@@ -7,7 +7,7 @@
 
 namespace radvex {
 
-class RegexFilter;
+struct RegexFilter;
 
 using NameList = GTU::DataList<GTU::VArgumentType::UTF8String, GTU::Passing::Automatic>;
 /// Tags by number: group and element as hexadecimal text.

@@ -72,6 +72,10 @@ bool anyOverlayOverflows(DcmItem& dataset) {
 
 double promisedBytes(DcmItem& item) { return framesOf(item) * samplesOfFrame(item) * bitsOfSample(item) / 8.0; }
 
+double decodedBytes(DcmItem& item) {
+    return framesOf(item) * samplesOfFrame(item) * std::max(2.0, bitsOfSample(item) / 8.0);
+}
+
 bool promisesTooManyPixels(DcmItem& dataset) {
     const double bits = bitsOfSample(dataset);
     const double promised = framesOf(dataset) * std::max(1.0, samplesOfFrame(dataset));

@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Installs the Debian packages of packages.txt that are missing. Does nothing, and asks nothing, when all are there.
+# Lists named as arguments, such as packages-fuzz.txt, count too.
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 
-mapfile -t wanted < <(grep -vE '^\s*(#|$)' "$here/packages.txt")
+mapfile -t wanted < <(cd "$here" && grep -hvE '^\s*(#|$)' packages.txt "$@")
 missing=()
 for package in "${wanted[@]}"; do
     status=$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null || true)

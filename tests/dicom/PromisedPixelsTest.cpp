@@ -66,6 +66,31 @@ constexpr double kAllowedMiB = 600;
 
 class PromisedPixels : public LibraryTest {
   protected:
+    /// An image of 16 x 16 bytes as lossy JPEG.
+    std::string writeLossyJpeg(E_TransferSyntax syntax, int quality = 90) {
+        DJEncoderRegistration::registerCodecs();
+        ImageFile image{.rows = 16, .columns = 16, .bitsAllocated = 8, .bitsStored = 8};
+        image.words.resize(128, 0x1234);
+        const auto path = writeImageFile(folder.file("a.dcm"), image);
+        DcmFileFormat file;
+        EXPECT_TRUE(file.loadFile(path.c_str()).good());
+        const DJ_RPLossy parameter(quality);
+        EXPECT_TRUE(file.getDataset()->chooseRepresentation(syntax, &parameter).good());
+        EXPECT_TRUE(file.saveFile(path.c_str(), syntax).good());
+        DJEncoderRegistration::cleanup();
+        return path;
+    }
+    /// A copy with other bytes some way behind the first place of a marker.
+    std::string patched(const std::string& path, const std::string& marker, std::size_t behind,
+                        const std::string& bytes) {
+        std::string copy = readFile(path);
+        const std::size_t place = copy.find(marker);
+        EXPECT_NE(place, std::string::npos);
+        copy.replace(place + behind, bytes.size(), bytes);
+        return folder.write("b" + std::to_string(++mCopies) + ".dcm", copy);
+    }
+
+    int mCopies = 0;
     TemporaryFolder folder{};
 };
 
@@ -105,27 +130,31 @@ TEST_F(PromisedPixels, SoDoThoseOfAnIcon) {
 }
 
 TEST_F(PromisedPixels, AJpegFrameThatIsLargerThanTheImageIsNotDecoded) {
-    DJEncoderRegistration::registerCodecs();
-    ImageFile image{.rows = 16, .columns = 16, .bitsAllocated = 8, .bitsStored = 8};
-    image.words.resize(128, 0x1234);
-    const auto path = writeImageFile(folder.file("a.dcm"), image);
-    DcmFileFormat file;
-    ASSERT_TRUE(file.loadFile(path.c_str()).good());
-    const DJ_RPLossy quality(90);
-    ASSERT_TRUE(file.getDataset()->chooseRepresentation(EXS_JPEGProcess10_12, &quality).good());
-    ASSERT_TRUE(file.saveFile(path.c_str(), EXS_JPEGProcess10_12).good());
-    DJEncoderRegistration::cleanup();
+    const auto path = writeLossyJpeg(EXS_JPEGProcess10_12);
     EXPECT_EQ(codeOf("ReadIntermediatePixelData", {path, 1, 0}), 0);
-    call("ClearCache");
-
-    std::string bytes = readFile(path);
-    const std::size_t header = bytes.find("\xFF\xC2"); // of a progressive frame
-    ASSERT_NE(header, std::string::npos);
-    bytes.replace(header + 5, 4, "\xFF\x00\xFF\x00", 4);
-    const auto larger = folder.write("b.dcm", bytes);
+    const auto larger = patched(path, "\xFF\xC2", 5, std::string("\xFF\x00\xFF\x00", 4)); // lines, samples a line
     const double before = peakMemory();
     EXPECT_NE(codeOf("ReadIntermediatePixelData", {larger, 1, 0}), 0);
     EXPECT_NE(codeOf("ReadIntermediatePixelData", {larger, 0x400, 0}), 0);
     EXPECT_EQ(call("GetFrameCount", {larger}).get<vint>(), 0);
     EXPECT_LT(peakMemory() - before, kAllowedMiB);
+}
+
+TEST_F(PromisedPixels, AJpegTableForDifferencesOfMoreThanSixteenBitsIsNotUsed) {
+    const auto path = writeLossyJpeg(EXS_JPEGProcess1);
+    EXPECT_EQ(codeOf("ReadIntermediatePixelData", {path, 1, 0}), 0);
+    const std::size_t firstValue = 2 + 2 + 17; // behind marker, length, class, counts
+    const auto sixteen = patched(path, "\xFF\xC4", firstValue, "\x10");
+    EXPECT_EQ(codeOf("ReadIntermediatePixelData", {sixteen, 1, 0}), 0);
+    const auto more = patched(path, "\xFF\xC4", firstValue, "\x11");
+    EXPECT_NE(codeOf("ReadIntermediatePixelData", {more, 1, 0}), 0);
+}
+
+TEST_F(PromisedPixels, ATableOfJpegQuantizationIsNotTakenForAHeader) {
+    // At the lowest qualities the table is full of 255, followed by anything.
+    for (int quality = 0; quality < 12; ++quality) {
+        const auto path = writeLossyJpeg(EXS_JPEGProcess1, quality);
+        EXPECT_EQ(codeOf("ReadIntermediatePixelData", {path, 1, 0}), 0) << quality;
+        call("ClearCache");
+    }
 }

@@ -1,0 +1,24 @@
+#include "Targets.h"
+
+#include <stdexcept>
+
+namespace radvex::fuzz {
+
+const std::vector<Target>& targets() {
+    static const std::vector<Target> all{
+        {"metadata", runMetadata}, {"pixels", runPixels}, {"overlays", runOverlays},
+        {"medium", runMedium},     {"tether", runTether}, {"call", runCall},
+    };
+    return all;
+}
+
+const Target& targetNamed(const std::string& name) {
+    for (const Target& target : targets()) {
+        if (target.name == name) {
+            return target;
+        }
+    }
+    throw std::invalid_argument("There is no target '" + name + "'.");
+}
+
+} // namespace radvex::fuzz

@@ -1,0 +1,60 @@
+#!/usr/bin/env bash
+# Runs fuzz targets, each for a time, and says what came out. Usage: fuzz.sh BUILD_FOLDER SECONDS [TARGET...]
+#
+# Inputs that fail are kept in BUILD_FOLDER/findings, with the log of the run beside them; inputs that reach new code in
+# BUILD_FOLDER/corpus, where the next run takes them up. Exit status 1 when anything was found.
+set -euo pipefail
+here=$(cd "$(dirname "$0")" && pwd)
+build=$(cd "$1" && pwd)
+seconds=$2
+shift 2
+targets=("$@")
+[ ${#targets[@]} -gt 0 ] || targets=(metadata pixels overlays medium tether call)
+
+# The files of an input are written thousands of times a second.
+memory=$(mktemp -d /dev/shm/radvex-fuzz-XXXXXX 2>/dev/null || mktemp -d)
+trap 'rm -rf "$memory"' EXIT
+export TMPDIR=$memory
+# DCMTK frees the bytes of an overlay, made by new[], with delete: harmless, and on every file with one.
+export ASAN_OPTIONS=alloc_dealloc_mismatch=0:${ASAN_OPTIONS:-}
+export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1:${UBSAN_OPTIONS:-}
+export LSAN_OPTIONS=suppressions=$here/../fuzz/leaks.txt:print_suppressions=0
+
+mkdir -p "$build/findings" "$build/seeds"
+"$build/fuzz/writeSeeds" "$build/seeds"
+# Small public samples beside what we generate: 8 bytes of choices, then the file.
+if samples=$("$here/samples.sh" 2>/dev/null); then
+    find "$samples" -type f -size -32k -name '*.dcm' | while read -r sample; do
+        for target in metadata pixels overlays; do
+            { head -c 8 /dev/zero; cat "$sample"; } > "$build/seeds/$target/sample-$(basename "$sample")"
+        done
+    done
+fi
+
+total=0
+for target in "${targets[@]}"; do
+    corpus=$build/corpus/$target
+    mkdir -p "$corpus"
+    runs=0
+    found=0
+    end=$((SECONDS + seconds))
+    # A finding ends libFuzzer; it is started again for the time that is left.
+    while [ $SECONDS -lt $end ]; do
+        log=$memory/log
+        status=0
+        # 256 MiB may be promised by a header and be zero; some of it is converted to four times as much.
+        "$build/fuzz/fuzz-$target" -max_total_time=$((end - SECONDS)) -timeout=10 -rss_limit_mb=3072 \
+            -malloc_limit_mb=1100 -max_len=16384 -dict="$build/seeds/dictionary.txt" -print_final_stats=1 \
+            -close_fd_mask=1 -artifact_prefix="$build/findings/$target-" "$corpus" "$build/seeds/$target" \
+            >"$log" 2>&1 || status=$?
+        executed=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -n 1)
+        runs=$((runs + ${executed:-0}))
+        [ $status -eq 0 ] && break
+        found=$((found + 1))
+        cp "$log" "$build/findings/$target-$found-$(date +%H%M%S).log"
+    done
+    coverage=$(grep -oE 'cov: [0-9]+ ft: [0-9]+' "$log" | tail -n 1)
+    printf '%-10s %9d executions in %d s, %s, findings: %d\n' "$target" "$runs" "$seconds" "$coverage" "$found"
+    total=$((total + found))
+done
+[ $total -eq 0 ] || { echo "Findings are in $build/findings." >&2; exit 1; }
