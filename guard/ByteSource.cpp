@@ -119,6 +119,11 @@ std::size_t InflatingSource::readOn(std::uint8_t* into, std::size_t room) {
 }
 
 std::uint64_t InflatingSource::passOver(std::uint64_t count) {
+    if (mProduced + count > mLimit) { // DCMTK reserves the length that a value claims, whether it is there or not
+        mProduced = mLimit + 1;
+        mHasEnded = true;
+        return 0;
+    }
     std::uint64_t passed = 0;
     while (passed < count) {
         const auto room = static_cast<std::size_t>(std::min<std::uint64_t>(count - passed, kWindow));
