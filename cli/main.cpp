@@ -28,6 +28,8 @@ int run(int argc, char** argv) {
     addImageCommand(app, session);
     addDataCommand(app, session);
     addOverlaysCommand(app, session);
+    addWriteCommand(app, session);
+    addDefaultsCommand(app, session);
     addDictionaryCommands(app, session);
     addErrorsCommand(app, session);
     addCallCommand(app, session);
