@@ -61,6 +61,8 @@ class Reader {
             return false;
         }
         png_read_info(mPng, mInfo);
+        mIsBit = png_get_bit_depth(mPng, mInfo) == 1 && png_get_color_type(mPng, mInfo) == PNG_COLOR_TYPE_GRAY &&
+                 png_get_valid(mPng, mInfo, PNG_INFO_tRNS) == 0;
         return true;
     }
     bool chooseForm() {
@@ -94,7 +96,8 @@ class Reader {
     png_uint_32 rows() const { return png_get_image_height(mPng, mInfo); }
     png_uint_32 columns() const { return png_get_image_width(mPng, mInfo); }
     std::size_t channels() const { return png_get_channels(mPng, mInfo); }
-    int bits() const { return png_get_bit_depth(mPng, mInfo); }
+    /// Type of the samples in the form that was chosen.
+    vint type() const { return mIsBit ? VImage_Bit : png_get_bit_depth(mPng, mInfo) == 16 ? VImage_U16 : VImage_U8; }
     std::size_t rowBytes() const { return png_get_rowbytes(mPng, mInfo); }
     const char* reason() const { return mSource.reason; }
 
@@ -102,6 +105,7 @@ class Reader {
     Source mSource;
     png_structp mPng;
     png_infop mInfo;
+    bool mIsBit = false;
 };
 
 [[noreturn]] void failDamaged(const std::string& name, const std::string& reason) {
@@ -165,7 +169,7 @@ velmora::Image readPng(const std::string& name, std::span<const std::byte> bytes
     }
     const std::size_t channels = reader.channels();
     const bool hasAlpha = channels == 2 || channels == 4;
-    const vint type = reader.bits() == 16 ? VImage_U16 : reader.bits() == 1 ? VImage_Bit : VImage_U8;
+    const vint type = reader.type();
     velmora::Image image = newPicture(
         name, {.rows = reader.rows(), .columns = reader.columns(), .channels = hasAlpha ? channels - 1 : channels},
         type);
