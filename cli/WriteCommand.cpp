@@ -118,12 +118,22 @@ std::vector<Value> argumentsOf(const std::string& path, Image image, const Attri
     return arguments;
 }
 
-/// The message of a refused write, with what the user can find it by.
-std::string explain(const velmora::LibraryError& error, const Attribute* refused, const std::string& picture,
-                    const std::string& compression) {
-    if (refused != nullptr) {
-        return refused->place + ": " + error.what();
+/// Where the user gave what the library refused to write; empty when it is something else.
+std::string placeOf(const velmora::LibraryError& error, velmora::Host& host, Dictionary& dictionary,
+                    const Attributes& attributes, const Request& request) {
+    if (const Attribute* refused = findRefused(attributes, error, host, dictionary)) {
+        return refused->place + ": ";
     }
+    for (const Assignment& given : request.defaults) { // some are refused only when they are used
+        if (error.name() == "TagWriteError" &&
+            std::string(error.what()).find(" " + given.keyword + " ") != std::string::npos) {
+            return given.place + ": ";
+        }
+    }
+    return "";
+}
+
+std::string explain(const velmora::LibraryError& error, const std::string& picture, const std::string& compression) {
     const std::string message = error.what();
     if (message.find("`reason`") != std::string::npos) { // the one refusal without a reason
         return "A picture of " + picture + " cannot be compressed as " + compression + ".";
@@ -147,8 +157,8 @@ void run(Session& session, const WriteOptions& options) {
             host.call("WriteImage", argumentsOf(temporary, std::move(image), attributes, std::move(overlays), request));
         });
     } catch (const velmora::LibraryError& error) {
-        const Attribute* refused = findRefused(attributes, error, host, dictionary);
-        session.reportRefusal("", explain(error, refused, picture, request.compression.name));
+        session.reportRefusal("", placeOf(error, host, dictionary, attributes, request) +
+                                      explain(error, picture, request.compression.name));
     }
 }
 
