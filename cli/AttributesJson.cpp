@@ -1,7 +1,8 @@
 // Metadata from a JSON file.
 
+#include <algorithm>
 #include <charconv>
-#include <limits>
+#include <functional>
 #include <unordered_set>
 
 #include "Attributes.h"

@@ -31,7 +31,7 @@ constexpr Parameter kQuality{"quality", 0, 100, 90};
 
 constexpr std::array<Method, 8> kMethods{
     {{"Uncompressed", kNone, kNone},
-     {"JPEGLossless", {"selection value", 1, 7, 1}, kPointTransform},
+     {"JPEGLossless", {"selection value", 1, 1, 1}, kPointTransform},
      {"JPEGLosslessNonhierarchical", {"selection value", 1, 7, 6}, kPointTransform},
      {"JPEGLossy8bit", kQuality, kNone},
      {"JPEGLossy12bit", kQuality, kNone},
@@ -58,8 +58,11 @@ vint parseNumber(const std::string& option, const std::string& text, const Param
     const char* const last = text.data() + text.size();
     const auto [end, error] = std::from_chars(text.data(), last, number);
     if (error != std::errc{} || end != last || number < parameter.least || number > parameter.most) {
-        throw UsageError(option + ": the " + parameter.meaning + " is a number from " +
-                         std::to_string(parameter.least) + " to " + std::to_string(parameter.most) + ".");
+        const std::string range = std::to_string(parameter.least) + " to " + std::to_string(parameter.most);
+        throw UsageError(option + ": the " + parameter.meaning + " is " +
+                         (parameter.least == parameter.most ? "always " + std::to_string(parameter.least)
+                                                            : "a number from " + range) +
+                         ".");
     }
     return number;
 }

@@ -180,8 +180,8 @@ void addWriteCommand(CLI::App& app, Session& session) {
                         "RGB, any other [a][b][c] frames, rows and columns");
     addRepeatable(command, "--tag", options->tags, "Attribute as KEYWORD=VALUE, several values as A\\B");
     command->add_option("--meta", options->metadata,
-                        "Attributes as JSON, as 'radvex tags --json' prints them; --tag "
-                        "goes before");
+                        "Attributes as JSON, as 'radvex tags --json' prints them; an equal "
+                        "--tag counts instead");
     addRepeatable(command, "--overlay", options->overlays,
                   "PNG or .npy to lay over the picture; every value but 0 is set");
     addRepeatable(command, "--overlay-option", options->overlayProperties,
