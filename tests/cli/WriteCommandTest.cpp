@@ -393,6 +393,8 @@ TEST_F(WriteCommand, ACompressionThatIsNoneIsWrongUse) {
               "JPEGLossy12bit, JPEG-LSLossless, JPEG-LSLossy, RLE.");
     EXPECT_EQ(refusal({picture(), "--compress", "JPEGLossy8bit:101"}, 2),
               "--compress JPEGLossy8bit:101: the quality is a number from 0 to 100.");
+    EXPECT_EQ(refusal({picture(), "--compress", "JPEGLossless:6"}, 2),
+              "--compress JPEGLossless:6: the selection value is always 1.");
     EXPECT_EQ(refusal({picture(), "--compress", "JPEGLossless:1,x"}, 2),
               "--compress JPEGLossless:1,x: the point transform is a number from 0 to 15.");
     EXPECT_EQ(refusal({picture(), "--compress", "JPEGLossy8bit:"}, 2),
