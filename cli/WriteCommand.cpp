@@ -134,7 +134,7 @@ std::string placeOf(const velmora::LibraryError& error, velmora::Host& host, Dic
 }
 
 std::string explain(const velmora::LibraryError& error, const std::string& picture, const std::string& compression) {
-    const std::string message = error.what();
+    std::string message = error.what();
     if (message.find("`reason`") != std::string::npos) { // the one refusal without a reason
         return "A picture of " + picture + " cannot be compressed as " + compression + ".";
     }
