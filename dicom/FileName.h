@@ -9,7 +9,7 @@
 
 namespace radvex {
 
-/// A path as DCMTK is given it. DCMTK takes "-" for the standard input, which is the host's.
+/// A path as DCMTK is given it. DCMTK takes "-" for the standard streams, which are the host's.
 inline OFFilename fileNameOf(const std::string& path) { return OFFilename(path == "-" ? "./-" : path.c_str(), true); }
 
 } // namespace radvex

@@ -175,3 +175,47 @@ TEST_F(Refusals, OfTheErrorTableGiveTheLinksErrors) {
          {"TTEndPacket", {{0, -44}}},
          {"TTFlush", {{0, -45}}}});
 }
+
+TEST_F(Refusals, OfAWriteAreTheErrorsOfWhatCouldNotBeRead) {
+    using velmora::Image;
+    using velmora::Store;
+    Store metadata = Store::empty();
+    metadata.add("PatientName", "Doe^Jane");
+    Store item = Store::empty();
+    item.add("ReferencedFrameNumber", "1");
+    metadata.add("ReferencedImageSequence", Store::of({item}));
+    Store properties = Store::empty();
+    properties.add("OverlayType", "R");
+    Store options = Store::empty();
+    options.add("1", properties);
+    const Image image(2, 2, 3, 1, VImage_U8, VColorSpace_Grey, true);
+    const Image plane(0, 1, 1, 1, VImage_Bit, VColorSpace_Grey, true);
+    // Kinds are asked for when a list is taken, and again of each entry of the metadata. A name that does not come is
+    // empty: no keyword, no number of an overlay, and nothing else where none is needed.
+    sweep(
+        [&] {
+            return codeOf("WriteImage",
+                          {folder.file("w.dcm"), image, metadata, Store::of({plane}), "RLE", 0, 0, options});
+        },
+        0,
+        {{"validatePath", {{0, -59}}},
+         {"DataStoreNode_getDataType", {{0, -50}, {4, -81}, {6, -81}, {7, -81}}},
+         {"DataStoreNode_getData", {{0, -51}}},
+         {"DataStoreNode_getName", {{0, -64}, {3, 0}, {4, 6}, {5, 0}, {6, 0}}}});
+}
+
+TEST_F(Refusals, OfAnAnonymizationAreTheErrorsOfWhatCouldNotBeRead) {
+    velmora::Store replacements = velmora::Store::empty();
+    replacements.add("PatientName", "X");
+    const auto path = writeDicom(folder.file("a.dcm"), {});
+    sweep(
+        [&] {
+            return codeOf("DicomAnonymize", {path, folder.file("out.dcm"), replacements});
+        },
+        0,
+        {{"validatePath", {{0, -59}}},
+         {"DataStoreNode_getDataType", {{0, -50}}},
+         {"DataStoreNode_getData", {{0, -51}}},
+         {"DataStoreNode_getName", {{0, -64}}}});
+    sweep([&] { return codeOf("GetDictionaryInfo"); }, 0, {{"createDataStore", {{0, -25}}}});
+}
