@@ -16,6 +16,8 @@ void addOverlaysCommand(CLI::App& app, Session& session);
 void addDictionaryCommands(CLI::App& app, Session& session);
 void addCallCommand(CLI::App& app, Session& session);
 void addErrorsCommand(CLI::App& app, Session& session);
+void addWriteCommand(CLI::App& app, Session& session);
+void addDefaultsCommand(CLI::App& app, Session& session);
 void addFramesCommand(CLI::App& app, Session& session);
 void addIndexCommand(CLI::App& app);
 void addTreeCommand(CLI::App& app, Session& session);

@@ -4,9 +4,9 @@
 
 namespace radvex::cli {
 
-void FileArguments::addTo(CLI::App* app) {
+void FileArguments::addTo(CLI::App* app, const std::string& name, const std::string& description) {
     mCommand = app;
-    app->add_option("FILE", mFirst, "DICOM file; more may follow")->required();
+    app->add_option(name, mFirst, description)->required();
     app->allow_extras();
 }
 

@@ -11,7 +11,8 @@ namespace radvex::cli {
 /// name too.
 class FileArguments {
   public:
-    void addTo(CLI::App* app);
+    void addTo(CLI::App* app, const std::string& name = "FILE",
+               const std::string& description = "DICOM file; more may follow");
 
     /// The files in order. @throws UsageError  for a word that looks like an unknown option
     std::vector<std::string> all() const;

@@ -7,7 +7,7 @@
 
 namespace radvex::cli {
 
-/// The file system refused what was asked of it. What it says is a sentence.
+/// A file cannot be read or written, or does not hold what it should. What it says is a sentence.
 class FileError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -18,5 +18,11 @@ class FileError : public std::runtime_error {
 /// @param write  gets the open file; false when it failed
 /// @throws FileError
 void writeOutputFile(const std::string& path, const std::function<bool(std::FILE*)>& write);
+
+/// The same for a writer that wants a path. An exception of its own leaves nothing behind. For "-" the file is copied
+/// to the standard output when it is whole.
+/// @param write  gets the path of an empty file that it replaces or fills
+/// @throws FileError
+void writeOutputPath(const std::string& path, const std::function<void(const std::string& temporary)>& write);
 
 } // namespace radvex::cli

@@ -31,6 +31,8 @@ int run(int argc, char** argv) {
     addIndexCommand(app);
     addTreeCommand(app, session);
     addSeriesCommand(app, session);
+    addWriteCommand(app, session);
+    addDefaultsCommand(app, session);
     addDictionaryCommands(app, session);
     addErrorsCommand(app, session);
     addCallCommand(app, session);

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "Dictionary.h"
+#include "Host.h"
+#include "Value.h"
+
+namespace radvex::cli {
+
+struct Attribute;
+using Attributes = std::vector<Attribute>;
+
+/// An attribute to write: text, or the items of a sequence.
+struct Attribute {
+    std::string keyword{};
+    std::string place{}; ///< how messages call it: "meta.json: at PatientName", "--tag PatientName=Doe"
+    std::string value{}; ///< several values stand with a backslash between them
+    bool isSequence = false;
+    std::vector<Attributes> items{};
+};
+
+/// The attributes as the library takes them: texts, and stores of stores for sequences.
+velmora::Store toStore(const Attributes& attributes);
+
+/// Reads an object in the shape that `radvex tags --json` prints: texts; numbers, which become texts; lists of them,
+/// which become several values; lists of objects, which become sequences. Numbers of a byte or word attribute (OB, OW)
+/// become its hexadecimal text.
+/// @param name  the file, for the place of each attribute
+/// @throws FileError  no JSON, or not of that shape; the sentence names the place. File meta information too, which the
+///                    library alone writes
+Attributes attributesFromJson(const std::string& name, const std::string& text, Dictionary& dictionary);
+
+/// The attribute that made the library refuse the metadata, null for an error of another kind.
+const Attribute* findRefused(const Attributes& attributes, const velmora::LibraryError& error, velmora::Host& host,
+                             Dictionary& dictionary);
+
+/// Whether text beyond ASCII stands anywhere.
+bool hasWideText(const Attributes& attributes);
+
+/// Says in the attributes that their texts are UTF-8.
+/// @throws FileError  another character set was asked for
+void addUtf8CharacterSet(Attributes& attributes);
+
+} // namespace radvex::cli

@@ -1,0 +1,195 @@
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "Assignment.h"
+#include "Attributes.h"
+#include "Commands.h"
+#include "Compression.h"
+#include "FileArguments.h"
+#include "InputFile.h"
+#include "NewPicture.h"
+#include "Output.h"
+#include "OutputFile.h"
+#include "OverlayInput.h"
+#include "PictureFiles.h"
+
+namespace radvex::cli {
+
+using velmora::Image;
+using velmora::Store;
+using velmora::Value;
+
+namespace {
+
+struct WriteOptions {
+    FileArguments pictures{};
+    std::string output{};
+    std::string axes{};
+    std::vector<std::string> tags{};
+    std::string metadata{};
+    std::vector<std::string> overlays{};
+    std::vector<std::string> overlayProperties{};
+    std::string compression = "Uncompressed";
+    std::vector<std::string> defaults{};
+};
+
+/// What the options say, taken apart before the first file is read.
+struct Request {
+    std::vector<std::string> pictures{};
+    AxesRule axes{};
+    std::vector<Assignment> tags{};
+    std::vector<OverlayProperty> overlayProperties{};
+    Compression compression{};
+    std::vector<Assignment> defaults{};
+};
+
+std::vector<Assignment> parseAssignments(const std::string& option, const std::vector<std::string>& words) {
+    std::vector<Assignment> assignments;
+    for (const std::string& word : words) {
+        assignments.push_back(parseAssignment(option, word));
+        for (std::size_t before = 0; before + 1 < assignments.size(); ++before) {
+            if (assignments[before].keyword == assignments.back().keyword) {
+                throw UsageError(assignments.back().place + ": the keyword is given twice; several values of one "
+                                                            "attribute stand with a backslash between them.");
+            }
+        }
+    }
+    return assignments;
+}
+
+Request parse(const WriteOptions& options) {
+    Request request{.pictures = options.pictures.all(),
+                    .axes = {.given = parseAxes(options.axes)},
+                    .tags = parseAssignments("--tag", options.tags),
+                    .compression = parseCompression(options.compression),
+                    .defaults = parseAssignments("--default", options.defaults)};
+    for (const std::string& word : options.overlayProperties) {
+        request.overlayProperties.push_back(parseOverlayProperty(word, options.overlays.size()));
+    }
+    if (options.output == "-" && isatty(STDOUT_FILENO) != 0) {
+        throw UsageError("A DICOM file is nothing to show on a terminal: name a file, or send it on.");
+    }
+    return request;
+}
+
+/// The attributes of the file, with those of the options in place of equal ones.
+Attributes readAttributes(const WriteOptions& options, const Request& request, Dictionary& dictionary) {
+    Attributes attributes;
+    if (!options.metadata.empty()) {
+        attributes = attributesFromJson(options.metadata, readInputText(options.metadata), dictionary);
+    }
+    for (const Assignment& tag : request.tags) {
+        if (dictionary.isFileMetaInformation(tag.keyword)) {
+            throw FileError(tag.place + ": the library alone writes the file's meta information.");
+        }
+        std::erase_if(attributes, [&](const Attribute& each) { return each.keyword == tag.keyword; });
+        attributes.push_back({.keyword = tag.keyword, .place = tag.place, .value = tag.value});
+    }
+    const auto isWide = [](const auto& given) { return !isAscii(given.value); };
+    if (hasWideText(attributes) || std::ranges::any_of(request.defaults, isWide) ||
+        std::ranges::any_of(request.overlayProperties, isWide)) {
+        addUtf8CharacterSet(attributes);
+    }
+    return attributes;
+}
+
+/// False when a value was refused, which is reported.
+bool setDefaults(Session& session, const Request& request) {
+    for (const Assignment& given : request.defaults) {
+        session.attempt(given.place, [&] { session.host().call("SetDefaultTagValue", {given.keyword, given.value}); });
+    }
+    return session.status() == kDone;
+}
+
+/// Arguments of WriteImage. A list in braces would copy the image.
+std::vector<Value> argumentsOf(const std::string& path, Image image, const Attributes& attributes, Store overlays,
+                               const Request& request) {
+    const std::size_t count = overlays.size();
+    std::vector<Value> arguments;
+    arguments.emplace_back(path);
+    arguments.emplace_back(std::move(image));
+    arguments.emplace_back(toStore(attributes));
+    arguments.emplace_back(std::move(overlays));
+    arguments.emplace_back(request.compression.name);
+    arguments.emplace_back(request.compression.first);
+    arguments.emplace_back(request.compression.second);
+    arguments.emplace_back(overlayOptions(request.overlayProperties, count));
+    return arguments;
+}
+
+/// Where the user gave what the library refused to write; empty when it is something else.
+std::string placeOf(const velmora::LibraryError& error, velmora::Host& host, Dictionary& dictionary,
+                    const Attributes& attributes, const Request& request) {
+    if (const Attribute* refused = findRefused(attributes, error, host, dictionary)) {
+        return refused->place + ": ";
+    }
+    for (const Assignment& given : request.defaults) { // some are refused only when they are used
+        if (error.name() == "TagWriteError" &&
+            std::string(error.what()).find(" " + given.keyword + " ") != std::string::npos) {
+            return given.place + ": ";
+        }
+    }
+    return "";
+}
+
+std::string explain(const velmora::LibraryError& error, const std::string& picture, const std::string& compression) {
+    std::string message = error.what();
+    if (message.find("`reason`") != std::string::npos) { // the one refusal without a reason
+        return "A picture of " + picture + " cannot be compressed as " + compression + ".";
+    }
+    return message;
+}
+
+void run(Session& session, const WriteOptions& options) {
+    const Request request = parse(options);
+    Image image = readPictureFiles(request.pictures, request.axes);
+    Store overlays = readOverlays(options.overlays);
+    velmora::Host& host = session.host();
+    Dictionary dictionary(host);
+    const Attributes attributes = readAttributes(options, request, dictionary);
+    if (!setDefaults(session, request)) {
+        return;
+    }
+    const std::string picture = describePicture(image);
+    try {
+        writeOutputPath(options.output, [&](const std::string& temporary) {
+            host.call("WriteImage", argumentsOf(temporary, std::move(image), attributes, std::move(overlays), request));
+        });
+    } catch (const velmora::LibraryError& error) {
+        session.reportRefusal("", placeOf(error, host, dictionary, attributes, request) +
+                                      explain(error, picture, request.compression.name));
+    }
+}
+
+void addRepeatable(CLI::App* command, const std::string& name, std::vector<std::string>& values,
+                   const std::string& description) {
+    command->add_option(name, values, description + "; may be repeated")->allow_extra_args(false)->take_all();
+}
+
+} // namespace
+
+void addWriteCommand(CLI::App& app, Session& session) {
+    auto options = std::make_shared<WriteOptions>();
+    CLI::App* command = app.add_subcommand("write", "Make a DICOM file of pictures");
+    options->pictures.addTo(command, "PICTURE",
+                            "PNG (grey or RGB) or .npy (bool, u1, u2, f4, f8); more become further frames");
+    command->add_option("-o,--output", options->output, "DICOM file to write; - for the standard output")->required();
+    command->add_option("--axes", options->axes,
+                        "Axes of .npy files, such as frames,rows,columns; by themselves [a][b][3] is rows, columns and "
+                        "RGB, any other [a][b][c] frames, rows and columns");
+    addRepeatable(command, "--tag", options->tags, "Attribute as KEYWORD=VALUE, several values as A\\B");
+    command->add_option("--meta", options->metadata,
+                        "Attributes as JSON, as 'radvex tags --json' prints them; an equal "
+                        "--tag counts instead");
+    addRepeatable(command, "--overlay", options->overlays,
+                  "PNG or .npy to lay over the picture; every value but 0 is set");
+    addRepeatable(command, "--overlay-option", options->overlayProperties,
+                  "[NUMBER:]PROPERTY=VALUE of one overlay or of all: OriginRow, OriginColumn, ImageFrameOrigin, "
+                  "OverlayType, OverlayDescription, OverlaySubtype, OverlayLabel");
+    command->add_option("--compress", options->compression, "NAME[:P1[,P2]]: " + compressionHelp());
+    addRepeatable(command, "--default", options->defaults, "Default value as KEYWORD=VALUE; see 'radvex defaults'");
+    command->callback([&session, options] { run(session, *options); });
+}
+
+} // namespace radvex::cli

@@ -1,0 +1,62 @@
+#include <gtest/gtest.h>
+
+#include "LosslessJson.h"
+#include "Process.h"
+
+using namespace radvex::test;
+using radvex::cli::Json;
+
+TEST(DefaultsCommand, ListsEveryDefault) {
+    const Json all = Json::parse(radvex::test::radvex({"defaults", "--json"}).output);
+    const Json set{{"ContentLabel", "IMAGE"},
+                   {"ContentDescription", "Image"},
+                   {"Manufacturer", "Velmora Research"},
+                   {"ManufacturerModelName", "Velmora Language"},
+                   {"DeviceSerialNumber", "1"},
+                   {"SoftwareVersions", "1.0"},
+                   {"Modality", "OT"},
+                   {"SeriesNumber", "1"},
+                   {"RecognizableVisualFeatures", "NO"},
+                   {"ConversionType", "SYN"},
+                   {"RepresentationLUTShape", "IDENTITY"}};
+    EXPECT_EQ(all.size(), 25U);
+    for (const auto& [keyword, value] : all.items()) {
+        EXPECT_EQ(value, set.value(keyword, "")) << keyword;
+    }
+    for (const auto& entry : set.items()) {
+        EXPECT_TRUE(all.contains(entry.key())) << entry.key();
+    }
+}
+
+TEST(DefaultsCommand, PrintsALineForEach) {
+    EXPECT_EQ(radvex::test::radvex({"defaults", "Modality", "PatientName", "Manufacturer"}).output,
+              "Modality                          OT\n"
+              "PatientName                       \n"
+              "Manufacturer                      Velmora Research\n");
+}
+
+TEST(DefaultsCommand, AValueHoldsForTheRunOnly) {
+    EXPECT_EQ(radvex::test::radvex({"defaults", "Modality=CT", "Modality", "StudyDescription=a=b"}).output,
+              "Modality                          CT\n"
+              "Modality                          CT\n"
+              "StudyDescription                  a=b\n");
+    EXPECT_EQ(radvex::test::radvex({"defaults", "Modality"}).output, "Modality                          OT\n");
+    EXPECT_EQ(radvex::test::radvex({"defaults", "--json", "PatientName=\u00dc\"x"}).output,
+              "{\"PatientName\":\"\u00dc\\\"x\"}\n");
+}
+
+TEST(DefaultsCommand, WhatIsRefusedIsNamedAndTheOthersGoOn) {
+    const ProcessResult done =
+        radvex::test::radvex({"defaults", "NoSuchTag=1", "StudyDescription", "StudyDate=today", "Modality"});
+    EXPECT_EQ(done.status, 1);
+    EXPECT_EQ(done.output, "Modality                          OT\n");
+    EXPECT_EQ(done.errors, "radvex: NoSuchTag=1: Attribute tag named NoSuchTag does not exist.\n"
+                           "radvex: StudyDescription: Attribute tag named StudyDescription does not exist.\n"
+                           "radvex: StudyDate=today: Could not write tag StudyDate with value today.\n");
+}
+
+TEST(DefaultsCommand, AWordWithoutAKeywordIsWrongUse) {
+    const ProcessResult done = radvex::test::radvex({"defaults", "=x"});
+    EXPECT_EQ(done.status, 2);
+    EXPECT_TRUE(done.errors.starts_with("radvex: defaults =x: KEYWORD=VALUE is expected")) << done.errors;
+}
