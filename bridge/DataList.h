@@ -38,6 +38,10 @@ class DataNode {
     const std::string& getName() const { return name; }
     /// The node's value, in place.
     auto& getValue() { return Argument<T>(nodeArg).get(); }
+    /// The kind of the value, for a node of any kind.
+    VArgumentType getType() const {
+        return static_cast<VArgumentType>(LibraryData::DataStoreAPI()->DataStoreNode_getDataType(rawNode));
+    }
     DataStoreNode getRawNode() const { return rawNode; }
 
   private:

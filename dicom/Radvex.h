@@ -96,3 +96,17 @@ RADVEX_FUNCTION(ReadMetadataRecursive);
 RADVEX_FUNCTION(ReadMetadataIntTagsRecursive);
 /// 0 text: path; 1 names to leave out; 2 text: series pattern; 3 boolean: only valid values. Result as above.
 RADVEX_FUNCTION(ReadAllMetadataRecursive);
+// Writing. A file that exists is replaced; of one that failed while it was saved a part may be left.
+
+/// 0 text: path to write; 1 image; 2 store: metadata by keyword, texts, or lists of lists for sequences; 3 store: bit
+/// images, one for each overlay; 4 text: "Uncompressed" or the name of a compression; 5 and 6 integers: its parameters
+/// (not read for "Uncompressed"); 7 store: for overlays, by number from 1, lists of texts by property. No result.
+RADVEX_FUNCTION(WriteImage);
+/// 0 text: path to read; 1 text: path to write, which may be the same; 2 store: new values by keyword. No result.
+RADVEX_FUNCTION(DicomAnonymize);
+/// 0 text: keyword; 1 text: value for the files that are written from now on. No result.
+RADVEX_FUNCTION(SetDefaultTagValue);
+/// 0 text: keyword. Result, text.
+RADVEX_FUNCTION(GetDefaultTagValue);
+/// No arguments. Result, store: what the dictionary of keywords holds.
+RADVEX_FUNCTION(GetDictionaryInfo);

@@ -36,6 +36,11 @@ const std::vector<Declaration>& radvexDeclarations() {
         {"ReadMetadataRecursive", {kText, kStore, kText, kFlag}, kStore},
         {"ReadMetadataIntTagsRecursive", {kText, kStore}, kStore},
         {"ReadAllMetadataRecursive", {kText, kStore, kText, kFlag}, kStore},
+        {"WriteImage", {kText, VType_Image, kStore, kStore, kText, kInteger, kInteger, kStore}, kNone},
+        {"DicomAnonymize", {kText, kText, kStore}, kNone},
+        {"SetDefaultTagValue", {kText, kText}, kNone},
+        {"GetDefaultTagValue", {kText}, kText},
+        {"GetDictionaryInfo", {}, kStore},
     };
     return declarations;
 }

@@ -48,7 +48,12 @@ const std::set<std::string> kExports{"VelmoraLibrary_initialize",
                                      "Read3DImage",
                                      "ReadMetadataRecursive",
                                      "ReadMetadataIntTagsRecursive",
-                                     "ReadAllMetadataRecursive"};
+                                     "ReadAllMetadataRecursive",
+                                     "WriteImage",
+                                     "DicomAnonymize",
+                                     "SetDefaultTagValue",
+                                     "GetDefaultTagValue",
+                                     "GetDictionaryInfo"};
 
 } // namespace
 
