@@ -1,5 +1,6 @@
 #include "DcmReader.h"
 
+#include "CompressedPixels.h"
 #include "ErrorManager.h"
 #include "FileName.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
@@ -21,7 +22,9 @@ DcmReader::DcmReader(const std::string& path) : filePath(path) {
         GTU::ErrorManager::throwException("OpenFileError", filePath, loaded.text());
     }
     // Without a usable decoder the file still opens; that shows only when pixels are read.
-    (void)fileFormat.getDataset()->chooseRepresentation(EXS_LittleEndianImplicit, nullptr);
+    if (!unpacksToTooMuch(*fileFormat.getDataset())) {
+        (void)fileFormat.getDataset()->chooseRepresentation(EXS_LittleEndianImplicit, nullptr);
+    }
     // A character set that cannot be converted leaves its bytes as they are.
     (void)fileFormat.convertToUTF8();
     dataset = fileFormat.getDataset();

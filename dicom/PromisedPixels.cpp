@@ -44,7 +44,33 @@ bool isPlanarColourOfAnotherModel(DcmItem& dataset) {
            interpretation != "RGB" && interpretation != "YBR_FULL";
 }
 
+/// DCMTK multiplies the sides of an overlay plane and its frames in 64 bits; past them a plane of any size would count
+/// as whole.
+bool overlayOverflows(DcmItem& dataset, Uint16 group) {
+    constexpr Uint16 kRows = 0x0010;
+    constexpr Uint16 kColumns = 0x0011;
+    constexpr Uint16 kFrames = 0x0015;
+    constexpr double kMostBits = 9.0e18; // below 2 to the power of 63
+    constexpr double kBitsOfWord = 16.0;
+    Sint32 frames = 1;
+    (void)dataset.findAndGetSint32(DcmTagKey(group, kFrames), frames, 0, OFFalse);
+    return kBitsOfWord * std::max(1.0, static_cast<double>(frames)) * numberOr(0, dataset, DcmTagKey(group, kRows)) *
+               numberOr(0, dataset, DcmTagKey(group, kColumns)) >
+           kMostBits;
+}
+
+bool anyOverlayOverflows(DcmItem& dataset) {
+    for (Uint16 group = 0x6000; group <= 0x601E; group = static_cast<Uint16>(group + 2)) {
+        if (overlayOverflows(dataset, group)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 } // namespace
+
+double promisedBytes(DcmItem& item) { return framesOf(item) * samplesOfFrame(item) * bitsOfSample(item) / 8.0; }
 
 bool promisesTooManyPixels(DcmItem& dataset) {
     const double bits = bitsOfSample(dataset);
@@ -56,7 +82,8 @@ bool promisesTooManyPixels(DcmItem& dataset) {
 bool misleadsTheRenderer(DcmItem& dataset) {
     const bool endsInsideAWord =
         numberOr(0, dataset, DCM_BitsAllocated) == 32 && static_cast<Uint32>(heldBytes(dataset)) % 4 != 0;
-    return endsInsideAWord || (isPlanarColourOfAnotherModel(dataset) && isShort(dataset));
+    return endsInsideAWord || anyOverlayOverflows(dataset) ||
+           (isPlanarColourOfAnotherModel(dataset) && isShort(dataset));
 }
 
 } // namespace radvex

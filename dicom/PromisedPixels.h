@@ -10,13 +10,17 @@ namespace radvex {
 /// memory.
 inline constexpr double kMaxMissingBytes = 256.0 * 1024 * 1024;
 
+/// Bytes that the attributes of an image promise; those that are missing count as 1.
+double promisedBytes(DcmItem& item);
+
 /// True when the attributes of an image promise too many bytes more than Pixel Data holds. A missing sample counts at
 /// least one byte, since that is what it costs in memory, and so does a frame without pixels. Attributes that are
 /// missing count as 1.
 bool promisesTooManyPixels(DcmItem& dataset);
 
-/// True when DCMTK's renderer would read beyond Pixel Data: 32-bit pixels that end inside a word, and short values of
-/// colour by plane other than RGB and YBR_FULL, whose later planes it looks for where none are.
+/// True when DCMTK's renderer would read beyond Pixel Data: 32-bit pixels that end inside a word, overlay planes whose
+/// size it cannot count, and short values of colour by plane other than RGB and YBR_FULL, whose later planes it looks
+/// for where none are.
 bool misleadsTheRenderer(DcmItem& dataset);
 
 } // namespace radvex

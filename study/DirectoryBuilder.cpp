@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "HeaderScan.h"
 #include "RecordTypes.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcfilefo.h"
@@ -45,6 +46,9 @@ DirectoryBuilder::DirectoryBuilder(const std::string& path)
 Addition DirectoryBuilder::add(const std::string& path, const std::string& fileId, bool hasMark) {
     Source source{path, fileId};
     try {
+        if (const auto reason = whyNotToParse(path, hasMark)) {
+            return refusal(*reason);
+        }
         const OFCondition loaded = source.file.loadFile(path.c_str());
         if (loaded.good()) {
             if (source.metaValue(DCM_MediaStorageSOPClassUID) == UID_MediaStorageDirectoryStorage) {

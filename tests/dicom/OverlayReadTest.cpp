@@ -143,3 +143,21 @@ TEST_F(OverlayWords, AreUnpackedLowestBitFirst) {
     const auto small = radvex::readOverlayDataBuffer(words, 2, {2, 2});
     EXPECT_EQ(small.getSize(), 4) << "words beyond the array are left out";
 }
+
+TEST_F(Overlays, APlaneWhoseSizeOverflowsIsNotOpened) {
+    // 2^30 frames of 2^15 x 2^15 pixels in 16 bits are 2^64 bits: in 64 bits DCMTK would count none.
+    for (const char* frames : {"1073741824", "2147483647", "536870912"}) {
+        const auto path = write([&](DcmDataset& dataset) {
+            putOverlay(dataset, 0x601E, 0, frames);
+            dataset.putAndInsertUint16(DcmTag(0x601E, 0x0010, EVR_US), 0x8000);
+            dataset.putAndInsertUint16(DcmTag(0x601E, 0x0011, EVR_US), 0x8000);
+            dataset.putAndInsertUint16(DcmTag(0x601E, 0x0100, EVR_US), 16);
+            dataset.putAndInsertUint16(DcmTag(0x601E, 0x0102, EVR_US), 15);
+            delete dataset.remove(DcmTagKey(0x601E, 0x3000));
+        });
+        const std::string message = messageOf("ReadOverlay", {path});
+        EXPECT_THAT(message, testing::HasSubstr("image")) << frames;
+        EXPECT_NE(codeOf("ReadOverlays", {path}), 0) << frames;
+        call("ClearCache");
+    }
+}

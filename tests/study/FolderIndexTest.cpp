@@ -276,6 +276,19 @@ TEST_F(FolderIndexTest, AFileCutAtAnyByteIsIndexedRefusedOrSkipped) {
     EXPECT_GT(result.refused.size(), 0U);
 }
 
+TEST_F(FolderIndexTest, AFileThatWouldExhaustTheStackIsRefused) {
+    std::string bytes = readFile(write("a.dcm", slice("P", "1.2", "1.2.3", 1)));
+    for (int level = 0; level < 100000; ++level) {
+        bytes += std::string("\x40\x00\x30\xA7SQ\0\0\xFF\xFF\xFF\xFF\xFE\xFF\x00\xE0\xFF\xFF\xFF\xFF", 20);
+    }
+    mFolder.write("b.dcm", bytes);
+    const FolderIndex result = index();
+    EXPECT_EQ(result.files.size(), 1U) << "the others are indexed";
+    ASSERT_EQ(result.refused.size(), 1U);
+    EXPECT_EQ(result.refused[0].path, mFolder.file("b.dcm"));
+    EXPECT_EQ(result.refused[0].reason, "its sequences nest more than 100 levels deep");
+}
+
 TEST_F(FolderIndexTest, ADicomdirThatIsThereStays) {
     write("a.dcm", slice("P", "1.2", "1.2.3", 1));
     mPlace.write("DICOMDIR", "precious");
