@@ -18,5 +18,6 @@ void addCallCommand(CLI::App& app, Session& session);
 void addErrorsCommand(CLI::App& app, Session& session);
 void addFramesCommand(CLI::App& app, Session& session);
 void addIndexCommand(CLI::App& app);
+void addAnonymizeCommand(CLI::App& app, Session& session);
 
 } // namespace radvex::cli

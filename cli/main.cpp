@@ -29,6 +29,7 @@ int run(int argc, char** argv) {
     addDataCommand(app, session);
     addOverlaysCommand(app, session);
     addIndexCommand(app);
+    addAnonymizeCommand(app, session);
     addDictionaryCommands(app, session);
     addErrorsCommand(app, session);
     addCallCommand(app, session);

@@ -7,7 +7,7 @@
 #include "Anonymization.h"
 #include "BasicProfile.h"
 #include "DcmtkSettings.h"
-#include "DicomFiles.h"
+#include "DicomIo.h"
 #include "DirectoryBuilder.h"
 #include "FileStart.h"
 #include "Identities.h"

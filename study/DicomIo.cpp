@@ -1,4 +1,4 @@
-#include "DicomFiles.h"
+#include "DicomIo.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -6,6 +6,8 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "FileStart.h"
+#include "HeaderScan.h"
 #include "dcmtk/dcmdata/dcostrma.h"
 #include "dcmtk/dcmdata/dcwcache.h"
 
@@ -52,6 +54,9 @@ class FileStream : public DcmOutputStream {
 } // namespace
 
 void loadDicom(DcmFileFormat& file, const std::string& path) {
+    if (const auto reason = whyNotToParse(path, FileStart(path).hasMark())) {
+        throw std::runtime_error(*reason);
+    }
     const OFCondition loaded = file.loadFile(OFFilename(path.c_str()));
     if (loaded.bad()) {
         throw std::runtime_error(std::string("it cannot be read: ") + loaded.text());
