@@ -133,7 +133,7 @@ void report(const AnonymizeOptions& options, const AnonymizationResult& result, 
 }
 
 void run(Session& session, const AnonymizeOptions& options) {
-    const auto looker = startAnonymization({});
+    const auto looker = openAnonymization({});
     const std::string folder = inputFolder(options.input, *looker);
     const bool isFolder = !folder.empty();
     if (isFolder) {
@@ -149,7 +149,7 @@ void run(Session& session, const AnonymizeOptions& options) {
     const ReplacementRules rules = collectRules(options, profile);
     study::AnonymizationSettings settings{options.key.empty() ? "" : readKey(options.key), options.isIndependent,
                                           rules.resolve(session.host())};
-    Anonymizer anonymizer(session, rules, startAnonymization(std::move(settings)),
+    Anonymizer anonymizer(session, rules, openAnonymization(std::move(settings)),
                           {options.mayReplace, options.isStrict,
                            options.isStrict || !options.isQuiet || !options.report.empty(), !options.report.empty(),
                            options.hasNeutralNames});

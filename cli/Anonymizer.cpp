@@ -201,7 +201,8 @@ Anonymizer::Work::Listed Anonymizer::Work::listFiles(AnonymizedFile& directory) 
         folded.emplace(small(way), &file);
     }
     Listed listed;
-    for (const std::string& fileId : mOwner.mRun->fileIdsOf(directory.source)) {
+    const std::vector<std::string> fileIds = mOwner.mRun->fileIdsOf(directory.source);
+    for (const std::string& fileId : fileIds) {
         const auto sameName = exact.find(fileId);
         const auto found = sameName != exact.end() ? sameName : folded.find(small(fileId));
         if (found == folded.end()) {
@@ -209,6 +210,9 @@ Anonymizer::Work::Listed Anonymizer::Work::listFiles(AnonymizedFile& directory) 
         } else if (found->second->isWritten) {
             listed.push_back({target(*found->second), mShowsNames ? fileId : found->second->name});
         }
+    }
+    if (listed.empty() && !fileIds.empty()) {
+        throw FileError("no directory was written, since no file that it lists was.");
     }
     return listed;
 }
@@ -234,10 +238,6 @@ void Anonymizer::Work::writeDirectories() {
 }
 
 void Anonymizer::Work::writeDirectory(AnonymizedFile& directory, const Listed& listed) {
-    if (listed.empty()) {
-        directory.error = directory.source + ": no directory was written, since no file that it lists was.";
-        return;
-    }
     const std::string staged = mStaging.file("DICOMDIR");
     for (const study::RefusedFile& refused : identities().writeDirectory(staged, listed)) {
         directory.error = directory.source + ": " + refused.path + " is not listed: " + refused.reason + ".";

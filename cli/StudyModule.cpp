@@ -54,7 +54,7 @@ study::FolderIndex indexFolder(const std::string& folder, const std::string& pla
     return result;
 }
 
-std::unique_ptr<study::Anonymization> startAnonymization(study::AnonymizationSettings settings) {
+std::unique_ptr<study::Anonymization> openAnonymization(study::AnonymizationSettings settings) {
     const auto start =
         entry<study::StartAnonymizationEntry>(study::kStartAnonymizationEntry, "Files cannot be anonymized");
     std::unique_ptr<study::Anonymization> run;

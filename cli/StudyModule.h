@@ -12,7 +12,7 @@ namespace radvex::cli {
 study::FolderIndex indexFolder(const std::string& folder, const std::string& place);
 
 /// study::startAnonymization out of the same. @throws FileError  a sentence
-std::unique_ptr<study::Anonymization> startAnonymization(study::AnonymizationSettings settings);
+std::unique_ptr<study::Anonymization> openAnonymization(study::AnonymizationSettings settings);
 
 /// Says on standard error how many files were skipped, and of each that was refused why. Nothing for a clean folder.
 void reportLeftOut(const study::FolderIndex& index);

@@ -8,6 +8,7 @@
 
 #include "FileStart.h"
 #include "HeaderScan.h"
+#include "dcmtk/dcmdata/dcmetinf.h"
 #include "dcmtk/dcmdata/dcostrma.h"
 #include "dcmtk/dcmdata/dcwcache.h"
 
@@ -72,6 +73,9 @@ void saveDicom(DcmFileFormat& file, const std::string& path) {
     FileConsumer consumer(out.get());
     FileStream stream(consumer);
     DcmWriteCache cache;
+    // DCMTK trusts the old length of the meta information, and readers would look for the dataset in a wrong place.
+    (void)file.getMetaInfo()->computeGroupLengthAndPadding(EGL_recalcGL, EPD_noChange, EXS_LittleEndianExplicit,
+                                                           EET_UndefinedLength);
     file.transferInit();
     const OFCondition written = file.write(stream, file.getDataset()->getOriginalXfer(), EET_UndefinedLength, &cache,
                                            EGL_recalcGL, EPD_noChange, 0, 0, 0, EWM_dontUpdateMeta);

@@ -12,8 +12,8 @@ namespace radvex::study {
 /// @throws std::runtime_error  part of a sentence
 void loadDicom(DcmFileFormat& file, const std::string& path);
 
-/// Writes a loaded file as it is, in its own transfer syntax and with its meta information untouched, and makes sure
-/// that all of it reached the file. @param path  of another file than the one that was loaded
+/// Writes a loaded file as it is, in its own transfer syntax and with its meta information as it is but for its
+/// length, and makes sure that all of it reached the file. @param path  of another file than the one that was loaded
 /// @throws std::runtime_error  part of a sentence; a part may be left at the path
 void saveDicom(DcmFileFormat& file, const std::string& path);
 

@@ -37,8 +37,8 @@ class AnonymizationTest : public ::testing::Test {
         });
     }
 
-    DcmDataset& map(Anonymization& run) {
-        run.map(original, written, mapped, &changes);
+    DcmDataset& map(Anonymization& which) {
+        which.map(original, written, mapped, &changes);
         file = std::make_unique<DcmFileFormat>();
         EXPECT_TRUE(file->loadFile(mapped.c_str()).good());
         return *file->getDataset();
@@ -62,9 +62,18 @@ class AnonymizationTest : public ::testing::Test {
     std::unique_ptr<DcmFileFormat> file{};
 };
 
-void put(DcmItem& item, const DcmTagKey& key, const char* value) { item.putAndInsertString(key, value); }
+void put(DcmItem& item, const DcmTag& key, const char* value) { item.putAndInsertString(key, value); }
 
-DcmItem& itemOf(DcmItem& item, const DcmTagKey& sequence) {
+/// A private attribute whose type nobody knows.
+void putUnknown(DcmItem& item, const std::string& bytes) {
+    auto element = std::make_unique<DcmOtherByteOtherWord>(DcmTag(0x0029, 0x1001, EVR_UN));
+    element->putUint8Array(reinterpret_cast<const Uint8*>(bytes.data()), bytes.size());
+    if (item.insert(element.get()).good()) {
+        (void)element.release();
+    }
+}
+
+DcmItem& itemOf(DcmItem& item, const DcmTag& sequence) {
     DcmItem* inner = nullptr;
     item.findOrCreateSequenceItem(sequence, inner, 0);
     return *inner;
@@ -108,6 +117,16 @@ TEST_F(AnonymizationTest, OneOriginalIsOneNewValueInSequencesAndMetaInformationT
               kNewId);
     EXPECT_EQ(text(result, DCM_SOPInstanceUID), Pseudonyms(kKey).uid("1.2.3.4.5"));
     EXPECT_EQ(text(*file->getMetaInfo(), DCM_MediaStorageSOPInstanceUID), Pseudonyms(kKey).uid("1.2.3.4.5"));
+}
+
+TEST_F(AnonymizationTest, TheLengthOfTheMetaInformationIsThatOfItsNewValues) {
+    write([](DcmDataset&) {});
+    map();
+    const std::string bytes = readFile(mapped);
+    const std::size_t groupLengthEnd = 144; // behind the preamble, the mark and the element that holds the length
+    const auto byte = [&](std::size_t place) { return static_cast<unsigned char>(bytes[place]); };
+    const std::size_t dataset = groupLengthEnd + byte(140) + 256U * byte(141);
+    EXPECT_EQ(bytes.substr(dataset, 6), std::string("\x08\0\x16\0UI", 6)); // SOPClassUID, the first of the file
 }
 
 TEST_F(AnonymizationTest, KindsAndWellKnownUidsKeepTheirValueEvenWhenTheLibraryReplacedIt) {
@@ -190,8 +209,7 @@ TEST_F(AnonymizationTest, IdentifiersAreTakenOutOfTextsOfAllFilesAsWholeWords) {
         put(dataset, DCM_ImageComments,
             "Study 1.2.840.113619.2.5. Not 1.2.840.113619.2.5.1 of HOSPITAL-00042, not XHOSPITAL-00042");
         put(dataset, DcmTag(0x0029, 0x0010, EVR_LO), "MAKER");
-        dataset.putAndInsertUint8Array(DcmTag(0x0029, 0x1001, EVR_UN), reinterpret_cast<const Uint8*>("HOSPITAL-00042"),
-                                       14);
+        putUnknown(dataset, "HOSPITAL-00042");
     });
     map();
     EXPECT_FALSE(run->clean(mapped, nullptr)); // what is no word of its own is left, and said
@@ -295,7 +313,7 @@ TEST_F(AnonymizationTest, EveryCutOfAFileIsMappedOrRefused) {
     write([](DcmDataset& dataset) {
         put(dataset, DCM_PatientID, "HOSPITAL-00042");
         put(itemOf(dataset, DCM_ReferencedStudySequence), DCM_ReferencedSOPInstanceUID, "1.2.3");
-        dataset.putAndInsertUint8Array(DcmTag(0x0029, 0x1001, EVR_UN), reinterpret_cast<const Uint8*>("12345678"), 8);
+        putUnknown(dataset, "12345678");
     });
     const std::string bytes = readFile(original);
     run = startAnonymization({});
