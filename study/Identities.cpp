@@ -113,7 +113,12 @@ void Identities::map(DcmFileFormat& original, DcmFileFormat& written) {
             const bool isMade = visit.partner == nullptr && isId(key);
             DcmElement& before = visit.partner == nullptr ? visit.element : *visit.partner;
             putText(visit.element, newValue(key, isMade ? "" : textOf(before)));
-        } else if (isUid(visit.element) && visit.partner != nullptr && !mGiven.contains(key)) {
+        } else if (mGiven.contains(key)) {
+            // The library takes a text for hexadecimal digits where a file does not tell the type.
+            if (holdsText(visit.element) && textOf(visit.element) != mGiven.at(key)) {
+                putText(visit.element, mGiven.at(key));
+            }
+        } else if (isUid(visit.element) && visit.partner != nullptr) {
             putText(visit.element, textOf(*visit.partner));
         }
     });

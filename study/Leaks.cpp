@@ -56,10 +56,12 @@ bool saysBurnedIn(const DcmTagKey& key, DcmElement& element) {
 
 std::set<Leak> findLeaks(DcmFileFormat& file, const Originals& originals, const GivenValues& given) {
     std::set<Leak> leaks;
+    // Keys that a directory needs and its files have no value for are invented: no longer the given value, nor the old.
+    const bool isDirectory = file.getDataset()->tagExists(DCM_DirectoryRecordSequence);
     const auto look = [&](const Visit& visit) {
         DcmElement& element = visit.element;
         const DcmTagKey key = element.getTag().getXTag();
-        if (!hasValue(element) || isGiven(key, element, given)) {
+        if (!hasValue(element) || isGiven(key, element, given) || (isDirectory && given.contains(key))) {
             return;
         }
         if (isPrivateValue(key)) {

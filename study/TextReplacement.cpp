@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <optional>
 
 #include "ElementWalk.h"
 #include "dcmtk/dcmdata/dcmetinf.h"
@@ -31,9 +32,51 @@ bool isReadable(std::string_view text) {
     });
 }
 
-bool mayBeReplaced(DcmElement& element, const std::string& text) {
-    constexpr std::size_t kLongestUnknown = 65536;
-    return element.ident() != EVR_UN || (text.size() <= kLongestUnknown && isReadable(text));
+/// Bytes that are no text: private blocks of a maker's own making, documents.
+bool holdsBytes(DcmElement& element) {
+    constexpr Uint16 kPixelGroup = 0x7FE0;
+    constexpr Uint32 kLongest = Uint32{1} << 26;
+    const bool isText = element.ident() != EVR_OB && (element.ident() != EVR_UN || isReadable(textOf(element)));
+    return !isText && element.getTag().getGroup() != kPixelGroup && element.getLengthField() <= kLongest;
+}
+
+std::string bytesOf(DcmElement& element) {
+    Uint8* bytes = nullptr;
+    const bool isHeld = element.getUint8Array(bytes).good() && bytes != nullptr;
+    return isHeld ? std::string(reinterpret_cast<const char*>(bytes), element.getLength()) : std::string();
+}
+
+std::string overwriteIdentifiers(std::string bytes, const TextFinder& finder) {
+    for (const TextFinder::Find& find : finder.findAll(bytes)) {
+        const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(find.begin);
+        std::replace_if(
+            begin, begin + static_cast<std::ptrdiff_t>(find.text.size()),
+            [](unsigned char byte) { return std::isalnum(byte) != 0; }, '0');
+    }
+    return bytes;
+}
+
+/// Puts in the value without identifiers. @return the change, without the place; nothing when there is none
+std::optional<Change> replaceIn(DcmElement& element, const TextFinder& finder, const Originals& originals) {
+    if (holdsBytes(element)) {
+        const std::string before = bytesOf(element);
+        const std::string after = overwriteIdentifiers(before, finder);
+        if (after == before ||
+            element.putUint8Array(reinterpret_cast<const Uint8*>(after.data()), after.size()).bad()) {
+            return std::nullopt; // what is still there is found in the end
+        }
+        return Change{"", "(bytes)", "(bytes without identifiers)"};
+    }
+    if (!holdsText(element)) {
+        return std::nullopt;
+    }
+    const std::string before = textOf(element);
+    const std::string after = replaceIdentifiers(before, finder, originals.newOf);
+    if (after == before) {
+        return std::nullopt;
+    }
+    putText(element, after);
+    return Change{"", before, after};
 }
 
 } // namespace
@@ -57,17 +100,14 @@ bool replaceIdentifiers(DcmFileFormat& file, const TextFinder& finder, const Ori
                         const GivenValues& given, std::vector<Change>* changes) {
     bool isChanged = false;
     const auto replace = [&](const Visit& visit) {
-        if (!holdsText(visit.element) || given.contains(visit.element.getTag().getXTag())) {
+        if (given.contains(visit.element.getTag().getXTag())) {
             return;
         }
-        const std::string before = textOf(visit.element);
-        const std::string after =
-            mayBeReplaced(visit.element, before) ? replaceIdentifiers(before, finder, originals.newOf) : before;
-        if (after != before) {
-            putText(visit.element, after);
+        if (auto change = replaceIn(visit.element, finder, originals)) {
             isChanged = true;
             if (changes != nullptr) {
-                changes->push_back({visit.path(), before, after});
+                change->attribute = visit.path();
+                changes->push_back(std::move(*change));
             }
         }
     };

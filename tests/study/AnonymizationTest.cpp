@@ -224,7 +224,7 @@ TEST_F(AnonymizationTest, IdentifiersAreTakenOutOfTextsOfAllFilesAsWholeWords) {
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(bytes), count), id);
 }
 
-TEST_F(AnonymizationTest, BytesThatHoldAnIdentifierAreLeftAndTold) {
+TEST_F(AnonymizationTest, IdentifiersInBytesAreOverwrittenInPlace) {
     write([](DcmDataset& dataset) {
         put(dataset, DCM_PatientID, "HOSPITAL-00042");
         put(dataset, DcmTag(0x0029, 0x0010, EVR_LO), "MAKER");
@@ -232,8 +232,36 @@ TEST_F(AnonymizationTest, BytesThatHoldAnIdentifierAreLeftAndTold) {
                                        reinterpret_cast<const Uint8*>("\1\2HOSPITAL-00042"), 16);
     });
     map();
+    EXPECT_TRUE(run->clean(mapped, nullptr));
+    DcmFileFormat cleaned;
+    ASSERT_TRUE(cleaned.loadFile(mapped.c_str()).good());
+    const Uint8* bytes = nullptr;
+    unsigned long count = 0;
+    ASSERT_TRUE(cleaned.getDataset()->findAndGetUint8Array({0x0029, 0x1001}, bytes, &count).good());
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(bytes), count), "\1\00200000000-00000");
+}
+
+TEST_F(AnonymizationTest, AnIdentifierInPixelsIsLeftAndTold) {
+    write([](DcmDataset& dataset) {
+        put(dataset, DCM_PatientID, "HOSPITAL-00042");
+        dataset.putAndInsertUint8Array(DcmTag(DCM_PixelData, EVR_OB), reinterpret_cast<const Uint8*>("HOSPITAL-00042"),
+                                       14);
+    });
+    map();
     EXPECT_FALSE(run->clean(mapped, nullptr));
     EXPECT_TRUE(run->holdsIdentifier(mapped));
+}
+
+TEST_F(AnonymizationTest, AValueThatTheUserGaveStandsWhereTheFileDoesNotTellTheType) {
+    const Fill fill = [](DcmDataset& dataset) {
+        auto element = std::make_unique<DcmOtherByteOtherWord>(DcmTag(0x0008, 0x1010, EVR_UN)); // StationName
+        element->putUint8Array(reinterpret_cast<const Uint8*>("CT-ROOM2"), 8);
+        if (dataset.insert(element.get()).good()) {
+            (void)element.release();
+        }
+    };
+    write(fill);
+    EXPECT_EQ(text(map({kKey, false, {{0x0008, 0x1010, "NOWHERE"}}}), DCM_StationName), "NOWHERE");
 }
 
 TEST_F(AnonymizationTest, DeflatedTextsAreCleanedToo) {
