@@ -24,7 +24,7 @@ constexpr std::uint64_t power(std::uint64_t base, std::size_t exponent) {
 
 std::uint64_t next(std::uint64_t hash, char byte) { return hash * kBase + static_cast<unsigned char>(byte) + 1; }
 
-std::size_t filterIndex(std::uint64_t hash) { return (hash * kBase) >> 48; }
+std::size_t filterIndex(std::uint64_t hash) { return (hash * kBase) >> 44; }
 
 class Descriptor {
   public:

@@ -39,7 +39,7 @@ class TextFinder {
     void scan(std::string_view bytes, Found found) const;
 
     std::unordered_map<Hash, std::vector<std::string>> mTexts{}; ///< by the hash of the last bytes
-    std::vector<bool> mFilter = std::vector<bool>(1U << 16);
+    std::vector<bool> mFilter = std::vector<bool>(1U << 20);
     std::size_t mLongest = 0;
 };
 
