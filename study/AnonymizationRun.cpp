@@ -163,7 +163,7 @@ std::vector<std::string> Run::fileIdsOf(const std::string& dicomdir) {
         if (record == nullptr || record->findAndGetOFStringArray(DCM_ReferencedFileID, value).bad() || value.empty()) {
             continue;
         }
-        std::string fileId(value.c_str());
+        std::string fileId(value.c_str(), value.size());
         std::replace(fileId.begin(), fileId.end(), '\\', '/');
         if (known.insert(fileId).second) {
             fileIds.push_back(fileId);

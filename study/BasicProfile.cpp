@@ -56,10 +56,9 @@ Profile basicProfileRules() {
             profile.rules.push_back({name, attribute.action == Confidentiality::Dummy ? dummyOf(vr) : ""});
         }
     }
-    for (const char* group :
-         {"private attributes", "curves (groups 50xx)", "overlay planes, comments and labels", "text in pixels",
-          "attributes that say what was done (PatientIdentityRemoved, "
-          "DeidentificationMethod)"}) {
+    // Nothing that a file lacks is added, so it cannot say either what was done.
+    for (const char* group : {"private attributes", "curves (groups 50xx)", "overlay planes, comments and labels",
+                              "text in pixels", "PatientIdentityRemoved", "DeidentificationMethod"}) {
         profile.notExpressible.emplace_back(group);
     }
     return profile;

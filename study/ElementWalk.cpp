@@ -77,7 +77,7 @@ void walkElements(DcmItem& dataset, DcmItem* other, const std::function<void(con
 
 std::string nameOf(const DcmTagKey& key) {
     DcmTag tag(key);
-    const std::string name = tag.getTagName();
+    std::string name = tag.getTagName();
     if (name != DcmTag_ERROR_TagName && !key.isPrivate()) {
         return name;
     }

@@ -32,6 +32,22 @@ bool isReadable(std::string_view text) {
     });
 }
 
+/// Codes, numbers, dates and UIDs of kinds have to stay what they are, even when a PatientID looks like one.
+bool holdsFreeText(DcmElement& element) {
+    switch (element.ident()) {
+    case EVR_LO:
+    case EVR_LT:
+    case EVR_PN:
+    case EVR_SH:
+    case EVR_ST:
+    case EVR_UC:
+    case EVR_UN:
+    case EVR_UR:
+    case EVR_UT: return true;
+    default: return false;
+    }
+}
+
 /// Bytes that are no text: private blocks of a maker's own making, documents.
 bool holdsBytes(DcmElement& element) {
     constexpr Uint16 kPixelGroup = 0x7FE0;
@@ -67,7 +83,7 @@ std::optional<Change> replaceIn(DcmElement& element, const TextFinder& finder, c
         }
         return Change{"", "(bytes)", "(bytes without identifiers)"};
     }
-    if (!holdsText(element)) {
+    if (!holdsFreeText(element)) {
         return std::nullopt;
     }
     const std::string before = textOf(element);

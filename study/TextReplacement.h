@@ -10,9 +10,9 @@ namespace radvex::study {
 std::string replaceIdentifiers(const std::string& text, const TextFinder& finder,
                                const std::map<std::string, std::string>& newOf);
 
-/// Replaces identifiers in all texts of a dataset, those of private attributes whose type nobody knows too as far as
-/// they are readable. In bytes, whose meaning may hang on their places, letters and digits of an identifier become '0'.
-/// Pixels and words are left alone.
+/// Replaces identifiers in all free texts of a dataset, those of private attributes whose type nobody knows too as far
+/// as they are readable. In bytes, whose meaning may hang on their places, letters and digits of an identifier become
+/// '0'. Pixels and words are left alone.
 /// @param changes  receives what was changed; may be null
 /// @return whether anything was changed
 bool replaceIdentifiers(DcmFileFormat& file, const TextFinder& finder, const Originals& originals,

@@ -241,6 +241,20 @@ TEST_F(AnonymizationTest, IdentifiersInBytesAreOverwrittenInPlace) {
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(bytes), count), "\1\00200000000-00000");
 }
 
+TEST_F(AnonymizationTest, CodesStayWhatTheyAreAlthoughAnIdentifierLooksLikeOne) {
+    write([](DcmDataset& dataset) {
+        put(dataset, DCM_PatientID, "YBR_FULL_422");
+        put(dataset, DCM_StudyID, "1.2.840.10008.5.1.4.1.1.2");
+        put(dataset, DCM_PhotometricInterpretation, "YBR_FULL_422");
+    });
+    map();
+    EXPECT_FALSE(run->clean(mapped, nullptr));
+    DcmFileFormat cleaned;
+    ASSERT_TRUE(cleaned.loadFile(mapped.c_str()).good());
+    EXPECT_EQ(text(*cleaned.getDataset(), DCM_PhotometricInterpretation), "YBR_FULL_422");
+    EXPECT_EQ(text(*cleaned.getDataset(), DCM_SOPClassUID), UID_CTImageStorage);
+}
+
 TEST_F(AnonymizationTest, AnIdentifierInPixelsIsLeftAndTold) {
     write([](DcmDataset& dataset) {
         put(dataset, DCM_PatientID, "HOSPITAL-00042");
