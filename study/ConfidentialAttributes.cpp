@@ -478,7 +478,7 @@ bool isConfidential(const DcmTagKey& key) {
         return element == 0x0022 || element == 0x1500 || element == 0x3000 || element == 0x4000;
     }
     const auto place = std::lower_bound(
-        kAttributes.begin(), kAttributes.end(), key,
+        std::begin(kAttributes), std::end(kAttributes), key,
         [](const ConfidentialAttribute& entry, const DcmTagKey& wanted) { return entry.key < wanted; });
     return place != std::end(kAttributes) && place->key == key;
 }

@@ -93,11 +93,11 @@ std::string Identities::newValue(const DcmTagKey& key, const std::string& origin
     const auto found = mGiven.find(key);
     const std::string* given = found == mGiven.end() ? nullptr : &found->second;
     if (!isId(key)) {
-        const std::string mapped = newUids(original, given);
+        std::string mapped = newUids(original, given);
         return given != nullptr ? *given : mapped;
     }
     const std::string value = trimmed(original);
-    const std::string mapped =
+    std::string mapped =
         given != nullptr ? *given : mPseudonyms.id(key == DCM_PatientID ? "PatientID" : "StudyID", value);
     rememberIdentifier(key, value, mapped);
     return mapped;
@@ -133,7 +133,7 @@ void Identities::map(DcmFileFormat& original, DcmFileFormat& written) {
     if (meta.findAndGetElement(DCM_MediaStorageSOPInstanceUID, instance).good()) {
         OFString uid;
         const bool isKnown = dataset.findAndGetOFStringArray(DCM_SOPInstanceUID, uid).good() && !uid.empty();
-        putText(*instance, isKnown ? std::string(uid.c_str()) : newUids(textOf(*instance), nullptr));
+        putText(*instance, isKnown ? std::string(uid.c_str(), uid.size()) : newUids(textOf(*instance), nullptr));
     }
 }
 
