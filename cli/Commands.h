@@ -19,5 +19,7 @@ void addErrorsCommand(CLI::App& app, Session& session);
 void addFramesCommand(CLI::App& app, Session& session);
 void addIndexCommand(CLI::App& app);
 void addAnonymizeCommand(CLI::App& app, Session& session);
+void addTreeCommand(CLI::App& app, Session& session);
+void addSeriesCommand(CLI::App& app, Session& session);
 
 } // namespace radvex::cli

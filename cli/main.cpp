@@ -30,6 +30,8 @@ int run(int argc, char** argv) {
     addOverlaysCommand(app, session);
     addIndexCommand(app);
     addAnonymizeCommand(app, session);
+    addTreeCommand(app, session);
+    addSeriesCommand(app, session);
     addDictionaryCommands(app, session);
     addErrorsCommand(app, session);
     addCallCommand(app, session);

@@ -3,6 +3,7 @@
 #include "CompressedPixels.h"
 #include "ErrorManager.h"
 #include "FileName.h"
+#include "ParseGuard.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
 
 namespace radvex {
@@ -14,8 +15,15 @@ constexpr Uint32 kMaxReadLength = 4096;
 
 } // namespace
 
+void requireSafeToParse(const std::string& path) {
+    if (const auto reason = reasonNotToParse(path)) {
+        GTU::ErrorManager::throwException("OpenFileError", path, *reason);
+    }
+}
+
 DcmReader::DcmReader(const std::string& path) : filePath(path) {
     GTU::validatePath(path, std::ios_base::in);
+    requireSafeToParse(path);
     const OFCondition loaded =
         fileFormat.loadFile(fileNameOf(filePath), EXS_Unknown, EGL_noChange, kMaxReadLength, ERM_autoDetect);
     if (loaded.bad()) {

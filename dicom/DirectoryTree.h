@@ -19,6 +19,7 @@ namespace radvex {
 class DirectoryTree {
   public:
     /// Reads the directory anew. One that cannot be read any more is an empty tree.
+    /// @throws GantryError  OpenFileError (path, reason) when it would exhaust DCMTK's parser
     explicit DirectoryTree(const std::string& path);
 
     DcmDirectoryRecord& root() { return directory.getRootRecord(); }

@@ -51,10 +51,10 @@ Places placesOf(const OpenImages& images, int bits, std::size_t volumeBytes) {
     throwNoSlice();
 }
 
-/// Slices that do not lie side by side leave gaps.
-bool leavesGaps(const Places& places, std::size_t sliceBytes) {
+/// Slices that do not lie side by side leave gaps, and so does a grey one among slices of colour.
+bool leavesGaps(const OpenImages& images, int bits, const Places& places, std::size_t sliceBytes) {
     for (std::size_t slice = 0; slice < places.size(); ++slice) {
-        if (places[slice] != slice * sliceBytes) {
+        if (places[slice] != slice * sliceBytes || bytesAt(*images[slice], bits) != sliceBytes) {
             return true;
         }
     }
@@ -90,11 +90,12 @@ Volume consolidate(const OpenImages& images, const ImageReadOptions& options) {
     const auto samples = static_cast<std::size_t>(checkedProduct({slices, height, width, channels}));
     const std::size_t volumeBytes = samples * sizeof(T);
     const std::size_t sliceBytes = volumeBytes / images.size();
-    const Places places = placesOf(images, sizeof(T) * kOctets, volumeBytes);
+    constexpr int kBits = sizeof(T) * kOctets;
+    const Places places = placesOf(images, kBits, volumeBytes);
 
     GTU::Image<T, Manual> volume(slices, width, height, channels, isGrey ? VColorSpace_Grey : VColorSpace_RGB, true);
     auto* start = reinterpret_cast<std::byte*>(volume.getData());
-    if (leavesGaps(places, sliceBytes)) {
+    if (leavesGaps(images, kBits, places, sliceBytes)) {
         std::memset(start, 0, volumeBytes);
     }
     for (std::size_t slice = 0; slice < images.size(); ++slice) {

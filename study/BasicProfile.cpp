@@ -1,7 +1,7 @@
 #include "BasicProfile.h"
 
 #include "ConfidentialAttributes.h"
-#include "ElementWalk.h"
+#include "DatasetWalk.h"
 #include "dcmtk/dcmdata/dctag.h"
 
 namespace radvex::study {

@@ -6,8 +6,7 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "FileStart.h"
-#include "HeaderScan.h"
+#include "ParseGuard.h"
 #include "dcmtk/dcmdata/dcmetinf.h"
 #include "dcmtk/dcmdata/dcostrma.h"
 #include "dcmtk/dcmdata/dcwcache.h"
@@ -55,7 +54,7 @@ class FileStream : public DcmOutputStream {
 } // namespace
 
 void loadDicom(DcmFileFormat& file, const std::string& path) {
-    if (const auto reason = whyNotToParse(path, FileStart(path).hasMark())) {
+    if (const auto reason = reasonNotToParse(path)) {
         throw std::runtime_error(*reason);
     }
     const OFCondition loaded = file.loadFile(OFFilename(path.c_str()));

@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "HeaderScan.h"
+#include "ParseGuard.h"
 #include "RecordTypes.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcfilefo.h"
@@ -46,7 +46,7 @@ DirectoryBuilder::DirectoryBuilder(const std::string& path)
 Addition DirectoryBuilder::add(const std::string& path, const std::string& fileId, bool hasMark) {
     Source source{path, fileId};
     try {
-        if (const auto reason = whyNotToParse(path, hasMark)) {
+        if (const auto reason = reasonNotToParse(path)) {
             return refusal(*reason);
         }
         const OFCondition loaded = source.file.loadFile(path.c_str());

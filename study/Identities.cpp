@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cctype>
 
-#include "ElementWalk.h"
+#include "DatasetWalk.h"
 #include "UidKinds.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcmetinf.h"

@@ -1,7 +1,7 @@
 #include "Leaks.h"
 
 #include "ConfidentialAttributes.h"
-#include "ElementWalk.h"
+#include "DatasetWalk.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcmetinf.h"
 #include "dcmtk/dcmdata/dcsequen.h"

@@ -4,7 +4,7 @@
 #include <cctype>
 #include <optional>
 
-#include "ElementWalk.h"
+#include "DatasetWalk.h"
 #include "dcmtk/dcmdata/dcmetinf.h"
 
 namespace radvex::study {

@@ -3,7 +3,6 @@
 #include "ErrorManager.h"
 #include "LibraryErrors.h"
 #include "Radvex.h"
-#include "dcmtk/dcmimage/diregist.h" // links colour support into DicomImage
 #include "dcmtk/oflog/logger.h"
 #include "dcmtk/oflog/nullap.h"
 

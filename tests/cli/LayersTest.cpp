@@ -76,6 +76,7 @@ TEST(Layers, OnlyTheDicomLayerKnowsDcmtk) {
 TEST(Layers, HostAndCommandSeeTheLibraryAsAnyHostWould) {
     std::set<std::string> behind = headersOf("dicom");
     behind.merge(headersOf("bridge"));
+    behind.merge(headersOf("guard"));
     expectNoneOf("host", behind);
     behind.merge(headersOf("tether"));
     for (const std::string& header : headersOf("study")) {
@@ -98,12 +99,14 @@ TEST(Layers, TheBridgeKnowsNeitherDicomNorTheHost) {
     expectNoneOf("bridge", above);
 }
 
-TEST(Layers, TheStudyLayerStandsOnDcmtkAlone) {
+TEST(Layers, TheStudyLayerStandsOnDcmtkAndTheGuardAlone) {
     std::set<std::string> others;
     for (const char* room : {"dicom", "bridge", "host", "cli", "tether", "include"}) {
         others.merge(headersOf(room));
     }
     expectNoneOf("study", others);
+    others.merge(headersOf("study"));
+    expectNoneOf("guard", others);
 }
 
 TEST(Layers, WhatTheCommandSeesOfTheStudyLayerKnowsNoDcmtk) {

@@ -8,6 +8,7 @@
 #include "DicomFiles.h"
 #include "HostTest.h"
 #include "TemporaryFolder.h"
+#include "dcmtk/dcmimgle/diregbas.h"
 
 using namespace radvex::test;
 
@@ -124,6 +125,15 @@ TEST_F(ErrorTable, AfterUninitializeUncompressedFilesStillOpen) {
     const auto path = writeDicom(folder.file("a.dcm"), {});
     reinterpret_cast<VelmoraUninitializeFunction>(host().symbol("VelmoraLibrary_uninitialize"))(nullptr);
     EXPECT_EQ(codeOf("GetFrameCount", {path}), 0);
+}
+
+TEST(LoadedLibrary, TakesItsColourSupportAlongWhenItGoes) {
+    const DiRegisterBase* const before = DiRegisterBase::Pointer;
+    void* const library = dlopen(RADVEX_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(library, nullptr) << dlerror();
+    EXPECT_NE(DiRegisterBase::Pointer, before);
+    EXPECT_EQ(dlclose(library), 0);
+    EXPECT_EQ(DiRegisterBase::Pointer, before) << "others in the process may use DCMTK";
 }
 
 namespace {

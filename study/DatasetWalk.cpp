@@ -1,4 +1,4 @@
-#include "ElementWalk.h"
+#include "DatasetWalk.h"
 
 #include <stdexcept>
 

@@ -1,0 +1,116 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include <zlib.h>
+
+namespace radvex {
+
+/// Bytes of a file in order, through a small window: what is skipped is not read where that can be helped.
+class ByteSource {
+  public:
+    ByteSource(const ByteSource&) = delete;
+    ByteSource& operator=(const ByteSource&) = delete;
+    virtual ~ByteSource() = default;
+
+    /// The most bytes that one peek can show. Small enough for the stack: a block of this size from the heap would
+    /// first have it tidied up after the file before.
+    static constexpr std::size_t kWindow = std::size_t{16} * 1024;
+
+    /// Bytes from the beginning of the file to the next one; inflated bytes count as if they stood in the file.
+    std::uint64_t position() const { return mPosition; }
+
+    /// The next bytes without moving on: fewer than wanted only when no more are left.
+    std::span<const std::uint8_t> peek(std::size_t wanted) {
+        if (mEnd - mBegin < wanted) {
+            refill(wanted);
+        }
+        return {mBuffer.data() + mBegin, std::min(wanted, mEnd - mBegin)};
+    }
+
+    /// Moves over bytes that a peek has shown.
+    void consume(std::size_t count) {
+        mBegin += count;
+        mPosition += count;
+    }
+
+    /// Moves on. @return false when the bytes end before; the position is then at the end
+    bool skip(std::uint64_t count) {
+        if (count > mEnd - mBegin) {
+            return skipBeyondWindow(count);
+        }
+        consume(static_cast<std::size_t>(count));
+        return true;
+    }
+
+  protected:
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): the window is written before it is read
+    explicit ByteSource(std::uint64_t position) : mPosition(position) {}
+
+    /// Puts at most `room` bytes that follow what was read so far. @return their number, 0 at the end
+    virtual std::size_t readOn(std::uint8_t* into, std::size_t room) = 0;
+    /// Passes bytes that follow what was read so far. @return their number, less than `count` at the end
+    virtual std::uint64_t passOver(std::uint64_t count) = 0;
+
+    /// The window, for use while nothing in it is unread.
+    std::uint8_t* scratch() { return mBuffer.data(); }
+
+  private:
+    void refill(std::size_t wanted);
+    bool skipBeyondWindow(std::uint64_t count);
+
+    std::array<std::uint8_t, kWindow> mBuffer;
+    std::size_t mBegin = 0; ///< first unread byte of the window
+    std::size_t mEnd = 0;
+    std::uint64_t mPosition;
+};
+
+/// A file on disk. Reads little at first and after a skip, then more and more.
+class FileSource : public ByteSource {
+  public:
+    /// Something that is not a plain file, or cannot be opened, is a source without bytes.
+    explicit FileSource(const std::string& path);
+    ~FileSource() override;
+
+  protected:
+    std::size_t readOn(std::uint8_t* into, std::size_t room) override;
+    std::uint64_t passOver(std::uint64_t count) override;
+
+  private:
+    int mDescriptor = -1;
+    std::uint64_t mSize = 0;
+    std::uint64_t mNext = 0; ///< offset of the first byte that is not in the window
+    std::size_t mChunk;
+};
+
+/// The rest of another source, inflated (a raw deflate stream, as DICOM has it). Never holds more than the window.
+class InflatingSource : public ByteSource {
+  public:
+    /// Ends early when it has produced more than `limit` bytes.
+    InflatingSource(ByteSource& deflated, std::uint64_t limit);
+    ~InflatingSource() override;
+
+    bool isOverLimit() const { return mProduced > mLimit; }
+
+  protected:
+    std::size_t readOn(std::uint8_t* into, std::size_t room) override;
+    std::uint64_t passOver(std::uint64_t count) override;
+
+  private:
+    void feed();
+
+    ByteSource& mDeflated;
+    z_stream mStream{};
+    std::array<std::uint8_t, 4096> mInput{};
+    std::uint64_t mProduced = 0;
+    std::uint64_t mLimit;
+    bool mIsPadded = false;
+    bool mHasEnded;
+};
+
+} // namespace radvex
