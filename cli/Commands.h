@@ -20,6 +20,7 @@ void addWriteCommand(CLI::App& app, Session& session);
 void addDefaultsCommand(CLI::App& app, Session& session);
 void addFramesCommand(CLI::App& app, Session& session);
 void addIndexCommand(CLI::App& app);
+void addAnonymizeCommand(CLI::App& app, Session& session);
 void addTreeCommand(CLI::App& app, Session& session);
 void addSeriesCommand(CLI::App& app, Session& session);
 

@@ -28,21 +28,21 @@ void* openModule() {
     return dlopen(study::kModuleFile, RTLD_NOW | RTLD_LOCAL);
 }
 
-study::IndexFolderEntry entry() {
+template <typename Entry>
+Entry entry(const char* name, const char* purpose) {
     static void* const module = openModule(); // stays: DCMTK is not made to be unloaded
-    void* const symbol = module == nullptr ? nullptr : dlsym(module, study::kIndexFolderEntry);
+    void* const symbol = module == nullptr ? nullptr : dlsym(module, name);
     if (symbol == nullptr) {
         const char* reason = dlerror();
-        throw FileError(std::string("Folders cannot be indexed: ") + (reason != nullptr ? reason : "no reason given") +
-                        ".");
+        throw FileError(std::string(purpose) + ": " + (reason != nullptr ? reason : "no reason given") + ".");
     }
-    return reinterpret_cast<study::IndexFolderEntry>(symbol);
+    return reinterpret_cast<Entry>(symbol);
 }
 
 } // namespace
 
 study::FolderIndex indexFolder(const std::string& folder, const std::string& place) {
-    const study::IndexFolderEntry index = entry();
+    const auto index = entry<study::IndexFolderEntry>(study::kIndexFolderEntry, "Folders cannot be indexed");
     study::FolderIndex result;
     ProgressBar bar("Indexing " + folder);
     try {
@@ -52,6 +52,18 @@ study::FolderIndex indexFolder(const std::string& folder, const std::string& pla
         throw FileError(error.what());
     }
     return result;
+}
+
+std::unique_ptr<study::Anonymization> openAnonymization(study::AnonymizationSettings settings) {
+    const auto start =
+        entry<study::StartAnonymizationEntry>(study::kStartAnonymizationEntry, "Files cannot be anonymized");
+    std::unique_ptr<study::Anonymization> run;
+    try {
+        start(std::move(settings), run);
+    } catch (const std::runtime_error& error) {
+        throw FileError(error.what());
+    }
+    return run;
 }
 
 void reportLeftOut(const study::FolderIndex& index) {

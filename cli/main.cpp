@@ -29,6 +29,7 @@ int run(int argc, char** argv) {
     addDataCommand(app, session);
     addOverlaysCommand(app, session);
     addIndexCommand(app);
+    addAnonymizeCommand(app, session);
     addTreeCommand(app, session);
     addSeriesCommand(app, session);
     addWriteCommand(app, session);

@@ -149,7 +149,11 @@ DirectoryBuilder::NewRecord DirectoryBuilder::newRecord(E_DirRecType parent, E_D
     if (addRecord(&aside, type, &source.file, source.fileId.c_str(), source.path.c_str()) == nullptr) {
         throw std::runtime_error("no " + std::string(recordTypeToName(type).c_str()) + " record can be made of them");
     }
-    return NewRecord(aside.removeSub(0UL));
+    NewRecord record(aside.removeSub(0UL));
+    if (record->tagExists(DCM_ReferencedFileID)) { // DCMTK leaves out what a File ID should not hold, dots for one
+        record->putAndInsertString(DCM_ReferencedFileID, source.fileId.c_str());
+    }
+    return record;
 }
 
 void DirectoryBuilder::insert(DcmDirectoryRecord* parent, NewRecord record) {

@@ -7,3 +7,11 @@ extern "C" [[gnu::visibility("default")]] void radvexIndexFolder(const std::stri
 }
 
 static_assert(std::is_same_v<decltype(&radvexIndexFolder), radvex::study::IndexFolderEntry>);
+
+extern "C" [[gnu::visibility("default")]] void
+radvexStartAnonymization(const radvex::study::AnonymizationSettings& settings,
+                         std::unique_ptr<radvex::study::Anonymization>& run) {
+    run = radvex::study::startAnonymization(settings);
+}
+
+static_assert(std::is_same_v<decltype(&radvexStartAnonymization), radvex::study::StartAnonymizationEntry>);

@@ -1,0 +1,207 @@
+#include <filesystem>
+#include <iostream>
+
+#include "AnonymizationReport.h"
+#include "Anonymizer.h"
+#include "Assignment.h"
+#include "Commands.h"
+#include "InputFile.h"
+#include "Output.h"
+#include "OutputFile.h"
+#include "StudyModule.h"
+
+namespace radvex::cli {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct AnonymizeOptions {
+    std::string input{};
+    std::string output{};
+    std::vector<std::string> assignments{};
+    std::string rules{};
+    std::string profile{};
+    std::string key{};
+    std::string report{};
+    bool isIndependent = false;
+    bool hasOriginals = false;
+    bool hasNeutralNames = false;
+    bool mayReplace = false;
+    bool isStrict = false;
+    bool isQuiet = false;
+};
+
+std::string readKey(const std::string& path) {
+    constexpr std::size_t kShortest = 16;
+    const std::string key = readInputText(path);
+    if (key.size() < kShortest) {
+        throw FileError(path + " is no key: at least " + std::to_string(kShortest) +
+                        " bytes that nobody can guess are expected.");
+    }
+    return key;
+}
+
+/// What is said later stands above: the profile, then the rules, then the words of the command.
+ReplacementRules collectRules(const AnonymizeOptions& options, const study::Profile* profile) {
+    ReplacementRules rules;
+    if (profile != nullptr) {
+        for (const study::ProfileRule& rule : profile->rules) {
+            rules.set(rule.keyword, rule.value);
+        }
+    }
+    if (!options.rules.empty()) {
+        rules.read(options.rules);
+    }
+    for (const std::string& word : options.assignments) {
+        const Assignment assignment = parseAssignment("--set", word);
+        rules.set(assignment.keyword, assignment.value);
+    }
+    return rules;
+}
+
+bool isWithin(const fs::path& inner, const fs::path& outer) {
+    const fs::path way = inner.lexically_relative(outer);
+    return !way.empty() && *way.begin() != "..";
+}
+
+/// Neither folder may hold the other: files would be read that were just written, or replaced while they are needed.
+void checkFolders(const std::string& input, const std::string& output) {
+    std::error_code error;
+    const fs::path in = fs::weakly_canonical(input, error);
+    const fs::path out = fs::weakly_canonical(output, error);
+    if (in == out) {
+        throw UsageError("The output folder is the input folder; name another one.");
+    }
+    if (isWithin(out, in)) {
+        throw UsageError(output + " lies inside the input folder; name one outside of it.");
+    }
+    if (isWithin(in, out)) {
+        throw UsageError("The input lies inside " + output + "; name an output folder that does not hold it.");
+    }
+}
+
+void checkOutput(const AnonymizeOptions& options, bool isFolder) {
+    std::error_code error;
+    const fs::file_status status = fs::symlink_status(options.output, error);
+    const bool isThere = fs::exists(status);
+    if (isFolder && isThere && !fs::is_directory(options.output, error)) {
+        throw FileError(options.output + " is no folder.");
+    }
+    if (!isFolder && fs::is_directory(options.output, error)) {
+        throw FileError(options.output + " is a folder; name the file to write.");
+    }
+    if (options.mayReplace || !isThere) {
+        return;
+    }
+    if (!isFolder) {
+        throw FileError(options.output + " is there already; --force replaces it.");
+    }
+    const bool isEmpty = fs::is_empty(options.output, error);
+    if (!error && !isEmpty) {
+        throw FileError(options.output + " is not empty; --force writes into it and replaces files of the same names.");
+    }
+}
+
+/// The folder of a medium whose directory was named in its place.
+std::string inputFolder(const std::string& input, study::Anonymization& looker) {
+    std::error_code error;
+    if (fs::is_directory(input, error)) {
+        return input;
+    }
+    try {
+        if (fs::is_regular_file(input, error) && looker.kindOf(input) == study::FileKind::Directory) {
+            const fs::path folder = fs::path(input).parent_path();
+            return folder.empty() ? "." : folder.string();
+        }
+    } catch (const std::runtime_error&) {
+        return ""; // the library says why it cannot be read
+    }
+    return "";
+}
+
+void report(const AnonymizeOptions& options, const AnonymizationResult& result, const study::Profile* profile) {
+    if (!options.report.empty()) {
+        const std::string text = anonymizationReport(result, {options.hasOriginals, profile});
+        writeOutputFile(options.report,
+                        [&](std::FILE* file) { return std::fwrite(text.data(), 1, text.size(), file) == text.size(); });
+    }
+    if (!options.isQuiet) {
+        // A report on the standard output stays alone there.
+        (options.report == "-" ? std::cerr : std::cout) << anonymizationSummary(options.output, result, profile);
+    }
+}
+
+void run(Session& session, const AnonymizeOptions& options) {
+    const auto looker = openAnonymization({});
+    const std::string folder = inputFolder(options.input, *looker);
+    const bool isFolder = !folder.empty();
+    if (isFolder) {
+        checkFolders(folder, options.output);
+    }
+    checkOutput(options, isFolder);
+    study::Profile basic;
+    const study::Profile* profile = nullptr;
+    if (!options.profile.empty()) {
+        basic = looker->basicProfile();
+        profile = &basic;
+    }
+    const ReplacementRules rules = collectRules(options, profile);
+    study::AnonymizationSettings settings{options.key.empty() ? "" : readKey(options.key), options.isIndependent,
+                                          rules.resolve(session.host())};
+    Anonymizer anonymizer(session, rules, openAnonymization(std::move(settings)),
+                          {options.mayReplace, options.isStrict,
+                           options.isStrict || !options.isQuiet || !options.report.empty(), !options.report.empty(),
+                           options.hasNeutralNames});
+    const AnonymizationResult result = isFolder ? anonymizer.anonymizeFolder(folder, options.output)
+                                                : anonymizer.anonymizeFile(options.input, options.output);
+    for (const AnonymizedFile& file : result.files) {
+        if (!file.error.empty()) {
+            session.reportRefusal("", file.error);
+        }
+    }
+    report(options, result, profile);
+}
+
+void addNames(CLI::App* command, AnonymizeOptions& options) {
+    command->add_option("IN", options.input, "DICOM file, folder, or DICOMDIR of a medium")->required();
+    command->add_option("OUT", options.output, "File or folder to write")->required();
+    command->add_option("--set", options.assignments, "KEYWORD=VALUE: the attribute's new value; may be repeated")
+        ->allow_extra_args(false)
+        ->take_all();
+    command->add_option("--rules", options.rules, "JSON file with an object of keywords and new values");
+    command->add_option("--profile", options.profile, "basic: new values after the basic profile of DICOM")
+        ->check(CLI::IsMember({"basic"}));
+}
+
+void addIdentities(CLI::App* command, AnonymizeOptions& options) {
+    auto* key = command->add_option(
+        "--key", options.key, "File of 16 or more secret bytes: runs with the same key give the same identifiers");
+    command->add_flag("--independent", options.isIndependent, "A new value for every identifier of every file")
+        ->excludes(key);
+    command->add_flag("--neutral-names", options.hasNeutralNames, "Number the files in place of keeping their names");
+    command->add_flag("--force", options.mayReplace, "Replace files that are there already");
+    command->add_flag("--strict", options.isStrict, "Write no file that may still identify the patient");
+}
+
+} // namespace
+
+void addAnonymizeCommand(CLI::App& app, Session& session) {
+    auto options = std::make_shared<AnonymizeOptions>();
+    CLI::App* command = app.add_subcommand("anonymize", "De-identify a file, a folder or a medium");
+    addNames(command, *options);
+    addIdentities(command, *options);
+    command->add_option("--report", options->report,
+                        "JSON file that says what changed in each file; - for the standard "
+                        "output");
+    command->add_flag("--report-originals", options->hasOriginals,
+                      "Paths of the input and values before in the report: it then identifies the patient");
+    command->add_flag("-q,--quiet", options->isQuiet, "Do not say what may still identify the patient");
+    command->footer("Names, dates and descriptions stay as they are unless --set, --rules or --profile gives them a "
+                    "value; what may still identify the patient is listed. Names of files and folders are kept unless "
+                    "--neutral-names is given. A file that fails is named, the others go on; the exit status is then "
+                    "1.");
+    command->callback([&session, options] { run(session, *options); });
+}
+
+} // namespace radvex::cli

@@ -1,0 +1,291 @@
+#include "Anonymizer.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <filesystem>
+#include <functional>
+#include <map>
+
+#include "Interruption.h"
+#include "Output.h"
+#include "OutputFile.h"
+#include "ProgressBar.h"
+#include "StagingFolder.h"
+
+namespace radvex::cli {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// "I0000000": a name that every medium can hold.
+std::string neutralName(std::size_t index) {
+    char name[24];
+    std::snprintf(name, sizeof name, "I%07zu", index);
+    return name;
+}
+
+std::string small(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
+    return text;
+}
+
+void requireFolder(const fs::path& path) {
+    std::error_code error;
+    fs::create_directories(path, error);
+    if (error || !fs::is_directory(path, error)) {
+        throw FileError(path.string() + " cannot be made: " +
+                        (error ? error : std::make_error_code(std::errc::not_a_directory)).message() + ".");
+    }
+}
+
+} // namespace
+
+/// The steps of one run over one output folder.
+class Anonymizer::Work {
+  public:
+    Work(Anonymizer& owner, std::string output, bool hasNamesOfItsOwn)
+        : mOwner(owner), mOutput(std::move(output)), mShowsNames(hasNamesOfItsOwn), mStaging(mOutput) {}
+
+    void add(const std::string& source, const std::string& name, bool mayBeOther) {
+        mJobs.push_back({mResult.files.size(), mStaging.file(std::to_string(mJobs.size())), mayBeOther, {}});
+        mResult.files.push_back({source, name, false, "", {}, {}});
+    }
+
+    void addFailed(const std::string& source, const std::string& name, const std::string& reason) {
+        mResult.files.push_back({source, name, false, source + ": " + reason + ".", {}, {}});
+    }
+
+    void addSkipped(std::size_t count = 1) { mResult.skippedCount += count; }
+
+    /// All identifiers of the run are known after the first round, and looked for in every file in the second.
+    void run(const std::string& what) {
+        forEachJob("Anonymizing " + what, [this](Job& job, AnonymizedFile& file) { make(job, file); });
+        forEachJob("Checking " + what, [this](Job& job, AnonymizedFile& file) { finish(job, file); });
+        std::erase_if(mResult.files, [this](const AnonymizedFile& file) { return isSkipped(file); });
+    }
+
+    /// A directory of the input. With names of the input each gets its own, else all files are in one.
+    void addDirectory(const std::string& dicomdir, const std::string& name);
+    /// Writes the directories of what became of the files that those of the input list.
+    void writeDirectories();
+
+    AnonymizationResult takeResult() { return std::move(mResult); }
+    study::Anonymization& identities() { return *mOwner.mRun; }
+
+  private:
+    struct Job {
+        std::size_t file; ///< index in the result
+        std::string staged;
+        bool mayBeOther; ///< something else than DICOM: then a refusal is none
+        std::string written{};
+    };
+
+    std::string target(const AnonymizedFile& file) const { return (fs::path(mOutput) / file.name).string(); }
+    bool isSkipped(const AnonymizedFile& file) const { return !file.isWritten && file.error.empty(); }
+
+    void forEachJob(const std::string& what, const std::function<void(Job&, AnonymizedFile&)>& step);
+    void make(Job& job, AnonymizedFile& file);
+    void finish(Job& job, AnonymizedFile& file);
+    void examine(const std::string& path, AnonymizedFile& file, bool isClean);
+    void publish(const std::string& staged, AnonymizedFile& file);
+    using Listed = std::vector<study::Anonymization::Listed>;
+    void writeDirectory(AnonymizedFile& directory, const Listed& listed);
+    Listed listFiles(AnonymizedFile& directory) const;
+
+    Anonymizer& mOwner;
+    std::string mOutput;
+    bool mShowsNames; ///< the names of the result come from the input
+    StagingFolder mStaging;
+    Interruption mInterruption{};
+    std::vector<Job> mJobs{};
+    std::vector<AnonymizedFile> mDirectories{};
+    AnonymizationResult mResult{};
+};
+
+void Anonymizer::Work::forEachJob(const std::string& what, const std::function<void(Job&, AnonymizedFile&)>& step) {
+    ProgressBar bar(what);
+    for (std::size_t done = 0; done < mJobs.size();) {
+        if (mInterruption.signal() != 0) {
+            const auto count = std::count_if(mResult.files.begin(), mResult.files.end(),
+                                             [](const AnonymizedFile& file) { return file.isWritten; });
+            throw FileError("Interrupted; " + std::to_string(count) + " files were written to " + mOutput + ".");
+        }
+        Job& job = mJobs[done];
+        AnonymizedFile& file = mResult.files[job.file];
+        const auto refuse = [&](const std::string& sentence) {
+            file.error = sentence;
+            std::error_code ignored;
+            fs::remove(job.staged, ignored);
+        };
+        try {
+            step(job, file);
+        } catch (const FileError& error) {
+            refuse(file.source + ": " + error.what());
+        } catch (const velmora::LibraryError& error) {
+            refuse(file.source + ": " + error.what());
+        } catch (const std::exception& error) { // what DCMTK throws for some values too
+            refuse(file.source + ": " + error.what() + ".");
+        }
+        bar.show(++done, mJobs.size());
+    }
+}
+
+void Anonymizer::Work::make(Job& job, AnonymizedFile& file) {
+    const std::string raw = job.staged + ".raw";
+    try {
+        // DCMTK takes "-" for the standard input.
+        const std::string source = file.source == "-" ? "./-" : file.source;
+        mOwner.mSession.host().call("DicomAnonymize", {source, raw, mOwner.mRules});
+        identities().map(source, raw, job.staged, mOwner.mOptions.keepsChanges ? &file.changes : nullptr);
+        job.written = job.staged;
+    } catch (const velmora::LibraryError& error) {
+        if (!job.mayBeOther || error.name() != "OpenFileError") {
+            fs::remove(raw);
+            throw;
+        }
+        addSkipped();
+    } catch (...) {
+        fs::remove(raw);
+        throw;
+    }
+    fs::remove(raw);
+}
+
+void Anonymizer::Work::finish(Job& job, AnonymizedFile& file) {
+    if (job.written.empty()) { // failed or skipped before
+        return;
+    }
+    const bool isClean = identities().clean(job.written, mOwner.mOptions.keepsChanges ? &file.changes : nullptr);
+    examine(job.written, file, isClean);
+    publish(job.written, file);
+}
+
+void Anonymizer::Work::examine(const std::string& path, AnonymizedFile& file, bool isClean) {
+    if (mOwner.mOptions.examines) {
+        file.leaks = identities().examine(path);
+    }
+    if (!isClean) {
+        file.leaks.insert({"text of an original identifier"});
+    }
+    if (mShowsNames && identities().showsIdentity(file.name)) {
+        ++mResult.shownNameCount;
+        file.leaks.insert({"name of the file"});
+    }
+}
+
+void Anonymizer::Work::publish(const std::string& staged, AnonymizedFile& file) {
+    if (mOwner.mOptions.isStrict && !file.leaks.empty()) {
+        std::error_code ignored;
+        fs::remove(staged, ignored);
+        file.error = file.source + ": not written, since it may still identify the patient.";
+        return;
+    }
+    const std::string path = target(file);
+    requireFolder(fs::path(path).parent_path());
+    StagingFolder::publish(staged, path, mOwner.mOptions.mayReplace);
+    file.isWritten = true;
+}
+
+/// Files of a medium that are there now. What its directory lists and the medium lacks is an error of the directory.
+Anonymizer::Work::Listed Anonymizer::Work::listFiles(AnonymizedFile& directory) const {
+    // Names on a medium may be written in small letters where the directory has capitals.
+    std::map<std::string, const AnonymizedFile*> exact;
+    std::map<std::string, const AnonymizedFile*> folded;
+    const fs::path place = fs::path(directory.source).parent_path();
+    for (const AnonymizedFile& file : mResult.files) {
+        const std::string way = fs::path(file.source).lexically_relative(place).string();
+        exact.emplace(way, &file);
+        folded.emplace(small(way), &file);
+    }
+    Listed listed;
+    const std::vector<std::string> fileIds = mOwner.mRun->fileIdsOf(directory.source);
+    for (const std::string& fileId : fileIds) {
+        const auto sameName = exact.find(fileId);
+        const auto found = sameName != exact.end() ? sameName : folded.find(small(fileId));
+        if (found == folded.end()) {
+            directory.error = directory.source + ": " + fileId + ", which it lists, is not there.";
+        } else if (found->second->isWritten) {
+            listed.push_back({target(*found->second), mShowsNames ? fileId : found->second->name});
+        }
+    }
+    if (listed.empty() && !fileIds.empty()) {
+        throw FileError("no directory was written, since no file that it lists was.");
+    }
+    return listed;
+}
+
+void Anonymizer::Work::addDirectory(const std::string& dicomdir, const std::string& name) {
+    mDirectories.push_back({dicomdir, mShowsNames ? name : "DICOMDIR", false, "", {}, {}});
+}
+
+void Anonymizer::Work::writeDirectories() {
+    Listed all;
+    for (AnonymizedFile& directory : mDirectories) {
+        try {
+            const Listed listed = listFiles(directory);
+            all.insert(all.end(), listed.begin(), listed.end());
+            if (mShowsNames || &directory == &mDirectories.back()) {
+                writeDirectory(directory, mShowsNames ? listed : all);
+            }
+        } catch (const std::exception& error) {
+            directory.error = directory.source + ": " + error.what();
+        }
+    }
+    std::move(mDirectories.begin(), mDirectories.end(), std::back_inserter(mResult.files));
+}
+
+void Anonymizer::Work::writeDirectory(AnonymizedFile& directory, const Listed& listed) {
+    const std::string staged = mStaging.file("DICOMDIR");
+    for (const study::RefusedFile& refused : identities().writeDirectory(staged, listed)) {
+        directory.error = directory.source + ": " + refused.path + " is not listed: " + refused.reason + ".";
+    }
+    examine(staged, directory, !identities().holdsIdentifier(staged));
+    publish(staged, directory);
+}
+
+AnonymizationResult Anonymizer::anonymizeFile(const std::string& input, const std::string& output) {
+    const fs::path path(output);
+    const std::string folder = path.has_parent_path() ? path.parent_path().string() : ".";
+    Work work(*this, folder, false); // the name was chosen
+    work.add(input, path.filename().string(), false);
+    work.run(input);
+    return work.takeResult();
+}
+
+AnonymizationResult Anonymizer::anonymizeFolder(const std::string& input, const std::string& output) {
+    requireFolder(output);
+    if (mOptions.mayReplace) {
+        StagingFolder::removeLeftovers(output);
+    }
+    Work work(*this, output, !mOptions.hasNeutralNames);
+    const study::FolderWalk walk = mRun->list(input);
+    std::size_t count = 0;
+    work.addSkipped(walk.specialCount);
+    for (const study::RefusedFile& refused : walk.refused) {
+        work.addFailed((fs::path(input) / refused.path).string(), refused.path, refused.reason);
+    }
+    for (const std::string& name : walk.files) {
+        const std::string source = (fs::path(input) / name).string();
+        try {
+            const study::FileKind kind = mRun->kindOf(source);
+            if (kind == study::FileKind::Directory) {
+                work.addDirectory(source, name);
+            } else if (kind == study::FileKind::Other) {
+                work.addSkipped();
+            } else {
+                const std::string target = mOptions.hasNeutralNames ? neutralName(count++) : name;
+                work.add(source, target, kind == study::FileKind::MaybeDicom);
+            }
+        } catch (const std::runtime_error& error) {
+            work.addFailed(source, name, error.what());
+        }
+    }
+    work.run(input);
+    work.writeDirectories();
+    return work.takeResult();
+}
+
+} // namespace radvex::cli

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Anonymization.h"
+#include "Pseudonyms.h"
+#include "dcmtk/config/osconfig.h"
+
+#include "dcmtk/dcmdata/dcfilefo.h"
+
+namespace radvex::study {
+
+/// Values that the user gave, by attribute.
+using GivenValues = std::map<DcmTagKey, std::string>;
+
+/// Identifiers and names that stood in the files of a run before. New values by old for those that have one.
+struct Originals {
+    std::map<std::string, std::string> newOf{}; ///< UIDs, PatientIDs and StudyIDs
+    std::set<std::string> ids{};                ///< PatientIDs and StudyIDs, whatever their length
+    std::set<std::string> names{};              ///< parts of patients' names, in capitals
+};
+
+/// Gives every UID of an instance, PatientID and StudyID of a file the new value that belongs to the original one.
+class Identities {
+  public:
+    Identities(Pseudonyms pseudonyms, GivenValues given)
+        : mPseudonyms(std::move(pseudonyms)), mGiven(std::move(given)) {}
+
+    /// Changes `written` in place; both files are whole datasets with their meta information. An empty value stays
+    /// empty. UIDs that name a kind get their original value back, which the library may have replaced.
+    void map(DcmFileFormat& original, DcmFileFormat& written);
+
+    /// Remembers what identifies the patient in an original file, without changing anything.
+    void remember(DcmFileFormat& original);
+
+    const Originals& originals() const { return mOriginals; }
+    const GivenValues& given() const { return mGiven; }
+
+  private:
+    std::string newValue(const DcmTagKey& key, const std::string& original);
+    std::string newUids(const std::string& original, const std::string* given);
+    void rememberIdentifier(const DcmTagKey& key, const std::string& value, const std::string& newValue);
+    void rememberNames(const std::string& value);
+
+    Pseudonyms mPseudonyms;
+    GivenValues mGiven;
+    Originals mOriginals{};
+};
+
+/// Whether the attribute's value is an identifier that gets a new one: PatientID, StudyID, UIDs of instances.
+bool isIdentifier(DcmElement& element);
+
+/// What differs between two datasets, in the order of the walk. Pixels are the same by construction and not looked at.
+void collectChanges(DcmFileFormat& original, DcmFileFormat& changed, std::vector<Change>& changes);
+
+} // namespace radvex::study
