@@ -17,5 +17,6 @@ void addDictionaryCommands(CLI::App& app, Session& session);
 void addCallCommand(CLI::App& app, Session& session);
 void addErrorsCommand(CLI::App& app, Session& session);
 void addFramesCommand(CLI::App& app, Session& session);
+void addIndexCommand(CLI::App& app);
 
 } // namespace radvex::cli

@@ -28,6 +28,7 @@ int run(int argc, char** argv) {
     addImageCommand(app, session);
     addDataCommand(app, session);
     addOverlaysCommand(app, session);
+    addIndexCommand(app);
     addDictionaryCommands(app, session);
     addErrorsCommand(app, session);
     addCallCommand(app, session);

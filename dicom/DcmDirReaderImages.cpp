@@ -91,7 +91,7 @@ Volume DcmDirReader::read3DImage(const Readers& readers, ImageReadOptions option
     std::set<std::pair<unsigned long, unsigned long>> sizes;
     OpenImages images;
     for (const auto& reader : readers) {
-        images.push_back(reader->openDicomImage(options));
+        images.push_back(reader->openDicomImage(options, DcmFileReader::PixelsAfterwards::go));
         sizes.emplace(images.back()->getWidth(), images.back()->getHeight());
     }
     if (sizes.size() != 1) {

@@ -42,9 +42,16 @@ class DcmFileReader : public DcmReader {
     // Pictures. Each read opens the pixels anew, so that windows and overlays never carry over; only a missing
     // PixelRepresentation (0) stays in the dataset.
 
+    /// What becomes of the dataset's pixels once DCMTK has made its own of them.
+    enum class PixelsAfterwards {
+        stay, ///< for the next read
+        go    ///< this reader gives no picture again; a series holds a third less memory so
+    };
+
     /// @throws GantryError  ImageOpenError (path, status) when DCMTK cannot open the pixels, or when they promise over
     ///                      256 MiB more than they hold
-    std::unique_ptr<DicomImage> openDicomImage(const ImageOpenOptions& options) const;
+    std::unique_ptr<DicomImage> openDicomImage(const ImageOpenOptions& options,
+                                               PixelsAfterwards afterwards = PixelsAfterwards::stay) const;
 
     /// The rendered picture as the result of the call, or as a node named by the path: [row][column], or
     /// [frame][row][column] for several frames; u8 up to 8 bits, u16 up to 16, else f32 from 0 to 1; grey or RGB.

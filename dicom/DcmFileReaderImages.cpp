@@ -1,5 +1,6 @@
 // Pictures of a file: rendered by DCMTK, or copied from Pixel Data as it lies when DCMTK cannot render it.
 
+#include "CompressedPixels.h"
 #include "DcmFileReader.h"
 #include "ImageRendering.h"
 #include "NumericArray.h"
@@ -15,7 +16,7 @@ using GTU::VArgumentType;
 using GTU::Passing::Manual;
 using GenericArray = GTU::VContainer<VArgumentType::NumericArray, Manual>;
 
-/// Flags under which DCMTK would harm the reader or read beyond its data.
+/// The flags without those under which DCMTK would harm the reader or read beyond its data.
 unsigned long harmlessFlags(std::uint32_t flags, DcmDataset& dataset) {
     unsigned long harmless = flags;
     harmless &= ~CIF_TakeOverExternalDataset; // it would delete the reader's dataset
@@ -49,14 +50,16 @@ GenericArray toHostsReals(GenericArray array, vint type) {
 
 } // namespace
 
-std::unique_ptr<DicomImage> DcmFileReader::openDicomImage(const ImageOpenOptions& options) const {
+std::unique_ptr<DicomImage> DcmFileReader::openDicomImage(const ImageOpenOptions& options,
+                                                          PixelsAfterwards afterwards) const {
     // A file without it is unsigned. It stays in the dataset; status ignored, since DCMTK says what it misses.
     (void)dataset->putAndInsertUint16(DcmTag(DCM_PixelRepresentation), 0, 0, OFFalse);
-    if (promisesTooManyPixels(*dataset) || misleadsTheRenderer(*dataset)) {
+    if (promisesTooManyPixels(*dataset) || misleadsTheRenderer(*dataset) || unpacksToTooMuch(*dataset)) {
         ErrorManager::throwException("ImageOpenError", filePath, DicomImage::getString(EIS_InvalidImage));
     }
+    const unsigned long detach = afterwards == PixelsAfterwards::go ? CIF_MayDetachPixelData : 0;
     auto image = std::make_unique<DicomImage>(
-        dataset, dataset->getCurrentXfer(), harmlessFlags(options.flags, *dataset),
+        dataset, dataset->getCurrentXfer(), harmlessFlags(options.flags, *dataset) | detach,
         static_cast<unsigned long>(options.frameStart), static_cast<unsigned long>(options.frameCount));
     if (image->getStatus() != EIS_Normal) {
         ErrorManager::throwException("ImageOpenError", filePath, DicomImage::getString(image->getStatus()));

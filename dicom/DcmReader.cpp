@@ -1,8 +1,8 @@
 #include "DcmReader.h"
 
+#include "CompressedPixels.h"
 #include "ErrorManager.h"
 #include "FileName.h"
-#include "PromisedPixels.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
 
 namespace radvex {

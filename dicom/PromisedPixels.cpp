@@ -4,8 +4,6 @@
 
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcelem.h"
-#include "dcmtk/dcmdata/dcstack.h"
-#include "dcmtk/dcmdata/dcxfer.h"
 
 namespace radvex {
 
@@ -72,6 +70,8 @@ bool anyOverlayOverflows(DcmItem& dataset) {
 
 } // namespace
 
+double promisedBytes(DcmItem& item) { return framesOf(item) * samplesOfFrame(item) * bitsOfSample(item) / 8.0; }
+
 bool promisesTooManyPixels(DcmItem& dataset) {
     const double bits = bitsOfSample(dataset);
     const double promised = framesOf(dataset) * std::max(1.0, samplesOfFrame(dataset));
@@ -84,28 +84,6 @@ bool misleadsTheRenderer(DcmItem& dataset) {
         numberOr(0, dataset, DCM_BitsAllocated) == 32 && static_cast<Uint32>(heldBytes(dataset)) % 4 != 0;
     return endsInsideAWord || anyOverlayOverflows(dataset) ||
            (isPlanarColourOfAnotherModel(dataset) && isShort(dataset));
-}
-
-bool unpacksToTooMuch(DcmDataset& dataset) {
-    constexpr double kMostPacked = 1000.0; // an empty JPEG-LS frame packs about eight times better, but is small
-    const E_TransferSyntax syntax = dataset.getOriginalXfer();
-    if (!DcmXfer(syntax).isEncapsulated()) {
-        return false;
-    }
-    DcmStack stack;
-    stack.push(&dataset);
-    while (dataset.search(DCM_PixelData, stack, ESM_afterStackTop, OFTrue).good()) {
-        auto* pixels = dynamic_cast<DcmElement*>(stack.top());
-        auto* item = dynamic_cast<DcmItem*>(stack.elem(1)); // what the pixels stand in
-        if (item == nullptr || pixels == nullptr) {
-            continue;
-        }
-        const double unpacked = framesOf(*item) * samplesOfFrame(*item) * bitsOfSample(*item) / 8.0;
-        if (unpacked - kMostPacked * pixels->getLength(syntax) > kMaxMissingBytes) {
-            return true;
-        }
-    }
-    return false;
 }
 
 } // namespace radvex

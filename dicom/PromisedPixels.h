@@ -2,13 +2,16 @@
 
 #include "dcmtk/config/osconfig.h"
 
-#include "dcmtk/dcmdata/dcdatset.h"
+#include "dcmtk/dcmdata/dcitem.h"
 
 namespace radvex {
 
 /// A shape may promise this many bytes more than its value holds. A file of a few bytes must not claim the machine's
 /// memory.
 inline constexpr double kMaxMissingBytes = 256.0 * 1024 * 1024;
+
+/// Bytes that the attributes of an image promise; those that are missing count as 1.
+double promisedBytes(DcmItem& item);
 
 /// True when the attributes of an image promise too many bytes more than Pixel Data holds. A missing sample counts at
 /// least one byte, since that is what it costs in memory, and so does a frame without pixels. Attributes that are
@@ -19,9 +22,5 @@ bool promisesTooManyPixels(DcmItem& dataset);
 /// size it cannot count, and short values of colour by plane other than RGB and YBR_FULL, whose later planes it looks
 /// for where none are.
 bool misleadsTheRenderer(DcmItem& dataset);
-
-/// True when compressed pixels, those of nested items too, promise so many times what they hold that no encoder wrote
-/// them. DCMTK reserves the promised size before it decodes the first byte.
-bool unpacksToTooMuch(DcmDataset& dataset);
 
 } // namespace radvex

@@ -75,6 +75,11 @@ TEST(Layers, HostAndCommandSeeTheLibraryAsAnyHostWould) {
     behind.merge(headersOf("bridge"));
     expectNoneOf("host", behind);
     behind.merge(headersOf("tether"));
+    for (const std::string& header : headersOf("study")) {
+        if (header != "FolderIndex.h" && header != "Module.h") {
+            behind.insert(header);
+        }
+    }
     // The command stands on the host, whose header names the bridge has too.
     std::set<std::string> notTheHosts;
     const auto hosts = headersOf("host");
@@ -86,7 +91,25 @@ TEST(Layers, HostAndCommandSeeTheLibraryAsAnyHostWould) {
 TEST(Layers, TheBridgeKnowsNeitherDicomNorTheHost) {
     std::set<std::string> above = headersOf("dicom");
     above.merge(headersOf("host"));
+    above.merge(headersOf("study"));
     expectNoneOf("bridge", above);
+}
+
+TEST(Layers, TheStudyLayerStandsOnDcmtkAlone) {
+    std::set<std::string> others;
+    for (const char* room : {"dicom", "bridge", "host", "cli", "tether", "include"}) {
+        others.merge(headersOf(room));
+    }
+    expectNoneOf("study", others);
+}
+
+TEST(Layers, WhatTheCommandSeesOfTheStudyLayerKnowsNoDcmtk) {
+    const std::set<std::string> seen{"FolderIndex.h", "Module.h"};
+    for (const std::string& header : seen) {
+        for (const std::string& name : includes(kSource / "study" / header)) {
+            EXPECT_TRUE(name.find('.') == std::string::npos || seen.count(name) != 0) << header << " includes " << name;
+        }
+    }
 }
 
 TEST(Layers, TheDicomLayerNeverTouchesTheHostsHeaders) { expectNoneOf("dicom", headersOf("host")); }

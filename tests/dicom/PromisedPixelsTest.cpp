@@ -9,6 +9,8 @@
 #include "TemporaryFolder.h"
 #include "dcmtk/dcmdata/dcpixseq.h"
 #include "dcmtk/dcmdata/dcpxitem.h"
+#include "dcmtk/dcmjpeg/djencode.h"
+#include "dcmtk/dcmjpeg/djrploss.h"
 
 using namespace radvex::test;
 using namespace velmora;
@@ -99,5 +101,31 @@ TEST_F(PromisedPixels, SoDoThoseOfAnIcon) {
         EXS_RLELossless);
     const double before = peakMemory();
     EXPECT_EQ(call("GetFrameCount", {path}).get<vint>(), 0);
+    EXPECT_LT(peakMemory() - before, kAllowedMiB);
+}
+
+TEST_F(PromisedPixels, AJpegFrameThatIsLargerThanTheImageIsNotDecoded) {
+    DJEncoderRegistration::registerCodecs();
+    ImageFile image{.rows = 16, .columns = 16, .bitsAllocated = 8, .bitsStored = 8};
+    image.words.resize(128, 0x1234);
+    const auto path = writeImageFile(folder.file("a.dcm"), image);
+    DcmFileFormat file;
+    ASSERT_TRUE(file.loadFile(path.c_str()).good());
+    const DJ_RPLossy quality(90);
+    ASSERT_TRUE(file.getDataset()->chooseRepresentation(EXS_JPEGProcess10_12, &quality).good());
+    ASSERT_TRUE(file.saveFile(path.c_str(), EXS_JPEGProcess10_12).good());
+    DJEncoderRegistration::cleanup();
+    EXPECT_EQ(codeOf("ReadIntermediatePixelData", {path, 1, 0}), 0);
+    call("ClearCache");
+
+    std::string bytes = readFile(path);
+    const std::size_t header = bytes.find("\xFF\xC2"); // of a progressive frame
+    ASSERT_NE(header, std::string::npos);
+    bytes.replace(header + 5, 4, "\xFF\x00\xFF\x00", 4);
+    const auto larger = folder.write("b.dcm", bytes);
+    const double before = peakMemory();
+    EXPECT_NE(codeOf("ReadIntermediatePixelData", {larger, 1, 0}), 0);
+    EXPECT_NE(codeOf("ReadIntermediatePixelData", {larger, 0x400, 0}), 0);
+    EXPECT_EQ(call("GetFrameCount", {larger}).get<vint>(), 0);
     EXPECT_LT(peakMemory() - before, kAllowedMiB);
 }

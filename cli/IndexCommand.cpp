@@ -1,0 +1,70 @@
+#include <iostream>
+
+#include "Commands.h"
+#include "LosslessJson.h"
+#include "Output.h"
+#include "OutputFile.h"
+#include "StudyModule.h"
+
+namespace radvex::cli {
+
+namespace {
+
+struct IndexOptions {
+    std::string folder{};
+    std::string place{};
+    bool json = false;
+};
+
+std::string counted(std::size_t count, const char* one, const char* several) {
+    return std::to_string(count) + ' ' + (count == 1 ? one : several);
+}
+
+Json toJson(const study::FolderIndex& index) {
+    Json files = Json::array();
+    for (const study::IndexedFile& file : index.files) {
+        files.push_back({{"fileId", file.fileId}, {"path", file.path}});
+    }
+    Json refused = Json::array();
+    for (const study::RefusedFile& file : index.refused) {
+        refused.push_back({{"path", file.path}, {"reason", file.reason}});
+    }
+    return {{"dicomdir", index.dicomdir},   {"patients", index.patientCount}, {"studies", index.studyCount},
+            {"series", index.seriesCount},  {"files", std::move(files)},      {"skipped", index.skippedCount},
+            {"refused", std::move(refused)}};
+}
+
+void run(const IndexOptions& options) {
+    const study::FolderIndex index = indexFolder(options.folder, options.place);
+    reportLeftOut(index);
+    if (index.files.empty()) {
+        throw FileError(options.folder + " holds no DICOM file that can be indexed; nothing was written.");
+    }
+    if (options.json) {
+        std::cout << dumpJson(toJson(index)) << '\n';
+        return;
+    }
+    std::cout << printable(index.dicomdir) << ": " << counted(index.patientCount, "patient", "patients") << ", "
+              << counted(index.studyCount, "study", "studies") << ", " << index.seriesCount << " series, "
+              << counted(index.files.size(), "file", "files") << " (" << index.skippedCount << " skipped, "
+              << index.refused.size() << " refused)\n";
+}
+
+} // namespace
+
+void addIndexCommand(CLI::App& app) {
+    auto options = std::make_shared<IndexOptions>();
+    CLI::App* command = app.add_subcommand("index", "Write a DICOMDIR for a plain folder");
+    command->add_option("FOLDER", options->folder, "Folder of DICOM files; all below it counts")->required();
+    command
+        ->add_option("-o,--output", options->place,
+                     "Folder for the DICOMDIR and a symbolic link to each file; made when missing")
+        ->required();
+    command->add_flag("--json", options->json, "Say as JSON what was indexed, skipped and refused");
+    command->footer("Files that are not DICOM are skipped, DICOM files that cannot be indexed are named on standard "
+                    "error; the exit status is 0 as long as one file was indexed. A DICOMDIR that is there already is "
+                    "never replaced.");
+    command->callback([options] { run(*options); });
+}
+
+} // namespace radvex::cli

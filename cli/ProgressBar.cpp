@@ -1,0 +1,61 @@
+#include "ProgressBar.h"
+
+#include <sys/ioctl.h>
+
+#include <algorithm>
+
+#include "Output.h"
+
+namespace radvex::cli {
+
+namespace {
+
+constexpr std::chrono::milliseconds kPause{100};
+constexpr std::size_t kBarWidth = 20;
+constexpr const char* kErase = "\r\x1B[K";
+
+std::size_t terminalWidth(int descriptor) {
+    winsize size{};
+    return ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
+}
+
+/// What does not reach the terminal is no loss.
+void put(int descriptor, const std::string& text) {
+    const ssize_t ignored = write(descriptor, text.data(), text.size());
+    (void)ignored;
+}
+
+std::string line(const std::string& what, std::size_t done, std::size_t total, std::size_t width) {
+    const std::size_t filled = total == 0 ? kBarWidth : kBarWidth * std::min(done, total) / total;
+    const std::string bar = " [" + std::string(filled, '#') + std::string(kBarWidth - filled, ' ') + "] " +
+                            std::to_string(done) + " of " + std::to_string(total);
+    // A line that wraps could not be erased. What gives way is the text in front.
+    const std::size_t room = width > bar.size() + 1 ? width - bar.size() - 1 : 0;
+    return room == 0 ? "" : (what.size() <= room ? what : what.substr(0, room)) + bar;
+}
+
+} // namespace
+
+ProgressBar::ProgressBar(std::string what, int descriptor)
+    : mWhat(printable(what)), mDescriptor(descriptor), mIsTerminal(isatty(descriptor) == 1) {}
+
+ProgressBar::~ProgressBar() {
+    if (mIsDrawn) {
+        put(mDescriptor, kErase);
+    }
+}
+
+void ProgressBar::show(std::size_t done, std::size_t total) {
+    if (!mIsTerminal) {
+        return;
+    }
+    const auto now = Clock::now();
+    if (now < mNext) {
+        return;
+    }
+    mNext = now + kPause;
+    mIsDrawn = true;
+    put(mDescriptor, kErase + line(mWhat, done, total, terminalWidth(mDescriptor)));
+}
+
+} // namespace radvex::cli
