@@ -116,17 +116,37 @@ Vector3 quaternionOf(const Vector3& a, const Vector3& b, const Vector3& c) {
     return w < 0 ? -1 * v : v;
 }
 
+/// Rounds the last three parts of a unit quaternion to what the header holds.
+std::array<float, 3> roundQuaternion(const Vector3& quaternion) {
+    constexpr double kNothing = 1e-10; // square of a first part that is nothing but rounding
+    std::array<float, 3> parts{static_cast<float>(quaternion[0]), static_cast<float>(quaternion[1]),
+                               static_cast<float>(quaternion[2])};
+    const auto squareOfFirst = [&] {
+        return 1.0 - dot({parts[0], parts[1], parts[2]}, {parts[0], parts[1], parts[2]});
+    };
+    // Readers take the first part from the length. For half a turn it is nothing, but a length that was rounded down
+    // makes 2e-4 of it, which turns the volume visibly. Rounded up it is nothing to them.
+    if (1 - dot(quaternion, quaternion) < kNothing) {
+        float& largest =
+            *std::max_element(parts.begin(), parts.end(), [](float a, float b) { return std::abs(a) < std::abs(b); });
+        while (squareOfFirst() > kNothing) {
+            largest = std::nextafter(largest, largest < 0 ? -2.0F : 2.0F);
+        }
+    }
+    return parts;
+}
+
 void setRotationForm(nifti_1_header& header, const VolumeGeometry& geometry, const Axes& axes) {
     // Readers take the first part of the quaternion from its length: the axes have to be exactly at right angles.
     const Vector3 across = cross(axes.column, axes.row);
     const Vector3 normal = 1 / length(across) * across;
     const Vector3 row = cross(normal, axes.column);
-    const Vector3 quaternion = quaternionOf(axes.column, row, normal);
+    const auto quaternion = roundQuaternion(quaternionOf(axes.column, row, normal));
     const Vector3 origin = toRas(geometry.origin);
     header.pixdim[0] = dot(normal, axes.slice) < 0 ? -1.0F : 1.0F; // the third axis turned round
-    header.quatern_b = static_cast<float>(quaternion[0]);
-    header.quatern_c = static_cast<float>(quaternion[1]);
-    header.quatern_d = static_cast<float>(quaternion[2]);
+    header.quatern_b = quaternion[0];
+    header.quatern_c = quaternion[1];
+    header.quatern_d = quaternion[2];
     header.qoffset_x = static_cast<float>(origin[0]);
     header.qoffset_y = static_cast<float>(origin[1]);
     header.qoffset_z = static_cast<float>(origin[2]);

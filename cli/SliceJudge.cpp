@@ -94,8 +94,9 @@ void SliceJudge::judgeSharedNumbers(const std::map<vint, std::vector<std::string
     if (shared > 0) {
         const std::string what = shared == 1 ? " files have InstanceNumber " + std::to_string(sharedNumber)
                                              : " files share their InstanceNumber with another";
-        find(FindingKind::numberDoubled, false,
-             std::to_string(sharing.size()) + what + "; which of them comes first is not defined", std::move(sharing));
+        const std::string sentence =
+            std::to_string(sharing.size()) + what + "; which of them comes first is not defined";
+        find(FindingKind::numberDoubled, false, sentence, std::move(sharing));
     }
 }
 
@@ -281,8 +282,8 @@ void SliceJudge::judgeInstanceOrder(double tolerance) {
             continue;
         }
         const double height = heightOf(index);
-        isAscending = isAscending && (!before || height > *before - tolerance);
-        isDescending = isDescending && (!before || height < *before + tolerance);
+        isAscending = isAscending && (!before || height >= *before - tolerance);
+        isDescending = isDescending && (!before || height <= *before + tolerance);
         before = height;
     }
     if (!isAscending && !isDescending) {
