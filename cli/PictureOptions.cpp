@@ -26,12 +26,26 @@ std::optional<std::pair<std::string, std::string>> splitAt(const std::string& te
 } // namespace
 
 void PictureOptions::addTo(CLI::App* command) {
+    addWindowTo(command);
+    command->add_option("--frame", frame, "Only this frame, counted from 1");
+    command->add_option("--frames", frames, "Only frames A:B, counted from 1, both ends included");
+    addOverlaysTo(command);
+}
+
+void PictureOptions::addSeriesWindowTo(CLI::App* command) {
+    addWindowTo(command);
+    command->add_flag("--common-window", commonWindow,
+                      "One window for all pictures of a series, from its smallest to its largest value");
+}
+
+void PictureOptions::addOverlaysTo(CLI::App* command) {
+    command->add_flag("--overlays", overlays, "Burn overlay planes into the picture");
+}
+
+void PictureOptions::addWindowTo(CLI::App* command) {
     command->add_option("--window", window, "Window as WIDTH,CENTER in the unit of the rescaled values");
     command->add_option("--scaling", scaling, "Window by itself: minmax, trimmed (without extreme values) or none")
         ->check(CLI::IsMember({"minmax", "trimmed", "none"}));
-    command->add_option("--frame", frame, "Only this frame, counted from 1");
-    command->add_option("--frames", frames, "Only frames A:B, counted from 1, both ends included");
-    command->add_flag("--overlays", overlays, "Burn overlay planes into the picture");
 }
 
 std::optional<std::pair<double, double>> PictureOptions::explicitWindow() const {
@@ -55,8 +69,14 @@ velmora::Tensor PictureOptions::scalingTensor() const {
     const auto tensor = [](double first, double second) {
         return velmora::Tensor(std::vector<vint>{2}, std::vector<double>{first, second});
     };
+    if (own && commonWindow) {
+        throw UsageError("--window and --common-window exclude each other.");
+    }
     if (own) {
         return tensor(own->first, own->second);
+    }
+    if (commonWindow) {
+        return tensor(-2.0, 0.0);
     }
     return scaling == "trimmed" ? tensor(-1.0, 0.0) : scaling == "none" ? tensor(-3.0, 0.0) : tensor(0.0, 0.0);
 }

@@ -9,15 +9,20 @@
 
 namespace radvex::cli {
 
-/// Options of every command that renders: window, scaling, frames, overlays.
+/// Options of every command that renders: window, scaling, overlays; and frames where there is one file.
 struct PictureOptions {
     std::string window{};
     std::string scaling = "minmax";
     std::string frame{};
     std::string frames{};
+    bool commonWindow = false; ///< one window for all pictures of a series, from its smallest to its largest value
     bool overlays = false;
 
+    /// All of them, for one file.
     void addTo(CLI::App* command);
+    /// Window and scaling, the common window too, for a series of files.
+    void addSeriesWindowTo(CLI::App* command);
+    void addOverlaysTo(CLI::App* command);
 
     /// The scaling wish as the library takes it. @throws UsageError
     velmora::Tensor scalingTensor() const;
@@ -25,6 +30,9 @@ struct PictureOptions {
     std::optional<std::pair<double, double>> explicitWindow() const;
     /// First frame (from 0) and number of frames among `available`. @throws UsageError
     std::pair<vint, vint> frameRange(vint available) const;
+
+  private:
+    void addWindowTo(CLI::App* command);
 };
 
 } // namespace radvex::cli
