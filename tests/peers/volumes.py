@@ -12,9 +12,10 @@ NOISE = numpy.random.default_rng(7)
 
 
 class Series:
-    """A CT series: directions of columns, rows and the step between slices, as numbers that DICOM texts hold."""
+    """A CT series: directions of columns, rows and the step between slices, and the peers that can read it."""
 
-    def __init__(self, name, slices, shape, along_columns, along_rows, step, spacing, bits=16, reverse=False):
+    def __init__(self, name, slices, shape, along_columns, along_rows, step, spacing, bits=16, reverse=False,
+                 peers=("dcm2niix", "dicomtonifti")):
         self.name = name
         self.slices = slices
         self.shape = shape
@@ -23,6 +24,7 @@ class Series:
         self.spacing = spacing  # between rows, between columns
         self.bits = bits
         self.reverse = reverse
+        self.peers = peers
         self.origin = numpy.array([-101.5, -120.25, 33.125])
 
     def write(self, folder):
@@ -53,7 +55,9 @@ class Series:
         dataset.BitsAllocated, dataset.BitsStored, dataset.HighBit = 16, self.bits, self.bits - 1
         dataset.PixelRepresentation, dataset.RescaleSlope, dataset.RescaleIntercept = 1, 1, -1024
         limit = 2 ** (self.bits - 1)
-        dataset.PixelData = NOISE.integers(-limit, limit, self.shape).astype("<i2").tobytes()
+        # With the intercept the values stay in 16 bits, at which dicomtonifti clips them.
+        lowest = max(-limit, -(2 ** 15) + 1024)
+        dataset.PixelData = NOISE.integers(lowest, limit, self.shape).astype("<i2").tobytes()
         return dataset
 
     def affine(self):
