@@ -19,5 +19,7 @@ void addCallCommand(CLI::App& app, Session& session);
 void addErrorsCommand(CLI::App& app, Session& session);
 void addFramesCommand(CLI::App& app, Session& session);
 void addIndexCommand(CLI::App& app);
+void addTreeCommand(CLI::App& app, Session& session);
+void addSeriesCommand(CLI::App& app, Session& session);
 
 } // namespace radvex::cli

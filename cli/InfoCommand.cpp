@@ -1,10 +1,10 @@
 #include <iostream>
-#include <regex>
 
 #include "Commands.h"
 #include "FileArguments.h"
 #include "MetadataText.h"
 #include "Output.h"
+#include "Selection.h"
 
 namespace radvex::cli {
 
@@ -14,9 +14,7 @@ namespace {
 
 struct InfoOptions {
     FileArguments files{};
-    std::string patient = ".*";
-    std::string study = ".*";
-    std::string series = ".*";
+    Selection selection{};
     bool json = false;
 };
 
@@ -31,26 +29,13 @@ const std::vector<std::string> kPatientFields{"Name", "ID",     "BirthDate", "Bi
 const std::vector<std::string> kStudyFields{"ID", "UID", "Date", "Time", "Description", "Modalities"};
 const std::vector<std::string> kSeriesFields{"UID", "Date", "Time", "Description", "Number", "Type"};
 
-/// @throws UsageError  when a pattern is none
-void checkPattern(const char* option, const std::string& pattern) {
-    constexpr std::size_t kLongest = 1024; // the library's limit too; longer ones cost the matcher's stack
-    try {
-        if (pattern.size() > kLongest) {
-            throw std::regex_error(std::regex_constants::error_space);
-        }
-        (void)std::regex(pattern, std::regex::ECMAScript);
-    } catch (const std::regex_error& error) {
-        throw UsageError(std::string(option) + " '" + shortened(pattern) +
-                         "' is no regular expression that can be used: " + error.what());
-    }
-}
-
 Info readInfo(velmora::Host& host, const std::string& file, const InfoOptions& options) {
-    return {std::get<Store>(host.call("ReadPatientInfo", {file, Store::ofTexts(kPatientFields), options.patient})),
-            std::get<Store>(
-                host.call("ReadStudyInfo", {file, Store::ofTexts(kStudyFields), options.patient, options.study})),
-            std::get<Store>(host.call("ReadSeriesInfo", {file, Store::ofTexts(kSeriesFields), options.patient,
-                                                         options.study, options.series}))};
+    return {std::get<Store>(
+                host.call("ReadPatientInfo", {file, Store::ofTexts(kPatientFields), options.selection.patient})),
+            std::get<Store>(host.call("ReadStudyInfo", {file, Store::ofTexts(kStudyFields), options.selection.patient,
+                                                        options.selection.study})),
+            std::get<Store>(host.call("ReadSeriesInfo", {file, Store::ofTexts(kSeriesFields), options.selection.patient,
+                                                         options.selection.study, options.selection.series}))};
 }
 
 void appendText(std::string& text, const Info& info) {
@@ -75,9 +60,7 @@ void appendJsonInfo(std::string& text, const Info& info) {
 }
 
 void run(Session& session, const InfoOptions& options) {
-    checkPattern("--patient", options.patient);
-    checkPattern("--study", options.study);
-    checkPattern("--series", options.series);
+    options.selection.check();
     const auto files = options.files.all();
     const bool several = files.size() > 1;
     std::string text;
@@ -107,9 +90,7 @@ void addInfoCommand(CLI::App& app, Session& session) {
     auto options = std::make_shared<InfoOptions>();
     CLI::App* command = app.add_subcommand("info", "Print patient, study and series of files");
     options->files.addTo(command);
-    command->add_option("--patient", options->patient, "Only if the whole PatientID matches this regular expression");
-    command->add_option("--study", options->study, "Only if the whole StudyInstanceUID matches");
-    command->add_option("--series", options->series, "Only if the whole SeriesInstanceUID matches");
+    options->selection.addTo(command);
     command->add_flag("--json", options->json, "Print JSON");
     command->callback([&session, options] { run(session, *options); });
 }

@@ -3,8 +3,10 @@
 
 #include "Commands.h"
 #include "FileArguments.h"
+#include "Medium.h"
 #include "MetadataText.h"
 #include "Output.h"
+#include "Selection.h"
 #include "TagNumber.h"
 
 namespace radvex::cli {
@@ -16,6 +18,8 @@ namespace {
 
 struct TagsOptions {
     FileArguments files{};
+    bool recursive = false;
+    std::string series = ".*";
     std::vector<std::string> tags{};
     std::vector<std::string> excluded{};
     bool validate = false;
@@ -73,42 +77,115 @@ class VrNames {
     std::unordered_map<std::string, std::string> mKnown{};
 };
 
-void printTrees(Session& session, const TagsOptions& options, const std::vector<std::string>& files) {
-    for (const std::string& file : files) {
-        session.attempt(file, [&] {
-            const Store tags = readTags(session.host(), file, options);
-            std::string text = files.size() > 1 ? "# " + printable(file) + '\n' : "";
-            appendTree(text, tags.view(), VrNames(session.host()));
-            std::cout << text;
-            session.host().call("CloseReader", {file});
-        });
-    }
-}
+/// Prints what was asked for of one file after the other: as text with a headline for each, or as one JSON object.
+class TagsPrinter {
+  public:
+    TagsPrinter(velmora::Host& host, bool json, bool several) : mVrNames(host), mJson(json), mSeveral(several) {}
 
-void printJson(Session& session, const TagsOptions& options, const std::vector<std::string>& files) {
-    std::string text = files.size() > 1 ? "{" : "";
-    for (const std::string& file : files) {
-        session.attempt(file, [&] {
-            const Store tags = readTags(session.host(), file, options);
-            if (files.size() > 1) {
-                text += text.size() > 1 ? ",\n" : "\n";
+    void print(const std::string& file, velmora::StoreView tags) {
+        std::string text;
+        if (mJson) {
+            text = mSeveral ? (mIsFirst ? "{\n" : ",\n") : "";
+            if (mSeveral) {
                 appendJsonText(text, file);
                 text += ':';
             }
-            appendJson(text, tags.view());
+            appendJson(text, tags);
+        } else {
+            text = mSeveral ? "# " + printable(file) + '\n' : "";
+            appendTree(text, tags, std::ref(mVrNames));
+        }
+        std::cout << text;
+        mIsFirst = false;
+    }
+
+    void finish() {
+        if (mJson && mSeveral) {
+            std::cout << (mIsFirst ? "{" : "") << "\n}\n";
+        } else if (mJson && !mIsFirst) {
+            std::cout << '\n';
+        }
+    }
+
+  private:
+    VrNames mVrNames;
+    bool mJson;
+    bool mSeveral;
+    bool mIsFirst = true;
+};
+
+void printFiles(Session& session, const TagsOptions& options, const std::vector<std::string>& files) {
+    TagsPrinter printer(session.host(), options.json, files.size() > 1);
+    for (const std::string& file : files) {
+        session.attempt(file, [&] {
+            const Store tags = readTags(session.host(), file, options);
+            printer.print(file, tags.view());
             session.host().call("CloseReader", {file});
         });
     }
-    text += files.size() > 1 ? "\n}\n" : text.empty() ? "" : "\n";
-    std::cout << text;
+    printer.finish();
+}
+
+/// Keywords and numbers of the request, in the two forms in which the library takes them.
+std::pair<std::vector<std::string>, std::vector<Value>> sortedTags(const std::vector<std::string>& tags) {
+    std::pair<std::vector<std::string>, std::vector<Value>> sorted;
+    for (const std::string& tag : tags) {
+        if (const auto number = parseTagNumber(tag)) {
+            sorted.second.emplace_back(Store::ofTexts({number->first, number->second}));
+        } else {
+            sorted.first.push_back(tag);
+        }
+    }
+    return sorted;
+}
+
+Value readRecursively(velmora::Host& host, const std::string& dicomdir, const TagsOptions& options) {
+    if (options.tags.empty()) {
+        return host.call("ReadAllMetadataRecursive",
+                         {dicomdir, Store::ofTexts(options.excluded), options.series, options.validate});
+    }
+    auto [keywords, numbers] = sortedTags(options.tags);
+    if (numbers.empty()) {
+        return host.call("ReadMetadataRecursive",
+                         {dicomdir, Store::ofTexts(keywords), options.series, options.validate});
+    }
+    if (!keywords.empty() || options.series != ".*") {
+        throw UsageError("--recursive takes either keywords or numbers after --tag, and --series with keywords only.");
+    }
+    return host.call("ReadMetadataIntTagsRecursive", {dicomdir, Store::of(std::move(numbers))});
+}
+
+void printMedium(Session& session, const TagsOptions& options, const std::string& place) {
+    const Medium medium(place);
+    medium.report();
+    TagsPrinter printer(session.host(), options.json, true);
+    try {
+        const Value result = readRecursively(session.host(), medium.dicomdir(), options);
+        for (const velmora::NodeView file : result.get<Store>()) {
+            printer.print(medium.userPath(std::string(file.name())), velmora::StoreView(file.cell().dataStore));
+        }
+        printer.finish();
+    } catch (const velmora::LibraryError& error) {
+        session.reportRefusal("", medium.userText(error.what()));
+    }
 }
 
 void run(Session& session, const TagsOptions& options) {
     for (const std::string& tag : options.tags) {
         (void)parseTagNumber(tag); // wrong usage is found before the first file is read
     }
+    Selection{".*", ".*", options.series}.check();
     const auto files = options.files.all();
-    options.json ? printJson(session, options, files) : printTrees(session, options, files);
+    if (!options.recursive && options.series != ".*") {
+        throw UsageError("--series chooses among the series of a medium: it needs --recursive.");
+    }
+    if (!options.recursive) {
+        return printFiles(session, options, files);
+    }
+    if (files.size() > 1) {
+        throw UsageError("--recursive takes one medium or folder at a time.");
+    }
+    printMedium(session, options, files.front());
 }
 
 } // namespace
@@ -124,6 +201,9 @@ void addTagsCommand(CLI::App& app, Session& session) {
         ->allow_extra_args(false)
         ->take_all();
     command->add_flag("--validate", options->validate, "Leave out values that do not fit their value representation");
+    command->add_flag("--recursive", options->recursive,
+                      "Of every file of a medium: a DICOMDIR or a folder in place of FILE");
+    command->add_option("--series", options->series, "With --recursive: only if the whole SeriesInstanceUID matches");
     command->add_flag("--json", options->json, "Print JSON: one object, or with several files one object by file");
     command->callback([&session, options] { run(session, *options); });
 }

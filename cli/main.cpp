@@ -31,6 +31,8 @@ int run(int argc, char** argv) {
     addOverlaysCommand(app, session);
     addVolumeCommand(app, session);
     addIndexCommand(app);
+    addTreeCommand(app, session);
+    addSeriesCommand(app, session);
     addDictionaryCommands(app, session);
     addErrorsCommand(app, session);
     addCallCommand(app, session);

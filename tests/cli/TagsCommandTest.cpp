@@ -1,13 +1,16 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "DicomFiles.h"
 #include "LosslessJson.h"
+#include "MediumFiles.h"
 #include "Output.h"
 #include "Process.h"
 #include "TemporaryFolder.h"
 
 using namespace radvex::test;
 using radvex::cli::Json;
+using testing::HasSubstr;
 
 namespace {
 
@@ -172,4 +175,39 @@ TEST(DictionaryCommands, AnswerInTheFormsThatPeopleWrite) {
     EXPECT_EQ(radvex::test::radvex({"vr", "NoSuchWord"}).output, "UN\n");
     EXPECT_EQ(radvex::test::radvex({"keyword", "PatientName"}).status, 2);
     EXPECT_EQ(radvex::test::radvex({"number", "NoSuchWord"}).status, 1);
+}
+
+TEST_F(TagsCommand, RecursivelyPrintsEveryFileOfAMedium) {
+    for (const char* name : {"A", "B"}) {
+        writeDicom(mediumPath(folder, name),
+                   [&](DcmDataset& dataset) { dataset.putAndInsertString(DCM_PatientID, name); });
+    }
+    const auto medium = writeMedium(
+        folder, {patientRecord("P", "N",
+                               {studyRecord("1.2", {seriesRecord("1.2.1", "CT", {imageRecord("A", 1)}),
+                                                    seriesRecord("1.2.2", "CT", {imageRecord("B", 1)})})})});
+    const std::string a = folder.file("A");
+    const std::string b = folder.file("B");
+    const auto run = [&](std::vector<std::string> words) {
+        words.insert(words.begin(), {"tags", "--recursive", medium});
+        return radvex::test::radvex(words);
+    };
+    EXPECT_EQ(run({"--tag", "PatientID"}).output, "# " + a + "\nPatientID                           LO  A\n# " + b +
+                                                      "\nPatientID                           LO  B\n");
+    EXPECT_EQ(run({"--tag", "PatientID", "--json"}).output,
+              "{\n\"" + a + R"(":{"PatientID":"A"},)" + "\n\"" + b + R"(":{"PatientID":"B"})" + "\n}\n");
+    EXPECT_EQ(run({"--tag", "0010,0020", "--json"}).output, run({"--tag", "PatientID", "--json"}).output);
+    EXPECT_EQ(run({"--tag", "PatientID", "--series", "1.2.2"}).output,
+              "# " + b + "\nPatientID                           LO  B\n");
+    EXPECT_EQ(run({"--json", "--series", "none"}).output, "{\n}\n");
+    EXPECT_THAT(run({}).output, HasSubstr("MediaStorageSOPInstanceUID"));
+    EXPECT_EQ(run({"--tag", "PatientID", "--tag", "0010,0020"}).status, 2);
+    EXPECT_EQ(radvex::test::radvex({"tags", "--series", "1", a}).status, 2);
+    EXPECT_EQ(radvex::test::radvex({"tags", "--recursive", medium, a}).status, 2);
+
+    std::filesystem::remove(b);
+    const ProcessResult missing = run({"--tag", "PatientID"});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_EQ(missing.output, "") << "metadata of a medium is all or nothing";
+    EXPECT_THAT(missing.errors, HasSubstr(b));
 }

@@ -1,0 +1,147 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "ImageFiles.h"
+#include "LosslessJson.h"
+#include "MediumFiles.h"
+#include "PngFile.h"
+#include "Process.h"
+
+using namespace radvex::test;
+using radvex::cli::Json;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class SeriesCommand : public testing::Test {
+  protected:
+    /// A slice of 1 x 2 pixels.
+    void writeSlice(const std::string& fileId, int instance, std::vector<Uint16> words,
+                    const std::string& frames = "") {
+        ImageFile file{.rows = 1, .columns = 2, .bitsAllocated = 16, .bitsStored = 8, .frames = frames};
+        file.words = std::move(words);
+        file.more = [instance](DcmDataset& dataset) {
+            dataset.putAndInsertString(DCM_InstanceNumber, std::to_string(instance).c_str());
+        };
+        writeImageFile(mediumPath(mFolder, fileId), file);
+    }
+    /// Three slices, in the directory in another order than their numbers.
+    std::string writeThree() {
+        writeSlice("S\\A", 3, {0, 30});
+        writeSlice("S\\B", 1, {0, 10});
+        writeSlice("S\\C", 2, {0, 20});
+        return writeMedium(
+            mFolder, {patientRecord("P", "N",
+                                    {studyRecord("1.2", {seriesRecord("1.2.1", "CT",
+                                                                      {imageRecord("S\\A", 3), imageRecord("S\\B", 1),
+                                                                       imageRecord("S\\C", 2)})})})});
+    }
+    ProcessResult series(const std::string& medium, std::vector<std::string> more = {}) {
+        more.insert(more.begin(), {"series", medium, "-o", mOut});
+        return radvex::test::radvex(more);
+    }
+    std::vector<std::string> written() {
+        std::vector<std::string> names;
+        for (const auto& entry : fs::recursive_directory_iterator(mOut)) {
+            if (entry.is_regular_file()) {
+                names.push_back(fs::relative(entry.path(), mOut).string());
+            }
+        }
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+
+    TemporaryFolder mFolder{};
+    TemporaryFolder mAround{};
+    std::string mOut = mAround.file("out");
+};
+
+} // namespace
+
+TEST_F(SeriesCommand, NamesPicturesSoThatTheySortInSliceOrder) {
+    const ProcessResult run = series(writeThree(), {"--scaling", "none", "--json"});
+    EXPECT_EQ(run.status, 0) << run.errors;
+    EXPECT_THAT(written(), ElementsAre("0001-CT-1/0001.png", "0001-CT-1/0002.png", "0001-CT-1/0003.png"));
+    const Json report = Json::parse(run.output);
+    EXPECT_EQ(report[0]["pictures"][0]["file"], mFolder.file("S/B"));
+    EXPECT_EQ(report[0]["pictures"][1]["file"], mFolder.file("S/C"));
+    EXPECT_EQ(report[0]["pictures"][2]["file"], mFolder.file("S/A"));
+}
+
+TEST_F(SeriesCommand, OneWindowForAllMakesGreyValuesComparable) {
+    EXPECT_EQ(series(writeThree(), {"--common-window"}).status, 0);
+    // Values 0 to 30: width 30, centre 15. DICOM's linear function puts 0.5 + (15 - 0.5 - 29/2, 15 - 0.5 + 29/2) to
+    // black and white (PS3.3 C.11.2.1.2), so that 10 and 20 lie at 10/29 and 20/29 of the way, 30 beyond the end.
+    const auto brightest = [&](const char* name) { return readPng(mOut + "/0001-CT-1/" + name).grey8.back(); };
+    EXPECT_NEAR(brightest("0001.png"), 255.0 * 10 / 29, 1.0);
+    EXPECT_NEAR(brightest("0002.png"), 255.0 * 20 / 29, 1.0);
+    EXPECT_EQ(brightest("0003.png"), 255);
+}
+
+TEST_F(SeriesCommand, FramesOfAFileFollowItsNumber) {
+    writeSlice("S\\A", 1, {0, 1, 2, 3}, "2");
+    writeSlice("S\\B", 2, {0, 1});
+    const auto medium = writeMedium(
+        mFolder,
+        {patientRecord(
+            "P", "N",
+            {studyRecord("1.2", {seriesRecord("1.2.1", "MR", {imageRecord("S\\A", 1), imageRecord("S\\B", 2)})})})});
+    EXPECT_EQ(series(medium).status, 0);
+    EXPECT_THAT(written(), ElementsAre("0001-MR-1/0001-0001.png", "0001-MR-1/0001-0002.png", "0001-MR-1/0002.png"));
+}
+
+TEST_F(SeriesCommand, NamesWhatTheLibraryLeavesOutAndGoesOn) {
+    const auto medium = writeThree();
+    fs::remove(mediumPath(mFolder, "S\\B"));
+    const ProcessResult run = series(medium);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.errors, HasSubstr("radvex: " + mFolder.file("S/B") + ": Error when opening file"));
+    EXPECT_THAT(written(), ElementsAre("0001-CT-1/0001.png", "0001-CT-1/0002.png"));
+}
+
+TEST_F(SeriesCommand, NamesOfSeriesNeverLeaveTheFolder) {
+    writeSlice("A", 1, {0, 1});
+    const auto climbing = [](DcmItem& item) {
+        item.putAndInsertString(DCM_Modality, "../../X");
+        item.putAndInsertString(DCM_SeriesNumber, "1");
+    };
+    const auto medium = writeMedium(
+        mFolder, {patientRecord("P", "N",
+                                {studyRecord("1.2", {seriesRecord("1.2.1", "CT", {imageRecord("A", 1)}, climbing)})})});
+    EXPECT_EQ(series(medium).status, 0);
+    EXPECT_THAT(written(), ElementsAre("0001-X-1/0001.png"));
+}
+
+TEST_F(SeriesCommand, APlainFolderIsNamedInMessagesAndNotItsIndex) {
+    for (int number = 1; number <= 2; ++number) {
+        ImageFile file{.rows = 1, .columns = 2};
+        file.words = {0, 1};
+        file.more = [number](DcmDataset& dataset) {
+            const std::string uid = "1.2.3." + std::to_string(number);
+            dataset.putAndInsertString(DCM_SOPInstanceUID, uid.c_str());
+            dataset.putAndInsertString(DCM_StudyInstanceUID, "1.2");
+            dataset.putAndInsertString(DCM_SeriesInstanceUID, "1.2.3");
+            dataset.putAndInsertString(DCM_PatientID, "P");
+            if (number == 2) {
+                dataset.putAndInsertUint16(DCM_Rows, 0);
+                delete dataset.remove(DCM_PixelData);
+            }
+        };
+        writeImageFile(mFolder.file("slice " + std::to_string(number) + ".dcm"), file);
+    }
+    const ProcessResult run = series(mFolder.path().string(), {"--json"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.errors, HasSubstr(mFolder.file("slice 2.dcm")));
+    EXPECT_THAT(run.errors, testing::Not(HasSubstr("I000000")));
+    EXPECT_EQ(Json::parse(run.output)[0]["pictures"][0]["file"], mFolder.file("slice 1.dcm"));
+}
+
+TEST_F(SeriesCommand, TwoWindowsAtOnceAreWrongUsage) {
+    const ProcessResult run = series(writeThree(), {"--window", "10,5", "--common-window"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_THAT(run.errors, HasSubstr("--window and --common-window exclude each other."));
+    EXPECT_FALSE(fs::exists(mOut));
+}
