@@ -32,6 +32,7 @@ double saidDistance(const SliceRecord& slice) {
 /// Heights along their normal of slices that all have a place.
 std::vector<double> heightsOf(const std::vector<SliceRecord>& slices, const std::vector<std::size_t>& order) {
     std::vector<double> heights;
+    heights.reserve(order.size());
     const Vector3 normal = unitNormal(slices[order.front()]);
     for (const std::size_t index : order) {
         heights.push_back(dot(*slices[index].position, normal));

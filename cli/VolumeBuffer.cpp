@@ -85,7 +85,7 @@ void widenInPlace(std::byte* samples, std::size_t count) {
         for (std::size_t index = count; index-- > 0;) { // from the end: a wide element covers only narrow ones done
             From value;
             std::memcpy(&value, samples + index * sizeof(From), sizeof value);
-            const To turned = static_cast<To>(value);
+            const To turned = static_cast<To>(+value);
             std::memcpy(samples + index * sizeof(To), &turned, sizeof turned);
         }
     }
