@@ -12,6 +12,7 @@ void addInfoCommand(CLI::App& app, Session& session);
 void addImageCommand(CLI::App& app, Session& session);
 void addDataCommand(CLI::App& app, Session& session);
 void addOverlaysCommand(CLI::App& app, Session& session);
+void addVolumeCommand(CLI::App& app, Session& session);
 /// keyword, number and vr
 void addDictionaryCommands(CLI::App& app, Session& session);
 void addCallCommand(CLI::App& app, Session& session);

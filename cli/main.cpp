@@ -4,6 +4,7 @@
 #include "LosslessJson.h"
 #include "Output.h"
 #include "OutputFile.h"
+#include "VolumeFile.h"
 
 namespace {
 
@@ -28,6 +29,7 @@ int run(int argc, char** argv) {
     addImageCommand(app, session);
     addDataCommand(app, session);
     addOverlaysCommand(app, session);
+    addVolumeCommand(app, session);
     addIndexCommand(app);
     addAnonymizeCommand(app, session);
     addTreeCommand(app, session);
@@ -56,6 +58,9 @@ int run(int argc, char** argv) {
         printError(error.what());
         return kRefused;
     } catch (const FileError& error) {
+        printError(error.what());
+        return kRefused;
+    } catch (const VolumeError& error) {
         printError(error.what());
         return kRefused;
     }

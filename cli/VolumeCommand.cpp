@@ -1,0 +1,259 @@
+#include <filesystem>
+#include <iostream>
+
+#include "Commands.h"
+#include "Output.h"
+#include "OutputFile.h"
+#include "PictureOptions.h"
+#include "ProgressBar.h"
+#include "TypeNames.h"
+#include "VolumeReport.h"
+
+namespace radvex::cli {
+
+namespace {
+
+struct VolumeOptions {
+    std::string place{};
+    std::string output{};
+    Selection selection{};
+    PictureOptions picture{};
+    std::string sort = "instance";
+    bool rendered = false;
+    bool force = false;
+    bool gzip = false;
+    bool json = false;
+};
+
+void checkUsage(const VolumeOptions& options) {
+    if (!isVolumePath(options.output)) {
+        throw UsageError("'" + options.output + "' says no format: .nrrd, .nii, .nii.gz or .npy is expected.");
+    }
+    options.selection.check();
+    (void)options.picture.scalingTensor(); // wrong usage is found before anything is read
+    const bool hasWindow =
+        !options.picture.window.empty() || options.picture.commonWindow || options.picture.scaling != "minmax";
+    if (!options.rendered && hasWindow) {
+        throw UsageError("Windows are chosen with --rendered; without it the modality values come as they are.");
+    }
+    if (options.gzip && volumeExtension(options.output) != ".nrrd" && options.output != "-") {
+        throw UsageError("--gzip is for .nrrd; .nii.gz is compressed anyway.");
+    }
+}
+
+/// The digits and letters of a text from a file, so that it can stand in a file name.
+std::string nameable(const std::string& text) {
+    constexpr std::size_t kLongest = 16;
+    std::string name;
+    for (const char character : text.substr(0, kLongest)) {
+        const bool isPlain = (character >= '0' && character <= '9') || (character >= 'A' && character <= 'Z') ||
+                             (character >= 'a' && character <= 'z');
+        name += isPlain ? std::string(1, character) : "";
+    }
+    return name;
+}
+
+/// OUT.nrrd becomes OUT-0002-7.nrrd for the second series that matches, whose SeriesNumber is 7.
+std::string pathOfSeries(const std::string& output, std::size_t number, const std::string& seriesNumber) {
+    const std::string extension = volumeExtension(output);
+    const std::string name = nameable(seriesNumber);
+    char digits[32];
+    std::snprintf(digits, sizeof digits, "-%04zu", number);
+    return output.substr(0, output.size() - extension.size()) + digits + (name.empty() ? "" : "-" + name) + extension;
+}
+
+/// One series on its way into a file.
+class SeriesRun {
+  public:
+    SeriesRun(Session& session, const VolumeOptions& options, const SeriesFiles& series)
+        : mSession(session), mOptions(options), mSeries(series) {}
+
+    /// Gives the JSON of the series. @throws NoPicturesError, VolumeError, FileError, LibraryError
+    Json run(const SeriesReading& reading, std::size_t number, bool isOnly) {
+        SeriesVolume volume = read(reading);
+        Verdict verdict = judgeSlices(volume.slices);
+        verdict.findings.insert(verdict.findings.end(), volume.findings.begin(), volume.findings.end());
+        mPath = isOnly ? mOptions.output : pathOfSeries(mOptions.output, number, volume.seriesNumber);
+        const bool isSorted = mOptions.sort == "position";
+        requireSortable(verdict);
+        const auto& order = isSorted ? verdict.byPosition : verdict.byInstance;
+        volume.header.geometry = geometryOf(volume.slices, verdict, order);
+        if (mOptions.rendered && !verdict.hasOneNumberEach) {
+            volume.header.geometry.isPlaced = false; // which slice is which is not known
+        }
+        const bool isWritten = !verdict.hasErrors() || mOptions.force;
+        tell(verdict, volume.header.geometry);
+        if (isWritten) {
+            write(volume, order);
+        }
+        return describe(volume, verdict, order, isWritten);
+    }
+
+  private:
+    SeriesVolume read(SeriesReading reading) const {
+        ProgressBar bar("Reading series " + mSeries.series); // gone before anything else is said
+        std::size_t done = 0;
+        reading.step = [&] { bar.show(++done, mSeries.files.size()); };
+        return mOptions.rendered ? readRenderedVolume(reading, mSeries, mOptions.picture.scalingTensor())
+                                 : readModalityVolume(reading, mSeries);
+    }
+
+    void requireSortable(const Verdict& verdict) const {
+        if (mOptions.sort != "position") {
+            return;
+        }
+        if (!verdict.hasPositions) {
+            throw VolumeError("The slices have no positions to sort them by.");
+        }
+        if (mOptions.rendered && !verdict.hasOneNumberEach) {
+            throw VolumeError(
+                "Files share their InstanceNumber, so that the slices of a rendered volume cannot be told "
+                "apart to sort them by position; without --rendered they can.");
+        }
+    }
+
+    void tell(const Verdict& verdict, const VolumeGeometry& geometry) const {
+        for (const Finding& finding : verdict.findings) {
+            const bool isRefusal = finding.isError && !mOptions.force;
+            printError((isRefusal ? "" : "warning: ") + mPath + ": " + finding.sentence);
+        }
+        if (verdict.hasErrors() && !mOptions.force) {
+            mSession.reportRefusal("", mPath + " is not written; --force writes it nevertheless.");
+        } else if (verdict.hasPositions && !geometry.isPlaced) {
+            printError("warning: " + mPath +
+                       ": The slices in this order have no place in space; the file says their "
+                       "spacings only.");
+        }
+    }
+
+    void write(const SeriesVolume& volume, const std::vector<std::size_t>& order) const {
+        std::vector<SliceBytes> slices;
+        for (const std::size_t index : order) {
+            const SliceBytes slice = volume.bytes[index];
+            const bool isNext = !slices.empty() && slices.back().data() + slices.back().size() == slice.data();
+            if (isNext) { // few large writes
+                slices.back() = {slices.back().data(), slices.back().size() + slice.size()};
+            } else {
+                slices.push_back(slice);
+            }
+        }
+        writeVolume(mPath, volume.header, slices, mOptions.gzip);
+        if (!mOptions.json && mPath != "-") {
+            std::cout << printable(mPath) << ": " << volumeSummary(volume.header) << '\n';
+        }
+    }
+
+    Json describe(const SeriesVolume& volume, const Verdict& verdict, const std::vector<std::size_t>& order,
+                  bool isWritten) const {
+        const VolumeHeader& header = volume.header;
+        std::vector<std::string> names;
+        for (const std::size_t index : order) {
+            names.push_back(volume.slices[index].name());
+        }
+        std::vector<vint> shape{header.slices, header.rows, header.columns};
+        if (header.channels > 1) {
+            shape.push_back(header.channels);
+        }
+        return {{"patient", mSeries.patient},
+                {"study", mSeries.study},
+                {"series", mSeries.series},
+                {"seriesNumber", volume.seriesNumber},
+                {"written", isWritten ? Json(mPath) : Json()},
+                {"values", mOptions.rendered ? "rendered" : "modality"},
+                {"type", typeName(kArrayTypeNames, header.type)},
+                {"shape", shape},
+                {"sort", mOptions.sort},
+                {"geometry", describeGeometry(header.geometry)},
+                {"tiltDegrees", verdict.tiltDegrees ? Json(*verdict.tiltDegrees) : Json()},
+                {"findings", describeFindings(verdict.findings)},
+                {"slices", names}};
+    }
+
+    Session& mSession;
+    const VolumeOptions& mOptions;
+    const SeriesFiles& mSeries;
+    std::string mPath{};
+};
+
+/// A series that gives no volume. The others go on.
+Json refused(const SeriesFiles& series, const std::string& message) {
+    return {{"patient", series.patient},
+            {"study", series.study},
+            {"series", series.series},
+            {"written", nullptr},
+            {"error", message}};
+}
+
+/// @throws VolumeError  nothing matches, or the library cannot read the directory
+std::vector<SeriesFiles> requireSeries(velmora::Host& host, const Medium& medium, const VolumeOptions& options) {
+    std::vector<SeriesFiles> all;
+    try {
+        all = listSeries(host, medium.dicomdir(), options.selection);
+    } catch (const velmora::LibraryError& error) {
+        throw VolumeError(medium.userText(error.what()));
+    }
+    if (all.empty()) {
+        throw VolumeError(options.place + " holds no series that matches.");
+    }
+    if (all.size() > 1 && options.output == "-") {
+        throw UsageError("Several series do not fit the standard output: choose one with --series.");
+    }
+    return all;
+}
+
+void run(Session& session, const VolumeOptions& options) {
+    checkUsage(options);
+    const Medium medium(options.place);
+    medium.report();
+    const auto all = requireSeries(session.host(), medium, options);
+    const SeriesReading reading{session.host(), medium, options.selection};
+    Json list = Json::array();
+    for (std::size_t index = 0; index < all.size(); ++index) {
+        const SeriesFiles& series = all[index];
+        const auto refuse = [&](const std::string& message) {
+            list.push_back(refused(series, message));
+            session.reportRefusal(all.size() == 1 ? "" : "Series " + series.series, message);
+        };
+        try {
+            list.push_back(SeriesRun(session, options, series).run(reading, index + 1, all.size() == 1));
+        } catch (const NoPicturesError& error) {
+            if (all.size() == 1) {
+                refuse(error.what());
+            } else { // reports and the like belong to a medium
+                list.push_back(refused(series, error.what()));
+                printError("warning: Series " + series.series + ": " + error.what());
+            }
+        } catch (const VolumeError& error) {
+            refuse(error.what());
+        } catch (const velmora::LibraryError& error) {
+            refuse(medium.userText(error.what()));
+        }
+    }
+    if (options.json) {
+        (options.output == "-" ? std::cerr : std::cout) << dumpJson(list) << '\n';
+    }
+}
+
+} // namespace
+
+void addVolumeCommand(CLI::App& app, Session& session) {
+    auto options = std::make_shared<VolumeOptions>();
+    CLI::App* command = app.add_subcommand("volume", "Write each series of a medium as one volume file");
+    command->add_option("MEDIUM", options->place, "DICOMDIR, or a folder of DICOM files")->required();
+    command
+        ->add_option("-o,--output", options->output,
+                     "Volume to write: .nrrd, .nii, .nii.gz or .npy; several series become numbered files; - for "
+                     "the standard output, as NRRD")
+        ->required();
+    options->selection.addTo(command);
+    command->add_option("--sort", options->sort, "Order of the slices: instance (InstanceNumber) or position")
+        ->check(CLI::IsMember({"instance", "position"}));
+    command->add_flag("--force", options->force, "Write also when slices are missing, doubled or do not fit together");
+    command->add_flag("--rendered", options->rendered, "Windowed pictures, not modality values");
+    options->picture.addSeriesWindowTo(command);
+    command->add_flag("--gzip", options->gzip, "Compress the samples of .nrrd");
+    command->add_flag("--json", options->json, "Say as JSON what was found and written");
+    command->callback([&session, options] { run(session, *options); });
+}
+
+} // namespace radvex::cli

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Host.h"
+#include "Medium.h"
+#include "Selection.h"
+#include "SliceGeometry.h"
+#include "VolumeFile.h"
+
+namespace radvex::cli {
+
+/// A series of a medium, and where it stands in the library's lists.
+struct SeriesFiles {
+    std::string patient{}; ///< keys of the levels
+    std::string study{};
+    std::string series{};
+    std::size_t patientIndex = 0;     ///< among the patients that match
+    std::size_t studyIndex = 0;       ///< among the studies of the patient that match and have a key
+    std::size_t repetition = 0;       ///< how many series of the same key stand before it in the study
+    std::vector<std::string> files{}; ///< as the library takes them, in the order of the medium
+};
+
+/// @throws LibraryError
+std::vector<SeriesFiles> listSeries(velmora::Host& host, const std::string& dicomdir, const Selection& selection);
+
+/// A volume in memory, and what its slices say. The type and the slice count of the header are known; its geometry
+/// waits for the order that the slices shall have.
+struct SeriesVolume {
+    VolumeHeader header{};
+    std::vector<SliceRecord> slices{};   ///< as many as the volume has
+    std::vector<SliceBytes> bytes{};     ///< of each of them
+    std::shared_ptr<const void> owner{}; ///< of the bytes
+    std::string seriesNumber{};
+    std::vector<Finding> findings{}; ///< about files that gave no slice
+};
+
+/// Everything that reading a series needs beside the library.
+struct SeriesReading {
+    velmora::Host& host;
+    const Medium& medium;
+    Selection selection{};
+    std::function<void()> step = [] {}; ///< called for each file
+};
+
+/// Thrown when a series holds no pictures at all: structured reports, presentation states and the like.
+class NoPicturesError : public VolumeError {
+  public:
+    using VolumeError::VolumeError;
+};
+
+/// Modality values (HU for CT) of all frames of all files, in the order of the medium. Memory: the volume and one file.
+/// @throws NoPicturesError, VolumeError  colour, slices of different size, no memory
+SeriesVolume readModalityVolume(const SeriesReading& reading, const SeriesFiles& series);
+
+/// The picture volume of Read3DImage: the first frame of each file, in the library's order by InstanceNumber.
+/// @param scaling  as the library takes it
+/// @throws NoPicturesError, VolumeError, LibraryError
+SeriesVolume readRenderedVolume(const SeriesReading& reading, const SeriesFiles& series,
+                                const velmora::Tensor& scaling);
+
+} // namespace radvex::cli

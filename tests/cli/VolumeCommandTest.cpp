@@ -1,0 +1,490 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <filesystem>
+
+#include "ImageFiles.h"
+#include "LosslessJson.h"
+#include "MediumFiles.h"
+#include "Process.h"
+#include "TemporaryFolder.h"
+
+using namespace radvex::test;
+using radvex::cli::Json;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+
+namespace {
+
+/// One row of two pixels: the first spells the slice.
+struct Slice {
+    std::string fileId{};
+    int number = 1; ///< InstanceNumber, 0 for none
+    std::string position{};
+    std::vector<Uint16> words{};
+    std::string orientation = "1\\0\\0\\0\\1\\0";
+    ImageFile file{.rows = 1, .columns = 2, .words = {}};
+    Fill more{};
+};
+
+/// An NRRD file, read here from what the format says.
+struct NrrdFile {
+    std::string header{};
+    std::string data{};
+
+    template <typename T>
+    std::vector<T> samples() const {
+        std::vector<T> values(data.size() / sizeof(T));
+        std::memcpy(values.data(), data.data(), values.size() * sizeof(T));
+        return values;
+    }
+};
+
+NrrdFile readNrrd(const std::string& path) {
+    const std::string bytes = readFile(path);
+    const std::size_t end = bytes.find("\n\n");
+    return {bytes.substr(0, end + 1), bytes.substr(end + 2)};
+}
+
+class VolumeCommand : public ::testing::Test {
+  protected:
+    void writeSlice(const Slice& slice) const {
+        ImageFile file = slice.file;
+        file.words = slice.words;
+        file.more = [&](DcmDataset& dataset) {
+            const auto text = [&](const DcmTagKey& key, const std::string& value) {
+                if (!value.empty()) {
+                    dataset.putAndInsertString(key, value.c_str());
+                }
+            };
+            text(DCM_InstanceNumber, slice.number == 0 ? "" : std::to_string(slice.number));
+            text(DCM_ImagePositionPatient, slice.position);
+            text(DCM_ImageOrientationPatient, slice.orientation);
+            text(DCM_PixelSpacing, "0.5\\0.25");
+            text(DCM_SeriesNumber, "7");
+            if (slice.more) {
+                slice.more(dataset);
+            }
+        };
+        writeImageFile(mediumPath(folder, slice.fileId), file);
+    }
+    /// A medium of one series; files that are only referred to are not made.
+    std::string writeSeries(const std::vector<Slice>& slices, const std::vector<std::string>& missing = {}) const {
+        std::vector<MediumRecord> images;
+        for (const Slice& slice : slices) {
+            writeSlice(slice);
+            images.push_back(imageRecord(slice.fileId, slice.number));
+        }
+        for (const std::string& fileId : missing) {
+            images.push_back(imageRecord(fileId, 99));
+        }
+        return writeMedium(folder,
+                           {patientRecord("P", "N", {studyRecord("1.2", {seriesRecord("1.2.3", "CT", images)})})});
+    }
+    ProcessResult run(std::vector<std::string> words, const std::string& name = "out.nrrd") const {
+        words.insert(words.begin(), {"volume", folder.file("DICOMDIR"), "-o", folder.file(name)});
+        return radvex::test::radvex(words);
+    }
+    bool isThere(const std::string& name = "out.nrrd") const { return std::filesystem::exists(folder.file(name)); }
+    NrrdFile out(const std::string& name = "out.nrrd") const { return readNrrd(folder.file(name)); }
+
+    TemporaryFolder folder{};
+};
+
+/// Three slices whose numbers are 3, 1, 2 in the order of the medium, at heights that follow the numbers.
+std::vector<Slice> threeSlices() {
+    return {{"A", 3, "1\\2\\9", {30, 31}}, {"B", 1, "1\\2\\5", {10, 11}}, {"C", 2, "1\\2\\7", {20, 21}}};
+}
+
+} // namespace
+
+TEST_F(VolumeCommand, StacksByInstanceNumberAndSaysWhereTheSlicesLie) {
+    writeSeries(threeSlices());
+    const ProcessResult done = run({});
+    EXPECT_EQ(done.status, 0) << done.errors;
+    EXPECT_EQ(done.errors, "");
+    EXPECT_EQ(done.output, folder.file("out.nrrd") + ": 2 x 1 x 3, u16, 0.25 x 0.5 x 2 mm\n");
+    EXPECT_THAT(out().header, HasSubstr("type: uint16\ndimension: 3\nsizes: 2 1 3\nspace: left-posterior-superior\n"
+                                        "space directions: (0.25,0,0) (0,0.5,0) (0,0,2)\nspace origin: (1,2,5)\n"));
+    EXPECT_THAT(out().samples<Uint16>(), ElementsAre(10, 11, 20, 21, 30, 31));
+}
+
+TEST_F(VolumeCommand, SortsByPositionOnRequest) {
+    auto slices = threeSlices();
+    slices[1].position = "1\\2\\8"; // number 1 lies between the others
+    slices[2].position = "1\\2\\7";
+    writeSeries(slices);
+    const ProcessResult asNumbered = run({});
+    EXPECT_EQ(asNumbered.status, 0);
+    EXPECT_THAT(asNumbered.errors, HasSubstr("warning: " + folder.file("out.nrrd") +
+                                             ": The order by InstanceNumber is not the order in space."));
+    EXPECT_EQ(out().header.find("space"), std::string::npos) << "no matrix holds this order";
+    EXPECT_THAT(out().header, HasSubstr("spacings: 0.25 0.5 1\n"));
+    const ProcessResult sorted = run({"--sort", "position"});
+    EXPECT_EQ(sorted.status, 0);
+    EXPECT_THAT(out().samples<Uint16>(), ElementsAre(20, 21, 10, 11, 30, 31));
+    EXPECT_THAT(out().header, HasSubstr("(0,0,1)\nspace origin: (1,2,7)\n"));
+}
+
+TEST_F(VolumeCommand, ValuesAreThoseOfTheModality) {
+    auto slices = threeSlices();
+    for (Slice& slice : slices) {
+        slice.file.pixelRepresentation = 1;
+        slice.file.bitsStored = 12;
+        slice.file.slope = "1";
+        slice.file.intercept = "-1024";
+    }
+    slices[0].words = {0x0800, 0x07FF}; // -2048 and 2047 in 12 bits
+    writeSeries(slices);
+    EXPECT_EQ(run({}).status, 0);
+    EXPECT_THAT(out().header, HasSubstr("type: int16\n"));
+    EXPECT_THAT(out().samples<Sint16>(), ElementsAre(-1014, -1013, -1004, -1003, -3072, 1023));
+    slices[0].file.bitsStored = 16; // -32768 - 1024 needs 17 bits
+    slices[0].words = {0x8000, 0x7FFF};
+    writeSeries(slices);
+    EXPECT_EQ(run({}).status, 0);
+    EXPECT_THAT(out().samples<Sint32>(), ElementsAre(-1014, -1013, -1004, -1003, -33792, 31743));
+}
+
+TEST_F(VolumeCommand, FractionsAreKept) {
+    auto slices = threeSlices();
+    slices[0].file.slope = "0.25";
+    slices[0].file.intercept = "-0.5";
+    writeSeries(slices);
+    EXPECT_EQ(run({}).status, 0);
+    EXPECT_THAT(out().samples<float>(), ElementsAre(10, 11, 20, 21, 7, 7.25F));
+}
+
+TEST_F(VolumeCommand, AModalityTableIsApplied) {
+    auto slices = threeSlices();
+    slices[1].words = {0, 1};
+    slices[1].more = [](DcmDataset& dataset) {
+        DcmItem* item = nullptr;
+        dataset.findOrCreateSequenceItem(DCM_ModalityLUTSequence, item, 0);
+        const Uint16 descriptor[] = {2, 0, 16};
+        const Uint16 data[] = {500, 700};
+        item->putAndInsertUint16Array(DcmTag(DCM_LUTDescriptor, EVR_US), descriptor, 3);
+        item->putAndInsertUint16Array(DcmTag(DCM_LUTData, EVR_US), data, 2);
+    };
+    writeSeries(slices);
+    EXPECT_EQ(run({}).status, 0);
+    EXPECT_THAT(out().samples<Uint16>(), ElementsAre(500, 700, 20, 21, 30, 31));
+}
+
+TEST_F(VolumeCommand, MissingSlicesAreAnErrorUnlessForced) {
+    auto slices = threeSlices();
+    slices.push_back({"D", 4, "1\\2\\13", {40, 41}}); // 11 is missing
+    writeSeries(slices);
+    const ProcessResult refused = run({});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_THAT(refused.errors, HasSubstr("1 slice is missing: neighbours lie up to 4 mm apart instead of 2: " +
+                                          folder.file("A") + ", " + folder.file("D") + "."));
+    EXPECT_FALSE(isThere());
+    const ProcessResult forced = run({"--force"});
+    EXPECT_EQ(forced.status, 0);
+    EXPECT_THAT(forced.errors, HasSubstr("warning: "));
+    EXPECT_EQ(out().samples<Uint16>().size(), 8U);
+}
+
+TEST_F(VolumeCommand, DoubledAndDifferentlyOrientedSlicesAreErrors) {
+    auto slices = threeSlices();
+    slices.push_back({"D", 4, "1\\2\\9", {40, 41}});
+    writeSeries(slices);
+    const ProcessResult doubled = run({});
+    EXPECT_EQ(doubled.status, 1);
+    EXPECT_THAT(doubled.errors, HasSubstr("2 slices lie at one place: " + folder.file("A") + ", " + folder.file("D")));
+    slices.back() = {"D", 4, "1\\2\\11", {40, 41}, "0\\1\\0\\0\\0\\-1"};
+    writeSeries(slices);
+    const ProcessResult turned = run({});
+    EXPECT_EQ(turned.status, 1);
+    EXPECT_THAT(turned.errors, HasSubstr("1 slice lies in another direction than most: " + folder.file("D")));
+    EXPECT_FALSE(isThere());
+    EXPECT_EQ(run({"--force"}).status, 0);
+    EXPECT_EQ(out().header.find("space"), std::string::npos);
+}
+
+TEST_F(VolumeCommand, ATiltIsToldAndStaysInTheMatrix) {
+    writeSeries({{"A", 1, "0\\0\\0", {1, 1}}, {"B", 2, "0\\1\\4", {2, 2}}, {"C", 3, "0\\2\\8", {3, 3}}});
+    const ProcessResult done = run({});
+    EXPECT_EQ(done.status, 0);
+    EXPECT_THAT(done.errors, HasSubstr("stacked at 14.0362 degrees to their normal (gantry tilt)")); // atan(1 / 4)
+    EXPECT_THAT(out().header, HasSubstr("(0,1,4)\n"));
+}
+
+TEST_F(VolumeCommand, FilesThatCannotBeReadAreNamed) {
+    writeSeries(threeSlices(), {"GONE"});
+    for (const std::vector<std::string>& words : {std::vector<std::string>{}, {"--rendered"}}) {
+        const ProcessResult refused = run(words);
+        EXPECT_EQ(refused.status, 1);
+        EXPECT_THAT(refused.errors, HasSubstr("1 file cannot be read: " + folder.file("GONE")));
+        EXPECT_FALSE(isThere());
+    }
+    EXPECT_EQ(run({"--force"}).status, 0);
+    EXPECT_EQ(out().samples<Uint16>().size(), 6U);
+}
+
+TEST_F(VolumeCommand, SlicesOfDifferentSizeAreNamedAndNeverWritten) {
+    auto slices = threeSlices();
+    slices[1].file.columns = 1;
+    slices[1].words = {1};
+    writeSeries(slices);
+    for (const char* word : {"--force", "--rendered"}) {
+        const ProcessResult refused = run({word});
+        EXPECT_EQ(refused.status, 1);
+        EXPECT_THAT(refused.errors, HasSubstr("The slices differ in size: " + folder.file("A") +
+                                              " is 2 x 1, and not so " + folder.file("B") + "."));
+        EXPECT_FALSE(isThere());
+    }
+}
+
+TEST_F(VolumeCommand, ColourHasPicturesOnly) {
+    auto slices = threeSlices();
+    for (Slice& slice : slices) {
+        slice.file.samples = 3;
+        slice.file.bitsAllocated = slice.file.bitsStored = 8;
+        slice.file.photometric = "RGB";
+        slice.file.planarConfiguration = 0;
+        slice.words = {0x0201, 0x0403, 0x0605};
+    }
+    writeSeries(slices);
+    const ProcessResult refused = run({});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_THAT(refused.errors, HasSubstr("is in colour, which has no modality values; --rendered gives its picture."));
+    EXPECT_EQ(run({"--rendered"}).status, 0);
+    EXPECT_THAT(out().header, HasSubstr("type: uint8\ndimension: 4\nsizes: 3 2 1 3\n"));
+    EXPECT_THAT(out().data.substr(0, 6), "\1\2\3\4\5\6");
+    EXPECT_EQ(run({"--rendered"}, "out.nii").status, 0);
+    EXPECT_EQ(readFile(folder.file("out.nii")).size(), 352U + 18U);
+}
+
+TEST_F(VolumeCommand, RenderedVolumesTakeAWindow) {
+    auto slices = threeSlices();
+    for (Slice& slice : slices) {
+        slice.file.bitsAllocated = slice.file.bitsStored = 8;
+    }
+    slices[1].words = {0x6400}; // 0, 100
+    slices[2].words = {0xC832}; // 50, 200
+    slices[0].words = {0x0000};
+    writeSeries(slices);
+    // One window from 0 to 200, which 8 bits show as 0 to 255.
+    EXPECT_EQ(run({"--rendered", "--common-window"}).status, 0);
+    const std::string common = out().data;
+    ASSERT_EQ(common.size(), 6U);
+    EXPECT_EQ(static_cast<unsigned char>(common[0]), 0);
+    EXPECT_NEAR(static_cast<unsigned char>(common[1]), 127, 2);
+    EXPECT_NEAR(static_cast<unsigned char>(common[2]), 64, 2);
+    EXPECT_EQ(static_cast<unsigned char>(common[3]), 255);
+    EXPECT_EQ(run({"--rendered"}).status, 0);
+    EXPECT_NEAR(static_cast<unsigned char>(out().data[1]), 255, 2) << "each slice by itself";
+    EXPECT_EQ(run({"--rendered", "--sort", "position"}).status, 0);
+}
+
+TEST_F(VolumeCommand, RenderedSlicesOfOneNumberCannotBeSortedByPosition) {
+    auto slices = threeSlices();
+    slices[0].number = 1;
+    writeSeries(slices);
+    const ProcessResult refused = run({"--rendered", "--sort", "position"});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_THAT(refused.errors, HasSubstr("cannot be told apart"));
+    const ProcessResult done = run({"--rendered"});
+    EXPECT_EQ(done.status, 0);
+    EXPECT_THAT(done.errors, HasSubstr("2 files have InstanceNumber 1"));
+    EXPECT_EQ(out().header.find("space"), std::string::npos);
+    EXPECT_EQ(run({"--sort", "position"}).status, 0) << "modality values know their file";
+}
+
+TEST_F(VolumeCommand, FramesTakeTheirPlaceAndRescaleFromTheFunctionalGroups) {
+    Slice multi{"M", 1, "", {1, 2, 3, 4, 5, 6}, ""};
+    multi.file.frames = "3";
+    multi.more = [](DcmDataset& dataset) {
+        dataset.findAndDeleteElement(DCM_PixelSpacing);
+        DcmItem* shared = nullptr;
+        DcmItem* inner = nullptr;
+        dataset.findOrCreateSequenceItem(DCM_SharedFunctionalGroupsSequence, shared, 0);
+        shared->findOrCreateSequenceItem(DCM_PlaneOrientationSequence, inner, 0);
+        inner->putAndInsertString(DCM_ImageOrientationPatient, "1\\0\\0\\0\\0\\-1");
+        shared->findOrCreateSequenceItem(DCM_PixelMeasuresSequence, inner, 0);
+        inner->putAndInsertString(DCM_PixelSpacing, "2\\3");
+        for (int frame = 0; frame < 3; ++frame) {
+            DcmItem* item = nullptr;
+            dataset.findOrCreateSequenceItem(DCM_PerFrameFunctionalGroupsSequence, item, -2);
+            item->findOrCreateSequenceItem(DCM_PlanePositionSequence, inner, 0);
+            inner->putAndInsertString(DCM_ImagePositionPatient, ("0\\" + std::to_string(4 * frame) + "\\0").c_str());
+            item->findOrCreateSequenceItem(DCM_PixelValueTransformationSequence, inner, 0);
+            inner->putAndInsertString(DCM_RescaleSlope, std::to_string(frame + 1).c_str());
+            inner->putAndInsertString(DCM_RescaleIntercept, "-1");
+        }
+    };
+    writeSeries({multi});
+    const ProcessResult done = run({"--json"});
+    EXPECT_EQ(done.status, 0) << done.errors;
+    EXPECT_EQ(done.errors, "");
+    EXPECT_THAT(out().header, HasSubstr("space directions: (3,0,0) (0,0,-2) (0,4,0)\nspace origin: (0,0,0)\n"));
+    EXPECT_THAT(out().samples<Sint32>(), ElementsAre(0, 1, 5, 7, 14, 17));
+    EXPECT_EQ(Json::parse(done.output)[0]["slices"],
+              Json({folder.file("M") + " frame 1", folder.file("M") + " frame 2", folder.file("M") + " frame 3"}));
+    EXPECT_THAT(run({"--rendered"}).errors, HasSubstr("Only the first frame is in the rendered volume"));
+}
+
+TEST_F(VolumeCommand, FramesWithoutFunctionalGroupsHaveNoPlace) {
+    Slice multi{"M", 1, "5\\5\\5", {1, 2, 3, 4}};
+    multi.file.frames = "2";
+    multi.more = [](DcmDataset& dataset) { dataset.putAndInsertString(DCM_SpacingBetweenSlices, "4"); };
+    writeSeries({multi});
+    const ProcessResult done = run({});
+    EXPECT_EQ(done.status, 0);
+    EXPECT_THAT(done.errors, HasSubstr("2 slices have no usable ImagePositionPatient"));
+    EXPECT_THAT(out().header, HasSubstr("spacings: 0.25 0.5 4\n"));
+}
+
+TEST_F(VolumeCommand, SeveralSeriesBecomeNumberedFiles) {
+    const auto slices = threeSlices();
+    for (const Slice& slice : slices) {
+        writeSlice(slice);
+    }
+    const auto series = [](const std::string& uid, const std::string& fileId) {
+        return seriesRecord(uid, "CT", {imageRecord(fileId, 1)});
+    };
+    writeDicom(mediumPath(folder, "REPORT"), {});
+    writeMedium(
+        folder,
+        {patientRecord("P", "N",
+                       {studyRecord("1.2", {series("1.2.1", "A"), series("1.2.2", "REPORT"), series("1.2.3", "B")})})});
+    const ProcessResult done = run({});
+    EXPECT_EQ(done.status, 0) << done.errors;
+    EXPECT_EQ(done.errors, "radvex: warning: Series 1.2.2: The series holds no pictures.\n");
+    EXPECT_THAT(out("out-0001-7.nrrd").samples<Uint16>(), ElementsAre(30, 31));
+    EXPECT_THAT(out("out-0003-7.nrrd").samples<Uint16>(), ElementsAre(10, 11));
+    EXPECT_FALSE(isThere());
+    EXPECT_EQ(run({"--series", "1\\.2\\.3"}).status, 0);
+    EXPECT_THAT(out().samples<Uint16>(), ElementsAre(10, 11));
+    const ProcessResult piped = radvex::test::radvex({"volume", folder.file("DICOMDIR"), "-o", "-"});
+    EXPECT_EQ(piped.status, 2);
+    EXPECT_TRUE(piped.errors.starts_with("radvex: Several series do not fit the standard output"));
+    const ProcessResult report = run({"--series", "1.2.2"});
+    EXPECT_EQ(report.status, 1);
+    EXPECT_EQ(report.errors, "radvex: The series holds no pictures.\n");
+}
+
+TEST_F(VolumeCommand, SeriesThatShareAKeyAreKeptApart) {
+    for (const Slice& slice : threeSlices()) {
+        writeSlice(slice);
+    }
+    writeMedium(folder, {patientRecord("P", "N",
+                                       {studyRecord("1.2", {seriesRecord("1.9", "CT", {imageRecord("A", 1)}),
+                                                            seriesRecord("1.9", "CT", {imageRecord("B", 1)})})})});
+    EXPECT_EQ(run({"--rendered", "--scaling", "none"}).status, 0);
+    EXPECT_THAT(out("out-0001-7.nrrd").samples<Uint16>(), ElementsAre(30, 31));
+    EXPECT_THAT(out("out-0002-7.nrrd").samples<Uint16>(), ElementsAre(10, 11));
+}
+
+TEST_F(VolumeCommand, SaysAsJsonWhatWasFoundAndWritten) {
+    auto slices = threeSlices();
+    slices[0].position = "1\\2\\13";
+    writeSeries(slices);
+    const ProcessResult done = run({"--json"});
+    EXPECT_EQ(done.status, 1);
+    const Json series = Json::parse(done.output)[0];
+    EXPECT_EQ(series["series"], "1.2.3");
+    EXPECT_EQ(series["seriesNumber"], "7");
+    EXPECT_EQ(series["written"], nullptr);
+    EXPECT_EQ(series["values"], "modality");
+    EXPECT_EQ(series["type"], "u16");
+    EXPECT_EQ(series["shape"], Json({3, 1, 2}));
+    EXPECT_EQ(series["findings"][0]["kind"], "missing");
+    EXPECT_EQ(series["findings"][0]["error"], true);
+    EXPECT_EQ(series["findings"][0]["files"], Json({folder.file("C"), folder.file("A")}));
+    EXPECT_EQ(series["slices"], Json({folder.file("B"), folder.file("C"), folder.file("A")}));
+    EXPECT_EQ(series["geometry"]["origin"], Json({1.0, 2.0, 5.0}));
+    EXPECT_EQ(series["geometry"]["spacing"], Json({0.25, 0.5, 2.0}));
+}
+
+TEST_F(VolumeCommand, GoesToTheStandardOutput) {
+    writeSeries(threeSlices());
+    const ProcessResult done = radvex::test::radvex({"volume", folder.file("DICOMDIR"), "-o", "-"});
+    EXPECT_EQ(done.status, 0);
+    EXPECT_TRUE(done.output.starts_with("NRRD0005\n"));
+    EXPECT_EQ(done.output.size(), done.output.find("\n\n") + 2 + 12);
+}
+
+TEST_F(VolumeCommand, EveryFormatHoldsTheSameValues) {
+    writeSeries(threeSlices());
+    EXPECT_EQ(run({"--gzip"}).status, 0);
+    EXPECT_EQ(runProcess({"gzip", "-dc", folder.write("packed.gz", out().data)}).output.size(), 12U);
+    EXPECT_EQ(run({}, "out.npy").status, 0);
+    EXPECT_EQ(run({}, "out.nii.gz").status, 0);
+    const ProcessResult numpy = runProcess(
+        {"/usr/bin/python3", "-c",
+         "import numpy,nibabel,sys; a=numpy.load(sys.argv[1]); b=numpy.asarray(nibabel.load(sys.argv[2]).dataobj); "
+         "print(a.tolist(), (a == b.T).all())",
+         folder.file("out.npy"), folder.file("out.nii.gz")});
+    EXPECT_EQ(numpy.output, "[[[10, 11]], [[20, 21]], [[30, 31]]] True\n") << numpy.errors;
+}
+
+TEST_F(VolumeCommand, APlainFolderIsAMedium) {
+    for (Slice slice : threeSlices()) {
+        slice.more = [&, uid = "1.2.3.4." + std::to_string(slice.number)](DcmDataset& dataset) {
+            for (const auto& [key, value] :
+                 std::vector<std::pair<DcmTagKey, std::string>>{{DCM_SOPInstanceUID, uid},
+                                                                {DCM_PatientID, "P"},
+                                                                {DCM_PatientName, "N"},
+                                                                {DCM_StudyInstanceUID, "1.2"},
+                                                                {DCM_StudyID, "1"},
+                                                                {DCM_SeriesInstanceUID, "1.2.3"},
+                                                                {DCM_Modality, "CT"}}) {
+                dataset.putAndInsertString(key, value.c_str());
+            }
+        };
+        slice.fileId = "plain\\" + slice.fileId;
+        writeSlice(slice);
+    }
+    std::filesystem::rename(folder.file("plain/A"), folder.file("plain/a long name.dcm"));
+    const ProcessResult done =
+        radvex::test::radvex({"volume", folder.file("plain"), "-o", folder.file("out.nrrd"), "--json"});
+    EXPECT_EQ(done.status, 0) << done.errors;
+    EXPECT_THAT(out().samples<Uint16>(), ElementsAre(10, 11, 20, 21, 30, 31));
+    EXPECT_EQ(Json::parse(done.output)[0]["slices"][2], folder.file("plain/a long name.dcm"));
+}
+
+TEST_F(VolumeCommand, WrongUseIsToldBeforeAnythingIsRead) {
+    writeSeries(threeSlices());
+    const auto refused = [&](const std::vector<std::string>& words, const std::string& name,
+                             const std::string& sentence) {
+        const ProcessResult done = run(words, name);
+        EXPECT_EQ(done.status, 2);
+        EXPECT_THAT(done.errors, HasSubstr(sentence));
+    };
+    refused({}, "out.png", "says no format: .nrrd, .nii, .nii.gz or .npy is expected.");
+    refused({"--window", "400,40"}, "out.nrrd", "Windows are chosen with --rendered");
+    refused({"--common-window"}, "out.nrrd", "Windows are chosen with --rendered");
+    refused({"--rendered", "--common-window", "--window", "400,40"}, "out.nrrd", "exclude each other");
+    refused({"--gzip"}, "out.nii", "--gzip is for .nrrd");
+    refused({"--series", "("}, "out.nrrd", "--series '(' is no regular expression");
+    refused({"--sort", "colour"}, "out.nrrd", "--sort");
+    const ProcessResult none = run({"--series", "9.*"});
+    EXPECT_EQ(none.status, 1);
+    EXPECT_THAT(none.errors, EndsWith("holds no series that matches.\n"));
+    EXPECT_EQ(radvex::test::radvex({"volume", folder.file("nowhere"), "-o", folder.file("out.nrrd")}).status, 1);
+}
+
+TEST_F(VolumeCommand, SortingByPositionNeedsPositions) {
+    auto slices = threeSlices();
+    for (Slice& slice : slices) {
+        slice.position = "1\\nan\\3";
+    }
+    writeSeries(slices);
+    const ProcessResult refused = run({"--sort", "position"});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_THAT(refused.errors, HasSubstr("The slices have no positions to sort them by."));
+    EXPECT_EQ(run({}).status, 0);
+}
+
+TEST_F(VolumeCommand, NothingOnTheMediumChanges) {
+    writeSeries(threeSlices());
+    const std::string before = readFile(folder.file("A")) + readFile(folder.file("DICOMDIR"));
+    EXPECT_EQ(run({}).status, 0);
+    EXPECT_EQ(run({"--rendered"}).status, 0);
+    EXPECT_EQ(readFile(folder.file("A")) + readFile(folder.file("DICOMDIR")), before);
+}
