@@ -1,7 +1,5 @@
 #include "generatePixels.h"
 
-#include <cstdint>
-
 #include "dcmtk/dcmdata/dcrleerg.h"
 #include "dcmtk/dcmdata/dcrlerp.h"
 #include "dcmtk/dcmjpeg/djencode.h"
@@ -25,24 +23,6 @@ const std::vector<Encoding>& encodings() {
                                            {"-jpeg", EXS_JPEGProcess14SV1, &jpeg},
                                            {"-jpegls", EXS_JPEGLSLossless, &jpegLs}};
     return all;
-}
-
-std::vector<Uint16> makePixels(int frames) {
-    std::vector<Uint16> pixels(static_cast<std::size_t>(frames) * kSize * kSize);
-    std::uint32_t random = 12345;
-    std::size_t index = 0;
-    for (int frame = 0; frame < frames; ++frame) {
-        for (int row = 0; row < kSize; ++row) {
-            for (int column = 0; column < kSize; ++column) {
-                random = random * 1664525U + 1013904223U;
-                const int x = column - kSize / 2;
-                const int y = row - kSize / 2;
-                const int inside = x * x + 2 * y * y < (150 + frame / 8) * (150 + frame / 8) ? 1000 + (x + y) / 2 : 24;
-                pixels[index++] = static_cast<Uint16>(inside + static_cast<int>(random >> 28));
-            }
-        }
-    }
-    return pixels;
 }
 
 void putPixels(DcmDataset& dataset, const Uint16* pixels, int frames) {

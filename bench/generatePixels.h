@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "pixels.h"
+
 #include "dcmtk/config/osconfig.h"
 
 #include "dcmtk/dcmdata/dctk.h"
@@ -20,11 +22,6 @@ struct Encoding {
 
 /// Uncompressed, RLE, JPEG lossless and JPEG-LS lossless.
 const std::vector<Encoding>& encodings();
-
-constexpr int kSize = 512; ///< rows and columns of every picture
-
-/// A body in air with noise in the low bits, 12 bits, the same at every run.
-std::vector<Uint16> makePixels(int frames);
 
 /// Puts the attributes of pictures of kSize x kSize with 12 of 16 bits, and the pixels.
 void putPixels(DcmDataset& dataset, const Uint16* pixels, int frames);

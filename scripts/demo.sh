@@ -38,6 +38,24 @@ for file in CT_small.dcm MR_small.dcm rtdose.dcm MR_small_RLE.dcm MR_small_jpeg_
 done
 cd - >/dev/null
 
+title "A medium, and the volume of one of its series"
+cd "$samples"
+show tree dicomdirtests/98892001
+"$radvex" tree dicomdirtests/98892001
+show volume dicomdirtests/98892001 --series '".*16302.0.6"' -o volume.nrrd
+"$radvex" volume dicomdirtests/98892001 --series ".*16302.0.6" -o "$pictures/volume.nrrd"
+cd - >/dev/null
+
+title "A new file from a picture, and a file without its patient"
+cd "$pictures"
+show write ct.png --tag 'PatientName=Doe^Jane' --compress JPEG-LSLossless -o picture.dcm
+"$radvex" write ct.png --tag 'PatientName=Doe^Jane' --compress JPEG-LSLossless -o picture.dcm
+show info picture.dcm
+"$radvex" info picture.dcm
+show anonymize picture.dcm anonymous.dcm --set PatientName=Nobody --force
+"$radvex" anonymize picture.dcm anonymous.dcm --set PatientName=Nobody --force
+cd - >/dev/null
+
 title "A file that is not there"
 show frames missing.dcm
 "$radvex" frames missing.dcm || echo "(exit status $?)"
