@@ -22,7 +22,7 @@ OBLIQUE = ((numpy.cos(TURN), numpy.sin(TURN), 0),
            (-numpy.sin(TURN) * numpy.cos(TURN), numpy.cos(TURN) ** 2, -numpy.sin(TURN)))
 
 SERIES = [
-    Series("axial", 40, (512, 512), (1, 0, 0), (0, 1, 0), (0, 0, 1.25), (0.7, 0.6)),
+    Series("axial", 300, (512, 512), (1, 0, 0), (0, 1, 0), (0, 0, 1.25), (0.7, 0.6)),
     Series("descending", 6, (40, 30), (1, 0, 0), (0, 1, 0), (0, 0, -2.5), (0.7, 0.6)),
     Series("numbers backwards", 6, (40, 30), (1, 0, 0), (0, 1, 0), (0, 0, 2.5), (0.7, 0.6), reverse=True),
     Series("sagittal", 7, (40, 30), (0, 1, 0), (0, 0, -1), (-3, 0, 0), (0.8, 0.9)),
