@@ -1,0 +1,103 @@
+// Files that would exhaust DCMTK's parser: refused on every road to it, in time, with the reason, and the process goes
+// on.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <filesystem>
+#include <functional>
+
+#include "DicomFiles.h"
+#include "HostTest.h"
+#include "HostileFiles.h"
+#include "TemporaryFolder.h"
+
+using namespace radvex::test;
+using namespace velmora;
+using testing::HasSubstr;
+
+namespace {
+
+constexpr const char* kExplicit = "1.2.840.10008.1.2.1";
+constexpr const char* kDeflated = "1.2.840.10008.1.2.1.99";
+
+class ExhaustingFiles : public LibraryTest {
+  protected:
+    /// What every road to the parser says of a file; all have to say the same.
+    std::string refusal(const std::string& bytes) {
+        const std::string path = folder.write("DICOMDIR", bytes);
+        const Tensor scaling(std::vector<vint>{2}, std::vector<double>{0.0, 0.0});
+        const std::string reason = messageOf("ReadAllMetadata", {path, Store::empty(), false});
+        EXPECT_EQ(codeOf("ReadImage", {path, 0, 0, scaling, false, 1}), kOpenFileError);
+        EXPECT_EQ(codeOf("ReadDICOMDIRStructure", {path, ".*", ".*", ".*", false}), kOpenFileError);
+        EXPECT_EQ(codeOf("DicomAnonymize", {path, folder.file("out.dcm"), Store::empty()}), kOpenFileError);
+        EXPECT_FALSE(std::filesystem::exists(folder.file("out.dcm")));
+        const auto good = writeDicom(folder.file("good.dcm"), {});
+        EXPECT_EQ(codeOf("GetFrameCount", {good}), 0) << "afterwards a good file is read";
+        return reason;
+    }
+
+    static constexpr int kOpenFileError = -62;
+    TemporaryFolder folder{};
+};
+
+/// Elements of one item in descending order.
+std::string descending(std::uint32_t count) {
+    std::string bytes;
+    for (std::uint32_t number = count; number > 0; --number) {
+        bytes += kExplicitForm.element(0x00110000 + number, "UN", "");
+    }
+    return bytes;
+}
+
+} // namespace
+
+TEST_F(ExhaustingFiles, SequencesInsideSequences) {
+    EXPECT_THAT(refusal(withMeta(kExplicit, nested({}, 200'000))), HasSubstr("sequences nested over 100 levels"));
+}
+
+TEST_F(ExhaustingFiles, DirectoryRecordsBelowDirectoryRecords) {
+    for (const std::uint32_t levels : {3'000U, 100'000U}) {
+        std::vector<DirectoryRecord> records(levels);
+        for (std::uint32_t number = 1; number < levels; ++number) {
+            records[number - 1].lower = number + 1;
+        }
+        const std::size_t offset = withMeta(kExplicit, "").size();
+        EXPECT_THAT(refusal(withMeta(kExplicit, directory(kExplicitForm, records, 1, offset))),
+                    HasSubstr("directory records nested over 100 levels"));
+    }
+}
+
+TEST_F(ExhaustingFiles, ElementsInDescendingOrder) {
+    EXPECT_THAT(refusal(withMeta(kExplicit, descending(100'000))),
+                HasSubstr("over 20000 elements of one item out of order"));
+}
+
+TEST_F(ExhaustingFiles, ValuesThatClaimMoreThanMayBeInflated) {
+    const std::string claim = kExplicitForm.header(0x7FE00010, "OB", 0xFFFFFFF0);
+    EXPECT_THAT(refusal(withMeta(kDeflated, deflated(claim))), HasSubstr("inflated data over 1073741824 bytes"));
+}
+
+TEST_F(ExhaustingFiles, AHundredLevelsAreReadOnASmallStack) {
+    const std::string path = folder.write("a.dcm", withMeta(kExplicit, nested({}, 100)));
+    int code = -1;
+    pthread_attr_t attributes;
+    ASSERT_EQ(pthread_attr_init(&attributes), 0);
+#ifdef __SANITIZE_ADDRESS__
+    constexpr std::size_t kStack = std::size_t{4} << 20; // its frames are many times as large
+#else
+    constexpr std::size_t kStack = std::size_t{256} << 10;
+#endif
+    ASSERT_EQ(pthread_attr_setstacksize(&attributes, kStack), 0);
+    std::function<void()> body = [&] { code = codeOf("ReadAllMetadata", {path, Store::empty(), false}); };
+    pthread_t thread{};
+    const auto run = [](void* argument) -> void* {
+        (*static_cast<std::function<void()>*>(argument))();
+        return nullptr;
+    };
+    ASSERT_EQ(pthread_create(&thread, &attributes, run, &body), 0);
+    ASSERT_EQ(pthread_join(thread, nullptr), 0);
+    pthread_attr_destroy(&attributes);
+    EXPECT_EQ(code, 0);
+}
