@@ -103,7 +103,9 @@ class ModalityReader {
         if (!mBuffer) {
             const auto samples =
                 static_cast<std::size_t>(file.rows()) * static_cast<std::size_t>(file.columns()); // both are 16-bit
-            mBuffer = std::make_shared<VolumeBuffer>(samples, mSeries.files.size() * static_cast<std::size_t>(frames));
+            // Further files are taken for single slices: those that hold more make room for them.
+            const std::size_t expected = mSeries.files.size() - 1 + static_cast<std::size_t>(frames);
+            mBuffer = std::make_shared<VolumeBuffer>(samples, expected);
         }
         mBuffer->add(array, file.rules(frames));
         const auto slices = file.slices(frames);

@@ -147,6 +147,7 @@ class SeriesRun {
                   bool isWritten) const {
         const VolumeHeader& header = volume.header;
         std::vector<std::string> names;
+        names.reserve(order.size());
         for (const std::size_t index : order) {
             names.push_back(volume.slices[index].name());
         }
