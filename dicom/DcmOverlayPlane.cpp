@@ -29,6 +29,9 @@ DcmOverlayPlane::DcmOverlayPlane(unsigned short group, const signed char* data, 
       mOriginColumn(originColumn),
       mImageFrameOrigin(imageFrameOrigin),
       mType(std::move(type)) {
+    if (data == nullptr) {
+        GTU::ErrorManager::throwException("ImageWriteError", "An overlay has no pixels");
+    }
     const std::size_t pixels = pixelCount(rows, columns, frames);
     const std::size_t words = wordCount(pixels);
     requireStorableLength(words * sizeof(Uint16));

@@ -51,10 +51,13 @@ void DcmWriter::writeImage(GTU::VArgumentManager& mngr) {
         kImageArgument, [&]<typename T>(const ImageArgument<T>& image) { writePixelDataToDataset(image); });
 }
 
-// What the host gave always fits the element, so that no condition is looked at.
+// Pixels that are there always fit the element, so that no condition is looked at.
 template <typename T>
 void DcmWriter::writePixelDataToDataset(const ImageArgument<T>& image) {
     const T* data = image.getData();
+    if (data == nullptr) {
+        GTU::ErrorManager::throwException("ImageWriteError", "The image has no pixels");
+    }
     const unsigned int count = pixelValuesCount(image);
     if constexpr (std::is_same_v<T, float>) {
         // The parametric map holds its frames already: this puts nothing, and it is meant not to.

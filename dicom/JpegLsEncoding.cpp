@@ -43,21 +43,23 @@ OFCondition encodeStoredPixels(DcmDataset& dataset, DcmPixelData& pixels, E_Tran
     return result.good() && fragments == nullptr ? OFCondition(EC_CannotChangeRepresentation) : result;
 }
 
-/// True when the encoder of rendered pixels takes them, and each frame was compressed to three quarters at most.
+std::uint64_t numberOf(DcmDataset& dataset, const DcmTagKey& key) {
+    Uint16 number = 0;
+    (void)dataset.findAndGetUint16(key, number);
+    return number;
+}
+
+/// True when the encoder of rendered pixels takes them, and each frame was compressed to half its size at most.
 bool isLossySafe(DcmDataset& dataset, DcmPixelSequence& fragments) {
-    const auto numberOf = [&](const DcmTagKey& key) {
-        Uint16 number = 0;
-        (void)dataset.findAndGetUint16(key, number);
-        return std::uint64_t{number};
-    };
-    if (numberOf(DCM_PixelRepresentation) != 0) {
-        return false; // signed pixels have no lossy encoder
+    if (numberOf(dataset, DCM_PixelRepresentation) != 0) {
+        return false; // without a deviation the lossless frames are what was asked for
     }
-    const std::uint64_t frameBytes =
-        numberOf(DCM_Rows) * numberOf(DCM_Columns) * numberOf(DCM_SamplesPerPixel) * (numberOf(DCM_BitsAllocated) / 8);
+    const std::uint64_t frameBytes = numberOf(dataset, DCM_Rows) * numberOf(dataset, DCM_Columns) *
+                                     numberOf(dataset, DCM_SamplesPerPixel) *
+                                     (numberOf(dataset, DCM_BitsAllocated) / 8);
     for (unsigned long index = 1; index < fragments.card(); ++index) { // after the offset table
         DcmPixelItem* fragment = nullptr;
-        if (fragments.getItem(fragment, index).bad() || fragment->getLength() > frameBytes / 4 * 3) {
+        if (fragments.getItem(fragment, index).bad() || fragment->getLength() > frameBytes / 2) {
             return false;
         }
     }
@@ -94,6 +96,11 @@ OFCondition encodeJpegLs(DcmDataset& dataset, E_TransferSyntax syntax, const Dcm
     auto* pixels = dynamic_cast<DcmPixelData*>(element);
     if (pixels == nullptr) {
         return dataset.chooseRepresentation(syntax, &parameter); // real pixels, for which there is no encoder
+    }
+    const auto* deviation = dynamic_cast<const DJLSRepresentationParameter*>(&parameter);
+    if (syntax == EXS_JPEGLSLossy && numberOf(dataset, DCM_PixelRepresentation) != 0 && deviation != nullptr &&
+        deviation->getnearlosslessDeviation() > 0) {
+        return dataset.chooseRepresentation(syntax, &parameter); // refused before anything is encoded
     }
     interleaveSamples(dataset);
     std::unique_ptr<DcmPixelSequence> fragments;

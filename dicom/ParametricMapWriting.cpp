@@ -65,6 +65,9 @@ void addFramesToParametricMap(DPMParametricMapIOD& iod, const ImageArgument<T>& 
     const std::size_t frameSize = static_cast<std::size_t>(image.rows()) * static_cast<std::size_t>(image.columns()) *
                                   static_cast<std::size_t>(image.channels());
     T* data = image.getData();
+    if (data == nullptr) {
+        GTU::ErrorManager::throwException("ImageWriteError", "The image has no pixels");
+    }
     for (vint slice = 1; slice <= image.slices(); ++slice, data += frameSize) {
         FGFrameContent content; // copied by the map
         (void)content.setDimensionIndexValues(static_cast<Uint32>(slice), 0, OFTrue);

@@ -37,7 +37,7 @@ class Comparison : public Counter {
     explicit Comparison(DcmInputStream& stream) : mStream(stream) {}
 
     offile_off_t write(const void* bytes, offile_off_t length) override {
-        isEqual = isEqual && isNext(static_cast<const char*>(bytes), static_cast<std::size_t>(length));
+        isEqual = isEqual && (length == 0 || isNext(static_cast<const char*>(bytes), static_cast<std::size_t>(length)));
         return Counter::write(bytes, length);
     }
 
@@ -109,6 +109,9 @@ bool holdsDeflated(DcmFileFormat& file, const std::string& path, E_StreamCompres
 } // namespace
 
 bool isSavedWhole(DcmFileFormat& file, const std::string& path, E_TransferSyntax syntax, E_FileWriteMode mode) {
+    if (std::error_code unknown; !std::filesystem::is_regular_file(path, unknown)) {
+        return true; // a pipe or a device keeps nothing that could be looked at
+    }
     const E_StreamCompression compression = DcmXfer(syntax).getStreamCompression();
     if (compression != ESC_none) {
         return holdsDeflated(file, path, compression);

@@ -1,4 +1,5 @@
 #include <memory>
+#include <stdexcept>
 
 #include "DcmAnonymizer.h"
 #include "DcmWriter.h"
@@ -34,10 +35,13 @@ void impl_DicomAnonymize(GTU::VArgumentManager& mngr) {
     const std::string output = mngr.getString(1);
     auto replacements = mngr.getDataList<VArgumentType::UTF8String>(2);
     std::vector<std::pair<DcmTagKey, std::string>> tagsToChange;
-    const auto values = GTU::asVector(replacements);
     for (auto& node : replacements) {
-        tagsToChange.emplace_back(radvex::getTagKey(radvex::GeneralInfoMap, node.getName()),
-                                  values[tagsToChange.size()]);
+        const DcmTagKey key = radvex::getTagKey(radvex::GeneralInfoMap, node.getName());
+        const char* value = node.getValue();
+        if (value == nullptr) {
+            throw std::out_of_range("A replacement has no text.");
+        }
+        tagsToChange.emplace_back(key, value);
     }
     const auto anonymizer = std::make_unique<const radvex::DcmAnonymizer>(std::move(tagsToChange));
     writer.loadDataFromFile(input);

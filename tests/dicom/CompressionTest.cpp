@@ -110,8 +110,9 @@ TEST_F(Compressions, ComeBackAsTheyWereUpToLayoutAndTheBoundOfTheLossy) {
                 for (const vint slices : {0, 3}) {
                     for (const bool interleaved : {true, false}) {
                         const bool hasClass = type != VImage_U16 || channels == 1 || slices == 0;
-                        const bool hasBound = compression.isLossless || type != VImage_U16 ||
-                                              std::string(compression.name) == "JPEG-LSLossy";
+                        const bool isLossyJpegLs = std::string(compression.name) == "JPEG-LSLossy";
+                        const bool hasBound =
+                            compression.isLossless || (isLossyJpegLs ? type != VImage_Bit : type != VImage_U16);
                         if (!hasClass || !hasBound) {
                             continue; // these have tests of their own
                         }
@@ -193,6 +194,15 @@ TEST_F(Compressions, TheFirstParameterIsWhatTheNameSays) {
     EXPECT_NE(readFile(write({.image = image, .compression = "JPEGLosslessNonhierarchical", .first = 1})).size(),
               readFile(write({.image = image, .compression = "JPEGLosslessNonhierarchical", .first = 7})).size())
         << "prediction";
+}
+
+TEST_F(Compressions, SignedPixelsTakeNoDeviation) {
+    const auto image = [] { return smoothImage(VImage_Bit, 0, 12, 10, 1, true); };
+    EXPECT_EQ(writeCode({.image = image(), .compression = "JPEG-LSLossy", .first = 2}), kImageWriteError);
+    EXPECT_EQ(writeMessage({.image = image(), .compression = "JPEG-LSLossy", .first = 2}),
+              writeMessage({.image = smoothImage(VImage_U8, 0, 12, 10, 2, true), .compression = "RLE"}))
+        << "without a reason, as other refusals of an encoder";
+    EXPECT_EQ(writeCode({.image = image(), .compression = "JPEG-LSLossy", .first = 0}), 0);
 }
 
 TEST_F(Compressions, AnyParameterGivesAFileOrAnError) {
