@@ -40,7 +40,9 @@ class WriteMetadata : public WriterTest {
 TEST_F(WriteMetadata, AnEmptyListChangesNothing) {
     load(write(withMetadata(Store::empty())));
     EXPECT_EQ(valueOf(DCM_PatientName), "");
-    EXPECT_EQ(loaded.getDataset()->findAndDeleteElement(DCM_PatientComments).bad(), true);
+    const unsigned long tags = loaded.getDataset()->card();
+    load(write(withMetadata(texts({{"PatientComments", "one more"}})), "more.dcm"));
+    EXPECT_EQ(loaded.getDataset()->card(), tags + 1) << "what is there without metadata comes from image and defaults";
 }
 
 TEST_F(WriteMetadata, GoesOnTopOfWhatTheImageAndTheDefaultsGave) {
@@ -82,6 +84,12 @@ TEST_F(WriteMetadata, TheLastEntryThatIsWrongIsTheOneReported) {
     EXPECT_EQ(messageFor(texts({{"NoSuchFirst", "x"}, {"NoSuchLast", "x"}})),
               "Attribute tag named NoSuchLast does not exist.");
     EXPECT_FALSE(wasWritten());
+}
+
+TEST_F(WriteMetadata, ItemsAreLookedAtBeforeTheRestOfTheLevelAroundThem) {
+    Store metadata = texts({{"NoSuchFirst", "x"}});
+    metadata.add("ReferencedImageSequence", Store::of({texts({{"NoSuchInner", "y"}})}));
+    EXPECT_EQ(messageFor(std::move(metadata)), "Attribute tag named NoSuchInner does not exist.");
 }
 
 TEST_F(WriteMetadata, WhatFollowsFromTheImageIsReserved) {
