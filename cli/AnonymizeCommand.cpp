@@ -34,7 +34,7 @@ struct AnonymizeOptions {
 
 std::string readKey(const std::string& path) {
     constexpr std::size_t kShortest = 16;
-    const std::string key = readInputText(path);
+    std::string key = readInputText(path);
     if (key.size() < kShortest) {
         throw FileError(path + " is no key: at least " + std::to_string(kShortest) +
                         " bytes that nobody can guess are expected.");

@@ -99,6 +99,8 @@ TEST_F(DefaultTags, TheStudyTimeEndsUpAsTheReferringPhysician) {
     writeBytes();
     EXPECT_EQ(valueOf(DCM_StudyTime), "1130");
     EXPECT_EQ(valueOf(DCM_ReferringPhysicianName), "") << "which itself is never written";
+    load(write({.image = spelledImage(VImage_U8, 0, 2, 3, 1), .metadata = texts({{"StudyTime", "101112"}})}));
+    EXPECT_EQ(valueOf(DCM_StudyTime), "101112") << "metadata goes on top";
 }
 
 TEST_F(DefaultTags, AReferringPhysicianThatIsNoTimeMakesEveryWriteFail) {

@@ -189,6 +189,13 @@ TEST_F(ParametricMaps, ThePixelsAreThoseOfTheMapAndAreNotPutAgain) {
     EXPECT_EQ(floats(), expected);
 }
 
+TEST_F(ParametricMaps, RowsAreCutToSixteenBitsAsColumnsAre) {
+    load(write({.image = spelledImage(VImage_F32, 0, 65536 + 3, 2, 1)}));
+    EXPECT_EQ(valueOf(DCM_Rows), "3");
+    EXPECT_EQ(valueOf(DCM_Columns), "2");
+    EXPECT_EQ(writeCode({.image = spelledImage(VImage_F32, 0, 65536, 2, 1)}), kImageWriteError) << "0 rows";
+}
+
 TEST_F(ParametricMaps, HaveNoCompression) {
     for (const char* name : {"JPEGLossless", "JPEGLosslessNonhierarchical", "JPEGLossy8bit", "JPEGLossy12bit",
                              "JPEG-LSLossless", "JPEG-LSLossy", "RLE"}) {
