@@ -29,10 +29,10 @@ DcmOverlayPlane::DcmOverlayPlane(unsigned short group, const signed char* data, 
       mOriginColumn(originColumn),
       mImageFrameOrigin(imageFrameOrigin),
       mType(std::move(type)) {
-    if (data == nullptr) {
+    const std::size_t pixels = pixelCount(rows, columns, frames);
+    if (data == nullptr && pixels > 0) {
         GTU::ErrorManager::throwException("ImageWriteError", "An overlay has no pixels");
     }
-    const std::size_t pixels = pixelCount(rows, columns, frames);
     const std::size_t words = wordCount(pixels);
     requireStorableLength(words * sizeof(Uint16));
     mData = std::make_unique<Uint16[]>(words);
