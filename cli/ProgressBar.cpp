@@ -36,7 +36,7 @@ std::string line(const std::string& what, std::size_t done, std::size_t total, s
 
 } // namespace
 
-ProgressBar::ProgressBar(std::string what, int descriptor)
+ProgressBar::ProgressBar(const std::string& what, int descriptor)
     : mWhat(printable(what)), mDescriptor(descriptor), mIsTerminal(isatty(descriptor) == 1) {}
 
 ProgressBar::~ProgressBar() {

@@ -12,7 +12,7 @@ namespace radvex::cli {
 /// terminal nothing is written.
 class ProgressBar {
   public:
-    explicit ProgressBar(std::string what, int descriptor = STDERR_FILENO);
+    explicit ProgressBar(const std::string& what, int descriptor = STDERR_FILENO);
     ~ProgressBar();
     ProgressBar(const ProgressBar&) = delete;
     ProgressBar& operator=(const ProgressBar&) = delete;
