@@ -36,6 +36,9 @@ std::string functionAt(void* address) {
             return "";
         }
     }
+    if (info.dli_sname == nullptr && module.find("libdcmtk") != std::string::npos) {
+        return ""; // the next one outwards has a name that lasts longer than an offset
+    }
     if (info.dli_sname == nullptr) {
         std::ostringstream place;
         place << module << '+' << std::hex

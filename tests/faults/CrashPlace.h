@@ -16,7 +16,7 @@ struct CrashPlace {
 void catchCrashes(CrashPlace& place);
 
 /// Functions from the innermost outwards, without those of the C and C++ libraries: "DcmItem::read < DcmDataset::read".
-/// Functions without a name appear as module and offset.
+/// Functions without a name appear as module and offset, but for DCMTK's, which are left out.
 std::string describe(const CrashPlace& place);
 
 } // namespace radvex::test
