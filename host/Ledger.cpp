@@ -69,28 +69,31 @@ void Ledger::refuseNothing() {
     mRefusedOperation = Operation::count;
     mRefusedLinkFunction.clear();
     mRefusedCall = 0;
+    mRefusal = Refusal::once;
 }
 
-void Ledger::refuse(Operation operation, long n) {
+void Ledger::refuse(Operation operation, long n, Refusal refusal) {
     refuseNothing();
     mRefusedOperation = operation;
     mRefusedCall = n;
+    mRefusal = refusal;
 }
 
-void Ledger::refuseLink(const std::string& function, long n) {
+void Ledger::refuseLink(const std::string& function, long n, Refusal refusal) {
     refuseNothing();
     mRefusedLinkFunction = function;
     mRefusedCall = n;
+    mRefusal = refusal;
 }
 
 bool Ledger::isRefused(Operation operation) {
     const long call = ++mCalls[static_cast<std::size_t>(operation)];
-    return operation == mRefusedOperation && call == mRefusedCall;
+    return operation == mRefusedOperation && isRefusedCall(call);
 }
 
 bool Ledger::isLinkRefused(const std::string& function) {
     const long call = ++mLinkCalls[function];
-    return function == mRefusedLinkFunction && call == mRefusedCall;
+    return function == mRefusedLinkFunction && isRefusedCall(call);
 }
 
 Ledger& ledger() {

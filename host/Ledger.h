@@ -79,10 +79,12 @@ class Ledger {
     void reportViolation(std::string sentence) { mViolations.push_back(std::move(sentence)); }
     const std::vector<std::string>& violations() const { return mViolations; }
 
-    /// Refuses the n-th call of an operation from now on, once; n counts from 1.
-    void refuse(Operation operation, long n);
+    /// Which calls are refused: the n-th, or that one and all later ones.
+    enum class Refusal { once, fromThenOn };
+    /// Refuses the n-th call of an operation from now on; n counts from 1.
+    void refuse(Operation operation, long n, Refusal refusal = Refusal::once);
     /// The same for a link function, by its name.
-    void refuseLink(const std::string& function, long n);
+    void refuseLink(const std::string& function, long n, Refusal refusal = Refusal::once);
     void refuseNothing();
     /// Counts the call and says whether it is to be refused.
     bool isRefused(Operation operation);
@@ -92,6 +94,9 @@ class Ledger {
     const std::unordered_map<std::string, long>& linkCalls() const { return mLinkCalls; }
 
   private:
+    bool isRefusedCall(long call) const {
+        return call == mRefusedCall || (mRefusal == Refusal::fromThenOn && call > mRefusedCall);
+    }
     static std::size_t index(ObjectKind kind) { return static_cast<std::size_t>(kind); }
 
     std::array<std::unordered_map<const void*, Owner>, kObjectKindCount> mAlive{};
@@ -104,6 +109,7 @@ class Ledger {
     Operation mRefusedOperation = Operation::count;
     std::string mRefusedLinkFunction{};
     long mRefusedCall = 0;
+    Refusal mRefusal = Refusal::once;
 };
 
 /// The one ledger of this process: the operations of the host table carry no context by which to find another.

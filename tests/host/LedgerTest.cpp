@@ -99,6 +99,21 @@ TEST(Refusal, HitsTheNthCallOfOneOperationOnce) {
     EXPECT_EQ(ledger.calls(Operation::VImage_clone), 0);
 }
 
+TEST(Refusal, GoesOnFromTheNthCallWhenAskedTo) {
+    Ledger ledger;
+    ledger.refuse(Operation::VImage_new2D, 2, Ledger::Refusal::fromThenOn);
+    for (const bool isRefused : {false, true, true, true}) {
+        EXPECT_EQ(ledger.isRefused(Operation::VImage_new2D), isRefused);
+    }
+    ledger.refuseLink("TTFlush", 1, Ledger::Refusal::fromThenOn);
+    EXPECT_TRUE(ledger.isLinkRefused("TTFlush"));
+    EXPECT_TRUE(ledger.isLinkRefused("TTFlush"));
+    EXPECT_FALSE(ledger.isRefused(Operation::VImage_new2D));
+    ledger.refuse(Operation::VImage_new2D, 1);
+    EXPECT_TRUE(ledger.isRefused(Operation::VImage_new2D));
+    EXPECT_FALSE(ledger.isRefused(Operation::VImage_new2D)) << "once, unless asked for";
+}
+
 TEST(Refusal, CountsFromTheMomentItIsAskedFor) {
     Ledger ledger;
     EXPECT_FALSE(ledger.isRefused(Operation::validatePath));

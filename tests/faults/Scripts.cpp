@@ -1,0 +1,169 @@
+#include "Scripts.h"
+
+#include "Digest.h"
+#include "ImageFiles.h"
+#include "MediumFiles.h"
+#include "SeedFiles.h"
+
+namespace radvex::faults {
+
+namespace {
+
+using velmora::Image;
+using velmora::Store;
+using velmora::Tensor;
+using velmora::Value;
+
+struct Call {
+    std::string function;
+    std::vector<Value> arguments{};
+};
+
+Outcome runCalls(velmora::Host& host, const std::vector<Call>& calls) {
+    Outcome outcome;
+    for (const Call& call : calls) {
+        try {
+            const std::vector<Value> arguments = call.arguments; // the library takes stores out of stores
+            const Value result = host.call(call.function, arguments);
+            outcome.codes.push_back(0);
+            outcome.digest = outcome.digest * 31 + test::digestOf(result);
+        } catch (const velmora::LibraryError& error) {
+            outcome.codes.push_back(error.code());
+        }
+    }
+    return outcome;
+}
+
+/// A script of calls after which nothing is kept open.
+Script scriptOf(const std::string& name, std::vector<Call> calls) {
+    calls.push_back({"ClearCache"});
+    return {.name = name, .run = [calls = std::move(calls)](velmora::Host& host) { return runCalls(host, calls); }};
+}
+
+Tensor scaling(double width = 0.0, double centre = 0.0) {
+    return {std::vector<vint>{2}, std::vector<double>{width, centre}};
+}
+
+Store metadata() {
+    Store store = Store::empty();
+    store.add("PatientName", "Doe^Jane");
+    store.add("PatientID", "P1");
+    Store item = Store::empty();
+    item.add("ReferencedFrameNumber", "1");
+    store.add("ReferencedImageSequence", Store::of({item}));
+    return store;
+}
+
+Image picture() {
+    Image image(0, 16, 16, 1, VImage_U8, VColorSpace_Grey, true);
+    vint place = 0;
+    for (std::byte& pixel : image.bytes()) {
+        pixel = static_cast<std::byte>(place++ / 16);
+    }
+    return image;
+}
+
+/// Calls that write a file and read back what was written.
+std::vector<Call> writeCalls(const std::string& path, const std::string& compression, bool hasOverlay) {
+    Store overlays = Store::empty();
+    Store options = Store::empty();
+    if (hasOverlay) {
+        overlays = Store::of({Image(0, 1, 1, 1, VImage_Bit, VColorSpace_Grey, true)});
+        Store properties = Store::empty();
+        properties.add("OverlayType", "R");
+        options.add("1", properties);
+    }
+    return {{"WriteImage", {path, picture(), metadata(), overlays, compression, 0, 0, options}},
+            {"ReadImage", {path, 0, 0, scaling(), false, 1}}};
+}
+
+std::vector<Script> readScripts(const ScriptFiles& files) {
+    const std::string attributes = files.path("attributes");
+    const auto tags = Store::of({Store::ofTexts({"0010", "0010"}), Store::ofTexts({"0008", "1140"})});
+    const auto pixels = [&](const std::string& file) { return Call{"ReadImage", {file, 0, 0, scaling(), true, 1}}; };
+    return {
+        scriptOf("counts", {{"GetFrameCount", {attributes}},
+                            {"GetRepresentativeFrameIndex", {attributes}},
+                            {"GetOverlayCount", {files.path("overlays")}},
+                            {"CloseReader", {attributes}}}),
+        scriptOf("attributes",
+                 {{"ReadMetadata", {attributes, Store::ofTexts({"PatientName", "ReferencedImageSequence"}), true}},
+                  {"ReadMetadataIntTags", {attributes, tags}}}),
+        scriptOf("all metadata", {{"ReadAllMetadata", {attributes, Store::ofTexts({"PatientID"}), false}}}),
+        scriptOf("image", {pixels(files.path("rescaled"))}),
+        scriptOf("JPEG-LS image", {pixels(files.path("jpegls8"))}),
+        scriptOf("JPEG image", {pixels(files.path("lossless8"))}),
+        scriptOf("RLE image", {pixels(files.path("rleFrames"))}),
+        scriptOf("deflated image", {pixels(files.path("deflated"))}),
+        scriptOf("image data", {{"ReadImageData", {files.path("overlays"), 0, 0, scaling(400, 40), true, 1}}}),
+        scriptOf("intermediate", {{"ReadIntermediatePixelData", {files.path("rescaled"), 1, 0}}}),
+        scriptOf("overlays", {{"ReadOverlay", {files.path("overlays")}}, {"ReadOverlays", {files.path("overlays")}}}),
+        scriptOf("missing file", {{"ReadImage", {files.path("missing"), 0, 0, scaling(), false, 1}}}),
+    };
+}
+
+std::vector<Script> directoryScripts(const ScriptFiles& files) {
+    const std::string directory = files.path("DICOMDIR");
+    return {
+        scriptOf("directory structure", {{"ReadDICOMDIRStructure", {directory, ".*", ".*", ".*", true}}}),
+        scriptOf("directory information", {{"ReadPatientInfo", {directory, Store::ofTexts({"Name", "ID"}), ".*"}},
+                                           {"ReadStudyInfo", {directory, Store::ofTexts({"UID"}), ".*", ".*"}},
+                                           {"ReadSeriesInfo", {directory, Store::ofTexts({"UID"}), ".*", ".*", ".*"}}}),
+        scriptOf("directory images", {{"Read2DImagesDir", {directory, scaling(), true, 1, ".*", ".*", "1.2.3"}}}),
+        scriptOf("directory volume", {{"Read3DImage", {directory, ".*", ".*", "1.2.3", scaling(), 1}}}),
+        scriptOf("recursive metadata",
+                 {{"ReadMetadataRecursive", {directory, Store::ofTexts({"PatientID"}), ".*", true}}}),
+        scriptOf("all recursive metadata", {{"ReadAllMetadataRecursive", {directory, Store::empty(), "1.2.4", false}}}),
+    };
+}
+
+std::vector<Script> writeScripts(const ScriptFiles& files) {
+    Store replacements = Store::empty();
+    replacements.add("PatientName", "X");
+    const std::string out = files.path("out.dcm");
+    return {
+        scriptOf("write", writeCalls(out, "Uncompressed", true)),
+        scriptOf("write JPEG-LS", writeCalls(out, "JPEG-LSLossless", false)),
+        scriptOf("write RLE", writeCalls(out, "RLE", false)),
+        scriptOf("anonymize", {{"DicomAnonymize", {files.path("attributes"), out, replacements}},
+                               {"ReadMetadata", {out, Store::ofTexts({"PatientName"}), false}}}),
+        scriptOf("defaults", {{"SetDefaultTagValue", {"Manufacturer", "M"}}, {"GetDefaultTagValue", {"Manufacturer"}}}),
+        scriptOf("names", {{"ReadVRName", {Store::ofTexts({"PatientName", "Rows"})}},
+                           {"GetGroupElemNumbers", {"PatientName"}},
+                           {"GetKeyword", {"0010", "0010"}}}),
+        scriptOf("dictionary", {{"GetDictionaryInfo"}}),
+    };
+}
+
+} // namespace
+
+ScriptFiles::ScriptFiles() {
+    for (const char* name : {"attributes", "overlays", "rescaled", "deflated", "jpegls8", "lossless8", "rleFrames"}) {
+        for (const fuzz::SeedFile& seed : fuzz::seedFiles()) {
+            if (seed.name == name) {
+                mFolder.write(name, seed.bytes);
+            }
+        }
+    }
+    mFolder.write("DICOMDIR", fuzz::seedDirectory());
+    for (const char* name : {"A", "B", "C"}) {
+        mFolder.write(name, fuzz::seedImage());
+    }
+}
+
+std::vector<Script> scriptsFor(const ScriptFiles& files) {
+    std::vector<Script> scripts = readScripts(files);
+    std::vector<Script> directories = directoryScripts(files);
+    for (Script& script : directories) {
+        script.leavesOut = true;
+    }
+    for (const auto& more : {directories, writeScripts(files)}) {
+        scripts.insert(scripts.end(), more.begin(), more.end());
+    }
+    const std::vector<Call> calls{{"ReadAllMetadata", {files.path("rescaled"), Store::empty(), false}}, {"ClearCache"}};
+    scripts.push_back(
+        {.name = "load", .loads = true, .run = [calls](velmora::Host& host) { return runCalls(host, calls); }});
+    return scripts;
+}
+
+} // namespace radvex::faults

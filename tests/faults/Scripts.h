@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Host.h"
+#include "TemporaryFolder.h"
+
+namespace radvex::faults {
+
+/// What a script came to.
+struct Outcome {
+    std::vector<int> codes{}; ///< of each call; 0 for success
+    std::uint64_t digest = 0; ///< of all results
+
+    bool operator==(const Outcome&) const = default;
+};
+
+/// Exported calls that are made one after the other, whatever the ones before came to.
+struct Script {
+    std::string name;
+    /// The library is loaded and initialized by the script itself.
+    bool loads = false;
+    std::function<Outcome(velmora::Host&)> run;
+    /// What of a directory cannot be read is left out of its result, by contract.
+    bool leavesOut = false;
+};
+
+/// The files that the scripts work on.
+class ScriptFiles {
+  public:
+    ScriptFiles();
+
+    std::string path(const std::string& name) const { return mFolder.file(name); }
+
+  private:
+    test::TemporaryFolder mFolder{};
+};
+
+/// All scripts. Readers and the files they opened are closed at the end of each.
+std::vector<Script> scriptsFor(const ScriptFiles& files);
+
+} // namespace radvex::faults
