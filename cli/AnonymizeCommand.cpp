@@ -163,45 +163,43 @@ void run(Session& session, const AnonymizeOptions& options) {
     report(options, result, profile);
 }
 
-void addNames(CLI::App* command, AnonymizeOptions& options) {
-    command->add_option("IN", options.input, "DICOM file, folder, or DICOMDIR of a medium")->required();
-    command->add_option("OUT", options.output, "File or folder to write")->required();
-    command->add_option("--set", options.assignments, "KEYWORD=VALUE: the attribute's new value; may be repeated")
-        ->allow_extra_args(false)
-        ->take_all();
-    command->add_option("--rules", options.rules, "JSON file with an object of keywords and new values");
-    command->add_option("--profile", options.profile, "basic: new values after the basic profile of DICOM")
-        ->check(CLI::IsMember({"basic"}));
+void addNames(const CommandLine& command, AnonymizeOptions& options) {
+    command.addRequired("IN", options.input, "DICOM file, folder, or DICOMDIR of a medium");
+    command.addRequired("OUT", options.output, "File or folder to write");
+    command.addRepeatable("--set", options.assignments, "KEYWORD=VALUE: the attribute's new value; may be repeated");
+    command.addOption("--rules", options.rules, "JSON file with an object of keywords and new values");
+    command.addChoice("--profile", options.profile, {"basic"}, "basic: new values after the basic profile of DICOM");
 }
 
-void addIdentities(CLI::App* command, AnonymizeOptions& options) {
-    auto* key = command->add_option(
-        "--key", options.key, "File of 16 or more secret bytes: runs with the same key give the same identifiers");
-    command->add_flag("--independent", options.isIndependent, "A new value for every identifier of every file")
-        ->excludes(key);
-    command->add_flag("--neutral-names", options.hasNeutralNames, "Number the files in place of keeping their names");
-    command->add_flag("--force", options.mayReplace, "Replace files that are there already");
-    command->add_flag("--strict", options.isStrict, "Write no file that may still identify the patient");
+void addIdentities(const CommandLine& command, AnonymizeOptions& options) {
+    command.addOption("--key", options.key,
+                      "File of 16 or more secret bytes: runs with the same key give the same identifiers");
+    command.addFlag("--independent", options.isIndependent, "A new value for every identifier of every file");
+    command.exclude("--independent", "--key");
+    command.addFlag("--neutral-names", options.hasNeutralNames, "Number the files in place of keeping their names");
+    command.addFlag("--force", options.mayReplace, "Replace files that are there already");
+    command.addFlag("--strict", options.isStrict, "Write no file that may still identify the patient");
 }
 
 } // namespace
 
-void addAnonymizeCommand(CLI::App& app, Session& session) {
+void addAnonymizeCommand(const CommandLine& program, Session& session) {
     auto options = std::make_shared<AnonymizeOptions>();
-    CLI::App* command = app.add_subcommand("anonymize", "De-identify a file, a folder or a medium");
+    const CommandLine command = program.addCommand("anonymize", "De-identify a file, a folder or a medium");
     addNames(command, *options);
     addIdentities(command, *options);
-    command->add_option("--report", options->report,
-                        "JSON file that says what changed in each file; - for the standard "
-                        "output");
-    command->add_flag("--report-originals", options->hasOriginals,
-                      "Paths of the input and values before in the report: it then identifies the patient");
-    command->add_flag("-q,--quiet", options->isQuiet, "Do not say what may still identify the patient");
-    command->footer("Names, dates and descriptions stay as they are unless --set, --rules or --profile gives them a "
-                    "value; what may still identify the patient is listed. Names of files and folders are kept unless "
-                    "--neutral-names is given. A file that fails is named, the others go on; the exit status is then "
-                    "1.");
-    command->callback([&session, options] { run(session, *options); });
+    command.addOption("--report", options->report,
+                      "JSON file that says what changed in each file; - for the standard "
+                      "output");
+    command.addFlag("--report-originals", options->hasOriginals,
+                    "Paths of the input and values before in the report: it then identifies the patient");
+    command.addFlag("-q,--quiet", options->isQuiet, "Do not say what may still identify the patient");
+    command.setFooter(
+        "Names, dates and descriptions stay as they are unless --set, --rules or --profile gives them a "
+        "value; what may still identify the patient is listed. Names of files and folders are kept unless "
+        "--neutral-names is given. A file that fails is named, the others go on; the exit status is then "
+        "1.");
+    command.setAction([&session, options] { run(session, *options); });
 }
 
 } // namespace radvex::cli

@@ -80,18 +80,18 @@ void run(Session& session, const CallOptions& options, const std::vector<std::st
 
 } // namespace
 
-void addCallCommand(CLI::App& app, Session& session) {
+void addCallCommand(const CommandLine& program, Session& session) {
     auto options = std::make_shared<CallOptions>();
-    CLI::App* command =
-        app.add_subcommand("call", "Call any exported function with JSON arguments and print its result "
+    const CommandLine command =
+        program.addCommand("call", "Call any exported function with JSON arguments and print its result "
                                    "as JSON");
-    command->add_option("NAME", options->function,
-                        "Function, or - to answer lines '[\"name\", arg, ...]' from standard input");
-    command->prefix_command(); // what follows is taken as it stands: CLI11 would take a list or a number apart
-    command->footer("NAME is followed by its arguments, each one JSON value; text needs its double quotes:\n"
-                    "  radvex call GetFrameCount '\"scan.dcm\"'");
-    command->add_flag("--list", options->list, "List the functions with their arguments and results");
-    command->callback([&session, options, command] { run(session, *options, command->remaining()); });
+    command.addOption("NAME", options->function,
+                      "Function, or - to answer lines '[\"name\", arg, ...]' from standard input");
+    command.leaveTheRest(); // CLI11 would take a list or a number apart
+    command.setFooter("NAME is followed by its arguments, each one JSON value; text needs its double quotes:\n"
+                      "  radvex call GetFrameCount '\"scan.dcm\"'");
+    command.addFlag("--list", options->list, "List the functions with their arguments and results");
+    command.setAction([&session, options, command] { run(session, *options, command.remaining()); });
 }
 
 } // namespace radvex::cli

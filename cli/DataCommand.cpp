@@ -22,8 +22,6 @@ struct DataOptions {
     bool json = false;
 };
 
-constexpr vint kImageFlags = 1;
-
 /// Values of one type and shape, lying in one or several arrays of the host's.
 struct Data {
     Value owner{};
@@ -124,15 +122,15 @@ void run(Session& session, const DataOptions& options) {
 
 } // namespace
 
-void addDataCommand(CLI::App& app, Session& session) {
+void addDataCommand(const CommandLine& program, Session& session) {
     auto options = std::make_shared<DataOptions>();
-    CLI::App* command = app.add_subcommand("data", "Write pixel values as .npy, or say what they are like");
-    command->add_option("FILE", options->file, "DICOM file")->required();
-    command->add_option("-o,--output", options->output, ".npy file to write; - for the standard output");
-    command->add_flag("--rendered", options->rendered, "Windowed values as for a picture, not modality values");
+    const CommandLine command = program.addCommand("data", "Write pixel values as .npy, or say what they are like");
+    command.addRequired("FILE", options->file, "DICOM file");
+    command.addOption("-o,--output", options->output, ".npy file to write; - for the standard output");
+    command.addFlag("--rendered", options->rendered, "Windowed values as for a picture, not modality values");
     options->picture.addTo(command);
-    command->add_flag("--json", options->json, "Say as JSON what the numbers are");
-    command->callback([&session, options] { run(session, *options); });
+    command.addFlag("--json", options->json, "Say as JSON what the numbers are");
+    command.setAction([&session, options] { run(session, *options); });
 }
 
 } // namespace radvex::cli

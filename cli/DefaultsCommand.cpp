@@ -80,13 +80,14 @@ void run(Session& session, const DefaultsOptions& options) {
 
 } // namespace
 
-void addDefaultsCommand(CLI::App& app, Session& session) {
+void addDefaultsCommand(const CommandLine& program, Session& session) {
     auto options = std::make_shared<DefaultsOptions>();
-    CLI::App* command = app.add_subcommand("defaults", "Show the values that files get for attributes not given");
-    command->add_option("KEYWORD", options->words,
-                        "Only this one; KEYWORD=VALUE shows what it would be: the library keeps it for this run");
-    command->add_flag("--json", options->json, "Print one JSON object");
-    command->callback([&session, options] { run(session, *options); });
+    const CommandLine command =
+        program.addCommand("defaults", "Show the values that files get for attributes not given");
+    command.addWords("KEYWORD", options->words,
+                     "Only this one; KEYWORD=VALUE shows what it would be: the library keeps it for this run");
+    command.addFlag("--json", options->json, "Print one JSON object");
+    command.setAction([&session, options] { run(session, *options); });
 }
 
 } // namespace radvex::cli

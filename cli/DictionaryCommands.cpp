@@ -35,20 +35,20 @@ void printVr(velmora::Host& host, const std::string& tag) {
     std::cout << firstText(answer.get<Store>()) << '\n';
 }
 
-void add(CLI::App& app, Session& session, const std::string& name, const std::string& what, const std::string& argument,
-         void (*print)(velmora::Host&, const std::string&)) {
+void add(const CommandLine& program, Session& session, const std::string& name, const std::string& what,
+         const std::string& argument, void (*print)(velmora::Host&, const std::string&)) {
     auto text = std::make_shared<std::string>();
-    CLI::App* command = app.add_subcommand(name, what);
-    command->add_option(argument, *text)->required();
-    command->callback([&session, text, print] { print(session.host(), *text); });
+    const CommandLine command = program.addCommand(name, what);
+    command.addRequired(argument, *text);
+    command.setAction([&session, text, print] { print(session.host(), *text); });
 }
 
 } // namespace
 
-void addDictionaryCommands(CLI::App& app, Session& session) {
-    add(app, session, "keyword", "Print the keyword of a tag given as gggg,eeee", "TAG", printKeyword);
-    add(app, session, "number", "Print the tag of a keyword as gggg,eeee", "KEYWORD", printNumber);
-    add(app, session, "vr", "Print the value representation of a keyword or of a tag gggg,eeee", "TAG", printVr);
+void addDictionaryCommands(const CommandLine& program, Session& session) {
+    add(program, session, "keyword", "Print the keyword of a tag given as gggg,eeee", "TAG", printKeyword);
+    add(program, session, "number", "Print the tag of a keyword as gggg,eeee", "KEYWORD", printNumber);
+    add(program, session, "vr", "Print the value representation of a keyword or of a tag gggg,eeee", "TAG", printVr);
 }
 
 } // namespace radvex::cli

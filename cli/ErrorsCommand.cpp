@@ -6,11 +6,11 @@
 
 namespace radvex::cli {
 
-void addErrorsCommand(CLI::App& app, Session& session) {
+void addErrorsCommand(const CommandLine& program, Session& session) {
     auto asJson = std::make_shared<bool>(false);
-    CLI::App* command = app.add_subcommand("errors", "List every error that the library can return");
-    command->add_flag("--json", *asJson, "Print a JSON list of {id, name, message}");
-    command->callback([&session, asJson] {
+    const CommandLine command = program.addCommand("errors", "List every error that the library can return");
+    command.addFlag("--json", *asJson, "Print a JSON list of {id, name, message}");
+    command.setAction([&session, asJson] {
         Json list = Json::array();
         for (const velmora::RegisteredError& error : session.host().errors()) {
             if (*asJson) {

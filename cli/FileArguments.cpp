@@ -4,10 +4,10 @@
 
 namespace radvex::cli {
 
-void FileArguments::addTo(CLI::App* app, const std::string& name, const std::string& description) {
-    mCommand = app;
-    app->add_option(name, mFirst, description)->required();
-    app->allow_extras();
+void FileArguments::addTo(const CommandLine& command, const std::string& name, const std::string& description) {
+    mCommand = command;
+    command.addRequired(name, mFirst, description);
+    command.allowMore();
 }
 
 std::vector<std::string> FileArguments::all() const {

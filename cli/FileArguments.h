@@ -1,9 +1,10 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "CLI/CLI.hpp"
+#include "CommandLine.h"
 
 namespace radvex::cli {
 
@@ -11,14 +12,14 @@ namespace radvex::cli {
 /// name too.
 class FileArguments {
   public:
-    void addTo(CLI::App* app, const std::string& name = "FILE",
+    void addTo(const CommandLine& command, const std::string& name = "FILE",
                const std::string& description = "DICOM file; more may follow");
 
     /// The files in order. @throws UsageError  for a word that looks like an unknown option
     std::vector<std::string> all() const;
 
   private:
-    CLI::App* mCommand = nullptr;
+    std::optional<CommandLine> mCommand{};
     std::string mFirst{};
 };
 

@@ -61,13 +61,13 @@ void run(Session& session, const FramesOptions& options) {
 
 } // namespace
 
-void addFramesCommand(CLI::App& app, Session& session) {
+void addFramesCommand(const CommandLine& program, Session& session) {
     auto options = std::make_shared<FramesOptions>();
-    CLI::App* command =
-        app.add_subcommand("frames", "Say how many frames and overlays a file has, and which frame represents it");
+    const CommandLine command =
+        program.addCommand("frames", "Say how many frames and overlays a file has, and which frame represents it");
     options->files.addTo(command);
-    command->add_flag("--json", options->json, "Print a JSON list with one object for each file");
-    command->callback([&session, options] { run(session, *options); });
+    command.addFlag("--json", options->json, "Print a JSON list with one object for each file");
+    command.setAction([&session, options] { run(session, *options); });
 }
 
 } // namespace radvex::cli

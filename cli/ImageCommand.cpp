@@ -23,8 +23,6 @@ struct ImageOptions {
     bool json = false;
 };
 
-constexpr vint kImageFlags = 1; // what the library's own callers use
-
 /// A picture, and how it came about.
 struct Reading {
     Image image;
@@ -147,16 +145,16 @@ void run(Session& session, const ImageOptions& options) {
 
 } // namespace
 
-void addImageCommand(CLI::App& app, Session& session) {
+void addImageCommand(const CommandLine& program, Session& session) {
     auto options = std::make_shared<ImageOptions>();
-    CLI::App* command = app.add_subcommand("image", "Render a file as PNG, or say what its picture is like");
-    command->add_option("FILE", options->file, "DICOM file")->required();
-    command->add_option("-o,--output", options->output,
-                        "PNG to write; several frames become numbered files; - for the standard output");
+    const CommandLine command = program.addCommand("image", "Render a file as PNG, or say what its picture is like");
+    command.addRequired("FILE", options->file, "DICOM file");
+    command.addOption("-o,--output", options->output,
+                      "PNG to write; several frames become numbered files; - for the standard output");
     options->picture.addTo(command);
-    command->add_flag("--sheet", options->sheet, "All frames in one picture");
-    command->add_flag("--json", options->json, "Say as JSON what the numbers of the picture are");
-    command->callback([&session, options] { run(session, *options); });
+    command.addFlag("--sheet", options->sheet, "All frames in one picture");
+    command.addFlag("--json", options->json, "Say as JSON what the numbers of the picture are");
+    command.setAction([&session, options] { run(session, *options); });
 }
 
 } // namespace radvex::cli

@@ -52,19 +52,18 @@ void run(const IndexOptions& options) {
 
 } // namespace
 
-void addIndexCommand(CLI::App& app) {
+void addIndexCommand(const CommandLine& program) {
     auto options = std::make_shared<IndexOptions>();
-    CLI::App* command = app.add_subcommand("index", "Write a DICOMDIR for a plain folder");
-    command->add_option("FOLDER", options->folder, "Folder of DICOM files; all below it counts")->required();
-    command
-        ->add_option("-o,--output", options->place,
-                     "Folder for the DICOMDIR and a symbolic link to each file; made when missing")
-        ->required();
-    command->add_flag("--json", options->json, "Say as JSON what was indexed, skipped and refused");
-    command->footer("Files that are not DICOM are skipped, DICOM files that cannot be indexed are named on standard "
-                    "error; the exit status is 0 as long as one file was indexed. A DICOMDIR that is there already is "
-                    "never replaced.");
-    command->callback([options] { run(*options); });
+    const CommandLine command = program.addCommand("index", "Write a DICOMDIR for a plain folder");
+    command.addRequired("FOLDER", options->folder, "Folder of DICOM files; all below it counts");
+    command.addRequired("-o,--output", options->place,
+                        "Folder for the DICOMDIR and a symbolic link to each file; made when missing");
+    command.addFlag("--json", options->json, "Say as JSON what was indexed, skipped and refused");
+    command.setFooter(
+        "Files that are not DICOM are skipped, DICOM files that cannot be indexed are named on standard "
+        "error; the exit status is 0 as long as one file was indexed. A DICOMDIR that is there already is "
+        "never replaced.");
+    command.setAction([options] { run(*options); });
 }
 
 } // namespace radvex::cli

@@ -86,13 +86,13 @@ void run(Session& session, const InfoOptions& options) {
 
 } // namespace
 
-void addInfoCommand(CLI::App& app, Session& session) {
+void addInfoCommand(const CommandLine& program, Session& session) {
     auto options = std::make_shared<InfoOptions>();
-    CLI::App* command = app.add_subcommand("info", "Print patient, study and series of files");
+    const CommandLine command = program.addCommand("info", "Print patient, study and series of files");
     options->files.addTo(command);
     options->selection.addTo(command);
-    command->add_flag("--json", options->json, "Print JSON");
-    command->callback([&session, options] { run(session, *options); });
+    command.addFlag("--json", options->json, "Print JSON");
+    command.setAction([&session, options] { run(session, *options); });
 }
 
 } // namespace radvex::cli

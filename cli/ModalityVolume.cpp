@@ -2,6 +2,7 @@
 
 #include <malloc.h>
 
+#include "PictureOptions.h"
 #include "SliceMetadata.h"
 #include "VolumeBuffer.h"
 #include "VolumeSeries.h"
@@ -12,7 +13,6 @@ using velmora::NumericArray;
 
 namespace {
 
-constexpr vint kImageFlags = 1;      // what the library's own callers use
 constexpr vint kStoredValues = 0x40; // the flag by which the modality transformation is left out
 
 /// The pixels of each file would go back to the system, to be fetched anew page by page for the next one.

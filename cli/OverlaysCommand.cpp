@@ -62,13 +62,13 @@ void run(Session& session, const OverlaysOptions& options) {
 
 } // namespace
 
-void addOverlaysCommand(CLI::App& app, Session& session) {
+void addOverlaysCommand(const CommandLine& program, Session& session) {
     auto options = std::make_shared<OverlaysOptions>();
-    CLI::App* command = app.add_subcommand("overlays", "Write the overlay planes of a file as one-bit PNG");
-    command->add_option("FILE", options->file, "DICOM file")->required();
-    command->add_option("-o,--output", options->folder, "Folder for overlay-1.png and on; made when it is missing");
-    command->add_flag("--json", options->json, "Print a JSON list of the planes");
-    command->callback([&session, options] { run(session, *options); });
+    const CommandLine command = program.addCommand("overlays", "Write the overlay planes of a file as one-bit PNG");
+    command.addRequired("FILE", options->file, "DICOM file");
+    command.addOption("-o,--output", options->folder, "Folder for overlay-1.png and on; made when it is missing");
+    command.addFlag("--json", options->json, "Print a JSON list of the planes");
+    command.setAction([&session, options] { run(session, *options); });
 }
 
 } // namespace radvex::cli

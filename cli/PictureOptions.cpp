@@ -25,27 +25,27 @@ std::optional<std::pair<std::string, std::string>> splitAt(const std::string& te
 
 } // namespace
 
-void PictureOptions::addTo(CLI::App* command) {
+void PictureOptions::addTo(const CommandLine& command) {
     addWindowTo(command);
-    command->add_option("--frame", frame, "Only this frame, counted from 1");
-    command->add_option("--frames", frames, "Only frames A:B, counted from 1, both ends included");
+    command.addOption("--frame", frame, "Only this frame, counted from 1");
+    command.addOption("--frames", frames, "Only frames A:B, counted from 1, both ends included");
     addOverlaysTo(command);
 }
 
-void PictureOptions::addSeriesWindowTo(CLI::App* command) {
+void PictureOptions::addSeriesWindowTo(const CommandLine& command) {
     addWindowTo(command);
-    command->add_flag("--common-window", commonWindow,
-                      "One window for all pictures of a series, from its smallest to its largest value");
+    command.addFlag("--common-window", commonWindow,
+                    "One window for all pictures of a series, from its smallest to its largest value");
 }
 
-void PictureOptions::addOverlaysTo(CLI::App* command) {
-    command->add_flag("--overlays", overlays, "Burn overlay planes into the picture");
+void PictureOptions::addOverlaysTo(const CommandLine& command) {
+    command.addFlag("--overlays", overlays, "Burn overlay planes into the picture");
 }
 
-void PictureOptions::addWindowTo(CLI::App* command) {
-    command->add_option("--window", window, "Window as WIDTH,CENTER in the unit of the rescaled values");
-    command->add_option("--scaling", scaling, "Window by itself: minmax, trimmed (without extreme values) or none")
-        ->check(CLI::IsMember({"minmax", "trimmed", "none"}));
+void PictureOptions::addWindowTo(const CommandLine& command) {
+    command.addOption("--window", window, "Window as WIDTH,CENTER in the unit of the rescaled values");
+    command.addChoice("--scaling", scaling, {"minmax", "trimmed", "none"},
+                      "Window by itself: minmax, trimmed (without extreme values) or none");
 }
 
 std::optional<std::pair<double, double>> PictureOptions::explicitWindow() const {

@@ -4,10 +4,13 @@
 #include <string>
 #include <utility>
 
-#include "CLI/CLI.hpp"
+#include "CommandLine.h"
 #include "Value.h"
 
 namespace radvex::cli {
+
+/// The image flags of every call: what the library's own callers use.
+inline constexpr vint kImageFlags = 1;
 
 /// Options of every command that renders: window, scaling, overlays; and frames where there is one file.
 struct PictureOptions {
@@ -19,10 +22,10 @@ struct PictureOptions {
     bool overlays = false;
 
     /// All of them, for one file.
-    void addTo(CLI::App* command);
+    void addTo(const CommandLine& command);
     /// Window and scaling, the common window too, for a series of files.
-    void addSeriesWindowTo(CLI::App* command);
-    void addOverlaysTo(CLI::App* command);
+    void addSeriesWindowTo(const CommandLine& command);
+    void addOverlaysTo(const CommandLine& command);
 
     /// The scaling wish as the library takes it. @throws UsageError
     velmora::Tensor scalingTensor() const;
@@ -32,7 +35,7 @@ struct PictureOptions {
     std::pair<vint, vint> frameRange(vint available) const;
 
   private:
-    void addWindowTo(CLI::App* command);
+    void addWindowTo(const CommandLine& command);
 };
 
 } // namespace radvex::cli

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "PictureOptions.h"
 #include "SliceMetadata.h"
 #include "VolumeSeries.h"
 
@@ -12,8 +13,6 @@ using velmora::Store;
 using velmora::StoreView;
 
 namespace {
-
-constexpr vint kImageFlags = 1; // what the library's own callers use
 
 StoreView innerStore(StoreView store, std::size_t index) {
     for (const NodeView node : store) {

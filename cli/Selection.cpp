@@ -24,10 +24,10 @@ void checkPattern(const char* option, const std::string& pattern) {
 
 } // namespace
 
-void Selection::addTo(CLI::App* command) {
-    command->add_option("--patient", patient, "Only if the whole PatientID matches this regular expression");
-    command->add_option("--study", study, "Only if the whole StudyInstanceUID matches");
-    command->add_option("--series", series, "Only if the whole SeriesInstanceUID matches");
+void Selection::addTo(const CommandLine& command) {
+    command.addOption("--patient", patient, "Only if the whole PatientID matches this regular expression");
+    command.addOption("--study", study, "Only if the whole StudyInstanceUID matches");
+    command.addOption("--series", series, "Only if the whole SeriesInstanceUID matches");
 }
 
 void Selection::check() const {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "CLI/CLI.hpp"
+#include "CommandLine.h"
 
 namespace radvex::cli {
 
@@ -12,7 +12,7 @@ struct Selection {
     std::string study = ".*";   ///< on StudyInstanceUID
     std::string series = ".*";  ///< on SeriesInstanceUID
 
-    void addTo(CLI::App* command);
+    void addTo(const CommandLine& command);
     /// The library answers a malformed pattern with a bare code, so the reason is found here.
     /// @throws UsageError
     void check() const;

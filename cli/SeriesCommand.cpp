@@ -31,8 +31,6 @@ struct SeriesOptions {
     bool json = false;
 };
 
-constexpr vint kImageFlags = 1;
-
 /// A number with leading zeros, so that names sort as the numbers do.
 std::string padded(std::size_t number) {
     char digits[24];
@@ -176,19 +174,17 @@ void run(Session& session, const SeriesOptions& options) {
 
 } // namespace
 
-void addSeriesCommand(CLI::App& app, Session& session) {
+void addSeriesCommand(const CommandLine& program, Session& session) {
     auto options = std::make_shared<SeriesOptions>();
-    CLI::App* command = app.add_subcommand("series", "Write a picture of every image of a medium or a folder");
-    command->add_option("MEDIUM", options->medium, "DICOMDIR, or a folder of DICOM files")->required();
-    command
-        ->add_option("-o,--output", options->output,
-                     "Folder to write to: one folder for each series, pictures named in slice order")
-        ->required();
+    const CommandLine command = program.addCommand("series", "Write a picture of every image of a medium or a folder");
+    command.addRequired("MEDIUM", options->medium, "DICOMDIR, or a folder of DICOM files");
+    command.addRequired("-o,--output", options->output,
+                        "Folder to write to: one folder for each series, pictures named in slice order");
     options->selection.addTo(command);
     options->picture.addSeriesWindowTo(command);
     options->picture.addOverlaysTo(command);
-    command->add_flag("--json", options->json, "Say as JSON which picture shows which file");
-    command->callback([&session, options] { run(session, *options); });
+    command.addFlag("--json", options->json, "Say as JSON which picture shows which file");
+    command.setAction([&session, options] { run(session, *options); });
 }
 
 } // namespace radvex::cli

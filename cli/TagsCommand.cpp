@@ -190,22 +190,18 @@ void run(Session& session, const TagsOptions& options) {
 
 } // namespace
 
-void addTagsCommand(CLI::App& app, Session& session) {
+void addTagsCommand(const CommandLine& program, Session& session) {
     auto options = std::make_shared<TagsOptions>();
-    CLI::App* command = app.add_subcommand("tags", "Print the attributes of files, sequences and all");
+    const CommandLine command = program.addCommand("tags", "Print the attributes of files, sequences and all");
     options->files.addTo(command);
-    command->add_option("--tag", options->tags, "Only this attribute: keyword or gggg,eeee; may be repeated")
-        ->allow_extra_args(false)
-        ->take_all();
-    command->add_option("--exclude", options->excluded, "Leave out this keyword; may be repeated")
-        ->allow_extra_args(false)
-        ->take_all();
-    command->add_flag("--validate", options->validate, "Leave out values that do not fit their value representation");
-    command->add_flag("--recursive", options->recursive,
-                      "Of every file of a medium: a DICOMDIR or a folder in place of FILE");
-    command->add_option("--series", options->series, "With --recursive: only if the whole SeriesInstanceUID matches");
-    command->add_flag("--json", options->json, "Print JSON: one object, or with several files one object by file");
-    command->callback([&session, options] { run(session, *options); });
+    command.addRepeatable("--tag", options->tags, "Only this attribute: keyword or gggg,eeee; may be repeated");
+    command.addRepeatable("--exclude", options->excluded, "Leave out this keyword; may be repeated");
+    command.addFlag("--validate", options->validate, "Leave out values that do not fit their value representation");
+    command.addFlag("--recursive", options->recursive,
+                    "Of every file of a medium: a DICOMDIR or a folder in place of FILE");
+    command.addOption("--series", options->series, "With --recursive: only if the whole SeriesInstanceUID matches");
+    command.addFlag("--json", options->json, "Print JSON: one object, or with several files one object by file");
+    command.setAction([&session, options] { run(session, *options); });
 }
 
 } // namespace radvex::cli

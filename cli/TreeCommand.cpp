@@ -106,14 +106,15 @@ void run(Session& session, const TreeOptions& options) {
 
 } // namespace
 
-void addTreeCommand(CLI::App& app, Session& session) {
+void addTreeCommand(const CommandLine& program, Session& session) {
     auto options = std::make_shared<TreeOptions>();
-    CLI::App* command = app.add_subcommand("tree", "Print patients, studies and series of a medium or a folder");
-    command->add_option("MEDIUM", options->medium, "DICOMDIR, or a folder of DICOM files")->required();
+    const CommandLine command =
+        program.addCommand("tree", "Print patients, studies and series of a medium or a folder");
+    command.addRequired("MEDIUM", options->medium, "DICOMDIR, or a folder of DICOM files");
     options->selection.addTo(command);
-    command->add_flag("--files", options->files, "The files of each series too");
-    command->add_flag("--json", options->json, "Print JSON: a list of patients");
-    command->callback([&session, options] { run(session, *options); });
+    command.addFlag("--files", options->files, "The files of each series too");
+    command.addFlag("--json", options->json, "Print JSON: a list of patients");
+    command.setAction([&session, options] { run(session, *options); });
 }
 
 } // namespace radvex::cli

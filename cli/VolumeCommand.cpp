@@ -237,24 +237,22 @@ void run(Session& session, const VolumeOptions& options) {
 
 } // namespace
 
-void addVolumeCommand(CLI::App& app, Session& session) {
+void addVolumeCommand(const CommandLine& program, Session& session) {
     auto options = std::make_shared<VolumeOptions>();
-    CLI::App* command = app.add_subcommand("volume", "Write each series of a medium as one volume file");
-    command->add_option("MEDIUM", options->place, "DICOMDIR, or a folder of DICOM files")->required();
-    command
-        ->add_option("-o,--output", options->output,
-                     "Volume to write: .nrrd, .nii, .nii.gz or .npy; several series become numbered files; - for "
-                     "the standard output, as NRRD")
-        ->required();
+    const CommandLine command = program.addCommand("volume", "Write each series of a medium as one volume file");
+    command.addRequired("MEDIUM", options->place, "DICOMDIR, or a folder of DICOM files");
+    command.addRequired("-o,--output", options->output,
+                        "Volume to write: .nrrd, .nii, .nii.gz or .npy; several series become numbered files; - for "
+                        "the standard output, as NRRD");
     options->selection.addTo(command);
-    command->add_option("--sort", options->sort, "Order of the slices: instance (InstanceNumber) or position")
-        ->check(CLI::IsMember({"instance", "position"}));
-    command->add_flag("--force", options->force, "Write also when slices are missing, doubled or do not fit together");
-    command->add_flag("--rendered", options->rendered, "Windowed pictures, not modality values");
+    command.addChoice("--sort", options->sort, {"instance", "position"},
+                      "Order of the slices: instance (InstanceNumber) or position");
+    command.addFlag("--force", options->force, "Write also when slices are missing, doubled or do not fit together");
+    command.addFlag("--rendered", options->rendered, "Windowed pictures, not modality values");
     options->picture.addSeriesWindowTo(command);
-    command->add_flag("--gzip", options->gzip, "Compress the samples of .nrrd");
-    command->add_flag("--json", options->json, "Say as JSON what was found and written");
-    command->callback([&session, options] { run(session, *options); });
+    command.addFlag("--gzip", options->gzip, "Compress the samples of .nrrd");
+    command.addFlag("--json", options->json, "Say as JSON what was found and written");
+    command.setAction([&session, options] { run(session, *options); });
 }
 
 } // namespace radvex::cli

@@ -162,34 +162,34 @@ void run(Session& session, const WriteOptions& options) {
     }
 }
 
-void addRepeatable(CLI::App* command, const std::string& name, std::vector<std::string>& values,
+void addRepeatable(const CommandLine& command, const std::string& name, std::vector<std::string>& values,
                    const std::string& description) {
-    command->add_option(name, values, description + "; may be repeated")->allow_extra_args(false)->take_all();
+    command.addRepeatable(name, values, description + "; may be repeated");
 }
 
 } // namespace
 
-void addWriteCommand(CLI::App& app, Session& session) {
+void addWriteCommand(const CommandLine& program, Session& session) {
     auto options = std::make_shared<WriteOptions>();
-    CLI::App* command = app.add_subcommand("write", "Make a DICOM file of pictures");
+    const CommandLine command = program.addCommand("write", "Make a DICOM file of pictures");
     options->pictures.addTo(command, "PICTURE",
                             "PNG (grey or RGB) or .npy (bool, u1, u2, f4, f8); more become further frames");
-    command->add_option("-o,--output", options->output, "DICOM file to write; - for the standard output")->required();
-    command->add_option("--axes", options->axes,
-                        "Axes of .npy files, such as frames,rows,columns; by themselves [a][b][3] is rows, columns and "
-                        "RGB, any other [a][b][c] frames, rows and columns");
+    command.addRequired("-o,--output", options->output, "DICOM file to write; - for the standard output");
+    command.addOption("--axes", options->axes,
+                      "Axes of .npy files, such as frames,rows,columns; by themselves [a][b][3] is rows, columns and "
+                      "RGB, any other [a][b][c] frames, rows and columns");
     addRepeatable(command, "--tag", options->tags, "Attribute as KEYWORD=VALUE, several values as A\\B");
-    command->add_option("--meta", options->metadata,
-                        "Attributes as JSON, as 'radvex tags --json' prints them; an equal "
-                        "--tag counts instead");
+    command.addOption("--meta", options->metadata,
+                      "Attributes as JSON, as 'radvex tags --json' prints them; an equal "
+                      "--tag counts instead");
     addRepeatable(command, "--overlay", options->overlays,
                   "PNG or .npy to lay over the picture; every value but 0 is set");
     addRepeatable(command, "--overlay-option", options->overlayProperties,
                   "[NUMBER:]PROPERTY=VALUE of one overlay or of all: OriginRow, OriginColumn, ImageFrameOrigin, "
                   "OverlayType, OverlayDescription, OverlaySubtype, OverlayLabel");
-    command->add_option("--compress", options->compression, "NAME[:P1[,P2]]: " + compressionHelp());
+    command.addOption("--compress", options->compression, "NAME[:P1[,P2]]: " + compressionHelp());
     addRepeatable(command, "--default", options->defaults, "Default value as KEYWORD=VALUE; see 'radvex defaults'");
-    command->callback([&session, options] { run(session, *options); });
+    command.setAction([&session, options] { run(session, *options); });
 }
 
 } // namespace radvex::cli

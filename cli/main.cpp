@@ -10,44 +10,34 @@ namespace {
 
 using namespace radvex::cli;
 
-int usageError(const CLI::App& app, const std::string& message) {
-    printError(message);
-    const auto chosen = app.get_subcommands();
-    std::cerr << (chosen.empty() ? app.help() : chosen.front()->help());
-    return kUsage;
-}
-
 int run(int argc, char** argv) {
     Session session;
-    CLI::App app("Read and write DICOM images and their metadata.", "radvex");
-    app.set_version_flag("--version", RADVEX_VERSION);
-    app.add_option("--library", session.libraryPath, "Radvex.so to use instead of the one beside this command");
-    app.require_subcommand(1);
-    addTagsCommand(app, session);
-    addInfoCommand(app, session);
-    addFramesCommand(app, session);
-    addImageCommand(app, session);
-    addDataCommand(app, session);
-    addOverlaysCommand(app, session);
-    addVolumeCommand(app, session);
-    addIndexCommand(app);
-    addAnonymizeCommand(app, session);
-    addTreeCommand(app, session);
-    addSeriesCommand(app, session);
-    addWriteCommand(app, session);
-    addDefaultsCommand(app, session);
-    addDictionaryCommands(app, session);
-    addErrorsCommand(app, session);
-    addCallCommand(app, session);
+    const CommandLine program("radvex", "Read and write DICOM images and their metadata.");
+    program.addVersion(RADVEX_VERSION);
+    program.addOption("--library", session.libraryPath, "Radvex.so to use instead of the one beside this command");
+    addTagsCommand(program, session);
+    addInfoCommand(program, session);
+    addFramesCommand(program, session);
+    addImageCommand(program, session);
+    addDataCommand(program, session);
+    addOverlaysCommand(program, session);
+    addVolumeCommand(program, session);
+    addIndexCommand(program);
+    addAnonymizeCommand(program, session);
+    addTreeCommand(program, session);
+    addSeriesCommand(program, session);
+    addWriteCommand(program, session);
+    addDefaultsCommand(program, session);
+    addDictionaryCommands(program, session);
+    addErrorsCommand(program, session);
+    addCallCommand(program, session);
     try {
-        app.parse(argc, argv);
-        return session.status();
-    } catch (const CLI::Success& request) { // --help and --version
-        return app.exit(request);
-    } catch (const CLI::ParseError& error) {
-        return usageError(app, error.what());
+        const std::optional<int> answered = program.run(std::vector<std::string>(argv + 1, argv + argc));
+        return answered ? *answered : session.status();
     } catch (const UsageError& error) {
-        return usageError(app, error.what());
+        printError(error.what());
+        std::cerr << program.help();
+        return kUsage;
     } catch (const JsonError& error) {
         printError(error.what());
         return kUsage;

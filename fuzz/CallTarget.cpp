@@ -59,9 +59,9 @@ void writeGoodFiles(Harness& harness) {
 
 void answer(cli::Session& session, const std::string& lines) {
     const Redirection redirection(lines);
-    CLI::App app("", "radvex");
-    cli::addCallCommand(app, session);
-    app.parse("call -", false);
+    const cli::CommandLine program("radvex", "");
+    cli::addCallCommand(program, session);
+    program.run({"call", "-"});
 }
 
 } // namespace

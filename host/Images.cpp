@@ -6,7 +6,7 @@ namespace velmora {
 
 namespace {
 
-constexpr auto kKind = ObjectKind::image;
+constexpr auto kImageKind = ObjectKind::image;
 
 int imageNew(Operation operation, vint rank, vint slices, vint width, vint height, vint channels, vint type,
              vint colorSpace, vbool interleaved, VImage* image) {
@@ -66,11 +66,11 @@ VImage newImage(vint rank, vint slices, vint rows, vint columns, vint channels, 
     image->colorSpace = colorSpace;
     image->interleaved = interleaved;
     image->data = newElements(image->length, size);
-    return registerObject(std::move(image), kKind, owner);
+    return registerObject(std::move(image), kImageKind, owner);
 }
 
 VImage cloneImage(VImage image, Owner owner) {
-    if (!ledger().isAlive(kKind, image)) {
+    if (!ledger().isAlive(kImageKind, image)) {
         return nullptr;
     }
     const VImage copy = newImage(image->rank, image->slices, image->rows, image->columns, image->channels, image->type,
@@ -82,32 +82,32 @@ VImage cloneImage(VImage image, Owner owner) {
     return copy;
 }
 
-void destroyImage(VImage image) { destroyObject(kKind, image); }
+void destroyImage(VImage image) { destroyObject(kImageKind, image); }
 
 const VelmoraImageFunctions kImageFunctions = {
     .VImage_new2D = imageNew2D,
     .VImage_new3D = imageNew3D,
     .VImage_clone = imageClone,
-    .VImage_free = [](VImage image) { freeByLibrary(kKind, image); },
-    .VImage_disown = [](VImage image) { disownByLibrary(kKind, image); },
-    .VImage_shareCount = [](VImage image) { return fieldOf(kKind, image, &VelmoraImage::shares); },
+    .VImage_free = [](VImage image) { freeByLibrary(kImageKind, image); },
+    .VImage_disown = [](VImage image) { disownByLibrary(kImageKind, image); },
+    .VImage_shareCount = [](VImage image) { return fieldOf(kImageKind, image, &VelmoraImage::shares); },
     // -1 and not 0, which is the code of a bit image
     .VImage_getDataType =
-        [](VImage image) { return ledger().isAlive(kKind, image) ? image->type : static_cast<vint>(-1); },
-    .VImage_getRowCount = [](VImage image) { return fieldOf(kKind, image, &VelmoraImage::rows); },
-    .VImage_getColumnCount = [](VImage image) { return fieldOf(kKind, image, &VelmoraImage::columns); },
-    .VImage_getSliceCount = [](VImage image) { return fieldOf(kKind, image, &VelmoraImage::slices); },
-    .VImage_getRank = [](VImage image) { return fieldOf(kKind, image, &VelmoraImage::rank); },
-    .VImage_getChannels = [](VImage image) { return fieldOf(kKind, image, &VelmoraImage::channels); },
+        [](VImage image) { return ledger().isAlive(kImageKind, image) ? image->type : static_cast<vint>(-1); },
+    .VImage_getRowCount = [](VImage image) { return fieldOf(kImageKind, image, &VelmoraImage::rows); },
+    .VImage_getColumnCount = [](VImage image) { return fieldOf(kImageKind, image, &VelmoraImage::columns); },
+    .VImage_getSliceCount = [](VImage image) { return fieldOf(kImageKind, image, &VelmoraImage::slices); },
+    .VImage_getRank = [](VImage image) { return fieldOf(kImageKind, image, &VelmoraImage::rank); },
+    .VImage_getChannels = [](VImage image) { return fieldOf(kImageKind, image, &VelmoraImage::channels); },
     .VImage_alphaChannelQ = [](VImage image) -> vbool {
-        const vint channels = fieldOf(kKind, image, &VelmoraImage::channels);
+        const vint channels = fieldOf(kImageKind, image, &VelmoraImage::channels);
         return channels == 2 || channels == 4 ? 1 : 0;
     },
-    .VImage_interleavedQ = [](VImage image) -> vbool { return fieldOf(kKind, image, &VelmoraImage::interleaved); },
-    .VImage_getColorSpace = [](VImage image) { return fieldOf(kKind, image, &VelmoraImage::colorSpace); },
-    .VImage_getFlattenedLength = [](VImage image) { return fieldOf(kKind, image, &VelmoraImage::length); },
+    .VImage_interleavedQ = [](VImage image) -> vbool { return fieldOf(kImageKind, image, &VelmoraImage::interleaved); },
+    .VImage_getColorSpace = [](VImage image) { return fieldOf(kImageKind, image, &VelmoraImage::colorSpace); },
+    .VImage_getFlattenedLength = [](VImage image) { return fieldOf(kImageKind, image, &VelmoraImage::length); },
     .VImage_getRawData = [](VImage image) -> void* {
-        return ledger().isAlive(kKind, image) ? image->data.get() : nullptr;
+        return ledger().isAlive(kImageKind, image) ? image->data.get() : nullptr;
     },
 };
 

@@ -10,7 +10,7 @@ namespace velmora {
 
 namespace {
 
-constexpr auto kKind = ObjectKind::numericArray;
+constexpr auto kArrayKind = ObjectKind::numericArray;
 
 /// Calls `function` with a value of the element type's C++ type; false for a type that the host does not have.
 template <typename Function>
@@ -81,7 +81,8 @@ int arrayConvert(VNumericArray* converted, VNumericArray array, vint type, vint 
     if (ledger().isRefused(Operation::VNumericArray_convertType)) {
         return VELMORA_MEMORY_ERROR;
     }
-    if (!ledger().isAlive(kKind, array) || method != VConversion_ClipAndScale || numericArrayElementSize(type) == 0) {
+    if (!ledger().isAlive(kArrayKind, array) || method != VConversion_ClipAndScale ||
+        numericArrayElementSize(type) == 0) {
         return VELMORA_TYPE_ERROR;
     }
     const VNumericArray result = newNumericArray(type, array->dimensions, Owner::library);
@@ -118,11 +119,11 @@ VNumericArray newNumericArray(vint type, std::vector<vint> dimensions, Owner own
     array->type = type;
     array->dimensions = std::move(dimensions);
     array->data = newElements(array->length, size);
-    return registerObject(std::move(array), kKind, owner);
+    return registerObject(std::move(array), kArrayKind, owner);
 }
 
 VNumericArray cloneNumericArray(VNumericArray array, Owner owner) {
-    if (!ledger().isAlive(kKind, array)) {
+    if (!ledger().isAlive(kArrayKind, array)) {
         return nullptr;
     }
     const VNumericArray copy = newNumericArray(array->type, array->dimensions, owner);
@@ -133,26 +134,27 @@ VNumericArray cloneNumericArray(VNumericArray array, Owner owner) {
     return copy;
 }
 
-void destroyNumericArray(VNumericArray array) { destroyObject(kKind, array); }
+void destroyNumericArray(VNumericArray array) { destroyObject(kArrayKind, array); }
 
 const VelmoraNumericArrayFunctions kNumericArrayFunctions = {
     .VNumericArray_new = arrayNew,
-    .VNumericArray_free = [](VNumericArray array) { freeByLibrary(kKind, array); },
+    .VNumericArray_free = [](VNumericArray array) { freeByLibrary(kArrayKind, array); },
     .VNumericArray_clone = arrayClone,
-    .VNumericArray_disown = [](VNumericArray array) { disownByLibrary(kKind, array); },
-    .VNumericArray_shareCount = [](VNumericArray array) { return fieldOf(kKind, array, &VelmoraNumericArray::shares); },
-    .VNumericArray_getType = [](VNumericArray array) { return fieldOf(kKind, array, &VelmoraNumericArray::type); },
+    .VNumericArray_disown = [](VNumericArray array) { disownByLibrary(kArrayKind, array); },
+    .VNumericArray_shareCount =
+        [](VNumericArray array) { return fieldOf(kArrayKind, array, &VelmoraNumericArray::shares); },
+    .VNumericArray_getType = [](VNumericArray array) { return fieldOf(kArrayKind, array, &VelmoraNumericArray::type); },
     .VNumericArray_getRank =
         [](VNumericArray array) {
-            return ledger().isAlive(kKind, array) ? static_cast<vint>(array->dimensions.size()) : 0;
+            return ledger().isAlive(kArrayKind, array) ? static_cast<vint>(array->dimensions.size()) : 0;
         },
     .VNumericArray_getDimensions = [](VNumericArray array) -> const vint* {
-        return ledger().isAlive(kKind, array) ? array->dimensions.data() : nullptr;
+        return ledger().isAlive(kArrayKind, array) ? array->dimensions.data() : nullptr;
     },
     .VNumericArray_getFlattenedLength =
-        [](VNumericArray array) { return fieldOf(kKind, array, &VelmoraNumericArray::length); },
+        [](VNumericArray array) { return fieldOf(kArrayKind, array, &VelmoraNumericArray::length); },
     .VNumericArray_getData = [](VNumericArray array) -> void* {
-        return ledger().isAlive(kKind, array) ? array->data.get() : nullptr;
+        return ledger().isAlive(kArrayKind, array) ? array->data.get() : nullptr;
     },
     .VNumericArray_convertType = arrayConvert,
 };

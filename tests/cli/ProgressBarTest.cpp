@@ -36,7 +36,7 @@ class Terminal {
     /// What was written since the last call.
     std::string shown() const {
         char bytes[1024];
-        const ssize_t count = read(mOuter, bytes, sizeof bytes);
+        const ssize_t count = ::read(mOuter, bytes, sizeof bytes);
         return count > 0 ? std::string(bytes, static_cast<std::size_t>(count)) : "";
     }
 

@@ -3,6 +3,7 @@
 #include <set>
 
 #include "DcmAnonymizer.h"
+#include "ErrorCodes.h"
 #include "ImageFiles.h"
 #include "WriterTest.h"
 #include "dcmtk/dcmdata/dcrlerp.h"
@@ -11,11 +12,6 @@ using namespace radvex::test;
 using namespace velmora;
 
 namespace {
-
-constexpr int kPathNotValidated = -59;
-constexpr int kOpenFileError = -62;
-constexpr int kInvalidTagName = -64;
-constexpr int kAnonymizationError = -78;
 
 class Anonymize : public WriterTest {
   protected:

@@ -6,6 +6,7 @@
 #include <tuple>
 
 #include "EncodedPixels.h"
+#include "ErrorCodes.h"
 #include "WriterTest.h"
 #include "dcmtk/dcmdata/dcpixseq.h"
 #include "dcmtk/dcmdata/dcpxitem.h"
@@ -15,7 +16,6 @@ using namespace velmora;
 
 namespace {
 
-constexpr int kImageWriteError = -76;
 const std::string kNoReason = "Error writing an Image(s) : `reason`.";
 
 struct Compression {

@@ -2,6 +2,7 @@
 
 #include <map>
 
+#include "ErrorCodes.h"
 #include "Nodes.h"
 #include "WriterTest.h"
 
@@ -9,10 +10,6 @@ using namespace radvex::test;
 using namespace velmora;
 
 namespace {
-
-constexpr int kInvalidTagName = -64;
-constexpr int kInvalidTagValue = -74;
-constexpr int kTagWriteError = -77;
 
 class DefaultTags : public WriterTest {
   protected:

@@ -9,6 +9,7 @@
 #include <functional>
 
 #include "DicomFiles.h"
+#include "ErrorCodes.h"
 #include "HostTest.h"
 #include "HostileFiles.h"
 #include "TemporaryFolder.h"
@@ -38,7 +39,6 @@ class ExhaustingFiles : public LibraryTest {
         return reason;
     }
 
-    static constexpr int kOpenFileError = -62;
     TemporaryFolder folder{};
 };
 

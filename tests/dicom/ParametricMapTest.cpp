@@ -1,14 +1,12 @@
 #include <gtest/gtest.h>
 
+#include "ErrorCodes.h"
 #include "WriterTest.h"
 
 using namespace radvex::test;
 using namespace velmora;
 
 namespace {
-
-constexpr int kImageWriteError = -76;
-constexpr int kTagWriteError = -77;
 
 class ParametricMaps : public WriterTest {
   protected:

@@ -7,15 +7,13 @@
 
 #include <csignal>
 
+#include "ErrorCodes.h"
 #include "WriterTest.h"
 
 using namespace radvex::test;
 using namespace velmora;
 
 namespace {
-
-constexpr int kPathNotValidated = -59;
-constexpr int kImageWriteError = -76;
 
 /// Files of this process end at so many bytes, as on a full disk, until the end of the scope.
 class FullDisk {

@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "CallFrame.h"
+#include "ErrorCodes.h"
 #include "Nodes.h"
 #include "WriterTest.h"
 
@@ -12,8 +13,6 @@ using namespace velmora;
 using testing::ElementsAre;
 
 namespace {
-
-constexpr int kImageWriteError = -76;
 
 using Attributes = std::vector<std::pair<DcmTagKey, std::string>>;
 

@@ -1,18 +1,12 @@
 #include <gtest/gtest.h>
 
+#include "ErrorCodes.h"
 #include "WriterTest.h"
 
 using namespace radvex::test;
 using namespace velmora;
 
 namespace {
-
-constexpr int kInvalidTagName = -64;
-constexpr int kInvalidTagValue = -74;
-constexpr int kReservedTagError = -75;
-constexpr int kImageWriteError = -76;
-constexpr int kSequenceTagVRError = -80;
-constexpr int kVArgumentTypeError = -81;
 
 class WriteMetadata : public WriterTest {
   protected:

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "DcmOverlay.h"
+#include "ErrorCodes.h"
 #include "LibraryErrors.h"
 #include "WriteOptions.h"
 #include "WriterTest.h"
@@ -11,10 +12,6 @@ using namespace velmora;
 using testing::ElementsAre;
 
 namespace {
-
-constexpr int kOverlayCountError = -79;
-constexpr int kOverlayPropertyError = -83;
-constexpr int kImageTypeError = -22;
 
 Image bitImage(vint slices, vint rows, vint columns, const std::vector<int>& values) {
     Image image(slices, rows, columns, 1, VImage_Bit, VColorSpace_Grey, true);

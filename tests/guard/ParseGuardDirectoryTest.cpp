@@ -13,8 +13,8 @@ using namespace radvex::test;
 
 namespace {
 
-const std::string kTooDeep = "directory records nested over 100 levels";
-const std::string kNothing = "nothing";
+const std::string kRecordsTooDeep = "directory records nested over 100 levels";
+const std::string kNoReason = "nothing";
 
 using Records = std::vector<DirectoryRecord>;
 
@@ -55,7 +55,7 @@ std::size_t levelsOfTree(DcmDicomDir& directory) {
 class ParseGuardDirectory : public ::testing::Test {
   protected:
     std::string reason(const std::string& bytes, const ParseLimits& limits = {}) const {
-        return reasonNotToParse(fresh("DICOMDIR", bytes), limits).value_or(kNothing);
+        return reasonNotToParse(fresh("DICOMDIR", bytes), limits).value_or(kNoReason);
     }
 
     std::size_t levelsInDcmtk(const std::string& bytes) const {
@@ -91,9 +91,9 @@ class ParseGuardDirectoryForms : public ParseGuardDirectory, public ::testing::W
 
 TEST_P(ParseGuardDirectoryForms, PassesAHundredLevelsAndRefusesMore) {
     EXPECT_EQ(levelsInDcmtk(file(7)), 7U);
-    EXPECT_EQ(reason(file(100)), kNothing);
-    EXPECT_EQ(reason(file(101)), kTooDeep);
-    EXPECT_EQ(reason(file(3000)), kTooDeep);
+    EXPECT_EQ(reason(file(100)), kNoReason);
+    EXPECT_EQ(reason(file(101)), kRecordsTooDeep);
+    EXPECT_EQ(reason(file(3000)), kRecordsTooDeep);
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryForm, ParseGuardDirectoryForms,
@@ -110,18 +110,18 @@ TEST_F(ParseGuardDirectory, FollowsOffsetsOfADeflatedDataset) {
         return withMeta("1.2.840.10008.1.2.1.99", deflated(directory(kExplicitForm, chain(levels), 1, offset)));
     };
     EXPECT_EQ(levelsInDcmtk(file(7)), 7U);
-    EXPECT_EQ(reason(file(100)), kNothing);
-    EXPECT_EQ(reason(file(101)), kTooDeep);
+    EXPECT_EQ(reason(file(100)), kNoReason);
+    EXPECT_EQ(reason(file(101)), kRecordsTooDeep);
 }
 
 TEST_F(ParseGuardDirectory, FollowsOffsetsOfABareDataset) {
     EXPECT_EQ(levelsInDcmtk(directory(kExplicitForm, chain(7), 1, 0)), 7U);
-    EXPECT_EQ(reason(directory(kExplicitForm, chain(100), 1, 0)), kNothing);
-    EXPECT_EQ(reason(directory(kExplicitForm, chain(101), 1, 0)), kTooDeep);
+    EXPECT_EQ(reason(directory(kExplicitForm, chain(100), 1, 0)), kNoReason);
+    EXPECT_EQ(reason(directory(kExplicitForm, chain(101), 1, 0)), kRecordsTooDeep);
 }
 
 TEST_F(ParseGuardDirectory, AnswersForAHundredThousandLevels) {
-    EXPECT_EQ(reason(explicitFile(chain(100'000))), kTooDeep);
+    EXPECT_EQ(reason(explicitFile(chain(100'000))), kRecordsTooDeep);
 }
 
 TEST_F(ParseGuardDirectory, CountsBackwardReferences) {
@@ -129,8 +129,8 @@ TEST_F(ParseGuardDirectory, CountsBackwardReferences) {
     for (std::uint32_t number = 2; number <= 101; ++number) {
         records[number - 1].lower = number - 1;
     }
-    EXPECT_EQ(reason(explicitFile(records, 101)), kTooDeep);
-    EXPECT_EQ(reason(explicitFile(records, 100)), kNothing);
+    EXPECT_EQ(reason(explicitFile(records, 101)), kRecordsTooDeep);
+    EXPECT_EQ(reason(explicitFile(records, 100)), kNoReason);
 }
 
 TEST_F(ParseGuardDirectory, CountsALastRecordWithoutAnEnd) {
@@ -140,7 +140,7 @@ TEST_F(ParseGuardDirectory, CountsALastRecordWithoutAnEnd) {
     }
     std::string bytes = explicitFile(records, 101);
     bytes.resize(bytes.size() - 16); // neither the last item nor the sequence ends
-    EXPECT_EQ(reason(bytes), kTooDeep);
+    EXPECT_EQ(reason(bytes), kRecordsTooDeep);
 }
 
 TEST_F(ParseGuardDirectory, PassesManyRecordsOfOneLevel) {
@@ -148,18 +148,18 @@ TEST_F(ParseGuardDirectory, PassesManyRecordsOfOneLevel) {
     for (std::uint32_t number = 1; number < records.size(); ++number) {
         records[number - 1].next = number + 1;
     }
-    EXPECT_EQ(reason(explicitFile(records)), kNothing);
+    EXPECT_EQ(reason(explicitFile(records)), kNoReason);
 }
 
 TEST_F(ParseGuardDirectory, PassesChainsThatNoRootRefersTo) {
-    EXPECT_EQ(reason(explicitFile(chain(3000), 0)), kNothing);
+    EXPECT_EQ(reason(explicitFile(chain(3000), 0)), kNoReason);
     EXPECT_EQ(levelsInDcmtk(explicitFile(chain(300), 0)), 0U);
 }
 
 TEST_F(ParseGuardDirectory, EndsAtCyclesAndAtOffsetsPastTheEnd) {
     for (const Records& records : {Records{{1, 0}}, Records{{0, 1}}, Records{{2, 2}, {1, 1}}, Records{{9'999'999, 0}},
                                    Records{{2, 3}, {3, 1}, {1, 2}}}) {
-        EXPECT_EQ(reason(explicitFile(records)), kNothing);
+        EXPECT_EQ(reason(explicitFile(records)), kNoReason);
     }
 }
 
@@ -177,8 +177,8 @@ TEST_F(ParseGuardDirectory, CountsAsManyLevelsAsDcmtkForReferencesAtRandom) {
         const std::size_t levels = levelsInDcmtk(bytes);
         ParseLimits limits;
         limits.directoryLevels = levels + 1; // a record that is met again ends DCMTK's way, but counts
-        EXPECT_EQ(reason(bytes, limits), kNothing) << round;
+        EXPECT_EQ(reason(bytes, limits), kNoReason) << round;
         limits.directoryLevels = levels - 1;
-        EXPECT_NE(reason(bytes, limits), kNothing) << round;
+        EXPECT_NE(reason(bytes, limits), kNoReason) << round;
     }
 }

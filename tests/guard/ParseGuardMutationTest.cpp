@@ -11,6 +11,7 @@
 #include "NestingWays.h"
 #include "ParseGuard.h"
 #include "TemporaryFolder.h"
+#include "TransferSyntaxes.h"
 
 #include "dcmtk/oflog/oflog.h"
 #include "dcmtk/oflog/spi/logevent.h"
@@ -19,10 +20,6 @@ using namespace radvex;
 using namespace radvex::test;
 
 namespace {
-
-constexpr const char* kExplicit = "1.2.840.10008.1.2.1";
-constexpr const char* kImplicit = "1.2.840.10008.1.2";
-constexpr const char* kDeflated = "1.2.840.10008.1.2.1.99";
 
 class Mutations {
   public:

@@ -15,20 +15,17 @@
 #include "NestingWays.h"
 #include "Process.h"
 #include "TemporaryFolder.h"
+#include "TransferSyntaxes.h"
 
 using namespace radvex;
 using namespace radvex::test;
 
 namespace {
 
-const std::string kTooDeep = "sequences nested over 100 levels";
+const std::string kNestedTooDeep = "sequences nested over 100 levels";
 const std::string kOutOfOrder = "over 20000 elements of one item out of order";
 const std::string kTooLarge = "inflated data over 1073741824 bytes";
 const std::string kNothing = "nothing";
-
-constexpr const char* kExplicit = "1.2.840.10008.1.2.1";
-constexpr const char* kImplicit = "1.2.840.10008.1.2";
-constexpr const char* kDeflated = "1.2.840.10008.1.2.1.99";
 
 class ParseGuard : public ::testing::Test {
   protected:
@@ -62,7 +59,7 @@ std::string descending(const Form& form, std::uint32_t count) {
 TEST_P(ParseGuardNesting, PassesAHundredLevelsAndRefusesOneMore) {
     EXPECT_EQ(reason(GetParam().file(1)), kNothing);
     EXPECT_EQ(reason(GetParam().file(100)), kNothing);
-    EXPECT_EQ(reason(GetParam().file(101)), kTooDeep);
+    EXPECT_EQ(reason(GetParam().file(101)), kNestedTooDeep);
 }
 
 TEST_P(ParseGuardNesting, CountsTheLevelsThatDcmtkReads) {
@@ -79,7 +76,7 @@ INSTANTIATE_TEST_SUITE_P(EveryWay, ParseGuardNesting, ::testing::ValuesIn(nestin
 
 TEST_F(ParseGuard, AnswersWithoutRecursion) {
     Nesting nesting;
-    EXPECT_EQ(reason(withMeta(kExplicit, nested(nesting, 200'000))), kTooDeep);
+    EXPECT_EQ(reason(withMeta(kExplicit, nested(nesting, 200'000))), kNestedTooDeep);
     ParseLimits limits;
     limits.levels = 200'000;
     EXPECT_EQ(reason(withMeta(kExplicit, nested(nesting, 200'000)), limits), kNothing);
@@ -247,7 +244,7 @@ TEST_F(ParseGuard, TakesAHyphenForAFile) {
     std::filesystem::current_path(folder.path());
     const auto answer = reasonNotToParse("-");
     std::filesystem::current_path(before);
-    EXPECT_EQ(answer, kTooDeep);
+    EXPECT_EQ(answer, kNestedTooDeep);
 }
 
 TEST_F(ParseGuard, PassesFilesThatAreNoDicom) {

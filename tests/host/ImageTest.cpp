@@ -10,7 +10,7 @@ namespace {
 using Image = radvex::test::HandleTest;
 
 /// Bytes of an element, by type code 0 to 4.
-constexpr std::size_t kSizes[] = {1, 1, 2, 4, 8};
+constexpr std::size_t kSampleSizes[] = {1, 1, 2, 4, 8};
 
 TEST_F(Image, In2DOfEachTypeAndLayoutIsZeroFilledAndWritableToItsEnd) {
     for (vint type = VImage_Bit; type <= VImage_F64; ++type) {
@@ -28,7 +28,7 @@ TEST_F(Image, In2DOfEachTypeAndLayoutIsZeroFilledAndWritableToItsEnd) {
             EXPECT_EQ(images().VImage_getColorSpace(image), VColorSpace_RGB);
             EXPECT_EQ(images().VImage_getFlattenedLength(image), 45);
             EXPECT_EQ(images().VImage_shareCount(image), 0);
-            const std::size_t bytes = 45 * kSizes[type];
+            const std::size_t bytes = 45 * kSampleSizes[type];
             auto* data = static_cast<char*>(images().VImage_getRawData(image));
             EXPECT_EQ(std::string(data, bytes), std::string(bytes, '\0'));
             std::memset(data, 1, bytes); // the sanitizer tells when this is too far
@@ -51,7 +51,7 @@ TEST_F(Image, In3DOfEachTypeAndLayoutCountsItsSlices) {
             EXPECT_EQ(images().VImage_getChannels(image), 2);
             EXPECT_EQ(images().VImage_interleavedQ(image), interleaved);
             EXPECT_EQ(images().VImage_getFlattenedLength(image), 210);
-            std::memset(images().VImage_getRawData(image), 1, 210 * kSizes[type]);
+            std::memset(images().VImage_getRawData(image), 1, 210 * kSampleSizes[type]);
             images().VImage_free(image);
         }
     }

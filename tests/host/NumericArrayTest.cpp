@@ -10,7 +10,7 @@ namespace {
 using NumericArray = radvex::test::HandleTest;
 
 /// Bytes of an element, by type code 1 to 10.
-constexpr std::size_t kSizes[] = {0, 1, 1, 2, 2, 4, 4, 8, 8, 4, 8};
+constexpr std::size_t kEntrySizes[] = {0, 1, 1, 2, 2, 4, 4, 8, 8, 4, 8};
 
 TEST_F(NumericArray, OfEachTypeIsZeroFilledAndWritableToItsEnd) {
     for (vint type = VNumericArray_S8; type <= VNumericArray_F64; ++type) {
@@ -21,8 +21,8 @@ TEST_F(NumericArray, OfEachTypeIsZeroFilledAndWritableToItsEnd) {
         EXPECT_EQ(arrays().VNumericArray_getFlattenedLength(array), 30);
         const vint* dimensions = arrays().VNumericArray_getDimensions(array);
         EXPECT_EQ(std::vector(dimensions, dimensions + 3), (std::vector<vint>{2, 3, 5}));
-        const std::size_t bytes = 30 * kSizes[type];
-        EXPECT_EQ(velmora::numericArrayElementSize(type), kSizes[type]);
+        const std::size_t bytes = 30 * kEntrySizes[type];
+        EXPECT_EQ(velmora::numericArrayElementSize(type), kEntrySizes[type]);
         auto* data = static_cast<char*>(arrays().VNumericArray_getData(array));
         EXPECT_EQ(std::string(data, bytes), std::string(bytes, '\0'));
         std::memset(data, 0x5A, bytes); // the sanitizer tells when this is too far

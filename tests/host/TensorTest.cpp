@@ -6,9 +6,9 @@ using radvex::test::disguised;
 
 namespace {
 
-using Tensor = radvex::test::HandleTest;
+using Tensors = radvex::test::HandleTest;
 
-TEST_F(Tensor, OfEachTypeIsZeroFilledAndHasDataOfThatTypeOnly) {
+TEST_F(Tensors, OfEachTypeIsZeroFilledAndHasDataOfThatTypeOnly) {
     for (const vint type : {VTensor_Integer, VTensor_Real, VTensor_Complex}) {
         SCOPED_TRACE(type);
         const VTensor tensor = makeTensor(type, {2, 3, 5});
@@ -32,7 +32,7 @@ TEST_F(Tensor, OfEachTypeIsZeroFilledAndHasDataOfThatTypeOnly) {
     }
 }
 
-TEST_F(Tensor, ImpossibleRequestsAreErrorsAndPlaceNothing) {
+TEST_F(Tensors, ImpossibleRequestsAreErrorsAndPlaceNothing) {
     VTensor tensor = nullptr;
     const vint dimensions[] = {2, 3};
     const vint negative[] = {2, -3};
@@ -46,7 +46,7 @@ TEST_F(Tensor, ImpossibleRequestsAreErrorsAndPlaceNothing) {
     EXPECT_EQ(tensor, nullptr);
 }
 
-TEST_F(Tensor, MayBeEmpty) {
+TEST_F(Tensors, MayBeEmpty) {
     const VTensor tensor = makeTensor(VTensor_Real, {3, 0, 2});
     EXPECT_EQ(table().VTensor_getFlattenedLength(tensor), 0);
     EXPECT_EQ(table().VTensor_getRank(tensor), 3);
@@ -58,7 +58,7 @@ TEST_F(Tensor, MayBeEmpty) {
     table().VTensor_free(tensor);
 }
 
-TEST_F(Tensor, ACloneHasTheSameElementsAndMemoryOfItsOwn) {
+TEST_F(Tensors, ACloneHasTheSameElementsAndMemoryOfItsOwn) {
     const VTensor tensor = makeTensor(VTensor_Complex, {2, 3});
     vcomplex* elements = table().VTensor_getComplexData(tensor);
     for (int row = 0; row < 2; ++row) {
@@ -76,7 +76,7 @@ TEST_F(Tensor, ACloneHasTheSameElementsAndMemoryOfItsOwn) {
     table().VTensor_free(copy);
 }
 
-TEST_F(Tensor, DeadAndForeignHandlesGetEmptyAnswers) {
+TEST_F(Tensors, DeadAndForeignHandlesGetEmptyAnswers) {
     const VTensor dead = makeTensor();
     table().VTensor_free(dead);
     const VImage image = makeImage();
@@ -96,14 +96,14 @@ TEST_F(Tensor, DeadAndForeignHandlesGetEmptyAnswers) {
     images().VImage_free(image);
 }
 
-TEST_F(Tensor, FreeingTwiceIsAViolation) {
+TEST_F(Tensors, FreeingTwiceIsAViolation) {
     const VTensor tensor = makeTensor();
     table().VTensor_free(tensor);
     table().VTensor_free(tensor);
     expectViolations({"The library freed a tensor that does not exist."});
 }
 
-TEST_F(Tensor, FreeingTheHostsIsAViolationAndLeavesIt) {
+TEST_F(Tensors, FreeingTheHostsIsAViolationAndLeavesIt) {
     {
         const velmora::Tensor hosts({2, 2}, std::vector<vint>{1, 2, 3, 4});
         table().VTensor_free(hosts.handle());
@@ -112,7 +112,7 @@ TEST_F(Tensor, FreeingTheHostsIsAViolationAndLeavesIt) {
     expectViolations({"The library freed a tensor that it does not own."});
 }
 
-TEST_F(Tensor, SharesAreDroppedOneByOneAndNotBelowZero) {
+TEST_F(Tensors, SharesAreDroppedOneByOneAndNotBelowZero) {
     {
         const velmora::Tensor hosts({1}, std::vector<double>{0.5});
         hosts.handle()->shares = 2; // as a host does when it hands a tensor in to be shared

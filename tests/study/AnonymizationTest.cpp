@@ -62,7 +62,7 @@ class AnonymizationTest : public ::testing::Test {
     std::unique_ptr<DcmFileFormat> file{};
 };
 
-void put(DcmItem& item, const DcmTag& key, const char* value) { item.putAndInsertString(key, value); }
+void putText(DcmItem& item, const DcmTag& key, const char* value) { item.putAndInsertString(key, value); }
 
 /// A private attribute whose type nobody knows.
 void putUnknown(DcmItem& item, const std::string& bytes) {
@@ -96,17 +96,17 @@ TEST(Pseudonyms, AreTheKeyedHashOfTheValue) {
 TEST_F(AnonymizationTest, OneOriginalIsOneNewValueInSequencesAndMetaInformationToo) {
     write(
         [](DcmDataset& dataset) {
-            put(dataset, DCM_StudyInstanceUID, kStudy);
-            put(dataset, DCM_PatientID, "MRN-0001");
-            put(itemOf(dataset, DCM_ReferencedStudySequence), DCM_ReferencedSOPInstanceUID, kStudy);
-            put(itemOf(itemOf(dataset, DCM_RequestAttributesSequence), DCM_OtherPatientIDsSequence), DCM_PatientID,
-                "MRN-0001");
-            put(dataset, DCM_StudyID, "MRN-0001");
+            putText(dataset, DCM_StudyInstanceUID, kStudy);
+            putText(dataset, DCM_PatientID, "MRN-0001");
+            putText(itemOf(dataset, DCM_ReferencedStudySequence), DCM_ReferencedSOPInstanceUID, kStudy);
+            putText(itemOf(itemOf(dataset, DCM_RequestAttributesSequence), DCM_OtherPatientIDsSequence), DCM_PatientID,
+                    "MRN-0001");
+            putText(dataset, DCM_StudyID, "MRN-0001");
         },
         [](DcmDataset& dataset) {
-            put(dataset, DCM_StudyInstanceUID, "1.9"); // as the library does
-            put(dataset, DCM_PatientID, "77");
-            put(dataset, DCM_StudyID, "78");
+            putText(dataset, DCM_StudyInstanceUID, "1.9"); // as the library does
+            putText(dataset, DCM_PatientID, "77");
+            putText(dataset, DCM_StudyID, "78");
         });
     DcmDataset& result = map();
     EXPECT_EQ(text(result, DCM_StudyInstanceUID), kNewStudy);
@@ -132,12 +132,12 @@ TEST_F(AnonymizationTest, TheLengthOfTheMetaInformationIsThatOfItsNewValues) {
 TEST_F(AnonymizationTest, KindsAndWellKnownUidsKeepTheirValueEvenWhenTheLibraryReplacedIt) {
     write(
         [](DcmDataset& dataset) {
-            put(dataset, DCM_CodingSchemeUID, "2.16.840.1.113883.6.96");
-            put(dataset, DCM_FrameOfReferenceUID,
-                "1.2.840.10008.1.4.1.1"); // the Talairach atlas, for everyone the same
-            put(itemOf(dataset, DCM_ReferencedStudySequence), DCM_ReferencedSOPClassUID, UID_CTImageStorage);
+            putText(dataset, DCM_CodingSchemeUID, "2.16.840.1.113883.6.96");
+            putText(dataset, DCM_FrameOfReferenceUID,
+                    "1.2.840.10008.1.4.1.1"); // the Talairach atlas, for everyone the same
+            putText(itemOf(dataset, DCM_ReferencedStudySequence), DCM_ReferencedSOPClassUID, UID_CTImageStorage);
         },
-        [](DcmDataset& dataset) { put(dataset, DCM_CodingSchemeUID, "1.9"); });
+        [](DcmDataset& dataset) { putText(dataset, DCM_CodingSchemeUID, "1.9"); });
     DcmDataset& result = map();
     EXPECT_EQ(text(result, DCM_SOPClassUID), UID_CTImageStorage);
     EXPECT_EQ(text(result, DCM_CodingSchemeUID), "2.16.840.1.113883.6.96");
@@ -146,15 +146,15 @@ TEST_F(AnonymizationTest, KindsAndWellKnownUidsKeepTheirValueEvenWhenTheLibraryR
 }
 
 TEST_F(AnonymizationTest, SeveralUidsOfOneAttributeAreMappedOneByOne) {
-    write([](DcmDataset& dataset) { put(dataset, DCM_FailedSOPInstanceUIDList, "1.2.3\\1.2.840.113619.2.5"); });
+    write([](DcmDataset& dataset) { putText(dataset, DCM_FailedSOPInstanceUIDList, "1.2.3\\1.2.840.113619.2.5"); });
     EXPECT_EQ(text(map(), DCM_FailedSOPInstanceUIDList), Pseudonyms(kKey).uid("1.2.3") + "\\" + kNewStudy);
 }
 
 TEST_F(AnonymizationTest, WhatWasEmptyOrAbsentStaysEmpty) {
-    write([](DcmDataset& dataset) { put(dataset, DCM_StudyInstanceUID, ""); },
+    write([](DcmDataset& dataset) { putText(dataset, DCM_StudyInstanceUID, ""); },
           [](DcmDataset& dataset) {
-              put(dataset, DCM_PatientID, "77");
-              put(dataset, DCM_StudyInstanceUID, "1.9");
+              putText(dataset, DCM_PatientID, "77");
+              putText(dataset, DCM_StudyInstanceUID, "1.9");
           });
     DcmDataset& result = map();
     EXPECT_EQ(text(result, DCM_PatientID), "");
@@ -163,8 +163,8 @@ TEST_F(AnonymizationTest, WhatWasEmptyOrAbsentStaysEmpty) {
 
 TEST_F(AnonymizationTest, ValuesThatTheUserGaveStand) {
     write([](DcmDataset& dataset) {
-        put(dataset, DCM_PatientID, "MRN-0001");
-        put(dataset, DCM_SOPInstanceUID, "1.2.3");
+        putText(dataset, DCM_PatientID, "MRN-0001");
+        putText(dataset, DCM_SOPInstanceUID, "1.2.3");
     });
     DcmDataset& result = map({kKey, false, {{0x0010, 0x0020, "SUBJECT-1"}, {0x0008, 0x0018, "2.25.7"}}});
     EXPECT_EQ(text(result, DCM_PatientID), "SUBJECT-1");
@@ -173,8 +173,8 @@ TEST_F(AnonymizationTest, ValuesThatTheUserGaveStand) {
 }
 
 TEST_F(AnonymizationTest, IndependentValuesAreLeftAsTheLibraryMadeThem) {
-    write([](DcmDataset& dataset) { put(dataset, DCM_StudyInstanceUID, kStudy); },
-          [](DcmDataset& dataset) { put(dataset, DCM_StudyInstanceUID, "1.9"); });
+    write([](DcmDataset& dataset) { putText(dataset, DCM_StudyInstanceUID, kStudy); },
+          [](DcmDataset& dataset) { putText(dataset, DCM_StudyInstanceUID, "1.9"); });
     const std::string bytes = readFile(written);
     map({"", true, {}});
     EXPECT_EQ(readFile(mapped), bytes);
@@ -183,12 +183,12 @@ TEST_F(AnonymizationTest, IndependentValuesAreLeftAsTheLibraryMadeThem) {
 TEST_F(AnonymizationTest, TellsEveryChangeWithItsPlace) {
     write(
         [](DcmDataset& dataset) {
-            put(dataset, DCM_PatientName, "Doe^Jane");
-            put(dataset, DCM_Modality, "CT");
-            put(itemOf(dataset, DCM_ReferencedStudySequence), DCM_ReferencedSOPInstanceUID, kStudy);
+            putText(dataset, DCM_PatientName, "Doe^Jane");
+            putText(dataset, DCM_Modality, "CT");
+            putText(itemOf(dataset, DCM_ReferencedStudySequence), DCM_ReferencedSOPInstanceUID, kStudy);
         },
         [](DcmDataset& dataset) {
-            put(dataset, DCM_PatientName, "");
+            putText(dataset, DCM_PatientName, "");
             dataset.putAndInsertUint16(DCM_Rows, 7);
         });
     map();
@@ -204,11 +204,11 @@ TEST_F(AnonymizationTest, TellsEveryChangeWithItsPlace) {
 
 TEST_F(AnonymizationTest, IdentifiersAreTakenOutOfTextsOfAllFilesAsWholeWords) {
     write([](DcmDataset& dataset) {
-        put(dataset, DCM_StudyInstanceUID, kStudy);
-        put(dataset, DCM_PatientID, "HOSPITAL-00042");
-        put(dataset, DCM_ImageComments,
-            "Study 1.2.840.113619.2.5. Not 1.2.840.113619.2.5.1 of HOSPITAL-00042, not XHOSPITAL-00042");
-        put(dataset, DcmTag(0x0029, 0x0010, EVR_LO), "MAKER");
+        putText(dataset, DCM_StudyInstanceUID, kStudy);
+        putText(dataset, DCM_PatientID, "HOSPITAL-00042");
+        putText(dataset, DCM_ImageComments,
+                "Study 1.2.840.113619.2.5. Not 1.2.840.113619.2.5.1 of HOSPITAL-00042, not XHOSPITAL-00042");
+        putText(dataset, DcmTag(0x0029, 0x0010, EVR_LO), "MAKER");
         putUnknown(dataset, "HOSPITAL-00042");
     });
     map();
@@ -226,8 +226,8 @@ TEST_F(AnonymizationTest, IdentifiersAreTakenOutOfTextsOfAllFilesAsWholeWords) {
 
 TEST_F(AnonymizationTest, IdentifiersInBytesAreOverwrittenInPlace) {
     write([](DcmDataset& dataset) {
-        put(dataset, DCM_PatientID, "HOSPITAL-00042");
-        put(dataset, DcmTag(0x0029, 0x0010, EVR_LO), "MAKER");
+        putText(dataset, DCM_PatientID, "HOSPITAL-00042");
+        putText(dataset, DcmTag(0x0029, 0x0010, EVR_LO), "MAKER");
         dataset.putAndInsertUint8Array(DcmTag(0x0029, 0x1001, EVR_OB),
                                        reinterpret_cast<const Uint8*>("\1\2HOSPITAL-00042"), 16);
     });
@@ -243,9 +243,9 @@ TEST_F(AnonymizationTest, IdentifiersInBytesAreOverwrittenInPlace) {
 
 TEST_F(AnonymizationTest, CodesStayWhatTheyAreAlthoughAnIdentifierLooksLikeOne) {
     write([](DcmDataset& dataset) {
-        put(dataset, DCM_PatientID, "YBR_FULL_422");
-        put(dataset, DCM_StudyID, "1.2.840.10008.5.1.4.1.1.2");
-        put(dataset, DCM_PhotometricInterpretation, "YBR_FULL_422");
+        putText(dataset, DCM_PatientID, "YBR_FULL_422");
+        putText(dataset, DCM_StudyID, "1.2.840.10008.5.1.4.1.1.2");
+        putText(dataset, DCM_PhotometricInterpretation, "YBR_FULL_422");
     });
     map();
     EXPECT_FALSE(run->clean(mapped, nullptr));
@@ -257,7 +257,7 @@ TEST_F(AnonymizationTest, CodesStayWhatTheyAreAlthoughAnIdentifierLooksLikeOne) 
 
 TEST_F(AnonymizationTest, AnIdentifierInPixelsIsLeftAndTold) {
     write([](DcmDataset& dataset) {
-        put(dataset, DCM_PatientID, "HOSPITAL-00042");
+        putText(dataset, DCM_PatientID, "HOSPITAL-00042");
         dataset.putAndInsertUint8Array(DcmTag(DCM_PixelData, EVR_OB), reinterpret_cast<const Uint8*>("HOSPITAL-00042"),
                                        14);
     });
@@ -280,8 +280,8 @@ TEST_F(AnonymizationTest, AValueThatTheUserGaveStandsWhereTheFileDoesNotTellTheT
 
 TEST_F(AnonymizationTest, DeflatedTextsAreCleanedToo) {
     const Fill fill = [](DcmDataset& dataset) {
-        put(dataset, DCM_PatientID, "HOSPITAL-00042");
-        put(dataset, DCM_ImageComments, "of HOSPITAL-00042");
+        putText(dataset, DCM_PatientID, "HOSPITAL-00042");
+        putText(dataset, DCM_ImageComments, "of HOSPITAL-00042");
     };
     writeDicom(original, fill, EXS_DeflatedLittleEndianExplicit);
     writeDicom(written, fill, EXS_DeflatedLittleEndianExplicit);
@@ -295,16 +295,16 @@ TEST_F(AnonymizationTest, DeflatedTextsAreCleanedToo) {
 
 TEST_F(AnonymizationTest, ExaminesSequencesPrivateBlocksOverlaysAndMetaInformation) {
     write([](DcmDataset& dataset) {
-        put(itemOf(dataset, DCM_ReferencedStudySequence), DCM_PatientName, "Doe^Jane");
-        put(dataset, DCM_OperatorsName, "");
-        put(dataset, DcmTag(0x0029, 0x0010, EVR_LO), "MAKER");
+        putText(itemOf(dataset, DCM_ReferencedStudySequence), DCM_PatientName, "Doe^Jane");
+        putText(dataset, DCM_OperatorsName, "");
+        putText(dataset, DcmTag(0x0029, 0x0010, EVR_LO), "MAKER");
         DcmItem& inner = itemOf(dataset, DcmTag(0x0029, 0x1002, EVR_SQ));
-        put(inner, DCM_InstitutionName, "General");
+        putText(inner, DCM_InstitutionName, "General");
         dataset.putAndInsertUint8Array(DcmTag(0x6002, 0x3000, EVR_OB), reinterpret_cast<const Uint8*>("\1\1"), 2);
-        put(dataset, DcmTag(0x0011, 0x0110, EVR_PN), "Roe^Richard"); // no creator at hand
-        put(dataset, DCM_BurnedInAnnotation, "YES");
-        put(dataset, DCM_StudyID, "7");
-        put(dataset, DCM_StudyDate, "20200101");
+        putText(dataset, DcmTag(0x0011, 0x0110, EVR_PN), "Roe^Richard"); // no creator at hand
+        putText(dataset, DCM_BurnedInAnnotation, "YES");
+        putText(dataset, DCM_StudyID, "7");
+        putText(dataset, DCM_StudyDate, "20200101");
     });
     map({kKey, false, {{0x0008, 0x0020, "20200101"}}});
     std::set<std::string> names;
@@ -319,10 +319,10 @@ TEST_F(AnonymizationTest, ExaminesSequencesPrivateBlocksOverlaysAndMetaInformati
 TEST_F(AnonymizationTest, IdentifiersThatStayedAreToldWhateverTheirLength) {
     write(
         [](DcmDataset& dataset) {
-            put(dataset, DCM_PatientID, "7");
-            put(itemOf(dataset, DCM_ReferencedStudySequence), DCM_ReferencedSOPInstanceUID, "1.2.3");
+            putText(dataset, DCM_PatientID, "7");
+            putText(itemOf(dataset, DCM_ReferencedStudySequence), DCM_ReferencedSOPInstanceUID, "1.2.3");
         },
-        [](DcmDataset& dataset) { put(dataset, DCM_StudyID, "8"); });
+        [](DcmDataset& dataset) { putText(dataset, DCM_StudyID, "8"); });
     map({"", true, {}});
     const std::set<Leak> leaks = run->examine(mapped);
     EXPECT_THAT(leaks, Contains(Field(&Leak::attribute, "PatientID")));
@@ -333,8 +333,8 @@ TEST_F(AnonymizationTest, IdentifiersThatStayedAreToldWhateverTheirLength) {
 
 TEST_F(AnonymizationTest, NamesOfFilesShowAnIdentityInAnyCase) {
     write([](DcmDataset& dataset) {
-        put(dataset, DCM_PatientName, "Doe^Jane");
-        put(dataset, DCM_PatientID, "MRN-0001");
+        putText(dataset, DCM_PatientName, "Doe^Jane");
+        putText(dataset, DCM_PatientID, "MRN-0001");
     });
     map();
     EXPECT_TRUE(run->showsIdentity("DOE_JANE/IM1"));
@@ -353,8 +353,8 @@ TEST_F(AnonymizationTest, TellsDirectoriesFilesAndOthersApart) {
 
 TEST_F(AnonymizationTest, EveryCutOfAFileIsMappedOrRefused) {
     write([](DcmDataset& dataset) {
-        put(dataset, DCM_PatientID, "HOSPITAL-00042");
-        put(itemOf(dataset, DCM_ReferencedStudySequence), DCM_ReferencedSOPInstanceUID, "1.2.3");
+        putText(dataset, DCM_PatientID, "HOSPITAL-00042");
+        putText(itemOf(dataset, DCM_ReferencedStudySequence), DCM_ReferencedSOPInstanceUID, "1.2.3");
         putUnknown(dataset, "12345678");
     });
     const std::string bytes = readFile(original);
@@ -373,7 +373,7 @@ TEST_F(AnonymizationTest, EveryCutOfAFileIsMappedOrRefused) {
 }
 
 TEST_F(AnonymizationTest, AFullDiskIsAnError) {
-    write([](DcmDataset& dataset) { put(dataset, DCM_PatientID, "HOSPITAL-00042"); });
+    write([](DcmDataset& dataset) { putText(dataset, DCM_PatientID, "HOSPITAL-00042"); });
     run = startAnonymization({});
     try {
         run->map(original, written, "/dev/full", nullptr);
