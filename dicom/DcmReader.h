@@ -63,10 +63,6 @@ class DcmReader {
     DcmDataset* dataset = nullptr;      ///< the dataset of fileFormat
 };
 
-/// Refuses a file that would exhaust DCMTK's parser; to be asked before every load.
-/// @throws GantryError  OpenFileError (path, reason)
-void requireSafeToParse(const std::string& path);
-
 /// All values of an attribute at the top level of an item, joined by "\"; empty when it is absent or unreadable.
 std::string getItemStringArr(DcmItem* item, const DcmTagKey& key);
 
