@@ -19,13 +19,20 @@ DcmReader::DcmReader(const std::string& path) : filePath(path) {
     if (const auto failure = loadGuarded(fileFormat, filePath, kMaxReadLength)) {
         GTU::ErrorManager::throwException("OpenFileError", filePath, failure->reason);
     }
+    dataset = fileFormat.getDataset();
+}
+
+void DcmReader::normalise() const {
+    if (isNormalised) {
+        return;
+    }
+    isNormalised = true;
     // Without a usable decoder the file still opens; that shows only when pixels are read.
-    if (!misleadsTheDecoder(*fileFormat.getDataset())) {
-        (void)fileFormat.getDataset()->chooseRepresentation(EXS_LittleEndianImplicit, nullptr);
+    if (!misleadsTheDecoder(*dataset)) {
+        (void)dataset->chooseRepresentation(EXS_LittleEndianImplicit, nullptr);
     }
     // A character set that cannot be converted leaves its bytes as they are.
     (void)fileFormat.convertToUTF8();
-    dataset = fileFormat.getDataset();
 }
 
 std::string getItemStringArr(DcmItem* item, const DcmTagKey& key) {

@@ -32,8 +32,7 @@ class FileStreamFactory : public DcmInputStreamFactory {
 
 } // namespace
 
-// NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): the window is written before it is read
-FileProducer::FileProducer(OpenFile& file, std::uint64_t offset) : mFile(file), mPosition(offset) {}
+FileProducer::FileProducer(OpenFile& file, std::uint64_t offset) : mFile(file), mSize(file.size()), mPosition(offset) {}
 
 OFBool FileProducer::good() const { return mFile.isOpen() && !mFile.hasFailed() && !mHasPutBackTooMuch; }
 
@@ -47,33 +46,43 @@ OFCondition FileProducer::status() const {
     return mFile.hasFailed() ? fileError(mFile.failure()) : EC_PutbackFailed;
 }
 
-OFBool FileProducer::eos() { return !good() || mPosition >= mFile.size(); }
+OFBool FileProducer::eos() { return mPosition >= mSize || !good(); }
 
-offile_off_t FileProducer::avail() { return eos() ? 0 : static_cast<offile_off_t>(mFile.size() - mPosition); }
+offile_off_t FileProducer::avail() { return eos() ? 0 : static_cast<offile_off_t>(mSize - mPosition); }
 
 offile_off_t FileProducer::read(void* into, offile_off_t count) {
-    auto* target = static_cast<std::uint8_t*>(into);
-    std::uint64_t wanted =
-        count > 0 ? std::min(static_cast<std::uint64_t>(count), static_cast<std::uint64_t>(avail())) : 0;
-    offile_off_t done = 0;
+    const std::uint64_t inWindow = mPosition - mWindowStart; // enormous before the window
+    const auto wanted = static_cast<std::uint64_t>(count);
+    if (count > 0 && inWindow < mWindowLength && wanted <= mWindowLength - inWindow && good()) {
+        std::memcpy(into, &mFile.buffers().window[static_cast<std::size_t>(inWindow)],
+                    static_cast<std::size_t>(wanted));
+        mPosition += wanted;
+        return count;
+    }
+    return count > 0 ? readOn(static_cast<std::uint8_t*>(into), wanted) : 0;
+}
+
+offile_off_t FileProducer::readOn(std::uint8_t* into, std::uint64_t count) {
+    std::uint64_t wanted = std::min(count, static_cast<std::uint64_t>(avail()));
+    std::uint64_t done = 0;
     while (wanted > 0 && good()) {
-        const std::uint64_t inWindow = mPosition - mWindowStart; // enormous before the window
+        const std::uint64_t inWindow = mPosition - mWindowStart;
         std::size_t got = 0;
         if (inWindow < mWindowLength) {
-            got = static_cast<std::size_t>(std::min<std::uint64_t>(wanted, mWindowLength - inWindow));
-            std::memcpy(target + done, &mWindow[static_cast<std::size_t>(inWindow)], got);
-        } else if (wanted >= kWindow) {
-            got = mFile.read(target + done, static_cast<std::size_t>(wanted), mPosition);
+            got = static_cast<std::size_t>(std::min(wanted, mWindowLength - inWindow));
+            std::memcpy(into + done, &mFile.buffers().window[static_cast<std::size_t>(inWindow)], got);
+        } else if (wanted >= mFile.buffers().window.size()) {
+            got = mFile.read(into + done, static_cast<std::size_t>(wanted), mPosition);
         } else {
             mWindowStart = mPosition;
-            mWindowLength = mFile.read(mWindow.data(), kWindow, mPosition);
+            mWindowLength = mFile.read(mFile.buffers().window.data(), mFile.buffers().window.size(), mPosition);
             continue;
         }
         mPosition += got;
         wanted -= got;
-        done += static_cast<offile_off_t>(got);
+        done += got;
     }
-    return done;
+    return static_cast<offile_off_t>(done);
 }
 
 offile_off_t FileProducer::skip(offile_off_t count) {

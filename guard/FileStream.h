@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -13,9 +12,9 @@
 namespace radvex {
 
 /// What DCMTK reads a file's bytes from. Unlike DCMTK's own it turns bad when a read fails, in place of standing still.
-class FileProducer : public DcmProducer {
+class FileProducer final : public DcmProducer {
   public:
-    /// The file has to outlive this.
+    /// The file has to outlive this; its window is used.
     FileProducer(OpenFile& file, std::uint64_t offset);
 
     OFBool good() const override;
@@ -27,14 +26,14 @@ class FileProducer : public DcmProducer {
     void putback(offile_off_t count) override;
 
   private:
-    static constexpr std::size_t kWindow = std::size_t{8} * 1024;
+    offile_off_t readOn(std::uint8_t* into, std::uint64_t count);
 
     OpenFile& mFile;
+    const std::uint64_t mSize;
     std::uint64_t mPosition;
     std::uint64_t mWindowStart = 0;
     std::size_t mWindowLength = 0;
     bool mHasPutBackTooMuch = false;
-    std::array<std::uint8_t, kWindow> mWindow;
 };
 
 /// An open file as a stream for DCMTK.

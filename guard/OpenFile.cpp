@@ -18,14 +18,23 @@ constexpr int kCutShort = -1;
 
 } // namespace
 
-// NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): the head is written before it is read
-OpenFile::OpenFile(const std::string& path) : mPath(path == "-" ? "./-" : path) {
+OpenFile::OpenFile(const std::string& path)
+    : mOwnBuffers(std::make_unique<FileBuffers>()), mBuffers(*mOwnBuffers), mPath(path == "-" ? "./-" : path) {
+    open();
+}
+
+OpenFile::OpenFile(const std::string& path, FileBuffers& buffers)
+    : mBuffers(buffers), mPath(path == "-" ? "./-" : path) {
+    open();
+}
+
+void OpenFile::open() {
     struct stat status {};
     // A named pipe must not even be opened: its writer would take that for the reader it waits for.
     if (stat(mPath.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
         return;
     }
-    mDescriptor = open(mPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    mDescriptor = ::open(mPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     mSize = isOpen() ? static_cast<std::uint64_t>(status.st_size) : 0;
 }
 
@@ -36,15 +45,17 @@ OpenFile::~OpenFile() {
 }
 
 std::size_t OpenFile::read(void* into, std::size_t count, std::uint64_t offset) {
+    auto& head = mBuffers.head;
     auto* target = static_cast<std::uint8_t*>(into);
     const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(count, mSize - std::min(offset, mSize)));
-    if (mHeadLength == 0 && offset < kHead && wanted > 0) {
-        mHeadLength = readDirectly(mHead.data(), static_cast<std::size_t>(std::min<std::uint64_t>(kHead, mSize)), 0);
+    if (mHeadLength == 0 && offset < head.size() && wanted > 0) {
+        mHeadLength =
+            readDirectly(head.data(), static_cast<std::size_t>(std::min<std::uint64_t>(head.size(), mSize)), 0);
     }
     std::size_t done = 0;
     if (offset < mHeadLength) {
         done = std::min<std::size_t>(wanted, mHeadLength - static_cast<std::size_t>(offset));
-        std::memcpy(target, &mHead[static_cast<std::size_t>(offset)], done);
+        std::memcpy(target, &head[static_cast<std::size_t>(offset)], done);
     }
     return done + (done < wanted ? readDirectly(target + done, wanted - done, offset + done) : 0);
 }
