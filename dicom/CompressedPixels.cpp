@@ -6,11 +6,10 @@
 #include <span>
 #include <vector>
 
+#include "Fragments.h"
 #include "PromisedPixels.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcpixel.h"
-#include "dcmtk/dcmdata/dcpixseq.h"
-#include "dcmtk/dcmdata/dcpxitem.h"
 #include "dcmtk/dcmdata/dcstack.h"
 #include "dcmtk/dcmdata/dcxfer.h"
 
@@ -117,13 +116,12 @@ JpegSegments segmentsOf(DcmPixelData& pixels, E_TransferSyntax syntax) {
     if (pixels.getEncapsulatedRepresentation(syntax, nullptr, fragments).bad() || fragments == nullptr) {
         return segments;
     }
-    for (unsigned long index = 1; index < fragments->card(); ++index) { // the first is the offset table
-        DcmPixelItem* fragment = nullptr;
+    forEachFragment(*fragments, [&](DcmPixelItem& fragment) {
         Uint8* bytes = nullptr;
-        if (fragments->getItem(fragment, index).good() && fragment->getUint8Array(bytes).good() && bytes != nullptr) {
-            segments.add(bytes, fragment->getLength());
+        if (fragment.getUint8Array(bytes).good() && bytes != nullptr) {
+            segments.add(bytes, fragment.getLength());
         }
-    }
+    });
     segments.finish();
     return segments;
 }

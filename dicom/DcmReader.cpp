@@ -3,6 +3,7 @@
 #include "CompressedPixels.h"
 #include "ErrorManager.h"
 #include "GuardedLoad.h"
+#include "JpegLsFrames.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
 
 namespace radvex {
@@ -27,6 +28,7 @@ void DcmReader::normalise() const {
         return;
     }
     isNormalised = true;
+    endJpegLsFrames(*dataset);
     // Without a usable decoder the file still opens; that shows only when pixels are read.
     if (!misleadsTheDecoder(*dataset)) {
         (void)dataset->chooseRepresentation(EXS_LittleEndianImplicit, nullptr);

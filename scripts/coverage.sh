@@ -19,7 +19,7 @@ for program in "$build/lib/libTT32i4.so" "$build/bin/radvex" "$build"/tests/*/*T
     [ -f "$program" ] && objects+=(-object "$program")
 done
 rooms=()
-for room in tether bridge dicom host study cli; do
+for room in tether bridge guard dicom host study cli; do
     [ -d "$source/$room" ] && rooms+=("$source/$room")
 done
 llvm-cov report "${objects[@]}" -instr-profile="$profiles/all.profdata" \
