@@ -131,7 +131,7 @@ TEST_F(ArrayDimensions, CheckedCoordinatesRefuseOneOutsideItsDimensionAndTellIt)
     const std::vector<std::pair<Dims, std::string>> cases = {
         {{2, 0, 0}, "2"}, {{0, 3, 0}, "3"}, {{0, 0, 5}, "5"}, {{0, -7, 9}, "-7"}};
     for (const auto& [coordinates, told] : cases) {
-        EXPECT_EQ(thrownBy([&] { (void)dims.getIndexChecked(coordinates); }).name, "VArrayElementIndexError");
+        EXPECT_EQ(thrownBy([&, &at = coordinates] { (void)dims.getIndexChecked(at); }).name, "VArrayElementIndexError");
         EXPECT_EQ(deliveredParameters(), std::vector<std::string>{told});
     }
 }

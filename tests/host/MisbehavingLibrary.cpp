@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr int kRefusal = -5;
+[[maybe_unused]] constexpr int kRefusal = -5;
 std::string resultText;
 std::string detailsSymbol;
 
