@@ -38,7 +38,7 @@ namespace {
 
 Addition refusal(const std::string& reason) { return {Addition::Refused, reason}; }
 
-[[noreturn]] void failToWrite(const std::string& reason) {
+[[noreturn]] void failToWriteDirectory(const std::string& reason) {
     throw std::runtime_error("The DICOMDIR cannot be written: " + reason + ".");
 }
 
@@ -172,17 +172,17 @@ void DirectoryBuilder::write() {
     inventMissingAttributes(&mDirectory->getRootRecord());
     const std::string path = mDirectory->getDirFileName().getCharPointer();
     if (const OFCondition written = mDirectory->write(); written.bad()) {
-        failToWrite(written.text());
+        failToWriteDirectory(written.text());
     }
     // DCMTK does not look whether the bytes reached the disk.
     DcmFileFormat file;
     if (const auto failure = loadGuarded(file, path)) {
-        failToWrite(failure->reason);
+        failToWriteDirectory(failure->reason);
     }
     DcmSequenceOfItems* records = nullptr;
     if (file.getDataset()->findAndGetSequence(DCM_DirectoryRecordSequence, records).bad() ||
         records->card() != mRecordCount) {
-        failToWrite("it came out short");
+        failToWriteDirectory("it came out short");
     }
 }
 
