@@ -70,7 +70,7 @@ def measure(generator, programs):
         out = os.path.join(data, "written.dcm")
         bare = count(os.path.join(programs, "countedBareJobs"), data, out)
         hosted = count(os.path.join(programs, "countedHostedJobs"), data, out)
-    missing = [job for job in JOBS if job not in hosted or (job not in bare and job != "Bridge")]
+    missing = [job for job in JOBS if not hosted.get(job) or (not bare.get(job) and job != "Bridge")]
     if missing:
         sys.exit("valgrind gave no count of %s." % ", ".join(missing))
     return bare, hosted
