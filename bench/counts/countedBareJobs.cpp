@@ -21,11 +21,12 @@ void writing() { bare::writeFrames(out, 4, 64, false); }
 
 } // namespace
 
+// callgrind confuses names that begin alike.
 extern "C" {
-[[gnu::noinline]] void countedMetadata() { metadata(), finish(); }
-[[gnu::noinline]] void countedVolume() { volume(), finish(); }
-[[gnu::noinline]] void countedMediumMetadata() { mediumMetadata(), finish(); }
-[[gnu::noinline]] void countedWriting() { writing(), finish(); }
+[[gnu::noinline]] void metadataCounted() { metadata(), finish(); }
+[[gnu::noinline]] void volumeCounted() { volume(), finish(); }
+[[gnu::noinline]] void filesCounted() { mediumMetadata(), finish(); }
+[[gnu::noinline]] void writingCounted() { writing(), finish(); }
 }
 
 int main(int argc, char** argv) {
@@ -39,8 +40,8 @@ int main(int argc, char** argv) {
     for (void (*job)() : {metadata, volume, mediumMetadata, writing}) {
         job();
     }
-    countedMetadata();
-    countedVolume();
-    countedMediumMetadata();
-    countedWriting();
+    metadataCounted();
+    volumeCounted();
+    filesCounted();
+    writingCounted();
 }
