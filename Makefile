@@ -13,9 +13,10 @@ test-release: build
 test-asan: build-asan
 	ctest --preset asan -j 2
 
+# What a call costs, then the library beside other programs. BENCH="--small --rounds 1" tries it; docs/performance.md.
 bench: build
 	@build/release/bench/bridgeBenchmarks
-	@/usr/bin/python3 bench/compare.py build/release
+	@/usr/bin/python3 bench/compare.py build/release $(BENCH)
 
 # Runs every fuzz target for SECONDS, on a DCMTK built for it (once, about 10 minutes). Findings: build/fuzz/findings.
 SECONDS ?= 60

@@ -1,7 +1,8 @@
-// Writes the data that the benchmarks read. Usage: generateBenchmarkData FOLDER
+// Writes the data that the benchmarks read. Usage: generateBenchmarkData FOLDER [small|counted]
 
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
 
@@ -36,15 +37,15 @@ void fillItem(DcmItem& item, int number) {
     item.putAndInsertFloat64(DCM_RealWorldValueSlope, 0.5);
 }
 
-/// 200,000 elements: 1,000 items that hold 20 items of ten elements each.
-void writeManyElements(const std::string& path) {
+/// Items of 20 items of ten elements each.
+void writeElements(const std::string& path, int elements) {
     DcmFileFormat file;
     DcmDataset& dataset = *file.getDataset();
     check(dataset.putAndInsertString(DCM_SOPClassUID, UID_CTImageStorage));
     check(dataset.putAndInsertString(DCM_SOPInstanceUID, "1.2.3"));
     auto outer = std::make_unique<DcmSequenceOfItems>(DCM_ReferencedSeriesSequence);
     int number = 0;
-    for (int series = 0; series < 1000; ++series) {
+    for (int series = 0; series < elements / 200; ++series) {
         auto inner = std::make_unique<DcmSequenceOfItems>(DCM_ReferencedImageSequence);
         for (int image = 0; image < 20; ++image) {
             auto item = std::make_unique<DcmItem>();
@@ -59,20 +60,46 @@ void writeManyElements(const std::string& path) {
     check(file.saveFile(path.c_str(), EXS_LittleEndianExplicit));
 }
 
+std::string list(const std::vector<int>& numbers) {
+    std::string text;
+    for (const int number : numbers) {
+        text += (text.empty() ? "[" : ", ") + std::to_string(number);
+    }
+    return text.empty() ? "[]" : text + "]";
+}
+
+/// For the scripts, which compute from it what was written.
+void writeAmounts(const std::filesystem::path& path, const Amounts& amounts) {
+    std::ofstream(path) << "{\"slices\": " << amounts.slices << ", \"side\": " << amounts.side
+                        << ", \"frames\": " << amounts.frames << ", \"rgbFrames\": " << amounts.rgbFrames
+                        << ", \"rgbRows\": " << amounts.rgbRows << ", \"rgbColumns\": " << amounts.rgbColumns
+                        << ", \"smallFiles\": " << amounts.smallFiles << ", \"smallSeries\": " << amounts.smallSeries
+                        << ", \"growthSide\": " << amounts.growthSide
+                        << ", \"growthSlices\": " << list(amounts.growthSlices)
+                        << ", \"elements\": " << list(amounts.elements) << "}\n";
+}
+
+Amounts amountsNamed(const std::string& name) {
+    return name == "small" ? Amounts::small() : name == "counted" ? Amounts::counted() : Amounts{};
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 2) {
-        std::fprintf(stderr, "Usage: generateBenchmarkData FOLDER\n");
+    if (argc < 2) {
+        std::fprintf(stderr, "Usage: generateBenchmarkData FOLDER [small|counted]\n");
         return 2;
     }
     OFLog::configure(OFLogger::OFF_LOG_LEVEL);
     const std::filesystem::path folder = argv[1];
+    const Amounts amounts = amountsNamed(argc > 2 ? argv[2] : "");
     std::filesystem::create_directories(folder);
-    if (const auto path = folder / "elements.dcm"; !std::filesystem::exists(path)) {
-        writeManyElements(path.string());
+    for (const int elements : amounts.elements) {
+        writeElements((folder / ("elements-" + std::to_string(elements) + ".dcm")).string(), elements);
     }
-    writeMultiFrames(folder);
-    writeSeriesMedia(folder);
-    writeSmallFiles(folder);
+    writeMultiFrames(folder, amounts);
+    writeSeriesMedia(folder, amounts);
+    writeGrowingMedia(folder, amounts);
+    writeSmallFiles(folder, amounts);
+    writeAmounts(folder / "amounts.json", amounts);
 }

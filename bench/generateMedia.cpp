@@ -10,10 +10,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kSlices = 300;
-constexpr int kSmallFiles = 2000;
-constexpr int kFilesPerSeries = 50;
-
 const std::string kRoot = "1.2.826.0.1.3680043.8.498.";
 
 /// What a directory record needs and a scanner writes.
@@ -44,12 +40,9 @@ void putIdentity(DcmDataset& dataset, int series, int instance) {
     put(DCM_RescaleType, "HU");
 }
 
-/// Makes a medium once: `writeFiles` writes into its folder and names each file to the directory.
+/// Makes a medium: `writeFiles` writes into its folder and names each file to the directory.
 void makeMedium(const fs::path& folder,
                 const std::function<void(const std::function<void(const std::string&)>&)>& writeFiles) {
-    if (fs::exists(folder / "DICOMDIR")) {
-        return;
-    }
     fs::create_directories(folder);
     DicomDirInterface directory;
     directory.disableConsistencyCheck();
@@ -68,33 +61,45 @@ std::string fileName(int number) {
     return name;
 }
 
+void writeSeries(const fs::path& medium, const Encoding& encoding, const std::vector<Uint16>& pixels, int slices,
+                 int side) {
+    makeMedium(medium, [&](const auto& add) {
+        for (int number = 1; number <= slices; ++number) {
+            const int slice = number * 7 % slices; // every slice once, in another order
+            DcmFileFormat file;
+            putIdentity(*file.getDataset(), 1, slice + 1);
+            putPixels(*file.getDataset(), pixels.data() + static_cast<std::ptrdiff_t>(slice) * side * side, 1, side);
+            check(file.getDataset()->chooseRepresentation(encoding.syntax, encoding.parameter));
+            check(file.saveFile((medium / fileName(number)).string().c_str(), encoding.syntax));
+            add(fileName(number));
+        }
+    });
+}
+
 } // namespace
 
-void writeSeriesMedia(const fs::path& folder) {
-    std::vector<Uint16> pixels;
+void writeSeriesMedia(const fs::path& folder, const Amounts& amounts) {
+    const std::vector<Uint16> pixels = makePixels(amounts.slices, amounts.side, amounts.side);
     for (const Encoding& encoding : encodings()) {
-        const fs::path medium = folder / ("series" + encoding.suffix);
-        makeMedium(medium, [&](const auto& add) {
-            pixels = pixels.empty() ? makePixels(kSlices) : std::move(pixels);
-            for (int number = 1; number <= kSlices; ++number) {
-                const int slice = number * 7 % kSlices; // every slice once, in another order
-                DcmFileFormat file;
-                putIdentity(*file.getDataset(), 1, slice + 1);
-                putPixels(*file.getDataset(), pixels.data() + static_cast<std::size_t>(slice) * kSize * kSize, 1);
-                check(file.getDataset()->chooseRepresentation(encoding.syntax, encoding.parameter));
-                check(file.saveFile((medium / fileName(number)).string().c_str(), encoding.syntax));
-                add(fileName(number));
-            }
-        });
+        writeSeries(folder / ("series" + encoding.suffix), encoding, pixels, amounts.slices, amounts.side);
     }
 }
 
-void writeSmallFiles(const fs::path& folder) {
+void writeGrowingMedia(const fs::path& folder, const Amounts& amounts) {
+    const int side = amounts.growthSide;
+    for (const int slices : amounts.growthSlices) {
+        writeSeries(folder / ("slices-" + std::to_string(slices)), encodings().front(), makePixels(slices, side, side),
+                    slices, side);
+    }
+}
+
+void writeSmallFiles(const fs::path& folder, const Amounts& amounts) {
     const fs::path medium = folder / "small";
+    const int perSeries = amounts.smallFiles / amounts.smallSeries;
     makeMedium(medium, [&](const auto& add) {
-        for (int number = 1; number <= kSmallFiles; ++number) {
+        for (int number = 1; number <= amounts.smallFiles; ++number) {
             DcmFileFormat file;
-            putIdentity(*file.getDataset(), 1 + (number - 1) / kFilesPerSeries, 1 + (number - 1) % kFilesPerSeries);
+            putIdentity(*file.getDataset(), 1 + (number - 1) / perSeries, 1 + (number - 1) % perSeries);
             check(file.saveFile((medium / fileName(number)).string().c_str(), EXS_LittleEndianExplicit));
             add(fileName(number));
         }

@@ -2,9 +2,14 @@
 
 #include <filesystem>
 
-/// Writes the media series, series-rle, series-jpeg and series-jpegls: a DICOMDIR and a CT series of 300 slices of
-/// 512 x 512 pixels in 16 bits, the files in another order than the slices.
-void writeSeriesMedia(const std::filesystem::path& folder);
+#include "Amounts.h"
 
-/// Writes the medium small: a DICOMDIR and 2,000 files without pixels in 40 series.
-void writeSmallFiles(const std::filesystem::path& folder);
+/// Writes the media series, series-rle, series-jpeg and series-jpegls: a DICOMDIR and a CT series of 16-bit slices, the
+/// files in another order than the slices.
+void writeSeriesMedia(const std::filesystem::path& folder, const Amounts& amounts);
+
+/// Writes media like these with small slices and more and more of them: slices-30 and so on.
+void writeGrowingMedia(const std::filesystem::path& folder, const Amounts& amounts);
+
+/// Writes the medium small: a DICOMDIR and files without pixels in some series.
+void writeSmallFiles(const std::filesystem::path& folder, const Amounts& amounts);

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "Amounts.h"
 #include "pixels.h"
 
 #include "dcmtk/config/osconfig.h"
@@ -23,8 +24,8 @@ struct Encoding {
 /// Uncompressed, RLE, JPEG lossless and JPEG-LS lossless.
 const std::vector<Encoding>& encodings();
 
-/// Puts the attributes of pictures of kSize x kSize with 12 of 16 bits, and the pixels.
-void putPixels(DcmDataset& dataset, const Uint16* pixels, int frames);
+/// Puts the attributes of square pictures with 12 of 16 bits, and the pixels.
+void putPixels(DcmDataset& dataset, const Uint16* pixels, int frames, int side);
 
-/// Writes frames.dcm and frames-rle.dcm, frames-jpeg.dcm, frames-jpegls.dcm: 400 frames of 512 x 512 pixels of 16 bits.
-void writeMultiFrames(const std::filesystem::path& folder);
+/// Writes frames.dcm and frames-rle.dcm, frames-jpeg.dcm, frames-jpegls.dcm: frames of 16 bits; and frames-rgb.dcm.
+void writeMultiFrames(const std::filesystem::path& folder, const Amounts& amounts);

@@ -1,0 +1,17 @@
+# The bare jobs once more on the DCMTK of Debian's package libdcmtk-dev, where that is installed: a program of its own,
+# which never sees the headers of the DCMTK that the library is built on.
+set(RADVEX_PACKAGED_DCMTK /usr CACHE PATH "Prefix of Debian's DCMTK for a row of the benchmark")
+set(packagedFolder ${RADVEX_PACKAGED_DCMTK}/lib/${CMAKE_LIBRARY_ARCHITECTURE})
+set(packagedDcmtk)
+foreach(name dcmimage dcmimgle dcmjpeg dcmjpls dcmdata oflog ofstd)
+  if(EXISTS ${packagedFolder}/lib${name}.so)
+    list(APPEND packagedDcmtk ${packagedFolder}/lib${name}.so)
+  endif()
+endforeach()
+list(LENGTH packagedDcmtk packagedCount)
+if(packagedCount EQUAL 7 AND EXISTS ${RADVEX_PACKAGED_DCMTK}/include/dcmtk/config/osconfig.h)
+  add_executable(bareJobsPackaged bare/main.cpp ${bareSources})
+  target_include_directories(bareJobsPackaged PRIVATE bare .)
+  target_include_directories(bareJobsPackaged SYSTEM PRIVATE ${RADVEX_PACKAGED_DCMTK}/include)
+  target_link_libraries(bareJobsPackaged PRIVATE ${packagedDcmtk} radvexSettings)
+endif()

@@ -1,0 +1,62 @@
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <vector>
+
+#include "hostedJobs.h"
+
+namespace hosted {
+
+using velmora::Store;
+using velmora::Value;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double millisecondsSince(Clock::time_point start) {
+    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+Value attribute(velmora::Host& host, const std::string& path, const std::string& keyword) {
+    return host.call("ReadMetadata", {path, Store::ofTexts({keyword}), false});
+}
+
+} // namespace
+
+void readAttribute(velmora::Host& host, const std::string& path, const std::string& keyword) {
+    std::printf("%zu attribute\n", attribute(host, path, keyword).get<Store>().size());
+}
+
+void readAttributeAgain(velmora::Host& host, const std::string& path, const std::string& keyword) {
+    constexpr std::size_t kCalls = 1000;
+    (void)attribute(host, path, keyword);
+    std::vector<double> milliseconds(kCalls);
+    for (double& time : milliseconds) {
+        const auto start = Clock::now();
+        (void)attribute(host, path, keyword);
+        time = millisecondsSince(start);
+    }
+    std::nth_element(milliseconds.begin(), milliseconds.begin() + kCalls / 2, milliseconds.end());
+    std::printf("%.3f\n", 1000 * milliseconds[kCalls / 2]);
+}
+
+void readMetadata(velmora::Host& host, const std::string& path) {
+    const Value result = host.call("ReadAllMetadata", {path, Store::empty(), false});
+    std::printf("%zu attributes\n", result.get<Store>().size());
+}
+
+void divideMetadata(velmora::Host& host, const std::string& path) {
+    auto start = Clock::now();
+    (void)host.call("GetFrameCount", {path});
+    const double opening = millisecondsSince(start);
+    start = Clock::now();
+    const Value result = host.call("ReadAllMetadata", {path, Store::empty(), false});
+    const double reading = millisecondsSince(start);
+    start = Clock::now(); // the host's share of the reading: the same nodes made once more, without the library
+    const Store copy = result.get<Store>();
+    std::printf("opening %.0f ms, reading %.0f ms, of which the host's nodes about %.0f ms\n", opening, reading,
+                millisecondsSince(start));
+}
+
+} // namespace hosted
