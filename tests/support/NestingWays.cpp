@@ -1,6 +1,7 @@
 #include "NestingWays.h"
 
 #include "HostileFiles.h"
+#include "TransferSyntaxes.h"
 
 namespace radvex::test {
 
@@ -12,11 +13,6 @@ const Form kE = kExplicitForm;
 const Form kI = kImplicitForm;
 const Form kB = kBigEndianForm;
 
-constexpr const char* kImplicit = "1.2.840.10008.1.2";
-constexpr const char* kExplicit = "1.2.840.10008.1.2.1";
-constexpr const char* kBigEndian = "1.2.840.10008.1.2.2";
-constexpr const char* kDeflated = "1.2.840.10008.1.2.1.99";
-constexpr const char* kJpeg = "1.2.840.10008.1.2.4.50";
 constexpr std::uint32_t kImages = 0x00081140;
 
 Wrap in(const char* syntax) {
