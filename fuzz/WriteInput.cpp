@@ -14,7 +14,7 @@ using velmora::Store;
 constexpr std::array<vint, 5> kTypes{VImage_U8, VImage_U16, VImage_Bit, VImage_F32, VImage_F64};
 
 /// Few bytes of an input may ask for large images, which would only take time.
-constexpr vint kMostElements = 1 << 17;
+constexpr std::int64_t kMostElements = 1 << 14;
 
 vint sideOf(unsigned byte) {
     static constexpr std::array<vint, 6> kOthers{256, 257, 1000, 65535, 65536, 65537};
@@ -52,8 +52,8 @@ Image imageOf(const Choices& choices) {
     const vint slices = choices.of(1, kSlices);
     vint rows = sideOf(choices.byte(2));
     vint columns = sideOf(choices.byte(3));
-    const vint layers = std::max<vint>(slices, 1) * channels;
-    while (rows * columns * layers > kMostElements) {
+    const std::int64_t layers = std::max<std::int64_t>(slices, 1) * channels;
+    while (layers * rows * columns > kMostElements) {
         vint& longer = rows > columns ? rows : columns;
         longer = longer / 2 + 1;
     }
@@ -192,14 +192,19 @@ class MetadataMaker {
 
     /// So many sequences inside each other.
     static Store chain(unsigned levels) {
-        Store innermost = Store::empty();
-        innermost.add("CodeMeaning", "innermost");
-        Store items = Store::of({std::move(innermost)});
+        Store entries = Store::empty();
+        entries.add("CodeMeaning", "innermost");
         for (; levels > 0; --levels) {
-            Store item = Store::empty();
-            item.add("ReferencedImageSequence", std::move(items));
-            items = Store::of({std::move(item)});
+            Store outer = Store::empty();
+            outer.add("ReferencedImageSequence", itemsOf(std::move(entries)));
+            entries = std::move(outer);
         }
+        return itemsOf(std::move(entries));
+    }
+
+    static Store itemsOf(Store only) {
+        Store items = Store::empty();
+        items.add("", std::move(only));
         return items;
     }
 
