@@ -105,6 +105,17 @@ TEST_F(ParseGuardDirectory, FollowsOffsetsOfABareDataset) {
     EXPECT_EQ(reason(directory(kExplicitForm, chain(101), 1, 0)), kRecordsTooDeep);
 }
 
+// DCMTK makes odd lengths even, with a zero behind.
+TEST_F(ParseGuardDirectory, FollowsOffsetsOfThreeBytes) {
+    const auto file = [](std::uint32_t levels) {
+        const std::size_t offset = withMeta("1.2.840.10008.1.2.1", "").size();
+        return withMeta("1.2.840.10008.1.2.1", directory(kExplicitForm, chain(levels), 1, offset, false, 3));
+    };
+    EXPECT_EQ(levelsInDcmtk(file(7)), 7U);
+    EXPECT_EQ(reason(file(100)), kNoReason);
+    EXPECT_EQ(reason(file(101)), kRecordsTooDeep);
+}
+
 TEST_F(ParseGuardDirectory, AnswersForAHundredThousandLevels) {
     EXPECT_EQ(reason(explicitFile(chain(100'000))), kRecordsTooDeep);
 }
