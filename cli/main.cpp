@@ -1,6 +1,7 @@
 #include <iostream>
 
 #include "Commands.h"
+#include "LargeHeap.h"
 #include "LosslessJson.h"
 #include "Output.h"
 #include "OutputFile.h"
@@ -59,6 +60,7 @@ int run(int argc, char** argv) {
 } // namespace
 
 int main(int argc, char** argv) {
+    radvex::cli::startWithLargeHeap(argv);
     try {
         return run(argc, argv);
     } catch (const std::exception& error) {

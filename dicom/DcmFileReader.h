@@ -18,7 +18,8 @@ using ArrayList = GTU::DataList<GTU::VArgumentType::NumericArray, GTU::Passing::
 /// Reads one DICOM object.
 class DcmFileReader : public DcmReader {
   public:
-    using DcmReader::DcmReader;
+    /// As DcmReader's. @throws GantryError  PathNotValidated (path), OpenFileError (path, reason)
+    explicit DcmFileReader(const std::string& path) : DcmReader(path) { normalise(); }
 
     /// Fields by the keys of PATIENT_INFO_MAP, STUDY_INFO_MAP or SERIES_INFO_MAP, each under its attribute's own key. A
     /// file that does not pass the filter gives an empty list, an attribute that it does not have no node.

@@ -2,8 +2,7 @@
 
 #include "CompressedPixels.h"
 #include "ErrorManager.h"
-#include "FileName.h"
-#include "ParseGuard.h"
+#include "GuardedLoad.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
 
 namespace radvex {
@@ -15,27 +14,25 @@ constexpr Uint32 kMaxReadLength = 4096;
 
 } // namespace
 
-void requireSafeToParse(const std::string& path) {
-    if (const auto reason = reasonNotToParse(path)) {
-        GTU::ErrorManager::throwException("OpenFileError", path, *reason);
-    }
-}
-
 DcmReader::DcmReader(const std::string& path) : filePath(path) {
     GTU::validatePath(path, std::ios_base::in);
-    requireSafeToParse(path);
-    const OFCondition loaded =
-        fileFormat.loadFile(fileNameOf(filePath), EXS_Unknown, EGL_noChange, kMaxReadLength, ERM_autoDetect);
-    if (loaded.bad()) {
-        GTU::ErrorManager::throwException("OpenFileError", filePath, loaded.text());
+    if (const auto failure = loadGuarded(fileFormat, filePath, kMaxReadLength)) {
+        GTU::ErrorManager::throwException("OpenFileError", filePath, failure->reason);
     }
+    dataset = fileFormat.getDataset();
+}
+
+void DcmReader::normalise() const {
+    if (isNormalised) {
+        return;
+    }
+    isNormalised = true;
     // Without a usable decoder the file still opens; that shows only when pixels are read.
-    if (!misleadsTheDecoder(*fileFormat.getDataset())) {
-        (void)fileFormat.getDataset()->chooseRepresentation(EXS_LittleEndianImplicit, nullptr);
+    if (!misleadsTheDecoder(*dataset)) {
+        (void)dataset->chooseRepresentation(EXS_LittleEndianImplicit, nullptr);
     }
     // A character set that cannot be converted leaves its bytes as they are.
     (void)fileFormat.convertToUTF8();
-    dataset = fileFormat.getDataset();
 }
 
 std::string getItemStringArr(DcmItem* item, const DcmTagKey& key) {

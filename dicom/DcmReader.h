@@ -14,7 +14,7 @@ using NameList = GTU::DataList<GTU::VArgumentType::UTF8String, GTU::Passing::Aut
 using TagNumbers = std::vector<std::pair<std::string, std::string>>;
 
 /// An opened DICOM file held in memory: decompressed if a codec allows, its strings in UTF-8 if its character set
-/// allows. There is no half-open reader.
+/// allows, before anything is read from it. There is no half-open reader.
 class DcmReader {
   public:
     /// Opens and loads a file. Values over 4096 bytes stay in the file until they are first asked for.
@@ -58,14 +58,15 @@ class DcmReader {
     static ResultList getGroupElemNumber(const std::string& keyword);
 
   protected:
+    /// Decompresses the file if a codec allows and makes its strings UTF-8 if its character set allows: at once for an
+    /// image; for a directory, whose own attributes are hardly ever asked for, before they are read.
+    void normalise() const;
+
     std::string filePath;               ///< as the caller gave it
     mutable DcmFileFormat fileFormat{}; ///< DCMTK's getters are not const
     DcmDataset* dataset = nullptr;      ///< the dataset of fileFormat
+    mutable bool isNormalised = false;
 };
-
-/// Refuses a file that would exhaust DCMTK's parser; to be asked before every load.
-/// @throws GantryError  OpenFileError (path, reason)
-void requireSafeToParse(const std::string& path);
 
 /// All values of an attribute at the top level of an item, joined by "\"; empty when it is absent or unreadable.
 std::string getItemStringArr(DcmItem* item, const DcmTagKey& key);

@@ -13,12 +13,12 @@ const std::string kPixelData = "PixelData";
 const std::string kOverlayData = "OverlayData";
 
 /// The element at the top level of the dataset, null when it is absent.
-DcmElement* findElement(DcmDataset* dataset, const DcmTag& tag) {
+DcmElement* findElement(DcmDataset* dataset, const DcmTagKey& tag) {
     DcmElement* element = nullptr;
     return dataset->findAndGetElement(tag, element, OFFalse, OFFalse).good() ? element : nullptr;
 }
 
-DcmElement* findValidElement(DcmDataset* dataset, const DcmTag& tag, bool validate) {
+DcmElement* findValidElement(DcmDataset* dataset, const DcmTagKey& tag, bool validate) {
     DcmElement* element = findElement(dataset, tag);
     return element != nullptr && (!validate || element->checkValue("1-n", OFFalse).good()) ? element : nullptr;
 }
@@ -35,17 +35,18 @@ void addText(ResultList& list, const std::string& text) {
 } // namespace
 
 ResultList DcmReader::readMetadata(const std::vector<std::string>& names, bool validate) const {
+    normalise();
     ResultList result;
     for (const std::string& name : names) {
-        const DcmTag tag(getTagKey(GeneralInfoMap, name));
-        DcmElement* element = findValidElement(dataset, tag, validate);
+        const DcmTagKey key = getTagKey(GeneralInfoMap, name);
+        DcmElement* element = findValidElement(dataset, key, validate);
         if (element == nullptr) {
             continue;
         }
         if (element->getTag().getEVR() == EVR_SQ) {
             saveHierarchicalDatasetToDataList(result, element, {}, true, validate);
         } else if (name == kPixelData || name == kOverlayData) { // by the text of the request
-            saveGraphicMetadataToDataList(result, dataset, tag, false);
+            saveGraphicMetadataToDataList(result, dataset, DcmTag(key), false);
         } else {
             saveDcmElementToDataList(result, element, true, true, false);
         }
@@ -54,6 +55,7 @@ ResultList DcmReader::readMetadata(const std::vector<std::string>& names, bool v
 }
 
 ResultList DcmReader::readMetadataIntTags(const TagNumbers& tags, bool validate) const {
+    normalise();
     ResultList result;
     for (const auto& numbers : tags) {
         const DcmTag tag = tagOf(numbers);
@@ -74,6 +76,7 @@ ResultList DcmReader::readMetadataIntTags(const TagNumbers& tags, bool validate)
 }
 
 ResultList DcmReader::readAllMetadataExcept(const std::vector<std::string>& names, bool validate) const {
+    normalise();
     const std::pair<std::string, DcmTagKey> graphics[] = {{kPixelData, DCM_PixelData},
                                                           {kOverlayData, DcmTagKey(0x6000, 0x3000)}};
     ResultList result;

@@ -4,7 +4,7 @@
 
 #include "DcmAnonymizer.h"
 #include "DcmReader.h"
-#include "FileName.h"
+#include "GuardedLoad.h"
 #include "TagWrite.h"
 #include "ValueLength.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
@@ -75,13 +75,10 @@ void DcmWriter::loadDataFromFile(const std::string& path) {
     constexpr Uint32 kMaxReadLength = 4096; // longer values are read when the file is saved
     // Asked for as a file to write, although it is only read: hosts grant their anonymizers just that.
     GTU::validatePath(path, std::ios_base::out);
-    requireSafeToParse(path);
-    const OFCondition loaded =
-        mFile.loadFile(fileNameOf(path), EXS_Unknown, EGL_noChange, kMaxReadLength, ERM_autoDetect);
-    (void)mFile.convertToUTF8(); // a character set that cannot be converted leaves its bytes as they are
-    if (loaded.bad()) {
-        GTU::ErrorManager::throwException("OpenFileError", path, loaded.text());
+    if (const auto failure = loadGuarded(mFile, path, kMaxReadLength)) {
+        GTU::ErrorManager::throwException("OpenFileError", path, failure->reason);
     }
+    (void)mFile.convertToUTF8(); // a character set that cannot be converted leaves its bytes as they are
     mDataset = mFile.getDataset();
     mOriginalXfer = mDataset->getOriginalXfer();
     mLoadedFromFile = true;

@@ -1,19 +1,24 @@
 #include "DirectoryTree.h"
 
-#include "FileName.h"
+#include "ErrorManager.h"
+#include "GuardedLoad.h"
 
 namespace radvex {
 
-namespace {
+DirectoryTree::DirectoryTree(const std::string& path) : directory(path) {}
 
-OFFilename checkedFileNameOf(const std::string& path) {
-    requireSafeToParse(path); // the file may be another one than the one that the reader loaded
-    return fileNameOf(path);
+// DCMTK would load the file itself, past the guard: it is given a path that is never there, and then the content.
+DirectoryTree::Directory::Directory(const std::string& path) : DcmDicomDir(OFFilename("/dev/null/none")) {
+    if (const auto failure = loadGuarded(getDirFileFormat(), path)) {
+        if (failure->isRefused) { // the file may be another one than the one that the reader loaded
+            GTU::ErrorManager::throwException("OpenFileError", path, failure->reason);
+        }
+        (void)getDirFileFormat().clear();
+        return;
+    }
+    (void)createNewElements(nullptr);
+    (void)convertLinearToTree(); // the walk takes whatever tree this makes
 }
-
-} // namespace
-
-DirectoryTree::DirectoryTree(const std::string& path) : directory(checkedFileNameOf(path)) {}
 
 std::string getItemIDTag(DcmItem* item, const DcmTagKey& first, const DcmTagKey& second) {
     const std::string text = getItemStringArr(item, first);

@@ -25,7 +25,10 @@ class DirectoryTree {
     DcmDirectoryRecord& root() { return directory.getRootRecord(); }
 
   private:
-    DcmDicomDir directory;
+    struct Directory : DcmDicomDir {
+        explicit Directory(const std::string& path);
+    };
+    Directory directory;
 };
 
 /// The attribute's text, or that of the second one when it is empty.

@@ -4,8 +4,7 @@
 #include <filesystem>
 #include <vector>
 
-#include "FileName.h"
-#include "dcmtk/dcmdata/dcistrmf.h"
+#include "FileStream.h"
 #include "dcmtk/dcmdata/dcmetinf.h"
 #include "dcmtk/dcmdata/dcostrma.h"
 #include "dcmtk/dcmdata/dcwcache.h"
@@ -94,7 +93,7 @@ bool holdsDeflated(DcmFileFormat& file, const std::string& path, E_StreamCompres
     if (!countMetaInfo(header, *file.getMetaInfo())) {
         return false;
     }
-    DcmInputFileStream stream(fileNameOf(path), header.count);
+    FileStream stream(path, static_cast<std::uint64_t>(header.count));
     if (stream.status().bad() || stream.installCompressionFilter(compression).bad()) {
         return false;
     }

@@ -1,11 +1,6 @@
 #include "ByteSource.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 
 namespace radvex {
@@ -42,41 +37,18 @@ void ByteSource::refill(std::size_t wanted) {
     }
 }
 
-FileSource::FileSource(const std::string& path) : ByteSource(0), mChunk(kFirstChunk) {
-    struct stat status {};
-    // A named pipe must not even be opened: its writer would take that for the reader it waits for.
-    if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
-        return;
-    }
-    mDescriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    mSize = mDescriptor < 0 ? 0 : static_cast<std::uint64_t>(status.st_size);
-}
-
-FileSource::~FileSource() {
-    if (mDescriptor >= 0) {
-        close(mDescriptor);
-    }
-}
+FileSource::FileSource(OpenFile& file) : ByteSource(0), mFile(file), mChunk(kFirstChunk) {}
 
 std::size_t FileSource::readOn(std::uint8_t* into, std::size_t room) {
-    const auto count = static_cast<std::size_t>(std::min<std::uint64_t>({room, mChunk, mSize - mNext}));
-    if (count == 0) {
-        return 0;
-    }
-    ssize_t got = 0;
-    do {
-        got = pread(mDescriptor, into, count, static_cast<off_t>(mNext));
-    } while (got < 0 && errno == EINTR);
-    if (got <= 0) { // cut short meanwhile, or unreadable: nothing more to look at
-        return 0;
-    }
-    mNext += static_cast<std::uint64_t>(got);
+    // Cut short meanwhile, or unreadable, it has nothing more to look at.
+    const std::size_t got = mFile.read(into, std::min(room, mChunk), mNext);
+    mNext += got;
     mChunk = std::min(2 * mChunk, kWindow);
-    return static_cast<std::size_t>(got);
+    return got;
 }
 
 std::uint64_t FileSource::passOver(std::uint64_t count) {
-    const std::uint64_t passed = std::min(count, mSize - mNext);
+    const std::uint64_t passed = std::min(count, mFile.size() - std::min(mNext, mFile.size()));
     mNext += passed;
     mChunk = kChunkAfterSkip;
     return passed;

@@ -5,9 +5,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
-#include <string>
 
 #include <zlib.h>
+
+#include "OpenFile.h"
 
 namespace radvex {
 
@@ -70,20 +71,18 @@ class ByteSource {
     std::uint64_t mPosition;
 };
 
-/// A file on disk. Reads little at first and after a skip, then more and more.
+/// A file from its beginning. Reads little at first and after a skip, then more and more.
 class FileSource : public ByteSource {
   public:
-    /// Something that is not a plain file, or cannot be opened, is a source without bytes.
-    explicit FileSource(const std::string& path);
-    ~FileSource() override;
+    /// The file has to outlive this. One that is not open is a source without bytes.
+    explicit FileSource(OpenFile& file);
 
   protected:
     std::size_t readOn(std::uint8_t* into, std::size_t room) override;
     std::uint64_t passOver(std::uint64_t count) override;
 
   private:
-    int mDescriptor = -1;
-    std::uint64_t mSize = 0;
+    OpenFile& mFile;
     std::uint64_t mNext = 0; ///< offset of the first byte that is not in the window
     std::size_t mChunk;
 };

@@ -57,7 +57,7 @@ void skipPreamble(ByteSource& source) {
 /// The way from a file's first byte to a reason to refuse it.
 class Guard {
   public:
-    Guard(std::string path, const ParseLimits& limits) : mPath(std::move(path)), mLimits(limits) {}
+    Guard(OpenFile& file, const ParseLimits& limits) : mFile(file), mLimits(limits) {}
 
     std::optional<std::string> reason();
 
@@ -66,7 +66,7 @@ class Guard {
     std::optional<std::string> reasonInPlain(ByteSource& source, const DcmXfer& syntax);
     std::optional<std::string> reasonInDeflated(ByteSource& source, const DcmXfer& syntax);
 
-    const std::string mPath;
+    OpenFile& mFile;
     const ParseLimits& mLimits;
 };
 
@@ -102,7 +102,7 @@ std::vector<E_TransferSyntax> choices(std::vector<E_TransferSyntax> stated) {
 }
 
 std::optional<std::string> Guard::reason() {
-    FileSource source(mPath);
+    FileSource source(mFile);
     skipPreamble(source);
     ElementWalk meta(source, mLimits);
     if (!meta.walkMetaInformation(encodingOf(DcmXfer(SyntaxGuess::at(source))))) {
@@ -112,7 +112,7 @@ std::optional<std::string> Guard::reason() {
     const auto syntaxes = choices(meta.syntaxes());
     auto refusal = reasonInDataset(source, syntaxes.front());
     for (std::size_t place = 1; place < syntaxes.size() && !refusal; ++place) {
-        FileSource again(mPath);
+        FileSource again(mFile);
         again.skip(start);
         refusal = reasonInDataset(again, syntaxes[place]);
     }
@@ -121,8 +121,13 @@ std::optional<std::string> Guard::reason() {
 
 } // namespace
 
+std::optional<std::string> reasonNotToParse(OpenFile& file, const ParseLimits& limits) {
+    return Guard(file, limits).reason();
+}
+
 std::optional<std::string> reasonNotToParse(const std::string& path, const ParseLimits& limits) {
-    return Guard(path == "-" ? "./-" : path, limits).reason();
+    OpenFile file(path);
+    return reasonNotToParse(file, limits);
 }
 
 } // namespace radvex

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 
+#include "OpenFile.h"
 #include "ParseLimits.h"
 
 namespace radvex {
@@ -11,11 +12,12 @@ namespace radvex {
 /// records, inserts elements that are out of order by linear search, and inflates without a limit. Values are not read
 /// (a deflated dataset is inflated as a stream, never kept as a whole), and nothing here recurses.
 ///
-/// The file must not change between this and the load. What is missing, is no plain file or cannot be read is left to
-/// DCMTK, as are all other errors.
+/// The file must not change between this and the load. All other errors than these are left to DCMTK; a file that could
+/// not be read (see OpenFile::hasFailed) was not looked through.
 ///
-/// @param path  as the caller gives it; "-" is the file of that name, not the standard input
 /// @return the reason to refuse the file as a sentence part for OpenFileError, nothing when DCMTK may load it
+std::optional<std::string> reasonNotToParse(OpenFile& file, const ParseLimits& limits = {});
+/// The same for a path. What is missing or no plain file gives no reason.
 std::optional<std::string> reasonNotToParse(const std::string& path, const ParseLimits& limits = {});
 
 } // namespace radvex

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "ParseGuard.h"
+#include "GuardedLoad.h"
 #include "dcmtk/dcmdata/dcmetinf.h"
 #include "dcmtk/dcmdata/dcostrma.h"
 #include "dcmtk/dcmdata/dcwcache.h"
@@ -54,12 +54,8 @@ class FileStream : public DcmOutputStream {
 } // namespace
 
 void loadDicom(DcmFileFormat& file, const std::string& path) {
-    if (const auto reason = reasonNotToParse(path)) {
-        throw std::runtime_error(*reason);
-    }
-    const OFCondition loaded = file.loadFile(OFFilename(path.c_str()));
-    if (loaded.bad()) {
-        throw std::runtime_error(std::string("it cannot be read: ") + loaded.text());
+    if (const auto failure = loadGuarded(file, path)) {
+        throw std::runtime_error((failure->isRefused ? "" : "it cannot be read: ") + failure->reason);
     }
 }
 

@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "ParseGuard.h"
+#include "GuardedLoad.h"
 #include "RecordTypes.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcfilefo.h"
@@ -38,6 +38,10 @@ namespace {
 
 Addition refusal(const std::string& reason) { return {Addition::Refused, reason}; }
 
+[[noreturn]] void failToWriteDirectory(const std::string& reason) {
+    throw std::runtime_error("The DICOMDIR cannot be written: " + reason + ".");
+}
+
 } // namespace
 
 DirectoryBuilder::DirectoryBuilder(const std::string& path)
@@ -46,21 +50,21 @@ DirectoryBuilder::DirectoryBuilder(const std::string& path)
 Addition DirectoryBuilder::add(const std::string& path, const std::string& fileId, bool hasMark) {
     Source source{path, fileId};
     try {
-        if (const auto reason = reasonNotToParse(path)) {
-            return refusal(*reason);
+        const auto failure = loadGuarded(source.file, path);
+        if (failure && failure->isRefused) {
+            return refusal(failure->reason);
         }
-        const OFCondition loaded = source.file.loadFile(path.c_str());
-        if (loaded.good()) {
+        if (!failure) {
             if (source.metaValue(DCM_MediaStorageSOPClassUID) == UID_MediaStorageDirectoryStorage) {
                 return {Addition::NotForADirectory, ""};
             }
             source.complete(DCM_SOPClassUID, DCM_MediaStorageSOPClassUID);
             source.complete(DCM_SOPInstanceUID, DCM_MediaStorageSOPInstanceUID);
         }
-        if (!hasMark && (loaded.bad() || source.value(DCM_SOPClassUID).empty())) {
+        if (!hasMark && (failure || source.value(DCM_SOPClassUID).empty())) {
             return {Addition::NotForADirectory, ""};
         }
-        return loaded.good() ? addLoaded(source) : refusal(std::string("it cannot be read: ") + loaded.text());
+        return failure ? refusal("it cannot be read: " + failure->reason) : addLoaded(source);
     } catch (const std::exception& error) { // DCMTK throws on some values: out_of_range, length_error
         return refusal(std::string("its values cannot be read: ") + error.what());
     }
@@ -166,20 +170,19 @@ void DirectoryBuilder::insert(DcmDirectoryRecord* parent, NewRecord record) {
 
 void DirectoryBuilder::write() {
     inventMissingAttributes(&mDirectory->getRootRecord());
-    const OFFilename path = mDirectory->getDirFileName();
-    OFCondition written = mDirectory->write();
+    const std::string path = mDirectory->getDirFileName().getCharPointer();
+    if (const OFCondition written = mDirectory->write(); written.bad()) {
+        failToWriteDirectory(written.text());
+    }
     // DCMTK does not look whether the bytes reached the disk.
     DcmFileFormat file;
+    if (const auto failure = loadGuarded(file, path)) {
+        failToWriteDirectory(failure->reason);
+    }
     DcmSequenceOfItems* records = nullptr;
-    if (written.good()) {
-        written = file.loadFile(path);
-    }
-    if (written.good()) {
-        written = file.getDataset()->findAndGetSequence(DCM_DirectoryRecordSequence, records);
-    }
-    if (written.bad() || records->card() != mRecordCount) {
-        throw std::runtime_error(std::string("The DICOMDIR cannot be written: ") +
-                                 (written.bad() ? written.text() : "it came out short") + ".");
+    if (file.getDataset()->findAndGetSequence(DCM_DirectoryRecordSequence, records).bad() ||
+        records->card() != mRecordCount) {
+        failToWriteDirectory("it came out short");
     }
 }
 

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "OpenFile.h"
+#include "dcmtk/config/osconfig.h"
+
+#include "dcmtk/dcmdata/dcistrma.h"
+
+namespace radvex {
+
+/// What DCMTK reads a file's bytes from. Unlike DCMTK's own it turns bad when a read fails, in place of standing still.
+class FileProducer final : public DcmProducer {
+  public:
+    /// The file has to outlive this; its window is used.
+    FileProducer(OpenFile& file, std::uint64_t offset);
+
+    OFBool good() const override;
+    OFCondition status() const override;
+    OFBool eos() override;
+    offile_off_t avail() override;
+    offile_off_t read(void* into, offile_off_t count) override;
+    offile_off_t skip(offile_off_t count) override;
+    void putback(offile_off_t count) override;
+
+  private:
+    offile_off_t readOn(std::uint8_t* into, std::uint64_t count);
+
+    OpenFile& mFile;
+    const std::uint64_t mSize;
+    std::uint64_t mPosition;
+    std::uint64_t mWindowStart = 0;
+    std::size_t mWindowLength = 0;
+    bool mHasPutBackTooMuch = false;
+};
+
+/// An open file as a stream for DCMTK.
+///
+/// Values that are too long to be loaded with their element come from the file of the same path later on.
+class FileStream : public DcmInputStream {
+  public:
+    /// The file has to outlive this.
+    explicit FileStream(OpenFile& file);
+    /// Opens the file.
+    FileStream(const std::string& path, std::uint64_t offset);
+
+    DcmInputStreamFactory* newFactory() const override;
+
+  private:
+    std::unique_ptr<OpenFile> mOwnFile{};
+    OpenFile& mFile;
+    std::uint64_t mStart;
+    FileProducer mProducer;
+};
+
+} // namespace radvex

@@ -1,0 +1,59 @@
+#include "GuardedLoad.h"
+
+#include <memory>
+
+#include "FileStream.h"
+#include "ParseGuard.h"
+
+namespace radvex {
+
+namespace {
+
+OFCondition parse(DcmFileFormat& file, FileStream& stream, Uint32 maxReadLength) {
+    if (const OFCondition cleared = file.clear(); cleared.bad()) {
+        return cleared;
+    }
+    const E_FileReadMode formerMode = file.getReadMode();
+    file.setReadMode(ERM_autoDetect);
+    file.transferInit();
+    const OFCondition loaded = file.read(stream, EXS_Unknown, EGL_noChange, maxReadLength);
+    file.transferEnd();
+    file.setReadMode(formerMode);
+    // DCMTK may end well although a read failed: elements that it could not read would be missing.
+    return stream.status().bad() ? stream.status() : loaded;
+}
+
+std::optional<LoadFailure> load(DcmFileFormat& file, OpenFile& source, Uint32 maxReadLength) {
+    if (!source.isOpen()) { // DCMTK says why
+        const OFCondition loaded =
+            file.loadFile(OFFilename(source.path().c_str(), OFTrue), EXS_Unknown, EGL_noChange, maxReadLength);
+        return loaded.bad() ? std::optional(LoadFailure{loaded.text()}) : std::nullopt;
+    }
+    if (const auto reason = reasonNotToParse(source)) {
+        return LoadFailure{*reason, true};
+    }
+    if (source.hasFailed()) { // what could not be looked through is not parsed either
+        return LoadFailure{source.failure()};
+    }
+    FileStream stream(source);
+    const OFCondition loaded = parse(file, stream, maxReadLength);
+    return loaded.bad() ? std::optional(LoadFailure{loaded.text()}) : std::nullopt;
+}
+
+/// Buffers of the last load, for the next one: the stack belongs to the parser, and new ones of their size from the
+/// heap would have that tidied up after every file.
+std::unique_ptr<FileBuffers> spareBuffers;
+
+} // namespace
+
+std::optional<LoadFailure> loadGuarded(DcmFileFormat& file, const std::string& path, Uint32 maxReadLength) {
+    auto buffers = spareBuffers ? std::move(spareBuffers) : std::make_unique<FileBuffers>();
+    auto failure = [&] {
+        OpenFile source(path, *buffers);
+        return load(file, source, maxReadLength);
+    }();
+    spareBuffers = std::move(buffers);
+    return failure;
+}
+
+} // namespace radvex

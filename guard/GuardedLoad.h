@@ -1,0 +1,27 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "dcmtk/config/osconfig.h"
+
+#include "dcmtk/dcmdata/dcfilefo.h"
+
+namespace radvex {
+
+/// Why a file was not loaded.
+struct LoadFailure {
+    std::string reason;
+    /// Refused before the parse, and not by DCMTK.
+    bool isRefused = false;
+};
+
+/// Loads a file that was looked through before: see ParseGuard.h. The one way in which any file gets to DCMTK.
+///
+/// @param path  "-" is the file of that name, not the standard input
+/// @param maxReadLength  longer values are read when they are first asked for, from the file of that path
+/// @return nothing when it is loaded
+std::optional<LoadFailure> loadGuarded(DcmFileFormat& file, const std::string& path,
+                                       Uint32 maxReadLength = DCM_MaxReadLength);
+
+} // namespace radvex
