@@ -1,6 +1,7 @@
 #include <stdexcept>
 
 #include "Choices.h"
+#include "GuardedLoad.h"
 #include "HostileFiles.h"
 #include "LoadedTree.h"
 #include "OrderWarnings.h"
@@ -28,10 +29,13 @@ std::string fileOf(const Choices& choices, std::string bytes) {
 
 /// What DCMTK made of a file.
 struct Loaded {
+    bool isGood = false;
     std::size_t levels = 0;
     std::size_t outOfOrder = 0;
     std::uint64_t valueBytes = 0;
     bool isDeflated = false;
+
+    bool operator==(const Loaded&) const = default;
 };
 
 /// Bytes of all values, and how many there are. Each may be one more than in the file, where that is odd.
@@ -54,12 +58,14 @@ std::uint64_t bytesOf(DcmObject& root, std::uint64_t& count) {
     return bytes;
 }
 
-Loaded load(const std::string& path) {
+/// @param load  loads a file of a path, and tells whether it is loaded
+template <typename Load>
+Loaded loadWith(Load load, const std::string& path) {
     Loaded loaded;
     DcmFileFormat file;
     const test::OrderWarnings warnings;
     try {
-        (void)test::loadAsTheLibrary(file, path);
+        loaded.isGood = load(file, path);
     } catch (const std::exception&) { // what DCMTK throws for a record type of many characters
         return loaded;
     }
@@ -70,6 +76,15 @@ Loaded load(const std::string& path) {
     loaded.valueBytes -= std::min(loaded.valueBytes, values);
     loaded.isDeflated = DcmXfer(file.getDataset()->getOriginalXfer()).getStreamCompression() != ESC_none;
     return loaded;
+}
+
+/// Our way of loading a file takes what DCMTK's own takes, and makes the same of it.
+void expectSameOfOurs(const std::string& path, const Loaded& loaded) {
+    const Loaded ours =
+        loadWith([](DcmFileFormat& file, const std::string& from) { return !loadGuarded(file, from, 4096); }, path);
+    if (ours.isGood != loaded.isGood || (ours.isGood && ours != loaded)) {
+        throw std::runtime_error("DCMTK makes something else of the file when we read it.");
+    }
 }
 
 void expectRefusal(const std::string& path, const ParseLimits& limits, const char* what) {
@@ -124,11 +139,13 @@ void runGuard(Bytes input) {
     if (reasonNotToParse(path)) {
         return;
     }
-    const Loaded loaded = load(path);
+    const Loaded loaded =
+        loadWith([](auto& whole, const std::string& from) { return test::loadAsTheLibrary(whole, from).good(); }, path);
     const ParseLimits limits;
     if (loaded.levels > limits.levels || loaded.outOfOrder > limits.outOfOrder) {
         throw std::runtime_error("DCMTK went beyond the bounds of a file that the guard let pass.");
     }
+    expectSameOfOurs(path, loaded);
     expectBounds(path, loaded);
     expectRecordBounds(path);
 }
