@@ -31,13 +31,17 @@ Harness::Harness() : mFolder(folder().path().string()) {
     mAliveAtStart = velmora::ledger().alive();
 }
 
+std::string Harness::claim(const std::string& name) {
+    mFiles.push_back(path(name));
+    return mFiles.back();
+}
+
 std::string Harness::write(const std::string& name, Bytes bytes) {
-    const std::string file = path(name);
+    std::string file = claim(name);
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(std::fopen(file.c_str(), "wb"), &std::fclose);
     if (stream == nullptr || std::fwrite(bytes.data(), 1, bytes.size(), stream.get()) != bytes.size()) {
         throw std::runtime_error("Cannot write " + file);
     }
-    mFiles.push_back(file);
     return file;
 }
 
@@ -45,6 +49,17 @@ velmora::Value Harness::call(const std::string& name, const std::vector<velmora:
     try {
         return host().call(name, arguments);
     } catch (const velmora::LibraryError&) {
+        return {};
+    }
+}
+
+velmora::Value Harness::callOnOwn(const std::string& name, const std::vector<velmora::Value>& arguments) {
+    try {
+        return host().call(name, arguments);
+    } catch (const velmora::LibraryError& error) {
+        if (error.name() == "OpenFileError") {
+            throw std::runtime_error(std::string("What was written cannot be opened. ") + error.what());
+        }
         return {};
     }
 }

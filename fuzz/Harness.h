@@ -25,11 +25,17 @@ class Harness {
 
     /// Writes a file of these bytes into the folder and gives its path. It is gone when the input is finished.
     std::string write(const std::string& name, Bytes bytes);
+    /// Path of a file that an input may come to write into the folder. It is gone when the input is finished.
+    std::string claim(const std::string& name);
     /// Path in the folder.
     std::string path(const std::string& name) const { return mFolder + "/" + name; }
 
     /// Calls a function of the library. Null when it refuses; an error is as good an answer as a result.
     velmora::Value call(const std::string& name, const std::vector<velmora::Value>& arguments = {});
+
+    /// The same for a function that reads a file which the library wrote.
+    /// @throws std::runtime_error  it cannot be opened
+    velmora::Value callOnOwn(const std::string& name, const std::vector<velmora::Value>& arguments);
 
     /// Ends an input: no reader stays open, no file stays.
     /// @throws std::runtime_error  something of the host's is still alive, or the library broke a rule of ownership

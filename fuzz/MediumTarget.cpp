@@ -1,29 +1,11 @@
-#include <algorithm>
-#include <cstring>
-
 #include "Choices.h"
+#include "InputParts.h"
 
 namespace radvex::fuzz {
 
 namespace {
 
 constexpr std::size_t kMostFiles = 9; // the directory itself and eight others
-
-std::vector<Bytes> filesOf(Bytes input) {
-    constexpr std::size_t kLength = sizeof(kNextFile) - 1;
-    std::vector<Bytes> files;
-    auto start = input.begin();
-    while (files.size() + 1 < kMostFiles) {
-        const auto end = std::search(start, input.end(), kNextFile, kNextFile + kLength);
-        files.emplace_back(start, end);
-        if (end == input.end()) {
-            return files;
-        }
-        start = end + kLength;
-    }
-    files.emplace_back(start, input.end());
-    return files;
-}
 
 std::string writeFiles(Harness& harness, const std::vector<Bytes>& files) {
     const std::string directory = harness.write("DICOMDIR", files[0]);
@@ -40,7 +22,7 @@ void runMedium(Bytes input) {
     static const std::array<std::string, 4> kPatterns{".*", "1\\.2.*", "[^3]*", ""};
     const Choices choices(input);
     Harness& harness = Harness::instance();
-    const std::string path = writeFiles(harness, filesOf(Choices::rest(input)));
+    const std::string path = writeFiles(harness, partsOf(Choices::rest(input), kMostFiles));
     const std::string& series = choices.of(1, kPatterns);
     const bool yes = choices.bit(0, 0);
     const auto flags = static_cast<vint>(choices.word(5));

@@ -1,6 +1,9 @@
 #include "Seeds.h"
 
+#include "HostileFiles.h"
+#include "NestingWays.h"
 #include "Targets.h"
+#include "TransferSyntaxes.h"
 #include "dcmtk/config/osconfig.h"
 
 #include "dcmtk/dcmdata/dctk.h"
@@ -85,6 +88,70 @@ std::vector<SeedFile> callSeeds() {
     return seeds;
 }
 
+/// Every type with every compression, grey and in colour; then some with metadata, overlays and other defaults.
+std::vector<SeedFile> writeSeeds() {
+    constexpr unsigned kTypes = 5;
+    constexpr unsigned kCompressions = 9;
+    constexpr unsigned kPlanar = 128;
+    std::vector<SeedFile> seeds;
+    for (unsigned type = 0; type < kTypes; ++type) {
+        for (unsigned compression = 0; compression < kCompressions; ++compression) {
+            for (const unsigned kind : {type, type + kTypes, type + kTypes + kPlanar}) {
+                const std::string choices{static_cast<char>(kind),
+                                          static_cast<char>(seeds.size() % 4),
+                                          11,
+                                          9,
+                                          static_cast<char>(compression),
+                                          1,
+                                          0,
+                                          1};
+                seeds.push_back({"kind" + std::to_string(kind) + "-" + std::to_string(compression), choices});
+            }
+        }
+    }
+    for (unsigned start = 0; start < 64; ++start) {
+        std::string rest;
+        for (unsigned index = 0; index < 96; ++index) {
+            rest += static_cast<char>(start + 3 * index);
+        }
+        seeds.push_back({"more" + std::to_string(start), seeds[start].bytes + rest});
+    }
+    return seeds;
+}
+
+std::vector<SeedFile> anonymizeSeeds() {
+    const std::string next = kNextFile;
+    const std::string rules{3, 0, 2, 1, 6, 1, 1, 13, 1, 0};
+    std::vector<SeedFile> seeds;
+    const auto& files = seedFiles();
+    for (std::size_t index = 0; index < files.size(); ++index) {
+        const SeedFile& other = files[(index + 1) % files.size()];
+        const std::string choices = choiceBytes(static_cast<unsigned char>(index % 8));
+        seeds.push_back({files[index].name, choices + files[index].bytes});
+        seeds.push_back(
+            {files[index].name + "-" + other.name, choices + files[index].bytes + next + rules + next + other.bytes});
+    }
+    seeds.push_back({"directory", choiceBytes(0) + seedDirectory() + next + rules});
+    return seeds;
+}
+
+/// Whole files, and as datasets those of the ways to nest: the target puts them into files of every kind.
+std::vector<SeedFile> guardSeeds() {
+    std::vector<SeedFile> seeds = fileSeeds();
+    const std::size_t metaSize = test::withMeta(test::kExplicit, "").size();
+    for (const test::NestingWay& way : test::nestingWays()) {
+        for (const std::size_t levels : {2U, 100U}) {
+            seeds.push_back({way.name + std::to_string(levels), choiceBytes(0) + way.file(levels)});
+        }
+        const std::string file = way.file(3);
+        for (unsigned char form = 1; form < 8 && file.size() > metaSize; ++form) {
+            seeds.push_back({way.name + "-as" + std::to_string(form), choiceBytes(form) + file.substr(metaSize)});
+        }
+    }
+    seeds.push_back({"directory", choiceBytes(0) + seedDirectory()});
+    return seeds;
+}
+
 std::string tagBytes(const DcmTagKey& key) {
     return {static_cast<char>(key.getGroup() & 0xFF), static_cast<char>(key.getGroup() >> 8),
             static_cast<char>(key.getElement() & 0xFF), static_cast<char>(key.getElement() >> 8)};
@@ -99,6 +166,15 @@ std::vector<SeedFile> seedsOf(const std::string& target) {
     }
     if (target == "tether") {
         return tetherSeeds();
+    }
+    if (target == "write") {
+        return writeSeeds();
+    }
+    if (target == "anonymize") {
+        return anonymizeSeeds();
+    }
+    if (target == "guard") {
+        return guardSeeds();
     }
     return target == "call" ? callSeeds() : fileSeeds();
 }

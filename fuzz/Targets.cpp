@@ -7,7 +7,8 @@ namespace radvex::fuzz {
 const std::vector<Target>& targets() {
     static const std::vector<Target> all{
         {"metadata", runMetadata}, {"pixels", runPixels}, {"overlays", runOverlays},
-        {"medium", runMedium},     {"tether", runTether}, {"call", runCall},
+        {"medium", runMedium},     {"write", runWrite},   {"anonymize", runAnonymize},
+        {"guard", runGuard},       {"tether", runTether}, {"call", runCall},
     };
     return all;
 }

@@ -38,6 +38,13 @@ void runPixels(Bytes input);
 void runOverlays(Bytes input);
 /// A DICOMDIR and up to 8 files that it may refer to as "A" to "H".
 void runMedium(Bytes input);
+/// WriteImage with what the bytes say, then reads of the file: lossless forms have to give the same pixels.
+void runWrite(Bytes input);
+/// DicomAnonymize and what the command does after it, for one or two files of a run, with replacements between them.
+/// What is written has to open.
+void runAnonymize(Bytes input);
+/// The guard before DCMTK's parser: what it lets pass is loaded, and must stay within what it counted.
+void runGuard(Bytes input);
 /// Reads and writes of expressions, one a byte, over a loopback and a pair.
 void runTether(Bytes input);
 /// Lines of `radvex call -`; a file may follow, which they name "input.dcm".

@@ -1,5 +1,8 @@
 #include "ElementWalk.h"
 
+#include <algorithm>
+#include <array>
+
 namespace radvex {
 
 namespace {
@@ -21,7 +24,11 @@ bool maySteer(TagNumber tag) {
     return isPrivateCreator(tag) || group == 0x0002 || group == 0x0004 || group == 0x5400;
 }
 
-bool isNumber(DcmEVR vr) { return vr == EVR_UL || vr == EVR_up || vr == EVR_OL; }
+/// Whether DCMTK takes a number of 32 bits from a value. It makes an odd length even, with a zero behind.
+bool holdsNumber(const ElementHeader& header) {
+    constexpr std::uint32_t kShortest = 3;
+    return (header.vr == EVR_UL || header.vr == EVR_up || header.vr == EVR_OL) && header.length >= kShortest;
+}
 
 } // namespace
 
@@ -231,14 +238,14 @@ void ElementWalk::noteSteering(Open& item, const ElementHeader& header, bool isL
     if (isPrivateCreator(tag)) {
         item.creators.add(tag, readText(mSource, header), isLast);
     } else if (tag == kWaveformBitsTag && !item.waveformBits.isSeen) {
-        item.waveformBits = {true, header.length >= 2 ? 1U : 0U};
+        item.waveformBits = {true, header.length > 0 ? 1U : 0U}; // one byte is made two
     } else if (mIsInMeta && tag == kTransferSyntaxTag) {
         const auto uid = header.vr == EVR_UI ? readText(mSource, header) : std::nullopt;
         // To DCMTK no value is none, and one of nothing but spaces is the UID of an unofficial syntax.
         mSyntaxes.push_back(uid ? DcmXfer(uid->c_str()).getXfer() : EXS_Unknown);
     } else if (item.kind == Kind::MetaInformation && tag == kMetaLengthTag) {
         noteNumber(mGroupLength, item.encoding, header);
-        mHasGroupLength = isNumber(header.vr) && header.length >= 4;
+        mHasGroupLength = holdsNumber(header);
     } else if (item.kind == Kind::Dataset && tag == kFirstRecordTag) {
         noteNumber(mFirstRecord, item.encoding, header);
     } else if (item.kind == Kind::DirectoryRecord && tag == kLowerRecordTag) {
@@ -249,9 +256,12 @@ void ElementWalk::noteSteering(Open& item, const ElementHeader& header, bool isL
 }
 
 void ElementWalk::noteNumber(Number& number, Encoding encoding, const ElementHeader& header) {
-    const auto bytes = mSource.peek(4);
-    if (!number.isSeen && isNumber(header.vr) && header.length >= 4 && bytes.size() == 4) {
-        number.value = number32(bytes.data(), encoding);
+    std::array<std::uint8_t, 4> padded{};
+    const std::size_t size = std::min<std::size_t>(header.length, padded.size());
+    const auto bytes = mSource.peek(size);
+    if (!number.isSeen && holdsNumber(header) && bytes.size() == size) {
+        std::copy(bytes.begin(), bytes.end(), padded.begin());
+        number.value = number32(padded.data(), encoding);
     }
     number.isSeen = true;
 }

@@ -37,21 +37,6 @@ std::string explicitFile(const Records& records, std::uint32_t first = 1) {
     return wrapped("1.2.840.10008.1.2.1", kExplicitForm, records, first);
 }
 
-/// Levels of the tree that DCMTK makes, without recursion.
-std::size_t levelsOfTree(DcmDicomDir& directory) {
-    std::size_t deepest = 0;
-    std::vector<std::pair<DcmDirectoryRecord*, std::size_t>> open{{&directory.getRootRecord(), 0}};
-    while (!open.empty()) {
-        const auto [record, level] = open.back();
-        open.pop_back();
-        deepest = std::max(deepest, level);
-        for (DcmDirectoryRecord* sub = record->nextSub(nullptr); sub != nullptr; sub = record->nextSub(sub)) {
-            open.emplace_back(sub, level + 1);
-        }
-    }
-    return deepest;
-}
-
 class ParseGuardDirectory : public ::testing::Test {
   protected:
     std::string reason(const std::string& bytes, const ParseLimits& limits = {}) const {
@@ -118,6 +103,17 @@ TEST_F(ParseGuardDirectory, FollowsOffsetsOfABareDataset) {
     EXPECT_EQ(levelsInDcmtk(directory(kExplicitForm, chain(7), 1, 0)), 7U);
     EXPECT_EQ(reason(directory(kExplicitForm, chain(100), 1, 0)), kNoReason);
     EXPECT_EQ(reason(directory(kExplicitForm, chain(101), 1, 0)), kRecordsTooDeep);
+}
+
+// DCMTK makes odd lengths even, with a zero behind.
+TEST_F(ParseGuardDirectory, FollowsOffsetsOfThreeBytes) {
+    const auto file = [](std::uint32_t levels) {
+        const std::size_t offset = withMeta("1.2.840.10008.1.2.1", "").size();
+        return withMeta("1.2.840.10008.1.2.1", directory(kExplicitForm, chain(levels), 1, offset, false, 3));
+    };
+    EXPECT_EQ(levelsInDcmtk(file(7)), 7U);
+    EXPECT_EQ(reason(file(100)), kNoReason);
+    EXPECT_EQ(reason(file(101)), kRecordsTooDeep);
 }
 
 TEST_F(ParseGuardDirectory, AnswersForAHundredThousandLevels) {

@@ -9,12 +9,12 @@
 #include "HostileFiles.h"
 #include "LoadedTree.h"
 #include "NestingWays.h"
+#include "OrderWarnings.h"
 #include "ParseGuard.h"
 #include "TemporaryFolder.h"
 #include "TransferSyntaxes.h"
 
 #include "dcmtk/oflog/oflog.h"
-#include "dcmtk/oflog/spi/logevent.h"
 
 using namespace radvex;
 using namespace radvex::test;
@@ -210,21 +210,6 @@ TEST_F(ParseGuardMutation, IsNeverLaxerForAFileThatIsCutShort) {
 
 namespace {
 
-/// Counts DCMTK's warnings about elements that it had to insert before others.
-class OrderWarnings : public dcmtk::log4cplus::Appender {
-  public:
-    ~OrderWarnings() override { destructorImpl(); }
-    void close() override {}
-
-    std::size_t count = 0;
-
-  protected:
-    void append(const dcmtk::log4cplus::spi::InternalLoggingEvent& event) override {
-        const OFString message = event.getMessage().c_str();
-        count += message.find("not in ascending tag order") != OFString_npos ? 1U : 0U;
-    }
-};
-
 /// Different elements, private creators among them, in an order that holds runs.
 std::string shuffled(std::uint32_t seed) {
     std::mt19937 random(seed);
@@ -248,25 +233,17 @@ std::string shuffled(std::uint32_t seed) {
 } // namespace
 
 TEST_F(ParseGuardMutation, CountsTheElementsThatDcmtkInsertsBeforeOthers) {
-    OFLog::configure(OFLogger::WARN_LOG_LEVEL);
-    auto root = dcmtk::log4cplus::Logger::getRoot();
-    root.removeAllAppenders();
-    auto* warnings = new OrderWarnings;
-    const dcmtk::log4cplus::SharedAppenderPtr owner(warnings);
-    root.addAppender(owner);
     for (std::uint32_t seed = 0; seed < 200; ++seed) {
         const std::string path = fresh("file.dcm", withMeta(kExplicit, shuffled(seed)));
         DcmFileFormat file;
-        warnings->count = 0;
+        const OrderWarnings warnings;
         ASSERT_TRUE(loadAsTheLibrary(file, path).good());
         ParseLimits limits;
-        limits.outOfOrder = warnings->count;
+        limits.outOfOrder = warnings.count();
         EXPECT_EQ(reasonNotToParse(path, limits), std::nullopt) << seed;
         if (limits.outOfOrder > 0) {
             --limits.outOfOrder;
             EXPECT_NE(reasonNotToParse(path, limits), std::nullopt) << seed;
         }
     }
-    root.removeAppender(owner);
-    OFLog::configure(OFLogger::OFF_LOG_LEVEL);
 }

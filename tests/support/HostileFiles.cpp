@@ -110,9 +110,9 @@ std::string deflated(const std::string& bytes) {
 }
 
 std::string directory(const Form& form, const std::vector<DirectoryRecord>& records, std::uint32_t first,
-                      std::size_t offset, bool isDefined) {
-    const auto number = [&form](std::uint32_t tag, std::uint32_t value) {
-        return form.element(tag, "UL", form.number32(value));
+                      std::size_t offset, bool isDefined, std::size_t offsetBytes) {
+    const auto number = [&](std::uint32_t tag, std::uint32_t value) {
+        return form.element(tag, "UL", form.number32(value).substr(0, offsetBytes));
     };
     const std::size_t headerSize = number(0x00041200, 0).size() + form.header(0x00041220, "SQ", 0).size();
     const std::string type = form.element(0x00041430, "CS", "PATIENT ");

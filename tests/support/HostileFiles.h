@@ -56,8 +56,8 @@ struct DirectoryRecord {
 };
 
 /// A dataset of directory records that begins at an offset of its file; references to records that do not exist lead
-/// past the end.
+/// past the end. Offsets have four bytes, or as many of the first as are told.
 std::string directory(const Form& form, const std::vector<DirectoryRecord>& records, std::uint32_t first,
-                      std::size_t offset, bool isDefined = false);
+                      std::size_t offset, bool isDefined = false, std::size_t offsetBytes = 4);
 
 } // namespace radvex::test

@@ -44,4 +44,19 @@ inline std::size_t levelsOf(DcmFileFormat& file) {
     return std::max(levelsOf(*file.getMetaInfo()), levelsOf(*file.getDataset()));
 }
 
+/// Levels of the tree of records that DCMTK makes of a directory, without recursion.
+inline std::size_t levelsOfTree(DcmDicomDir& directory) {
+    std::size_t deepest = 0;
+    std::vector<std::pair<DcmDirectoryRecord*, std::size_t>> open{{&directory.getRootRecord(), 0}};
+    while (!open.empty()) {
+        const auto [record, level] = open.back();
+        open.pop_back();
+        deepest = std::max(deepest, level);
+        for (DcmDirectoryRecord* sub = record->nextSub(nullptr); sub != nullptr; sub = record->nextSub(sub)) {
+            open.emplace_back(sub, level + 1);
+        }
+    }
+    return deepest;
+}
+
 } // namespace radvex::test

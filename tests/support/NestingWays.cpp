@@ -1,6 +1,7 @@
 #include "NestingWays.h"
 
 #include "HostileFiles.h"
+#include "TransferSyntaxes.h"
 
 namespace radvex::test {
 
@@ -12,11 +13,6 @@ const Form kE = kExplicitForm;
 const Form kI = kImplicitForm;
 const Form kB = kBigEndianForm;
 
-constexpr const char* kImplicit = "1.2.840.10008.1.2";
-constexpr const char* kExplicit = "1.2.840.10008.1.2.1";
-constexpr const char* kBigEndian = "1.2.840.10008.1.2.2";
-constexpr const char* kDeflated = "1.2.840.10008.1.2.1.99";
-constexpr const char* kJpeg = "1.2.840.10008.1.2.4.50";
 constexpr std::uint32_t kImages = 0x00081140;
 
 Wrap in(const char* syntax) {
@@ -48,6 +44,13 @@ std::string withHiddenSyntax(const std::string& dataset) {
 std::string withShortGroupLength(const std::string& dataset) {
     return withoutMeta(kE.element(0x00020000, "UL", kE.number32(0)) + syntaxElement("1.2.840.10008.1.2.4.50") +
                        dataset);
+}
+
+/// A group length of three bytes, which DCMTK takes for four. Who reads the dataset too early finds a long value.
+std::string withOddGroupLength(const std::string& dataset) {
+    const std::string meta = syntaxElement("1.2.840.10008.1.2 ") + kE.element(0x00091001, "UN", "abcd");
+    const std::string length = kE.number32(static_cast<std::uint32_t>(meta.size())).substr(0, 3);
+    return withoutMeta(kE.element(0x00020000, "UL", length) + meta + dataset);
 }
 
 /// Meta information in implicit VR, which its first tag gives away.
@@ -160,6 +163,7 @@ std::vector<NestingWay> waysByMeta() {
         way("SyntaxOfSpaces", in("  "), nesting({false, true}, kI, 0x00091001, "")),
         way("HiddenSyntax", withHiddenSyntax, nesting(kI, true, true)),
         way("ShortGroupLength", withShortGroupLength, nesting(kE, false, false)),
+        way("OddGroupLength", withOddGroupLength, nesting(kI, false, false)),
         way("InMeta", inMeta, nesting(kE, kE, 0x00020102, "SQ")),
         way("InMetaDefined", inMeta, {kE, kE, 0x00020102, "SQ", true, true}),
         way("InMetaUnknown", inMeta, nesting(kE, kI, 0x000200F0, "UN")),
