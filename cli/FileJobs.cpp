@@ -1,0 +1,53 @@
+#include "FileJobs.h"
+
+#include <algorithm>
+#include <thread>
+
+#include "Workers.h"
+
+namespace radvex::cli {
+
+namespace {
+
+constexpr std::size_t kMost = 256;
+
+} // namespace
+
+void FileJobs::addTo(const CommandLine& command) {
+    command.addNumber("--jobs", mGiven, kMost,
+                      "Processes that read several files, one by core when not given; 0: read them in this process, "
+                      "which a file can then take down");
+}
+
+std::size_t FileJobs::count() const {
+    return mGiven ? *mGiven : std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, kMost);
+}
+
+void FileJobs::forEach(Session& session, const std::vector<std::string>& files, bool namesFile, const Read& read,
+                       const Print& print) const {
+    const std::size_t most = count();
+    if (files.size() == 1 || most == 0) {
+        for (const std::string& file : files) {
+            session.attempt(namesFile ? file : "", [&] { print(file, read(file)); });
+        }
+        return;
+    }
+    const Workers workers(std::min(most, files.size()));
+    workers.run(
+        files.size(),
+        [&](std::size_t index) {
+            return WorkResult{read(files[index]), "", ""};
+        },
+        [&](std::size_t index, const WorkResult& result) {
+            const std::string& file = files[index];
+            if (!result.end.empty()) {
+                session.reportRefusal(file, "the reading process " + result.end + ".");
+            } else if (!result.error.empty()) {
+                session.reportRefusal(namesFile ? file : "", result.error);
+            } else {
+                print(file, result.output);
+            }
+        });
+}
+
+} // namespace radvex::cli

@@ -1,0 +1,227 @@
+#include "Workers.h"
+
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <map>
+#include <system_error>
+#include <vector>
+
+#include "Channel.h"
+#include "Host.h"
+
+namespace radvex::cli {
+
+namespace {
+
+/// Results that wait for one before them. Beyond this nothing is handed out until that one has come.
+constexpr std::size_t kMostHeldBytes = std::size_t{64} << 20;
+
+/// Waits for a process of ours and says how it ended.
+std::string awaitEnd(pid_t process) {
+    int state = 0;
+    pid_t found = 0;
+    do {
+        found = ::waitpid(process, &state, 0);
+    } while (found < 0 && errno == EINTR);
+    if (found == process && WIFSIGNALED(state)) {
+        const int number = WTERMSIG(state);
+        const char* name = sigabbrev_np(number);
+        return "ended with signal " + std::to_string(number) +
+               (name == nullptr ? std::string() : std::string(" (SIG") + name + ")");
+    }
+    return found == process ? "ended with exit status " + std::to_string(WEXITSTATUS(state)) : "ended";
+}
+
+Channel::Message messageOf(const Workers::Work& work, std::size_t item) {
+    try {
+        return {false, work(item)};
+    } catch (const velmora::HostError& error) {
+        return {true, {"", error.what(), ""}};
+    } catch (const std::exception& error) {
+        return {false, {"", error.what(), ""}};
+    }
+}
+
+/// The life of a worker. Ends without exit handlers and destructors, which belong to the process it is a copy of.
+[[noreturn]] void serve(Channel& channel, const Workers::Work& work) noexcept {
+    while (const auto item = channel.receiveItem()) {
+        if (!channel.sendMessage(messageOf(work, *item))) {
+            break;
+        }
+    }
+    ::_exit(0);
+}
+
+/// The processes of one run and what they have done so far.
+class Crew {
+  public:
+    Crew(std::size_t most, std::size_t itemCount, const Workers::Work& work)
+        : mMost(most), mItemCount(itemCount), mWork(work) {
+        // Who started this process may have had it ignored; the ends of processes could not be told then.
+        mFormerHandler = std::signal(SIGCHLD, SIG_DFL);
+    }
+    ~Crew() {
+        for (Worker& worker : mWorkers) {
+            (void)::kill(worker.process, SIGKILL); // idle, or nobody waits for its result any more
+            (void)awaitEnd(worker.process);
+        }
+        (void)std::signal(SIGCHLD, mFormerHandler);
+    }
+    Crew(const Crew&) = delete;
+    Crew& operator=(const Crew&) = delete;
+
+    void run(const Workers::Receive& receive) {
+        while (mDue < mItemCount) {
+            handOut();
+            collect();
+            deliver(receive);
+        }
+    }
+
+  private:
+    struct Worker {
+        pid_t process;
+        Channel channel;
+        std::size_t item = 0;
+        bool isBusy = false;
+        bool isNew = true;
+        bool isGone = false;
+    };
+
+    void handOut();
+    bool give(Worker& worker);
+    bool start();
+    void collect();
+    void hear(Worker& worker);
+    void forgetGone();
+    void finish(std::size_t item, Channel::Message message);
+    void deliver(const Workers::Receive& receive);
+    bool hasWork() const { return mNext < mItemCount && (mHeldBytes < kMostHeldBytes || mNext == mDue); }
+
+    std::size_t mMost;
+    std::size_t mItemCount;
+    const Workers::Work& mWork;
+    void (*mFormerHandler)(int) = SIG_DFL;
+    std::vector<Worker> mWorkers{};
+    std::map<std::size_t, Channel::Message> mFinished{}; ///< not delivered yet
+    std::size_t mHeldBytes = 0;
+    std::size_t mNext = 0; ///< first item that is not handed out
+    std::size_t mDue = 0;  ///< first item that is not delivered
+};
+
+void Crew::handOut() {
+    for (Worker& worker : mWorkers) {
+        if (!worker.isBusy && hasWork() && !give(worker)) { // ended between two items, which is nobody's loss
+            (void)awaitEnd(worker.process);
+            worker.isGone = true;
+        }
+    }
+    forgetGone();
+    while (mWorkers.size() < mMost && hasWork() && start()) {
+        (void)give(mWorkers.back());
+    }
+}
+
+/// A process that ends before its first item is charged with that one, so that a run always comes to its end.
+bool Crew::give(Worker& worker) {
+    if (!worker.channel.sendItem(mNext) && !worker.isNew) {
+        return false;
+    }
+    worker.isNew = false;
+    worker.isBusy = true;
+    worker.item = mNext++;
+    return true;
+}
+
+/// False when there is room for no further process: then those that run go on alone.
+bool Crew::start() {
+    auto [ours, theirs] = Channel::makePair();
+    const pid_t parent = ::getpid();
+    mWorkers.reserve(mWorkers.size() + 1); // nothing may fail between the fork and the place where it is remembered
+    const pid_t process = ::fork();
+    if (process < 0 && !mWorkers.empty()) {
+        return false;
+    }
+    if (process < 0) {
+        throw std::system_error(errno, std::generic_category(), "no process can be started");
+    }
+    if (process == 0) {
+        for (const Worker& other : mWorkers) { // else it would hold the channels of the others open
+            (void)::close(other.channel.descriptor());
+        }
+        (void)::close(ours.descriptor());
+        (void)::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (::getppid() == parent) { // it may have ended before the line above
+            serve(theirs, mWork);
+        }
+        ::_exit(0);
+    }
+    mWorkers.push_back({process, std::move(ours)});
+    return true;
+}
+
+void Crew::collect() {
+    std::vector<pollfd> channels;
+    for (const Worker& worker : mWorkers) { // poll passes over negative descriptors
+        channels.push_back({worker.isBusy ? worker.channel.descriptor() : -1, POLLIN, 0});
+    }
+    if (::poll(channels.data(), channels.size(), -1) < 0) {
+        if (errno == EINTR) {
+            return;
+        }
+        throw std::system_error(errno, std::generic_category(), "processes cannot be waited for");
+    }
+    for (std::size_t index = 0; index < channels.size(); ++index) {
+        if (channels[index].revents != 0) {
+            hear(mWorkers[index]);
+        }
+    }
+    forgetGone();
+}
+
+void Crew::hear(Worker& worker) {
+    if (!worker.channel.receiveSome()) {
+        worker.isGone = true;
+        finish(worker.item, {false, {"", "", awaitEnd(worker.process)}});
+    } else if (auto message = worker.channel.takeMessage()) {
+        worker.isBusy = false;
+        finish(worker.item, *std::move(message));
+    }
+}
+
+void Crew::forgetGone() {
+    std::erase_if(mWorkers, [](const Worker& worker) { return worker.isGone; });
+}
+
+void Crew::finish(std::size_t item, Channel::Message message) {
+    mHeldBytes += message.result.output.size();
+    mFinished.emplace(item, std::move(message));
+}
+
+void Crew::deliver(const Workers::Receive& receive) {
+    while (!mFinished.empty() && mFinished.begin()->first == mDue) {
+        const auto due = mFinished.extract(mFinished.begin());
+        const Channel::Message& message = due.mapped();
+        mHeldBytes -= message.result.output.size();
+        ++mDue;
+        if (message.isFatal) {
+            throw velmora::HostError(message.result.error);
+        }
+        receive(due.key(), message.result);
+    }
+}
+
+} // namespace
+
+void Workers::run(std::size_t itemCount, const Work& work, const Receive& receive) const {
+    Crew(std::max<std::size_t>(mCount, 1), itemCount, work).run(receive);
+}
+
+} // namespace radvex::cli

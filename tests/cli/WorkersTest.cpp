@@ -1,0 +1,234 @@
+#include "Workers.h"
+
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <new>
+#include <set>
+#include <stdexcept>
+#include <vector>
+
+#include "Host.h"
+
+using namespace radvex::cli;
+
+namespace {
+
+std::vector<WorkResult> runAll(std::size_t processes, std::size_t items, const Workers::Work& work) {
+    std::vector<WorkResult> results;
+    Workers(processes).run(items, work, [&](std::size_t item, const WorkResult& result) {
+        EXPECT_EQ(item, results.size());
+        results.push_back(result);
+    });
+    return results;
+}
+
+std::size_t openDescriptors() {
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+}
+
+bool hasChildren() { return ::waitpid(-1, nullptr, WNOHANG) != -1 || errno != ECHILD; }
+
+/// What processes that are forked later count in together.
+class SharedCount {
+  public:
+    SharedCount()
+        : mCount(new (::mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1,
+                             0)) std::atomic<int>(0)) {}
+    ~SharedCount() { ::munmap(mCount, sizeof *mCount); }
+    SharedCount(const SharedCount&) = delete;
+    SharedCount& operator=(const SharedCount&) = delete;
+    std::atomic<int>& operator*() const { return *mCount; }
+
+  private:
+    std::atomic<int>* mCount;
+};
+
+} // namespace
+
+TEST(Workers, ResultsComeInTheOrderOfTheItemsAndFromOtherProcesses) {
+    const auto results = runAll(3, 20, [](std::size_t item) {
+        ::usleep(item % 3 == 0 ? 20000 : 0); // every third comes after those behind it
+        return WorkResult{std::to_string(item) + (::getpid() == ::getppid() ? "?" : ""), "", ""};
+    });
+    ASSERT_EQ(results.size(), 20U);
+    for (std::size_t item = 0; item < results.size(); ++item) {
+        EXPECT_EQ(results[item].output, std::to_string(item));
+    }
+}
+
+TEST(Workers, WorkIsDoneByAsManyProcessesAsWereAskedFor) {
+    const pid_t own = ::getpid();
+    const auto results = runAll(3, 3, [](std::size_t) {
+        ::usleep(100000);
+        return WorkResult{std::to_string(::getpid()), "", ""};
+    });
+    std::set<std::string> processes{std::to_string(own)};
+    for (const WorkResult& result : results) {
+        processes.insert(result.output);
+    }
+    EXPECT_EQ(processes.size(), 4U);
+}
+
+TEST(Workers, TheEndOfAProcessCostsItsItemAlone) {
+    for (const std::size_t processes : {1U, 2U, 4U}) {
+        const auto results = runAll(processes, 9, [](std::size_t item) {
+            if (item == 0) {
+                (void)std::raise(SIGKILL);
+            } else if (item == 4) {
+                (void)std::signal(SIGSEGV, SIG_DFL);
+                (void)std::raise(SIGSEGV);
+            } else if (item == 5) {
+                ::_exit(3);
+            }
+            return WorkResult{"done", "", ""};
+        });
+        ASSERT_EQ(results.size(), 9U);
+        for (std::size_t item = 0; item < results.size(); ++item) {
+            EXPECT_EQ(results[item].end, item == 0   ? "ended with signal 9 (SIGKILL)"
+                                         : item == 4 ? "ended with signal 11 (SIGSEGV)"
+                                         : item == 5 ? "ended with exit status 3"
+                                                     : "");
+            EXPECT_EQ(results[item].output, results[item].end.empty() ? "done" : "");
+        }
+    }
+}
+
+TEST(Workers, ARunInWhichEveryItemEndsItsProcessComesToItsEnd) {
+    const auto results = runAll(2, 30, [](std::size_t) -> WorkResult { ::_exit(0); });
+    ASSERT_EQ(results.size(), 30U);
+    for (const WorkResult& result : results) {
+        EXPECT_EQ(result.end, "ended with exit status 0") << "also of a process that says it went well";
+    }
+}
+
+TEST(Workers, AProcessThatEndsBetweenTwoItemsCostsNone) {
+    std::vector<std::string> processes;
+    Workers(1).run(
+        3,
+        [](std::size_t) {
+            return WorkResult{std::to_string(::getpid()), "", ""};
+        },
+        [&](std::size_t item, const WorkResult& result) {
+            EXPECT_EQ(result.end, "");
+            processes.push_back(result.output);
+            if (item == 0) {
+                const auto process = static_cast<pid_t>(std::stol(result.output));
+                siginfo_t info;
+                ASSERT_EQ(::kill(process, SIGKILL), 0);
+                ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(process), &info, WEXITED | WNOWAIT), 0);
+            }
+        });
+    ASSERT_EQ(processes.size(), 3U);
+    EXPECT_NE(processes[0], processes[1]);
+    EXPECT_EQ(processes[1], processes[2]) << "a process goes on to the next item";
+}
+
+TEST(Workers, ResultsOfAnySizeComeWhole) {
+    const std::size_t size = 3000001; // more than a channel holds, and no multiple of anything
+    const auto results = runAll(2, 3, [&](std::size_t item) {
+        std::string text(item * size, static_cast<char>('a' + item));
+        text += '\0';
+        return WorkResult{text, "", ""};
+    });
+    for (std::size_t item = 0; item < 3; ++item) {
+        EXPECT_EQ(results[item].output, std::string(item * size, static_cast<char>('a' + item)) + '\0');
+    }
+}
+
+TEST(Workers, WhatWaitsForASlowItemIsBounded) {
+    const SharedCount begun;
+    const auto results = runAll(3, 120, [&](std::size_t item) {
+        const int count = ++*begun;
+        if (item == 0) {
+            ::usleep(300000);
+            return WorkResult{std::to_string((*begun).load()), "", ""};
+        }
+        return WorkResult{std::string(std::size_t{1} << 20, static_cast<char>(count)), "", ""};
+    });
+    EXPECT_LE(std::stoi(results.front().output), 64 + 3) << "64 MiB are held, and each process has one item";
+    EXPECT_EQ(*begun, 120);
+}
+
+TEST(Workers, AnExceptionIsTheErrorOfItsItem) {
+    const auto results = runAll(2, 3, [](std::size_t item) -> WorkResult {
+        if (item == 1) {
+            throw std::runtime_error("no such luck");
+        }
+        return {"", "", ""};
+    });
+    EXPECT_EQ(results[0].error, "");
+    EXPECT_EQ(results[1].error, "no such luck");
+    EXPECT_EQ(results[1].end, "");
+    EXPECT_EQ(results[2].error, "");
+}
+
+TEST(Workers, ALibraryThatCannotBeUsedEndsTheRun) {
+    std::size_t received = 0;
+    try {
+        Workers(2).run(
+            5,
+            [](std::size_t item) -> WorkResult {
+                if (item >= 2) {
+                    throw velmora::HostError("There is no library.");
+                }
+                return {"", "", ""};
+            },
+            [&](std::size_t, const WorkResult&) { ++received; });
+        FAIL() << "nothing was thrown";
+    } catch (const velmora::HostError& error) {
+        EXPECT_STREQ(error.what(), "There is no library.");
+    }
+    EXPECT_EQ(received, 2U) << "what came before is not lost";
+}
+
+TEST(Workers, LeaveNoProcessAndNoDescriptorBehind) {
+    const std::size_t before = openDescriptors();
+    (void)runAll(4, 20, [](std::size_t item) {
+        if (item % 5 == 0) {
+            (void)std::raise(SIGKILL);
+        }
+        return WorkResult{"", "", ""};
+    });
+    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_FALSE(hasChildren());
+    EXPECT_THROW(Workers(3).run(
+                     5,
+                     [](std::size_t item) {
+                         ::usleep(item == 0 ? 0 : 60000000); // must not be waited for
+                         return WorkResult{"", "", ""};
+                     },
+                     [](std::size_t, const WorkResult&) { throw std::runtime_error("enough"); }),
+                 std::runtime_error);
+    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_FALSE(hasChildren());
+}
+
+TEST(Workers, AWorkerHoldsNoChannelOfAnother) {
+    const auto results = runAll(3, 3, [](std::size_t) {
+        ::usleep(100000); // until all three are there
+        return WorkResult{std::to_string(openDescriptors()), "", ""};
+    });
+    const std::size_t own = openDescriptors();
+    for (const WorkResult& result : results) {
+        EXPECT_EQ(result.output, std::to_string(own + 1)) << "its own channel, and nothing else";
+    }
+}
+
+TEST(Workers, EndsAreToldThoughTheCallerIgnoresThem) {
+    void (*former)(int) = std::signal(SIGCHLD, SIG_IGN);
+    const auto results = runAll(2, 2, [](std::size_t) -> WorkResult { ::_exit(7); });
+    EXPECT_EQ(std::signal(SIGCHLD, former), SIG_IGN) << "and it goes on ignoring them";
+    EXPECT_EQ(results[0].end, "ended with exit status 7");
+}
+
+TEST(Workers, NothingToDoStartsNothing) {
+    EXPECT_TRUE(runAll(4, 0, [](std::size_t) { return WorkResult{"", "", ""}; }).empty());
+}
