@@ -23,6 +23,8 @@ std::size_t FileJobs::count() const {
     return mGiven ? *mGiven : std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, kMost);
 }
 
+std::string endOfReader(const WorkResult& result) { return "the reading process " + result.end + "."; }
+
 void FileJobs::forEach(Session& session, const std::vector<std::string>& files, bool namesFile, const Read& read,
                        const Print& print) const {
     const std::size_t most = count();
@@ -32,22 +34,19 @@ void FileJobs::forEach(Session& session, const std::vector<std::string>& files, 
         }
         return;
     }
-    const Workers workers(std::min(most, files.size()));
-    workers.run(
-        files.size(),
-        [&](std::size_t index) {
-            return WorkResult{read(files[index]), "", ""};
-        },
-        [&](std::size_t index, const WorkResult& result) {
-            const std::string& file = files[index];
-            if (!result.end.empty()) {
-                session.reportRefusal(file, "the reading process " + result.end + ".");
-            } else if (!result.error.empty()) {
-                session.reportRefusal(namesFile ? file : "", result.error);
-            } else {
-                print(file, result.output);
-            }
-        });
+    Workers workers(std::min(most, files.size()), [&](std::size_t index) {
+        return WorkResult{read(files[index]), "", ""};
+    });
+    workers.run(0, files.size(), [&](std::size_t index, const WorkResult& result) {
+        const std::string& file = files[index];
+        if (!result.end.empty()) {
+            session.reportRefusal(file, endOfReader(result));
+        } else if (!result.error.empty()) {
+            session.reportRefusal(namesFile ? file : "", result.error);
+        } else {
+            print(file, result.output);
+        }
+    });
 }
 
 } // namespace radvex::cli

@@ -7,8 +7,12 @@
 
 #include "CommandLine.h"
 #include "Session.h"
+#include "Workers.h"
 
 namespace radvex::cli {
+
+/// What is said of a file when the process that had it ended.
+std::string endOfReader(const WorkResult& result);
 
 /// How a command reads several files that have nothing to do with each other: in processes of their own, so that a file
 /// that takes its reader down is named and the others go on. A single file is read in this process.

@@ -59,29 +59,34 @@ Channel::Message messageOf(const Workers::Work& work, std::size_t item) {
     ::_exit(0);
 }
 
-/// The processes of one run and what they have done so far.
-class Crew {
+} // namespace
+
+/// The processes and what they have done so far of the run.
+class Workers::Crew {
   public:
-    Crew(std::size_t most, std::size_t itemCount, const Workers::Work& work)
-        : mMost(most), mItemCount(itemCount), mWork(work) {
+    Crew(std::size_t most, const Work& work) : mMost(most), mWork(work) {
         // Who started this process may have had it ignored; the ends of processes could not be told then.
         mFormerHandler = std::signal(SIGCHLD, SIG_DFL);
     }
     ~Crew() {
-        for (Worker& worker : mWorkers) {
-            (void)::kill(worker.process, SIGKILL); // idle, or nobody waits for its result any more
-            (void)awaitEnd(worker.process);
-        }
+        dismiss();
         (void)std::signal(SIGCHLD, mFormerHandler);
     }
     Crew(const Crew&) = delete;
     Crew& operator=(const Crew&) = delete;
 
-    void run(const Workers::Receive& receive) {
-        while (mDue < mItemCount) {
-            handOut();
-            collect();
-            deliver(receive);
+    void run(std::size_t first, std::size_t end, const Receive& receive) {
+        mNext = mDue = first;
+        mEnd = end;
+        try {
+            while (mDue < mEnd) {
+                handOut();
+                collect();
+                deliver(receive);
+            }
+        } catch (...) {
+            dismiss();
+            throw;
         }
     }
 
@@ -95,6 +100,7 @@ class Crew {
         bool isGone = false;
     };
 
+    void dismiss();
     void handOut();
     bool give(Worker& worker);
     bool start();
@@ -102,21 +108,31 @@ class Crew {
     void hear(Worker& worker);
     void forgetGone();
     void finish(std::size_t item, Channel::Message message);
-    void deliver(const Workers::Receive& receive);
-    bool hasWork() const { return mNext < mItemCount && (mHeldBytes < kMostHeldBytes || mNext == mDue); }
+    void deliver(const Receive& receive);
+    bool hasWork() const { return mNext < mEnd && (mHeldBytes < kMostHeldBytes || mNext == mDue); }
 
     std::size_t mMost;
-    std::size_t mItemCount;
-    const Workers::Work& mWork;
+    const Work& mWork;
     void (*mFormerHandler)(int) = SIG_DFL;
     std::vector<Worker> mWorkers{};
     std::map<std::size_t, Channel::Message> mFinished{}; ///< not delivered yet
     std::size_t mHeldBytes = 0;
+    std::size_t mEnd = 0;
     std::size_t mNext = 0; ///< first item that is not handed out
     std::size_t mDue = 0;  ///< first item that is not delivered
 };
 
-void Crew::handOut() {
+void Workers::Crew::dismiss() {
+    for (const Worker& worker : mWorkers) {
+        (void)::kill(worker.process, SIGKILL); // idle, or nobody waits for its result any more
+        (void)awaitEnd(worker.process);
+    }
+    mWorkers.clear();
+    mFinished.clear();
+    mHeldBytes = 0;
+}
+
+void Workers::Crew::handOut() {
     for (Worker& worker : mWorkers) {
         if (!worker.isBusy && hasWork() && !give(worker)) { // ended between two items, which is nobody's loss
             (void)awaitEnd(worker.process);
@@ -130,7 +146,7 @@ void Crew::handOut() {
 }
 
 /// A process that ends before its first item is charged with that one, so that a run always comes to its end.
-bool Crew::give(Worker& worker) {
+bool Workers::Crew::give(Worker& worker) {
     if (!worker.channel.sendItem(mNext) && !worker.isNew) {
         return false;
     }
@@ -141,7 +157,7 @@ bool Crew::give(Worker& worker) {
 }
 
 /// False when there is room for no further process: then those that run go on alone.
-bool Crew::start() {
+bool Workers::Crew::start() {
     auto [ours, theirs] = Channel::makePair();
     const pid_t parent = ::getpid();
     mWorkers.reserve(mWorkers.size() + 1); // nothing may fail between the fork and the place where it is remembered
@@ -167,7 +183,7 @@ bool Crew::start() {
     return true;
 }
 
-void Crew::collect() {
+void Workers::Crew::collect() {
     std::vector<pollfd> channels;
     for (const Worker& worker : mWorkers) { // poll passes over negative descriptors
         channels.push_back({worker.isBusy ? worker.channel.descriptor() : -1, POLLIN, 0});
@@ -186,7 +202,7 @@ void Crew::collect() {
     forgetGone();
 }
 
-void Crew::hear(Worker& worker) {
+void Workers::Crew::hear(Worker& worker) {
     if (!worker.channel.receiveSome()) {
         worker.isGone = true;
         finish(worker.item, {false, {"", "", awaitEnd(worker.process)}});
@@ -196,16 +212,16 @@ void Crew::hear(Worker& worker) {
     }
 }
 
-void Crew::forgetGone() {
+void Workers::Crew::forgetGone() {
     std::erase_if(mWorkers, [](const Worker& worker) { return worker.isGone; });
 }
 
-void Crew::finish(std::size_t item, Channel::Message message) {
+void Workers::Crew::finish(std::size_t item, Channel::Message message) {
     mHeldBytes += message.result.output.size();
     mFinished.emplace(item, std::move(message));
 }
 
-void Crew::deliver(const Workers::Receive& receive) {
+void Workers::Crew::deliver(const Receive& receive) {
     while (!mFinished.empty() && mFinished.begin()->first == mDue) {
         const auto due = mFinished.extract(mFinished.begin());
         const Channel::Message& message = due.mapped();
@@ -218,10 +234,22 @@ void Crew::deliver(const Workers::Receive& receive) {
     }
 }
 
-} // namespace
+Workers::Workers(std::size_t count, Work work)
+    : mWork(std::move(work)), mCrew(count == 0 ? nullptr : std::make_unique<Crew>(count, mWork)) {}
 
-void Workers::run(std::size_t itemCount, const Work& work, const Receive& receive) const {
-    Crew(std::max<std::size_t>(mCount, 1), itemCount, work).run(receive);
+Workers::~Workers() = default;
+
+void Workers::run(std::size_t first, std::size_t end, const Receive& receive) {
+    if (mCrew != nullptr) {
+        return mCrew->run(first, end, receive);
+    }
+    for (std::size_t item = first; item < end; ++item) {
+        const Channel::Message message = messageOf(mWork, item);
+        if (message.isFatal) {
+            throw velmora::HostError(message.result.error);
+        }
+        receive(item, message.result);
+    }
 }
 
 } // namespace radvex::cli

@@ -22,7 +22,7 @@ namespace {
 
 std::vector<WorkResult> runAll(std::size_t processes, std::size_t items, const Workers::Work& work) {
     std::vector<WorkResult> results;
-    Workers(processes).run(items, work, [&](std::size_t item, const WorkResult& result) {
+    Workers(processes, work).run(0, items, [&](std::size_t item, const WorkResult& result) {
         EXPECT_EQ(item, results.size());
         results.push_back(result);
     });
@@ -111,21 +111,17 @@ TEST(Workers, ARunInWhichEveryItemEndsItsProcessComesToItsEnd) {
 
 TEST(Workers, AProcessThatEndsBetweenTwoItemsCostsNone) {
     std::vector<std::string> processes;
-    Workers(1).run(
-        3,
-        [](std::size_t) {
-            return WorkResult{std::to_string(::getpid()), "", ""};
-        },
-        [&](std::size_t item, const WorkResult& result) {
-            EXPECT_EQ(result.end, "");
-            processes.push_back(result.output);
-            if (item == 0) {
-                const auto process = static_cast<pid_t>(std::stol(result.output));
-                siginfo_t info;
-                ASSERT_EQ(::kill(process, SIGKILL), 0);
-                ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(process), &info, WEXITED | WNOWAIT), 0);
-            }
-        });
+    Workers workers(1, [](std::size_t) { return WorkResult{std::to_string(::getpid()), "", ""}; });
+    workers.run(0, 3, [&](std::size_t item, const WorkResult& result) {
+        EXPECT_EQ(result.end, "");
+        processes.push_back(result.output);
+        if (item == 0) {
+            const auto process = static_cast<pid_t>(std::stol(result.output));
+            siginfo_t info;
+            ASSERT_EQ(::kill(process, SIGKILL), 0);
+            ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(process), &info, WEXITED | WNOWAIT), 0);
+        }
+    });
     ASSERT_EQ(processes.size(), 3U);
     EXPECT_NE(processes[0], processes[1]);
     EXPECT_EQ(processes[1], processes[2]) << "a process goes on to the next item";
@@ -173,15 +169,13 @@ TEST(Workers, AnExceptionIsTheErrorOfItsItem) {
 TEST(Workers, ALibraryThatCannotBeUsedEndsTheRun) {
     std::size_t received = 0;
     try {
-        Workers(2).run(
-            5,
-            [](std::size_t item) -> WorkResult {
-                if (item >= 2) {
-                    throw velmora::HostError("There is no library.");
-                }
-                return {"", "", ""};
-            },
-            [&](std::size_t, const WorkResult&) { ++received; });
+        Workers workers(2, [](std::size_t item) -> WorkResult {
+            if (item >= 2) {
+                throw velmora::HostError("There is no library.");
+            }
+            return {"", "", ""};
+        });
+        workers.run(0, 5, [&](std::size_t, const WorkResult&) { ++received; });
         FAIL() << "nothing was thrown";
     } catch (const velmora::HostError& error) {
         EXPECT_STREQ(error.what(), "There is no library.");
@@ -199,13 +193,11 @@ TEST(Workers, LeaveNoProcessAndNoDescriptorBehind) {
     });
     EXPECT_EQ(openDescriptors(), before);
     EXPECT_FALSE(hasChildren());
-    EXPECT_THROW(Workers(3).run(
-                     5,
-                     [](std::size_t item) {
-                         ::usleep(item == 0 ? 0 : 60000000); // must not be waited for
-                         return WorkResult{"", "", ""};
-                     },
-                     [](std::size_t, const WorkResult&) { throw std::runtime_error("enough"); }),
+    Workers workers(3, [](std::size_t item) {
+        ::usleep(item == 0 ? 0 : 60000000); // must not be waited for
+        return WorkResult{"", "", ""};
+    });
+    EXPECT_THROW(workers.run(0, 5, [](std::size_t, const WorkResult&) { throw std::runtime_error("enough"); }),
                  std::runtime_error);
     EXPECT_EQ(openDescriptors(), before);
     EXPECT_FALSE(hasChildren());
@@ -231,4 +223,37 @@ TEST(Workers, EndsAreToldThoughTheCallerIgnoresThem) {
 
 TEST(Workers, NothingToDoStartsNothing) {
     EXPECT_TRUE(runAll(4, 0, [](std::size_t) { return WorkResult{"", "", ""}; }).empty());
+}
+
+TEST(Workers, ProcessesStayForTheNextRun) {
+    Workers workers(1, [](std::size_t item) {
+        return WorkResult{std::to_string(item) + " by " + std::to_string(::getpid()), "", ""};
+    });
+    std::vector<std::string> results;
+    const auto receive = [&](std::size_t, const WorkResult& result) { results.push_back(result.output); };
+    workers.run(3, 5, receive);
+    workers.run(7, 8, receive);
+    ASSERT_EQ(results.size(), 3U);
+    const std::string process = results[0].substr(1);
+    EXPECT_EQ(results, (std::vector<std::string>{"3" + process, "4" + process, "7" + process}));
+}
+
+TEST(Workers, ARunThatWasBrokenOffLeavesNothingToTheNext) {
+    Workers workers(2, [](std::size_t item) { return WorkResult{std::to_string(item), "", ""}; });
+    EXPECT_THROW(workers.run(0, 9, [](std::size_t, const WorkResult&) { throw std::runtime_error("enough"); }),
+                 std::runtime_error);
+    std::vector<std::string> results;
+    workers.run(20, 22, [&](std::size_t, const WorkResult& result) { results.push_back(result.output); });
+    EXPECT_EQ(results, (std::vector<std::string>{"20", "21"}));
+}
+
+TEST(Workers, WithoutProcessesAllIsDoneHere) {
+    const auto results = runAll(0, 2, [](std::size_t item) -> WorkResult {
+        if (item == 1) {
+            throw std::runtime_error("no such luck");
+        }
+        return {std::to_string(::getpid()), "", ""};
+    });
+    EXPECT_EQ(results[0].output, std::to_string(::getpid()));
+    EXPECT_EQ(results[1].error, "no such luck");
 }
