@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <thread>
 
+#include "OutputFile.h"
 #include "Workers.h"
 
 namespace radvex::cli {
@@ -24,6 +25,18 @@ std::size_t FileJobs::count() const {
 }
 
 std::string endOfReader(const WorkResult& result) { return "the reading process " + result.end + "."; }
+
+std::string FileJobs::readAlone(const std::string& place, const std::function<std::string()>& read) const {
+    std::string text;
+    Workers worker(count() == 0 ? 0 : 1, [&](std::size_t) { return WorkResult{read(), "", ""}; });
+    worker.run(0, 1, [&](std::size_t, const WorkResult& result) {
+        if (!result.end.empty() || !result.error.empty()) {
+            throw FileError(result.end.empty() ? result.error : place + ": " + endOfReader(result));
+        }
+        text = result.output;
+    });
+    return text;
+}
 
 void FileJobs::forEach(Session& session, const std::vector<std::string>& files, bool namesFile, const Read& read,
                        const Print& print) const {

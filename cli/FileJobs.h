@@ -24,6 +24,10 @@ class FileJobs {
     /// Processes at a time, one by core when nothing else was asked for. 0: all files in this process.
     std::size_t count() const;
 
+    /// What is read of a place as a whole, by another process, which it may take down. With no processes, by this one.
+    /// @throws FileError  a sentence: the library's, or how the process ended
+    std::string readAlone(const std::string& place, const std::function<std::string()>& read) const;
+
     /// What is said of a file; runs in another process when there are several.
     using Read = std::function<std::string(const std::string& file)>;
     /// Prints it; runs in this process, file after file in their order.

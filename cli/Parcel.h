@@ -45,6 +45,7 @@ class ParcelReader {
         std::memcpy(bytes.data(), next(sizeof(T)).data(), sizeof(T));
         return std::bit_cast<T>(bytes);
     }
+    bool isEmpty() const { return mBytes.empty(); }
     std::string getText() { return std::string(next(get<std::size_t>())); }
 
   private:

@@ -188,32 +188,13 @@ Json refused(const SeriesFiles& series, const std::string& message) {
             {"error", message}};
 }
 
-/// Has another process ask the library, which may not survive the directory.
-std::vector<SeriesFiles> listElsewhere(Session& session, const Medium& medium, const VolumeOptions& options) {
-    std::vector<SeriesFiles> all;
-    Workers worker(1, [&](std::size_t) {
-        return WorkResult{toParcel(listSeries(session.host(), medium.dicomdir(), options.selection)), "", ""};
-    });
-    worker.run(0, 1, [&](std::size_t, const WorkResult& result) {
-        if (!result.end.empty()) {
-            throw VolumeError(options.place + ": " + endOfReader(result));
-        }
-        if (!result.error.empty()) {
-            throw VolumeError(medium.userText(result.error));
-        }
-        all = seriesOfParcel(result.output);
-    });
-    return all;
-}
-
 /// @throws VolumeError  nothing matches, or the library cannot read the directory
 std::vector<SeriesFiles> requireSeries(Session& session, const Medium& medium, const VolumeOptions& options) {
     std::vector<SeriesFiles> all;
     try {
-        all = options.rendered || options.jobs.count() == 0
-                  ? listSeries(session.host(), medium.dicomdir(), options.selection)
-                  : listElsewhere(session, medium, options);
-    } catch (const velmora::LibraryError& error) {
+        all = seriesOfParcel(options.jobs.readAlone(
+            options.place, [&] { return toParcel(listSeries(session.host(), medium.dicomdir(), options.selection)); }));
+    } catch (const FileError& error) {
         throw VolumeError(medium.userText(error.what()));
     }
     if (all.empty()) {

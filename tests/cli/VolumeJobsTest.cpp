@@ -128,9 +128,9 @@ TEST_F(VolumeJobs, ErrorsDoNotDependOnTheNumberOfProcesses) {
 }
 
 TEST_F(VolumeJobs, FramesComeWithTheirFile) {
-    writeSlice("A", 1, {1, 2, 3, 4, 5, 6}, {}, {.rows = 1, .columns = 2, .words = {}, .frames = "3"});
+    writeSlice("A", 1, {1, 2, 3, 4, 5, 6}, {}, {.rows = 1, .columns = 2, .frames = "3", .words = {}});
     writeSlice("B", 2, {7, 8});
-    writeSlice("C", 3, {9, 10, 11, 12}, {}, {.rows = 1, .columns = 2, .words = {}, .frames = "2"});
+    writeSlice("C", 3, {9, 10, 11, 12}, {}, {.rows = 1, .columns = 2, .frames = "2", .words = {}});
     writeSeries({{"A", "B", "C"}});
     const std::string all = sameWithAny({"--force"});
     EXPECT_THAT(all, HasSubstr("\nsizes: 2 1 6\n"));
