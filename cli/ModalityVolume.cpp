@@ -3,6 +3,8 @@
 #include <malloc.h>
 
 #include <algorithm>
+#include <cstring>
+#include <map>
 
 #include "FileJobs.h"
 #include "SliceFile.h"
@@ -27,8 +29,7 @@ class Stack {
   public:
     Stack(const Medium& medium, SharedMemory& memory) : mMedium(medium), mMemory(memory) {}
 
-    void add(const std::string& path, const WorkResult& result) {
-        const std::string name = mMedium.userPath(path);
+    void add(const std::string& name, const WorkResult& result, SliceFile file) {
         if (!result.end.empty()) {
             const std::string sentence = name + ": " + endOfReader(result);
             mReason = mReason.empty() ? sentence : mReason;
@@ -36,7 +37,7 @@ class Stack {
         } else if (!result.error.empty()) {
             addUnreadable(name, result.error);
         } else {
-            add(name, sliceFileOfParcel(result.output, name, mMemory));
+            add(name, std::move(file));
         }
     }
 
@@ -139,8 +140,33 @@ std::vector<std::size_t> firstItems(const std::vector<SeriesFiles>& all) {
     return firsts;
 }
 
+/// Memory of a process for the file at hand. The next file gets the same, whose pages are there already: for shared
+/// memory the system takes several times as long to give a page as it takes to fill one.
+class FileMemory {
+  public:
+    explicit FileMemory(SharedMemory& memory) : mMemory(memory) {}
+
+    std::byte* allocate(std::size_t bytes) {
+        if (bytes > mBytes) {
+            if (mBlock != nullptr) {
+                mMemory.empty(mBlock, mBytes);
+            }
+            mBytes = 0;
+            mBlock = mMemory.allocate(bytes);
+            mBytes = bytes;
+        }
+        return mBlock;
+    }
+
+  private:
+    SharedMemory& mMemory;
+    std::byte* mBlock = nullptr;
+    std::size_t mBytes = 0;
+};
+
 } // namespace
 
+/// Processes put the slices of a file where this one finds them, and it copies them beside the others.
 class ModalityVolumes::Reader {
   public:
     Reader(Session& session, const Medium& medium, const std::vector<SeriesFiles>& all, std::size_t jobs)
@@ -149,18 +175,21 @@ class ModalityVolumes::Reader {
           mAll(all),
           mFirsts(firstItems(all)),
           mJobs(mFirsts.back() < 2 ? 0 : std::min(jobs, mFirsts.back())),
-          mMemory(mJobs > 0),
           mWorkers(mJobs, [this](std::size_t item) {
               return WorkResult{readFile(pathOf(item)), "", ""};
           }) {}
 
     SeriesVolume read(std::size_t series, const std::function<void()>& step) {
-        mMemory.clear();
-        Stack stack(mMedium, mMemory);
-        mWorkers.run(mFirsts[series], mFirsts[series + 1], [&](std::size_t item, const WorkResult& result) {
-            stack.add(pathOf(item), result);
+        mVolume.clear();
+        mArrived.clear();
+        Stack stack(mMedium, mVolume);
+        const auto receive = [&](std::size_t item, const WorkResult& result) {
+            auto arrived = mArrived.extract(item);
+            stack.add(nameOf(item), result, arrived.empty() ? SliceFile{} : std::move(arrived.mapped()));
             step();
-        });
+        };
+        mWorkers.run(mFirsts[series], mFirsts[series + 1], receive,
+                     [this](std::size_t item, const WorkResult& result) { take(item, result); });
         return stack.finish();
     }
 
@@ -171,8 +200,28 @@ class ModalityVolumes::Reader {
         return mAll[series].files[item - mFirsts[series]];
     }
 
+    std::string nameOf(std::size_t item) const { return mMedium.userPath(pathOf(item)); }
+
     std::string readFile(const std::string& path) {
-        return toParcel(readSliceFile(mSession.host(), path, mMedium.userPath(path), mMemory), mMemory);
+        const auto allocate = [this](std::size_t bytes) {
+            return mJobs == 0 ? mVolume.allocate(bytes) : mFileMemory.allocate(bytes);
+        };
+        const SliceFile file = readSliceFile(mSession.host(), path, mMedium.userPath(path), allocate);
+        return toParcel(file, mJobs == 0 ? mVolume : mShared);
+    }
+
+    /// Before the process that it came from goes on to its next file.
+    void take(std::size_t item, const WorkResult& result) {
+        if (!result.error.empty()) {
+            return;
+        }
+        SliceFile file = sliceFileOfParcel(result.output, nameOf(item), mJobs == 0 ? mVolume : mShared);
+        if (mJobs > 0 && file.samples.count > 0) {
+            std::byte* copy = mVolume.allocate(file.bytes());
+            std::memcpy(copy, file.samples.samples, file.bytes());
+            file.samples.samples = copy;
+        }
+        mArrived.emplace(item, std::move(file));
     }
 
     Session& mSession;
@@ -180,7 +229,10 @@ class ModalityVolumes::Reader {
     const std::vector<SeriesFiles>& mAll;
     std::vector<std::size_t> mFirsts;
     std::size_t mJobs;
-    SharedMemory mMemory;
+    SharedMemory mVolume{false};
+    SharedMemory mShared{true};
+    FileMemory mFileMemory{mShared}; ///< each process has its own
+    std::map<std::size_t, SliceFile> mArrived{};
     Workers mWorkers;
 };
 

@@ -76,6 +76,15 @@ std::byte* SharedMemory::allocate(std::size_t bytes) {
     throw VolumeError("There is no memory for " + std::to_string(bytes) + " more bytes of the volume.");
 }
 
+void SharedMemory::empty(std::byte* block, std::size_t bytes) {
+    constexpr std::size_t kPage = 4096;
+    const std::size_t first = (offsetOf(block) + kPage - 1) / kPage * kPage;
+    const std::size_t end = (offsetOf(block) + bytes) / kPage * kPage;
+    if (first < end) {
+        (void)::madvise(mMemory + first, end - first, mIsShared ? MADV_REMOVE : MADV_DONTNEED); // a wish
+    }
+}
+
 void SharedMemory::clear() { counterAt(mMemory).store(kAlignment); }
 
 std::byte* SharedMemory::at(std::size_t offset, std::size_t bytes) const {

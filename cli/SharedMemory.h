@@ -18,7 +18,9 @@ class SharedMemory {
     /// Takes a block, aligned for every type; two processes never get the same. Nobody gives one back alone.
     /// @throws VolumeError  that much is not left
     std::byte* allocate(std::size_t bytes);
-    /// Gives back all blocks. No process may use one any more.
+    /// Gives back the pages of a block that nobody uses any more; its place stays taken.
+    void empty(std::byte* block, std::size_t bytes);
+    /// Gives back the places of all blocks, with what pages they have. No process may use one any more.
     void clear();
 
     /// How a process names a place to another.

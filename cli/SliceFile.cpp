@@ -28,7 +28,7 @@ class OpenFile {
     const std::string& mPath;
 };
 
-void readSamples(velmora::Host& host, const std::string& path, const FileMetadata& metadata, SharedMemory& memory,
+void readSamples(velmora::Host& host, const std::string& path, const FileMetadata& metadata, const Allocate& allocate,
                  SliceFile& file) {
     // Stored values are rescaled here: the library's integers would cut fractions off, and DCMTK takes longer.
     const vint flags = kImageFlags | (metadata.needsLibrary() ? 0 : kStoredValues);
@@ -39,13 +39,14 @@ void readSamples(velmora::Host& host, const std::string& path, const FileMetadat
     const VelmoraNumericArray& array = *values.get<velmora::NumericArray>().handle();
     const vint frames = array.dimensions.size() > 2 ? array.dimensions.front() : 1;
     const auto samples = static_cast<std::size_t>(file.rows) * static_cast<std::size_t>(file.columns); // 16-bit each
-    file.samples = storeSlices(memory, samples, array, metadata.rules(frames));
+    file.samples = storeSlices(allocate, samples, array, metadata.rules(frames));
     file.slices = metadata.slices(frames);
 }
 
 } // namespace
 
-SliceFile readSliceFile(velmora::Host& host, const std::string& path, const std::string& name, SharedMemory& memory) {
+SliceFile readSliceFile(velmora::Host& host, const std::string& path, const std::string& name,
+                        const Allocate& allocate) {
     SliceFile file;
     try {
         const OpenFile closing(host, path);
@@ -56,7 +57,7 @@ SliceFile readSliceFile(velmora::Host& host, const std::string& path, const std:
         file.columns = metadata.columns();
         file.isColour = metadata.isColour();
         if (file.rows > 0 && file.columns > 0 && !file.isColour) {
-            readSamples(host, path, metadata, memory, file);
+            readSamples(host, path, metadata, allocate, file);
         }
     } catch (const velmora::LibraryError& error) {
         file.reason = error.what();
@@ -105,8 +106,7 @@ SliceFile sliceFileOfParcel(const std::string& bytes, const std::string& name, c
     file.samples.count = parcel.get<std::size_t>();
     const auto offset = parcel.get<std::size_t>();
     if (file.samples.count > 0) {
-        const auto samples = static_cast<std::size_t>(file.rows) * static_cast<std::size_t>(file.columns);
-        file.samples.samples = memory.at(offset, storedBytes(file.samples.count, samples, file.samples.wanted.type()));
+        file.samples.samples = memory.at(offset, file.bytes());
     }
     for (std::size_t index = 0; index < file.samples.count; ++index) {
         SliceRecord slice;

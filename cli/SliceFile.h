@@ -20,12 +20,18 @@ struct SliceFile {
     bool isColour = false; ///< colour has no modality values
     StoredSlices samples{};
     std::vector<SliceRecord> slices{}; ///< as many as there are samples of
+
+    std::size_t bytes() const {
+        const auto samplesOfSlice = static_cast<std::size_t>(rows) * static_cast<std::size_t>(columns);
+        return storedBytes(samples.count, samplesOfSlice, samples.wanted.type());
+    }
 };
 
 /// Reads a file, all its frames.
 /// @param path  as the library takes it
 /// @param name  of the file, as the user knows it
-SliceFile readSliceFile(velmora::Host& host, const std::string& path, const std::string& name, SharedMemory& memory);
+SliceFile readSliceFile(velmora::Host& host, const std::string& path, const std::string& name,
+                        const Allocate& allocate);
 
 /// The same for a process that had another read it, which shares the memory.
 std::string toParcel(const SliceFile& file, const SharedMemory& memory);

@@ -121,14 +121,14 @@ std::size_t storedBytes(std::size_t slices, std::size_t sliceSamples, vint type)
     return bytes;
 }
 
-StoredSlices storeSlices(SharedMemory& memory, std::size_t sliceSamples, const VelmoraNumericArray& array,
+StoredSlices storeSlices(const Allocate& allocate, std::size_t sliceSamples, const VelmoraNumericArray& array,
                          std::span<const ModalityRule> rules) {
     if (sliceSamples == 0 || static_cast<std::size_t>(array.length) != rules.size() * sliceSamples) {
         throw VolumeError("The library gave another number of samples than the attributes promise.");
     }
     StoredSlices slices{wantedType(array, sliceSamples, rules), rules.size(), nullptr};
     const vint type = slices.wanted.type();
-    slices.samples = memory.allocate(storedBytes(rules.size(), sliceSamples, type));
+    slices.samples = allocate(storedBytes(rules.size(), sliceSamples, type));
     withType(array.type, [&](auto from) {
         const auto* samples = static_cast<const decltype(from)*>(array.data.get());
         withType(type, [&](auto to) {

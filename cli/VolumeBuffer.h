@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <span>
 #include <vector>
 
@@ -19,11 +20,14 @@ struct StoredSlices {
 /// Bytes of slices. @throws VolumeError  no memory has that many
 std::size_t storedBytes(std::size_t slices, std::size_t sliceSamples, vint type);
 
+/// Makes room for so many bytes, aligned for every type.
+using Allocate = std::function<std::byte*(std::size_t bytes)>;
+
 /// Turns an array of the library's, one or several slices, frames first, into modality values.
 /// @param sliceSamples  samples of one slice
 /// @param rules         one for each slice; they say how the samples become modality values
 /// @throws VolumeError  the array is not of that many slices, or there is no memory
-StoredSlices storeSlices(SharedMemory& memory, std::size_t sliceSamples, const VelmoraNumericArray& array,
+StoredSlices storeSlices(const Allocate& allocate, std::size_t sliceSamples, const VelmoraNumericArray& array,
                          std::span<const ModalityRule> rules);
 
 /// The slices of a volume, file by file, in the smallest element type that holds them all. Only those of files that can

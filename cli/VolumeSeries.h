@@ -58,8 +58,8 @@ class NoPicturesError : public VolumeError {
 };
 
 /// Reads the series of a medium as modality values (HU for CT): all frames of all files, in the order of the medium.
-/// Files are read in processes of their own, which share the memory of the volume with this one and stay for the next
-/// series; one that ends is a finding about its file. Memory: the volume, and for each process one file.
+/// Files are read in processes of their own, which stay for the next series; one that ends is a finding about its file.
+/// Memory: the volume, and for each process one file.
 class ModalityVolumes {
   public:
     /// @param all   series, which must outlive this object as the session and the medium

@@ -75,13 +75,13 @@ class Workers::Crew {
     Crew(const Crew&) = delete;
     Crew& operator=(const Crew&) = delete;
 
-    void run(std::size_t first, std::size_t end, const Receive& receive) {
+    void run(std::size_t first, std::size_t end, const Receive& receive, const Receive& arrive) {
         mNext = mDue = first;
         mEnd = end;
         try {
             while (mDue < mEnd) {
                 handOut();
-                collect();
+                collect(arrive);
                 deliver(receive);
             }
         } catch (...) {
@@ -104,8 +104,8 @@ class Workers::Crew {
     void handOut();
     bool give(Worker& worker);
     bool start();
-    void collect();
-    void hear(Worker& worker);
+    void collect(const Receive& arrive);
+    void hear(Worker& worker, const Receive& arrive);
     void forgetGone();
     void finish(std::size_t item, Channel::Message message);
     void deliver(const Receive& receive);
@@ -183,7 +183,7 @@ bool Workers::Crew::start() {
     return true;
 }
 
-void Workers::Crew::collect() {
+void Workers::Crew::collect(const Receive& arrive) {
     std::vector<pollfd> channels;
     for (const Worker& worker : mWorkers) { // poll passes over negative descriptors
         channels.push_back({worker.isBusy ? worker.channel.descriptor() : -1, POLLIN, 0});
@@ -196,18 +196,21 @@ void Workers::Crew::collect() {
     }
     for (std::size_t index = 0; index < channels.size(); ++index) {
         if (channels[index].revents != 0) {
-            hear(mWorkers[index]);
+            hear(mWorkers[index], arrive);
         }
     }
     forgetGone();
 }
 
-void Workers::Crew::hear(Worker& worker) {
+void Workers::Crew::hear(Worker& worker, const Receive& arrive) {
     if (!worker.channel.receiveSome()) {
         worker.isGone = true;
         finish(worker.item, {false, {"", "", awaitEnd(worker.process)}});
     } else if (auto message = worker.channel.takeMessage()) {
         worker.isBusy = false;
+        if (arrive && !message->isFatal) {
+            arrive(worker.item, message->result);
+        }
         finish(worker.item, *std::move(message));
     }
 }
@@ -239,14 +242,17 @@ Workers::Workers(std::size_t count, Work work)
 
 Workers::~Workers() = default;
 
-void Workers::run(std::size_t first, std::size_t end, const Receive& receive) {
+void Workers::run(std::size_t first, std::size_t end, const Receive& receive, const Receive& arrive) {
     if (mCrew != nullptr) {
-        return mCrew->run(first, end, receive);
+        return mCrew->run(first, end, receive, arrive);
     }
     for (std::size_t item = first; item < end; ++item) {
         const Channel::Message message = messageOf(mWork, item);
         if (message.isFatal) {
             throw velmora::HostError(message.result.error);
+        }
+        if (arrive) {
+            arrive(item, message.result);
         }
         receive(item, message.result);
     }

@@ -33,11 +33,13 @@ class Workers {
     Workers(const Workers&) = delete;
     Workers& operator=(const Workers&) = delete;
 
-    /// Hands out the items from `first` to the one before `end`. Processes stay for the next run, with all that they
+    /// Hands out the items from `first` to the one before `end`.
+    /// @param arrive  called for each result as soon as it is there, in any order and before the process that it came
+    ///                from gets another item; may be empty Processes stay for the next run, with all that they
     /// have loaded; after an exception they are new.
     /// @throws velmora::HostError  the library cannot be used; items before have been received
     /// @throws std::system_error   no process can be started
-    void run(std::size_t first, std::size_t end, const Receive& receive);
+    void run(std::size_t first, std::size_t end, const Receive& receive, const Receive& arrive = {});
 
   private:
     class Crew;

@@ -57,3 +57,18 @@ TEST(SharedMemory, PlacesThatAreNoneAreRefused) {
     EXPECT_THROW((void)memory.at(0, 1), VolumeError);
     EXPECT_THROW((void)memory.at(offset, std::numeric_limits<std::size_t>::max()), VolumeError);
 }
+
+TEST(SharedMemory, ABlockThatIsEmptiedStaysAPlace) {
+    for (const bool isShared : {false, true}) {
+        SharedMemory memory(isShared);
+        std::byte* block = memory.allocate(100000);
+        std::fill_n(block, 100000, std::byte{7});
+        std::byte* next = memory.allocate(8);
+        *next = std::byte{1};
+        memory.empty(block, 100000);
+        EXPECT_EQ(block[50000], std::byte{0});
+        EXPECT_EQ(*next, std::byte{1});
+        std::fill_n(block, 100000, std::byte{8});
+        EXPECT_EQ(block[99999], std::byte{8});
+    }
+}

@@ -24,7 +24,8 @@ class VolumeBufferTest : public radvex::test::ServicesTest {
     void add(VolumeBuffer& buffer, vint type, const std::vector<T>& samples, const std::vector<ModalityRule>& rules) {
         const velmora::NumericArray array(type, {static_cast<vint>(samples.size())});
         std::copy(samples.begin(), samples.end(), array.data<T>().begin());
-        buffer.add(storeSlices(memory, mSliceSamples, *array.handle(), rules));
+        const auto allocate = [&](std::size_t bytes) { return memory.allocate(bytes); };
+        buffer.add(storeSlices(allocate, mSliceSamples, *array.handle(), rules));
     }
     template <typename T>
     static std::vector<T> slice(const VolumeBuffer& buffer, std::size_t index) {

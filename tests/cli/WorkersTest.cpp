@@ -257,3 +257,21 @@ TEST(Workers, WithoutProcessesAllIsDoneHere) {
     EXPECT_EQ(results[0].output, std::to_string(::getpid()));
     EXPECT_EQ(results[1].error, "no such luck");
 }
+
+TEST(Workers, AResultArrivesBeforeItsProcessGoesOn) {
+    const SharedCount last; // what each process puts where the other finds it
+    std::vector<std::size_t> received;
+    for (const std::size_t processes : {0U, 1U}) {
+        Workers workers(processes, [&](std::size_t item) {
+            *last = static_cast<int>(item);
+            return WorkResult{"", "", ""};
+        });
+        workers.run(
+            0, 20, [&](std::size_t item, const WorkResult&) { received.push_back(item); },
+            [&](std::size_t item, const WorkResult&) {
+                ::usleep(1000);
+                EXPECT_EQ(*last, static_cast<int>(item));
+            });
+    }
+    EXPECT_EQ(received.size(), 40U);
+}
