@@ -5,6 +5,7 @@
 #include "Anonymizer.h"
 #include "Assignment.h"
 #include "Commands.h"
+#include "FileJobs.h"
 #include "InputFile.h"
 #include "Output.h"
 #include "OutputFile.h"
@@ -30,6 +31,7 @@ struct AnonymizeOptions {
     bool mayReplace = false;
     bool isStrict = false;
     bool isQuiet = false;
+    FileJobs jobs{};
 };
 
 std::string readKey(const std::string& path) {
@@ -152,7 +154,7 @@ void run(Session& session, const AnonymizeOptions& options) {
     Anonymizer anonymizer(session, rules, openAnonymization(std::move(settings)),
                           {options.mayReplace, options.isStrict,
                            options.isStrict || !options.isQuiet || !options.report.empty(), !options.report.empty(),
-                           options.hasNeutralNames});
+                           options.hasNeutralNames, options.jobs.count()});
     const AnonymizationResult result = isFolder ? anonymizer.anonymizeFolder(folder, options.output)
                                                 : anonymizer.anonymizeFile(options.input, options.output);
     for (const AnonymizedFile& file : result.files) {
@@ -194,6 +196,7 @@ void addAnonymizeCommand(const CommandLine& program, Session& session) {
     command.addFlag("--report-originals", options->hasOriginals,
                     "Paths of the input and values before in the report: it then identifies the patient");
     command.addFlag("-q,--quiet", options->isQuiet, "Do not say what may still identify the patient");
+    options->jobs.addTo(command);
     command.setFooter(
         "Names, dates and descriptions stay as they are unless --set, --rules or --profile gives them a "
         "value; what may still identify the patient is listed. Names of files and folders are kept unless "

@@ -7,11 +7,14 @@
 #include <functional>
 #include <map>
 
+#include "AnonymizerParcels.h"
+#include "FileJobs.h"
 #include "Interruption.h"
 #include "Output.h"
 #include "OutputFile.h"
 #include "ProgressBar.h"
 #include "StagingFolder.h"
+#include "Workers.h"
 
 namespace radvex::cli {
 
@@ -50,7 +53,7 @@ class Anonymizer::Work {
         : mOwner(owner), mOutput(std::move(output)), mShowsNames(hasNamesOfItsOwn), mStaging(mOutput) {}
 
     void add(const std::string& source, const std::string& name, bool mayBeOther) {
-        mJobs.push_back({mResult.files.size(), mStaging.file(std::to_string(mJobs.size())), mayBeOther, {}});
+        mJobs.push_back({mResult.files.size(), mStaging.file(std::to_string(mJobs.size())), mayBeOther});
         mResult.files.push_back({source, name, false, "", {}, {}});
     }
 
@@ -62,8 +65,13 @@ class Anonymizer::Work {
 
     /// All identifiers of the run are known after the first round, and looked for in every file in the second.
     void run(const std::string& what) {
-        forEachJob("Anonymizing " + what, [this](Job& job, AnonymizedFile& file) { make(job, file); });
-        forEachJob("Checking " + what, [this](Job& job, AnonymizedFile& file) { finish(job, file); });
+        forEachJob(
+            "Anonymizing " + what, [this](std::size_t job) { return make(job); },
+            [this](Job& job, AnonymizedFile& file, const std::string& made) { take(job, file, made); });
+        std::erase_if(mJobs, [](const Job& job) { return !job.isMade; });
+        forEachJob(
+            "Checking " + what, [this](std::size_t job) { return check(job); },
+            [this](Job& job, AnonymizedFile& file, const std::string& found) { finish(job, file, found); });
         std::erase_if(mResult.files, [this](const AnonymizedFile& file) { return isSkipped(file); });
     }
 
@@ -80,16 +88,25 @@ class Anonymizer::Work {
         std::size_t file; ///< index in the result
         std::string staged;
         bool mayBeOther; ///< something else than DICOM: then a refusal is none
-        std::string written{};
+        bool isMade = false;
+        std::string raw() const { return staged + ".raw"; }
     };
+    /// Runs where the file is worked on. Gives a parcel.
+    using Step = std::function<std::string(std::size_t job)>;
+    /// Runs in this process, with the parcel.
+    using Take = std::function<void(Job&, AnonymizedFile&, const std::string& parcel)>;
 
     std::string target(const AnonymizedFile& file) const { return (fs::path(mOutput) / file.name).string(); }
     bool isSkipped(const AnonymizedFile& file) const { return !file.isWritten && file.error.empty(); }
 
-    void forEachJob(const std::string& what, const std::function<void(Job&, AnonymizedFile&)>& step);
-    void make(Job& job, AnonymizedFile& file);
-    void finish(Job& job, AnonymizedFile& file);
-    void examine(const std::string& path, AnonymizedFile& file, bool isClean);
+    void forEachJob(const std::string& what, const Step& step, const Take& take);
+    void endWhenInterrupted() const;
+    std::string make(std::size_t index);
+    void take(Job& job, AnonymizedFile& file, const std::string& made);
+    std::string check(std::size_t index);
+    void finish(Job& job, AnonymizedFile& file, const std::string& found);
+    void judge(AnonymizedFile& file, bool isClean);
+    bool keepsChanges() const { return mOwner.mOptions.keepsChanges; }
     void publish(const std::string& staged, AnonymizedFile& file);
     using Listed = std::vector<study::Anonymization::Listed>;
     void writeDirectory(AnonymizedFile& directory, const Listed& listed);
@@ -97,7 +114,8 @@ class Anonymizer::Work {
 
     Anonymizer& mOwner;
     std::string mOutput;
-    bool mShowsNames; ///< the names of the result come from the input
+    bool mShowsNames;       ///< the names of the result come from the input
+    bool mIsShared = false; ///< other processes work on the files
     StagingFolder mStaging;
     Interruption mInterruption{};
     std::vector<Job> mJobs{};
@@ -105,68 +123,109 @@ class Anonymizer::Work {
     AnonymizationResult mResult{};
 };
 
-void Anonymizer::Work::forEachJob(const std::string& what, const std::function<void(Job&, AnonymizedFile&)>& step) {
-    ProgressBar bar(what);
-    for (std::size_t done = 0; done < mJobs.size();) {
-        if (mInterruption.signal() != 0) {
-            const auto count = std::count_if(mResult.files.begin(), mResult.files.end(),
-                                             [](const AnonymizedFile& file) { return file.isWritten; });
-            throw FileError("Interrupted; " + std::to_string(count) + " files were written to " + mOutput + ".");
-        }
-        Job& job = mJobs[done];
-        AnonymizedFile& file = mResult.files[job.file];
-        const auto refuse = [&](const std::string& sentence) {
-            file.error = sentence;
-            std::error_code ignored;
-            fs::remove(job.staged, ignored);
-        };
-        try {
-            step(job, file);
-        } catch (const FileError& error) {
-            refuse(file.source + ": " + error.what());
-        } catch (const velmora::LibraryError& error) {
-            refuse(file.source + ": " + error.what());
-        } catch (const std::exception& error) { // what DCMTK throws for some values too
-            refuse(file.source + ": " + error.what() + ".");
-        }
-        bar.show(++done, mJobs.size());
+void Anonymizer::Work::endWhenInterrupted() const {
+    if (mInterruption.signal() != 0) {
+        const auto count = std::count_if(mResult.files.begin(), mResult.files.end(),
+                                         [](const AnonymizedFile& file) { return file.isWritten; });
+        throw FileError("Interrupted; " + std::to_string(count) + " files were written to " + mOutput + ".");
     }
 }
 
-void Anonymizer::Work::make(Job& job, AnonymizedFile& file) {
-    const std::string raw = job.staged + ".raw";
+void Anonymizer::Work::forEachJob(const std::string& what, const Step& step, const Take& take) {
+    ProgressBar bar(what);
+    mIsShared = mJobs.size() > 1 && mOwner.mOptions.jobs > 0;
+    Workers workers(mIsShared ? mOwner.mOptions.jobs : 0, [&](std::size_t job) {
+        if (mIsShared) {
+            mStaging.leaveToOwner();
+        }
+        return WorkResult{step(job), "", ""};
+    });
+    endWhenInterrupted();
+    workers.run(0, mJobs.size(), [&](std::size_t index, const WorkResult& result) {
+        Job& job = mJobs[index];
+        AnonymizedFile& file = mResult.files[job.file];
+        try {
+            if (!result.end.empty()) {
+                throw FileError(endOfReader(result));
+            }
+            if (!result.error.empty()) {
+                throw FileError(result.error);
+            }
+            take(job, file, result.output);
+        } catch (const FileError& error) {
+            file.error = file.source + ": " + error.what();
+            for (const std::string& left : {job.staged, job.raw()}) {
+                std::error_code ignored;
+                fs::remove(left, ignored);
+            }
+        }
+        bar.show(index + 1, mJobs.size());
+        endWhenInterrupted();
+    });
+}
+
+std::string Anonymizer::Work::make(std::size_t index) {
+    const Job& job = mJobs[index];
+    const AnonymizedFile& file = mResult.files[job.file];
+    const std::string raw = job.raw();
+    MadeFile made;
     try {
         // DCMTK takes "-" for the standard input.
         const std::string source = file.source == "-" ? "./-" : file.source;
         mOwner.mSession.host().call("DicomAnonymize", {source, raw, mOwner.mRules});
-        identities().map(source, raw, job.staged, mOwner.mOptions.keepsChanges ? &file.changes : nullptr);
-        job.written = job.staged;
+        identities().map(source, raw, job.staged, keepsChanges() ? &made.changes : nullptr);
+        made.isDicom = true;
     } catch (const velmora::LibraryError& error) {
-        if (!job.mayBeOther || error.name() != "OpenFileError") {
-            fs::remove(raw);
-            throw;
-        }
-        addSkipped();
-    } catch (...) {
-        fs::remove(raw);
+        const bool isOther = job.mayBeOther && error.name() == "OpenFileError";
+        made.error = isOther ? "" : error.what();
+    } catch (const velmora::HostError&) {
         throw;
+    } catch (const std::exception& error) { // what DCMTK throws for some values too
+        made.error = std::string(error.what()) + '.';
     }
-    fs::remove(raw);
+    std::error_code ignored;
+    fs::remove(raw, ignored);
+    // Also of a file that failed: its identifiers may stand in others.
+    made.originals = identities().takeOriginals();
+    return toParcel(made);
 }
 
-void Anonymizer::Work::finish(Job& job, AnonymizedFile& file) {
-    if (job.written.empty()) { // failed or skipped before
-        return;
+void Anonymizer::Work::take(Job& job, AnonymizedFile& file, const std::string& parcel) {
+    MadeFile made = madeFileOfParcel(parcel);
+    identities().addOriginals(std::move(made.originals));
+    if (!made.error.empty()) {
+        throw FileError(made.error);
     }
-    const bool isClean = identities().clean(job.written, mOwner.mOptions.keepsChanges ? &file.changes : nullptr);
-    examine(job.written, file, isClean);
-    publish(job.written, file);
+    file.changes = std::move(made.changes);
+    job.isMade = made.isDicom;
+    if (!made.isDicom) {
+        addSkipped();
+    }
 }
 
-void Anonymizer::Work::examine(const std::string& path, AnonymizedFile& file, bool isClean) {
-    if (mOwner.mOptions.examines) {
-        file.leaks = identities().examine(path);
+std::string Anonymizer::Work::check(std::size_t index) {
+    const std::string& staged = mJobs[index].staged;
+    CheckedFile checked;
+    try {
+        checked.isClean = identities().clean(staged, keepsChanges() ? &checked.changes : nullptr);
+        if (mOwner.mOptions.examines) {
+            checked.leaks = identities().examine(staged);
+        }
+    } catch (const std::exception& error) {
+        throw std::runtime_error(std::string(error.what()) + '.');
     }
+    return toParcel(checked);
+}
+
+void Anonymizer::Work::finish(Job& job, AnonymizedFile& file, const std::string& parcel) {
+    CheckedFile checked = checkedFileOfParcel(parcel);
+    std::move(checked.changes.begin(), checked.changes.end(), std::back_inserter(file.changes));
+    file.leaks = std::move(checked.leaks);
+    judge(file, checked.isClean);
+    publish(job.staged, file);
+}
+
+void Anonymizer::Work::judge(AnonymizedFile& file, bool isClean) {
     if (!isClean) {
         file.leaks.insert({"text of an original identifier"});
     }
@@ -242,7 +301,10 @@ void Anonymizer::Work::writeDirectory(AnonymizedFile& directory, const Listed& l
     for (const study::RefusedFile& refused : identities().writeDirectory(staged, listed)) {
         directory.error = directory.source + ": " + refused.path + " is not listed: " + refused.reason + ".";
     }
-    examine(staged, directory, !identities().holdsIdentifier(staged));
+    if (mOwner.mOptions.examines) {
+        directory.leaks = identities().examine(staged);
+    }
+    judge(directory, !identities().holdsIdentifier(staged));
     publish(staged, directory);
 }
 

@@ -17,6 +17,7 @@ struct AnonymizerOptions {
     bool examines = true;         ///< looks for attributes that may still identify
     bool keepsChanges = false;    ///< for a report
     bool hasNeutralNames = false; ///< in place of the input's
+    std::size_t jobs = 0;         ///< processes that work on the files; 0: this one does
 };
 
 /// What became of one file.
@@ -36,7 +37,8 @@ struct AnonymizationResult {
 };
 
 /// Anonymizes a file, or a folder file by file: the library makes a file in a hidden folder, then its identifiers are
-/// made consistent, and only what is finished gets its name. A file that fails costs that file.
+/// made consistent, and only what is finished gets its name. A file that fails costs that file, and so does one that
+/// ends the process that works on it.
 class Anonymizer {
   public:
     Anonymizer(Session& session, const ReplacementRules& rules, std::unique_ptr<study::Anonymization> run,

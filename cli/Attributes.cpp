@@ -83,7 +83,8 @@ const Attribute* findRefused(const Attributes& attributes, const velmora::Librar
 }
 
 bool hasWideText(const Attributes& attributes) {
-    return findIf(attributes, [](const Attribute& attribute) { return !isAscii(attribute.value); }) != nullptr;
+    const auto isWide = [](const Attribute& each) { return !isAscii(each.value) && isValidUtf8(each.value); };
+    return findIf(attributes, isWide) != nullptr;
 }
 
 void addUtf8CharacterSet(Attributes& attributes) {

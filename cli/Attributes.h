@@ -24,9 +24,9 @@ struct Attribute {
 /// The attributes as the library takes them: texts, and stores of stores for sequences.
 velmora::Store toStore(const Attributes& attributes);
 
-/// Reads an object in the shape that `radvex tags --json` prints: texts; numbers, which become texts; lists of them,
-/// which become several values; lists of objects, which become sequences. Numbers of a byte or word attribute (OB, OW)
-/// become its hexadecimal text.
+/// Reads an object in the shape that `radvex tags --json` prints: texts; {"bytes":"base64"}, which are written as they
+/// are; numbers, which become texts; lists of them, which become several values; lists of objects, which become
+/// sequences. Numbers of a byte or word attribute (OB, OW) become its hexadecimal text.
 /// @param name  the file, for the place of each attribute
 /// @throws FileError  no JSON, or not of that shape; the sentence names the place. File meta information too, which the
 ///                    library alone writes
@@ -36,7 +36,7 @@ Attributes attributesFromJson(const std::string& name, const std::string& text, 
 const Attribute* findRefused(const Attributes& attributes, const velmora::LibraryError& error, velmora::Host& host,
                              Dictionary& dictionary);
 
-/// Whether text beyond ASCII stands anywhere.
+/// Whether text beyond ASCII stands anywhere. Bytes that are no UTF-8 are no text: the file's character set is theirs.
 bool hasWideText(const Attributes& attributes);
 
 /// Says in the attributes that their texts are UTF-8.

@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <charconv>
 #include <functional>
+#include <stdexcept>
 #include <unordered_set>
 
 #include "Attributes.h"
+#include "Base64.h"
 #include "LosslessJson.h"
 #include "Output.h"
 #include "OutputFile.h"
@@ -66,6 +68,20 @@ std::string realText(double number) {
     return {text, end};
 }
 
+/// A text that is no UTF-8. No attribute has that keyword, so it is no item of a sequence.
+bool isBytes(const Json& value) {
+    return value.is_object() && value.size() == 1 && value.contains("bytes") && value["bytes"].is_string();
+}
+
+std::string textOfBytes(const Json& value, const std::string& place) {
+    try {
+        const auto bytes = fromBase64(value["bytes"].get<std::string>());
+        return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+    } catch (const std::invalid_argument& error) {
+        fail(place, error.what());
+    }
+}
+
 /// Turns the members of objects into attributes.
 class Converter {
   public:
@@ -102,7 +118,7 @@ class Converter {
 
     /// An empty list may be both.
     bool isSequence(const std::string& keyword, const Json& list) {
-        return list.empty() ? mDictionary.vrOf(keyword) == "SQ" : list.front().is_object();
+        return list.empty() ? mDictionary.vrOf(keyword) == "SQ" : list.front().is_object() && !isBytes(list.front());
     }
 
     std::vector<Attributes> convertItems(const Json& list, const std::string& place, int level) {
@@ -131,8 +147,8 @@ class Converter {
     }
 
     std::string textOf(const std::string& keyword, const Json& value, const std::string& place) {
-        if (value.is_string()) {
-            auto text = value.get<std::string>();
+        if (value.is_string() || isBytes(value)) {
+            auto text = isBytes(value) ? textOfBytes(value, place) : value.get<std::string>();
             if (text.find('\0') != std::string::npos) {
                 fail(place, "a text has no zero character.");
             }

@@ -1,7 +1,9 @@
 #include <iostream>
+#include <sstream>
 
 #include "Commands.h"
 #include "FileArguments.h"
+#include "FileJobs.h"
 #include "LosslessJson.h"
 #include "Output.h"
 
@@ -11,6 +13,7 @@ namespace {
 
 struct FramesOptions {
     FileArguments files{};
+    FileJobs jobs{};
     bool json = false;
 };
 
@@ -26,36 +29,44 @@ Counts readCounts(velmora::Host& host, const std::string& file) {
             host.call("GetOverlayCount", {file}).get<vint>()};
 }
 
-void print(const std::string& file, const Counts& counts) {
-    std::cout << printable(file) << ": frames " << counts.frames;
+std::string describe(const std::string& file, const Counts& counts) {
+    std::ostringstream text;
+    text << printable(file) << ": frames " << counts.frames;
     if (counts.frames == 0) {
-        std::cout << " (not given)";
+        text << " (not given)";
     }
-    std::cout << ", representative frame " << counts.representativeFrame;
+    text << ", representative frame " << counts.representativeFrame;
     if (counts.representativeFrame == 0) {
-        std::cout << " (not given)";
+        text << " (not given)";
     }
-    std::cout << ", overlays " << counts.overlays << '\n';
+    text << ", overlays " << counts.overlays << '\n';
+    return text.str();
+}
+
+std::string describeAsJson(const std::string& file, const Counts& counts) {
+    return dumpJson({{"file", file},
+                     {"frames", counts.frames},
+                     {"representativeFrame", counts.representativeFrame},
+                     {"overlays", counts.overlays}});
 }
 
 void run(Session& session, const FramesOptions& options) {
-    Json list = Json::array();
-    for (const std::string& file : options.files.all()) {
-        session.attempt("", [&] {
-            const Counts counts = readCounts(session.host(), file);
-            if (options.json) {
-                list.push_back({{"file", file},
-                                {"frames", counts.frames},
-                                {"representativeFrame", counts.representativeFrame},
-                                {"overlays", counts.overlays}});
-            } else {
-                print(file, counts);
-            }
-            session.host().call("CloseReader", {file});
-        });
-    }
+    const auto read = [&](const std::string& file) {
+        const Counts counts = readCounts(session.host(), file);
+        session.host().call("CloseReader", {file});
+        return options.json ? describeAsJson(file, counts) : describe(file, counts);
+    };
+    std::string list;
+    // The library's messages of these calls name the file themselves.
+    options.jobs.forEach(session, options.files.all(), false, read, [&](const std::string&, const std::string& text) {
+        if (options.json) {
+            list += (list.empty() ? "" : ",") + text;
+        } else {
+            std::cout << text;
+        }
+    });
     if (options.json) {
-        std::cout << dumpJson(list) << '\n';
+        std::cout << '[' << list << "]\n";
     }
 }
 
@@ -67,6 +78,7 @@ void addFramesCommand(const CommandLine& program, Session& session) {
         program.addCommand("frames", "Say how many frames and overlays a file has, and which frame represents it");
     options->files.addTo(command);
     command.addFlag("--json", options->json, "Print a JSON list with one object for each file");
+    options->jobs.addTo(command);
     command.setAction([&session, options] { run(session, *options); });
 }
 

@@ -2,6 +2,7 @@
 
 #include "Commands.h"
 #include "FileArguments.h"
+#include "FileJobs.h"
 #include "MetadataText.h"
 #include "Output.h"
 #include "Selection.h"
@@ -14,6 +15,7 @@ namespace {
 
 struct InfoOptions {
     FileArguments files{};
+    FileJobs jobs{};
     Selection selection{};
     bool json = false;
 };
@@ -63,24 +65,26 @@ void run(Session& session, const InfoOptions& options) {
     options.selection.check();
     const auto files = options.files.all();
     const bool several = files.size() > 1;
+    const auto read = [&](const std::string& file) {
+        const Info info = readInfo(session.host(), file, options);
+        session.host().call("CloseReader", {file});
+        std::string text;
+        options.json ? appendJsonInfo(text, info) : appendText(text, info);
+        return text;
+    };
     std::string text;
-    for (const std::string& file : files) {
-        session.attempt(file, [&] {
-            const Info info = readInfo(session.host(), file, options);
-            session.host().call("CloseReader", {file});
-            if (options.json) {
-                text += text.empty() ? "" : ",\n";
-                if (several) {
-                    appendJsonText(text, file);
-                    text += ':';
-                }
-                appendJsonInfo(text, info);
-            } else {
-                text += several ? "# " + printable(file) + '\n' : "";
-                appendText(text, info);
+    options.jobs.forEach(session, files, true, read, [&](const std::string& file, const std::string& info) {
+        if (options.json) {
+            text += text.empty() ? "" : ",\n";
+            if (several) {
+                appendJsonText(text, file);
+                text += ':';
             }
-        });
-    }
+        } else {
+            text += several ? "# " + printable(file) + '\n' : "";
+        }
+        text += info;
+    });
     std::cout << (options.json && several ? "{" + text + "}\n" : options.json && !text.empty() ? text + "\n" : text);
 }
 
@@ -92,6 +96,7 @@ void addInfoCommand(const CommandLine& program, Session& session) {
     options->files.addTo(command);
     options->selection.addTo(command);
     command.addFlag("--json", options->json, "Print JSON");
+    options->jobs.addTo(command);
     command.setAction([&session, options] { run(session, *options); });
 }
 

@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <span>
 #include <unordered_map>
 #include <vector>
 
+#include "Base64.h"
 #include "MetadataText.h"
 #include "Output.h"
 #include "TypeNames.h"
@@ -61,12 +63,23 @@ void appendArrayShape(std::string& json, const VelmoraNumericArray& array) {
     json += '}';
 }
 
+/// A file may hold what its character set does not have, or a character set that cannot be converted: then JSON, which
+/// is UTF-8, has the bytes.
+void appendTextOrBytes(std::string& json, std::string_view text) {
+    if (isValidUtf8(text)) {
+        return appendJsonText(json, text);
+    }
+    json += R"({"bytes":")";
+    json += toBase64(std::as_bytes(std::span(text)));
+    json += R"("})";
+}
+
 void appendValue(std::string& json, NodeView node) {
     const auto& cell = node.cell();
     switch (node.type()) {
     case VType_Integer: return appendInteger(json, cell.integer);
     case VType_Real: return appendReal(json, cell.real);
-    case VType_UTF8String: return appendJsonText(json, cell.utf8String);
+    case VType_UTF8String: return appendTextOrBytes(json, cell.utf8String);
     case VType_Tensor:
         return appendIntegers(json, static_cast<const vint*>(cell.tensor->data.get()), cell.tensor->length);
     case VType_NumericArray: return appendArrayShape(json, *cell.numericArray);

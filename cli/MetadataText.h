@@ -18,7 +18,8 @@ using VrOfKey = std::function<std::string(const std::string& key)>;
 void appendTree(std::string& text, velmora::StoreView attributes, const VrOfKey& vrOfKey, int level = 0);
 
 /// Appends a JSON object: numbers, texts, lists of numbers, lists of objects for sequences; frames of pixels by type
-/// and dims only. A key that comes again is `Key#2`, `Key#3`. Text is valid UTF-8 whatever the file holds.
+/// and dims only. A text that is no UTF-8 is {"bytes":"base64"}, so that nothing is lost. A key that comes again is
+/// `Key#2`, `Key#3`. The JSON is valid UTF-8 whatever the file holds.
 void appendJson(std::string& text, velmora::StoreView attributes);
 
 /// Appends text as a JSON string; bytes that are no UTF-8 become U+FFFD.

@@ -2,18 +2,18 @@
 
 #include <malloc.h>
 
-#include "PictureOptions.h"
-#include "SliceMetadata.h"
-#include "VolumeBuffer.h"
+#include <algorithm>
+#include <cstring>
+#include <map>
+
+#include "FileJobs.h"
+#include "SliceFile.h"
 #include "VolumeSeries.h"
+#include "Workers.h"
 
 namespace radvex::cli {
 
-using velmora::NumericArray;
-
 namespace {
-
-constexpr vint kStoredValues = 0x40; // the flag by which the modality transformation is left out
 
 /// The pixels of each file would go back to the system, to be fetched anew page by page for the next one.
 void keepMemoryBetweenFiles() {
@@ -24,92 +24,21 @@ void keepMemoryBetweenFiles() {
 #endif
 }
 
-/// Gives back the library's copy of a file, whatever happened to it.
-class OpenFile {
+/// Puts the files of one series together, in their order.
+class Stack {
   public:
-    OpenFile(velmora::Host& host, const std::string& path) : mHost(host), mPath(path) {}
-    ~OpenFile() {
-        try {
-            mHost.call("CloseReader", {mPath});
-        } catch (const std::exception&) { // a file that was never opened
-        }
-    }
-    OpenFile(const OpenFile&) = delete;
-    OpenFile& operator=(const OpenFile&) = delete;
+    Stack(const Medium& medium, SharedMemory& memory) : mMedium(medium), mMemory(memory) {}
 
-  private:
-    velmora::Host& mHost;
-    const std::string& mPath;
-};
-
-class ModalityReader {
-  public:
-    ModalityReader(const SeriesReading& reading, const SeriesFiles& series) : mReading(reading), mSeries(series) {}
-
-    SeriesVolume read() {
-        for (const std::string& path : mSeries.files) {
-            try {
-                const OpenFile closing(mReading.host, path);
-                addFile(path);
-            } catch (const velmora::LibraryError& error) {
-                mUnreadable.push_back(mReading.medium.userPath(path));
-                mReason = mReason.empty() ? mReading.medium.userText(error.what()) : mReason;
-            }
-            mReading.step();
+    void add(const std::string& name, const WorkResult& result, SliceFile file) {
+        if (!result.end.empty()) {
+            const std::string sentence = name + ": " + endOfReader(result);
+            mReason = mReason.empty() ? sentence : mReason;
+            mResult.findings.push_back({FindingKind::unreadable, true, sentence, {name}});
+        } else if (!result.error.empty()) {
+            addUnreadable(name, result.error);
+        } else {
+            add(name, std::move(file));
         }
-        return finish();
-    }
-
-  private:
-    void addFile(const std::string& path) {
-        const FileMetadata file(mReading.host, path, mReading.medium.userPath(path));
-        if (mResult.seriesNumber.empty()) {
-            mResult.seriesNumber = file.seriesNumber();
-        }
-        if (file.rows() < 1 || file.columns() < 1) {
-            mPictureless.push_back(file.name());
-            return;
-        }
-        if (!isOfOneSize(file)) {
-            return;
-        }
-        if (file.isColour()) {
-            throw VolumeError(file.name() +
-                              " is in colour, which has no modality values; --rendered gives its picture.");
-        }
-        // Stored values are rescaled here: the library's integers would cut fractions off, and DCMTK takes longer.
-        const vint flags = kImageFlags | (file.needsLibrary() ? 0 : kStoredValues);
-        const velmora::Value values = mReading.host.call("ReadIntermediatePixelData", {path, flags, 0});
-        if (!values.is<NumericArray>()) {
-            throw VolumeError(file.name() + ": DCMTK's intermediate values have no array type.");
-        }
-        addSlices(file, *values.get<NumericArray>().handle());
-    }
-
-    bool isOfOneSize(const FileMetadata& file) {
-        VolumeHeader& header = mResult.header;
-        if (mFirst.empty()) {
-            mFirst = file.name();
-            header.rows = file.rows();
-            header.columns = file.columns();
-        } else if (header.rows != file.rows() || header.columns != file.columns()) {
-            mOfOtherSize.push_back(file.name());
-        }
-        return mOfOtherSize.empty();
-    }
-
-    void addSlices(const FileMetadata& file, const VelmoraNumericArray& array) {
-        const vint frames = array.dimensions.size() > 2 ? array.dimensions.front() : 1;
-        if (!mBuffer) {
-            const auto samples =
-                static_cast<std::size_t>(file.rows()) * static_cast<std::size_t>(file.columns()); // both are 16-bit
-            // Further files are taken for single slices: those that hold more make room for them.
-            const std::size_t expected = mSeries.files.size() - 1 + static_cast<std::size_t>(frames);
-            mBuffer = std::make_shared<VolumeBuffer>(samples, expected);
-        }
-        mBuffer->add(array, file.rules(frames));
-        const auto slices = file.slices(frames);
-        mResult.slices.insert(mResult.slices.end(), slices.begin(), slices.end());
     }
 
     SeriesVolume finish() {
@@ -118,21 +47,68 @@ class ModalityReader {
                               " x " + std::to_string(mResult.header.rows) + ", and not so " + namesOf(mOfOtherSize) +
                               ".");
         }
-        if (!mBuffer && mUnreadable.empty()) {
+        if (!mBuffer && mReason.empty()) {
             throw NoPicturesError("The series holds no pictures.");
         }
         if (!mBuffer) {
             throw VolumeError("No file of the series can be read: " + mReason);
         }
-        addFinding(mUnreadable, "cannot be read", mReason);
+        addFinding(mUnreadable, "cannot be read", mUnreadableReason);
         addFinding(mPictureless, mPictureless.size() == 1 ? "holds no picture" : "hold no picture", "");
+        mResult.bytes = mBuffer->slices();
         mResult.header.type = mBuffer->type();
-        mResult.header.slices = static_cast<vint>(mBuffer->sliceCount());
-        for (std::size_t index = 0; index < mBuffer->sliceCount(); ++index) {
-            mResult.bytes.push_back(mBuffer->slice(index));
-        }
-        mResult.owner = mBuffer;
+        mResult.header.slices = static_cast<vint>(mResult.bytes.size());
         return std::move(mResult);
+    }
+
+  private:
+    void add(const std::string& name, SliceFile file) {
+        if (!file.isKnown) {
+            return addUnreadable(name, file.reason);
+        }
+        if (mResult.seriesNumber.empty()) {
+            mResult.seriesNumber = file.seriesNumber;
+        }
+        if (file.rows < 1 || file.columns < 1) {
+            mPictureless.push_back(name);
+            return;
+        }
+        if (!isOfOneSize(name, file)) {
+            return;
+        }
+        if (file.isColour) {
+            throw VolumeError(name + " is in colour, which has no modality values; --rendered gives its picture.");
+        }
+        if (!file.reason.empty()) {
+            return addUnreadable(name, file.reason);
+        }
+        if (!file.refusal.empty()) {
+            throw VolumeError(file.refusal);
+        }
+        if (!mBuffer) {
+            mBuffer.emplace(mMemory, static_cast<std::size_t>(file.rows) * static_cast<std::size_t>(file.columns));
+        }
+        mBuffer->add(file.samples);
+        std::move(file.slices.begin(), file.slices.end(), std::back_inserter(mResult.slices));
+    }
+
+    bool isOfOneSize(const std::string& name, const SliceFile& file) {
+        VolumeHeader& header = mResult.header;
+        if (mFirst.empty()) {
+            mFirst = name;
+            header.rows = file.rows;
+            header.columns = file.columns;
+        } else if (header.rows != file.rows || header.columns != file.columns) {
+            mOfOtherSize.push_back(name);
+        }
+        return mOfOtherSize.empty();
+    }
+
+    void addUnreadable(const std::string& name, const std::string& reason) {
+        const std::string sentence = mMedium.userText(reason);
+        mUnreadable.push_back(name);
+        mUnreadableReason = mUnreadableReason.empty() ? sentence : mUnreadableReason;
+        mReason = mReason.empty() ? sentence : mReason;
     }
 
     void addFinding(std::vector<std::string>& files, const std::string& what, const std::string& reason) {
@@ -143,22 +119,133 @@ class ModalityReader {
         }
     }
 
-    const SeriesReading& mReading;
-    const SeriesFiles& mSeries;
+    const Medium& mMedium;
+    SharedMemory& mMemory;
     SeriesVolume mResult{};
-    std::shared_ptr<VolumeBuffer> mBuffer{};
+    std::optional<VolumeBuffer> mBuffer{};
     std::string mFirst{};
     std::vector<std::string> mOfOtherSize{};
     std::vector<std::string> mUnreadable{};
     std::vector<std::string> mPictureless{};
-    std::string mReason{};
+    std::string mUnreadableReason{};
+    std::string mReason{}; ///< why there is nothing of the first file that gave nothing
+};
+
+/// Where a series begins among the files of all.
+std::vector<std::size_t> firstItems(const std::vector<SeriesFiles>& all) {
+    std::vector<std::size_t> firsts{0};
+    for (const SeriesFiles& series : all) {
+        firsts.push_back(firsts.back() + series.files.size());
+    }
+    return firsts;
+}
+
+/// Memory of a process for the file at hand. The next file gets the same, whose pages are there already: for shared
+/// memory the system takes several times as long to give a page as it takes to fill one.
+class FileMemory {
+  public:
+    explicit FileMemory(SharedMemory& memory) : mMemory(memory) {}
+
+    std::byte* allocate(std::size_t bytes) {
+        if (bytes > mBytes) {
+            if (mBlock != nullptr) {
+                mMemory.empty(mBlock, mBytes);
+            }
+            mBytes = 0;
+            mBlock = mMemory.allocate(bytes);
+            mBytes = bytes;
+        }
+        return mBlock;
+    }
+
+  private:
+    SharedMemory& mMemory;
+    std::byte* mBlock = nullptr;
+    std::size_t mBytes = 0;
 };
 
 } // namespace
 
-SeriesVolume readModalityVolume(const SeriesReading& reading, const SeriesFiles& series) {
+/// Processes put the slices of a file where this one finds them, and it copies them beside the others.
+class ModalityVolumes::Reader {
+  public:
+    Reader(Session& session, const Medium& medium, const std::vector<SeriesFiles>& all, std::size_t jobs)
+        : mSession(session),
+          mMedium(medium),
+          mAll(all),
+          mFirsts(firstItems(all)),
+          mJobs(mFirsts.back() < 2 ? 0 : std::min(jobs, mFirsts.back())),
+          mWorkers(mJobs, [this](std::size_t item) {
+              return WorkResult{readFile(pathOf(item)), "", ""};
+          }) {}
+
+    SeriesVolume read(std::size_t series, const std::function<void()>& step) {
+        mVolume.clear();
+        mArrived.clear();
+        Stack stack(mMedium, mVolume);
+        const auto receive = [&](std::size_t item, const WorkResult& result) {
+            auto arrived = mArrived.extract(item);
+            stack.add(nameOf(item), result, arrived.empty() ? SliceFile{} : std::move(arrived.mapped()));
+            step();
+        };
+        mWorkers.run(mFirsts[series], mFirsts[series + 1], receive,
+                     [this](std::size_t item, const WorkResult& result) { take(item, result); });
+        return stack.finish();
+    }
+
+  private:
+    const std::string& pathOf(std::size_t item) const {
+        const auto next = std::upper_bound(mFirsts.begin(), mFirsts.end(), item);
+        const auto series = static_cast<std::size_t>(next - mFirsts.begin()) - 1;
+        return mAll[series].files[item - mFirsts[series]];
+    }
+
+    std::string nameOf(std::size_t item) const { return mMedium.userPath(pathOf(item)); }
+
+    std::string readFile(const std::string& path) {
+        const auto allocate = [this](std::size_t bytes) {
+            return mJobs == 0 ? mVolume.allocate(bytes) : mFileMemory.allocate(bytes);
+        };
+        const SliceFile file = readSliceFile(mSession.host(), path, mMedium.userPath(path), allocate);
+        return toParcel(file, mJobs == 0 ? mVolume : mShared);
+    }
+
+    /// Before the process that it came from goes on to its next file.
+    void take(std::size_t item, const WorkResult& result) {
+        if (!result.error.empty()) {
+            return;
+        }
+        SliceFile file = sliceFileOfParcel(result.output, nameOf(item), mJobs == 0 ? mVolume : mShared);
+        if (mJobs > 0 && file.samples.count > 0) {
+            std::byte* copy = mVolume.allocate(file.bytes());
+            std::memcpy(copy, file.samples.samples, file.bytes());
+            file.samples.samples = copy;
+        }
+        mArrived.emplace(item, std::move(file));
+    }
+
+    Session& mSession;
+    const Medium& mMedium;
+    const std::vector<SeriesFiles>& mAll;
+    std::vector<std::size_t> mFirsts;
+    std::size_t mJobs;
+    SharedMemory mVolume{false};
+    SharedMemory mShared{true};
+    FileMemory mFileMemory{mShared}; ///< each process has its own
+    std::map<std::size_t, SliceFile> mArrived{};
+    Workers mWorkers;
+};
+
+ModalityVolumes::ModalityVolumes(Session& session, const Medium& medium, const std::vector<SeriesFiles>& all,
+                                 std::size_t jobs) {
     keepMemoryBetweenFiles();
-    return ModalityReader(reading, series).read();
+    mReader = std::make_unique<Reader>(session, medium, all, jobs);
+}
+
+ModalityVolumes::~ModalityVolumes() = default;
+
+SeriesVolume ModalityVolumes::read(std::size_t series, const std::function<void()>& step) {
+    return mReader->read(series, step);
 }
 
 } // namespace radvex::cli

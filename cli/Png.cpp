@@ -3,6 +3,8 @@
 #include <png.h>
 
 #include <csetjmp>
+#include <cstdlib>
+#include <memory>
 
 #include "OutputFile.h"
 
@@ -54,6 +56,20 @@ bool writeRows(std::FILE* file, const Picture& picture, const png_byte* bytes) {
 void writePng(const std::string& path, const Picture& picture) {
     const std::vector<png_byte> bytes = bytesOf(picture);
     writeOutputFile(path, [&](std::FILE* file) { return writeRows(file, picture, bytes.data()); });
+}
+
+std::string pngOf(const Picture& picture) {
+    const std::vector<png_byte> bytes = bytesOf(picture);
+    char* written = nullptr;
+    std::size_t size = 0;
+    std::FILE* file = open_memstream(&written, &size);
+    const bool isWhole = file != nullptr && writeRows(file, picture, bytes.data());
+    const bool isClosed = file != nullptr && std::fclose(file) == 0;
+    const std::unique_ptr<char, void (*)(void*)> memory(written, std::free);
+    if (!isWhole || !isClosed) {
+        throw FileError("A picture cannot be compressed.");
+    }
+    return {written, size};
 }
 
 } // namespace radvex::cli

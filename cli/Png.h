@@ -10,4 +10,7 @@ namespace radvex::cli {
 /// @throws FileError
 void writePng(const std::string& path, const Picture& picture);
 
+/// The bytes of that file. @throws FileError
+std::string pngOf(const Picture& picture);
+
 } // namespace radvex::cli

@@ -43,8 +43,8 @@ std::vector<FileMetadata> readAllMetadata(const SeriesReading& reading, const Se
     std::string reason;
     for (const std::string& path : series.files) {
         try {
-            files.emplace_back(reading.host, path, reading.medium.userPath(path));
-            reading.host.call("CloseReader", {path});
+            files.emplace_back(reading.session.host(), path, reading.medium.userPath(path));
+            reading.session.host().call("CloseReader", {path});
         } catch (const velmora::LibraryError& error) {
             dropped.push_back(reading.medium.userPath(path));
             reason = reason.empty() ? reading.medium.userText(error.what()) : reason;
@@ -130,8 +130,8 @@ SeriesVolume readRenderedVolume(const SeriesReading& reading, const SeriesFiles&
     // The pattern meets the series' UID, which is empty where another attribute stands in as its key.
     const std::string pattern = "(?:" + exactPattern(series.series) + ")?";
     auto read = std::make_shared<velmora::Value>(
-        reading.host.call("Read3DImage", {reading.medium.dicomdir(), reading.selection.patient, reading.selection.study,
-                                          pattern, scaling, kImageFlags}));
+        reading.session.host().call("Read3DImage", {reading.medium.dicomdir(), reading.selection.patient,
+                                                    reading.selection.study, pattern, scaling, kImageFlags}));
     const VelmoraImage* image = volumeOf(*read, series);
     if (image == nullptr) {
         throw VolumeError("The library gave no volume for the series.");

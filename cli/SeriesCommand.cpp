@@ -4,14 +4,18 @@
 #include <set>
 
 #include "Commands.h"
+#include "FileJobs.h"
 #include "LosslessJson.h"
 #include "Medium.h"
 #include "MediumTree.h"
 #include "Output.h"
 #include "OutputFile.h"
+#include "Parcel.h"
 #include "PictureOptions.h"
 #include "Png.h"
 #include "ProgressBar.h"
+#include "ShownFile.h"
+#include "Workers.h"
 
 namespace radvex::cli {
 
@@ -29,6 +33,7 @@ struct SeriesOptions {
     Selection selection{};
     PictureOptions picture{};
     bool json = false;
+    FileJobs jobs{};
 };
 
 /// A number with leading zeros, so that names sort as the numbers do.
@@ -51,53 +56,153 @@ std::string nameSafe(const std::string& text) {
 
 /// One series with what chooses it.
 struct Choice {
-    const MediumSeries* series;
-    Selection selection;
+    std::string key{};
+    std::string uid{};
+    std::string number{};
+    std::string modality{};
+    std::vector<std::string> files{};
+    Selection selection{};
 };
 
-std::vector<Choice> choices(const std::vector<MediumPatient>& patients) {
-    std::vector<Choice> all;
+std::string choicesParcel(const std::vector<MediumPatient>& patients) {
+    ParcelWriter parcel;
     for (const MediumPatient& patient : patients) {
         for (const MediumStudy& study : patient.studies) {
             for (const MediumSeries& series : study.series) {
-                all.push_back({&series, selectionOf(patient, study, series)});
+                const Selection chosen = selectionOf(patient, study, series);
+                for (const std::string& text : {series.key, series.uid, series.number, series.modality, chosen.patient,
+                                                chosen.study, chosen.series}) {
+                    parcel.putText(text);
+                }
+                parcel.put(series.files.size());
+                for (const std::string& file : series.files) {
+                    parcel.putText(file);
+                }
             }
         }
+    }
+    return parcel.take();
+}
+
+std::vector<Choice> choicesOfParcel(const std::string& bytes) {
+    ParcelReader parcel(bytes);
+    std::vector<Choice> all;
+    while (!parcel.isEmpty()) {
+        Choice choice;
+        for (std::string* text : {&choice.key, &choice.uid, &choice.number, &choice.modality, &choice.selection.patient,
+                                  &choice.selection.study, &choice.selection.series}) {
+            *text = parcel.getText();
+        }
+        for (auto count = parcel.get<std::size_t>(); count > 0; --count) {
+            choice.files.push_back(parcel.getText());
+        }
+        all.push_back(std::move(choice));
     }
     return all;
 }
 
-/// Writes the pictures of one series and tells of each what it shows.
-class SeriesWriter {
-  public:
-    SeriesWriter(Session& session, const Medium& medium, const SeriesOptions& options)
-        : mSession(session), mMedium(medium), mOptions(options) {}
+/// The pictures of one series, or why a file has none.
+struct Shown {
+    struct Picture {
+        std::string file{}; ///< as the library takes it
+        std::vector<std::string> pngs{};
+    };
+    std::vector<Picture> pictures{}; ///< in the library's order
+    struct Missing {
+        std::string file{};
+        std::string reason{};
+    };
+    std::vector<Missing> missing{};
+};
 
-    Json write(const Choice& choice, std::size_t number) {
-        const MediumSeries& series = *choice.series;
-        mFolder = fs::path(mOptions.output) / (padded(number) + suffix(series.modality) + suffix(series.number));
-        Json written = Json::array();
-        std::set<std::string> shown;
-        std::size_t position = 0;
-        const Value result = read(choice.selection);
-        forEachPicture(result, series.key, [&](const std::string& path, const Image& image) {
-            shown.insert(path);
-            writeImage(++position, mMedium.userPath(path), image, written);
+/// Renders each file for itself, in processes of their own.
+class FileByFile {
+  public:
+    FileByFile(Session& session, const SeriesOptions& options, const std::vector<Choice>& all)
+        : mOptions(options), mAll(all), mWorkers(processes(options, all), [&session, this](std::size_t item) {
+              return WorkResult{toParcel(showFile(session.host(), pathOf(item), mOptions.picture)), "", ""};
+          }) {}
+
+    Shown show(std::size_t index) {
+        const std::vector<std::string>& paths = mAll[index].files;
+        const std::size_t first = firstOf(index);
+        std::vector<ShownFile> files(paths.size());
+        mWorkers.run(first, first + paths.size(), [&](std::size_t item, const WorkResult& result) {
+            ShownFile& file = files[item - first];
+            if (result.end.empty() && result.error.empty()) {
+                file = shownFileOfParcel(result.output);
+            } else {
+                file.error = result.end.empty() ? result.error : endOfReader(result);
+            }
         });
-        for (const std::string& file : series.files) {
-            if (shown.count(file) == 0) {
-                reportMissing(file);
+        Shown shown;
+        for (const std::size_t place : libraryOrder(files)) {
+            if (files[place].error.empty()) {
+                shown.pictures.push_back({paths[place], std::move(files[place].pngs)});
             }
         }
-        return {{"SeriesInstanceUID", series.uid}, {"SeriesNumber", series.number}, {"pictures", written}};
+        for (std::size_t place = 0; place < files.size(); ++place) {
+            if (!files[place].error.empty()) {
+                shown.missing.push_back({paths[place], files[place].error});
+            }
+        }
+        return shown;
     }
 
   private:
-    static std::string suffix(const std::string& text) {
-        const std::string safe = nameSafe(text);
-        return safe.empty() ? "" : "-" + safe;
+    static std::size_t processes(const SeriesOptions& options, const std::vector<Choice>& all) {
+        std::size_t files = 0;
+        for (const Choice& choice : all) {
+            files += choice.files.size();
+        }
+        return files < 2 ? 0 : options.jobs.count();
+    }
+    std::size_t firstOf(std::size_t index) const {
+        std::size_t first = 0;
+        for (std::size_t before = 0; before < index; ++before) {
+            first += mAll[before].files.size();
+        }
+        return first;
+    }
+    const std::string& pathOf(std::size_t item) const {
+        std::size_t index = 0;
+        while (item >= mAll[index].files.size()) {
+            item -= mAll[index++].files.size();
+        }
+        return mAll[index].files[item];
     }
 
+    const SeriesOptions& mOptions;
+    const std::vector<Choice>& mAll;
+    Workers mWorkers;
+};
+
+/// Has the library render a series as a whole, which a window that all its pictures share takes.
+class WholeSeries {
+  public:
+    WholeSeries(Session& session, const Medium& medium, const SeriesOptions& options)
+        : mSession(session), mMedium(medium), mOptions(options) {}
+
+    Shown show(const Choice& choice) {
+        Shown shown;
+        std::set<std::string> known;
+        const Value result = read(choice.selection);
+        forEachPicture(result, choice.key, [&](const std::string& path, const Image& image) {
+            known.insert(path);
+            shown.pictures.push_back({path, {}});
+            for (const radvex::cli::Picture& picture : picturesOf(image)) {
+                shown.pictures.back().pngs.push_back(pngOf(picture));
+            }
+        });
+        for (const std::string& file : choice.files) {
+            if (known.count(file) == 0) {
+                shown.missing.push_back({file, whyMissing(file)});
+            }
+        }
+        return shown;
+    }
+
+  private:
     Value read(const Selection& selection) {
         return mSession.host().call("Read2DImagesDir",
                                     {mMedium.dicomdir(), mOptions.picture.scalingTensor(), mOptions.picture.overlays,
@@ -120,29 +225,62 @@ class SeriesWriter {
         }
     }
 
-    /// 0001.png, or 0001-0001.png and on for several frames.
-    void writeImage(std::size_t position, const std::string& file, const Image& image, Json& written) {
-        fs::create_directories(mFolder);
-        const auto pictures = picturesOf(image);
-        for (std::size_t frame = 0; frame < pictures.size(); ++frame) {
-            const std::string name =
-                padded(position) + (pictures.size() > 1 ? "-" + padded(frame + 1) : std::string{}) + ".png";
-            writePng((mFolder / name).string(), pictures[frame]);
-            written.push_back({{"file", file}, {"frame", frame + 1}, {"written", (mFolder / name).string()}});
-        }
-    }
-
     /// The library leaves out what it cannot read without a word; asked for the one file, it says why.
-    void reportMissing(const std::string& file) {
+    std::string whyMissing(const std::string& file) {
         std::string reason = "It cannot be shown in the series; read alone it can.";
         try {
             (void)mSession.host().call(
                 "ReadImage", {file, 0, 0, mOptions.picture.scalingTensor(), mOptions.picture.overlays, kImageFlags});
         } catch (const velmora::LibraryError& error) {
-            reason = mMedium.userText(error.what());
+            reason = error.what();
         }
         mSession.host().call("CloseReader", {file});
-        mSession.reportRefusal(mMedium.userPath(file), reason);
+        return reason;
+    }
+
+    Session& mSession;
+    const Medium& mMedium;
+    const SeriesOptions& mOptions;
+};
+
+/// Writes the pictures of one series and tells of each what it shows.
+class SeriesWriter {
+  public:
+    SeriesWriter(Session& session, const Medium& medium, const SeriesOptions& options)
+        : mSession(session), mMedium(medium), mOptions(options) {}
+
+    Json write(const Choice& choice, std::size_t number, const Shown& shown) {
+        mFolder = fs::path(mOptions.output) / (padded(number) + suffix(choice.modality) + suffix(choice.number));
+        Json written = Json::array();
+        std::size_t position = 0;
+        for (const Shown::Picture& picture : shown.pictures) {
+            writePicture(++position, picture, written);
+        }
+        for (const Shown::Missing& missing : shown.missing) {
+            mSession.reportRefusal(mMedium.userPath(missing.file), mMedium.userText(missing.reason));
+        }
+        return {{"SeriesInstanceUID", choice.uid}, {"SeriesNumber", choice.number}, {"pictures", written}};
+    }
+
+  private:
+    static std::string suffix(const std::string& text) {
+        const std::string safe = nameSafe(text);
+        return safe.empty() ? "" : "-" + safe;
+    }
+
+    /// 0001.png, or 0001-0001.png and on for several frames.
+    void writePicture(std::size_t position, const Shown::Picture& picture, Json& written) {
+        fs::create_directories(mFolder);
+        const std::string file = mMedium.userPath(picture.file);
+        for (std::size_t frame = 0; frame < picture.pngs.size(); ++frame) {
+            const std::string& png = picture.pngs[frame];
+            const std::string name =
+                padded(position) + (picture.pngs.size() > 1 ? "-" + padded(frame + 1) : std::string{}) + ".png";
+            writeOutputFile((mFolder / name).string(), [&](std::FILE* output) {
+                return std::fwrite(png.data(), 1, png.size(), output) == png.size();
+            });
+            written.push_back({{"file", file}, {"frame", frame + 1}, {"written", (mFolder / name).string()}});
+        }
     }
 
     Session& mSession;
@@ -151,19 +289,34 @@ class SeriesWriter {
     fs::path mFolder{};
 };
 
+/// @throws FileError  the library cannot read the directory
+std::vector<Choice> choicesOf(Session& session, const Medium& medium, const SeriesOptions& options) {
+    try {
+        return choicesOfParcel(options.jobs.readAlone(options.medium, [&] {
+            return choicesParcel(readMediumTree(session.host(), medium.dicomdir(), options.selection));
+        }));
+    } catch (const FileError& error) {
+        throw FileError(medium.userText(error.what()));
+    }
+}
+
 void run(Session& session, const SeriesOptions& options) {
     options.selection.check();
     (void)options.picture.scalingTensor(); // wrong usage is found before the medium is read
     const Medium medium(options.medium);
     medium.report();
-    const auto patients = readMediumTree(session.host(), medium.dicomdir(), options.selection);
-    const auto all = choices(patients);
+    const auto all = choicesOf(session, medium, options);
     Json report = Json::array();
     ProgressBar progress("Series");
+    FileByFile files(session, options, all);
+    WholeSeries whole(session, medium, options);
     SeriesWriter writer(session, medium, options);
     for (std::size_t index = 0; index < all.size(); ++index) {
         progress.show(index, all.size());
-        session.attempt("", [&] { report.push_back(writer.write(all[index], index + 1)); });
+        session.attempt("", [&] {
+            const Shown shown = options.picture.commonWindow ? whole.show(all[index]) : files.show(index);
+            report.push_back(writer.write(all[index], index + 1, shown));
+        });
     }
     if (options.json) {
         std::cout << dumpJson(report) << '\n';
@@ -183,6 +336,7 @@ void addSeriesCommand(const CommandLine& program, Session& session) {
     options->selection.addTo(command);
     options->picture.addSeriesWindowTo(command);
     options->picture.addOverlaysTo(command);
+    options->jobs.addTo(command);
     command.addFlag("--json", options->json, "Say as JSON which picture shows which file");
     command.setAction([&session, options] { run(session, *options); });
 }

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <utility>
 
 #include "OutputFile.h"
 
@@ -50,6 +51,12 @@ StagingFolder::~StagingFolder() {
     fs::remove_all(mPath, ignored);
     if (mLock >= 0) {
         close(mLock);
+    }
+}
+
+void StagingFolder::leaveToOwner() {
+    if (mLock >= 0) {
+        close(std::exchange(mLock, -1));
     }
 }
 

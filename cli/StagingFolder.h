@@ -16,6 +16,9 @@ class StagingFolder {
 
     std::string file(const std::string& name) const { return mPath + '/' + name; }
 
+    /// For a process that was forked from the one that made the folder: that one alone holds it from here on.
+    void leaveToOwner();
+
     /// Gives a finished file its name. @param mayReplace  a file of that name that is there already
     /// @throws FileError
     static void publish(const std::string& staged, const std::string& target, bool mayReplace);

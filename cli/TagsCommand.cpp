@@ -1,8 +1,10 @@
 #include <iostream>
+#include <optional>
 #include <unordered_map>
 
 #include "Commands.h"
 #include "FileArguments.h"
+#include "FileJobs.h"
 #include "Medium.h"
 #include "MetadataText.h"
 #include "Output.h"
@@ -18,6 +20,7 @@ namespace {
 
 struct TagsOptions {
     FileArguments files{};
+    FileJobs jobs{};
     bool recursive = false;
     std::string series = ".*";
     std::vector<std::string> tags{};
@@ -77,25 +80,45 @@ class VrNames {
     std::unordered_map<std::string, std::string> mKnown{};
 };
 
-/// Prints what was asked for of one file after the other: as text with a headline for each, or as one JSON object.
-class TagsPrinter {
+/// What is printed of one file's attributes.
+class TagsFormat {
   public:
-    TagsPrinter(velmora::Host& host, bool json, bool several) : mVrNames(host), mJson(json), mSeveral(several) {}
+    TagsFormat(Session& session, bool json) : mSession(session), mJson(json) {}
 
-    void print(const std::string& file, velmora::StoreView tags) {
+    std::string operator()(velmora::StoreView tags) {
         std::string text;
         if (mJson) {
-            text = mSeveral ? (mIsFirst ? "{\n" : ",\n") : "";
-            if (mSeveral) {
-                appendJsonText(text, file);
-                text += ':';
-            }
             appendJson(text, tags);
-        } else {
-            text = mSeveral ? "# " + printable(file) + '\n' : "";
-            appendTree(text, tags, std::ref(mVrNames));
+            return text;
         }
-        std::cout << text;
+        if (!mVrNames) { // not before: the process that asks for them has a library of its own
+            mVrNames.emplace(mSession.host());
+        }
+        appendTree(text, tags, std::ref(*mVrNames));
+        return text;
+    }
+
+  private:
+    Session& mSession;
+    bool mJson;
+    std::optional<VrNames> mVrNames{};
+};
+
+/// Prints one file after the other: as text with a headline for each, or as one JSON object.
+class TagsPrinter {
+  public:
+    TagsPrinter(bool json, bool several) : mJson(json), mSeveral(several) {}
+
+    void print(const std::string& file, const std::string& tags) {
+        std::string headline;
+        if (mJson && mSeveral) {
+            headline = mIsFirst ? "{\n" : ",\n";
+            appendJsonText(headline, file);
+            headline += ':';
+        } else if (mSeveral) {
+            headline = "# " + printable(file) + '\n';
+        }
+        std::cout << headline << tags;
         mIsFirst = false;
     }
 
@@ -108,21 +131,21 @@ class TagsPrinter {
     }
 
   private:
-    VrNames mVrNames;
     bool mJson;
     bool mSeveral;
     bool mIsFirst = true;
 };
 
 void printFiles(Session& session, const TagsOptions& options, const std::vector<std::string>& files) {
-    TagsPrinter printer(session.host(), options.json, files.size() > 1);
-    for (const std::string& file : files) {
-        session.attempt(file, [&] {
-            const Store tags = readTags(session.host(), file, options);
-            printer.print(file, tags.view());
-            session.host().call("CloseReader", {file});
-        });
-    }
+    TagsFormat format(session, options.json);
+    TagsPrinter printer(options.json, files.size() > 1);
+    const auto read = [&](const std::string& file) {
+        std::string text = format(readTags(session.host(), file, options).view());
+        session.host().call("CloseReader", {file});
+        return text;
+    };
+    options.jobs.forEach(session, files, true, read,
+                         [&](const std::string& file, const std::string& tags) { printer.print(file, tags); });
     printer.finish();
 }
 
@@ -158,11 +181,12 @@ Value readRecursively(velmora::Host& host, const std::string& dicomdir, const Ta
 void printMedium(Session& session, const TagsOptions& options, const std::string& place) {
     const Medium medium(place);
     medium.report();
-    TagsPrinter printer(session.host(), options.json, true);
+    TagsFormat format(session, options.json);
+    TagsPrinter printer(options.json, true);
     try {
         const Value result = readRecursively(session.host(), medium.dicomdir(), options);
         for (const velmora::NodeView file : result.get<Store>()) {
-            printer.print(medium.userPath(std::string(file.name())), velmora::StoreView(file.cell().dataStore));
+            printer.print(medium.userPath(std::string(file.name())), format(velmora::StoreView(file.cell().dataStore)));
         }
         printer.finish();
     } catch (const velmora::LibraryError& error) {
@@ -201,6 +225,7 @@ void addTagsCommand(const CommandLine& program, Session& session) {
                     "Of every file of a medium: a DICOMDIR or a folder in place of FILE");
     command.addOption("--series", options->series, "With --recursive: only if the whole SeriesInstanceUID matches");
     command.addFlag("--json", options->json, "Print JSON: one object, or with several files one object by file");
+    options->jobs.addTo(command);
     command.setAction([&session, options] { run(session, *options); });
 }
 

@@ -1,12 +1,11 @@
 #include "VolumeBuffer.h"
 
-#include <sys/mman.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <limits>
+
+#include "Objects.h"
 
 namespace radvex::cli {
 
@@ -78,108 +77,100 @@ void rescale(const From* from, To* to, std::size_t count, const ModalityRule& ru
     }
 }
 
-/// Turns elements into a type that is at least as wide, in the memory where they lie.
 template <typename From, typename To>
-void widenInPlace(std::byte* samples, std::size_t count) {
-    if constexpr (sizeof(To) >= sizeof(From)) {
-        for (std::size_t index = count; index-- > 0;) { // from the end: a wide element covers only narrow ones done
-            From value;
-            std::memcpy(&value, samples + index * sizeof(From), sizeof value);
-            const To turned = static_cast<To>(+value);
-            std::memcpy(samples + index * sizeof(To), &turned, sizeof turned);
-        }
+void widen(const std::byte* from, std::byte* to, std::size_t count) {
+    if constexpr (sizeof(To) >= sizeof(From)) { // no other type holds more
+        const From* first = reinterpret_cast<const From*>(from);
+        std::transform(first, first + count, reinterpret_cast<To*>(to),
+                       [](From value) { return static_cast<To>(value); });
     }
 }
 
-/// Asks for pages of 2 MiB: a volume is hundreds of MiB, and fetching it in pages of 4 KiB costs as much as filling it.
-void useLargePages(std::byte* memory, std::size_t bytes) {
-    constexpr std::uintptr_t kPage = std::uintptr_t{2} << 20;
-    const auto first = (reinterpret_cast<std::uintptr_t>(memory) + kPage - 1) / kPage * kPage;
-    const auto end = (reinterpret_cast<std::uintptr_t>(memory) + bytes) / kPage * kPage;
-    if (first < end) {
-        const int ignored = madvise(memory + (first - reinterpret_cast<std::uintptr_t>(memory)), end - first,
-                                    MADV_HUGEPAGE); // a wish that may be refused
-        (void)ignored;
+/// The library applies some rules itself.
+ModalityRule rest(const ModalityRule& rule) { return rule.isLibrarys ? ModalityRule{} : rule; }
+
+/// The type that the attributes ask for. Where the library's own promises too little, the values are looked at: it may
+/// be the attributes that lie.
+VolumeType wantedType(const VelmoraNumericArray& array, std::size_t sliceSamples, std::span<const ModalityRule> rules) {
+    VolumeType wanted;
+    for (const ModalityRule& rule : rules) {
+        wanted.add(rule);
     }
+    withType(array.type, [&](auto from) {
+        const auto* samples = static_cast<const decltype(from)*>(array.data.get());
+        for (std::size_t index = 0; index < rules.size(); ++index) {
+            const ModalityRule rule = rest(rules[index]);
+            const vint type = wanted.type();
+            if (!isReal(type) && !holds(rangeOf(type), rescaled(rangeOf(array.type), rule))) {
+                const ValueRange found = rescaled(foundRange(samples + index * sliceSamples, sliceSamples), rule);
+                wanted.addRange(found.lowest, found.highest);
+            }
+        }
+    });
+    return wanted;
 }
 
 } // namespace
 
-VolumeBuffer::VolumeBuffer(std::size_t sliceSamples, std::size_t expectedSlices)
-    : mSliceSamples(sliceSamples), mCapacity(std::max<std::size_t>(expectedSlices, 1)) {}
-
-std::size_t VolumeBuffer::sliceBytes() const { return mSliceSamples * velmora::numericArrayElementSize(mType); }
-
-SliceBytes VolumeBuffer::slice(std::size_t index) const {
-    return {mSamples.get() + index * sliceBytes(), sliceBytes()};
-}
-
-void VolumeBuffer::resize(std::size_t slices, std::size_t elementSize) {
+std::size_t storedBytes(std::size_t slices, std::size_t sliceSamples, vint type) {
     std::size_t bytes = 0;
-    if (__builtin_mul_overflow(slices, mSliceSamples, &bytes) || __builtin_mul_overflow(bytes, elementSize, &bytes)) {
+    if (__builtin_mul_overflow(slices, sliceSamples, &bytes) ||
+        __builtin_mul_overflow(bytes, velmora::numericArrayElementSize(type), &bytes)) {
         throw VolumeError("The volume is larger than any memory.");
     }
-    mCapacity = slices;
-    if (bytes <= mAllocated) {
-        return;
-    }
-    // Large blocks grow by moving pages, not bytes, and pages cost nothing before they are written.
-    auto* grown = static_cast<std::byte*>(std::realloc(mSamples.get(), bytes));
-    if (grown == nullptr) {
-        throw VolumeError("There is no memory for a volume of " + std::to_string(bytes) + " bytes.");
-    }
-    (void)mSamples.release();
-    mSamples.reset(grown);
-    mAllocated = bytes;
-    useLargePages(grown, bytes);
+    return bytes;
 }
 
-void VolumeBuffer::turnInto(vint type) {
-    resize(mCapacity, velmora::numericArrayElementSize(type));
-    withType(mType, [&](auto from) {
-        withType(type,
-                 [&](auto to) { widenInPlace<decltype(from), decltype(to)>(mSamples.get(), mSlices * mSliceSamples); });
-    });
-    mType = type;
-}
-
-void VolumeBuffer::add(const VelmoraNumericArray& array, std::span<const ModalityRule> rules) {
-    if (static_cast<std::size_t>(array.length) != rules.size() * mSliceSamples || mSliceSamples == 0) {
+StoredSlices storeSlices(const Allocate& allocate, std::size_t sliceSamples, const VelmoraNumericArray& array,
+                         std::span<const ModalityRule> rules) {
+    if (sliceSamples == 0 || static_cast<std::size_t>(array.length) != rules.size() * sliceSamples) {
         throw VolumeError("The library gave another number of samples than the attributes promise.");
     }
-    for (const ModalityRule& rule : rules) {
-        mWanted.add(rule);
-    }
-    const std::size_t needed = mSlices + rules.size();
-    if (needed > mCapacity || mSamples == nullptr) {
-        resize(std::max(needed, mCapacity), velmora::numericArrayElementSize(mType));
-    }
-    for (std::size_t index = 0; index < rules.size(); ++index) {
-        addSlice(array, index * mSliceSamples, rules[index]);
-    }
-}
-
-void VolumeBuffer::addSlice(const VelmoraNumericArray& array, std::size_t first, const ModalityRule& rule) {
-    const ModalityRule applied = rule.isLibrarys ? ModalityRule{} : rule;
+    StoredSlices slices{wantedType(array, sliceSamples, rules), rules.size(), nullptr};
+    const vint type = slices.wanted.type();
+    slices.samples = allocate(storedBytes(rules.size(), sliceSamples, type));
     withType(array.type, [&](auto from) {
-        using From = decltype(from);
-        const From* samples = static_cast<const From*>(array.data.get()) + first;
-        vint wanted = mWanted.type();
-        if (!isReal(wanted) && !holds(rangeOf(wanted), rescaled(rangeOf(array.type), applied))) {
-            // The library's type promises too little: look at the values, since attributes may lie.
-            const ValueRange found = rescaled(foundRange(samples, mSliceSamples), applied);
-            mWanted.addRange(found.lowest, found.highest);
-            wanted = mWanted.type();
-        }
-        if (wanted != mType) {
-            turnInto(wanted);
-        }
-        withType(mType, [&](auto to) {
-            using To = decltype(to);
-            rescale(samples, reinterpret_cast<To*>(mSamples.get() + mSlices * sliceBytes()), mSliceSamples, applied);
+        const auto* samples = static_cast<const decltype(from)*>(array.data.get());
+        withType(type, [&](auto to) {
+            auto* stored = reinterpret_cast<decltype(to)*>(slices.samples);
+            for (std::size_t index = 0; index < rules.size(); ++index) {
+                const std::size_t first = index * sliceSamples;
+                rescale(samples + first, stored + first, sliceSamples, rest(rules[index]));
+            }
         });
     });
-    ++mSlices;
+    return slices;
+}
+
+void VolumeBuffer::add(const StoredSlices& slices) {
+    mWanted.add(slices.wanted);
+    mFiles.push_back(slices);
+}
+
+const std::byte* VolumeBuffer::inType(const StoredSlices& slices) const {
+    const vint stored = slices.wanted.type();
+    if (stored == type()) {
+        return slices.samples;
+    }
+    std::byte* turned = mMemory.allocate(storedBytes(slices.count, mSliceSamples, type()));
+    withType(stored, [&](auto from) {
+        withType(type(), [&](auto to) {
+            widen<decltype(from), decltype(to)>(slices.samples, turned, slices.count * mSliceSamples);
+        });
+    });
+    return turned;
+}
+
+std::vector<SliceBytes> VolumeBuffer::slices() const {
+    const std::size_t size = mSliceSamples * velmora::numericArrayElementSize(type());
+    std::vector<SliceBytes> all;
+    for (const StoredSlices& file : mFiles) {
+        const std::byte* samples = inType(file);
+        for (std::size_t index = 0; index < file.count; ++index) {
+            all.emplace_back(samples + index * size, size);
+        }
+    }
+    return all;
 }
 
 } // namespace radvex::cli

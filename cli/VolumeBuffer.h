@@ -1,51 +1,56 @@
 #pragma once
 
-#include <cstdlib>
-#include <memory>
+#include <functional>
 #include <span>
+#include <vector>
 
-#include "Objects.h"
+#include "SharedMemory.h"
 #include "VolumeFile.h"
 #include "VolumeType.h"
 
 namespace radvex::cli {
 
-/// The samples of a volume while its slices come in, in the smallest element type that holds them all so far. A slice
-/// that needs another type turns those before it in place, so that memory stays at the volume itself.
+/// The samples of the slices of one file, in the smallest element type that holds them.
+struct StoredSlices {
+    VolumeType wanted{};          ///< what the type was found from
+    std::size_t count = 0;        ///< slices
+    std::byte* samples = nullptr; ///< slice by slice
+};
+
+/// Bytes of slices. @throws VolumeError  no memory has that many
+std::size_t storedBytes(std::size_t slices, std::size_t sliceSamples, vint type);
+
+/// Makes room for so many bytes, aligned for every type.
+using Allocate = std::function<std::byte*(std::size_t bytes)>;
+
+/// Turns an array of the library's, one or several slices, frames first, into modality values.
+/// @param sliceSamples  samples of one slice
+/// @param rules         one for each slice; they say how the samples become modality values
+/// @throws VolumeError  the array is not of that many slices, or there is no memory
+StoredSlices storeSlices(const Allocate& allocate, std::size_t sliceSamples, const VelmoraNumericArray& array,
+                         std::span<const ModalityRule> rules);
+
+/// The slices of a volume, file by file, in the smallest element type that holds them all. Only those of files that can
+/// do with a smaller one are copied; the others stay where they are stored. A file in f32 has no more than its
+/// precision in a volume of f64, wherever it stands among the others.
 class VolumeBuffer {
   public:
-    /// @param sliceSamples    samples of one slice
-    /// @param expectedSlices  room that is made at once; more slices make more
-    /// @throws VolumeError  there is no memory
-    VolumeBuffer(std::size_t sliceSamples, std::size_t expectedSlices);
+    /// @param memory  where the slices are stored, which must outlive this object
+    VolumeBuffer(SharedMemory& memory, std::size_t sliceSamples) : mMemory(memory), mSliceSamples(sliceSamples) {}
 
-    /// Adds slices: arrays of the library's hold one or several, frames first.
-    /// @param rules  one for each slice; they say how the samples become modality values
-    /// @throws VolumeError  the array is not of that many slices, or there is no memory
-    void add(const VelmoraNumericArray& array, std::span<const ModalityRule> rules);
+    void add(const StoredSlices& slices);
 
-    vint type() const { return mType; }
-    std::size_t sliceCount() const { return mSlices; }
-    /// The bytes of a slice, in the order in which they came.
-    SliceBytes slice(std::size_t index) const;
+    vint type() const { return mWanted.type(); }
+    /// The bytes of each slice in the order in which they came, in that type. @throws VolumeError  there is no memory
+    std::vector<SliceBytes> slices() const;
 
   private:
-    struct Free {
-        void operator()(std::byte* memory) const { std::free(memory); }
-    };
+    const std::byte* inType(const StoredSlices& slices) const;
 
-    void resize(std::size_t slices, std::size_t elementSize);
-    void turnInto(vint type);
-    void addSlice(const VelmoraNumericArray& array, std::size_t first, const ModalityRule& rule);
-    std::size_t sliceBytes() const;
-
+    SharedMemory& mMemory;
     std::size_t mSliceSamples;
-    std::size_t mCapacity; ///< slices
-    std::size_t mSlices = 0;
-    std::size_t mAllocated = 0; ///< bytes
-    vint mType = VNumericArray_U8;
     VolumeType mWanted{};
-    std::unique_ptr<std::byte[], Free> mSamples{};
+    std::vector<StoredSlices> mFiles{};
 };
 
 } // namespace radvex::cli

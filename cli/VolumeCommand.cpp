@@ -2,6 +2,7 @@
 #include <iostream>
 
 #include "Commands.h"
+#include "FileJobs.h"
 #include "Output.h"
 #include "OutputFile.h"
 #include "PictureOptions.h"
@@ -23,6 +24,7 @@ struct VolumeOptions {
     bool force = false;
     bool gzip = false;
     bool json = false;
+    FileJobs jobs{};
 };
 
 void checkUsage(const VolumeOptions& options) {
@@ -65,12 +67,15 @@ std::string pathOfSeries(const std::string& output, std::size_t number, const st
 /// One series on its way into a file.
 class SeriesRun {
   public:
+    /// Reads the series. The function is called for each file.
+    using Read = std::function<SeriesVolume(const std::function<void()>& step)>;
+
     SeriesRun(Session& session, const VolumeOptions& options, const SeriesFiles& series)
         : mSession(session), mOptions(options), mSeries(series) {}
 
     /// Gives the JSON of the series. @throws NoPicturesError, VolumeError, FileError, LibraryError
-    Json run(const SeriesReading& reading, std::size_t number, bool isOnly) {
-        SeriesVolume volume = read(reading);
+    Json run(const Read& read, std::size_t number, bool isOnly) {
+        SeriesVolume volume = readShown(read);
         Verdict verdict = judgeSlices(volume.slices);
         verdict.findings.insert(verdict.findings.end(), volume.findings.begin(), volume.findings.end());
         mPath = isOnly ? mOptions.output : pathOfSeries(mOptions.output, number, volume.seriesNumber);
@@ -90,12 +95,10 @@ class SeriesRun {
     }
 
   private:
-    SeriesVolume read(SeriesReading reading) const {
+    SeriesVolume readShown(const Read& read) const {
         ProgressBar bar("Reading series " + mSeries.series); // gone before anything else is said
         std::size_t done = 0;
-        reading.step = [&] { bar.show(++done, mSeries.files.size()); };
-        return mOptions.rendered ? readRenderedVolume(reading, mSeries, mOptions.picture.scalingTensor())
-                                 : readModalityVolume(reading, mSeries);
+        return read([&] { bar.show(++done, mSeries.files.size()); });
     }
 
     void requireSortable(const Verdict& verdict) const {
@@ -186,11 +189,12 @@ Json refused(const SeriesFiles& series, const std::string& message) {
 }
 
 /// @throws VolumeError  nothing matches, or the library cannot read the directory
-std::vector<SeriesFiles> requireSeries(velmora::Host& host, const Medium& medium, const VolumeOptions& options) {
+std::vector<SeriesFiles> requireSeries(Session& session, const Medium& medium, const VolumeOptions& options) {
     std::vector<SeriesFiles> all;
     try {
-        all = listSeries(host, medium.dicomdir(), options.selection);
-    } catch (const velmora::LibraryError& error) {
+        all = seriesOfParcel(options.jobs.readAlone(
+            options.place, [&] { return toParcel(listSeries(session.host(), medium.dicomdir(), options.selection)); }));
+    } catch (const FileError& error) {
         throw VolumeError(medium.userText(error.what()));
     }
     if (all.empty()) {
@@ -206,8 +210,16 @@ void run(Session& session, const VolumeOptions& options) {
     checkUsage(options);
     const Medium medium(options.place);
     medium.report();
-    const auto all = requireSeries(session.host(), medium, options);
-    const SeriesReading reading{session.host(), medium, options.selection};
+    const auto all = requireSeries(session, medium, options);
+    std::optional<ModalityVolumes> values;
+    if (!options.rendered) {
+        values.emplace(session, medium, all, options.jobs.count());
+    }
+    const auto read = [&](std::size_t index, const std::function<void()>& step) {
+        return values ? values->read(index, step)
+                      : readRenderedVolume({session, medium, options.selection, step}, all[index],
+                                           options.picture.scalingTensor());
+    };
     Json list = Json::array();
     for (std::size_t index = 0; index < all.size(); ++index) {
         const SeriesFiles& series = all[index];
@@ -216,7 +228,8 @@ void run(Session& session, const VolumeOptions& options) {
             session.reportRefusal(all.size() == 1 ? "" : "Series " + series.series, message);
         };
         try {
-            list.push_back(SeriesRun(session, options, series).run(reading, index + 1, all.size() == 1));
+            const auto readThis = [&](const std::function<void()>& step) { return read(index, step); };
+            list.push_back(SeriesRun(session, options, series).run(readThis, index + 1, all.size() == 1));
         } catch (const NoPicturesError& error) {
             if (all.size() == 1) {
                 refuse(error.what());
@@ -252,6 +265,7 @@ void addVolumeCommand(const CommandLine& program, Session& session) {
     options->picture.addSeriesWindowTo(command);
     command.addFlag("--gzip", options->gzip, "Compress the samples of .nrrd");
     command.addFlag("--json", options->json, "Say as JSON what was found and written");
+    options->jobs.addTo(command);
     command.setAction([&session, options] { run(session, *options); });
 }
 

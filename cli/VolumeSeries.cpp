@@ -2,6 +2,8 @@
 
 #include <map>
 
+#include "Parcel.h"
+
 namespace radvex::cli {
 
 using velmora::NodeView;
@@ -43,6 +45,43 @@ std::vector<SeriesFiles> listSeries(velmora::Host& host, const std::string& dico
             ++studyIndex;
         }
         ++patientIndex;
+    }
+    return all;
+}
+
+std::string toParcel(const std::vector<SeriesFiles>& all) {
+    ParcelWriter parcel;
+    parcel.put(all.size());
+    for (const SeriesFiles& series : all) {
+        parcel.putText(series.patient);
+        parcel.putText(series.study);
+        parcel.putText(series.series);
+        parcel.put(series.patientIndex);
+        parcel.put(series.studyIndex);
+        parcel.put(series.repetition);
+        parcel.put(series.files.size());
+        for (const std::string& file : series.files) {
+            parcel.putText(file);
+        }
+    }
+    return parcel.take();
+}
+
+std::vector<SeriesFiles> seriesOfParcel(const std::string& bytes) {
+    ParcelReader parcel(bytes);
+    std::vector<SeriesFiles> all;
+    for (auto count = parcel.get<std::size_t>(); count > 0; --count) {
+        SeriesFiles series;
+        series.patient = parcel.getText();
+        series.study = parcel.getText();
+        series.series = parcel.getText();
+        series.patientIndex = parcel.get<std::size_t>();
+        series.studyIndex = parcel.get<std::size_t>();
+        series.repetition = parcel.get<std::size_t>();
+        for (auto files = parcel.get<std::size_t>(); files > 0; --files) {
+            series.files.push_back(parcel.getText());
+        }
+        all.push_back(std::move(series));
     }
     return all;
 }

@@ -8,6 +8,7 @@
 #include "Host.h"
 #include "Medium.h"
 #include "Selection.h"
+#include "Session.h"
 #include "SliceGeometry.h"
 #include "VolumeFile.h"
 
@@ -27,6 +28,10 @@ struct SeriesFiles {
 /// @throws LibraryError
 std::vector<SeriesFiles> listSeries(velmora::Host& host, const std::string& dicomdir, const Selection& selection);
 
+/// The same for a process that asks another.
+std::string toParcel(const std::vector<SeriesFiles>& all);
+std::vector<SeriesFiles> seriesOfParcel(const std::string& bytes);
+
 /// A volume in memory, and what its slices say. The type and the slice count of the header are known; its geometry
 /// waits for the order that the slices shall have.
 struct SeriesVolume {
@@ -40,7 +45,7 @@ struct SeriesVolume {
 
 /// Everything that reading a series needs beside the library.
 struct SeriesReading {
-    velmora::Host& host;
+    Session& session;
     const Medium& medium;
     Selection selection{};
     std::function<void()> step = [] {}; ///< called for each file
@@ -52,9 +57,29 @@ class NoPicturesError : public VolumeError {
     using VolumeError::VolumeError;
 };
 
-/// Modality values (HU for CT) of all frames of all files, in the order of the medium. Memory: the volume and one file.
-/// @throws NoPicturesError, VolumeError  colour, slices of different size, no memory
-SeriesVolume readModalityVolume(const SeriesReading& reading, const SeriesFiles& series);
+/// Reads the series of a medium as modality values (HU for CT): all frames of all files, in the order of the medium.
+/// Files are read in processes of their own, which stay for the next series; one that ends is a finding about its file.
+/// Memory: the volume, and for each process one file.
+class ModalityVolumes {
+  public:
+    /// @param all   series, which must outlive this object as the session and the medium
+    /// @param jobs  processes; 0: this one reads itself, as it does when there is one file
+    ModalityVolumes(Session& session, const Medium& medium, const std::vector<SeriesFiles>& all, std::size_t jobs);
+    ~ModalityVolumes();
+    ModalityVolumes(const ModalityVolumes&) = delete;
+    ModalityVolumes& operator=(const ModalityVolumes&) = delete;
+
+    /// The bytes of the volume stay until the next one is read.
+    /// @param series  index
+    /// @param step    called for each file
+    /// @throws NoPicturesError, VolumeError  colour, slices of different size, no memory
+    SeriesVolume read(std::size_t series, const std::function<void()>& step);
+
+  private:
+    class Reader;
+
+    std::unique_ptr<Reader> mReader;
+};
 
 /// The picture volume of Read3DImage: the first frame of each file, in the library's order by InstanceNumber.
 /// @param scaling  as the library takes it

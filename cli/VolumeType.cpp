@@ -66,6 +66,14 @@ void VolumeType::addRange(double lowest, double highest) {
     mFitsSingle = mFitsSingle && magnitude({lowest, highest}) <= kSingleSteps;
 }
 
+void VolumeType::add(const VolumeType& other) {
+    if (!other.mIsEmpty) {
+        extend(other.mLowest, other.mHighest);
+        mIsWhole = mIsWhole && other.mIsWhole;
+        mFitsSingle = mFitsSingle && other.mFitsSingle;
+    }
+}
+
 void VolumeType::extend(double lowest, double highest) {
     mLowest = mIsEmpty ? lowest : std::min(mLowest, lowest);
     mHighest = mIsEmpty ? highest : std::max(mHighest, highest);

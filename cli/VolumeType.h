@@ -30,6 +30,8 @@ class VolumeType {
     void add(const ModalityRule& rule);
     /// Values that were found and not promised.
     void addRange(double lowest, double highest);
+    /// All that the other knows of.
+    void add(const VolumeType& other);
 
     /// VNumericArray_...; u8 when nothing was added.
     vint type() const;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -59,6 +60,13 @@ struct Profile {
     std::vector<std::string> notExpressible{}; ///< keywords, and descriptions of groups of attributes
 };
 
+/// Identifiers and names that stood in the files of a run before. New values by old for those that have one.
+struct Originals {
+    std::map<std::string, std::string> newOf{}; ///< UIDs, PatientIDs and StudyIDs
+    std::set<std::string> ids{};                ///< PatientIDs and StudyIDs, whatever their length
+    std::set<std::string> names{};              ///< parts of patients' names, in capitals
+};
+
 /// One run. Files are taken in two rounds: `map` for each, then `clean` for each, since text anywhere in one file may
 /// hold an identifier of another.
 class Anonymization {
@@ -82,6 +90,12 @@ class Anonymization {
     /// @throws std::runtime_error  part of a sentence; `mapped` may then be left in part
     virtual void map(const std::string& original, const std::string& written, const std::string& mapped,
                      std::vector<Change>* changes) = 0;
+
+    /// What `map` found since the start or the last call, and which is forgotten then: for a run in several processes,
+    /// each with a copy of this object. New values do not depend on what was found before.
+    virtual Originals takeOriginals() = 0;
+    /// Adds what another copy found. Of two new values for one old the first stays.
+    virtual void addOriginals(Originals originals) = 0;
 
     /// Takes identifiers of the run out of all texts of a mapped file.
     /// @param path     of the mapped file; replaced when a text changes

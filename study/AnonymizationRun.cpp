@@ -83,6 +83,14 @@ class Run : public Anonymization {
         }
     }
 
+    Originals takeOriginals() override {
+        mFinder = TextFinder();
+        mLearned = 0;
+        return mIdentities.takeOriginals();
+    }
+
+    void addOriginals(Originals originals) override { mIdentities.add(std::move(originals)); }
+
     bool clean(const std::string& path, std::vector<Change>* changes) override {
         const KnownTypes knownTypes;
         learnTexts();

@@ -69,6 +69,12 @@ void Identities::rememberIdentifier(const DcmTagKey& key, const std::string& val
     }
 }
 
+void Identities::add(Originals others) {
+    mOriginals.newOf.merge(others.newOf);
+    mOriginals.ids.merge(others.ids);
+    mOriginals.names.merge(others.names);
+}
+
 void Identities::rememberNames(const std::string& value) {
     constexpr std::size_t kShortest = 4; // shorter ones are parts of too many words
     for (const std::string& part : split(value, "^= \\")) {

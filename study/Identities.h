@@ -1,8 +1,8 @@
 #pragma once
 
 #include <map>
-#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Anonymization.h"
@@ -15,13 +15,6 @@ namespace radvex::study {
 
 /// Values that the user gave, by attribute.
 using GivenValues = std::map<DcmTagKey, std::string>;
-
-/// Identifiers and names that stood in the files of a run before. New values by old for those that have one.
-struct Originals {
-    std::map<std::string, std::string> newOf{}; ///< UIDs, PatientIDs and StudyIDs
-    std::set<std::string> ids{};                ///< PatientIDs and StudyIDs, whatever their length
-    std::set<std::string> names{};              ///< parts of patients' names, in capitals
-};
 
 /// Gives every UID of an instance, PatientID and StudyID of a file the new value that belongs to the original one.
 class Identities {
@@ -37,6 +30,10 @@ class Identities {
     void remember(DcmFileFormat& original);
 
     const Originals& originals() const { return mOriginals; }
+    /// Forgets them.
+    Originals takeOriginals() { return std::exchange(mOriginals, {}); }
+    /// Remembers what another found. What is known already keeps its new value.
+    void add(Originals others);
     const GivenValues& given() const { return mGiven; }
 
   private:

@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "DicomFiles.h"
 #include "LosslessJson.h"
 #include "MediumFiles.h"
@@ -100,16 +102,39 @@ TEST_F(TagsCommand, CutsLongValuesAndSaysHowLongTheyAre) {
     EXPECT_LT(tree.size(), 150U);
 }
 
-TEST_F(TagsCommand, TextThatIsNoUtf8StaysValidUtf8) {
-    const std::string path = writeDicom(folder.file("kanji.dcm"), [](DcmDataset& dataset) {
+TEST_F(TagsCommand, TextThatIsNoUtf8IsMarkedInTextAndWholeInJson) {
+    const std::string name = "\xD4\xCF\xC0\xDE=\x1B$B;3ED\x1B(B";
+    const std::string path = writeDicom(folder.file("kanji.dcm"), [&](DcmDataset& dataset) {
         dataset.putAndInsertString(DCM_SpecificCharacterSet, "ISO 2022 IR 13\\ISO 2022 IR 87");
-        dataset.putAndInsertString(DCM_PatientName, "\xD4\xCF\xC0\xDE=\x1B$B;3ED\x1B(B");
+        dataset.putAndInsertString(DCM_PatientName, name.c_str());
+        DcmItem* item = nullptr;
+        dataset.findOrCreateSequenceItem(DCM_ReferencedStudySequence, item, -2);
+        item->putAndInsertString(DCM_PatientComments, "\xFF\xFE");
     });
-    for (const auto& words : std::vector<std::vector<std::string>>{{"tags", path}, {"tags", "--json", path}}) {
-        const std::string output = radvex::test::radvex(words).output;
-        EXPECT_TRUE(radvex::cli::isValidUtf8(output)) << output;
-        EXPECT_NE(output.find("\xEF\xBF\xBD"), std::string::npos);
-    }
+    const std::string text = treeOf({path});
+    EXPECT_TRUE(radvex::cli::isValidUtf8(text)) << text;
+    EXPECT_NE(text.find("\xEF\xBF\xBD"), std::string::npos);
+    const std::string output = radvex::test::radvex({"tags", "--json", path}).output;
+    EXPECT_TRUE(radvex::cli::isValidUtf8(output)) << output;
+    const Json json = Json::parse(output);
+    EXPECT_EQ(json["PatientName"], (Json{{"bytes", "1M/A3j0bJEI7M0VEGyhC"}})); // by base64 of coreutils
+    EXPECT_EQ(json["ReferencedStudySequence"][0]["PatientComments"], (Json{{"bytes", "//4="}}));
+    EXPECT_EQ(json["SpecificCharacterSet"], "ISO 2022 IR 13\\ISO 2022 IR 87");
+}
+
+TEST_F(TagsCommand, TextThatOfAMediumIsNoUtf8IsWholeInJsonToo) {
+    std::filesystem::create_directory(folder.file("medium"));
+    const std::string path = writeDicom(folder.file("medium/a.dcm"), [](DcmDataset& dataset) {
+        dataset.putAndInsertString(DCM_SOPClassUID, UID_CTImageStorage);
+        dataset.putAndInsertString(DCM_SOPInstanceUID, "1.2.3");
+        dataset.putAndInsertString(DCM_StudyInstanceUID, "1.2.4");
+        dataset.putAndInsertString(DCM_SeriesInstanceUID, "1.2.5");
+        dataset.putAndInsertString(DCM_PatientID, "P");
+        dataset.putAndInsertString(DCM_PatientComments, "a\xFF");
+    });
+    const std::string output = radvex::test::radvex({"tags", "--json", "--recursive", folder.file("medium")}).output;
+    EXPECT_TRUE(radvex::cli::isValidUtf8(output)) << output;
+    EXPECT_EQ(Json::parse(output)[path]["PatientComments"], (Json{{"bytes", "Yf8="}}));
 }
 
 TEST_F(TagsCommand, NamesEachOfSeveralFilesAndGoesOnAfterABadOne) {

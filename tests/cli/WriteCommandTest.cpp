@@ -325,6 +325,32 @@ TEST_F(WriteCommand, TextBeyondAsciiSaysItsCharacterSet) {
     EXPECT_EQ(characterSet(), "ISO_IR 100");
 }
 
+TEST_F(WriteCommand, BytesThatAreNoTextComeBackAsTheyWere) {
+    const Json name{{"bytes", "1M/A3j0bJEI7M0VEGyhC"}}; // half-width katakana, then kanji behind an escape
+    const Json given{{"SpecificCharacterSet", "ISO 2022 IR 13\\ISO 2022 IR 87"},
+                     {"PatientName", name},
+                     {"OtherPatientIDsSequence", Json::array({Json{{"PatientID", {{"bytes", "//4="}}}}})}};
+    Json tags = tagsOf({picture(), "--meta", meta(given.dump())});
+    EXPECT_EQ(tags["PatientName"], name);
+    EXPECT_EQ(tags["OtherPatientIDsSequence"][0]["PatientID"], (Json{{"bytes", "//4="}}));
+    EXPECT_EQ(characterSet(), "ISO 2022 IR 13\\ISO 2022 IR 87");
+    DcmFileFormat file;
+    ASSERT_TRUE(file.loadFile(out.c_str()).good());
+    const char* stored = nullptr;
+    ASSERT_TRUE(file.getDataset()->findAndGetString(DCM_PatientName, stored).good());
+    EXPECT_STREQ(stored, "\xD4\xCF\xC0\xDE=\x1B$B;3ED\x1B(B");
+    tags = tagsOf({picture(), "--meta", meta(R"({"PatientComments": [{"bytes": "YQ=="}, {"bytes": "Yg=="}]})")});
+    EXPECT_EQ(tags["PatientComments"], "a\\b");
+}
+
+TEST_F(WriteCommand, BytesHaveToBeBase64WithoutAZero) {
+    EXPECT_EQ(metaRefusal(R"({"PatientID": {"bytes": "a"}})"),
+              ": at PatientID: The length of the base64 text is no multiple of 4.");
+    EXPECT_EQ(metaRefusal(R"({"PatientID": {"bytes": "YQBi"}})"), ": at PatientID: a text has no zero character.");
+    EXPECT_EQ(metaRefusal(R"({"PatientID": {"bytes": 1}})"),
+              ": at PatientID: an object stands only in a list, as an item of a sequence.");
+}
+
 TEST_F(WriteCommand, TextBeyondAsciiHasNoOtherCharacterSet) {
     const std::string sentence =
         ": there is text beyond ASCII, which is written as UTF-8; SpecificCharacterSet can only "
