@@ -10,8 +10,10 @@ INTERVAL = 0.01  # seconds between two looks
 
 
 def peak_together(command):
-    """The largest proportional memory, in MiB, that the processes of a run were seen to have at one time. The run is not
-    measured otherwise: looking takes time. None when it failed."""
+    """The most MiB that the processes of a run were seen to have at one time; None when it failed.
+
+    What processes share is divided among them. The run is not measured otherwise: looking takes time.
+    """
     process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     peak = 0
     while process.poll() is None:

@@ -86,7 +86,8 @@ def _rendered_volume(place, folder, title):
     check = {"removes": (raw,), "voxels": place.comparison("rendered", raw, "<u2")}
     return Job(title, [
         place.plain_read(folder),
-        *place.bare("rendered-volume", medium, check=place.program("bareJobs", "rendered-volume", medium, raw), **check),
+        *place.bare("rendered-volume", medium,
+                    check=place.program("bareJobs", "rendered-volume", medium, raw), **check),
         Row("Read3DImage", place.hosted("rendered-volume", medium),
             check=place.hosted("rendered-volume", medium, raw), **check),
         Row(WRITING, place.program("bareJobs", "rendered-volume", medium, raw), **check),

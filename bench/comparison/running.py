@@ -22,7 +22,7 @@ class Row:
     command: list
     reference: str = BARE  # the row that its times are divided by
     removes: tuple = ()  # files and folders that are removed, unmeasured, before each run
-    voxels: Optional[Callable] = None  # says in a word how its output differs from what was generated, "" when it does not
+    voxels: Optional[Callable] = None  # says how its output differs from what was generated, "" when it does not
     check: Optional[list] = None  # the command to look at the voxels of, when the measured one writes none
     reports: bool = False  # its time is the number of microseconds that it prints
     divides: bool = False  # among processes, whose memory is added up in a run of its own
@@ -108,7 +108,7 @@ class Runner:
             seconds = processor = float(output) / 1e6
         result.seconds.append(seconds)
         result.processor.append(processor)
-        result.mebibytes.append(result.together or kibibytes / 1024)
+        result.mebibytes.append(max(result.together or 0, kibibytes / 1024))
 
     def _measured(self, command):
         """Wall and processor seconds, peak memory and output of one run; nothing when the program failed."""
