@@ -41,7 +41,7 @@ class ParcelReader {
     template <typename T>
     T get() {
         static_assert(std::is_trivially_copyable_v<T> && !std::is_pointer_v<T>);
-        std::array<char, sizeof(T)> bytes;
+        std::array<char, sizeof(T)> bytes{};
         std::memcpy(bytes.data(), next(sizeof(T)).data(), sizeof(T));
         return std::bit_cast<T>(bytes);
     }

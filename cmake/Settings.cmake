@@ -4,6 +4,10 @@ target_include_directories(radvexSettings INTERFACE $<BUILD_INTERFACE:${CMAKE_CU
 target_compile_options(radvexSettings INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-Wall -Wextra -Wpedantic -Werror -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast
   -Wnon-virtual-dtor -Wcast-align -Wundef>)
+if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+  # What is unnamed in a source file is taken for that of a header when the file is compiled with others.
+  target_compile_options(radvexSettings INTERFACE -Wno-subobject-linkage)
+endif()
 if(RADVEX_SANITIZE)
   target_compile_options(radvexSettings INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=undefined
                          -fno-omit-frame-pointer)

@@ -74,7 +74,9 @@ class MediumJobs : public ::testing::Test {
     };
     Outcome outcomeOf(const std::vector<std::string>& words) const {
         const ProcessResult run = radvex::test::radvex(words);
-        return {std::to_string(run.status) + run.output + run.errors, take(out)};
+        Outcome outcome{std::to_string(run.status) + run.output + run.errors, take(out)};
+        outcome.files.erase("DICOMDIR"); // a directory that is written has a UID of its own in every run
+        return outcome;
     }
     Outcome sameWithAny(std::vector<std::string> words) const {
         words.insert(words.end(), {"--jobs", "0"});

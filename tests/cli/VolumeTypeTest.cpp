@@ -14,47 +14,47 @@ vint typeOf(const std::vector<ModalityRule>& rules) {
     return type.type();
 }
 
-ModalityRule rule(vint bits, bool isSigned, double slope = 1, double intercept = 0) {
+ModalityRule typeRule(vint bits, bool isSigned, double slope = 1, double intercept = 0) {
     return {.bitsStored = bits, .isSigned = isSigned, .slope = slope, .intercept = intercept};
 }
 
 } // namespace
 
 TEST(VolumeType, WholeValuesTakeTheSmallestInteger) {
-    EXPECT_EQ(typeOf({rule(8, false)}), VNumericArray_U8);
-    EXPECT_EQ(typeOf({rule(8, true)}), VNumericArray_S8);
-    EXPECT_EQ(typeOf({rule(12, false)}), VNumericArray_U16);
-    EXPECT_EQ(typeOf({rule(16, false)}), VNumericArray_U16);
-    EXPECT_EQ(typeOf({rule(16, true)}), VNumericArray_S16);
-    EXPECT_EQ(typeOf({rule(32, false)}), VNumericArray_U32);
-    EXPECT_EQ(typeOf({rule(32, true)}), VNumericArray_S32);
+    EXPECT_EQ(typeOf({typeRule(8, false)}), VNumericArray_U8);
+    EXPECT_EQ(typeOf({typeRule(8, true)}), VNumericArray_S8);
+    EXPECT_EQ(typeOf({typeRule(12, false)}), VNumericArray_U16);
+    EXPECT_EQ(typeOf({typeRule(16, false)}), VNumericArray_U16);
+    EXPECT_EQ(typeOf({typeRule(16, true)}), VNumericArray_S16);
+    EXPECT_EQ(typeOf({typeRule(32, false)}), VNumericArray_U32);
+    EXPECT_EQ(typeOf({typeRule(32, true)}), VNumericArray_S32);
 }
 
 TEST(VolumeType, RescaleWidensTheRange) {
-    EXPECT_EQ(typeOf({rule(12, false, 1, -1024)}), VNumericArray_S16);
-    EXPECT_EQ(typeOf({rule(16, true, 1, -1024)}), VNumericArray_S32) << "-33792";
-    EXPECT_EQ(typeOf({rule(16, false, 1, -1024)}), VNumericArray_S32) << "64511";
-    EXPECT_EQ(typeOf({rule(8, false, 2, 0)}), VNumericArray_U16);
-    EXPECT_EQ(typeOf({rule(8, false, -1, 0)}), VNumericArray_S16) << "-255";
-    EXPECT_EQ(typeOf({rule(8, false, -1, 255)}), VNumericArray_U8);
-    EXPECT_EQ(typeOf({rule(32, true, 1, -1)}), VNumericArray_F64) << "no 32-bit integer holds it";
+    EXPECT_EQ(typeOf({typeRule(12, false, 1, -1024)}), VNumericArray_S16);
+    EXPECT_EQ(typeOf({typeRule(16, true, 1, -1024)}), VNumericArray_S32) << "-33792";
+    EXPECT_EQ(typeOf({typeRule(16, false, 1, -1024)}), VNumericArray_S32) << "64511";
+    EXPECT_EQ(typeOf({typeRule(8, false, 2, 0)}), VNumericArray_U16);
+    EXPECT_EQ(typeOf({typeRule(8, false, -1, 0)}), VNumericArray_S16) << "-255";
+    EXPECT_EQ(typeOf({typeRule(8, false, -1, 255)}), VNumericArray_U8);
+    EXPECT_EQ(typeOf({typeRule(32, true, 1, -1)}), VNumericArray_F64) << "no 32-bit integer holds it";
 }
 
 TEST(VolumeType, SlicesOfDifferentKindsShareOneType) {
-    EXPECT_EQ(typeOf({rule(8, false), rule(8, true)}), VNumericArray_S16);
-    EXPECT_EQ(typeOf({rule(16, false), rule(16, true)}), VNumericArray_S32);
-    EXPECT_EQ(typeOf({rule(32, false), rule(8, true)}), VNumericArray_F64);
-    EXPECT_EQ(typeOf({rule(8, false), rule(16, false)}), VNumericArray_U16);
+    EXPECT_EQ(typeOf({typeRule(8, false), typeRule(8, true)}), VNumericArray_S16);
+    EXPECT_EQ(typeOf({typeRule(16, false), typeRule(16, true)}), VNumericArray_S32);
+    EXPECT_EQ(typeOf({typeRule(32, false), typeRule(8, true)}), VNumericArray_F64);
+    EXPECT_EQ(typeOf({typeRule(8, false), typeRule(16, false)}), VNumericArray_U16);
 }
 
 TEST(VolumeType, FractionsAreRealAndExactEnough) {
-    EXPECT_EQ(typeOf({rule(16, false, 0.1, 0)}), VNumericArray_F32);
-    EXPECT_EQ(typeOf({rule(24, false, 0.5, 0)}), VNumericArray_F32);
-    EXPECT_EQ(typeOf({rule(25, false, 0.5, 0)}), VNumericArray_F64);
-    EXPECT_EQ(typeOf({rule(16, true, 1, -1024.5)}), VNumericArray_F32);
-    EXPECT_EQ(typeOf({rule(16, false, 1e-6, 1000)}), VNumericArray_F64) << "neighbours would be one number";
-    EXPECT_EQ(typeOf({rule(16, false, 0.5, 0), rule(32, false)}), VNumericArray_F64);
-    EXPECT_EQ(typeOf({rule(16, false, 0.5, 0), rule(12, true)}), VNumericArray_F32);
+    EXPECT_EQ(typeOf({typeRule(16, false, 0.1, 0)}), VNumericArray_F32);
+    EXPECT_EQ(typeOf({typeRule(24, false, 0.5, 0)}), VNumericArray_F32);
+    EXPECT_EQ(typeOf({typeRule(25, false, 0.5, 0)}), VNumericArray_F64);
+    EXPECT_EQ(typeOf({typeRule(16, true, 1, -1024.5)}), VNumericArray_F32);
+    EXPECT_EQ(typeOf({typeRule(16, false, 1e-6, 1000)}), VNumericArray_F64) << "neighbours would be one number";
+    EXPECT_EQ(typeOf({typeRule(16, false, 0.5, 0), typeRule(32, false)}), VNumericArray_F64);
+    EXPECT_EQ(typeOf({typeRule(16, false, 0.5, 0), typeRule(12, true)}), VNumericArray_F32);
 }
 
 TEST(VolumeType, ATableCountsByItsEntries) {
@@ -63,6 +63,6 @@ TEST(VolumeType, ATableCountsByItsEntries) {
 }
 
 TEST(VolumeType, BitsThatNoFileHasAreCut) {
-    EXPECT_EQ(typeOf({rule(0, false)}), VNumericArray_U8);
-    EXPECT_EQ(typeOf({rule(40, false)}), VNumericArray_U32);
+    EXPECT_EQ(typeOf({typeRule(0, false)}), VNumericArray_U8);
+    EXPECT_EQ(typeOf({typeRule(40, false)}), VNumericArray_U32);
 }
