@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The jobs of the benchmarks with pydicom and GDCM's Python, each as a process of its own. Usage: peers.py JOB ARGUMENT...
+"""The jobs of the benchmarks with pydicom and GDCM's Python, each in a process of its own: peers.py JOB ARGUMENT...
 
 Only what a job needs is imported: it is part of what is measured.
 """

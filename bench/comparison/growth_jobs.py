@@ -28,7 +28,7 @@ def _volume(place, slices):
         Row("Read3DImage", place.hosted("rendered-volume", medium)),
         Row("radvex volume --rendered", place.radvex("volume", medium, "--rendered", "--common-window", "-o", nrrd),
             removes=(nrrd,)),
-        Row("radvex volume", place.radvex("volume", medium, "-o", nrrd), removes=(nrrd,)),
+        Row("radvex volume --jobs 0", place.radvex("volume", "--jobs", "0", medium, "-o", nrrd), removes=(nrrd,)),
     ])
 
 

@@ -62,14 +62,15 @@ def _modality_volume(place, folder, title):
     nifti = place.file("nifti")
     os.makedirs(nifti, exist_ok=True)
 
-    def row(name, command, out):
-        return Row(name, command, removes=(out,), voxels=place.comparison("modality", out, "<i2"))
+    def row(name, command, out, **options):
+        return Row(name, command, removes=(out,), voxels=place.comparison("modality", out, "<i2"), **options)
 
     return Job(title, [
         place.plain_read(folder),
         *place.bare("modality-volume", medium, raw, removes=(raw,), voxels=place.comparison("modality", raw, "<i2")),
         row("ReadIntermediatePixelData", place.hosted("modality-volume", folder, raw), raw),
-        row("radvex volume", place.radvex("volume", medium, "-o", nrrd), nrrd),
+        row("radvex volume", place.radvex("volume", medium, "-o", nrrd), nrrd, divides=True),
+        row("radvex volume --jobs 0", place.radvex("volume", "--jobs", "0", medium, "-o", nrrd), nrrd),
         row("dcm2niix -z n", ["dcm2niix", "-z", "n", "-b", "n", "-w", "1", "-f", "out", "-o", nifti, folder],
             os.path.join(nifti, "out.nii")),
         row("dicomtonifti", ["dicomtonifti", "-o", nii, "-b", folder], nii),
@@ -85,7 +86,8 @@ def _rendered_volume(place, folder, title):
     check = {"removes": (raw,), "voxels": place.comparison("rendered", raw, "<u2")}
     return Job(title, [
         place.plain_read(folder),
-        *place.bare("rendered-volume", medium, check=place.program("bareJobs", "rendered-volume", medium, raw), **check),
+        *place.bare("rendered-volume", medium,
+                    check=place.program("bareJobs", "rendered-volume", medium, raw), **check),
         Row("Read3DImage", place.hosted("rendered-volume", medium),
             check=place.hosted("rendered-volume", medium, raw), **check),
         Row(WRITING, place.program("bareJobs", "rendered-volume", medium, raw), **check),

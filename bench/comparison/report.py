@@ -33,6 +33,8 @@ class Figures:
         row, words = self.result.row, [self.result.state] if self.result.state else []
         if row.limit and self.seconds is not None:
             words.append("wanted < %g ms: %s" % (1000 * row.limit, "yes" if self.seconds < row.limit else "NO"))
+        if row.divides:
+            words.append("a process by core")
         if row.reference != "bare DCMTK":
             words.append("beside " + row.reference)
         return "; ".join(words)

@@ -8,6 +8,8 @@ import tempfile
 from dataclasses import dataclass, field
 from typing import Callable, Optional
 
+from .memory import peak_together
+
 BARE = "bare DCMTK"
 PLAIN = "plain"  # rows that move the bytes only have names that begin so
 
@@ -20,9 +22,10 @@ class Row:
     command: list
     reference: str = BARE  # the row that its times are divided by
     removes: tuple = ()  # files and folders that are removed, unmeasured, before each run
-    voxels: Optional[Callable] = None  # says in a word how its output differs from what was generated, "" when it does not
+    voxels: Optional[Callable] = None  # says how its output differs from what was generated, "" when it does not
     check: Optional[list] = None  # the command to look at the voxels of, when the measured one writes none
     reports: bool = False  # its time is the number of microseconds that it prints
+    divides: bool = False  # among processes, whose memory is added up in a run of its own
     limit: float = 0  # seconds that are wanted at most
 
 
@@ -39,6 +42,7 @@ class RowResult:
     seconds: list = field(default_factory=list)
     processor: list = field(default_factory=list)
     mebibytes: list = field(default_factory=list)
+    together: Optional[float] = None  # MiB of all processes, where the row divides its work
 
     @property
     def is_measured(self):
@@ -68,6 +72,10 @@ class Runner:
         results = [RowResult(row) for row in job.rows]
         for result in results:
             result.state = self._prepare(result.row)
+        for result in results:
+            if result.row.divides and result.state not in ("missing", "failed"):
+                _remove(result.row.removes)
+                result.together = peak_together(result.row.command)
         for _ in range(self.rounds):
             for result in results:
                 if result.state not in ("missing", "failed"):
@@ -100,7 +108,7 @@ class Runner:
             seconds = processor = float(output) / 1e6
         result.seconds.append(seconds)
         result.processor.append(processor)
-        result.mebibytes.append(kibibytes / 1024)
+        result.mebibytes.append(max(result.together or 0, kibibytes / 1024))
 
     def _measured(self, command):
         """Wall and processor seconds, peak memory and output of one run; nothing when the program failed."""

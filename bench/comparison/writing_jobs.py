@@ -35,14 +35,15 @@ def _anonymizing(place):
     folder, out = place.file("series"), place.file("anonymous")
     modified = ('cp -r "$1" "$2" && exec dcmodify -nb -gin -gse -gst -ma "(0010,0020)=0" -ma "(0020,0010)=0" "$2"/IM*')
 
-    def row(name, command):
-        return Row(name, command, removes=(out,))
+    def row(name, command, **options):
+        return Row(name, command, removes=(out,), **options)
 
     return Job("Anonymizing %(slices)d CT files" % place.amounts, [
         row("plain copy", place.program("plainFiles", "copy", folder, out)),
         *place.bare("anonymize", folder, out, removes=(out,)),
         row("DicomAnonymize", place.hosted("anonymize", folder, out)),
-        row("radvex anonymize", place.radvex("anonymize", folder, out)),
+        row("radvex anonymize", place.radvex("anonymize", folder, out), divides=True),
+        row("radvex anonymize --jobs 0", place.radvex("anonymize", "--jobs", "0", folder, out)),
         row("cp and dcmodify", ["sh", "-c", modified, "sh", folder, out]),
         row("gdcmanon", ["gdcmanon", "--dumb", "--empty", "10,20", "-r", "--continue", "-i", folder, "-o", out]),
         row("pydicom", place.peer("pydicom-anonymize", folder, out)),

@@ -44,7 +44,7 @@ def count(program, data, out):
 
 
 def ratios(bare, hosted):
-    """The library's instructions for one of bare DCMTK's. The bridge has no counterpart there: a call's instructions."""
+    """The library's instructions for one of bare DCMTK's; for the bridge, which has no such counterpart, of a call."""
     found = {job: round(hosted[job] / bare[job], 4) for job in JOBS if job in bare}
     found["bridge"] = round(hosted["bridge"] / BRIDGE_CALLS)
     return found
