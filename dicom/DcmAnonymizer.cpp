@@ -2,9 +2,11 @@
 
 #include <array>
 #include <limits>
+#include <memory>
 #include <random>
 
 #include "dcmtk/dcmdata/dcdeftag.h"
+#include "dcmtk/dcmdata/dcerror.h"
 #include "dcmtk/dcmdata/dcmetinf.h"
 #include "dcmtk/dcmdata/dcstack.h"
 #include "dcmtk/dcmdata/dcuid.h"
@@ -21,6 +23,31 @@ std::string newUid() {
     return uid.data();
 }
 
+/// Where the length of the meta information is too large, DCMTK counts elements of the dataset to it. They are moved to
+/// where they belong: what is to be replaced has to be found, and the file has to be read again the same way.
+OFCondition moveToDataset(DcmFileFormat& file) {
+    constexpr Uint16 kMetaGroup = 0x0002;
+    constexpr std::size_t kMost = 1000; // DCMTK looks for a place in the whole dataset for each
+    DcmMetaInfo& meta = *file.getMetaInfo();
+    std::vector<DcmObject*> misplaced;
+    for (DcmObject* object = meta.nextInContainer(nullptr); object != nullptr; object = meta.nextInContainer(object)) {
+        if (object->getGTag() != kMetaGroup) {
+            misplaced.push_back(object);
+        }
+    }
+    if (misplaced.size() > kMost) {
+        return EC_CorruptedData;
+    }
+    for (DcmObject* object : misplaced) {
+        std::unique_ptr<DcmElement> element(meta.remove(object));
+        const bool belongs = element != nullptr && element->getGTag() > kMetaGroup;
+        if (belongs && file.getDataset()->insert(element.get()).good()) {
+            (void)element.release(); // the dataset's from here on
+        }
+    }
+    return EC_Normal;
+}
+
 /// An item has a tag too, and takes no value.
 OFCondition putValue(DcmObject* object, const std::string& value) {
     auto* element = dynamic_cast<DcmElement*>(object);
@@ -31,7 +58,10 @@ OFCondition putValue(DcmObject* object, const std::string& value) {
 
 OFCondition DcmAnonymizer::anonymize(DcmFileFormat& file, bool newSopInstanceUid) const {
     DcmDataset* dataset = file.getDataset();
-    OFCondition result = changeTagValuesIfPresent(dataset);
+    OFCondition result = moveToDataset(file);
+    if (result.good()) {
+        result = changeTagValuesIfPresent(dataset);
+    }
     if (result.good()) {
         result = regenerateUids(dataset);
     }

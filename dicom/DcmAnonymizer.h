@@ -22,8 +22,10 @@ class DcmAnonymizer {
     DcmAnonymizer& operator=(const DcmAnonymizer&) = delete;
     virtual ~DcmAnonymizer() = default;
 
-    /// Runs the steps below in order and ends with the first condition that is bad. The caller's values come first, so
-    /// that a value of the caller's for PatientID, StudyID or a UID of the list does not last.
+    /// Moves what stands in the meta information and does not belong there to the dataset, where that lacks it; refuses
+    /// over 1000 such elements. Then runs the steps below in order and ends with the first condition that is bad. The
+    /// caller's values come first, so that a value of the caller's for PatientID, StudyID or a UID of the list does not
+    /// last.
     virtual OFCondition anonymize(DcmFileFormat& file, bool regenerateSopInstanceUid) const;
 
     /// Sets the caller's values wherever the attributes stand, inside sequences too. What is absent stays absent.

@@ -3,7 +3,10 @@
 #include <initializer_list>
 #include <stdexcept>
 
+#include "HostileFiles.h"
+#include "NestingWays.h"
 #include "Targets.h"
+#include "TransferSyntaxes.h"
 
 namespace radvex::fuzz {
 
@@ -58,12 +61,42 @@ std::vector<SeedFile> hugeFrames() {
     return inputs;
 }
 
+/// A text of a gigabyte that is not there, at the end of a file that states a character set: it was asked for after the
+/// load had failed.
+std::vector<SeedFile> hugeText() {
+    constexpr std::uint32_t kLength = 0x53535353;
+    return {
+        {"huge-text", asInput(seedNamed("attributes") + test::kExplicitForm.header(0x7FE21000, "UT", kLength) + "A")}};
+}
+
+/// Numbers of three bytes, which DCMTK makes four: the guard took them for none, and looked for the dataset, or for
+/// records, in other places than DCMTK.
+std::vector<SeedFile> oddNumbers() {
+    const std::vector<test::DirectoryRecord> records{{2, 0}, {3, 0}, {0, 0}};
+    const std::size_t offset = test::withMeta(test::kExplicit, "").size();
+    std::vector<SeedFile> inputs{
+        {"odd-offsets",
+         asInput(test::withMeta(test::kExplicit, test::directory(test::kExplicitForm, records, 1, offset, false, 3)))}};
+    for (const test::NestingWay& way : test::nestingWays()) {
+        if (way.name == "OddGroupLength") {
+            inputs.push_back({"odd-group-length", asInput(way.file(3))});
+        }
+    }
+    return inputs;
+}
+
 } // namespace
 
 std::vector<SeedFile> regressionsOf(const std::string& target) {
     (void)targetNamed(target);
     if (target == "metadata" || target == "pixels" || target == "overlays") {
         return hugeFrames();
+    }
+    if (target == "anonymize") {
+        return hugeText();
+    }
+    if (target == "guard") {
+        return oddNumbers();
     }
     return {};
 }

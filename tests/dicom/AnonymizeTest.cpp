@@ -176,6 +176,50 @@ TEST_F(Anonymize, TheMetaInformationStaysEvenWhereItIsWrong) {
     EXPECT_EQ(metaValueOf(DCM_MediaStorageSOPInstanceUID), "1.1.1");
 }
 
+// A reader then counts elements of the dataset to the meta information: here the first four, up to the name.
+TEST_F(Anonymize, WhatAWrongLengthPutsIntoTheMetaInformationIsAnonymizedToo) {
+    const auto path = original();
+    std::string bytes = readFile(path);
+    const std::string name("\x10\0\x10\0PN\x08\0Doe^Jane", 16);
+    const auto length = bytes.find(name) + name.size() - 144; // behind preamble, mark and the length itself
+    ASSERT_LT(length, 65536U);
+    bytes[140] = static_cast<char>(length & 0xFF);
+    bytes[141] = static_cast<char>(length >> 8);
+    folder.write("in.dcm", bytes);
+    load(path);
+    ASSERT_EQ(metaValueOf(DCM_PatientName), "Doe^Jane");
+    anonymize(path, texts({{"PatientName", "Anonymous"}}));
+    EXPECT_EQ(metaValueOf(DCM_PatientName), "(none)");
+    EXPECT_EQ(valueOf(DCM_PatientName), "Anonymous");
+    EXPECT_EQ(valueOf(DCM_SOPClassUID), UID_CTImageStorage);
+    EXPECT_EQ(storedValues(folder.file("out.dcm")), (std::vector<int>{1, 2, 3, 4, 5, 6}));
+}
+
+TEST_F(Anonymize, ALengthOfTheMetaInformationThatIsTooSmallIsMended) {
+    const auto path = original();
+    load(path);
+    const std::string whole = metaValueOf(DCM_FileMetaInformationGroupLength);
+    std::string bytes = readFile(path);
+    bytes[140] = static_cast<char>(bytes[140] - 4); // inside of the last element, which is read to its end
+    folder.write("in.dcm", bytes);
+    anonymize(path);
+    EXPECT_EQ(metaValueOf(DCM_FileMetaInformationGroupLength), whole);
+    EXPECT_EQ(storedValues(folder.file("out.dcm")), (std::vector<int>{1, 2, 3, 4, 5, 6}));
+}
+
+TEST_F(Anonymize, ElementsOfNoDatasetAreTakenOutOfTheMetaInformation) {
+    const auto path = original();
+    std::string bytes = readFile(path);
+    // In the middle of the meta information, as long as the element it replaces: its length holds no longer.
+    const auto place = bytes.find(std::string("\x02\0\x12\0UI", 6));
+    ASSERT_NE(place, std::string::npos);
+    bytes[place] = 1;
+    folder.write("in.dcm", bytes);
+    anonymize(path);
+    EXPECT_EQ(loaded.getMetaInfo()->nextInContainer(nullptr)->getGTag(), 2);
+    EXPECT_EQ(storedValues(folder.file("out.dcm")), (std::vector<int>{1, 2, 3, 4, 5, 6}));
+}
+
 TEST_F(Anonymize, AFileWithoutMetaInformationGetsNone) {
     DcmDataset dataset;
     dataset.putAndInsertString(DCM_PatientName, "Doe^Jane");
