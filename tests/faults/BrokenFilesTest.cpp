@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <pthread.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -10,13 +9,13 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <functional>
 #include <optional>
 
 #include "BrokenFiles.h"
 #include "CrashPlace.h"
 #include "Digest.h"
 #include "HostTest.h"
+#include "SmallStack.h"
 #include "TemporaryFolder.h"
 
 using namespace radvex;
@@ -29,7 +28,6 @@ namespace {
 
 constexpr double kMostSeconds = 10;
 constexpr long kMostKilobytes = 1L << 20; // above what was there before and the results
-constexpr std::size_t kSmallStack = std::size_t{256} << 10;
 
 struct Reading {
     const char* function;
@@ -89,23 +87,6 @@ double processorSeconds() {
     timespec now{};
     clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
     return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
-}
-
-void onSmallStack(const std::function<void()>& body) {
-    pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
-    pthread_attr_setstacksize(&attributes, kSmallStack);
-    pthread_t thread{};
-    const auto run = [](void* argument) -> void* {
-        (*static_cast<const std::function<void()>*>(argument))();
-        return nullptr;
-    };
-    auto* const argument = const_cast<void*>(static_cast<const void*>(&body));
-    if (pthread_create(&thread, &attributes, run, argument) != 0) {
-        throw std::runtime_error("No thread can be made.");
-    }
-    pthread_join(thread, nullptr);
-    pthread_attr_destroy(&attributes);
 }
 
 class Broken : public LibraryTest, public ::testing::WithParamInterface<std::size_t> {
