@@ -6,6 +6,7 @@
 #include "dcmtk/dcmdata/dctk.h"
 
 using namespace radvex;
+using radvex::test::onSmallStack;
 
 namespace {
 
