@@ -3,6 +3,7 @@
 #include "CompressedPixels.h"
 #include "DcmFileReader.h"
 #include "ImageRendering.h"
+#include "MemoryWatch.h"
 #include "NumericArray.h"
 #include "PromisedPixels.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
@@ -75,6 +76,7 @@ Uint16 DcmFileReader::planarConfiguration() const {
 
 template <typename Target>
 void DcmFileReader::readImageImpl(Target& target, const ImageReadOptions& options) const {
+    const MemoryWatch memory;
     try {
         const auto image = openDicomImage(options);
         setOverlayVisibility(*image, options.showOverlays);
@@ -86,6 +88,7 @@ void DcmFileReader::readImageImpl(Target& target, const ImageReadOptions& option
         default: return placeImage(target, getImage<float>(*image, interleaved));
         }
     } catch (const GTU::GantryError&) { // what DCMTK cannot render is copied as it lies
+        memory.require();               // but with more memory it could have been rendered
     }
     readImageFallback(target);
 }

@@ -20,7 +20,7 @@ DcmElement* findElement(DcmDataset* dataset, const DcmTagKey& tag) {
 
 DcmElement* findValidElement(DcmDataset* dataset, const DcmTagKey& tag, bool validate) {
     DcmElement* element = findElement(dataset, tag);
-    return element != nullptr && (!validate || element->checkValue("1-n", OFFalse).good()) ? element : nullptr;
+    return element != nullptr && (!validate || hasValidValue(*element)) ? element : nullptr;
 }
 
 DcmTag tagOf(const std::pair<std::string, std::string>& numbers) {

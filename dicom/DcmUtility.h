@@ -64,6 +64,9 @@ void saveDcmElementToDataList(ResultList& list, DcmElement* element, bool useTen
 void saveHierarchicalDatasetToDataList(ResultList& list, DcmObject* object, const ExcludedTags& excluded, bool nested,
                                        bool validate);
 
+/// Whether DCMTK's check takes the value for one that its representation allows, in any number.
+bool hasValidValue(DcmElement& element);
+
 // ---- Graphic metadata (GraphicMetadata.cpp) -------------------------------------------------------------------------
 
 /// Adds Pixel Data or Overlay Data of group 6000 as one node with one unnamed numeric array for each frame: pixels as

@@ -8,6 +8,7 @@
 
 #include "DcmUtility.h"
 #include "Image.h"
+#include "MemoryWatch.h"
 #include "VArgumentManager.h"
 #include "WriteOptions.h"
 #include "dcmtk/dcmdata/dcfilefo.h"
@@ -95,6 +96,8 @@ class DcmWriter {
     static void setDefaultTagValue(const std::string& keyword, const std::string& value);
 
   private:
+    MemoryWatch mMemory{}; // what is composed without enough of it is not written
+
     // The object of an integer image.
     template <typename T>
     std::unique_ptr<DcmIODCommon> createIntegerImage(const ImageArgument<T>& image) const;

@@ -98,8 +98,10 @@ void DcmWriter::saveCompressed(const std::string& path, const ImageWriteOptions&
 }
 
 void DcmWriter::saveAs(const std::string& path, E_TransferSyntax syntax, E_FileWriteMode mode) {
+    mMemory.require(); // elements may have lost their values
     requireImageWritten(
         mFile.saveFile(fileNameOf(path), syntax, EET_UndefinedLength, EGL_recalcGL, EPD_noChange, 0, 0, mode));
+    mMemory.require();
     if (!isSavedWhole(mFile, path, syntax, mode)) {
         GTU::ErrorManager::throwException("ImageWriteError", "The file was not written as a whole");
     }

@@ -27,9 +27,12 @@ void collapseDataListStack(Frames& stack, std::size_t size) {
     }
 }
 
-bool isValid(DcmElement* element) { return element->checkValue("1-n", OFFalse).good(); }
-
 } // namespace
+
+// DCMTK's scanner calls a value wrong when it gets no memory to look at it; a wrong one stays wrong.
+bool hasValidValue(DcmElement& element) {
+    return element.checkValue("1-n", OFFalse).good() || element.checkValue("1-n", OFFalse).good();
+}
 
 ElementKey ElementKeys::look(const DcmTag& tag) const {
     ElementKey key{getTagNameAsString(tag, false)};
@@ -70,7 +73,7 @@ void saveHierarchicalDatasetToDataList(ResultList& list, DcmObject* object, cons
         } else if (key.isExcluded) {
             continue;
         } else if (auto* element = dynamic_cast<DcmElement*>(current);
-                   element != nullptr && (!validate || isValid(element))) {
+                   element != nullptr && (!validate || hasValidValue(*element))) {
             saveDcmElementUnderKey(frames.top().second, element, true, true, key.text);
         }
     }

@@ -9,7 +9,8 @@
 
 namespace radvex {
 
-/// An ECMAScript pattern that a whole value has to match, case-sensitive.
+/// An ECMAScript pattern that a whole value has to match, case-sensitive. Whatever the pattern, the caller's stack may
+/// be small.
 class ValuePattern {
   public:
     /// @throws std::regex_error  a malformed pattern, or one over 1024 bytes
@@ -20,8 +21,11 @@ class ValuePattern {
     bool matches(const std::string& value) const;
 
   private:
+    void compile(const std::string& pattern);
+
     bool mMatchesEverything;
     bool mHasBackReference = false;
+    bool mNeedsDeepStack = false;
     std::regex mRegex{};
 };
 

@@ -33,7 +33,8 @@ class Supply {
 
     /// A length, then so many bytes. Texts of the host have no null in them.
     std::string text() {
-        const std::size_t length = std::min<std::size_t>(byte(), mLeft.size());
+        const std::size_t wanted = byte(); // before what is left is counted
+        const std::size_t length = std::min(wanted, mLeft.size());
         std::string text(mLeft.begin(), mLeft.begin() + static_cast<std::ptrdiff_t>(length));
         mLeft = mLeft.subspan(length);
         std::erase(text, '\0');

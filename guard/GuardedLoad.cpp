@@ -24,7 +24,12 @@ OFCondition parse(DcmFileFormat& file, FileStream& stream, Uint32 maxReadLength)
 }
 
 std::optional<LoadFailure> load(DcmFileFormat& file, OpenFile& source, Uint32 maxReadLength) {
-    if (!source.isOpen()) { // DCMTK says why
+    const std::string reasonNotOpen = source.reasonNotOpen();
+    if (!reasonNotOpen.empty() && !source.path().empty()) {
+        // DCMTK would try again, and if that went well it would parse what nobody looked through.
+        return LoadFailure{reasonNotOpen};
+    }
+    if (!source.isOpen()) { // no plain file, or no name: DCMTK says so
         const OFCondition loaded =
             file.loadFile(OFFilename(source.path().c_str(), OFTrue), EXS_Unknown, EGL_noChange, maxReadLength);
         return loaded.bad() ? std::optional(LoadFailure{loaded.text()}) : std::nullopt;

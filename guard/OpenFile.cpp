@@ -31,10 +31,15 @@ OpenFile::OpenFile(const std::string& path, FileBuffers& buffers)
 void OpenFile::open() {
     struct stat status {};
     // A named pipe must not even be opened: its writer would take that for the reader it waits for.
-    if (stat(mPath.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
+    if (stat(mPath.c_str(), &status) != 0) {
+        mOpenError = errno;
+        return;
+    }
+    if (!S_ISREG(status.st_mode)) {
         return;
     }
     mDescriptor = ::open(mPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    mOpenError = isOpen() ? 0 : errno;
     mSize = isOpen() ? static_cast<std::uint64_t>(status.st_size) : 0;
 }
 
@@ -42,6 +47,10 @@ OpenFile::~OpenFile() {
     if (isOpen()) {
         close(mDescriptor);
     }
+}
+
+std::string OpenFile::reasonNotOpen() const {
+    return mOpenError != 0 ? std::system_category().message(mOpenError) : "";
 }
 
 std::size_t OpenFile::read(void* into, std::size_t count, std::uint64_t offset) {

@@ -31,6 +31,8 @@ class OpenFile {
     OpenFile& operator=(const OpenFile&) = delete;
 
     bool isOpen() const { return mDescriptor >= 0; }
+    /// Why there is no open file, in the system's words; empty when there is one, and for what is no plain file.
+    std::string reasonNotOpen() const;
     /// Bytes in the file when it was opened.
     std::uint64_t size() const { return mSize; }
     const std::string& path() const { return mPath; }
@@ -53,6 +55,7 @@ class OpenFile {
     FileBuffers& mBuffers;
     std::string mPath;
     int mDescriptor = -1;
+    int mOpenError = 0;
     int mError = 0;
     std::uint64_t mSize = 0;
     std::size_t mHeadLength = 0;

@@ -3,15 +3,14 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include <filesystem>
-#include <functional>
 
 #include "DicomFiles.h"
 #include "ErrorCodes.h"
 #include "HostTest.h"
 #include "HostileFiles.h"
+#include "SmallStack.h"
 #include "TemporaryFolder.h"
 
 using namespace radvex::test;
@@ -51,6 +50,15 @@ std::string descending(std::uint32_t count) {
     return bytes;
 }
 
+/// Each record refers to the next one as its lower level.
+std::string recordsBelowRecords(std::uint32_t levels) {
+    std::vector<DirectoryRecord> records(levels);
+    for (std::uint32_t number = 1; number < levels; ++number) {
+        records[number - 1].lower = number + 1;
+    }
+    return directory(kExplicitForm, records, 1, withMeta(kExplicit, "").size());
+}
+
 } // namespace
 
 TEST_F(ExhaustingFiles, SequencesInsideSequences) {
@@ -59,12 +67,7 @@ TEST_F(ExhaustingFiles, SequencesInsideSequences) {
 
 TEST_F(ExhaustingFiles, DirectoryRecordsBelowDirectoryRecords) {
     for (const std::uint32_t levels : {3'000U, 100'000U}) {
-        std::vector<DirectoryRecord> records(levels);
-        for (std::uint32_t number = 1; number < levels; ++number) {
-            records[number - 1].lower = number + 1;
-        }
-        const std::size_t offset = withMeta(kExplicit, "").size();
-        EXPECT_THAT(refusal(withMeta(kExplicit, directory(kExplicitForm, records, 1, offset))),
+        EXPECT_THAT(refusal(withMeta(kExplicit, recordsBelowRecords(levels))),
                     HasSubstr("directory records nested over 100 levels"));
     }
 }
@@ -82,22 +85,24 @@ TEST_F(ExhaustingFiles, ValuesThatClaimMoreThanMayBeInflated) {
 TEST_F(ExhaustingFiles, AHundredLevelsAreReadOnASmallStack) {
     const std::string path = folder.write("a.dcm", withMeta(kExplicit, nested({}, 100)));
     int code = -1;
-    pthread_attr_t attributes;
-    ASSERT_EQ(pthread_attr_init(&attributes), 0);
-#ifdef __SANITIZE_ADDRESS__
-    constexpr std::size_t kStack = std::size_t{4} << 20; // its frames are many times as large
-#else
-    constexpr std::size_t kStack = std::size_t{256} << 10;
-#endif
-    ASSERT_EQ(pthread_attr_setstacksize(&attributes, kStack), 0);
-    std::function<void()> body = [&] { code = codeOf("ReadAllMetadata", {path, Store::empty(), false}); };
-    pthread_t thread{};
-    const auto run = [](void* argument) -> void* {
-        (*static_cast<std::function<void()>*>(argument))();
-        return nullptr;
-    };
-    ASSERT_EQ(pthread_create(&thread, &attributes, run, &body), 0);
-    ASSERT_EQ(pthread_join(thread, nullptr), 0);
-    pthread_attr_destroy(&attributes);
+    onSmallStack([&] { code = codeOf("ReadAllMetadata", {path, Store::empty(), false}); });
     EXPECT_EQ(code, 0);
+}
+
+TEST_F(ExhaustingFiles, AHundredLevelsOfRecordsAreReadOnASmallStack) {
+    const std::string path = folder.write("DICOMDIR", withMeta(kExplicit, recordsBelowRecords(100)));
+    int code = -1;
+    onSmallStack([&] { code = codeOf("ReadDICOMDIRStructure", {path, ".*", ".*", ".*", true}); });
+    EXPECT_EQ(code, 0);
+}
+
+TEST_F(ExhaustingFiles, AreRefusedOnASmallStackToo) {
+    std::string sequences;
+    std::string records;
+    onSmallStack([&] {
+        sequences = refusal(withMeta(kExplicit, nested({}, 200'000)));
+        records = refusal(withMeta(kExplicit, recordsBelowRecords(100'000)));
+    });
+    EXPECT_THAT(sequences, HasSubstr("sequences nested over 100 levels"));
+    EXPECT_THAT(records, HasSubstr("directory records nested over 100 levels"));
 }

@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include "SmallStack.h"
 #include "dcmtk/dcmdata/dctk.h"
 
 using namespace radvex;
+using radvex::test::onSmallStack;
 
 namespace {
 
@@ -50,6 +52,29 @@ TEST(ValuePattern, RefusesMalformedAndVeryLongPatterns) {
     EXPECT_THROW(ValuePattern("[z-a]"), std::regex_error);
     EXPECT_THROW(ValuePattern(std::string(1025, 'a')), std::regex_error);
     EXPECT_NO_THROW(ValuePattern(std::string(512, '(') + std::string(512, ')')));
+}
+
+// Each of these used up 256 KiB, and the alternatives with a back-reference even 8 MiB.
+TEST(ValuePattern, NoPatternUsesUpASmallStack) {
+    const auto times = [](const char* text, int count) {
+        std::string all;
+        for (int number = 0; number < count; ++number) {
+            all += text;
+        }
+        return all;
+    };
+    const std::string value(256, 'a');
+    onSmallStack([&] {
+        EXPECT_THROW(ValuePattern(times("(", 1024)), std::regex_error);
+        EXPECT_THROW(ValuePattern(times("(a", 512)), std::regex_error);
+        EXPECT_THROW(ValuePattern(times("(?=", 341)), std::regex_error);
+        EXPECT_TRUE(matches(times("(", 512) + times(")", 512), ""));
+        EXPECT_TRUE(matches(times("(|", 340) + times(")", 340), ""));
+        EXPECT_FALSE(matches(times("a|", 512), value));
+        EXPECT_TRUE(matches(times("a*", 512), value));
+        EXPECT_TRUE(matches("(a*)\\1", value));
+        EXPECT_TRUE(matches("(a)(" + times("|a", 500) + ")*\\1", value));
+    });
 }
 
 TEST(RegexFilter, CompilesItsPatternsInOrder) {

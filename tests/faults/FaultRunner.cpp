@@ -36,6 +36,7 @@ constexpr unsigned kMostSeconds = 2;  // of processor time, for a run and the on
 struct Report {
     char problem[400];
     radvex::test::CrashPlace crash;
+    radvex::test::CrashPlace refused;
     long calls;
     long operations[static_cast<std::size_t>(Operation::count)];
     char linkNames[64][48];
@@ -77,6 +78,14 @@ Modules modules() {
     };
     dl_iterate_phdr(add, &found);
     return found;
+}
+
+std::string nameOf(Effect effect, int error) {
+    switch (effect) {
+    case Effect::half: return " half";
+    case Effect::end: return " end";
+    default: return " error " + std::to_string(error);
+    }
 }
 
 /// One point: a call that is refused by the shim or by the host.
@@ -160,7 +169,7 @@ class Runner {
         std::vector<Point> points;
         addShimPoints(script, Family::memory, "memory", {{Effect::fail, ENOMEM}}, points);
         addShimPoints(script, Family::open, "open", {{Effect::fail, EIO}, {Effect::fail, ENOSPC}}, points);
-        addShimPoints(script, Family::read, "read", {{Effect::fail, EIO}, {Effect::half, 0}}, points);
+        addShimPoints(script, Family::read, "read", {{Effect::fail, EIO}, {Effect::half, 0}, {Effect::end, 0}}, points);
         addShimPoints(script, Family::write, "write",
                       {{Effect::fail, EIO}, {Effect::fail, ENOSPC}, {Effect::half, ENOSPC}}, points);
         addShimPoints(script, Family::close, "close", {{Effect::fail, EIO}, {Effect::fail, ENOSPC}}, points);
@@ -192,9 +201,7 @@ class Runner {
                                          .effect = effect,
                                          .error = error};
                     points.push_back({.plan = plan,
-                                      .name = name + ' ' + std::to_string(index + 1) +
-                                              (effect == Effect::half ? " half" : " error ") +
-                                              (effect == Effect::half ? "" : std::to_string(error)) +
+                                      .name = name + ' ' + std::to_string(index + 1) + nameOf(effect, error) +
                                               (fromThenOn ? " from then on" : " once")});
                 }
             }
@@ -241,7 +248,12 @@ class Runner {
         } else if (!point.link.empty()) {
             ledger().refuseLink(point.link, point.plan.number, refusal);
         } else {
-            mArm(point.plan, mModules);
+            FaultPlan plan = point.plan;
+            auto& place = report().refused;
+            plan.frames = place.frames.data();
+            plan.frameCount = &place.count;
+            plan.mostFrames = static_cast<int>(place.frames.size());
+            mArm(plan, mModules);
         }
     }
 
@@ -253,8 +265,8 @@ class Runner {
                         script.name.c_str(), point.name.c_str(), WTERMSIG(state),
                         radvex::test::describe(found.crash).c_str());
         } else if (found.problem[0] != 0 || WEXITSTATUS(state) != 0) {
-            std::printf("FINDING %s: %s: %s (status %d)\n", script.name.c_str(), point.name.c_str(), found.problem,
-                        WEXITSTATUS(state));
+            std::printf("FINDING %s: %s: %s (status %d), refused in %s\n", script.name.c_str(), point.name.c_str(),
+                        found.problem, WEXITSTATUS(state), radvex::test::describe(found.refused).c_str());
         }
         mErrors += found.calls == 1 ? 1 : 0;
         mResults += found.calls == 2 ? 1 : 0;
@@ -275,8 +287,7 @@ class Runner {
                 complain("the code " + std::to_string(code) + " is not registered");
             }
         }
-        if (isGood && isShims && !script.loads && !script.leavesOut && point.plan.effect == Effect::fail &&
-            !(outcome == mUsual)) {
+        if (isGood && isShims && !script.loads && !script.leavesOut && !(outcome == mUsual)) {
             complain("success, with another result than without the fault");
         }
         checkAccounts(alive);

@@ -2,7 +2,9 @@
 #include "FaultShim.h"
 
 #include <dlfcn.h>
+#include <execinfo.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
 #include <unwind.h>
@@ -61,6 +63,14 @@ bool isLibrarysCall() {
     return caller == Caller::library;
 }
 
+void noteRefusal() {
+    if (state.plan.frames != nullptr) {
+        state.isArmed = false;
+        *state.plan.frameCount = backtrace(state.plan.frames, state.plan.mostFrames);
+        state.isArmed = true;
+    }
+}
+
 /// Counts a call and says whether it fails.
 bool isHit(Family family) {
     if (!state.isArmed) {
@@ -74,6 +84,7 @@ bool isHit(Family family) {
     }
     if (plan.notes == nullptr && family == plan.family && number == plan.number) {
         state.hasFired = true;
+        noteRefusal();
         return true;
     }
     const bool isLater = state.hasFired && plan.fromThenOn && family == plan.family;
@@ -101,6 +112,19 @@ template <typename Result>
 Result failed(Result result) {
     errno = state.plan.error;
     return result;
+}
+
+/// What a read comes to, given a way to read so many bytes really.
+template <typename Real>
+ssize_t readOrRefuse(std::size_t size, Real real) {
+    if (!isHit(Family::read)) {
+        return real(size);
+    }
+    switch (state.plan.effect) {
+    case Effect::half: return real(size / 2);
+    case Effect::end: return 0;
+    default: return failed<ssize_t>(-1);
+    }
 }
 
 } // namespace
@@ -160,20 +184,24 @@ EXPORTED FILE* fopen64(const char* path, const char* mode) {
     return isHit(Family::open) ? failed<FILE*>(nullptr) : real(path, mode);
 }
 
+EXPORTED int stat(const char* path, struct stat* status) {
+    static auto* const real = next<int(const char*, struct stat*)>("stat");
+    return isHit(Family::open) ? failed(-1) : real(path, status);
+}
+
 EXPORTED ssize_t read(int file, void* buffer, std::size_t size) {
     static auto* const real = next<ssize_t(int, void*, std::size_t)>("read");
-    if (!isHit(Family::read)) {
-        return real(file, buffer, size);
-    }
-    return isHalved() ? real(file, buffer, size / 2) : failed<ssize_t>(-1);
+    return readOrRefuse(size, [=](std::size_t count) { return real(file, buffer, count); });
 }
 
 EXPORTED ssize_t pread(int file, void* buffer, std::size_t size, off_t offset) {
     static auto* const real = next<ssize_t(int, void*, std::size_t, off_t)>("pread");
-    if (!isHit(Family::read)) {
-        return real(file, buffer, size, offset);
-    }
-    return isHalved() ? real(file, buffer, size / 2, offset) : failed<ssize_t>(-1);
+    return readOrRefuse(size, [=](std::size_t count) { return real(file, buffer, count, offset); });
+}
+
+EXPORTED ssize_t pread64(int file, void* buffer, std::size_t size, off64_t offset) {
+    static auto* const real = next<ssize_t(int, void*, std::size_t, off64_t)>("pread64");
+    return readOrRefuse(size, [=](std::size_t count) { return real(file, buffer, count, offset); });
 }
 
 EXPORTED ssize_t write(int file, const void* buffer, std::size_t size) {
@@ -190,8 +218,9 @@ EXPORTED std::size_t fread(void* buffer, std::size_t size, std::size_t count, FI
         return real(buffer, size, count, stream);
     }
     const std::size_t done = isHalved() ? real(buffer, size, count / 2, stream) : 0;
-    stream->_flags |= isHalved() ? kStreamAtEnd : kStreamFailed;
-    return isHalved() ? done : failed(done);
+    const bool isError = state.plan.effect == Effect::fail;
+    stream->_flags |= isError ? kStreamFailed : kStreamAtEnd;
+    return isError ? failed(done) : done;
 }
 
 EXPORTED std::size_t fwrite(const void* buffer, std::size_t size, std::size_t count, FILE* stream) {

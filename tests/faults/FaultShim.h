@@ -12,7 +12,8 @@ enum class Family { memory, open, read, write, close, count };
 
 enum class Effect {
     fail, ///< as the error says
-    half, ///< half of what was asked for is read, and the file seems to end; half is written, and the disk is full
+    half, ///< half of what was asked for is read or written; a stream seems to end there, or its disk to be full
+    end,  ///< nothing is read, as behind the last byte
 };
 
 /// Addresses of a module, the end excluded.
@@ -40,6 +41,10 @@ struct FaultPlan {
     /// Where to note for each call whether it is the library's: 1 or 0. Null: not noted.
     unsigned char* notes = nullptr;
     long noteCount = 0;
+    /// Where to leave the calls that led to the first refusal, innermost first, and their number. Null: nowhere.
+    void** frames = nullptr;
+    int* frameCount = nullptr;
+    int mostFrames = 0;
 };
 
 using Arm = void (*)(const FaultPlan&, const Modules&);

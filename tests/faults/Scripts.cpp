@@ -98,6 +98,11 @@ std::vector<Script> readScripts(const ScriptFiles& files) {
         scriptOf("image data", {{"ReadImageData", {files.path("overlays"), 0, 0, scaling(400, 40), true, 1}}}),
         scriptOf("intermediate", {{"ReadIntermediatePixelData", {files.path("rescaled"), 1, 0}}}),
         scriptOf("overlays", {{"ReadOverlay", {files.path("overlays")}}, {"ReadOverlays", {files.path("overlays")}}}),
+        scriptOf("long values", {pixels(files.path("long")),
+                                 {"ReadMetadata", {files.path("long"), Store::ofTexts({"PixelData"}), false}},
+                                 {"ReadIntermediatePixelData", {files.path("long"), 1, 0}},
+                                 {"ReadAllMetadata", {files.path("long"), Store::empty(), true}}}),
+        scriptOf("long deflated image", {pixels(files.path("longDeflated"))}),
         scriptOf("missing file", {{"ReadImage", {files.path("missing"), 0, 0, scaling(), false, 1}}}),
     };
 }
@@ -127,6 +132,8 @@ std::vector<Script> writeScripts(const ScriptFiles& files) {
         scriptOf("write RLE", writeCalls(out, "RLE", false)),
         scriptOf("anonymize", {{"DicomAnonymize", {files.path("attributes"), out, replacements}},
                                {"ReadMetadata", {out, Store::ofTexts({"PatientName"}), false}}}),
+        scriptOf("anonymize long values", {{"DicomAnonymize", {files.path("long"), out, replacements}},
+                                           {"ReadMetadata", {out, Store::ofTexts({"PixelData"}), false}}}),
         scriptOf("defaults", {{"SetDefaultTagValue", {"Manufacturer", "M"}}, {"GetDefaultTagValue", {"Manufacturer"}}}),
         scriptOf("names", {{"ReadVRName", {Store::ofTexts({"PatientName", "Rows"})}},
                            {"GetGroupElemNumbers", {"PatientName"}},
@@ -135,9 +142,20 @@ std::vector<Script> writeScripts(const ScriptFiles& files) {
     };
 }
 
+/// Pixels that are read from their file in several pieces, also where it is deflated.
+test::ImageFile longImage() {
+    test::ImageFile image{.rows = 100, .columns = 300};
+    for (std::uint32_t place = 0; place < 30000; ++place) {
+        image.words.push_back(static_cast<Uint16>(place * 2654435761U >> 16));
+    }
+    return image;
+}
+
 } // namespace
 
 ScriptFiles::ScriptFiles() {
+    test::writeImageFile(path("long"), longImage());
+    test::writeImageFile(path("longDeflated"), longImage(), EXS_DeflatedLittleEndianExplicit);
     for (const char* name : {"attributes", "overlays", "rescaled", "deflated", "jpegls8", "lossless8", "rleFrames"}) {
         for (const fuzz::SeedFile& seed : fuzz::seedFiles()) {
             if (seed.name == name) {

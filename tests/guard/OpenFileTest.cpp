@@ -1,6 +1,7 @@
 #include "OpenFile.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <filesystem>
@@ -33,6 +34,22 @@ class OpenFiles : public testing::Test {
     }
 
     radvex::test::TemporaryFolder folder;
+};
+
+/// While it lives no file can be opened.
+class OutOfDescriptors {
+  public:
+    OutOfDescriptors() {
+        getrlimit(RLIMIT_NOFILE, &mFormer);
+        const rlimit none{0, mFormer.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &none);
+    }
+    ~OutOfDescriptors() { setrlimit(RLIMIT_NOFILE, &mFormer); }
+    OutOfDescriptors(const OutOfDescriptors&) = delete;
+    OutOfDescriptors& operator=(const OutOfDescriptors&) = delete;
+
+  private:
+    rlimit mFormer{};
 };
 
 } // namespace
@@ -80,5 +97,14 @@ TEST_F(OpenFiles, ThatAreNoPlainFilesAreNotOpened) {
         EXPECT_EQ(file.size(), 0U) << path;
         EXPECT_EQ(readAt(file, 0, 10), "") << path;
         EXPECT_FALSE(file.hasFailed()) << path;
+        EXPECT_EQ(file.reasonNotOpen(), path == pipe + "/none" ? "Not a directory" : "") << path;
     }
+}
+
+TEST_F(OpenFiles, SayWhyTheyAreNotOpen) {
+    EXPECT_EQ(OpenFile((folder.path() / "none").string()).reasonNotOpen(), "No such file or directory");
+    const std::string path = write(pattern(10));
+    EXPECT_EQ(OpenFile(path).reasonNotOpen(), "");
+    const OutOfDescriptors none;
+    EXPECT_EQ(OpenFile(path).reasonNotOpen(), "Too many open files");
 }
