@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "DcmReader.h"
-#include "DeepStack.h"
 
 namespace radvex {
 
@@ -17,10 +16,21 @@ constexpr std::size_t kMaxPatternBytes = 1024;
 /// The backtracking matcher recurses for each character and each alternative, and can take exponential time.
 constexpr std::size_t kMaxBacktrackedBytes = 256;
 /// The compiler recurses for each group that is open, some 500 bytes deep.
-constexpr std::ptrdiff_t kMaxGroupsOnAnyStack = 64;
+constexpr int kMaxOpenGroups = 64;
 
-bool isDeep(const std::string& pattern) {
-    return std::count(pattern.begin(), pattern.end(), '(') > kMaxGroupsOnAnyStack;
+/// Groups that are open at once; a bracket that stands for itself counts too, unless it is escaped.
+int openGroups(const std::string& pattern) {
+    int open = 0;
+    int most = 0;
+    for (std::size_t place = 0; place < pattern.size(); ++place) {
+        switch (pattern[place]) {
+        case '\\': ++place; break;
+        case '(': most = std::max(most, ++open); break;
+        case ')': open = std::max(open - 1, 0); break;
+        default: break;
+        }
+    }
+    return most;
 }
 
 } // namespace
@@ -29,15 +39,9 @@ ValuePattern::ValuePattern(const std::string& pattern) : mMatchesEverything(patt
     if (pattern.size() > kMaxPatternBytes) {
         throw std::regex_error(std::regex_constants::error_space);
     }
-    if (isDeep(pattern)) {
-        mNeedsDeepStack = true;
-        onDeepStack([&] { compile(pattern); });
-    } else {
-        compile(pattern);
+    if (openGroups(pattern) > kMaxOpenGroups) {
+        throw std::regex_error(std::regex_constants::error_stack);
     }
-}
-
-void ValuePattern::compile(const std::string& pattern) {
     try {
         mRegex.assign(pattern, std::regex::ECMAScript | std::regex_constants::__polynomial);
     } catch (const std::regex_error& error) {
@@ -45,8 +49,8 @@ void ValuePattern::compile(const std::string& pattern) {
             throw;
         }
         mRegex.assign(pattern, std::regex::ECMAScript); // the polynomial matcher refuses back-references
-        mHasBackReference = true;
-        mNeedsDeepStack = true;
+        const auto alternatives = static_cast<std::size_t>(std::count(pattern.begin(), pattern.end(), '|')) + 1;
+        mLongestValue = kMaxBacktrackedBytes / alternatives;
     }
 }
 
@@ -54,13 +58,7 @@ bool ValuePattern::matches(const std::string& value) const {
     if (mMatchesEverything && value.find_first_of("\r\n") == std::string::npos) {
         return true; // "." matches everything but the ends of a line
     }
-    if (mHasBackReference && value.size() > kMaxBacktrackedBytes) {
-        return false;
-    }
-    bool isMatch = false;
-    const auto match = [&] { isMatch = std::regex_match(value, mRegex); };
-    mNeedsDeepStack ? onDeepStack(match) : match();
-    return isMatch;
+    return value.size() <= mLongestValue && std::regex_match(value, mRegex);
 }
 
 bool MatchingProperty::operator()(DcmItem* item) const { return pattern.matches(getItemStringArr(item, key)); }

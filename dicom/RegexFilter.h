@@ -13,19 +13,16 @@ namespace radvex {
 /// be small.
 class ValuePattern {
   public:
-    /// @throws std::regex_error  a malformed pattern, or one over 1024 bytes
+    /// @throws std::regex_error  a malformed pattern, one over 1024 bytes, or one with over 64 groups open at once
     explicit ValuePattern(const std::string& pattern);
 
     /// Takes time polynomial in the value's length. With a back-reference no such matcher exists: then a value over
-    /// 256 bytes does not match.
+    /// 256 bytes, divided by the number of alternatives, does not match.
     bool matches(const std::string& value) const;
 
   private:
-    void compile(const std::string& pattern);
-
     bool mMatchesEverything;
-    bool mHasBackReference = false;
-    bool mNeedsDeepStack = false;
+    std::size_t mLongestValue = static_cast<std::size_t>(-1); ///< that the matcher may be given
     std::regex mRegex{};
 };
 

@@ -68,12 +68,16 @@ TEST(ValuePattern, NoPatternUsesUpASmallStack) {
         EXPECT_THROW(ValuePattern(times("(", 1024)), std::regex_error);
         EXPECT_THROW(ValuePattern(times("(a", 512)), std::regex_error);
         EXPECT_THROW(ValuePattern(times("(?=", 341)), std::regex_error);
-        EXPECT_TRUE(matches(times("(", 512) + times(")", 512), ""));
-        EXPECT_TRUE(matches(times("(|", 340) + times(")", 340), ""));
+        EXPECT_THROW(ValuePattern(times("(", 65) + times(")", 65)), std::regex_error);
+        EXPECT_TRUE(matches(times("(", 64) + times(")", 64), ""));
+        EXPECT_TRUE(matches(times("(|", 64) + times(")", 64), ""));
+        EXPECT_TRUE(matches(times("()", 340), "")) << "one after the other";
         EXPECT_FALSE(matches(times("a|", 512), value));
         EXPECT_TRUE(matches(times("a*", 512), value));
         EXPECT_TRUE(matches("(a*)\\1", value));
-        EXPECT_TRUE(matches("(a)(" + times("|a", 500) + ")*\\1", value));
+        EXPECT_TRUE(matches("(a)(" + times("|a", 3) + ")*\\1", value.substr(0, 64)));
+        EXPECT_FALSE(matches("(a)(" + times("|a", 3) + ")*\\1", value.substr(0, 65)));
+        EXPECT_FALSE(matches("(a)(" + times("|a", 500) + ")*\\1", value));
     });
 }
 
