@@ -40,6 +40,7 @@ ResultList DcmFileReader::readFields(NameList& fields, const InfoTable& table,
             saveDcmElementToDataList(result, element, true, true, false);
         }
     }
+    requireWhole();
     return result;
 }
 

@@ -120,6 +120,7 @@ GTU::Image<T, Manual> DcmFileReader::getImageFallback() const {
     GTU::Image<T, Manual> image(slices, attributes.columns, attributes.rows, layout->channels, colorSpace->second,
                                 layout->interleaved);
     const void* values = valueAs(*element, T{});
+    requireWhole();
     if (values == nullptr) {
         ErrorManager::throwException("ImageReadError", filePath);
     }

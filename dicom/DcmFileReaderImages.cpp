@@ -62,6 +62,7 @@ std::unique_ptr<DicomImage> DcmFileReader::openDicomImage(const ImageOpenOptions
     auto image = std::make_unique<DicomImage>(
         dataset, dataset->getCurrentXfer(), harmlessFlags(options.flags, *dataset) | detach,
         static_cast<unsigned long>(options.frameStart), static_cast<unsigned long>(options.frameCount));
+    requireWhole();
     if (image->getStatus() != EIS_Normal) {
         ErrorManager::throwException("ImageOpenError", filePath, DicomImage::getString(image->getStatus()));
     }
@@ -89,6 +90,7 @@ void DcmFileReader::readImageImpl(Target& target, const ImageReadOptions& option
         }
     } catch (const GTU::GantryError&) { // what DCMTK cannot render is copied as it lies
         memory.require();               // but with more memory it could have been rendered
+        requireWhole();
     }
     readImageFallback(target);
 }

@@ -2,8 +2,10 @@
 
 #include "CompressedPixels.h"
 #include "ErrorManager.h"
+#include "FileStream.h"
 #include "GuardedLoad.h"
 #include "JpegLsFrames.h"
+#include "MemoryWatch.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
 
 namespace radvex {
@@ -15,9 +17,9 @@ constexpr Uint32 kMaxReadLength = 4096;
 
 } // namespace
 
-DcmReader::DcmReader(const std::string& path) : filePath(path) {
+DcmReader::DcmReader(const std::string& path) : filePath(path), mLaterReads(std::make_shared<LaterReads>()) {
     GTU::validatePath(path, std::ios_base::in);
-    if (const auto failure = loadGuarded(fileFormat, filePath, kMaxReadLength)) {
+    if (const auto failure = loadGuarded(fileFormat, filePath, kMaxReadLength, mLaterReads)) {
         GTU::ErrorManager::throwException("OpenFileError", filePath, failure->reason);
     }
     dataset = fileFormat.getDataset();
@@ -33,8 +35,23 @@ void DcmReader::normalise() const {
     if (!misleadsTheDecoder(*dataset)) {
         (void)dataset->chooseRepresentation(EXS_LittleEndianImplicit, nullptr);
     }
-    // A character set that cannot be converted leaves its bytes as they are.
+    // A character set that cannot be converted leaves its bytes as they are; but not one that could be with more
+    // memory.
+    const MemoryWatch memory;
     (void)fileFormat.convertToUTF8();
+    if (memory.hasRunOut()) {
+        mLaterReads->failure = "some strings were not converted";
+    }
+    memory.require();
+    requireWhole();
+}
+
+bool DcmReader::isWhole() const { return mLaterReads->failure.empty(); }
+
+void DcmReader::requireWhole() const {
+    if (!isWhole()) {
+        GTU::ErrorManager::throwException("OpenFileError", filePath, mLaterReads->failure);
+    }
 }
 
 std::string getItemStringArr(DcmItem* item, const DcmTagKey& key) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "DcmUtility.h"
@@ -7,6 +8,7 @@
 
 namespace radvex {
 
+struct LaterReads;
 struct RegexFilter;
 
 using NameList = GTU::DataList<GTU::VArgumentType::UTF8String, GTU::Passing::Automatic>;
@@ -24,6 +26,9 @@ class DcmReader {
     DcmReader(const DcmReader&) = delete;
     DcmReader& operator=(const DcmReader&) = delete;
     virtual ~DcmReader() = default;
+
+    /// False once a value could not be read from its file: what DCMTK holds in its place is not the value.
+    bool isWhole() const;
 
     /// Well-known properties of the patient, the study or the series, for what passes the filter.
     virtual ResultList readPatientInfo(NameList& fields, const RegexFilter& filter) const = 0;
@@ -60,12 +65,20 @@ class DcmReader {
   protected:
     /// Decompresses the file if a codec allows and makes its strings UTF-8 if its character set allows: at once for an
     /// image; for a directory, whose own attributes are hardly ever asked for, before they are read.
+    /// @throws std::bad_alloc  there is not enough memory to convert the strings; the reader is not whole any more
     void normalise() const;
+
+    /// To be called before anything that was read is given away.
+    /// @throws GantryError  OpenFileError (path, reason) when a value could not be read from the file
+    void requireWhole() const;
 
     std::string filePath;               ///< as the caller gave it
     mutable DcmFileFormat fileFormat{}; ///< DCMTK's getters are not const
     DcmDataset* dataset = nullptr;      ///< the dataset of fileFormat
     mutable bool isNormalised = false;
+
+  private:
+    std::shared_ptr<LaterReads> mLaterReads;
 };
 
 /// All values of an attribute at the top level of an item, joined by "\"; empty when it is absent or unreadable.

@@ -11,6 +11,10 @@ DcmReaderCache dcmReaderCache;
 template <typename T>
 std::shared_ptr<T> DcmReaderCache::openReader(const std::string& path) {
     auto found = readers.find(path);
+    if (found != readers.end() && !found->second->isWhole()) {
+        readers.erase(found);
+        found = readers.end();
+    }
     if (found == readers.end()) {
         found = readers.emplace(path, std::make_shared<T>(path)).first;
     }

@@ -9,7 +9,7 @@
 namespace radvex {
 
 /// The readers that are open, by path exactly as given: "a.dcm" and "./a.dcm" are two. A reader stays until it is
-/// closed; nothing looks whether its file has changed.
+/// closed; nothing looks whether its file has changed. One that could not read on in its file is opened anew.
 class DcmReaderCache {
   public:
     /// The reader of a path, opened on the first call. A failed open leaves the cache as it was.

@@ -51,6 +51,7 @@ ResultList DcmReader::readMetadata(const std::vector<std::string>& names, bool v
             saveDcmElementToDataList(result, element, true, true, false);
         }
     }
+    requireWhole();
     return result;
 }
 
@@ -72,6 +73,7 @@ ResultList DcmReader::readMetadataIntTags(const TagNumbers& tags, bool validate)
             saveDcmElementToDataList(result, element, true, true, false);
         }
     }
+    requireWhole();
     return result;
 }
 
@@ -93,6 +95,7 @@ ResultList DcmReader::readAllMetadataExcept(const std::vector<std::string>& name
             saveGraphicMetadataToDataList(result, dataset, DcmTag(key), false);
         }
     }
+    requireWhole();
     return result;
 }
 

@@ -72,10 +72,10 @@ void DcmWriter::writePixelDataToDataset(const ImageArgument<T>& image) {
 }
 
 void DcmWriter::loadDataFromFile(const std::string& path) {
-    constexpr Uint32 kMaxReadLength = 4096; // longer values are read when the file is saved
     // Asked for as a file to write, although it is only read: hosts grant their anonymizers just that.
     GTU::validatePath(path, std::ios_base::out);
-    if (const auto failure = loadGuarded(mFile, path, kMaxReadLength)) {
+    // All of it: it may be saved at its own path, and values that are left in it now would be gone by then.
+    if (const auto failure = loadGuardedWhole(mFile, path)) {
         GTU::ErrorManager::throwException("OpenFileError", path, failure->reason);
     }
     (void)mFile.convertToUTF8(); // a character set that cannot be converted leaves its bytes as they are

@@ -9,7 +9,7 @@ DirectoryTree::DirectoryTree(const std::string& path) : directory(path) {}
 
 // DCMTK would load the file itself, past the guard: it is given a path that is never there, and then the content.
 DirectoryTree::Directory::Directory(const std::string& path) : DcmDicomDir(OFFilename("/dev/null/none")) {
-    if (const auto failure = loadGuarded(getDirFileFormat(), path)) {
+    if (const auto failure = loadGuardedWhole(getDirFileFormat(), path)) {
         if (failure->isRefused) { // the file may be another one than the one that the reader loaded
             GTU::ErrorManager::throwException("OpenFileError", path, failure->reason);
         }

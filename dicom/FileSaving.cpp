@@ -67,8 +67,6 @@ void DcmWriter::saveFile(const std::string& path, const ImageWriteOptions& optio
 }
 
 void DcmWriter::saveLoaded(const std::string& path) {
-    // The path may be that of the file whose long values are still to be read.
-    requireImageWritten(mDataset->loadAllDataIntoMemory());
     // DCMTK would keep an old length of the meta information that is wrong, and readers look for the dataset elsewhere.
     (void)mFile.getMetaInfo()->computeGroupLengthAndPadding(EGL_recalcGL, EPD_noChange, EXS_LittleEndianExplicit,
                                                             EET_UndefinedLength);

@@ -19,15 +19,17 @@ OFCondition fileError(const std::string& reason) {
 /// Opens the file again for a value that was left in it.
 class FileStreamFactory : public DcmInputStreamFactory {
   public:
-    FileStreamFactory(std::string path, std::uint64_t offset) : mPath(std::move(path)), mOffset(offset) {}
+    FileStreamFactory(std::string path, std::uint64_t offset, std::shared_ptr<LaterReads> later)
+        : mPath(std::move(path)), mOffset(offset), mLater(std::move(later)) {}
 
-    DcmInputStream* create() const override { return new FileStream(mPath, mOffset); }
+    DcmInputStream* create() const override { return new FileStream(mPath, mOffset, mLater); }
     DcmInputStreamFactory* clone() const override { return new FileStreamFactory(*this); }
     DcmInputStreamFactoryType ident() const override { return DFT_DcmInputFileStreamFactory; }
 
   private:
     std::string mPath;
     std::uint64_t mOffset;
+    std::shared_ptr<LaterReads> mLater;
 };
 
 } // namespace
@@ -41,7 +43,8 @@ OFCondition FileProducer::status() const {
         return EC_Normal;
     }
     if (!mFile.isOpen()) {
-        return fileError("the file cannot be opened");
+        const std::string reason = mFile.reasonNotOpen();
+        return fileError(reason.empty() ? "the file cannot be opened" : reason);
     }
     return mFile.hasFailed() ? fileError(mFile.failure()) : EC_PutbackFailed;
 }
@@ -64,6 +67,7 @@ offile_off_t FileProducer::read(void* into, offile_off_t count) {
 
 offile_off_t FileProducer::readOn(std::uint8_t* into, std::uint64_t count) {
     std::uint64_t wanted = std::min(count, static_cast<std::uint64_t>(avail()));
+    mHasFallenShort = mHasFallenShort || wanted < count;
     std::uint64_t done = 0;
     while (wanted > 0 && good()) {
         const std::uint64_t inWindow = mPosition - mWindowStart;
@@ -99,19 +103,32 @@ void FileProducer::putback(offile_off_t count) {
     }
 }
 
-FileStream::FileStream(OpenFile& file) : DcmInputStream(&mProducer), mFile(file), mStart(0), mProducer(file, 0) {}
+FileStream::FileStream(OpenFile& file, std::shared_ptr<LaterReads> later)
+    : DcmInputStream(&mProducer), mFile(file), mStart(0), mLater(std::move(later)), mProducer(file, 0) {}
 
-FileStream::FileStream(const std::string& path, std::uint64_t offset)
+FileStream::FileStream(const std::string& path, std::uint64_t offset, std::shared_ptr<LaterReads> later)
     : DcmInputStream(&mProducer),
       mOwnFile(std::make_unique<OpenFile>(path)),
       mFile(*mOwnFile),
       mStart(offset),
+      mLater(std::move(later)),
       mProducer(mFile, offset) {}
+
+FileStream::~FileStream() {
+    if (mOwnFile == nullptr || mLater == nullptr) {
+        return;
+    }
+    if (!mProducer.good()) {
+        mLater->failure = mProducer.status().text();
+    } else if (mProducer.hasFallenShort() || mStart >= mFile.size()) {
+        mLater->failure = "the file became shorter after it was opened";
+    }
+}
 
 DcmInputStreamFactory* FileStream::newFactory() const {
     // Behind a filter the place in the file is not known.
     return currentProducer() == &mProducer
-               ? new FileStreamFactory(mFile.path(), mStart + static_cast<std::uint64_t>(tell()))
+               ? new FileStreamFactory(mFile.path(), mStart + static_cast<std::uint64_t>(tell()), mLater)
                : nullptr;
 }
 

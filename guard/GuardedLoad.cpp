@@ -23,7 +23,8 @@ OFCondition parse(DcmFileFormat& file, FileStream& stream, Uint32 maxReadLength)
     return stream.status().bad() ? stream.status() : loaded;
 }
 
-std::optional<LoadFailure> load(DcmFileFormat& file, OpenFile& source, Uint32 maxReadLength) {
+std::optional<LoadFailure> load(DcmFileFormat& file, OpenFile& source, Uint32 maxReadLength,
+                                std::shared_ptr<LaterReads> later) {
     const std::string reasonNotOpen = source.reasonNotOpen();
     if (!reasonNotOpen.empty() && !source.path().empty()) {
         // DCMTK would try again, and if that went well it would parse what nobody looked through.
@@ -40,7 +41,7 @@ std::optional<LoadFailure> load(DcmFileFormat& file, OpenFile& source, Uint32 ma
     if (source.hasFailed()) { // what could not be looked through is not parsed either
         return LoadFailure{source.failure()};
     }
-    FileStream stream(source);
+    FileStream stream(source, std::move(later));
     const OFCondition loaded = parse(file, stream, maxReadLength);
     return loaded.bad() ? std::optional(LoadFailure{loaded.text()}) : std::nullopt;
 }
@@ -51,14 +52,24 @@ std::unique_ptr<FileBuffers> spareBuffers;
 
 } // namespace
 
-std::optional<LoadFailure> loadGuarded(DcmFileFormat& file, const std::string& path, Uint32 maxReadLength) {
+std::optional<LoadFailure> loadGuarded(DcmFileFormat& file, const std::string& path, Uint32 maxReadLength,
+                                       std::shared_ptr<LaterReads> later) {
     auto buffers = spareBuffers ? std::move(spareBuffers) : std::make_unique<FileBuffers>();
     auto failure = [&] {
         OpenFile source(path, *buffers);
-        return load(file, source, maxReadLength);
+        return load(file, source, maxReadLength, std::move(later));
     }();
     spareBuffers = std::move(buffers);
     return failure;
+}
+
+std::optional<LoadFailure> loadGuardedWhole(DcmFileFormat& file, const std::string& path) {
+    // Long values come second, when it is known that the file is long enough for them.
+    if (auto failure = loadGuarded(file, path)) {
+        return failure;
+    }
+    const OFCondition loaded = file.loadAllDataIntoMemory();
+    return loaded.bad() ? std::optional(LoadFailure{loaded.text()}) : std::nullopt;
 }
 
 } // namespace radvex

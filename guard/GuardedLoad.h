@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -16,12 +17,19 @@ struct LoadFailure {
     bool isRefused = false;
 };
 
+struct LaterReads;
+
 /// Loads a file that was looked through before: see ParseGuard.h. The one way in which any file gets to DCMTK.
 ///
 /// @param path  "-" is the file of that name, not the standard input
 /// @param maxReadLength  longer values are read when they are first asked for, from the file of that path
+/// @param later  hears of those that could not be read then
 /// @return nothing when it is loaded
 std::optional<LoadFailure> loadGuarded(DcmFileFormat& file, const std::string& path,
-                                       Uint32 maxReadLength = DCM_MaxReadLength);
+                                       Uint32 maxReadLength = DCM_MaxReadLength,
+                                       std::shared_ptr<LaterReads> later = nullptr);
+
+/// The same with all values: nothing is read from the file later on.
+std::optional<LoadFailure> loadGuardedWhole(DcmFileFormat& file, const std::string& path);
 
 } // namespace radvex

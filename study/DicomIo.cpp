@@ -54,7 +54,7 @@ class FileStream : public DcmOutputStream {
 } // namespace
 
 void loadDicom(DcmFileFormat& file, const std::string& path) {
-    if (const auto failure = loadGuarded(file, path)) {
+    if (const auto failure = loadGuardedWhole(file, path)) {
         throw std::runtime_error((failure->isRefused ? "" : "it cannot be read: ") + failure->reason);
     }
 }

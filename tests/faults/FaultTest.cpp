@@ -17,7 +17,7 @@ using radvex::test::runProcess;
 
 namespace {
 
-constexpr int kParts = 2;
+constexpr int kScriptParts = 2;
 
 /// Places in DCMTK where a fault kills.
 std::set<std::string> knownPlaces() {
@@ -58,7 +58,7 @@ std::string mostCalls() { return areAllTried() ? "0" : "100"; }
 
 ProcessResult runPart(int part) {
     return runProcess({"env", "LD_PRELOAD=" RADVEX_FAULT_SHIM, RADVEX_FAULT_RUNNER, std::to_string(part),
-                       std::to_string(kParts), mostCalls()});
+                       std::to_string(kScriptParts), mostCalls()});
 }
 
 } // namespace
@@ -91,7 +91,7 @@ void addPart(const std::string& output, const std::set<std::string>& known, Tall
 
 TEST(FaultInjection, EveryRefusalEndsInARegisteredErrorAndTheNextCallWorks) {
     std::vector<std::future<ProcessResult>> parts;
-    for (int part = 0; part < kParts; ++part) {
+    for (int part = 0; part < kScriptParts; ++part) {
         parts.push_back(std::async(std::launch::async, runPart, part));
     }
     const auto known = knownPlaces();
