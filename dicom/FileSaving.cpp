@@ -71,6 +71,9 @@ void DcmWriter::saveLoaded(const std::string& path) {
     (void)mFile.getMetaInfo()->computeGroupLengthAndPadding(EGL_recalcGL, EPD_noChange, EXS_LittleEndianExplicit,
                                                             EET_UndefinedLength);
     saveAs(path, mOriginalXfer, EWM_dontUpdateMeta);
+    if (!canBeLoaded(path)) { // a broken file that DCMTK could read may come out as one that it cannot
+        GTU::ErrorManager::throwException("ImageWriteError", "What was written cannot be read again");
+    }
 }
 
 void DcmWriter::saveCompressed(const std::string& path, const ImageWriteOptions& options) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "FileStream.h"
+#include "GuardedLoad.h"
 #include "dcmtk/dcmdata/dcmetinf.h"
 #include "dcmtk/dcmdata/dcostrma.h"
 #include "dcmtk/dcmdata/dcwcache.h"
@@ -88,6 +89,11 @@ bool countMetaInfo(Counter& counter, DcmMetaInfo& metaInfo) {
     });
 }
 
+bool isPlainFile(const std::string& path) {
+    std::error_code unknown;
+    return std::filesystem::is_regular_file(path, unknown);
+}
+
 bool holdsDeflated(DcmFileFormat& file, const std::string& path, E_StreamCompression compression) {
     Counter header;
     if (!countMetaInfo(header, *file.getMetaInfo())) {
@@ -108,8 +114,8 @@ bool holdsDeflated(DcmFileFormat& file, const std::string& path, E_StreamCompres
 } // namespace
 
 bool isSavedWhole(DcmFileFormat& file, const std::string& path, E_TransferSyntax syntax, E_FileWriteMode mode) {
-    if (std::error_code unknown; !std::filesystem::is_regular_file(path, unknown)) {
-        return true; // a pipe or a device keeps nothing that could be looked at
+    if (!isPlainFile(path)) {
+        return true;
     }
     const E_StreamCompression compression = DcmXfer(syntax).getStreamCompression();
     if (compression != ESC_none) {
@@ -119,6 +125,11 @@ bool isSavedWhole(DcmFileFormat& file, const std::string& path, E_TransferSyntax
     const auto length = std::filesystem::file_size(path, error);
     Counter counter;
     return !error && countFile(counter, file, syntax, mode) && length == static_cast<std::uintmax_t>(counter.count);
+}
+
+bool canBeLoaded(const std::string& path) {
+    DcmFileFormat file;
+    return !isPlainFile(path) || !loadGuarded(file, path);
 }
 
 } // namespace radvex

@@ -114,5 +114,5 @@ TEST_F(FileStreams, WithoutAFileAreBad) {
     FileStream stream((folder.path() / "none").string(), 5);
     EXPECT_FALSE(stream.good());
     EXPECT_TRUE(stream.eos());
-    EXPECT_STREQ(stream.status().text(), "the file cannot be opened");
+    EXPECT_STREQ(stream.status().text(), "No such file or directory");
 }
