@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <thread>
 
+#include "Blocks.h"
 #include "OutputFile.h"
-#include "Workers.h"
 
 namespace radvex::cli {
 
@@ -47,10 +47,8 @@ void FileJobs::forEach(Session& session, const std::vector<std::string>& files, 
         }
         return;
     }
-    Workers workers(std::min(most, files.size()), [&](std::size_t index) {
-        return WorkResult{read(files[index]), "", ""};
-    });
-    workers.run(0, files.size(), [&](std::size_t index, const WorkResult& result) {
+    const auto work = [&](std::size_t index) { return WorkResult{read(files[index]), "", ""}; };
+    forEachInBlocks(std::min(most, files.size()), files.size(), work, [&](std::size_t index, const WorkResult& result) {
         const std::string& file = files[index];
         if (!result.end.empty()) {
             session.reportRefusal(file, endOfReader(result));

@@ -1,10 +1,10 @@
 #include <iostream>
 
 #include "Commands.h"
+#include "Indexing.h"
 #include "LosslessJson.h"
 #include "Output.h"
 #include "OutputFile.h"
-#include "StudyModule.h"
 
 namespace radvex::cli {
 
@@ -13,6 +13,7 @@ namespace {
 struct IndexOptions {
     std::string folder{};
     std::string place{};
+    FileJobs jobs{};
     bool json = false;
 };
 
@@ -35,7 +36,7 @@ Json toJson(const study::FolderIndex& index) {
 }
 
 void run(const IndexOptions& options) {
-    const study::FolderIndex index = indexFolder(options.folder, options.place);
+    const study::FolderIndex index = indexFolder(options.folder, options.place, options.jobs);
     reportLeftOut(index);
     if (index.files.empty()) {
         throw FileError(options.folder + " holds no DICOM file that can be indexed; nothing was written.");
@@ -58,6 +59,7 @@ void addIndexCommand(const CommandLine& program) {
     command.addRequired("FOLDER", options->folder, "Folder of DICOM files; all below it counts");
     command.addRequired("-o,--output", options->place,
                         "Folder for the DICOMDIR and a symbolic link to each file; made when missing");
+    options->jobs.addTo(command);
     command.addFlag("--json", options->json, "Say as JSON what was indexed, skipped and refused");
     command.setFooter(
         "Files that are not DICOM are skipped, DICOM files that cannot be indexed are named on standard "

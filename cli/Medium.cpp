@@ -3,9 +3,9 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "Indexing.h"
 #include "OutputFile.h"
 #include "Session.h"
-#include "StudyModule.h"
 
 namespace radvex::cli {
 
@@ -65,13 +65,13 @@ class Medium::TemporaryPlace {
     std::string mPath{};
 };
 
-Medium::Medium(const std::string& place) : mPlace(place) {
+Medium::Medium(const std::string& place, const FileJobs& jobs) : mPlace(place) {
     std::error_code error;
     const fs::file_status status = fs::status(place, error);
     if (status.type() == fs::file_type::directory) {
         mDicomdir = dicomdirIn(place);
         if (mDicomdir.empty()) {
-            index();
+            index(jobs);
         }
     } else if (isNamedAsDicomdir(place)) {
         mDicomdir = place; // the library says what is wrong with it
@@ -85,9 +85,9 @@ Medium::Medium(const std::string& place) : mPlace(place) {
 
 Medium::~Medium() = default;
 
-void Medium::index() {
+void Medium::index(const FileJobs& jobs) {
     mIndexed = std::make_unique<TemporaryPlace>();
-    mIndex = indexFolder(mPlace, mIndexed->path());
+    mIndex = indexFolder(mPlace, mIndexed->path(), jobs);
     if (mIndex.files.empty()) {
         throw FileError(whyEmpty(mPlace, mIndex));
     }

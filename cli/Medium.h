@@ -5,6 +5,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "FileJobs.h"
 #include "FolderIndex.h"
 
 namespace radvex::cli {
@@ -16,11 +17,12 @@ namespace radvex::cli {
 /// says is turned back with `userPath` and `userText` before anyone sees it.
 class Medium {
   public:
+    /// @param jobs   read the files of a folder
     /// @param place  a file whose name ends in DICOMDIR or dicomdir, or a folder: one of that very name in it is taken,
     ///               else the folder is indexed, with a progress bar
     /// @throws UsageError  a file of another name
     /// @throws FileError   nothing there, or a folder that cannot be indexed or holds nothing to index
-    explicit Medium(const std::string& place);
+    explicit Medium(const std::string& place, const FileJobs& jobs = {});
     ~Medium();
     Medium(const Medium&) = delete;
     Medium& operator=(const Medium&) = delete;
@@ -44,7 +46,7 @@ class Medium {
   private:
     class TemporaryPlace;
 
-    void index();
+    void index(const FileJobs& jobs);
     /// The user's name for what stands behind the temporary place in a path, as far as it is one.
     std::string userPathOf(const std::string& name) const;
 

@@ -303,7 +303,7 @@ std::vector<Choice> choicesOf(Session& session, const Medium& medium, const Seri
 void run(Session& session, const SeriesOptions& options) {
     options.selection.check();
     (void)options.picture.scalingTensor(); // wrong usage is found before the medium is read
-    const Medium medium(options.medium);
+    const Medium medium(options.medium, options.jobs);
     medium.report();
     const auto all = choicesOf(session, medium, options);
     Json report = Json::array();

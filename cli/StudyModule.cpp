@@ -5,9 +5,7 @@
 #include <filesystem>
 
 #include "Module.h"
-#include "Output.h"
 #include "OutputFile.h"
-#include "ProgressBar.h"
 
 namespace radvex::cli {
 
@@ -41,17 +39,15 @@ Entry entry(const char* name, const char* purpose) {
 
 } // namespace
 
-study::FolderIndex indexFolder(const std::string& folder, const std::string& place) {
-    const auto index = entry<study::IndexFolderEntry>(study::kIndexFolderEntry, "Folders cannot be indexed");
-    study::FolderIndex result;
-    ProgressBar bar("Indexing " + folder);
+std::unique_ptr<study::FolderIndexing> openIndexing(const std::string& folder, const std::string& place) {
+    const auto start = entry<study::StartIndexingEntry>(study::kStartIndexingEntry, "Folders cannot be indexed");
+    std::unique_ptr<study::FolderIndexing> indexing;
     try {
-        index(
-            folder, place, [&](std::size_t done, std::size_t total) { bar.show(done, total); }, result);
+        start(folder, place, indexing);
     } catch (const std::runtime_error& error) {
         throw FileError(error.what());
     }
-    return result;
+    return indexing;
 }
 
 std::unique_ptr<study::Anonymization> openAnonymization(study::AnonymizationSettings settings) {
@@ -64,17 +60,6 @@ std::unique_ptr<study::Anonymization> openAnonymization(study::AnonymizationSett
         throw FileError(error.what());
     }
     return run;
-}
-
-void reportLeftOut(const study::FolderIndex& index) {
-    if (index.skippedCount == 1) {
-        printError("1 file is not DICOM and was skipped.");
-    } else if (index.skippedCount > 1) {
-        printError(std::to_string(index.skippedCount) + " files are not DICOM and were skipped.");
-    }
-    for (const study::RefusedFile& file : index.refused) {
-        printError(file.path + " was not indexed: " + file.reason + ".");
-    }
 }
 
 } // namespace radvex::cli

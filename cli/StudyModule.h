@@ -7,14 +7,11 @@
 
 namespace radvex::cli {
 
-/// study::indexFolder out of radvexStudy.so, which is loaded when it is first needed. Shows its progress.
+/// study::startIndexing out of radvexStudy.so, which is loaded when it is first needed.
 /// @throws FileError  a sentence, also when the module is not where this command expects it
-study::FolderIndex indexFolder(const std::string& folder, const std::string& place);
+std::unique_ptr<study::FolderIndexing> openIndexing(const std::string& folder, const std::string& place);
 
 /// study::startAnonymization out of the same. @throws FileError  a sentence
 std::unique_ptr<study::Anonymization> openAnonymization(study::AnonymizationSettings settings);
-
-/// Says on standard error how many files were skipped, and of each that was refused why. Nothing for a clean folder.
-void reportLeftOut(const study::FolderIndex& index);
 
 } // namespace radvex::cli

@@ -8,6 +8,8 @@
 #include "Medium.h"
 #include "MetadataText.h"
 #include "Output.h"
+#include "OutputFile.h"
+#include "Parcel.h"
 #include "Selection.h"
 #include "TagNumber.h"
 
@@ -29,28 +31,44 @@ struct TagsOptions {
     bool json = false;
 };
 
-/// One attribute, in the form in which it was asked for.
-Value readTag(velmora::Host& host, const std::string& file, const std::string& tag, bool validate) {
-    if (const auto number = parseTagNumber(tag)) {
-        return host.call("ReadMetadataIntTags", {file, Store::of({Store::ofTexts({number->first, number->second})})});
+/// Those of the tags from `tag` on that are asked for in the same form: keywords, or numbers. Moves `tag` behind them.
+Value readRun(velmora::Host& host, const std::string& file, const TagsOptions& options, std::size_t& tag) {
+    std::vector<Value> numbers;
+    std::vector<std::string> keywords;
+    for (; tag < options.tags.size(); ++tag) {
+        const auto number = parseTagNumber(options.tags[tag]);
+        if (number ? !keywords.empty() : !numbers.empty()) {
+            break;
+        }
+        if (number) {
+            numbers.emplace_back(Store::ofTexts({number->first, number->second}));
+        } else {
+            keywords.push_back(options.tags[tag]);
+        }
     }
-    return host.call("ReadMetadata", {file, Store::ofTexts({tag}), validate});
+    return numbers.empty() ? host.call("ReadMetadata", {file, Store::ofTexts(keywords), options.validate})
+                           : host.call("ReadMetadataIntTags", {file, Store::of(std::move(numbers))});
 }
 
-/// All that was asked for of one file.
-Store readTags(velmora::Host& host, const std::string& file, const TagsOptions& options) {
-    if (options.tags.empty()) {
-        return std::get<Store>(
-            host.call("ReadAllMetadata", {file, Store::ofTexts(options.excluded), options.validate}));
-    }
+Store readEach(velmora::Host& host, const std::string& file, const TagsOptions& options) {
     Store all = Store::empty();
-    for (const std::string& tag : options.tags) {
-        const Value found = readTag(host, file, tag, options.validate);
+    for (std::size_t tag = 0; tag < options.tags.size();) {
+        const Value found = readRun(host, file, options, tag);
         for (const velmora::NodeView node : found.get<Store>()) {
             all.add(std::string(node.name()), node.value());
         }
     }
     return all;
+}
+
+/// All that was asked for of one file.
+Store readTags(velmora::Host& host, const std::string& file, const TagsOptions& options) {
+    Store tags =
+        !options.tags.empty()
+            ? readEach(host, file, options)
+            : std::get<Store>(host.call("ReadAllMetadata", {file, Store::ofTexts(options.excluded), options.validate}));
+    host.call("CloseReader", {file});
+    return tags;
 }
 
 /// Value representations as the dictionary gives them, each asked for once. A private keyword has none there: what it
@@ -136,62 +154,83 @@ class TagsPrinter {
     bool mIsFirst = true;
 };
 
-void printFiles(Session& session, const TagsOptions& options, const std::vector<std::string>& files) {
+/// Reads the attributes of one file.
+using ReadFile = std::function<Store(const std::string& file)>;
+
+/// @param several  say of each file which it is
+void printFiles(Session& session, const TagsOptions& options, const std::vector<std::string>& files, bool several,
+                const ReadFile& read) {
     TagsFormat format(session, options.json);
-    TagsPrinter printer(options.json, files.size() > 1);
-    const auto read = [&](const std::string& file) {
-        std::string text = format(readTags(session.host(), file, options).view());
-        session.host().call("CloseReader", {file});
-        return text;
-    };
-    options.jobs.forEach(session, files, true, read,
-                         [&](const std::string& file, const std::string& tags) { printer.print(file, tags); });
+    TagsPrinter printer(options.json, several);
+    options.jobs.forEach(
+        session, files, true, [&](const std::string& file) { return format(read(file).view()); },
+        [&](const std::string& file, const std::string& tags) { printer.print(file, tags); });
     printer.finish();
 }
 
-/// Keywords and numbers of the request, in the two forms in which the library takes them.
-std::pair<std::vector<std::string>, std::vector<Value>> sortedTags(const std::vector<std::string>& tags) {
-    std::pair<std::vector<std::string>, std::vector<Value>> sorted;
-    for (const std::string& tag : tags) {
-        if (const auto number = parseTagNumber(tag)) {
-            sorted.second.emplace_back(Store::ofTexts({number->first, number->second}));
-        } else {
-            sorted.first.push_back(tag);
+/// A keyword that does not exist is said once, and not for every file. @throws velmora::LibraryError
+void checkKeywords(velmora::Host& host, const TagsOptions& options) {
+    for (const auto* keywords : {&options.tags, &options.excluded}) {
+        for (const std::string& keyword : *keywords) {
+            if (!parseTagNumber(keyword)) {
+                host.call("GetGroupElemNumbers", {keyword});
+            }
         }
     }
-    return sorted;
 }
 
-Value readRecursively(velmora::Host& host, const std::string& dicomdir, const TagsOptions& options) {
-    if (options.tags.empty()) {
-        return host.call("ReadAllMetadataRecursive",
-                         {dicomdir, Store::ofTexts(options.excluded), options.series, options.validate});
+/// The files below patients, studies and series.
+void putFiles(ParcelWriter& parcel, velmora::StoreView level) {
+    for (const velmora::NodeView node : level) {
+        if (node.type() == VType_DataStore) {
+            putFiles(parcel, velmora::StoreView(node.cell().dataStore));
+        } else {
+            parcel.putText(node.cell().utf8String);
+        }
     }
-    auto [keywords, numbers] = sortedTags(options.tags);
-    if (numbers.empty()) {
-        return host.call("ReadMetadataRecursive",
-                         {dicomdir, Store::ofTexts(keywords), options.series, options.validate});
+}
+
+/// Paths of the files that a medium lists and the pattern chooses, as the library opens them.
+/// @throws FileError  a sentence
+std::vector<std::string> filesOf(Session& session, const TagsOptions& options, const std::string& place,
+                                 const Medium& medium) {
+    const auto read = [&] {
+        checkKeywords(session.host(), options);
+        ParcelWriter parcel;
+        putFiles(parcel, session.host()
+                             .call("ReadDICOMDIRStructure", {medium.dicomdir(), ".*", ".*", options.series, true})
+                             .get<Store>()
+                             .view());
+        return parcel.take();
+    };
+    try {
+        const std::string paths = options.jobs.readAlone(place, read);
+        std::vector<std::string> files;
+        for (ParcelReader parcel(paths); !parcel.isEmpty();) {
+            files.push_back(parcel.getText());
+        }
+        return files;
+    } catch (const FileError& error) {
+        throw FileError(medium.userText(error.what()));
     }
-    if (!keywords.empty() || options.series != ".*") {
-        throw UsageError("--recursive takes either keywords or numbers after --tag, and --series with keywords only.");
-    }
-    return host.call("ReadMetadataIntTagsRecursive", {dicomdir, Store::of(std::move(numbers))});
 }
 
 void printMedium(Session& session, const TagsOptions& options, const std::string& place) {
-    const Medium medium(place);
+    const Medium medium(place, options.jobs);
     medium.report();
-    TagsFormat format(session, options.json);
-    TagsPrinter printer(options.json, true);
-    try {
-        const Value result = readRecursively(session.host(), medium.dicomdir(), options);
-        for (const velmora::NodeView file : result.get<Store>()) {
-            printer.print(medium.userPath(std::string(file.name())), format(velmora::StoreView(file.cell().dataStore)));
-        }
-        printer.finish();
-    } catch (const velmora::LibraryError& error) {
-        session.reportRefusal("", medium.userText(error.what()));
+    std::vector<std::string> files;
+    std::unordered_map<std::string, std::string> libraryPaths;
+    for (const std::string& path : filesOf(session, options, place, medium)) {
+        files.push_back(medium.userPath(path));
+        libraryPaths.emplace(files.back(), path);
     }
+    printFiles(session, options, files, true, [&](const std::string& file) {
+        try {
+            return readTags(session.host(), libraryPaths.at(file), options);
+        } catch (const velmora::LibraryError& error) {
+            throw velmora::LibraryError(error.code(), error.name(), medium.userText(error.what()));
+        }
+    });
 }
 
 void run(Session& session, const TagsOptions& options) {
@@ -204,7 +243,8 @@ void run(Session& session, const TagsOptions& options) {
         throw UsageError("--series chooses among the series of a medium: it needs --recursive.");
     }
     if (!options.recursive) {
-        return printFiles(session, options, files);
+        return printFiles(session, options, files, files.size() > 1,
+                          [&](const std::string& file) { return readTags(session.host(), file, options); });
     }
     if (files.size() > 1) {
         throw UsageError("--recursive takes one medium or folder at a time.");

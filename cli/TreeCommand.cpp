@@ -13,6 +13,7 @@ namespace {
 struct TreeOptions {
     std::string medium{};
     Selection selection{};
+    FileJobs jobs{};
     bool files = false;
     bool json = false;
 };
@@ -94,7 +95,7 @@ Json describe(const std::vector<MediumPatient>& patients, const Medium& medium, 
 
 void run(Session& session, const TreeOptions& options) {
     options.selection.check();
-    const Medium medium(options.medium);
+    const Medium medium(options.medium, options.jobs);
     medium.report();
     const auto patients = readMediumTree(session.host(), medium.dicomdir(), options.selection);
     if (options.json) {
@@ -112,6 +113,7 @@ void addTreeCommand(const CommandLine& program, Session& session) {
         program.addCommand("tree", "Print patients, studies and series of a medium or a folder");
     command.addRequired("MEDIUM", options->medium, "DICOMDIR, or a folder of DICOM files");
     options->selection.addTo(command);
+    options->jobs.addTo(command);
     command.addFlag("--files", options->files, "The files of each series too");
     command.addFlag("--json", options->json, "Print JSON: a list of patients");
     command.setAction([&session, options] { run(session, *options); });

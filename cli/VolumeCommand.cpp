@@ -208,7 +208,7 @@ std::vector<SeriesFiles> requireSeries(Session& session, const Medium& medium, c
 
 void run(Session& session, const VolumeOptions& options) {
     checkUsage(options);
-    const Medium medium(options.place);
+    const Medium medium(options.place, options.jobs);
     medium.report();
     const auto all = requireSeries(session, medium, options);
     std::optional<ModalityVolumes> values;

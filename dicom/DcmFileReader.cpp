@@ -1,6 +1,7 @@
 #include "DcmFileReader.h"
 
 #include "ErrorManager.h"
+#include "MemoryWatch.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
 
 namespace radvex {
@@ -24,6 +25,7 @@ ResultList DcmFileReader::readSeriesInfo(NameList& fields, const RegexFilter& fi
 
 ResultList DcmFileReader::readFields(NameList& fields, const InfoTable& table,
                                      const std::vector<MatchingProperty>& tests) const {
+    const MemoryWatch memory; // a value for which there is none would be left out
     ResultList result;
     for (const MatchingProperty& test : tests) {
         if (!test(dataset)) {
@@ -41,6 +43,7 @@ ResultList DcmFileReader::readFields(NameList& fields, const InfoTable& table,
         }
     }
     requireWhole();
+    memory.require();
     return result;
 }
 

@@ -2,6 +2,7 @@
 
 #include "DcmReader.h"
 #include "ErrorManager.h"
+#include "MemoryWatch.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcmetinf.h"
 
@@ -36,6 +37,7 @@ void addText(ResultList& list, const std::string& text) {
 
 ResultList DcmReader::readMetadata(const std::vector<std::string>& names, bool validate) const {
     normalise();
+    const MemoryWatch memory; // a value for which there is none would be left out
     ResultList result;
     for (const std::string& name : names) {
         const DcmTagKey key = getTagKey(GeneralInfoMap, name);
@@ -52,11 +54,13 @@ ResultList DcmReader::readMetadata(const std::vector<std::string>& names, bool v
         }
     }
     requireWhole();
+    memory.require();
     return result;
 }
 
 ResultList DcmReader::readMetadataIntTags(const TagNumbers& tags, bool validate) const {
     normalise();
+    const MemoryWatch memory; // a value for which there is none would be left out
     ResultList result;
     for (const auto& numbers : tags) {
         const DcmTag tag = tagOf(numbers);
@@ -74,6 +78,7 @@ ResultList DcmReader::readMetadataIntTags(const TagNumbers& tags, bool validate)
         }
     }
     requireWhole();
+    memory.require();
     return result;
 }
 
@@ -81,6 +86,7 @@ ResultList DcmReader::readAllMetadataExcept(const std::vector<std::string>& name
     normalise();
     const std::pair<std::string, DcmTagKey> graphics[] = {{kPixelData, DCM_PixelData},
                                                           {kOverlayData, DcmTagKey(0x6000, 0x3000)}};
+    const MemoryWatch memory;
     ResultList result;
     ExcludedTags excluded(names.begin(), names.end());
     excluded.insert("GenericGroupLength");
@@ -96,6 +102,7 @@ ResultList DcmReader::readAllMetadataExcept(const std::vector<std::string>& name
         }
     }
     requireWhole();
+    memory.require();
     return result;
 }
 

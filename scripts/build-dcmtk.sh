@@ -5,9 +5,10 @@
 #   scripts/build-dcmtk.sh fuzz     the same with clang, sanitizers and the coverage counters that libFuzzer reads
 #
 # Debian's binary package has no compiled-in dictionary; the library needs one, and no environment setting.
-# The result is cached under the user's cache folder, keyed by the package version and the flags below.
+# The result is cached under the user's cache folder, keyed by the package version and how it is built.
 set -euo pipefail
 variant=${1:-}
+hook=$(cd "$(dirname "$0")/.." && pwd)/cmake/JoinDcmtk.cmake
 
 flags=(
     -DCMAKE_BUILD_TYPE=Release
@@ -60,7 +61,7 @@ if [ -z "$version" ]; then
     echo "apt knows no package 'dcmtk'. Run 'apt-get update' as root, then try again." >&2
     exit 1
 fi
-key=$(printf '%s\n' "$version" "${flags[@]}" | sha256sum | cut -c1-12)
+key=$({ printf '%s\n' "$version" "${flags[@]}" && cat "$hook"; } | sha256sum | cut -c1-12)
 cache=${XDG_CACHE_HOME:-$HOME/.cache}/radvex
 prefix=$cache/dcmtk${variant:+-$variant}-$key
 if [ -e "$prefix/.complete" ]; then
@@ -98,7 +99,7 @@ launcher=()
 command -v ccache >/dev/null && launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 log=$prefix.log
 if ! { cmake -S "$work/dcmtk" -B "$work/build" -G Ninja "${flags[@]}" "${launcher[@]}" \
-           -DCMAKE_INSTALL_PREFIX="$prefix" &&
+           -DCMAKE_PROJECT_INCLUDE="$hook" -DCMAKE_INSTALL_PREFIX="$prefix" &&
        cmake --build "$work/build" &&
        cmake --install "$work/build"; } >"$log" 2>&1; then
     tail -n 30 "$log" >&2

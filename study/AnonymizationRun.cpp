@@ -187,9 +187,15 @@ std::vector<RefusedFile> Run::writeDirectory(const std::string& path, const std:
     for (const Listed& file : files) {
         std::string fileId = file.fileId;
         std::replace(fileId.begin(), fileId.end(), '/', '\\');
-        const Addition addition = builder.add(file.path, fileId, true);
-        if (addition.outcome != Addition::Added) {
-            refused.push_back({file.path, addition.reason});
+        const FileDescription description = describeFile(file.path, true);
+        if (description.outcome != FileDescription::Described) {
+            refused.push_back({file.path, description.reason});
+            continue;
+        }
+        try {
+            builder.add(description, fileId);
+        } catch (const std::runtime_error& error) {
+            refused.push_back({file.path, error.what()});
         }
     }
     builder.write();

@@ -1,5 +1,7 @@
 #include "FolderIndex.h"
 
+#include <optional>
+#include <stdexcept>
 #include <system_error>
 
 #include "DcmtkSettings.h"
@@ -16,40 +18,52 @@ std::string below(const std::string& folder, const std::string& path) {
     return folder.ends_with('/') ? folder + path : folder + '/' + path;
 }
 
-class Indexer {
+class Indexing : public FolderIndexing {
   public:
-    Indexer(const std::string& folder, FolderWalk& walk, Placement& placement)
-        : mFolder(folder), mRoot(walk.root), mPlacement(placement), mBuilder(placement.draft()) {
-        mIndex.skippedCount = walk.specialCount;
-        for (const RefusedFile& file : walk.refused) {
+    Indexing(const std::string& folder, const std::string& place)
+        : mFolder(folder), mWalk(walkFolder(folder)), mPlacement(place), mBuilder(mPlacement.draft()) {
+        mIndex.skippedCount = mWalk.specialCount;
+        for (const RefusedFile& file : mWalk.refused) {
             mIndex.refused.push_back({below(mFolder, file.path), file.reason});
         }
     }
 
-    void take(const std::string& path) {
-        const std::string target = below(mRoot, path);
+    std::size_t fileCount() const override { return mWalk.files.size(); }
+
+    FileDescription describe(std::size_t file) override {
+        // What is described one after the other is taken one after the other.
+        if (file == 0 || mDescribed != file - 1) {
+            mBefore.reset();
+        }
+        mDescribed = file;
+        FileDescription description = describe(file, mBefore ? &*mBefore : nullptr);
+        if (description.outcome == FileDescription::Described && !description.series.empty()) {
+            mBefore = description;
+        }
+        return description;
+    }
+
+    FileDescription describe(std::size_t file, const FileDescription* before) const {
+        const std::string target = targetOf(file);
         const FileStart start(target);
         if (!start.isRead()) {
-            refuse(path, "it cannot be read: " + std::generic_category().message(start.reason()));
-            return;
+            return {FileDescription::Refused, "it cannot be read: " + std::generic_category().message(start.reason())};
         }
         if (!start.hasMark() && !start.mayBeBareDataset()) {
-            ++mIndex.skippedCount;
-            return;
+            return {FileDescription::NotForADirectory};
         }
-        const std::string fileId = mPlacement.fileIdFor(target);
-        const Addition addition = mBuilder.add(target, fileId, start.hasMark());
-        if (addition.outcome == Addition::Added) {
-            mPlacement.link(fileId, target);
-            mIndex.files.push_back({fileId, below(mFolder, path)});
-        } else if (addition.outcome == Addition::Refused) {
-            refuse(path, addition.reason);
-        } else {
-            ++mIndex.skippedCount;
+        return describeFile(target, start.hasMark(), before);
+    }
+
+    void take(std::size_t file, const FileDescription& description) override {
+        switch (description.outcome) {
+        case FileDescription::NotForADirectory: ++mIndex.skippedCount; break;
+        case FileDescription::Refused: refuse(file, description.reason); break;
+        default: add(file, description);
         }
     }
 
-    FolderIndex finish() {
+    FolderIndex finish() override {
         if (!mIndex.files.empty()) {
             mBuilder.write();
             mIndex.dicomdir = mPlacement.publish();
@@ -61,33 +75,39 @@ class Indexer {
     }
 
   private:
-    void refuse(const std::string& path, const std::string& reason) {
-        mIndex.refused.push_back({below(mFolder, path), reason});
+    std::string targetOf(std::size_t file) const { return below(mWalk.root, mWalk.files.at(file)); }
+    std::string userPathOf(std::size_t file) const { return below(mFolder, mWalk.files.at(file)); }
+
+    void refuse(std::size_t file, const std::string& reason) { mIndex.refused.push_back({userPathOf(file), reason}); }
+
+    void add(std::size_t file, const FileDescription& description) {
+        const std::string target = targetOf(file);
+        const std::string fileId = mPlacement.fileIdFor(target);
+        try {
+            // The file before may have been refused after all, and its records with it.
+            mBuilder.add(mBuilder.lacksRecords(description) ? describe(file, nullptr) : description, fileId);
+        } catch (const std::runtime_error& error) {
+            return refuse(file, error.what());
+        }
+        mPlacement.link(fileId, target);
+        mIndex.files.push_back({fileId, userPathOf(file)});
     }
 
-    const std::string& mFolder;
-    const std::string& mRoot;
-    Placement& mPlacement;
+    const KnownTypes mKnownTypes{};
+    std::string mFolder;
+    FolderWalk mWalk;
+    Placement mPlacement;
     DirectoryBuilder mBuilder;
     FolderIndex mIndex{};
+    std::size_t mDescribed = 0;
+    std::optional<FileDescription> mBefore{};
 };
 
 } // namespace
 
-FolderIndex indexFolder(const std::string& folder, const std::string& place, const Progress& progress) {
+std::unique_ptr<FolderIndexing> startIndexing(const std::string& folder, const std::string& place) {
     silenceDcmtk();
-    const KnownTypes knownTypes;
-    FolderWalk walk = walkFolder(folder);
-    Placement placement(place);
-    Indexer indexer(folder, walk, placement);
-    for (std::size_t done = 0; done < walk.files.size();) {
-        indexer.take(walk.files[done]);
-        ++done;
-        if (progress) {
-            progress(done, walk.files.size());
-        }
-    }
-    return indexer.finish();
+    return std::make_unique<Indexing>(folder, place);
 }
 
 } // namespace radvex::study

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
+
+#include "FileDescription.h"
 
 namespace radvex::study {
 
@@ -27,9 +29,6 @@ struct FolderIndex {
     std::vector<RefusedFile> refused{}; ///< DICOM files that could not be indexed, and what could not be read at all
 };
 
-/// Told after each file. `total` stays the same over a run.
-using Progress = std::function<void(std::size_t done, std::size_t total)>;
-
 /// Indexes a folder and everything below it: writes a DICOMDIR into the folder `place`, and beside it a symbolic link
 /// of 8 characters for each file, since a File ID cannot say the names that people give to files.
 ///
@@ -38,10 +37,26 @@ using Progress = std::function<void(std::size_t done, std::size_t total)>;
 /// obstacle. Only regular files are opened, and none is changed. Several files of one instance are all indexed.
 /// Attributes that a directory record needs and the file lacks (patient and study ID, numbers) are invented; the three
 /// UIDs of study, series and instance are not.
-/// @param folder    must not be `place` or hold it unless its files may be joined by the links
-/// @param progress  may be empty
+///
+/// What was made in `place` goes with this object, unless it was finished.
+class FolderIndexing {
+  public:
+    virtual ~FolderIndexing() = default;
+
+    virtual std::size_t fileCount() const = 0;
+    /// Reads a file. Changes nothing that is seen from outside: a copy of this process may do it.
+    virtual FileDescription describe(std::size_t file) = 0;
+    /// Takes a description; file after file in their order.
+    /// @throws std::runtime_error  a sentence: `place` cannot be written
+    virtual void take(std::size_t file, const FileDescription& description) = 0;
+    /// Writes the DICOMDIR when there was a file for it.
+    /// @throws std::runtime_error  a sentence: there is one in `place` already, or it cannot be written there
+    virtual FolderIndex finish() = 0;
+};
+
+/// @param folder  must not be `place` or hold it unless its files may be joined by the links
 /// @throws std::runtime_error  a sentence: the folder cannot be read, there is a DICOMDIR in `place` already, or it
-///                             cannot be written there; then everything that was made in `place` is gone again
-FolderIndex indexFolder(const std::string& folder, const std::string& place, const Progress& progress);
+///                             cannot be written there
+std::unique_ptr<FolderIndexing> startIndexing(const std::string& folder, const std::string& place);
 
 } // namespace radvex::study

@@ -1,12 +1,12 @@
 #include "Module.h"
 
-extern "C" [[gnu::visibility("default")]] void radvexIndexFolder(const std::string& folder, const std::string& place,
-                                                                 const radvex::study::Progress& progress,
-                                                                 radvex::study::FolderIndex& index) {
-    index = radvex::study::indexFolder(folder, place, progress);
+extern "C" [[gnu::visibility("default")]] void
+radvexStartIndexing(const std::string& folder, const std::string& place,
+                    std::unique_ptr<radvex::study::FolderIndexing>& indexing) {
+    indexing = radvex::study::startIndexing(folder, place);
 }
 
-static_assert(std::is_same_v<decltype(&radvexIndexFolder), radvex::study::IndexFolderEntry>);
+static_assert(std::is_same_v<decltype(&radvexStartIndexing), radvex::study::StartIndexingEntry>);
 
 extern "C" [[gnu::visibility("default")]] void
 radvexStartAnonymization(const radvex::study::AnonymizationSettings& settings,

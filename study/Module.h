@@ -9,15 +9,15 @@
 
 namespace radvex::study {
 
-/// indexFolder, with the result in its last argument. Throws what that throws.
-using IndexFolderEntry = void (*)(const std::string& folder, const std::string& place, const Progress& progress,
-                                  FolderIndex& index);
+/// startIndexing, with the result in its last argument. Throws what that throws.
+using StartIndexingEntry = void (*)(const std::string& folder, const std::string& place,
+                                    std::unique_ptr<FolderIndexing>& indexing);
 
 /// startAnonymization, with the result in its last argument. Throws what that throws.
 using StartAnonymizationEntry = void (*)(const AnonymizationSettings& settings, std::unique_ptr<Anonymization>& run);
 
 inline constexpr const char* kStartAnonymizationEntry = "radvexStartAnonymization";
-inline constexpr const char* kIndexFolderEntry = "radvexIndexFolder";
+inline constexpr const char* kStartIndexingEntry = "radvexStartIndexing";
 inline constexpr const char* kModuleFile = "radvexStudy.so";
 
 } // namespace radvex::study

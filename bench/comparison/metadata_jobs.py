@@ -1,5 +1,8 @@
 """Attributes: of a file of many elements, of many small files, and of one file in a process of its own."""
 
+import os
+import shutil
+
 from .running import Job, Row
 
 KEYWORDS = ("PatientName", "SeriesInstanceUID", "InstanceNumber", "ImagePositionPatient", "PixelSpacing")
@@ -20,6 +23,7 @@ def metadata_jobs(place):
         Row("pydicom", place.peer("pydicom-metadata", elements)),
     ])
     yield _medium_job(place)
+    yield _index_job(place)
 
 
 def _medium_job(place):
@@ -38,6 +42,20 @@ def _medium_job(place):
         Row("gdcmscanner", ["gdcmscanner", "-d", folder, "-p", *scanned]),
         Row("dcmdump", ["dcmdump", *searched, "+sd", folder]),
         Row("pydicom", place.peer("pydicom-medium", folder)),
+    ])
+
+
+def _index_job(place):
+    folder, out = place.file("small"), place.file("index")
+    plain = place.file("small-plain")  # without the DICOMDIR, which would be taken for the folder
+    if not os.path.exists(plain):
+        shutil.copytree(folder, plain, ignore=shutil.ignore_patterns("DICOMDIR"))
+    return Job("Index of %(smallFiles)d files in %(smallSeries)d series" % place.amounts, [
+        place.plain_read(plain),
+        Row("radvex index", place.radvex("index", plain, "-o", out), reference="radvex index --jobs 0",
+            removes=(out,), divides=True),
+        Row("radvex index --jobs 0", place.radvex("index", "--jobs", "0", plain, "-o", out), removes=(out,)),
+        Row("dcmmkdir", ["dcmmkdir", "--recurse", "--invent", "+D", out, "+id", plain], removes=(out,)),
     ])
 
 

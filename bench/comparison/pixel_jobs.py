@@ -53,6 +53,17 @@ def volume_jobs(place):
         slices = "volume of %(slices)d slices of %(side)d x %(side)d" % place.amounts
         yield _modality_volume(place, folder, "Modality values as a %s, %s" % (slices, encoding))
         yield _rendered_volume(place, folder, "Pictures as a %s, %s" % (slices, encoding))
+    yield _pictures(place)
+
+
+def _pictures(place):
+    medium, out = os.path.join(place.file("series"), "DICOMDIR"), place.file("pictures")
+    words = ("series", medium, "-o", out, "--scaling", "minmax")
+    return Job("PNG files of %(slices)d slices of %(side)d x %(side)d" % place.amounts, [
+        place.plain_read(place.file("series")),
+        Row("radvex series", place.radvex(*words), reference="radvex series --jobs 0", removes=(out,), divides=True),
+        Row("radvex series --jobs 0", place.radvex(*words, "--jobs", "0"), removes=(out,)),
+    ])
 
 
 def _modality_volume(place, folder, title):

@@ -16,7 +16,8 @@ namespace fs = std::filesystem;
 const fs::path kSource = RADVEX_SOURCE_DIR;
 
 /// Headers of study/ that the command includes.
-const std::set<std::string> kSeenOfTheStudyLayer{"Anonymization.h", "FolderIndex.h", "FolderWalk.h", "Module.h"};
+const std::set<std::string> kSeenOfTheStudyLayer{"Anonymization.h", "FileDescription.h", "FolderIndex.h",
+                                                 "FolderWalk.h", "Module.h"};
 
 /// Source files below a folder.
 std::vector<fs::path> sources(const std::string& folder) {

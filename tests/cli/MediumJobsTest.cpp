@@ -133,6 +133,69 @@ TEST_F(MediumJobs, APictureThatEndsItsReaderIsNamedAndTheOthersAreWritten) {
     EXPECT_EQ(take(out).size(), 12U);
 }
 
+TEST_F(MediumJobs, AttributesDoNotDependOnTheNumberOfProcesses) {
+    writeTwelve();
+    fs::remove(in.file("S03"));
+    for (const std::vector<std::string>& more :
+         {std::vector<std::string>{}, {"--tag", "InstanceNumber", "--json"}, {"--exclude", "PixelData"}}) {
+        std::vector<std::string> words{"tags", "--recursive", in.file("DICOMDIR")};
+        words.insert(words.end(), more.begin(), more.end());
+        const Outcome outcome = sameWithAny(words);
+        EXPECT_THAT(outcome.said, HasSubstr(in.file("S12")));
+        EXPECT_THAT(outcome.said, HasSubstr("radvex: " + in.file("S03") + ": "));
+    }
+    const ProcessResult run = endingAt("/S04", {"tags", "--recursive", in.file("DICOMDIR"), "--tag", "PatientID"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.errors, HasSubstr("radvex: " + endOf(in.file("S04"))));
+    EXPECT_THAT(run.output, HasSubstr(in.file("S05")));
+}
+
+/// What a directory says, without what is new in every run.
+static std::string directoryOf(const std::string& folder) {
+    return radvex::test::radvex({"tree", folder, "--files", "--json"}).output;
+}
+
+TEST_F(MediumJobs, AnIndexDoesNotDependOnTheNumberOfProcesses) {
+    writeTwelve();
+    in.write("text", "no DICOM");
+    in.write("broken", std::string(128, '\0') + "DICM and no more");
+    fs::remove(in.file("DICOMDIR"));
+    std::string tree;
+    std::string said;
+    for (const char* jobs : {"0", "1", "2", "5"}) {
+        const ProcessResult run =
+            radvex::test::radvex({"index", in.path().string(), "-o", out, "--json", "--jobs", jobs});
+        EXPECT_EQ(run.status, 0);
+        EXPECT_THAT(run.errors, HasSubstr("1 file is not DICOM"));
+        EXPECT_THAT(run.errors, HasSubstr(in.file("broken") + " was not indexed: "));
+        if (std::string(jobs) == "0") {
+            said = run.output + run.errors;
+            tree = directoryOf(out);
+            EXPECT_THAT(tree, HasSubstr("I0000011"));
+        }
+        EXPECT_EQ(run.output + run.errors, said) << jobs;
+        EXPECT_EQ(directoryOf(out), tree) << jobs;
+        fs::remove_all(out);
+    }
+}
+
+#ifdef FAILING_OPEN // no library comes before the sanitizer's
+TEST_F(MediumJobs, AFileThatEndsItsIndexerIsNamedAndTheOthersAreIndexed) {
+    writeTwelve();
+    fs::remove(in.file("DICOMDIR"));
+    const auto index = [&](const std::string& jobs) {
+        return runProcess({"env", "LD_PRELOAD=" FAILING_OPEN, "RADVEX_TEST_ENDS_AT=/S04", RADVEX_COMMAND, "index",
+                           in.path().string(), "-o", out, "--jobs", jobs});
+    };
+    EXPECT_EQ(index("0").status, 128 + SIGSEGV) << "what the test relies on";
+    const ProcessResult run = index("2");
+    EXPECT_EQ(run.status, 0) << "as with any file that cannot be indexed";
+    EXPECT_EQ(run.errors,
+              "radvex: " + in.file("S04") + " was not indexed: the reading process ended with signal 11 (SIGSEGV).\n");
+    EXPECT_THAT(run.output, HasSubstr("2 series, 11 files (0 skipped, 1 refused)"));
+}
+#endif
+
 TEST_F(MediumJobs, IdentifiersDoNotDependOnTheNumberOfProcesses) {
     writeTwelve();
     const std::string key = around.write("key", "0123456789abcdef");

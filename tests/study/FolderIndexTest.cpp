@@ -91,6 +91,20 @@ std::map<std::string, std::string> contents(const fs::path& folder) {
     return found;
 }
 
+using Progress = std::function<void(std::size_t done, std::size_t total)>;
+
+/// All in this process; `progress` is told after each file.
+FolderIndex indexFolder(const std::string& folder, const std::string& place, const Progress& progress = {}) {
+    const auto indexing = startIndexing(folder, place);
+    for (std::size_t file = 0; file < indexing->fileCount(); ++file) {
+        indexing->take(file, indexing->describe(file));
+        if (progress) {
+            progress(file + 1, indexing->fileCount());
+        }
+    }
+    return indexing->finish();
+}
+
 class FolderIndexTest : public testing::Test {
   protected:
     FolderIndex index() { return indexFolder(mFolder.path().string(), mPlace.path().string(), {}); }
@@ -350,13 +364,4 @@ TEST_F(FolderIndexTest, NoFileOfTheFolderChanges) {
     EXPECT_EQ(index().files.size(), 1U);
     EXPECT_EQ(contents(mFolder.path()), before);
     fs::permissions(mFolder.path(), fs::perms::owner_all);
-}
-
-TEST_F(FolderIndexTest, ProgressCountsEveryFile) {
-    write("a.dcm", slice("P", "1.2", "1.2.3", 1));
-    mFolder.write("text", "text");
-    std::vector<std::pair<std::size_t, std::size_t>> told;
-    indexFolder(mFolder.path().string(), mPlace.path().string(),
-                [&](std::size_t done, std::size_t total) { told.emplace_back(done, total); });
-    EXPECT_THAT(told, ElementsAre(std::pair(1U, 2U), std::pair(2U, 2U)));
 }

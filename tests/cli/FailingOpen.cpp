@@ -1,0 +1,23 @@
+// Preloaded: ends the process when it opens a file whose name ends with what RADVEX_TEST_ENDS_AT says, as a defect in
+// the reading of that file would. For what the command reads without the library.
+
+#include <dlfcn.h>
+
+#include <csignal>
+#include <cstdarg>
+#include <cstdlib>
+#include <string_view>
+
+extern "C" __attribute__((visibility("default"))) int open(const char* path, int flags, ...) {
+    using Open = int (*)(const char*, int, ...);
+    static const auto next = reinterpret_cast<Open>(::dlsym(RTLD_NEXT, "open"));
+    va_list arguments;
+    va_start(arguments, flags);
+    const auto mode = va_arg(arguments, unsigned);
+    va_end(arguments);
+    const char* end = std::getenv("RADVEX_TEST_ENDS_AT");
+    if (end != nullptr && std::string_view(path).ends_with(end)) {
+        (void)std::raise(SIGSEGV);
+    }
+    return next(path, flags, mode);
+}
