@@ -1,6 +1,6 @@
 # The two commands that matter: `make demo` and `make test`. Each sets up what it needs on a fresh Debian 12 machine.
 
-.PHONY: demo test test-release test-asan build build-asan bench fuzz soak coverage lint format setup setup-fuzz clean
+.PHONY: demo test test-release test-asan build build-asan bench fuzz soak coverage lint format setup setup-bench setup-fuzz clean
 
 demo: build
 	@scripts/demo.sh build/release
@@ -14,7 +14,9 @@ test-asan: build-asan
 	ctest --preset asan -j 2
 
 # What a call costs, then the library beside other programs. BENCH="--small --rounds 1" tries it; docs/performance.md.
-bench: build
+bench: setup-bench
+	cmake --preset release
+	cmake --build --preset release
 	@build/release/bench/bridgeBenchmarks
 	@/usr/bin/python3 bench/compare.py build/release $(BENCH)
 
@@ -47,6 +49,9 @@ build/%/build.ninja: CMakeLists.txt CMakePresets.json $(wildcard cmake/*) script
 
 setup:
 	@scripts/install-packages.sh
+
+setup-bench:
+	@scripts/install-packages.sh packages-bench.txt
 
 setup-fuzz:
 	@scripts/install-packages.sh packages-fuzz.txt
