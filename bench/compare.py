@@ -30,8 +30,7 @@ def arguments():
     return parser.parse_args()
 
 
-def measure(chosen, place):
-    where = report.surroundings(chosen.rounds, chosen.small)
+def measure(chosen, where, place):
     if not place.has_packaged:
         where["left_out"].append("Left out: the rows \"%s\"; libdcmtk-dev is not installed." % PACKAGED)
     print(report.heading(where), flush=True)
@@ -52,10 +51,11 @@ def measure(chosen, place):
 
 def main():
     chosen = arguments()
+    where = report.surroundings(chosen.rounds, chosen.small)  # before the data is made, which is a load of its own
     with tempfile.TemporaryDirectory(prefix="radvex-bench-") as data:
         subprocess.run([os.path.join(chosen.build, "bench/generateBenchmarkData"), data,
                         *(["small"] if chosen.small else [])], check=True)
-        where, jobs, tables = measure(chosen, Place(chosen.build, data))
+        where, jobs, tables = measure(chosen, where, Place(chosen.build, data))
     if chosen.json:
         report.write_json(chosen.json, where, jobs, tables)
     if chosen.markdown:
