@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <vector>
 
 namespace radvex::cli {
 
@@ -24,6 +25,12 @@ class ParcelWriter {
     void putText(std::string_view text) {
         put(text.size());
         mBytes += text;
+    }
+    void putTexts(const std::vector<std::string>& texts) {
+        put(texts.size());
+        for (const std::string& text : texts) {
+            putText(text);
+        }
     }
 
     std::string take() { return std::move(mBytes); }
@@ -47,6 +54,13 @@ class ParcelReader {
     }
     bool isEmpty() const { return mBytes.empty(); }
     std::string getText() { return std::string(next(get<std::size_t>())); }
+    std::vector<std::string> getTexts() {
+        std::vector<std::string> texts;
+        for (auto count = get<std::size_t>(); count > 0; --count) {
+            texts.push_back(getText());
+        }
+        return texts;
+    }
 
   private:
     std::string_view next(std::size_t size) {

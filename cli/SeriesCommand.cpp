@@ -74,10 +74,7 @@ std::string choicesParcel(const std::vector<MediumPatient>& patients) {
                                                 chosen.study, chosen.series}) {
                     parcel.putText(text);
                 }
-                parcel.put(series.files.size());
-                for (const std::string& file : series.files) {
-                    parcel.putText(file);
-                }
+                parcel.putTexts(series.files);
             }
         }
     }
@@ -93,9 +90,7 @@ std::vector<Choice> choicesOfParcel(const std::string& bytes) {
                                   &choice.selection.study, &choice.selection.series}) {
             *text = parcel.getText();
         }
-        for (auto count = parcel.get<std::size_t>(); count > 0; --count) {
-            choice.files.push_back(parcel.getText());
-        }
+        choice.files = parcel.getTexts();
         all.push_back(std::move(choice));
     }
     return all;

@@ -58,10 +58,7 @@ std::string toParcel(const ShownFile& file) {
     parcel.put(file.isOpen);
     parcel.put(file.number);
     parcel.putText(file.error);
-    parcel.put(file.pngs.size());
-    for (const std::string& png : file.pngs) {
-        parcel.putText(png);
-    }
+    parcel.putTexts(file.pngs);
     return parcel.take();
 }
 
@@ -71,9 +68,7 @@ ShownFile shownFileOfParcel(const std::string& bytes) {
     file.isOpen = parcel.get<bool>();
     file.number = parcel.get<long>();
     file.error = parcel.getText();
-    for (auto count = parcel.get<std::size_t>(); count > 0; --count) {
-        file.pngs.push_back(parcel.getText());
-    }
+    file.pngs = parcel.getTexts();
     return file;
 }
 

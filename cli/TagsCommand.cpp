@@ -50,7 +50,8 @@ Value readRun(velmora::Host& host, const std::string& file, const TagsOptions& o
                            : host.call("ReadMetadataIntTags", {file, Store::of(std::move(numbers))});
 }
 
-Store readEach(velmora::Host& host, const std::string& file, const TagsOptions& options) {
+/// The tags in the order in which they were given.
+Store readChosen(velmora::Host& host, const std::string& file, const TagsOptions& options) {
     Store all = Store::empty();
     for (std::size_t tag = 0; tag < options.tags.size();) {
         const Value found = readRun(host, file, options, tag);
@@ -65,7 +66,7 @@ Store readEach(velmora::Host& host, const std::string& file, const TagsOptions& 
 Store readTags(velmora::Host& host, const std::string& file, const TagsOptions& options) {
     Store tags =
         !options.tags.empty()
-            ? readEach(host, file, options)
+            ? readChosen(host, file, options)
             : std::get<Store>(host.call("ReadAllMetadata", {file, Store::ofTexts(options.excluded), options.validate}));
     host.call("CloseReader", {file});
     return tags;
@@ -179,13 +180,13 @@ void checkKeywords(velmora::Host& host, const TagsOptions& options) {
     }
 }
 
-/// The files below patients, studies and series.
-void putFiles(ParcelWriter& parcel, velmora::StoreView level) {
+/// Appends the files below patients, studies and series.
+void collectFiles(velmora::StoreView level, std::vector<std::string>& files) {
     for (const velmora::NodeView node : level) {
         if (node.type() == VType_DataStore) {
-            putFiles(parcel, velmora::StoreView(node.cell().dataStore));
+            collectFiles(velmora::StoreView(node.cell().dataStore), files);
         } else {
-            parcel.putText(node.cell().utf8String);
+            files.emplace_back(node.cell().utf8String);
         }
     }
 }
@@ -196,20 +197,17 @@ std::vector<std::string> filesOf(Session& session, const TagsOptions& options, c
                                  const Medium& medium) {
     const auto read = [&] {
         checkKeywords(session.host(), options);
+        const Value structure =
+            session.host().call("ReadDICOMDIRStructure", {medium.dicomdir(), ".*", ".*", options.series, true});
+        std::vector<std::string> files;
+        collectFiles(structure.get<Store>().view(), files);
         ParcelWriter parcel;
-        putFiles(parcel, session.host()
-                             .call("ReadDICOMDIRStructure", {medium.dicomdir(), ".*", ".*", options.series, true})
-                             .get<Store>()
-                             .view());
+        parcel.putTexts(files);
         return parcel.take();
     };
     try {
         const std::string paths = options.jobs.readAlone(place, read);
-        std::vector<std::string> files;
-        for (ParcelReader parcel(paths); !parcel.isEmpty();) {
-            files.push_back(parcel.getText());
-        }
-        return files;
+        return ParcelReader(paths).getTexts();
     } catch (const FileError& error) {
         throw FileError(medium.userText(error.what()));
     }

@@ -59,10 +59,7 @@ std::string toParcel(const std::vector<SeriesFiles>& all) {
         parcel.put(series.patientIndex);
         parcel.put(series.studyIndex);
         parcel.put(series.repetition);
-        parcel.put(series.files.size());
-        for (const std::string& file : series.files) {
-            parcel.putText(file);
-        }
+        parcel.putTexts(series.files);
     }
     return parcel.take();
 }
@@ -78,9 +75,7 @@ std::vector<SeriesFiles> seriesOfParcel(const std::string& bytes) {
         series.patientIndex = parcel.get<std::size_t>();
         series.studyIndex = parcel.get<std::size_t>();
         series.repetition = parcel.get<std::size_t>();
-        for (auto files = parcel.get<std::size_t>(); files > 0; --files) {
-            series.files.push_back(parcel.getText());
-        }
+        series.files = parcel.getTexts();
         all.push_back(std::move(series));
     }
     return all;
