@@ -31,12 +31,20 @@ if samples=$("$here/samples.sh" 2>/dev/null); then
     done
 fi
 
+# Sets `spent` to the processor seconds of all children so far; `times` in a subshell would know of none.
+look_at_times() {
+    times >"$memory/times"
+    spent=$(tail -n 1 "$memory/times" | tr -d s | awk -F'[m ]' '{ printf "%d", 60 * $1 + $2 + 60 * $3 + $4 }')
+}
+
 total=0
 for target in "${targets[@]}"; do
     corpus=$build/corpus/$target
     mkdir -p "$corpus"
     runs=0
     found=0
+    look_at_times
+    before=$spent
     end=$((SECONDS + seconds))
     # A finding ends libFuzzer; it is started again for the time that is left.
     while [ $SECONDS -lt $end ]; do
@@ -54,7 +62,9 @@ for target in "${targets[@]}"; do
         cp "$log" "$build/findings/$target-$found-$(date +%H%M%S).log"
     done
     coverage=$(grep -oE 'cov: [0-9]+ ft: [0-9]+' "$log" | tail -n 1)
-    printf '%-10s %9d executions in %d s, %s, findings: %d\n' "$target" "$runs" "$seconds" "$coverage" "$found"
+    look_at_times
+    printf '%-10s %9d executions in %d s, %d s of processor time, %s, findings: %d\n' \
+        "$target" "$runs" "$seconds" "$((spent - before))" "$coverage" "$found"
     total=$((total + found))
 done
 [ $total -eq 0 ] || { echo "Findings are in $build/findings." >&2; exit 1; }
