@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include "DicomFiles.h"
 #include "HostTest.h"
 #include "ImageFiles.h"
@@ -15,7 +17,8 @@ using testing::ElementsAre;
 namespace {
 
 /// Attributes of one overlay plane of 2 x 3 pixels whose bits are the low ones of a word.
-void putOverlay(DcmDataset& dataset, Uint16 group, Uint16 bits, const char* frames = nullptr) {
+void putOverlay(DcmDataset& dataset, Uint16 group, Uint16 bits, const char* frames = nullptr,
+                std::array<Sint16, 2> origin = {1, 1}) {
     dataset.putAndInsertUint16(DcmTag(group, 0x0010, EVR_US), 2);
     dataset.putAndInsertUint16(DcmTag(group, 0x0011, EVR_US), 3);
     if (frames != nullptr) {
@@ -23,8 +26,7 @@ void putOverlay(DcmDataset& dataset, Uint16 group, Uint16 bits, const char* fram
         dataset.putAndInsertUint16(DcmTag(group, 0x0051, EVR_US), 1);
     }
     dataset.putAndInsertString(DcmTag(group, 0x0040, EVR_CS), "G");
-    const Sint16 origin[] = {1, 1};
-    dataset.putAndInsertSint16Array(DcmTag(group, 0x0050, EVR_SS), origin, 2);
+    dataset.putAndInsertSint16Array(DcmTag(group, 0x0050, EVR_SS), origin.data(), 2);
     dataset.putAndInsertUint16(DcmTag(group, 0x0100, EVR_US), 1);
     dataset.putAndInsertUint16(DcmTag(group, 0x0102, EVR_US), 0);
     const Uint16 words[] = {bits};
@@ -142,6 +144,29 @@ TEST_F(OverlayWords, AreUnpackedLowestBitFirst) {
     EXPECT_THAT(pixels, ElementsAre(1, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0));
     const auto small = radvex::readOverlayDataBuffer(words, 2, {2, 2});
     EXPECT_EQ(small.getSize(), 4) << "words beyond the array are left out";
+}
+
+// Of their part inside the image DCMTK computes a width near 2^32; of those above or left of it, it reads no bits.
+TEST_F(Overlays, OutsideTheImageKeepTheirSize) {
+    struct Case {
+        std::array<Sint16, 2> origin{};
+        bool isAboveOrLeft = false;
+    };
+    constexpr Sint16 kFar = 32767;
+    for (const Case& plane : {Case{{1, 100}}, Case{{100, 1}}, Case{{kFar, kFar}}, Case{{-kFar, -kFar}, true},
+                              Case{{1, -100}, true}, Case{{-100, 1}, true}, Case{{0, 0}}, Case{{3, 4}}}) {
+        SCOPED_TRACE(testing::PrintToString(plane.origin));
+        const auto path =
+            write([&](DcmDataset& dataset) { putOverlay(dataset, 0x6000, 0b100101, nullptr, plane.origin); });
+        const std::vector<int> bits = plane.isAboveOrLeft ? std::vector<int>(6) : std::vector<int>{1, 0, 1, 0, 0, 1};
+        const Value planes = call("ReadOverlays", {path});
+        ASSERT_EQ(planes.get<Store>().size(), 1U);
+        EXPECT_EQ(bitsOf(*(*planes.get<Store>().begin()).cell().image), bits);
+        EXPECT_EQ(bitsOf(call("ReadOverlay", {path}).get<Image>().info()), bits);
+        const Tensor scaling(std::vector<vint>{2}, std::vector<double>{0.0, 0.0});
+        EXPECT_EQ(codeOf("ReadImage", {path, 0, 0, scaling, true, 1}), 0) << "burnt in where it meets the image";
+        call("ClearCache");
+    }
 }
 
 TEST_F(Overlays, APlaneWhoseSizeOverflowsIsNotOpened) {
