@@ -43,7 +43,8 @@ std::vector<FileMetadata> readAllMetadata(const SeriesReading& reading, const Se
     std::string reason;
     for (const std::string& path : series.files) {
         try {
-            files.emplace_back(reading.session.host(), path, reading.medium.userPath(path));
+            files.emplace_back(reading.session.host(), path, reading.medium.userPath(path),
+                               FileMetadata::Extent::places);
             reading.session.host().call("CloseReader", {path});
         } catch (const velmora::LibraryError& error) {
             dropped.push_back(reading.medium.userPath(path));

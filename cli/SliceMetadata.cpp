@@ -11,29 +11,34 @@ using velmora::StoreView;
 
 namespace {
 
-const velmora::Value& keywords() {
-    static const velmora::Value names = Store::ofTexts({"SOPClassUID",
-                                                        "SeriesNumber",
-                                                        "InstanceNumber",
-                                                        "ImagePositionPatient",
-                                                        "ImageOrientationPatient",
-                                                        "PixelSpacing",
-                                                        "SliceThickness",
-                                                        "SpacingBetweenSlices",
-                                                        "SamplesPerPixel",
-                                                        "PhotometricInterpretation",
-                                                        "NumberOfFrames",
-                                                        "Rows",
-                                                        "Columns",
-                                                        "BitsAllocated",
-                                                        "BitsStored",
-                                                        "PixelRepresentation",
-                                                        "RescaleSlope",
-                                                        "RescaleIntercept",
-                                                        "ModalityLUTSequence",
-                                                        "SharedFunctionalGroupsSequence",
-                                                        "PerFrameFunctionalGroupsSequence"});
-    return names;
+/// Attributes that tell where slices lie. Reading them decompresses no pixels.
+const std::vector<std::string> kOfPlaces{"SOPClassUID",
+                                         "SeriesNumber",
+                                         "InstanceNumber",
+                                         "ImagePositionPatient",
+                                         "ImageOrientationPatient",
+                                         "PixelSpacing",
+                                         "SliceThickness",
+                                         "SpacingBetweenSlices",
+                                         "NumberOfFrames",
+                                         "Rows",
+                                         "Columns",
+                                         "SharedFunctionalGroupsSequence",
+                                         "PerFrameFunctionalGroupsSequence"};
+
+/// Attributes that tell what their numbers mean.
+const std::vector<std::string> kOfValues{"SamplesPerPixel",  "PhotometricInterpretation", "BitsAllocated",
+                                         "BitsStored",       "PixelRepresentation",       "RescaleSlope",
+                                         "RescaleIntercept", "ModalityLUTSequence"};
+
+const velmora::Value& keywordsOf(FileMetadata::Extent extent) {
+    static const velmora::Value places = Store::ofTexts(kOfPlaces);
+    static const velmora::Value all = [] {
+        auto names = kOfPlaces;
+        names.insert(names.end(), kOfValues.begin(), kOfValues.end());
+        return Store::ofTexts(names);
+    }();
+    return extent == FileMetadata::Extent::places ? places : all;
 }
 
 /// Attributes of one level, by keyword. An absent one is empty text, -1 or an empty store.
@@ -187,8 +192,8 @@ Attributes attributesOf(const velmora::Value& found) { return Attributes(found.g
 
 } // namespace
 
-FileMetadata::FileMetadata(velmora::Host& host, const std::string& path, std::string name)
-    : mFound(host.call("ReadMetadata", {path, keywords(), false})), mName(std::move(name)) {
+FileMetadata::FileMetadata(velmora::Host& host, const std::string& path, std::string name, Extent extent)
+    : mFound(host.call("ReadMetadata", {path, keywordsOf(extent), false})), mName(std::move(name)) {
     const Attributes file = attributesOf(mFound);
     mRows = file.integer("Rows");
     mColumns = file.integer("Columns");

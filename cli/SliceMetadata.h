@@ -12,11 +12,16 @@ namespace radvex::cli {
 /// What one file says about itself and its slices, of which each frame is one.
 class FileMetadata {
   public:
+    enum class Extent {
+        places, ///< where its slices lie; no colour and no rules
+        all
+    };
+
     /// Reads it through ReadMetadata.
     /// @param path  as the library takes it
     /// @param name  of the file, as the user knows it
     /// @throws LibraryError
-    FileMetadata(velmora::Host& host, const std::string& path, std::string name);
+    FileMetadata(velmora::Host& host, const std::string& path, std::string name, Extent extent = Extent::all);
 
     const std::string& name() const { return mName; }
     vint rows() const { return mRows; }

@@ -126,6 +126,20 @@ JpegSegments segmentsOf(DcmPixelData& pixels, E_TransferSyntax syntax) {
     return segments;
 }
 
+/// Decoders count the frames that are there; of one frame that is there is one.
+bool saysOneFrame(DcmDataset& dataset) {
+    OFString frames;
+    const bool isThere = dataset.tagExists(DCM_NumberOfFrames, OFFalse) == OFTrue;
+    return !isThere || (dataset.findAndGetOFStringArray(DCM_NumberOfFrames, frames, OFFalse).good() && frames == "1");
+}
+
+bool holdsPixels(DcmDataset& dataset, const DcmTagKey& key) {
+    DcmElement* element = nullptr;
+    DcmStack stack;
+    return dataset.findAndGetElement(key, element, OFFalse, OFFalse).good() && !element->isLeaf() &&
+           element->search(DCM_PixelData, stack, ESM_fromHere, OFTrue).good();
+}
+
 bool misleadsTheDecoder(DcmItem& item, DcmPixelData& pixels, E_TransferSyntax syntax) {
     constexpr double kMostPacked = 1000.0;      // an empty JPEG-LS frame packs better, but does not come to much
     constexpr double kMostDecoded = 0xFFFFFFFE; // DCMTK counts all frames in 32 bits, and writes behind what that gives
@@ -157,6 +171,22 @@ bool misleadsTheDecoder(DcmDataset& dataset) {
         }
     }
     return false;
+}
+
+bool isChangedByDecoding(DcmDataset& dataset, const DcmTagKey& key) {
+    constexpr Uint16 kOverlayGroups = 0x6000;
+    constexpr Uint16 kLastOverlayGroup = 0x60FF;
+    const DcmTagKey written[] = {
+        DCM_SamplesPerPixel, DCM_PhotometricInterpretation, DCM_PlanarConfiguration, DCM_BitsAllocated, DCM_BitsStored,
+        DCM_HighBit,         DCM_LossyImageCompression};
+    if (!DcmXfer(dataset.getCurrentXfer()).isEncapsulated()) {
+        return false;
+    }
+    if (key == DCM_NumberOfFrames) {
+        return !saysOneFrame(dataset);
+    }
+    return key == DCM_PixelData || (key.getGroup() >= kOverlayGroups && key.getGroup() <= kLastOverlayGroup) ||
+           std::find(std::begin(written), std::end(written), key) != std::end(written) || holdsPixels(dataset, key);
 }
 
 } // namespace radvex

@@ -14,4 +14,9 @@ namespace radvex {
 ///  - reads beyond a table of its own: JPEG codes for differences of more than 16 bits.
 bool misleadsTheDecoder(DcmDataset& dataset);
 
+/// True when an attribute of compressed pixels may be another one once they are decoded: those that DCMTK's decoders
+/// write, sequences whose items have pixels of their own, pixels and overlays. Of an attribute that the dataset does
+/// not have too, if decoders make it.
+bool isChangedByDecoding(DcmDataset& dataset, const DcmTagKey& key);
+
 } // namespace radvex

@@ -37,6 +37,7 @@ ResultList DcmFileReader::readFields(NameList& fields, const InfoTable& table,
         if (known == table.end()) {
             GTU::ErrorManager::throwException("InvalidTagName", field);
         }
+        decompressFor(known->second);
         DcmElement* element = nullptr;
         if (dataset->findAndGetElement(known->second, element, OFFalse, OFFalse).good()) {
             saveDcmElementToDataList(result, element, true, true, false);
@@ -56,6 +57,7 @@ int DcmFileReader::getInstanceNumber() const {
 }
 
 int DcmFileReader::getFrameCount() const {
+    decompressFor(DCM_NumberOfFrames);
     long count = 0;
     (void)dataset->findAndGetLongInt(DCM_NumberOfFrames, count, 0, OFFalse);
     return static_cast<int>(count);

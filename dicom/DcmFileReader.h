@@ -19,7 +19,7 @@ using ArrayList = GTU::DataList<GTU::VArgumentType::NumericArray, GTU::Passing::
 class DcmFileReader : public DcmReader {
   public:
     /// As DcmReader's. @throws GantryError  PathNotValidated (path), OpenFileError (path, reason)
-    explicit DcmFileReader(const std::string& path) : DcmReader(path) { normalise(); }
+    explicit DcmFileReader(const std::string& path) : DcmReader(path) { convertTexts(); }
 
     /// Fields by the keys of PATIENT_INFO_MAP, STUDY_INFO_MAP or SERIES_INFO_MAP, each under its attribute's own key. A
     /// file that does not pass the filter gives an empty list, an attribute that it does not have no node.

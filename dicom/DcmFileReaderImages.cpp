@@ -53,6 +53,7 @@ GenericArray toHostsReals(GenericArray array, vint type) {
 
 std::unique_ptr<DicomImage> DcmFileReader::openDicomImage(const ImageOpenOptions& options,
                                                           PixelsAfterwards afterwards) const {
+    decompress();
     // A file without it is unsigned. It stays in the dataset; status ignored, since DCMTK says what it misses.
     (void)dataset->putAndInsertUint16(DcmTag(DCM_PixelRepresentation), 0, 0, OFFalse);
     if (promisesTooManyPixels(*dataset) || misleadsTheRenderer(*dataset) || misleadsTheDecoder(*dataset)) {

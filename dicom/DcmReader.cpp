@@ -25,16 +25,11 @@ DcmReader::DcmReader(const std::string& path) : filePath(path), mLaterReads(std:
     dataset = fileFormat.getDataset();
 }
 
-void DcmReader::normalise() const {
-    if (isNormalised) {
+void DcmReader::convertTexts() const {
+    if (mHasConvertedTexts) {
         return;
     }
-    isNormalised = true;
-    endJpegLsFrames(*dataset);
-    // Without a usable decoder the file still opens; that shows only when pixels are read.
-    if (!misleadsTheDecoder(*dataset)) {
-        (void)dataset->chooseRepresentation(EXS_LittleEndianImplicit, nullptr);
-    }
+    mHasConvertedTexts = true;
     // A character set that cannot be converted leaves its bytes as they are; but not one that could be with more
     // memory.
     const MemoryWatch memory;
@@ -44,6 +39,25 @@ void DcmReader::normalise() const {
     }
     memory.require();
     requireWhole();
+}
+
+void DcmReader::decompress() const {
+    if (mIsDecompressed) {
+        return;
+    }
+    mIsDecompressed = true;
+    endJpegLsFrames(*dataset);
+    // Without a usable decoder the file is readable all the same, but for its pixels.
+    if (!misleadsTheDecoder(*dataset)) {
+        (void)dataset->chooseRepresentation(EXS_LittleEndianImplicit, nullptr);
+    }
+    requireWhole();
+}
+
+void DcmReader::decompressFor(const DcmTagKey& key) const {
+    if (!mIsDecompressed && isChangedByDecoding(*dataset, key)) {
+        decompress();
+    }
 }
 
 bool DcmReader::isWhole() const { return mLaterReads->failure.empty(); }

@@ -15,8 +15,8 @@ using NameList = GTU::DataList<GTU::VArgumentType::UTF8String, GTU::Passing::Aut
 /// Tags by number: group and element as hexadecimal text.
 using TagNumbers = std::vector<std::pair<std::string, std::string>>;
 
-/// An opened DICOM file held in memory: decompressed if a codec allows, its strings in UTF-8 if its character set
-/// allows, before anything is read from it. There is no half-open reader.
+/// An opened DICOM file held in memory: to whoever reads it, it is decompressed if a codec allows, and its strings are
+/// in UTF-8 if its character set allows. There is no half-open reader.
 class DcmReader {
   public:
     /// Opens and loads a file. Values over 4096 bytes stay in the file until they are first asked for.
@@ -63,10 +63,16 @@ class DcmReader {
     static ResultList getGroupElemNumber(const std::string& keyword);
 
   protected:
-    /// Decompresses the file if a codec allows and makes its strings UTF-8 if its character set allows: at once for an
-    /// image; for a directory, whose own attributes are hardly ever asked for, before they are read.
+    /// Makes the strings UTF-8 if the character set allows: at once for an image; for a directory, whose own attributes
+    /// are hardly ever asked for, before they are read.
     /// @throws std::bad_alloc  there is not enough memory to convert the strings; the reader is not whole any more
-    void normalise() const;
+    void convertTexts() const;
+
+    /// Decompresses the pixels if a codec allows. To be called before anything is read that this may change; most
+    /// attributes are none of that, and come without the time that it takes.
+    void decompress() const;
+    /// The same where the attribute is one that it may change.
+    void decompressFor(const DcmTagKey& key) const;
 
     /// To be called before anything that was read is given away.
     /// @throws GantryError  OpenFileError (path, reason) when a value could not be read from the file
@@ -75,9 +81,10 @@ class DcmReader {
     std::string filePath;               ///< as the caller gave it
     mutable DcmFileFormat fileFormat{}; ///< DCMTK's getters are not const
     DcmDataset* dataset = nullptr;      ///< the dataset of fileFormat
-    mutable bool isNormalised = false;
 
   private:
+    mutable bool mHasConvertedTexts = false;
+    mutable bool mIsDecompressed = false;
     std::shared_ptr<LaterReads> mLaterReads;
 };
 

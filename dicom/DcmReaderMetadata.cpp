@@ -36,11 +36,12 @@ void addText(ResultList& list, const std::string& text) {
 } // namespace
 
 ResultList DcmReader::readMetadata(const std::vector<std::string>& names, bool validate) const {
-    normalise();
+    convertTexts();
     const MemoryWatch memory; // a value for which there is none would be left out
     ResultList result;
     for (const std::string& name : names) {
         const DcmTagKey key = getTagKey(GeneralInfoMap, name);
+        decompressFor(key);
         DcmElement* element = findValidElement(dataset, key, validate);
         if (element == nullptr) {
             continue;
@@ -59,11 +60,12 @@ ResultList DcmReader::readMetadata(const std::vector<std::string>& names, bool v
 }
 
 ResultList DcmReader::readMetadataIntTags(const TagNumbers& tags, bool validate) const {
-    normalise();
+    convertTexts();
     const MemoryWatch memory; // a value for which there is none would be left out
     ResultList result;
     for (const auto& numbers : tags) {
         const DcmTag tag = tagOf(numbers);
+        decompressFor(tag);
         DcmElement* element = findValidElement(dataset, tag, validate);
         if (element == nullptr) {
             continue;
@@ -83,7 +85,8 @@ ResultList DcmReader::readMetadataIntTags(const TagNumbers& tags, bool validate)
 }
 
 ResultList DcmReader::readAllMetadataExcept(const std::vector<std::string>& names, bool validate) const {
-    normalise();
+    convertTexts();
+    decompress();
     const std::pair<std::string, DcmTagKey> graphics[] = {{kPixelData, DCM_PixelData},
                                                           {kOverlayData, DcmTagKey(0x6000, 0x3000)}};
     const MemoryWatch memory;
