@@ -17,18 +17,24 @@ namespace radvex {
 
 namespace {
 
-/// Looks at the marker segments of JPEG streams (ISO/IEC 10918-1 B.1) in fragments that follow each other, segments
-/// that are cut in two included. Every place that looks like a segment counts, since a broken stream may be read from
-/// anywhere; in compressed data the two bytes that open one do not occur.
+/// Looks at the marker segments of JPEG streams (ISO/IEC 10918-1 B.1) in fragments that follow each other, as a decoder
+/// comes by them: from segment to segment, and through compressed data, in which the two bytes that open one do not
+/// occur. Behind a segment that its fragment does not hold whole, every place counts that looks like one: a decoder may
+/// go on from anywhere there.
 class JpegSegments {
   public:
     /// The most memory that a frame asks for, in bytes: its coefficients, two bytes each.
     double largestFrame() const { return mLargestFrame; }
-    /// A table codes differences of more than 16 bits, for which DCMTK reads beyond a table of its own.
+    /// A table codes differences of more than 16 bits, or has a number over 3: DCMTK leaves a table of its own for
+    /// those.
     bool hasImpossibleTable() const { return mHasImpossibleTable; }
 
     void add(const Uint8* bytes, std::size_t count) {
-        mWindow.insert(mWindow.end(), bytes, bytes + count);
+        Bytes rest(bytes, count);
+        if (!mIsCut) {
+            rest = rest.subspan(walk(rest));
+        }
+        mWindow.insert(mWindow.end(), rest.begin(), rest.end());
         if (mWindow.size() > kWindow) {
             scan();
         }
@@ -41,6 +47,51 @@ class JpegSegments {
     static constexpr Uint8 kMarker = 0xFF;
     static constexpr std::size_t kLongestSegment = 2 + 0xFFFF;
     static constexpr std::size_t kWindow = std::size_t{1} << 20;
+
+    /// Kinds of segments by the second byte of their marker (table B.1).
+    static bool isTablesOrFrame(Uint8 kind) {
+        constexpr Uint8 kReserved = 0xC8;
+        constexpr Uint8 kArithmeticConditions = 0xCC;
+        return kind >= 0xC0 && kind <= 0xCF && kind != kReserved && kind != kArithmeticConditions;
+    }
+    static bool hasLength(Uint8 kind) {
+        constexpr Uint8 kArithmeticConditions = 0xCC;
+        constexpr Uint8 kComment = 0xFE;
+        return isTablesOrFrame(kind) || kind == kArithmeticConditions || (kind >= 0xDA && kind <= 0xDD) ||
+               (kind >= 0xE0 && kind <= 0xEF) || kind == kComment;
+    }
+
+    /// Goes through a fragment. @return its size, or the place of the first segment that it does not hold whole
+    std::size_t walk(Bytes fragment) {
+        std::size_t place = 0;
+        while (place < fragment.size()) {
+            const void* found = std::memchr(fragment.data() + place, kMarker, fragment.size() - place);
+            if (found == nullptr) {
+                break;
+            }
+            place = static_cast<std::size_t>(static_cast<const Uint8*>(found) - fragment.data());
+            const Bytes rest = fragment.subspan(place);
+            if (rest.size() >= 2 && rest[1] == kMarker) { // may be repeated in front of a marker
+                ++place;
+            } else if (rest.size() >= 2 && !hasLength(rest[1])) {
+                place += 2;
+            } else if (const std::size_t length = lengthOf(rest); length > 0) {
+                look(rest);
+                place += 2 + length;
+            } else {
+                mIsCut = true;
+                return place;
+            }
+        }
+        return fragment.size();
+    }
+
+    /// Of a segment behind its marker; 0 when it is not there whole.
+    static std::size_t lengthOf(Bytes rest) {
+        constexpr std::size_t kHeader = 4; // marker and length, which counts itself
+        const std::size_t length = rest.size() < kHeader ? 0 : static_cast<std::size_t>(rest[2]) << 8 | rest[3];
+        return length < 2 || rest.size() - 2 < length ? 0 : length;
+    }
 
     void scan() {
         const Bytes window(mWindow);
@@ -60,19 +111,12 @@ class JpegSegments {
     }
 
     void look(Bytes rest) {
-        constexpr std::size_t kHeader = 4; // marker and length, which counts itself
         constexpr Uint8 kTables = 0xC4;
-        constexpr Uint8 kReserved = 0xC8;
-        constexpr Uint8 kArithmeticConditions = 0xCC;
-        if (rest.size() < kHeader || rest[1] < 0xC0 || rest[1] > 0xCF || rest[1] == kReserved ||
-            rest[1] == kArithmeticConditions) {
+        const std::size_t length = lengthOf(rest);
+        if (length == 0 || !isTablesOrFrame(rest[1])) {
             return;
         }
-        const std::size_t length = static_cast<std::size_t>(rest[2]) << 8 | rest[3];
-        if (length < 2 || rest.size() - 2 < length) {
-            return;
-        }
-        const Bytes content = rest.subspan(kHeader, length - 2);
+        const Bytes content = rest.subspan(4, length - 2);
         rest[1] == kTables ? lookAtTables(content) : lookAtFrame(content);
     }
 
@@ -90,19 +134,22 @@ class JpegSegments {
         constexpr std::size_t kCounts = 17;
         constexpr Uint8 kForCoefficients = 0x10;
         constexpr Uint8 kMostBits = 16;
+        constexpr Uint8 kLastNumber = 3;
         while (content.size() >= kCounts) {
             const std::size_t codes = std::accumulate(content.begin() + 1, content.begin() + kCounts, std::size_t{0});
             if (codes > content.size() - kCounts) {
                 return;
             }
             const Bytes values = content.subspan(kCounts, codes);
-            mHasImpossibleTable = mHasImpossibleTable || ((content[0] & kForCoefficients) == 0 &&
-                                                          std::any_of(values.begin(), values.end(),
-                                                                      [](Uint8 bits) { return bits > kMostBits; }));
+            const bool isForCoefficients = (content[0] & kForCoefficients) != 0;
+            const bool isTooWide = !isForCoefficients && std::any_of(values.begin(), values.end(),
+                                                                     [](Uint8 bits) { return bits > kMostBits; });
+            mHasImpossibleTable = mHasImpossibleTable || isTooWide || (content[0] & ~kForCoefficients) > kLastNumber;
             content = content.subspan(kCounts + codes);
         }
     }
 
+    bool mIsCut = false; ///< a segment was not held whole by its fragment
     double mLargestFrame = 0;
     bool mHasImpossibleTable = false;
     std::vector<Uint8> mWindow{};

@@ -11,7 +11,7 @@ namespace radvex {
 ///  hold,
 ///    or, for a JPEG frame that has a size of its own, than their attributes promise;
 ///  - counts them in 32 bits and writes beyond a buffer that came out too small: more than 4 GiB in all;
-///  - reads beyond a table of its own: JPEG codes for differences of more than 16 bits.
+///  - leaves a table of its own: JPEG codes for differences of more than 16 bits, tables with a number over 3.
 bool misleadsTheDecoder(DcmDataset& dataset);
 
 /// True when an attribute of compressed pixels may be another one once they are decoded: those that DCMTK's decoders

@@ -51,7 +51,7 @@ for target in "${targets[@]}"; do
         log=$memory/log
         status=0
         # 256 MiB may be promised by a header and be zero; some of it is converted to four times as much.
-        "$build/fuzz/fuzz-$target" -max_total_time=$((end - SECONDS)) -timeout=10 -rss_limit_mb=3072 \
+        "$build/fuzz/fuzz-$target" -max_total_time=$((end - SECONDS)) -timeout=30 -rss_limit_mb=3072 \
             -malloc_limit_mb=1100 -max_len=16384 -dict="$build/seeds/dictionary.txt" -print_final_stats=1 \
             -close_fd_mask=1 -artifact_prefix="$build/findings/$target-" "$corpus" "$build/seeds/$target" \
             >"$log" 2>&1 || status=$?

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <functional>
 
 #include "DicomFiles.h"
 #include "HostTest.h"
@@ -50,10 +51,10 @@ std::vector<Uint8> shortFrame() {
     return bytes;
 }
 
-/// One frame of three gigabytes, or one of twelve pixels.
+/// One frame of two gigabytes, or one of twelve pixels.
 void putShape(DcmItem& item, bool isHuge) {
     item.putAndInsertUint16(DCM_Rows, isHuge ? 50000 : 3);
-    item.putAndInsertUint16(DCM_Columns, isHuge ? 60000 : 4);
+    item.putAndInsertUint16(DCM_Columns, isHuge ? 40000 : 4);
     item.putAndInsertUint16(DCM_SamplesPerPixel, 1);
     item.putAndInsertUint16(DCM_BitsAllocated, 8);
     item.putAndInsertUint16(DCM_BitsStored, 8);
@@ -89,10 +90,46 @@ class PromisedPixels : public LibraryTest {
         copy.replace(place + behind, bytes.size(), bytes);
         return folder.write("b" + std::to_string(++mCopies) + ".dcm", copy);
     }
+    /// A copy whose only fragment has become others.
+    std::string withFragments(const std::string& path,
+                              const std::function<std::vector<std::string>(const std::string&)>& change) {
+        DcmFileFormat file;
+        EXPECT_TRUE(file.loadFile(path.c_str()).good());
+        DcmElement* element = nullptr;
+        EXPECT_TRUE(file.getDataset()->findAndGetElement(DCM_PixelData, element).good());
+        const E_TransferSyntax syntax = file.getDataset()->getOriginalXfer();
+        DcmPixelSequence* former = nullptr;
+        DcmPixelItem* fragment = nullptr;
+        Uint8* bytes = nullptr;
+        EXPECT_TRUE(
+            dynamic_cast<DcmPixelData&>(*element).getEncapsulatedRepresentation(syntax, nullptr, former).good());
+        EXPECT_TRUE(former->getItem(fragment, 1).good());
+        EXPECT_TRUE(fragment->getUint8Array(bytes).good());
+        auto sequence = std::make_unique<DcmPixelSequence>(DcmTag(DCM_PixelData, EVR_OB));
+        sequence->insert(new DcmPixelItem(DcmTag(DCM_Item, EVR_OB)));
+        for (const std::string& part : change({reinterpret_cast<const char*>(bytes), fragment->getLength()})) {
+            auto item = std::make_unique<DcmPixelItem>(DcmTag(DCM_Item, EVR_OB));
+            item->putUint8Array(reinterpret_cast<const Uint8*>(part.data()), part.size());
+            sequence->insert(item.release());
+        }
+        auto pixels = std::make_unique<DcmPixelData>(DCM_PixelData);
+        pixels->putOriginalRepresentation(syntax, nullptr, sequence.release());
+        EXPECT_TRUE(file.getDataset()->insert(pixels.release(), OFTrue).good());
+        const std::string copy = folder.file("b" + std::to_string(++mCopies) + ".dcm");
+        EXPECT_TRUE(file.saveFile(copy.c_str(), syntax).good());
+        return copy;
+    }
 
     int mCopies = 0;
     TemporaryFolder folder{};
 };
+
+/// A Huffman table for one difference of 17 bits.
+std::string impossibleTable() {
+    std::string table("\xFF\xC4\x00\x14\x00", 5);
+    table += '\1' + std::string(15, '\0') + '\x11';
+    return table;
+}
 
 } // namespace
 
@@ -148,6 +185,42 @@ TEST_F(PromisedPixels, AJpegTableForDifferencesOfMoreThanSixteenBitsIsNotUsed) {
     EXPECT_EQ(codeOf("ReadIntermediatePixelData", {sixteen, 1, 0}), 0);
     const auto more = patched(path, "\xFF\xC4", firstValue, "\x11");
     EXPECT_NE(codeOf("ReadIntermediatePixelData", {more, 1, 0}), 0);
+}
+
+TEST_F(PromisedPixels, SuchATableIsFoundWhereverADecoderComesByIt) {
+    const auto path = writeLossyJpeg(EXS_JPEGProcess1);
+    const auto code = [&](const std::function<std::vector<std::string>(const std::string&)>& change) {
+        return codeOf("ReadIntermediatePixelData", {withFragments(path, change), 1, 0});
+    };
+    EXPECT_NE(code([](const std::string& stream) -> std::vector<std::string> {
+                  return {stream.substr(0, 2) + impossibleTable() + stream.substr(2)};
+              }),
+              0);
+    const std::string pair = "\xFF\xFF";
+    EXPECT_NE(code([&](const std::string& stream) -> std::vector<std::string> {
+                  return {stream.substr(0, 2) + pair + impossibleTable() + stream.substr(2)};
+              }),
+              0)
+        << "behind filling";
+    for (std::size_t cut = 1; cut < impossibleTable().size(); ++cut) {
+        EXPECT_NE(code([&](const std::string& stream) -> std::vector<std::string> {
+                      const std::string begin = stream.substr(0, 2) + impossibleTable();
+                      return {begin.substr(0, 2 + cut), begin.substr(2 + cut) + stream.substr(2)};
+                  }),
+                  0)
+            << "in two fragments, " << cut;
+    }
+}
+
+TEST_F(PromisedPixels, BytesOfAnApplicationAreNotTakenForATable) {
+    const auto path = writeLossyJpeg(EXS_JPEGProcess1);
+    const auto withProfile = withFragments(path, [](const std::string& stream) -> std::vector<std::string> {
+        const std::string profile =
+            impossibleTable() + std::string("\xFF\xC2\x00\x0B\x08\xFF\xFF\xFF\xFF\x01\0\0\0", 13);
+        const char length[] = {'\0', static_cast<char>(2 + profile.size())};
+        return {stream.substr(0, 2) + "\xFF\xE2" + std::string(length, 2) + profile + stream.substr(2)};
+    });
+    EXPECT_EQ(codeOf("ReadIntermediatePixelData", {withProfile, 1, 0}), 0);
 }
 
 TEST_F(PromisedPixels, ATableOfJpegQuantizationIsNotTakenForAHeader) {
