@@ -16,9 +16,11 @@ constexpr const char* kVariable = "GLIBC_TUNABLES";
 constexpr const char* kSettings = "glibc.malloc.hugetlb=1:glibc.malloc.mmap_threshold=33554432:"
                                   "glibc.malloc.trim_threshold=536870912:glibc.malloc.top_pad=16777216";
 
-/// Whether the command goes through the pixels of one file after the other.
+/// Whether the command goes through the pixels of one file after the other. Those that hold all their pixels at once,
+/// once each, are better off without: where a hypervisor has to find the memory first, huge pages took three times the
+/// time.
 bool reusesLargeBuffers(char** arguments) {
-    constexpr std::array<std::string_view, 4> kCommands{"volume", "series", "image", "data"};
+    constexpr std::array<std::string_view, 2> kCommands{"volume", "series"};
     bool isOne = false;
     bool isKnown = false;
     for (char** word = arguments + 1; *word != nullptr; ++word) {
@@ -26,8 +28,6 @@ bool reusesLargeBuffers(char** arguments) {
             isKnown = true;
             isOne = std::find(kCommands.begin(), kCommands.end(), *word) != kCommands.end();
         }
-        // It holds all pixels of a series at once, once each: where a hypervisor has to find the memory first, huge
-        // pages took it twice the time.
         if (std::string_view(*word) == "--rendered") {
             return false;
         }

@@ -37,6 +37,8 @@ TEST_F(LargeHeap, IsLeftAloneByCommandsThatDoNotNeedIt) {
     for (const std::vector<std::string>& words : {std::vector<std::string>{"radvex"},
                                                   {"radvex", "--version"},
                                                   {"radvex", "tags", "volume"},
+                                                  {"radvex", "data", "a.dcm"},
+                                                  {"radvex", "image", "a.dcm"},
                                                   {"radvex", "volume", "DICOMDIR", "--rendered"}}) {
         start(words);
         EXPECT_EQ(std::getenv("GLIBC_TUNABLES"), nullptr);
@@ -58,7 +60,7 @@ TEST_F(LargeHeap, IsNotHandedOnToOtherPrograms) {
 }
 
 TEST_F(LargeHeap, TheSecondStartHasTheSameWords) {
-    const auto answer = runProcess({RADVEX_COMMAND, "image", "no such\nfile", "--frame", ""});
+    const auto answer = runProcess({RADVEX_COMMAND, "volume", "no such\nfile", "-o", "a.nrrd", "--series", ""});
     EXPECT_EQ(answer.status, 1);
     EXPECT_NE(answer.errors.find("no such\\u000Afile"), std::string::npos) << answer.errors;
 }
