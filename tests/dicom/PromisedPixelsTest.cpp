@@ -126,7 +126,7 @@ class PromisedPixels : public LibraryTest {
 
 /// A Huffman table for one difference of 17 bits.
 std::string impossibleTable() {
-    std::string table("\xFF\xC4\x00\x14\x00", 5);
+    std::string table("\xFF\xC4\x00\x14\x03", 5);
     table += '\1' + std::string(15, '\0') + '\x11';
     return table;
 }
@@ -203,12 +203,18 @@ TEST_F(PromisedPixels, SuchATableIsFoundWhereverADecoderComesByIt) {
               0)
         << "behind filling";
     for (std::size_t cut = 1; cut < impossibleTable().size(); ++cut) {
-        EXPECT_NE(code([&](const std::string& stream) -> std::vector<std::string> {
-                      const std::string begin = stream.substr(0, 2) + impossibleTable();
-                      return {begin.substr(0, 2 + cut), begin.substr(2 + cut) + stream.substr(2)};
-                  }),
-                  0)
-            << "in two fragments, " << cut;
+        const auto inTwo = [&](const std::string& table) {
+            return [&, table](const std::string& stream) -> std::vector<std::string> {
+                const std::size_t scan = stream.find("\xFF\xDA");
+                const std::string even((scan + cut) % 2, '\xFF'); // filling in front of a marker; lengths are even
+                return {stream.substr(0, scan) + even + table.substr(0, cut), table.substr(cut) + stream.substr(scan)};
+            };
+        };
+        std::string possible = impossibleTable();
+        possible[4] = '\3'; // a table that is not used
+        possible.back() = '\x10';
+        EXPECT_EQ(code(inTwo(possible)), 0) << cut;
+        EXPECT_NE(code(inTwo(impossibleTable())), 0) << "in two fragments, " << cut;
     }
 }
 
