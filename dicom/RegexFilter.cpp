@@ -15,6 +15,8 @@ namespace {
 constexpr std::size_t kMaxPatternBytes = 1024;
 /// The backtracking matcher recurses for each character and each alternative, and can take exponential time.
 constexpr std::size_t kMaxBacktrackedBytes = 256;
+/// Looks at a character before it is given up: half a second or less.
+constexpr long kMostLooks = 5'000'000;
 /// The compiler recurses for each group that is open, some 500 bytes deep.
 constexpr int kMaxOpenGroups = 64;
 
@@ -32,6 +34,41 @@ int openGroups(const std::string& pattern) {
     }
     return most;
 }
+
+/// A place in a value that counts how often it is looked at, so that a matcher does not go on for ever.
+class CountedPlace {
+  public:
+    using iterator_category = std::bidirectional_iterator_tag;
+    using value_type = char;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const char*;
+    using reference = const char&;
+
+    CountedPlace() = default;
+    CountedPlace(const char* place, long& looks) : mPlace(place), mLooks(&looks) {}
+
+    reference operator*() const {
+        if (++*mLooks > kMostLooks) {
+            throw std::regex_error(std::regex_constants::error_complexity);
+        }
+        return *mPlace;
+    }
+    CountedPlace& operator++() {
+        ++mPlace;
+        return *this;
+    }
+    CountedPlace operator++(int) { return {mPlace++, *mLooks}; }
+    CountedPlace& operator--() {
+        --mPlace;
+        return *this;
+    }
+    CountedPlace operator--(int) { return {mPlace--, *mLooks}; }
+    bool operator==(const CountedPlace& other) const { return mPlace == other.mPlace; }
+
+  private:
+    const char* mPlace = nullptr;
+    long* mLooks = nullptr;
+};
 
 } // namespace
 
@@ -58,7 +95,15 @@ bool ValuePattern::matches(const std::string& value) const {
     if (mMatchesEverything && value.find_first_of("\r\n") == std::string::npos) {
         return true; // "." matches everything but the ends of a line
     }
-    return value.size() <= mLongestValue && std::regex_match(value, mRegex);
+    if (value.size() > mLongestValue) {
+        return false;
+    }
+    if (mLongestValue == kAnyLength) {
+        return std::regex_match(value, mRegex);
+    }
+    long looks = 0;
+    return std::regex_match(CountedPlace(value.data(), looks), CountedPlace(value.data() + value.size(), looks),
+                            mRegex);
 }
 
 bool MatchingProperty::operator()(DcmItem* item) const { return pattern.matches(getItemStringArr(item, key)); }

@@ -18,11 +18,15 @@ class ValuePattern {
 
     /// Takes time polynomial in the value's length. With a back-reference no such matcher exists: then a value over
     /// 256 bytes, divided by the number of alternatives, does not match.
+    /// @throws std::regex_error  (error_complexity) when a pattern with a back-reference is not decided after five
+    ///                           million looks at characters, about a second
     bool matches(const std::string& value) const;
 
   private:
+    static constexpr auto kAnyLength = static_cast<std::size_t>(-1);
+
     bool mMatchesEverything;
-    std::size_t mLongestValue = static_cast<std::size_t>(-1); ///< that the matcher may be given
+    std::size_t mLongestValue = kAnyLength; ///< that the matcher may be given
     std::regex mRegex{};
 };
 

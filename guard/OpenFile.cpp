@@ -13,8 +13,9 @@ namespace radvex {
 
 namespace {
 
-/// No number of the system.
+// No numbers of the system.
 constexpr int kCutShort = -1;
+constexpr int kPipe = -2;
 
 } // namespace
 
@@ -30,12 +31,13 @@ OpenFile::OpenFile(const std::string& path, FileBuffers& buffers)
 
 void OpenFile::open() {
     struct stat status {};
-    // A named pipe must not even be opened: its writer would take that for the reader it waits for.
     if (stat(mPath.c_str(), &status) != 0) {
         mOpenError = errno;
         return;
     }
+    // A pipe must not even be opened: who opens it waits for its other end, and that takes it for what it waits for.
     if (!S_ISREG(status.st_mode)) {
+        mOpenError = S_ISFIFO(status.st_mode) ? kPipe : 0;
         return;
     }
     mDescriptor = ::open(mPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
@@ -50,6 +52,9 @@ OpenFile::~OpenFile() {
 }
 
 std::string OpenFile::reasonNotOpen() const {
+    if (mOpenError == kPipe) {
+        return "it is a pipe, and a file is needed";
+    }
     return mOpenError != 0 ? std::system_category().message(mOpenError) : "";
 }
 

@@ -31,7 +31,8 @@ class OpenFile {
     OpenFile& operator=(const OpenFile&) = delete;
 
     bool isOpen() const { return mDescriptor >= 0; }
-    /// Why there is no open file, in the system's words; empty when there is one, and for what is no plain file.
+    /// Why there is no open file, in the system's words; empty when there is one, and for what is no plain file but a
+    /// pipe.
     std::string reasonNotOpen() const;
     /// Bytes in the file when it was opened.
     std::uint64_t size() const { return mSize; }

@@ -47,6 +47,12 @@ TEST(ValuePattern, ABackReferenceWorksOnValuesUpTo256Bytes) {
     EXPECT_FALSE(matches("(.*)\\1", std::string(258, 'a')));
 }
 
+TEST(ValuePattern, ABackReferenceThatWouldTakeForeverIsGivenUp) {
+    EXPECT_THROW((void)matches("(a*)*(a*)*(a*)*\\1b", std::string(200, 'a')), std::regex_error);
+    EXPECT_TRUE(matches("(a*)(a*)\\1", std::string(256, 'a')));
+    EXPECT_FALSE(matches("(a*)b(a*)\\1c", std::string(256, 'a')));
+}
+
 TEST(ValuePattern, RefusesMalformedAndVeryLongPatterns) {
     EXPECT_THROW(ValuePattern("("), std::regex_error);
     EXPECT_THROW(ValuePattern("[z-a]"), std::regex_error);

@@ -97,7 +97,10 @@ TEST_F(OpenFiles, ThatAreNoPlainFilesAreNotOpened) {
         EXPECT_EQ(file.size(), 0U) << path;
         EXPECT_EQ(readAt(file, 0, 10), "") << path;
         EXPECT_FALSE(file.hasFailed()) << path;
-        EXPECT_EQ(file.reasonNotOpen(), path == pipe + "/none" ? "Not a directory" : "") << path;
+        EXPECT_EQ(file.reasonNotOpen(), path == pipe + "/none" ? "Not a directory"
+                                        : path == pipe         ? "it is a pipe, and a file is needed"
+                                                               : "")
+            << path;
     }
 }
 
