@@ -112,11 +112,13 @@ class JpegSegments {
 
     void look(Bytes rest) {
         constexpr Uint8 kTables = 0xC4;
-        const std::size_t length = lengthOf(rest);
-        if (length == 0 || !isTablesOrFrame(rest[1])) {
+        constexpr std::size_t kHeader = 4; // marker and length, which counts itself
+        if (rest.size() < kHeader || !isTablesOrFrame(rest[1])) {
             return;
         }
-        const Bytes content = rest.subspan(4, length - 2);
+        // Decoders take table after table of a segment that is not there whole.
+        const std::size_t length = std::max<std::size_t>(2, static_cast<std::size_t>(rest[2]) << 8 | rest[3]);
+        const Bytes content = rest.subspan(kHeader, std::min(length - 2, rest.size() - kHeader));
         rest[1] == kTables ? lookAtTables(content) : lookAtFrame(content);
     }
 

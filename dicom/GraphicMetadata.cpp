@@ -25,13 +25,13 @@ struct Shape {
     std::vector<int> dims{};
     unsigned long frames = 0;
 
-    /// Bytes of all frames with `size` bytes an element, at least one a frame. In double: it only has to be compared.
-    double promisedBytes(std::size_t size) const {
+    /// Bytes of a frame with `size` bytes an element, at least one. In double: they only have to be compared.
+    double frameBytes(std::size_t size) const {
         double bytes = static_cast<double>(size);
         for (const int dimension : dims) {
             bytes *= dimension;
         }
-        return std::max(1.0, bytes) * static_cast<double>(frames);
+        return std::max(1.0, bytes);
     }
 };
 
@@ -40,7 +40,9 @@ bool readUint16(DcmItem* item, const char* keyword, Uint16& value) {
 }
 
 bool promisesTooMuch(const Shape& shape, std::size_t elementSize, double heldBytes) {
-    return shape.promisedBytes(elementSize) - heldBytes > kMaxMissingBytes;
+    const double frameBytes = shape.frameBytes(elementSize);
+    return missingBytesOfFrames(static_cast<double>(shape.frames), heldBytes / frameBytes, frameBytes) >
+           kMaxMissingBytes;
 }
 
 /// One array for each frame; `fill(target, frame)` copies what the value holds of it.

@@ -78,9 +78,9 @@ double decodedBytes(DcmItem& item) {
 
 bool promisesTooManyPixels(DcmItem& dataset) {
     const double bits = bitsOfSample(dataset);
-    const double promised = framesOf(dataset) * std::max(1.0, samplesOfFrame(dataset));
-    const double missing = promised - heldBytes(dataset) * 8.0 / bits;
-    return missing * std::max(1.0, bits / 8.0) > kMaxMissingBytes;
+    const double samples = std::max(1.0, samplesOfFrame(dataset));
+    const double framesHeld = heldBytes(dataset) * 8.0 / bits / samples;
+    return missingBytesOfFrames(framesOf(dataset), framesHeld, samples * std::max(1.0, bits / 8.0)) > kMaxMissingBytes;
 }
 
 bool misleadsTheRenderer(DcmItem& dataset) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+
 #include "dcmtk/config/osconfig.h"
 
 #include "dcmtk/dcmdata/dcitem.h"
@@ -10,6 +12,13 @@ namespace radvex {
 /// memory.
 inline constexpr double kMaxMissingBytes = 256.0 * 1024 * 1024;
 
+/// Bytes that frames count for which the value does not hold: each at least what it costs as an array of its own.
+/// @param framesHeld  may have a fraction
+inline double missingBytesOfFrames(double frames, double framesHeld, double frameBytes) {
+    constexpr double kArrayCost = 1024.0;
+    return (frames - framesHeld) * std::max(kArrayCost, frameBytes);
+}
+
 /// Bytes that the attributes of an image promise; those that are missing count as 1.
 double promisedBytes(DcmItem& item);
 
@@ -18,8 +27,7 @@ double promisedBytes(DcmItem& item);
 double decodedBytes(DcmItem& item);
 
 /// True when the attributes of an image promise too many bytes more than Pixel Data holds. A missing sample counts at
-/// least one byte, since that is what it costs in memory, and so does a frame without pixels. Attributes that are
-/// missing count as 1.
+/// least one byte, since that is what it costs in memory. Attributes that are missing count as 1.
 bool promisesTooManyPixels(DcmItem& dataset);
 
 /// True when DCMTK's renderer would read beyond Pixel Data: 32-bit pixels that end inside a word, overlay planes whose

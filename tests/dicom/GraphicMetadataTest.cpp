@@ -178,6 +178,9 @@ TEST_F(GraphicMetadata, AShapeThatPromisesMuchMoreThanTheValueHoldsHasNoNode) {
     EXPECT_EQ(read(write({.rows = 20000, .columns = 20000, .words = {1}})).size(), 0U) << "800 MB";
     EXPECT_EQ(read(write({.frames = "2147483647", .words = {1}})).size(), 0U);
     EXPECT_EQ(read(write({.columns = 0, .frames = "2147483647", .words = {1}})).size(), 0U) << "frames without pixels";
+    // 591 bytes became ten million arrays.
+    EXPECT_EQ(read(write({.rows = 1, .columns = 1, .frames = "300000", .words = {1}})).size(), 0U);
+    EXPECT_EQ(read(write({.rows = 1, .columns = 1, .frames = "200000", .words = {1}})).size(), 1U);
     EXPECT_EQ(read(write({.rows = 8000, .columns = 8000, .words = {1}})).size(), 1U) << "128 MB are filled with 0";
 }
 

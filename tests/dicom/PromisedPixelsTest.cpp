@@ -4,6 +4,7 @@
 #include <fstream>
 #include <functional>
 
+#include "CompressedPixels.h"
 #include "DicomFiles.h"
 #include "HostTest.h"
 #include "ImageFiles.h"
@@ -216,6 +217,26 @@ TEST_F(PromisedPixels, SuchATableIsFoundWhereverADecoderComesByIt) {
         EXPECT_EQ(code(inTwo(possible)), 0) << cut;
         EXPECT_NE(code(inTwo(impossibleTable())), 0) << "in two fragments, " << cut;
     }
+}
+
+// Decoders take it, and then wait for the rest of the segment: reads outside the table, and an error all the same.
+TEST_F(PromisedPixels, SuchATableIsFoundInASegmentThatIsCutShort) {
+    const auto path = writeLossyJpeg(EXS_JPEGProcess1);
+    const auto misleads = [&](std::string table) {
+        table.replace(2, 2, "\x7F\xFF"); // far longer than what is there
+        const auto cut = withFragments(path, [&](const std::string& stream) -> std::vector<std::string> {
+            return {stream.substr(0, 2) + table + stream.substr(2)};
+        });
+        DcmFileFormat file;
+        EXPECT_TRUE(file.loadFile(cut.c_str()).good());
+        return radvex::misleadsTheDecoder(*file.getDataset());
+    };
+    EXPECT_TRUE(misleads(impossibleTable()));
+    std::string possible = impossibleTable();
+    possible.back() = '\x10';
+    EXPECT_FALSE(misleads(possible));
+    possible[4] = '\x04'; // there are four, from 0 on
+    EXPECT_TRUE(misleads(possible));
 }
 
 TEST_F(PromisedPixels, BytesOfAnApplicationAreNotTakenForATable) {
