@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <regex>
 #include <sstream>
 
 #include "Process.h"
@@ -31,7 +33,30 @@ std::vector<Example> examples(const std::string& readme) {
     return found;
 }
 
+/// Sources of the tests, as one text.
+std::string sourcesOfTests() {
+    std::string all;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(RADVEX_SOURCE_DIR "/tests")) {
+        if (entry.path().extension() == ".cpp") {
+            all += readFile(entry.path().string());
+        }
+    }
+    return all;
+}
+
 } // namespace
+
+TEST(Security, NamesTestsThatThereAre) {
+    const std::string page = readFile(RADVEX_SOURCE_DIR "/SECURITY.md");
+    const std::string sources = sourcesOfTests();
+    const std::regex testName(R"(`([A-Z]\w+)\.([A-Z]\w+)`)");
+    int named = 0;
+    for (std::sregex_iterator found(page.begin(), page.end(), testName), end; found != end; ++found, ++named) {
+        const std::string arguments = "(" + found->str(1) + ", " + found->str(2) + ")";
+        EXPECT_NE(sources.find(arguments), std::string::npos) << arguments;
+    }
+    EXPECT_GE(named, 25);
+}
 
 TEST(Readme, EveryCommandPrintsWhatItShows) {
     const auto shown = examples(readFile(RADVEX_SOURCE_DIR "/README.md"));
