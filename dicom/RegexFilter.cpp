@@ -15,8 +15,8 @@ namespace {
 constexpr std::size_t kMaxPatternBytes = 1024;
 /// The backtracking matcher recurses for each character and each alternative, and can take exponential time.
 constexpr std::size_t kMaxBacktrackedBytes = 256;
-/// Looks at a character before it is given up: half a second or less.
-constexpr long kMostLooks = 5'000'000;
+/// Looks at a character before it is given up: some tenths of a second.
+constexpr long kMostLooks = 2'000'000;
 /// The compiler recurses for each group that is open, some 500 bytes deep.
 constexpr int kMaxOpenGroups = 64;
 

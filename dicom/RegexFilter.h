@@ -18,8 +18,8 @@ class ValuePattern {
 
     /// Takes time polynomial in the value's length. With a back-reference no such matcher exists: then a value over
     /// 256 bytes, divided by the number of alternatives, does not match.
-    /// @throws std::regex_error  (error_complexity) when a pattern with a back-reference is not decided after five
-    ///                           million looks at characters, about a second
+    /// @throws std::regex_error  (error_complexity) when a pattern with a back-reference is not decided after two
+    ///                           million looks at characters, some tenths of a second
     bool matches(const std::string& value) const;
 
   private:
