@@ -19,8 +19,7 @@ OFCondition parse(DcmFileFormat& file, FileStream& stream, Uint32 maxReadLength)
     const OFCondition loaded = file.read(stream, EXS_Unknown, EGL_noChange, maxReadLength);
     file.transferEnd();
     file.setReadMode(formerMode);
-    // DCMTK may end well although a read failed: elements that it could not read would be missing.
-    return stream.status().bad() ? stream.status() : loaded;
+    return loaded;
 }
 
 std::optional<LoadFailure> load(DcmFileFormat& file, OpenFile& source, Uint32 maxReadLength,
@@ -43,6 +42,11 @@ std::optional<LoadFailure> load(DcmFileFormat& file, OpenFile& source, Uint32 ma
     }
     FileStream stream(source, std::move(later));
     const OFCondition loaded = parse(file, stream, maxReadLength);
+    // DCMTK may end well although a read failed: elements that it could not read would be missing. But what it makes of
+    // a deflated stream that breaks between two elements is its own matter.
+    if (source.hasFailed()) {
+        return LoadFailure{source.failure()};
+    }
     return loaded.bad() ? std::optional(LoadFailure{loaded.text()}) : std::nullopt;
 }
 
