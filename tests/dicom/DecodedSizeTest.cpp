@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "HostTest.h"
 #include "ImageFiles.h"
 #include "Nodes.h"
@@ -72,35 +74,34 @@ DcmPixelSequence& fragmentsOf(DcmDataset& dataset, E_TransferSyntax syntax) {
     return *fragments;
 }
 
-/// Zeros behind the end of every stream: a file of some size may promise more.
-void lengthenStreams(DcmDataset& dataset, E_TransferSyntax syntax) {
-    constexpr std::size_t kFilling = 5'000'000;
+/// Gives every compressed stream other bytes.
+void changeStreams(DcmDataset& dataset, E_TransferSyntax syntax, const std::function<void(std::string&)>& change) {
     DcmPixelSequence& fragments = fragmentsOf(dataset, syntax);
     for (unsigned long index = 1; index < fragments.card(); ++index) {
         DcmPixelItem* fragment = nullptr;
         Uint8* bytes = nullptr;
         ASSERT_TRUE(fragments.getItem(fragment, index).good());
         ASSERT_TRUE(fragment->getUint8Array(bytes).good());
-        std::vector<Uint8> longer(bytes, bytes + fragment->getLength());
-        longer.resize(longer.size() + kFilling);
-        ASSERT_TRUE(fragment->putUint8Array(longer.data(), longer.size()).good());
+        std::string stream(reinterpret_cast<const char*>(bytes), fragment->getLength());
+        change(stream);
+        ASSERT_TRUE(fragment->putUint8Array(reinterpret_cast<const Uint8*>(stream.data()), stream.size()).good());
     }
+}
+
+/// Zeros behind the end of every stream: a file of some size may promise more.
+void lengthenStreams(DcmDataset& dataset, E_TransferSyntax syntax) {
+    constexpr std::size_t kFilling = 5'000'000;
+    changeStreams(dataset, syntax, [](std::string& stream) { stream.resize(stream.size() + kFilling); });
 }
 
 /// Puts a number of rows into the frame header (ISO/IEC 14495-1 C.2.2) of every JPEG-LS stream.
 void putRowsIntoStreams(DcmDataset& dataset, Uint16 rows) {
-    DcmPixelSequence& fragments = fragmentsOf(dataset, EXS_JPEGLSLossless);
-    for (unsigned long index = 1; index < fragments.card(); ++index) {
-        DcmPixelItem* fragment = nullptr;
-        Uint8* bytes = nullptr;
-        ASSERT_TRUE(fragments.getItem(fragment, index).good());
-        ASSERT_TRUE(fragment->getUint8Array(bytes).good());
-        const std::string_view stream(reinterpret_cast<const char*>(bytes), fragment->getLength());
+    changeStreams(dataset, EXS_JPEGLSLossless, [rows](std::string& stream) {
         const auto header = stream.find("\xFF\xF7");
-        ASSERT_NE(header, std::string_view::npos);
-        bytes[header + 5] = static_cast<Uint8>(rows >> 8);
-        bytes[header + 6] = static_cast<Uint8>(rows & 0xFF);
-    }
+        ASSERT_NE(header, std::string::npos);
+        stream[header + 5] = static_cast<char>(rows >> 8);
+        stream[header + 6] = static_cast<char>(rows & 0xFF);
+    });
 }
 
 } // namespace
