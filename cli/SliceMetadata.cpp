@@ -11,7 +11,7 @@ using velmora::StoreView;
 
 namespace {
 
-/// Attributes that tell where slices lie. Reading them decompresses no pixels.
+/// Attributes that tell where slices lie. Of a file of one frame they are read without decompressing its pixels.
 const std::vector<std::string> kOfPlaces{"SOPClassUID",
                                          "SeriesNumber",
                                          "InstanceNumber",

@@ -8,10 +8,9 @@ namespace radvex {
 
 /// True when compressed pixels, those of nested items too, are not to be decoded, because DCMTK
 ///  - reserves what they promise before it decodes the first of them: 256 MiB more than a thousand times what they
-///  hold,
-///    or, for a JPEG frame that has a size of its own, than their attributes promise;
+///    hold, or, for a JPEG frame that has a size of its own, than their attributes promise;
 ///  - counts them in 32 bits and writes beyond a buffer that came out too small: more than 4 GiB in all;
-///  - leaves a table of its own: JPEG codes for differences of more than 16 bits, tables with a number over 3.
+///  - would read outside its own tables or a fragment, or never come to an end, at a JPEG stream (JpegSegments.h).
 bool misleadsTheDecoder(DcmDataset& dataset);
 
 /// True when an attribute of compressed pixels may be another one once they are decoded: those that DCMTK's decoders

@@ -46,10 +46,17 @@ void DcmReader::decompress() const {
         return;
     }
     mIsDecompressed = true;
-    endJpegLsFrames(*dataset);
-    // Without a usable decoder the file is readable all the same, but for its pixels.
-    if (!misleadsTheDecoder(*dataset)) {
-        (void)dataset->chooseRepresentation(EXS_LittleEndianImplicit, nullptr);
+    const MemoryWatch memory;
+    try {
+        endJpegLsFrames(*dataset);
+        // Without a usable decoder the file is readable all the same, but for its pixels.
+        if (!misleadsTheDecoder(*dataset)) {
+            (void)dataset->chooseRepresentation(EXS_LittleEndianImplicit, nullptr);
+        }
+        memory.require();
+    } catch (const std::bad_alloc&) { // a file that is half decompressed is not to be asked again
+        mLaterReads->failure = "its pixels were not decompressed";
+        throw;
     }
     requireWhole();
 }

@@ -15,8 +15,8 @@ namespace {
 constexpr std::size_t kMaxPatternBytes = 1024;
 /// The backtracking matcher recurses for each character and each alternative, and can take exponential time.
 constexpr std::size_t kMaxBacktrackedBytes = 256;
-/// Looks at a character before it is given up: some tenths of a second.
-constexpr long kMostLooks = 2'000'000;
+/// Looks at a place before it is given up: about a second at most.
+constexpr long kMostLooks = 4'000'000;
 /// The compiler recurses for each group that is open, some 500 bytes deep.
 constexpr int kMaxOpenGroups = 64;
 
@@ -35,6 +35,21 @@ int openGroups(const std::string& pattern) {
     return most;
 }
 
+/// The same pattern with a look ahead for nothing in front of each back-reference: that of a group without a match ends
+/// a try without a look at a place, and tries are to be counted.
+std::string withCountedReferences(const std::string& pattern) {
+    std::string counted;
+    for (std::size_t place = 0; place < pattern.size(); ++place) {
+        if (pattern[place] == '\\' && place + 1 < pattern.size()) {
+            const char next = pattern[place + 1];
+            counted += next >= '1' && next <= '9' ? "(?=)\\" : "\\";
+            ++place;
+        }
+        counted += pattern[place];
+    }
+    return counted;
+}
+
 /// A place in a value that counts how often it is looked at, so that a matcher does not go on for ever.
 class CountedPlace {
   public:
@@ -48,9 +63,7 @@ class CountedPlace {
     CountedPlace(const char* place, long& looks) : mPlace(place), mLooks(&looks) {}
 
     reference operator*() const {
-        if (++*mLooks > kMostLooks) {
-            throw std::regex_error(std::regex_constants::error_complexity);
-        }
+        count();
         return *mPlace;
     }
     CountedPlace& operator++() {
@@ -63,9 +76,18 @@ class CountedPlace {
         return *this;
     }
     CountedPlace operator--(int) { return {mPlace--, *mLooks}; }
-    bool operator==(const CountedPlace& other) const { return mPlace == other.mPlace; }
+    bool operator==(const CountedPlace& other) const {
+        count(); // at the end of a value no more is done than this
+        return mPlace == other.mPlace;
+    }
 
   private:
+    void count() const {
+        if (mLooks != nullptr && ++*mLooks > kMostLooks) {
+            throw std::regex_error(std::regex_constants::error_complexity);
+        }
+    }
+
     const char* mPlace = nullptr;
     long* mLooks = nullptr;
 };
@@ -85,7 +107,8 @@ ValuePattern::ValuePattern(const std::string& pattern) : mMatchesEverything(patt
         if (error.code() != std::regex_constants::error_complexity) {
             throw;
         }
-        mRegex.assign(pattern, std::regex::ECMAScript); // the polynomial matcher refuses back-references
+        // The polynomial matcher refuses back-references.
+        mRegex.assign(withCountedReferences(pattern), std::regex::ECMAScript);
         const auto alternatives = static_cast<std::size_t>(std::count(pattern.begin(), pattern.end(), '|')) + 1;
         mLongestValue = kMaxBacktrackedBytes / alternatives;
     }

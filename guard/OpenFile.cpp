@@ -35,7 +35,7 @@ void OpenFile::open() {
         mOpenError = errno;
         return;
     }
-    // A pipe must not even be opened: who opens it waits for its other end, and that takes it for what it waits for.
+    // A pipe must not even be opened: a program that waits to write into it would take us for its reader.
     if (!S_ISREG(status.st_mode)) {
         mOpenError = S_ISFIFO(status.st_mode) ? kPipe : 0;
         return;

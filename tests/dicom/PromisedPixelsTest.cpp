@@ -258,3 +258,43 @@ TEST_F(PromisedPixels, ATableOfJpegQuantizationIsNotTakenForAHeader) {
         call("ClearCache");
     }
 }
+
+TEST_F(PromisedPixels, AJpegStreamMayBeCutAnywhereOnce) {
+    const auto path = writeLossyJpeg(EXS_JPEGProcess1);
+    std::size_t size = 0;
+    std::size_t frame = 0;
+    withFragments(path, [&](const std::string& stream) -> std::vector<std::string> {
+        size = stream.size();
+        frame = stream.find("\xFF\xC0");
+        return {stream};
+    });
+    // The precision is looked for in the first fragment. Fragments have an even length.
+    for (std::size_t cut = (frame + 7) / 2 * 2; cut < size; cut += 2) {
+        const auto inTwo = withFragments(path, [cut](const std::string& stream) -> std::vector<std::string> {
+            return {stream.substr(0, cut), stream.substr(cut)};
+        });
+        EXPECT_EQ(codeOf("ReadIntermediatePixelData", {inTwo, 1, 0}), 0) << cut;
+        call("ClearCache");
+    }
+}
+
+TEST_F(PromisedPixels, AJpegMarkerBeforeWhichTheSearchForAFrameStandsStillIsNotReached) {
+    const auto path = writeLossyJpeg(EXS_JPEGProcess1);
+    const auto halting = withFragments(path, [](const std::string& stream) -> std::vector<std::string> {
+        return {stream.substr(0, 2) + "\xFF\x01" + stream.substr(2)};
+    });
+    EXPECT_NE(codeOf("ReadIntermediatePixelData", {halting, 1, 0}), 0);
+    EXPECT_EQ(call("GetFrameCount", {halting}).get<vint>(), 0);
+}
+
+// Decoders would read on behind the second fragment.
+TEST_F(PromisedPixels, ASkippedJpegSegmentThatEndsWithAnotherFragmentIsNotReached) {
+    const auto path = writeLossyJpeg(EXS_JPEGProcess1);
+    const auto endsWithFragment = withFragments(path, [](const std::string& stream) -> std::vector<std::string> {
+        const std::size_t scan = stream.find("\xFF\xDA");
+        const std::string comment = std::string("\xFF\xFE\x10\x02", 4) + std::string(4096, 'c');
+        const std::string even(scan % 2, '\xFF');
+        return {stream.substr(0, scan) + even + comment.substr(0, 50), comment.substr(50), stream.substr(scan)};
+    });
+    EXPECT_NE(codeOf("ReadIntermediatePixelData", {endsWithFragment, 1, 0}), 0);
+}

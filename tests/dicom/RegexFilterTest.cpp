@@ -12,6 +12,14 @@ namespace {
 
 bool matches(const std::string& pattern, const std::string& value) { return ValuePattern(pattern).matches(value); }
 
+std::string times(const char* text, int count) {
+    std::string all;
+    for (int number = 0; number < count; ++number) {
+        all += text;
+    }
+    return all;
+}
+
 } // namespace
 
 TEST(ValuePattern, MatchesTheWholeValueOnly) {
@@ -53,6 +61,20 @@ TEST(ValuePattern, ABackReferenceThatWouldTakeForeverIsGivenUp) {
     EXPECT_FALSE(matches("(a*)b(a*)\\1c", std::string(256, 'a')));
 }
 
+// The ways through these are taken without looking at a character, and there are 2 to the power of 60 of them.
+TEST(ValuePattern, WaysThatLookAtNoCharacterAreCountedToo) {
+    EXPECT_THROW((void)matches("()" + times("(|)", 60) + "\\1x", ""), std::regex_error);
+    EXPECT_THROW((void)matches("(?!(z))" + times("(?:|)", 60) + "\\1x", ""), std::regex_error);
+    EXPECT_THROW((void)matches("(?!(z))(?:|){60}\\1x", "a"), std::regex_error);
+}
+
+TEST(ValuePattern, ABackReferenceIsOneOnlyBehindABackslashOfItsOwn) {
+    EXPECT_TRUE(matches("(a)\\\\1\\1", "a\\1a"));
+    EXPECT_FALSE(matches("(a)\\\\1\\1", "a\\1b"));
+    EXPECT_TRUE(matches("(a|b)\\1+", "bbb"));
+    EXPECT_FALSE(matches("(a|b)\\1+", "bba"));
+}
+
 TEST(ValuePattern, RefusesMalformedAndVeryLongPatterns) {
     EXPECT_THROW(ValuePattern("("), std::regex_error);
     EXPECT_THROW(ValuePattern("[z-a]"), std::regex_error);
@@ -62,13 +84,6 @@ TEST(ValuePattern, RefusesMalformedAndVeryLongPatterns) {
 
 // Each of these used up 256 KiB, and the alternatives with a back-reference even 8 MiB.
 TEST(ValuePattern, NoPatternUsesUpASmallStack) {
-    const auto times = [](const char* text, int count) {
-        std::string all;
-        for (int number = 0; number < count; ++number) {
-            all += text;
-        }
-        return all;
-    };
     const std::string value(256, 'a');
     onSmallStack([&] {
         EXPECT_THROW(ValuePattern(times("(", 1024)), std::regex_error);
