@@ -15,6 +15,14 @@ namespace {
 /// Longer values are read from the file when they are first asked for.
 constexpr Uint32 kMaxReadLength = 4096;
 
+/// The JPEG decoder takes its memory where no watch sees it, and tells of a refusal in words only. Other cases are
+/// frames that are too large for it.
+bool hasRunOutOfMemory(const OFCondition& decoding) {
+    const std::string text = decoding.text();
+    return text == "Insufficient memory (case 0)" || text == "Insufficient memory (case 2)" ||
+           text == "Insufficient memory (case 4)";
+}
+
 } // namespace
 
 DcmReader::DcmReader(const std::string& path) : filePath(path), mLaterReads(std::make_shared<LaterReads>()) {
@@ -51,7 +59,10 @@ void DcmReader::decompress() const {
         endJpegLsFrames(*dataset);
         // Without a usable decoder the file is readable all the same, but for its pixels.
         if (!misleadsTheDecoder(*dataset)) {
-            (void)dataset->chooseRepresentation(EXS_LittleEndianImplicit, nullptr);
+            const OFCondition decoding = dataset->chooseRepresentation(EXS_LittleEndianImplicit, nullptr);
+            if (hasRunOutOfMemory(decoding)) {
+                throw std::bad_alloc();
+            }
         }
         memory.require();
     } catch (const std::bad_alloc&) { // a file that is half decompressed is not to be asked again

@@ -13,8 +13,8 @@ namespace radvex::faults {
 
 /// What a script came to.
 struct Outcome {
-    std::vector<int> codes{}; ///< of each call; 0 for success
-    std::uint64_t digest = 0; ///< of all results
+    std::vector<int> codes{};             ///< of each call; 0 for success
+    std::vector<std::uint64_t> digests{}; ///< of each result; 0 where there is none
 
     bool operator==(const Outcome&) const = default;
 };
@@ -27,6 +27,8 @@ struct Script {
     std::function<Outcome(velmora::Host&)> run;
     /// What of a directory cannot be read is left out of its result, by contract.
     bool leavesOut = false;
+    /// Later calls read what earlier ones write.
+    bool writes = false;
 };
 
 /// The files that the scripts work on.
