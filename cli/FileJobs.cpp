@@ -26,7 +26,9 @@ std::size_t FileJobs::count() const {
 
 std::string endOfReader(const WorkResult& result) { return "the reading process " + result.end + "."; }
 
-std::string FileJobs::readAlone(const std::string& place, const std::function<std::string()>& read) const {
+std::string FileJobs::readAlone(Session& session, const std::string& place,
+                                const std::function<std::string()>& read) const {
+    (void)session.host(); // loaded once, and not by each process
     std::string text;
     Workers worker(count() == 0 ? 0 : 1, [&](std::size_t) { return WorkResult{read(), "", ""}; });
     worker.run(0, 1, [&](std::size_t, const WorkResult& result) {
@@ -47,6 +49,7 @@ void FileJobs::forEach(Session& session, const std::vector<std::string>& files, 
         }
         return;
     }
+    (void)session.host(); // loaded once, and not by each process
     const auto work = [&](std::size_t index) { return WorkResult{read(files[index]), "", ""}; };
     forEachInBlocks(std::min(most, files.size()), files.size(), work, [&](std::size_t index, const WorkResult& result) {
         const std::string& file = files[index];

@@ -26,7 +26,7 @@ class FileJobs {
 
     /// What is read of a place as a whole, by another process, which it may take down. With no processes, by this one.
     /// @throws FileError  a sentence: the library's, or how the process ended
-    std::string readAlone(const std::string& place, const std::function<std::string()>& read) const;
+    std::string readAlone(Session& session, const std::string& place, const std::function<std::string()>& read) const;
 
     /// What is said of a file; runs in another process when there are several.
     using Read = std::function<std::string(const std::string& file)>;

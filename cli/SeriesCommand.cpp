@@ -287,7 +287,7 @@ class SeriesWriter {
 /// @throws FileError  the library cannot read the directory
 std::vector<Choice> choicesOf(Session& session, const Medium& medium, const SeriesOptions& options) {
     try {
-        return choicesOfParcel(options.jobs.readAlone(options.medium, [&] {
+        return choicesOfParcel(options.jobs.readAlone(session, options.medium, [&] {
             return choicesParcel(readMediumTree(session.host(), medium.dicomdir(), options.selection));
         }));
     } catch (const FileError& error) {

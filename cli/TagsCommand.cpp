@@ -110,7 +110,7 @@ class TagsFormat {
             appendJson(text, tags);
             return text;
         }
-        if (!mVrNames) { // not before: the process that asks for them has a library of its own
+        if (!mVrNames) { // not before: what is known stays in the process that asks for it
             mVrNames.emplace(mSession.host());
         }
         appendTree(text, tags, std::ref(*mVrNames));
@@ -206,7 +206,7 @@ std::vector<std::string> filesOf(Session& session, const TagsOptions& options, c
         return parcel.take();
     };
     try {
-        const std::string paths = options.jobs.readAlone(place, read);
+        const std::string paths = options.jobs.readAlone(session, place, read);
         return ParcelReader(paths).getTexts();
     } catch (const FileError& error) {
         throw FileError(medium.userText(error.what()));

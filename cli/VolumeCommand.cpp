@@ -192,8 +192,9 @@ Json refused(const SeriesFiles& series, const std::string& message) {
 std::vector<SeriesFiles> requireSeries(Session& session, const Medium& medium, const VolumeOptions& options) {
     std::vector<SeriesFiles> all;
     try {
-        all = seriesOfParcel(options.jobs.readAlone(
-            options.place, [&] { return toParcel(listSeries(session.host(), medium.dicomdir(), options.selection)); }));
+        all = seriesOfParcel(options.jobs.readAlone(session, options.place, [&] {
+            return toParcel(listSeries(session.host(), medium.dicomdir(), options.selection));
+        }));
     } catch (const FileError& error) {
         throw VolumeError(medium.userText(error.what()));
     }
