@@ -46,6 +46,13 @@ bool holdsPixels(DcmDataset& dataset, const DcmTagKey& key) {
            element->search(DCM_PixelData, stack, ESM_fromHere, OFTrue).good();
 }
 
+/// By the decoder, to RGB. DCMTK takes other spellings for YBR too.
+bool mayBeConverted(DcmItem& item) {
+    OFString interpretation;
+    (void)item.findAndGetOFString(DCM_PhotometricInterpretation, interpretation, 0, OFFalse);
+    return interpretation != "RGB";
+}
+
 bool misleadsTheDecoder(DcmItem& item, DcmPixelData& pixels, E_TransferSyntax syntax) {
     constexpr double kMostPacked = 1000.0;      // an empty JPEG-LS frame packs better, but does not come to much
     constexpr double kMostDecoded = 0xFFFFFFFE; // DCMTK counts all frames in 32 bits, and writes behind what that gives
@@ -57,7 +64,9 @@ bool misleadsTheDecoder(DcmItem& item, DcmPixelData& pixels, E_TransferSyntax sy
         return false;
     }
     const JpegSegments segments = segmentsOf(pixels, syntax);
-    return segments.isImpossible() || segments.largestFrame() - promisedBytes(item) > kMaxMissingBytes;
+    // A sample counts two bytes on both sides, as a coefficient and as what may be decoded.
+    return segments.isImpossible() || segments.largestFrame() - decoded > kMaxMissingBytes ||
+           (segments.overrunsColourTables() && mayBeConverted(item));
 }
 
 } // namespace

@@ -17,12 +17,14 @@ constexpr std::size_t kLongestSegment = 2 + 0xFFFF;
 // Kinds of segments by the second byte of their marker (table B.1).
 constexpr Uint8 kTemporary = 0x01;
 constexpr Uint8 kFirstWithLength = 0xC0;
+constexpr Uint8 kLosslessFrame = 0xC3;
 constexpr Uint8 kHuffmanTables = 0xC4;
 constexpr Uint8 kReservedFrame = 0xC8;
 constexpr Uint8 kArithmeticConditions = 0xCC;
 constexpr Uint8 kLastFrame = 0xCF;
 constexpr Uint8 kFirstRestart = 0xD0;
 constexpr Uint8 kEndOfImage = 0xD9;
+constexpr Uint8 kStartOfScan = 0xDA;
 constexpr Uint8 kNumberOfLines = 0xDC;
 constexpr Uint8 kFirstOfApplications = 0xE0;
 constexpr Uint8 kLastOfApplications = 0xEF;
@@ -147,6 +149,9 @@ bool JpegSegments::isCutBadly(std::size_t place) const {
 
 void JpegSegments::look(Bytes segment) {
     constexpr std::size_t kMostLookedAt = std::size_t{256} << 20;
+    if (segment.size() >= 2 && segment[1] == kStartOfScan) {
+        countScan();
+    }
     if (segment.size() < kSegmentHeader || !isTablesOrFrame(segment[1])) {
         return;
     }
@@ -155,16 +160,33 @@ void JpegSegments::look(Bytes segment) {
     const Bytes content = segment.subspan(kSegmentHeader, std::min(length - 2, segment.size() - kSegmentHeader));
     mLookedAt += content.size();
     mIsImpossible = mIsImpossible || mLookedAt > kMostLookedAt;
-    segment[1] == kHuffmanTables ? lookAtTables(content) : lookAtFrame(content);
+    segment[1] == kHuffmanTables ? lookAtTables(content) : lookAtFrame(segment[1], content);
 }
 
 /// B.2.2: precision, lines, samples a line, components, and three bytes for each of these.
-void JpegSegments::lookAtFrame(Bytes content) {
+void JpegSegments::lookAtFrame(Uint8 kind, Bytes content) {
     constexpr double kCoefficientBytes = 2.0;
-    if (content.size() >= 6 && content.size() == 6 + std::size_t{3} * content[5]) {
-        const auto word = [content](std::size_t place) { return 256.0 * content[place] + content[place + 1]; };
-        mLargestFrame = std::max(mLargestFrame, word(1) * word(3) * content[5] * kCoefficientBytes);
+    constexpr Uint8 kMostComponents = 4;
+    if (content.size() < 6 || content.size() != 6 + std::size_t{3} * content[5]) {
+        return;
     }
+    const Uint8 precision = content[0];
+    const Uint8 components = content[5];
+    const auto word = [content](std::size_t place) { return 256.0 * content[place] + content[place + 1]; };
+    mSamples = word(1) * word(3) * components;
+    mScans = 0;
+    mLargestFrame = std::max(mLargestFrame, mSamples * kCoefficientBytes);
+    mIsImpossible = mIsImpossible || components > kMostComponents;
+    mHasLossyFrame = mHasLossyFrame || kind != kLosslessFrame;
+    mOverrunsColourTables =
+        mOverrunsColourTables || (kind == kLosslessFrame && precision > 8 && precision <= 12 && components > 1);
+}
+
+void JpegSegments::countScan() {
+    constexpr double kUsualScans = 16;
+    constexpr double kMostVisits = 268435456.0; // of a sample
+    ++mScans;
+    mIsImpossible = mIsImpossible || (mScans > kUsualScans && mScans * mSamples > kMostVisits);
 }
 
 /// B.2.4.2: class and number, how many codes of each of 16 lengths, what they stand for; and the next table.
@@ -180,9 +202,10 @@ void JpegSegments::lookAtTables(Bytes content) {
         }
         const Bytes values = content.subspan(kCounts, codes);
         const bool isForCoefficients = (content[0] & kForCoefficients) != 0;
-        const bool isTooWide = !isForCoefficients &&
-                               std::any_of(values.begin(), values.end(), [](Uint8 bits) { return bits > kMostBits; });
-        mIsImpossible = mIsImpossible || isTooWide || (content[0] & ~kForCoefficients) > kLastNumber;
+        const Uint8 widest =
+            isForCoefficients || values.empty() ? Uint8{0} : *std::max_element(values.begin(), values.end());
+        mHasWidestDifference = mHasWidestDifference || widest == kMostBits;
+        mIsImpossible = mIsImpossible || widest > kMostBits || (content[0] & ~kForCoefficients) > kLastNumber;
         content = content.subspan(kCounts + codes);
     }
 }

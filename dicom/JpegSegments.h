@@ -18,14 +18,20 @@ class JpegSegments {
   public:
     /// The most memory that a frame asks for, in bytes: its coefficients, two bytes each.
     double largestFrame() const { return mLargestFrame; }
-    /// DCMTK never comes to an end of the stream, or reads outside its own tables or the fragment:
+    /// DCMTK never comes to an end of the stream, takes hours for it, or reads or writes outside its own tables or the
+    /// fragment:
     ///  - a TEM marker before the first frame;
-    ///  - a table that codes differences of more than 16 bits, or has a number over 3;
+    ///  - a table that codes differences of more than 16 bits, or in lossy processes 15, or has a number over 3;
+    ///  - a frame of more than four components;
     ///  - a table or a frame's header in more than two fragments, since decoding goes on at the start of the second one
     ///    as if the segment began there;
     ///  - a segment that is skipped and goes on in another fragment, up to its very end;
+    ///  - many scans of a large frame, each of which goes through all of it, however short;
     ///  - more places that look like segments than are worth going through.
-    bool isImpossible() const { return mIsImpossible; }
+    bool isImpossible() const { return mIsImpossible || (mHasLossyFrame && mHasWidestDifference); }
+    /// A lossless frame of several components whose samples the 12-bit decoder keeps in 16 bits, and looks up in tables
+    /// of 4096 colours when it converts them.
+    bool overrunsColourTables() const { return mOverrunsColourTables; }
 
     void add(std::span<const Uint8> fragment);
     /// After the last fragment.
@@ -39,12 +45,18 @@ class JpegSegments {
     bool isCutBadly(std::size_t place) const;
     std::size_t cutsBetween(std::size_t place, std::size_t end) const;
     void look(Bytes segment);
-    void lookAtFrame(Bytes content);
+    void lookAtFrame(Uint8 kind, Bytes content);
+    void countScan();
     void lookAtTables(Bytes content);
 
     bool mIsCut = false; ///< a segment was not held whole by its fragment
     bool mIsImpossible = false;
+    bool mHasLossyFrame = false;
+    bool mHasWidestDifference = false; ///< a table codes differences of 16 bits
+    bool mOverrunsColourTables = false;
     double mLargestFrame = 0;
+    double mSamples = 0;                ///< of the last frame
+    double mScans = 0;                  ///< of it
     std::size_t mLookedAt = 0;          ///< bytes of all segments
     std::vector<Uint8> mWindow{};       ///< what is still to be looked at, from the first such segment on
     std::vector<std::size_t> mStarts{}; ///< where fragments start in it, but for the first one

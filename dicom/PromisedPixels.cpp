@@ -70,8 +70,6 @@ bool anyOverlayOverflows(DcmItem& dataset) {
 
 } // namespace
 
-double promisedBytes(DcmItem& item) { return framesOf(item) * samplesOfFrame(item) * bitsOfSample(item) / 8.0; }
-
 double decodedBytes(DcmItem& item) {
     return framesOf(item) * samplesOfFrame(item) * std::max(2.0, bitsOfSample(item) / 8.0);
 }

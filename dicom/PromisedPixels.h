@@ -19,11 +19,8 @@ inline double missingBytesOfFrames(double frames, double framesHeld, double fram
     return (frames - framesHeld) * std::max(kArrayCost, frameBytes);
 }
 
-/// Bytes that the attributes of an image promise; those that are missing count as 1.
-double promisedBytes(DcmItem& item);
-
 /// Bytes that a decoder may make of compressed pixels with these attributes. A sample is two bytes at least: the coded
-/// stream may have 16 bits where the attributes speak of 8, or of 1.
+/// stream may have 16 bits where the attributes speak of 8, or of 1. Attributes that are missing count as 1.
 double decodedBytes(DcmItem& item);
 
 /// True when the attributes of an image promise too many bytes more than Pixel Data holds. A missing sample counts at

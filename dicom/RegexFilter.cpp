@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "DcmReader.h"
+#include "PatternSize.h"
 
 namespace radvex {
 
@@ -13,27 +14,17 @@ const std::string ALL_SERIES = ".*";
 namespace {
 
 constexpr std::size_t kMaxPatternBytes = 1024;
-/// The backtracking matcher recurses for each character and each alternative, and can take exponential time.
-constexpr std::size_t kMaxBacktrackedBytes = 256;
-/// Looks at a place before it is given up: about a second at most.
-constexpr long kMostLooks = 4'000'000;
 /// The compiler recurses for each group that is open, some 500 bytes deep.
-constexpr int kMaxOpenGroups = 64;
-
-/// Groups that are open at once; a bracket that stands for itself counts too, unless it is escaped.
-int openGroups(const std::string& pattern) {
-    int open = 0;
-    int most = 0;
-    for (std::size_t place = 0; place < pattern.size(); ++place) {
-        switch (pattern[place]) {
-        case '\\': ++place; break;
-        case '(': most = std::max(most, ++open); break;
-        case ')': open = std::max(open - 1, 0); break;
-        default: break;
-        }
-    }
-    return most;
-}
+constexpr std::size_t kMaxOpenGroups = 64;
+/// Matchers recurse from state to state, some 110 bytes deep.
+constexpr std::size_t kMaxStates = 1600;
+/// With a back-reference they do so through all characters of a value, some 150 bytes deep.
+constexpr std::size_t kMaxBacktrackedStates = 1400;
+constexpr std::size_t kMaxBacktrackedBytes = 256;
+/// Looks at a place before a pattern with a back-reference is given up, which can take exponential time. With many
+/// states each takes longer.
+constexpr std::size_t kMostLooks = 4'000'000;
+constexpr std::size_t kFewStates = 64;
 
 /// The same pattern with a look ahead for nothing in front of each back-reference: that of a group without a match ends
 /// a try without a look at a place, and tries are to be counted.
@@ -60,7 +51,7 @@ class CountedPlace {
     using reference = const char&;
 
     CountedPlace() = default;
-    CountedPlace(const char* place, long& looks) : mPlace(place), mLooks(&looks) {}
+    CountedPlace(const char* place, std::size_t& looksLeft) : mPlace(place), mLooksLeft(&looksLeft) {}
 
     reference operator*() const {
         count();
@@ -70,12 +61,12 @@ class CountedPlace {
         ++mPlace;
         return *this;
     }
-    CountedPlace operator++(int) { return {mPlace++, *mLooks}; }
+    CountedPlace operator++(int) { return {mPlace++, *mLooksLeft}; }
     CountedPlace& operator--() {
         --mPlace;
         return *this;
     }
-    CountedPlace operator--(int) { return {mPlace--, *mLooks}; }
+    CountedPlace operator--(int) { return {mPlace--, *mLooksLeft}; }
     bool operator==(const CountedPlace& other) const {
         count(); // at the end of a value no more is done than this
         return mPlace == other.mPlace;
@@ -83,13 +74,13 @@ class CountedPlace {
 
   private:
     void count() const {
-        if (mLooks != nullptr && ++*mLooks > kMostLooks) {
+        if (mLooksLeft != nullptr && (*mLooksLeft)-- == 0) {
             throw std::regex_error(std::regex_constants::error_complexity);
         }
     }
 
     const char* mPlace = nullptr;
-    long* mLooks = nullptr;
+    std::size_t* mLooksLeft = nullptr;
 };
 
 } // namespace
@@ -98,7 +89,8 @@ ValuePattern::ValuePattern(const std::string& pattern) : mMatchesEverything(patt
     if (pattern.size() > kMaxPatternBytes) {
         throw std::regex_error(std::regex_constants::error_space);
     }
-    if (openGroups(pattern) > kMaxOpenGroups) {
+    const std::size_t states = statesOf(pattern);
+    if (openGroups(pattern) > kMaxOpenGroups || states > kMaxStates) {
         throw std::regex_error(std::regex_constants::error_stack);
     }
     try {
@@ -108,9 +100,12 @@ ValuePattern::ValuePattern(const std::string& pattern) : mMatchesEverything(patt
             throw;
         }
         // The polynomial matcher refuses back-references.
+        if (states > kMaxBacktrackedStates) {
+            throw;
+        }
         mRegex.assign(withCountedReferences(pattern), std::regex::ECMAScript);
-        const auto alternatives = static_cast<std::size_t>(std::count(pattern.begin(), pattern.end(), '|')) + 1;
-        mLongestValue = kMaxBacktrackedBytes / alternatives;
+        mLongestValue = std::min(kMaxBacktrackedBytes, kMaxBacktrackedStates / states);
+        mMostLooks = kMostLooks / (1 + states / kFewStates);
     }
 }
 
@@ -124,8 +119,8 @@ bool ValuePattern::matches(const std::string& value) const {
     if (mLongestValue == kAnyLength) {
         return std::regex_match(value, mRegex);
     }
-    long looks = 0;
-    return std::regex_match(CountedPlace(value.data(), looks), CountedPlace(value.data() + value.size(), looks),
+    std::size_t looksLeft = mMostLooks;
+    return std::regex_match(CountedPlace(value.data(), looksLeft), CountedPlace(value.data() + value.size(), looksLeft),
                             mRegex);
 }
 

@@ -13,13 +13,14 @@ namespace radvex {
 /// be small.
 class ValuePattern {
   public:
-    /// @throws std::regex_error  a malformed pattern, one over 1024 bytes, or one with over 64 groups open at once
+    /// @throws std::regex_error  a malformed pattern, one over 1024 bytes, one with over 64 groups open at once or of
+    ///                           over 1600 states (PatternSize.h), 1400 with a back-reference
     explicit ValuePattern(const std::string& pattern);
 
     /// Takes time polynomial in the value's length. With a back-reference no such matcher exists: then a value over
-    /// 256 bytes, divided by the number of alternatives, does not match.
-    /// @throws std::regex_error  (error_complexity) when a pattern with a back-reference is not decided after two
-    ///                           million looks at characters, some tenths of a second
+    /// 256 bytes, or over 1400 divided by the pattern's states, does not match.
+    /// @throws std::regex_error  (error_complexity) when a pattern with a back-reference is not decided after four
+    ///                           million looks at places, less with many states: about a second
     bool matches(const std::string& value) const;
 
   private:
@@ -27,6 +28,7 @@ class ValuePattern {
 
     bool mMatchesEverything;
     std::size_t mLongestValue = kAnyLength; ///< that the matcher may be given
+    std::size_t mMostLooks = 0;             ///< with a back-reference
     std::regex mRegex{};
 };
 

@@ -50,6 +50,31 @@ TEST(JpegSegments, ATemporaryMarkerIsImpossibleBeforeAFrameOnly) {
     }
 }
 
+TEST(JpegSegments, DifferencesOfSixteenBitsAreForLosslessFramesOnly) {
+    const auto table = [](char bits) { return segment('\xC4', '\0' + ('\x01' + std::string(15, '\0')) + bits); };
+    const auto frame = [](char kind) { return segment(kind, std::string("\x08\0\x10\0\x10\x01\x01\x11\0", 9)); };
+    EXPECT_FALSE(isImpossible({kStart + table('\x10') + frame('\xC3') + kRest}));
+    EXPECT_TRUE(isImpossible({kStart + table('\x11') + frame('\xC3') + kRest}));
+    for (const char kind : {'\xC0', '\xC1', '\xC2'}) {
+        EXPECT_FALSE(isImpossible({kStart + table('\x0F') + frame(kind) + kRest}));
+        EXPECT_TRUE(isImpossible({kStart + table('\x10') + frame(kind) + kRest}));
+        EXPECT_TRUE(isImpossible({kStart + frame(kind) + table('\x10') + kRest})) << "in the other order";
+    }
+}
+
+TEST(JpegSegments, ManyScansOfALargeFrameAreGivenUp) {
+    const std::string large = segment('\xC2', std::string("\x08\x27\x10\x27\x10\x01\x01\x11\0", 9)); // 10,000 x 10,000
+    const std::string scan = segment('\xDA', std::string("\x01\x01\0\0\0\0", 6));
+    std::string scans;
+    for (int number = 0; number < 16; ++number) {
+        scans += scan;
+    }
+    EXPECT_FALSE(isImpossible({kStart + large + scans + kRest}));
+    EXPECT_TRUE(isImpossible({kStart + large + scans + scan + kRest}));
+    EXPECT_FALSE(isImpossible({kStart + kFrame + scans + scan + kRest})) << "a small frame";
+    EXPECT_FALSE(isImpossible({kStart + large + scans, kStart + large + scans})) << "of two frames";
+}
+
 TEST(JpegSegments, TablesAndFramesMayGoOnInOneFragmentButNoMore) {
     for (const std::string& whole : {kTable, kFrame}) {
         for (std::size_t first = 1; first < whole.size(); ++first) {

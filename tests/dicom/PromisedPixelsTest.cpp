@@ -178,13 +178,13 @@ TEST_F(PromisedPixels, AJpegFrameThatIsLargerThanTheImageIsNotDecoded) {
     EXPECT_LT(peakMemory() - before, kAllowedMiB);
 }
 
-TEST_F(PromisedPixels, AJpegTableForDifferencesOfMoreThanSixteenBitsIsNotUsed) {
+TEST_F(PromisedPixels, ALossyJpegTableForDifferencesOfMoreThanFifteenBitsIsNotUsed) {
     const auto path = writeLossyJpeg(EXS_JPEGProcess1);
     EXPECT_EQ(codeOf("ReadIntermediatePixelData", {path, 1, 0}), 0);
     const std::size_t firstValue = 2 + 2 + 17; // behind marker, length, class, counts
-    const auto sixteen = patched(path, "\xFF\xC4", firstValue, "\x10");
-    EXPECT_EQ(codeOf("ReadIntermediatePixelData", {sixteen, 1, 0}), 0);
-    const auto more = patched(path, "\xFF\xC4", firstValue, "\x11");
+    const auto fifteen = patched(path, "\xFF\xC4", firstValue, "\x0F");
+    EXPECT_EQ(codeOf("ReadIntermediatePixelData", {fifteen, 1, 0}), 0);
+    const auto more = patched(path, "\xFF\xC4", firstValue, "\x10");
     EXPECT_NE(codeOf("ReadIntermediatePixelData", {more, 1, 0}), 0);
 }
 
@@ -213,7 +213,7 @@ TEST_F(PromisedPixels, SuchATableIsFoundWhereverADecoderComesByIt) {
         };
         std::string possible = impossibleTable();
         possible[4] = '\3'; // a table that is not used
-        possible.back() = '\x10';
+        possible.back() = '\x0F';
         EXPECT_EQ(code(inTwo(possible)), 0) << cut;
         EXPECT_NE(code(inTwo(impossibleTable())), 0) << "in two fragments, " << cut;
     }
@@ -233,7 +233,7 @@ TEST_F(PromisedPixels, SuchATableIsFoundInASegmentThatIsCutShort) {
     };
     EXPECT_TRUE(misleads(impossibleTable()));
     std::string possible = impossibleTable();
-    possible.back() = '\x10';
+    possible.back() = '\x0F';
     EXPECT_FALSE(misleads(possible));
     possible[4] = '\x04'; // there are four, from 0 on
     EXPECT_TRUE(misleads(possible));
@@ -297,4 +297,37 @@ TEST_F(PromisedPixels, ASkippedJpegSegmentThatEndsWithAnotherFragmentIsNotReache
         return {stream.substr(0, scan) + even + comment.substr(0, 50), comment.substr(50), stream.substr(scan)};
     });
     EXPECT_NE(codeOf("ReadIntermediatePixelData", {endsWithFragment, 1, 0}), 0);
+}
+
+// The decoder would write behind its list of four components.
+TEST_F(PromisedPixels, AJpegFrameOfMoreThanFourComponentsIsNotDecoded) {
+    const auto path = writeLossyJpeg(EXS_JPEGProcess1);
+    const auto eight = withFragments(path, [](const std::string&) -> std::vector<std::string> {
+        std::string frame("\xFF\xD8\xFF\xC4\0\x14\0\x01", 8);
+        frame += std::string(15, '\0') + '\0' + std::string("\xFF\xC3\0\x20\x08\0\x10\0\x10\x08", 10);
+        for (char component = 1; component <= 8; ++component) {
+            frame += std::string({component, '\x11', '\0'});
+        }
+        return {frame + std::string("\xFF\xDA\0\x08\x01\x08\0\x01\0\0", 10) + std::string(100, '\0')};
+    });
+    EXPECT_NE(codeOf("ReadIntermediatePixelData", {eight, 1, 0}), 0);
+    EXPECT_EQ(call("GetFrameCount", {eight}).get<vint>(), 0);
+}
+
+// The decoder would look up samples of 16 bits in tables for 12.
+TEST_F(PromisedPixels, LosslessJpegColourOfTwelveBitsIsDecodedWithoutConversionOnly) {
+    const auto path = writeLossyJpeg(EXS_JPEGProcess1);
+    const auto misleads = [&](const char* interpretation) {
+        const auto colour = withFragments(path, [](const std::string&) -> std::vector<std::string> {
+            const std::string frame("\xFF\xD8\xFF\xC3\0\x11\x0C\0\x10\0\x10\x03\x01\x11\0\x02\x11\0\x03\x11\0", 21);
+            return {frame + std::string(101, '\0')};
+        });
+        DcmFileFormat file;
+        EXPECT_TRUE(file.loadFile(colour.c_str()).good());
+        file.getDataset()->putAndInsertString(DCM_PhotometricInterpretation, interpretation);
+        return radvex::misleadsTheDecoder(*file.getDataset());
+    };
+    EXPECT_TRUE(misleads("YBR_FULL"));
+    EXPECT_TRUE(misleads("ybr_full"));
+    EXPECT_FALSE(misleads("RGB"));
 }
