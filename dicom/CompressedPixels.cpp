@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Fragments.h"
+#include "JpegLsPresets.h"
 #include "JpegSegments.h"
 #include "PromisedPixels.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
@@ -16,20 +17,17 @@ namespace {
 
 bool isJpeg(E_TransferSyntax syntax) { return syntax >= EXS_JPEGProcess1 && syntax <= EXS_JPEGProcess14SV1; }
 
-JpegSegments segmentsOf(DcmPixelData& pixels, E_TransferSyntax syntax) {
-    JpegSegments segments;
-    DcmPixelSequence* fragments = nullptr;
-    if (pixels.getEncapsulatedRepresentation(syntax, nullptr, fragments).bad() || fragments == nullptr) {
-        return segments;
-    }
-    forEachFragment(*fragments, [&](DcmPixelItem& fragment) {
+bool isJpegLs(E_TransferSyntax syntax) { return syntax == EXS_JPEGLSLossless || syntax == EXS_JPEGLSLossy; }
+
+/// Shows every fragment to a reader.
+template <typename Reader>
+void addFragments(DcmPixelSequence& fragments, Reader& reader) {
+    forEachFragment(fragments, [&](DcmPixelItem& fragment) {
         Uint8* bytes = nullptr;
         if (fragment.getUint8Array(bytes).good() && bytes != nullptr) {
-            segments.add({bytes, fragment.getLength()});
+            reader.add({bytes, fragment.getLength()});
         }
     });
-    segments.finish();
-    return segments;
 }
 
 /// Decoders count the frames that are there; of one frame that is there is one.
@@ -56,14 +54,29 @@ bool mayBeConverted(DcmItem& item) {
 bool misleadsTheDecoder(DcmItem& item, DcmPixelData& pixels, E_TransferSyntax syntax) {
     constexpr double kMostPacked = 1000.0;      // an empty JPEG-LS frame packs better, but does not come to much
     constexpr double kMostDecoded = 0xFFFFFFFE; // DCMTK counts all frames in 32 bits, and writes behind what that gives
+    constexpr double kMostSpareFragments = 8192; // each is looked for by counting from the first one
     const double decoded = decodedBytes(item);
     if (decoded > kMostDecoded || decoded - kMostPacked * pixels.getLength(syntax) > kMaxMissingBytes) {
         return true;
     }
+    DcmPixelSequence* fragments = nullptr;
+    if (pixels.getEncapsulatedRepresentation(syntax, nullptr, fragments).bad() || fragments == nullptr) {
+        return false;
+    }
+    if (static_cast<double>(fragments->card()) > framesOf(item) + kMostSpareFragments) {
+        return true;
+    }
+    if (isJpegLs(syntax)) {
+        JpegLsPresets presets;
+        addFragments(*fragments, presets);
+        return presets.areImpossible();
+    }
     if (!isJpeg(syntax)) {
         return false;
     }
-    const JpegSegments segments = segmentsOf(pixels, syntax);
+    JpegSegments segments;
+    addFragments(*fragments, segments);
+    segments.finish();
     // A sample counts two bytes on both sides, as a coefficient and as what may be decoded.
     return segments.isImpossible() || segments.largestFrame() - decoded > kMaxMissingBytes ||
            (segments.overrunsColourTables() && mayBeConverted(item));

@@ -4,6 +4,7 @@
 #include "DcmFileReader.h"
 #include "ImageRendering.h"
 #include "MemoryWatch.h"
+#include "MisleadingPixels.h"
 #include "NumericArray.h"
 #include "PromisedPixels.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
@@ -24,6 +25,9 @@ unsigned long harmlessFlags(std::uint32_t flags, DcmDataset& dataset) {
     harmless &= ~CIF_MayDetachPixelData;      // the second read would find no pixels
     if (dataset.getCurrentXfer() == EXS_RLELossless) {
         harmless &= ~CIF_UsePartialAccessToPixelData; // the decoder of single frames reads outside the fragment
+    }
+    if (bitsOfSample(dataset) < 16) {
+        harmless &= ~CIF_UsePartialAccessToPixelData; // frames of an odd length get their last sample from behind them
     }
     return harmless;
 }
@@ -54,6 +58,7 @@ GenericArray toHostsReals(GenericArray array, vint type) {
 std::unique_ptr<DicomImage> DcmFileReader::openDicomImage(const ImageOpenOptions& options,
                                                           PixelsAfterwards afterwards) const {
     decompress();
+    makeEven(*dataset);
     // A file without it is unsigned. It stays in the dataset; status ignored, since DCMTK says what it misses.
     (void)dataset->putAndInsertUint16(DcmTag(DCM_PixelRepresentation), 0, 0, OFFalse);
     if (promisesTooManyPixels(*dataset) || misleadsTheRenderer(*dataset) || misleadsTheDecoder(*dataset)) {

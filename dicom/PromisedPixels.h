@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <string>
 
 #include "dcmtk/config/osconfig.h"
 
@@ -19,6 +20,19 @@ inline double missingBytesOfFrames(double frames, double framesHeld, double fram
     return (frames - framesHeld) * std::max(kArrayCost, frameBytes);
 }
 
+// Attributes of an image; those that are missing count as 1, bits as 8.
+Uint16 numberOr(Uint16 otherwise, DcmItem& item, const DcmTagKey& key);
+double framesOf(DcmItem& item);
+double bitsOfSample(DcmItem& item);
+/// Of the value of Pixel Data.
+double heldBytes(DcmItem& item);
+/// Photometric Interpretation as DCMTK understands it, letters and digits only; empty where a pixel has one sample.
+std::string colourModelOf(DcmItem& item);
+/// As many as DCMTK takes a pixel of that model to have, at least, whatever the attribute says.
+double samplesOfPixel(DcmItem& item);
+/// Bytes that pixels of these attributes take.
+double promisedBytes(DcmItem& item);
+
 /// Bytes that a decoder may make of compressed pixels with these attributes. A sample is two bytes at least: the coded
 /// stream may have 16 bits where the attributes speak of 8, or of 1. Attributes that are missing count as 1.
 double decodedBytes(DcmItem& item);
@@ -26,10 +40,5 @@ double decodedBytes(DcmItem& item);
 /// True when the attributes of an image promise too many bytes more than Pixel Data holds. A missing sample counts at
 /// least one byte, since that is what it costs in memory. Attributes that are missing count as 1.
 bool promisesTooManyPixels(DcmItem& dataset);
-
-/// True when DCMTK's renderer would read beyond Pixel Data: 32-bit pixels that end inside a word, overlay planes whose
-/// size it cannot count, and short values of colour by plane other than RGB and YBR_FULL, whose later planes it looks
-/// for where none are.
-bool misleadsTheRenderer(DcmItem& dataset);
 
 } // namespace radvex

@@ -127,3 +127,52 @@ TEST_F(JpegLsFrames, OfSeveralFragmentsStayWhole) {
     });
     EXPECT_EQ(read(path), samples);
 }
+
+TEST_F(JpegLsFrames, AreFoundWhateverTheOffsetTableSays) {
+    const auto samples = pixels(3, 9);
+    const std::string path = write(samples, 3, [](Fragments& fragments) {
+        ASSERT_EQ(fragments.size(), 3U);
+        const auto middle = fragments[1].begin() + static_cast<std::ptrdiff_t>(fragments[1].size() / 4 * 2);
+        const std::vector<Uint8> rest(middle, fragments[1].end());
+        fragments[1].erase(middle, fragments[1].end());
+        fragments.insert(fragments.begin() + 2, rest);
+    });
+    DcmFileFormat file;
+    ASSERT_TRUE(file.loadFile(path.c_str()).good());
+    DcmElement* element = nullptr;
+    DcmPixelSequence* sequence = nullptr;
+    DcmPixelItem* table = nullptr;
+    ASSERT_TRUE(file.getDataset()->findAndGetElement(DCM_PixelData, element).good());
+    auto& pixelData = dynamic_cast<DcmPixelData&>(*element);
+    ASSERT_TRUE(pixelData.getEncapsulatedRepresentation(EXS_JPEGLSLossless, nullptr, sequence).good());
+    ASSERT_TRUE(sequence->getItem(table, 0).good());
+    std::vector<Uint8> offsets(12, 0);
+    offsets[4] = 8; // frames begin somewhere else
+    table->putUint8Array(offsets.data(), offsets.size());
+    const std::string other = folder.file("b.dcm");
+    ASSERT_TRUE(file.saveFile(other.c_str(), EXS_JPEGLSLossless).good());
+    EXPECT_EQ(read(other), samples);
+}
+
+// The decoder would read behind its lines, or count to no end.
+TEST_F(JpegLsFrames, WithUnusualParametersAreNotDecoded) {
+    const auto codeWith = [&](Uint8 resetHigh, Uint8 resetLow) {
+        const std::string path = write(pixels(1, 3), 1, [&](Fragments& fragments) {
+            std::vector<Uint8>& bytes = fragments[0];
+            const Uint8 frame[] = {0xFF, 0xF7};
+            const auto place = std::search(bytes.begin(), bytes.end(), frame, frame + 2);
+            ASSERT_NE(place, bytes.end());
+            const Uint8 preset[] = {0xFF, 0xF8, 0, 13, 1, 0, 255, 0, 3, 0, 7, 0, 21, resetHigh, resetLow};
+            bytes.insert(place + 2 + place[2] * 256 + place[3], std::begin(preset), std::end(preset));
+            bytes.resize((bytes.size() + 1) / 2 * 2);
+        });
+        const int code = codeOf("ReadIntermediatePixelData", {path, 1, 0});
+        call("ClearCache");
+        return code;
+    };
+    EXPECT_EQ(codeWith(0, 64), 0);
+    EXPECT_EQ(codeWith(0, 0), 0);
+    EXPECT_NE(codeWith(0, 63), 0);
+    EXPECT_NE(codeWith(1, 0), 0);
+    EXPECT_NE(codeWith(0x80, 0), 0);
+}
