@@ -331,3 +331,18 @@ TEST_F(PromisedPixels, LosslessJpegColourOfTwelveBitsIsDecodedWithoutConversionO
     EXPECT_TRUE(misleads("ybr_full"));
     EXPECT_FALSE(misleads("RGB"));
 }
+
+// DCMTK looks for each by counting from the first one.
+TEST_F(PromisedPixels, ManyEmptyFragmentsAreNotGoneThrough) {
+    const auto path = writeLossyJpeg(EXS_JPEGProcess1);
+    for (const std::size_t count : {8000U, 9000U}) {
+        const auto many = withFragments(path, [count](const std::string& stream) {
+            std::vector<std::string> fragments(count);
+            fragments.front() = stream;
+            return fragments;
+        });
+        DcmFileFormat file;
+        ASSERT_TRUE(file.loadFile(many.c_str()).good());
+        EXPECT_EQ(radvex::misleadsTheDecoder(*file.getDataset()), count == 9000) << count;
+    }
+}
