@@ -4,7 +4,9 @@ if(RADVEX_FUZZ)
   set(dcmtkVariant fuzz)
   set(dcmtkLinkOptions -fsanitize=address) # programs bring the run time that such a DCMTK calls
 endif()
-if(NOT DCMTK_DIR)
+# One that this script built before is built anew when the script has changed; one that was given stays.
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/scripts/build-dcmtk.sh)
+if(NOT DCMTK_DIR OR DCMTK_DIR MATCHES "/radvex/dcmtk-[a-z0-9-]+$")
   execute_process(COMMAND ${CMAKE_SOURCE_DIR}/scripts/build-dcmtk.sh ${dcmtkVariant}
                   OUTPUT_VARIABLE dcmtkPrefix OUTPUT_STRIP_TRAILING_WHITESPACE RESULT_VARIABLE dcmtkFailed)
   if(dcmtkFailed)

@@ -26,8 +26,10 @@ unsigned long harmlessFlags(std::uint32_t flags, DcmDataset& dataset) {
     if (dataset.getCurrentXfer() == EXS_RLELossless) {
         harmless &= ~CIF_UsePartialAccessToPixelData; // the decoder of single frames reads outside the fragment
     }
-    if (bitsOfSample(dataset) < 16) {
-        harmless &= ~CIF_UsePartialAccessToPixelData; // frames of an odd length get their last sample from behind them
+    const bool isOdd = (numberOr(1, dataset, DCM_Rows) & numberOr(1, dataset, DCM_Columns) &
+                        numberOr(1, dataset, DCM_SamplesPerPixel) & 1) != 0;
+    if (bitsOfSample(dataset) < 8 || (bitsOfSample(dataset) < 16 && isOdd)) {
+        harmless &= ~CIF_UsePartialAccessToPixelData; // a frame of odd length gets its last sample from behind it
     }
     return harmless;
 }

@@ -262,6 +262,20 @@ TEST_F(Images, FlagsThatWouldHarmTheReaderAreHarmless) {
     }
 }
 
+// The last sample of such a frame came from behind it.
+TEST_F(Images, FramesOfAnOddLengthAreTheSameReadByThemselves) {
+    ImageFile file{.rows = 9, .columns = 9, .bitsAllocated = 8, .bitsStored = 1};
+    file.words.assign(41, 0x0101);
+    const auto path = write(file);
+    const auto values = [&](vint flags) {
+        const Value array = call("ReadIntermediatePixelData", {path, flags, 0});
+        const auto data = array.get<NumericArray>().data<std::uint8_t>();
+        return std::vector<std::uint8_t>(data.begin(), data.end());
+    };
+    EXPECT_EQ(values(0x401), std::vector<std::uint8_t>(81, 1));
+    EXPECT_EQ(values(1), std::vector<std::uint8_t>(81, 1));
+}
+
 TEST_F(Images, RefusalsOfTheHostAreErrorsAndTheNextReadWorks) {
     const auto path = write(grey12());
     ledger().refuse(Operation::VImage_new2D, 1); // the fallback makes its own
