@@ -1,6 +1,6 @@
 #include "JpegLsPresets.h"
 
-#include <iterator>
+#include <cstring>
 
 namespace radvex {
 
@@ -32,11 +32,14 @@ void JpegLsPresets::scan(Bytes bytes) {
     constexpr Uint8 kCodingParameters = 1;
     constexpr std::size_t kReset = 13;
     constexpr unsigned kUsualReset = 64;
-    for (std::size_t place = 0; place + kFrameBytes <= bytes.size(); ++place) {
-        if (bytes[place] != kMarker) {
-            continue;
+    Bytes rest = bytes;
+    while (rest.size() >= kFrameBytes) {
+        const void* found = std::memchr(rest.data(), kMarker, rest.size() - kFrameBytes + 1);
+        if (found == nullptr) {
+            return;
         }
-        const Bytes segment = bytes.subspan(place);
+        const Bytes segment = rest.subspan(static_cast<std::size_t>(static_cast<const Uint8*>(found) - rest.data()));
+        rest = segment.subspan(1);
         if (segment[1] == kFrame) {
             mFewestBits = std::min<int>(mFewestBits, segment[4]);
         } else if (segment[1] == kPreset && segment[4] == kCodingParameters && segment.size() >= kPresetBytes) {
