@@ -44,13 +44,6 @@ bool holdsPixels(DcmDataset& dataset, const DcmTagKey& key) {
            element->search(DCM_PixelData, stack, ESM_fromHere, OFTrue).good();
 }
 
-/// By the decoder, to RGB. DCMTK takes other spellings for YBR too.
-bool mayBeConverted(DcmItem& item) {
-    OFString interpretation;
-    (void)item.findAndGetOFString(DCM_PhotometricInterpretation, interpretation, 0, OFFalse);
-    return interpretation != "RGB";
-}
-
 bool misleadsTheDecoder(DcmItem& item, DcmPixelData& pixels, E_TransferSyntax syntax) {
     constexpr double kMostPacked = 1000.0;      // an empty JPEG-LS frame packs better, but does not come to much
     constexpr double kMostDecoded = 0xFFFFFFFE; // DCMTK counts all frames in 32 bits, and writes behind what that gives
@@ -77,9 +70,9 @@ bool misleadsTheDecoder(DcmItem& item, DcmPixelData& pixels, E_TransferSyntax sy
     JpegSegments segments;
     addFragments(*fragments, segments);
     segments.finish();
-    // A sample counts two bytes on both sides, as a coefficient and as what may be decoded.
+    // A sample counts two bytes on both sides, as a coefficient and as what may be decoded. RGB is not converted.
     return segments.isImpossible() || segments.largestFrame() - decoded > kMaxMissingBytes ||
-           (segments.overrunsColourTables() && mayBeConverted(item));
+           (segments.overrunsColourTables() && colourModelOf(item) != "RGB");
 }
 
 } // namespace

@@ -6,12 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "CompressedPixelData.h"
 #include "DicomFiles.h"
 #include "HostTest.h"
 #include "TemporaryFolder.h"
-#include "dcmtk/dcmdata/dcpixel.h"
-#include "dcmtk/dcmdata/dcpixseq.h"
-#include "dcmtk/dcmdata/dcpxitem.h"
+#include "dcmtk/dcmdata/dcdeftag.h"
 
 using namespace radvex::test;
 using namespace velmora;
@@ -159,14 +158,7 @@ class JpegLsErrors : public LibraryTest {
             dataset.putAndInsertUint16(DCM_HighBit, static_cast<Uint16>(bits - 1));
             dataset.putAndInsertUint16(DCM_PixelRepresentation, 0);
             dataset.putAndInsertString(DCM_PhotometricInterpretation, "MONOCHROME2");
-            auto sequence = std::make_unique<DcmPixelSequence>(DcmTag(DCM_PixelData, EVR_OB));
-            sequence->insert(new DcmPixelItem(DcmTag(DCM_Item, EVR_OB)));
-            auto fragment = std::make_unique<DcmPixelItem>(DcmTag(DCM_Item, EVR_OB));
-            fragment->putUint8Array(frame.data(), frame.size());
-            sequence->insert(fragment.release());
-            auto pixels = std::make_unique<DcmPixelData>(DCM_PixelData);
-            pixels->putOriginalRepresentation(EXS_JPEGLSLossless, nullptr, sequence.release());
-            dataset.insert(pixels.release(), OFTrue);
+            putFragments(dataset, EXS_JPEGLSLossless, {std::string(frame.begin(), frame.end())});
         };
         return writeDicom(folder.file("a.dcm"), fill, EXS_JPEGLSLossless);
     }

@@ -4,6 +4,7 @@
 #include <fstream>
 #include <functional>
 
+#include "CompressedPixelData.h"
 #include "CompressedPixels.h"
 #include "DicomFiles.h"
 #include "HostTest.h"
@@ -32,21 +33,9 @@ double peakMemory() {
     return 0;
 }
 
-/// Pixel Data of one fragment in place of what the item has.
-void putFragment(DcmItem& item, std::vector<Uint8> bytes) {
-    auto sequence = std::make_unique<DcmPixelSequence>(DcmTag(DCM_PixelData, EVR_OB));
-    sequence->insert(new DcmPixelItem(DcmTag(DCM_Item, EVR_OB)));
-    auto fragment = std::make_unique<DcmPixelItem>(DcmTag(DCM_Item, EVR_OB));
-    fragment->putUint8Array(bytes.data(), bytes.size());
-    sequence->insert(fragment.release());
-    auto pixels = std::make_unique<DcmPixelData>(DCM_PixelData);
-    pixels->putOriginalRepresentation(EXS_RLELossless, nullptr, sequence.release());
-    item.insert(pixels.release(), OFTrue);
-}
-
 /// An RLE frame of one segment that holds next to nothing (PS3.5 annex G).
-std::vector<Uint8> shortFrame() {
-    std::vector<Uint8> bytes(500, 0);
+std::string shortFrame() {
+    std::string bytes(500, '\0');
     bytes[0] = 1;  // segments
     bytes[4] = 64; // where the first one starts
     return bytes;
@@ -106,16 +95,7 @@ class PromisedPixels : public LibraryTest {
             dynamic_cast<DcmPixelData&>(*element).getEncapsulatedRepresentation(syntax, nullptr, former).good());
         EXPECT_TRUE(former->getItem(fragment, 1).good());
         EXPECT_TRUE(fragment->getUint8Array(bytes).good());
-        auto sequence = std::make_unique<DcmPixelSequence>(DcmTag(DCM_PixelData, EVR_OB));
-        sequence->insert(new DcmPixelItem(DcmTag(DCM_Item, EVR_OB)));
-        for (const std::string& part : change({reinterpret_cast<const char*>(bytes), fragment->getLength()})) {
-            auto item = std::make_unique<DcmPixelItem>(DcmTag(DCM_Item, EVR_OB));
-            item->putUint8Array(reinterpret_cast<const Uint8*>(part.data()), part.size());
-            sequence->insert(item.release());
-        }
-        auto pixels = std::make_unique<DcmPixelData>(DCM_PixelData);
-        pixels->putOriginalRepresentation(syntax, nullptr, sequence.release());
-        EXPECT_TRUE(file.getDataset()->insert(pixels.release(), OFTrue).good());
+        putFragments(*file.getDataset(), syntax, change({reinterpret_cast<const char*>(bytes), fragment->getLength()}));
         const std::string copy = folder.file("b" + std::to_string(++mCopies) + ".dcm");
         EXPECT_TRUE(file.saveFile(copy.c_str(), syntax).good());
         return copy;
@@ -139,7 +119,7 @@ TEST_F(PromisedPixels, CompressedPixelsOfFewBytesThatPromiseGigabytesStayCompres
         folder.file("a.dcm"),
         [](DcmDataset& dataset) {
             putShape(dataset, true);
-            putFragment(dataset, shortFrame());
+            putFragments(dataset, EXS_RLELossless, {shortFrame()});
         },
         EXS_RLELossless);
     const double before = peakMemory();
@@ -155,11 +135,11 @@ TEST_F(PromisedPixels, SoDoThoseOfAnIcon) {
         folder.file("a.dcm"),
         [](DcmDataset& dataset) {
             putShape(dataset, false);
-            putFragment(dataset, shortFrame());
+            putFragments(dataset, EXS_RLELossless, {shortFrame()});
             DcmItem* icon = nullptr;
             dataset.findOrCreateSequenceItem(DCM_IconImageSequence, icon, 0);
             putShape(*icon, true);
-            putFragment(*icon, shortFrame());
+            putFragments(*icon, EXS_RLELossless, {shortFrame()});
         },
         EXS_RLELossless);
     const double before = peakMemory();
