@@ -7,10 +7,10 @@
 #include <filesystem>
 #include <memory>
 
-#include "CallFrame.h"
-#include "DataList.h"
-#include "ErrorManager.h"
-#include "Host.h"
+#include "bridge/DataList.h"
+#include "bridge/ErrorManager.h"
+#include "host/CallFrame.h"
+#include "host/Host.h"
 
 #include "dcmtk/config/osconfig.h"
 

@@ -6,8 +6,8 @@
 #include <memory>
 #include <string>
 
-#include "generateMedia.h"
-#include "generatePixels.h"
+#include "bench/generateMedia.h"
+#include "bench/generatePixels.h"
 
 #include "dcmtk/config/osconfig.h"
 

@@ -1,8 +1,8 @@
-#include "generateMedia.h"
+#include "bench/generateMedia.h"
 
 #include <functional>
 
-#include "generatePixels.h"
+#include "bench/generatePixels.h"
 
 #include "dcmtk/dcmdata/dcddirif.h"
 

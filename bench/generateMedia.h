@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "Amounts.h"
+#include "bench/Amounts.h"
 
 /// Writes the media series, series-rle, series-jpeg and series-jpegls: a DICOMDIR and a CT series of 16-bit slices, the
 /// files in another order than the slices.

@@ -1,4 +1,4 @@
-#include "generatePixels.h"
+#include "bench/generatePixels.h"
 
 #include "dcmtk/dcmdata/dcrleerg.h"
 #include "dcmtk/dcmdata/dcrlerp.h"

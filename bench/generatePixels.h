@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "Amounts.h"
-#include "pixels.h"
+#include "bench/Amounts.h"
+#include "bench/pixels.h"
 
 #include "dcmtk/config/osconfig.h"
 

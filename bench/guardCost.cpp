@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "FileStream.h"
-#include "GuardedLoad.h"
+#include "guard/FileStream.h"
+#include "guard/GuardedLoad.h"
 
 #include "dcmtk/config/osconfig.h"
 

@@ -1,4 +1,4 @@
-#include "Argument.h"
+#include "bridge/Argument.h"
 
 namespace GTU {
 

@@ -2,9 +2,9 @@
 
 #include <string>
 
-#include "ErrorManager.h"
-#include "LibraryData.h"
-#include "VArgument.h"
+#include "bridge/ErrorManager.h"
+#include "bridge/LibraryData.h"
+#include "bridge/VArgument.h"
 
 namespace GTU {
 

@@ -1,4 +1,4 @@
-#include "DataList.h"
+#include "bridge/DataList.h"
 
 #include <stdexcept>
 

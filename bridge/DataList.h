@@ -5,8 +5,8 @@
 #include <utility>
 #include <vector>
 
-#include "Argument.h"
-#include "VContainerBase.h"
+#include "bridge/Argument.h"
+#include "bridge/VContainerBase.h"
 
 namespace GTU {
 

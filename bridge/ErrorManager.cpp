@@ -1,4 +1,4 @@
-#include "ErrorManager.h"
+#include "bridge/ErrorManager.h"
 
 namespace GTU {
 

@@ -5,9 +5,9 @@
 #include <utility>
 #include <vector>
 
-#include "Errors.h"
-#include "GantryError.h"
-#include "LibraryData.h"
+#include "bridge/Errors.h"
+#include "bridge/GantryError.h"
+#include "bridge/LibraryData.h"
 
 namespace GTU {
 

@@ -1,6 +1,6 @@
-#include "FileUtilities.h"
+#include "bridge/FileUtilities.h"
 
-#include "ErrorManager.h"
+#include "bridge/ErrorManager.h"
 
 namespace GTU {
 

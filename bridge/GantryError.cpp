@@ -1,6 +1,6 @@
-#include "GantryError.h"
+#include "bridge/GantryError.h"
 
-#include "ErrorManager.h"
+#include "bridge/ErrorManager.h"
 
 namespace GTU {
 

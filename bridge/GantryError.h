@@ -4,8 +4,8 @@
 #include <string>
 #include <utility>
 
-#include "Put.h"
-#include "TTStream.h"
+#include "bridge/Put.h"
+#include "bridge/TTStream.h"
 #include "velmora/VelmoraLibrary.h"
 
 namespace GTU {

@@ -2,7 +2,7 @@
 
 #include <exception>
 
-#include "VArgumentManager.h"
+#include "bridge/VArgumentManager.h"
 
 namespace GTU {
 

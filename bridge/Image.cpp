@@ -1,4 +1,4 @@
-#include "Image.h"
+#include "bridge/Image.h"
 
 namespace GTU {
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "ErrorManager.h"
-#include "VArray.h"
-#include "VContainerBase.h"
+#include "bridge/ErrorManager.h"
+#include "bridge/VArray.h"
+#include "bridge/VContainerBase.h"
 
 namespace GTU {
 

@@ -1,6 +1,6 @@
-#include "LibraryData.h"
+#include "bridge/LibraryData.h"
 
-#include "ErrorManager.h"
+#include "bridge/ErrorManager.h"
 
 namespace GTU {
 

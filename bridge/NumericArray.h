@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cstring>
 
-#include "ErrorManager.h"
-#include "VArray.h"
-#include "VContainerBase.h"
+#include "bridge/ErrorManager.h"
+#include "bridge/VArray.h"
+#include "bridge/VContainerBase.h"
 
 namespace GTU {
 

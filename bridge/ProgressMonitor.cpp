@@ -1,4 +1,4 @@
-#include "ProgressMonitor.h"
+#include "bridge/ProgressMonitor.h"
 
 namespace GTU {
 

@@ -1,4 +1,4 @@
-#include "Put.h"
+#include "bridge/Put.h"
 
 namespace GTU::TT {
 

@@ -1,4 +1,4 @@
-#include "Strings.h"
+#include "bridge/Strings.h"
 
 #include <cstring>
 

@@ -1,9 +1,9 @@
-#include "TTStream.h"
+#include "bridge/TTStream.h"
 
 #include <limits>
 
-#include "ErrorManager.h"
-#include "Put.h"
+#include "bridge/ErrorManager.h"
+#include "bridge/Put.h"
 
 namespace GTU {
 

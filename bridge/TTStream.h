@@ -3,8 +3,8 @@
 #include <stack>
 #include <string>
 
-#include "Strings.h"
-#include "Utilities.h"
+#include "bridge/Strings.h"
+#include "bridge/Utilities.h"
 #include "velmora/Tether.h"
 
 namespace GTU {

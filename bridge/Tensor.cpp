@@ -1,4 +1,4 @@
-#include "Tensor.h"
+#include "bridge/Tensor.h"
 
 namespace GTU {
 

@@ -1,6 +1,6 @@
-#include "Utilities.h"
+#include "bridge/Utilities.h"
 
-#include "ErrorManager.h"
+#include "bridge/ErrorManager.h"
 
 namespace GTU::TT {
 

@@ -1,4 +1,4 @@
-#include "VArgumentManager.h"
+#include "bridge/VArgumentManager.h"
 
 namespace GTU {
 

@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "DataList.h"
-#include "Image.h"
-#include "ProgressMonitor.h"
-#include "Tensor.h"
+#include "bridge/DataList.h"
+#include "bridge/Image.h"
+#include "bridge/ProgressMonitor.h"
+#include "bridge/Tensor.h"
 
 namespace GTU {
 

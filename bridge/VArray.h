@@ -1,6 +1,6 @@
 #pragma once
 
-#include "VArrayDimensions.h"
+#include "bridge/VArrayDimensions.h"
 
 namespace GTU {
 

@@ -1,10 +1,10 @@
-#include "VArrayDimensions.h"
+#include "bridge/VArrayDimensions.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <utility>
 
-#include "ErrorManager.h"
+#include "bridge/ErrorManager.h"
 
 namespace GTU {
 

@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "Passing.h"
-#include "VArgument.h"
+#include "bridge/Passing.h"
+#include "bridge/VArgument.h"
 
 namespace GTU {
 

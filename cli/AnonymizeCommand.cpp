@@ -1,15 +1,16 @@
 #include <filesystem>
 #include <iostream>
 
-#include "AnonymizationReport.h"
-#include "Anonymizer.h"
-#include "Assignment.h"
-#include "Commands.h"
-#include "FileJobs.h"
-#include "InputFile.h"
-#include "Output.h"
-#include "OutputFile.h"
-#include "StudyModule.h"
+#include "cli/Commands.h"
+#include "cli/ProgressBar.h"
+#include "cli/arguments/Assignment.h"
+#include "cli/arguments/FileJobs.h"
+#include "deidentify/AnonymizationReport.h"
+#include "deidentify/Anonymizer.h"
+#include "files/Errors.h"
+#include "files/InputFile.h"
+#include "files/OutputFile.h"
+#include "formats/Text.h"
 
 namespace radvex::cli {
 
@@ -36,7 +37,7 @@ struct AnonymizeOptions {
 
 std::string readKey(const std::string& path) {
     constexpr std::size_t kShortest = 16;
-    std::string key = readInputText(path);
+    std::string key = files::readInputText(path);
     if (key.size() < kShortest) {
         throw FileError(path + " is no key: at least " + std::to_string(kShortest) +
                         " bytes that nobody can guess are expected.");
@@ -45,10 +46,10 @@ std::string readKey(const std::string& path) {
 }
 
 /// What is said later stands above: the profile, then the rules, then the words of the command.
-ReplacementRules collectRules(const AnonymizeOptions& options, const study::Profile* profile) {
-    ReplacementRules rules;
+deidentify::ReplacementRules collectRules(const AnonymizeOptions& options, const deidentify::Profile* profile) {
+    deidentify::ReplacementRules rules;
     if (profile != nullptr) {
-        for (const study::ProfileRule& rule : profile->rules) {
+        for (const deidentify::ProfileRule& rule : profile->rules) {
             rules.set(rule.keyword, rule.value);
         }
     }
@@ -106,13 +107,13 @@ void checkOutput(const AnonymizeOptions& options, bool isFolder) {
 }
 
 /// The folder of a medium whose directory was named in its place.
-std::string inputFolder(const std::string& input, study::Anonymization& looker) {
+std::string inputFolder(const std::string& input, deidentify::Anonymization& looker) {
     std::error_code error;
     if (fs::is_directory(input, error)) {
         return input;
     }
     try {
-        if (fs::is_regular_file(input, error) && looker.kindOf(input) == study::FileKind::Directory) {
+        if (fs::is_regular_file(input, error) && looker.kindOf(input) == deidentify::FileKind::Directory) {
             const fs::path folder = fs::path(input).parent_path();
             return folder.empty() ? "." : folder.string();
         }
@@ -122,42 +123,45 @@ std::string inputFolder(const std::string& input, study::Anonymization& looker) 
     return "";
 }
 
-void report(const AnonymizeOptions& options, const AnonymizationResult& result, const study::Profile* profile) {
+void report(const AnonymizeOptions& options, const deidentify::AnonymizationResult& result,
+            const deidentify::Profile* profile) {
     if (!options.report.empty()) {
-        const std::string text = anonymizationReport(result, {options.hasOriginals, profile});
-        writeOutputFile(options.report,
-                        [&](std::FILE* file) { return std::fwrite(text.data(), 1, text.size(), file) == text.size(); });
+        const std::string text = deidentify::anonymizationReport(result, {options.hasOriginals, profile});
+        files::writeOutputFile(options.report, [&](std::FILE* file) {
+            return std::fwrite(text.data(), 1, text.size(), file) == text.size();
+        });
     }
     if (!options.isQuiet) {
         // A report on the standard output stays alone there.
-        (options.report == "-" ? std::cerr : std::cout) << anonymizationSummary(options.output, result, profile);
+        (options.report == "-" ? std::cerr : std::cout)
+            << deidentify::anonymizationSummary(options.output, result, profile);
     }
 }
 
 void run(Session& session, const AnonymizeOptions& options) {
-    const auto looker = openAnonymization({});
+    const auto looker = deidentify::openAnonymization({});
     const std::string folder = inputFolder(options.input, *looker);
     const bool isFolder = !folder.empty();
     if (isFolder) {
         checkFolders(folder, options.output);
     }
     checkOutput(options, isFolder);
-    study::Profile basic;
-    const study::Profile* profile = nullptr;
+    deidentify::Profile basic;
+    const deidentify::Profile* profile = nullptr;
     if (!options.profile.empty()) {
         basic = looker->basicProfile();
         profile = &basic;
     }
-    const ReplacementRules rules = collectRules(options, profile);
-    study::AnonymizationSettings settings{options.key.empty() ? "" : readKey(options.key), options.isIndependent,
-                                          rules.resolve(session.host())};
-    Anonymizer anonymizer(session, rules, openAnonymization(std::move(settings)),
-                          {options.mayReplace, options.isStrict,
-                           options.isStrict || !options.isQuiet || !options.report.empty(), !options.report.empty(),
-                           options.hasNeutralNames, options.jobs.count()});
-    const AnonymizationResult result = isFolder ? anonymizer.anonymizeFolder(folder, options.output)
-                                                : anonymizer.anonymizeFile(options.input, options.output);
-    for (const AnonymizedFile& file : result.files) {
+    const deidentify::ReplacementRules rules = collectRules(options, profile);
+    deidentify::AnonymizationSettings settings{options.key.empty() ? "" : readKey(options.key), options.isIndependent,
+                                               rules.resolve(session.host())};
+    deidentify::Anonymizer anonymizer(
+        session.host(), rules, deidentify::openAnonymization(std::move(settings)),
+        {options.mayReplace, options.isStrict, options.isStrict || !options.isQuiet || !options.report.empty(),
+         !options.report.empty(), options.hasNeutralNames, options.jobs.count(), ProgressBar::forEachWork()});
+    const deidentify::AnonymizationResult result = isFolder ? anonymizer.anonymizeFolder(folder, options.output)
+                                                            : anonymizer.anonymizeFile(options.input, options.output);
+    for (const deidentify::AnonymizedFile& file : result.files) {
         if (!file.error.empty()) {
             session.reportRefusal("", file.error);
         }

@@ -1,8 +1,9 @@
 #include <iostream>
 
-#include "Commands.h"
-#include "LosslessJson.h"
-#include "Output.h"
+#include "cli/Commands.h"
+#include "files/Errors.h"
+#include "formats/LosslessJson.h"
+#include "formats/Text.h"
 
 namespace radvex::cli {
 
@@ -17,27 +18,28 @@ std::vector<velmora::Value> parseArguments(const std::vector<std::string>& texts
     std::vector<velmora::Value> arguments;
     arguments.reserve(texts.size());
     for (const std::string& text : texts) {
-        arguments.push_back(fromJson(parseJson(text)));
+        arguments.push_back(formats::fromJson(formats::parseJson(text)));
     }
     return arguments;
 }
 
 /// Answers one line `[name, arg, …]`.
-Json answerLine(Session& session, const std::string& line) {
+formats::Json answerLine(Session& session, const std::string& line) {
     try {
-        const Json request = parseJson(line);
+        const formats::Json request = formats::parseJson(line);
         if (!request.is_array() || request.empty() || !request[0].is_string()) {
-            throw JsonError("A request is a list of a function's name and its arguments: [\"name\", arg, ...].");
+            throw formats::JsonError(
+                "A request is a list of a function's name and its arguments: [\"name\", arg, ...].");
         }
         std::vector<velmora::Value> arguments;
         for (std::size_t index = 1; index < request.size(); ++index) {
-            arguments.push_back(fromJson(request[index]));
+            arguments.push_back(formats::fromJson(request[index]));
         }
         const velmora::Value result = session.host().call(request[0].get<std::string>(), arguments);
-        return {{"code", 0}, {"result", toJson(result)}};
+        return {{"code", 0}, {"result", formats::toJson(result)}};
     } catch (const velmora::LibraryError& error) {
         return {{"code", error.code()}, {"name", error.name()}, {"message", error.what()}};
-    } catch (const JsonError& error) {
+    } catch (const formats::JsonError& error) {
         return {{"code", nullptr}, {"name", "RequestError"}, {"message", error.what()}};
     } catch (const velmora::HostError& error) {
         return {{"code", nullptr}, {"name", "RequestError"}, {"message", error.what()}};
@@ -48,7 +50,7 @@ void answerLines(Session& session) {
     std::string line;
     while (std::getline(std::cin, line)) {
         if (line.find_first_not_of(" \t\r") != std::string::npos) {
-            std::cout << dumpJson(answerLine(session, line)) << std::endl;
+            std::cout << formats::dumpJson(answerLine(session, line)) << std::endl;
         }
     }
 }
@@ -74,7 +76,7 @@ void run(Session& session, const CallOptions& options, const std::vector<std::st
         throw UsageError("Name a function: 'radvex call --list' shows them all.");
     } else {
         const velmora::Value result = session.host().call(options.function, parseArguments(arguments));
-        std::cout << dumpJson(toJson(result)) << '\n';
+        std::cout << formats::dumpJson(formats::toJson(result)) << '\n';
     }
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "CommandLine.h"
-#include "Session.h"
+#include "cli/Session.h"
+#include "cli/arguments/CommandLine.h"
 
 // Each adds one command to the program. What the command does runs when the program has parsed its arguments.
 

@@ -1,10 +1,11 @@
 #include <iostream>
 
-#include "Commands.h"
-#include "Npy.h"
-#include "Output.h"
-#include "PictureOptions.h"
-#include "PixelMeaning.h"
+#include "cli/Commands.h"
+#include "cli/arguments/PictureOptions.h"
+#include "files/Errors.h"
+#include "formats/Npy.h"
+#include "formats/Text.h"
+#include "volume/PixelMeaning.h"
 
 namespace radvex::cli {
 
@@ -33,7 +34,7 @@ struct Data {
 /// Modality values of all frames. Frames other than the first few cannot be chosen from the library, so they are cut
 /// out.
 Data readModalityValues(velmora::Host& host, const DataOptions& options) {
-    Data data{host.call("ReadIntermediatePixelData", {options.file, kImageFlags, 0})};
+    Data data{host.call("ReadIntermediatePixelData", {options.file, media::kImageFlags, 0})};
     if (!data.owner.is<NumericArray>()) {
         throw velmora::LibraryError(0, "", options.file + ": DCMTK's intermediate values have no array type.");
     }
@@ -44,10 +45,11 @@ Data readModalityValues(velmora::Host& host, const DataOptions& options) {
     return data;
 }
 
-Data readRenderedValues(velmora::Host& host, const DataOptions& options, const PixelMeaning& meaning) {
+Data readRenderedValues(velmora::Host& host, const DataOptions& options, const volume::PixelMeaning& meaning) {
     const auto [first, count] = options.picture.frameRange(meaning.frames);
+    const media::Rendering rendering = options.picture.rendering();
     Data data{host.call("ReadImageData", {options.file, first, count == meaning.frames ? 0 : count,
-                                          options.picture.scalingTensor(), options.picture.overlays, kImageFlags})};
+                                          rendering.scalingTensor(), rendering.hasOverlays, media::kImageFlags})};
     for (const velmora::NodeView node : data.owner.get<Store>()) {
         data.arrays.push_back(node.cell().numericArray);
     }
@@ -59,11 +61,11 @@ Data readRenderedValues(velmora::Host& host, const DataOptions& options, const P
     return data;
 }
 
-Statistics statisticsOfAll(const Data& data) {
-    Statistics all = statisticsOf(*data.arrays.front());
+volume::Statistics statisticsOfAll(const Data& data) {
+    volume::Statistics all = volume::statisticsOf(*data.arrays.front());
     double sum = 0;
     for (const VelmoraNumericArray* array : data.arrays) {
-        const Statistics one = statisticsOf(*array);
+        const volume::Statistics one = volume::statisticsOf(*array);
         all.minimum = std::min(all.minimum, one.minimum);
         all.maximum = std::max(all.maximum, one.maximum);
         sum += one.mean;
@@ -78,30 +80,29 @@ void write(const std::string& path, const Data& data) {
         parts.emplace_back(static_cast<const std::byte*>(array->data.get()),
                            static_cast<std::size_t>(array->length) * velmora::numericArrayElementSize(array->type));
     }
-    writeNpy(path, data.type, data.shape, parts);
+    formats::writeNpy(path, data.type, data.shape, parts);
 }
 
-void print(const DataOptions& options, const Data& data, const PixelMeaning& meaning) {
+void print(const DataOptions& options, const Data& data, const volume::PixelMeaning& meaning) {
     std::ostream& stream = options.output == "-" ? std::cerr : std::cout;
     const char* values = options.rendered ? "rendered" : "modality";
     if (options.json) {
-        Json json{{"file", options.file}, {"values", values}, {"type", numpyType(data.type)}, {"shape", data.shape}};
-        json.update(describeMeaning(meaning, options.rendered));
+        formats::Json json{
+            {"file", options.file}, {"values", values}, {"type", formats::numpyType(data.type)}, {"shape", data.shape}};
+        json.update(volume::describeMeaning(meaning, options.rendered));
         if (options.rendered) {
-            const auto own = options.picture.explicitWindow();
-            json["window"] = own ? Json{{"method", "explicit"}, {"width", own->first}, {"center", own->second}}
-                                 : Json{{"method", options.picture.scaling}};
+            json["window"] = options.picture.describeWindow();
         }
-        addStatistics(json, statisticsOfAll(data));
-        json["written"] = options.output.empty() ? Json() : Json(options.output);
-        stream << dumpJson(json) << '\n';
+        volume::addStatistics(json, statisticsOfAll(data));
+        json["written"] = options.output.empty() ? formats::Json() : formats::Json(options.output);
+        stream << formats::dumpJson(json) << '\n';
     } else if (options.output.empty()) {
-        stream << printable(options.file) << ": " << values << " values, " << numpyType(data.type);
+        stream << formats::printable(options.file) << ": " << values << " values, " << formats::numpyType(data.type);
         for (std::size_t index = 0; index < data.shape.size(); ++index) {
             stream << (index == 0 ? " " : " x ") << data.shape[index];
         }
-        stream << (meaning.unit.empty() || options.rendered ? "" : ", unit " + printable(meaning.unit)) << ", "
-               << textOf(statisticsOfAll(data)) << '\n';
+        stream << (meaning.unit.empty() || options.rendered ? "" : ", unit " + formats::printable(meaning.unit)) << ", "
+               << volume::textOf(statisticsOfAll(data)) << '\n';
     }
 }
 
@@ -112,7 +113,7 @@ void run(Session& session, const DataOptions& options) {
         throw UsageError("Windows, overlays and frames are chosen with --rendered; without it the values of all frames "
                          "come as they are.");
     }
-    const PixelMeaning meaning = readPixelMeaning(host, options.file);
+    const volume::PixelMeaning meaning = volume::readPixelMeaning(host, options.file);
     const Data data = options.rendered ? readRenderedValues(host, options, meaning) : readModalityValues(host, options);
     if (!options.output.empty()) {
         write(options.output, data);

@@ -2,10 +2,10 @@
 #include <cstdio>
 #include <iostream>
 
-#include "Assignment.h"
-#include "Commands.h"
-#include "MetadataText.h"
-#include "Output.h"
+#include "cli/Commands.h"
+#include "cli/arguments/Assignment.h"
+#include "formats/MetadataText.h"
+#include "formats/Text.h"
 
 namespace radvex::cli {
 
@@ -55,7 +55,7 @@ std::pair<std::string, std::string> apply(velmora::Host& host, const std::string
 }
 
 void print(const std::string& keyword, const std::string& value) {
-    std::printf("%-34s%s\n", printable(keyword).c_str(), printable(value).c_str());
+    std::printf("%-34s%s\n", formats::printable(keyword).c_str(), formats::printable(value).c_str());
 }
 
 void run(Session& session, const DefaultsOptions& options) {
@@ -68,9 +68,9 @@ void run(Session& session, const DefaultsOptions& options) {
                 return print(keyword, value);
             }
             json += json.empty() ? "" : ",";
-            appendJsonText(json, keyword);
+            formats::appendJsonText(json, keyword);
             json += ':';
-            appendJsonText(json, value);
+            formats::appendJsonText(json, value);
         });
     }
     if (options.json) {

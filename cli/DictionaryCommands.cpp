@@ -1,8 +1,8 @@
 #include <cstdio>
 #include <iostream>
 
-#include "Commands.h"
-#include "TagNumber.h"
+#include "cli/Commands.h"
+#include "cli/arguments/TagNumber.h"
 
 namespace radvex::cli {
 

@@ -1,8 +1,8 @@
 #include <iomanip>
 #include <iostream>
 
-#include "Commands.h"
-#include "LosslessJson.h"
+#include "cli/Commands.h"
+#include "formats/LosslessJson.h"
 
 namespace radvex::cli {
 
@@ -11,7 +11,7 @@ void addErrorsCommand(const CommandLine& program, Session& session) {
     const CommandLine command = program.addCommand("errors", "List every error that the library can return");
     command.addFlag("--json", *asJson, "Print a JSON list of {id, name, message}");
     command.setAction([&session, asJson] {
-        Json list = Json::array();
+        formats::Json list = formats::Json::array();
         for (const velmora::RegisteredError& error : session.host().errors()) {
             if (*asJson) {
                 list.push_back({{"id", error.id}, {"name", error.name}, {"message", error.message}});

@@ -1,11 +1,11 @@
 #include <iostream>
 #include <sstream>
 
-#include "Commands.h"
-#include "FileArguments.h"
-#include "FileJobs.h"
-#include "LosslessJson.h"
-#include "Output.h"
+#include "cli/Commands.h"
+#include "cli/arguments/FileArguments.h"
+#include "cli/arguments/FileJobs.h"
+#include "formats/LosslessJson.h"
+#include "formats/Text.h"
 
 namespace radvex::cli {
 
@@ -31,7 +31,7 @@ Counts readCounts(velmora::Host& host, const std::string& file) {
 
 std::string describe(const std::string& file, const Counts& counts) {
     std::ostringstream text;
-    text << printable(file) << ": frames " << counts.frames;
+    text << formats::printable(file) << ": frames " << counts.frames;
     if (counts.frames == 0) {
         text << " (not given)";
     }
@@ -44,10 +44,10 @@ std::string describe(const std::string& file, const Counts& counts) {
 }
 
 std::string describeAsJson(const std::string& file, const Counts& counts) {
-    return dumpJson({{"file", file},
-                     {"frames", counts.frames},
-                     {"representativeFrame", counts.representativeFrame},
-                     {"overlays", counts.overlays}});
+    return formats::dumpJson({{"file", file},
+                              {"frames", counts.frames},
+                              {"representativeFrame", counts.representativeFrame},
+                              {"overlays", counts.overlays}});
 }
 
 void run(Session& session, const FramesOptions& options) {

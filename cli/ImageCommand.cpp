@@ -1,12 +1,13 @@
 #include <filesystem>
 #include <iostream>
 
-#include "Commands.h"
-#include "Output.h"
-#include "PictureOptions.h"
-#include "PixelMeaning.h"
-#include "Png.h"
-#include "TypeNames.h"
+#include "cli/Commands.h"
+#include "cli/arguments/PictureOptions.h"
+#include "files/Errors.h"
+#include "formats/Png.h"
+#include "formats/Text.h"
+#include "formats/TypeNames.h"
+#include "volume/PixelMeaning.h"
 
 namespace radvex::cli {
 
@@ -26,16 +27,16 @@ struct ImageOptions {
 /// A picture, and how it came about.
 struct Reading {
     Image image;
-    PixelMeaning meaning;
+    volume::PixelMeaning meaning;
     bool isRendered = false; ///< false: a copy of the stored values, which DCMTK could not render
     vint firstFrame = 0;     ///< from 0
 };
 
 /// Whether DCMTK renders these frames: the array form of a picture has no fallback.
-bool canRender(velmora::Host& host, const std::string& file, vint first, const velmora::Tensor& scaling,
-               bool overlays) {
+bool canRender(velmora::Host& host, const std::string& file, vint first, const media::Rendering& rendering) {
     try {
-        (void)host.call("ReadImageData", {file, first, 1, scaling, overlays, kImageFlags});
+        (void)host.call("ReadImageData",
+                        {file, first, 1, rendering.scalingTensor(), rendering.hasOverlays, media::kImageFlags});
         return true;
     } catch (const velmora::LibraryError&) {
         return false;
@@ -43,28 +44,25 @@ bool canRender(velmora::Host& host, const std::string& file, vint first, const v
 }
 
 Reading read(velmora::Host& host, const ImageOptions& options) {
-    const PixelMeaning meaning = readPixelMeaning(host, options.file);
+    const volume::PixelMeaning meaning = volume::readPixelMeaning(host, options.file);
     const auto [first, count] = options.picture.frameRange(meaning.frames);
-    const velmora::Tensor scaling = options.picture.scalingTensor();
-    const bool isRendered = canRender(host, options.file, first, scaling, options.picture.overlays);
-    Value image = host.call("ReadImage", {options.file, first, count == meaning.frames ? 0 : count, scaling,
-                                          options.picture.overlays, kImageFlags});
+    const media::Rendering rendering = options.picture.rendering();
+    const bool isRendered = canRender(host, options.file, first, rendering);
+    Value image = host.call("ReadImage", {options.file, first, count == meaning.frames ? 0 : count,
+                                          rendering.scalingTensor(), rendering.hasOverlays, media::kImageFlags});
     return {std::get<Image>(std::move(image)), meaning, isRendered, first};
 }
 
 /// The window that made the picture's grey values.
-Json describeWindow(velmora::Host& host, const ImageOptions& options, const Reading& reading) {
+formats::Json describeWindow(velmora::Host& host, const ImageOptions& options, const Reading& reading) {
     if (!reading.isRendered || reading.image.info().channels != 1) {
         return nullptr;
     }
-    if (const auto own = options.picture.explicitWindow()) {
-        return {{"method", "explicit"}, {"width", own->first}, {"center", own->second}};
-    }
-    Json window{{"method", options.picture.scaling}};
-    if (options.picture.scaling == "minmax") {
-        const Value values = host.call("ReadIntermediatePixelData", {options.file, kImageFlags, 0});
+    formats::Json window = options.picture.describeWindow();
+    if (window["method"] == "minmax") {
+        const Value values = host.call("ReadIntermediatePixelData", {options.file, media::kImageFlags, 0});
         if (values.is<velmora::NumericArray>()) {
-            const Statistics all = statisticsOf(*values.get<velmora::NumericArray>().handle());
+            const volume::Statistics all = volume::statisticsOf(*values.get<velmora::NumericArray>().handle());
             window["from"] = all.minimum;
             window["to"] = all.maximum;
         }
@@ -72,29 +70,29 @@ Json describeWindow(velmora::Host& host, const ImageOptions& options, const Read
     return window;
 }
 
-Json describe(velmora::Host& host, const ImageOptions& options, const Reading& reading) {
+formats::Json describe(velmora::Host& host, const ImageOptions& options, const Reading& reading) {
     const VelmoraImage& info = reading.image.info();
-    Json json{{"file", options.file},
-              {"values", reading.isRendered ? "rendered" : "stored"},
-              {"type", typeName(kImageTypeNames, info.type)},
-              {"rows", info.rows},
-              {"columns", info.columns},
-              {"channels", info.channels},
-              {"frames", info.slices},
-              {"firstFrame", reading.isRendered ? reading.firstFrame + 1 : 1}};
-    json.update(describeMeaning(reading.meaning, reading.isRendered));
+    formats::Json json{{"file", options.file},
+                       {"values", reading.isRendered ? "rendered" : "stored"},
+                       {"type", formats::typeName(formats::kImageTypeNames, info.type)},
+                       {"rows", info.rows},
+                       {"columns", info.columns},
+                       {"channels", info.channels},
+                       {"frames", info.slices},
+                       {"firstFrame", reading.isRendered ? reading.firstFrame + 1 : 1}};
+    json.update(volume::describeMeaning(reading.meaning, reading.isRendered));
     json["window"] = describeWindow(host, options, reading);
-    addStatistics(json, statisticsOf(reading.image));
+    volume::addStatistics(json, volume::statisticsOf(reading.image));
     return json;
 }
 
 void printSummary(const ImageOptions& options, const Reading& reading) {
     const VelmoraImage& info = reading.image.info();
-    std::cout << printable(options.file) << ": " << info.columns << " x " << info.rows << ", "
-              << typeName(kImageTypeNames, info.type) << ", " << (info.channels == 1 ? "grey" : "RGB") << ", "
-              << info.slices << (info.slices == 1 ? " frame, " : " frames, ")
-              << (reading.isRendered ? "rendered" : "stored values") << ", " << textOf(statisticsOf(reading.image))
-              << '\n';
+    std::cout << formats::printable(options.file) << ": " << info.columns << " x " << info.rows << ", "
+              << formats::typeName(formats::kImageTypeNames, info.type) << ", " << (info.channels == 1 ? "grey" : "RGB")
+              << ", " << info.slices << (info.slices == 1 ? " frame, " : " frames, ")
+              << (reading.isRendered ? "rendered" : "stored values") << ", "
+              << volume::textOf(volume::statisticsOf(reading.image)) << '\n';
 }
 
 /// OUT.png becomes OUT-0001.png and on, so that names sort in the order of the frames.
@@ -106,16 +104,16 @@ std::string numberedName(const std::string& path, int number) {
 }
 
 std::vector<std::string> writePictures(const ImageOptions& options, const Reading& reading) {
-    auto pictures = picturesOf(reading.image);
+    auto pictures = formats::picturesOf(reading.image);
     if (!reading.isRendered) { // a copy always holds all frames
         const auto [first, count] = options.picture.frameRange(static_cast<vint>(pictures.size()));
         pictures = {pictures.begin() + first, pictures.begin() + first + count};
     }
     if (options.sheet) {
-        pictures = {contactSheet(pictures)};
+        pictures = {formats::contactSheet(pictures)};
     }
     if (pictures.size() == 1) {
-        writePng(options.output, pictures.front());
+        formats::writePng(options.output, pictures.front());
         return {options.output};
     }
     if (options.output == "-") {
@@ -124,20 +122,20 @@ std::vector<std::string> writePictures(const ImageOptions& options, const Readin
     std::vector<std::string> written;
     for (std::size_t index = 0; index < pictures.size(); ++index) {
         written.push_back(numberedName(options.output, reading.firstFrame + static_cast<int>(index) + 1));
-        writePng(written.back(), pictures[index]);
+        formats::writePng(written.back(), pictures[index]);
     }
     return written;
 }
 
 void run(Session& session, const ImageOptions& options) {
     velmora::Host& host = session.host();
-    (void)options.picture.explicitWindow(); // wrong usage is found before the file is read
+    (void)options.picture.rendering(); // wrong usage is found before the file is read
     const Reading reading = read(host, options);
     const auto written = options.output.empty() ? std::vector<std::string>{} : writePictures(options, reading);
     if (options.json) {
-        Json json = describe(host, options, reading);
+        formats::Json json = describe(host, options, reading);
         json["written"] = written;
-        (options.output == "-" ? std::cerr : std::cout) << dumpJson(json) << '\n';
+        (options.output == "-" ? std::cerr : std::cout) << formats::dumpJson(json) << '\n';
     } else if (options.output.empty()) {
         printSummary(options, reading);
     }

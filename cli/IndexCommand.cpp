@@ -1,10 +1,13 @@
 #include <iostream>
 
-#include "Commands.h"
-#include "Indexing.h"
-#include "LosslessJson.h"
-#include "Output.h"
-#include "OutputFile.h"
+#include "cli/Commands.h"
+#include "cli/ProgressBar.h"
+#include "cli/arguments/FileJobs.h"
+#include "files/Errors.h"
+#include "files/OutputFile.h"
+#include "formats/LosslessJson.h"
+#include "formats/Text.h"
+#include "media/Indexing.h"
 
 namespace radvex::cli {
 
@@ -21,13 +24,13 @@ std::string counted(std::size_t count, const char* one, const char* several) {
     return std::to_string(count) + ' ' + (count == 1 ? one : several);
 }
 
-Json toJson(const study::FolderIndex& index) {
-    Json files = Json::array();
-    for (const study::IndexedFile& file : index.files) {
+formats::Json toJson(const media::FolderIndex& index) {
+    formats::Json files = formats::Json::array();
+    for (const media::IndexedFile& file : index.files) {
         files.push_back({{"fileId", file.fileId}, {"path", file.path}});
     }
-    Json refused = Json::array();
-    for (const study::RefusedFile& file : index.refused) {
+    formats::Json refused = formats::Json::array();
+    for (const media::RefusedFile& file : index.refused) {
         refused.push_back({{"path", file.path}, {"reason", file.reason}});
     }
     return {{"dicomdir", index.dicomdir},   {"patients", index.patientCount}, {"studies", index.studyCount},
@@ -36,17 +39,20 @@ Json toJson(const study::FolderIndex& index) {
 }
 
 void run(const IndexOptions& options) {
-    const study::FolderIndex index = indexFolder(options.folder, options.place, options.jobs);
-    reportLeftOut(index);
+    const media::FolderIndex index =
+        media::indexFolder(options.folder, options.place, options.jobs.count(), ProgressBar::forEachWork());
+    for (const std::string& sentence : media::whatIsLeftOut(index)) {
+        printError(sentence);
+    }
     if (index.files.empty()) {
         throw FileError(options.folder + " holds no DICOM file that can be indexed; nothing was written.");
     }
     if (options.json) {
-        std::cout << dumpJson(toJson(index)) << '\n';
+        std::cout << formats::dumpJson(toJson(index)) << '\n';
         return;
     }
-    std::cout << printable(index.dicomdir) << ": " << counted(index.patientCount, "patient", "patients") << ", "
-              << counted(index.studyCount, "study", "studies") << ", " << index.seriesCount << " series, "
+    std::cout << formats::printable(index.dicomdir) << ": " << counted(index.patientCount, "patient", "patients")
+              << ", " << counted(index.studyCount, "study", "studies") << ", " << index.seriesCount << " series, "
               << counted(index.files.size(), "file", "files") << " (" << index.skippedCount << " skipped, "
               << index.refused.size() << " refused)\n";
 }

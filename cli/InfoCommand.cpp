@@ -1,11 +1,11 @@
 #include <iostream>
 
-#include "Commands.h"
-#include "FileArguments.h"
-#include "FileJobs.h"
-#include "MetadataText.h"
-#include "Output.h"
-#include "Selection.h"
+#include "cli/Commands.h"
+#include "cli/arguments/FileArguments.h"
+#include "cli/arguments/FileJobs.h"
+#include "cli/arguments/MediumOptions.h"
+#include "formats/MetadataText.h"
+#include "formats/Text.h"
 
 namespace radvex::cli {
 
@@ -16,7 +16,7 @@ namespace {
 struct InfoOptions {
     FileArguments files{};
     FileJobs jobs{};
-    Selection selection{};
+    SelectionOptions selection{};
     bool json = false;
 };
 
@@ -44,7 +44,7 @@ void appendText(std::string& text, const Info& info) {
     const auto append = [&](const char* title, const Store& fields) {
         text += title;
         text += '\n';
-        appendTree(text, fields.view(), {}, 1);
+        formats::appendTree(text, fields.view(), {}, 1);
     };
     append("Patient", info.patient);
     append("Study", info.study);
@@ -53,11 +53,11 @@ void appendText(std::string& text, const Info& info) {
 
 void appendJsonInfo(std::string& text, const Info& info) {
     text += R"({"patient":)";
-    appendJson(text, info.patient.view());
+    formats::appendJson(text, info.patient.view());
     text += R"(,"study":)";
-    appendJson(text, info.study.view());
+    formats::appendJson(text, info.study.view());
     text += R"(,"series":)";
-    appendJson(text, info.series.view());
+    formats::appendJson(text, info.series.view());
     text += '}';
 }
 
@@ -77,11 +77,11 @@ void run(Session& session, const InfoOptions& options) {
         if (options.json) {
             text += text.empty() ? "" : ",\n";
             if (several) {
-                appendJsonText(text, file);
+                formats::appendJsonText(text, file);
                 text += ':';
             }
         } else {
-            text += several ? "# " + printable(file) + '\n' : "";
+            text += several ? "# " + formats::printable(file) + '\n' : "";
         }
         text += info;
     });

@@ -1,4 +1,4 @@
-#include "LargeHeap.h"
+#include "cli/LargeHeap.h"
 
 #include <unistd.h>
 

@@ -1,11 +1,12 @@
 #include <filesystem>
 #include <iostream>
 
-#include "Commands.h"
-#include "LosslessJson.h"
-#include "Output.h"
-#include "OutputFile.h"
-#include "Png.h"
+#include "cli/Commands.h"
+#include "files/Errors.h"
+#include "files/OutputFile.h"
+#include "formats/LosslessJson.h"
+#include "formats/Png.h"
+#include "formats/Text.h"
 
 namespace radvex::cli {
 
@@ -34,29 +35,29 @@ void run(Session& session, const OverlaysOptions& options) {
     if (!options.folder.empty() && planes.size() > 0) {
         makeFolder(options.folder);
     }
-    Json list = Json::array();
+    formats::Json list = formats::Json::array();
     for (const velmora::NodeView node : planes) {
         const Image plane = std::get<Image>(node.value());
         const std::string name(node.name());
         std::string written;
         if (!options.folder.empty()) {
             written = (std::filesystem::path(options.folder) / ("overlay-" + name + ".png")).string();
-            writePng(written, picturesOf(plane).front());
+            formats::writePng(written, formats::picturesOf(plane).front());
         }
         if (options.json) {
             list.push_back({{"plane", std::stoi(name)},
                             {"rows", plane.info().rows},
                             {"columns", plane.info().columns},
-                            {"written", written.empty() ? Json() : Json(written)}});
+                            {"written", written.empty() ? formats::Json() : formats::Json(written)}});
         } else {
             std::cout << "plane " << name << ": " << plane.info().columns << " x " << plane.info().rows
-                      << (written.empty() ? "" : ", " + printable(written)) << '\n';
+                      << (written.empty() ? "" : ", " + formats::printable(written)) << '\n';
         }
     }
     if (options.json) {
-        std::cout << dumpJson(list) << '\n';
+        std::cout << formats::dumpJson(list) << '\n';
     } else if (planes.size() == 0) {
-        std::cout << printable(options.file) << " has no overlay planes.\n";
+        std::cout << formats::printable(options.file) << " has no overlay planes.\n";
     }
 }
 

@@ -1,10 +1,11 @@
-#include "ProgressBar.h"
+#include "cli/ProgressBar.h"
 
 #include <sys/ioctl.h>
 
 #include <algorithm>
+#include <memory>
 
-#include "Output.h"
+#include "formats/Text.h"
 
 namespace radvex::cli {
 
@@ -21,7 +22,7 @@ std::size_t terminalWidth(int descriptor) {
 
 /// What does not reach the terminal is no loss.
 void put(int descriptor, const std::string& text) {
-    const ssize_t ignored = write(descriptor, text.data(), text.size());
+    const ssize_t ignored = ::write(descriptor, text.data(), text.size());
     (void)ignored;
 }
 
@@ -37,7 +38,7 @@ std::string line(const std::string& what, std::size_t done, std::size_t total, s
 } // namespace
 
 ProgressBar::ProgressBar(const std::string& what, int descriptor)
-    : mWhat(printable(what)), mDescriptor(descriptor), mIsTerminal(isatty(descriptor) == 1) {}
+    : mWhat(formats::printable(what)), mDescriptor(descriptor), mIsTerminal(isatty(descriptor) == 1) {}
 
 ProgressBar::~ProgressBar() {
     if (mIsDrawn) {
@@ -56,6 +57,24 @@ void ProgressBar::show(std::size_t done, std::size_t total) {
     mNext = now + kPause;
     mIsDrawn = true;
     put(mDescriptor, kErase + line(mWhat, done, total, terminalWidth(mDescriptor)));
+}
+
+workers::Progress ProgressBar::forEachWork() {
+    struct State {
+        std::string what{};
+        std::unique_ptr<ProgressBar> bar{};
+    };
+    return [state = std::make_shared<State>()](const std::string& what, std::size_t done, std::size_t total) {
+        if (state->bar == nullptr || state->what != what) {
+            state->bar.reset(); // before the next one draws
+            state->bar = std::make_unique<ProgressBar>(what);
+            state->what = what;
+        }
+        state->bar->show(done, total);
+        if (done == total) {
+            state->bar.reset();
+        }
+    };
 }
 
 } // namespace radvex::cli

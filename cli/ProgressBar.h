@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <string>
 
+#include "workers/Workers.h"
+
 namespace radvex::cli {
 
 /// How far long work has come: one line on a terminal that is drawn over and is gone at the end. On anything but a
@@ -19,6 +21,9 @@ class ProgressBar {
 
     /// May be called for every step: the line is drawn a few times a second.
     void show(std::size_t done, std::size_t total);
+
+    /// Draws a bar for each piece of work that it is told of; gone when that is done, or with the function.
+    static workers::Progress forEachWork();
 
   private:
     using Clock = std::chrono::steady_clock;

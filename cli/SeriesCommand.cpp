@@ -3,19 +3,19 @@
 #include <iostream>
 #include <set>
 
-#include "Commands.h"
-#include "FileJobs.h"
-#include "LosslessJson.h"
-#include "Medium.h"
-#include "MediumTree.h"
-#include "Output.h"
-#include "OutputFile.h"
-#include "Parcel.h"
-#include "PictureOptions.h"
-#include "Png.h"
-#include "ProgressBar.h"
-#include "ShownFile.h"
-#include "Workers.h"
+#include "cli/Commands.h"
+#include "cli/ProgressBar.h"
+#include "cli/arguments/MediumOptions.h"
+#include "cli/arguments/PictureOptions.h"
+#include "files/OutputFile.h"
+#include "formats/LosslessJson.h"
+#include "formats/Png.h"
+#include "formats/Text.h"
+#include "media/Medium.h"
+#include "media/MediumTree.h"
+#include "media/ShownFile.h"
+#include "workers/Parcel.h"
+#include "workers/Workers.h"
 
 namespace radvex::cli {
 
@@ -30,7 +30,7 @@ namespace {
 struct SeriesOptions {
     std::string medium{};
     std::string output{};
-    Selection selection{};
+    SelectionOptions selection{};
     PictureOptions picture{};
     bool json = false;
     FileJobs jobs{};
@@ -61,38 +61,15 @@ struct Choice {
     std::string number{};
     std::string modality{};
     std::vector<std::string> files{};
-    Selection selection{};
+    media::Selection selection{};
 };
 
-std::string choicesParcel(const std::vector<MediumPatient>& patients) {
-    ParcelWriter parcel;
-    for (const MediumPatient& patient : patients) {
-        for (const MediumStudy& study : patient.studies) {
-            for (const MediumSeries& series : study.series) {
-                const Selection chosen = selectionOf(patient, study, series);
-                for (const std::string& text : {series.key, series.uid, series.number, series.modality, chosen.patient,
-                                                chosen.study, chosen.series}) {
-                    parcel.putText(text);
-                }
-                parcel.putTexts(series.files);
-            }
-        }
-    }
-    return parcel.take();
-}
-
-std::vector<Choice> choicesOfParcel(const std::string& bytes) {
-    ParcelReader parcel(bytes);
+std::vector<Choice> choicesOf(const std::vector<media::MediumPatient>& patients) {
     std::vector<Choice> all;
-    while (!parcel.isEmpty()) {
-        Choice choice;
-        for (std::string* text : {&choice.key, &choice.uid, &choice.number, &choice.modality, &choice.selection.patient,
-                                  &choice.selection.study, &choice.selection.series}) {
-            *text = parcel.getText();
-        }
-        choice.files = parcel.getTexts();
-        all.push_back(std::move(choice));
-    }
+    media::forEachSeries(patients, [&](const auto& patient, const auto& study, const auto& series) {
+        all.push_back({series.key, series.uid, series.number, series.modality, series.files,
+                       media::selectionOf(patient, study, series)});
+    });
     return all;
 }
 
@@ -115,19 +92,19 @@ class FileByFile {
   public:
     FileByFile(Session& session, const SeriesOptions& options, const std::vector<Choice>& all)
         : mOptions(options), mAll(all), mWorkers(processes(options, all), [&session, this](std::size_t item) {
-              return WorkResult{toParcel(showFile(session.host(), pathOf(item), mOptions.picture)), "", ""};
+              return workers::toParcel(media::showFile(session.host(), pathOf(item), mOptions.picture.rendering()));
           }) {}
 
     Shown show(std::size_t index) {
         const std::vector<std::string>& paths = mAll[index].files;
         const std::size_t first = firstOf(index);
-        std::vector<ShownFile> files(paths.size());
-        mWorkers.run(first, first + paths.size(), [&](std::size_t item, const WorkResult& result) {
-            ShownFile& file = files[item - first];
-            if (result.end.empty() && result.error.empty()) {
-                file = shownFileOfParcel(result.output);
+        std::vector<media::ShownFile> files(paths.size());
+        mWorkers.run(first, first + paths.size(), [&](std::size_t item, const workers::WorkResult& result) {
+            media::ShownFile& file = files[item - first];
+            if (result.isDone()) {
+                file = workers::fromParcel<media::ShownFile>(result.output);
             } else {
-                file.error = result.end.empty() ? result.error : endOfReader(result);
+                file.error = result.problem();
             }
         });
         Shown shown;
@@ -169,13 +146,13 @@ class FileByFile {
 
     const SeriesOptions& mOptions;
     const std::vector<Choice>& mAll;
-    Workers mWorkers;
+    workers::Workers mWorkers;
 };
 
 /// Has the library render a series as a whole, which a window that all its pictures share takes.
 class WholeSeries {
   public:
-    WholeSeries(Session& session, const Medium& medium, const SeriesOptions& options)
+    WholeSeries(Session& session, const media::Medium& medium, const SeriesOptions& options)
         : mSession(session), mMedium(medium), mOptions(options) {}
 
     Shown show(const Choice& choice) {
@@ -185,8 +162,8 @@ class WholeSeries {
         forEachPicture(result, choice.key, [&](const std::string& path, const Image& image) {
             known.insert(path);
             shown.pictures.push_back({path, {}});
-            for (const radvex::cli::Picture& picture : picturesOf(image)) {
-                shown.pictures.back().pngs.push_back(pngOf(picture));
+            for (const formats::Picture& picture : formats::picturesOf(image)) {
+                shown.pictures.back().pngs.push_back(formats::pngOf(picture));
             }
         });
         for (const std::string& file : choice.files) {
@@ -198,10 +175,11 @@ class WholeSeries {
     }
 
   private:
-    Value read(const Selection& selection) {
+    Value read(const media::Selection& selection) {
+        const media::Rendering rendering = mOptions.picture.rendering();
         return mSession.host().call("Read2DImagesDir",
-                                    {mMedium.dicomdir(), mOptions.picture.scalingTensor(), mOptions.picture.overlays,
-                                     kImageFlags, selection.patient, selection.study, selection.series});
+                                    {mMedium.dicomdir(), rendering.scalingTensor(), rendering.hasOverlays,
+                                     media::kImageFlags, selection.patient, selection.study, selection.series});
     }
 
     template <typename Body>
@@ -222,10 +200,11 @@ class WholeSeries {
 
     /// The library leaves out what it cannot read without a word; asked for the one file, it says why.
     std::string whyMissing(const std::string& file) {
+        const media::Rendering rendering = mOptions.picture.rendering();
         std::string reason = "It cannot be shown in the series; read alone it can.";
         try {
             (void)mSession.host().call(
-                "ReadImage", {file, 0, 0, mOptions.picture.scalingTensor(), mOptions.picture.overlays, kImageFlags});
+                "ReadImage", {file, 0, 0, rendering.scalingTensor(), rendering.hasOverlays, media::kImageFlags});
         } catch (const velmora::LibraryError& error) {
             reason = error.what();
         }
@@ -234,19 +213,19 @@ class WholeSeries {
     }
 
     Session& mSession;
-    const Medium& mMedium;
+    const media::Medium& mMedium;
     const SeriesOptions& mOptions;
 };
 
 /// Writes the pictures of one series and tells of each what it shows.
 class SeriesWriter {
   public:
-    SeriesWriter(Session& session, const Medium& medium, const SeriesOptions& options)
+    SeriesWriter(Session& session, const media::Medium& medium, const SeriesOptions& options)
         : mSession(session), mMedium(medium), mOptions(options) {}
 
-    Json write(const Choice& choice, std::size_t number, const Shown& shown) {
+    formats::Json write(const Choice& choice, std::size_t number, const Shown& shown) {
         mFolder = fs::path(mOptions.output) / (padded(number) + suffix(choice.modality) + suffix(choice.number));
-        Json written = Json::array();
+        formats::Json written = formats::Json::array();
         std::size_t position = 0;
         for (const Shown::Picture& picture : shown.pictures) {
             writePicture(++position, picture, written);
@@ -264,14 +243,14 @@ class SeriesWriter {
     }
 
     /// 0001.png, or 0001-0001.png and on for several frames.
-    void writePicture(std::size_t position, const Shown::Picture& picture, Json& written) {
+    void writePicture(std::size_t position, const Shown::Picture& picture, formats::Json& written) {
         fs::create_directories(mFolder);
         const std::string file = mMedium.userPath(picture.file);
         for (std::size_t frame = 0; frame < picture.pngs.size(); ++frame) {
             const std::string& png = picture.pngs[frame];
             const std::string name =
                 padded(position) + (picture.pngs.size() > 1 ? "-" + padded(frame + 1) : std::string{}) + ".png";
-            writeOutputFile((mFolder / name).string(), [&](std::FILE* output) {
+            files::writeOutputFile((mFolder / name).string(), [&](std::FILE* output) {
                 return std::fwrite(png.data(), 1, png.size(), output) == png.size();
             });
             written.push_back({{"file", file}, {"frame", frame + 1}, {"written", (mFolder / name).string()}});
@@ -279,29 +258,19 @@ class SeriesWriter {
     }
 
     Session& mSession;
-    const Medium& mMedium;
+    const media::Medium& mMedium;
     const SeriesOptions& mOptions;
     fs::path mFolder{};
 };
 
-/// @throws FileError  the library cannot read the directory
-std::vector<Choice> choicesOf(Session& session, const Medium& medium, const SeriesOptions& options) {
-    try {
-        return choicesOfParcel(options.jobs.readAlone(session, options.medium, [&] {
-            return choicesParcel(readMediumTree(session.host(), medium.dicomdir(), options.selection));
-        }));
-    } catch (const FileError& error) {
-        throw FileError(medium.userText(error.what()));
-    }
-}
-
 void run(Session& session, const SeriesOptions& options) {
     options.selection.check();
-    (void)options.picture.scalingTensor(); // wrong usage is found before the medium is read
-    const Medium medium(options.medium, options.jobs);
-    medium.report();
-    const auto all = choicesOf(session, medium, options);
-    Json report = Json::array();
+    (void)options.picture.rendering(); // wrong usage is found before the medium is read
+    const auto opened = openMedium(options.medium, options.jobs);
+    const media::Medium& medium = *opened;
+    const auto all = choicesOf(
+        media::listMedium(session.host(), medium, options.selection, media::Records::all, options.jobs.count()));
+    formats::Json report = formats::Json::array();
     ProgressBar progress("Series");
     FileByFile files(session, options, all);
     WholeSeries whole(session, medium, options);
@@ -314,7 +283,7 @@ void run(Session& session, const SeriesOptions& options) {
         });
     }
     if (options.json) {
-        std::cout << dumpJson(report) << '\n';
+        std::cout << formats::dumpJson(report) << '\n';
     } else if (all.empty()) {
         printError("No series matches.");
     }

@@ -1,10 +1,16 @@
-#include "Session.h"
+#include "cli/Session.h"
 
 #include <filesystem>
+#include <iostream>
 
-#include "Output.h"
+#include "formats/Text.h"
 
 namespace radvex::cli {
+
+void printError(const std::string& message) {
+    std::cout.flush();
+    std::cerr << "radvex: " << formats::printable(message) << '\n';
+}
 
 velmora::Host& Session::host() {
     if (mHost == nullptr) {

@@ -1,20 +1,15 @@
 #pragma once
 
 #include <memory>
-#include <stdexcept>
 #include <string>
 
-#include "Host.h"
+#include "files/Errors.h"
+#include "host/Host.h"
 
 namespace radvex::cli {
 
-/// Wrong use of the command: exit status 2. What it says is a sentence.
-class UsageError : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
-
-enum ExitStatus { kDone = 0, kRefused = 1, kUsage = 2 };
+/// Writes one line to standard error: "radvex: message".
+void printError(const std::string& message);
 
 /// One run of the command: loads the library when it is first needed.
 class Session {

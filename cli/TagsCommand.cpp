@@ -2,16 +2,15 @@
 #include <optional>
 #include <unordered_map>
 
-#include "Commands.h"
-#include "FileArguments.h"
-#include "FileJobs.h"
-#include "Medium.h"
-#include "MetadataText.h"
-#include "Output.h"
-#include "OutputFile.h"
-#include "Parcel.h"
-#include "Selection.h"
-#include "TagNumber.h"
+#include "cli/Commands.h"
+#include "cli/arguments/FileArguments.h"
+#include "cli/arguments/FileJobs.h"
+#include "cli/arguments/MediumOptions.h"
+#include "cli/arguments/TagNumber.h"
+#include "files/OutputFile.h"
+#include "formats/MetadataText.h"
+#include "formats/Text.h"
+#include "media/MediumTree.h"
 
 namespace radvex::cli {
 
@@ -107,13 +106,13 @@ class TagsFormat {
     std::string operator()(velmora::StoreView tags) {
         std::string text;
         if (mJson) {
-            appendJson(text, tags);
+            formats::appendJson(text, tags);
             return text;
         }
         if (!mVrNames) { // not before: what is known stays in the process that asks for it
             mVrNames.emplace(mSession.host());
         }
-        appendTree(text, tags, std::ref(*mVrNames));
+        formats::appendTree(text, tags, std::ref(*mVrNames));
         return text;
     }
 
@@ -132,10 +131,10 @@ class TagsPrinter {
         std::string headline;
         if (mJson && mSeveral) {
             headline = mIsFirst ? "{\n" : ",\n";
-            appendJsonText(headline, file);
+            formats::appendJsonText(headline, file);
             headline += ':';
         } else if (mSeveral) {
-            headline = "# " + printable(file) + '\n';
+            headline = "# " + formats::printable(file) + '\n';
         }
         std::cout << headline << tags;
         mIsFirst = false;
@@ -180,48 +179,20 @@ void checkKeywords(velmora::Host& host, const TagsOptions& options) {
     }
 }
 
-/// Appends the files below patients, studies and series.
-void collectFiles(velmora::StoreView level, std::vector<std::string>& files) {
-    for (const velmora::NodeView node : level) {
-        if (node.type() == VType_DataStore) {
-            collectFiles(velmora::StoreView(node.cell().dataStore), files);
-        } else {
-            files.emplace_back(node.cell().utf8String);
-        }
-    }
-}
-
-/// Paths of the files that a medium lists and the pattern chooses, as the library opens them.
-/// @throws FileError  a sentence
-std::vector<std::string> filesOf(Session& session, const TagsOptions& options, const std::string& place,
-                                 const Medium& medium) {
-    const auto read = [&] {
-        checkKeywords(session.host(), options);
-        const Value structure =
-            session.host().call("ReadDICOMDIRStructure", {medium.dicomdir(), ".*", ".*", options.series, true});
-        std::vector<std::string> files;
-        collectFiles(structure.get<Store>().view(), files);
-        ParcelWriter parcel;
-        parcel.putTexts(files);
-        return parcel.take();
-    };
-    try {
-        const std::string paths = options.jobs.readAlone(session, place, read);
-        return ParcelReader(paths).getTexts();
-    } catch (const FileError& error) {
-        throw FileError(medium.userText(error.what()));
-    }
-}
-
 void printMedium(Session& session, const TagsOptions& options, const std::string& place) {
-    const Medium medium(place, options.jobs);
-    medium.report();
+    const auto opened = openMedium(place, options.jobs);
+    const media::Medium& medium = *opened;
+    checkKeywords(session.host(), options);
     std::vector<std::string> files;
     std::unordered_map<std::string, std::string> libraryPaths;
-    for (const std::string& path : filesOf(session, options, place, medium)) {
-        files.push_back(medium.userPath(path));
-        libraryPaths.emplace(files.back(), path);
-    }
+    const auto patients = media::listMedium(session.host(), medium, {.series = options.series}, media::Records::keys,
+                                            options.jobs.count());
+    media::forEachSeries(patients, [&](const auto&, const auto&, const media::MediumSeries& series) {
+        for (const std::string& path : series.files) {
+            files.push_back(medium.userPath(path));
+            libraryPaths.emplace(files.back(), path);
+        }
+    });
     printFiles(session, options, files, true, [&](const std::string& file) {
         try {
             return readTags(session.host(), libraryPaths.at(file), options);
@@ -235,7 +206,7 @@ void run(Session& session, const TagsOptions& options) {
     for (const std::string& tag : options.tags) {
         (void)parseTagNumber(tag); // wrong usage is found before the first file is read
     }
-    Selection{".*", ".*", options.series}.check();
+    checkPattern("--series", options.series);
     const auto files = options.files.all();
     if (!options.recursive && options.series != ".*") {
         throw UsageError("--series chooses among the series of a medium: it needs --recursive.");

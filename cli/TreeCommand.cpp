@@ -1,10 +1,11 @@
 #include <iostream>
 
-#include "Commands.h"
-#include "LosslessJson.h"
-#include "Medium.h"
-#include "MediumTree.h"
-#include "Output.h"
+#include "cli/Commands.h"
+#include "cli/arguments/MediumOptions.h"
+#include "formats/LosslessJson.h"
+#include "formats/Text.h"
+#include "media/Medium.h"
+#include "media/MediumTree.h"
 
 namespace radvex::cli {
 
@@ -12,7 +13,7 @@ namespace {
 
 struct TreeOptions {
     std::string medium{};
-    Selection selection{};
+    SelectionOptions selection{};
     FileJobs jobs{};
     bool files = false;
     bool json = false;
@@ -23,7 +24,7 @@ std::string joined(std::initializer_list<std::string> texts) {
     std::string line;
     for (const std::string& text : texts) {
         if (!text.empty()) {
-            line += (line.empty() ? "" : "  ") + printable(text);
+            line += (line.empty() ? "" : "  ") + formats::printable(text);
         }
     }
     return line;
@@ -31,35 +32,35 @@ std::string joined(std::initializer_list<std::string> texts) {
 
 std::string counted(std::size_t count) { return std::to_string(count) + (count == 1 ? " file" : " files"); }
 
-void printSeries(const MediumSeries& series, const Medium& medium, bool withFiles) {
+void printSeries(const media::MediumSeries& series, const media::Medium& medium, bool withFiles) {
     std::cout << "    Series "
               << joined({series.number, series.modality, counted(series.files.size()), series.description,
                          series.uid.empty() ? series.key : series.uid})
               << '\n';
     for (std::size_t index = 0; withFiles && index < series.files.size(); ++index) {
-        std::cout << "      " << printable(medium.userPath(series.files[index])) << '\n';
+        std::cout << "      " << formats::printable(medium.userPath(series.files[index])) << '\n';
     }
 }
 
-void printTree(const std::vector<MediumPatient>& patients, const Medium& medium, bool withFiles) {
-    for (const MediumPatient& patient : patients) {
+void printTree(const std::vector<media::MediumPatient>& patients, const media::Medium& medium, bool withFiles) {
+    for (const media::MediumPatient& patient : patients) {
         std::cout << "Patient " << joined({patient.id, patient.name}) << '\n';
-        for (const MediumStudy& study : patient.studies) {
+        for (const media::MediumStudy& study : patient.studies) {
             std::cout << "  Study "
                       << joined({study.date, study.description, study.uid.empty() ? study.key : study.uid}) << '\n';
-            for (const MediumSeries& series : study.series) {
+            for (const media::MediumSeries& series : study.series) {
                 printSeries(series, medium, withFiles);
             }
         }
     }
 }
 
-Json describe(const MediumSeries& series, const Medium& medium, bool withFiles) {
-    Json json{
+formats::Json describe(const media::MediumSeries& series, const media::Medium& medium, bool withFiles) {
+    formats::Json json{
         {"key", series.key},           {"SeriesInstanceUID", series.uid},         {"SeriesNumber", series.number},
         {"Modality", series.modality}, {"SeriesDescription", series.description}, {"fileCount", series.files.size()}};
     if (withFiles) {
-        json["files"] = Json::array();
+        json["files"] = formats::Json::array();
         for (const std::string& file : series.files) {
             json["files"].push_back(medium.userPath(file));
         }
@@ -67,26 +68,26 @@ Json describe(const MediumSeries& series, const Medium& medium, bool withFiles) 
     return json;
 }
 
-Json describe(const MediumStudy& study, const Medium& medium, bool withFiles) {
-    Json json{{"key", study.key},
-              {"StudyInstanceUID", study.uid},
-              {"StudyDate", study.date},
-              {"StudyDescription", study.description},
-              {"series", Json::array()}};
-    for (const MediumSeries& series : study.series) {
+formats::Json describe(const media::MediumStudy& study, const media::Medium& medium, bool withFiles) {
+    formats::Json json{{"key", study.key},
+                       {"StudyInstanceUID", study.uid},
+                       {"StudyDate", study.date},
+                       {"StudyDescription", study.description},
+                       {"series", formats::Json::array()}};
+    for (const media::MediumSeries& series : study.series) {
         json["series"].push_back(describe(series, medium, withFiles));
     }
     return json;
 }
 
-Json describe(const std::vector<MediumPatient>& patients, const Medium& medium, bool withFiles) {
-    Json json = Json::array();
-    for (const MediumPatient& patient : patients) {
+formats::Json describe(const std::vector<media::MediumPatient>& patients, const media::Medium& medium, bool withFiles) {
+    formats::Json json = formats::Json::array();
+    for (const media::MediumPatient& patient : patients) {
         json.push_back({{"key", patient.key},
                         {"PatientID", patient.id},
                         {"PatientName", patient.name},
-                        {"studies", Json::array()}});
-        for (const MediumStudy& study : patient.studies) {
+                        {"studies", formats::Json::array()}});
+        for (const media::MediumStudy& study : patient.studies) {
             json.back()["studies"].push_back(describe(study, medium, withFiles));
         }
     }
@@ -95,11 +96,12 @@ Json describe(const std::vector<MediumPatient>& patients, const Medium& medium, 
 
 void run(Session& session, const TreeOptions& options) {
     options.selection.check();
-    const Medium medium(options.medium, options.jobs);
-    medium.report();
-    const auto patients = readMediumTree(session.host(), medium.dicomdir(), options.selection);
+    const auto opened = openMedium(options.medium, options.jobs);
+    const media::Medium& medium = *opened;
+    const auto patients =
+        media::listMedium(session.host(), medium, options.selection, media::Records::all, options.jobs.count());
     if (options.json) {
-        std::cout << dumpJson(describe(patients, medium, options.files)) << '\n';
+        std::cout << formats::dumpJson(describe(patients, medium, options.files)) << '\n';
     } else {
         printTree(patients, medium, options.files);
     }

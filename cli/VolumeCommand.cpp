@@ -1,14 +1,15 @@
 #include <filesystem>
 #include <iostream>
 
-#include "Commands.h"
-#include "FileJobs.h"
-#include "Output.h"
-#include "OutputFile.h"
-#include "PictureOptions.h"
-#include "ProgressBar.h"
-#include "TypeNames.h"
-#include "VolumeReport.h"
+#include "cli/Commands.h"
+#include "cli/ProgressBar.h"
+#include "cli/arguments/MediumOptions.h"
+#include "cli/arguments/PictureOptions.h"
+#include "files/Errors.h"
+#include "files/OutputFile.h"
+#include "formats/Text.h"
+#include "formats/TypeNames.h"
+#include "volume/VolumeReport.h"
 
 namespace radvex::cli {
 
@@ -17,7 +18,7 @@ namespace {
 struct VolumeOptions {
     std::string place{};
     std::string output{};
-    Selection selection{};
+    SelectionOptions selection{};
     PictureOptions picture{};
     std::string sort = "instance";
     bool rendered = false;
@@ -28,17 +29,15 @@ struct VolumeOptions {
 };
 
 void checkUsage(const VolumeOptions& options) {
-    if (!isVolumePath(options.output)) {
+    if (!formats::isVolumePath(options.output)) {
         throw UsageError("'" + options.output + "' says no format: .nrrd, .nii, .nii.gz or .npy is expected.");
     }
     options.selection.check();
-    (void)options.picture.scalingTensor(); // wrong usage is found before anything is read
-    const bool hasWindow =
-        !options.picture.window.empty() || options.picture.commonWindow || options.picture.scaling != "minmax";
-    if (!options.rendered && hasWindow) {
+    (void)options.picture.rendering(); // wrong usage is found before anything is read
+    if (!options.rendered && options.picture.choosesGrey()) {
         throw UsageError("Windows are chosen with --rendered; without it the modality values come as they are.");
     }
-    if (options.gzip && volumeExtension(options.output) != ".nrrd" && options.output != "-") {
+    if (options.gzip && formats::volumeExtension(options.output) != ".nrrd" && options.output != "-") {
         throw UsageError("--gzip is for .nrrd; .nii.gz is compressed anyway.");
     }
 }
@@ -57,7 +56,7 @@ std::string nameable(const std::string& text) {
 
 /// OUT.nrrd becomes OUT-0002-7.nrrd for the second series that matches, whose SeriesNumber is 7.
 std::string pathOfSeries(const std::string& output, std::size_t number, const std::string& seriesNumber) {
-    const std::string extension = volumeExtension(output);
+    const std::string extension = formats::volumeExtension(output);
     const std::string name = nameable(seriesNumber);
     char digits[32];
     std::snprintf(digits, sizeof digits, "-%04zu", number);
@@ -68,21 +67,21 @@ std::string pathOfSeries(const std::string& output, std::size_t number, const st
 class SeriesRun {
   public:
     /// Reads the series. The function is called for each file.
-    using Read = std::function<SeriesVolume(const std::function<void()>& step)>;
+    using Read = std::function<volume::SeriesVolume(const std::function<void()>& step)>;
 
-    SeriesRun(Session& session, const VolumeOptions& options, const SeriesFiles& series)
+    SeriesRun(Session& session, const VolumeOptions& options, const volume::SeriesFiles& series)
         : mSession(session), mOptions(options), mSeries(series) {}
 
     /// Gives the JSON of the series. @throws NoPicturesError, VolumeError, FileError, LibraryError
-    Json run(const Read& read, std::size_t number, bool isOnly) {
-        SeriesVolume volume = readShown(read);
-        Verdict verdict = judgeSlices(volume.slices);
+    formats::Json run(const Read& read, std::size_t number, bool isOnly) {
+        volume::SeriesVolume volume = readShown(read);
+        volume::Verdict verdict = volume::judgeSlices(volume.slices);
         verdict.findings.insert(verdict.findings.end(), volume.findings.begin(), volume.findings.end());
         mPath = isOnly ? mOptions.output : pathOfSeries(mOptions.output, number, volume.seriesNumber);
         const bool isSorted = mOptions.sort == "position";
         requireSortable(verdict);
         const auto& order = isSorted ? verdict.byPosition : verdict.byInstance;
-        volume.header.geometry = geometryOf(volume.slices, verdict, order);
+        volume.header.geometry = volume::geometryOf(volume.slices, verdict, order);
         if (mOptions.rendered && !verdict.hasOneNumberEach) {
             volume.header.geometry.isPlaced = false; // which slice is which is not known
         }
@@ -95,28 +94,28 @@ class SeriesRun {
     }
 
   private:
-    SeriesVolume readShown(const Read& read) const {
+    volume::SeriesVolume readShown(const Read& read) const {
         ProgressBar bar("Reading series " + mSeries.series); // gone before anything else is said
         std::size_t done = 0;
         return read([&] { bar.show(++done, mSeries.files.size()); });
     }
 
-    void requireSortable(const Verdict& verdict) const {
+    void requireSortable(const volume::Verdict& verdict) const {
         if (mOptions.sort != "position") {
             return;
         }
         if (!verdict.hasPositions) {
-            throw VolumeError("The slices have no positions to sort them by.");
+            throw formats::VolumeError("The slices have no positions to sort them by.");
         }
         if (mOptions.rendered && !verdict.hasOneNumberEach) {
-            throw VolumeError(
+            throw formats::VolumeError(
                 "Files share their InstanceNumber, so that the slices of a rendered volume cannot be told "
                 "apart to sort them by position; without --rendered they can.");
         }
     }
 
-    void tell(const Verdict& verdict, const VolumeGeometry& geometry) const {
-        for (const Finding& finding : verdict.findings) {
+    void tell(const volume::Verdict& verdict, const formats::VolumeGeometry& geometry) const {
+        for (const volume::Finding& finding : verdict.findings) {
             const bool isRefusal = finding.isError && !mOptions.force;
             printError((isRefusal ? "" : "warning: ") + mPath + ": " + finding.sentence);
         }
@@ -129,10 +128,10 @@ class SeriesRun {
         }
     }
 
-    void write(const SeriesVolume& volume, const std::vector<std::size_t>& order) const {
-        std::vector<SliceBytes> slices;
+    void write(const volume::SeriesVolume& volume, const std::vector<std::size_t>& order) const {
+        std::vector<formats::SliceBytes> slices;
         for (const std::size_t index : order) {
-            const SliceBytes slice = volume.bytes[index];
+            const formats::SliceBytes slice = volume.bytes[index];
             const bool isNext = !slices.empty() && slices.back().data() + slices.back().size() == slice.data();
             if (isNext) { // few large writes
                 slices.back() = {slices.back().data(), slices.back().size() + slice.size()};
@@ -140,15 +139,15 @@ class SeriesRun {
                 slices.push_back(slice);
             }
         }
-        writeVolume(mPath, volume.header, slices, mOptions.gzip);
+        formats::writeVolume(mPath, volume.header, slices, mOptions.gzip);
         if (!mOptions.json && mPath != "-") {
-            std::cout << printable(mPath) << ": " << volumeSummary(volume.header) << '\n';
+            std::cout << formats::printable(mPath) << ": " << volume::volumeSummary(volume.header) << '\n';
         }
     }
 
-    Json describe(const SeriesVolume& volume, const Verdict& verdict, const std::vector<std::size_t>& order,
-                  bool isWritten) const {
-        const VolumeHeader& header = volume.header;
+    formats::Json describe(const volume::SeriesVolume& volume, const volume::Verdict& verdict,
+                           const std::vector<std::size_t>& order, bool isWritten) const {
+        const formats::VolumeHeader& header = volume.header;
         std::vector<std::string> names;
         names.reserve(order.size());
         for (const std::size_t index : order) {
@@ -162,25 +161,25 @@ class SeriesRun {
                 {"study", mSeries.study},
                 {"series", mSeries.series},
                 {"seriesNumber", volume.seriesNumber},
-                {"written", isWritten ? Json(mPath) : Json()},
+                {"written", isWritten ? formats::Json(mPath) : formats::Json()},
                 {"values", mOptions.rendered ? "rendered" : "modality"},
-                {"type", typeName(kArrayTypeNames, header.type)},
+                {"type", formats::typeName(formats::kArrayTypeNames, header.type)},
                 {"shape", shape},
                 {"sort", mOptions.sort},
-                {"geometry", describeGeometry(header.geometry)},
-                {"tiltDegrees", verdict.tiltDegrees ? Json(*verdict.tiltDegrees) : Json()},
-                {"findings", describeFindings(verdict.findings)},
+                {"geometry", volume::describeGeometry(header.geometry)},
+                {"tiltDegrees", verdict.tiltDegrees ? formats::Json(*verdict.tiltDegrees) : formats::Json()},
+                {"findings", volume::describeFindings(verdict.findings)},
                 {"slices", names}};
     }
 
     Session& mSession;
     const VolumeOptions& mOptions;
-    const SeriesFiles& mSeries;
+    const volume::SeriesFiles& mSeries;
     std::string mPath{};
 };
 
 /// A series that gives no volume. The others go on.
-Json refused(const SeriesFiles& series, const std::string& message) {
+formats::Json refused(const volume::SeriesFiles& series, const std::string& message) {
     return {{"patient", series.patient},
             {"study", series.study},
             {"series", series.series},
@@ -189,17 +188,12 @@ Json refused(const SeriesFiles& series, const std::string& message) {
 }
 
 /// @throws VolumeError  nothing matches, or the library cannot read the directory
-std::vector<SeriesFiles> requireSeries(Session& session, const Medium& medium, const VolumeOptions& options) {
-    std::vector<SeriesFiles> all;
-    try {
-        all = seriesOfParcel(options.jobs.readAlone(session, options.place, [&] {
-            return toParcel(listSeries(session.host(), medium.dicomdir(), options.selection));
-        }));
-    } catch (const FileError& error) {
-        throw VolumeError(medium.userText(error.what()));
-    }
+std::vector<volume::SeriesFiles> requireSeries(Session& session, const media::Medium& medium,
+                                               const VolumeOptions& options) {
+    std::vector<volume::SeriesFiles> all = volume::seriesOf(
+        media::listMedium(session.host(), medium, options.selection, media::Records::keys, options.jobs.count()));
     if (all.empty()) {
-        throw VolumeError(options.place + " holds no series that matches.");
+        throw formats::VolumeError(options.place + " holds no series that matches.");
     }
     if (all.size() > 1 && options.output == "-") {
         throw UsageError("Several series do not fit the standard output: choose one with --series.");
@@ -209,21 +203,21 @@ std::vector<SeriesFiles> requireSeries(Session& session, const Medium& medium, c
 
 void run(Session& session, const VolumeOptions& options) {
     checkUsage(options);
-    const Medium medium(options.place, options.jobs);
-    medium.report();
+    const auto opened = openMedium(options.place, options.jobs);
+    const media::Medium& medium = *opened;
     const auto all = requireSeries(session, medium, options);
-    std::optional<ModalityVolumes> values;
+    std::optional<volume::ModalityVolumes> values;
     if (!options.rendered) {
-        values.emplace(session, medium, all, options.jobs.count());
+        values.emplace(session.host(), medium, all, options.jobs.count());
     }
     const auto read = [&](std::size_t index, const std::function<void()>& step) {
         return values ? values->read(index, step)
-                      : readRenderedVolume({session, medium, options.selection, step}, all[index],
-                                           options.picture.scalingTensor());
+                      : readRenderedVolume({session.host(), medium, options.selection, step}, all[index],
+                                           options.picture.rendering().scalingTensor());
     };
-    Json list = Json::array();
+    formats::Json list = formats::Json::array();
     for (std::size_t index = 0; index < all.size(); ++index) {
-        const SeriesFiles& series = all[index];
+        const volume::SeriesFiles& series = all[index];
         const auto refuse = [&](const std::string& message) {
             list.push_back(refused(series, message));
             session.reportRefusal(all.size() == 1 ? "" : "Series " + series.series, message);
@@ -231,21 +225,21 @@ void run(Session& session, const VolumeOptions& options) {
         try {
             const auto readThis = [&](const std::function<void()>& step) { return read(index, step); };
             list.push_back(SeriesRun(session, options, series).run(readThis, index + 1, all.size() == 1));
-        } catch (const NoPicturesError& error) {
+        } catch (const volume::NoPicturesError& error) {
             if (all.size() == 1) {
                 refuse(error.what());
             } else { // reports and the like belong to a medium
                 list.push_back(refused(series, error.what()));
                 printError("warning: Series " + series.series + ": " + error.what());
             }
-        } catch (const VolumeError& error) {
+        } catch (const Error& error) {
             refuse(error.what());
         } catch (const velmora::LibraryError& error) {
             refuse(medium.userText(error.what()));
         }
     }
     if (options.json) {
-        (options.output == "-" ? std::cerr : std::cout) << dumpJson(list) << '\n';
+        (options.output == "-" ? std::cerr : std::cout) << formats::dumpJson(list) << '\n';
     }
 }
 

@@ -2,17 +2,18 @@
 
 #include <algorithm>
 
-#include "Assignment.h"
-#include "Attributes.h"
-#include "Commands.h"
-#include "Compression.h"
-#include "FileArguments.h"
-#include "InputFile.h"
-#include "NewPicture.h"
-#include "Output.h"
-#include "OutputFile.h"
-#include "OverlayInput.h"
-#include "PictureFiles.h"
+#include "cli/Commands.h"
+#include "cli/arguments/Assignment.h"
+#include "cli/arguments/Compression.h"
+#include "cli/arguments/FileArguments.h"
+#include "cli/arguments/OverlayInput.h"
+#include "files/Errors.h"
+#include "files/InputFile.h"
+#include "files/OutputFile.h"
+#include "formats/Attributes.h"
+#include "formats/NewPicture.h"
+#include "formats/PictureFiles.h"
+#include "formats/Text.h"
 
 namespace radvex::cli {
 
@@ -37,7 +38,7 @@ struct WriteOptions {
 /// What the options say, taken apart before the first file is read.
 struct Request {
     std::vector<std::string> pictures{};
-    AxesRule axes{};
+    formats::AxesRule axes{};
     std::vector<Assignment> tags{};
     std::vector<OverlayProperty> overlayProperties{};
     Compression compression{};
@@ -60,7 +61,7 @@ std::vector<Assignment> parseAssignments(const std::string& option, const std::v
 
 Request parse(const WriteOptions& options) {
     Request request{.pictures = options.pictures.all(),
-                    .axes = {.given = parseAxes(options.axes)},
+                    .axes = {.given = formats::parseAxes(options.axes)},
                     .tags = parseAssignments("--tag", options.tags),
                     .compression = parseCompression(options.compression),
                     .defaults = parseAssignments("--default", options.defaults)};
@@ -74,22 +75,23 @@ Request parse(const WriteOptions& options) {
 }
 
 /// The attributes of the file, with those of the options in place of equal ones.
-Attributes readAttributes(const WriteOptions& options, const Request& request, Dictionary& dictionary) {
-    Attributes attributes;
+formats::Attributes readAttributes(const WriteOptions& options, const Request& request,
+                                   formats::Dictionary& dictionary) {
+    formats::Attributes attributes;
     if (!options.metadata.empty()) {
-        attributes = attributesFromJson(options.metadata, readInputText(options.metadata), dictionary);
+        attributes = formats::attributesFromJson(options.metadata, files::readInputText(options.metadata), dictionary);
     }
     for (const Assignment& tag : request.tags) {
         if (dictionary.isFileMetaInformation(tag.keyword)) {
             throw FileError(tag.place + ": the library alone writes the file's meta information.");
         }
-        std::erase_if(attributes, [&](const Attribute& each) { return each.keyword == tag.keyword; });
+        std::erase_if(attributes, [&](const formats::Attribute& each) { return each.keyword == tag.keyword; });
         attributes.push_back({.keyword = tag.keyword, .place = tag.place, .value = tag.value});
     }
-    const auto isWide = [](const auto& given) { return !isAscii(given.value); };
-    if (hasWideText(attributes) || std::ranges::any_of(request.defaults, isWide) ||
+    const auto isWide = [](const auto& given) { return !formats::isAscii(given.value); };
+    if (formats::hasWideText(attributes) || std::ranges::any_of(request.defaults, isWide) ||
         std::ranges::any_of(request.overlayProperties, isWide)) {
-        addUtf8CharacterSet(attributes);
+        formats::addUtf8CharacterSet(attributes);
     }
     return attributes;
 }
@@ -103,13 +105,13 @@ bool setDefaults(Session& session, const Request& request) {
 }
 
 /// Arguments of WriteImage. A list in braces would copy the image.
-std::vector<Value> argumentsOf(const std::string& path, Image image, const Attributes& attributes, Store overlays,
-                               const Request& request) {
+std::vector<Value> argumentsOf(const std::string& path, Image image, const formats::Attributes& attributes,
+                               Store overlays, const Request& request) {
     const std::size_t count = overlays.size();
     std::vector<Value> arguments;
     arguments.emplace_back(path);
     arguments.emplace_back(std::move(image));
-    arguments.emplace_back(toStore(attributes));
+    arguments.emplace_back(formats::toStore(attributes));
     arguments.emplace_back(std::move(overlays));
     arguments.emplace_back(request.compression.name);
     arguments.emplace_back(request.compression.first);
@@ -119,9 +121,9 @@ std::vector<Value> argumentsOf(const std::string& path, Image image, const Attri
 }
 
 /// Where the user gave what the library refused to write; empty when it is something else.
-std::string placeOf(const velmora::LibraryError& error, velmora::Host& host, Dictionary& dictionary,
-                    const Attributes& attributes, const Request& request) {
-    if (const Attribute* refused = findRefused(attributes, error, host, dictionary)) {
+std::string placeOf(const velmora::LibraryError& error, velmora::Host& host, formats::Dictionary& dictionary,
+                    const formats::Attributes& attributes, const Request& request) {
+    if (const formats::Attribute* refused = formats::findRefused(attributes, error, host, dictionary)) {
         return refused->place + ": ";
     }
     for (const Assignment& given : request.defaults) { // some are refused only when they are used
@@ -143,17 +145,17 @@ std::string explain(const velmora::LibraryError& error, const std::string& pictu
 
 void run(Session& session, const WriteOptions& options) {
     const Request request = parse(options);
-    Image image = readPictureFiles(request.pictures, request.axes);
+    Image image = formats::readPictureFiles(request.pictures, request.axes);
     Store overlays = readOverlays(options.overlays);
     velmora::Host& host = session.host();
-    Dictionary dictionary(host);
-    const Attributes attributes = readAttributes(options, request, dictionary);
+    formats::Dictionary dictionary(host);
+    const formats::Attributes attributes = readAttributes(options, request, dictionary);
     if (!setDefaults(session, request)) {
         return;
     }
-    const std::string picture = describePicture(image);
+    const std::string picture = formats::describePicture(image);
     try {
-        writeOutputPath(options.output, [&](const std::string& temporary) {
+        files::writeOutputPath(options.output, [&](const std::string& temporary) {
             host.call("WriteImage", argumentsOf(temporary, std::move(image), attributes, std::move(overlays), request));
         });
     } catch (const velmora::LibraryError& error) {

@@ -1,11 +1,8 @@
 #include <iostream>
 
-#include "Commands.h"
-#include "LargeHeap.h"
-#include "LosslessJson.h"
-#include "Output.h"
-#include "OutputFile.h"
-#include "VolumeFile.h"
+#include "cli/Commands.h"
+#include "cli/LargeHeap.h"
+#include "files/Errors.h"
 
 namespace {
 
@@ -35,25 +32,19 @@ int run(int argc, char** argv) {
     try {
         const std::optional<int> answered = program.run(std::vector<std::string>(argv + 1, argv + argc));
         return answered ? *answered : session.status();
-    } catch (const UsageError& error) {
+    } catch (const radvex::UsageError& error) {
         printError(error.what());
         std::cerr << program.help();
-        return kUsage;
-    } catch (const JsonError& error) {
+        return error.exitStatus();
+    } catch (const radvex::Error& error) {
         printError(error.what());
-        return kUsage;
-    } catch (const velmora::HostError& error) {
-        printError(error.what());
-        return kUsage;
+        return error.exitStatus();
     } catch (const velmora::LibraryError& error) {
         printError(error.what());
-        return kRefused;
-    } catch (const FileError& error) {
+        return radvex::kRefused;
+    } catch (const velmora::HostError& error) {
         printError(error.what());
-        return kRefused;
-    } catch (const VolumeError& error) {
-        printError(error.what());
-        return kRefused;
+        return radvex::kUsage;
     }
 }
 
@@ -65,6 +56,6 @@ int main(int argc, char** argv) {
         return run(argc, argv);
     } catch (const std::exception& error) {
         printError(std::string("The command failed: ") + error.what());
-        return radvex::cli::kRefused;
+        return radvex::kRefused;
     }
 }

@@ -2,7 +2,7 @@
 include(CMakePackageConfigHelpers)
 install(TARGETS velmoraHost tether EXPORT RadvexTargets
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} LIBRARY DESTINATION ${RADVEX_INSTALL_LIBRARY_DIR}
-        FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/velmora/host)
+        FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/velmora)
 install(EXPORT RadvexTargets NAMESPACE Radvex:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Radvex)
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/RadvexConfig.cmake.in ${CMAKE_BINARY_DIR}/RadvexConfig.cmake
                               INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Radvex

@@ -1,6 +1,7 @@
 # Compiler settings of our own code, as a target to link to.
 add_library(radvexSettings INTERFACE)
-target_include_directories(radvexSettings INTERFACE $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include>)
+# An include says its room: "guard/OpenFile.h".
+target_include_directories(radvexSettings INTERFACE ${CMAKE_CURRENT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR}/include)
 target_compile_options(radvexSettings INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-Wall -Wextra -Wpedantic -Werror -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast
   -Wnon-virtual-dtor -Wcast-align -Wundef>)

@@ -1,10 +1,11 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "Anonymization.h"
-#include "Choices.h"
-#include "InputParts.h"
-#include "Supply.h"
+#include "deidentify/Anonymization.h"
+#include "deidentify/rewriting/AnonymizationRun.h"
+#include "fuzz/Choices.h"
+#include "fuzz/InputParts.h"
+#include "fuzz/Supply.h"
 
 namespace radvex::fuzz {
 
@@ -62,7 +63,7 @@ const std::array<std::string, 14> kValues{"",
 
 struct Replacements {
     Store rules = Store::empty();
-    std::vector<study::GivenValue> given{};
+    std::vector<deidentify::GivenValue> given{};
 };
 
 Replacements replacementsOf(Supply supply) {
@@ -108,7 +109,7 @@ class Run {
         : mHarness(harness),
           mRules(replacements.rules),
           mKeepsChanges(choices.bit(0, 1)),
-          mRun(study::startAnonymization({"0123456789abcdef", choices.bit(0, 0), replacements.given})) {}
+          mRun(deidentify::startAnonymization({"0123456789abcdef", choices.bit(0, 0), replacements.given})) {}
 
     void add(const std::string& original, const std::string& name) {
         (void)mRun->kindOf(original);
@@ -122,7 +123,7 @@ class Run {
     }
 
     void finish() {
-        for (const study::Anonymization::Listed& file : mMapped) {
+        for (const deidentify::Anonymization::Listed& file : mMapped) {
             const std::string& path = file.path;
             (void)mHarness.claim(file.fileId + ".cleaned");
             if (tries([&] { mIsClean = mRun->clean(path, changes()); })) {
@@ -141,7 +142,7 @@ class Run {
     }
 
   private:
-    std::vector<study::Change>* changes() { return mKeepsChanges ? &mChanges : nullptr; }
+    std::vector<deidentify::Change>* changes() { return mKeepsChanges ? &mChanges : nullptr; }
 
     void expectOpens(const std::string& path) {
         (void)mHarness.callOnOwn("ReadAllMetadata", {path, Store::empty(), false});
@@ -151,9 +152,9 @@ class Run {
     const Store& mRules;
     bool mKeepsChanges;
     bool mIsClean = false;
-    std::unique_ptr<study::Anonymization> mRun;
-    std::vector<study::Anonymization::Listed> mMapped{};
-    std::vector<study::Change> mChanges{};
+    std::unique_ptr<deidentify::Anonymization> mRun;
+    std::vector<deidentify::Anonymization::Listed> mMapped{};
+    std::vector<deidentify::Change> mChanges{};
 };
 
 } // namespace

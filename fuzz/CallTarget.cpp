@@ -4,9 +4,9 @@
 #include <iterator>
 #include <sstream>
 
-#include "Choices.h"
-#include "Commands.h"
-#include "SeedFiles.h"
+#include "cli/Commands.h"
+#include "fuzz/Choices.h"
+#include "fuzz/SeedFiles.h"
 
 namespace radvex::fuzz {
 

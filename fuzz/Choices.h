@@ -4,7 +4,7 @@
 #include <array>
 #include <cstddef>
 
-#include "Targets.h"
+#include "fuzz/Targets.h"
 
 namespace radvex::fuzz {
 

@@ -1,4 +1,4 @@
-#include "DicomMutation.h"
+#include "fuzz/DicomMutation.h"
 
 #include <algorithm>
 #include <array>

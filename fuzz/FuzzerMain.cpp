@@ -2,8 +2,8 @@
 #include <cstdint>
 #include <random>
 
-#include "DicomMutation.h"
-#include "Targets.h"
+#include "fuzz/DicomMutation.h"
+#include "fuzz/Targets.h"
 
 extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t maxSize);
 

@@ -1,12 +1,12 @@
 #include <stdexcept>
 
-#include "Choices.h"
-#include "GuardedLoad.h"
-#include "HostileFiles.h"
-#include "LoadedTree.h"
-#include "OrderWarnings.h"
-#include "ParseGuard.h"
-#include "TransferSyntaxes.h"
+#include "fuzz/Choices.h"
+#include "guard/GuardedLoad.h"
+#include "guard/ParseGuard.h"
+#include "tests/support/HostileFiles.h"
+#include "tests/support/LoadedTree.h"
+#include "tests/support/OrderWarnings.h"
+#include "tests/support/TransferSyntaxes.h"
 
 namespace radvex::fuzz {
 

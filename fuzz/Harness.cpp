@@ -1,10 +1,10 @@
-#include "Harness.h"
+#include "fuzz/Harness.h"
 
 #include <cstdio>
 #include <filesystem>
 #include <stdexcept>
 
-#include "TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace radvex::fuzz {
 

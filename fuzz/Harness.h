@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "Host.h"
-#include "Session.h"
+#include "cli/Session.h"
+#include "host/Host.h"
 
 namespace radvex::fuzz {
 

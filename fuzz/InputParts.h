@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "Targets.h"
+#include "fuzz/Targets.h"
 
 namespace radvex::fuzz {
 

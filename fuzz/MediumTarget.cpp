@@ -1,5 +1,5 @@
-#include "Choices.h"
-#include "InputParts.h"
+#include "fuzz/Choices.h"
+#include "fuzz/InputParts.h"
 
 namespace radvex::fuzz {
 

@@ -1,4 +1,4 @@
-#include "Choices.h"
+#include "fuzz/Choices.h"
 
 namespace radvex::fuzz {
 

@@ -1,7 +1,7 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "Choices.h"
+#include "fuzz/Choices.h"
 
 namespace radvex::fuzz {
 

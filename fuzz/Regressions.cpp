@@ -1,12 +1,12 @@
-#include "Regressions.h"
+#include "fuzz/Regressions.h"
 
 #include <initializer_list>
 #include <stdexcept>
 
-#include "HostileFiles.h"
-#include "NestingWays.h"
-#include "Targets.h"
-#include "TransferSyntaxes.h"
+#include "fuzz/Targets.h"
+#include "tests/support/HostileFiles.h"
+#include "tests/support/NestingWays.h"
+#include "tests/support/TransferSyntaxes.h"
 
 namespace radvex::fuzz {
 

@@ -1,14 +1,14 @@
-#include "SeedFiles.h"
+#include "fuzz/SeedFiles.h"
 
 #include <numeric>
 #include <stdexcept>
 
-#include "ImageFiles.h"
-#include "MediumFiles.h"
-#include "TemporaryFolder.h"
 #include "dcmtk/dcmdata/dcrleerg.h"
 #include "dcmtk/dcmjpeg/djencode.h"
 #include "dcmtk/dcmjpls/djencode.h"
+#include "tests/support/ImageFiles.h"
+#include "tests/support/MediumFiles.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace radvex::fuzz {
 

@@ -1,10 +1,10 @@
-#include "Seeds.h"
+#include "fuzz/Seeds.h"
 
-#include "HostileFiles.h"
-#include "NestingWays.h"
-#include "Targets.h"
-#include "TransferSyntaxes.h"
 #include "dcmtk/config/osconfig.h"
+#include "fuzz/Targets.h"
+#include "tests/support/HostileFiles.h"
+#include "tests/support/NestingWays.h"
+#include "tests/support/TransferSyntaxes.h"
 
 #include "dcmtk/dcmdata/dctk.h"
 

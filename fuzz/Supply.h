@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <string>
 
-#include "Harness.h"
+#include "fuzz/Harness.h"
 
 namespace radvex::fuzz {
 

@@ -1,4 +1,4 @@
-#include "Targets.h"
+#include "fuzz/Targets.h"
 
 #include <stdexcept>
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "Harness.h"
+#include "fuzz/Harness.h"
 
 namespace radvex::fuzz {
 

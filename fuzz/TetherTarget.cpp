@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "Targets.h"
+#include "fuzz/Targets.h"
 
 namespace radvex::fuzz {
 

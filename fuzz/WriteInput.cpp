@@ -1,8 +1,8 @@
-#include "WriteInput.h"
+#include "fuzz/WriteInput.h"
 
 #include <random>
 
-#include "Supply.h"
+#include "fuzz/Supply.h"
 
 namespace radvex::fuzz {
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "Choices.h"
+#include "fuzz/Choices.h"
 
 namespace radvex::fuzz {
 

@@ -1,8 +1,8 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "WriteInput.h"
 #include "dcmtk/config/osconfig.h"
+#include "fuzz/WriteInput.h"
 
 #include "dcmtk/dcmdata/dctk.h"
 

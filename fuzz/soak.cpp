@@ -16,9 +16,9 @@
 #include <random>
 #include <stdexcept>
 
-#include "Choices.h"
-#include "DicomMutation.h"
-#include "SeedFiles.h"
+#include "fuzz/Choices.h"
+#include "fuzz/DicomMutation.h"
+#include "fuzz/SeedFiles.h"
 
 namespace {
 

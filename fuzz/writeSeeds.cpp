@@ -5,9 +5,9 @@
 #include <filesystem>
 #include <fstream>
 
-#include "Regressions.h"
-#include "Seeds.h"
-#include "Targets.h"
+#include "fuzz/Regressions.h"
+#include "fuzz/Seeds.h"
+#include "fuzz/Targets.h"
 
 namespace {
 

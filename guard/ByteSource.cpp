@@ -1,4 +1,4 @@
-#include "ByteSource.h"
+#include "guard/ByteSource.h"
 
 #include <algorithm>
 #include <cstring>

@@ -8,7 +8,7 @@
 
 #include <zlib.h>
 
-#include "OpenFile.h"
+#include "guard/OpenFile.h"
 
 namespace radvex {
 

@@ -1,4 +1,4 @@
-#include "DirectoryLevels.h"
+#include "guard/DirectoryLevels.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "ElementContent.h"
+#include "guard/ElementContent.h"
 
 #include <algorithm>
 #include <cctype>

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "ElementHeader.h"
+#include "guard/ElementHeader.h"
 
 namespace radvex {
 

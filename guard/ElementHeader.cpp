@@ -1,4 +1,4 @@
-#include "ElementHeader.h"
+#include "guard/ElementHeader.h"
 
 #include <atomic>
 

@@ -3,8 +3,8 @@
 #include <array>
 #include <cstdint>
 
-#include "ByteSource.h"
 #include "dcmtk/config/osconfig.h"
+#include "guard/ByteSource.h"
 
 #include "dcmtk/dcmdata/dcvr.h"
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <utility>
 
-#include "ElementHeader.h"
+#include "guard/ElementHeader.h"
 
 namespace radvex {
 

@@ -1,4 +1,4 @@
-#include "ElementWalk.h"
+#include "guard/ElementWalk.h"
 
 #include <algorithm>
 #include <array>

@@ -5,12 +5,12 @@
 #include <string>
 #include <vector>
 
-#include "ByteSource.h"
-#include "DirectoryLevels.h"
-#include "ElementContent.h"
-#include "ElementHeader.h"
-#include "ElementOrder.h"
-#include "ParseLimits.h"
+#include "guard/ByteSource.h"
+#include "guard/DirectoryLevels.h"
+#include "guard/ElementContent.h"
+#include "guard/ElementHeader.h"
+#include "guard/ElementOrder.h"
+#include "guard/ParseLimits.h"
 
 #include "dcmtk/dcmdata/dcxfer.h"
 

@@ -1,4 +1,4 @@
-#include "FileStream.h"
+#include "guard/FileStream.h"
 
 #include <algorithm>
 #include <cstring>

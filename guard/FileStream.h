@@ -4,8 +4,8 @@
 #include <memory>
 #include <string>
 
-#include "OpenFile.h"
 #include "dcmtk/config/osconfig.h"
+#include "guard/OpenFile.h"
 
 #include "dcmtk/dcmdata/dcistrma.h"
 

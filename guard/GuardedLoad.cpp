@@ -1,9 +1,9 @@
-#include "GuardedLoad.h"
+#include "guard/GuardedLoad.h"
 
 #include <memory>
 
-#include "FileStream.h"
-#include "ParseGuard.h"
+#include "guard/FileStream.h"
+#include "guard/ParseGuard.h"
 
 namespace radvex {
 

@@ -1,4 +1,4 @@
-#include "OpenFile.h"
+#include "guard/OpenFile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-#include "ParseGuard.h"
+#include "guard/ParseGuard.h"
 
 #include <algorithm>
 #include <cstring>
@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "ElementWalk.h"
+#include "guard/ElementWalk.h"
 
 #include "dcmtk/dcmdata/dcistrmb.h"
 #include "dcmtk/dcmdata/dcitem.h"

@@ -3,8 +3,8 @@
 #include <optional>
 #include <string>
 
-#include "OpenFile.h"
-#include "ParseLimits.h"
+#include "guard/OpenFile.h"
+#include "guard/ParseLimits.h"
 
 namespace radvex {
 

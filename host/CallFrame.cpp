@@ -1,4 +1,4 @@
-#include "CallFrame.h"
+#include "host/CallFrame.h"
 
 #include <cstring>
 

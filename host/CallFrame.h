@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "Declarations.h"
-#include "Value.h"
+#include "host/Declarations.h"
+#include "host/Value.h"
 
 namespace velmora {
 

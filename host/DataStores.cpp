@@ -2,13 +2,13 @@
 #include <new>
 #include <utility>
 
-#include "HandleTable.h"
+#include "host/HandleTable.h"
 
 namespace velmora {
 
 namespace {
 
-constexpr auto kKind = ObjectKind::dataStore;
+constexpr auto kDataStoreKind = ObjectKind::dataStore;
 
 using Cell = VelmoraDataStoreNode::Cell;
 
@@ -51,7 +51,7 @@ void destroyOne(DataStore store, std::vector<DataStore>& inner) {
 }
 
 void addByLibrary(DataStore store, const char* name, vint type, Cell cell) {
-    if (!ledger().isAlive(kKind, store)) {
+    if (!ledger().isAlive(kDataStoreKind, store)) {
         ledger().reportViolation("The library added to a data store that does not exist.");
         if (type == VType_DataStore) {
             destroyDataStore(cell.dataStore);
@@ -68,16 +68,16 @@ void addStore(DataStore store, const char* name, DataStore value) {
         ledger().reportViolation("The library put a data store into itself.");
         return;
     }
-    addByLibrary(store, name, VType_DataStore, Cell{.dataStore = takeOver(kKind, value)});
+    addByLibrary(store, name, VType_DataStore, Cell{.dataStore = takeOver(kDataStoreKind, value)});
 }
 
 void deleteByLibrary(DataStore store) {
     // A store inside an argument's store may be deleted too: it is taken out of it.
-    if (!ledger().isAlive(kKind, store)) {
+    if (!ledger().isAlive(kDataStoreKind, store)) {
         ledger().reportViolation("The library deleted a data store that does not exist.");
         return;
     }
-    if (ledger().isOwnedBy(Owner::host, kKind, store)) {
+    if (ledger().isOwnedBy(Owner::host, kDataStoreKind, store)) {
         ledger().reportViolation("The library deleted a data store that it does not own.");
         return;
     }
@@ -142,7 +142,7 @@ void* NodeMemory::allocate(std::size_t bytes) {
 DataStore newDataStore(Owner owner) {
     auto* store = new (std::nothrow) VelmoraDataStore;
     if (store != nullptr) {
-        ledger().add(kKind, store, owner);
+        ledger().add(kDataStoreKind, store, owner);
     }
     return store;
 }
@@ -182,14 +182,14 @@ VelmoraDataStoreNode* appendNode(DataStore store, const char* name, vint type, C
         return appendText(store, name, cell.utf8String);
     }
     VelmoraDataStoreNode* node = addNode(store, name, type, cell, 0);
-    if (type == VType_DataStore && cell.dataStore != nullptr && ledger().isAlive(kKind, cell.dataStore)) {
+    if (type == VType_DataStore && cell.dataStore != nullptr && ledger().isAlive(kDataStoreKind, cell.dataStore)) {
         cell.dataStore->holder = node;
     }
     return node;
 }
 
 DataStore cloneDataStore(DataStore store, Owner owner) {
-    if (!ledger().isAlive(kKind, store)) {
+    if (!ledger().isAlive(kDataStoreKind, store)) {
         return nullptr;
     }
     const DataStore copy = newDataStore(owner);
@@ -212,13 +212,13 @@ DataStore cloneDataStore(DataStore store, Owner owner) {
 
 void destroyDataStore(DataStore store) {
     std::vector<DataStore> doomed{store};
-    if (ledger().isAlive(kKind, store) && store->holder != nullptr) {
+    if (ledger().isAlive(kDataStoreKind, store) && store->holder != nullptr) {
         store->holder->cell.dataStore = nullptr;
     }
     while (!doomed.empty()) {
         const DataStore next = doomed.back();
         doomed.pop_back();
-        if (ledger().remove(kKind, next)) {
+        if (ledger().remove(kDataStoreKind, next)) {
             destroyOne(next, doomed);
         }
     }
@@ -260,9 +260,9 @@ const VelmoraDataStoreFunctions kDataStoreFunctions = {
         },
     .deleteDataStore = deleteByLibrary,
     .copyDataStore = copyByLibrary,
-    .DataStore_getLength = [](DataStore store) { return fieldOf(kKind, store, &VelmoraDataStore::length); },
-    .DataStore_getFirstNode = [](DataStore store) { return fieldOf(kKind, store, &VelmoraDataStore::first); },
-    .DataStore_getLastNode = [](DataStore store) { return fieldOf(kKind, store, &VelmoraDataStore::last); },
+    .DataStore_getLength = [](DataStore store) { return fieldOf(kDataStoreKind, store, &VelmoraDataStore::length); },
+    .DataStore_getFirstNode = [](DataStore store) { return fieldOf(kDataStoreKind, store, &VelmoraDataStore::first); },
+    .DataStore_getLastNode = [](DataStore store) { return fieldOf(kDataStoreKind, store, &VelmoraDataStore::last); },
     .DataStoreNode_getNextNode = [](DataStoreNode node) { return node == nullptr ? nullptr : node->next; },
     .DataStoreNode_getDataType = [](DataStoreNode node) -> vint {
         return ledger().isRefused(Operation::DataStoreNode_getDataType) || node == nullptr ? VType_Undef : node->type;

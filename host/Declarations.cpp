@@ -1,4 +1,4 @@
-#include "Declarations.h"
+#include "host/Declarations.h"
 
 namespace velmora {
 

@@ -4,8 +4,8 @@
 #include <new>
 #include <string>
 
-#include "Ledger.h"
-#include "Objects.h"
+#include "host/Ledger.h"
+#include "host/Objects.h"
 
 // What the tables of tensors, numeric arrays and images have in common.
 

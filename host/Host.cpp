@@ -1,11 +1,11 @@
-#include "Host.h"
+#include "host/Host.h"
 
 #include <dlfcn.h>
 
 #include <algorithm>
 
-#include "CallFrame.h"
-#include "Message.h"
+#include "host/CallFrame.h"
+#include "host/Message.h"
 
 namespace velmora {
 

@@ -6,9 +6,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "Declarations.h"
-#include "Services.h"
-#include "Value.h"
+#include "host/Declarations.h"
+#include "host/Services.h"
+#include "host/Value.h"
 
 namespace velmora {
 
@@ -24,12 +24,6 @@ class LibraryError : public std::runtime_error {
   private:
     int mCode;
     std::string mName;
-};
-
-/// The host could not do what was asked of it: no such file, no such function. The text is a sentence.
-class HostError : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
 };
 
 /// One entry of the table of errors that a library publishes.

@@ -1,6 +1,6 @@
 #include <cstring>
 
-#include "HandleTable.h"
+#include "host/HandleTable.h"
 
 namespace velmora {
 

@@ -1,4 +1,4 @@
-#include "Message.h"
+#include "host/Message.h"
 
 namespace velmora {
 

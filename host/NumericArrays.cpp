@@ -4,7 +4,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "HandleTable.h"
+#include "host/HandleTable.h"
 
 namespace velmora {
 

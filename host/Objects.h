@@ -5,7 +5,7 @@
 #include <memory>
 #include <vector>
 
-#include "Ledger.h"
+#include "host/Ledger.h"
 #include "velmora/VelmoraLibrary.h"
 
 namespace velmora {

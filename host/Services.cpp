@@ -1,4 +1,4 @@
-#include "Services.h"
+#include "host/Services.h"
 
 #include <filesystem>
 #include <stdexcept>

@@ -4,7 +4,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "Objects.h"
+#include "host/Objects.h"
 
 namespace velmora {
 

@@ -1,16 +1,16 @@
 #include <cstring>
 
-#include "HandleTable.h"
+#include "host/HandleTable.h"
 
 namespace velmora {
 
 namespace {
 
-constexpr auto kKind = ObjectKind::tensor;
+constexpr auto kTensorKind = ObjectKind::tensor;
 
 template <typename T>
 T* dataOfType(VTensor tensor, vint type) {
-    return fieldOf(kKind, tensor, &VelmoraTensor::type) == type ? static_cast<T*>(tensor->data.get()) : nullptr;
+    return fieldOf(kTensorKind, tensor, &VelmoraTensor::type) == type ? static_cast<T*>(tensor->data.get()) : nullptr;
 }
 
 int tensorNew(vint type, vint rank, const vint* dimensions, VTensor* tensor) {
@@ -32,11 +32,11 @@ int tensorClone(VTensor tensor, VTensor* copy) {
 }
 
 const vint* tensorDimensions(VTensor tensor) {
-    return ledger().isAlive(kKind, tensor) ? tensor->dimensions.data() : nullptr;
+    return ledger().isAlive(kTensorKind, tensor) ? tensor->dimensions.data() : nullptr;
 }
 
 vint tensorRank(VTensor tensor) {
-    return ledger().isAlive(kKind, tensor) ? static_cast<vint>(tensor->dimensions.size()) : 0;
+    return ledger().isAlive(kTensorKind, tensor) ? static_cast<vint>(tensor->dimensions.size()) : 0;
 }
 
 } // namespace
@@ -59,11 +59,11 @@ VTensor newTensor(vint type, std::vector<vint> dimensions, Owner owner) {
     tensor->type = type;
     tensor->dimensions = std::move(dimensions);
     tensor->data = newElements(tensor->length, size);
-    return registerObject(std::move(tensor), kKind, owner);
+    return registerObject(std::move(tensor), kTensorKind, owner);
 }
 
 VTensor cloneTensor(VTensor tensor, Owner owner) {
-    if (!ledger().isAlive(kKind, tensor)) {
+    if (!ledger().isAlive(kTensorKind, tensor)) {
         return nullptr;
     }
     const VTensor copy = newTensor(tensor->type, tensor->dimensions, owner);
@@ -74,18 +74,20 @@ VTensor cloneTensor(VTensor tensor, Owner owner) {
     return copy;
 }
 
-void destroyTensor(VTensor tensor) { destroyObject(kKind, tensor); }
+void destroyTensor(VTensor tensor) { destroyObject(kTensorKind, tensor); }
 
 void fillTensorFunctions(VelmoraLibraryRecord& table) {
     table.VTensor_new = tensorNew;
-    table.VTensor_free = [](VTensor tensor) { freeByLibrary(kKind, tensor); };
+    table.VTensor_free = [](VTensor tensor) { freeByLibrary(kTensorKind, tensor); };
     table.VTensor_clone = tensorClone;
-    table.VTensor_shareCount = [](VTensor tensor) { return fieldOf(kKind, tensor, &VelmoraTensor::shares); };
-    table.VTensor_disown = [](VTensor tensor) { disownByLibrary(kKind, tensor); };
+    table.VTensor_shareCount = [](VTensor tensor) { return fieldOf(kTensorKind, tensor, &VelmoraTensor::shares); };
+    table.VTensor_disown = [](VTensor tensor) { disownByLibrary(kTensorKind, tensor); };
     table.VTensor_getRank = tensorRank;
     table.VTensor_getDimensions = tensorDimensions;
-    table.VTensor_getType = [](VTensor tensor) { return fieldOf(kKind, tensor, &VelmoraTensor::type); };
-    table.VTensor_getFlattenedLength = [](VTensor tensor) { return fieldOf(kKind, tensor, &VelmoraTensor::length); };
+    table.VTensor_getType = [](VTensor tensor) { return fieldOf(kTensorKind, tensor, &VelmoraTensor::type); };
+    table.VTensor_getFlattenedLength = [](VTensor tensor) {
+        return fieldOf(kTensorKind, tensor, &VelmoraTensor::length);
+    };
     table.VTensor_getIntegerData = [](VTensor tensor) { return dataOfType<vint>(tensor, VTensor_Integer); };
     table.VTensor_getRealData = [](VTensor tensor) { return dataOfType<vreal>(tensor, VTensor_Real); };
     table.VTensor_getComplexData = [](VTensor tensor) { return dataOfType<vcomplex>(tensor, VTensor_Complex); };

@@ -1,6 +1,7 @@
-#include "Value.h"
+#include "host/Value.h"
 
 #include <algorithm>
+#include <array>
 #include <stdexcept>
 
 namespace velmora {
@@ -57,6 +58,11 @@ Cell releaseToCell(Value& value) {
                                                           Tensor, NumericArray, Image, Store>&>(value));
 }
 
+HostError unexpectedKind(NodeView node, vint expected) {
+    return HostError("The node '" + std::string(node.name()) + "' is expected to be of the kind " + kindName(expected) +
+                     ", and is " + (node.type() == expected ? "null" : kindName(node.type())) + ".");
+}
+
 } // namespace
 
 Tensor Tensor::zeros(vint type, std::vector<vint> dimensions) {
@@ -100,6 +106,75 @@ Store Store::ofTexts(const std::vector<std::string>& texts) {
 void Store::add(const std::string& name, Value value) {
     const vint type = value.is<Null>() ? static_cast<vint>(VType_DataStore) : value.type();
     appendNode(handle(), name.c_str(), type, releaseToCell(value));
+}
+
+const char* kindName(vint type) {
+    static constexpr std::array<const char*, 11> names{"nothing", "boolean", "integer",      "real",
+                                                       "complex", "tensor",  "sparse array", "array",
+                                                       "image",   "text",    "store"};
+    return type >= 0 && static_cast<std::size_t>(type) < names.size() ? names[static_cast<std::size_t>(type)]
+                                                                      : "unknown";
+}
+
+std::string_view NodeView::text() const {
+    if (!isText()) {
+        throw unexpectedKind(*this, VType_UTF8String);
+    }
+    return cell().utf8String;
+}
+
+StoreView NodeView::store() const {
+    if (!isStore()) {
+        throw unexpectedKind(*this, VType_DataStore);
+    }
+    return StoreView(cell().dataStore);
+}
+
+NodeView StoreView::at(std::size_t index) const {
+    const VelmoraDataStoreNode* node = mStore == nullptr ? nullptr : mStore->first;
+    for (std::size_t before = 0; node != nullptr && before < index; ++before) {
+        node = node->next;
+    }
+    if (node == nullptr) {
+        throw HostError("Node " + std::to_string(index) + " of a store was asked for, which has " +
+                        std::to_string(size()) + " (they count from 0).");
+    }
+    return NodeView(node);
+}
+
+const VelmoraDataStoreNode* StoreView::find(std::string_view name, vint type) const {
+    for (const VelmoraDataStoreNode* node = mStore == nullptr ? nullptr : mStore->first; node != nullptr;
+         node = node->next) {
+        if (name == node->name()) {
+            return node->type == type ? node : nullptr;
+        }
+    }
+    return nullptr;
+}
+
+std::string_view StoreView::text(std::string_view name) const {
+    const VelmoraDataStoreNode* node = find(name, VType_UTF8String);
+    return node == nullptr || node->cell.utf8String == nullptr ? std::string_view{} : node->cell.utf8String;
+}
+
+std::optional<vint> StoreView::integer(std::string_view name) const {
+    const VelmoraDataStoreNode* node = find(name, VType_Integer);
+    return node == nullptr ? std::nullopt : std::optional(node->cell.integer);
+}
+
+StoreView StoreView::store(std::string_view name) const {
+    const VelmoraDataStoreNode* node = find(name, VType_DataStore);
+    return StoreView(node == nullptr ? nullptr : node->cell.dataStore);
+}
+
+std::vector<std::string> StoreView::texts() const {
+    std::vector<std::string> texts;
+    for (const NodeView node : *this) {
+        if (node.isText()) {
+            texts.emplace_back(node.text());
+        }
+    }
+    return texts;
 }
 
 Value NodeView::value() const {

@@ -2,7 +2,9 @@
 
 #include <complex>
 #include <initializer_list>
+#include <optional>
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -10,7 +12,7 @@
 #include <variant>
 #include <vector>
 
-#include "Objects.h"
+#include "host/Objects.h"
 
 namespace velmora {
 
@@ -101,6 +103,16 @@ class Image : public Owned<VImage, cloneImage, destroyImage> {
     }
 };
 
+/// The host could not do what was asked of it: no such file, no such function. The text is a sentence.
+class HostError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Name of a kind of values (VType_...), such as "integer".
+const char* kindName(vint type);
+
+class StoreView;
 class Value;
 
 /// Read access to a node of a data store, in place.
@@ -111,6 +123,11 @@ class NodeView {
     std::string_view name() const { return mNode->name(); }
     vint type() const { return mNode->type; } ///< VType_...
     const VelmoraDataStoreNode::Cell& cell() const { return mNode->cell; }
+    bool isText() const { return type() == VType_UTF8String && cell().utf8String != nullptr; }
+    bool isStore() const { return type() == VType_DataStore && cell().dataStore != nullptr; }
+    /// @throws HostError  the node holds something else
+    std::string_view text() const;
+    StoreView store() const;
     /// A copy of the value.
     Value value() const;
 
@@ -141,7 +158,20 @@ class StoreView {
     Iterator end() const { return Iterator(nullptr); }
     std::size_t size() const { return mStore == nullptr ? 0 : static_cast<std::size_t>(mStore->length); }
 
+    /// The node at an index, from 0. @throws HostError  there are fewer
+    NodeView at(std::size_t index) const;
+
+    // What stands under a name; the first node of that name counts. A value of another kind is as good as none.
+    std::string_view text(std::string_view name) const;       ///< empty when there is none
+    std::optional<vint> integer(std::string_view name) const; ///< nothing when there is none
+    StoreView store(std::string_view name) const;             ///< empty when there is none
+
+    /// All nodes that are texts.
+    std::vector<std::string> texts() const;
+
   private:
+    const VelmoraDataStoreNode* find(std::string_view name, vint type) const;
+
     const VelmoraDataStore* mStore;
 };
 

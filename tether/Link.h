@@ -5,7 +5,7 @@
 #include <set>
 #include <unordered_set>
 
-#include "TokenQueue.h"
+#include "tether/TokenQueue.h"
 #include "velmora/Tether.h"
 
 /// Keeps what was opened and handed out, so that leaks can be counted and nothing is released twice.

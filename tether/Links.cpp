@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "Link.h"
+#include "tether/Link.h"
 
 using tether::guarded;
 using tether::TokenQueue;

@@ -5,8 +5,8 @@
 #include <limits>
 #include <type_traits>
 
-#include "Link.h"
-#include "Text.h"
+#include "tether/Link.h"
+#include "tether/Text.h"
 
 using tether::guarded;
 using tether::Token;

@@ -2,8 +2,8 @@
 
 #include <cstring>
 
-#include "Link.h"
-#include "Text.h"
+#include "tether/Link.h"
+#include "tether/Text.h"
 
 using tether::guarded;
 using tether::Token;

@@ -1,4 +1,4 @@
-#include "Text.h"
+#include "tether/Text.h"
 
 namespace tether {
 

@@ -1,4 +1,4 @@
-#include "TokenQueue.h"
+#include "tether/TokenQueue.h"
 
 #include <algorithm>
 

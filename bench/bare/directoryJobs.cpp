@@ -4,7 +4,7 @@
 #include <cstring>
 #include <fstream>
 
-#include "bareJobs.h"
+#include "bench/bare/bareJobs.h"
 
 #include "dcmtk/dcmimgle/dcmimage.h"
 

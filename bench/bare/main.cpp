@@ -4,7 +4,7 @@
 #include <functional>
 #include <map>
 
-#include "bareJobs.h"
+#include "bench/bare/bareJobs.h"
 
 namespace {
 

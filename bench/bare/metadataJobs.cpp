@@ -1,7 +1,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "bareJobs.h"
+#include "bench/bare/bareJobs.h"
 
 namespace bare {
 

@@ -1,7 +1,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "bareJobs.h"
+#include "bench/bare/bareJobs.h"
 
 #include "dcmtk/dcmdata/dcrledrg.h"
 #include "dcmtk/dcmimage/diregist.h"

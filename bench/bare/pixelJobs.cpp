@@ -2,7 +2,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "bareJobs.h"
+#include "bench/bare/bareJobs.h"
 
 #include "dcmtk/dcmimgle/dcmimage.h"
 #include "dcmtk/dcmimgle/dipixel.h"

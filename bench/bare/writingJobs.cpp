@@ -1,7 +1,7 @@
 #include <filesystem>
 
-#include "bareJobs.h"
-#include "pixels.h"
+#include "bench/bare/bareJobs.h"
+#include "bench/pixels.h"
 
 #include "dcmtk/dcmdata/dcuid.h"
 #include "dcmtk/dcmjpls/djencode.h"

@@ -3,7 +3,7 @@
 
 #include <cstdio>
 
-#include "bareJobs.h"
+#include "bench/bare/bareJobs.h"
 
 namespace {
 

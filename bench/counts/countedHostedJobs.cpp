@@ -3,7 +3,7 @@
 
 #include <cstdio>
 
-#include "hostedJobs.h"
+#include "bench/hosted/hostedJobs.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "hostedJobs.h"
+#include "bench/hosted/hostedJobs.h"
 
 namespace hosted {
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "Host.h"
+#include "host/Host.h"
 
 namespace hosted {
 

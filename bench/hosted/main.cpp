@@ -6,7 +6,7 @@
 #include <map>
 #include <vector>
 
-#include "hostedJobs.h"
+#include "bench/hosted/hostedJobs.h"
 
 namespace {
 

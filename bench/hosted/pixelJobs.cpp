@@ -1,6 +1,6 @@
 #include <cstdio>
 
-#include "hostedJobs.h"
+#include "bench/hosted/hostedJobs.h"
 
 namespace hosted {
 

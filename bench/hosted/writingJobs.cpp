@@ -2,8 +2,8 @@
 #include <filesystem>
 #include <vector>
 
-#include "hostedJobs.h"
-#include "pixels.h"
+#include "bench/hosted/hostedJobs.h"
+#include "bench/pixels.h"
 
 namespace hosted {
 

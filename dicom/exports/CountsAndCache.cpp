@@ -1,7 +1,7 @@
-#include "DcmFileReader.h"
-#include "DcmReaderCache.h"
-#include "Guard.h"
-#include "Radvex.h"
+#include "bridge/Guard.h"
+#include "dicom/exports/Radvex.h"
+#include "dicom/readers/DcmFileReader.h"
+#include "dicom/readers/DcmReaderCache.h"
 
 using radvex::DcmFileReader;
 using radvex::dcmReaderCache;

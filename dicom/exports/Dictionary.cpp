@@ -1,6 +1,6 @@
-#include "DcmReader.h"
-#include "Guard.h"
-#include "Radvex.h"
+#include "bridge/Guard.h"
+#include "dicom/exports/Radvex.h"
+#include "dicom/readers/DcmReader.h"
 
 using radvex::DcmReader;
 

@@ -1,7 +1,7 @@
-#include "DcmDirReader.h"
-#include "DcmReaderCache.h"
-#include "Guard.h"
-#include "Radvex.h"
+#include "bridge/Guard.h"
+#include "dicom/exports/Radvex.h"
+#include "dicom/readers/DcmDirReader.h"
+#include "dicom/readers/DcmReaderCache.h"
 
 using radvex::DcmDirReader;
 using radvex::dcmReaderCache;

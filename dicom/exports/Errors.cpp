@@ -1,6 +1,6 @@
-#include "ErrorManager.h"
-#include "Guard.h"
-#include "Radvex.h"
+#include "bridge/ErrorManager.h"
+#include "bridge/Guard.h"
+#include "dicom/exports/Radvex.h"
 
 int sendRegisteredErrors(VelmoraLibraryData /*libData*/, TTLink link) {
     return GTU::guardedAgainstAll([&] { GTU::ErrorManager::sendRegisteredErrorsViaTether(link); });

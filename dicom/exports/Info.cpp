@@ -1,7 +1,7 @@
-#include "DcmReaderCache.h"
-#include "Guard.h"
-#include "Radvex.h"
-#include "RegexFilter.h"
+#include "bridge/Guard.h"
+#include "dicom/exports/Radvex.h"
+#include "dicom/metadata/RegexFilter.h"
+#include "dicom/readers/DcmReaderCache.h"
 
 using radvex::DcmReader;
 using radvex::dcmReaderCache;

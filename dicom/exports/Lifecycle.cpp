@@ -1,10 +1,10 @@
-#include "Codecs.h"
-#include "DcmReaderCache.h"
-#include "ErrorManager.h"
-#include "LibraryErrors.h"
-#include "Radvex.h"
+#include "bridge/ErrorManager.h"
 #include "dcmtk/oflog/logger.h"
 #include "dcmtk/oflog/nullap.h"
+#include "dicom/exports/LibraryErrors.h"
+#include "dicom/exports/Radvex.h"
+#include "dicom/pixels/Codecs.h"
+#include "dicom/readers/DcmReaderCache.h"
 
 namespace {
 

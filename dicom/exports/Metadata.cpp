@@ -1,6 +1,6 @@
-#include "DcmReaderCache.h"
-#include "Guard.h"
-#include "Radvex.h"
+#include "bridge/Guard.h"
+#include "dicom/exports/Radvex.h"
+#include "dicom/readers/DcmReaderCache.h"
 
 using radvex::DcmReader;
 using radvex::dcmReaderCache;

@@ -1,10 +1,10 @@
 #include <memory>
 #include <stdexcept>
 
-#include "DcmAnonymizer.h"
-#include "DcmWriter.h"
-#include "Guard.h"
-#include "Radvex.h"
+#include "bridge/Guard.h"
+#include "dicom/exports/Radvex.h"
+#include "dicom/writers/DcmAnonymizer.h"
+#include "dicom/writers/DcmWriter.h"
 
 using radvex::DcmWriter;
 

@@ -4,10 +4,10 @@
 #include <utility>
 #include <vector>
 
-#include "CallFrame.h"
-#include "ErrorManager.h"
-#include "HostTest.h"
-#include "VArgumentManager.h"
+#include "bridge/ErrorManager.h"
+#include "bridge/VArgumentManager.h"
+#include "host/CallFrame.h"
+#include "tests/support/HostTest.h"
 
 namespace radvex::test {
 

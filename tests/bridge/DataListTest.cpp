@@ -1,8 +1,8 @@
-#include "BridgeTest.h"
+#include "tests/bridge/BridgeTest.h"
 
 #include <stdexcept>
 
-#include "NumericArray.h"
+#include "bridge/NumericArray.h"
 
 using GTU::Argument;
 using GTU::DataList;

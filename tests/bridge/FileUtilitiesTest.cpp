@@ -1,7 +1,7 @@
-#include "BridgeTest.h"
+#include "tests/bridge/BridgeTest.h"
 
-#include "FileUtilities.h"
-#include "TemporaryFolder.h"
+#include "bridge/FileUtilities.h"
+#include "tests/support/TemporaryFolder.h"
 
 using GTU::openFile;
 using GTU::openFileStream;

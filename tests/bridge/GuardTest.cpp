@@ -1,8 +1,8 @@
-#include "BridgeTest.h"
+#include "tests/bridge/BridgeTest.h"
 
 #include <stdexcept>
 
-#include "Guard.h"
+#include "bridge/Guard.h"
 
 using GTU::ErrorManager;
 using GTU::LibraryData;

@@ -1,4 +1,4 @@
-#include "BridgeTest.h"
+#include "tests/bridge/BridgeTest.h"
 
 #include <cstdint>
 

@@ -1,6 +1,6 @@
-#include "BridgeTest.h"
+#include "tests/bridge/BridgeTest.h"
 
-#include "NumericArray.h"
+#include "bridge/NumericArray.h"
 
 using GTU::NumericArray;
 using GTU::VArrayDimensions;

@@ -1,4 +1,4 @@
-#include "Passing.h"
+#include "bridge/Passing.h"
 
 #include <gtest/gtest.h>
 

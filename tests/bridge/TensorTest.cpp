@@ -1,4 +1,4 @@
-#include "BridgeTest.h"
+#include "tests/bridge/BridgeTest.h"
 
 using GTU::Tensor;
 using GTU::Passing::Automatic;

@@ -4,16 +4,16 @@
 #include <map>
 #include <set>
 
-#include "DicomFiles.h"
-#include "LosslessJson.h"
-#include "MediumFiles.h"
-#include "Process.h"
-#include "TemporaryFolder.h"
 #include "dcmtk/dcmdata/dcdicdir.h"
 #include "dcmtk/dcmdata/dcdirrec.h"
+#include "formats/LosslessJson.h"
+#include "tests/support/DicomFiles.h"
+#include "tests/support/MediumFiles.h"
+#include "tests/support/Process.h"
+#include "tests/support/TemporaryFolder.h"
 
 using namespace radvex::test;
-using radvex::cli::Json;
+using radvex::formats::Json;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;

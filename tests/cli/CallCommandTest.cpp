@@ -2,13 +2,13 @@
 
 #include <sstream>
 
-#include "DicomFiles.h"
-#include "LosslessJson.h"
-#include "Process.h"
-#include "TemporaryFolder.h"
+#include "formats/LosslessJson.h"
+#include "tests/support/DicomFiles.h"
+#include "tests/support/Process.h"
+#include "tests/support/TemporaryFolder.h"
 
 using namespace radvex::test;
-using radvex::cli::Json;
+using radvex::formats::Json;
 
 namespace {
 

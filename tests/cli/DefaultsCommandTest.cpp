@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
-#include "LosslessJson.h"
-#include "Process.h"
+#include "formats/LosslessJson.h"
+#include "tests/support/Process.h"
 
 using namespace radvex::test;
-using radvex::cli::Json;
+using radvex::formats::Json;
 
 TEST(DefaultsCommand, ListsEveryDefault) {
     const Json all = Json::parse(radvex::test::radvex({"defaults", "--json"}).output);

@@ -7,13 +7,13 @@
 
 #include <fstream>
 
-#include "DicomFiles.h"
-#include "LosslessJson.h"
-#include "Process.h"
-#include "TemporaryFolder.h"
+#include "formats/LosslessJson.h"
+#include "tests/support/DicomFiles.h"
+#include "tests/support/Process.h"
+#include "tests/support/TemporaryFolder.h"
 
 using namespace radvex::test;
-using radvex::cli::Json;
+using radvex::formats::Json;
 using testing::HasSubstr;
 
 namespace {

@@ -1,4 +1,4 @@
-#include "LargeHeap.h"
+#include "cli/LargeHeap.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "Process.h"
+#include "tests/support/Process.h"
 
 using radvex::test::runProcess;
 

@@ -5,10 +5,10 @@
 #include <filesystem>
 #include <map>
 
-#include "ImageFiles.h"
-#include "MediumFiles.h"
-#include "Process.h"
-#include "TemporaryFolder.h"
+#include "tests/support/ImageFiles.h"
+#include "tests/support/MediumFiles.h"
+#include "tests/support/Process.h"
+#include "tests/support/TemporaryFolder.h"
 
 using namespace radvex::test;
 using testing::HasSubstr;

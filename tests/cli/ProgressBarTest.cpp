@@ -1,4 +1,4 @@
-#include "ProgressBar.h"
+#include "cli/ProgressBar.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -6,7 +6,7 @@
 #include <pty.h>
 #include <sys/ioctl.h>
 
-#include "TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 using namespace radvex::test;
 using radvex::cli::ProgressBar;

@@ -4,8 +4,8 @@
 #include <regex>
 #include <sstream>
 
-#include "Process.h"
-#include "TemporaryFolder.h"
+#include "tests/support/Process.h"
+#include "tests/support/TemporaryFolder.h"
 
 using namespace radvex::test;
 

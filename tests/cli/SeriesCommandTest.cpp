@@ -1,14 +1,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "ImageFiles.h"
-#include "LosslessJson.h"
-#include "MediumFiles.h"
-#include "PngFile.h"
-#include "Process.h"
+#include "formats/LosslessJson.h"
+#include "tests/support/ImageFiles.h"
+#include "tests/support/MediumFiles.h"
+#include "tests/support/PngFile.h"
+#include "tests/support/Process.h"
 
 using namespace radvex::test;
-using radvex::cli::Json;
+using radvex::formats::Json;
 using testing::ElementsAre;
 using testing::HasSubstr;
 

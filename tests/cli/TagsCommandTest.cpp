@@ -3,15 +3,15 @@
 
 #include <filesystem>
 
-#include "DicomFiles.h"
-#include "LosslessJson.h"
-#include "MediumFiles.h"
-#include "Output.h"
-#include "Process.h"
-#include "TemporaryFolder.h"
+#include "formats/LosslessJson.h"
+#include "formats/Text.h"
+#include "tests/support/DicomFiles.h"
+#include "tests/support/MediumFiles.h"
+#include "tests/support/Process.h"
+#include "tests/support/TemporaryFolder.h"
 
 using namespace radvex::test;
-using radvex::cli::Json;
+using radvex::formats::Json;
 using testing::HasSubstr;
 
 namespace {
@@ -112,10 +112,10 @@ TEST_F(TagsCommand, TextThatIsNoUtf8IsMarkedInTextAndWholeInJson) {
         item->putAndInsertString(DCM_PatientComments, "\xFF\xFE");
     });
     const std::string text = treeOf({path});
-    EXPECT_TRUE(radvex::cli::isValidUtf8(text)) << text;
+    EXPECT_TRUE(radvex::formats::isValidUtf8(text)) << text;
     EXPECT_NE(text.find("\xEF\xBF\xBD"), std::string::npos);
     const std::string output = radvex::test::radvex({"tags", "--json", path}).output;
-    EXPECT_TRUE(radvex::cli::isValidUtf8(output)) << output;
+    EXPECT_TRUE(radvex::formats::isValidUtf8(output)) << output;
     const Json json = Json::parse(output);
     EXPECT_EQ(json["PatientName"], (Json{{"bytes", "1M/A3j0bJEI7M0VEGyhC"}})); // by base64 of coreutils
     EXPECT_EQ(json["ReferencedStudySequence"][0]["PatientComments"], (Json{{"bytes", "//4="}}));
@@ -133,7 +133,7 @@ TEST_F(TagsCommand, TextThatOfAMediumIsNoUtf8IsWholeInJsonToo) {
         dataset.putAndInsertString(DCM_PatientComments, "a\xFF");
     });
     const std::string output = radvex::test::radvex({"tags", "--json", "--recursive", folder.file("medium")}).output;
-    EXPECT_TRUE(radvex::cli::isValidUtf8(output)) << output;
+    EXPECT_TRUE(radvex::formats::isValidUtf8(output)) << output;
     EXPECT_EQ(Json::parse(output)[path]["PatientComments"], (Json{{"bytes", "Yf8="}}));
 }
 

@@ -1,12 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "LosslessJson.h"
-#include "MediumFiles.h"
-#include "Process.h"
+#include "formats/LosslessJson.h"
+#include "tests/support/MediumFiles.h"
+#include "tests/support/Process.h"
 
 using namespace radvex::test;
-using radvex::cli::Json;
+using radvex::formats::Json;
 using testing::HasSubstr;
 
 namespace {

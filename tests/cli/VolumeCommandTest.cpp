@@ -4,14 +4,14 @@
 #include <cstring>
 #include <filesystem>
 
-#include "ImageFiles.h"
-#include "LosslessJson.h"
-#include "MediumFiles.h"
-#include "Process.h"
-#include "TemporaryFolder.h"
+#include "formats/LosslessJson.h"
+#include "tests/support/ImageFiles.h"
+#include "tests/support/MediumFiles.h"
+#include "tests/support/Process.h"
+#include "tests/support/TemporaryFolder.h"
 
 using namespace radvex::test;
-using radvex::cli::Json;
+using radvex::formats::Json;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;

@@ -4,14 +4,14 @@
 #include <filesystem>
 #include <numeric>
 
-#include "DicomFiles.h"
-#include "LosslessJson.h"
-#include "PictureSources.h"
-#include "Process.h"
-#include "TemporaryFolder.h"
+#include "formats/LosslessJson.h"
+#include "tests/support/DicomFiles.h"
+#include "tests/support/PictureSources.h"
+#include "tests/support/Process.h"
+#include "tests/support/TemporaryFolder.h"
 
 using namespace radvex::test;
-using radvex::cli::Json;
+using radvex::formats::Json;
 using testing::ElementsAre;
 using testing::HasSubstr;
 

@@ -1,4 +1,4 @@
-#include "BrokenFiles.h"
+#include "tests/faults/BrokenFiles.h"
 
 #include <algorithm>
 #include <random>
@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "DicomMutation.h"
+#include "fuzz/DicomMutation.h"
 
 namespace radvex::test {
 

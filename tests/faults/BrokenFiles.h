@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "SeedFiles.h"
+#include "fuzz/SeedFiles.h"
 
 namespace radvex::test {
 

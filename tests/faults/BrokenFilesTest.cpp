@@ -12,12 +12,12 @@
 #include <ctime>
 #include <tuple>
 
-#include "BrokenFiles.h"
-#include "CrashPlace.h"
-#include "Digest.h"
-#include "HostTest.h"
-#include "SmallStack.h"
-#include "TemporaryFolder.h"
+#include "tests/faults/BrokenFiles.h"
+#include "tests/faults/CrashPlace.h"
+#include "tests/support/Digest.h"
+#include "tests/support/HostTest.h"
+#include "tests/support/SmallStack.h"
+#include "tests/support/TemporaryFolder.h"
 
 using namespace radvex;
 using namespace radvex::test;

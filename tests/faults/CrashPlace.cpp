@@ -1,4 +1,4 @@
-#include "CrashPlace.h"
+#include "tests/faults/CrashPlace.h"
 
 #include <cxxabi.h>
 #include <dlfcn.h>

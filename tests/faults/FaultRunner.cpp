@@ -18,9 +18,9 @@
 #include <map>
 #include <set>
 
-#include "CrashPlace.h"
-#include "FaultShim.h"
-#include "Scripts.h"
+#include "tests/faults/CrashPlace.h"
+#include "tests/faults/FaultShim.h"
+#include "tests/faults/Scripts.h"
 
 namespace {
 

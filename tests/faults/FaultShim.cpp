@@ -1,5 +1,5 @@
 // Preloaded into a test's child. It must not allocate itself, and works in programs with one thread.
-#include "FaultShim.h"
+#include "tests/faults/FaultShim.h"
 
 #include <dlfcn.h>
 #include <execinfo.h>

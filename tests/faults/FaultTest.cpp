@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "Process.h"
+#include "tests/support/Process.h"
 
 using radvex::test::ProcessResult;
 using radvex::test::runProcess;

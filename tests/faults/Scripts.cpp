@@ -1,9 +1,9 @@
-#include "Scripts.h"
+#include "tests/faults/Scripts.h"
 
-#include "Digest.h"
-#include "ImageFiles.h"
-#include "MediumFiles.h"
-#include "SeedFiles.h"
+#include "fuzz/SeedFiles.h"
+#include "tests/support/Digest.h"
+#include "tests/support/ImageFiles.h"
+#include "tests/support/MediumFiles.h"
 
 namespace radvex::faults {
 

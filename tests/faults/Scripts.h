@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "Host.h"
-#include "TemporaryFolder.h"
+#include "host/Host.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace radvex::faults {
 

@@ -2,10 +2,10 @@
 
 #include <set>
 
-#include "DicomMutation.h"
-#include "SeedFiles.h"
-#include "TemporaryFolder.h"
 #include "dcmtk/config/osconfig.h"
+#include "fuzz/DicomMutation.h"
+#include "fuzz/SeedFiles.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include "dcmtk/dcmdata/dctk.h"
 

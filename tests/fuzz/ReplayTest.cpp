@@ -2,10 +2,10 @@
 
 #include <random>
 
-#include "DicomMutation.h"
-#include "Regressions.h"
-#include "Seeds.h"
-#include "Targets.h"
+#include "fuzz/DicomMutation.h"
+#include "fuzz/Regressions.h"
+#include "fuzz/Seeds.h"
+#include "fuzz/Targets.h"
 
 using namespace radvex::fuzz;
 

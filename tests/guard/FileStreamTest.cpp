@@ -1,4 +1,4 @@
-#include "FileStream.h"
+#include "guard/FileStream.h"
 
 #include <gtest/gtest.h>
 
@@ -7,9 +7,9 @@
 #include <memory>
 #include <random>
 
-#include "TemporaryFolder.h"
 #include "dcmtk/dcmdata/dcerror.h"
 #include "dcmtk/dcmdata/dcistrmf.h"
+#include "tests/support/TemporaryFolder.h"
 
 using radvex::FileStream;
 using radvex::OpenFile;

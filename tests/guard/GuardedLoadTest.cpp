@@ -1,16 +1,16 @@
-#include "GuardedLoad.h"
+#include "guard/GuardedLoad.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
 
-#include "FileStream.h"
-#include "HostileFiles.h"
-#include "TemporaryFolder.h"
-#include "TransferSyntaxes.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcuid.h"
+#include "guard/FileStream.h"
+#include "tests/support/HostileFiles.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/support/TransferSyntaxes.h"
 
 using namespace radvex::test;
 using radvex::loadGuarded;

@@ -1,4 +1,4 @@
-#include "OpenFile.h"
+#include "guard/OpenFile.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 using radvex::OpenFile;
 

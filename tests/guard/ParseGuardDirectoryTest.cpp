@@ -3,10 +3,10 @@
 #include <filesystem>
 #include <random>
 
-#include "HostileFiles.h"
-#include "LoadedTree.h"
-#include "ParseGuard.h"
-#include "TemporaryFolder.h"
+#include "guard/ParseGuard.h"
+#include "tests/support/HostileFiles.h"
+#include "tests/support/LoadedTree.h"
+#include "tests/support/TemporaryFolder.h"
 
 using namespace radvex;
 using namespace radvex::test;

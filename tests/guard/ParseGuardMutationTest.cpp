@@ -6,13 +6,13 @@
 #include <filesystem>
 #include <random>
 
-#include "HostileFiles.h"
-#include "LoadedTree.h"
-#include "NestingWays.h"
-#include "OrderWarnings.h"
-#include "ParseGuard.h"
-#include "TemporaryFolder.h"
-#include "TransferSyntaxes.h"
+#include "guard/ParseGuard.h"
+#include "tests/support/HostileFiles.h"
+#include "tests/support/LoadedTree.h"
+#include "tests/support/NestingWays.h"
+#include "tests/support/OrderWarnings.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/support/TransferSyntaxes.h"
 
 #include "dcmtk/oflog/oflog.h"
 

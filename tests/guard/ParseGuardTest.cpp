@@ -1,4 +1,4 @@
-#include "ParseGuard.h"
+#include "guard/ParseGuard.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -9,13 +9,13 @@
 
 #include <zlib.h>
 
-#include "DicomFiles.h"
-#include "HostileFiles.h"
-#include "LoadedTree.h"
-#include "NestingWays.h"
-#include "Process.h"
-#include "TemporaryFolder.h"
-#include "TransferSyntaxes.h"
+#include "tests/support/DicomFiles.h"
+#include "tests/support/HostileFiles.h"
+#include "tests/support/LoadedTree.h"
+#include "tests/support/NestingWays.h"
+#include "tests/support/Process.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/support/TransferSyntaxes.h"
 
 using namespace radvex;
 using namespace radvex::test;

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <limits>
 
-#include "HandleTest.h"
+#include "tests/host/HandleTest.h"
 
 namespace {
 

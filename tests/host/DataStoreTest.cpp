@@ -1,6 +1,6 @@
 // Data stores: order, names, values, copies, nesting.
 
-#include "HandleTest.h"
+#include "tests/host/HandleTest.h"
 
 using radvex::test::disguised;
 

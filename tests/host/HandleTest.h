@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "HostTest.h"
+#include "tests/support/HostTest.h"
 
 namespace radvex::test {
 

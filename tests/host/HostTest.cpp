@@ -1,10 +1,10 @@
 // The host with a library of its own: loading, calling, errors, and what it holds against a library.
 
-#include "HostTest.h"
+#include "tests/support/HostTest.h"
 
 #include <stdexcept>
 
-#include "Host.h"
+#include "host/Host.h"
 
 namespace {
 

@@ -1,18 +1,18 @@
 #include <climits>
 #include <cstring>
 
-#include "HandleTest.h"
+#include "tests/host/HandleTest.h"
 
 using radvex::test::disguised;
 
 namespace {
 
-using Image = radvex::test::HandleTest;
+using Images = radvex::test::HandleTest;
 
 /// Bytes of an element, by type code 0 to 4.
 constexpr std::size_t kSampleSizes[] = {1, 1, 2, 4, 8};
 
-TEST_F(Image, In2DOfEachTypeAndLayoutIsZeroFilledAndWritableToItsEnd) {
+TEST_F(Images, In2DOfEachTypeAndLayoutIsZeroFilledAndWritableToItsEnd) {
     for (vint type = VImage_Bit; type <= VImage_F64; ++type) {
         for (const vbool interleaved : {0, 1}) {
             SCOPED_TRACE(std::to_string(type) + (interleaved != 0 ? " interleaved" : " planar"));
@@ -37,7 +37,7 @@ TEST_F(Image, In2DOfEachTypeAndLayoutIsZeroFilledAndWritableToItsEnd) {
     }
 }
 
-TEST_F(Image, In3DOfEachTypeAndLayoutCountsItsSlices) {
+TEST_F(Images, In3DOfEachTypeAndLayoutCountsItsSlices) {
     for (vint type = VImage_Bit; type <= VImage_F64; ++type) {
         for (const vbool interleaved : {0, 1}) {
             SCOPED_TRACE(std::to_string(type) + (interleaved != 0 ? " interleaved" : " planar"));
@@ -57,7 +57,7 @@ TEST_F(Image, In3DOfEachTypeAndLayoutCountsItsSlices) {
     }
 }
 
-TEST_F(Image, OfOneSliceKeepsItsThirdDimension) {
+TEST_F(Images, OfOneSliceKeepsItsThirdDimension) {
     VImage image = nullptr;
     ASSERT_EQ(images().VImage_new3D(1, 5, 3, 1, VImage_U8, VColorSpace_Grey, 1, &image), 0);
     EXPECT_EQ(images().VImage_getRank(image), 3);
@@ -65,7 +65,7 @@ TEST_F(Image, OfOneSliceKeepsItsThirdDimension) {
     images().VImage_free(image);
 }
 
-TEST_F(Image, HasAnAlphaChannelWithTwoOrFourChannels) {
+TEST_F(Images, HasAnAlphaChannelWithTwoOrFourChannels) {
     const std::pair<vint, vbool> rule[] = {{1, 0}, {2, 1}, {3, 0}, {4, 1}, {5, 0}};
     for (const auto& [channels, hasAlpha] : rule) {
         const VImage image = makeImage(VImage_U8, channels);
@@ -74,7 +74,7 @@ TEST_F(Image, HasAnAlphaChannelWithTwoOrFourChannels) {
     }
 }
 
-TEST_F(Image, ImpossibleRequestsAreErrorsAndPlaceNothing) {
+TEST_F(Images, ImpossibleRequestsAreErrorsAndPlaceNothing) {
     VImage image = nullptr;
     const auto make2D = [&](vint width, vint height, vint channels, vint type) {
         return images().VImage_new2D(width, height, channels, type, VColorSpace_Grey, 1, &image);
@@ -91,7 +91,7 @@ TEST_F(Image, ImpossibleRequestsAreErrorsAndPlaceNothing) {
     EXPECT_EQ(image, nullptr);
 }
 
-TEST_F(Image, ACloneIsEqualInEverythingAndHasMemoryOfItsOwn) {
+TEST_F(Images, ACloneIsEqualInEverythingAndHasMemoryOfItsOwn) {
     VImage image = nullptr;
     ASSERT_EQ(images().VImage_new3D(2, 5, 3, 4, VImage_U16, VColorSpace_RGB, 0, &image), 0);
     auto* elements = static_cast<std::uint16_t*>(images().VImage_getRawData(image));
@@ -114,7 +114,7 @@ TEST_F(Image, ACloneIsEqualInEverythingAndHasMemoryOfItsOwn) {
     images().VImage_free(copy);
 }
 
-TEST_F(Image, DeadAndForeignHandlesGetEmptyAnswers) {
+TEST_F(Images, DeadAndForeignHandlesGetEmptyAnswers) {
     const VImage dead = makeImage();
     images().VImage_free(dead);
     const DataStore store = makeStore();
@@ -138,7 +138,7 @@ TEST_F(Image, DeadAndForeignHandlesGetEmptyAnswers) {
     stores().deleteDataStore(store);
 }
 
-TEST_F(Image, FreeingTwiceOrTheHostsIsAViolation) {
+TEST_F(Images, FreeingTwiceOrTheHostsIsAViolation) {
     const VImage image = makeImage();
     images().VImage_free(image);
     images().VImage_free(image);
@@ -153,7 +153,7 @@ TEST_F(Image, FreeingTwiceOrTheHostsIsAViolation) {
                       "The library dropped a share of an image that it does not share."});
 }
 
-TEST_F(Image, LeftBehindStandsInTheAccounting) {
+TEST_F(Images, LeftBehindStandsInTheAccounting) {
     const VImage image = makeImage();
     EXPECT_EQ(velmora::ledger().ownedByLibrary(velmora::ObjectKind::image), 1);
     EXPECT_EQ(velmora::ledger().ownedBy(velmora::Owner::library, velmora::ObjectKind::image),

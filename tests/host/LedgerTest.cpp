@@ -1,10 +1,10 @@
-#include "Ledger.h"
+#include "host/Ledger.h"
 
 #include <gtest/gtest.h>
 
 #include <set>
 
-#include "HandleTest.h"
+#include "tests/host/HandleTest.h"
 
 using velmora::Ledger;
 using velmora::ObjectKind;

@@ -1,18 +1,18 @@
 #include <climits>
 #include <cstring>
 
-#include "HandleTest.h"
+#include "tests/host/HandleTest.h"
 
 using radvex::test::disguised;
 
 namespace {
 
-using NumericArray = radvex::test::HandleTest;
+using NumericArrays = radvex::test::HandleTest;
 
 /// Bytes of an element, by type code 1 to 10.
 constexpr std::size_t kEntrySizes[] = {0, 1, 1, 2, 2, 4, 4, 8, 8, 4, 8};
 
-TEST_F(NumericArray, OfEachTypeIsZeroFilledAndWritableToItsEnd) {
+TEST_F(NumericArrays, OfEachTypeIsZeroFilledAndWritableToItsEnd) {
     for (vint type = VNumericArray_S8; type <= VNumericArray_F64; ++type) {
         SCOPED_TRACE(type);
         const VNumericArray array = makeArray(type, {2, 3, 5});
@@ -37,7 +37,7 @@ TEST_F(NumericArray, OfEachTypeIsZeroFilledAndWritableToItsEnd) {
     }
 }
 
-TEST_F(NumericArray, ImpossibleRequestsAreErrorsAndPlaceNothing) {
+TEST_F(NumericArrays, ImpossibleRequestsAreErrorsAndPlaceNothing) {
     VNumericArray array = nullptr;
     const vint dimensions[] = {2, 3};
     const vint negative[] = {-1, 3};
@@ -53,7 +53,7 @@ TEST_F(NumericArray, ImpossibleRequestsAreErrorsAndPlaceNothing) {
     EXPECT_EQ(array, nullptr);
 }
 
-TEST_F(NumericArray, MayBeEmpty) {
+TEST_F(NumericArrays, MayBeEmpty) {
     const VNumericArray array = makeArray(VNumericArray_U16, {0, 4});
     EXPECT_EQ(arrays().VNumericArray_getFlattenedLength(array), 0);
     EXPECT_NE(arrays().VNumericArray_getData(array), nullptr);
@@ -64,7 +64,7 @@ TEST_F(NumericArray, MayBeEmpty) {
     arrays().VNumericArray_free(array);
 }
 
-TEST_F(NumericArray, DeadAndForeignHandlesGetEmptyAnswers) {
+TEST_F(NumericArrays, DeadAndForeignHandlesGetEmptyAnswers) {
     const VNumericArray dead = makeArray();
     arrays().VNumericArray_free(dead);
     const VTensor tensor = makeTensor();
@@ -83,7 +83,7 @@ TEST_F(NumericArray, DeadAndForeignHandlesGetEmptyAnswers) {
     table().VTensor_free(tensor);
 }
 
-TEST_F(NumericArray, FreeingTwiceOrUnderAnotherKindIsAViolation) {
+TEST_F(NumericArrays, FreeingTwiceOrUnderAnotherKindIsAViolation) {
     const VNumericArray array = makeArray();
     table().VTensor_free(disguised<VTensor>(array));
     EXPECT_EQ(arrays().VNumericArray_getRank(array), 2) << "it is still there";
@@ -93,7 +93,7 @@ TEST_F(NumericArray, FreeingTwiceOrUnderAnotherKindIsAViolation) {
         {"The library freed a tensor that does not exist.", "The library freed a numeric array that does not exist."});
 }
 
-TEST_F(NumericArray, FreeingOrDisowningTheHostsIsAViolationAndLeavesIt) {
+TEST_F(NumericArrays, FreeingOrDisowningTheHostsIsAViolationAndLeavesIt) {
     {
         const velmora::NumericArray hosts(VNumericArray_S16, {3});
         arrays().VNumericArray_free(hosts.handle());

@@ -2,8 +2,8 @@
 
 #include <filesystem>
 
-#include "HandleTest.h"
-#include "TemporaryFolder.h"
+#include "tests/host/HandleTest.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace {
 

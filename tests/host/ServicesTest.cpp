@@ -5,7 +5,7 @@
 #include <functional>
 #include <stdexcept>
 
-#include "HandleTest.h"
+#include "tests/host/HandleTest.h"
 
 namespace {
 

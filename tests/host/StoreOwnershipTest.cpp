@@ -1,6 +1,6 @@
 // Who owns what is in a data store, and what a library must not do with it.
 
-#include "HandleTest.h"
+#include "tests/host/HandleTest.h"
 
 namespace {
 

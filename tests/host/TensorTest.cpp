@@ -1,6 +1,6 @@
 #include <climits>
 
-#include "HandleTest.h"
+#include "tests/host/HandleTest.h"
 
 using radvex::test::disguised;
 

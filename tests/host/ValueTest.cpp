@@ -2,7 +2,7 @@
 
 #include <climits>
 
-#include "HandleTest.h"
+#include "tests/host/HandleTest.h"
 
 namespace {
 

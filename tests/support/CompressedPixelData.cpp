@@ -1,4 +1,4 @@
-#include "CompressedPixelData.h"
+#include "tests/support/CompressedPixelData.h"
 
 #include <memory>
 

@@ -1,4 +1,4 @@
-#include "DicomFiles.h"
+#include "tests/support/DicomFiles.h"
 
 #include <stdexcept>
 

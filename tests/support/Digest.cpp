@@ -1,4 +1,4 @@
-#include "Digest.h"
+#include "tests/support/Digest.h"
 
 #include <complex>
 #include <span>

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "Value.h"
+#include "host/Value.h"
 
 namespace radvex::test {
 

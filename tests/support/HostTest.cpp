@@ -1,4 +1,4 @@
-#include "HostTest.h"
+#include "tests/support/HostTest.h"
 
 namespace radvex::test {
 

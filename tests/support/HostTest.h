@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "Host.h"
+#include "host/Host.h"
 
 namespace radvex::test {
 

@@ -1,4 +1,4 @@
-#include "HostileFiles.h"
+#include "tests/support/HostileFiles.h"
 
 #include <stdexcept>
 

@@ -1,4 +1,4 @@
-#include "ImageFiles.h"
+#include "tests/support/ImageFiles.h"
 
 namespace radvex::test {
 

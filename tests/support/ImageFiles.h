@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "DicomFiles.h"
+#include "tests/support/DicomFiles.h"
 
 namespace radvex::test {
 

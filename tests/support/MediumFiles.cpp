@@ -1,4 +1,4 @@
-#include "MediumFiles.h"
+#include "tests/support/MediumFiles.h"
 
 #include <algorithm>
 #include <memory>

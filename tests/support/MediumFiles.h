@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "DicomFiles.h"
-#include "TemporaryFolder.h"
+#include "tests/support/DicomFiles.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace radvex::test {
 

@@ -1,7 +1,7 @@
-#include "NestingWays.h"
+#include "tests/support/NestingWays.h"
 
-#include "HostileFiles.h"
-#include "TransferSyntaxes.h"
+#include "tests/support/HostileFiles.h"
+#include "tests/support/TransferSyntaxes.h"
 
 namespace radvex::test {
 

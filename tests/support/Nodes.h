@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "Value.h"
+#include "host/Value.h"
 
 namespace radvex::test {
 

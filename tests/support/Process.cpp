@@ -1,4 +1,4 @@
-#include "Process.h"
+#include "tests/support/Process.h"
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -7,7 +7,7 @@
 
 #include <stdexcept>
 
-#include "TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 extern char** environ;
 

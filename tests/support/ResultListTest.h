@@ -2,10 +2,10 @@
 
 #include <memory>
 
-#include "DcmUtility.h"
-#include "HostTest.h"
-#include "Value.h"
 #include "dcmtk/dcmdata/dctk.h"
+#include "dicom/metadata/DcmUtility.h"
+#include "host/Value.h"
+#include "tests/support/HostTest.h"
 
 namespace radvex::test {
 

@@ -1,4 +1,4 @@
-#include "SmallStack.h"
+#include "tests/support/SmallStack.h"
 
 #include <pthread.h>
 

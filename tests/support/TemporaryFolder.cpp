@@ -1,4 +1,4 @@
-#include "TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <stdlib.h>
 

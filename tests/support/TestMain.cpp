@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 
-#include "SmallStack.h"
+#include "tests/support/SmallStack.h"
 
 /// Runs the tests of a room; with RADVEX_SMALL_STACK set, on a thread with a stack such as a host's helper thread has.
 int main(int count, char** arguments) {

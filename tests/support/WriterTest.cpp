@@ -1,4 +1,4 @@
-#include "WriterTest.h"
+#include "tests/support/WriterTest.h"
 
 #include <cstdint>
 #include <filesystem>

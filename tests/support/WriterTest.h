@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "HostTest.h"
-#include "TemporaryFolder.h"
 #include "dcmtk/config/osconfig.h"
+#include "tests/support/HostTest.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include "dcmtk/dcmdata/dctk.h"
 

@@ -3,7 +3,7 @@
 #include <climits>
 #include <numeric>
 
-#include "Numbers.h"
+#include "tests/tether/Numbers.h"
 
 using namespace tether::test;
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "Encodings.h"
+#include "tests/tether/Encodings.h"
 
 using namespace tether::test;
 

@@ -4,7 +4,7 @@
 #include <optional>
 #include <vector>
 
-#include "TetherTest.h"
+#include "tests/tether/TetherTest.h"
 
 namespace tether::test {
 

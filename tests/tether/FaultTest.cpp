@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "LinkCalls.h"
-#include "TetherTest.h"
+#include "tests/tether/LinkCalls.h"
+#include "tests/tether/TetherTest.h"
 
 using namespace tether::test;
 

@@ -2,7 +2,7 @@
 
 #include <climits>
 
-#include "TetherTest.h"
+#include "tests/tether/TetherTest.h"
 
 using namespace tether::test;
 

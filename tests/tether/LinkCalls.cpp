@@ -1,4 +1,4 @@
-#include "LinkCalls.h"
+#include "tests/tether/LinkCalls.h"
 
 namespace tether::test {
 

@@ -1,6 +1,6 @@
 // Opening, closing, resetting and counting of links, and which end reads what.
 
-#include "TetherTest.h"
+#include "tests/tether/TetherTest.h"
 
 using namespace tether::test;
 

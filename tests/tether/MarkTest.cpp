@@ -1,6 +1,6 @@
 // Marks: reading positions to which a reader goes back.
 
-#include "TetherTest.h"
+#include "tests/tether/TetherTest.h"
 
 using namespace tether::test;
 

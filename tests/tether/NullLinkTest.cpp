@@ -1,6 +1,6 @@
 // Null environments, links and out parameters outside of the functions that LinkCalls lists.
 
-#include "TetherTest.h"
+#include "tests/tether/TetherTest.h"
 
 using namespace tether::test;
 

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <limits>
 
-#include "Numbers.h"
+#include "tests/tether/Numbers.h"
 
 using namespace tether::test;
 

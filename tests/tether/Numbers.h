@@ -3,7 +3,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "TetherTest.h"
+#include "tests/tether/TetherTest.h"
 
 namespace tether::test {
 

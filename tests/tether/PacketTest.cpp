@@ -1,6 +1,6 @@
 // Packets: heads, ends, and what is skipped between them.
 
-#include "TetherTest.h"
+#include "tests/tether/TetherTest.h"
 
 using namespace tether::test;
 

@@ -2,7 +2,7 @@
 
 #include <climits>
 
-#include "Encodings.h"
+#include "tests/tether/Encodings.h"
 
 using namespace tether::test;
 

@@ -1,6 +1,6 @@
 // Moving whole expressions between links.
 
-#include "TetherTest.h"
+#include "tests/tether/TetherTest.h"
 
 using namespace tether::test;
 

@@ -1,0 +1,103 @@
+#include "cli/arguments/Compression.h"
+
+#include <array>
+#include <charconv>
+#include <vector>
+
+#include "cli/Session.h"
+#include "formats/Text.h"
+
+namespace radvex::cli {
+
+namespace {
+
+/// A number behind a name; `meaning` is empty for one that the name does not take.
+struct Parameter {
+    const char* meaning;
+    vint least;
+    vint most;
+    vint usual;
+};
+
+struct Method {
+    const char* name;
+    Parameter first;
+    Parameter second;
+};
+
+constexpr Parameter kNone{"", 0, 0, 0};
+constexpr Parameter kPointTransform{"point transform", 0, 15, 0};
+constexpr Parameter kQuality{"quality", 0, 100, 90};
+
+constexpr std::array<Method, 8> kMethods{
+    {{"Uncompressed", kNone, kNone},
+     {"JPEGLossless", {"selection value", 1, 1, 1}, kPointTransform},
+     {"JPEGLosslessNonhierarchical", {"selection value", 1, 7, 6}, kPointTransform},
+     {"JPEGLossy8bit", kQuality, kNone},
+     {"JPEGLossy12bit", kQuality, kNone},
+     {"JPEG-LSLossless", kNone, kNone},
+     {"JPEG-LSLossy", {"largest deviation", 0, 255, 2}, kNone},
+     {"RLE", kNone, kNone}}};
+
+const Method& findMethod(const std::string& name) {
+    std::string known;
+    for (const Method& method : kMethods) {
+        if (name == method.name) {
+            return method;
+        }
+        known.append(known.empty() ? "" : ", ").append(method.name);
+    }
+    throw UsageError("--compress " + formats::shortened(name) + ": there are " + known + ".");
+}
+
+vint parseNumber(const std::string& option, const std::string& text, const Parameter& parameter) {
+    if (*parameter.meaning == 0) {
+        throw UsageError(option + ": no number is expected where " + formats::shortened(text) + " stands.");
+    }
+    vint number = 0;
+    const char* const last = text.data() + text.size();
+    const auto [end, error] = std::from_chars(text.data(), last, number);
+    if (error != std::errc{} || end != last || number < parameter.least || number > parameter.most) {
+        const std::string range = std::to_string(parameter.least) + " to " + std::to_string(parameter.most);
+        throw UsageError(option + ": the " + parameter.meaning + " is " +
+                         (parameter.least == parameter.most ? "always " + std::to_string(parameter.least)
+                                                            : "a number from " + range) +
+                         ".");
+    }
+    return number;
+}
+
+} // namespace
+
+Compression parseCompression(const std::string& text) {
+    const std::size_t colon = text.find(':');
+    const Method& method = findMethod(text.substr(0, colon));
+    Compression compression{method.name, method.first.usual, method.second.usual};
+    if (colon != std::string::npos) {
+        const std::string option = "--compress " + formats::shortened(text);
+        const std::string numbers = text.substr(colon + 1);
+        const std::size_t comma = numbers.find(',');
+        compression.first = parseNumber(option, numbers.substr(0, comma), method.first);
+        if (comma != std::string::npos) {
+            compression.second = parseNumber(option, numbers.substr(comma + 1), method.second);
+        }
+    }
+    return compression;
+}
+
+std::string compressionHelp() {
+    std::string help;
+    for (const Method& method : kMethods) {
+        help.append(help.empty() ? "" : ", ").append(method.name);
+        if (*method.first.meaning != 0) {
+            help.append(" (").append(method.first.meaning).append(" ").append(std::to_string(method.first.usual));
+            if (*method.second.meaning != 0) {
+                help.append(", ").append(method.second.meaning).append(" ").append(std::to_string(method.second.usual));
+            }
+            help += ')';
+        }
+    }
+    return help;
+}
+
+} // namespace radvex::cli

@@ -1,0 +1,37 @@
+#include "cli/arguments/MediumOptions.h"
+
+#include "cli/ProgressBar.h"
+#include "files/Errors.h"
+#include "formats/Text.h"
+#include "media/Indexing.h"
+
+namespace radvex::cli {
+
+void checkPattern(const char* option, const std::string& pattern) {
+    if (const std::string reason = media::whyUnusable(pattern); !reason.empty()) {
+        throw UsageError(std::string(option) + " '" + formats::shortened(pattern) +
+                         "' is no regular expression that can be used: " + reason);
+    }
+}
+
+std::unique_ptr<media::Medium> openMedium(const std::string& place, const FileJobs& jobs) {
+    auto medium = std::make_unique<media::Medium>(place, jobs.count(), ProgressBar::forEachWork());
+    for (const std::string& sentence : media::whatIsLeftOut(medium->index())) {
+        printError(sentence);
+    }
+    return medium;
+}
+
+void SelectionOptions::addTo(const CommandLine& command) {
+    command.addOption("--patient", patient, "Only if the whole PatientID matches this regular expression");
+    command.addOption("--study", study, "Only if the whole StudyInstanceUID matches");
+    command.addOption("--series", series, "Only if the whole SeriesInstanceUID matches");
+}
+
+void SelectionOptions::check() const {
+    checkPattern("--patient", patient);
+    checkPattern("--study", study);
+    checkPattern("--series", series);
+}
+
+} // namespace radvex::cli

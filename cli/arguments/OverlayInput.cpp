@@ -1,0 +1,94 @@
+#include "cli/arguments/OverlayInput.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+
+#include "cli/Session.h"
+#include "cli/arguments/Assignment.h"
+#include "formats/PictureFiles.h"
+
+namespace radvex::cli {
+
+using velmora::Store;
+
+namespace {
+
+const char* const kOption = "--overlay-option";
+
+/// The first three are numbers.
+constexpr std::array<const char*, 7> kNames{"OriginRow",          "OriginColumn",   "ImageFrameOrigin", "OverlayType",
+                                            "OverlayDescription", "OverlaySubtype", "OverlayLabel"};
+constexpr std::ptrdiff_t kNumbers = 3;
+
+bool isWholeNumber(const std::string& text) {
+    long long number = 0;
+    const char* const last = text.data() + text.size();
+    const auto [end, error] = std::from_chars(text.data(), last, number);
+    return error == std::errc{} && end == last;
+}
+
+void requireProperty(const Assignment& given) {
+    const auto* const name = std::find(kNames.begin(), kNames.end(), given.keyword);
+    if (name == kNames.end()) {
+        std::string known;
+        for (const char* each : kNames) {
+            known.append(known.empty() ? "" : ", ").append(each);
+        }
+        throw UsageError(given.place + ": the properties are " + known + ".");
+    }
+    if (name - kNames.begin() < kNumbers && !isWholeNumber(given.value)) {
+        throw UsageError(given.place + ": a whole number is expected.");
+    }
+}
+
+/// Takes the number of the overlay off the front of a word; 0 when there is none.
+std::size_t takeOverlayNumber(const std::string& text, std::string& word, std::size_t count) {
+    const std::size_t colon = text.find(':');
+    const std::size_t sign = text.find('=');
+    if (colon == std::string::npos || colon > sign) {
+        return 0;
+    }
+    const std::string digits = text.substr(0, colon);
+    word = text.substr(colon + 1);
+    if (!isWholeNumber(digits) || digits.size() > 9 || std::stoi(digits) < 1 ||
+        static_cast<std::size_t>(std::stoi(digits)) > count) {
+        throw UsageError(std::string(kOption) + " " + text + ": there is no overlay of that number; there are " +
+                         std::to_string(count) + ".");
+    }
+    return static_cast<std::size_t>(std::stoi(digits));
+}
+
+} // namespace
+
+OverlayProperty parseOverlayProperty(const std::string& text, std::size_t count) {
+    std::string word = text;
+    const std::size_t overlay = takeOverlayNumber(text, word, count);
+    const Assignment given = parseAssignment(kOption, word);
+    requireProperty(given);
+    return {overlay, given.keyword, given.value};
+}
+
+Store overlayOptions(const std::vector<OverlayProperty>& properties, std::size_t count) {
+    Store all = Store::empty();
+    for (std::size_t overlay = 1; overlay <= count; ++overlay) {
+        Store texts = Store::empty();
+        for (const OverlayProperty& property : properties) {
+            if (property.overlay == 0 || property.overlay == overlay) {
+                texts.add(property.name, property.value);
+            }
+        }
+        all.add(std::to_string(overlay), std::move(texts));
+    }
+    return all;
+}
+
+Store readOverlays(const std::vector<std::string>& files) {
+    Store overlays = Store::empty();
+    for (const std::string& file : files) {
+        overlays.add(std::to_string(overlays.size() + 1), formats::readMaskFile(file));
+    }
+    return overlays;
+}
+
+} // namespace radvex::cli

@@ -1,0 +1,107 @@
+#include "cli/arguments/PictureOptions.h"
+
+#include <charconv>
+#include <cmath>
+
+#include "files/Errors.h"
+
+namespace radvex::cli {
+
+namespace {
+
+template <typename T>
+std::optional<T> parse(const std::string& text) {
+    T value{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return error == std::errc{} && end == text.data() + text.size() ? std::optional<T>(value) : std::nullopt;
+}
+
+/// Two texts around a separator.
+std::optional<std::pair<std::string, std::string>> splitAt(const std::string& text, char separator) {
+    const std::size_t place = text.find(separator);
+    return place == std::string::npos ? std::nullopt
+                                      : std::optional(std::pair(text.substr(0, place), text.substr(place + 1)));
+}
+
+} // namespace
+
+void PictureOptions::addTo(const CommandLine& command) {
+    addWindowTo(command);
+    command.addOption("--frame", frame, "Only this frame, counted from 1");
+    command.addOption("--frames", frames, "Only frames A:B, counted from 1, both ends included");
+    addOverlaysTo(command);
+}
+
+void PictureOptions::addSeriesWindowTo(const CommandLine& command) {
+    addWindowTo(command);
+    command.addFlag("--common-window", commonWindow,
+                    "One window for all pictures of a series, from its smallest to its largest value");
+}
+
+void PictureOptions::addOverlaysTo(const CommandLine& command) {
+    command.addFlag("--overlays", overlays, "Burn overlay planes into the picture");
+}
+
+void PictureOptions::addWindowTo(const CommandLine& command) {
+    command.addOption("--window", window, "Window as WIDTH,CENTER in the unit of the rescaled values");
+    command.addChoice("--scaling", scaling, {"minmax", "trimmed", "none"},
+                      "Window by itself: minmax, trimmed (without extreme values) or none");
+}
+
+std::optional<media::Window> PictureOptions::explicitWindow() const {
+    if (window.empty()) {
+        return std::nullopt;
+    }
+    const auto parts = splitAt(window, ',');
+    const auto width = parts ? parse<double>(parts->first) : std::nullopt;
+    const auto center = parts ? parse<double>(parts->second) : std::nullopt;
+    if (!width || !center || !std::isfinite(*width) || !std::isfinite(*center)) {
+        throw UsageError("--window '" + window + "' is no window: WIDTH,CENTER is expected, such as 400,40.");
+    }
+    if (*width < 1.0) {
+        throw UsageError("--window '" + window + "' has a width below 1; a window is at least 1 wide.");
+    }
+    return media::Window{*width, *center};
+}
+
+media::Rendering PictureOptions::rendering() const {
+    using Scaling = media::Rendering::Scaling;
+    media::Rendering rendering{.window = explicitWindow(), .hasOverlays = overlays};
+    if (rendering.window && commonWindow) {
+        throw UsageError("--window and --common-window exclude each other.");
+    }
+    rendering.scaling = commonWindow           ? Scaling::commonWindow
+                        : scaling == "trimmed" ? Scaling::trimmed
+                        : scaling == "none"    ? Scaling::none
+                                               : Scaling::minMax;
+    return rendering;
+}
+
+formats::Json PictureOptions::describeWindow() const {
+    if (const auto own = explicitWindow()) {
+        return {{"method", "explicit"}, {"width", own->width}, {"center", own->center}};
+    }
+    return {{"method", scaling}};
+}
+
+std::pair<vint, vint> PictureOptions::frameRange(vint available) const {
+    if (frame.empty() && frames.empty()) {
+        return {0, available};
+    }
+    if (!frame.empty() && !frames.empty()) {
+        throw UsageError("--frame and --frames exclude each other.");
+    }
+    const std::string& text = frame.empty() ? frames : frame;
+    const auto parts = frame.empty() ? splitAt(frames, ':') : std::optional(std::pair(frame, frame));
+    const auto first = parts ? parse<vint>(parts->first) : std::nullopt;
+    const auto last = parts ? parse<vint>(parts->second) : std::nullopt;
+    if (!first || !last) {
+        throw UsageError("'" + text + "' names no frames: a number is expected after --frame, A:B after --frames.");
+    }
+    if (*first < 1 || *last < *first || *last > available) {
+        throw UsageError("'" + text + "' lies outside the file: it has frames 1 to " + std::to_string(available) + ".");
+    }
+    return {*first - 1, *last - *first + 1};
+}
+
+} // namespace radvex::cli

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "cli/arguments/CommandLine.h"
+#include "formats/LosslessJson.h"
+#include "media/Rendering.h"
+
+namespace radvex::cli {
+
+/// Options of every command that renders: window, scaling, overlays; and frames where there is one file.
+struct PictureOptions {
+    std::string window{};
+    std::string scaling = "minmax";
+    std::string frame{};
+    std::string frames{};
+    bool commonWindow = false; ///< one window for all pictures of a series, from its smallest to its largest value
+    bool overlays = false;
+
+    /// All of them, for one file.
+    void addTo(const CommandLine& command);
+    /// Window and scaling, the common window too, for a series of files.
+    void addSeriesWindowTo(const CommandLine& command);
+    void addOverlaysTo(const CommandLine& command);
+
+    /// @throws UsageError
+    media::Rendering rendering() const;
+    /// Whether anything was chosen of how values become grey.
+    bool choosesGrey() const { return !window.empty() || commonWindow || scaling != "minmax"; }
+    /// The window that makes the grey of pictures, as JSON: explicit, or the scaling's name. @throws UsageError
+    formats::Json describeWindow() const;
+    /// First frame (from 0) and number of frames among `available`. @throws UsageError
+    std::pair<vint, vint> frameRange(vint available) const;
+
+  private:
+    void addWindowTo(const CommandLine& command);
+    std::optional<media::Window> explicitWindow() const;
+};
+
+} // namespace radvex::cli

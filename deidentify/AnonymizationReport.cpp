@@ -1,0 +1,116 @@
+#include "deidentify/AnonymizationReport.h"
+
+#include <algorithm>
+#include <map>
+
+#include "formats/LosslessJson.h"
+#include "formats/Text.h"
+
+namespace radvex::deidentify {
+
+namespace {
+
+std::string counted(std::size_t count) { return std::to_string(count) + (count == 1 ? " file" : " files"); }
+
+std::size_t writtenCount(const AnonymizationResult& result) {
+    return static_cast<std::size_t>(std::count_if(result.files.begin(), result.files.end(),
+                                                  [](const AnonymizedFile& file) { return file.isWritten; }));
+}
+
+std::size_t failedCount(const AnonymizationResult& result) {
+    return static_cast<std::size_t>(std::count_if(result.files.begin(), result.files.end(),
+                                                  [](const AnonymizedFile& file) { return !file.error.empty(); }));
+}
+
+/// In how many files each attribute is, in the order of the names.
+std::map<std::string, std::size_t> leakCounts(const AnonymizationResult& result) {
+    std::map<std::string, std::size_t> counts;
+    for (const AnonymizedFile& file : result.files) {
+        for (const Leak& leak : file.leaks) {
+            ++counts[leak.attribute];
+        }
+    }
+    return counts;
+}
+
+formats::Json changesOf(const AnonymizedFile& file, bool hasOriginals) {
+    formats::Json changes = formats::Json::array();
+    for (const Change& change : file.changes) {
+        formats::Json entry{{"attribute", change.attribute}};
+        if (hasOriginals) {
+            entry["before"] = formats::printable(change.before);
+        }
+        entry["after"] = formats::printable(change.after);
+        changes.push_back(std::move(entry));
+    }
+    return changes;
+}
+
+formats::Json entryOf(const AnonymizedFile& file, bool hasOriginals) {
+    formats::Json entry = formats::Json::object();
+    if (hasOriginals) {
+        entry["input"] = formats::printable(file.source);
+    }
+    entry["output"] = file.isWritten ? formats::Json(formats::printable(file.name)) : formats::Json();
+    if (!file.error.empty()) { // the sentence names the file of the input
+        entry["error"] = hasOriginals ? formats::printable(file.error) : "said on standard error";
+    }
+    entry["changes"] = changesOf(file, hasOriginals);
+    entry["remaining"] = formats::Json::array();
+    for (const Leak& leak : file.leaks) {
+        entry["remaining"].push_back(formats::printable(leak.attribute));
+    }
+    return entry;
+}
+
+formats::Json entryOf(const Profile& profile) {
+    formats::Json replaced = formats::Json::array();
+    for (const ProfileRule& rule : profile.rules) {
+        replaced.push_back(rule.keyword);
+    }
+    return {{"replaced", std::move(replaced)}, {"notExpressible", profile.notExpressible}};
+}
+
+} // namespace
+
+std::string anonymizationReport(const AnonymizationResult& result, const ReportOptions& options) {
+    formats::Json report{
+        {"written", writtenCount(result)}, {"failed", failedCount(result)}, {"skipped", result.skippedCount}};
+    if (options.profile != nullptr) {
+        report["profile"] = entryOf(*options.profile);
+    }
+    report["remaining"] = formats::Json::object();
+    for (const auto& [attribute, count] : leakCounts(result)) {
+        report["remaining"][formats::printable(attribute)] = count;
+    }
+    report["files"] = formats::Json::array();
+    for (const AnonymizedFile& file : result.files) {
+        report["files"].push_back(entryOf(file, options.hasOriginals));
+    }
+    return report.dump(1) + '\n';
+}
+
+std::string anonymizationSummary(const std::string& output, const AnonymizationResult& result, const Profile* profile) {
+    constexpr std::size_t kColumn = 44;
+    std::string text = formats::printable(output) + ": " + counted(writtenCount(result)) + " written, " +
+                       std::to_string(failedCount(result)) + " failed, " + std::to_string(result.skippedCount) +
+                       " skipped\n";
+    const auto counts = leakCounts(result);
+    text += counts.empty() ? "" : "What may still identify the patient:\n";
+    for (const auto& [attribute, count] : counts) {
+        std::string line = "  " + formats::printable(attribute);
+        line.resize(std::max(kColumn, line.size() + 1), ' ');
+        text += line + counted(count) + '\n';
+    }
+    if (result.shownNameCount > 0) {
+        text += "With --neutral-names no name of the input is kept.\n";
+    }
+    if (profile != nullptr) {
+        text += "The basic profile also asks for what new values cannot express: the removal of " +
+                std::to_string(profile->notExpressible.size()) +
+                " attributes and groups, of which the files above hold those that are listed; --report names all.\n";
+    }
+    return text;
+}
+
+} // namespace radvex::deidentify

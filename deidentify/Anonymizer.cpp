@@ -1,0 +1,385 @@
+#include "deidentify/Anonymizer.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <filesystem>
+#include <functional>
+#include <map>
+
+#include "files/Errors.h"
+#include "files/Interruption.h"
+#include "files/StagingFolder.h"
+#include "formats/Text.h"
+#include "media/DatasetsModule.h"
+#include "workers/Parcel.h"
+#include "workers/Workers.h"
+
+namespace radvex::deidentify {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// What a process that works on files sends after the first round.
+struct MadeFile {
+    bool isDicom = false;
+    std::string error{}; ///< a sentence; empty also for a file that is not DICOM
+    Originals originals{};
+    std::vector<Change> changes{};
+
+    template <typename Self>
+    static auto fields(Self& self) {
+        return std::tie(self.isDicom, self.error, self.originals, self.changes);
+    }
+};
+
+/// After the second.
+struct CheckedFile {
+    bool isClean = false; ///< no identifier of the run is left in the bytes
+    std::vector<Change> changes{};
+    std::set<Leak> leaks{};
+
+    template <typename Self>
+    static auto fields(Self& self) {
+        return std::tie(self.isClean, self.changes, self.leaks);
+    }
+};
+
+/// "I0000000": a name that every medium can hold.
+std::string neutralName(std::size_t index) {
+    char name[24];
+    std::snprintf(name, sizeof name, "I%07zu", index);
+    return name;
+}
+
+std::string small(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
+    return text;
+}
+
+void requireFolder(const fs::path& path) {
+    std::error_code error;
+    fs::create_directories(path, error);
+    if (error || !fs::is_directory(path, error)) {
+        throw FileError(path.string() + " cannot be made: " +
+                        (error ? error : std::make_error_code(std::errc::not_a_directory)).message() + ".");
+    }
+}
+
+} // namespace
+
+/// The steps of one run over one output folder.
+class Anonymizer::Work {
+  public:
+    Work(Anonymizer& owner, std::string output, bool hasNamesOfItsOwn)
+        : mOwner(owner), mOutput(std::move(output)), mShowsNames(hasNamesOfItsOwn), mStaging(mOutput) {}
+
+    void add(const std::string& source, const std::string& name, bool mayBeOther) {
+        mJobs.push_back({mResult.files.size(), mStaging.file(std::to_string(mJobs.size())), mayBeOther});
+        mResult.files.push_back({source, name, false, "", {}, {}});
+    }
+
+    void addFailed(const std::string& source, const std::string& name, const std::string& reason) {
+        mResult.files.push_back({source, name, false, source + ": " + reason + ".", {}, {}});
+    }
+
+    void addSkipped(std::size_t count = 1) { mResult.skippedCount += count; }
+
+    /// All identifiers of the run are known after the first round, and looked for in every file in the second.
+    void run(const std::string& what) {
+        forEachJob(
+            "Anonymizing " + what, [this](std::size_t job) { return make(job); },
+            [this](Job& job, AnonymizedFile& file, const std::string& made) { take(job, file, made); });
+        std::erase_if(mJobs, [](const Job& job) { return !job.isMade; });
+        forEachJob(
+            "Checking " + what, [this](std::size_t job) { return check(job); },
+            [this](Job& job, AnonymizedFile& file, const std::string& found) { finish(job, file, found); });
+        std::erase_if(mResult.files, [this](const AnonymizedFile& file) { return isSkipped(file); });
+    }
+
+    /// A directory of the input. With names of the input each gets its own, else all files are in one.
+    void addDirectory(const std::string& dicomdir, const std::string& name);
+    /// Writes the directories of what became of the files that those of the input list.
+    void writeDirectories();
+
+    AnonymizationResult takeResult() { return std::move(mResult); }
+    Anonymization& identities() { return *mOwner.mRun; }
+
+  private:
+    struct Job {
+        std::size_t file; ///< index in the result
+        std::string staged;
+        bool mayBeOther; ///< something else than DICOM: then a refusal is none
+        bool isMade = false;
+        std::string raw() const { return staged + ".raw"; }
+    };
+    /// Runs where the file is worked on. Gives a parcel.
+    using Step = std::function<std::string(std::size_t job)>;
+    /// Runs in this process, with the parcel.
+    using Take = std::function<void(Job&, AnonymizedFile&, const std::string& parcel)>;
+
+    std::string target(const AnonymizedFile& file) const { return (fs::path(mOutput) / file.name).string(); }
+    bool isSkipped(const AnonymizedFile& file) const { return !file.isWritten && file.error.empty(); }
+
+    void forEachJob(const std::string& what, const Step& step, const Take& take);
+    void endWhenInterrupted() const;
+    std::string make(std::size_t index);
+    void take(Job& job, AnonymizedFile& file, const std::string& made);
+    std::string check(std::size_t index);
+    void finish(Job& job, AnonymizedFile& file, const std::string& found);
+    void judge(AnonymizedFile& file, bool isClean);
+    bool keepsChanges() const { return mOwner.mOptions.keepsChanges; }
+    void publish(const std::string& staged, AnonymizedFile& file);
+    using Listed = std::vector<Anonymization::Listed>;
+    void writeDirectory(AnonymizedFile& directory, const Listed& listed);
+    Listed listFiles(AnonymizedFile& directory) const;
+
+    Anonymizer& mOwner;
+    std::string mOutput;
+    bool mShowsNames;       ///< the names of the result come from the input
+    bool mIsShared = false; ///< other processes work on the files
+    files::StagingFolder mStaging;
+    files::Interruption mInterruption{};
+    std::vector<Job> mJobs{};
+    std::vector<AnonymizedFile> mDirectories{};
+    AnonymizationResult mResult{};
+};
+
+void Anonymizer::Work::endWhenInterrupted() const {
+    if (mInterruption.signal() != 0) {
+        const auto count = std::count_if(mResult.files.begin(), mResult.files.end(),
+                                         [](const AnonymizedFile& file) { return file.isWritten; });
+        throw FileError("Interrupted; " + std::to_string(count) + " files were written to " + mOutput + ".");
+    }
+}
+
+void Anonymizer::Work::forEachJob(const std::string& what, const Step& step, const Take& take) {
+    mIsShared = mJobs.size() > 1 && mOwner.mOptions.jobs > 0;
+    workers::Workers workers(mIsShared ? mOwner.mOptions.jobs : 0, [&](std::size_t job) {
+        if (mIsShared) {
+            mStaging.leaveToOwner();
+        }
+        return step(job);
+    });
+    endWhenInterrupted();
+    workers.run(0, mJobs.size(), [&](std::size_t index, const workers::WorkResult& result) {
+        Job& job = mJobs[index];
+        AnonymizedFile& file = mResult.files[job.file];
+        try {
+            if (!result.isDone()) {
+                throw FileError(result.problem());
+            }
+            take(job, file, result.output);
+        } catch (const FileError& error) {
+            file.error = file.source + ": " + error.what();
+            for (const std::string& left : {job.staged, job.raw()}) {
+                std::error_code ignored;
+                fs::remove(left, ignored);
+            }
+        }
+        mOwner.mOptions.progress(what, index + 1, mJobs.size());
+        endWhenInterrupted();
+    });
+}
+
+std::string Anonymizer::Work::make(std::size_t index) {
+    const Job& job = mJobs[index];
+    const AnonymizedFile& file = mResult.files[job.file];
+    const std::string raw = job.raw();
+    MadeFile made;
+    try {
+        // DCMTK takes "-" for the standard input.
+        const std::string source = file.source == "-" ? "./-" : file.source;
+        mOwner.mHost.call("DicomAnonymize", {source, raw, mOwner.mRules});
+        identities().map(source, raw, job.staged, keepsChanges() ? &made.changes : nullptr);
+        made.isDicom = true;
+    } catch (const velmora::LibraryError& error) {
+        const bool isOther = job.mayBeOther && error.name() == "OpenFileError";
+        made.error = isOther ? "" : error.what();
+    } catch (const velmora::HostError&) {
+        throw;
+    } catch (const std::exception& error) { // what DCMTK throws for some values too
+        made.error = std::string(error.what()) + '.';
+    }
+    std::error_code ignored;
+    fs::remove(raw, ignored);
+    // Also of a file that failed: its identifiers may stand in others.
+    made.originals = identities().takeOriginals();
+    return workers::toParcel(made);
+}
+
+void Anonymizer::Work::take(Job& job, AnonymizedFile& file, const std::string& parcel) {
+    auto made = workers::fromParcel<MadeFile>(parcel);
+    identities().addOriginals(std::move(made.originals));
+    if (!made.error.empty()) {
+        throw FileError(made.error);
+    }
+    file.changes = std::move(made.changes);
+    job.isMade = made.isDicom;
+    if (!made.isDicom) {
+        addSkipped();
+    }
+}
+
+std::string Anonymizer::Work::check(std::size_t index) {
+    const std::string& staged = mJobs[index].staged;
+    CheckedFile checked;
+    try {
+        checked.isClean = identities().clean(staged, keepsChanges() ? &checked.changes : nullptr);
+        if (mOwner.mOptions.examines) {
+            checked.leaks = identities().examine(staged);
+        }
+    } catch (const std::exception& error) {
+        throw std::runtime_error(std::string(error.what()) + '.');
+    }
+    return workers::toParcel(checked);
+}
+
+void Anonymizer::Work::finish(Job& job, AnonymizedFile& file, const std::string& parcel) {
+    auto checked = workers::fromParcel<CheckedFile>(parcel);
+    std::move(checked.changes.begin(), checked.changes.end(), std::back_inserter(file.changes));
+    file.leaks = std::move(checked.leaks);
+    judge(file, checked.isClean);
+    publish(job.staged, file);
+}
+
+void Anonymizer::Work::judge(AnonymizedFile& file, bool isClean) {
+    if (!isClean) {
+        file.leaks.insert({"text of an original identifier"});
+    }
+    if (mShowsNames && identities().showsIdentity(file.name)) {
+        ++mResult.shownNameCount;
+        file.leaks.insert({"name of the file"});
+    }
+}
+
+void Anonymizer::Work::publish(const std::string& staged, AnonymizedFile& file) {
+    if (mOwner.mOptions.isStrict && !file.leaks.empty()) {
+        std::error_code ignored;
+        fs::remove(staged, ignored);
+        file.error = file.source + ": not written, since it may still identify the patient.";
+        return;
+    }
+    const std::string path = target(file);
+    requireFolder(fs::path(path).parent_path());
+    files::StagingFolder::publish(staged, path, mOwner.mOptions.mayReplace);
+    file.isWritten = true;
+}
+
+/// Files of a medium that are there now. What its directory lists and the medium lacks is an error of the directory.
+Anonymizer::Work::Listed Anonymizer::Work::listFiles(AnonymizedFile& directory) const {
+    // Names on a medium may be written in small letters where the directory has capitals.
+    std::map<std::string, const AnonymizedFile*> exact;
+    std::map<std::string, const AnonymizedFile*> folded;
+    const fs::path place = fs::path(directory.source).parent_path();
+    for (const AnonymizedFile& file : mResult.files) {
+        const std::string way = fs::path(file.source).lexically_relative(place).string();
+        exact.emplace(way, &file);
+        folded.emplace(small(way), &file);
+    }
+    Listed listed;
+    const std::vector<std::string> fileIds = mOwner.mRun->fileIdsOf(directory.source);
+    for (const std::string& fileId : fileIds) {
+        const auto sameName = exact.find(fileId);
+        const auto found = sameName != exact.end() ? sameName : folded.find(small(fileId));
+        if (found == folded.end()) {
+            directory.error = directory.source + ": " + fileId + ", which it lists, is not there.";
+        } else if (found->second->isWritten) {
+            listed.push_back({target(*found->second), mShowsNames ? fileId : found->second->name});
+        }
+    }
+    if (listed.empty() && !fileIds.empty()) {
+        throw FileError("no directory was written, since no file that it lists was.");
+    }
+    return listed;
+}
+
+void Anonymizer::Work::addDirectory(const std::string& dicomdir, const std::string& name) {
+    mDirectories.push_back({dicomdir, mShowsNames ? name : "DICOMDIR", false, "", {}, {}});
+}
+
+void Anonymizer::Work::writeDirectories() {
+    Listed all;
+    for (AnonymizedFile& directory : mDirectories) {
+        try {
+            const Listed listed = listFiles(directory);
+            all.insert(all.end(), listed.begin(), listed.end());
+            if (mShowsNames || &directory == &mDirectories.back()) {
+                writeDirectory(directory, mShowsNames ? listed : all);
+            }
+        } catch (const std::exception& error) {
+            directory.error = directory.source + ": " + error.what();
+        }
+    }
+    std::move(mDirectories.begin(), mDirectories.end(), std::back_inserter(mResult.files));
+}
+
+void Anonymizer::Work::writeDirectory(AnonymizedFile& directory, const Listed& listed) {
+    const std::string staged = mStaging.file("DICOMDIR");
+    for (const media::RefusedFile& refused : identities().writeDirectory(staged, listed)) {
+        directory.error = directory.source + ": " + refused.path + " is not listed: " + refused.reason + ".";
+    }
+    if (mOwner.mOptions.examines) {
+        directory.leaks = identities().examine(staged);
+    }
+    judge(directory, !identities().holdsIdentifier(staged));
+    publish(staged, directory);
+}
+
+std::unique_ptr<Anonymization> openAnonymization(const AnonymizationSettings& settings) {
+    const auto start = reinterpret_cast<StartAnonymizationEntry>(
+        media::datasetsEntry(kStartAnonymizationEntry, "Files cannot be anonymized"));
+    std::unique_ptr<Anonymization> run;
+    try {
+        start(settings, run);
+    } catch (const std::runtime_error& error) {
+        throw FileError(error.what());
+    }
+    return run;
+}
+
+AnonymizationResult Anonymizer::anonymizeFile(const std::string& input, const std::string& output) {
+    const fs::path path(output);
+    const std::string folder = path.has_parent_path() ? path.parent_path().string() : ".";
+    Work work(*this, folder, false); // the name was chosen
+    work.add(input, path.filename().string(), false);
+    work.run(input);
+    return work.takeResult();
+}
+
+AnonymizationResult Anonymizer::anonymizeFolder(const std::string& input, const std::string& output) {
+    requireFolder(output);
+    if (mOptions.mayReplace) {
+        files::StagingFolder::removeLeftovers(output);
+    }
+    Work work(*this, output, !mOptions.hasNeutralNames);
+    const media::FolderWalk walk = mRun->list(input);
+    std::size_t count = 0;
+    work.addSkipped(walk.specialCount);
+    for (const media::RefusedFile& refused : walk.refused) {
+        work.addFailed((fs::path(input) / refused.path).string(), refused.path, refused.reason);
+    }
+    for (const std::string& name : walk.files) {
+        const std::string source = (fs::path(input) / name).string();
+        try {
+            const FileKind kind = mRun->kindOf(source);
+            if (kind == FileKind::Directory) {
+                work.addDirectory(source, name);
+            } else if (kind == FileKind::Other) {
+                work.addSkipped();
+            } else {
+                const std::string target = mOptions.hasNeutralNames ? neutralName(count++) : name;
+                work.add(source, target, kind == FileKind::MaybeDicom);
+            }
+        } catch (const std::runtime_error& error) {
+            work.addFailed(source, name, error.what());
+        }
+    }
+    work.run(input);
+    work.writeDirectories();
+    return work.takeResult();
+}
+
+} // namespace radvex::deidentify

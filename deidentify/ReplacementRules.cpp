@@ -1,0 +1,72 @@
+#include "deidentify/ReplacementRules.h"
+
+#include <algorithm>
+
+#include "files/InputFile.h"
+#include "formats/LosslessJson.h"
+#include "formats/Text.h"
+
+namespace radvex::deidentify {
+
+using velmora::Store;
+
+namespace {
+
+std::uint16_t numberAt(const Store& numbers, std::size_t index) {
+    auto node = numbers.begin();
+    for (; index > 0; --index) {
+        ++node;
+    }
+    return static_cast<std::uint16_t>(std::stoi((*node).cell().utf8String));
+}
+
+} // namespace
+
+void ReplacementRules::set(const std::string& keyword, const std::string& value) {
+    const auto known =
+        std::find_if(mRules.begin(), mRules.end(), [&](const ProfileRule& rule) { return rule.keyword == keyword; });
+    if (known != mRules.end()) {
+        known->value = value;
+    } else {
+        mRules.push_back({keyword, value});
+    }
+}
+
+void ReplacementRules::read(const std::string& path) {
+    formats::Json rules;
+    try {
+        rules = formats::parseJson(files::readInputText(path));
+    } catch (const formats::JsonError& error) {
+        throw formats::JsonError(path + ": " + error.what());
+    }
+    if (!rules.is_object()) {
+        throw formats::JsonError(path +
+                                 ": an object of keywords and new values is expected, such as {\"PatientName\":\"\"}.");
+    }
+    for (const auto& [keyword, value] : rules.items()) {
+        if (!value.is_string() && !value.is_number()) {
+            throw formats::JsonError(path + ": the new value of " + formats::printable(keyword) +
+                                     " has to be a text or a number.");
+        }
+        set(keyword, value.is_string() ? value.get<std::string>() : value.dump());
+    }
+}
+
+Store ReplacementRules::toStore() const {
+    Store store = Store::empty();
+    for (const ProfileRule& rule : mRules) {
+        store.add(rule.keyword, rule.value);
+    }
+    return store;
+}
+
+std::vector<GivenValue> ReplacementRules::resolve(velmora::Host& host) const {
+    std::vector<GivenValue> given;
+    for (const ProfileRule& rule : mRules) {
+        const velmora::Value numbers = host.call("GetGroupElemNumbers", {rule.keyword});
+        given.push_back({numberAt(numbers.get<Store>(), 0), numberAt(numbers.get<Store>(), 1), rule.value});
+    }
+    return given;
+}
+
+} // namespace radvex::deidentify

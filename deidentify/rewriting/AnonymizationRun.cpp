@@ -1,0 +1,206 @@
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <stdexcept>
+#include <system_error>
+
+#include "dcmtk/dcmdata/dcdeftag.h"
+#include "dcmtk/dcmdata/dcsequen.h"
+#include "dcmtk/dcmdata/dcxfer.h"
+#include "deidentify/rewriting/AnonymizationRun.h"
+#include "deidentify/rewriting/BasicProfile.h"
+#include "deidentify/rewriting/Identities.h"
+#include "deidentify/rewriting/Leaks.h"
+#include "deidentify/rewriting/TextReplacement.h"
+#include "media/FileStart.h"
+#include "media/dicomdir/DcmtkSettings.h"
+#include "media/dicomdir/DicomIo.h"
+#include "media/dicomdir/DirectoryBuilder.h"
+#include "media/dicomdir/FileRecords.h"
+
+namespace radvex::deidentify {
+
+namespace {
+
+GivenValues givenValues(const std::vector<GivenValue>& given) {
+    GivenValues values;
+    for (const GivenValue& value : given) {
+        values[DcmTagKey(value.group, value.element)] = value.value;
+    }
+    return values;
+}
+
+bool isDeflated(DcmFileFormat& file) {
+    return DcmXfer(file.getDataset()->getOriginalXfer()).getStreamCompression() != ESC_none;
+}
+
+class Run : public Anonymization {
+  public:
+    explicit Run(AnonymizationSettings settings)
+        : mIsIndependent(settings.isIndependent),
+          mIdentities(Pseudonyms(settings.key.empty() ? Pseudonyms::randomKey() : std::move(settings.key)),
+                      givenValues(settings.given)) {
+        media::silenceDcmtk();
+    }
+
+    media::FolderWalk list(const std::string& folder) override { return media::walkFolder(folder); }
+
+    FileKind kindOf(const std::string& path) override {
+        const media::FileStart start(path);
+        if (!start.isRead()) {
+            throw std::runtime_error("it cannot be read: " + std::generic_category().message(start.reason()));
+        }
+        return start.isDirectory()        ? FileKind::Directory
+               : start.hasMark()          ? FileKind::Dicom
+               : start.mayBeBareDataset() ? FileKind::MaybeDicom
+                                          : FileKind::Other;
+    }
+
+    void map(const std::string& original, const std::string& written, const std::string& mapped,
+             std::vector<Change>* changes) override {
+        const media::KnownTypes knownTypes;
+        DcmFileFormat before;
+        DcmFileFormat after;
+        media::loadDicom(before, original);
+        media::loadDicom(after, written);
+        if (mIsIndependent) {
+            mIdentities.remember(before);
+        } else {
+            mIdentities.map(before, after);
+        }
+        if (changes != nullptr) {
+            collectChanges(before, after, *changes);
+        }
+        if (mIsIndependent) {
+            std::filesystem::rename(written, mapped);
+        } else {
+            media::saveDicom(after, mapped);
+        }
+    }
+
+    Originals takeOriginals() override {
+        mFinder = TextFinder();
+        mLearned = 0;
+        return mIdentities.takeOriginals();
+    }
+
+    void addOriginals(Originals originals) override { mIdentities.add(std::move(originals)); }
+
+    bool clean(const std::string& path, std::vector<Change>* changes) override {
+        const media::KnownTypes knownTypes;
+        learnTexts();
+        if (mIsIndependent) {
+            return !holdsIdentifier(path);
+        }
+        const bool isFound = mFinder.isIn(path);
+        DcmFileFormat file;
+        media::loadDicom(file, path);
+        if (!isFound && !isDeflated(file)) { // in the bytes of a deflated file there is nothing to be found
+            return true;
+        }
+        if (replaceIdentifiers(file, mFinder, mIdentities.originals(), mIdentities.given(), changes)) {
+            const std::string cleaned = path + ".cleaned";
+            media::saveDicom(file, cleaned);
+            std::filesystem::rename(cleaned, path);
+        }
+        return !holdsIdentifier(path);
+    }
+
+    std::set<Leak> examine(const std::string& path) override {
+        const media::KnownTypes knownTypes;
+        DcmFileFormat file;
+        media::loadDicom(file, path);
+        return findLeaks(file, mIdentities.originals(), mIdentities.given());
+    }
+
+    bool holdsIdentifier(const std::string& path) override {
+        learnTexts();
+        return mFinder.isIn(path);
+    }
+
+    bool showsIdentity(const std::string& path) override {
+        constexpr std::size_t kShortestId = 4; // shorter ones are parts of too many names
+        const std::string shown = capitals(path);
+        const auto isShown = [&](const std::string& text) { return shown.find(capitals(text)) != std::string::npos; };
+        const auto& ids = mIdentities.originals().ids;
+        const auto& names = mIdentities.originals().names;
+        return std::any_of(names.begin(), names.end(), isShown) ||
+               std::any_of(ids.begin(), ids.end(),
+                           [&](const std::string& id) { return id.size() >= kShortestId && isShown(id); });
+    }
+
+    std::vector<std::string> fileIdsOf(const std::string& dicomdir) override;
+    std::vector<media::RefusedFile> writeDirectory(const std::string& path, const std::vector<Listed>& files) override;
+    Profile basicProfile() override { return basicProfileRules(); }
+
+  private:
+    void learnTexts() {
+        const auto& newOf = mIdentities.originals().newOf;
+        if (mLearned != newOf.size()) {
+            for (const auto& [before, after] : newOf) {
+                mFinder.add(before);
+            }
+            mLearned = newOf.size();
+        }
+    }
+
+    bool mIsIndependent;
+    Identities mIdentities;
+    TextFinder mFinder{};
+    std::size_t mLearned = 0;
+};
+
+std::vector<std::string> Run::fileIdsOf(const std::string& dicomdir) {
+    DcmFileFormat file;
+    media::loadDicom(file, dicomdir);
+    DcmSequenceOfItems* records = nullptr;
+    std::vector<std::string> fileIds;
+    std::set<std::string> known;
+    if (file.getDataset()->findAndGetSequence(DCM_DirectoryRecordSequence, records).bad()) {
+        return fileIds;
+    }
+    for (DcmObject* object = records->nextInContainer(nullptr); object != nullptr;
+         object = records->nextInContainer(object)) {
+        OFString value;
+        auto* record = dynamic_cast<DcmItem*>(object);
+        if (record == nullptr || record->findAndGetOFStringArray(DCM_ReferencedFileID, value).bad() || value.empty()) {
+            continue;
+        }
+        std::string fileId(value.c_str(), value.size());
+        std::replace(fileId.begin(), fileId.end(), '\\', '/');
+        if (known.insert(fileId).second) {
+            fileIds.push_back(fileId);
+        }
+    }
+    return fileIds;
+}
+
+std::vector<media::RefusedFile> Run::writeDirectory(const std::string& path, const std::vector<Listed>& files) {
+    const media::KnownTypes knownTypes;
+    media::DirectoryBuilder builder(path);
+    std::vector<media::RefusedFile> refused;
+    for (const Listed& file : files) {
+        std::string fileId = file.fileId;
+        std::replace(fileId.begin(), fileId.end(), '/', '\\');
+        const media::FileDescription description = media::describeFile(file.path, true);
+        if (description.outcome != media::FileDescription::Described) {
+            refused.push_back({file.path, description.reason});
+            continue;
+        }
+        try {
+            builder.add(description, fileId);
+        } catch (const std::runtime_error& error) {
+            refused.push_back({file.path, error.what()});
+        }
+    }
+    builder.write();
+    return refused;
+}
+
+} // namespace
+
+std::unique_ptr<Anonymization> startAnonymization(AnonymizationSettings settings) {
+    return std::make_unique<Run>(std::move(settings));
+}
+
+} // namespace radvex::deidentify

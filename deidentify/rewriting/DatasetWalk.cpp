@@ -1,0 +1,124 @@
+#include "deidentify/rewriting/DatasetWalk.h"
+
+#include <stdexcept>
+
+#include "dcmtk/dcmdata/dcbytstr.h"
+#include "dcmtk/dcmdata/dcdict.h"
+#include "dcmtk/dcmdata/dcsequen.h"
+#include "dcmtk/dcmdata/dcvrobow.h"
+
+namespace radvex::deidentify {
+
+namespace {
+
+struct Work {
+    DcmItem* item;
+    DcmItem* other;
+    std::string prefix;
+};
+
+/// Elements of an item stand in the order of their tags, so that two items are walked side by side.
+class Partners {
+  public:
+    explicit Partners(DcmItem* item) : mItem(item), mNext(item == nullptr ? nullptr : item->nextInContainer(nullptr)) {}
+
+    DcmElement* of(const DcmElement& element) {
+        while (mNext != nullptr && mNext->getTag().getXTag() < element.getTag().getXTag()) {
+            mNext = mItem->nextInContainer(mNext);
+        }
+        return mNext != nullptr && mNext->getTag().getXTag() == element.getTag().getXTag()
+                   ? dynamic_cast<DcmElement*>(mNext)
+                   : nullptr;
+    }
+
+  private:
+    DcmItem* mItem;
+    DcmObject* mNext;
+};
+
+void addItems(std::vector<Work>& work, DcmSequenceOfItems& sequence, DcmSequenceOfItems* other, const Visit& visit) {
+    DcmObject* partner = other == nullptr ? nullptr : other->nextInContainer(nullptr);
+    std::size_t number = 0;
+    const std::string path = visit.path();
+    for (DcmObject* object = sequence.nextInContainer(nullptr); object != nullptr;
+         object = sequence.nextInContainer(object)) {
+        ++number;
+        if (auto* item = dynamic_cast<DcmItem*>(object)) {
+            work.push_back({item, dynamic_cast<DcmItem*>(partner), path + '[' + std::to_string(number) + "]."});
+        }
+        partner = partner == nullptr ? nullptr : other->nextInContainer(partner);
+    }
+}
+
+} // namespace
+
+std::string Visit::path() const { return prefix + nameOf(element.getTag()); }
+
+void walkElements(DcmItem& dataset, DcmItem* other, const std::function<void(const Visit&)>& visit) {
+    std::vector<Work> work{{&dataset, other, ""}};
+    while (!work.empty()) {
+        const Work now = std::move(work.back());
+        work.pop_back();
+        Partners partners(now.other);
+        for (DcmObject* object = now.item->nextInContainer(nullptr); object != nullptr;
+             object = now.item->nextInContainer(object)) {
+            auto* element = dynamic_cast<DcmElement*>(object);
+            if (element == nullptr) {
+                continue;
+            }
+            const Visit here{*element, partners.of(*element), *now.item, now.prefix};
+            visit(here);
+            if (DcmSequenceOfItems* sequence = asSequence(*element)) {
+                addItems(work, *sequence, here.partner == nullptr ? nullptr : asSequence(*here.partner), here);
+            }
+        }
+    }
+}
+
+std::string nameOf(const DcmTagKey& key) {
+    DcmTag tag(key);
+    std::string name = tag.getTagName();
+    if (name != DcmTag_ERROR_TagName && !key.isPrivate()) {
+        return name;
+    }
+    char number[16];
+    std::snprintf(number, sizeof number, "%04X,%04X", key.getGroup(), key.getElement());
+    return number;
+}
+
+DcmSequenceOfItems* asSequence(DcmElement& element) {
+    return element.ident() == EVR_pixelSQ ? nullptr : dynamic_cast<DcmSequenceOfItems*>(&element);
+}
+
+bool holdsText(DcmElement& element) {
+    const DcmEVR vr = element.ident();
+    return dynamic_cast<DcmByteString*>(&element) != nullptr || vr == EVR_UN;
+}
+
+std::string textOf(DcmElement& element) {
+    if (dynamic_cast<DcmByteString*>(&element) != nullptr) {
+        char* text = nullptr;
+        Uint32 length = 0;
+        return element.getString(text, length).good() && text != nullptr ? std::string(text, length) : std::string();
+    }
+    Uint8* bytes = nullptr;
+    if (element.ident() != EVR_UN || element.getUint8Array(bytes).bad() || bytes == nullptr) {
+        return "";
+    }
+    return {reinterpret_cast<const char*>(bytes), element.getLength()};
+}
+
+void putText(DcmElement& element, const std::string& text) {
+    OFCondition put;
+    if (element.ident() == EVR_UN) {
+        const std::string even = text + std::string(text.size() % 2, ' ');
+        put = element.putUint8Array(reinterpret_cast<const Uint8*>(even.data()), even.size());
+    } else {
+        put = element.putString(text.c_str(), static_cast<Uint32>(text.size()));
+    }
+    if (put.bad()) {
+        throw std::runtime_error(nameOf(element.getTag()) + " takes no new value: " + put.text());
+    }
+}
+
+} // namespace radvex::deidentify

@@ -1,0 +1,23 @@
+// The entries of radvexDatasets.so.
+
+#include "deidentify/Anonymization.h"
+#include "deidentify/rewriting/AnonymizationRun.h"
+#include "media/dicomdir/FolderIndexer.h"
+
+using radvex::deidentify::Anonymization;
+using radvex::media::FolderIndexing;
+
+extern "C" [[gnu::visibility("default")]] void radvexStartIndexing(const std::string& folder, const std::string& place,
+                                                                   std::unique_ptr<FolderIndexing>& indexing) {
+    indexing = radvex::media::startIndexing(folder, place);
+}
+
+static_assert(std::is_same_v<decltype(&radvexStartIndexing), radvex::media::StartIndexingEntry>);
+
+extern "C" [[gnu::visibility("default")]] void
+radvexStartAnonymization(const radvex::deidentify::AnonymizationSettings& settings,
+                         std::unique_ptr<Anonymization>& run) {
+    run = radvex::deidentify::startAnonymization(settings);
+}
+
+static_assert(std::is_same_v<decltype(&radvexStartAnonymization), radvex::deidentify::StartAnonymizationEntry>);

@@ -1,0 +1,135 @@
+#include "deidentify/rewriting/TextReplacement.h"
+
+#include <algorithm>
+#include <cctype>
+#include <optional>
+
+#include "dcmtk/dcmdata/dcmetinf.h"
+#include "deidentify/rewriting/DatasetWalk.h"
+
+namespace radvex::deidentify {
+
+namespace {
+
+bool isWordPart(std::string_view text, std::size_t place) {
+    return place < text.size() && std::isalnum(static_cast<unsigned char>(text[place])) != 0;
+}
+
+/// A dot ends a sentence or goes on with the UID.
+bool isWord(std::string_view text, std::size_t begin, std::size_t end) {
+    const bool goesOnBefore = begin > 0 && (isWordPart(text, begin - 1) ||
+                                            (text[begin - 1] == '.' && begin > 1 && isWordPart(text, begin - 2)));
+    const bool goesOnAfter =
+        isWordPart(text, end) || (end < text.size() && text[end] == '.' && isWordPart(text, end + 1));
+    return !goesOnBefore && !goesOnAfter;
+}
+
+bool isReadable(std::string_view text) {
+    return std::none_of(text.begin(), text.end(), [](char character) {
+        const auto byte = static_cast<unsigned char>(character);
+        return byte < 0x20 && byte != '\0' && byte != '\t' && byte != '\n' && byte != '\r' && byte != '\f' &&
+               byte != 0x1B; // which changes the character set
+    });
+}
+
+/// Codes, numbers, dates and UIDs of kinds have to stay what they are, even when a PatientID looks like one.
+bool holdsFreeText(DcmElement& element) {
+    switch (element.ident()) {
+    case EVR_LO:
+    case EVR_LT:
+    case EVR_PN:
+    case EVR_SH:
+    case EVR_ST:
+    case EVR_UC:
+    case EVR_UN:
+    case EVR_UR:
+    case EVR_UT: return true;
+    default: return false;
+    }
+}
+
+/// Bytes that are no text: private blocks of a maker's own making, documents.
+bool holdsBytes(DcmElement& element) {
+    constexpr Uint16 kPixelGroup = 0x7FE0;
+    constexpr Uint32 kLongest = Uint32{1} << 26;
+    const bool isText = element.ident() != EVR_OB && (element.ident() != EVR_UN || isReadable(textOf(element)));
+    return !isText && element.getTag().getGroup() != kPixelGroup && element.getLengthField() <= kLongest;
+}
+
+std::string bytesOf(DcmElement& element) {
+    Uint8* bytes = nullptr;
+    const bool isHeld = element.getUint8Array(bytes).good() && bytes != nullptr;
+    return isHeld ? std::string(reinterpret_cast<const char*>(bytes), element.getLength()) : std::string();
+}
+
+std::string overwriteIdentifiers(std::string bytes, const TextFinder& finder) {
+    for (const TextFinder::Find& find : finder.findAll(bytes)) {
+        const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(find.begin);
+        std::replace_if(
+            begin, begin + static_cast<std::ptrdiff_t>(find.text.size()),
+            [](unsigned char byte) { return std::isalnum(byte) != 0; }, '0');
+    }
+    return bytes;
+}
+
+/// Puts in the value without identifiers. @return the change, without the place; nothing when there is none
+std::optional<Change> replaceIn(DcmElement& element, const TextFinder& finder, const Originals& originals) {
+    if (holdsBytes(element)) {
+        const std::string before = bytesOf(element);
+        const std::string after = overwriteIdentifiers(before, finder);
+        if (after == before ||
+            element.putUint8Array(reinterpret_cast<const Uint8*>(after.data()), after.size()).bad()) {
+            return std::nullopt; // what is still there is found in the end
+        }
+        return Change{"", "(bytes)", "(bytes without identifiers)"};
+    }
+    if (!holdsFreeText(element)) {
+        return std::nullopt;
+    }
+    const std::string before = textOf(element);
+    const std::string after = replaceIdentifiers(before, finder, originals.newOf);
+    if (after == before) {
+        return std::nullopt;
+    }
+    putText(element, after);
+    return Change{"", before, after};
+}
+
+} // namespace
+
+std::string replaceIdentifiers(const std::string& text, const TextFinder& finder,
+                               const std::map<std::string, std::string>& newOf) {
+    std::string result;
+    std::size_t done = 0;
+    for (const TextFinder::Find& find : finder.findAll(text)) {
+        const auto known = newOf.find(std::string(find.text));
+        const std::size_t end = find.begin + find.text.size();
+        if (find.begin >= done && known != newOf.end() && isWord(text, find.begin, end)) {
+            result.append(text, done, find.begin - done).append(known->second);
+            done = end;
+        }
+    }
+    return result.append(text, done);
+}
+
+bool replaceIdentifiers(DcmFileFormat& file, const TextFinder& finder, const Originals& originals,
+                        const GivenValues& given, std::vector<Change>* changes) {
+    bool isChanged = false;
+    const auto replace = [&](const Visit& visit) {
+        if (given.contains(visit.element.getTag().getXTag())) {
+            return;
+        }
+        if (auto change = replaceIn(visit.element, finder, originals)) {
+            isChanged = true;
+            if (changes != nullptr) {
+                change->attribute = visit.path();
+                changes->push_back(std::move(*change));
+            }
+        }
+    };
+    walkElements(*file.getMetaInfo(), nullptr, replace);
+    walkElements(*file.getDataset(), nullptr, replace);
+    return isChanged;
+}
+
+} // namespace radvex::deidentify

@@ -1,0 +1,44 @@
+#include "dicom/pixels/ImageOptions.h"
+
+namespace radvex {
+
+namespace {
+
+/// Checks the kind of the tensor before its shape, and the shape before anything is built on it.
+void checkScaling(VTensor tensor) {
+    const VelmoraLibraryData api = GTU::LibraryData::API();
+    if (tensor == nullptr) {
+        GTU::ErrorManager::throwException(GTU::ErrorName::CreateFromNullError);
+    }
+    if (api->VTensor_getType(tensor) != VTensor_Real) {
+        GTU::ErrorManager::throwException(GTU::ErrorName::TensorTypeError);
+    }
+    if (api->VTensor_getRank(tensor) != 1 || api->VTensor_getDimensions(tensor)[0] != 2) {
+        GTU::ErrorManager::throwException("InvalidPixelScaling");
+    }
+}
+
+} // namespace
+
+int getScale(const GTU::VArgumentManager& manager, unsigned int index, ImageReadOptions& options) {
+    checkScaling(manager.getVTensor(index));
+    const GTU::Tensor<double, GTU::Passing::Automatic> scaling(manager.getVTensor(index));
+    const double method = scaling[0];
+    if (method >= 1.0) {
+        options.windowWidth = method;
+        options.windowCenter = scaling[1];
+        return kExplicitWindow;
+    }
+    if (method < 0.5 && method >= -0.5) {
+        return kMinMaxWindow;
+    }
+    if (method < -0.5 && method >= -1.5) {
+        return kTrimmedMinMaxWindow;
+    }
+    if (method < -1.5 && method >= -2.5) {
+        return kCommonWindow;
+    }
+    return kNoWindow; // 0.5 up to 1, below -2.5, and what is no number
+}
+
+} // namespace radvex

@@ -1,0 +1,120 @@
+#include "dicom/pixels/ImageRendering.h"
+
+#include <climits>
+#include <limits>
+
+#include "dicom/pixels/Dimensions.h"
+
+namespace radvex {
+
+namespace {
+
+/// What a rendered image becomes on the host's side.
+struct PictureShape {
+    vint slices; ///< 0 for one frame
+    vint width;
+    vint height;
+    vint channels;
+    vint colorSpace;
+};
+
+PictureShape shapeOf(const DicomImage& image) {
+    const bool isGrey = image.isMonochrome() != 0;
+    const unsigned long frames = image.getFrameCount();
+    const vint channels = isGrey ? 1 : 3;
+    (void)checkedProduct({static_cast<long long>(frames), static_cast<long long>(image.getHeight()),
+                          static_cast<long long>(image.getWidth()), channels});
+    return {frames > 1 ? static_cast<vint>(frames) : 0, static_cast<vint>(image.getWidth()),
+            static_cast<vint>(image.getHeight()), channels, isGrey ? VColorSpace_Grey : VColorSpace_RGB};
+}
+
+template <typename T>
+GTU::Image<T, GTU::Passing::Manual> newImage(const PictureShape& shape, bool interleaved) {
+    return {shape.slices, shape.width, shape.height, shape.channels, shape.colorSpace, interleaved};
+}
+
+std::size_t samplesOfFrame(const PictureShape& shape) {
+    return static_cast<std::size_t>(shape.width) * static_cast<std::size_t>(shape.height) *
+           static_cast<std::size_t>(shape.channels);
+}
+
+[[noreturn]] void throwNoPixels() { GTU::ErrorManager::throwException("ImageReadError"); }
+
+} // namespace
+
+void setScalingWindow(DicomImage& image, const ImageReadOptions& options) {
+    int isSet = 0;
+    switch (options.scaling) {
+    case kTrimmedMinMaxWindow: isSet = image.setMinMaxWindow(1); break;
+    case kMinMaxWindow: isSet = image.setMinMaxWindow(0); break;
+    case kCommonWindow:
+    case kExplicitWindow:
+        if (options.windowWidth && options.windowCenter) {
+            isSet = image.setWindow(*options.windowCenter, *options.windowWidth);
+        }
+        break;
+    default: return; // DCMTK's default stands
+    }
+    if (isSet == 0) {
+        (void)image.setNoVoiTransformation();
+    }
+}
+
+void setOverlayVisibility(DicomImage& image, bool show) {
+    // Group 0: the planes of the dataset itself.
+    (void)(show ? image.showAllOverlays(0) : image.hideAllOverlays(0));
+}
+
+vint dicomImageToNumericArrayType(const DicomImage& image) {
+    const int bits = image.getDepth();
+    if (bits <= 8) {
+        return VNumericArray_U8;
+    }
+    return bits <= 16 ? VNumericArray_U16 : VNumericArray_U32;
+}
+
+template <typename T>
+GTU::Image<T, GTU::Passing::Manual> getImage(DicomImage& image, bool interleaved) {
+    constexpr int kBits = sizeof(T) * CHAR_BIT;
+    const PictureShape shape = shapeOf(image);
+    auto result = newImage<T>(shape, interleaved);
+    const unsigned long frameBytes = image.getOutputDataSize(kBits);
+    if (frameBytes != samplesOfFrame(shape) * sizeof(T)) {
+        throwNoPixels(); // DCMTK would write beyond the frame's place, or leave part of it
+    }
+    auto* target = reinterpret_cast<unsigned char*>(result.getData());
+    for (unsigned long frame = 0; frame < image.getFrameCount(); ++frame) {
+        if (image.getOutputData(target + frame * frameBytes, frameBytes, kBits, frame, interleaved ? 0 : 1) == 0) {
+            throwNoPixels();
+        }
+    }
+    return result;
+}
+
+template GTU::Image<unsigned char, GTU::Passing::Manual> getImage(DicomImage&, bool);
+template GTU::Image<unsigned short, GTU::Passing::Manual> getImage(DicomImage&, bool);
+
+template <>
+GTU::Image<float, GTU::Passing::Manual> getImage<float>(DicomImage& image, bool /*interleaved*/) {
+    constexpr int kBits = 32;
+    constexpr double kMaximum = std::numeric_limits<Uint32>::max();
+    const PictureShape shape = shapeOf(image);
+    auto result = newImage<float>(shape, true);
+    const std::size_t samples = samplesOfFrame(shape);
+    if (image.getOutputDataSize(kBits) != samples * sizeof(Uint32)) {
+        throwNoPixels();
+    }
+    float* target = result.getData();
+    for (unsigned long frame = 0; frame < image.getFrameCount(); ++frame) {
+        const auto* source = static_cast<const Uint32*>(image.getOutputData(kBits, frame, 0));
+        if (source == nullptr) {
+            throwNoPixels();
+        }
+        for (std::size_t index = 0; index < samples; ++index) {
+            *target++ = static_cast<float>(static_cast<double>(source[index]) / kMaximum);
+        }
+    }
+    return result;
+}
+
+} // namespace radvex

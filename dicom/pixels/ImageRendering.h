@@ -1,0 +1,32 @@
+#pragma once
+
+#include "bridge/Image.h"
+#include "dcmtk/config/osconfig.h"
+#include "dicom/pixels/ImageOptions.h"
+
+#include "dcmtk/dcmimgle/dcmimage.h"
+
+namespace radvex {
+
+/// Sets the window of a monochrome image; a colour image is left alone. A window that DCMTK refuses, or that has no
+/// values, means no VOI transformation at all (PS3.3 C.11.2).
+void setScalingWindow(DicomImage& image, const ImageReadOptions& options);
+
+/// Burns all overlay planes in, or none.
+void setOverlayVisibility(DicomImage& image, bool show);
+
+/// The host's numeric array type for an image's rendered depth: u8 up to 8 bits, u16 up to 16, else u32.
+vint dicomImageToNumericArrayType(const DicomImage& image);
+
+/// Renders every frame of an image into a new host image: [row][column], [slice][row][column] for several frames, with
+/// three channels for colour.
+///
+/// `unsigned char` and `unsigned short` take DCMTK's 8-bit or 16-bit rendering over the whole range of the type, in
+/// place in the host's memory. `float` divides the 32-bit rendering by its maximum, so that values lie from 0 to 1, and
+/// is always interleaved.
+/// @throws GantryError  ImageReadError when DCMTK gives no pixels; DimensionsError beyond `vint` elements;
+/// ImageNewError
+template <typename T>
+GTU::Image<T, GTU::Passing::Manual> getImage(DicomImage& image, bool interleaved);
+
+} // namespace radvex

@@ -1,0 +1,80 @@
+#include "dicom/pixels/MisleadingPixels.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "dcmtk/dcmdata/dcdeftag.h"
+#include "dcmtk/dcmdata/dcpixel.h"
+#include "dcmtk/dcmdata/dcuid.h"
+#include "dcmtk/dcmdata/dcxfer.h"
+#include "dicom/pixels/PromisedPixels.h"
+
+namespace radvex {
+
+namespace {
+
+bool isShortColourByPlane(DcmItem& dataset) {
+    const std::string model = colourModelOf(dataset);
+    return numberOr(0, dataset, DCM_PlanarConfiguration) != 0 && !model.empty() && model != "RGB" &&
+           declaredBytes(dataset) > storedBytes(dataset);
+}
+
+/// DCMTK multiplies the sides of an overlay plane, its frames and, for one in the pixels, their bits in 64 bits; past
+/// them a plane of any size would count as whole.
+bool overlayOverflows(DcmItem& dataset, Uint16 group) {
+    constexpr Uint16 kRows = 0x0010;
+    constexpr Uint16 kColumns = 0x0011;
+    constexpr Uint16 kFrames = 0x0015;
+    constexpr double kMostBits = 9.0e18; // below 2 to the power of 63
+    constexpr double kBitsOfPixel = 65535.0;
+    Sint32 frames = 1;
+    (void)dataset.findAndGetSint32(DcmTagKey(group, kFrames), frames, 0, OFFalse);
+    return kBitsOfPixel * std::max(1.0, static_cast<double>(frames)) * numberOr(0, dataset, DcmTagKey(group, kRows)) *
+               numberOr(0, dataset, DcmTagKey(group, kColumns)) >
+           kMostBits;
+}
+
+bool anyOverlayOverflows(DcmItem& dataset) {
+    for (Uint16 group = 0x6000; group <= 0x601E; group = static_cast<Uint16>(group + 2)) {
+        if (overlayOverflows(dataset, group)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool isStandaloneOverlay(DcmItem& dataset) {
+    OFString kind;
+    return dataset.findAndGetOFString(DCM_SOPClassUID, kind, 0, OFFalse).good() &&
+           kind == UID_RETIRED_StandaloneOverlayStorage;
+}
+
+} // namespace
+
+bool misleadsTheRenderer(DcmDataset& dataset) {
+    constexpr double kMostSamples = 4294967295.0;
+    constexpr Uint16 kMostBitsOfLut = 16;
+    const bool endsInsideAWord =
+        numberOr(0, dataset, DCM_BitsAllocated) == 32 && static_cast<Uint32>(storedBytes(dataset)) % 4 != 0;
+    const bool hasModalityLut = dataset.tagExists(DCM_ModalityLUTSequence, OFFalse) == OFTrue;
+    return endsInsideAWord || storedBytes(dataset) * 8.0 / bitsOfSample(dataset) > kMostSamples ||
+           isShortColourByPlane(dataset) || anyOverlayOverflows(dataset) ||
+           (hasModalityLut && numberOr(0, dataset, DCM_BitsStored) > kMostBitsOfLut) || isStandaloneOverlay(dataset);
+}
+
+void makeEven(DcmDataset& dataset) {
+    DcmElement* element = nullptr;
+    Uint8* bytes = nullptr;
+    if (DcmXfer(dataset.getCurrentXfer()).isEncapsulated() ||
+        dataset.findAndGetElement(DCM_PixelData, element, OFFalse, OFFalse).bad() || element->getLength() % 2 == 0 ||
+        element->getUint8Array(bytes).bad() || bytes == nullptr) {
+        return;
+    }
+    std::vector<Uint8> even(bytes, bytes + element->getLength());
+    if (even.size() % 2 != 0) { // it may have been made even when it was loaded
+        even.push_back(0);
+        (void)element->putUint8Array(even.data(), static_cast<unsigned long>(even.size()));
+    }
+}
+
+} // namespace radvex

@@ -1,0 +1,143 @@
+// Pictures of a file: rendered by DCMTK, or copied from Pixel Data as it lies when DCMTK cannot render it.
+
+#include "bridge/NumericArray.h"
+#include "dcmtk/dcmdata/dcdeftag.h"
+#include "dicom/metadata/MemoryWatch.h"
+#include "dicom/pixels/CompressedPixels.h"
+#include "dicom/pixels/ImageRendering.h"
+#include "dicom/pixels/MisleadingPixels.h"
+#include "dicom/pixels/PromisedPixels.h"
+#include "dicom/readers/DcmFileReader.h"
+
+namespace radvex {
+
+namespace {
+
+using GTU::ErrorManager;
+using GTU::VArgumentType;
+using GTU::Passing::Manual;
+using GenericArray = GTU::VContainer<VArgumentType::NumericArray, Manual>;
+
+/// The flags without those under which DCMTK would harm the reader or read beyond its data.
+unsigned long harmlessFlags(std::uint32_t flags, DcmDataset& dataset) {
+    unsigned long harmless = flags;
+    harmless &= ~CIF_TakeOverExternalDataset; // it would delete the reader's dataset
+    harmless &= ~CIF_MayDetachPixelData;      // the second read would find no pixels
+    if (dataset.getCurrentXfer() == EXS_RLELossless) {
+        harmless &= ~CIF_UsePartialAccessToPixelData; // the decoder of single frames reads outside the fragment
+    }
+    const bool isOdd = (numberOr(1, dataset, DCM_Rows) & numberOr(1, dataset, DCM_Columns) &
+                        numberOr(1, dataset, DCM_SamplesPerPixel) & 1) != 0;
+    if (bitsOfSample(dataset) < 8 || (bitsOfSample(dataset) < 16 && isOdd)) {
+        harmless &= ~CIF_UsePartialAccessToPixelData; // a frame of odd length gets its last sample from behind it
+    }
+    return harmless;
+}
+
+GenericArray newArray(vint type, const std::vector<vint>& dims) {
+    return {type, static_cast<vint>(dims.size()), dims.data()};
+}
+
+int bitsOfElement(vint type) { return type == VNumericArray_U8 ? 8 : type == VNumericArray_U16 ? 16 : 32; }
+
+/// The array itself, or for 32-bit samples one of reals from 0 to 1 made by the host.
+GenericArray toHostsReals(GenericArray array, vint type) {
+    constexpr vint kReal = VNumericArray_F32;
+    if (type != VNumericArray_U32) {
+        return array;
+    }
+    VNumericArray converted = nullptr;
+    if (GTU::LibraryData::NumericArrayAPI()->VNumericArray_convertType(&converted, array.rawHandle(), kReal,
+                                                                       VConversion_ClipAndScale, 0.0) != 0) {
+        ErrorManager::throwException(GTU::ErrorName::NumericArrayConversionError,
+                                     "Conversion to type " + std::to_string(kReal) + " failed.");
+    }
+    return {converted, true};
+}
+
+} // namespace
+
+std::unique_ptr<DicomImage> DcmFileReader::openDicomImage(const ImageOpenOptions& options,
+                                                          PixelsAfterwards afterwards) const {
+    decompress();
+    makeEven(*dataset);
+    // A file without it is unsigned. It stays in the dataset; status ignored, since DCMTK says what it misses.
+    (void)dataset->putAndInsertUint16(DcmTag(DCM_PixelRepresentation), 0, 0, OFFalse);
+    if (promisesTooManyPixels(*dataset) || misleadsTheRenderer(*dataset) || misleadsTheDecoder(*dataset)) {
+        ErrorManager::throwException("ImageOpenError", filePath, DicomImage::getString(EIS_InvalidImage));
+    }
+    const unsigned long detach = afterwards == PixelsAfterwards::go ? CIF_MayDetachPixelData : 0;
+    auto image = std::make_unique<DicomImage>(
+        dataset, dataset->getCurrentXfer(), harmlessFlags(options.flags, *dataset) | detach,
+        static_cast<unsigned long>(options.frameStart), static_cast<unsigned long>(options.frameCount));
+    requireWhole();
+    if (image->getStatus() != EIS_Normal) {
+        ErrorManager::throwException("ImageOpenError", filePath, DicomImage::getString(image->getStatus()));
+    }
+    return image;
+}
+
+Uint16 DcmFileReader::planarConfiguration() const {
+    Uint16 planar = 0;
+    (void)dataset->findAndGetUint16(DCM_PlanarConfiguration, planar, 0, OFFalse);
+    return planar;
+}
+
+template <typename Target>
+void DcmFileReader::readImageImpl(Target& target, const ImageReadOptions& options) const {
+    const MemoryWatch memory;
+    try {
+        const auto image = openDicomImage(options);
+        setOverlayVisibility(*image, options.showOverlays);
+        setScalingWindow(*image, options);
+        const bool interleaved = planarConfiguration() == 0;
+        switch (dicomImageToNumericArrayType(*image)) {
+        case VNumericArray_U8: return placeImage(target, getImage<unsigned char>(*image, interleaved));
+        case VNumericArray_U16: return placeImage(target, getImage<unsigned short>(*image, interleaved));
+        default: return placeImage(target, getImage<float>(*image, interleaved));
+        }
+    } catch (const GTU::GantryError&) { // what DCMTK cannot render is copied as it lies
+        memory.require();               // but with more memory it could have been rendered
+        requireWhole();
+    }
+    readImageFallback(target);
+}
+
+template void DcmFileReader::readImageImpl(GTU::VArgumentManager&, const ImageReadOptions&) const;
+template void DcmFileReader::readImageImpl(ImageList&, const ImageReadOptions&) const;
+
+void DcmFileReader::readImage(GTU::VArgumentManager& manager, const ImageReadOptions& options) const {
+    readImageImpl(manager, options);
+}
+
+void DcmFileReader::readImage(ImageList& list, const ImageReadOptions& options) const { readImageImpl(list, options); }
+
+ArrayList DcmFileReader::readImageData(const ImageReadOptions& options) const {
+    ArrayList result;
+    const auto image = openDicomImage(options);
+    std::vector<vint> dims{static_cast<vint>(image->getHeight()), static_cast<vint>(image->getWidth())};
+    const Uint16 planar = planarConfiguration();
+    if (image->isMonochrome() == 0) {
+        dims.insert(planar == 0 ? dims.end() : dims.begin(), 3);
+    }
+    setOverlayVisibility(*image, options.showOverlays);
+    setScalingWindow(*image, options);
+
+    const unsigned long frameBytes = image->getOutputDataSize(0);
+    const vint type = dicomImageToNumericArrayType(*image);
+    const auto elementBits = bitsOfElement(type);
+    const GTU::VArrayDimensions shape(dims.begin(), dims.end());
+    const auto arrayBytes =
+        static_cast<unsigned long>(shape.getFlattenedLength()) * static_cast<unsigned long>(elementBits / 8);
+    for (unsigned long frame = 0; frame < image->getFrameCount(); ++frame) {
+        GenericArray array = newArray(type, dims);
+        if (frameBytes > arrayBytes ||
+            image->getOutputData(array.rawData(), frameBytes, elementBits, frame, planar) == 0) {
+            ErrorManager::throwException("ImageReadError", filePath);
+        }
+        result.push_back<VArgumentType::NumericArray, Manual>(toHostsReals(std::move(array), type));
+    }
+    return result;
+}
+
+} // namespace radvex

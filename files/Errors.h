@@ -1,0 +1,30 @@
+#pragma once
+
+#include <stdexcept>
+
+namespace radvex {
+
+/// How a run of the command ends.
+enum ExitStatus { kDone = 0, kRefused = 1, kUsage = 2 };
+
+/// Something that a person has to hear about. What it says is a sentence.
+class Error : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+    virtual ExitStatus exitStatus() const { return kRefused; }
+};
+
+/// A file cannot be read or written, or does not hold what it should.
+class FileError : public Error {
+  public:
+    using Error::Error;
+};
+
+/// Wrong use of the command.
+class UsageError : public Error {
+  public:
+    using Error::Error;
+    ExitStatus exitStatus() const override { return kUsage; }
+};
+
+} // namespace radvex

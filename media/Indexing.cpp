@@ -1,0 +1,63 @@
+#include "media/Indexing.h"
+
+#include <stdexcept>
+
+#include "files/Errors.h"
+#include "media/DatasetsModule.h"
+#include "workers/Blocks.h"
+#include "workers/Parcel.h"
+
+namespace radvex::media {
+
+namespace {
+
+std::unique_ptr<FolderIndexing> openIndexing(const std::string& folder, const std::string& place) {
+    const auto start =
+        reinterpret_cast<StartIndexingEntry>(datasetsEntry(kStartIndexingEntry, "Folders cannot be indexed"));
+    std::unique_ptr<FolderIndexing> indexing;
+    start(folder, place, indexing);
+    return indexing;
+}
+
+FileDescription descriptionOf(const workers::WorkResult& result) {
+    if (result.isDone()) {
+        return workers::fromParcel<FileDescription>(result.output);
+    }
+    const bool hasEnded = !result.end.empty();
+    return {FileDescription::Refused,
+            hasEnded ? "the reading process " + result.end : "it cannot be read: " + result.error};
+}
+
+} // namespace
+
+FolderIndex indexFolder(const std::string& folder, const std::string& place, std::size_t jobs,
+                        const workers::Progress& progress) {
+    try {
+        const auto indexing = openIndexing(folder, place);
+        const std::size_t count = indexing->fileCount();
+        const auto describe = [&](std::size_t file) { return workers::toParcel(indexing->describe(file)); };
+        workers::forEachInBlocks(count > 1 ? jobs : 0, count, describe,
+                                 [&](std::size_t file, const workers::WorkResult& result) {
+                                     indexing->take(file, descriptionOf(result));
+                                     progress("Indexing " + folder, file + 1, count);
+                                 });
+        return indexing->finish();
+    } catch (const std::runtime_error& error) {
+        throw FileError(error.what());
+    }
+}
+
+std::vector<std::string> whatIsLeftOut(const FolderIndex& index) {
+    std::vector<std::string> sentences;
+    if (index.skippedCount > 0) {
+        sentences.push_back(index.skippedCount == 1
+                                ? "1 file is not DICOM and was skipped."
+                                : std::to_string(index.skippedCount) + " files are not DICOM and were skipped.");
+    }
+    for (const RefusedFile& file : index.refused) {
+        sentences.push_back(file.path + " was not indexed: " + file.reason + ".");
+    }
+    return sentences;
+}
+
+} // namespace radvex::media

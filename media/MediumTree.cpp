@@ -1,0 +1,153 @@
+#include "media/MediumTree.h"
+
+#include <unordered_map>
+
+#include "files/Errors.h"
+#include "workers/Parcel.h"
+#include "workers/Workers.h"
+
+namespace radvex::media {
+
+using velmora::NodeView;
+using velmora::Store;
+using velmora::StoreView;
+using velmora::Value;
+
+namespace {
+
+/// Steps through the nodes of an information result beside those of the structure. Both are in directory order, but
+/// only the structure leaves out what has no key.
+class Beside {
+  public:
+    explicit Beside(StoreView store) : mNode(store.begin()), mEnd(store.end()) {}
+
+    StoreView next(std::string_view key) {
+        while (mNode != mEnd && (*mNode).name() != key) {
+            ++mNode;
+        }
+        if (mNode == mEnd) {
+            return StoreView(nullptr);
+        }
+        const StoreView found = (*mNode).store();
+        ++mNode;
+        return found;
+    }
+
+  private:
+    StoreView::Iterator mNode;
+    StoreView::Iterator mEnd;
+};
+
+/// Reads the tree: the structure, and what the records say where that is asked for.
+class TreeReader {
+  public:
+    TreeReader(velmora::Host& host, const std::string& dicomdir, const Selection& selection)
+        : mHost(host), mDicomdir(dicomdir), mSelection(selection) {}
+
+    void readRecords() {
+        const auto& [patient, study, series] = mSelection;
+        mPatients = mHost.call("ReadPatientInfo", {mDicomdir, Store::ofTexts({"ID", "Name"}), patient});
+        mStudies =
+            mHost.call("ReadStudyInfo", {mDicomdir, Store::ofTexts({"UID", "Date", "Description"}), patient, study});
+        mSeries = mHost.call("ReadSeriesInfo",
+                             {mDicomdir, Store::ofTexts({"UID", "Number", "Description"}), patient, study, series});
+        readModalities();
+    }
+
+    std::vector<MediumPatient> read() {
+        const auto& [patient, study, series] = mSelection;
+        const Value structure = mHost.call("ReadDICOMDIRStructure", {mDicomdir, patient, study, series, true});
+        std::vector<MediumPatient> patients;
+        Beside patientFields(viewOf(mPatients));
+        Beside studiesOfPatients(viewOf(mStudies));
+        Beside seriesOfPatients(viewOf(mSeries));
+        for (const NodeView node : structure.get<Store>()) {
+            const StoreView fields = patientFields.next(node.name());
+            MediumPatient one{std::string(node.name()), textOf(fields, "PatientID"), textOf(fields, "PatientName"), {}};
+            Beside studyFields(studiesOfPatients.next(node.name()));
+            Beside seriesOfStudies(seriesOfPatients.next(node.name()));
+            for (const NodeView studyNode : node.store()) {
+                one.studies.push_back(
+                    studyOf(studyNode, studyFields.next(studyNode.name()), seriesOfStudies.next(studyNode.name())));
+            }
+            patients.push_back(std::move(one));
+        }
+        return patients;
+    }
+
+  private:
+    static StoreView viewOf(const Value& value) {
+        return value.is<Store>() ? value.get<Store>().view() : StoreView(nullptr);
+    }
+    static std::string textOf(StoreView fields, std::string_view key) { return std::string(fields.text(key)); }
+
+    /// Modality by SeriesInstanceUID: the one thing that is asked of the records themselves.
+    void readModalities() {
+        const Value found = mHost.call("ReadMetadata", {mDicomdir, Store::ofTexts({"DirectoryRecordSequence"}), false});
+        for (const NodeView sequence : found.get<Store>()) {
+            for (const NodeView record : sequence.store()) {
+                if (const auto uid = textOf(record.store(), "SeriesInstanceUID"); !uid.empty()) {
+                    mModalities.emplace(uid, textOf(record.store(), "Modality"));
+                }
+            }
+        }
+    }
+
+    MediumSeries seriesOf(NodeView node, StoreView fields) const {
+        MediumSeries series{std::string(node.name()),
+                            textOf(fields, "SeriesInstanceUID"),
+                            textOf(fields, "SeriesNumber"),
+                            textOf(fields, "SeriesDescription"),
+                            {},
+                            node.store().texts()};
+        if (const auto known = mModalities.find(series.uid); known != mModalities.end()) {
+            series.modality = known->second;
+        }
+        return series;
+    }
+
+    MediumStudy studyOf(NodeView node, StoreView fields, StoreView seriesFields) const {
+        MediumStudy study{std::string(node.name()),
+                          textOf(fields, "StudyInstanceUID"),
+                          textOf(fields, "StudyDate"),
+                          textOf(fields, "StudyDescription"),
+                          {}};
+        Beside fieldsOfSeries(seriesFields);
+        for (const NodeView series : node.store()) {
+            study.series.push_back(seriesOf(series, fieldsOfSeries.next(series.name())));
+        }
+        return study;
+    }
+
+    velmora::Host& mHost;
+    const std::string& mDicomdir;
+    const Selection& mSelection;
+    Value mPatients{};
+    Value mStudies{};
+    Value mSeries{};
+    std::unordered_map<std::string, std::string> mModalities{};
+};
+
+} // namespace
+
+std::vector<MediumPatient> listMedium(velmora::Host& host, const Medium& medium, const Selection& selection,
+                                      Records records, std::size_t jobs) {
+    const auto read = [&] {
+        TreeReader reader(host, medium.dicomdir(), selection);
+        if (records == Records::all) {
+            reader.readRecords();
+        }
+        return workers::toParcel(reader.read());
+    };
+    try {
+        return workers::fromParcel<std::vector<MediumPatient>>(workers::workAlone(jobs, medium.place(), read));
+    } catch (const FileError& error) {
+        throw FileError(medium.userText(error.what()));
+    }
+}
+
+Selection selectionOf(const MediumPatient& patient, const MediumStudy& study, const MediumSeries& series) {
+    return {exactPattern(patient.id), exactPattern(study.uid), exactPattern(series.uid)};
+}
+
+} // namespace radvex::media

@@ -1,0 +1,87 @@
+#include "media/dicomdir/DicomIo.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+#include <stdexcept>
+#include <system_error>
+
+#include "dcmtk/dcmdata/dcmetinf.h"
+#include "dcmtk/dcmdata/dcostrma.h"
+#include "dcmtk/dcmdata/dcwcache.h"
+#include "guard/GuardedLoad.h"
+
+namespace radvex::media {
+
+namespace {
+
+struct CloseFile {
+    void operator()(std::FILE* file) const { (void)std::fclose(file); }
+};
+
+using File = std::unique_ptr<std::FILE, CloseFile>;
+
+[[noreturn]] void failToWrite(const std::string& why) { throw std::runtime_error("it cannot be written: " + why); }
+
+std::string systemMessage() { return std::generic_category().message(errno != 0 ? errno : EIO); }
+
+/// DCMTK's own stream to a file does not tell when the disk is full.
+class FileConsumer : public DcmConsumer {
+  public:
+    explicit FileConsumer(std::FILE* file) : mFile(file) {}
+
+    OFBool good() const override { return !mHasFailed; }
+    OFCondition status() const override { return mHasFailed ? EC_InvalidStream : EC_Normal; }
+    OFBool isFlushed() const override { return OFTrue; }
+    offile_off_t avail() const override { return 1 << 20; }
+    offile_off_t write(const void* bytes, offile_off_t length) override {
+        const std::size_t written = std::fwrite(bytes, 1, static_cast<std::size_t>(length), mFile);
+        mHasFailed = mHasFailed || written != static_cast<std::size_t>(length);
+        return static_cast<offile_off_t>(written);
+    }
+    void flush() override {}
+
+  private:
+    std::FILE* mFile;
+    bool mHasFailed = false;
+};
+
+class FileStream : public DcmOutputStream {
+  public:
+    explicit FileStream(FileConsumer& consumer) : DcmOutputStream(&consumer) {}
+};
+
+} // namespace
+
+void loadDicom(DcmFileFormat& file, const std::string& path) {
+    if (const auto failure = loadGuardedWhole(file, path)) {
+        throw std::runtime_error((failure->isRefused ? "" : "it cannot be read: ") + failure->reason);
+    }
+}
+
+void saveDicom(DcmFileFormat& file, const std::string& path) {
+    errno = 0;
+    File out(std::fopen(path.c_str(), "wb"));
+    if (!out) {
+        failToWrite(systemMessage());
+    }
+    FileConsumer consumer(out.get());
+    FileStream stream(consumer);
+    DcmWriteCache cache;
+    // DCMTK trusts the old length of the meta information, and readers would look for the dataset in a wrong place.
+    (void)file.getMetaInfo()->computeGroupLengthAndPadding(EGL_recalcGL, EPD_noChange, EXS_LittleEndianExplicit,
+                                                           EET_UndefinedLength);
+    file.transferInit();
+    const OFCondition written = file.write(stream, file.getDataset()->getOriginalXfer(), EET_UndefinedLength, &cache,
+                                           EGL_recalcGL, EPD_noChange, 0, 0, 0, EWM_dontUpdateMeta);
+    file.transferEnd();
+    stream.flush();
+    if (!consumer.good() || std::fflush(out.get()) != 0 || std::fclose(out.release()) != 0) {
+        failToWrite(systemMessage());
+    }
+    if (written.bad()) {
+        failToWrite(written.text());
+    }
+}
+
+} // namespace radvex::media

@@ -1,0 +1,131 @@
+#include "media/dicomdir/DirectoryBuilder.h"
+
+#include <stdexcept>
+#include <tuple>
+
+#include "dcmtk/dcmdata/dcdeftag.h"
+#include "dcmtk/dcmdata/dcfilefo.h"
+#include "guard/GuardedLoad.h"
+#include "media/dicomdir/RecordBytes.h"
+
+namespace radvex::media {
+
+namespace {
+
+[[noreturn]] void failToWriteDirectory(const std::string& reason) {
+    throw std::runtime_error("The DICOMDIR cannot be written: " + reason + ".");
+}
+
+} // namespace
+
+DirectoryBuilder::DirectoryBuilder(const std::string& path)
+    : mDirectory(std::make_unique<DcmDicomDir>(path.c_str(), "RADVEX")) {}
+
+bool DirectoryBuilder::lacksRecords(const FileDescription& file) const {
+    if (file.series.empty()) {
+        return false;
+    }
+    DcmDirectoryRecord* parent = &mDirectory->getRootRecord();
+    const std::string patient = patientKey(file);
+    for (const auto& [records, key, record] :
+         {std::tuple(&mPatients, &patient, &file.patientRecord), std::tuple(&mStudies, &file.study, &file.studyRecord),
+          std::tuple(&mSeries, &file.series, &file.seriesRecord)}) {
+        const auto known = parent == nullptr ? records->end() : records->find(Key(parent, *key));
+        parent = known == records->end() ? nullptr : known->second;
+        if (parent == nullptr && record->empty()) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void DirectoryBuilder::add(const FileDescription& file, const std::string& fileId) {
+    NewRecord instance = recordOfBytes(static_cast<E_DirRecType>(file.instanceType), file.instanceRecord);
+    // The one that it was made with is anybody's; and DCMTK leaves out what a File ID should not hold, dots for one.
+    if (instance->tagExists(DCM_ReferencedFileID)) {
+        instance->putAndInsertString(DCM_ReferencedFileID, fileId.c_str());
+    }
+    if (file.series.empty()) {
+        insert(&mDirectory->getRootRecord(), std::move(instance));
+    } else {
+        insertBelowSeries(std::move(instance), file);
+    }
+}
+
+/// Makes the records above that are new. All are made before any is inserted, so that a file that fails leaves no
+/// patient, study or series without files behind.
+void DirectoryBuilder::insertBelowSeries(NewRecord instance, const FileDescription& file) {
+    const std::string patient = patientKey(file);
+    struct Level {
+        Records& records;
+        const std::string& key;
+        E_DirRecType type;
+        const std::string& record;
+        NewRecord made;
+    };
+    Level levels[] = {{mPatients, patient, ERT_Patient, file.patientRecord, nullptr},
+                      {mStudies, file.study, ERT_Study, file.studyRecord, nullptr},
+                      {mSeries, file.series, ERT_Series, file.seriesRecord, nullptr}};
+    DcmDirectoryRecord* parent = &mDirectory->getRootRecord();
+    for (Level& level : levels) {
+        const auto known = level.records.find(Key(parent, level.key));
+        if (known == level.records.end()) {
+            if (level.record.empty()) {
+                throw std::runtime_error(file.reason);
+            }
+            level.made = recordOfBytes(level.type, level.record);
+        }
+        parent = level.made ? level.made.get() : known->second;
+    }
+    mPatientOfStudy.try_emplace(file.study, patient);
+    parent = &mDirectory->getRootRecord();
+    for (Level& level : levels) {
+        DcmDirectoryRecord*& place = level.records[Key(parent, level.key)];
+        if (level.made) {
+            place = level.made.get();
+            insert(parent, std::move(level.made));
+        }
+        parent = place;
+    }
+    insert(parent, std::move(instance));
+}
+
+/// The ID tells patients apart; without one the patient of the study when that is known, else the name.
+std::string DirectoryBuilder::patientKey(const FileDescription& file) const {
+    if (!file.patientId.empty()) {
+        return "id " + file.patientId;
+    }
+    const auto known = mPatientOfStudy.find(file.study);
+    if (known != mPatientOfStudy.end()) {
+        return known->second;
+    }
+    return file.patientName.empty() ? "study " + file.study : "name " + file.patientName;
+}
+
+void DirectoryBuilder::insert(DcmDirectoryRecord* parent, NewRecord record) {
+    if (parent->insertSub(record.get()).bad()) {
+        throw std::runtime_error(std::string("a record cannot be inserted: ") + parent->error().text());
+    }
+    (void)record.release();
+    ++mRecordCount;
+}
+
+void DirectoryBuilder::write() {
+    inventMissingAttributes(&mDirectory->getRootRecord());
+    const std::string path = mDirectory->getDirFileName().getCharPointer();
+    if (const OFCondition written = mDirectory->write(); written.bad()) {
+        failToWriteDirectory(written.text());
+    }
+    // DCMTK does not look whether the bytes reached the disk.
+    DcmFileFormat file;
+    if (const auto failure = loadGuarded(file, path)) {
+        failToWriteDirectory(failure->reason);
+    }
+    DcmSequenceOfItems* records = nullptr;
+    if (file.getDataset()->findAndGetSequence(DCM_DirectoryRecordSequence, records).bad() ||
+        records->card() != mRecordCount) {
+        failToWriteDirectory("it came out short");
+    }
+}
+
+} // namespace radvex::media

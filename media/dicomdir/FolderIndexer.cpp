@@ -1,0 +1,114 @@
+#include "media/dicomdir/FolderIndexer.h"
+
+#include <optional>
+#include <stdexcept>
+#include <system_error>
+
+#include "media/FileStart.h"
+#include "media/FolderWalk.h"
+#include "media/dicomdir/DcmtkSettings.h"
+#include "media/dicomdir/DirectoryBuilder.h"
+#include "media/dicomdir/FileRecords.h"
+#include "media/dicomdir/Placement.h"
+
+namespace radvex::media {
+
+namespace {
+
+std::string below(const std::string& folder, const std::string& path) {
+    return folder.ends_with('/') ? folder + path : folder + '/' + path;
+}
+
+class FolderIndexer : public FolderIndexing {
+  public:
+    FolderIndexer(const std::string& folder, const std::string& place)
+        : mFolder(folder), mWalk(walkFolder(folder)), mPlacement(place), mBuilder(mPlacement.draft()) {
+        mIndex.skippedCount = mWalk.specialCount;
+        for (const RefusedFile& file : mWalk.refused) {
+            mIndex.refused.push_back({below(mFolder, file.path), file.reason});
+        }
+    }
+
+    std::size_t fileCount() const override { return mWalk.files.size(); }
+
+    FileDescription describe(std::size_t file) override {
+        // What is described one after the other is taken one after the other.
+        if (file == 0 || mDescribed != file - 1) {
+            mBefore.reset();
+        }
+        mDescribed = file;
+        FileDescription description = describe(file, mBefore ? &*mBefore : nullptr);
+        if (description.outcome == FileDescription::Described && !description.series.empty()) {
+            mBefore = description;
+        }
+        return description;
+    }
+
+    FileDescription describe(std::size_t file, const FileDescription* before) const {
+        const std::string target = targetOf(file);
+        const FileStart start(target);
+        if (!start.isRead()) {
+            return {FileDescription::Refused, "it cannot be read: " + std::generic_category().message(start.reason())};
+        }
+        if (!start.hasMark() && !start.mayBeBareDataset()) {
+            return {FileDescription::NotForADirectory};
+        }
+        return describeFile(target, start.hasMark(), before);
+    }
+
+    void take(std::size_t file, const FileDescription& description) override {
+        switch (description.outcome) {
+        case FileDescription::NotForADirectory: ++mIndex.skippedCount; break;
+        case FileDescription::Refused: refuse(file, description.reason); break;
+        default: add(file, description);
+        }
+    }
+
+    FolderIndex finish() override {
+        if (!mIndex.files.empty()) {
+            mBuilder.write();
+            mIndex.dicomdir = mPlacement.publish();
+        }
+        mIndex.patientCount = mBuilder.patientCount();
+        mIndex.studyCount = mBuilder.studyCount();
+        mIndex.seriesCount = mBuilder.seriesCount();
+        return std::move(mIndex);
+    }
+
+  private:
+    std::string targetOf(std::size_t file) const { return below(mWalk.root, mWalk.files.at(file)); }
+    std::string userPathOf(std::size_t file) const { return below(mFolder, mWalk.files.at(file)); }
+
+    void refuse(std::size_t file, const std::string& reason) { mIndex.refused.push_back({userPathOf(file), reason}); }
+
+    void add(std::size_t file, const FileDescription& description) {
+        const std::string target = targetOf(file);
+        const std::string fileId = mPlacement.fileIdFor(target);
+        try {
+            // The file before may have been refused after all, and its records with it.
+            mBuilder.add(mBuilder.lacksRecords(description) ? describe(file, nullptr) : description, fileId);
+        } catch (const std::runtime_error& error) {
+            return refuse(file, error.what());
+        }
+        mPlacement.link(fileId, target);
+        mIndex.files.push_back({fileId, userPathOf(file)});
+    }
+
+    const KnownTypes mKnownTypes{};
+    std::string mFolder;
+    FolderWalk mWalk;
+    Placement mPlacement;
+    DirectoryBuilder mBuilder;
+    FolderIndex mIndex{};
+    std::size_t mDescribed = 0;
+    std::optional<FileDescription> mBefore{};
+};
+
+} // namespace
+
+std::unique_ptr<FolderIndexing> startIndexing(const std::string& folder, const std::string& place) {
+    silenceDcmtk();
+    return std::make_unique<FolderIndexer>(folder, place);
+}
+
+} // namespace radvex::media

@@ -1,0 +1,152 @@
+#include <gtest/gtest.h>
+
+#include "tests/dicom/readers/Refusals.h"
+#include "tests/support/DicomFiles.h"
+
+using namespace radvex::test;
+using velmora::ledger;
+using velmora::Operation;
+
+TEST_F(Refusals, OfASuccessfulCallLeaveItsCode) {
+    const auto path = writeDicom(folder.file("a.dcm"), {});
+    for (const char* name : {"GetFrameCount", "GetRepresentativeFrameIndex", "GetOverlayCount"}) {
+        sweep(
+            [&] {
+                const int code = codeOf(name, {path});
+                call("ClearCache"); // so that the next run asks the host again
+                return code;
+            },
+            0, {{"validatePath", {{0, -59}}}});
+    }
+}
+
+// Values are first kept on a loopback, where a refusal becomes the error itself, and then delivered, where a refusal
+// must not replace the error that is being raised.
+TEST_F(Refusals, OfAFailingCallKeepItsErrorUnlessItsValuesCannotBeKept) {
+    for (const char* name : {"GetFrameCount", "GetOverlayCount"}) {
+        sweep([&] { return codeOf(name, {folder.file("missing")}); }, -62,
+              {{"validatePath", {{0, -59}}}, {"TTPutFunction", {{1, -31}}}, {"TTPutUTF8String", {{0, -40}}}});
+    }
+}
+
+TEST_F(Refusals, OfDeliveryCostOnlyTheValues) {
+    const std::string path = folder.file("missing");
+    ledger().refuse(Operation::processTetherLink, 1);
+    EXPECT_EQ(messageOf("GetFrameCount", {path}), "Error when opening file `fileName`: `reason`.");
+    EXPECT_EQ(messageOf("GetFrameCount", {path}), "Error when opening file " + path + ": No such file or directory.");
+}
+
+TEST_F(Refusals, InCallsThatMakeNothingChangeNothing) {
+    sweep([&] { return codeOf("setExceptionDetailsContext", {"Host`"}); }, 0, {});
+    sweep([&] { return codeOf("CloseReader", {"/missing"}); }, 0, {});
+    sweep([&] { return codeOf("ClearCache"); }, 0, {});
+}
+
+TEST_F(Refusals, OfAMetadataReadAreTheErrorsOfWhatCouldNotBeMade) {
+    const auto path = writeDicom(folder.file("m.dcm"), [](DcmDataset& dataset) {
+        const Uint16 words[] = {1, 2, 3, 4, 5, 6};
+        const Uint8 bytes[] = {1, 2};
+        DcmItem* item = nullptr;
+        dataset.findOrCreateSequenceItem(DCM_ReferencedImageSequence, item, -2);
+        item->putAndInsertUint8Array(DcmTag(0x0029, 0x1010, EVR_OB), bytes, 2);
+        dataset.putAndInsertUint16Array(DcmTag(0x0029, 0x1011, EVR_US), words, 3);
+        dataset.putAndInsertUint16(DCM_Rows, 2);
+        dataset.putAndInsertUint16(DCM_Columns, 3);
+        dataset.putAndInsertUint16(DCM_SamplesPerPixel, 1);
+        dataset.putAndInsertUint16(DCM_BitsAllocated, 16);
+        dataset.putAndInsertUint16Array(DCM_PixelData, words, 6);
+    });
+    using velmora::Store;
+    sweep(
+        [&] {
+            const int code = codeOf("ReadAllMetadata", {path, Store::ofTexts({"PatientName"}), false});
+            call("ClearCache");
+            return code;
+        },
+        0,
+        {{"validatePath", {{0, -59}}},
+         {"createDataStore", {{0, -25}}},
+         {"VTensor_new", {{0, -15}}},
+         {"VNumericArray_new", {{0, -9}}},
+         {"DataStoreNode_getDataType", {{0, -50}}},
+         {"DataStoreNode_getData", {{0, -51}}}});
+    sweep(
+        [&] {
+            const int code = codeOf("ReadMetadataIntTags", {path, Store::of({Store::ofTexts({"0028", "0010"})})});
+            call("ClearCache");
+            return code;
+        },
+        0,
+        {{"validatePath", {{0, -59}}},
+         {"createDataStore", {{0, -25}}},
+         {"DataStoreNode_getDataType", {{0, -50}}},
+         {"DataStoreNode_getData", {{0, -51}}}});
+}
+
+TEST_F(Refusals, OfTheErrorTableGiveTheLinksErrors) {
+    const auto send = reinterpret_cast<VelmoraLinkFunction>(host().symbol("sendRegisteredErrors"));
+    sweep(
+        [&] {
+            auto& services = host().services();
+            services.resetLink();
+            TTPutFunction(services.hostLink(), "List", 0);
+            TTEndPacket(services.hostLink());
+            services.setInLibrary(true);
+            const int code = send(services.table(), services.libraryLink());
+            services.setInLibrary(false);
+            services.resetLink();
+            return code;
+        },
+        0,
+        {{"TTTestHead", {{0, -29}}},
+         {"TTNewPacket", {{0, -44}}},
+         {"TTPutFunction", {{0, -31}}},
+         {"TTPutUTF8String", {{0, -40}}},
+         {"TTPutInteger64", {{0, -39}}},
+         {"TTEndPacket", {{0, -44}}},
+         {"TTFlush", {{0, -45}}}});
+}
+
+TEST_F(Refusals, OfAWriteAreTheErrorsOfWhatCouldNotBeRead) {
+    using velmora::Image;
+    using velmora::Store;
+    Store metadata = Store::empty();
+    metadata.add("PatientName", "Doe^Jane");
+    Store item = Store::empty();
+    item.add("ReferencedFrameNumber", "1");
+    metadata.add("ReferencedImageSequence", Store::of({item}));
+    Store properties = Store::empty();
+    properties.add("OverlayType", "R");
+    Store options = Store::empty();
+    options.add("1", properties);
+    const Image image(2, 2, 3, 1, VImage_U8, VColorSpace_Grey, true);
+    const Image plane(0, 1, 1, 1, VImage_Bit, VColorSpace_Grey, true);
+    // Kinds are asked for when a list is taken, and again of each entry of the metadata. A name that does not come is
+    // empty: no keyword, no number of an overlay, and nothing else where none is needed.
+    sweep(
+        [&] {
+            return codeOf("WriteImage",
+                          {folder.file("w.dcm"), image, metadata, Store::of({plane}), "RLE", 0, 0, options});
+        },
+        0,
+        {{"validatePath", {{0, -59}}},
+         {"DataStoreNode_getDataType", {{0, -50}, {4, -81}, {6, -81}, {7, -81}}},
+         {"DataStoreNode_getData", {{0, -51}}},
+         {"DataStoreNode_getName", {{0, -64}, {3, 0}, {4, 6}, {5, 0}, {6, 0}}}});
+}
+
+TEST_F(Refusals, OfAnAnonymizationAreTheErrorsOfWhatCouldNotBeRead) {
+    velmora::Store replacements = velmora::Store::empty();
+    replacements.add("PatientName", "X");
+    const auto path = writeDicom(folder.file("a.dcm"), {});
+    sweep(
+        [&] {
+            return codeOf("DicomAnonymize", {path, folder.file("out.dcm"), replacements});
+        },
+        0,
+        {{"validatePath", {{0, -59}}},
+         {"DataStoreNode_getDataType", {{0, -50}}},
+         {"DataStoreNode_getData", {{0, -51}}},
+         {"DataStoreNode_getName", {{0, -64}}}});
+    sweep([&] { return codeOf("GetDictionaryInfo"); }, 0, {{"createDataStore", {{0, -25}}}});
+}

@@ -1,0 +1,99 @@
+#include "dicom/pixels/MisleadingPixels.h"
+
+#include <gtest/gtest.h>
+
+#include "dcmtk/dcmdata/dcdeftag.h"
+#include "dcmtk/dcmdata/dcpixel.h"
+#include "dcmtk/dcmdata/dcuid.h"
+
+namespace {
+
+struct Shape {
+    Uint16 bits = 8;
+    Uint16 samples = 1;
+    const char* model = "MONOCHROME2";
+    Uint16 planar = 0;
+    std::size_t bytes = 16; ///< of 4 x 4 pixels
+};
+
+std::unique_ptr<DcmDataset> imageOf(const Shape& shape) {
+    auto dataset = std::make_unique<DcmDataset>();
+    dataset->putAndInsertUint16(DCM_Rows, 4);
+    dataset->putAndInsertUint16(DCM_Columns, 4);
+    dataset->putAndInsertUint16(DCM_SamplesPerPixel, shape.samples);
+    dataset->putAndInsertUint16(DCM_BitsAllocated, shape.bits);
+    dataset->putAndInsertUint16(DCM_BitsStored, shape.bits);
+    dataset->putAndInsertUint16(DCM_PlanarConfiguration, shape.planar);
+    dataset->putAndInsertString(DCM_PhotometricInterpretation, shape.model);
+    const std::vector<Uint8> bytes(shape.bytes, 7);
+    dataset->putAndInsertUint8Array(DCM_PixelData, bytes.data(), bytes.size());
+    return dataset;
+}
+
+bool misleads(const Shape& shape) { return radvex::misleadsTheRenderer(*imageOf(shape)); }
+
+} // namespace
+
+TEST(MisleadingPixels, ColourByPlaneIsCountedByItsModel) {
+    EXPECT_FALSE(misleads({.samples = 3, .model = "YBR_FULL", .planar = 1, .bytes = 48}));
+    EXPECT_TRUE(misleads({.samples = 3, .model = "YBR_FULL", .planar = 1, .bytes = 46}));
+    EXPECT_FALSE(misleads({.samples = 3, .model = "YBR_FULL", .planar = 0, .bytes = 46}));
+    EXPECT_FALSE(misleads({.samples = 3, .model = "RGB", .planar = 1, .bytes = 46}));
+    for (const char* model : {"HSV", "hsv ", "ARGB", "CMYK"}) {
+        EXPECT_TRUE(misleads({.samples = 1, .model = model, .planar = 1, .bytes = 16})) << model;
+        EXPECT_TRUE(misleads({.samples = 0, .model = model, .planar = 1, .bytes = 16})) << model;
+    }
+    EXPECT_TRUE(misleads({.samples = 3, .model = "CMYK", .planar = 1, .bytes = 48})) << "it has four";
+    EXPECT_FALSE(misleads({.samples = 4, .model = "CMYK", .planar = 1, .bytes = 64}));
+    EXPECT_FALSE(misleads({.planar = 1, .bytes = 8})) << "one sample, in one plane";
+    EXPECT_FALSE(misleads({.model = "PALETTE COLOR", .planar = 1, .bytes = 8}));
+}
+
+TEST(MisleadingPixels, MoreSamplesThanThirtyTwoBitsCount) {
+    for (const unsigned long bytes : {1UL << 28, 1UL << 30}) {
+        const auto dataset = imageOf({.bits = 1});
+        auto pixels = std::make_unique<DcmPixelData>(DcmTag(DCM_PixelData, EVR_OB));
+        Uint8* untouched = nullptr;
+        ASSERT_TRUE(pixels->createUint8Array(static_cast<Uint32>(bytes), untouched).good());
+        ASSERT_TRUE(dataset->insert(pixels.release(), OFTrue).good());
+        EXPECT_EQ(radvex::misleadsTheRenderer(*dataset), bytes == 1UL << 30);
+    }
+}
+
+TEST(MisleadingPixels, OverlayPlanesOfAnyBitsAreCountedWithTheMost) {
+    const auto dataset = imageOf({});
+    dataset->putAndInsertUint16(DcmTag(0x6000, 0x0010, EVR_US), 32768);
+    dataset->putAndInsertUint16(DcmTag(0x6000, 0x0011, EVR_US), 32768);
+    EXPECT_FALSE(radvex::misleadsTheRenderer(*dataset));
+    dataset->putAndInsertString(DcmTag(0x6000, 0x0015, EVR_IS), "268435456");
+    EXPECT_TRUE(radvex::misleadsTheRenderer(*dataset));
+}
+
+TEST(MisleadingPixels, AModalityLutIsForSixteenBitsAtMost) {
+    for (const Uint16 bits : {Uint16{16}, Uint16{32}}) {
+        const auto dataset = imageOf({.bits = bits, .bytes = 64});
+        EXPECT_FALSE(radvex::misleadsTheRenderer(*dataset));
+        DcmItem* item = nullptr;
+        ASSERT_TRUE(dataset->findOrCreateSequenceItem(DCM_ModalityLUTSequence, item, 0).good());
+        EXPECT_EQ(radvex::misleadsTheRenderer(*dataset), bits == 32);
+    }
+}
+
+TEST(MisleadingPixels, AStandaloneOverlayHasNone) {
+    const auto dataset = imageOf({});
+    dataset->putAndInsertString(DCM_SOPClassUID, UID_RETIRED_StandaloneOverlayStorage);
+    EXPECT_TRUE(radvex::misleadsTheRenderer(*dataset));
+}
+
+TEST(MisleadingPixels, AreMadeEven) {
+    for (const std::size_t bytes : {16U, 17U}) {
+        const auto dataset = imageOf({.bytes = bytes});
+        radvex::makeEven(*dataset);
+        const Uint8* values = nullptr;
+        unsigned long count = 0;
+        ASSERT_TRUE(dataset->findAndGetUint8Array(DCM_PixelData, values, &count).good());
+        EXPECT_EQ(count, bytes / 2 * 2 + bytes % 2 * 2);
+        EXPECT_EQ(std::count(values, values + bytes, 7), static_cast<long>(bytes));
+        EXPECT_EQ(values[count - 1], bytes % 2 == 0 ? 7 : 0);
+    }
+}

@@ -1,0 +1,328 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <functional>
+
+#include "dcmtk/dcmdata/dcpixseq.h"
+#include "dcmtk/dcmdata/dcpxitem.h"
+#include "dcmtk/dcmjpeg/djencode.h"
+#include "dcmtk/dcmjpeg/djrploss.h"
+#include "dicom/pixels/CompressedPixels.h"
+#include "tests/support/CompressedPixelData.h"
+#include "tests/support/DicomFiles.h"
+#include "tests/support/HostTest.h"
+#include "tests/support/ImageFiles.h"
+#include "tests/support/TemporaryFolder.h"
+
+using namespace radvex::test;
+using namespace velmora;
+
+namespace {
+
+/// Most memory that the process ever had, in MiB.
+double peakMemory() {
+    std::ifstream status("/proc/self/status");
+    for (std::string word; status >> word;) {
+        if (word == "VmHWM:") {
+            double kilobytes = 0;
+            status >> kilobytes;
+            return kilobytes / 1024.0;
+        }
+    }
+    return 0;
+}
+
+/// An RLE frame of one segment that holds next to nothing (PS3.5 annex G).
+std::string shortFrame() {
+    std::string bytes(500, '\0');
+    bytes[0] = 1;  // segments
+    bytes[4] = 64; // where the first one starts
+    return bytes;
+}
+
+/// One frame of two gigabytes, or one of twelve pixels.
+void putShape(DcmItem& item, bool isHuge) {
+    item.putAndInsertUint16(DCM_Rows, isHuge ? 50000 : 3);
+    item.putAndInsertUint16(DCM_Columns, isHuge ? 40000 : 4);
+    item.putAndInsertUint16(DCM_SamplesPerPixel, 1);
+    item.putAndInsertUint16(DCM_BitsAllocated, 8);
+    item.putAndInsertUint16(DCM_BitsStored, 8);
+    item.putAndInsertUint16(DCM_HighBit, 7);
+    item.putAndInsertUint16(DCM_PixelRepresentation, 0);
+    item.putAndInsertString(DCM_PhotometricInterpretation, "MONOCHROME2");
+}
+
+constexpr double kAllowedMiB = 600;
+
+class PromisedPixels : public LibraryTest {
+  protected:
+    /// An image of 16 x 16 bytes as lossy JPEG.
+    std::string writeLossyJpeg(E_TransferSyntax syntax, int quality = 90) {
+        DJEncoderRegistration::registerCodecs();
+        ImageFile image{.rows = 16, .columns = 16, .bitsAllocated = 8, .bitsStored = 8};
+        image.words.resize(128, 0x1234);
+        const auto path = writeImageFile(folder.file("a.dcm"), image);
+        DcmFileFormat file;
+        EXPECT_TRUE(file.loadFile(path.c_str()).good());
+        const DJ_RPLossy parameter(quality);
+        EXPECT_TRUE(file.getDataset()->chooseRepresentation(syntax, &parameter).good());
+        EXPECT_TRUE(file.saveFile(path.c_str(), syntax).good());
+        DJEncoderRegistration::cleanup();
+        return path;
+    }
+    /// A copy with other bytes some way behind the first place of a marker.
+    std::string patched(const std::string& path, const std::string& marker, std::size_t behind,
+                        const std::string& bytes) {
+        std::string copy = readFile(path);
+        const std::size_t place = copy.find(marker);
+        EXPECT_NE(place, std::string::npos);
+        copy.replace(place + behind, bytes.size(), bytes);
+        return folder.write("b" + std::to_string(++mCopies) + ".dcm", copy);
+    }
+    /// A copy whose only fragment has become others.
+    std::string withFragments(const std::string& path,
+                              const std::function<std::vector<std::string>(const std::string&)>& change) {
+        DcmFileFormat file;
+        EXPECT_TRUE(file.loadFile(path.c_str()).good());
+        DcmElement* element = nullptr;
+        EXPECT_TRUE(file.getDataset()->findAndGetElement(DCM_PixelData, element).good());
+        const E_TransferSyntax syntax = file.getDataset()->getOriginalXfer();
+        DcmPixelSequence* former = nullptr;
+        DcmPixelItem* fragment = nullptr;
+        Uint8* bytes = nullptr;
+        EXPECT_TRUE(
+            dynamic_cast<DcmPixelData&>(*element).getEncapsulatedRepresentation(syntax, nullptr, former).good());
+        EXPECT_TRUE(former->getItem(fragment, 1).good());
+        EXPECT_TRUE(fragment->getUint8Array(bytes).good());
+        putFragments(*file.getDataset(), syntax, change({reinterpret_cast<const char*>(bytes), fragment->getLength()}));
+        const std::string copy = folder.file("b" + std::to_string(++mCopies) + ".dcm");
+        EXPECT_TRUE(file.saveFile(copy.c_str(), syntax).good());
+        return copy;
+    }
+
+    int mCopies = 0;
+    TemporaryFolder folder{};
+};
+
+/// A Huffman table for one difference of 17 bits.
+std::string impossibleTable() {
+    std::string table("\xFF\xC4\x00\x14\x03", 5);
+    table += '\1' + std::string(15, '\0') + '\x11';
+    return table;
+}
+
+} // namespace
+
+TEST_F(PromisedPixels, CompressedPixelsOfFewBytesThatPromiseGigabytesStayCompressed) {
+    const auto path = writeDicom(
+        folder.file("a.dcm"),
+        [](DcmDataset& dataset) {
+            putShape(dataset, true);
+            putFragments(dataset, EXS_RLELossless, {shortFrame()});
+        },
+        EXS_RLELossless);
+    const double before = peakMemory();
+    EXPECT_EQ(call("GetFrameCount", {path}).get<vint>(), 0);
+    const Tensor scaling(std::vector<vint>{2}, std::vector<double>{0.0, 0.0});
+    EXPECT_NE(codeOf("ReadImage", {path, 0, 0, scaling, false, 1}), 0);
+    EXPECT_NE(codeOf("ReadIntermediatePixelData", {path, 1, 0}), 0);
+    EXPECT_LT(peakMemory() - before, kAllowedMiB);
+}
+
+TEST_F(PromisedPixels, SoDoThoseOfAnIcon) {
+    const auto path = writeDicom(
+        folder.file("a.dcm"),
+        [](DcmDataset& dataset) {
+            putShape(dataset, false);
+            putFragments(dataset, EXS_RLELossless, {shortFrame()});
+            DcmItem* icon = nullptr;
+            dataset.findOrCreateSequenceItem(DCM_IconImageSequence, icon, 0);
+            putShape(*icon, true);
+            putFragments(*icon, EXS_RLELossless, {shortFrame()});
+        },
+        EXS_RLELossless);
+    const double before = peakMemory();
+    EXPECT_EQ(call("GetFrameCount", {path}).get<vint>(), 0);
+    EXPECT_LT(peakMemory() - before, kAllowedMiB);
+}
+
+TEST_F(PromisedPixels, AJpegFrameThatIsLargerThanTheImageIsNotDecoded) {
+    const auto path = writeLossyJpeg(EXS_JPEGProcess10_12);
+    EXPECT_EQ(codeOf("ReadIntermediatePixelData", {path, 1, 0}), 0);
+    const auto larger = patched(path, "\xFF\xC2", 5, std::string("\xFF\x00\xFF\x00", 4)); // lines, samples a line
+    const double before = peakMemory();
+    EXPECT_NE(codeOf("ReadIntermediatePixelData", {larger, 1, 0}), 0);
+    EXPECT_NE(codeOf("ReadIntermediatePixelData", {larger, 0x400, 0}), 0);
+    EXPECT_EQ(call("GetFrameCount", {larger}).get<vint>(), 0);
+    EXPECT_LT(peakMemory() - before, kAllowedMiB);
+}
+
+TEST_F(PromisedPixels, ALossyJpegTableForDifferencesOfMoreThanFifteenBitsIsNotUsed) {
+    const auto path = writeLossyJpeg(EXS_JPEGProcess1);
+    EXPECT_EQ(codeOf("ReadIntermediatePixelData", {path, 1, 0}), 0);
+    const std::size_t firstValue = 2 + 2 + 17; // behind marker, length, class, counts
+    const auto fifteen = patched(path, "\xFF\xC4", firstValue, "\x0F");
+    EXPECT_EQ(codeOf("ReadIntermediatePixelData", {fifteen, 1, 0}), 0);
+    const auto more = patched(path, "\xFF\xC4", firstValue, "\x10");
+    EXPECT_NE(codeOf("ReadIntermediatePixelData", {more, 1, 0}), 0);
+}
+
+TEST_F(PromisedPixels, SuchATableIsFoundWhereverADecoderComesByIt) {
+    const auto path = writeLossyJpeg(EXS_JPEGProcess1);
+    const auto code = [&](const std::function<std::vector<std::string>(const std::string&)>& change) {
+        return codeOf("ReadIntermediatePixelData", {withFragments(path, change), 1, 0});
+    };
+    EXPECT_NE(code([](const std::string& stream) -> std::vector<std::string> {
+                  return {stream.substr(0, 2) + impossibleTable() + stream.substr(2)};
+              }),
+              0);
+    const std::string pair = "\xFF\xFF";
+    EXPECT_NE(code([&](const std::string& stream) -> std::vector<std::string> {
+                  return {stream.substr(0, 2) + pair + impossibleTable() + stream.substr(2)};
+              }),
+              0)
+        << "behind filling";
+    for (std::size_t cut = 1; cut < impossibleTable().size(); ++cut) {
+        const auto inTwo = [&](const std::string& table) {
+            return [&, table](const std::string& stream) -> std::vector<std::string> {
+                const std::size_t scan = stream.find("\xFF\xDA");
+                const std::string even((scan + cut) % 2, '\xFF'); // filling in front of a marker; lengths are even
+                return {stream.substr(0, scan) + even + table.substr(0, cut), table.substr(cut) + stream.substr(scan)};
+            };
+        };
+        std::string possible = impossibleTable();
+        possible[4] = '\3'; // a table that is not used
+        possible.back() = '\x0F';
+        EXPECT_EQ(code(inTwo(possible)), 0) << cut;
+        EXPECT_NE(code(inTwo(impossibleTable())), 0) << "in two fragments, " << cut;
+    }
+}
+
+// Decoders take it, and then wait for the rest of the segment: reads outside the table, and an error all the same.
+TEST_F(PromisedPixels, SuchATableIsFoundInASegmentThatIsCutShort) {
+    const auto path = writeLossyJpeg(EXS_JPEGProcess1);
+    const auto misleads = [&](std::string table) {
+        table.replace(2, 2, "\x7F\xFF"); // far longer than what is there
+        const auto cut = withFragments(path, [&](const std::string& stream) -> std::vector<std::string> {
+            return {stream.substr(0, 2) + table + stream.substr(2)};
+        });
+        DcmFileFormat file;
+        EXPECT_TRUE(file.loadFile(cut.c_str()).good());
+        return radvex::misleadsTheDecoder(*file.getDataset());
+    };
+    EXPECT_TRUE(misleads(impossibleTable()));
+    std::string possible = impossibleTable();
+    possible.back() = '\x0F';
+    EXPECT_FALSE(misleads(possible));
+    possible[4] = '\x04'; // there are four, from 0 on
+    EXPECT_TRUE(misleads(possible));
+}
+
+TEST_F(PromisedPixels, BytesOfAnApplicationAreNotTakenForATable) {
+    const auto path = writeLossyJpeg(EXS_JPEGProcess1);
+    const auto withProfile = withFragments(path, [](const std::string& stream) -> std::vector<std::string> {
+        const std::string profile =
+            impossibleTable() + std::string("\xFF\xC2\x00\x0B\x08\xFF\xFF\xFF\xFF\x01\0\0\0", 13);
+        const char length[] = {'\0', static_cast<char>(2 + profile.size())};
+        return {stream.substr(0, 2) + "\xFF\xE2" + std::string(length, 2) + profile + stream.substr(2)};
+    });
+    EXPECT_EQ(codeOf("ReadIntermediatePixelData", {withProfile, 1, 0}), 0);
+}
+
+TEST_F(PromisedPixels, ATableOfJpegQuantizationIsNotTakenForAHeader) {
+    // At the lowest qualities the table is full of 255, followed by anything.
+    for (int quality = 0; quality < 12; ++quality) {
+        const auto path = writeLossyJpeg(EXS_JPEGProcess1, quality);
+        EXPECT_EQ(codeOf("ReadIntermediatePixelData", {path, 1, 0}), 0) << quality;
+        call("ClearCache");
+    }
+}
+
+TEST_F(PromisedPixels, AJpegStreamMayBeCutAnywhereOnce) {
+    const auto path = writeLossyJpeg(EXS_JPEGProcess1);
+    std::size_t size = 0;
+    std::size_t frame = 0;
+    withFragments(path, [&](const std::string& stream) -> std::vector<std::string> {
+        size = stream.size();
+        frame = stream.find("\xFF\xC0");
+        return {stream};
+    });
+    // The precision is looked for in the first fragment. Fragments have an even length.
+    for (std::size_t cut = (frame + 7) / 2 * 2; cut < size; cut += 2) {
+        const auto inTwo = withFragments(path, [cut](const std::string& stream) -> std::vector<std::string> {
+            return {stream.substr(0, cut), stream.substr(cut)};
+        });
+        EXPECT_EQ(codeOf("ReadIntermediatePixelData", {inTwo, 1, 0}), 0) << cut;
+        call("ClearCache");
+    }
+}
+
+TEST_F(PromisedPixels, AJpegMarkerBeforeWhichTheSearchForAFrameStandsStillIsNotReached) {
+    const auto path = writeLossyJpeg(EXS_JPEGProcess1);
+    const auto halting = withFragments(path, [](const std::string& stream) -> std::vector<std::string> {
+        return {stream.substr(0, 2) + "\xFF\x01" + stream.substr(2)};
+    });
+    EXPECT_NE(codeOf("ReadIntermediatePixelData", {halting, 1, 0}), 0);
+    EXPECT_EQ(call("GetFrameCount", {halting}).get<vint>(), 0);
+}
+
+// Decoders would read on behind the second fragment.
+TEST_F(PromisedPixels, ASkippedJpegSegmentThatEndsWithAnotherFragmentIsNotReached) {
+    const auto path = writeLossyJpeg(EXS_JPEGProcess1);
+    const auto endsWithFragment = withFragments(path, [](const std::string& stream) -> std::vector<std::string> {
+        const std::size_t scan = stream.find("\xFF\xDA");
+        const std::string comment = std::string("\xFF\xFE\x10\x02", 4) + std::string(4096, 'c');
+        const std::string even(scan % 2, '\xFF');
+        return {stream.substr(0, scan) + even + comment.substr(0, 50), comment.substr(50), stream.substr(scan)};
+    });
+    EXPECT_NE(codeOf("ReadIntermediatePixelData", {endsWithFragment, 1, 0}), 0);
+}
+
+// The decoder would write behind its list of four components.
+TEST_F(PromisedPixels, AJpegFrameOfMoreThanFourComponentsIsNotDecoded) {
+    const auto path = writeLossyJpeg(EXS_JPEGProcess1);
+    const auto eight = withFragments(path, [](const std::string&) -> std::vector<std::string> {
+        std::string frame("\xFF\xD8\xFF\xC4\0\x14\0\x01", 8);
+        frame += std::string(15, '\0') + '\0' + std::string("\xFF\xC3\0\x20\x08\0\x10\0\x10\x08", 10);
+        for (char component = 1; component <= 8; ++component) {
+            frame += std::string({component, '\x11', '\0'});
+        }
+        return {frame + std::string("\xFF\xDA\0\x08\x01\x08\0\x01\0\0", 10) + std::string(100, '\0')};
+    });
+    EXPECT_NE(codeOf("ReadIntermediatePixelData", {eight, 1, 0}), 0);
+    EXPECT_EQ(call("GetFrameCount", {eight}).get<vint>(), 0);
+}
+
+// The decoder would look up samples of 16 bits in tables for 12.
+TEST_F(PromisedPixels, LosslessJpegColourOfTwelveBitsIsDecodedWithoutConversionOnly) {
+    const auto path = writeLossyJpeg(EXS_JPEGProcess1);
+    const auto misleads = [&](const char* interpretation) {
+        const auto colour = withFragments(path, [](const std::string&) -> std::vector<std::string> {
+            const std::string frame("\xFF\xD8\xFF\xC3\0\x11\x0C\0\x10\0\x10\x03\x01\x11\0\x02\x11\0\x03\x11\0", 21);
+            return {frame + std::string(101, '\0')};
+        });
+        DcmFileFormat file;
+        EXPECT_TRUE(file.loadFile(colour.c_str()).good());
+        file.getDataset()->putAndInsertString(DCM_PhotometricInterpretation, interpretation);
+        return radvex::misleadsTheDecoder(*file.getDataset());
+    };
+    EXPECT_TRUE(misleads("YBR_FULL"));
+    EXPECT_TRUE(misleads("ybr_full"));
+    EXPECT_FALSE(misleads("RGB"));
+}
+
+// DCMTK looks for each by counting from the first one.
+TEST_F(PromisedPixels, ManyEmptyFragmentsAreNotGoneThrough) {
+    const auto path = writeLossyJpeg(EXS_JPEGProcess1);
+    for (const std::size_t count : {8000U, 9000U}) {
+        const auto many = withFragments(path, [count](const std::string& stream) {
+            std::vector<std::string> fragments(count);
+            fragments.front() = stream;
+            return fragments;
+        });
+        DcmFileFormat file;
+        ASSERT_TRUE(file.loadFile(many.c_str()).good());
+        EXPECT_EQ(radvex::misleadsTheDecoder(*file.getDataset()), count == 9000) << count;
+    }
+}

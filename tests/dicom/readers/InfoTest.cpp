@@ -1,0 +1,109 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/DicomFiles.h"
+#include "tests/support/HostTest.h"
+#include "tests/support/Nodes.h"
+#include "tests/support/TemporaryFolder.h"
+
+using namespace radvex::test;
+using namespace velmora;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+class Info : public LibraryTest {
+  protected:
+    Store patient(const std::vector<std::string>& fields, const std::string& pattern = ".*") {
+        return std::get<Store>(call("ReadPatientInfo", {path, Store::ofTexts(fields), pattern}));
+    }
+    Store study(const std::vector<std::string>& fields, const std::string& patientPattern = ".*",
+                const std::string& studyPattern = ".*") {
+        return std::get<Store>(call("ReadStudyInfo", {path, Store::ofTexts(fields), patientPattern, studyPattern}));
+    }
+    Store series(const std::vector<std::string>& fields, const std::string& patientPattern = ".*",
+                 const std::string& studyPattern = ".*", const std::string& seriesPattern = ".*") {
+        return std::get<Store>(
+            call("ReadSeriesInfo", {path, Store::ofTexts(fields), patientPattern, studyPattern, seriesPattern}));
+    }
+
+    TemporaryFolder folder{};
+    std::string path = writeDicom(folder.file("a.dcm"), [](DcmDataset& dataset) {
+        dataset.putAndInsertString(DCM_PatientName, "Doe^Jane");
+        dataset.putAndInsertString(DCM_PatientBirthDate, "19700102");
+        dataset.putAndInsertString(DCM_PatientID, "ABC");
+        dataset.putAndInsertString(DCM_StudyID, "S1");
+        dataset.putAndInsertString(DCM_StudyInstanceUID, "1.2.3");
+        dataset.putAndInsertString(DCM_ModalitiesInStudy, "CT\\MR");
+        dataset.putAndInsertString(DCM_SeriesInstanceUID, "1.2.3.4");
+        dataset.putAndInsertString(DCM_SeriesNumber, "7");
+    });
+};
+
+} // namespace
+
+TEST_F(Info, FieldsComeInTheirOrderUnderTheAttributesKeys) {
+    const Store result = patient({"Name", "BirthDate"});
+    EXPECT_THAT(keysOf(result.view()), ElementsAre("PatientName", "PatientBirthDate"));
+    EXPECT_EQ(textOf(result.view(), "PatientBirthDate"), "19700102");
+}
+
+TEST_F(Info, AFieldThatTheFileLacksLeavesNoNode) {
+    EXPECT_THAT(keysOf(patient({"Sex", "Name", "Weight", "ID"}).view()), ElementsAre("PatientName", "PatientID"));
+}
+
+TEST_F(Info, NoFieldsGiveAnEmptyStore) { EXPECT_EQ(patient({}).size(), 0U); }
+
+TEST_F(Info, TheSameFieldMeansAnotherAttributeAtEachLevel) {
+    EXPECT_EQ(textOf(patient({"ID"}).view(), "PatientID"), "ABC");
+    EXPECT_EQ(textOf(study({"ID"}).view(), "StudyID"), "S1");
+    EXPECT_EQ(textOf(study({"UID"}).view(), "StudyInstanceUID"), "1.2.3");
+    EXPECT_EQ(textOf(series({"UID"}).view(), "SeriesInstanceUID"), "1.2.3.4");
+    EXPECT_EQ(textOf(series({"Number"}).view(), "SeriesNumber"), "7");
+    EXPECT_EQ(textOf(study({"Modalities"}).view(), "ModalitiesInStudy"), "CT\\MR");
+}
+
+TEST_F(Info, AFieldOfAnotherLevelIsRefusedByName) {
+    EXPECT_EQ(messageOf("ReadSeriesInfo", {path, Store::ofTexts({"Modalities"}), ".*", ".*", ".*"}),
+              "Attribute tag named Modalities does not exist.");
+    EXPECT_EQ(codeOf("ReadSeriesInfo", {path, Store::ofTexts({"ID"}), ".*", ".*", ".*"}), -64);
+    EXPECT_EQ(codeOf("ReadStudyInfo", {path, Store::ofTexts({"Name"}), ".*", ".*"}), -64);
+    EXPECT_EQ(codeOf("ReadPatientInfo", {path, Store::ofTexts({"name"}), ".*"}), -64);
+}
+
+TEST_F(Info, EachPatternCanLeaveTheFileOut) {
+    EXPECT_EQ(patient({"ID"}, "XYZ").size(), 0U);
+    EXPECT_EQ(study({"ID"}, "ABC", "9.*").size(), 0U);
+    EXPECT_EQ(study({"ID"}, "XYZ", ".*").size(), 0U);
+    EXPECT_EQ(series({"UID"}, "ABC", "1.2.3", "9.*").size(), 0U);
+    EXPECT_EQ(series({"UID"}, "ABC", "9.*", "1.2.3.4").size(), 0U);
+    EXPECT_EQ(series({"UID"}, "ABC", "1.2.3", "1.2.3.4").size(), 1U);
+}
+
+TEST_F(Info, APatternMatchesTheWholeValueAndItsCase) {
+    EXPECT_EQ(patient({"ID"}, "AB").size(), 0U);
+    EXPECT_EQ(patient({"ID"}, "abc").size(), 0U);
+    EXPECT_EQ(patient({"ID"}, "[A-C]+").size(), 1U);
+}
+
+TEST_F(Info, AFileThatIsLeftOutHidesABadField) { EXPECT_EQ(patient({"NoSuchField"}, "XYZ").size(), 0U); }
+
+TEST_F(Info, AFileWithoutPatientIdMatchesEverythingButAPatternThatNeedsACharacter) {
+    path = writeDicom(folder.file("b.dcm"),
+                      [](DcmDataset& dataset) { dataset.putAndInsertString(DCM_PatientName, "Doe^Jane"); });
+    EXPECT_EQ(patient({"Name"}).size(), 1U);
+    EXPECT_EQ(patient({"Name"}, ".+").size(), 0U);
+}
+
+TEST_F(Info, ABadPathIsReportedBeforeABadPattern) {
+    EXPECT_EQ(codeOf("ReadPatientInfo", {"/missing", Store::ofTexts({}), "("}), -62);
+    EXPECT_EQ(codeOf("ReadPatientInfo", {path, Store::ofTexts({}), "("}), 6);
+    EXPECT_EQ(codeOf("ReadPatientInfo", {path, Store::ofTexts({}), std::string(1025, 'a')}), 6);
+}
+
+TEST_F(Info, ADirectoryWithoutRecordsIsEmpty) {
+    path = writeDicom(folder.file("DICOMDIR"), {});
+    const Value patients = call("ReadPatientInfo", {path, Store::ofTexts({"Nonsense"}), ".*"});
+    EXPECT_THAT(keysOf(patients.get<Store>().view()), IsEmpty());
+}

@@ -1,0 +1,251 @@
+// Volumes of modality values, file by file.
+
+#include <malloc.h>
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+
+#include "volume/SliceFile.h"
+#include "volume/VolumeSeries.h"
+#include "workers/Parcel.h"
+#include "workers/Workers.h"
+
+namespace radvex::volume {
+
+namespace {
+
+/// The pixels of each file would go back to the system, to be fetched anew page by page for the next one.
+void keepMemoryBetweenFiles() {
+#ifdef __GLIBC__
+    constexpr int kLargestBlock = 32 << 20;
+    mallopt(M_MMAP_THRESHOLD, kLargestBlock);
+    mallopt(M_TRIM_THRESHOLD, 2 * kLargestBlock);
+#endif
+}
+
+/// Puts the files of one series together, in their order.
+class Stack {
+  public:
+    Stack(const media::Medium& medium, workers::SharedMemory& memory) : mMedium(medium), mMemory(memory) {}
+
+    void add(const std::string& name, const workers::WorkResult& result, SliceFile file) {
+        if (!result.end.empty()) {
+            const std::string sentence = name + ": " + result.problem();
+            mReason = mReason.empty() ? sentence : mReason;
+            mResult.findings.push_back({FindingKind::unreadable, true, sentence, {name}});
+        } else if (!result.error.empty()) {
+            addUnreadable(name, result.error);
+        } else {
+            add(name, std::move(file));
+        }
+    }
+
+    SeriesVolume finish() {
+        if (!mOfOtherSize.empty()) {
+            throw formats::VolumeError(
+                "The slices differ in size: " + mFirst + " is " + std::to_string(mResult.header.columns) + " x " +
+                std::to_string(mResult.header.rows) + ", and not so " + namesOf(mOfOtherSize) + ".");
+        }
+        if (!mBuffer && mReason.empty()) {
+            throw NoPicturesError("The series holds no pictures.");
+        }
+        if (!mBuffer) {
+            throw formats::VolumeError("No file of the series can be read: " + mReason);
+        }
+        addFinding(mUnreadable, "cannot be read", mUnreadableReason);
+        addFinding(mPictureless, mPictureless.size() == 1 ? "holds no picture" : "hold no picture", "");
+        mResult.bytes = mBuffer->slices();
+        mResult.header.type = mBuffer->type();
+        mResult.header.slices = static_cast<vint>(mResult.bytes.size());
+        return std::move(mResult);
+    }
+
+  private:
+    void add(const std::string& name, SliceFile file) {
+        if (!file.isKnown) {
+            return addUnreadable(name, file.reason);
+        }
+        if (mResult.seriesNumber.empty()) {
+            mResult.seriesNumber = file.seriesNumber;
+        }
+        if (file.rows < 1 || file.columns < 1) {
+            mPictureless.push_back(name);
+            return;
+        }
+        if (!isOfOneSize(name, file)) {
+            return;
+        }
+        if (file.isColour) {
+            throw formats::VolumeError(name +
+                                       " is in colour, which has no modality values; --rendered gives its picture.");
+        }
+        if (!file.reason.empty()) {
+            return addUnreadable(name, file.reason);
+        }
+        if (!file.refusal.empty()) {
+            throw formats::VolumeError(file.refusal);
+        }
+        if (!mBuffer) {
+            mBuffer.emplace(mMemory, static_cast<std::size_t>(file.rows) * static_cast<std::size_t>(file.columns));
+        }
+        mBuffer->add(file.samples);
+        std::move(file.slices.begin(), file.slices.end(), std::back_inserter(mResult.slices));
+    }
+
+    bool isOfOneSize(const std::string& name, const SliceFile& file) {
+        formats::VolumeHeader& header = mResult.header;
+        if (mFirst.empty()) {
+            mFirst = name;
+            header.rows = file.rows;
+            header.columns = file.columns;
+        } else if (header.rows != file.rows || header.columns != file.columns) {
+            mOfOtherSize.push_back(name);
+        }
+        return mOfOtherSize.empty();
+    }
+
+    void addUnreadable(const std::string& name, const std::string& reason) {
+        const std::string sentence = mMedium.userText(reason);
+        mUnreadable.push_back(name);
+        mUnreadableReason = mUnreadableReason.empty() ? sentence : mUnreadableReason;
+        mReason = mReason.empty() ? sentence : mReason;
+    }
+
+    void addFinding(std::vector<std::string>& files, const std::string& what, const std::string& reason) {
+        if (!files.empty()) {
+            const std::string sentence = std::to_string(files.size()) + (files.size() == 1 ? " file " : " files ") +
+                                         what + ": " + namesOf(files) + "." + (reason.empty() ? "" : " " + reason);
+            mResult.findings.push_back({FindingKind::unreadable, true, sentence, std::move(files)});
+        }
+    }
+
+    const media::Medium& mMedium;
+    workers::SharedMemory& mMemory;
+    SeriesVolume mResult{};
+    std::optional<VolumeBuffer> mBuffer{};
+    std::string mFirst{};
+    std::vector<std::string> mOfOtherSize{};
+    std::vector<std::string> mUnreadable{};
+    std::vector<std::string> mPictureless{};
+    std::string mUnreadableReason{};
+    std::string mReason{}; ///< why there is nothing of the first file that gave nothing
+};
+
+/// Where a series begins among the files of all.
+std::vector<std::size_t> firstItems(const std::vector<SeriesFiles>& all) {
+    std::vector<std::size_t> firsts{0};
+    for (const SeriesFiles& series : all) {
+        firsts.push_back(firsts.back() + series.files.size());
+    }
+    return firsts;
+}
+
+/// Memory of a process for the file at hand. The next file gets the same, whose pages are there already: for shared
+/// memory the system takes several times as long to give a page as it takes to fill one.
+class FileMemory {
+  public:
+    explicit FileMemory(workers::SharedMemory& memory) : mMemory(memory) {}
+
+    std::byte* allocate(std::size_t bytes) {
+        if (bytes > mBytes) {
+            if (mBlock != nullptr) {
+                mMemory.empty(mBlock, mBytes);
+            }
+            mBytes = 0;
+            mBlock = mMemory.allocate(bytes);
+            mBytes = bytes;
+        }
+        return mBlock;
+    }
+
+  private:
+    workers::SharedMemory& mMemory;
+    std::byte* mBlock = nullptr;
+    std::size_t mBytes = 0;
+};
+
+} // namespace
+
+/// Processes put the slices of a file where this one finds them, and it copies them beside the others.
+class ModalityVolumes::Reader {
+  public:
+    Reader(velmora::Host& host, const media::Medium& medium, const std::vector<SeriesFiles>& all, std::size_t jobs)
+        : mHost(host),
+          mMedium(medium),
+          mAll(all),
+          mFirsts(firstItems(all)),
+          mJobs(mFirsts.back() < 2 ? 0 : std::min(jobs, mFirsts.back())),
+          mWorkers(mJobs, [this](std::size_t item) { return readFile(pathOf(item)); }) {}
+
+    SeriesVolume read(std::size_t series, const std::function<void()>& step) {
+        mVolume.clear();
+        mArrived.clear();
+        Stack stack(mMedium, mVolume);
+        const auto receive = [&](std::size_t item, const workers::WorkResult& result) {
+            auto arrived = mArrived.extract(item);
+            stack.add(nameOf(item), result, arrived.empty() ? SliceFile{} : std::move(arrived.mapped()));
+            step();
+        };
+        mWorkers.run(mFirsts[series], mFirsts[series + 1], receive,
+                     [this](std::size_t item, const workers::WorkResult& result) { take(item, result); });
+        return stack.finish();
+    }
+
+  private:
+    const std::string& pathOf(std::size_t item) const {
+        const auto next = std::upper_bound(mFirsts.begin(), mFirsts.end(), item);
+        const auto series = static_cast<std::size_t>(next - mFirsts.begin()) - 1;
+        return mAll[series].files[item - mFirsts[series]];
+    }
+
+    std::string nameOf(std::size_t item) const { return mMedium.userPath(pathOf(item)); }
+
+    std::string readFile(const std::string& path) {
+        const auto allocate = [this](std::size_t bytes) {
+            return mJobs == 0 ? mVolume.allocate(bytes) : mFileMemory.allocate(bytes);
+        };
+        SliceFile file = readSliceFile(mHost, path, mMedium.userPath(path), allocate);
+        return workers::toParcel(packSliceFile(std::move(file), mJobs == 0 ? mVolume : mShared));
+    }
+
+    /// Before the process that it came from goes on to its next file.
+    void take(std::size_t item, const workers::WorkResult& result) {
+        if (!result.error.empty()) {
+            return;
+        }
+        SliceFile file = unpackSliceFile(workers::fromParcel<SliceFileParcel>(result.output), nameOf(item),
+                                         mJobs == 0 ? mVolume : mShared);
+        if (mJobs > 0 && file.samples.count > 0) {
+            std::byte* copy = mVolume.allocate(file.bytes());
+            std::memcpy(copy, file.samples.samples, file.bytes());
+            file.samples.samples = copy;
+        }
+        mArrived.emplace(item, std::move(file));
+    }
+
+    velmora::Host& mHost;
+    const media::Medium& mMedium;
+    const std::vector<SeriesFiles>& mAll;
+    std::vector<std::size_t> mFirsts;
+    std::size_t mJobs;
+    workers::SharedMemory mVolume{false};
+    workers::SharedMemory mShared{true};
+    FileMemory mFileMemory{mShared}; ///< each process has its own
+    std::map<std::size_t, SliceFile> mArrived{};
+    workers::Workers mWorkers;
+};
+
+ModalityVolumes::ModalityVolumes(velmora::Host& host, const media::Medium& medium, const std::vector<SeriesFiles>& all,
+                                 std::size_t jobs) {
+    keepMemoryBetweenFiles();
+    mReader = std::make_unique<Reader>(host, medium, all, jobs);
+}
+
+ModalityVolumes::~ModalityVolumes() = default;
+
+SeriesVolume ModalityVolumes::read(std::size_t series, const std::function<void()>& step) {
+    return mReader->read(series, step);
+}
+
+} // namespace radvex::volume

@@ -1,0 +1,89 @@
+#include "volume/PixelMeaning.h"
+
+#include <algorithm>
+
+#include "volume/SliceRecord.h"
+
+namespace radvex::volume {
+
+using velmora::Store;
+
+PixelMeaning readPixelMeaning(velmora::Host& host, const std::string& file) {
+    PixelMeaning meaning;
+    meaning.frames = std::max(1, host.call("GetFrameCount", {file}).get<vint>());
+    const velmora::Value found = host.call(
+        "ReadMetadata", {file,
+                         Store::ofTexts({"PixelRepresentation", "BitsStored", "RescaleSlope", "RescaleIntercept",
+                                         "RescaleType", "PhotometricInterpretation", "Modality"}),
+                         false});
+    const velmora::StoreView attributes = found.get<Store>().view();
+    meaning.isSigned = attributes.integer("PixelRepresentation").value_or(0) != 0;
+    meaning.bitsStored = attributes.integer("BitsStored");
+    meaning.slope = decimalOf(attributes.text("RescaleSlope"));
+    meaning.intercept = decimalOf(attributes.text("RescaleIntercept"));
+    meaning.unit = attributes.text("RescaleType");
+    meaning.photometricInterpretation = attributes.text("PhotometricInterpretation");
+    // Rescaled CT values without a Rescale Type are Hounsfield units (PS3.3 C.11.1.1.2).
+    if (meaning.unit.empty() && attributes.text("Modality") == "CT" && meaning.slope) {
+        meaning.unit = "HU";
+    }
+    return meaning;
+}
+
+formats::Json describeMeaning(const PixelMeaning& meaning, bool isRendered) {
+    const auto orNull = [](const auto& value) { return value ? formats::Json(*value) : formats::Json(); };
+    const auto textOrNull = [](const std::string& text) {
+        return text.empty() ? formats::Json() : formats::Json(text);
+    };
+    const bool isGrey = meaning.photometricInterpretation.starts_with("MONOCHROME");
+    return {{"signed", meaning.isSigned},
+            {"bitsStored", orNull(meaning.bitsStored)},
+            {"slope", orNull(meaning.slope)},
+            {"intercept", orNull(meaning.intercept)},
+            {"unit", textOrNull(meaning.unit)},
+            {"photometricInterpretation", textOrNull(meaning.photometricInterpretation)},
+            {"polarity", !isGrey      ? formats::Json()
+                         : isRendered ? formats::Json("MONOCHROME2")
+                                      : formats::Json(meaning.photometricInterpretation)}};
+}
+
+Statistics statisticsOf(const velmora::Image& image) {
+    const auto count = static_cast<std::size_t>(image.info().length);
+    switch (image.info().type) {
+    case VImage_U8: return statisticsOf(image.data<std::uint8_t>().data(), count);
+    case VImage_U16: return statisticsOf(image.data<std::uint16_t>().data(), count);
+    case VImage_F32: return statisticsOf(image.data<float>().data(), count);
+    case VImage_F64: return statisticsOf(image.data<double>().data(), count);
+    default: return statisticsOf(image.data<std::int8_t>().data(), count);
+    }
+}
+
+Statistics statisticsOf(const VelmoraNumericArray& array) {
+    const auto count = static_cast<std::size_t>(array.length);
+    const void* data = array.data.get();
+    switch (array.type) {
+    case VNumericArray_S8: return statisticsOf(static_cast<const std::int8_t*>(data), count);
+    case VNumericArray_U8: return statisticsOf(static_cast<const std::uint8_t*>(data), count);
+    case VNumericArray_S16: return statisticsOf(static_cast<const std::int16_t*>(data), count);
+    case VNumericArray_U16: return statisticsOf(static_cast<const std::uint16_t*>(data), count);
+    case VNumericArray_S32: return statisticsOf(static_cast<const std::int32_t*>(data), count);
+    case VNumericArray_U32: return statisticsOf(static_cast<const std::uint32_t*>(data), count);
+    case VNumericArray_F32: return statisticsOf(static_cast<const float*>(data), count);
+    default: return statisticsOf(static_cast<const double*>(data), count);
+    }
+}
+
+void addStatistics(formats::Json& json, const Statistics& statistics) {
+    json["minimum"] = statistics.minimum;
+    json["maximum"] = statistics.maximum;
+    json["mean"] = statistics.mean;
+}
+
+std::string textOf(const Statistics& statistics) {
+    char text[128];
+    std::snprintf(text, sizeof text, "minimum %.10g, maximum %.10g, mean %.10g", statistics.minimum, statistics.maximum,
+                  statistics.mean);
+    return text;
+}
+
+} // namespace radvex::volume

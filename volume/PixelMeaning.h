@@ -1,0 +1,58 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "formats/LosslessJson.h"
+#include "host/Host.h"
+
+namespace radvex::volume {
+
+/// What the stored pixel values of a file mean, as its attributes say.
+struct PixelMeaning {
+    vint frames = 1;
+    bool isSigned = false;
+    std::optional<vint> bitsStored{};
+    std::optional<double> slope{};
+    std::optional<double> intercept{};
+    std::string unit{}; ///< of the rescaled values; empty when the file does not say
+    std::string photometricInterpretation{};
+};
+
+PixelMeaning readPixelMeaning(velmora::Host& host, const std::string& file);
+
+/// The same as JSON members; what is not known is null. "polarity" is that of the numbers that leave the command: a
+/// rendered grey picture is MONOCHROME2 whatever the file is, values as they are keep the file's, colour has none.
+formats::Json describeMeaning(const PixelMeaning& meaning, bool isRendered);
+
+/// Smallest, largest and mean value.
+struct Statistics {
+    double minimum = 0;
+    double maximum = 0;
+    double mean = 0;
+};
+
+template <typename T>
+Statistics statisticsOf(const T* values, std::size_t count) {
+    Statistics result;
+    if (count == 0) {
+        return result;
+    }
+    double sum = 0;
+    T minimum = values[0];
+    T maximum = values[0];
+    for (std::size_t index = 0; index < count; ++index) {
+        minimum = values[index] < minimum ? values[index] : minimum;
+        maximum = values[index] > maximum ? values[index] : maximum;
+        sum += static_cast<double>(values[index]);
+    }
+    return {static_cast<double>(minimum), static_cast<double>(maximum), sum / static_cast<double>(count)};
+}
+
+Statistics statisticsOf(const velmora::Image& image);
+Statistics statisticsOf(const VelmoraNumericArray& array);
+
+void addStatistics(formats::Json& json, const Statistics& statistics);
+std::string textOf(const Statistics& statistics);
+
+} // namespace radvex::volume

@@ -1,0 +1,135 @@
+// Picture volumes, which the library stacks.
+
+#include <algorithm>
+
+#include "media/Rendering.h"
+#include "volume/SliceMetadata.h"
+#include "volume/VolumeSeries.h"
+
+namespace radvex::volume {
+
+using velmora::NodeView;
+using velmora::Store;
+using velmora::StoreView;
+
+namespace {
+
+/// The volume of the series among those that were read. Series that were not have an empty store.
+const VelmoraImage* volumeOf(const velmora::Value& read, const SeriesFiles& series) {
+    std::size_t repetition = series.repetition;
+    const StoreView studies = read.get<Store>().view().at(series.patientIndex).store();
+    for (const NodeView node : studies.at(series.studyIndex).store()) {
+        if (node.name() == series.series && node.type() == VType_Image && repetition-- == 0) {
+            return node.cell().image;
+        }
+    }
+    return nullptr;
+}
+
+/// Metadata of the files that can be opened. The library drops the others without a word.
+std::vector<FileMetadata> readAllMetadata(const SeriesReading& reading, const SeriesFiles& series,
+                                          SeriesVolume& result) {
+    std::vector<FileMetadata> files;
+    std::vector<std::string> dropped;
+    std::string reason;
+    for (const std::string& path : series.files) {
+        try {
+            files.emplace_back(reading.host, path, reading.medium.userPath(path), FileMetadata::Extent::places);
+            reading.host.call("CloseReader", {path});
+        } catch (const velmora::LibraryError& error) {
+            dropped.push_back(reading.medium.userPath(path));
+            reason = reason.empty() ? reading.medium.userText(error.what()) : reason;
+        }
+        reading.step();
+    }
+    if (files.empty() && !dropped.empty()) {
+        throw formats::VolumeError("No file of the series can be read: " + reason);
+    }
+    if (!dropped.empty()) {
+        const std::string sentence = std::to_string(dropped.size()) +
+                                     (dropped.size() == 1 ? " file cannot be read: " : " files cannot be read: ") +
+                                     namesOf(dropped) + ". " + reason;
+        result.findings.push_back({FindingKind::unreadable, true, sentence, std::move(dropped)});
+    }
+    return files;
+}
+
+void requirePictures(const std::vector<FileMetadata>& files) {
+    std::vector<std::string> others;
+    const auto hasPicture = [](const FileMetadata& file) { return file.rows() > 0 && file.columns() > 0; };
+    if (std::none_of(files.begin(), files.end(), hasPicture)) {
+        throw NoPicturesError("The series holds no pictures.");
+    }
+    for (const FileMetadata& file : files) {
+        if (file.rows() != files.front().rows() || file.columns() != files.front().columns()) {
+            others.push_back(file.name());
+        }
+    }
+    if (!others.empty()) {
+        throw formats::VolumeError("The slices differ in size: " + files.front().name() + " is " +
+                                   std::to_string(files.front().columns()) + " x " +
+                                   std::to_string(files.front().rows()) + ", and not so " + namesOf(others) + ".");
+    }
+}
+
+/// First frames in the library's order.
+void addSlices(SeriesVolume& result, const std::vector<FileMetadata>& files) {
+    std::vector<std::string> longer;
+    for (const FileMetadata& file : files) {
+        result.slices.push_back(file.slices(1).front());
+        if (file.promisedFrames() > 1) {
+            longer.push_back(file.name());
+        }
+    }
+    std::stable_sort(result.slices.begin(), result.slices.end(), [](const SliceRecord& a, const SliceRecord& b) {
+        return a.instanceNumber.value_or(0) < b.instanceNumber.value_or(0);
+    });
+    if (!longer.empty()) {
+        const std::string sentence =
+            "Only the first frame is in the rendered volume of " + namesOf(longer) + "; without --rendered all are.";
+        result.findings.push_back({FindingKind::framesLeftOut, false, sentence, std::move(longer)});
+    }
+}
+
+void addBytes(SeriesVolume& result, const VelmoraImage& image) {
+    if (static_cast<std::size_t>(image.slices) != result.slices.size()) {
+        throw formats::VolumeError("Files of the series changed while they were read.");
+    }
+    result.header = {image.type == VImage_U8 ? VNumericArray_U8 : VNumericArray_U16,
+                     image.channels,
+                     image.columns,
+                     image.rows,
+                     image.slices,
+                     {}};
+    const std::size_t size = static_cast<std::size_t>(image.rows) * static_cast<std::size_t>(image.columns) *
+                             static_cast<std::size_t>(image.channels) * velmora::imageElementSize(image.type);
+    const auto* first = static_cast<const std::byte*>(image.data.get());
+    for (std::size_t index = 0; index < result.slices.size(); ++index) {
+        result.bytes.emplace_back(first + index * size, size);
+    }
+}
+
+} // namespace
+
+SeriesVolume readRenderedVolume(const SeriesReading& reading, const SeriesFiles& series,
+                                const velmora::Tensor& scaling) {
+    SeriesVolume result;
+    const auto files = readAllMetadata(reading, series, result);
+    requirePictures(files);
+    result.seriesNumber = files.front().seriesNumber();
+    addSlices(result, files);
+    // The pattern meets the series' UID, which is empty where another attribute stands in as its key.
+    const std::string pattern = "(?:" + media::exactPattern(series.series) + ")?";
+    auto read = std::make_shared<velmora::Value>(
+        reading.host.call("Read3DImage", {reading.medium.dicomdir(), reading.selection.patient, reading.selection.study,
+                                          pattern, scaling, media::kImageFlags}));
+    const VelmoraImage* image = volumeOf(*read, series);
+    if (image == nullptr) {
+        throw formats::VolumeError("The library gave no volume for the series.");
+    }
+    addBytes(result, *image);
+    result.owner = std::move(read);
+    return result;
+}
+
+} // namespace radvex::volume

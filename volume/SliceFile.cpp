@@ -1,0 +1,85 @@
+#include "volume/SliceFile.h"
+
+#include "media/Rendering.h"
+#include "volume/SliceMetadata.h"
+
+namespace radvex::volume {
+
+namespace {
+
+constexpr vint kStoredValues = 0x40; // the flag by which the modality transformation is left out
+
+/// Gives back the library's copy of a file, whatever happened to it.
+class ClosingReader {
+  public:
+    ClosingReader(velmora::Host& host, const std::string& path) : mHost(host), mPath(path) {}
+    ~ClosingReader() {
+        try {
+            mHost.call("CloseReader", {mPath});
+        } catch (const std::exception&) { // a file that was never opened
+        }
+    }
+    ClosingReader(const ClosingReader&) = delete;
+    ClosingReader& operator=(const ClosingReader&) = delete;
+
+  private:
+    velmora::Host& mHost;
+    const std::string& mPath;
+};
+
+void readSamples(velmora::Host& host, const std::string& path, const FileMetadata& metadata, const Allocate& allocate,
+                 SliceFile& file) {
+    // Stored values are rescaled here: the library's integers would cut fractions off, and DCMTK takes longer.
+    const vint flags = media::kImageFlags | (metadata.needsLibrary() ? 0 : kStoredValues);
+    const velmora::Value values = host.call("ReadIntermediatePixelData", {path, flags, 0});
+    if (!values.is<velmora::NumericArray>()) {
+        throw formats::VolumeError(metadata.name() + ": DCMTK's intermediate values have no array type.");
+    }
+    const VelmoraNumericArray& array = *values.get<velmora::NumericArray>().handle();
+    const vint frames = array.dimensions.size() > 2 ? array.dimensions.front() : 1;
+    const auto samples = static_cast<std::size_t>(file.rows) * static_cast<std::size_t>(file.columns); // 16-bit each
+    file.samples = storeSlices(allocate, samples, array, metadata.rules(frames));
+    file.slices = metadata.slices(frames);
+}
+
+} // namespace
+
+SliceFile readSliceFile(velmora::Host& host, const std::string& path, const std::string& name,
+                        const Allocate& allocate) {
+    SliceFile file;
+    try {
+        const ClosingReader closing(host, path);
+        const FileMetadata metadata(host, path, name);
+        file.isKnown = true;
+        file.seriesNumber = metadata.seriesNumber();
+        file.rows = metadata.rows();
+        file.columns = metadata.columns();
+        file.isColour = metadata.isColour();
+        if (file.rows > 0 && file.columns > 0 && !file.isColour) {
+            readSamples(host, path, metadata, allocate, file);
+        }
+    } catch (const velmora::LibraryError& error) {
+        file.reason = error.what();
+    } catch (const Error& error) {
+        file.refusal = error.what();
+    }
+    return file;
+}
+
+SliceFileParcel packSliceFile(SliceFile file, const workers::SharedMemory& memory) {
+    const std::size_t offset = file.samples.count == 0 ? 0 : memory.offsetOf(file.samples.samples);
+    return {std::move(file), offset};
+}
+
+SliceFile unpackSliceFile(SliceFileParcel parcel, const std::string& name, const workers::SharedMemory& memory) {
+    SliceFile file = std::move(parcel.file);
+    if (file.samples.count > 0) {
+        file.samples.samples = memory.at(parcel.offset, file.bytes());
+    }
+    for (SliceRecord& slice : file.slices) {
+        slice.file = name;
+    }
+    return file;
+}
+
+} // namespace radvex::volume

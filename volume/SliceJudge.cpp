@@ -1,0 +1,307 @@
+#include "volume/SliceJudge.h"
+
+#include <cstdio>
+#include <numbers>
+#include <numeric>
+#include <set>
+
+namespace radvex::volume {
+
+namespace {
+
+constexpr double kDirection = 1e-3; // what three decimals of a cosine leave open
+
+bool isSameVector(const formats::Vector3& a, const formats::Vector3& b) {
+    return std::abs(a[0] - b[0]) <= kDirection && std::abs(a[1] - b[1]) <= kDirection &&
+           std::abs(a[2] - b[2]) <= kDirection;
+}
+
+bool isSameOrientation(const Orientation& a, const Orientation& b) {
+    return isSameVector(a.alongColumns, b.alongColumns) && isSameVector(a.alongRows, b.alongRows);
+}
+
+bool isSameLength(double a, double b) { return std::abs(a - b) <= 1e-3 * std::max(a, b); }
+
+bool isSameSpacing(const std::optional<PixelSpacing>& a, const std::optional<PixelSpacing>& b) {
+    return a.has_value() == b.has_value() &&
+           (!a || (isSameLength(a->betweenRows, b->betweenRows) && isSameLength(a->betweenColumns, b->betweenColumns)));
+}
+
+std::string number(double value) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.6g", value);
+    return text;
+}
+
+std::string count(std::size_t number, const char* one, const char* several) {
+    return std::to_string(number) + (number == 1 ? one : several);
+}
+
+std::vector<std::size_t> allButTheFirst(const std::vector<std::vector<std::size_t>>& groups) {
+    std::vector<std::size_t> all;
+    for (std::size_t index = 1; index < groups.size(); ++index) {
+        all.insert(all.end(), groups[index].begin(), groups[index].end());
+    }
+    return all;
+}
+
+} // namespace
+
+Verdict SliceJudge::judge() {
+    mVerdict.byInstance.resize(mSlices.size());
+    std::iota(mVerdict.byInstance.begin(), mVerdict.byInstance.end(), std::size_t{0});
+    std::stable_sort(mVerdict.byInstance.begin(), mVerdict.byInstance.end(), [&](std::size_t a, std::size_t b) {
+        return mSlices[a].instanceNumber.value_or(0) < mSlices[b].instanceNumber.value_or(0);
+    });
+    judgeNumbers();
+    judgePixelSpacings();
+    judgePlaces();
+    return std::move(mVerdict);
+}
+
+void SliceJudge::judgeNumbers() {
+    std::map<vint, std::vector<std::string>> filesOfNumber;
+    std::vector<std::string> absent;
+    for (const std::size_t index : mVerdict.byInstance) {
+        const SliceRecord& slice = mSlices[index];
+        if (slice.frame != 1) {
+            continue; // the number is the file's
+        }
+        filesOfNumber[slice.instanceNumber.value_or(0)].push_back(slice.file);
+        if (!slice.instanceNumber) {
+            absent.push_back(slice.file);
+        }
+    }
+    if (!absent.empty()) {
+        const std::string sentence = count(absent.size(), " file has", " files have") + " no InstanceNumber";
+        find(FindingKind::numberAbsent, false, sentence + " (it counts as 0)", std::move(absent));
+    }
+    judgeSharedNumbers(filesOfNumber);
+}
+
+void SliceJudge::judgeSharedNumbers(const std::map<vint, std::vector<std::string>>& filesOfNumber) {
+    std::vector<std::string> sharing;
+    std::size_t shared = 0;
+    vint sharedNumber = 0;
+    for (const auto& [number, files] : filesOfNumber) {
+        if (files.size() > 1) {
+            sharing.insert(sharing.end(), files.begin(), files.end());
+            sharedNumber = number;
+            ++shared;
+        }
+    }
+    mVerdict.hasOneNumberEach = shared == 0;
+    if (shared > 0) {
+        const std::string what = shared == 1 ? " files have InstanceNumber " + std::to_string(sharedNumber)
+                                             : " files share their InstanceNumber with another";
+        const std::string sentence =
+            std::to_string(sharing.size()) + what + "; which of them comes first is not defined";
+        find(FindingKind::numberDoubled, false, sentence, std::move(sharing));
+    }
+}
+
+void SliceJudge::judgePixelSpacings() {
+    std::vector<std::optional<PixelSpacing>> spacings;
+    for (const SliceRecord& slice : mSlices) {
+        spacings.push_back(slice.pixelSpacing);
+    }
+    const auto groups = groupsOf(spacings, isSameSpacing);
+    if (groups.size() == 1 && !spacings.front()) {
+        find(FindingKind::noPixelSpacing, false, "No slice has a usable PixelSpacing; 1 mm is assumed",
+             namesAt(groups.front()));
+    }
+    if (groups.size() > 1) {
+        const auto& usual = spacings[groups.front().front()];
+        const Indices others = allButTheFirst(groups);
+        find(FindingKind::pixelSpacing, true,
+             count(others.size(), " slice differs", " slices differ") + " in PixelSpacing from most, which have " +
+                 (usual ? number(usual->betweenRows) + " x " + number(usual->betweenColumns) + " mm" : "none"),
+             namesAt(others));
+    }
+}
+
+void SliceJudge::judgePlaces() {
+    Indices placed;
+    Indices unplaced;
+    for (const std::size_t index : mVerdict.byInstance) {
+        (mSlices[index].hasPlace() ? placed : unplaced).push_back(index);
+    }
+    if (!unplaced.empty()) {
+        // Slices without a place among others that have one belong to another picture.
+        find(FindingKind::noPlace, !placed.empty(),
+             count(unplaced.size(), " slice has", " slices have") +
+                 " no usable ImagePositionPatient and ImageOrientationPatient",
+             namesAt(unplaced));
+    }
+    mVerdict.byPosition = mVerdict.byInstance;
+    if (placed.empty()) {
+        return;
+    }
+    mVerdict.hasPositions = true;
+    judgeOrientations(placed);
+    judgeStack();
+    mVerdict.byPosition = mStack;
+    const std::set<std::size_t> sorted(mStack.begin(), mStack.end());
+    std::copy_if(mVerdict.byInstance.begin(), mVerdict.byInstance.end(), std::back_inserter(mVerdict.byPosition),
+                 [&](std::size_t index) { return !sorted.contains(index); });
+}
+
+void SliceJudge::judgeOrientations(const Indices& placed) {
+    std::vector<Orientation> orientations;
+    for (const std::size_t index : placed) {
+        orientations.push_back(*mSlices[index].orientation);
+    }
+    auto groups = groupsOf(orientations, isSameOrientation);
+    for (Indices& group : groups) {
+        std::transform(group.begin(), group.end(), group.begin(), [&](std::size_t index) { return placed[index]; });
+    }
+    if (const Indices others = allButTheFirst(groups); !others.empty()) {
+        find(FindingKind::orientation, true,
+             count(others.size(), " slice lies", " slices lie") + " in another direction than most", namesAt(others));
+    }
+    mStack = std::move(groups.front());
+    const formats::Vector3 normal = mSlices[mStack.front()].orientation->normal();
+    mNormal = 1 / length(normal) * normal;
+}
+
+void SliceJudge::judgeStack() {
+    const auto isLower = [&](std::size_t a, std::size_t b) { return heightOf(a) < heightOf(b); };
+    std::stable_sort(mStack.begin(), mStack.end(), isLower);
+    if (mStack.size() < 2) {
+        return;
+    }
+    std::vector<double> heights;
+    for (const std::size_t index : mStack) {
+        heights.push_back(heightOf(index));
+    }
+    const StackGaps gaps = gapsOf(heights);
+    judgeGaps(gaps);
+    judgeDoubled(gaps);
+    judgeLine(mVerdict.has(FindingKind::doubled));
+    judgeInstanceOrder(gaps.tolerance);
+}
+
+void SliceJudge::judgeGaps(const StackGaps& gaps) {
+    Indices uneven;
+    Indices around;
+    std::size_t missing = 0;
+    double smallest = gaps.usual;
+    double largest = gaps.usual;
+    double largestHole = 0;
+    for (std::size_t index = 0; index < gaps.gaps.size(); ++index) {
+        if (gaps.isDoubled(index) || !gaps.isUneven(index)) {
+            continue;
+        }
+        if (const int inside = gaps.missingAt(index); inside > 0) {
+            missing += static_cast<std::size_t>(inside);
+            largestHole = std::max(largestHole, gaps.gaps[index]);
+            around.insert(around.end(), {mStack[index], mStack[index + 1]});
+        } else {
+            uneven.push_back(mStack[index + 1]);
+            smallest = std::min(smallest, gaps.gaps[index]);
+            largest = std::max(largest, gaps.gaps[index]);
+        }
+    }
+    if (missing > 0) {
+        find(FindingKind::missing, true,
+             count(missing, " slice is", " slices are") + " missing: neighbours lie up to " + number(largestHole) +
+                 " mm apart instead of " + number(gaps.usual),
+             namesAt(around));
+    }
+    if (!uneven.empty()) {
+        find(FindingKind::spacing, false,
+             "The spacing is uneven: neighbours lie " + number(smallest) + " to " + number(largest) +
+                 " mm apart, most of them " + number(gaps.usual),
+             namesAt(uneven));
+    }
+}
+
+void SliceJudge::judgeDoubled(const StackGaps& gaps) {
+    std::vector<Indices> places{{mStack.front()}};
+    for (std::size_t index = 0; index < gaps.gaps.size(); ++index) {
+        if (!gaps.isDoubled(index)) {
+            places.emplace_back();
+        }
+        places.back().push_back(mStack[index + 1]);
+    }
+    const std::size_t each = places.front().size();
+    if (places.size() > 1 && each > 1 &&
+        std::all_of(places.begin(), places.end(), [&](const Indices& place) { return place.size() == each; })) {
+        find(FindingKind::doubled, true,
+             "Each of the " + std::to_string(places.size()) + " places holds " + std::to_string(each) +
+                 " slices: these are several volumes, such as echoes or points in time",
+             namesAt(mStack));
+        return;
+    }
+    std::erase_if(places, [](const Indices& place) { return place.size() == 1; });
+    if (!places.empty()) {
+        Indices all;
+        for (const Indices& place : places) {
+            all.insert(all.end(), place.begin(), place.end());
+        }
+        find(FindingKind::doubled, true,
+             places.size() == 1 ? std::to_string(all.size()) + " slices lie at one place"
+                                : std::to_string(places.size()) + " places hold more than one slice",
+             namesAt(all));
+    }
+}
+
+void SliceJudge::judgeLine(bool isDoubled) {
+    constexpr double kTilt = 1e-3; // as tangent
+    if (isDoubled) {
+        return;
+    }
+    std::vector<formats::Vector3> positions;
+    for (const std::size_t index : mStack) {
+        positions.push_back(*mSlices[index].position);
+    }
+    const StackLine line = lineOf(positions, mNormal);
+    if (line.sidewaysPerMm > kTilt) {
+        mVerdict.tiltDegrees = std::atan(line.sidewaysPerMm) * 180 / std::numbers::pi;
+        find(FindingKind::tilt, false,
+             "The slices are stacked at " + number(*mVerdict.tiltDegrees) +
+                 " degrees to their normal (gantry tilt); the volume is sheared",
+             {});
+    }
+    const PixelSpacing pixel = mSlices[mStack.front()].pixelSpacing.value_or(PixelSpacing{});
+    if (line.largestDrift > 0.1 * std::min(pixel.betweenRows, pixel.betweenColumns)) {
+        find(FindingKind::drift, false,
+             "The slices shift sideways by up to " + number(line.largestDrift) +
+                 " mm off the line from the first to the last",
+             {});
+    }
+}
+
+void SliceJudge::judgeInstanceOrder(double tolerance) {
+    bool isAscending = true;
+    bool isDescending = true;
+    std::optional<double> before;
+    const std::set<std::size_t> stack(mStack.begin(), mStack.end());
+    for (const std::size_t index : mVerdict.byInstance) {
+        if (!stack.contains(index)) {
+            continue;
+        }
+        const double height = heightOf(index);
+        isAscending = isAscending && (!before || height >= *before - tolerance);
+        isDescending = isDescending && (!before || height <= *before + tolerance);
+        before = height;
+    }
+    if (!isAscending && !isDescending) {
+        find(FindingKind::instanceOrder, false, "The order by InstanceNumber is not the order in space", {});
+    }
+}
+
+void SliceJudge::find(FindingKind kind, bool isError, const std::string& sentence, std::vector<std::string> files) {
+    const std::string names = files.empty() ? "" : ": " + namesOf(files);
+    mVerdict.findings.push_back({kind, isError, sentence + names + ".", std::move(files)});
+}
+
+std::vector<std::string> SliceJudge::namesAt(const Indices& indices) const {
+    std::vector<std::string> names;
+    for (const std::size_t index : indices) {
+        names.push_back(mSlices[index].name());
+    }
+    return names;
+}
+
+} // namespace radvex::volume

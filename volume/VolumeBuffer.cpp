@@ -1,0 +1,176 @@
+#include "volume/VolumeBuffer.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+
+#include "host/Objects.h"
+
+namespace radvex::volume {
+
+namespace {
+
+/// Calls `function` with a value of the C++ type of an element type that volumes have.
+template <typename Function>
+void withType(vint type, Function function) {
+    switch (type) {
+    case VNumericArray_S8: return function(std::int8_t{});
+    case VNumericArray_U8: return function(std::uint8_t{});
+    case VNumericArray_S16: return function(std::int16_t{});
+    case VNumericArray_U16: return function(std::uint16_t{});
+    case VNumericArray_S32: return function(std::int32_t{});
+    case VNumericArray_U32: return function(std::uint32_t{});
+    case VNumericArray_F32: return function(float{});
+    case VNumericArray_F64: return function(double{});
+    default: throw formats::VolumeError("The library gave samples of a type that no volume has.");
+    }
+}
+
+bool isReal(vint type) { return type == VNumericArray_F32 || type == VNumericArray_F64; }
+
+bool holds(const ValueRange& outer, const ValueRange& inner) {
+    return outer.lowest <= inner.lowest && inner.highest <= outer.highest;
+}
+
+ValueRange rescaled(const ValueRange& range, const ModalityRule& rule) {
+    const double ends[] = {range.lowest * rule.slope + rule.intercept, range.highest * rule.slope + rule.intercept};
+    return {std::min(ends[0], ends[1]), std::max(ends[0], ends[1])};
+}
+
+template <typename T>
+ValueRange foundRange(const T* samples, std::size_t count) {
+    T lowest = samples[0];
+    T highest = samples[0];
+    for (std::size_t index = 1; index < count; ++index) {
+        lowest = std::min(lowest, samples[index]);
+        highest = std::max(highest, samples[index]);
+    }
+    return {static_cast<double>(lowest), static_cast<double>(highest)};
+}
+
+/// Whether slope and intercept are so small that rescaling stays inside 32-bit integers, which is the fast road.
+template <typename From>
+bool fitsIntegers(const ModalityRule& rule) {
+    constexpr double kLimit = std::numeric_limits<std::int32_t>::max();
+    if (sizeof(From) > 2 || std::trunc(rule.slope) != rule.slope || std::trunc(rule.intercept) != rule.intercept) {
+        return false;
+    }
+    return std::abs(rule.slope) * 65536 + std::abs(rule.intercept) < kLimit;
+}
+
+/// Every result has to fit `To`.
+template <typename From, typename To>
+void rescale(const From* from, To* to, std::size_t count, const ModalityRule& rule) {
+    if (rule.isIdentity()) {
+        std::transform(from, from + count, to, [](From value) { return static_cast<To>(value); });
+    } else if (fitsIntegers<From>(rule)) {
+        const auto slope = static_cast<std::int32_t>(rule.slope);
+        const auto intercept = static_cast<std::int32_t>(rule.intercept);
+        std::transform(from, from + count, to, [=](From value) {
+            return static_cast<To>(static_cast<std::int32_t>(value) * slope + intercept);
+        });
+    } else {
+        std::transform(from, from + count, to, [&rule](From value) {
+            return static_cast<To>(static_cast<double>(value) * rule.slope + rule.intercept);
+        });
+    }
+}
+
+template <typename From, typename To>
+void widen(const std::byte* from, std::byte* to, std::size_t count) {
+    if constexpr (sizeof(To) >= sizeof(From)) { // no other type holds more
+        const From* first = reinterpret_cast<const From*>(from);
+        std::transform(first, first + count, reinterpret_cast<To*>(to),
+                       [](From value) { return static_cast<To>(value); });
+    }
+}
+
+/// The library applies some rules itself.
+ModalityRule rest(const ModalityRule& rule) { return rule.isLibrarys ? ModalityRule{} : rule; }
+
+/// The type that the attributes ask for. Where the library's own promises too little, the values are looked at: it may
+/// be the attributes that lie.
+VolumeType wantedType(const VelmoraNumericArray& array, std::size_t sliceSamples, std::span<const ModalityRule> rules) {
+    VolumeType wanted;
+    for (const ModalityRule& rule : rules) {
+        wanted.add(rule);
+    }
+    withType(array.type, [&](auto from) {
+        const auto* samples = static_cast<const decltype(from)*>(array.data.get());
+        for (std::size_t index = 0; index < rules.size(); ++index) {
+            const ModalityRule rule = rest(rules[index]);
+            const vint type = wanted.type();
+            if (!isReal(type) && !holds(rangeOf(type), rescaled(rangeOf(array.type), rule))) {
+                const ValueRange found = rescaled(foundRange(samples + index * sliceSamples, sliceSamples), rule);
+                wanted.addRange(found.lowest, found.highest);
+            }
+        }
+    });
+    return wanted;
+}
+
+} // namespace
+
+std::size_t storedBytes(std::size_t slices, std::size_t sliceSamples, vint type) {
+    std::size_t bytes = 0;
+    if (__builtin_mul_overflow(slices, sliceSamples, &bytes) ||
+        __builtin_mul_overflow(bytes, velmora::numericArrayElementSize(type), &bytes)) {
+        throw formats::VolumeError("The volume is larger than any memory.");
+    }
+    return bytes;
+}
+
+StoredSlices storeSlices(const Allocate& allocate, std::size_t sliceSamples, const VelmoraNumericArray& array,
+                         std::span<const ModalityRule> rules) {
+    if (sliceSamples == 0 || static_cast<std::size_t>(array.length) != rules.size() * sliceSamples) {
+        throw formats::VolumeError("The library gave another number of samples than the attributes promise.");
+    }
+    StoredSlices slices{wantedType(array, sliceSamples, rules), rules.size(), nullptr};
+    const vint type = slices.wanted.type();
+    slices.samples = allocate(storedBytes(rules.size(), sliceSamples, type));
+    withType(array.type, [&](auto from) {
+        const auto* samples = static_cast<const decltype(from)*>(array.data.get());
+        withType(type, [&](auto to) {
+            auto* stored = reinterpret_cast<decltype(to)*>(slices.samples);
+            for (std::size_t index = 0; index < rules.size(); ++index) {
+                const std::size_t first = index * sliceSamples;
+                rescale(samples + first, stored + first, sliceSamples, rest(rules[index]));
+            }
+        });
+    });
+    return slices;
+}
+
+void VolumeBuffer::add(const StoredSlices& slices) {
+    mWanted.add(slices.wanted);
+    mFiles.push_back(slices);
+}
+
+const std::byte* VolumeBuffer::inType(const StoredSlices& slices) const {
+    const vint stored = slices.wanted.type();
+    if (stored == type()) {
+        return slices.samples;
+    }
+    std::byte* turned = mMemory.allocate(storedBytes(slices.count, mSliceSamples, type()));
+    withType(stored, [&](auto from) {
+        withType(type(), [&](auto to) {
+            widen<decltype(from), decltype(to)>(slices.samples, turned, slices.count * mSliceSamples);
+        });
+    });
+    return turned;
+}
+
+std::vector<formats::SliceBytes> VolumeBuffer::slices() const {
+    const std::size_t size = mSliceSamples * velmora::numericArrayElementSize(type());
+    std::vector<formats::SliceBytes> all;
+    for (const StoredSlices& file : mFiles) {
+        const std::byte* samples = inType(file);
+        for (std::size_t index = 0; index < file.count; ++index) {
+            all.emplace_back(samples + index * size, size);
+        }
+    }
+    return all;
+}
+
+} // namespace radvex::volume

@@ -1,0 +1,97 @@
+#include "volume/VolumeType.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+
+namespace radvex::volume {
+
+namespace {
+
+constexpr double kSingleSteps = 16777216; // 2^24: whole numbers up to here have a float of their own
+
+bool isWhole(double value) { return std::trunc(value) == value; }
+
+template <typename T>
+constexpr ValueRange limitsOf() {
+    return {static_cast<double>(std::numeric_limits<T>::min()), static_cast<double>(std::numeric_limits<T>::max())};
+}
+
+double magnitude(const ValueRange& range) { return std::max(std::abs(range.lowest), std::abs(range.highest)); }
+
+} // namespace
+
+ValueRange rangeOf(vint integerType) {
+    switch (integerType) {
+    case VNumericArray_U8: return limitsOf<std::uint8_t>();
+    case VNumericArray_S8: return limitsOf<std::int8_t>();
+    case VNumericArray_U16: return limitsOf<std::uint16_t>();
+    case VNumericArray_S16: return limitsOf<std::int16_t>();
+    case VNumericArray_U32: return limitsOf<std::uint32_t>();
+    default: return limitsOf<std::int32_t>();
+    }
+}
+
+ValueRange storedRange(const ModalityRule& rule) {
+    const int bits = std::clamp(static_cast<int>(rule.bitsStored), 1, 32);
+    return rule.isSigned ? ValueRange{-std::ldexp(1.0, bits - 1), std::ldexp(1.0, bits - 1) - 1}
+                         : ValueRange{0, std::ldexp(1.0, bits) - 1};
+}
+
+ValueRange modalityRange(const ModalityRule& rule) {
+    if (rule.tableBits > 0) {
+        return {0, std::ldexp(1.0, std::min(static_cast<int>(rule.tableBits), 16)) - 1};
+    }
+    const ValueRange stored = storedRange(rule);
+    const double ends[] = {stored.lowest * rule.slope + rule.intercept, stored.highest * rule.slope + rule.intercept};
+    return {std::min(ends[0], ends[1]), std::max(ends[0], ends[1])};
+}
+
+void VolumeType::add(const ModalityRule& rule) {
+    const ValueRange range = modalityRange(rule);
+    extend(range.lowest, range.highest);
+    if (rule.tableBits == 0 && !(isWhole(rule.slope) && isWhole(rule.intercept))) {
+        mIsWhole = false;
+        const double step = std::abs(rule.slope);
+        mFitsSingle = mFitsSingle && magnitude(range) <= std::max(step, 1e-30) * kSingleSteps &&
+                      magnitude(range) <= static_cast<double>(std::numeric_limits<float>::max());
+    } else {
+        mFitsSingle = mFitsSingle && magnitude(range) <= kSingleSteps;
+    }
+}
+
+void VolumeType::addRange(double lowest, double highest) {
+    extend(lowest, highest);
+    mFitsSingle = mFitsSingle && magnitude({lowest, highest}) <= kSingleSteps;
+}
+
+void VolumeType::add(const VolumeType& other) {
+    if (!other.mIsEmpty) {
+        extend(other.mLowest, other.mHighest);
+        mIsWhole = mIsWhole && other.mIsWhole;
+        mFitsSingle = mFitsSingle && other.mFitsSingle;
+    }
+}
+
+void VolumeType::extend(double lowest, double highest) {
+    mLowest = mIsEmpty ? lowest : std::min(mLowest, lowest);
+    mHighest = mIsEmpty ? highest : std::max(mHighest, highest);
+    mIsEmpty = false;
+}
+
+vint VolumeType::type() const {
+    if (!mIsWhole) {
+        return mFitsSingle ? VNumericArray_F32 : VNumericArray_F64;
+    }
+    for (const vint type : {VNumericArray_U8, VNumericArray_S8, VNumericArray_U16, VNumericArray_S16, VNumericArray_U32,
+                            VNumericArray_S32}) {
+        const ValueRange range = rangeOf(type);
+        if (mLowest >= range.lowest && mHighest <= range.highest) {
+            return type;
+        }
+    }
+    return VNumericArray_F64;
+}
+
+} // namespace radvex::volume
