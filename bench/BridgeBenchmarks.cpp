@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <memory>
 
-#include "bridge/DataList.h"
 #include "bridge/ErrorManager.h"
+#include "bridge/containers/DataList.h"
 #include "host/CallFrame.h"
 #include "host/Host.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "bridge/Tensor.h"
+#include "bridge/containers/Tensor.h"
 
 namespace GTU {
 

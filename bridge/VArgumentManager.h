@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "bridge/DataList.h"
-#include "bridge/Image.h"
 #include "bridge/ProgressMonitor.h"
-#include "bridge/Tensor.h"
+#include "bridge/containers/DataList.h"
+#include "bridge/containers/Image.h"
+#include "bridge/containers/Tensor.h"
 
 namespace GTU {
 

@@ -10,7 +10,7 @@
 #include "files/Errors.h"
 #include "files/InputFile.h"
 #include "files/OutputFile.h"
-#include "formats/Text.h"
+#include "formats/json/Text.h"
 
 namespace radvex::cli {
 

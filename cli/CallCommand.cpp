@@ -2,8 +2,8 @@
 
 #include "cli/Commands.h"
 #include "files/Errors.h"
-#include "formats/LosslessJson.h"
-#include "formats/Text.h"
+#include "formats/json/LosslessJson.h"
+#include "formats/json/Text.h"
 
 namespace radvex::cli {
 

@@ -3,8 +3,8 @@
 #include "cli/Commands.h"
 #include "cli/arguments/PictureOptions.h"
 #include "files/Errors.h"
-#include "formats/Npy.h"
-#include "formats/Text.h"
+#include "formats/json/Text.h"
+#include "formats/pictures/Npy.h"
 #include "volume/PixelMeaning.h"
 
 namespace radvex::cli {

@@ -4,8 +4,8 @@
 
 #include "cli/Commands.h"
 #include "cli/arguments/Assignment.h"
-#include "formats/MetadataText.h"
-#include "formats/Text.h"
+#include "formats/json/MetadataJson.h"
+#include "formats/json/Text.h"
 
 namespace radvex::cli {
 

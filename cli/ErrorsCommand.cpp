@@ -2,7 +2,7 @@
 #include <iostream>
 
 #include "cli/Commands.h"
-#include "formats/LosslessJson.h"
+#include "formats/json/LosslessJson.h"
 
 namespace radvex::cli {
 

@@ -4,8 +4,8 @@
 #include "cli/Commands.h"
 #include "cli/arguments/FileArguments.h"
 #include "cli/arguments/FileJobs.h"
-#include "formats/LosslessJson.h"
-#include "formats/Text.h"
+#include "formats/json/LosslessJson.h"
+#include "formats/json/Text.h"
 
 namespace radvex::cli {
 

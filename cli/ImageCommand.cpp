@@ -4,9 +4,9 @@
 #include "cli/Commands.h"
 #include "cli/arguments/PictureOptions.h"
 #include "files/Errors.h"
-#include "formats/Png.h"
-#include "formats/Text.h"
-#include "formats/TypeNames.h"
+#include "formats/json/Text.h"
+#include "formats/json/TypeNames.h"
+#include "formats/pictures/Png.h"
 #include "volume/PixelMeaning.h"
 
 namespace radvex::cli {

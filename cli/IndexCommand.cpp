@@ -5,8 +5,8 @@
 #include "cli/arguments/FileJobs.h"
 #include "files/Errors.h"
 #include "files/OutputFile.h"
-#include "formats/LosslessJson.h"
-#include "formats/Text.h"
+#include "formats/json/LosslessJson.h"
+#include "formats/json/Text.h"
 #include "media/Indexing.h"
 
 namespace radvex::cli {

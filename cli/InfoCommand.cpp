@@ -1,11 +1,12 @@
 #include <iostream>
 
 #include "cli/Commands.h"
+#include "cli/MetadataTree.h"
 #include "cli/arguments/FileArguments.h"
 #include "cli/arguments/FileJobs.h"
 #include "cli/arguments/MediumOptions.h"
-#include "formats/MetadataText.h"
-#include "formats/Text.h"
+#include "formats/json/MetadataJson.h"
+#include "formats/json/Text.h"
 
 namespace radvex::cli {
 
@@ -44,7 +45,7 @@ void appendText(std::string& text, const Info& info) {
     const auto append = [&](const char* title, const Store& fields) {
         text += title;
         text += '\n';
-        formats::appendTree(text, fields.view(), {}, 1);
+        appendTree(text, fields.view(), {}, 1);
     };
     append("Patient", info.patient);
     append("Study", info.study);

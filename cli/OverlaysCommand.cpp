@@ -4,9 +4,9 @@
 #include "cli/Commands.h"
 #include "files/Errors.h"
 #include "files/OutputFile.h"
-#include "formats/LosslessJson.h"
-#include "formats/Png.h"
-#include "formats/Text.h"
+#include "formats/json/LosslessJson.h"
+#include "formats/json/Text.h"
+#include "formats/pictures/Png.h"
 
 namespace radvex::cli {
 

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "formats/Text.h"
+#include "formats/json/Text.h"
 
 namespace radvex::cli {
 

@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <iostream>
 
-#include "formats/Text.h"
+#include "formats/json/Text.h"
 
 namespace radvex::cli {
 

@@ -3,13 +3,14 @@
 #include <unordered_map>
 
 #include "cli/Commands.h"
+#include "cli/MetadataTree.h"
 #include "cli/arguments/FileArguments.h"
 #include "cli/arguments/FileJobs.h"
 #include "cli/arguments/MediumOptions.h"
 #include "cli/arguments/TagNumber.h"
 #include "files/OutputFile.h"
-#include "formats/MetadataText.h"
-#include "formats/Text.h"
+#include "formats/json/MetadataJson.h"
+#include "formats/json/Text.h"
 #include "media/MediumTree.h"
 
 namespace radvex::cli {
@@ -112,7 +113,7 @@ class TagsFormat {
         if (!mVrNames) { // not before: what is known stays in the process that asks for it
             mVrNames.emplace(mSession.host());
         }
-        formats::appendTree(text, tags, std::ref(*mVrNames));
+        appendTree(text, tags, std::ref(*mVrNames));
         return text;
     }
 

@@ -2,8 +2,8 @@
 
 #include "cli/Commands.h"
 #include "cli/arguments/MediumOptions.h"
-#include "formats/LosslessJson.h"
-#include "formats/Text.h"
+#include "formats/json/LosslessJson.h"
+#include "formats/json/Text.h"
 #include "media/Medium.h"
 #include "media/MediumTree.h"
 

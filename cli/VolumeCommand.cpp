@@ -7,8 +7,8 @@
 #include "cli/arguments/PictureOptions.h"
 #include "files/Errors.h"
 #include "files/OutputFile.h"
-#include "formats/Text.h"
-#include "formats/TypeNames.h"
+#include "formats/json/Text.h"
+#include "formats/json/TypeNames.h"
 #include "volume/VolumeReport.h"
 
 namespace radvex::cli {

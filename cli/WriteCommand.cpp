@@ -10,10 +10,10 @@
 #include "files/Errors.h"
 #include "files/InputFile.h"
 #include "files/OutputFile.h"
-#include "formats/Attributes.h"
-#include "formats/NewPicture.h"
-#include "formats/PictureFiles.h"
-#include "formats/Text.h"
+#include "formats/json/Attributes.h"
+#include "formats/json/Text.h"
+#include "formats/pictures/NewPicture.h"
+#include "formats/pictures/PictureFiles.h"
 
 namespace radvex::cli {
 

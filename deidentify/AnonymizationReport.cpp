@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <map>
 
-#include "formats/LosslessJson.h"
-#include "formats/Text.h"
+#include "formats/json/LosslessJson.h"
+#include "formats/json/Text.h"
 
 namespace radvex::deidentify {
 

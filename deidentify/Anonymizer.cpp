@@ -10,7 +10,7 @@
 #include "files/Errors.h"
 #include "files/Interruption.h"
 #include "files/StagingFolder.h"
-#include "formats/Text.h"
+#include "formats/json/Text.h"
 #include "media/DatasetsModule.h"
 #include "workers/Parcel.h"
 #include "workers/Workers.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "formats/Png.h"
+#include "formats/pictures/Png.h"
 
 namespace radvex::media {
 

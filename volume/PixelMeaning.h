@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "formats/LosslessJson.h"
+#include "formats/json/LosslessJson.h"
 #include "host/Host.h"
 
 namespace radvex::volume {

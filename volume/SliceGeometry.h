@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "formats/VolumeGeometry.h"
+#include "formats/volumes/VolumeGeometry.h"
 #include "volume/SliceRecord.h"
 
 namespace radvex::volume {

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <tuple>
 
-#include "formats/VolumeGeometry.h"
+#include "formats/volumes/VolumeGeometry.h"
 #include "velmora/VelmoraLibrary.h"
 
 namespace radvex::volume {

@@ -4,7 +4,7 @@
 #include <span>
 #include <vector>
 
-#include "formats/VolumeGeometry.h"
+#include "formats/volumes/VolumeGeometry.h"
 
 namespace radvex::volume {
 

@@ -4,7 +4,7 @@
 #include <span>
 #include <vector>
 
-#include "formats/VolumeFile.h"
+#include "formats/volumes/VolumeFile.h"
 #include "volume/VolumeType.h"
 #include "workers/SharedMemory.h"
 

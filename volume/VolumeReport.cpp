@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "formats/TypeNames.h"
+#include "formats/json/TypeNames.h"
 
 namespace radvex::volume {
 

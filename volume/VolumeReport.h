@@ -1,6 +1,6 @@
 #pragma once
 
-#include "formats/LosslessJson.h"
+#include "formats/json/LosslessJson.h"
 #include "volume/VolumeSeries.h"
 
 namespace radvex::volume {

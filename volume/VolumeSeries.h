@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "formats/VolumeFile.h"
+#include "formats/volumes/VolumeFile.h"
 #include "host/Host.h"
 #include "media/MediumTree.h"
 #include "volume/SliceGeometry.h"

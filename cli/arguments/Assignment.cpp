@@ -1,7 +1,7 @@
 #include "cli/arguments/Assignment.h"
 
 #include "cli/Session.h"
-#include "formats/Text.h"
+#include "formats/json/Text.h"
 
 namespace radvex::cli {
 

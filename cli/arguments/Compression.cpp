@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "cli/Session.h"
-#include "formats/Text.h"
+#include "formats/json/Text.h"
 
 namespace radvex::cli {
 

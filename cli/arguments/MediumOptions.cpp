@@ -2,7 +2,7 @@
 
 #include "cli/ProgressBar.h"
 #include "files/Errors.h"
-#include "formats/Text.h"
+#include "formats/json/Text.h"
 #include "media/Indexing.h"
 
 namespace radvex::cli {

@@ -6,7 +6,7 @@
 
 #include "cli/Session.h"
 #include "cli/arguments/Assignment.h"
-#include "formats/PictureFiles.h"
+#include "formats/pictures/PictureFiles.h"
 
 namespace radvex::cli {
 

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "cli/arguments/CommandLine.h"
-#include "formats/LosslessJson.h"
+#include "formats/json/LosslessJson.h"
 #include "media/Rendering.h"
 
 namespace radvex::cli {

@@ -4,7 +4,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "bridge/DataList.h"
+#include "bridge/containers/DataList.h"
 #include "dcmtk/config/osconfig.h"
 
 #include "dcmtk/dcmdata/dcdict.h"

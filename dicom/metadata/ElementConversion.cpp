@@ -1,7 +1,7 @@
 #include <limits>
 
-#include "bridge/NumericArray.h"
-#include "bridge/Tensor.h"
+#include "bridge/containers/NumericArray.h"
+#include "bridge/containers/Tensor.h"
 #include "dicom/metadata/DcmUtility.h"
 #include "dicom/metadata/ElementKey.h"
 

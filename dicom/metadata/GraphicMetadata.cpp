@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "bridge/NumericArray.h"
+#include "bridge/containers/NumericArray.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dicom/metadata/DcmUtility.h"
 #include "dicom/pixels/PromisedPixels.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "bridge/Image.h"
+#include "bridge/containers/Image.h"
 #include "dcmtk/config/osconfig.h"
 #include "dicom/pixels/ImageOptions.h"
 

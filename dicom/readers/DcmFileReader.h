@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "bridge/Image.h"
+#include "bridge/containers/Image.h"
 #include "dicom/metadata/RegexFilter.h"
 #include "dicom/pixels/ImageOptions.h"
 #include "dicom/readers/DcmReader.h"

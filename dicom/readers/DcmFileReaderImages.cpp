@@ -1,6 +1,6 @@
 // Pictures of a file: rendered by DCMTK, or copied from Pixel Data as it lies when DCMTK cannot render it.
 
-#include "bridge/NumericArray.h"
+#include "bridge/containers/NumericArray.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dicom/metadata/MemoryWatch.h"
 #include "dicom/pixels/CompressedPixels.h"

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "bridge/NumericArray.h"
+#include "bridge/containers/NumericArray.h"
 #include "dcmtk/dcmimgle/dcmimage.h"
 #include "dicom/readers/DcmFileReader.h"
 

@@ -2,7 +2,7 @@
 
 #include <initializer_list>
 
-#include "bridge/NumericArray.h"
+#include "bridge/containers/NumericArray.h"
 #include "dcmtk/config/osconfig.h"
 
 #include "dcmtk/ofstd/oftypes.h"

@@ -3,7 +3,7 @@
 #include <memory>
 #include <vector>
 
-#include "bridge/Image.h"
+#include "bridge/containers/Image.h"
 #include "dcmtk/config/osconfig.h"
 #include "dicom/pixels/ImageOptions.h"
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "bridge/DataList.h"
+#include "bridge/containers/DataList.h"
 
 namespace radvex {
 

@@ -6,8 +6,8 @@
 #include <unordered_set>
 #include <vector>
 
-#include "bridge/Image.h"
 #include "bridge/VArgumentManager.h"
+#include "bridge/containers/Image.h"
 #include "dcmtk/dcmdata/dcfilefo.h"
 #include "dcmtk/dcmiod/iodimage.h"
 #include "dicom/metadata/DcmUtility.h"

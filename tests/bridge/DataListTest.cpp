@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "bridge/NumericArray.h"
+#include "bridge/containers/NumericArray.h"
 
 using GTU::Argument;
 using GTU::DataList;

@@ -1,6 +1,6 @@
 #include "tests/bridge/BridgeTest.h"
 
-#include "bridge/NumericArray.h"
+#include "bridge/containers/NumericArray.h"
 
 using GTU::NumericArray;
 using GTU::VArrayDimensions;

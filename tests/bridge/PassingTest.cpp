@@ -1,4 +1,4 @@
-#include "bridge/Passing.h"
+#include "bridge/containers/Passing.h"
 
 #include <gtest/gtest.h>
 

@@ -6,7 +6,7 @@
 
 #include "dcmtk/dcmdata/dcdicdir.h"
 #include "dcmtk/dcmdata/dcdirrec.h"
-#include "formats/LosslessJson.h"
+#include "formats/json/LosslessJson.h"
 #include "tests/support/DicomFiles.h"
 #include "tests/support/MediumFiles.h"
 #include "tests/support/Process.h"

@@ -2,7 +2,7 @@
 
 #include <sstream>
 
-#include "formats/LosslessJson.h"
+#include "formats/json/LosslessJson.h"
 #include "tests/support/DicomFiles.h"
 #include "tests/support/Process.h"
 #include "tests/support/TemporaryFolder.h"

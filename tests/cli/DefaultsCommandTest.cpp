@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "formats/LosslessJson.h"
+#include "formats/json/LosslessJson.h"
 #include "tests/support/Process.h"
 
 using namespace radvex::test;

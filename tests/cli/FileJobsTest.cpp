@@ -7,7 +7,7 @@
 
 #include <fstream>
 
-#include "formats/LosslessJson.h"
+#include "formats/json/LosslessJson.h"
 #include "tests/support/DicomFiles.h"
 #include "tests/support/Process.h"
 #include "tests/support/TemporaryFolder.h"

@@ -4,7 +4,7 @@
 
 #include <filesystem>
 
-#include "formats/LosslessJson.h"
+#include "formats/json/LosslessJson.h"
 #include "tests/support/ImageFiles.h"
 #include "tests/support/PngFile.h"
 #include "tests/support/Process.h"

@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "formats/LosslessJson.h"
+#include "formats/json/LosslessJson.h"
 #include "tests/support/DicomFiles.h"
 #include "tests/support/Process.h"
 #include "tests/support/TemporaryFolder.h"

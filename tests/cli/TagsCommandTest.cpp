@@ -3,8 +3,8 @@
 
 #include <filesystem>
 
-#include "formats/LosslessJson.h"
-#include "formats/Text.h"
+#include "formats/json/LosslessJson.h"
+#include "formats/json/Text.h"
 #include "tests/support/DicomFiles.h"
 #include "tests/support/MediumFiles.h"
 #include "tests/support/Process.h"

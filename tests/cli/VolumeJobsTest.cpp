@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <set>
 
-#include "formats/LosslessJson.h"
+#include "formats/json/LosslessJson.h"
 #include "tests/support/ImageFiles.h"
 #include "tests/support/MediumFiles.h"
 #include "tests/support/Process.h"

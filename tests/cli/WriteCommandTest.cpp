@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <numeric>
 
-#include "formats/LosslessJson.h"
+#include "formats/json/LosslessJson.h"
 #include "tests/support/DicomFiles.h"
 #include "tests/support/PictureSources.h"
 #include "tests/support/Process.h"

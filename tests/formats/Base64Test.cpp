@@ -1,4 +1,4 @@
-#include "formats/Base64.h"
+#include "formats/json/Base64.h"
 
 #include <gtest/gtest.h>
 

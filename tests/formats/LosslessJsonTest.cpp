@@ -1,4 +1,4 @@
-#include "formats/LosslessJson.h"
+#include "formats/json/LosslessJson.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "formats/NpyRead.h"
+#include "formats/pictures/NpyRead.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

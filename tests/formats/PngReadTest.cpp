@@ -1,4 +1,4 @@
-#include "formats/PngRead.h"
+#include "formats/pictures/PngRead.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

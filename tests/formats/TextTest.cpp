@@ -1,4 +1,4 @@
-#include "formats/Text.h"
+#include "formats/json/Text.h"
 
 #include <gtest/gtest.h>
 

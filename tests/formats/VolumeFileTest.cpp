@@ -1,4 +1,4 @@
-#include "formats/VolumeFile.h"
+#include "formats/volumes/VolumeFile.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,8 +7,8 @@
 #include <filesystem>
 
 #include "files/OutputFile.h"
-#include "formats/Nifti.h"
-#include "formats/Nrrd.h"
+#include "formats/volumes/Nifti.h"
+#include "formats/volumes/Nrrd.h"
 #include "tests/support/Process.h"
 #include "tests/support/TemporaryFolder.h"
 

@@ -8,10 +8,10 @@
 #include <cstdint>
 #include <limits>
 
-#include "formats/VolumeFile.h"
+#include "formats/volumes/VolumeFile.h"
 
-using namespace radvex::formats;
 using namespace radvex::workers;
+using radvex::Error;
 
 TEST(SharedMemory, WhatAnotherProcessWritesIsHere) {
     SharedMemory memory(true);
@@ -44,8 +44,8 @@ TEST(SharedMemory, BlocksLieApartAndAreAligned) {
 
 TEST(SharedMemory, MoreThanThereIsIsRefused) {
     SharedMemory memory(true);
-    EXPECT_THROW((void)memory.allocate(std::numeric_limits<std::size_t>::max()), VolumeError);
-    EXPECT_THROW((void)memory.allocate(std::size_t{1} << 60), VolumeError);
+    EXPECT_THROW((void)memory.allocate(std::numeric_limits<std::size_t>::max()), Error);
+    EXPECT_THROW((void)memory.allocate(std::size_t{1} << 60), Error);
     EXPECT_NE(memory.allocate(1), nullptr) << "and costs nothing";
 }
 
@@ -53,10 +53,10 @@ TEST(SharedMemory, PlacesThatAreNoneAreRefused) {
     SharedMemory memory(true);
     const std::size_t offset = memory.offsetOf(memory.allocate(64));
     EXPECT_NO_THROW((void)memory.at(offset, 64));
-    EXPECT_THROW((void)memory.at(offset, 65), VolumeError);
-    EXPECT_THROW((void)memory.at(offset + 65, 0), VolumeError);
-    EXPECT_THROW((void)memory.at(0, 1), VolumeError);
-    EXPECT_THROW((void)memory.at(offset, std::numeric_limits<std::size_t>::max()), VolumeError);
+    EXPECT_THROW((void)memory.at(offset, 65), Error);
+    EXPECT_THROW((void)memory.at(offset + 65, 0), Error);
+    EXPECT_THROW((void)memory.at(0, 1), Error);
+    EXPECT_THROW((void)memory.at(offset, std::numeric_limits<std::size_t>::max()), Error);
 }
 
 TEST(SharedMemory, ABlockThatIsEmptiedStaysAPlace) {

@@ -1,0 +1,160 @@
+#pragma once
+
+#include "bridge/ErrorManager.h"
+#include "bridge/containers/VArray.h"
+#include "bridge/containers/VContainerBase.h"
+
+namespace GTU {
+
+/// Element types of images and the host's codes for them. Of these, `signed char` is the bit image: 0 or 1 a byte.
+template <typename T>
+inline constexpr vint imageTypeCode = -1;
+template <>
+inline constexpr vint imageTypeCode<signed char> = VImage_Bit;
+template <>
+inline constexpr vint imageTypeCode<unsigned char> = VImage_U8;
+template <>
+inline constexpr vint imageTypeCode<unsigned short> = VImage_U16;
+template <>
+inline constexpr vint imageTypeCode<float> = VImage_F32;
+template <>
+inline constexpr vint imageTypeCode<double> = VImage_F64;
+
+/// What can be asked of any image of the host, whatever its element type.
+class ImageInterface {
+  public:
+    virtual ~ImageInterface() = default;
+    virtual vint colorspace() const = 0;
+    virtual vint rows() const = 0;
+    virtual vint columns() const = 0;
+    virtual vint slices() const = 0; ///< 1 for a 2D image
+    virtual vint channels() const = 0;
+    virtual bool alphaChannelQ() const = 0;
+    virtual bool interleavedQ() const = 0;
+    virtual bool is3D() const = 0;
+    virtual vint getRank() const = 0;
+    virtual vint getFlattenedLength() const = 0;
+    virtual vint type() const = 0;
+    virtual void* rawData() const = 0;
+};
+
+/// ImageInterface answered by the host for the handle of `imageHandle()`.
+class HostImage : public ImageInterface {
+  public:
+    vint colorspace() const override { return api()->VImage_getColorSpace(imageHandle()); }
+    vint rows() const override { return api()->VImage_getRowCount(imageHandle()); }
+    vint columns() const override { return api()->VImage_getColumnCount(imageHandle()); }
+    vint slices() const override { return api()->VImage_getSliceCount(imageHandle()); }
+    vint channels() const override { return api()->VImage_getChannels(imageHandle()); }
+    bool alphaChannelQ() const override { return api()->VImage_alphaChannelQ(imageHandle()) != 0; }
+    bool interleavedQ() const override { return api()->VImage_interleavedQ(imageHandle()) != 0; }
+    bool is3D() const override { return getRank() == 3; }
+    vint getRank() const override { return api()->VImage_getRank(imageHandle()); }
+    vint getFlattenedLength() const override { return api()->VImage_getFlattenedLength(imageHandle()); }
+    vint type() const override { return api()->VImage_getDataType(imageHandle()); }
+    void* rawData() const override { return api()->VImage_getRawData(imageHandle()); }
+
+  private:
+    static const VelmoraImageFunctions* api() { return LibraryData::ImageAPI(); }
+    virtual VImage imageHandle() const = 0;
+};
+
+/// Any image, borrowed: never frees anything.
+class ImageView : public HostImage {
+  public:
+    explicit ImageView(VImage image) : handle(image) {}
+
+  private:
+    VImage imageHandle() const override { return handle; }
+    VImage handle;
+};
+
+/// Dimensions of an image, slowest first: slices (3D only), rows, columns, and the channels, when there are several,
+/// behind them if interleaved and in front otherwise.
+/// @throws GantryError  DimensionsError for a null handle, ImageSizeError when rank and channels do not agree
+VArrayDimensions dimensionsFromGenericImage(VImage image);
+
+template <typename P>
+class VContainer<VArgumentType::Image, P> : public HostImage, public VContainerBase<VArgumentType::Image, P> {
+    using Base = VContainerBase<VArgumentType::Image, P>;
+
+  public:
+    VContainer(VImage image, bool owned) : Base(image, owned) {}
+
+    /// A new image: 3D for `slices` above 0, else 2D.
+    /// @throws GantryError  ImageNewError
+    VContainer(vint slices, vint width, vint height, vint channels, vint dataType, vint colorSpace, bool interleaved)
+        : Base(nullptr, true) {
+        const auto* api = LibraryData::ImageAPI();
+        const int error =
+            slices != 0
+                ? api->VImage_new3D(slices, width, height, channels, dataType, colorSpace, interleaved, &this->handle)
+                : api->VImage_new2D(width, height, channels, dataType, colorSpace, interleaved, &this->handle);
+        if (error != 0) {
+            this->handle = nullptr;
+            ErrorManager::throwException(ErrorName::ImageNewError);
+        }
+    }
+    VContainer(VContainer&&) noexcept = default;
+    VContainer& operator=(VContainer&&) = default;
+    ~VContainer() override { this->cleanup(); }
+
+  private:
+    VImage imageHandle() const override { return this->handle; }
+
+    VImage cloneImpl() const override {
+        VImage copy = nullptr;
+        if (LibraryData::ImageAPI()->VImage_clone(this->handle, &copy) != 0) {
+            ErrorManager::throwException(ErrorName::ImageCloneError);
+        }
+        return copy;
+    }
+    void freeImpl() override { LibraryData::ImageAPI()->VImage_free(this->handle); }
+    void disownImpl() override { LibraryData::ImageAPI()->VImage_disown(this->handle); }
+    vint shareCountImpl() const override { return LibraryData::ImageAPI()->VImage_shareCount(this->handle); }
+    void passImpl(VArgument res) const override { *res.image = this->handle; }
+};
+
+/// View of an image's elements in the host's memory.
+template <typename T>
+class TypedImage : public VArray<T> {
+  public:
+    using VArray<T>::VArray;
+    T* getData() const override { return static_cast<T*>(LibraryData::ImageAPI()->VImage_getRawData(getInternal())); }
+
+  private:
+    virtual VImage getInternal() const = 0;
+};
+
+/// An image of the host with elements of type `T`.
+template <typename T, typename P>
+class Image : public TypedImage<T>, public VContainer<VArgumentType::Image, P> {
+    using Generic = VContainer<VArgumentType::Image, P>;
+
+  public:
+    /// A new image that the library owns. @throws GantryError  ImageNewError, ImageSizeError, ImageTypeError
+    Image(vint slices, vint width, vint height, vint channels, vint colorSpace, bool interleaved)
+        : Image(Generic(slices, width, height, channels, imageTypeCode<T>, colorSpace, interleaved)) {}
+
+    /// An image that the host handed in. @throws GantryError  CreateFromNullError, ImageSizeError, ImageTypeError
+    explicit Image(VImage image) : Image(Generic(checkedNotNull(image), false)) {}
+
+    VImage getInternal() const override { return this->handle; }
+
+  private:
+    explicit Image(Generic&& generic)
+        : TypedImage<T>(dimensionsFromGenericImage(generic.rawHandle())), Generic(std::move(generic)) {
+        if (this->type() != imageTypeCode<T>) {
+            ErrorManager::throwException(ErrorName::ImageTypeError);
+        }
+    }
+
+    static VImage checkedNotNull(VImage image) {
+        if (image == nullptr) {
+            ErrorManager::throwException(ErrorName::CreateFromNullError);
+        }
+        return image;
+    }
+};
+
+} // namespace GTU

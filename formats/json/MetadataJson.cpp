@@ -1,0 +1,191 @@
+// Written piece by piece and not through a tree of JSON values: a file may hold hundreds of thousands of attributes.
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <span>
+#include <unordered_map>
+#include <vector>
+
+#include "formats/json/Base64.h"
+#include "formats/json/MetadataJson.h"
+#include "formats/json/Text.h"
+#include "formats/json/TypeNames.h"
+
+namespace radvex::formats {
+
+using velmora::NodeView;
+using velmora::StoreView;
+
+namespace {
+
+void appendInteger(std::string& json, vint number) {
+    char text[16];
+    const auto end = std::to_chars(text, text + sizeof text, number).ptr;
+    json.append(text, end);
+}
+
+/// The shortest text that reads back as the same number; JSON has none for what is not finite.
+void appendReal(std::string& json, double number) {
+    if (!std::isfinite(number)) {
+        json += std::isnan(number) ? R"("nan")" : number > 0 ? R"("inf")" : R"("-inf")";
+        return;
+    }
+    char text[32];
+    const auto end = std::to_chars(text, text + sizeof text, number).ptr;
+    json.append(text, end);
+    if (std::string_view(text, static_cast<std::size_t>(end - text)).find_first_of(".e") == std::string_view::npos) {
+        json += ".0";
+    }
+}
+
+template <typename Iterator, typename Append>
+void appendList(std::string& json, Iterator first, Iterator last, Append append) {
+    json += '[';
+    bool isFirst = true;
+    for (; !(first == last); ++first) {
+        json += isFirst ? "" : ",";
+        isFirst = false;
+        append(*first);
+    }
+    json += ']';
+}
+
+void appendIntegers(std::string& json, const vint* numbers, vint count) {
+    appendList(json, numbers, numbers + count, [&](vint number) { appendInteger(json, number); });
+}
+
+void appendArrayShape(std::string& json, const VelmoraNumericArray& array) {
+    json += R"({"type":")";
+    json += typeName(kArrayTypeNames, array.type);
+    json += R"(","dims":)";
+    appendIntegers(json, array.dimensions.data(), static_cast<vint>(array.dimensions.size()));
+    json += '}';
+}
+
+/// A file may hold what its character set does not have, or a character set that cannot be converted: then JSON, which
+/// is UTF-8, has the bytes.
+void appendTextOrBytes(std::string& json, std::string_view text) {
+    if (isValidUtf8(text)) {
+        return appendJsonText(json, text);
+    }
+    json += R"({"bytes":")";
+    json += toBase64(std::as_bytes(std::span(text)));
+    json += R"("})";
+}
+
+void appendValue(std::string& json, NodeView node) {
+    const auto& cell = node.cell();
+    switch (node.type()) {
+    case VType_Integer: return appendInteger(json, cell.integer);
+    case VType_Real: return appendReal(json, cell.real);
+    case VType_UTF8String: return appendTextOrBytes(json, cell.utf8String);
+    case VType_Tensor:
+        return appendIntegers(json, static_cast<const vint*>(cell.tensor->data.get()), cell.tensor->length);
+    case VType_NumericArray: return appendArrayShape(json, *cell.numericArray);
+    default: json += "null";
+    }
+}
+
+/// A store of unnamed nodes: items of a sequence, several numbers, frames.
+void appendElements(std::string& json, StoreView elements) {
+    appendList(json, elements.begin(), elements.end(), [&](NodeView element) {
+        if (element.type() == VType_DataStore) {
+            appendJson(json, StoreView(element.cell().dataStore));
+        } else {
+            appendValue(json, element);
+        }
+    });
+}
+
+} // namespace
+
+namespace {
+
+bool needsEscape(char character, bool isValid) {
+    const auto byte = static_cast<unsigned char>(character);
+    return byte < 0x20 || byte == 0x7F || character == '"' || character == '\\' || (byte >= 0x80 && !isValid);
+}
+
+void appendEscaped(std::string& json, char character) {
+    const auto byte = static_cast<unsigned char>(character);
+    if (byte >= 0x80) {
+        json += "\xEF\xBF\xBD";
+    } else if (character == '"' || character == '\\') {
+        json += '\\';
+        json += character;
+    } else {
+        char escape[8];
+        std::snprintf(escape, sizeof escape, "\\u%04x", byte);
+        json += escape;
+    }
+}
+
+/// How often each key of one object came so far.
+class KeyCounts {
+  public:
+    int next(std::string_view key) {
+        // Most objects are items with a few keys, which a look at each finds faster than a table.
+        constexpr std::size_t kFew = 16;
+        if (mFew.size() < kFew) {
+            const bool isNew = std::find(mFew.begin(), mFew.end(), key) == mFew.end();
+            mFew.push_back(key);
+            if (isNew) {
+                return 1;
+            }
+            return static_cast<int>(std::count(mFew.begin(), mFew.end(), key));
+        }
+        if (mMany.empty()) {
+            for (const std::string_view seen : mFew) {
+                ++mMany[seen];
+            }
+        }
+        return ++mMany[key];
+    }
+
+  private:
+    std::vector<std::string_view> mFew{};
+    std::unordered_map<std::string_view, int> mMany{};
+};
+
+} // namespace
+
+void appendJsonText(std::string& json, std::string_view text) {
+    const bool isValid = isValidUtf8(text);
+    json += '"';
+    std::size_t start = 0;
+    for (std::size_t index = 0; index < text.size(); ++index) {
+        if (needsEscape(text[index], isValid)) {
+            json.append(text, start, index - start);
+            appendEscaped(json, text[index]);
+            start = index + 1;
+        }
+    }
+    json.append(text, start, std::string_view::npos);
+    json += '"';
+}
+
+void appendJson(std::string& json, StoreView attributes) {
+    KeyCounts counts;
+    json += '{';
+    bool isFirst = true;
+    for (const NodeView node : attributes) {
+        json += isFirst ? "" : ",";
+        isFirst = false;
+        const int count = counts.next(node.name());
+        if (count == 1) {
+            appendJsonText(json, node.name());
+        } else {
+            appendJsonText(json, std::string(node.name()) + '#' + std::to_string(count));
+        }
+        json += ':';
+        if (node.type() == VType_DataStore) {
+            appendElements(json, StoreView(node.cell().dataStore));
+        } else {
+            appendValue(json, node);
+        }
+    }
+    json += '}';
+}
+
+} // namespace radvex::formats

@@ -1,0 +1,208 @@
+#include "formats/volumes/Nifti.h"
+
+#include <nifti1.h>
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+#include "files/OutputFile.h"
+#include "formats/volumes/Gzip.h"
+
+namespace radvex::formats {
+
+namespace {
+
+static_assert(std::endian::native == std::endian::little, "Readers know the order of bytes from the header.");
+static_assert(sizeof(nifti_1_header) == 348);
+
+constexpr std::size_t kHeaderSize = 352;
+constexpr vint kLongestAxis = 32767;
+
+struct NiftiType {
+    short code;
+    short bits;
+};
+
+NiftiType typeOf(const VolumeHeader& header) {
+    if (header.channels > 1) {
+        if (header.type != VNumericArray_U8) {
+            throw VolumeError("NIfTI holds colour of 8 bits only; .nrrd and .npy hold this volume.");
+        }
+        return {DT_RGB24, 24};
+    }
+    switch (header.type) {
+    case VNumericArray_S8: return {DT_INT8, 8};
+    case VNumericArray_U8: return {DT_UINT8, 8};
+    case VNumericArray_S16: return {DT_INT16, 16};
+    case VNumericArray_U16: return {DT_UINT16, 16};
+    case VNumericArray_S32: return {DT_INT32, 32};
+    case VNumericArray_U32: return {DT_UINT32, 32};
+    case VNumericArray_F32: return {DT_FLOAT32, 32};
+    default: return {DT_FLOAT64, 64};
+    }
+}
+
+short axis(const char* name, vint samples) {
+    if (samples > kLongestAxis) {
+        throw VolumeError("NIfTI holds up to 32767 samples along an axis, and this volume has " +
+                          std::to_string(samples) + " " + name + "; .nrrd and .npy hold it.");
+    }
+    return static_cast<short>(samples);
+}
+
+Vector3 toRas(const Vector3& lps) { return {-lps[0], -lps[1], lps[2]}; }
+
+/// Axes of a volume as unit vectors in RAS.
+struct Axes {
+    Vector3 column;
+    Vector3 row;
+    Vector3 slice;
+};
+
+Axes axesOf(const VolumeGeometry& geometry) {
+    const auto unit = [](const Vector3& step) { return toRas(1 / length(step) * step); };
+    return {unit(geometry.columnStep), unit(geometry.rowStep), unit(geometry.sliceStep)};
+}
+
+bool isOrthogonal(const Axes& axes) {
+    constexpr double kTolerance = 1e-3; // what three decimals of a direction leave open
+    return std::abs(dot(axes.column, axes.row)) <= kTolerance && std::abs(dot(axes.column, axes.slice)) <= kTolerance &&
+           std::abs(dot(axes.row, axes.slice)) <= kTolerance;
+}
+
+void setAffineForm(nifti_1_header& header, const VolumeGeometry& geometry) {
+    const Vector3 steps[] = {toRas(geometry.columnStep), toRas(geometry.rowStep), toRas(geometry.sliceStep),
+                             toRas(geometry.origin)};
+    float* const rows[] = {header.srow_x, header.srow_y, header.srow_z};
+    for (std::size_t row = 0; row < 3; ++row) {
+        for (std::size_t column = 0; column < 4; ++column) {
+            rows[row][column] = static_cast<float>(steps[column][row]);
+        }
+    }
+    header.sform_code = NIFTI_XFORM_SCANNER_ANAT;
+}
+
+/// The rotation that takes the axes of index space to (a, b, c), right-handed, as the last three parts of a unit
+/// quaternion whose first is not negative.
+Vector3 quaternionOf(const Vector3& a, const Vector3& b, const Vector3& c) {
+    // Squares of the four parts, times 4; the largest is safe to divide by.
+    const std::array<double, 4> squares{1 + a[0] + b[1] + c[2], 1 + a[0] - b[1] - c[2], 1 - a[0] + b[1] - c[2],
+                                        1 - a[0] - b[1] + c[2]};
+    const auto largest = std::max_element(squares.begin(), squares.end()) - squares.begin();
+    const double twice = std::sqrt(squares[static_cast<std::size_t>(largest)]);
+    const double scale = 0.5 / twice;
+    const Vector3 odd{b[2] - c[1], c[0] - a[2], a[1] - b[0]};
+    double w = 0;
+    Vector3 v{};
+    switch (largest) {
+    case 0:
+        w = 0.5 * twice;
+        v = scale * odd;
+        break;
+    case 1:
+        w = scale * odd[0];
+        v = {0.5 * twice, scale * (a[1] + b[0]), scale * (a[2] + c[0])};
+        break;
+    case 2:
+        w = scale * odd[1];
+        v = {scale * (a[1] + b[0]), 0.5 * twice, scale * (b[2] + c[1])};
+        break;
+    default:
+        w = scale * odd[2];
+        v = {scale * (a[2] + c[0]), scale * (b[2] + c[1]), 0.5 * twice};
+        break;
+    }
+    return w < 0 ? -1 * v : v;
+}
+
+/// Rounds the last three parts of a unit quaternion to what the header holds.
+std::array<float, 3> roundQuaternion(const Vector3& quaternion) {
+    constexpr double kNothing = 1e-10; // square of a first part that is nothing but rounding
+    std::array<float, 3> parts{static_cast<float>(quaternion[0]), static_cast<float>(quaternion[1]),
+                               static_cast<float>(quaternion[2])};
+    const auto squareOfFirst = [&] {
+        return 1.0 - dot({parts[0], parts[1], parts[2]}, {parts[0], parts[1], parts[2]});
+    };
+    // Readers take the first part from the length. For half a turn it is nothing, but a length that was rounded down
+    // makes 2e-4 of it, which turns the volume visibly. Rounded up it is nothing to them.
+    if (1 - dot(quaternion, quaternion) < kNothing) {
+        float& largest =
+            *std::max_element(parts.begin(), parts.end(), [](float a, float b) { return std::abs(a) < std::abs(b); });
+        while (squareOfFirst() > kNothing) {
+            largest = std::nextafter(largest, largest < 0 ? -2.0F : 2.0F);
+        }
+    }
+    return parts;
+}
+
+void setRotationForm(nifti_1_header& header, const VolumeGeometry& geometry, const Axes& axes) {
+    // Readers take the first part of the quaternion from its length: the axes have to be exactly at right angles.
+    const Vector3 across = cross(axes.column, axes.row);
+    const Vector3 normal = 1 / length(across) * across;
+    const Vector3 row = cross(normal, axes.column);
+    const auto quaternion = roundQuaternion(quaternionOf(axes.column, row, normal));
+    const Vector3 origin = toRas(geometry.origin);
+    header.pixdim[0] = dot(normal, axes.slice) < 0 ? -1.0F : 1.0F; // the third axis turned round
+    header.quatern_b = quaternion[0];
+    header.quatern_c = quaternion[1];
+    header.quatern_d = quaternion[2];
+    header.qoffset_x = static_cast<float>(origin[0]);
+    header.qoffset_y = static_cast<float>(origin[1]);
+    header.qoffset_z = static_cast<float>(origin[2]);
+    header.qform_code = NIFTI_XFORM_SCANNER_ANAT;
+}
+
+} // namespace
+
+std::string niftiHeader(const VolumeHeader& volume) {
+    nifti_1_header header{};
+    const NiftiType type = typeOf(volume);
+    const VolumeGeometry& geometry = volume.geometry;
+    header.sizeof_hdr = sizeof header;
+    const short dimensions[] = {
+        3, axis("columns", volume.columns), axis("rows", volume.rows), axis("slices", volume.slices), 1, 1, 1, 1};
+    std::copy(std::begin(dimensions), std::end(dimensions), header.dim);
+    header.datatype = type.code;
+    header.bitpix = type.bits;
+    const float spacings[] = {1,
+                              static_cast<float>(length(geometry.columnStep)),
+                              static_cast<float>(length(geometry.rowStep)),
+                              static_cast<float>(length(geometry.sliceStep)),
+                              1,
+                              1,
+                              1,
+                              1};
+    std::copy(std::begin(spacings), std::end(spacings), header.pixdim);
+    header.vox_offset = kHeaderSize;
+    header.scl_slope = 1;
+    header.xyzt_units = NIFTI_UNITS_MM;
+    std::memcpy(header.magic, "n+1", 4);
+    if (geometry.isPlaced) {
+        setAffineForm(header, geometry);
+        if (const Axes axes = axesOf(geometry); isOrthogonal(axes)) {
+            setRotationForm(header, geometry, axes);
+        }
+    }
+    std::string bytes(kHeaderSize, '\0');
+    std::memcpy(bytes.data(), &header, sizeof header);
+    return bytes;
+}
+
+void writeNifti(const std::string& path, const VolumeHeader& volume, const std::vector<SliceBytes>& slices) {
+    const std::string header = niftiHeader(volume);
+    files::writeOutputFile(path, [&](std::FILE* file) {
+        if (!path.ends_with(".gz")) {
+            return std::fwrite(header.data(), 1, header.size(), file) == header.size() &&
+                   std::all_of(slices.begin(), slices.end(), [&](SliceBytes slice) {
+                       return std::fwrite(slice.data(), 1, slice.size(), file) == slice.size();
+                   });
+        }
+        GzipWriter gzip(file);
+        return gzip.write(std::as_bytes(std::span(header))) &&
+               std::all_of(slices.begin(), slices.end(), [&](SliceBytes slice) { return gzip.write(slice); }) &&
+               gzip.finish();
+    });
+}
+
+} // namespace radvex::formats
