@@ -15,6 +15,7 @@
 #include "media/MediumTree.h"
 #include "media/ShownFile.h"
 #include "workers/Parcel.h"
+#include "workers/SharedMemory.h"
 #include "workers/Workers.h"
 
 namespace radvex::cli {
@@ -265,6 +266,7 @@ class SeriesWriter {
 
 void run(Session& session, const SeriesOptions& options) {
     options.selection.check();
+    workers::keepMemoryBetweenFiles();
     (void)options.picture.rendering(); // wrong usage is found before the medium is read
     const auto opened = openMedium(options.medium, options.jobs);
     const media::Medium& medium = *opened;

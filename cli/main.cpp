@@ -1,7 +1,6 @@
 #include <iostream>
 
 #include "cli/Commands.h"
-#include "cli/LargeHeap.h"
 #include "files/Errors.h"
 
 namespace {
@@ -51,7 +50,6 @@ int run(int argc, char** argv) {
 } // namespace
 
 int main(int argc, char** argv) {
-    radvex::cli::startWithLargeHeap(argv);
     try {
         return run(argc, argv);
     } catch (const std::exception& error) {

@@ -1,7 +1,5 @@
 // Volumes of modality values, file by file.
 
-#include <malloc.h>
-
 #include <algorithm>
 #include <cstring>
 #include <map>
@@ -14,15 +12,6 @@
 namespace radvex::volume {
 
 namespace {
-
-/// The pixels of each file would go back to the system, to be fetched anew page by page for the next one.
-void keepMemoryBetweenFiles() {
-#ifdef __GLIBC__
-    constexpr int kLargestBlock = 32 << 20;
-    mallopt(M_MMAP_THRESHOLD, kLargestBlock);
-    mallopt(M_TRIM_THRESHOLD, 2 * kLargestBlock);
-#endif
-}
 
 /// Puts the files of one series together, in their order.
 class Stack {
@@ -238,7 +227,7 @@ class ModalityVolumes::Reader {
 
 ModalityVolumes::ModalityVolumes(velmora::Host& host, const media::Medium& medium, const std::vector<SeriesFiles>& all,
                                  std::size_t jobs) {
-    keepMemoryBetweenFiles();
+    workers::keepMemoryBetweenFiles();
     mReader = std::make_unique<Reader>(host, medium, all, jobs);
 }
 

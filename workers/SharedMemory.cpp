@@ -1,5 +1,6 @@
 #include "workers/SharedMemory.h"
 
+#include <malloc.h>
 #include <sys/mman.h>
 #include <sys/sysinfo.h>
 
@@ -93,6 +94,14 @@ std::byte* SharedMemory::at(std::size_t offset, std::size_t bytes) const {
         throw Error("A process named a place in memory that it does not have.");
     }
     return mMemory + offset;
+}
+
+void keepMemoryBetweenFiles() {
+#ifdef __GLIBC__
+    constexpr int kLargestBlock = 32 << 20;
+    mallopt(M_MMAP_THRESHOLD, kLargestBlock);
+    mallopt(M_TRIM_THRESHOLD, 2 * kLargestBlock);
+#endif
 }
 
 } // namespace radvex::workers

@@ -34,4 +34,8 @@ class SharedMemory {
     std::byte* mMemory = nullptr;
 };
 
+/// The pixels of each file would go back to the system, to be fetched anew page by page for the next one: this process
+/// and those that it starts keep what they have taken.
+void keepMemoryBetweenFiles();
+
 } // namespace radvex::workers

@@ -1,37 +1,12 @@
 #include "formats/json/Text.h"
 
+#include <utf8.h>
+
 #include <cstdint>
 #include <cstdio>
+#include <iterator>
 
 namespace radvex::formats {
-
-namespace {
-
-/// Bytes of the well-formed character at the start of `text`, 0 when there is none (RFC 3629).
-std::size_t characterLength(std::string_view text) {
-    const auto byte = [&](std::size_t index) { return static_cast<unsigned char>(text[index]); };
-    const unsigned char lead = byte(0);
-    if (lead < 0x80) {
-        return 1;
-    }
-    const std::size_t length = lead >= 0xC2 && lead <= 0xDF   ? 2
-                               : (lead & 0xF0) == 0xE0        ? 3
-                               : lead >= 0xF0 && lead <= 0xF4 ? 4
-                                                              : 0;
-    if (length == 0 || text.size() < length) {
-        return 0;
-    }
-    for (std::size_t index = 1; index < length; ++index) {
-        if ((byte(index) & 0xC0) != 0x80) {
-            return 0;
-        }
-    }
-    const bool isWrong = (lead == 0xE0 && byte(1) < 0xA0) || (lead == 0xED && byte(1) > 0x9F) ||
-                         (lead == 0xF0 && byte(1) < 0x90) || (lead == 0xF4 && byte(1) > 0x8F);
-    return isWrong ? 0 : length;
-}
-
-} // namespace
 
 bool isAscii(std::string_view text) {
     unsigned char bits = 0;
@@ -45,32 +20,24 @@ bool isValidUtf8(std::string_view text) {
     if (isAscii(text)) { // nearly all text is
         return true;
     }
-    while (!text.empty()) {
-        const std::size_t length = characterLength(text);
-        if (length == 0) {
-            return false;
-        }
-        text.remove_prefix(length);
-    }
-    return true;
+    return utf8::is_valid(text.begin(), text.end());
 }
 
 std::string printable(std::string_view text) {
+    std::string valid;
+    valid.reserve(text.size());
+    utf8::replace_invalid(text.begin(), text.end(), std::back_inserter(valid)); // by U+FFFD
     std::string shown;
-    shown.reserve(text.size());
-    while (!text.empty()) {
-        const std::size_t length = characterLength(text);
-        const auto byte = static_cast<unsigned char>(text.front());
-        if (length == 0) {
-            shown += "\xEF\xBF\xBD";
-        } else if (byte < 0x20 || byte == 0x7F) {
+    shown.reserve(valid.size());
+    for (const char character : valid) {
+        const auto byte = static_cast<unsigned char>(character);
+        if (byte < 0x20 || byte == 0x7F) {
             char escape[8];
             std::snprintf(escape, sizeof escape, "\\u%04X", byte);
             shown += escape;
         } else {
-            shown.append(text.substr(0, length));
+            shown += character;
         }
-        text.remove_prefix(length == 0 ? 1 : length);
     }
     return shown;
 }

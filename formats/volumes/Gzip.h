@@ -1,23 +1,19 @@
 #pragma once
 
-#define ZLIB_CONST // zlib only reads what it compresses
 #include <zlib.h>
 
 #include <cstddef>
 #include <cstdio>
+#include <memory>
 #include <span>
-#include <vector>
 
 namespace radvex::formats {
 
 /// Writes a file through gzip as the bytes come, at zlib's fastest level: volumes are large, and mostly noise.
 class GzipWriter {
   public:
-    /// @param file  is borrowed and stays open
+    /// @param file  is borrowed and stays open; what was written to it before stands in front
     explicit GzipWriter(std::FILE* file);
-    ~GzipWriter();
-    GzipWriter(const GzipWriter&) = delete;
-    GzipWriter& operator=(const GzipWriter&) = delete;
 
     /// False when the file or zlib refused.
     bool write(std::span<const std::byte> bytes);
@@ -25,12 +21,10 @@ class GzipWriter {
     bool finish();
 
   private:
-    bool run(int flush);
-
-    std::FILE* mFile;
-    z_stream mStream{};
-    std::vector<unsigned char> mOutput;
-    bool mIsOpen = false;
+    struct Close {
+        void operator()(gzFile stream) const { (void)gzclose(stream); }
+    };
+    std::unique_ptr<gzFile_s, Close> mStream{};
 };
 
 } // namespace radvex::formats

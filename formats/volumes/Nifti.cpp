@@ -1,6 +1,6 @@
 #include "formats/volumes/Nifti.h"
 
-#include <nifti1.h>
+#include <nifti2_io.h>
 
 #include <algorithm>
 #include <bit>
@@ -83,39 +83,6 @@ void setAffineForm(nifti_1_header& header, const VolumeGeometry& geometry) {
     header.sform_code = NIFTI_XFORM_SCANNER_ANAT;
 }
 
-/// The rotation that takes the axes of index space to (a, b, c), right-handed, as the last three parts of a unit
-/// quaternion whose first is not negative.
-Vector3 quaternionOf(const Vector3& a, const Vector3& b, const Vector3& c) {
-    // Squares of the four parts, times 4; the largest is safe to divide by.
-    const std::array<double, 4> squares{1 + a[0] + b[1] + c[2], 1 + a[0] - b[1] - c[2], 1 - a[0] + b[1] - c[2],
-                                        1 - a[0] - b[1] + c[2]};
-    const auto largest = std::max_element(squares.begin(), squares.end()) - squares.begin();
-    const double twice = std::sqrt(squares[static_cast<std::size_t>(largest)]);
-    const double scale = 0.5 / twice;
-    const Vector3 odd{b[2] - c[1], c[0] - a[2], a[1] - b[0]};
-    double w = 0;
-    Vector3 v{};
-    switch (largest) {
-    case 0:
-        w = 0.5 * twice;
-        v = scale * odd;
-        break;
-    case 1:
-        w = scale * odd[0];
-        v = {0.5 * twice, scale * (a[1] + b[0]), scale * (a[2] + c[0])};
-        break;
-    case 2:
-        w = scale * odd[1];
-        v = {scale * (a[1] + b[0]), 0.5 * twice, scale * (b[2] + c[1])};
-        break;
-    default:
-        w = scale * odd[2];
-        v = {scale * (a[2] + c[0]), scale * (b[2] + c[1]), 0.5 * twice};
-        break;
-    }
-    return w < 0 ? -1 * v : v;
-}
-
 /// Rounds the last three parts of a unit quaternion to what the header holds.
 std::array<float, 3> roundQuaternion(const Vector3& quaternion) {
     constexpr double kNothing = 1e-10; // square of a first part that is nothing but rounding
@@ -137,13 +104,19 @@ std::array<float, 3> roundQuaternion(const Vector3& quaternion) {
 }
 
 void setRotationForm(nifti_1_header& header, const VolumeGeometry& geometry, const Axes& axes) {
-    // Readers take the first part of the quaternion from its length: the axes have to be exactly at right angles.
-    const Vector3 across = cross(axes.column, axes.row);
-    const Vector3 normal = 1 / length(across) * across;
-    const Vector3 row = cross(normal, axes.column);
-    const auto quaternion = roundQuaternion(quaternionOf(axes.column, row, normal));
+    nifti_dmat44 matrix{};
+    for (std::size_t row = 0; row < 3; ++row) {
+        matrix.m[row][0] = axes.column[row];
+        matrix.m[row][1] = axes.row[row];
+        matrix.m[row][2] = axes.slice[row];
+    }
+    Vector3 exact{};
+    double thirdAxis = 1; // -1: turned round
+    nifti_dmat44_to_quatern(matrix, &exact[0], &exact[1], &exact[2], nullptr, nullptr, nullptr, nullptr, nullptr,
+                            nullptr, &thirdAxis);
+    const auto quaternion = roundQuaternion(exact);
     const Vector3 origin = toRas(geometry.origin);
-    header.pixdim[0] = dot(normal, axes.slice) < 0 ? -1.0F : 1.0F; // the third axis turned round
+    header.pixdim[0] = static_cast<float>(thirdAxis);
     header.quatern_b = quaternion[0];
     header.quatern_c = quaternion[1];
     header.quatern_d = quaternion[2];
