@@ -1,9 +1,10 @@
+#include "dicom/metadata/ElementConversion.h"
+
 #include <limits>
 
 #include "bridge/containers/NumericArray.h"
 #include "bridge/containers/Tensor.h"
-#include "dicom/metadata/DcmUtility.h"
-#include "dicom/metadata/ElementKey.h"
+#include "dicom/metadata/TagNaming.h"
 
 namespace radvex {
 

@@ -1,9 +1,11 @@
+#include "dicom/metadata/GraphicMetadata.h"
+
 #include <algorithm>
 #include <cstring>
 
 #include "bridge/containers/NumericArray.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
-#include "dicom/metadata/DcmUtility.h"
+#include "dicom/metadata/TagNaming.h"
 #include "dicom/pixels/PromisedPixels.h"
 
 namespace radvex {

@@ -1,8 +1,9 @@
+#include "dicom/metadata/HierarchicalMetadata.h"
+
 #include <stack>
 
 #include "dcmtk/dcmdata/dcstack.h"
-#include "dicom/metadata/DcmUtility.h"
-#include "dicom/metadata/ElementKey.h"
+#include "dicom/metadata/TagNaming.h"
 
 namespace radvex {
 

@@ -1,3 +1,5 @@
+#include "dicom/metadata/TagNaming.h"
+
 #include <cstdio>
 #include <ctime>
 #include <iomanip>
@@ -6,7 +8,6 @@
 
 #include "bridge/ErrorManager.h"
 #include "dcmtk/dcmdata/dcdicent.h"
-#include "dicom/metadata/DcmUtility.h"
 
 namespace radvex {
 

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <initializer_list>
 #include <memory>
 
 #include "bridge/containers/Image.h"
+#include "bridge/containers/NumericArray.h"
 #include "dicom/metadata/RegexFilter.h"
 #include "dicom/pixels/ImageOptions.h"
 #include "dicom/readers/DcmReader.h"
@@ -119,5 +121,10 @@ class DcmFileReader : public DcmReader {
 /// No file is known with which DCMTK gives another number of samples than its shape has; nothing is copied if one does.
 /// @throws GantryError  RawPixelCountError (samples found, samples expected)
 void requirePixelCount(unsigned long found, unsigned long expected);
+
+/// Unpacks the words of Overlay Data, lowest bit first, into an array of 0 and 1.
+/// @throws GantryError  NumericArrayNewError, DimensionsError
+GTU::NumericArray<signed char, GTU::Passing::Manual> readOverlayDataBuffer(const Uint16* data, unsigned long wordCount,
+                                                                           std::initializer_list<int> dims);
 
 } // namespace radvex

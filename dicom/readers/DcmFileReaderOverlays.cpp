@@ -5,7 +5,6 @@
 #include "dcmtk/dcmimgle/dcmimage.h"
 #include "dicom/pixels/Dimensions.h"
 #include "dicom/readers/DcmFileReader.h"
-#include "dicom/readers/OverlayData.h"
 
 namespace radvex {
 

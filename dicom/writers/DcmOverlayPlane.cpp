@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "dicom/writers/ValueLength.h"
+#include "dicom/writers/WriteChecks.h"
 
 namespace radvex {
 

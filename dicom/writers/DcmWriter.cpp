@@ -1,12 +1,12 @@
-// The road of an image into the dataset, and of a file that is taken up.
+// The road of an image and its overlays into the dataset, and of a file that is taken up.
 
 #include "dicom/writers/DcmWriter.h"
 
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dicom/readers/DcmReader.h"
 #include "dicom/writers/DcmAnonymizer.h"
-#include "dicom/writers/TagWrite.h"
-#include "dicom/writers/ValueLength.h"
+#include "dicom/writers/DcmOverlay.h"
+#include "dicom/writers/WriteChecks.h"
 #include "guard/GuardedLoad.h"
 
 namespace radvex {
@@ -26,7 +26,25 @@ unsigned int pixelValuesCount(const GTU::ImageInterface& image) {
     return cut(image.rows()) * cut(image.columns()) * cut(image.channels()) * cut(image.slices());
 }
 
+void addPlane(DcmOverlay& planes, int index, VImage handle, const OverlayOptions& options) {
+    const ImageArgument<signed char> image(handle);
+    const auto cut = [](vint size) { return static_cast<unsigned short>(size); };
+    planes.addOverlayPlane(image.getData(), cut(image.rows()), cut(image.columns()), cut(image.slices()),
+                           options.originRow, options.originColumn, options.imageFrameOrigin, options.type);
+    if (options.description) {
+        planes.setOverlayDescription(index, *options.description);
+    }
+    if (options.subtype) {
+        planes.setOverlaySubtype(index, *options.subtype);
+    }
+    if (options.label) {
+        planes.setOverlayLabel(index, *options.label);
+    }
+}
+
 } // namespace
+
+// ---- Images and files -----------------------------------------------------------------------------------------------
 
 void DcmWriter::writeImage(GTU::VArgumentManager& mngr) {
     std::unique_ptr<DcmIODCommon> iod;
@@ -89,6 +107,83 @@ void DcmWriter::anonymize(const DcmAnonymizer& anonymizer, bool regenerateSopIns
     if (done.bad()) {
         GTU::ErrorManager::throwException("AnonymizationError", done.text());
     }
+}
+
+// ---- Overlay planes -------------------------------------------------------------------------------------------------
+
+std::unique_ptr<DcmOverlay> DcmWriter::createDcmOverlay(ImageArguments& overlays,
+                                                        const std::vector<OverlayOptions>& options) {
+    if (overlays.size() > DcmOverlay::kMaxPlanes) {
+        GTU::ErrorManager::throwException("OverlayCountError");
+    }
+    auto planes = std::make_unique<DcmOverlay>();
+    int index = 0;
+    auto option = options.begin();
+    for (auto node = overlays.begin(); node != overlays.end() && option != options.end(); ++node, ++option) {
+        addPlane(*planes, index++, node->getValue(), *option);
+    }
+    return planes;
+}
+
+void DcmWriter::writeOverlay(ImageArguments& overlays, const std::vector<OverlayOptions>& options) {
+    createDcmOverlay(overlays, options)->writeOverlayToDataset(*mDataset);
+}
+
+// ---- Values for attributes that an image does not tell --------------------------------------------------------------
+
+std::unordered_map<std::string, std::string> DcmWriter::mDefaultTagValues{
+    // Content identification and equipment of a parametric map
+    {"ContentLabel", "IMAGE"},
+    {"ContentDescription", "Image"},
+    {"ContentCreatorName", ""},
+    {"Manufacturer", "Velmora Research"}, // of every file
+    {"ManufacturerModelName", "Velmora Language"},
+    {"DeviceSerialNumber", "1"},
+    {"SoftwareVersions", "1.0"},
+    {"PositionReferenceIndicator", ""},
+    // Study, series and patient of every file
+    {"Modality", "OT"},
+    {"AccessionNumber", ""},
+    {"StudyID", ""},
+    {"ReferringPhysicianName", ""},
+    {"StudyTime", ""},
+    {"StudyDate", ""},
+    {"SeriesNumber", "1"},
+    {"PatientSex", ""},
+    {"PatientBirthDate", ""},
+    {"PatientID", ""},
+    {"PatientName", ""},
+    // Pixel measures of a parametric map
+    {"SpacingBetweenSlices", ""},
+    {"SliceThickness", ""},
+    {"PixelSpacing", ""},
+    {"RecognizableVisualFeatures", "NO"},   // asked for by hosts; a parametric map always says "NO"
+    {"ConversionType", "SYN"},              // of every file that is saved
+    {"RepresentationLUTShape", "IDENTITY"}, // the key of the Presentation LUT Shape
+};
+
+OFString DcmWriter::defaultOf(const std::string& keyword) { return mDefaultTagValues[keyword].c_str(); }
+
+std::string DcmWriter::getDefaultTagValue(const std::string& keyword) {
+    const auto found = mDefaultTagValues.find(keyword);
+    if (found == mDefaultTagValues.end()) {
+        GTU::ErrorManager::throwException("InvalidTagName", keyword);
+    }
+    return found->second;
+}
+
+void DcmWriter::setDefaultTagValue(const std::string& keyword, const std::string& value) {
+    const DcmTagKey key = getTagKey(GeneralInfoMap, keyword);
+    const std::unique_ptr<DcmElement> scratch(DcmItem::newDicomElement(key));
+    // A value that cannot be put leaves an empty element, which passes the check.
+    if (scratch != nullptr) {
+        (void)scratch->putString(value.c_str());
+    }
+    if (scratch == nullptr || scratch->checkValue("1-n", OFFalse).bad()) {
+        GTU::ErrorManager::throwExceptionWithDebugInfo("InvalidTagValue", "The default value does not fit the VR.",
+                                                       keyword, value);
+    }
+    mDefaultTagValues[keyword] = value;
 }
 
 } // namespace radvex

@@ -5,7 +5,7 @@
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmiod/modimagepixel.h"
 #include "dicom/writers/DcmWriter.h"
-#include "dicom/writers/TagWrite.h"
+#include "dicom/writers/WriteChecks.h"
 
 namespace radvex {
 

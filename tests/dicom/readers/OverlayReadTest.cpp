@@ -3,7 +3,7 @@
 
 #include <array>
 
-#include "dicom/readers/OverlayData.h"
+#include "dicom/readers/DcmFileReader.h"
 #include "tests/support/DicomFiles.h"
 #include "tests/support/HostTest.h"
 #include "tests/support/ImageFiles.h"

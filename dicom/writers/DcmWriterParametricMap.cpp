@@ -8,7 +8,7 @@
 #include "dcmtk/dcmiod/iodutil.h"
 #include "dcmtk/dcmpmap/dpmparametricmapiod.h"
 #include "dicom/writers/DcmWriter.h"
-#include "dicom/writers/TagWrite.h"
+#include "dicom/writers/WriteChecks.h"
 
 namespace radvex {
 

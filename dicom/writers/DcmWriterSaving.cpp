@@ -6,16 +6,18 @@
 #include "dcmtk/dcmjpeg/djrplol.h"
 #include "dcmtk/dcmjpeg/djrploss.h"
 #include "dcmtk/dcmjpls/djrparam.h"
-#include "dicom/metadata/FileName.h"
 #include "dicom/pixels/EncodedPixels.h"
 #include "dicom/pixels/JpegLsEncoding.h"
 #include "dicom/writers/DcmWriter.h"
 #include "dicom/writers/SavedFile.h"
-#include "dicom/writers/TagWrite.h"
+#include "dicom/writers/WriteChecks.h"
 
 namespace radvex {
 
 namespace {
+
+/// A path as DCMTK is given it. DCMTK takes "-" for the standard input, which is the host's.
+OFFilename fileNameOf(const std::string& path) { return OFFilename(path == "-" ? "./-" : path.c_str(), true); }
 
 /// Lossy JPEG renders one sample a pixel, or three; of any other number it would make other pixels.
 bool isRendered(DcmDataset& dataset) {
