@@ -156,7 +156,7 @@ void run(Session& session, const AnonymizeOptions& options) {
     deidentify::AnonymizationSettings settings{options.key.empty() ? "" : readKey(options.key), options.isIndependent,
                                                rules.resolve(session.host())};
     deidentify::Anonymizer anonymizer(
-        session.host(), rules, deidentify::openAnonymization(std::move(settings)),
+        session.host(), rules, deidentify::openAnonymization(settings),
         {options.mayReplace, options.isStrict, options.isStrict || !options.isQuiet || !options.report.empty(),
          !options.report.empty(), options.hasNeutralNames, options.jobs.count(), ProgressBar::forEachWork()});
     const deidentify::AnonymizationResult result = isFolder ? anonymizer.anonymizeFolder(folder, options.output)

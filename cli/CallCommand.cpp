@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <iostream>
 
 #include "cli/Commands.h"
@@ -12,6 +13,7 @@ namespace {
 struct CallOptions {
     std::string function{};
     bool list = false;
+    bool markdown = false;
 };
 
 std::vector<velmora::Value> parseArguments(const std::vector<std::string>& texts) {
@@ -55,20 +57,114 @@ void answerLines(Session& session) {
     }
 }
 
+/// `ReadImage(path: text, firstFrame: integer) -> image`
+std::string signatureOf(const velmora::Declaration& function) {
+    std::string text = function.name + '(';
+    for (std::size_t index = 0; index < function.arguments.size(); ++index) {
+        text += index == 0 ? "" : ", ";
+        text += function.description.arguments[index].name;
+        text += std::string(": ") + velmora::kindName(function.arguments[index]);
+    }
+    return text + ") -> " + velmora::kindName(function.result);
+}
+
+std::string signatureOf(const velmora::EntryPoint& entry) {
+    return std::string(entry.result) + ' ' + std::string(entry.name) + std::string(entry.parameters);
+}
+
 void listFunctions() {
-    static constexpr const char* kKinds[] = {"nothing",      "boolean", "integer", "real", "complex", "tensor",
-                                             "sparse array", "array",   "image",   "text", "store"};
     for (const velmora::Declaration& function : velmora::radvexDeclarations()) {
-        std::cout << function.name << '(';
-        for (std::size_t index = 0; index < function.arguments.size(); ++index) {
-            std::cout << (index == 0 ? "" : ", ") << kKinds[function.arguments[index]];
+        std::cout << signatureOf(function) << "\n    " << function.description.meaning << '\n';
+    }
+}
+
+std::string joined(const std::vector<std::string_view>& words) {
+    std::string text;
+    for (const std::string_view word : words) {
+        text += (text.empty() ? "" : ", ") + std::string(word);
+    }
+    return text;
+}
+
+/// All that is known of one function.
+void explainFunction(const std::string& name) {
+    const auto& functions = velmora::radvexDeclarations();
+    const auto function =
+        std::find_if(functions.begin(), functions.end(), [&](const auto& candidate) { return candidate.name == name; });
+    if (function == functions.end()) {
+        throw UsageError("There is no function '" + name + "': 'radvex call --list' shows them all.");
+    }
+    const velmora::Description& description = function->description;
+    std::cout << signatureOf(*function) << "\n\n" << description.meaning << "\n\n";
+    for (const auto& argument : description.arguments) {
+        std::cout << "  " << argument.name << ": " << argument.meaning << '\n';
+    }
+    if (!description.result.empty()) {
+        std::cout << "  result: " << description.result << '\n';
+    }
+    if (!description.errors.empty()) {
+        std::cout << "  errors: " << joined(description.errors) << '\n';
+    }
+    std::cout << '\n' << velmora::radvexSections()[description.section].text << '\n';
+}
+
+/// Text as it stands, where Markdown would read marks in it.
+std::string escaped(std::string_view text) {
+    std::string result;
+    for (const char character : text) {
+        if (std::string_view("\\`*_<[").find(character) != std::string_view::npos) {
+            result += '\\';
         }
-        std::cout << ") -> " << kKinds[function.result] << '\n';
+        result += character;
+    }
+    return result;
+}
+
+void writeMarkdown(const velmora::Declaration& function) {
+    const velmora::Description& description = function.description;
+    std::cout << "\n### " << function.name << "\n\n`" << signatureOf(function) << "`\n\n"
+              << escaped(description.meaning) << "\n\n";
+    for (std::size_t index = 0; index < description.arguments.size(); ++index) {
+        std::cout << "- `" << description.arguments[index].name << "`, " << velmora::kindName(function.arguments[index])
+                  << ": " << escaped(description.arguments[index].meaning) << '\n';
+    }
+    const std::string result = description.result.empty() ? "" : ": " + escaped(description.result);
+    std::cout << "- Result, " << velmora::kindName(function.result) << result << '\n';
+    if (!description.errors.empty()) {
+        std::cout << "- Errors: " << joined(description.errors) << '\n';
+    }
+}
+
+void writeMarkdown(const velmora::EntryPoint& entry) {
+    std::cout << "\n### " << entry.name << "\n\n`" << signatureOf(entry) << "`\n\n" << escaped(entry.meaning) << '\n';
+}
+
+/// The whole list as a page.
+void writeMarkdown() {
+    std::cout << "# The exported functions\n\n"
+                 "Made from `include/velmora/RadvexFunctions.h` by `radvex call --markdown`: change it there.\n";
+    const auto writeThoseOf = [](std::size_t section, const auto& functions, const auto& sectionOf) {
+        for (const auto& function : functions) {
+            if (sectionOf(function) == section) {
+                writeMarkdown(function);
+            }
+        }
+    };
+    const auto& sections = velmora::radvexSections();
+    for (std::size_t section = 0; section < sections.size(); ++section) {
+        std::cout << "\n## " << sections[section].title << "\n\n" << escaped(sections[section].text) << '\n';
+        writeThoseOf(section, velmora::radvexEntryPoints(), [](const auto& entry) { return entry.section; });
+        writeThoseOf(section, velmora::radvexDeclarations(),
+                     [](const auto& function) { return function.description.section; });
     }
 }
 
 void run(Session& session, const CallOptions& options, const std::vector<std::string>& arguments) {
-    if (options.list) {
+    if (options.markdown) {
+        writeMarkdown();
+    } else if (options.list && !options.function.empty()) {
+        explainFunction(options.function);
+    } else if (options.list) {
         listFunctions();
     } else if (options.function == "-") {
         answerLines(session);
@@ -92,7 +188,9 @@ void addCallCommand(const CommandLine& program, Session& session) {
     command.leaveTheRest(); // CLI11 would take a list or a number apart
     command.setFooter("NAME is followed by its arguments, each one JSON value; text needs its double quotes:\n"
                       "  radvex call GetFrameCount '\"scan.dcm\"'");
-    command.addFlag("--list", options->list, "List the functions with their arguments and results");
+    command.addFlag("--list", options->list,
+                    "List the functions with their arguments and results; with a NAME, tell all that is known of it");
+    command.addFlag("--markdown", options->markdown, "Print the whole list of functions as a page in Markdown");
     command.setAction([&session, options, command] { run(session, *options, command.remaining()); });
 }
 

@@ -3,6 +3,7 @@
 
 #include "cli/Commands.h"
 #include "cli/arguments/TagNumber.h"
+#include "formats/json/Dictionary.h"
 
 namespace radvex::cli {
 
@@ -11,20 +12,14 @@ using velmora::Value;
 
 namespace {
 
-std::string firstText(const Store& store) { return (*store.begin()).cell().utf8String; }
-
 void printKeyword(velmora::Host& host, const std::string& tag) {
     const auto number = requireTagNumber(tag);
     std::cout << host.call("GetKeyword", {number.first, number.second}).get<std::string>() << '\n';
 }
 
-/// The library answers in decimal; people write tags in hexadecimal.
 void printNumber(velmora::Host& host, const std::string& keyword) {
-    const Value answer = host.call("GetGroupElemNumbers", {keyword});
-    auto node = answer.get<Store>().begin();
-    const int group = std::stoi((*node).cell().utf8String);
-    const int element = std::stoi((*++node).cell().utf8String);
-    std::printf("%04X,%04X\n", static_cast<unsigned>(group), static_cast<unsigned>(element));
+    const auto tag = formats::Dictionary(host).tagOf(keyword);
+    std::printf("%04X,%04X\n", unsigned{tag.group}, unsigned{tag.element});
 }
 
 void printVr(velmora::Host& host, const std::string& tag) {
@@ -32,7 +27,7 @@ void printVr(velmora::Host& host, const std::string& tag) {
     const Value answer =
         number ? host.call("ReadVRNameIntTags", {Store::of({Store::ofTexts({number->first, number->second})})})
                : host.call("ReadVRName", {Store::ofTexts({tag})});
-    std::cout << firstText(answer.get<Store>()) << '\n';
+    std::cout << answer.get<Store>().view().at(0).text() << '\n';
 }
 
 void add(const CommandLine& program, Session& session, const std::string& name, const std::string& what,

@@ -21,7 +21,7 @@ void addErrorsCommand(const CommandLine& program, Session& session) {
             }
         }
         if (*asJson) {
-            std::cout << list.dump(2) << '\n';
+            std::cout << formats::dumpJson(list, 2) << '\n';
         }
     });
 }

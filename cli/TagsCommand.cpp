@@ -9,6 +9,7 @@
 #include "cli/arguments/MediumOptions.h"
 #include "cli/arguments/TagNumber.h"
 #include "files/OutputFile.h"
+#include "formats/json/Dictionary.h"
 #include "formats/json/MetadataJson.h"
 #include "formats/json/Text.h"
 #include "media/MediumTree.h"
@@ -76,27 +77,23 @@ Store readTags(velmora::Host& host, const std::string& file, const TagsOptions& 
 /// means depends on the file's private creator.
 class VrNames {
   public:
-    explicit VrNames(velmora::Host& host) : mHost(host) {}
+    explicit VrNames(velmora::Host& host) : mDictionary(host) {}
 
     std::string operator()(const std::string& key) {
-        const auto known = mKnown.find(key);
-        return known != mKnown.end() ? known->second : mKnown.emplace(key, ask(key)).first->second;
-    }
-
-  private:
-    std::string ask(const std::string& key) {
-        const Value answer = mHost.call("ReadVRName", {Store::ofTexts({key})});
-        const std::string vr = (*answer.get<Store>().begin()).cell().utf8String;
+        const std::string& vr = mDictionary.vrOf(key);
         return vr == "UN" || isPrivate(key) ? "" : vr;
     }
 
+  private:
     bool isPrivate(const std::string& key) {
-        const Value numbers = mHost.call("GetGroupElemNumbers", {key});
-        return std::stoi((*numbers.get<Store>().begin()).cell().utf8String) % 2 != 0;
+        const auto known = mIsPrivate.find(key);
+        return known != mIsPrivate.end()
+                   ? known->second
+                   : mIsPrivate.emplace(key, mDictionary.tagOf(key).group % 2 != 0).first->second;
     }
 
-    velmora::Host& mHost;
-    std::unordered_map<std::string, std::string> mKnown{};
+    formats::Dictionary mDictionary;
+    std::unordered_map<std::string, bool> mIsPrivate{};
 };
 
 /// What is printed of one file's attributes.

@@ -87,7 +87,7 @@ std::string anonymizationReport(const AnonymizationResult& result, const ReportO
     for (const AnonymizedFile& file : result.files) {
         report["files"].push_back(entryOf(file, options.hasOriginals));
     }
-    return report.dump(1) + '\n';
+    return formats::dumpJson(report, 1) + '\n';
 }
 
 std::string anonymizationSummary(const std::string& output, const AnonymizationResult& result, const Profile* profile) {

@@ -3,24 +3,13 @@
 #include <algorithm>
 
 #include "files/InputFile.h"
+#include "formats/json/Dictionary.h"
 #include "formats/json/LosslessJson.h"
 #include "formats/json/Text.h"
 
 namespace radvex::deidentify {
 
 using velmora::Store;
-
-namespace {
-
-std::uint16_t numberAt(const Store& numbers, std::size_t index) {
-    auto node = numbers.begin();
-    for (; index > 0; --index) {
-        ++node;
-    }
-    return static_cast<std::uint16_t>(std::stoi((*node).cell().utf8String));
-}
-
-} // namespace
 
 void ReplacementRules::set(const std::string& keyword, const std::string& value) {
     const auto known =
@@ -62,9 +51,10 @@ Store ReplacementRules::toStore() const {
 
 std::vector<GivenValue> ReplacementRules::resolve(velmora::Host& host) const {
     std::vector<GivenValue> given;
+    formats::Dictionary dictionary(host);
     for (const ProfileRule& rule : mRules) {
-        const velmora::Value numbers = host.call("GetGroupElemNumbers", {rule.keyword});
-        given.push_back({numberAt(numbers.get<Store>(), 0), numberAt(numbers.get<Store>(), 1), rule.value});
+        const auto tag = dictionary.tagOf(rule.keyword);
+        given.push_back({tag.group, tag.element, rule.value});
     }
     return given;
 }

@@ -22,7 +22,7 @@ class Stack {
         if (!result.end.empty()) {
             const std::string sentence = name + ": " + result.problem();
             mReason = mReason.empty() ? sentence : mReason;
-            mResult.findings.push_back({FindingKind::unreadable, true, sentence, {name}});
+            mResult.findings.push_back({FindingKind::unreadableFile, true, sentence, {name}});
         } else if (!result.error.empty()) {
             addUnreadable(name, result.error);
         } else {
@@ -34,7 +34,7 @@ class Stack {
         if (!mOfOtherSize.empty()) {
             throw formats::VolumeError(
                 "The slices differ in size: " + mFirst + " is " + std::to_string(mResult.header.columns) + " x " +
-                std::to_string(mResult.header.rows) + ", and not so " + namesOf(mOfOtherSize) + ".");
+                std::to_string(mResult.header.rows) + ". These differ: " + namesOf(mOfOtherSize) + ".");
         }
         if (!mBuffer && mReason.empty()) {
             throw NoPicturesError("The series holds no pictures.");
@@ -105,7 +105,7 @@ class Stack {
         if (!files.empty()) {
             const std::string sentence = std::to_string(files.size()) + (files.size() == 1 ? " file " : " files ") +
                                          what + ": " + namesOf(files) + "." + (reason.empty() ? "" : " " + reason);
-            mResult.findings.push_back({FindingKind::unreadable, true, sentence, std::move(files)});
+            mResult.findings.push_back({FindingKind::unreadableFile, true, sentence, std::move(files)});
         }
     }
 

@@ -49,7 +49,7 @@ std::vector<FileMetadata> readAllMetadata(const SeriesReading& reading, const Se
         const std::string sentence = std::to_string(dropped.size()) +
                                      (dropped.size() == 1 ? " file cannot be read: " : " files cannot be read: ") +
                                      namesOf(dropped) + ". " + reason;
-        result.findings.push_back({FindingKind::unreadable, true, sentence, std::move(dropped)});
+        result.findings.push_back({FindingKind::unreadableFile, true, sentence, std::move(dropped)});
     }
     return files;
 }
@@ -68,7 +68,7 @@ void requirePictures(const std::vector<FileMetadata>& files) {
     if (!others.empty()) {
         throw formats::VolumeError("The slices differ in size: " + files.front().name() + " is " +
                                    std::to_string(files.front().columns()) + " x " +
-                                   std::to_string(files.front().rows()) + ", and not so " + namesOf(others) + ".");
+                                   std::to_string(files.front().rows()) + ". These differ: " + namesOf(others) + ".");
     }
 }
 

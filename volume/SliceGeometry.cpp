@@ -45,18 +45,18 @@ std::vector<double> heightsOf(const std::vector<SliceRecord>& slices, const std:
 const char* findingName(FindingKind kind) {
     switch (kind) {
     case FindingKind::instanceOrder: return "instanceOrder";
-    case FindingKind::numberAbsent: return "numberAbsent";
-    case FindingKind::numberDoubled: return "numberDoubled";
-    case FindingKind::noPlace: return "noPlace";
+    case FindingKind::noInstanceNumber: return "noInstanceNumber";
+    case FindingKind::duplicateInstanceNumber: return "duplicateInstanceNumber";
+    case FindingKind::noPosition: return "noPosition";
     case FindingKind::noPixelSpacing: return "noPixelSpacing";
-    case FindingKind::spacing: return "spacing";
-    case FindingKind::missing: return "missing";
-    case FindingKind::doubled: return "doubled";
-    case FindingKind::orientation: return "orientation";
-    case FindingKind::pixelSpacing: return "pixelSpacing";
+    case FindingKind::unevenSpacing: return "unevenSpacing";
+    case FindingKind::missingSlices: return "missingSlices";
+    case FindingKind::duplicatePosition: return "duplicatePosition";
+    case FindingKind::differentOrientation: return "differentOrientation";
+    case FindingKind::differentPixelSpacing: return "differentPixelSpacing";
     case FindingKind::tilt: return "tilt";
     case FindingKind::drift: return "drift";
-    case FindingKind::unreadable: return "unreadable";
+    case FindingKind::unreadableFile: return "unreadableFile";
     case FindingKind::framesLeftOut: return "framesLeftOut";
     }
     return "";
@@ -79,7 +79,7 @@ formats::VolumeGeometry geometryOf(const std::vector<SliceRecord>& slices, const
     const SliceRecord& first = slices[order.front()];
     formats::VolumeGeometry geometry = inPlane(first);
     geometry.sliceStep = saidDistance(first) * unitNormal(first);
-    if (!verdict.hasPositions || verdict.has(FindingKind::noPlace) || verdict.has(FindingKind::orientation)) {
+    if (!verdict.hasPositions || verdict.has(FindingKind::noPosition) || verdict.has(FindingKind::differentOrientation)) {
         return geometry;
     }
     const auto heights = heightsOf(slices, order);
@@ -89,7 +89,7 @@ formats::VolumeGeometry geometryOf(const std::vector<SliceRecord>& slices, const
     std::sort(sorted.begin(), sorted.end());
     const double usual = gapsOf(sorted).usual;
     geometry.isPlaced =
-        (isAscending || isDescending) && !verdict.has(FindingKind::pixelSpacing) && !verdict.has(FindingKind::doubled);
+        (isAscending || isDescending) && !verdict.has(FindingKind::differentPixelSpacing) && !verdict.has(FindingKind::duplicatePosition);
     if (!geometry.isPlaced) {
         geometry.sliceStep = (usual > 0 ? usual : saidDistance(first)) * unitNormal(first);
         return geometry;
@@ -97,7 +97,7 @@ formats::VolumeGeometry geometryOf(const std::vector<SliceRecord>& slices, const
     geometry.origin = *first.position;
     if (order.size() > 1) {
         const formats::Vector3 whole = *slices[order.back()].position - *first.position;
-        const double steps = verdict.has(FindingKind::missing) ? std::abs(heights.back() - heights.front()) / usual
+        const double steps = verdict.has(FindingKind::missingSlices) ? std::abs(heights.back() - heights.front()) / usual
                                                                : static_cast<double>(order.size() - 1);
         geometry.sliceStep = 1 / steps * whole;
     }

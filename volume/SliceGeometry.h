@@ -12,22 +12,22 @@ namespace radvex::volume {
 
 enum class FindingKind {
     instanceOrder,  ///< by InstanceNumber the slices do not follow each other in space
-    numberAbsent,   ///< no InstanceNumber
-    numberDoubled,  ///< several files of one InstanceNumber
-    noPlace,        ///< no usable position and orientation
+    noInstanceNumber,   ///< no InstanceNumber
+    duplicateInstanceNumber,  ///< several files of one InstanceNumber
+    noPosition,        ///< no usable position and orientation
     noPixelSpacing, ///< no usable PixelSpacing
-    spacing,        ///< distances between slices differ
-    missing,        ///< a distance is a multiple of the usual one
-    doubled,        ///< several slices at one place
-    orientation,    ///< directions differ
-    pixelSpacing,   ///< pixel spacings differ
+    unevenSpacing,        ///< distances between slices differ
+    missingSlices,        ///< a distance is a multiple of the usual one
+    duplicatePosition,        ///< several slices at one place
+    differentOrientation,    ///< directions differ
+    differentPixelSpacing,   ///< pixel spacings differ
     tilt,           ///< slices are not stacked along their normal
     drift,          ///< slices shift sideways, and not along a line
-    unreadable,     ///< a file that is listed cannot be read
+    unreadableFile,     ///< a file that is listed cannot be read
     framesLeftOut,  ///< only the first frame of a file is in the volume
 };
 
-/// Name of a kind in JSON, such as "missing".
+/// Name of a kind in JSON, such as "missingSlices".
 const char* findingName(FindingKind kind);
 
 /// Something that a user should know about the slices of a volume.

@@ -55,7 +55,7 @@ Verdict SliceJudge::judge() {
     });
     judgeNumbers();
     judgePixelSpacings();
-    judgePlaces();
+    judgePositions();
     return std::move(mVerdict);
 }
 
@@ -74,7 +74,7 @@ void SliceJudge::judgeNumbers() {
     }
     if (!absent.empty()) {
         const std::string sentence = count(absent.size(), " file has", " files have") + " no InstanceNumber";
-        find(FindingKind::numberAbsent, false, sentence + " (it counts as 0)", std::move(absent));
+        find(FindingKind::noInstanceNumber, false, sentence + " (it counts as 0)", std::move(absent));
     }
     judgeSharedNumbers(filesOfNumber);
 }
@@ -96,7 +96,7 @@ void SliceJudge::judgeSharedNumbers(const std::map<vint, std::vector<std::string
                                              : " files share their InstanceNumber with another";
         const std::string sentence =
             std::to_string(sharing.size()) + what + "; which of them comes first is not defined";
-        find(FindingKind::numberDoubled, false, sentence, std::move(sharing));
+        find(FindingKind::duplicateInstanceNumber, false, sentence, std::move(sharing));
     }
 }
 
@@ -113,32 +113,32 @@ void SliceJudge::judgePixelSpacings() {
     if (groups.size() > 1) {
         const auto& usual = spacings[groups.front().front()];
         const Indices others = allButTheFirst(groups);
-        find(FindingKind::pixelSpacing, true,
+        find(FindingKind::differentPixelSpacing, true,
              count(others.size(), " slice differs", " slices differ") + " in PixelSpacing from most, which have " +
                  (usual ? number(usual->betweenRows) + " x " + number(usual->betweenColumns) + " mm" : "none"),
              namesAt(others));
     }
 }
 
-void SliceJudge::judgePlaces() {
-    Indices placed;
-    Indices unplaced;
+void SliceJudge::judgePositions() {
+    Indices positioned;
+    Indices unpositioned;
     for (const std::size_t index : mVerdict.byInstance) {
-        (mSlices[index].hasPlace() ? placed : unplaced).push_back(index);
+        (mSlices[index].hasPosition() ? positioned : unpositioned).push_back(index);
     }
-    if (!unplaced.empty()) {
+    if (!unpositioned.empty()) {
         // Slices without a place among others that have one belong to another picture.
-        find(FindingKind::noPlace, !placed.empty(),
-             count(unplaced.size(), " slice has", " slices have") +
+        find(FindingKind::noPosition, !positioned.empty(),
+             count(unpositioned.size(), " slice has", " slices have") +
                  " no usable ImagePositionPatient and ImageOrientationPatient",
-             namesAt(unplaced));
+             namesAt(unpositioned));
     }
     mVerdict.byPosition = mVerdict.byInstance;
-    if (placed.empty()) {
+    if (positioned.empty()) {
         return;
     }
     mVerdict.hasPositions = true;
-    judgeOrientations(placed);
+    judgeOrientations(positioned);
     judgeStack();
     mVerdict.byPosition = mStack;
     const std::set<std::size_t> sorted(mStack.begin(), mStack.end());
@@ -146,17 +146,17 @@ void SliceJudge::judgePlaces() {
                  [&](std::size_t index) { return !sorted.contains(index); });
 }
 
-void SliceJudge::judgeOrientations(const Indices& placed) {
+void SliceJudge::judgeOrientations(const Indices& positioned) {
     std::vector<Orientation> orientations;
-    for (const std::size_t index : placed) {
+    for (const std::size_t index : positioned) {
         orientations.push_back(*mSlices[index].orientation);
     }
     auto groups = groupsOf(orientations, isSameOrientation);
     for (Indices& group : groups) {
-        std::transform(group.begin(), group.end(), group.begin(), [&](std::size_t index) { return placed[index]; });
+        std::transform(group.begin(), group.end(), group.begin(), [&](std::size_t index) { return positioned[index]; });
     }
     if (const Indices others = allButTheFirst(groups); !others.empty()) {
-        find(FindingKind::orientation, true,
+        find(FindingKind::differentOrientation, true,
              count(others.size(), " slice lies", " slices lie") + " in another direction than most", namesAt(others));
     }
     mStack = std::move(groups.front());
@@ -176,8 +176,8 @@ void SliceJudge::judgeStack() {
     }
     const StackGaps gaps = gapsOf(heights);
     judgeGaps(gaps);
-    judgeDoubled(gaps);
-    judgeLine(mVerdict.has(FindingKind::doubled));
+    judgeDuplicates(gaps);
+    judgeLine(mVerdict.has(FindingKind::duplicatePosition));
     judgeInstanceOrder(gaps.tolerance);
 }
 
@@ -189,7 +189,7 @@ void SliceJudge::judgeGaps(const StackGaps& gaps) {
     double largest = gaps.usual;
     double largestHole = 0;
     for (std::size_t index = 0; index < gaps.gaps.size(); ++index) {
-        if (gaps.isDoubled(index) || !gaps.isUneven(index)) {
+        if (gaps.isDuplicate(index) || !gaps.isUneven(index)) {
             continue;
         }
         if (const int inside = gaps.missingAt(index); inside > 0) {
@@ -203,23 +203,23 @@ void SliceJudge::judgeGaps(const StackGaps& gaps) {
         }
     }
     if (missing > 0) {
-        find(FindingKind::missing, true,
+        find(FindingKind::missingSlices, true,
              count(missing, " slice is", " slices are") + " missing: neighbours lie up to " + number(largestHole) +
                  " mm apart instead of " + number(gaps.usual),
              namesAt(around));
     }
     if (!uneven.empty()) {
-        find(FindingKind::spacing, false,
+        find(FindingKind::unevenSpacing, false,
              "The spacing is uneven: neighbours lie " + number(smallest) + " to " + number(largest) +
                  " mm apart, most of them " + number(gaps.usual),
              namesAt(uneven));
     }
 }
 
-void SliceJudge::judgeDoubled(const StackGaps& gaps) {
+void SliceJudge::judgeDuplicates(const StackGaps& gaps) {
     std::vector<Indices> places{{mStack.front()}};
     for (std::size_t index = 0; index < gaps.gaps.size(); ++index) {
-        if (!gaps.isDoubled(index)) {
+        if (!gaps.isDuplicate(index)) {
             places.emplace_back();
         }
         places.back().push_back(mStack[index + 1]);
@@ -227,7 +227,7 @@ void SliceJudge::judgeDoubled(const StackGaps& gaps) {
     const std::size_t each = places.front().size();
     if (places.size() > 1 && each > 1 &&
         std::all_of(places.begin(), places.end(), [&](const Indices& place) { return place.size() == each; })) {
-        find(FindingKind::doubled, true,
+        find(FindingKind::duplicatePosition, true,
              "Each of the " + std::to_string(places.size()) + " places holds " + std::to_string(each) +
                  " slices: these are several volumes, such as echoes or points in time",
              namesAt(mStack));
@@ -239,16 +239,16 @@ void SliceJudge::judgeDoubled(const StackGaps& gaps) {
         for (const Indices& place : places) {
             all.insert(all.end(), place.begin(), place.end());
         }
-        find(FindingKind::doubled, true,
+        find(FindingKind::duplicatePosition, true,
              places.size() == 1 ? std::to_string(all.size()) + " slices lie at one place"
                                 : std::to_string(places.size()) + " places hold more than one slice",
              namesAt(all));
     }
 }
 
-void SliceJudge::judgeLine(bool isDoubled) {
+void SliceJudge::judgeLine(bool hasDuplicates) {
     constexpr double kTilt = 1e-3; // as tangent
-    if (isDoubled) {
+    if (hasDuplicates) {
         return;
     }
     std::vector<formats::Vector3> positions;

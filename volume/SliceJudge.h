@@ -39,12 +39,12 @@ class SliceJudge {
     void judgeNumbers();
     void judgeSharedNumbers(const std::map<vint, std::vector<std::string>>& filesOfNumber);
     void judgePixelSpacings();
-    void judgePlaces();
-    void judgeOrientations(const Indices& placed);
+    void judgePositions();
+    void judgeOrientations(const Indices& positioned);
     void judgeStack();
     void judgeGaps(const StackGaps& gaps);
-    void judgeDoubled(const StackGaps& gaps);
-    void judgeLine(bool isDoubled);
+    void judgeDuplicates(const StackGaps& gaps);
+    void judgeLine(bool hasDuplicates);
     void judgeInstanceOrder(double tolerance);
 
     void find(FindingKind kind, bool isError, const std::string& sentence, std::vector<std::string> files);

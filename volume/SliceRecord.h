@@ -44,7 +44,7 @@ struct SliceRecord {
                         self.pixelSpacing, self.sliceThickness, self.spacingBetweenSlices);
     }
 
-    bool hasPlace() const { return position.has_value() && orientation.has_value(); }
+    bool hasPosition() const { return position.has_value() && orientation.has_value(); }
     /// The file, and the frame where the file has several.
     std::string name() const;
 };

@@ -11,15 +11,19 @@ const std::string& Dictionary::vrOf(const std::string& keyword) {
         return known->second;
     }
     const Value answer = mHost.call("ReadVRName", {Store::ofTexts({keyword})});
-    return mVrs.emplace(keyword, (*answer.get<Store>().begin()).cell().utf8String).first->second;
+    return mVrs.emplace(keyword, answer.get<Store>().view().at(0).text()).first->second;
+}
+
+Dictionary::Tag Dictionary::tagOf(const std::string& keyword) {
+    const Value answer = mHost.call("GetGroupElemNumbers", {keyword});
+    const auto numberAt = [&](std::size_t index) { // in decimal
+        return static_cast<std::uint16_t>(std::stoi(std::string(answer.get<Store>().view().at(index).text())));
+    };
+    return {numberAt(0), numberAt(1)};
 }
 
 bool Dictionary::isFileMetaInformation(const std::string& keyword) {
-    if (vrOf(keyword) == "UN") {
-        return false;
-    }
-    const Value numbers = mHost.call("GetGroupElemNumbers", {keyword}); // in decimal
-    return std::string((*numbers.get<Store>().begin()).cell().utf8String) == "2";
+    return vrOf(keyword) != "UN" && tagOf(keyword).group == 2;
 }
 
 } // namespace radvex::formats

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <unordered_map>
 
@@ -14,6 +15,12 @@ class Dictionary {
 
     /// Value representation; "UN" for a keyword that is not known.
     const std::string& vrOf(const std::string& keyword);
+    struct Tag {
+        std::uint16_t group = 0;
+        std::uint16_t element = 0;
+    };
+    /// @throws velmora::LibraryError  no such keyword
+    Tag tagOf(const std::string& keyword);
     /// Whether the attribute belongs to the meta information in front of a dataset.
     bool isFileMetaInformation(const std::string& keyword);
 

@@ -37,7 +37,7 @@ velmora::Value fromJson(const Json& json);
 /// Parses JSON text. @throws JsonError
 Json parseJson(const std::string& text);
 
-/// One line of JSON text.
-std::string dumpJson(const Json& json);
+/// JSON text: one line, or lines indented by `indent` blanks a level. Bytes that are no UTF-8 become U+FFFD.
+std::string dumpJson(const Json& json, int indent = -1);
 
 } // namespace radvex::formats

@@ -203,7 +203,7 @@ NpyHeader readNpyHeader(const std::string& name, std::span<const std::byte> byte
     NpyHeader header;
     DictionaryText dictionary(text);
     if (!takeDictionary(dictionary, header)) {
-        failToParse(name, "has a header that is none of an array of plain numbers: " + shortened(text) + ".");
+        failToParse(name, "has a header that does not describe an array of plain numbers: " + shortened(text) + ".");
     }
     header.dataOffset = start + length;
     requireLength(name, header, bytes.size() - header.dataOffset);

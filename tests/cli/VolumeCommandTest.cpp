@@ -234,7 +234,7 @@ TEST_F(VolumeCommand, SlicesOfDifferentSizeAreNamedAndNeverWritten) {
         const ProcessResult refused = run({word});
         EXPECT_EQ(refused.status, 1);
         EXPECT_THAT(refused.errors, HasSubstr("The slices differ in size: " + folder.file("A") +
-                                              " is 2 x 1, and not so " + folder.file("B") + "."));
+                                              " is 2 x 1. These differ: " + folder.file("B") + "."));
         EXPECT_FALSE(isThere());
     }
 }
@@ -393,7 +393,7 @@ TEST_F(VolumeCommand, SaysAsJsonWhatWasFoundAndWritten) {
     EXPECT_EQ(series["values"], "modality");
     EXPECT_EQ(series["type"], "u16");
     EXPECT_EQ(series["shape"], Json({3, 1, 2}));
-    EXPECT_EQ(series["findings"][0]["kind"], "missing");
+    EXPECT_EQ(series["findings"][0]["kind"], "missingSlices");
     EXPECT_EQ(series["findings"][0]["error"], true);
     EXPECT_EQ(series["findings"][0]["files"], Json({folder.file("C"), folder.file("A")}));
     EXPECT_EQ(series["slices"], Json({folder.file("B"), folder.file("C"), folder.file("A")}));

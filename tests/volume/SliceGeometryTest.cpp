@@ -131,7 +131,7 @@ TEST(SliceGeometry, AnOrderOfNumbersThatIsNoOrderInSpaceIsToldAndHasNoPlace) {
 TEST(SliceGeometry, UnevenDistancesAreToldAndGiveTheMeanStep) {
     const auto slices = axialStack({0, 5, 10, 16, 21});
     const Verdict verdict = judgeSlices(slices);
-    EXPECT_THAT(kinds(verdict), ElementsAre("spacing"));
+    EXPECT_THAT(kinds(verdict), ElementsAre("unevenSpacing"));
     EXPECT_EQ(verdict.findings[0].sentence,
               "The spacing is uneven: neighbours lie 5 to 6 mm apart, most of them 5: d.");
     expectVector(byInstance(slices).sliceStep, {0, 0, 5.25});
@@ -140,29 +140,29 @@ TEST(SliceGeometry, UnevenDistancesAreToldAndGiveTheMeanStep) {
 TEST(SliceGeometry, AHoleOfAWholeMultipleIsMissingSlices) {
     const auto slices = axialStack({0, 5, 10, 25, 30});
     const Verdict verdict = judgeSlices(slices);
-    EXPECT_THAT(kinds(verdict), ElementsAre("missing!"));
+    EXPECT_THAT(kinds(verdict), ElementsAre("missingSlices!"));
     EXPECT_TRUE(verdict.hasErrors());
     EXPECT_EQ(verdict.findings[0].sentence,
               "2 slices are missing: neighbours lie up to 15 mm apart instead of 5: c, d.");
     EXPECT_THAT(verdict.findings[0].files, ElementsAre("c", "d"));
     expectVector(byInstance(slices).sliceStep, {0, 0, 5}); // what most slices have
-    EXPECT_THAT(kinds(judgeSlices(axialStack({0, 5, 15}))), ElementsAre("missing!"));
-    EXPECT_THAT(kinds(judgeSlices(axialStack({0, 5, 12.5, 17.5}))), ElementsAre("spacing")) << "one and a half";
+    EXPECT_THAT(kinds(judgeSlices(axialStack({0, 5, 15}))), ElementsAre("missingSlices!"));
+    EXPECT_THAT(kinds(judgeSlices(axialStack({0, 5, 12.5, 17.5}))), ElementsAre("unevenSpacing")) << "one and a half";
 }
 
 TEST(SliceGeometry, SlicesAtOnePlaceAreDoubled) {
     const auto slices = axialStack({0, 5, 5, 10});
     const Verdict verdict = judgeSlices(slices);
-    EXPECT_THAT(kinds(verdict), ElementsAre("doubled!"));
+    EXPECT_THAT(kinds(verdict), ElementsAre("duplicatePosition!"));
     EXPECT_THAT(verdict.findings[0].files, ElementsAre("b", "c"));
     EXPECT_FALSE(byInstance(slices).isPlaced);
-    EXPECT_THAT(kinds(judgeSlices(axialStack({3, 3}))), ElementsAre("doubled!"));
-    EXPECT_THAT(kinds(judgeSlices(axialStack({0, 5, 5.004, 10}))), ElementsAre("doubled!")) << "rounded";
+    EXPECT_THAT(kinds(judgeSlices(axialStack({3, 3}))), ElementsAre("duplicatePosition!"));
+    EXPECT_THAT(kinds(judgeSlices(axialStack({0, 5, 5.004, 10}))), ElementsAre("duplicatePosition!")) << "rounded";
 }
 
 TEST(SliceGeometry, TwoStacksAtTheSamePlacesAreNamedAsSuch) {
     const Verdict echoes = judgeSlices(axialStack({0, 5, 10, 0, 5, 10}));
-    ASSERT_THAT(kinds(echoes), ElementsAre("doubled!", "instanceOrder"));
+    ASSERT_THAT(kinds(echoes), ElementsAre("duplicatePosition!", "instanceOrder"));
     EXPECT_TRUE(echoes.findings[0].sentence.starts_with("Each of the 3 places holds 2 slices"))
         << echoes.findings[0].sentence;
     const Verdict rounded = judgeSlices(axialStack({0, 5, 10, 0.001, 5.001, 10.001}));
@@ -173,7 +173,7 @@ TEST(SliceGeometry, ALocalizerAmongAxialSlicesIsTheOneThatDiffers) {
     auto slices = axialStack({0, 0, 5, 10});
     slices[0].orientation = Orientation{{0, 1, 0}, {0, 0, -1}};
     const Verdict verdict = judgeSlices(slices);
-    ASSERT_THAT(kinds(verdict), ElementsAre("orientation!"));
+    ASSERT_THAT(kinds(verdict), ElementsAre("differentOrientation!"));
     EXPECT_THAT(verdict.findings[0].files, ElementsAre("a"));
     EXPECT_THAT(verdict.byPosition, ElementsAre(1, 2, 3, 0));
     EXPECT_FALSE(byInstance(slices).isPlaced);
@@ -184,14 +184,14 @@ TEST(SliceGeometry, DirectionsThatDifferByRoundingAreTheSame) {
     slices[1].orientation = orientationOf("0.9999999\\0.0004\\0\\-0.0004\\0.9999999\\0");
     EXPECT_THAT(kinds(judgeSlices(slices)), IsEmpty());
     slices[1].orientation = orientationOf("0.99999\\0.0045\\0\\-0.0045\\0.99999\\0");
-    EXPECT_THAT(kinds(judgeSlices(slices)), ElementsAre("orientation!"));
+    EXPECT_THAT(kinds(judgeSlices(slices)), ElementsAre("differentOrientation!"));
 }
 
 TEST(SliceGeometry, PixelSpacingsThatDifferAreAnError) {
     auto slices = axialStack({0, 5, 10});
     slices[2].pixelSpacing = PixelSpacing{2, 3.01};
     const Verdict verdict = judgeSlices(slices);
-    ASSERT_THAT(kinds(verdict), ElementsAre("pixelSpacing!"));
+    ASSERT_THAT(kinds(verdict), ElementsAre("differentPixelSpacing!"));
     EXPECT_THAT(verdict.findings[0].files, ElementsAre("c"));
     EXPECT_FALSE(byInstance(slices).isPlaced);
     slices[2].pixelSpacing = PixelSpacing{2, 3.000001};
@@ -227,7 +227,7 @@ TEST(SliceGeometry, RoundingOfPositionsIsNoFinding) {
 
 TEST(SliceGeometry, StacksOfAMicroscopeAreMeasuredInTheirOwnSize) {
     EXPECT_THAT(kinds(judgeSlices(axialStack({0, 0.005, 0.01, 0.015}))), IsEmpty());
-    EXPECT_THAT(kinds(judgeSlices(axialStack({0, 0.005, 0.01, 0.02}))), ElementsAre("missing!"));
+    EXPECT_THAT(kinds(judgeSlices(axialStack({0, 0.005, 0.01, 0.02}))), ElementsAre("missingSlices!"));
 }
 
 TEST(SliceGeometry, WithoutPositionsThereAreSpacingsOnly) {
@@ -237,7 +237,7 @@ TEST(SliceGeometry, WithoutPositionsThereAreSpacingsOnly) {
         slice.spacingBetweenSlices = 4;
     }
     const Verdict verdict = judgeSlices(slices);
-    EXPECT_THAT(kinds(verdict), ElementsAre("noPlace"));
+    EXPECT_THAT(kinds(verdict), ElementsAre("noPosition"));
     EXPECT_FALSE(verdict.hasPositions);
     const VolumeGeometry geometry = geometryOf(slices, verdict, verdict.byInstance);
     EXPECT_FALSE(geometry.isPlaced);
@@ -249,7 +249,7 @@ TEST(SliceGeometry, SomeSlicesWithoutAPlaceAmongOthersAreAnError) {
     auto slices = axialStack({0, 5, 10});
     slices[0].orientation.reset();
     const Verdict verdict = judgeSlices(slices);
-    EXPECT_THAT(kinds(verdict), ElementsAre("noPlace!"));
+    EXPECT_THAT(kinds(verdict), ElementsAre("noPosition!"));
     EXPECT_THAT(verdict.findings[0].files, ElementsAre("a"));
     EXPECT_THAT(verdict.byPosition, ElementsAre(1, 2, 0));
     EXPECT_FALSE(byInstance(slices).isPlaced);
@@ -267,14 +267,14 @@ TEST(SliceGeometry, AbsentAndSharedInstanceNumbersAreTold) {
     auto slices = axialStack({0, 5, 10});
     slices[1].instanceNumber = 1;
     const Verdict shared = judgeSlices(slices);
-    ASSERT_THAT(kinds(shared), ElementsAre("numberDoubled"));
+    ASSERT_THAT(kinds(shared), ElementsAre("duplicateInstanceNumber"));
     EXPECT_EQ(shared.findings[0].sentence,
               "2 files have InstanceNumber 1; which of them comes first is not defined: a, b.");
     EXPECT_FALSE(shared.hasOneNumberEach);
     slices[1].instanceNumber = 2;
     slices[2].instanceNumber.reset();
     const Verdict absent = judgeSlices(slices);
-    ASSERT_THAT(kinds(absent), ElementsAre("numberAbsent", "instanceOrder"));
+    ASSERT_THAT(kinds(absent), ElementsAre("noInstanceNumber", "instanceOrder"));
     EXPECT_THAT(absent.byInstance, ElementsAre(2, 0, 1)) << "it counts as 0";
     EXPECT_TRUE(absent.hasOneNumberEach);
 }
