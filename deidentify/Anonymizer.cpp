@@ -59,6 +59,14 @@ std::string small(std::string text) {
     return text;
 }
 
+using FilesByName = std::map<std::string, const AnonymizedFile*>;
+
+/// nullptr when there is none.
+const AnonymizedFile* fileNamed(const FilesByName& files, const std::string& name) {
+    const auto found = files.find(name);
+    return found == files.end() ? nullptr : found->second;
+}
+
 void requireFolder(const fs::path& path) {
     std::error_code error;
     fs::create_directories(path, error);
@@ -271,8 +279,8 @@ void Anonymizer::Work::publish(const std::string& staged, AnonymizedFile& file) 
 /// Files of a medium that are there now. What its directory lists and the medium lacks is an error of the directory.
 Anonymizer::Work::Listed Anonymizer::Work::listFiles(AnonymizedFile& directory) const {
     // Names on a medium may be written in small letters where the directory has capitals.
-    std::map<std::string, const AnonymizedFile*> exact;
-    std::map<std::string, const AnonymizedFile*> folded;
+    FilesByName exact;
+    FilesByName folded;
     const fs::path place = fs::path(directory.source).parent_path();
     for (const AnonymizedFile& file : mResult.files) {
         const std::string way = fs::path(file.source).lexically_relative(place).string();
@@ -282,12 +290,12 @@ Anonymizer::Work::Listed Anonymizer::Work::listFiles(AnonymizedFile& directory) 
     Listed listed;
     const std::vector<std::string> fileIds = mOwner.mRun->fileIdsOf(directory.source);
     for (const std::string& fileId : fileIds) {
-        const auto sameName = exact.find(fileId);
-        const auto found = sameName != exact.end() ? sameName : folded.find(small(fileId));
-        if (found == folded.end()) {
+        const AnonymizedFile* sameName = fileNamed(exact, fileId);
+        const AnonymizedFile* file = sameName != nullptr ? sameName : fileNamed(folded, small(fileId));
+        if (file == nullptr) {
             directory.error = directory.source + ": " + fileId + ", which it lists, is not there.";
-        } else if (found->second->isWritten) {
-            listed.push_back({target(*found->second), mShowsNames ? fileId : found->second->name});
+        } else if (file->isWritten) {
+            listed.push_back({target(*file), mShowsNames ? fileId : file->name});
         }
     }
     if (listed.empty() && !fileIds.empty()) {

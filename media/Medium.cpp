@@ -1,6 +1,5 @@
 #include "media/Medium.h"
 
-#include <cstdlib>
 #include <filesystem>
 
 #include "files/Errors.h"
@@ -38,32 +37,6 @@ std::string whyEmpty(const std::string& folder, const FolderIndex& index) {
 
 } // namespace
 
-/// A private folder that is removed with this object, whatever is in it.
-class Medium::TemporaryPlace {
-  public:
-    TemporaryPlace() {
-        std::error_code error;
-        std::string pattern = (fs::temp_directory_path(error) / "radvex-XXXXXX").string();
-        if (error || mkdtemp(pattern.data()) == nullptr) {
-            throw FileError("No temporary folder can be made: " +
-                            (error ? error : std::error_code(errno, std::generic_category())).message() +
-                            ". TMPDIR names another place for it.");
-        }
-        mPath = pattern;
-    }
-    ~TemporaryPlace() {
-        std::error_code ignored;
-        fs::remove_all(mPath, ignored);
-    }
-    TemporaryPlace(const TemporaryPlace&) = delete;
-    TemporaryPlace& operator=(const TemporaryPlace&) = delete;
-
-    const std::string& path() const { return mPath; }
-
-  private:
-    std::string mPath{};
-};
-
 Medium::Medium(const std::string& place, std::size_t jobs, const workers::Progress& progress) : mPlace(place) {
     std::error_code error;
     const fs::file_status status = fs::status(place, error);
@@ -82,10 +55,8 @@ Medium::Medium(const std::string& place, std::size_t jobs, const workers::Progre
     }
 }
 
-Medium::~Medium() = default;
-
 void Medium::makeIndex(std::size_t jobs, const workers::Progress& progress) {
-    mIndexed = std::make_unique<TemporaryPlace>();
+    mIndexed = std::make_unique<files::StagingFolder>();
     mIndex = indexFolder(mPlace, mIndexed->path(), jobs, progress);
     if (mIndex.files.empty()) {
         throw FileError(whyEmpty(mPlace, mIndex));

@@ -5,6 +5,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "files/StagingFolder.h"
 #include "media/FolderIndex.h"
 #include "workers/Workers.h"
 
@@ -24,7 +25,6 @@ class Medium {
     /// @throws FileError   nothing there, or a folder that cannot be indexed or holds nothing to index
     explicit Medium(const std::string& place, std::size_t jobs = 0,
                     const workers::Progress& progress = workers::withoutProgress);
-    ~Medium();
     Medium(const Medium&) = delete;
     Medium& operator=(const Medium&) = delete;
 
@@ -45,15 +45,13 @@ class Medium {
     bool isIndexed() const { return mIndexed != nullptr; }
 
   private:
-    class TemporaryPlace;
-
     void makeIndex(std::size_t jobs, const workers::Progress& progress);
     /// The user's name for what stands behind the temporary place in a path, as far as it is one.
     std::string userPathOf(const std::string& name) const;
 
     std::string mPlace;
     std::string mDicomdir{};
-    std::unique_ptr<TemporaryPlace> mIndexed{};
+    std::unique_ptr<files::StagingFolder> mIndexed{};
     FolderIndex mIndex{};
     std::unordered_map<std::string, std::string> mPathOfLink{}; ///< by File ID
 };

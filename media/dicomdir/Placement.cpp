@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
 
@@ -34,20 +33,18 @@ Placement::Placement(const std::string& place) : mPlace(place) {
     } else if (errno != EEXIST) {
         fail(errno);
     }
-    std::string work = (mPlace / ".radvex-XXXXXX").string();
-    if (mkdtemp(work.data()) == nullptr) {
-        const int reason = errno;
+    try {
+        mStaging.emplace(mPlace.string());
+    } catch (const files::WriteError& failure) {
         if (mIsPlaceMade) {
             rmdir(mPlace.c_str());
         }
-        fail(reason);
+        fail(failure.reason());
     }
-    mWork = work;
 }
 
 Placement::~Placement() {
-    std::error_code ignored;
-    fs::remove_all(mWork, ignored);
+    mStaging.reset(); // first, since a folder that holds it cannot be removed
     if (mIsPublished) {
         return;
     }
@@ -86,12 +83,13 @@ void Placement::link(const std::string& fileId, const std::string& target) {
 
 std::string Placement::publish() {
     const fs::path path = mPlace / "DICOMDIR";
-    // A second name, not a new one: rename would replace what another program put there meanwhile.
-    if (::link(draft().c_str(), path.c_str()) != 0) {
-        if (errno == EEXIST) {
+    try {
+        files::StagingFolder::publish(draft(), path.string(), false);
+    } catch (const files::WriteError& failure) {
+        if (failure.reason() == EEXIST) {
             failBecauseOfDicomdir(mPlace);
         }
-        fail(errno);
+        fail(failure.reason());
     }
     mIsPublished = true;
     return path.string();

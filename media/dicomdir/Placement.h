@@ -1,8 +1,11 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "files/StagingFolder.h"
 
 namespace radvex::media {
 
@@ -18,7 +21,7 @@ class Placement {
     Placement& operator=(const Placement&) = delete;
 
     /// Where the DICOMDIR is to be written.
-    std::string draft() const { return (mWork / "DICOMDIR").string(); }
+    std::string draft() const { return mStaging->file("DICOMDIR"); }
 
     /// The next File ID that is free in the folder, or taken by a link to that very target.
     std::string fileIdFor(const std::string& target);
@@ -32,8 +35,8 @@ class Placement {
     [[noreturn]] void fail(int reason) const;
 
     std::filesystem::path mPlace;
-    std::filesystem::path mWork{}; ///< a hidden folder inside
     bool mIsPlaceMade = false;
+    std::optional<files::StagingFolder> mStaging{}; ///< inside; empty only while this object is made or goes
     bool mIsPublished = false;
     unsigned mNext = 0;
     std::vector<std::filesystem::path> mLinks{};

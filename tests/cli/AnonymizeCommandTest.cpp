@@ -282,6 +282,30 @@ TEST_F(AnonymizeCommand, AFileThatADirectoryListsAndTheMediumLacksIsNamed) {
     EXPECT_EQ(treeOf(out("DICOMDIR")), "PATIENT \n STUDY \n  SERIES \n   IMAGE A\\I1\n  SERIES \n   IMAGE B\\I1\n");
 }
 
+TEST_F(AnonymizeCommand, NamesOfADirectoryInCapitalsAreFoundInSmallLettersToo) {
+    writeMediumOfStudy();
+    const std::string tree = treeOf(in.file("DICOMDIR"));
+    fs::rename(in.file("A/I1"), in.file("A/i1"));
+    fs::rename(in.file("B"), in.file("b"));
+    const ProcessResult run = anonymize({input, output, "-q"});
+    EXPECT_EQ(run.status, 0) << run.errors;
+    EXPECT_EQ(namesIn(output), (std::set<std::string>{"DICOMDIR", "A/i1", "A/I2", "b/I1"}));
+    EXPECT_EQ(treeOf(out("DICOMDIR")), tree);
+}
+
+TEST_F(AnonymizeCommand, TheExactNameGoesBeforeOneInSmallLetters) {
+    writeMediumOfStudy();
+    writeDicom(in.file("A/i1"), slice(3, 7)); // sorted behind A/I1
+    const ProcessResult run = anonymize({input, output, "-q"});
+    EXPECT_EQ(run.status, 0) << run.errors;
+    EXPECT_EQ(treeOf(out("DICOMDIR")), treeOf(in.file("DICOMDIR")));
+    DcmDicomDir medium(out("DICOMDIR").c_str());
+    OFString uid;
+    medium.getRootRecord().getSub(0)->getSub(0)->getSub(0)->getSub(0)->findAndGetOFString(
+        DCM_ReferencedSOPInstanceUIDInFile, uid);
+    EXPECT_EQ(uid.c_str(), valueOf(out("A/I1"), DCM_SOPInstanceUID));
+}
+
 TEST_F(AnonymizeCommand, ADirectoryMayBeNamedInPlaceOfItsMedium) {
     writeMediumOfStudy();
     EXPECT_EQ(anonymize({in.file("DICOMDIR"), output, "-q"}).status, 0);

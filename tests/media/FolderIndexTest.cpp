@@ -11,6 +11,7 @@
 
 #include "dcmtk/dcmdata/dcdicdir.h"
 #include "dcmtk/dcmdata/dcdirrec.h"
+#include "files/StagingFolder.h"
 #include "tests/support/MediumFiles.h"
 
 using namespace radvex::test;
@@ -337,6 +338,14 @@ TEST_F(FolderIndexTest, AFailureLeavesThePlaceAsItWas) {
     EXPECT_TRUE(fs::is_empty(mPlace.path()));
     EXPECT_THROW(indexFolder(mFolder.path().string(), mPlace.file("new"), stop), std::runtime_error);
     EXPECT_FALSE(fs::exists(mPlace.file("new")));
+}
+
+TEST_F(FolderIndexTest, WhoRemovesLeftoversLeavesTheDraft) {
+    write("a.dcm", slice("P", "1.2", "1.2.3", 1));
+    const std::string place = mPlace.path().string();
+    const auto tidyUp = [&](std::size_t, std::size_t) { radvex::files::StagingFolder::removeLeftovers(place); };
+    EXPECT_EQ(treeOf(indexFolder(mFolder.path().string(), place, tidyUp)).size(), 4U);
+    EXPECT_EQ(std::distance(fs::directory_iterator(place), {}), 2) << "a link and a DICOMDIR";
 }
 
 TEST_F(FolderIndexTest, AFolderOrPlaceThatCannotBeUsedIsNamed) {
