@@ -9,6 +9,7 @@
 #include "dcmtk/dcmdata/dcpixel.h"
 #include "dcmtk/dcmdata/dcpixseq.h"
 #include "dcmtk/dcmdata/dcpxitem.h"
+#include "dicom/pixels/Fragments.h"
 
 namespace radvex {
 
@@ -41,13 +42,9 @@ void interleave(const unsigned char* planes, unsigned char* pixels, std::size_t 
 }
 
 std::uint64_t encodedBytes(DcmPixelSequence& fragments) {
-    std::uint64_t bytes = 0;
-    for (unsigned long index = 0; index < fragments.card(); ++index) {
-        DcmPixelItem* fragment = nullptr;
-        if (fragments.getItem(fragment, index).good()) {
-            bytes += fragment->getLength();
-        }
-    }
+    DcmPixelItem* offsetTable = nullptr;
+    std::uint64_t bytes = fragments.getItem(offsetTable, 0).good() ? offsetTable->getLength() : 0;
+    forEachFragment(fragments, [&](DcmPixelItem& fragment) { bytes += fragment.getLength(); });
     return bytes;
 }
 

@@ -12,6 +12,7 @@
 #include "dcmtk/dcmjpls/djcparam.h"
 #include "dcmtk/dcmjpls/djrparam.h"
 #include "dicom/pixels/EncodedPixels.h"
+#include "dicom/pixels/Fragments.h"
 
 namespace radvex {
 
@@ -51,13 +52,10 @@ bool isLossySafe(DcmDataset& dataset, DcmPixelSequence& fragments) {
     const std::uint64_t frameBytes = numberOf(dataset, DCM_Rows) * numberOf(dataset, DCM_Columns) *
                                      numberOf(dataset, DCM_SamplesPerPixel) *
                                      (numberOf(dataset, DCM_BitsAllocated) / 8);
-    for (unsigned long index = 1; index < fragments.card(); ++index) { // after the offset table
-        DcmPixelItem* fragment = nullptr;
-        if (fragments.getItem(fragment, index).bad() || fragment->getLength() > frameBytes / 2) {
-            return false;
-        }
-    }
-    return true;
+    bool isSafe = true;
+    forEachFragment(fragments,
+                    [&](DcmPixelItem& fragment) { isSafe = isSafe && fragment.getLength() <= frameBytes / 2; });
+    return isSafe;
 }
 
 /// Ends streams of an odd length as the encoder means to, with a longer marker (FF FF D9): it puts that into another
@@ -67,19 +65,20 @@ OFCondition mendPadding(DcmPixelData& pixels) {
     if (fragments == nullptr) {
         return EC_CannotChangeRepresentation;
     }
-    for (unsigned long index = 1; index < fragments->card(); ++index) { // after the offset table
-        DcmPixelItem* fragment = nullptr;
+    bool isWhole = true;
+    forEachFragment(*fragments, [&](DcmPixelItem& fragment) {
         Uint8* bytes = nullptr;
-        if (fragments->getItem(fragment, index).bad() || fragment->getUint8Array(bytes).bad() || bytes == nullptr) {
-            return EC_CannotChangeRepresentation;
+        if (fragment.getUint8Array(bytes).bad() || bytes == nullptr) {
+            isWhole = false;
+            return;
         }
-        Uint8* end = bytes + fragment->getLength();
-        if (fragment->getLength() > 3 && end[-3] == 0xFF && end[-2] == 0xD9) {
+        Uint8* end = bytes + fragment.getLength();
+        if (fragment.getLength() > 3 && end[-3] == 0xFF && end[-2] == 0xD9) {
             end[-2] = 0xFF;
             end[-1] = 0xD9;
         }
-    }
-    return EC_Normal;
+    });
+    return isWhole ? EC_Normal : EC_CannotChangeRepresentation;
 }
 
 } // namespace
