@@ -2,7 +2,9 @@
 
 #include "bridge/ErrorManager.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
+#include "dcmtk/dcmdata/dcerror.h"
 #include "dcmtk/dcmdata/dcmetinf.h"
+#include "dcmtk/dcmjpeg/djutils.h"
 #include "dicom/metadata/MemoryWatch.h"
 #include "dicom/pixels/CompressedPixels.h"
 #include "dicom/pixels/JpegLsFrames.h"
@@ -16,9 +18,19 @@ namespace {
 /// Longer values are read from the file when they are first asked for.
 constexpr Uint32 kMaxReadLength = 4096;
 
-/// The JPEG decoder takes its memory where no watch sees it, and tells of a refusal in words only. Other cases are
-/// frames that are too large for it.
+bool isOfJpegDecoder(const OFCondition& decoding) {
+    const unsigned short code = decoding.code();
+    return decoding.module() == OFM_dcmjpeg &&
+           (code == EJCode_IJG8_Decompression || code == EJCode_IJG12_Decompression ||
+            code == EJCode_IJG16_Decompression);
+}
+
+/// The JPEG decoder takes its memory where no watch sees it. All that it complains of has one code, and only the words
+/// tell a refusal of memory. Other cases are frames that are too large for it.
 bool hasRunOutOfMemory(const OFCondition& decoding) {
+    if (!isOfJpegDecoder(decoding)) {
+        return false;
+    }
     const std::string text = decoding.text();
     return text == "Insufficient memory (case 0)" || text == "Insufficient memory (case 2)" ||
            text == "Insufficient memory (case 4)";
