@@ -1,6 +1,6 @@
 #include "guard/ElementHeader.h"
 
-#include <atomic>
+#include <array>
 
 #include "dcmtk/dcmdata/dcdicent.h"
 #include "dcmtk/dcmdata/dcdict.h"
@@ -40,16 +40,17 @@ const DcmDataDictionary& DictionaryVrs::dictionary() {
 }
 
 DcmEVR DictionaryVrs::of(TagNumber tag) {
-    // A tag with its VR in one number, so that threads need no lock. Zero is an empty place.
-    static std::array<std::atomic<std::uint64_t>, 4096> remembered{};
-    std::atomic<std::uint64_t>& slot = remembered[(tag ^ tag >> 12 ^ tag >> 20) % remembered.size()];
-    const std::uint64_t known = slot.load(std::memory_order_relaxed);
-    if (known >> 32 == tag && (known & 0xFFFFFFFF) != 0) {
-        return static_cast<DcmEVR>((known & 0xFFFFFFFF) - 1);
+    struct Answer {
+        TagNumber tag = 0;
+        DcmEVR vr = EVR_UNKNOWN;
+        bool isThere = false;
+    };
+    static std::array<Answer, 4096> remembered{}; // the host calls from one thread at a time
+    Answer& answer = remembered[(tag ^ tag >> 12 ^ tag >> 20) % remembered.size()];
+    if (!answer.isThere || answer.tag != tag) {
+        answer = {tag, ofPrivate(tag, nullptr, EVR_UNKNOWN), true};
     }
-    const DcmEVR vr = ofPrivate(tag, nullptr, EVR_UNKNOWN);
-    slot.store(static_cast<std::uint64_t>(tag) << 32 | (static_cast<std::uint64_t>(vr) + 1), std::memory_order_relaxed);
-    return vr;
+    return answer.vr;
 }
 
 DcmEVR DictionaryVrs::ofPrivate(TagNumber tag, const char* creator, DcmEVR otherwise) {
