@@ -1,48 +1,57 @@
 #include "host/Declarations.h"
 
+#include <initializer_list>
+
 namespace velmora {
 
-const std::vector<Declaration>& radvexDeclarations() {
-    static constexpr vint kText = VType_UTF8String;
-    static constexpr vint kInteger = VType_Integer;
-    static constexpr vint kFlag = VType_Boolean;
-    static constexpr vint kStore = VType_DataStore;
-    static constexpr vint kNone = VType_Undef;
-    static const std::vector<Declaration> declarations{
-        {"setExceptionDetailsContext", {kText}, kText},
-        {"GetFrameCount", {kText}, kInteger},
-        {"GetRepresentativeFrameIndex", {kText}, kInteger},
-        {"GetOverlayCount", {kText}, kInteger},
-        {"CloseReader", {kText}, kNone},
-        {"ClearCache", {}, kNone},
-        {"ReadMetadata", {kText, kStore, kFlag}, kStore},
-        {"ReadMetadataIntTags", {kText, kStore}, kStore},
-        {"ReadAllMetadata", {kText, kStore, kFlag}, kStore},
-        {"ReadVRName", {kStore}, kStore},
-        {"ReadVRNameIntTags", {kStore}, kStore},
-        {"GetGroupElemNumbers", {kText}, kStore},
-        {"GetKeyword", {kText, kText}, kText},
-        {"ReadPatientInfo", {kText, kStore, kText}, kStore},
-        {"ReadStudyInfo", {kText, kStore, kText, kText}, kStore},
-        {"ReadSeriesInfo", {kText, kStore, kText, kText, kText}, kStore},
-        {"ReadImage", {kText, kInteger, kInteger, VType_Tensor, kFlag, kInteger}, VType_Image},
-        {"ReadImageData", {kText, kInteger, kInteger, VType_Tensor, kFlag, kInteger}, kStore},
-        {"ReadIntermediatePixelData", {kText, kInteger, kInteger}, VType_NumericArray},
-        {"ReadOverlay", {kText}, VType_Image},
-        {"ReadOverlays", {kText}, kStore},
-        {"ReadDICOMDIRStructure", {kText, kText, kText, kText, kFlag}, kStore},
-        {"Read2DImagesDir", {kText, VType_Tensor, kFlag, kInteger, kText, kText, kText}, kStore},
-        {"Read3DImage", {kText, kText, kText, kText, VType_Tensor, kInteger}, kStore},
-        {"ReadMetadataRecursive", {kText, kStore, kText, kFlag}, kStore},
-        {"ReadMetadataIntTagsRecursive", {kText, kStore}, kStore},
-        {"ReadAllMetadataRecursive", {kText, kStore, kText, kFlag}, kStore},
-        {"WriteImage", {kText, VType_Image, kStore, kStore, kText, kInteger, kInteger, kStore}, kNone},
-        {"DicomAnonymize", {kText, kText, kStore}, kNone},
-        {"SetDefaultTagValue", {kText, kText}, kNone},
-        {"GetDefaultTagValue", {kText}, kText},
-        {"GetDictionaryInfo", {}, kStore},
-    };
-    return declarations;
+namespace {
+
+/// Takes the list up line by line. What follows a function is about that function.
+struct FunctionList {
+    std::vector<Section> sections{};
+    std::vector<EntryPoint> entryPoints{};
+    std::vector<Declaration> functions{};
+
+    void addFunction(const char* name, std::string_view meaning) {
+        functions.push_back({name, {}, VType_Undef});
+        functions.back().description.section = sections.size() - 1;
+        functions.back().description.meaning = meaning;
+    }
+    void addArgument(std::string_view name, vint kind, std::string_view meaning) {
+        functions.back().arguments.push_back(kind);
+        functions.back().description.arguments.push_back({name, meaning});
+    }
+    void setResult(vint kind, std::string_view meaning) {
+        functions.back().result = kind;
+        functions.back().description.result = meaning;
+    }
+    void setErrors(std::initializer_list<std::string_view> names) { functions.back().description.errors = names; }
+};
+
+FunctionList readList() {
+    FunctionList list;
+#define RADVEX_SECTION(title, text) list.sections.push_back({title, text});
+#define RADVEX_ENTRY(name, result, parameters, meaning)                                                                \
+    list.entryPoints.push_back({list.sections.size() - 1, #name, #result, #parameters, meaning});
+#define RADVEX_FUNCTION(name, meaning) list.addFunction(#name, meaning);
+#define RADVEX_ARGUMENT(name, kind, meaning) list.addArgument(#name, kind, meaning);
+#define RADVEX_RESULT(kind, meaning) list.setResult(kind, meaning);
+#define RADVEX_ERRORS(...) list.setErrors({__VA_ARGS__});
+#include "velmora/RadvexFunctions.h"
+    return list;
 }
+
+const FunctionList& functionList() {
+    static const FunctionList list = readList();
+    return list;
+}
+
+} // namespace
+
+const std::vector<Declaration>& radvexDeclarations() { return functionList().functions; }
+
+const std::vector<EntryPoint>& radvexEntryPoints() { return functionList().entryPoints; }
+
+const std::vector<Section>& radvexSections() { return functionList().sections; }
 
 } // namespace velmora

@@ -77,8 +77,27 @@ TEST_F(CallCommand, RefusesWrongUsageWithStatusTwo) {
 }
 
 TEST_F(CallCommand, ListsItsFunctions) {
-    EXPECT_NE(radvex::test::radvex({"call", "--list"}).output.find("GetFrameCount(text) -> integer\n"),
-              std::string::npos);
+    const ProcessResult run = radvex::test::radvex({"call", "--list"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_NE(run.output.find("GetFrameCount(path: text) -> integer\n    Reads NumberOfFrames.\n"), std::string::npos);
+    EXPECT_NE(run.output.find("\nClearCache() -> nothing\n"), std::string::npos);
+}
+
+TEST_F(CallCommand, TellsAllOfOneFunction) {
+    const ProcessResult run = radvex::test::radvex({"call", "--list", "GetKeyword"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_TRUE(run.output.starts_with("GetKeyword(group: text, element: text) -> text\n\n")) << run.output;
+    EXPECT_NE(run.output.find("\n  element: element in hexadecimal\n"), std::string::npos);
+    EXPECT_NE(run.output.find("\n  result: the keyword"), std::string::npos);
+    EXPECT_NE(run.output.find("\n  errors: FunctionError\n"), std::string::npos);
+    EXPECT_EQ(radvex::test::radvex({"call", "--list", "NoSuchFunction"}).status, 2);
+}
+
+TEST_F(CallCommand, ThePageOfFunctionsIsTheOneThatItPrints) {
+    const ProcessResult run = radvex::test::radvex({"call", "--markdown"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_TRUE(run.output == readFile(RADVEX_SOURCE_DIR "/docs/functions.md"))
+        << "docs/functions.md is out of date: radvex call --markdown >docs/functions.md";
 }
 
 TEST_F(CallCommand, AnswersOneObjectForEachLine) {
