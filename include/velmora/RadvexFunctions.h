@@ -16,7 +16,7 @@
  *
  * A function's name stands on the line of its macro, where the build looks for it. */
 
-/* No include guard: each use includes it anew. */
+/* No include guard: each use includes it anew. One inside braces needs this header in front of them as well. */
 #include "velmora/VelmoraLibrary.h"
 
 #ifndef RADVEX_SECTION

@@ -7,6 +7,8 @@
 #include <set>
 #include <sstream>
 
+#include "velmora/VelmoraLibrary.h"
+
 namespace {
 
 std::string outputOf(const std::string& command) {
