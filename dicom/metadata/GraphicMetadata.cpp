@@ -6,6 +6,7 @@
 #include "bridge/containers/NumericArray.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dicom/metadata/TagNaming.h"
+#include "dicom/pixels/ImagePixelAttributes.h"
 #include "dicom/pixels/PromisedPixels.h"
 
 namespace radvex {
@@ -38,7 +39,9 @@ struct Shape {
 };
 
 bool readUint16(DcmItem* item, const char* keyword, Uint16& value) {
-    return item->findAndGetUint16(getTagKey(GeneralInfoMap, keyword), value, 0, OFFalse).good();
+    const auto number = ImagePixelAttributes(*item).number(getTagKey(GeneralInfoMap, keyword));
+    value = number.value_or(0);
+    return number.has_value();
 }
 
 bool promisesTooMuch(const Shape& shape, std::size_t elementSize, double storedBytes) {
@@ -103,8 +106,7 @@ bool saveOverlay(ArrayList& list, const Words& value, const Shape& shape) {
 bool savePixels(ArrayList& list, DcmItem* item, const Words& value, Shape shape) {
     Uint16 samples = 0;
     Uint16 bitsAllocated = 0;
-    if (!readUint16(item, "SamplesPerPixel", samples) ||
-        item->findAndGetUint16(DCM_BitsAllocated, bitsAllocated, 0, OFFalse).bad()) {
+    if (!readUint16(item, "SamplesPerPixel", samples) || !readUint16(item, "BitsAllocated", bitsAllocated)) {
         return false;
     }
     if (samples > 1) {

@@ -10,6 +10,7 @@
 #include "dcmtk/dcmdata/dcpixseq.h"
 #include "dcmtk/dcmdata/dcpxitem.h"
 #include "dicom/pixels/Fragments.h"
+#include "dicom/pixels/ImagePixelAttributes.h"
 
 namespace radvex {
 
@@ -19,15 +20,6 @@ DcmPixelData* pixelDataOf(DcmDataset& dataset) {
     DcmElement* element = nullptr;
     (void)dataset.findAndGetElement(DCM_PixelData, element);
     return dynamic_cast<DcmPixelData*>(element);
-}
-
-/// Bytes of the pixels that the attributes tell of. The factors have 16 bits, the frames 31: nothing overflows, since
-/// the pixels of one frame are at most 2^31.
-std::uint64_t unpackedBytes(DcmDataset& dataset) {
-    Sint32 frames = 0;
-    (void)dataset.findAndGetSint32(DCM_NumberOfFrames, frames);
-    return numberOf(dataset, DCM_Rows) * numberOf(dataset, DCM_Columns) * numberOf(dataset, DCM_SamplesPerPixel) *
-           (numberOf(dataset, DCM_BitsAllocated) / 8) * static_cast<std::uint64_t>(std::max(frames, 1));
 }
 
 /// Samples of one frame, plane after plane, as pixel after pixel.
@@ -50,32 +42,27 @@ std::uint64_t encodedBytes(DcmPixelSequence& fragments) {
 
 } // namespace
 
-std::uint64_t numberOf(DcmDataset& dataset, const DcmTagKey& key) {
-    Uint16 number = 0;
-    (void)dataset.findAndGetUint16(key, number);
-    return number;
-}
-
 bool holdsAllPixels(DcmDataset& dataset) {
     DcmPixelData* pixels = pixelDataOf(dataset);
-    const std::uint64_t promised = unpackedBytes(dataset);
+    const std::uint64_t promised = ImagePixelAttributes(dataset).bytesOfWholeFrames();
     return pixels == nullptr || (promised > 0 && promised <= pixels->getLength());
 }
 
 void interleaveSamples(DcmDataset& dataset) {
-    const std::size_t sampleCount = numberOf(dataset, DCM_SamplesPerPixel);
-    const std::size_t pixelCount = numberOf(dataset, DCM_Rows) * numberOf(dataset, DCM_Columns);
-    const std::size_t sampleSize = numberOf(dataset, DCM_BitsAllocated) / 8;
+    const ImagePixelAttributes attributes(dataset);
+    const std::size_t sampleCount = attributes.numberOr(0, DCM_SamplesPerPixel);
+    const std::size_t pixelCount = std::size_t{attributes.numberOr(0, DCM_Rows)} * attributes.numberOr(0, DCM_Columns);
+    const std::size_t sampleSize = attributes.numberOr(0, DCM_BitsAllocated) / 8U;
     DcmPixelData* pixels = pixelDataOf(dataset);
     Uint16* words = nullptr;
-    if (pixels == nullptr || sampleCount < 2 || numberOf(dataset, DCM_PlanarConfiguration) != 1 ||
+    if (pixels == nullptr || sampleCount < 2 || attributes.numberOr(0, DCM_PlanarConfiguration) != 1 ||
         pixels->getUint16Array(words).bad() || words == nullptr) {
         return;
     }
     const std::size_t frameSize = sampleCount * pixelCount * sampleSize;
     auto* frame = reinterpret_cast<unsigned char*>(words);
     std::vector<unsigned char> planes(frameSize);
-    for (std::uint64_t done = 0; done < unpackedBytes(dataset); done += frameSize, frame += frameSize) {
+    for (std::uint64_t done = 0; done < attributes.bytesOfWholeFrames(); done += frameSize, frame += frameSize) {
         std::memcpy(planes.data(), frame, frameSize);
         interleave(planes.data(), frame, sampleCount, pixelCount, sampleSize);
     }
@@ -93,7 +80,7 @@ DcmPixelSequence* currentFragments(DcmPixelData& pixels) {
 bool canBeDecoded(DcmDataset& dataset) {
     DcmPixelData* pixels = pixelDataOf(dataset);
     DcmPixelSequence* fragments = pixels == nullptr ? nullptr : currentFragments(*pixels);
-    if (fragments == nullptr || encodedBytes(*fragments) < unpackedBytes(dataset)) {
+    if (fragments == nullptr || encodedBytes(*fragments) < ImagePixelAttributes(dataset).bytesOfWholeFrames()) {
         return true;
     }
     DcmDataset copy(dataset); // the raw pixels beside the fragments must not answer for them

@@ -7,9 +7,6 @@
 
 namespace radvex {
 
-/// Number of an attribute, 0 when it is absent.
-std::uint64_t numberOf(DcmDataset& dataset, const DcmTagKey& key);
-
 /// True when Pixel Data holds the pixels of every frame that the attributes tell of, and there is one. DCMTK's encoders
 /// multiply in 32 bits, and the number of frames may be the caller's.
 bool holdsAllPixels(DcmDataset& dataset);

@@ -13,6 +13,7 @@
 #include "dcmtk/dcmjpls/djrparam.h"
 #include "dicom/pixels/EncodedPixels.h"
 #include "dicom/pixels/Fragments.h"
+#include "dicom/pixels/ImagePixelAttributes.h"
 
 namespace radvex {
 
@@ -46,12 +47,11 @@ OFCondition encodeStoredPixels(DcmDataset& dataset, DcmPixelData& pixels, E_Tran
 
 /// True when the encoder of rendered pixels takes them, and each frame was compressed to half its size at most.
 bool isLossySafe(DcmDataset& dataset, DcmPixelSequence& fragments) {
-    if (numberOf(dataset, DCM_PixelRepresentation) != 0) {
+    const ImagePixelAttributes attributes(dataset);
+    if (attributes.numberOr(0, DCM_PixelRepresentation) != 0) {
         return false; // without a deviation the lossless frames are what was asked for
     }
-    const std::uint64_t frameBytes = numberOf(dataset, DCM_Rows) * numberOf(dataset, DCM_Columns) *
-                                     numberOf(dataset, DCM_SamplesPerPixel) *
-                                     (numberOf(dataset, DCM_BitsAllocated) / 8);
+    const std::uint64_t frameBytes = attributes.bytesOfWholeFrame();
     bool isSafe = true;
     forEachFragment(fragments,
                     [&](DcmPixelItem& fragment) { isSafe = isSafe && fragment.getLength() <= frameBytes / 2; });
@@ -91,8 +91,8 @@ OFCondition encodeJpegLs(DcmDataset& dataset, E_TransferSyntax syntax, const Dcm
         return dataset.chooseRepresentation(syntax, &parameter); // real pixels, for which there is no encoder
     }
     const auto* deviation = dynamic_cast<const DJLSRepresentationParameter*>(&parameter);
-    if (syntax == EXS_JPEGLSLossy && numberOf(dataset, DCM_PixelRepresentation) != 0 && deviation != nullptr &&
-        deviation->getnearlosslessDeviation() > 0) {
+    if (syntax == EXS_JPEGLSLossy && ImagePixelAttributes(dataset).numberOr(0, DCM_PixelRepresentation) != 0 &&
+        deviation != nullptr && deviation->getnearlosslessDeviation() > 0) {
         return dataset.chooseRepresentation(syntax, &parameter); // refused before anything is encoded
     }
     interleaveSamples(dataset);

@@ -8,6 +8,7 @@
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcelem.h"
 #include "dicom/pixels/Dimensions.h"
+#include "dicom/pixels/ImagePixelAttributes.h"
 #include "dicom/pixels/PromisedPixels.h"
 #include "dicom/readers/DcmFileReader.h"
 
@@ -36,7 +37,8 @@ struct PixelAttributes {
     int frames = 1;
 };
 
-/// A missing number is std::invalid_argument, which hosts know as the general failure.
+/// From the texts, unlike ImagePixelAttributes: a missing number is std::invalid_argument, which hosts know as the
+/// general failure, and a number may have any representation.
 PixelAttributes readPixelAttributes(DcmItem* dataset) {
     const auto number = [&](const DcmTagKey& key) { return std::stoi(getItemStringArr(dataset, key)); };
     PixelAttributes attributes;
@@ -93,12 +95,11 @@ std::optional<SampleLayout> layoutOf(const PixelAttributes& attributes, vint col
         }
         return SampleLayout{1, false}; // whatever SamplesPerPixel says
     }
-    Uint16 planarConfiguration = 1;
-    if (dataset->findAndGetUint16(DCM_PlanarConfiguration, planarConfiguration, 0, OFFalse).bad() ||
-        attributes.bitsAllocated >= kRealBits) {
+    const auto planarConfiguration = ImagePixelAttributes(*dataset).number(DCM_PlanarConfiguration);
+    if (!planarConfiguration || attributes.bitsAllocated >= kRealBits) {
         return std::nullopt;
     }
-    return SampleLayout{3, planarConfiguration == 0};
+    return SampleLayout{3, *planarConfiguration == 0};
 }
 
 } // namespace

@@ -3,10 +3,10 @@
 #include "bridge/containers/NumericArray.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dicom/metadata/MemoryWatch.h"
-#include "dicom/pixels/CompressedPixels.h"
+#include "dicom/pixels/ImagePixelAttributes.h"
 #include "dicom/pixels/ImageRendering.h"
-#include "dicom/pixels/MisleadingPixels.h"
 #include "dicom/pixels/PromisedPixels.h"
+#include "dicom/pixels/RenderingSafety.h"
 #include "dicom/readers/DcmFileReader.h"
 
 namespace radvex {
@@ -26,9 +26,10 @@ unsigned long harmlessFlags(std::uint32_t flags, DcmDataset& dataset) {
     if (dataset.getCurrentXfer() == EXS_RLELossless) {
         harmless &= ~CIF_UsePartialAccessToPixelData; // the decoder of single frames reads outside the fragment
     }
-    const bool isOdd = (numberOr(1, dataset, DCM_Rows) & numberOr(1, dataset, DCM_Columns) &
-                        numberOr(1, dataset, DCM_SamplesPerPixel) & 1) != 0;
-    if (bitsOfSample(dataset) < 8 || (bitsOfSample(dataset) < 16 && isOdd)) {
+    const ImagePixelAttributes attributes(dataset);
+    const bool isOdd = (attributes.numberOr(1, DCM_Rows) & attributes.numberOr(1, DCM_Columns) &
+                        attributes.numberOr(1, DCM_SamplesPerPixel) & 1) != 0;
+    if (attributes.bitsOfSample() < 8 || (attributes.bitsOfSample() < 16 && isOdd)) {
         harmless &= ~CIF_UsePartialAccessToPixelData; // a frame of odd length gets its last sample from behind it
     }
     return harmless;
@@ -63,7 +64,7 @@ std::unique_ptr<DicomImage> DcmFileReader::openDicomImage(const ImageOpenOptions
     makeEven(*dataset);
     // A file without it is unsigned. It stays in the dataset; status ignored, since DCMTK says what it misses.
     (void)dataset->putAndInsertUint16(DcmTag(DCM_PixelRepresentation), 0, 0, OFFalse);
-    if (promisesTooManyPixels(*dataset) || misleadsTheRenderer(*dataset) || misleadsTheDecoder(*dataset)) {
+    if (promisesTooManyPixels(*dataset) || !isSafeToRender(*dataset) || !isSafeToDecode()) {
         ErrorManager::throwException("ImageOpenError", filePath, DicomImage::getString(EIS_InvalidImage));
     }
     const unsigned long detach = afterwards == PixelsAfterwards::go ? CIF_MayDetachPixelData : 0;
@@ -78,9 +79,7 @@ std::unique_ptr<DicomImage> DcmFileReader::openDicomImage(const ImageOpenOptions
 }
 
 Uint16 DcmFileReader::planarConfiguration() const {
-    Uint16 planar = 0;
-    (void)dataset->findAndGetUint16(DCM_PlanarConfiguration, planar, 0, OFFalse);
-    return planar;
+    return ImagePixelAttributes(*dataset).numberOr(0, DCM_PlanarConfiguration);
 }
 
 template <typename Target>

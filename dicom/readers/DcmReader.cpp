@@ -6,7 +6,7 @@
 #include "dcmtk/dcmdata/dcmetinf.h"
 #include "dcmtk/dcmjpeg/djutils.h"
 #include "dicom/metadata/MemoryWatch.h"
-#include "dicom/pixels/CompressedPixels.h"
+#include "dicom/pixels/DecodingSafety.h"
 #include "dicom/pixels/JpegLsFrames.h"
 #include "guard/FileStream.h"
 #include "guard/GuardedLoad.h"
@@ -94,11 +94,13 @@ void DcmReader::decompress() const {
     try {
         endJpegLsFrames(*dataset);
         // Without a usable decoder the file is readable all the same, but for its pixels.
-        if (!misleadsTheDecoder(*dataset)) {
+        mIsSafeToDecode = radvex::isSafeToDecode(*dataset);
+        if (mIsSafeToDecode) {
             const OFCondition decoding = dataset->chooseRepresentation(EXS_LittleEndianImplicit, nullptr);
             if (hasRunOutOfMemory(decoding)) {
                 throw std::bad_alloc();
             }
+            mIsSafeToDecode = radvex::isSafeToDecode(*dataset); // a decoder that failed may have changed attributes
         }
         memory.require();
     } catch (const std::bad_alloc&) { // a file that is half decompressed is not to be asked again

@@ -71,7 +71,10 @@ class DcmReader {
     /// Decompresses the pixels if a codec allows. To be called before anything is read that this may change; most
     /// attributes are none of that, and come without the time that it takes.
     void decompress() const;
-    /// The same where the attribute is one that it may change.
+    /// Whether DCMTK may decode what decompress() left compressed. To be asked after it, which looks through the whole
+    /// stream for the answer, once.
+    bool isSafeToDecode() const { return mIsSafeToDecode; }
+    /// Decompresses where the attribute is one that this may change.
     void decompressFor(const DcmTagKey& key) const;
 
     /// To be called before anything that was read is given away.
@@ -85,6 +88,7 @@ class DcmReader {
   private:
     mutable bool mHasConvertedTexts = false;
     mutable bool mIsDecompressed = false;
+    mutable bool mIsSafeToDecode = false;
     std::shared_ptr<LaterReads> mLaterReads;
 };
 

@@ -6,14 +6,14 @@
 
 namespace radvex {
 
-/// True when compressed pixels, those of nested items too, are not to be decoded, because DCMTK
+/// False when compressed pixels, those of nested items too, are not to be decoded, because DCMTK
 ///  - reserves what they promise before it decodes the first of them: 256 MiB more than a thousand times what they
 ///    hold, or, for a JPEG frame that has a size of its own, than their attributes promise;
 ///  - counts them in 32 bits and writes beyond a buffer that came out too small: more than 4 GiB in all;
 ///  - would read outside its own tables or a fragment, or never come to an end, at a JPEG or JPEG-LS stream
 ///    (JpegSegments.h, JpegLsPresets.h);
 ///  - counts through all fragments for each, and there are 8,192 more of them than frames.
-bool misleadsTheDecoder(DcmDataset& dataset);
+bool isSafeToDecode(DcmDataset& dataset);
 
 /// True when an attribute of compressed pixels may be another one once they are decoded: those that DCMTK's decoders
 /// write, sequences whose items have pixels of their own, pixels and overlays. Of an attribute that the dataset does

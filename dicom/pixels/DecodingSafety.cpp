@@ -1,4 +1,4 @@
-#include "dicom/pixels/CompressedPixels.h"
+#include "dicom/pixels/DecodingSafety.h"
 
 #include <algorithm>
 
@@ -7,6 +7,7 @@
 #include "dcmtk/dcmdata/dcstack.h"
 #include "dcmtk/dcmdata/dcxfer.h"
 #include "dicom/pixels/Fragments.h"
+#include "dicom/pixels/ImagePixelAttributes.h"
 #include "dicom/pixels/JpegLsPresets.h"
 #include "dicom/pixels/JpegSegments.h"
 #include "dicom/pixels/PromisedPixels.h"
@@ -44,54 +45,60 @@ bool holdsPixels(DcmDataset& dataset, const DcmTagKey& key) {
            element->search(DCM_PixelData, stack, ESM_fromHere, OFTrue).good();
 }
 
-bool misleadsTheDecoder(DcmItem& item, DcmPixelData& pixels, E_TransferSyntax syntax) {
+bool isSafeJpegLs(DcmPixelSequence& fragments) {
+    JpegLsPresets presets;
+    addFragments(fragments, presets);
+    return !presets.areImpossible();
+}
+
+bool isSafeJpeg(const ImagePixelAttributes& attributes, DcmPixelSequence& fragments) {
+    JpegSegments segments;
+    addFragments(fragments, segments);
+    segments.finish();
+    // A sample counts two bytes on both sides, as a coefficient and as what may be decoded. RGB is not converted.
+    return !segments.isImpossible() && segments.largestFrame() - attributes.decodedBytes() <= kMaxMissingBytes &&
+           (!segments.overrunsColourTables() || attributes.colourModel() == "RGB");
+}
+
+bool arePixelsSafeToDecode(DcmItem& item, DcmPixelData& pixels, E_TransferSyntax syntax) {
     constexpr double kMostPacked = 1000.0;      // an empty JPEG-LS frame packs better, but does not come to much
     constexpr double kMostDecoded = 0xFFFFFFFE; // DCMTK counts all frames in 32 bits, and writes behind what that gives
     constexpr double kMostSpareFragments = 8192; // each is looked for by counting from the first one
-    const double decoded = decodedBytes(item);
+    const ImagePixelAttributes attributes(item);
+    const double decoded = attributes.decodedBytes();
     if (decoded > kMostDecoded || decoded - kMostPacked * pixels.getLength(syntax) > kMaxMissingBytes) {
-        return true;
+        return false;
     }
     DcmPixelSequence* fragments = nullptr;
     if (pixels.getEncapsulatedRepresentation(syntax, nullptr, fragments).bad() || fragments == nullptr) {
-        return false;
+        return true; // nothing is there to decode
     }
-    if (static_cast<double>(fragments->card()) > framesOf(item) + kMostSpareFragments) {
-        return true;
+    if (static_cast<double>(fragments->card()) > attributes.frames() + kMostSpareFragments) {
+        return false;
     }
     if (isJpegLs(syntax)) {
-        JpegLsPresets presets;
-        addFragments(*fragments, presets);
-        return presets.areImpossible();
+        return isSafeJpegLs(*fragments);
     }
-    if (!isJpeg(syntax)) {
-        return false;
-    }
-    JpegSegments segments;
-    addFragments(*fragments, segments);
-    segments.finish();
-    // A sample counts two bytes on both sides, as a coefficient and as what may be decoded. RGB is not converted.
-    return segments.isImpossible() || segments.largestFrame() - decoded > kMaxMissingBytes ||
-           (segments.overrunsColourTables() && colourModelOf(item) != "RGB");
+    return !isJpeg(syntax) || isSafeJpeg(attributes, *fragments);
 }
 
 } // namespace
 
-bool misleadsTheDecoder(DcmDataset& dataset) {
+bool isSafeToDecode(DcmDataset& dataset) {
     const E_TransferSyntax syntax = dataset.getCurrentXfer();
     if (!DcmXfer(syntax).isEncapsulated()) {
-        return false;
+        return true;
     }
     DcmStack stack;
     stack.push(&dataset);
     while (dataset.search(DCM_PixelData, stack, ESM_afterStackTop, OFTrue).good()) {
         auto* pixels = dynamic_cast<DcmPixelData*>(stack.top());
         auto* item = dynamic_cast<DcmItem*>(stack.elem(1)); // what the pixels stand in
-        if (item != nullptr && pixels != nullptr && misleadsTheDecoder(*item, *pixels, syntax)) {
-            return true;
+        if (item != nullptr && pixels != nullptr && !arePixelsSafeToDecode(*item, *pixels, syntax)) {
+            return false;
         }
     }
-    return false;
+    return true;
 }
 
 bool isChangedByDecoding(DcmDataset& dataset, const DcmTagKey& key) {

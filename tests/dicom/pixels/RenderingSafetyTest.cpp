@@ -1,4 +1,4 @@
-#include "dicom/pixels/MisleadingPixels.h"
+#include "dicom/pixels/RenderingSafety.h"
 
 #include <gtest/gtest.h>
 
@@ -30,62 +30,62 @@ std::unique_ptr<DcmDataset> imageOf(const Shape& shape) {
     return dataset;
 }
 
-bool misleads(const Shape& shape) { return radvex::misleadsTheRenderer(*imageOf(shape)); }
+bool isSafe(const Shape& shape) { return radvex::isSafeToRender(*imageOf(shape)); }
 
 } // namespace
 
-TEST(MisleadingPixels, ColourByPlaneIsCountedByItsModel) {
-    EXPECT_FALSE(misleads({.samples = 3, .model = "YBR_FULL", .planar = 1, .bytes = 48}));
-    EXPECT_TRUE(misleads({.samples = 3, .model = "YBR_FULL", .planar = 1, .bytes = 46}));
-    EXPECT_FALSE(misleads({.samples = 3, .model = "YBR_FULL", .planar = 0, .bytes = 46}));
-    EXPECT_FALSE(misleads({.samples = 3, .model = "RGB", .planar = 1, .bytes = 46}));
+TEST(RenderingSafety, ColourByPlaneIsCountedByItsModel) {
+    EXPECT_TRUE(isSafe({.samples = 3, .model = "YBR_FULL", .planar = 1, .bytes = 48}));
+    EXPECT_FALSE(isSafe({.samples = 3, .model = "YBR_FULL", .planar = 1, .bytes = 46}));
+    EXPECT_TRUE(isSafe({.samples = 3, .model = "YBR_FULL", .planar = 0, .bytes = 46}));
+    EXPECT_TRUE(isSafe({.samples = 3, .model = "RGB", .planar = 1, .bytes = 46}));
     for (const char* model : {"HSV", "hsv ", "ARGB", "CMYK"}) {
-        EXPECT_TRUE(misleads({.samples = 1, .model = model, .planar = 1, .bytes = 16})) << model;
-        EXPECT_TRUE(misleads({.samples = 0, .model = model, .planar = 1, .bytes = 16})) << model;
+        EXPECT_FALSE(isSafe({.samples = 1, .model = model, .planar = 1, .bytes = 16})) << model;
+        EXPECT_FALSE(isSafe({.samples = 0, .model = model, .planar = 1, .bytes = 16})) << model;
     }
-    EXPECT_TRUE(misleads({.samples = 3, .model = "CMYK", .planar = 1, .bytes = 48})) << "it has four";
-    EXPECT_FALSE(misleads({.samples = 4, .model = "CMYK", .planar = 1, .bytes = 64}));
-    EXPECT_FALSE(misleads({.planar = 1, .bytes = 8})) << "one sample, in one plane";
-    EXPECT_FALSE(misleads({.model = "PALETTE COLOR", .planar = 1, .bytes = 8}));
+    EXPECT_FALSE(isSafe({.samples = 3, .model = "CMYK", .planar = 1, .bytes = 48})) << "it has four";
+    EXPECT_TRUE(isSafe({.samples = 4, .model = "CMYK", .planar = 1, .bytes = 64}));
+    EXPECT_TRUE(isSafe({.planar = 1, .bytes = 8})) << "one sample, in one plane";
+    EXPECT_TRUE(isSafe({.model = "PALETTE COLOR", .planar = 1, .bytes = 8}));
 }
 
-TEST(MisleadingPixels, MoreSamplesThanThirtyTwoBitsCount) {
+TEST(RenderingSafety, MoreSamplesThanThirtyTwoBitsCount) {
     for (const unsigned long bytes : {1UL << 28, 1UL << 30}) {
         const auto dataset = imageOf({.bits = 1});
         auto pixels = std::make_unique<DcmPixelData>(DcmTag(DCM_PixelData, EVR_OB));
         Uint8* untouched = nullptr;
         ASSERT_TRUE(pixels->createUint8Array(static_cast<Uint32>(bytes), untouched).good());
         ASSERT_TRUE(dataset->insert(pixels.release(), OFTrue).good());
-        EXPECT_EQ(radvex::misleadsTheRenderer(*dataset), bytes == 1UL << 30);
+        EXPECT_NE(radvex::isSafeToRender(*dataset), bytes == 1UL << 30);
     }
 }
 
-TEST(MisleadingPixels, OverlayPlanesOfAnyBitsAreCountedWithTheMost) {
+TEST(RenderingSafety, OverlayPlanesOfAnyBitsAreCountedWithTheMost) {
     const auto dataset = imageOf({});
     dataset->putAndInsertUint16(DcmTag(0x6000, 0x0010, EVR_US), 32768);
     dataset->putAndInsertUint16(DcmTag(0x6000, 0x0011, EVR_US), 32768);
-    EXPECT_FALSE(radvex::misleadsTheRenderer(*dataset));
+    EXPECT_TRUE(radvex::isSafeToRender(*dataset));
     dataset->putAndInsertString(DcmTag(0x6000, 0x0015, EVR_IS), "268435456");
-    EXPECT_TRUE(radvex::misleadsTheRenderer(*dataset));
+    EXPECT_FALSE(radvex::isSafeToRender(*dataset));
 }
 
-TEST(MisleadingPixels, AModalityLutIsForSixteenBitsAtMost) {
+TEST(RenderingSafety, AModalityLutIsForSixteenBitsAtMost) {
     for (const Uint16 bits : {Uint16{16}, Uint16{32}}) {
         const auto dataset = imageOf({.bits = bits, .bytes = 64});
-        EXPECT_FALSE(radvex::misleadsTheRenderer(*dataset));
+        EXPECT_TRUE(radvex::isSafeToRender(*dataset));
         DcmItem* item = nullptr;
         ASSERT_TRUE(dataset->findOrCreateSequenceItem(DCM_ModalityLUTSequence, item, 0).good());
-        EXPECT_EQ(radvex::misleadsTheRenderer(*dataset), bits == 32);
+        EXPECT_NE(radvex::isSafeToRender(*dataset), bits == 32);
     }
 }
 
-TEST(MisleadingPixels, AStandaloneOverlayHasNone) {
+TEST(RenderingSafety, AStandaloneOverlayHasNoPixels) {
     const auto dataset = imageOf({});
     dataset->putAndInsertString(DCM_SOPClassUID, UID_RETIRED_StandaloneOverlayStorage);
-    EXPECT_TRUE(radvex::misleadsTheRenderer(*dataset));
+    EXPECT_FALSE(radvex::isSafeToRender(*dataset));
 }
 
-TEST(MisleadingPixels, AreMadeEven) {
+TEST(RenderingSafety, PixelsAreMadeEven) {
     for (const std::size_t bytes : {16U, 17U}) {
         const auto dataset = imageOf({.bytes = bytes});
         radvex::makeEven(*dataset);

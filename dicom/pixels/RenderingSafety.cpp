@@ -1,4 +1,4 @@
-#include "dicom/pixels/MisleadingPixels.h"
+#include "dicom/pixels/RenderingSafety.h"
 
 #include <algorithm>
 #include <vector>
@@ -7,16 +7,17 @@
 #include "dcmtk/dcmdata/dcpixel.h"
 #include "dcmtk/dcmdata/dcuid.h"
 #include "dcmtk/dcmdata/dcxfer.h"
-#include "dicom/pixels/PromisedPixels.h"
+#include "dicom/pixels/ImagePixelAttributes.h"
 
 namespace radvex {
 
 namespace {
 
 bool isShortColourByPlane(DcmItem& dataset) {
-    const std::string model = colourModelOf(dataset);
-    return numberOr(0, dataset, DCM_PlanarConfiguration) != 0 && !model.empty() && model != "RGB" &&
-           declaredBytes(dataset) > storedBytes(dataset);
+    const ImagePixelAttributes attributes(dataset);
+    const std::string model = attributes.colourModel();
+    return attributes.numberOr(0, DCM_PlanarConfiguration) != 0 && !model.empty() && model != "RGB" &&
+           attributes.declaredBytes() > attributes.storedBytes();
 }
 
 /// DCMTK multiplies the sides of an overlay plane, its frames and, for one in the pixels, their bits in 64 bits; past
@@ -27,10 +28,11 @@ bool overlayOverflows(DcmItem& dataset, Uint16 group) {
     constexpr Uint16 kFrames = 0x0015;
     constexpr double kMostBits = 9.0e18; // below 2 to the power of 63
     constexpr double kBitsOfPixel = 65535.0;
+    const ImagePixelAttributes attributes(dataset);
     Sint32 frames = 1;
     (void)dataset.findAndGetSint32(DcmTagKey(group, kFrames), frames, 0, OFFalse);
-    return kBitsOfPixel * std::max(1.0, static_cast<double>(frames)) * numberOr(0, dataset, DcmTagKey(group, kRows)) *
-               numberOr(0, dataset, DcmTagKey(group, kColumns)) >
+    return kBitsOfPixel * std::max(1.0, static_cast<double>(frames)) * attributes.numberOr(0, DcmTagKey(group, kRows)) *
+               attributes.numberOr(0, DcmTagKey(group, kColumns)) >
            kMostBits;
 }
 
@@ -51,15 +53,18 @@ bool isStandaloneOverlay(DcmItem& dataset) {
 
 } // namespace
 
-bool misleadsTheRenderer(DcmDataset& dataset) {
+bool isSafeToRender(DcmDataset& dataset) {
     constexpr double kMostSamples = 4294967295.0;
     constexpr Uint16 kMostBitsOfLut = 16;
+    const ImagePixelAttributes attributes(dataset);
+    const double stored = attributes.storedBytes();
     const bool endsInsideAWord =
-        numberOr(0, dataset, DCM_BitsAllocated) == 32 && static_cast<Uint32>(storedBytes(dataset)) % 4 != 0;
-    const bool hasModalityLut = dataset.tagExists(DCM_ModalityLUTSequence, OFFalse) == OFTrue;
-    return endsInsideAWord || storedBytes(dataset) * 8.0 / bitsOfSample(dataset) > kMostSamples ||
-           isShortColourByPlane(dataset) || anyOverlayOverflows(dataset) ||
-           (hasModalityLut && numberOr(0, dataset, DCM_BitsStored) > kMostBitsOfLut) || isStandaloneOverlay(dataset);
+        attributes.numberOr(0, DCM_BitsAllocated) == 32 && static_cast<Uint32>(stored) % 4 != 0;
+    const bool hasTooManySamples = stored * 8.0 / attributes.bitsOfSample() > kMostSamples;
+    const bool hasWideLut = dataset.tagExists(DCM_ModalityLUTSequence, OFFalse) == OFTrue &&
+                            attributes.numberOr(0, DCM_BitsStored) > kMostBitsOfLut;
+    return !endsInsideAWord && !hasTooManySamples && !isShortColourByPlane(dataset) && !anyOverlayOverflows(dataset) &&
+           !hasWideLut && !isStandaloneOverlay(dataset);
 }
 
 void makeEven(DcmDataset& dataset) {
