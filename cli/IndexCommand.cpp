@@ -20,10 +20,6 @@ struct IndexOptions {
     bool json = false;
 };
 
-std::string counted(std::size_t count, const char* one, const char* several) {
-    return std::to_string(count) + ' ' + (count == 1 ? one : several);
-}
-
 formats::Json toJson(const media::FolderIndex& index) {
     formats::Json files = formats::Json::array();
     for (const media::IndexedFile& file : index.files) {
@@ -51,9 +47,10 @@ void run(const IndexOptions& options) {
         std::cout << formats::dumpJson(toJson(index)) << '\n';
         return;
     }
-    std::cout << formats::printable(index.dicomdir) << ": " << counted(index.patientCount, "patient", "patients")
-              << ", " << counted(index.studyCount, "study", "studies") << ", " << index.seriesCount << " series, "
-              << counted(index.files.size(), "file", "files") << " (" << index.skippedCount << " skipped, "
+    std::cout << formats::printable(index.dicomdir) << ": "
+              << formats::counted(index.patientCount, "patient", "patients") << ", "
+              << formats::counted(index.studyCount, "study", "studies") << ", " << index.seriesCount << " series, "
+              << formats::counted(index.files.size(), "file", "files") << " (" << index.skippedCount << " skipped, "
               << index.refused.size() << " refused)\n";
 }
 

@@ -44,17 +44,6 @@ std::string padded(std::size_t number) {
     return digits;
 }
 
-/// What of a text can stand in a file name anywhere.
-std::string nameSafe(const std::string& text) {
-    std::string safe;
-    for (const char letter : text) {
-        const bool isPlain =
-            (letter >= '0' && letter <= '9') || (letter >= 'A' && letter <= 'Z') || (letter >= 'a' && letter <= 'z');
-        safe += isPlain ? std::string(1, letter) : "";
-    }
-    return safe.substr(0, 32);
-}
-
 /// One series with what chooses it.
 struct Choice {
     std::string key{};
@@ -239,7 +228,7 @@ class SeriesWriter {
 
   private:
     static std::string suffix(const std::string& text) {
-        const std::string safe = nameSafe(text);
+        const std::string safe = formats::fileNamePart(text, 32);
         return safe.empty() ? "" : "-" + safe;
     }
 

@@ -87,9 +87,8 @@ class VrNames {
   private:
     bool isPrivate(const std::string& key) {
         const auto known = mIsPrivate.find(key);
-        return known != mIsPrivate.end()
-                   ? known->second
-                   : mIsPrivate.emplace(key, mDictionary.tagOf(key).group % 2 != 0).first->second;
+        return known != mIsPrivate.end() ? known->second
+                                         : mIsPrivate.emplace(key, mDictionary.tagOf(key).group % 2 != 0).first->second;
     }
 
     formats::Dictionary mDictionary;

@@ -30,12 +30,10 @@ std::string joined(std::initializer_list<std::string> texts) {
     return line;
 }
 
-std::string counted(std::size_t count) { return std::to_string(count) + (count == 1 ? " file" : " files"); }
-
 void printSeries(const media::MediumSeries& series, const media::Medium& medium, bool withFiles) {
     std::cout << "    Series "
-              << joined({series.number, series.modality, counted(series.files.size()), series.description,
-                         series.uid.empty() ? series.key : series.uid})
+              << joined({series.number, series.modality, formats::counted(series.files.size(), "file", "files"),
+                         series.description, series.uid.empty() ? series.key : series.uid})
               << '\n';
     for (std::size_t index = 0; withFiles && index < series.files.size(); ++index) {
         std::cout << "      " << formats::printable(medium.userPath(series.files[index])) << '\n';

@@ -42,22 +42,10 @@ void checkUsage(const VolumeOptions& options) {
     }
 }
 
-/// The digits and letters of a text from a file, so that it can stand in a file name.
-std::string nameable(const std::string& text) {
-    constexpr std::size_t kLongest = 16;
-    std::string name;
-    for (const char character : text.substr(0, kLongest)) {
-        const bool isPlain = (character >= '0' && character <= '9') || (character >= 'A' && character <= 'Z') ||
-                             (character >= 'a' && character <= 'z');
-        name += isPlain ? std::string(1, character) : "";
-    }
-    return name;
-}
-
 /// OUT.nrrd becomes OUT-0002-7.nrrd for the second series that matches, whose SeriesNumber is 7.
 std::string pathOfSeries(const std::string& output, std::size_t number, const std::string& seriesNumber) {
     const std::string extension = formats::volumeExtension(output);
-    const std::string name = nameable(seriesNumber);
+    const std::string name = formats::fileNamePart(seriesNumber, 16);
     char digits[32];
     std::snprintf(digits, sizeof digits, "-%04zu", number);
     return output.substr(0, output.size() - extension.size()) + digits + (name.empty() ? "" : "-" + name) + extension;

@@ -10,8 +10,6 @@ namespace radvex::deidentify {
 
 namespace {
 
-std::string counted(std::size_t count) { return std::to_string(count) + (count == 1 ? " file" : " files"); }
-
 std::size_t writtenCount(const AnonymizationResult& result) {
     return static_cast<std::size_t>(std::count_if(result.files.begin(), result.files.end(),
                                                   [](const AnonymizedFile& file) { return file.isWritten; }));
@@ -92,15 +90,15 @@ std::string anonymizationReport(const AnonymizationResult& result, const ReportO
 
 std::string anonymizationSummary(const std::string& output, const AnonymizationResult& result, const Profile* profile) {
     constexpr std::size_t kColumn = 44;
-    std::string text = formats::printable(output) + ": " + counted(writtenCount(result)) + " written, " +
-                       std::to_string(failedCount(result)) + " failed, " + std::to_string(result.skippedCount) +
-                       " skipped\n";
+    std::string text = formats::printable(output) + ": " + formats::counted(writtenCount(result), "file", "files") +
+                       " written, " + std::to_string(failedCount(result)) + " failed, " +
+                       std::to_string(result.skippedCount) + " skipped\n";
     const auto counts = leakCounts(result);
     text += counts.empty() ? "" : "What may still identify the patient:\n";
     for (const auto& [attribute, count] : counts) {
         std::string line = "  " + formats::printable(attribute);
         line.resize(std::max(kColumn, line.size() + 1), ' ');
-        text += line + counted(count) + '\n';
+        text += line + formats::counted(count, "file", "files") + '\n';
     }
     if (result.shownNameCount > 0) {
         text += "With --neutral-names no name of the input is kept.\n";

@@ -19,8 +19,8 @@ class ByteSource {
     ByteSource& operator=(const ByteSource&) = delete;
     virtual ~ByteSource() = default;
 
-    /// The most bytes that one peek can show. Small enough for the stack: a block of this size from the heap would
-    /// first have it tidied up after the file before.
+    /// The most bytes that one peek can show. Small enough for the stack: for a block of this size, the
+    /// allocator would first put the heap in order, once a file.
     static constexpr std::size_t kWindow = std::size_t{16} * 1024;
 
     /// Bytes from the beginning of the file to the next one; inflated bytes count as if they stood in the file.

@@ -50,8 +50,8 @@ std::optional<LoadFailure> load(DcmFileFormat& file, OpenFile& source, Uint32 ma
     return loaded.bad() ? std::optional(LoadFailure{loaded.text()}) : std::nullopt;
 }
 
-/// Buffers of the last load, for the next one: the stack belongs to the parser, and new ones of their size from the
-/// heap would have that tidied up after every file.
+/// Buffers of the last load, for the next one: the stack belongs to the parser, and for new ones of their
+/// size the allocator would put the heap in order after every file.
 std::unique_ptr<FileBuffers> spareBuffers;
 
 } // namespace

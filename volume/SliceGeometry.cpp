@@ -79,7 +79,8 @@ formats::VolumeGeometry geometryOf(const std::vector<SliceRecord>& slices, const
     const SliceRecord& first = slices[order.front()];
     formats::VolumeGeometry geometry = inPlane(first);
     geometry.sliceStep = saidDistance(first) * unitNormal(first);
-    if (!verdict.hasPositions || verdict.has(FindingKind::noPosition) || verdict.has(FindingKind::differentOrientation)) {
+    if (!verdict.hasPositions || verdict.has(FindingKind::noPosition) ||
+        verdict.has(FindingKind::differentOrientation)) {
         return geometry;
     }
     const auto heights = heightsOf(slices, order);
@@ -88,8 +89,8 @@ formats::VolumeGeometry geometryOf(const std::vector<SliceRecord>& slices, const
     auto sorted = heights;
     std::sort(sorted.begin(), sorted.end());
     const double usual = gapsOf(sorted).usual;
-    geometry.isPlaced =
-        (isAscending || isDescending) && !verdict.has(FindingKind::differentPixelSpacing) && !verdict.has(FindingKind::duplicatePosition);
+    geometry.isPlaced = (isAscending || isDescending) && !verdict.has(FindingKind::differentPixelSpacing) &&
+                        !verdict.has(FindingKind::duplicatePosition);
     if (!geometry.isPlaced) {
         geometry.sliceStep = (usual > 0 ? usual : saidDistance(first)) * unitNormal(first);
         return geometry;
@@ -97,8 +98,9 @@ formats::VolumeGeometry geometryOf(const std::vector<SliceRecord>& slices, const
     geometry.origin = *first.position;
     if (order.size() > 1) {
         const formats::Vector3 whole = *slices[order.back()].position - *first.position;
-        const double steps = verdict.has(FindingKind::missingSlices) ? std::abs(heights.back() - heights.front()) / usual
-                                                               : static_cast<double>(order.size() - 1);
+        const double steps = verdict.has(FindingKind::missingSlices)
+                                 ? std::abs(heights.back() - heights.front()) / usual
+                                 : static_cast<double>(order.size() - 1);
         geometry.sliceStep = 1 / steps * whole;
     }
     return geometry;

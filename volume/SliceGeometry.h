@@ -11,20 +11,20 @@
 namespace radvex::volume {
 
 enum class FindingKind {
-    instanceOrder,  ///< by InstanceNumber the slices do not follow each other in space
-    noInstanceNumber,   ///< no InstanceNumber
-    duplicateInstanceNumber,  ///< several files of one InstanceNumber
-    noPosition,        ///< no usable position and orientation
-    noPixelSpacing, ///< no usable PixelSpacing
-    unevenSpacing,        ///< distances between slices differ
-    missingSlices,        ///< a distance is a multiple of the usual one
-    duplicatePosition,        ///< several slices at one place
+    instanceOrder,           ///< by InstanceNumber the slices do not follow each other in space
+    noInstanceNumber,        ///< no InstanceNumber
+    duplicateInstanceNumber, ///< several files of one InstanceNumber
+    noPosition,              ///< no usable position and orientation
+    noPixelSpacing,          ///< no usable PixelSpacing
+    unevenSpacing,           ///< distances between slices differ
+    missingSlices,           ///< a distance is a multiple of the usual one
+    duplicatePosition,       ///< several slices at one place
     differentOrientation,    ///< directions differ
     differentPixelSpacing,   ///< pixel spacings differ
-    tilt,           ///< slices are not stacked along their normal
-    drift,          ///< slices shift sideways, and not along a line
-    unreadableFile,     ///< a file that is listed cannot be read
-    framesLeftOut,  ///< only the first frame of a file is in the volume
+    tilt,                    ///< slices are not stacked along their normal
+    drift,                   ///< slices shift sideways, and not along a line
+    unreadableFile,          ///< a file that is listed cannot be read
+    framesLeftOut,           ///< only the first frame of a file is in the volume
 };
 
 /// Name of a kind in JSON, such as "missingSlices".

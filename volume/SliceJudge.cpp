@@ -5,6 +5,8 @@
 #include <numeric>
 #include <set>
 
+#include "formats/json/Text.h"
+
 namespace radvex::volume {
 
 namespace {
@@ -31,10 +33,6 @@ std::string number(double value) {
     char text[32];
     std::snprintf(text, sizeof text, "%.6g", value);
     return text;
-}
-
-std::string count(std::size_t number, const char* one, const char* several) {
-    return std::to_string(number) + (number == 1 ? one : several);
 }
 
 std::vector<std::size_t> allButTheFirst(const std::vector<std::vector<std::size_t>>& groups) {
@@ -73,8 +71,8 @@ void SliceJudge::judgeNumbers() {
         }
     }
     if (!absent.empty()) {
-        const std::string sentence = count(absent.size(), " file has", " files have") + " no InstanceNumber";
-        find(FindingKind::noInstanceNumber, false, sentence + " (it counts as 0)", std::move(absent));
+        const std::string sentence = formats::counted(absent.size(), "file has", "files have") + " no InstanceNumber";
+        addFinding(FindingKind::noInstanceNumber, false, sentence + " (it counts as 0)", std::move(absent));
     }
     judgeSharedNumbers(filesOfNumber);
 }
@@ -96,7 +94,7 @@ void SliceJudge::judgeSharedNumbers(const std::map<vint, std::vector<std::string
                                              : " files share their InstanceNumber with another";
         const std::string sentence =
             std::to_string(sharing.size()) + what + "; which of them comes first is not defined";
-        find(FindingKind::duplicateInstanceNumber, false, sentence, std::move(sharing));
+        addFinding(FindingKind::duplicateInstanceNumber, false, sentence, std::move(sharing));
     }
 }
 
@@ -107,16 +105,17 @@ void SliceJudge::judgePixelSpacings() {
     }
     const auto groups = groupsOf(spacings, isSameSpacing);
     if (groups.size() == 1 && !spacings.front()) {
-        find(FindingKind::noPixelSpacing, false, "No slice has a usable PixelSpacing; 1 mm is assumed",
-             namesAt(groups.front()));
+        addFinding(FindingKind::noPixelSpacing, false, "No slice has a usable PixelSpacing; 1 mm is assumed",
+                   namesAt(groups.front()));
     }
     if (groups.size() > 1) {
         const auto& usual = spacings[groups.front().front()];
         const Indices others = allButTheFirst(groups);
-        find(FindingKind::differentPixelSpacing, true,
-             count(others.size(), " slice differs", " slices differ") + " in PixelSpacing from most, which have " +
-                 (usual ? number(usual->betweenRows) + " x " + number(usual->betweenColumns) + " mm" : "none"),
-             namesAt(others));
+        addFinding(FindingKind::differentPixelSpacing, true,
+                   formats::counted(others.size(), "slice differs", "slices differ") +
+                       " in PixelSpacing from most, which have " +
+                       (usual ? number(usual->betweenRows) + " x " + number(usual->betweenColumns) + " mm" : "none"),
+                   namesAt(others));
     }
 }
 
@@ -128,10 +127,10 @@ void SliceJudge::judgePositions() {
     }
     if (!unpositioned.empty()) {
         // Slices without a place among others that have one belong to another picture.
-        find(FindingKind::noPosition, !positioned.empty(),
-             count(unpositioned.size(), " slice has", " slices have") +
-                 " no usable ImagePositionPatient and ImageOrientationPatient",
-             namesAt(unpositioned));
+        addFinding(FindingKind::noPosition, !positioned.empty(),
+                   formats::counted(unpositioned.size(), "slice has", "slices have") +
+                       " no usable ImagePositionPatient and ImageOrientationPatient",
+                   namesAt(unpositioned));
     }
     mVerdict.byPosition = mVerdict.byInstance;
     if (positioned.empty()) {
@@ -156,8 +155,9 @@ void SliceJudge::judgeOrientations(const Indices& positioned) {
         std::transform(group.begin(), group.end(), group.begin(), [&](std::size_t index) { return positioned[index]; });
     }
     if (const Indices others = allButTheFirst(groups); !others.empty()) {
-        find(FindingKind::differentOrientation, true,
-             count(others.size(), " slice lies", " slices lie") + " in another direction than most", namesAt(others));
+        addFinding(FindingKind::differentOrientation, true,
+                   formats::counted(others.size(), "slice lies", "slices lie") + " in another direction than most",
+                   namesAt(others));
     }
     mStack = std::move(groups.front());
     const formats::Vector3 normal = mSlices[mStack.front()].orientation->normal();
@@ -203,16 +203,16 @@ void SliceJudge::judgeGaps(const StackGaps& gaps) {
         }
     }
     if (missing > 0) {
-        find(FindingKind::missingSlices, true,
-             count(missing, " slice is", " slices are") + " missing: neighbours lie up to " + number(largestHole) +
-                 " mm apart instead of " + number(gaps.usual),
-             namesAt(around));
+        addFinding(FindingKind::missingSlices, true,
+                   formats::counted(missing, "slice is", "slices are") + " missing: neighbours lie up to " +
+                       number(largestHole) + " mm apart instead of " + number(gaps.usual),
+                   namesAt(around));
     }
     if (!uneven.empty()) {
-        find(FindingKind::unevenSpacing, false,
-             "The spacing is uneven: neighbours lie " + number(smallest) + " to " + number(largest) +
-                 " mm apart, most of them " + number(gaps.usual),
-             namesAt(uneven));
+        addFinding(FindingKind::unevenSpacing, false,
+                   "The spacing is uneven: neighbours lie " + number(smallest) + " to " + number(largest) +
+                       " mm apart, most of them " + number(gaps.usual),
+                   namesAt(uneven));
     }
 }
 
@@ -227,10 +227,10 @@ void SliceJudge::judgeDuplicates(const StackGaps& gaps) {
     const std::size_t each = places.front().size();
     if (places.size() > 1 && each > 1 &&
         std::all_of(places.begin(), places.end(), [&](const Indices& place) { return place.size() == each; })) {
-        find(FindingKind::duplicatePosition, true,
-             "Each of the " + std::to_string(places.size()) + " places holds " + std::to_string(each) +
-                 " slices: these are several volumes, such as echoes or points in time",
-             namesAt(mStack));
+        addFinding(FindingKind::duplicatePosition, true,
+                   "Each of the " + std::to_string(places.size()) + " places holds " + std::to_string(each) +
+                       " slices: these are several volumes, such as echoes or points in time",
+                   namesAt(mStack));
         return;
     }
     std::erase_if(places, [](const Indices& place) { return place.size() == 1; });
@@ -239,10 +239,10 @@ void SliceJudge::judgeDuplicates(const StackGaps& gaps) {
         for (const Indices& place : places) {
             all.insert(all.end(), place.begin(), place.end());
         }
-        find(FindingKind::duplicatePosition, true,
-             places.size() == 1 ? std::to_string(all.size()) + " slices lie at one place"
-                                : std::to_string(places.size()) + " places hold more than one slice",
-             namesAt(all));
+        addFinding(FindingKind::duplicatePosition, true,
+                   places.size() == 1 ? std::to_string(all.size()) + " slices lie at one place"
+                                      : std::to_string(places.size()) + " places hold more than one slice",
+                   namesAt(all));
     }
 }
 
@@ -258,17 +258,17 @@ void SliceJudge::judgeLine(bool hasDuplicates) {
     const StackLine line = lineOf(positions, mNormal);
     if (line.sidewaysPerMm > kTilt) {
         mVerdict.tiltDegrees = std::atan(line.sidewaysPerMm) * 180 / std::numbers::pi;
-        find(FindingKind::tilt, false,
-             "The slices are stacked at " + number(*mVerdict.tiltDegrees) +
-                 " degrees to their normal (gantry tilt); the volume is sheared",
-             {});
+        addFinding(FindingKind::tilt, false,
+                   "The slices are stacked at " + number(*mVerdict.tiltDegrees) +
+                       " degrees to their normal (gantry tilt); the volume is sheared",
+                   {});
     }
     const PixelSpacing pixel = mSlices[mStack.front()].pixelSpacing.value_or(PixelSpacing{});
     if (line.largestDrift > 0.1 * std::min(pixel.betweenRows, pixel.betweenColumns)) {
-        find(FindingKind::drift, false,
-             "The slices shift sideways by up to " + number(line.largestDrift) +
-                 " mm off the line from the first to the last",
-             {});
+        addFinding(FindingKind::drift, false,
+                   "The slices shift sideways by up to " + number(line.largestDrift) +
+                       " mm off the line from the first to the last",
+                   {});
     }
 }
 
@@ -287,11 +287,12 @@ void SliceJudge::judgeInstanceOrder(double tolerance) {
         before = height;
     }
     if (!isAscending && !isDescending) {
-        find(FindingKind::instanceOrder, false, "The order by InstanceNumber is not the order in space", {});
+        addFinding(FindingKind::instanceOrder, false, "The order by InstanceNumber is not the order in space", {});
     }
 }
 
-void SliceJudge::find(FindingKind kind, bool isError, const std::string& sentence, std::vector<std::string> files) {
+void SliceJudge::addFinding(FindingKind kind, bool isError, const std::string& sentence,
+                            std::vector<std::string> files) {
     const std::string names = files.empty() ? "" : ": " + namesOf(files);
     mVerdict.findings.push_back({kind, isError, sentence + names + ".", std::move(files)});
 }

@@ -47,7 +47,7 @@ class SliceJudge {
     void judgeLine(bool hasDuplicates);
     void judgeInstanceOrder(double tolerance);
 
-    void find(FindingKind kind, bool isError, const std::string& sentence, std::vector<std::string> files);
+    void addFinding(FindingKind kind, bool isError, const std::string& sentence, std::vector<std::string> files);
     std::vector<std::string> namesAt(const Indices& indices) const;
     double heightOf(std::size_t index) const { return dot(*mSlices[index].position, mNormal); }
 

@@ -25,8 +25,7 @@ StackGaps gapsOf(std::span<const double> heights);
 
 /// The line from the first to the last slice of a stack.
 struct StackLine {
-    formats::Vector3
-        perMm{}; ///< shift of a slice for each mm along the normal, which is its part in that direction
+    formats::Vector3 perMm{}; ///< shift of a slice for each mm along the normal, which is its part in that direction
     double sidewaysPerMm = 0; ///< length of its part across the normal: tangent of the tilt
     double largestDrift = 0;  ///< by how much a slice lies off the line, across the normal
 };

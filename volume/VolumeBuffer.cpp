@@ -49,7 +49,7 @@ ValueRange foundRange(const T* samples, std::size_t count) {
     return {static_cast<double>(lowest), static_cast<double>(highest)};
 }
 
-/// Whether slope and intercept are so small that rescaling stays inside 32-bit integers, which is the fast road.
+/// Whether slope and intercept are so small that rescaling stays inside 32-bit integers, which is the fast way.
 template <typename From>
 bool fitsIntegers(const ModalityRule& rule) {
     constexpr double kLimit = std::numeric_limits<std::int32_t>::max();

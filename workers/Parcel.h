@@ -128,7 +128,8 @@ std::string toParcel(const T& value) {
 template <typename T>
 T fromParcel(std::string_view bytes) {
     T value{};
-    detail::Reader(bytes).get(value);
+    detail::Reader reader(bytes);
+    reader.get(value);
     return value;
 }
 

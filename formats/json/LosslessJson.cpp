@@ -316,6 +316,8 @@ Json parseJson(const std::string& text) {
     }
 }
 
-std::string dumpJson(const Json& json, int indent) { return json.dump(indent, ' ', false, Json::error_handler_t::replace); }
+std::string dumpJson(const Json& json, int indent) {
+    return json.dump(indent, ' ', false, Json::error_handler_t::replace);
+}
 
 } // namespace radvex::formats

@@ -42,6 +42,22 @@ std::string printable(std::string_view text) {
     return shown;
 }
 
+std::string counted(std::size_t count, const char* one, const char* several) {
+    return std::to_string(count) + ' ' + (count == 1 ? one : several);
+}
+
+std::string fileNamePart(std::string_view text, std::size_t longest) {
+    std::string part;
+    for (const char letter : text) {
+        const bool isPlain =
+            (letter >= '0' && letter <= '9') || (letter >= 'A' && letter <= 'Z') || (letter >= 'a' && letter <= 'z');
+        if (isPlain && part.size() < longest) {
+            part += letter;
+        }
+    }
+    return part;
+}
+
 std::string shortened(std::string_view text, std::size_t limit) {
     if (text.size() <= limit) {
         return printable(text);

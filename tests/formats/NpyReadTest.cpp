@@ -144,7 +144,7 @@ TEST(NpyRead, SaysThatAHeaderIsNone) {
           "{'descr': '|u0', 'fortran_order': False, 'shape': (2, 3)}",
           "{'descr': '|u1x', 'fortran_order': False, 'shape': (2, 3)}"}) {
         EXPECT_THAT(refusal(npyBytes(header, counting(6))),
-                    HasSubstr("a.npy has a header that is none of an array of plain numbers: "))
+                    HasSubstr("a.npy has a header that does not describe an array of plain numbers: "))
             << header;
     }
 }

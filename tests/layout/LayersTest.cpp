@@ -29,7 +29,7 @@ const std::map<std::string, std::set<std::string>> kSees{
     {"workers", {"files", "host"}},
     {"formats", {"files", "host", "include"}},
     {"media", {"files", "formats", "host", "workers"}},
-    {"media/dicomdir", {"media", "guard", "dcmtk"}},
+    {"media/dicomdir", {"files", "guard", "media", "dcmtk"}},
     {"volume", {"files", "formats", "host", "include", "media", "workers"}},
     {"deidentify", {"files", "formats", "host", "media", "workers"}},
     {"deidentify/rewriting", {"deidentify", "media", "media/dicomdir", "guard", "dcmtk"}},
