@@ -150,7 +150,7 @@ TEST_F(VolumeJobs, ASliceThatEndsItsReaderIsNamedAndNothingIsWritten) {
     }
     const ProcessResult json = endingAt("/S4", {"--json"});
     const Json finding = Json::parse(json.output)[0]["findings"].back();
-    EXPECT_EQ(finding["kind"], "unreadable");
+    EXPECT_EQ(finding["kind"], "unreadableFile");
     EXPECT_EQ(finding["files"], Json::array({folder.file("S4")}));
     EXPECT_EQ(endingAt("/S4", {"--jobs", "0"}).status, 128 + SIGSEGV) << "what the test relies on";
 }
