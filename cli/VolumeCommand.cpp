@@ -243,7 +243,7 @@ void addVolumeCommand(const CommandLine& program, Session& session) {
     options->selection.addTo(command);
     command.addChoice("--sort", options->sort, {"instance", "position"},
                       "Order of the slices: instance (InstanceNumber) or position");
-    command.addFlag("--force", options->force, "Write also when slices are missing, doubled or do not fit together");
+    command.addFlag("--force", options->force, "Write also when slices are missing, duplicated or do not fit together");
     command.addFlag("--rendered", options->rendered, "Windowed pictures, not modality values");
     options->picture.addSeriesWindowTo(command);
     command.addFlag("--gzip", options->gzip, "Compress the samples of .nrrd");

@@ -50,8 +50,9 @@ Medium::Medium(const std::string& place, std::size_t jobs, const workers::Progre
     } else if (status.type() == fs::file_type::not_found || status.type() == fs::file_type::none) {
         throw FileError(place + " cannot be read: " + error.message() + ".");
     } else {
-        throw UsageError(place + " is taken for no DICOMDIR, since its name does not end so. Give the folder of the "
-                                 "files, or rename it to DICOMDIR.");
+        throw UsageError(
+            place + " is not read as a DICOMDIR, because its name does not end in DICOMDIR. Give the folder of the "
+                    "files, or rename it to DICOMDIR.");
     }
 }
 
