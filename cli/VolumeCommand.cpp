@@ -220,6 +220,8 @@ void run(Session& session, const VolumeOptions& options) {
                 list.push_back(refused(series, error.what()));
                 printError("warning: Series " + series.series + ": " + error.what());
             }
+        } catch (const FileError&) { // the next series could not be written either
+            throw;
         } catch (const Error& error) {
             refuse(error.what());
         } catch (const velmora::LibraryError& error) {

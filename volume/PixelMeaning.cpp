@@ -19,8 +19,8 @@ PixelMeaning readPixelMeaning(velmora::Host& host, const std::string& file) {
     const velmora::StoreView attributes = found.get<Store>().view();
     meaning.isSigned = attributes.integer("PixelRepresentation").value_or(0) != 0;
     meaning.bitsStored = attributes.integer("BitsStored");
-    meaning.slope = decimalOf(attributes.text("RescaleSlope"));
-    meaning.intercept = decimalOf(attributes.text("RescaleIntercept"));
+    meaning.slope = decimalOf(firstValue(attributes.text("RescaleSlope")));
+    meaning.intercept = decimalOf(firstValue(attributes.text("RescaleIntercept")));
     meaning.unit = attributes.text("RescaleType");
     meaning.photometricInterpretation = attributes.text("PhotometricInterpretation");
     // Rescaled CT values without a Rescale Type are Hounsfield units (PS3.3 C.11.1.1.2).

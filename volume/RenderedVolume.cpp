@@ -14,11 +14,16 @@ using velmora::StoreView;
 
 namespace {
 
+/// The store at an index; empty when there is none: files may have changed since they were listed.
+StoreView innerStoreAt(StoreView stores, std::size_t index) {
+    return index < stores.size() && stores.at(index).isStore() ? stores.at(index).store() : StoreView(nullptr);
+}
+
 /// The volume of the series among those that were read. Series that were not have an empty store.
 const VelmoraImage* volumeOf(const velmora::Value& read, const SeriesFiles& series) {
     std::size_t repetition = series.repetition;
-    const StoreView studies = read.get<Store>().view().at(series.patientIndex).store();
-    for (const NodeView node : studies.at(series.studyIndex).store()) {
+    const StoreView studies = innerStoreAt(read.get<Store>().view(), series.patientIndex);
+    for (const NodeView node : innerStoreAt(studies, series.studyIndex)) {
         if (node.name() == series.series && node.type() == VType_Image && repetition-- == 0) {
             return node.cell().image;
         }

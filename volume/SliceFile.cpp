@@ -73,6 +73,9 @@ SliceFileParcel packSliceFile(SliceFile file, const workers::SharedMemory& memor
 
 SliceFile unpackSliceFile(SliceFileParcel parcel, const std::string& name, const workers::SharedMemory& memory) {
     SliceFile file = std::move(parcel.file);
+    if (file.slices.size() != file.samples.count) {
+        throw Error("A process told of other slices than it gave samples of.");
+    }
     if (file.samples.count > 0) {
         file.samples.samples = memory.at(parcel.offset, file.bytes());
     }

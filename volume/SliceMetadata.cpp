@@ -49,9 +49,6 @@ StoreView firstItem(StoreView attributes, std::string_view keyword) {
     return items.size() == 0 ? items : innerStore(items.at(0));
 }
 
-/// The first value of an attribute that may have several.
-std::string_view firstOf(std::string_view text) { return text.substr(0, text.find('\\')); }
-
 /// Takes what a functional group says; what it does not say stays.
 void takeGroup(SliceRecord& slice, StoreView group) {
     const auto take = [](auto& target, auto value) {
@@ -71,7 +68,7 @@ void takeGroup(SliceRecord& slice, StoreView group) {
 SliceRecord wholeFile(StoreView file, const std::string& name) {
     SliceRecord slice;
     slice.file = name;
-    slice.instanceNumber = integerOf(firstOf(file.text("InstanceNumber")));
+    slice.instanceNumber = integerOf(firstValue(file.text("InstanceNumber")));
     slice.position = positionOf(file.text("ImagePositionPatient"));
     slice.orientation = orientationOf(file.text("ImageOrientationPatient"));
     slice.pixelSpacing = pixelSpacingOf(file.text("PixelSpacing"));
@@ -94,8 +91,8 @@ bool takeRescale(ModalityRule& rule, StoreView attributes) {
     if (slopeText.empty() || interceptText.empty()) {
         return false;
     }
-    const auto slope = decimalOf(firstOf(slopeText));
-    const auto intercept = decimalOf(firstOf(interceptText));
+    const auto slope = decimalOf(firstValue(slopeText));
+    const auto intercept = decimalOf(firstValue(interceptText));
     rule.isLibrarys = !slope || !intercept; // numbers that only the library may know how to read
     if (!rule.isLibrarys && *slope != 0) {  // the library ignores a transformation whose slope is 0
         rule.slope = *slope;
@@ -116,7 +113,10 @@ ModalityRule storedValues(StoreView file) {
 /// The descriptor of a table ends with the bits of its entries; its parts come as words or, when they are signed, as
 /// numbers.
 vint tableBitsOf(StoreView items) {
-    const StoreView descriptor = items.size() == 0 ? items : innerStore(items.at(0)).store("LUTDescriptor");
+    StoreView descriptor(nullptr);
+    for (const NodeView item : items) {
+        descriptor = descriptor.size() > 0 ? descriptor : innerStore(item).store("LUTDescriptor");
+    }
     vint last = 0;
     for (const NodeView number : descriptor) {
         last = number.type() == VType_Integer ? number.cell().integer : 0;
@@ -160,8 +160,8 @@ FileMetadata::FileMetadata(velmora::Host& host, const std::string& path, std::st
     mColumns = file.integer("Columns").value_or(-1);
     mIsColour = file.integer("SamplesPerPixel").value_or(1) > 1 ||
                 file.text("PhotometricInterpretation").starts_with("PALETTE");
-    mSeriesNumber = firstOf(file.text("SeriesNumber"));
-    mPromisedFrames = std::max(1, integerOf(firstOf(file.text("NumberOfFrames"))).value_or(1));
+    mSeriesNumber = firstValue(file.text("SeriesNumber"));
+    mPromisedFrames = std::max(1, integerOf(firstValue(file.text("NumberOfFrames"))).value_or(1));
     mRule = storedValues(file);
     mIsRuleWhole = wholeFileRule(mRule, file, firstItem(file, "SharedFunctionalGroupsSequence"));
 }

@@ -49,6 +49,9 @@ struct SliceRecord {
     std::string name() const;
 };
 
+/// The first value of an attribute that may have several.
+inline std::string_view firstValue(std::string_view text) { return text.substr(0, text.find('\\')); }
+
 /// A decimal string as DICOM writes it, spaces around it allowed. Absent for anything else, infinity and NaN included.
 std::optional<double> decimalOf(std::string_view text);
 /// An integer string that fits. A number with a fraction is none.

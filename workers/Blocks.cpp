@@ -1,6 +1,7 @@
 #include "workers/Blocks.h"
 
 #include <algorithm>
+#include <stdexcept>
 #include <vector>
 
 #include "host/Host.h"
@@ -60,7 +61,11 @@ void forEachInBlocks(std::size_t processes, std::size_t count, const Workers::Wo
             return;
         }
         std::size_t item = block * size;
-        for (ItemResult& one : fromParcel<std::vector<ItemResult>>(result.output)) {
+        auto results = fromParcel<std::vector<ItemResult>>(result.output);
+        if (results.size() != endOf(block) - item) {
+            throw std::runtime_error("A process sent another number of results than was expected.");
+        }
+        for (ItemResult& one : results) {
             receive(item++, {std::move(one.output), std::move(one.error), ""});
         }
     });

@@ -102,6 +102,7 @@ void DcmReader::decompress() const {
             }
             mIsSafeToDecode = radvex::isSafeToDecode(*dataset); // a decoder that failed may have changed attributes
         }
+        mIsSafeToDecode = mIsSafeToDecode && isWhole(); // fragments that could not be read were not looked at
         memory.require();
     } catch (const std::bad_alloc&) { // a file that is half decompressed is not to be asked again
         mLaterReads->failure = "its pixels were not decompressed";
