@@ -162,7 +162,7 @@ std::unordered_map<std::string, std::string> DcmWriter::mDefaultTagValues{
     {"RepresentationLUTShape", "IDENTITY"}, // the key of the Presentation LUT Shape
 };
 
-OFString DcmWriter::defaultOf(const std::string& keyword) { return mDefaultTagValues[keyword].c_str(); }
+OFString DcmWriter::defaultOf(const std::string& keyword) { return mDefaultTagValues[keyword]; }
 
 std::string DcmWriter::getDefaultTagValue(const std::string& keyword) {
     const auto found = mDefaultTagValues.find(keyword);
