@@ -162,7 +162,9 @@ std::unordered_map<std::string, std::string> DcmWriter::mDefaultTagValues{
     {"RepresentationLUTShape", "IDENTITY"}, // the key of the Presentation LUT Shape
 };
 
-OFString DcmWriter::defaultOf(const std::string& keyword) { return mDefaultTagValues[keyword]; }
+OFString DcmWriter::defaultOf(const std::string& keyword) {
+    return mDefaultTagValues[keyword].c_str(); // NOLINT(readability-redundant-string-cstr): DCMTK may have its own string
+}
 
 std::string DcmWriter::getDefaultTagValue(const std::string& keyword) {
     const auto found = mDefaultTagValues.find(keyword);
