@@ -163,7 +163,7 @@ std::unordered_map<std::string, std::string> DcmWriter::mDefaultTagValues{
 };
 
 OFString DcmWriter::defaultOf(const std::string& keyword) {
-    return mDefaultTagValues[keyword].c_str(); // NOLINT(readability-redundant-string-cstr): DCMTK may have its own string
+    return mDefaultTagValues[keyword].c_str(); // NOLINT(readability-redundant-string-cstr): another type
 }
 
 std::string DcmWriter::getDefaultTagValue(const std::string& keyword) {
