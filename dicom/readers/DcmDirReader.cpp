@@ -49,34 +49,66 @@ ResultList release(StoreTree&& tree) {
     return result;
 }
 
-/// Walks to every series of the studies that pass: P -> {S -> {R -> what `addSeries` puts under R}}. A series that
-/// fails the filter gets an empty store, on purpose: clients list the series of a study by it.
-/// @param addSeries  gets the study's store, the series' key (which may be empty) and its record
-template <typename AddSeries>
-StoreTree readEverySeries(const std::string& path, const RegexFilter& filter, AddSeries addSeries) {
+/// P -> {what `addStudy(studies, study)` puts there}, for what passes. A patient without a key is an unnamed node.
+template <typename AddStudy>
+StoreTree readStudies(const std::string& path, const RegexFilter& filter, AddStudy addStudy) {
     StoreTree result;
     DirectoryTree tree(path);
     forEachPatient(tree, filter, [&](DcmDirectoryRecord& patient) {
         StoreTree studies;
-        forEachStudy(patient, filter, [&](DcmDirectoryRecord& study) {
-            const std::string key = studyKey(study);
-            if (key.empty()) {
-                return;
-            }
-            StoreTree allSeries;
-            forEverySeries(study, filter, [&](DcmDirectoryRecord& series, bool isWanted) {
-                const std::string name = seriesKey(series);
-                if (isWanted) {
-                    addSeries(allSeries, name, series);
-                } else if (!name.empty()) {
-                    addStore(allSeries, name, StoreTree{});
-                }
-            });
-            addStore(studies, key, std::move(allSeries));
-        });
+        forEachStudy(patient, filter, [&](DcmDirectoryRecord& study) { addStudy(studies, study); });
         addStore(result, patientKey(patient), std::move(studies));
     });
     return result;
+}
+
+/// What becomes of a study without a key: what the records say shows it as an unnamed node, what the files hold does
+/// not.
+enum class KeylessStudies { stay, areLeftOut };
+
+/// P -> {S -> {what `addSeries(seriesOfStudy, key, series, isWanted)` puts there}}, called for every series of the
+/// studies that pass: the key may be empty, and a series that fails the filter is not wanted.
+template <typename AddSeries>
+StoreTree readSeries(const std::string& path, const RegexFilter& filter, KeylessStudies keyless, AddSeries addSeries) {
+    return readStudies(path, filter, [&](StoreTree& studies, DcmDirectoryRecord& study) {
+        const std::string key = studyKey(study);
+        if (key.empty() && keyless == KeylessStudies::areLeftOut) {
+            return; // its series are not looked at
+        }
+        StoreTree seriesOfStudy;
+        forEachSeries(study, filter, [&](DcmDirectoryRecord& series, bool isWanted) {
+            addSeries(seriesOfStudy, seriesKey(series), series, isWanted);
+        });
+        addStore(studies, key, std::move(seriesOfStudy));
+    });
+}
+
+/// P -> {S -> {R -> what `read(instance, values)` adds to R's values for each of its files}}.
+template <typename Values, typename Read>
+StoreTree readInstances(const std::string& path, const RegexFilter& filter, Read read) {
+    const auto addSeries = [&](StoreTree& study, const std::string& key, DcmDirectoryRecord& series, bool isWanted) {
+        if (!isWanted || key.empty()) {
+            return;
+        }
+        Values values;
+        forEachRecord(series, [&](DcmDirectoryRecord& instance) { read(instance, values); });
+        addStore(study, key, std::move(values));
+    };
+    return readSeries(path, filter, KeylessStudies::areLeftOut, addSeries);
+}
+
+/// P -> {S -> {R -> what `add(study, key, series)` puts there}}. A series that fails the filter gets an empty store, on
+/// purpose: clients list the series of a study by it.
+template <typename Add>
+StoreTree readPictures(const std::string& path, const RegexFilter& filter, Add add) {
+    const auto addSeries = [&](StoreTree& study, const std::string& key, DcmDirectoryRecord& series, bool isWanted) {
+        if (isWanted) {
+            add(study, key, series);
+        } else if (!key.empty()) {
+            addStore(study, key, StoreTree{});
+        }
+    };
+    return readSeries(path, filter, KeylessStudies::areLeftOut, addSeries);
 }
 
 } // namespace
@@ -99,7 +131,10 @@ std::vector<std::string> DcmDirReader::getReferencedFileNames(const RegexFilter&
     DirectoryTree tree(filePath);
     forEachPatient(tree, filter, [&](DcmDirectoryRecord& patient) {
         forEachStudy(patient, filter, [&](DcmDirectoryRecord& study) {
-            forEachSeries(study, filter, [&](DcmDirectoryRecord& series) {
+            forEachSeries(study, filter, [&](DcmDirectoryRecord& series, bool isWanted) {
+                if (!isWanted) {
+                    return;
+                }
                 forEachRecord(series, [&](DcmDirectoryRecord& instance) {
                     names.push_back(getDirectoryRecordFileName(&instance, absolute));
                 });
@@ -139,65 +174,28 @@ ResultList DcmDirReader::readPatientInfo(NameList& fields, const RegexFilter& fi
 }
 
 ResultList DcmDirReader::readStudyInfo(NameList& fields, const RegexFilter& filter) const {
-    StoreTree result;
-    DirectoryTree tree(filePath);
-    forEachPatient(tree, filter, [&](DcmDirectoryRecord& patient) {
-        StoreTree studies;
-        forEachStudy(patient, filter, [&](DcmDirectoryRecord& study) {
-            addStore(studies, studyKey(study), readFields(study, fields, STUDY_INFO_MAP));
-        });
-        addStore(result, patientKey(patient), std::move(studies));
-    });
-    return release(std::move(result));
+    return release(readStudies(filePath, filter, [&](StoreTree& studies, DcmDirectoryRecord& study) {
+        addStore(studies, studyKey(study), readFields(study, fields, STUDY_INFO_MAP));
+    }));
 }
 
 ResultList DcmDirReader::readSeriesInfo(NameList& fields, const RegexFilter& filter) const {
-    StoreTree result;
-    DirectoryTree tree(filePath);
-    forEachPatient(tree, filter, [&](DcmDirectoryRecord& patient) {
-        StoreTree studies;
-        forEachStudy(patient, filter, [&](DcmDirectoryRecord& study) {
-            StoreTree allSeries;
-            forEachSeries(study, filter, [&](DcmDirectoryRecord& series) {
-                StoreTree values = readFields(series, fields, SERIES_INFO_MAP);
-                if (const std::string key = seriesKey(series); !key.empty()) {
-                    addStore(allSeries, key, std::move(values));
-                }
-            });
-            addStore(studies, studyKey(study), std::move(allSeries));
-        });
-        addStore(result, patientKey(patient), std::move(studies));
-    });
-    return release(std::move(result));
+    const auto addSeries = [&](StoreTree& study, const std::string& key, DcmDirectoryRecord& series, bool isWanted) {
+        if (!isWanted) {
+            return;
+        }
+        StoreTree values = readFields(series, fields, SERIES_INFO_MAP);
+        if (!key.empty()) {
+            addStore(study, key, std::move(values));
+        }
+    };
+    return release(readSeries(filePath, filter, KeylessStudies::stay, addSeries));
 }
 
 void DcmDirReader::readStructure(GTU::VArgumentManager& manager, const RegexFilter& filter, bool absolute) const {
-    StoreTree result;
-    DirectoryTree tree(filePath);
-    const auto fileNames = [&](DcmDirectoryRecord& series) {
-        TextList names;
-        forEachRecord(series, [&](DcmDirectoryRecord& instance) {
-            const std::string name = getDirectoryRecordFileName(&instance, absolute);
-            GTU::Argument<VArgumentType::UTF8String>::addDataStoreNode(names.getInternal(), "", name.c_str());
-        });
-        return names;
-    };
-    forEachPatient(tree, filter, [&](DcmDirectoryRecord& patient) {
-        StoreTree studies;
-        forEachStudy(patient, filter, [&](DcmDirectoryRecord& study) {
-            const std::string key = studyKey(study);
-            if (key.empty()) {
-                return; // its series are not looked at
-            }
-            StoreTree allSeries;
-            forEachSeries(study, filter, [&](DcmDirectoryRecord& series) {
-                if (const std::string name = seriesKey(series); !name.empty()) {
-                    addStore(allSeries, name, fileNames(series));
-                }
-            });
-            addStore(studies, key, std::move(allSeries));
-        });
-        addStore(result, patientKey(patient), std::move(studies));
+    StoreTree result = readInstances<TextList>(filePath, filter, [&](DcmDirectoryRecord& instance, TextList& names) {
+        const std::string name = getDirectoryRecordFileName(&instance, absolute);
+        GTU::Argument<VArgumentType::UTF8String>::addDataStoreNode(names.getInternal(), "", name.c_str());
     });
     manager.setResult(result);
 }
@@ -232,7 +230,7 @@ ImageList DcmDirReader::readImagesOfSeries(DcmDirectoryRecord* series, ImageRead
 void DcmDirReader::readImageList(GTU::VArgumentManager& manager, const RegexFilter& filter,
                                  ImageReadOptions options) const {
     // The options are shared by all series: a window stays until the next series sets its own.
-    StoreTree result = readEverySeries(filePath, filter, [&](auto& study, const auto& key, auto& series) {
+    StoreTree result = readPictures(filePath, filter, [&](auto& study, const auto& key, auto& series) {
         ImageList images = readImagesOfSeries(&series, options);
         if (!key.empty()) {
             addStore(study, key, std::move(images));
@@ -262,7 +260,7 @@ Volume DcmDirReader::read3DImage(const Readers& readers, ImageReadOptions option
 
 void DcmDirReader::readImage(GTU::VArgumentManager& manager, const RegexFilter& filter,
                              const ImageReadOptions& options) const {
-    StoreTree result = readEverySeries(filePath, filter, [&](auto& study, const auto& key, auto& series) {
+    StoreTree result = readPictures(filePath, filter, [&](auto& study, const auto& key, auto& series) {
         Volume volume = read3DImage(getSortedImageReaders(&series), options);
         if (!key.empty()) {
             GTU::Argument<VArgumentType::Image>::addDataStoreNode(study.getInternal(), key, volume.rawHandle());
@@ -306,34 +304,11 @@ void DcmDirReader::readAllMetadataExceptRecursive(GTU::VArgumentManager& manager
 
 void DcmDirReader::readRawPixelData(GTU::VArgumentManager& manager, const RegexFilter& filter,
                                     const ImageOpenOptions& options) const {
-    StoreTree result;
-    DirectoryTree tree(filePath);
-    const auto arraysOf = [&](DcmDirectoryRecord& series) {
-        ArrayList arrays;
-        forEachRecord(series, [&](DcmDirectoryRecord& instance) {
-            try {
-                DcmFileReader(getDirectoryRecordFileName(&instance, true)).readIntermediatePixelData(arrays, options);
-            } catch (...) { // a file that fails leaves nothing
-            }
-        });
-        return arrays;
-    };
-    forEachPatient(tree, filter, [&](DcmDirectoryRecord& patient) {
-        StoreTree studies;
-        forEachStudy(patient, filter, [&](DcmDirectoryRecord& study) {
-            const std::string key = studyKey(study);
-            if (key.empty()) {
-                return;
-            }
-            StoreTree allSeries;
-            forEachSeries(study, filter, [&](DcmDirectoryRecord& series) {
-                if (const std::string name = seriesKey(series); !name.empty()) {
-                    addStore(allSeries, name, arraysOf(series));
-                }
-            });
-            addStore(studies, key, std::move(allSeries));
-        });
-        addStore(result, patientKey(patient), std::move(studies));
+    StoreTree result = readInstances<ArrayList>(filePath, filter, [&](DcmDirectoryRecord& instance, ArrayList& arrays) {
+        try {
+            DcmFileReader(getDirectoryRecordFileName(&instance, true)).readIntermediatePixelData(arrays, options);
+        } catch (...) { // a file that fails leaves nothing
+        }
     });
     manager.setResult(result);
 }

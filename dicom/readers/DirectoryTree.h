@@ -77,18 +77,9 @@ void forEachStudy(DcmDirectoryRecord& patient, const RegexFilter& filter, Body b
 
 /// Every series of a study, and whether it passes.
 template <typename Body>
-void forEverySeries(DcmDirectoryRecord& study, const RegexFilter& filter, Body body) {
+void forEachSeries(DcmDirectoryRecord& study, const RegexFilter& filter, Body body) {
     const auto passes = matchingProperty(DCM_SeriesInstanceUID, filter.series);
     forEachRecord(study, [&](DcmDirectoryRecord& series) { body(series, passes(&series)); });
-}
-
-template <typename Body>
-void forEachSeries(DcmDirectoryRecord& study, const RegexFilter& filter, Body body) {
-    forEverySeries(study, filter, [&](DcmDirectoryRecord& series, bool isWanted) {
-        if (isWanted) {
-            body(series);
-        }
-    });
 }
 
 } // namespace radvex
