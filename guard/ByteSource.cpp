@@ -10,7 +10,7 @@ namespace {
 /// Holds the headers of an ordinary image up to its pixels.
 constexpr std::size_t kFirstChunk = std::size_t{8} * 1024;
 /// After a value was skipped: a few headers, and the next value may be long again.
-constexpr std::size_t kChunkAfterSkip = 1024;
+constexpr std::size_t kChunkAfterSkip = 64;
 
 } // namespace
 

@@ -16,25 +16,77 @@ OFCondition fileError(const std::string& reason) {
     return makeOFCondition(OFM_dcmdata, kFileError, OF_error, reason.c_str());
 }
 
-/// Opens the file again for a value that was left in it.
-class FileStreamFactory : public DcmInputStreamFactory {
+/// The bytes from an offset on of a file in which a value was left.
+class ValueProducer final : public DcmProducer {
   public:
-    FileStreamFactory(std::string path, std::uint64_t offset, std::shared_ptr<LaterReads> later)
-        : mPath(std::move(path)), mOffset(offset), mLater(std::move(later)) {}
+    ValueProducer(std::shared_ptr<SourceFile> file, std::uint64_t offset)
+        : mFile(std::move(file)), mWasOpen(mFile->isOpen()), mPosition(offset) {
+        (void)mFile->isUnchanged();
+    }
+    ValueProducer(const ValueProducer&) = delete;
+    ValueProducer& operator=(const ValueProducer&) = delete;
+    ~ValueProducer() override {
+        if (!mWasOpen) {
+            mFile->close();
+        }
+    }
 
-    DcmInputStream* create() const override { return new FileStream(mPath, mOffset, mLater); }
-    DcmInputStreamFactory* clone() const override { return new FileStreamFactory(*this); }
+    OFBool good() const override { return !mFile->hasFailed(); }
+    OFCondition status() const override { return good() ? OFCondition(EC_Normal) : fileError(mFile->failure()); }
+    OFBool eos() override { return !good() || mPosition >= mFile->size(); }
+    offile_off_t avail() override { return eos() ? 0 : static_cast<offile_off_t>(mFile->size() - mPosition); }
+    offile_off_t read(void* into, offile_off_t count) override {
+        const auto wanted = static_cast<std::size_t>(std::max<offile_off_t>(count, 0));
+        const std::size_t got = mFile->readUnchanged(into, wanted, mPosition);
+        mPosition += got;
+        return static_cast<offile_off_t>(got);
+    }
+    offile_off_t skip(offile_off_t count) override {
+        const offile_off_t passed = std::clamp<offile_off_t>(count, 0, avail());
+        mPosition += static_cast<std::uint64_t>(passed);
+        return passed;
+    }
+    void putback(offile_off_t count) override { mPosition -= static_cast<std::uint64_t>(count); }
+
+  private:
+    std::shared_ptr<SourceFile> mFile;
+    bool mWasOpen;
+    std::uint64_t mPosition;
+};
+
+class ValueStream : public DcmInputStream {
+  public:
+    ValueStream(std::shared_ptr<SourceFile> file, std::uint64_t offset)
+        : DcmInputStream(&mProducer), mProducer(std::move(file), offset) {}
+
+    DcmInputStreamFactory* newFactory() const override { return nullptr; }
+
+  private:
+    ValueProducer mProducer;
+};
+
+/// What DCMTK keeps in place of a value that was left in its file.
+class ValueStreamFactory : public DcmInputStreamFactory {
+  public:
+    ValueStreamFactory(std::shared_ptr<SourceFile> file, std::uint64_t offset)
+        : mFile(std::move(file)), mOffset(offset) {}
+
+    DcmInputStream* create() const override { return new ValueStream(mFile, mOffset); }
+    DcmInputStreamFactory* clone() const override { return new ValueStreamFactory(*this); }
     DcmInputStreamFactoryType ident() const override { return DFT_DcmInputFileStreamFactory; }
 
   private:
-    std::string mPath;
+    std::shared_ptr<SourceFile> mFile;
     std::uint64_t mOffset;
-    std::shared_ptr<LaterReads> mLater;
 };
+
+/// After a skip: a few headers, and the next value may be long again.
+constexpr std::size_t kChunkAfterSkip = 64;
 
 } // namespace
 
-FileProducer::FileProducer(OpenFile& file, std::uint64_t offset) : mFile(file), mSize(file.size()), mPosition(offset) {}
+FileProducer::FileProducer(OpenFile& file, std::uint64_t offset)
+    : mFile(file), mSize(file.size()), mPosition(offset), mChunk(file.buffers().window.size()) {}
 
 OFBool FileProducer::good() const { return mFile.isOpen() && !mFile.hasFailed() && !mHasPutBackTooMuch; }
 
@@ -67,7 +119,6 @@ offile_off_t FileProducer::read(void* into, offile_off_t count) {
 
 offile_off_t FileProducer::readOn(std::uint8_t* into, std::uint64_t count) {
     std::uint64_t wanted = std::min(count, static_cast<std::uint64_t>(avail()));
-    mHasFallenShort = mHasFallenShort || wanted < count;
     std::uint64_t done = 0;
     while (wanted > 0 && good()) {
         const std::uint64_t inWindow = mPosition - mWindowStart;
@@ -79,7 +130,8 @@ offile_off_t FileProducer::readOn(std::uint8_t* into, std::uint64_t count) {
             got = mFile.read(into + done, static_cast<std::size_t>(wanted), mPosition);
         } else {
             mWindowStart = mPosition;
-            mWindowLength = mFile.read(mFile.buffers().window.data(), mFile.buffers().window.size(), mPosition);
+            mWindowLength = mFile.read(mFile.buffers().window.data(), std::max<std::size_t>(mChunk, wanted), mPosition);
+            mChunk = std::min(2 * mChunk, mFile.buffers().window.size());
             continue;
         }
         mPosition += got;
@@ -92,6 +144,9 @@ offile_off_t FileProducer::readOn(std::uint8_t* into, std::uint64_t count) {
 offile_off_t FileProducer::skip(offile_off_t count) {
     const offile_off_t passed = std::clamp<offile_off_t>(count, 0, avail());
     mPosition += static_cast<std::uint64_t>(passed);
+    if (mPosition - mWindowStart > mWindowLength) {
+        mChunk = kChunkAfterSkip;
+    }
     return passed;
 }
 
@@ -103,33 +158,15 @@ void FileProducer::putback(offile_off_t count) {
     }
 }
 
-FileStream::FileStream(OpenFile& file, std::shared_ptr<LaterReads> later)
-    : DcmInputStream(&mProducer), mFile(file), mStart(0), mLater(std::move(later)), mProducer(file, 0) {}
-
-FileStream::FileStream(const std::string& path, std::uint64_t offset, std::shared_ptr<LaterReads> later)
-    : DcmInputStream(&mProducer),
-      mOwnFile(std::make_unique<OpenFile>(path)),
-      mFile(*mOwnFile),
-      mStart(offset),
-      mLater(std::move(later)),
-      mProducer(mFile, offset) {}
-
-FileStream::~FileStream() {
-    if (mOwnFile == nullptr || mLater == nullptr) {
-        return;
-    }
-    if (!mProducer.good()) {
-        mLater->failure = mProducer.status().text();
-    } else if (mProducer.hasFallenShort() || mStart >= mFile.size()) {
-        mLater->failure = "the file became shorter after it was opened";
-    }
-}
+FileStream::FileStream(OpenFile& file, std::uint64_t offset)
+    : DcmInputStream(&mProducer), mFile(file), mStart(offset), mProducer(file, offset) {}
 
 DcmInputStreamFactory* FileStream::newFactory() const {
-    // Behind a filter the place in the file is not known.
-    return currentProducer() == &mProducer
-               ? new FileStreamFactory(mFile.path(), mStart + static_cast<std::uint64_t>(tell()), mLater)
-               : nullptr;
+    if (currentProducer() != &mProducer) {
+        return nullptr; // behind a filter the offset in the file is not known
+    }
+    mFile.source()->setHoldsValues(true);
+    return new ValueStreamFactory(mFile.source(), mStart + static_cast<std::uint64_t>(tell()));
 }
 
 } // namespace radvex

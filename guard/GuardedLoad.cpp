@@ -22,8 +22,7 @@ OFCondition parse(DcmFileFormat& file, FileStream& stream, Uint32 maxReadLength)
     return loaded;
 }
 
-std::optional<LoadFailure> load(DcmFileFormat& file, OpenFile& source, Uint32 maxReadLength,
-                                std::shared_ptr<LaterReads> later) {
+std::optional<LoadFailure> load(DcmFileFormat& file, OpenFile& source, Uint32 maxReadLength) {
     const std::string reasonNotOpen = source.reasonNotOpen();
     if (!reasonNotOpen.empty() && !source.path().empty()) {
         // DCMTK would try again, and if that went well it would parse what nobody looked through.
@@ -40,7 +39,7 @@ std::optional<LoadFailure> load(DcmFileFormat& file, OpenFile& source, Uint32 ma
     if (source.hasFailed()) { // what could not be looked through is not parsed either
         return LoadFailure{source.failure()};
     }
-    FileStream stream(source, std::move(later));
+    FileStream stream(source);
     const OFCondition loaded = parse(file, stream, maxReadLength);
     // DCMTK may end well although a read failed: elements that it could not read would be missing. But what it makes of
     // a deflated stream that breaks between two elements is its own matter.
@@ -57,11 +56,15 @@ std::unique_ptr<FileBuffers> spareBuffers;
 } // namespace
 
 std::optional<LoadFailure> loadGuarded(DcmFileFormat& file, const std::string& path, Uint32 maxReadLength,
-                                       std::shared_ptr<LaterReads> later) {
+                                       std::shared_ptr<SourceFile>* source) {
     auto buffers = spareBuffers ? std::move(spareBuffers) : std::make_unique<FileBuffers>();
     auto failure = [&] {
-        OpenFile source(path, *buffers);
-        return load(file, source, maxReadLength, std::move(later));
+        OpenFile opened(path, *buffers);
+        auto reason = load(file, opened, maxReadLength);
+        if (source != nullptr) {
+            *source = opened.source();
+        }
+        return reason;
     }();
     spareBuffers = std::move(buffers);
     return failure;

@@ -3,6 +3,7 @@
 
 #include "bridge/Guard.h"
 #include "dicom/exports/Radvex.h"
+#include "dicom/readers/DcmReaderCache.h"
 #include "dicom/writers/DcmAnonymizer.h"
 #include "dicom/writers/DcmWriter.h"
 
@@ -26,6 +27,7 @@ void impl_WriteImage(GTU::VArgumentManager& mngr) {
     writer.writeImage(mngr);
     writer.writeMetadata(metadata);
     writer.writeOverlay(overlays, overlayOptions);
+    radvex::dcmReaderCache.loadBeforeWriting(path);
     writer.saveFile(path, options);
 }
 
@@ -46,6 +48,7 @@ void impl_DicomAnonymize(GTU::VArgumentManager& mngr) {
     const auto anonymizer = std::make_unique<const radvex::DcmAnonymizer>(std::move(tagsToChange));
     writer.loadDataFromFile(input);
     writer.anonymize(*anonymizer, false);
+    radvex::dcmReaderCache.loadBeforeWriting(output);
     writer.saveFile(output, {});
 }
 

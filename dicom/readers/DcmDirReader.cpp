@@ -149,7 +149,8 @@ DcmDirReader::Readers DcmDirReader::getSortedImageReaders(DcmDirectoryRecord* se
     forEachRecord(*series, [&](DcmDirectoryRecord& instance) {
         try {
             readers.push_back(std::make_unique<DcmFileReader>(getDirectoryRecordFileName(&instance, true)));
-        } catch (...) { // a broken reference costs its own file and no other
+            readers.back()->closeFile(); // a series may have more files than a process may open
+        } catch (...) {                  // a broken reference costs its own file and no other
         }
     });
     // Not stable, and no second key: hosts rely on the order that results.

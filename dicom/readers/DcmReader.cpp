@@ -4,11 +4,14 @@
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcerror.h"
 #include "dcmtk/dcmdata/dcmetinf.h"
+#include "dcmtk/dcmdata/dcpixel.h"
+#include "dcmtk/dcmdata/dcstack.h"
+#include "dcmtk/dcmdata/dcxfer.h"
 #include "dcmtk/dcmjpeg/djutils.h"
 #include "dicom/metadata/MemoryWatch.h"
 #include "dicom/pixels/DecodingSafety.h"
+#include "dicom/pixels/EncodedPixels.h"
 #include "dicom/pixels/JpegLsFrames.h"
-#include "guard/FileStream.h"
 #include "guard/GuardedLoad.h"
 
 namespace radvex {
@@ -61,9 +64,9 @@ void addText(ResultList& list, const std::string& text) {
 
 } // namespace
 
-DcmReader::DcmReader(const std::string& path) : filePath(path), mLaterReads(std::make_shared<LaterReads>()) {
+DcmReader::DcmReader(const std::string& path) : filePath(path) {
     GTU::validatePath(path, std::ios_base::in);
-    if (const auto failure = loadGuarded(fileFormat, filePath, kMaxReadLength, mLaterReads)) {
+    if (const auto failure = loadGuarded(fileFormat, filePath, kMaxReadLength, &mSource)) {
         GTU::ErrorManager::throwException("OpenFileError", filePath, failure->reason);
     }
     dataset = fileFormat.getDataset();
@@ -78,17 +81,15 @@ void DcmReader::convertTexts() const {
     // memory.
     const MemoryWatch memory;
     (void)fileFormat.convertToUTF8();
-    if (memory.hasRunOut()) {
-        mLaterReads->failure = "some strings were not converted";
-    }
+    mIsSpoilt = mIsSpoilt || memory.hasRunOut();
     memory.require();
-    requireWhole();
 }
 
 void DcmReader::decompress() const {
     if (mIsDecompressed) {
         return;
     }
+    loadFragments();
     mIsDecompressed = true;
     const MemoryWatch memory;
     try {
@@ -102,13 +103,11 @@ void DcmReader::decompress() const {
             }
             mIsSafeToDecode = radvex::isSafeToDecode(*dataset); // a decoder that failed may have changed attributes
         }
-        mIsSafeToDecode = mIsSafeToDecode && isWhole(); // fragments that could not be read were not looked at
         memory.require();
     } catch (const std::bad_alloc&) { // a file that is half decompressed is not to be asked again
-        mLaterReads->failure = "its pixels were not decompressed";
+        mIsSpoilt = true;
         throw;
     }
-    requireWhole();
 }
 
 void DcmReader::decompressFor(const DcmTagKey& key) const {
@@ -117,12 +116,84 @@ void DcmReader::decompressFor(const DcmTagKey& key) const {
     }
 }
 
-bool DcmReader::isWhole() const { return mLaterReads->failure.empty(); }
-
 void DcmReader::requireWhole() const {
-    if (!isWhole()) {
-        GTU::ErrorManager::throwException("OpenFileError", filePath, mLaterReads->failure);
+    if (mSource->hasFailed()) {
+        GTU::ErrorManager::throwException("OpenFileError", filePath, mSource->failure());
     }
+}
+
+// ---- What becomes of the values that were left in the file ----------------------------------------------------------
+
+bool DcmReader::keepsFileOpen() const { return mSource->holdsValues() && mSource->isOpen(); }
+
+bool DcmReader::dependsOn(const std::string& path) const { return mSource->holdsValues() && mSource->isAt(path); }
+
+void DcmReader::beginCall() const { mSource->forgetFailure(); }
+
+void DcmReader::closeFile() const { mSource->close(); }
+
+void DcmReader::settle() const {
+    if (mSource->holdsValues() && loadShortValues()) {
+        mSource->setHoldsValues(false);
+    }
+    requireWhole();
+    if (mSource->holdsValues()) {
+        mSource->waitForNextTick();
+    } else {
+        mSource->close();
+    }
+}
+
+void DcmReader::loadAll() const {
+    if (mSource->holdsValues() && fileFormat.loadAllDataIntoMemory().good() && !mSource->hasFailed()) {
+        mSource->setHoldsValues(false);
+    }
+    mSource->forgetFailure();
+    mSource->close();
+}
+
+/// Long texts, which are converted together with the short ones, and compressed pixels up to a limit.
+bool DcmReader::loadShortValues() const {
+    constexpr Uint32 kMostFragmentBytes = 8U * 1024 * 1024;
+    const E_TransferSyntax syntax = dataset->getOriginalXfer();
+    bool isAll = true;
+    DcmStack stack;
+    while (fileFormat.nextObject(stack, OFTrue).good()) {
+        auto* element = dynamic_cast<DcmElement*>(stack.top());
+        auto* pixels = dynamic_cast<DcmPixelData*>(element);
+        if (pixels != nullptr && currentFragments(*pixels) != nullptr) {
+            if (pixels->getLength(syntax) <= kMostFragmentBytes) {
+                (void)pixels->loadAllDataIntoMemory();
+            } else {
+                isAll = false;
+            }
+        } else if (element != nullptr && element->isLeaf() && !element->valueLoaded()) {
+            if (element->isaString()) {
+                (void)element->loadAllDataIntoMemory();
+            } else {
+                isAll = false;
+            }
+        }
+    }
+    return isAll;
+}
+
+void DcmReader::loadFragments() const {
+    if (!mSource->holdsValues() || !DcmXfer(dataset->getCurrentXfer()).isEncapsulated()) {
+        return;
+    }
+    const bool wasOpen = mSource->isOpen();
+    DcmStack stack;
+    stack.push(dataset);
+    while (mSource->isUnchanged() && dataset->search(DCM_PixelData, stack, ESM_afterStackTop, OFTrue).good()) {
+        if (auto* pixels = dynamic_cast<DcmPixelData*>(stack.top())) {
+            (void)pixels->loadAllDataIntoMemory();
+        }
+    }
+    if (!wasOpen) {
+        mSource->close();
+    }
+    requireWhole();
 }
 
 std::string getItemStringArr(DcmItem* item, const DcmTagKey& key) {

@@ -8,7 +8,7 @@
 
 namespace radvex {
 
-struct LaterReads;
+class SourceFile;
 struct RegexFilter;
 
 using NameList = GTU::DataList<GTU::VArgumentType::UTF8String, GTU::Passing::Automatic>;
@@ -27,8 +27,24 @@ class DcmReader {
     DcmReader& operator=(const DcmReader&) = delete;
     virtual ~DcmReader() = default;
 
-    /// False once a value could not be read from its file: what DCMTK holds in its place is not the value.
-    bool isWhole() const;
+    // For a reader that stays open, while others may write to its file.
+
+    /// Reads what is to answer from memory whatever becomes of the file: long texts, and compressed pixels of up to
+    /// 8 MiB. The file stays open for what is left in it, and is closed when that is nothing.
+    /// @throws GantryError  OpenFileError (path, reason) when it cannot be read any more
+    void settle() const;
+    /// Reads all that was left in the file, and closes it. What cannot be read is tried again when it is asked for.
+    void loadAll() const;
+    /// For a reader that is one of very many: what is left is read from the file of that path, which has to be the
+    /// same.
+    void closeFile() const;
+    bool keepsFileOpen() const;
+    /// True when values are left in the file that this path leads to, by whatever name.
+    bool dependsOn(const std::string& path) const;
+    /// Forgets the reads of former calls that failed: each call tries anew what it needs.
+    void beginCall() const;
+    /// True when memory ran out in the middle of a change: what is there is neither the one nor the other.
+    bool isSpoilt() const { return mIsSpoilt; }
 
     /// Well-known properties of the patient, the study or the series, for what passes the filter.
     virtual ResultList readPatientInfo(NameList& fields, const RegexFilter& filter) const = 0;
@@ -65,11 +81,13 @@ class DcmReader {
   protected:
     /// Makes the strings UTF-8 if the character set allows: at once for an image; for a directory, whose own attributes
     /// are hardly ever asked for, before they are read.
-    /// @throws std::bad_alloc  there is not enough memory to convert the strings; the reader is not whole any more
+    /// @throws std::bad_alloc  there is not enough memory to convert the strings; the reader is spoilt
     void convertTexts() const;
 
     /// Decompresses the pixels if a codec allows. To be called before anything is read that this may change; most
     /// attributes are none of that, and come without the time that it takes.
+    /// @throws GantryError  OpenFileError (path, reason) when they cannot be read from the file: nothing has changed
+    /// @throws std::bad_alloc  the reader is spoilt
     void decompress() const;
     /// Whether DCMTK may decode what decompress() left compressed. To be asked after it, which looks through the whole
     /// stream for the answer, once.
@@ -86,10 +104,14 @@ class DcmReader {
     DcmDataset* dataset = nullptr;      ///< the dataset of fileFormat
 
   private:
+    bool loadShortValues() const;
+    void loadFragments() const;
+
     mutable bool mHasConvertedTexts = false;
     mutable bool mIsDecompressed = false;
     mutable bool mIsSafeToDecode = false;
-    std::shared_ptr<LaterReads> mLaterReads;
+    mutable bool mIsSpoilt = false;
+    std::shared_ptr<SourceFile> mSource; ///< for the values that were left in the file
 };
 
 /// All values of an attribute at the top level of an item, joined by "\"; empty when it is absent or unreadable.

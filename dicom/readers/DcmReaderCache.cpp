@@ -11,18 +11,44 @@ DcmReaderCache dcmReaderCache;
 template <typename T>
 std::shared_ptr<T> DcmReaderCache::openReader(const std::string& path) {
     auto found = readers.find(path);
-    if (found != readers.end() && !found->second->isWhole()) {
+    if (found != readers.end() && found->second->isSpoilt()) {
         readers.erase(found);
         found = readers.end();
     }
     if (found == readers.end()) {
-        found = readers.emplace(path, std::make_shared<T>(path)).first;
+        const auto opened = std::make_shared<T>(path);
+        opened->settle();
+        found = readers.emplace(path, opened).first;
+        keepFileOpen(opened);
     }
+    found->second->beginCall();
     auto reader = std::dynamic_pointer_cast<T>(found->second);
     if (reader == nullptr) {
         GTU::ErrorManager::throwException("OpenFileError", path, "Unexpected type (DICOM vs DICOMDIR).");
     }
     return reader;
+}
+
+void DcmReaderCache::keepFileOpen(const std::shared_ptr<DcmReader>& reader) {
+    constexpr std::size_t kMostOpenFiles = 64;
+    if (reader->keepsFileOpen()) {
+        mOpenFiles.push_back(reader);
+    }
+    if (mOpenFiles.size() > kMostOpenFiles) {
+        std::erase_if(mOpenFiles, [](const auto& each) { return each.expired() || !each.lock()->keepsFileOpen(); });
+    }
+    if (mOpenFiles.size() > kMostOpenFiles) {
+        mOpenFiles.front().lock()->loadAll();
+        mOpenFiles.pop_front();
+    }
+}
+
+void DcmReaderCache::loadBeforeWriting(const std::string& path) const {
+    for (const auto& [name, reader] : readers) {
+        if (reader->dependsOn(path)) {
+            reader->loadAll();
+        }
+    }
 }
 
 template <>

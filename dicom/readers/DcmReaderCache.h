@@ -1,5 +1,6 @@
 #pragma once
 
+#include <deque>
 #include <memory>
 #include <string>
 #include <unordered_map>
@@ -9,7 +10,11 @@
 namespace radvex {
 
 /// The readers that are open, by path exactly as given: "a.dcm" and "./a.dcm" are two. A reader stays until it is
-/// closed; nothing looks whether its file has changed. One that could not read on in its file is opened anew.
+/// closed, and nothing looks whether its file has changed, except where a value is read that was left in it. One in
+/// which memory ran out in the middle of a change is opened anew.
+///
+/// Files of which something is left to be read stay open, 64 at the most: of more, the one that was opened first is
+/// read to its end.
 class DcmReaderCache {
   public:
     /// The reader of a path, opened on the first call. A failed open leaves the cache as it was.
@@ -25,8 +30,14 @@ class DcmReaderCache {
     void clear() { readers.clear(); }
     std::size_t size() const { return readers.size(); }
 
+    /// To be called before a file is written: the readers of that file, by whatever name, read what they left in it.
+    void loadBeforeWriting(const std::string& path) const;
+
   private:
+    void keepFileOpen(const std::shared_ptr<DcmReader>& reader);
+
     std::unordered_map<std::string, std::shared_ptr<DcmReader>> readers{};
+    std::deque<std::weak_ptr<DcmReader>> mOpenFiles{}; ///< in the order in which they were opened
 };
 
 /// The cache that all exported functions share.

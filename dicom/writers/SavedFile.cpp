@@ -99,7 +99,8 @@ bool holdsDeflated(DcmFileFormat& file, const std::string& path, E_StreamCompres
     if (!countMetaInfo(header, *file.getMetaInfo())) {
         return false;
     }
-    FileStream stream(path, static_cast<std::uint64_t>(header.count));
+    OpenFile saved(path);
+    FileStream stream(saved, static_cast<std::uint64_t>(header.count));
     if (stream.status().bad() || stream.installCompressionFilter(compression).bad()) {
         return false;
     }

@@ -83,8 +83,6 @@ TEST_F(FileStreams, AreOpenedAgainAtTheirPlace) {
     (void)read(stream, 20001);
     const auto second = again(stream);
     EXPECT_EQ(read(*second, 9000), read(stream, 9000));
-    const auto third = again(*second);
-    EXPECT_EQ(read(*third, 100000), read(stream, 100000)) << "counted from the beginning of the file";
 }
 
 TEST_F(FileStreams, CannotGoBackBeforeTheirBeginning) {
@@ -111,7 +109,8 @@ TEST_F(FileStreams, TurnBadWhenTheFileBecomesShorter) {
 }
 
 TEST_F(FileStreams, WithoutAFileAreBad) {
-    FileStream stream((folder.path() / "none").string(), 5);
+    OpenFile none((folder.path() / "none").string());
+    FileStream stream(none, 5);
     EXPECT_FALSE(stream.good());
     EXPECT_TRUE(stream.eos());
     EXPECT_STREQ(stream.status().text(), "No such file or directory");

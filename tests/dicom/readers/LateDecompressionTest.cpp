@@ -115,7 +115,7 @@ TEST_F(LateDecompression, ChangesNoAttributeThatIsAskedForBefore) {
 
 TEST_F(LateDecompression, IsLeftOutForAttributesThatItDoesNotChange) {
     const auto path =
-        writeLie({.image = spelledImage(VImage_U8, 2, 200, 200, 1), .compression = "RLE"}, lies().front());
+        writeLie({.image = spelledImage(VImage_U8, 6, 1300, 1300, 1), .compression = "RLE"}, lies().front());
     const auto read = [&](const char* keyword) {
         return codeOf("ReadMetadata", {path, Store::ofTexts({keyword}), true});
     };

@@ -1,0 +1,280 @@
+// What a reader that is open answers while its file is deleted, replaced, written and damaged.
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "dcmtk/dcmdata/dcdeftag.h"
+#include "tests/dicom/readers/DirectoryTest.h"
+#include "tests/dicom/readers/SeriesFiles.h"
+#include "tests/support/Digest.h"
+#include "tests/support/ErrorCodes.h"
+#include "tests/support/WriterTest.h"
+
+using namespace radvex::test;
+using namespace velmora;
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int kEdge = 1300; // six such frames of literal runs are over 8 MiB
+
+class OpenReaders : public WriterTest {
+  protected:
+    Value read(const std::string& path, const std::string& keyword) {
+        return call("ReadMetadata", {path, Store::ofTexts({keyword}), false});
+    }
+    int codeOfReading(const std::string& path, const std::string& keyword) {
+        return codeOf("ReadMetadata", {path, Store::ofTexts({keyword}), false});
+    }
+    std::uint64_t pixels(const std::string& path) { return digestOf(read(path, "PixelData")); }
+    std::uint64_t picture(const std::string& path) {
+        const Tensor fullRange{std::vector<vint>{2}, std::vector<double>{0.0, 0.0}};
+        return digestOf(call("ReadImageData", {path, 0, 0, fullRange, false, 1}));
+    }
+
+    /// A file whose reader leaves its pixels in it: too many compressed bytes, or none compressed.
+    std::string writeLarge(const std::string& compression) {
+        return write({.image = spelledImage(VImage_U8, 6, kEdge, kEdge, 1), .compression = compression});
+    }
+    std::string writeSmall(const std::string& compression) {
+        return write({.image = spelledImage(VImage_U8, 2, 100, 100, 1), .compression = compression});
+    }
+    std::string copyOf(const std::string& path) const {
+        const std::string copy = path + ".copy";
+        fs::copy_file(path, copy, fs::copy_options::overwrite_existing);
+        return copy;
+    }
+    /// Writes zeros over the middle of the file, which stays as long as it is.
+    static void damage(const std::string& path) {
+        std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+        file.seekp(static_cast<std::streamoff>(fs::file_size(path) / 2));
+        file << std::string(400, '\0');
+    }
+    void anonymizeOntoItself(const std::string& path) {
+        call("DicomAnonymize", {path, path, texts({{"PatientName", "Anonymous"}})});
+    }
+
+    const std::vector<std::string> compressions{"RLE", "JPEGLossless", "JPEG-LSLossless"};
+};
+
+/// Files that this process has open.
+std::size_t openFiles() {
+    return static_cast<std::size_t>(std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()));
+}
+
+/// Bytes that this process has read from files so far.
+std::uint64_t bytesRead() {
+    std::ifstream counts("/proc/self/io");
+    std::string name;
+    std::uint64_t count = 0;
+    counts >> name >> count;
+    return count;
+}
+
+/// Puts fragments behind a file of RLE that ends before its pixels. They are holes: the disk holds a few megabytes.
+void appendFragments(const std::string& path, unsigned count, std::uint32_t length) {
+    std::ofstream file(path, std::ios::binary | std::ios::app);
+    const auto put = [&](std::initializer_list<unsigned> words) {
+        for (const unsigned word : words) {
+            file.put(static_cast<char>(word & 0xFF)).put(static_cast<char>(word >> 8 & 0xFF));
+        }
+    };
+    put({0x7FE0, 0x0010, 'O' | 'B' << 8, 0, 0xFFFF, 0xFFFF, 0xFFFE, 0xE000, 0, 0});
+    for (unsigned fragment = 0; fragment < count; ++fragment) {
+        put({0xFFFE, 0xE000, length & 0xFFFF, length >> 16});
+        file.flush();
+        fs::resize_file(path, fs::file_size(path) + length);
+    }
+    put({0xFFFE, 0xE0DD, 0, 0});
+}
+
+} // namespace
+
+TEST_F(OpenReaders, HoldSmallCompressedPixelsWhateverBecomesOfTheFile) {
+    for (const std::string& compression : compressions) {
+        const std::string path = writeSmall(compression);
+        const std::string copy = copyOf(path);
+        const std::uint64_t values = pixels(copy);
+        const std::uint64_t rendered = picture(copy);
+        const std::function<void()> fates[] = {[&] { anonymizeOntoItself(path); }, [&] { damage(path); },
+                                               [&] { fs::resize_file(path, 600); }, [&] { fs::remove(path); }};
+        for (std::size_t fate = 0; fate < std::size(fates); ++fate) {
+            SCOPED_TRACE(compression + ", fate " + std::to_string(fate));
+            fs::copy_file(copy, path, fs::copy_options::overwrite_existing);
+            call("CloseReader", {path});
+            ASSERT_EQ(codeOfReading(path, "Rows"), 0);
+            fates[fate]();
+            EXPECT_EQ(codeOfReading(path, "BitsStored"), 0);
+            EXPECT_EQ(pixels(path), values);
+            EXPECT_EQ(picture(path), rendered);
+        }
+    }
+}
+
+TEST_F(OpenReaders, ReadOnInAFileThatWasDeletedOrReplaced) {
+    for (const std::string compression : {"RLE", "Uncompressed"}) {
+        const std::string path = writeLarge(compression);
+        const std::string copy = copyOf(path);
+        const std::uint64_t values = pixels(copy);
+        ASSERT_EQ(codeOfReading(path, "Rows"), 0);
+        fs::remove(path);
+        EXPECT_EQ(pixels(path), values) << compression << ", deleted";
+    }
+    const std::string path = writeLarge("RLE");
+    const std::string copy = copyOf(path);
+    ASSERT_EQ(codeOfReading(path, "Rows"), 0);
+    const std::string other = write({.image = spelledImage(VImage_U8, 0, 5, 5, 1)}, "other.dcm");
+    fs::rename(other, path);
+    EXPECT_EQ(pixels(path), pixels(copy)) << "replaced";
+}
+
+TEST_F(OpenReaders, ReadAllBeforeTheLibraryItselfWritesTheirFile) {
+    for (const std::string compression : {"RLE", "Uncompressed"}) {
+        const std::string path = writeLarge(compression);
+        const std::uint64_t values = pixels(copyOf(path));
+        const std::string link = path + ".link";
+        fs::create_symlink(path, link);
+        const std::string nickname = (folder.path() / "." / "w.dcm").string();
+        for (const std::string& name : {path, link, nickname}) {
+            ASSERT_EQ(codeOfReading(name, "Rows"), 0);
+        }
+        anonymizeOntoItself(link);
+        (void)write({.image = spelledImage(VImage_U8, 0, 5, 5, 1)});
+        for (const std::string& name : {path, link, nickname}) {
+            EXPECT_EQ(pixels(name), values) << compression << ", " << name;
+        }
+        call("ClearCache");
+        fs::remove(link);
+    }
+}
+
+TEST_F(OpenReaders, TellThatSomebodyElseChangedTheFileAndNeverGiveOtherPixels) {
+    for (const std::string compression : {"RLE", "Uncompressed"}) {
+        SCOPED_TRACE(compression);
+        const std::string path = writeLarge(compression);
+        const std::string copy = copyOf(path);
+        const std::uint64_t values = pixels(copy);
+        const auto time = fs::last_write_time(path);
+        ASSERT_EQ(codeOfReading(path, "Rows"), 0);
+        damage(path);
+        EXPECT_EQ(messageOf("ReadMetadata", {path, Store::ofTexts({"PixelData"}), false}),
+                  "Error when opening file " + path + ": the file was changed after it was opened.");
+        EXPECT_EQ(codeOf("ReadAllMetadata", {path, Store::empty(), false}), kOpenFileError);
+        EXPECT_EQ(codeOfReading(path, "PatientName"), 0) << "what was read is still there";
+        EXPECT_EQ(codeOfReading(path, "PixelData"), kOpenFileError) << "it is tried anew";
+        fs::copy_file(copy, path, fs::copy_options::overwrite_existing);
+        EXPECT_EQ(codeOfReading(path, "PixelData"), kOpenFileError) << "who knows what it was meanwhile";
+        fs::last_write_time(path, time);
+        EXPECT_EQ(pixels(path), values);
+        call("CloseReader", {path});
+    }
+}
+
+TEST_F(OpenReaders, TellThatTheFileBecameShorter) {
+    const std::string path = writeLarge("Uncompressed");
+    const std::string copy = copyOf(path);
+    const auto time = fs::last_write_time(path);
+    for (const std::string name : {"ReadMetadata", "ReadAllMetadata", "ReadImageData", "ReadIntermediatePixelData"}) {
+        const Tensor fullRange{std::vector<vint>{2}, std::vector<double>{0.0, 0.0}};
+        const std::vector<Value> arguments =
+            name == "ReadMetadata"      ? std::vector<Value>{path, Store::ofTexts({"PixelData"}), true}
+            : name == "ReadAllMetadata" ? std::vector<Value>{path, Store::empty(), true}
+            : name == "ReadImageData"   ? std::vector<Value>{path, 0, 0, fullRange, false, 1}
+                                        : std::vector<Value>{path, 1, 0};
+        ASSERT_EQ(codeOfReading(path, "Rows"), 0);
+        fs::resize_file(path, 1000);
+        EXPECT_EQ(codeOf(name, arguments), kOpenFileError) << name;
+        EXPECT_EQ(codeOfReading(path, "Columns"), 0) << name;
+        fs::copy_file(copy, path, fs::copy_options::overwrite_existing);
+        fs::last_write_time(path, time);
+        EXPECT_EQ(codeOf(name, arguments), 0) << name;
+        call("CloseReader", {path});
+    }
+}
+
+TEST_F(OpenReaders, HoldLongTextsInUtf8) {
+    const std::string path = folder.file("text.dcm");
+    ImageFile image{.words = {1}};
+    image.more = [](DcmDataset& dataset) {
+        dataset.putAndInsertString(DCM_SpecificCharacterSet, "ISO_IR 100");
+        dataset.putAndInsertString(DCM_TextValue, std::string(5000, '\xFC').c_str());
+    };
+    writeImageFile(path, image);
+    ASSERT_EQ(codeOfReading(path, "Rows"), 0);
+    fs::remove(path);
+    const Store found = std::get<Store>(read(path, "TextValue"));
+    const std::string text((*found.begin()).text());
+    EXPECT_EQ(text.size(), 10000U);
+    EXPECT_EQ(text.substr(0, 4), "\u00FC\u00FC");
+}
+
+TEST_F(OpenReaders, KeepSixtyFourFilesOpenAndReadTheOthersToTheirEnd) {
+    constexpr int kReaders = 70;
+    const std::size_t before = openFiles();
+    const std::string model = write({.image = spelledImage(VImage_U16, 0, 60, 60, 1)});
+    const std::uint64_t values = pixels(model);
+    call("ClearCache");
+    EXPECT_EQ(openFiles(), before);
+    std::vector<std::string> paths;
+    for (int number = 0; number < kReaders; ++number) {
+        paths.push_back(folder.file(std::to_string(number) + ".dcm"));
+        fs::copy_file(model, paths.back());
+        ASSERT_EQ(codeOfReading(paths.back(), "Rows"), 0);
+    }
+    EXPECT_EQ(openFiles(), before + 64);
+    for (const std::string& path : paths) {
+        fs::remove(path);
+        EXPECT_EQ(pixels(path), values) << path;
+    }
+    call("ClearCache");
+    EXPECT_EQ(openFiles(), before);
+}
+
+TEST_F(OpenReaders, CloseTheFileOfWhichNothingIsLeft) {
+    const std::size_t before = openFiles();
+    for (const std::string& compression : compressions) {
+        ASSERT_EQ(codeOfReading(writeSmall(compression), "Rows"), 0);
+        EXPECT_EQ(openFiles(), before) << compression;
+    }
+}
+
+TEST_F(OpenReaders, ReadLittleOfAHugeFileForOneAttribute) {
+    for (const unsigned fragments : {2048U, 20480U}) {
+        const std::string path = folder.file("huge.dcm");
+        DcmFileFormat file;
+        DcmDataset& dataset = *file.getDataset();
+        dataset.putAndInsertString(DCM_SOPClassUID, UID_SecondaryCaptureImageStorage);
+        dataset.putAndInsertString(DCM_SOPInstanceUID, "1.2.3");
+        dataset.putAndInsertUint16(DCM_Rows, 1024);
+        ASSERT_TRUE(file.saveFile(path.c_str(), EXS_RLELossless).good());
+        appendFragments(path, fragments, 0x80000000U / fragments);
+        ASSERT_GE(fs::file_size(path), 0x80000000U);
+        const std::uint64_t before = bytesRead();
+        EXPECT_EQ(codeOfReading(path, "Rows"), 0);
+        EXPECT_LT(bytesRead() - before, 10U * 1024 * 1024) << fragments << " fragments";
+        call("CloseReader", {path});
+        fs::remove(path);
+    }
+}
+
+class OpenSeries : public DirectoryTest {};
+
+TEST_F(OpenSeries, OfManyFilesDoNotUseUpTheDescriptors) {
+    std::vector<std::string> fileIds;
+    for (int number = 1; number <= 100; ++number) {
+        fileIds.push_back("IM" + std::to_string(number));
+        writeImage(fileIds.back(), number, grey16(50, 50, std::vector<int>(2500, number)));
+    }
+    writeFileIds(fileIds);
+    rlimit former{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &former), 0);
+    const rlimit few{openFiles() + 20, former.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+    const Store found = volumes(kWithoutWindow);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &former), 0);
+    EXPECT_EQ(imageAt(found.view(), {0, 0, 0}).slices, 100);
+}
