@@ -61,16 +61,20 @@ int GantryError::sendParameters(VelmoraLibraryData libData, const std::string& s
     if (libData == nullptr) {
         return 0;
     }
+    if (messageParams == nullptr) {
+        return VELMORA_FUNCTION_ERROR;
+    }
     TTLink link = nullptr;
+    TTLink packet = nullptr;
     int code = 0;
     try {
         link = libData->getTetherLink(libData);
-        TTStream<TT::Encoding::UTF8, TT::Encoding::UTF8> stream(link);
-        if (messageParams == nullptr) {
-            return VELMORA_FUNCTION_ERROR; // before a packet is begun that nothing would complete
-        }
-        stream << TT::Function("EvaluatePacket", 1) << TT::Function("Set", 2) << TT::Symbol(symbol);
-        if (TTTransferToEndOfLoopbackLink(link, messageParams) == 0) {
+        using Stream = TTStream<TT::Encoding::UTF8, TT::Encoding::UTF8>;
+        const Stream delivery(link); // refuses a null link
+        // Composed elsewhere and moved in one piece: a failure half way leaves nothing on the link.
+        packet = openLoopback(TTLinkEnvironment(link));
+        Stream(packet) << TT::Function("EvaluatePacket", 1) << TT::Function("Set", 2) << TT::Symbol(symbol);
+        if (TTTransferToEndOfLoopbackLink(packet, messageParams) == 0 || TTTransferExpression(link, packet) == 0) {
             code = VELMORA_FUNCTION_ERROR;
         } else {
             libData->processTetherLink(link);
@@ -82,6 +86,9 @@ int GantryError::sendParameters(VelmoraLibraryData libData, const std::string& s
         code = error.id();
     } catch (...) {
         code = VELMORA_FUNCTION_ERROR;
+    }
+    if (packet != nullptr) {
+        TTClose(packet);
     }
     TTClearError(link); // whatever went wrong here, the next error travels over the same link
     return code;

@@ -64,6 +64,9 @@ class VArgumentManager {
     /// @throws GantryError  VArgumentImageError for a type that is none of the five
     template <typename P, typename Function>
     void operateOnImage(unsigned int index, Function function) const {
+        if (getVImage(index) == nullptr) { // a host need not answer questions about none
+            ErrorManager::throwException(ErrorName::CreateFromNullError);
+        }
         switch (getImageType(index)) {
         case VImage_Bit: return function(Image<signed char, P>(getVImage(index)));
         case VImage_U8: return function(Image<unsigned char, P>(getVImage(index)));

@@ -5,7 +5,8 @@ if(RADVEX_FUZZ)
   set(dcmtkLinkOptions -fsanitize=address) # programs bring the run time that such a DCMTK calls
 endif()
 # One that this script built before is built anew when the script has changed; one that was given stays.
-set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/scripts/build-dcmtk.sh)
+file(GLOB dcmtkPatches CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/cmake/dcmtk/*.patch)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/scripts/build-dcmtk.sh ${dcmtkPatches})
 if(NOT DCMTK_DIR OR DCMTK_DIR MATCHES "/radvex/dcmtk-[a-z0-9-]+$")
   execute_process(COMMAND ${CMAKE_SOURCE_DIR}/scripts/build-dcmtk.sh ${dcmtkVariant}
                   OUTPUT_VARIABLE dcmtkPrefix OUTPUT_STRIP_TRAILING_WHITESPACE RESULT_VARIABLE dcmtkFailed)

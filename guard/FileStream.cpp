@@ -81,7 +81,7 @@ class ValueStreamFactory : public DcmInputStreamFactory {
 };
 
 /// After a skip: a few headers, and the next value may be long again.
-constexpr std::size_t kChunkAfterSkip = 64;
+constexpr std::size_t kWindowAfterSkip = 64;
 
 } // namespace
 
@@ -145,7 +145,7 @@ offile_off_t FileProducer::skip(offile_off_t count) {
     const offile_off_t passed = std::clamp<offile_off_t>(count, 0, avail());
     mPosition += static_cast<std::uint64_t>(passed);
     if (mPosition - mWindowStart > mWindowLength) {
-        mChunk = kChunkAfterSkip;
+        mChunk = kWindowAfterSkip;
     }
     return passed;
 }

@@ -170,8 +170,8 @@ void Host::collectLeftovers(bool succeeded) {
         if (ledger().ownedByLibrary(kind) == 0) {
             continue;
         }
-        // The root of a result that was being built when a call failed is the host's to take back.
-        const bool isHosts = kind == ObjectKind::dataStore && !succeeded;
+        // The root of a result that was being built when a call failed is the host's to take back: one, and no more.
+        const bool isHosts = kind == ObjectKind::dataStore && !succeeded && ledger().ownedByLibrary(kind) == 1;
         for (const void* object : ledger().ownedBy(Owner::library, kind)) {
             if (isHosts) {
                 ++ledger().counts(kind).takenBack;

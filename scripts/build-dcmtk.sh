@@ -8,7 +8,9 @@
 # The result is cached under the user's cache folder, keyed by the package version and how it is built.
 set -euo pipefail
 variant=${1:-}
-hook=$(cd "$(dirname "$0")/.." && pwd)/cmake/JoinDcmtk.cmake
+project=$(cd "$(dirname "$0")/.." && pwd)
+hook=$project/cmake/JoinDcmtk.cmake
+patches=("$project"/cmake/dcmtk/*.patch) # defects of DCMTK that cannot be kept away from it; each says what and why
 
 flags=(
     -DCMAKE_BUILD_TYPE=Release
@@ -56,21 +58,12 @@ fuzz)
     ;;
 esac
 
-# Errors in a JPEG-LS stream that no encoder makes, but that its decoder takes: codes are then looked up behind the
-# tables, or a count never ends. In front of the decoder nothing can tell them from others.
-mend() {
-    local scan=$1/dcmjpls/libcharls/scan.h
-    sed -i -e 's/ABS(ErrVal) > 65535/ABS(ErrVal) > 32768/' \
-        -e '/EMErrval = DecodeValue(/a if (EMErrval > 131072) throw JlsException(InvalidCompressedData);' "$scan"
-    [ "$(grep -c -e 'ABS(ErrVal) > 32768' -e 'EMErrval > 131072' "$scan")" = 2 ]
-}
-
 version=$(apt-cache madison dcmtk | awk -F'|' 'NR == 1 { gsub(/ /, "", $2); print $2 }')
 if [ -z "$version" ]; then
     echo "apt knows no package 'dcmtk'. Run 'apt-get update' as root, then try again." >&2
     exit 1
 fi
-key=$({ printf '%s\n' "$version" "${flags[@]}" && cat "$hook" && declare -f mend; } | sha256sum | cut -c1-12)
+key=$({ printf '%s\n' "$version" "${flags[@]}" && cat "$hook" "${patches[@]}"; } | sha256sum | cut -c1-12)
 cache=${XDG_CACHE_HOME:-$HOME/.cache}/radvex
 prefix=$cache/dcmtk${variant:+-$variant}-$key
 if [ -e "$prefix/.complete" ]; then
@@ -103,9 +96,15 @@ apt=(apt-get -qq -o Dir::Etc::sourcelist=/dev/null -o "Dir::Etc::sourceparts=$wo
 "${apt[@]}" update >&2
 (cd "$work/package" && "${apt[@]}" source --download-only "dcmtk=$version" >&2)
 dpkg-source --no-check -x "$work"/package/dcmtk_*.dsc "$work/dcmtk" >"$work/unpack.log"
-mend "$work/dcmtk" || { echo "DCMTK's JPEG-LS decoder is not the one that is mended here." >&2; exit 1; }
+for patch in "${patches[@]}"; do
+    patch --binary --quiet --strip=1 --directory="$work/dcmtk" <"$patch" >&2 || {
+        echo "$(basename "$patch") does not fit DCMTK $version." >&2
+        exit 1
+    }
+done
 
 launcher=()
+export CCACHE_BASEDIR=$work CCACHE_NOHASHDIR=1 # the folder is another one each time
 command -v ccache >/dev/null && launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 log=$prefix.log
 if ! { cmake -S "$work/dcmtk" -B "$work/build" -G Ninja "${flags[@]}" "${launcher[@]}" \

@@ -60,6 +60,17 @@ class VContainer<VArgumentType::NumericArray, P> : public NumericArrayInterface,
     vint type() const override { return api()->VNumericArray_getType(this->handle); }
     void* rawData() const override { return api()->VNumericArray_getData(this->handle); }
 
+    /// A new array of another element type, made by the host. @param method  VConversion_...
+    /// @throws GantryError  NumericArrayConversionError (text)
+    VContainer<VArgumentType::NumericArray, Passing::Manual> convertedTo(vint dataType, vint method) const {
+        VNumericArray converted = nullptr;
+        if (api()->VNumericArray_convertType(&converted, this->handle, dataType, method, 0.0) != 0) {
+            ErrorManager::throwException(ErrorName::NumericArrayConversionError,
+                                         "Conversion to type " + std::to_string(dataType) + " failed.");
+        }
+        return {converted, true};
+    }
+
   private:
     static const VelmoraNumericArrayFunctions* api() { return LibraryData::NumericArrayAPI(); }
 

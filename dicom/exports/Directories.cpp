@@ -11,7 +11,7 @@ using radvex::RegexFilter;
 // The reader is opened before the patterns are compiled: a bad path is reported before a bad pattern.
 
 int ReadDICOMDIRStructure(VelmoraLibraryData libData, vint argc, VArgument* args, VArgument res) {
-    return GTU::guardedCall(libData, argc, args, res, [](GTU::VArgumentManager& mngr) {
+    return GTU::guardedCallAgainstAll(libData, argc, args, res, [](GTU::VArgumentManager& mngr) {
         const std::string path = mngr.getString(0);
         const std::string patient = mngr.getString(1);
         const std::string study = mngr.getString(2);

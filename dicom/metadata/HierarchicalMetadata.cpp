@@ -1,6 +1,6 @@
 #include "dicom/metadata/HierarchicalMetadata.h"
 
-#include <stack>
+#include <vector>
 
 #include "dcmtk/dcmdata/dcstack.h"
 #include "dicom/metadata/TagNaming.h"
@@ -11,20 +11,25 @@ namespace {
 
 using GTU::VArgumentType;
 
-/// A level that is being filled: its name in the level above, empty for an item, and its nodes.
-using Frame = std::pair<std::string, ResultList>;
-using Frames = std::stack<Frame>;
+/// A level that is being filled: its name in the level above, empty for an item, and its nodes. All but the root are
+/// the walk's until they become nodes: of a walk that fails nothing stays behind but the root, which is the host's.
+struct Level {
+    std::string name{};
+    ResultList nodes{};
+    GTU::VContainer<VArgumentType::DataStore, GTU::Passing::Manual> owner{nodes.getInternal(), true};
+};
 
-void addChild(ResultList& parent, const std::string& name, ResultList& child) {
-    GTU::Argument<VArgumentType::DataStore>::addDataStoreNode(parent.getInternal(), name, child.getInternal());
+void addChild(ResultList& parent, Level& child) {
+    GTU::Argument<VArgumentType::DataStore>::addDataStoreNode(parent.getInternal(), child.name,
+                                                              child.nodes.getInternal());
+    child.owner.setOwnedByLibrary(false);
 }
 
 /// Closes levels until `size` remain: each becomes a node of the one below it.
-void collapseDataListStack(Frames& stack, std::size_t size) {
-    while (stack.size() > size) {
-        Frame frame = std::move(stack.top());
-        stack.pop();
-        addChild(stack.top().second, frame.first, frame.second);
+void closeLevels(std::vector<Level>& levels, ResultList& root, std::size_t size) {
+    while (levels.size() > size) {
+        addChild(levels.size() > 1 ? levels[levels.size() - 2].nodes : root, levels.back());
+        levels.pop_back();
     }
 }
 
@@ -55,36 +60,29 @@ const ElementKey& ElementKeys::keyOf(const DcmTag& tag) {
 void saveHierarchicalDatasetToDataList(ResultList& list, DcmObject* object, const ExcludedTags& excluded, bool nested,
                                        bool validate) {
     ElementKeys keys(excluded);
-    Frames frames;
+    std::vector<Level> levels;
     if (nested) {
-        frames.emplace(getTagNameAsString(object->getTag(), false), ResultList{});
-    } else {
-        frames.emplace(std::string{}, std::move(list));
+        levels.push_back({getTagNameAsString(object->getTag(), false)});
     }
+    const std::size_t rootLevels = levels.size();
     DcmStack stack;
     while (object->nextObject(stack, OFTrue).good()) {
         // The root lies at the bottom and the current object on top: levels that the walk has left are closed here.
-        collapseDataListStack(frames, stack.card() - 1);
+        closeLevels(levels, list, rootLevels + stack.card() - 2);
         DcmObject* current = stack.top();
         const ElementKey& key = keys.keyOf(current->getTag());
         if (current->getTag().getEVR() == EVR_SQ) {
-            frames.emplace(key.text, ResultList{}); // excluded or not: what is left out of it is its leaves
+            levels.push_back({key.text}); // excluded or not: what is left out of it is its leaves
         } else if (key.isItem) {
-            frames.emplace(std::string{}, ResultList{});
+            levels.push_back({});
         } else if (key.isExcluded) {
             continue;
         } else if (auto* element = dynamic_cast<DcmElement*>(current);
                    element != nullptr && (!validate || hasValidValue(*element))) {
-            saveDcmElementUnderKey(frames.top().second, element, true, true, key.text);
+            saveDcmElementUnderKey(levels.empty() ? list : levels.back().nodes, element, true, true, key.text);
         }
     }
-    collapseDataListStack(frames, 1);
-    Frame base = std::move(frames.top());
-    if (nested) {
-        addChild(list, base.first, base.second);
-    } else {
-        list = std::move(base.second);
-    }
+    closeLevels(levels, list, 0);
 }
 
 } // namespace radvex

@@ -8,7 +8,6 @@
 #include "dcmtk/dcmdata/dcxfer.h"
 #include "dicom/pixels/Fragments.h"
 #include "dicom/pixels/ImagePixelAttributes.h"
-#include "dicom/pixels/JpegLsPresets.h"
 #include "dicom/pixels/JpegSegments.h"
 #include "dicom/pixels/PromisedPixels.h"
 
@@ -45,60 +44,81 @@ bool holdsPixels(DcmDataset& dataset, const DcmTagKey& key) {
            element->search(DCM_PixelData, stack, ESM_fromHere, OFTrue).good();
 }
 
-bool isSafeJpegLs(DcmPixelSequence& fragments) {
-    JpegLsPresets presets;
-    addFragments(fragments, presets);
-    return !presets.areImpossible();
-}
-
-bool isSafeJpeg(const ImagePixelAttributes& attributes, DcmPixelSequence& fragments) {
-    JpegSegments segments;
-    addFragments(fragments, segments);
-    segments.finish();
-    // A sample counts two bytes on both sides, as a coefficient and as what may be decoded. RGB is not converted.
-    return !segments.isImpossible() && segments.largestFrame() - attributes.decodedBytes() <= kMaxMissingBytes &&
-           (!segments.overrunsColourTables() || attributes.colourModel() == "RGB");
-}
-
-bool arePixelsSafeToDecode(DcmItem& item, DcmPixelData& pixels, E_TransferSyntax syntax) {
-    constexpr double kMostPacked = 1000.0;      // an empty JPEG-LS frame packs better, but does not come to much
-    constexpr double kMostDecoded = 0xFFFFFFFE; // DCMTK counts all frames in 32 bits, and writes behind what that gives
-    constexpr double kMostSpareFragments = 8192; // each is looked for by counting from the first one
-    const ImagePixelAttributes attributes(item);
-    const double decoded = attributes.decodedBytes();
-    if (decoded > kMostDecoded || decoded - kMostPacked * pixels.getLength(syntax) > kMaxMissingBytes) {
-        return false;
-    }
-    DcmPixelSequence* fragments = nullptr;
-    if (pixels.getEncapsulatedRepresentation(syntax, nullptr, fragments).bad() || fragments == nullptr) {
-        return true; // nothing is there to decode
-    }
-    if (static_cast<double>(fragments->card()) > attributes.frames() + kMostSpareFragments) {
-        return false;
+/// Bytes of a decoded sample, as DCMTK's decoders choose them. @param codedBits  that a JPEG stream says, or 0
+double bytesOfDecodedSample(const ImagePixelAttributes& attributes, E_TransferSyntax syntax, int codedBits) {
+    const double bits = attributes.bitsOfSample();
+    if (isJpeg(syntax)) {
+        return codedBits > 8 ? 2.0 : 1.0;
     }
     if (isJpegLs(syntax)) {
-        return isSafeJpegLs(*fragments);
+        return std::max<double>(bits, attributes.numberOr(8, DCM_BitsStored)) > 8.0 ? 2.0 : 1.0;
     }
-    return !isJpeg(syntax) || isSafeJpeg(attributes, *fragments);
+    return std::max(1.0, bits / 8.0);
+}
+
+std::string problemOfJpeg(const ImagePixelAttributes& attributes, const JpegSegments& segments) {
+    constexpr double kCoefficientBytes = 2.0;
+    if (const std::string problem = segments.problem(); !problem.empty()) {
+        return problem;
+    }
+    const bool isTooLarge = segments.largestFrame() - kCoefficientBytes * attributes.samples() > kMaxMissingBytes;
+    return isTooLarge ? "the JPEG frame is larger than the image" : "";
+}
+
+std::string problemOfSizes(const ImagePixelAttributes& attributes, double sampleBytes, double held, double packed,
+                           double fragments) {
+    constexpr double kMostDecoded = 0xFFFFFFFE; // DCMTK counts all frames in 32 bits, and writes behind what that gives
+    constexpr double kMostSteps = 1.0e9; // with an offset table each frame is counted out from the first fragment
+    const double decoded = attributes.samples() * sampleBytes;
+    if (decoded > kMostDecoded) {
+        return "its pixels are more than 4 GiB";
+    }
+    if (decoded - packed * held > kMaxMissingBytes) {
+        return "its compressed pixels are too few for its size";
+    }
+    const bool isCounted = fragments != attributes.frames() && fragments * attributes.frames() > kMostSteps;
+    return isCounted ? "its frames are in too many fragments" : "";
+}
+
+std::string problemOfPixels(DcmItem& item, DcmPixelData& pixels, E_TransferSyntax syntax) {
+    constexpr double kMostPacked = 1000.0;
+    constexpr double kMostPackedJpegLs = 10000.0; // a frame of one value is some tens of bytes
+    DcmPixelSequence* fragments = nullptr;
+    if (pixels.getEncapsulatedRepresentation(syntax, nullptr, fragments).bad() || fragments == nullptr) {
+        return ""; // nothing is there to decode
+    }
+    const ImagePixelAttributes attributes(item);
+    JpegSegments segments;
+    if (isJpeg(syntax)) {
+        addFragments(*fragments, segments);
+        segments.finish();
+        if (const std::string problem = problemOfJpeg(attributes, segments); !problem.empty()) {
+            return problem;
+        }
+    }
+    const double sampleBytes = bytesOfDecodedSample(attributes, syntax, segments.mostBits());
+    const double count = std::max(1.0, static_cast<double>(fragments->card())) - 1.0; // the first is the offset table
+    return problemOfSizes(attributes, sampleBytes, pixels.getLength(syntax),
+                          isJpegLs(syntax) ? kMostPackedJpegLs : kMostPacked, count);
 }
 
 } // namespace
 
-bool isSafeToDecode(DcmDataset& dataset) {
+std::string reasonNotToDecode(DcmDataset& dataset) {
     const E_TransferSyntax syntax = dataset.getCurrentXfer();
-    if (!DcmXfer(syntax).isEncapsulated()) {
-        return true;
-    }
     DcmStack stack;
     stack.push(&dataset);
-    while (dataset.search(DCM_PixelData, stack, ESM_afterStackTop, OFTrue).good()) {
+    while (DcmXfer(syntax).isEncapsulated() && dataset.search(DCM_PixelData, stack, ESM_afterStackTop, OFTrue).good()) {
         auto* pixels = dynamic_cast<DcmPixelData*>(stack.top());
         auto* item = dynamic_cast<DcmItem*>(stack.elem(1)); // what the pixels stand in
-        if (item != nullptr && pixels != nullptr && !arePixelsSafeToDecode(*item, *pixels, syntax)) {
-            return false;
+        if (item == nullptr || pixels == nullptr) {
+            continue;
+        }
+        if (const std::string problem = problemOfPixels(*item, *pixels, syntax); !problem.empty()) {
+            return problem;
         }
     }
-    return true;
+    return "";
 }
 
 bool isChangedByDecoding(DcmDataset& dataset, const DcmTagKey& key) {

@@ -5,15 +5,15 @@ namespace radvex {
 namespace {
 
 /// Checks the kind of the tensor before its shape, and the shape before anything is built on it.
-void checkScaling(VTensor tensor) {
-    const VelmoraLibraryData api = GTU::LibraryData::API();
-    if (tensor == nullptr) {
+void checkScaling(VTensor handle) {
+    if (handle == nullptr) {
         GTU::ErrorManager::throwException(GTU::ErrorName::CreateFromNullError);
     }
-    if (api->VTensor_getType(tensor) != VTensor_Real) {
+    const GTU::VContainer<GTU::VArgumentType::Tensor, GTU::Passing::Automatic> tensor(handle, false);
+    if (tensor.type() != VTensor_Real) {
         GTU::ErrorManager::throwException(GTU::ErrorName::TensorTypeError);
     }
-    if (api->VTensor_getRank(tensor) != 1 || api->VTensor_getDimensions(tensor)[0] != 2) {
+    if (tensor.getRank() != 1 || tensor.getDimensions()[0] != 2) {
         GTU::ErrorManager::throwException("InvalidPixelScaling");
     }
 }

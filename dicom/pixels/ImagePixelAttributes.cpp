@@ -52,10 +52,11 @@ double ImagePixelAttributes::samplesOfFrame() const {
     return 1.0 * numberOr(1, DCM_Rows) * numberOr(1, DCM_Columns) * samplesOfPixel();
 }
 
-double ImagePixelAttributes::declaredBytes() const { return samplesOfFrame() * frames() * bitsOfSample() / 8.0; }
+double ImagePixelAttributes::declaredBytes() const { return samples() * bitsOfSample() / 8.0; }
 
-double ImagePixelAttributes::decodedBytes() const {
-    return frames() * samplesOfFrame() * std::max(2.0, bitsOfSample() / 8.0);
+bool ImagePixelAttributes::isSubsampled() const {
+    const std::string model = colourModel();
+    return model == "YBRFULL422" || model == "YBRPARTIAL422";
 }
 
 double ImagePixelAttributes::storedBytes() const {

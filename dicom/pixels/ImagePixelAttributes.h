@@ -32,9 +32,10 @@ class ImagePixelAttributes {
     double samplesOfFrame() const;
     /// Bytes that pixels of these attributes take.
     double declaredBytes() const;
-    /// Bytes that a decoder may make of compressed pixels. A sample is two bytes at least: the coded stream may have 16
-    /// bits where the attributes speak of 8, or of 1.
-    double decodedBytes() const;
+    /// Samples of all frames.
+    double samples() const { return samplesOfFrame() * frames(); }
+    /// True when two pixels share their colour, so that uncompressed ones take two samples each (PS3.3 C.7.6.3.1.2).
+    bool isSubsampled() const;
     /// Of the value of Pixel Data.
     double storedBytes() const;
 

@@ -12,10 +12,10 @@ using JpegBytes = std::span<const Uint8>;
 
 constexpr Uint8 kMarker = 0xFF;
 constexpr std::size_t kSegmentHeader = 4; // marker and length, which counts itself
+constexpr const char* kImpossibleTable = "a JPEG table is for differences that there cannot be";
 constexpr std::size_t kLongestSegment = 2 + 0xFFFF;
 
 // Kinds of segments by the second byte of their marker (table B.1).
-constexpr Uint8 kTemporary = 0x01;
 constexpr Uint8 kFirstWithLength = 0xC0;
 constexpr Uint8 kLosslessFrame = 0xC3;
 constexpr Uint8 kHuffmanTables = 0xC4;
@@ -57,28 +57,17 @@ std::size_t statedLength(JpegBytes segment) {
     return segment.size() < kSegmentHeader ? 0 : static_cast<std::size_t>(segment[2]) << 8 | segment[3];
 }
 
-/// DCMTK looks for the first frame's header by a loop that stands still before a TEM marker.
-bool haltsTheSearchForAFrame(JpegBytes fragment) {
-    std::size_t place = 0;
-    while (place + kSegmentHeader < fragment.size() && fragment[place] == kMarker) {
-        const Uint8 kind = fragment[place + 1];
-        if (kind == kTemporary) {
-            return true;
-        }
-        if (isTablesOrFrame(kind) && kind != kHuffmanTables) {
-            return false;
-        }
-        const std::size_t length = hasLength(kind) ? statedLength(fragment.subspan(place)) : 0;
-        place += kind == kMarker ? 1 : 2 + length;
-    }
-    return false;
-}
-
 } // namespace
+
+std::string JpegSegments::problem() const {
+    if (mProblem == nullptr && mHasLossyFrame && mHasWidestDifference) {
+        return kImpossibleTable;
+    }
+    return mProblem == nullptr ? "" : mProblem;
+}
 
 void JpegSegments::add(Bytes fragment) {
     constexpr std::size_t kWindow = std::size_t{1} << 20;
-    mIsImpossible = mIsImpossible || haltsTheSearchForAFrame(fragment);
     if (mIsCut) {
         mStarts.push_back(mWindow.size());
     }
@@ -114,8 +103,8 @@ std::size_t JpegSegments::walk(Bytes fragment) {
 void JpegSegments::scanWindow() {
     const Bytes window(mWindow);
     std::size_t place = nextMarker(window, 0);
-    while (place < window.size() && !mIsImpossible) {
-        mIsImpossible = isCutBadly(place);
+    while (place < window.size() && mProblem == nullptr) {
+        note(isCutBadly(place), "a JPEG segment is cut into fragments as its decoder cannot read it");
         look(window.subspan(place));
         place = nextMarker(window, place + 1);
     }
@@ -159,7 +148,7 @@ void JpegSegments::look(Bytes segment) {
     const std::size_t length = std::max<std::size_t>(2, statedLength(segment));
     const Bytes content = segment.subspan(kSegmentHeader, std::min(length - 2, segment.size() - kSegmentHeader));
     mLookedAt += content.size();
-    mIsImpossible = mIsImpossible || mLookedAt > kMostLookedAt;
+    note(mLookedAt > kMostLookedAt, "the JPEG stream has too many segments");
     segment[1] == kHuffmanTables ? lookAtTables(content) : lookAtFrame(segment[1], content);
 }
 
@@ -170,23 +159,21 @@ void JpegSegments::lookAtFrame(Uint8 kind, Bytes content) {
     if (content.size() < 6 || content.size() != 6 + std::size_t{3} * content[5]) {
         return;
     }
-    const Uint8 precision = content[0];
+    mMostBits = std::max<int>(mMostBits, content[0]);
     const Uint8 components = content[5];
     const auto word = [content](std::size_t place) { return 256.0 * content[place] + content[place + 1]; };
     mSamples = word(1) * word(3) * components;
     mScans = 0;
     mLargestFrame = std::max(mLargestFrame, mSamples * kCoefficientBytes);
-    mIsImpossible = mIsImpossible || components > kMostComponents;
+    note(components > kMostComponents, "the JPEG frame has more than four components");
     mHasLossyFrame = mHasLossyFrame || kind != kLosslessFrame;
-    mOverrunsColourTables =
-        mOverrunsColourTables || (kind == kLosslessFrame && precision > 8 && precision <= 12 && components > 1);
 }
 
 void JpegSegments::countScan() {
     constexpr double kUsualScans = 16;
     constexpr double kMostVisits = 268435456.0; // of a sample
     ++mScans;
-    mIsImpossible = mIsImpossible || (mScans > kUsualScans && mScans * mSamples > kMostVisits);
+    note(mScans > kUsualScans && mScans * mSamples > kMostVisits, "the JPEG frame has too many scans");
 }
 
 /// B.2.4.2: class and number, how many codes of each of 16 lengths, what they stand for; and the next table.
@@ -205,7 +192,7 @@ void JpegSegments::lookAtTables(Bytes content) {
         const Uint8 widest =
             isForCoefficients || values.empty() ? Uint8{0} : *std::max_element(values.begin(), values.end());
         mHasWidestDifference = mHasWidestDifference || widest == kMostBits;
-        mIsImpossible = mIsImpossible || widest > kMostBits || (content[0] & ~kForCoefficients) > kLastNumber;
+        note(widest > kMostBits || (content[0] & ~kForCoefficients) > kLastNumber, kImpossibleTable);
         content = content.subspan(kCounts + codes);
     }
 }

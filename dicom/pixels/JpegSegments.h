@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "dcmtk/config/osconfig.h"
@@ -20,7 +21,6 @@ class JpegSegments {
     double largestFrame() const { return mLargestFrame; }
     /// DCMTK never comes to an end of the stream, takes hours for it, or reads or writes outside its own tables or the
     /// fragment:
-    ///  - a TEM marker before the first frame;
     ///  - a table that codes differences of more than 16 bits, or in lossy processes 15, or has a number over 3;
     ///  - a frame of more than four components;
     ///  - a table or a frame's header in more than two fragments, since decoding goes on at the start of the second one
@@ -28,10 +28,10 @@ class JpegSegments {
     ///  - a segment that is skipped and goes on in another fragment, up to its very end;
     ///  - many scans of a large frame, each of which goes through all of it, however short;
     ///  - more places that look like segments than are worth going through.
-    bool isImpossible() const { return mIsImpossible || (mHasLossyFrame && mHasWidestDifference); }
-    /// A lossless frame of several components whose samples the 12-bit decoder keeps in 16 bits, and looks up in tables
-    /// of 4096 colours when it converts them.
-    bool overrunsColourTables() const { return mOverrunsColourTables; }
+    /// In a few words; empty when nothing of this is there.
+    std::string problem() const;
+    /// The most bits of a sample in any frame.
+    int mostBits() const { return mMostBits; }
 
     void add(std::span<const Uint8> fragment);
     /// After the last fragment.
@@ -42,6 +42,7 @@ class JpegSegments {
 
     std::size_t walk(Bytes fragment);
     void scanWindow();
+    void note(bool isThere, const char* problem) { mProblem = mProblem == nullptr && isThere ? problem : mProblem; }
     bool isCutBadly(std::size_t place) const;
     std::size_t cutsBetween(std::size_t place, std::size_t end) const;
     void look(Bytes segment);
@@ -49,11 +50,11 @@ class JpegSegments {
     void countScan();
     void lookAtTables(Bytes content);
 
-    bool mIsCut = false; ///< a segment was not held whole by its fragment
-    bool mIsImpossible = false;
+    bool mIsCut = false;            ///< a segment was not held whole by its fragment
+    const char* mProblem = nullptr; ///< the first one that was found
     bool mHasLossyFrame = false;
     bool mHasWidestDifference = false; ///< a table codes differences of 16 bits
-    bool mOverrunsColourTables = false;
+    int mMostBits = 0;
     double mLargestFrame = 0;
     double mSamples = 0;                ///< of the last frame
     double mScans = 0;                  ///< of it

@@ -7,6 +7,7 @@
 #include "dcmtk/dcmdata/dcpixel.h"
 #include "dcmtk/dcmdata/dcuid.h"
 #include "dcmtk/dcmdata/dcxfer.h"
+#include "dcmtk/dcmimgle/dcmimage.h"
 #include "dicom/pixels/ImagePixelAttributes.h"
 
 namespace radvex {
@@ -45,26 +46,35 @@ bool anyOverlayOverflows(DcmItem& dataset) {
     return false;
 }
 
-bool isStandaloneOverlay(DcmItem& dataset) {
-    OFString kind;
-    return dataset.findAndGetOFString(DCM_SOPClassUID, kind, 0, OFFalse).good() &&
-           kind == UID_RETIRED_StandaloneOverlayStorage;
-}
-
 } // namespace
 
-bool isSafeToRender(DcmDataset& dataset) {
+std::string reasonNotToRender(DcmDataset& dataset) {
     constexpr double kMostSamples = 4294967295.0;
     constexpr Uint16 kMostBitsOfLut = 16;
     const ImagePixelAttributes attributes(dataset);
     const double stored = attributes.storedBytes();
-    const bool endsInsideAWord =
-        attributes.numberOr(0, DCM_BitsAllocated) == 32 && static_cast<Uint32>(stored) % 4 != 0;
-    const bool hasTooManySamples = stored * 8.0 / attributes.bitsOfSample() > kMostSamples;
-    const bool hasWideLut = dataset.tagExists(DCM_ModalityLUTSequence, OFFalse) == OFTrue &&
-                            attributes.numberOr(0, DCM_BitsStored) > kMostBitsOfLut;
-    return !endsInsideAWord && !hasTooManySamples && !isShortColourByPlane(dataset) && !anyOverlayOverflows(dataset) &&
-           !hasWideLut && !isStandaloneOverlay(dataset);
+    if (attributes.numberOr(0, DCM_BitsAllocated) == 32 && static_cast<Uint32>(stored) % 4 != 0) {
+        return DicomImage::getString(EIS_InvalidImage); // hosts know this one by DCMTK's text
+    }
+    if (stored * 8.0 / attributes.bitsOfSample() > kMostSamples) {
+        return "it has more than 4,294,967,295 samples";
+    }
+    if (isShortColourByPlane(dataset)) {
+        return "its colour planes are not all there";
+    }
+    if (anyOverlayOverflows(dataset)) {
+        return "an overlay plane is too large";
+    }
+    const bool hasLut = dataset.tagExists(DCM_ModalityLUTSequence, OFFalse) == OFTrue;
+    return hasLut && attributes.numberOr(0, DCM_BitsStored) > kMostBitsOfLut
+               ? "it has a modality LUT for more than 16 bits"
+               : "";
+}
+
+bool isStandaloneOverlay(DcmItem& dataset) {
+    OFString kind;
+    return dataset.findAndGetOFString(DCM_SOPClassUID, kind, 0, OFFalse).good() &&
+           kind == UID_RETIRED_StandaloneOverlayStorage;
 }
 
 void makeEven(DcmDataset& dataset) {

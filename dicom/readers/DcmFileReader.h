@@ -90,6 +90,9 @@ class DcmFileReader : public DcmReader {
     void readOverlays(ImageList& list, const ImageOpenOptions& options) const;
 
   private:
+    /// openDicomImage for overlays too that have no image.
+    std::unique_ptr<DicomImage> openPixelsAndOverlays(const ImageOpenOptions& options,
+                                                      PixelsAfterwards afterwards) const;
     template <typename Target>
     void readImageImpl(Target& target, const ImageReadOptions& options) const;
     template <typename Target>

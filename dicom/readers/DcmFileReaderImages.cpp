@@ -43,29 +43,33 @@ int bitsOfElement(vint type) { return type == VNumericArray_U8 ? 8 : type == VNu
 
 /// The array itself, or for 32-bit samples one of reals from 0 to 1 made by the host.
 GenericArray toHostsReals(GenericArray array, vint type) {
-    constexpr vint kReal = VNumericArray_F32;
-    if (type != VNumericArray_U32) {
-        return array;
-    }
-    VNumericArray converted = nullptr;
-    if (GTU::LibraryData::NumericArrayAPI()->VNumericArray_convertType(&converted, array.rawHandle(), kReal,
-                                                                       VConversion_ClipAndScale, 0.0) != 0) {
-        ErrorManager::throwException(GTU::ErrorName::NumericArrayConversionError,
-                                     "Conversion to type " + std::to_string(kReal) + " failed.");
-    }
-    return {converted, true};
+    return type == VNumericArray_U32 ? array.convertedTo(VNumericArray_F32, VConversion_ClipAndScale)
+                                     : std::move(array);
 }
 
 } // namespace
 
 std::unique_ptr<DicomImage> DcmFileReader::openDicomImage(const ImageOpenOptions& options,
                                                           PixelsAfterwards afterwards) const {
+    if (isStandaloneOverlay(*dataset)) {
+        ErrorManager::throwException("ImageOpenError", filePath, "it has overlays and no pixels");
+    }
+    return openPixelsAndOverlays(options, afterwards);
+}
+
+std::unique_ptr<DicomImage> DcmFileReader::openPixelsAndOverlays(const ImageOpenOptions& options,
+                                                                 PixelsAfterwards afterwards) const {
     decompress();
     makeEven(*dataset);
     // A file without it is unsigned. It stays in the dataset; status ignored, since DCMTK says what it misses.
     (void)dataset->putAndInsertUint16(DcmTag(DCM_PixelRepresentation), 0, 0, OFFalse);
-    if (promisesTooManyPixels(*dataset) || !isSafeToRender(*dataset) || !isSafeToDecode()) {
-        ErrorManager::throwException("ImageOpenError", filePath, DicomImage::getString(EIS_InvalidImage));
+    for (const std::string& reason : {reasonNotToDecode(), reasonNotToRender(*dataset)}) {
+        if (!reason.empty()) {
+            ErrorManager::throwException("ImageOpenError", filePath, reason);
+        }
+    }
+    if (promisesTooManyPixels(*dataset)) {
+        ErrorManager::throwException("ImageOpenError", filePath, "its pixels are too few for its size");
     }
     const unsigned long detach = afterwards == PixelsAfterwards::go ? CIF_MayDetachPixelData : 0;
     auto image = std::make_unique<DicomImage>(

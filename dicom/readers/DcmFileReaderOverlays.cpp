@@ -31,17 +31,17 @@ GTU::Image<T, Manual> DcmFileReader::getOverlay(DicomImage& image, unsigned int 
 }
 
 void DcmFileReader::readOverlay(GTU::VArgumentManager& manager, const ImageOpenOptions& options) const {
-    const auto image = openDicomImage(options);
+    const auto image = openPixelsAndOverlays(options, PixelsAfterwards::stay);
     placeImage(manager, getOverlay<signed char>(*image, 0));
 }
 
 void DcmFileReader::readOverlay(ImageList& list, const ImageOpenOptions& options) const {
-    const auto image = openDicomImage(options);
+    const auto image = openPixelsAndOverlays(options, PixelsAfterwards::stay);
     placeImage(list, getOverlay<signed char>(*image, 0));
 }
 
 void DcmFileReader::readOverlays(ImageList& list, const ImageOpenOptions& options) const {
-    const auto image = openDicomImage(options);
+    const auto image = openPixelsAndOverlays(options, PixelsAfterwards::stay);
     for (unsigned int plane = 0; plane < image->getOverlayCount(0); ++plane) {
         addImage(list, std::to_string(plane + 1), getOverlay<signed char>(*image, plane));
     }

@@ -11,7 +11,6 @@
 #include "dicom/metadata/MemoryWatch.h"
 #include "dicom/pixels/DecodingSafety.h"
 #include "dicom/pixels/EncodedPixels.h"
-#include "dicom/pixels/JpegLsFrames.h"
 #include "guard/GuardedLoad.h"
 
 namespace radvex {
@@ -93,15 +92,15 @@ void DcmReader::decompress() const {
     mIsDecompressed = true;
     const MemoryWatch memory;
     try {
-        endJpegLsFrames(*dataset);
         // Without a usable decoder the file is readable all the same, but for its pixels.
-        mIsSafeToDecode = radvex::isSafeToDecode(*dataset);
-        if (mIsSafeToDecode) {
+        mReasonNotToDecode = radvex::reasonNotToDecode(*dataset);
+        if (mReasonNotToDecode.empty()) {
             const OFCondition decoding = dataset->chooseRepresentation(EXS_LittleEndianImplicit, nullptr);
             if (hasRunOutOfMemory(decoding)) {
                 throw std::bad_alloc();
             }
-            mIsSafeToDecode = radvex::isSafeToDecode(*dataset); // a decoder that failed may have changed attributes
+            mReasonNotToDecode =
+                radvex::reasonNotToDecode(*dataset); // a decoder that failed may have changed attributes
         }
         memory.require();
     } catch (const std::bad_alloc&) { // a file that is half decompressed is not to be asked again

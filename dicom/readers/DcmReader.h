@@ -89,9 +89,9 @@ class DcmReader {
     /// @throws GantryError  OpenFileError (path, reason) when they cannot be read from the file: nothing has changed
     /// @throws std::bad_alloc  the reader is spoilt
     void decompress() const;
-    /// Whether DCMTK may decode what decompress() left compressed. To be asked after it, which looks through the whole
-    /// stream for the answer, once.
-    bool isSafeToDecode() const { return mIsSafeToDecode; }
+    /// Why DCMTK may not decode what decompress() left compressed; empty when it may. To be asked after it, which looks
+    /// through the whole stream for the answer, once.
+    const std::string& reasonNotToDecode() const { return mReasonNotToDecode; }
     /// Decompresses where the attribute is one that this may change.
     void decompressFor(const DcmTagKey& key) const;
 
@@ -109,7 +109,7 @@ class DcmReader {
 
     mutable bool mHasConvertedTexts = false;
     mutable bool mIsDecompressed = false;
-    mutable bool mIsSafeToDecode = false;
+    mutable std::string mReasonNotToDecode{};
     mutable bool mIsSpoilt = false;
     std::shared_ptr<SourceFile> mSource; ///< for the values that were left in the file
 };

@@ -153,26 +153,3 @@ TEST_F(JpegLsFrames, AreFoundWhateverTheOffsetTableSays) {
     ASSERT_TRUE(file.saveFile(other.c_str(), EXS_JPEGLSLossless).good());
     EXPECT_EQ(read(other), samples);
 }
-
-// The decoder would read behind its lines, or count to no end.
-TEST_F(JpegLsFrames, WithUnusualParametersAreNotDecoded) {
-    const auto codeWith = [&](Uint8 resetHigh, Uint8 resetLow) {
-        const std::string path = write(pixels(1, 3), 1, [&](Fragments& fragments) {
-            std::vector<Uint8>& bytes = fragments[0];
-            const Uint8 frame[] = {0xFF, 0xF7};
-            const auto place = std::search(bytes.begin(), bytes.end(), frame, frame + 2);
-            ASSERT_NE(place, bytes.end());
-            const Uint8 preset[] = {0xFF, 0xF8, 0, 13, 1, 0, 255, 0, 3, 0, 7, 0, 21, resetHigh, resetLow};
-            bytes.insert(place + 2 + place[2] * 256 + place[3], std::begin(preset), std::end(preset));
-            bytes.resize((bytes.size() + 1) / 2 * 2);
-        });
-        const int code = codeOf("ReadIntermediatePixelData", {path, 1, 0});
-        call("ClearCache");
-        return code;
-    };
-    EXPECT_EQ(codeWith(0, 64), 0);
-    EXPECT_EQ(codeWith(0, 0), 0);
-    EXPECT_NE(codeWith(0, 63), 0);
-    EXPECT_NE(codeWith(1, 0), 0);
-    EXPECT_NE(codeWith(0x80, 0), 0);
-}

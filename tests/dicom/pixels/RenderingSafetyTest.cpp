@@ -30,7 +30,7 @@ std::unique_ptr<DcmDataset> imageOf(const Shape& shape) {
     return dataset;
 }
 
-bool isSafe(const Shape& shape) { return radvex::isSafeToRender(*imageOf(shape)); }
+bool isSafe(const Shape& shape) { return radvex::reasonNotToRender(*imageOf(shape)).empty(); }
 
 } // namespace
 
@@ -56,7 +56,7 @@ TEST(RenderingSafety, MoreSamplesThanThirtyTwoBitsCount) {
         Uint8* untouched = nullptr;
         ASSERT_TRUE(pixels->createUint8Array(static_cast<Uint32>(bytes), untouched).good());
         ASSERT_TRUE(dataset->insert(pixels.release(), OFTrue).good());
-        EXPECT_NE(radvex::isSafeToRender(*dataset), bytes == 1UL << 30);
+        EXPECT_NE(radvex::reasonNotToRender(*dataset).empty(), bytes == 1UL << 30);
     }
 }
 
@@ -64,25 +64,25 @@ TEST(RenderingSafety, OverlayPlanesOfAnyBitsAreCountedWithTheMost) {
     const auto dataset = imageOf({});
     dataset->putAndInsertUint16(DcmTag(0x6000, 0x0010, EVR_US), 32768);
     dataset->putAndInsertUint16(DcmTag(0x6000, 0x0011, EVR_US), 32768);
-    EXPECT_TRUE(radvex::isSafeToRender(*dataset));
+    EXPECT_TRUE(radvex::reasonNotToRender(*dataset).empty());
     dataset->putAndInsertString(DcmTag(0x6000, 0x0015, EVR_IS), "268435456");
-    EXPECT_FALSE(radvex::isSafeToRender(*dataset));
+    EXPECT_FALSE(radvex::reasonNotToRender(*dataset).empty());
 }
 
 TEST(RenderingSafety, AModalityLutIsForSixteenBitsAtMost) {
     for (const Uint16 bits : {Uint16{16}, Uint16{32}}) {
         const auto dataset = imageOf({.bits = bits, .bytes = 64});
-        EXPECT_TRUE(radvex::isSafeToRender(*dataset));
+        EXPECT_TRUE(radvex::reasonNotToRender(*dataset).empty());
         DcmItem* item = nullptr;
         ASSERT_TRUE(dataset->findOrCreateSequenceItem(DCM_ModalityLUTSequence, item, 0).good());
-        EXPECT_NE(radvex::isSafeToRender(*dataset), bits == 32);
+        EXPECT_NE(radvex::reasonNotToRender(*dataset).empty(), bits == 32);
     }
 }
 
 TEST(RenderingSafety, AStandaloneOverlayHasNoPixels) {
     const auto dataset = imageOf({});
     dataset->putAndInsertString(DCM_SOPClassUID, UID_RETIRED_StandaloneOverlayStorage);
-    EXPECT_FALSE(radvex::isSafeToRender(*dataset));
+    EXPECT_TRUE(radvex::isStandaloneOverlay(*dataset));
 }
 
 TEST(RenderingSafety, PixelsAreMadeEven) {
