@@ -4,9 +4,9 @@
 
 namespace GTU {
 
-/// Lets the host see how far a long call has come, and stop it: one real number that both see. Every change is also
-/// a point at which a wish to abort is noticed. The value is not clamped.
-/// @throws GantryError  Aborted, out of everything but the plain readers, after the value has been stored
+/// Lets the host see the progress of a long call, and stop it. The progress is one real number in a tensor that host
+/// and library share; it is not clamped. Every change also checks whether the host wants to abort.
+/// @throws GantryError  Aborted, by every function that changes a value, after the change
 class ProgressMonitor {
   public:
     ProgressMonitor(Tensor<double, Passing::Shared> indicator, double stepSize)
@@ -26,7 +26,7 @@ class ProgressMonitor {
 
   private:
     Tensor<double, Passing::Shared> sharedIndicator;
-    double step; ///< what ++ adds and -- takes
+    double step; ///< added by ++, subtracted by --
 };
 
 } // namespace GTU

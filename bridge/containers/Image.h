@@ -1,12 +1,12 @@
 #pragma once
 
-#include "bridge/ErrorManager.h"
 #include "bridge/containers/VArray.h"
 #include "bridge/containers/VContainerBase.h"
 
 namespace GTU {
 
-/// Element types of images and the host's codes for them. Of these, `signed char` is the bit image: 0 or 1 a byte.
+/// The host's codes for the element types of images. `signed char` stands for a bit image: one byte, 0 or 1, for each
+/// element.
 template <typename T>
 inline constexpr vint imageTypeCode = -1;
 template <>
@@ -20,7 +20,7 @@ inline constexpr vint imageTypeCode<float> = VImage_F32;
 template <>
 inline constexpr vint imageTypeCode<double> = VImage_F64;
 
-/// What can be asked of any image of the host, whatever its element type.
+/// What every image of the host can tell, whatever its element type.
 class ImageInterface {
   public:
     virtual ~ImageInterface() = default;
@@ -38,7 +38,7 @@ class ImageInterface {
     virtual void* rawData() const = 0;
 };
 
-/// ImageInterface answered by the host for the handle of `imageHandle()`.
+/// ImageInterface with the answers of the host for the image `imageHandle()`.
 class HostImage : public ImageInterface {
   public:
     vint colorspace() const override { return api()->VImage_getColorSpace(imageHandle()); }
@@ -59,7 +59,7 @@ class HostImage : public ImageInterface {
     virtual VImage imageHandle() const = 0;
 };
 
-/// Any image, borrowed: never frees anything.
+/// A borrowed image of any element type; never frees it.
 class ImageView : public HostImage {
   public:
     explicit ImageView(VImage image) : handle(image) {}
@@ -69,9 +69,9 @@ class ImageView : public HostImage {
     VImage handle;
 };
 
-/// Dimensions of an image, slowest first: slices (3D only), rows, columns, and the channels, when there are several,
-/// behind them if interleaved and in front otherwise.
-/// @throws GantryError  DimensionsError for a null handle, ImageSizeError when rank and channels do not agree
+/// Dimensions of an image, slowest first: slices (3D only), rows, columns. Several channels are one more dimension, the
+/// last if they are interleaved and the first otherwise.
+/// @throws GantryError  DimensionsError for a null handle, ImageSizeError for an image without channels
 VArrayDimensions dimensionsFromGenericImage(VImage image);
 
 template <typename P>
@@ -115,7 +115,7 @@ class VContainer<VArgumentType::Image, P> : public HostImage, public VContainerB
     void passImpl(VArgument res) const override { *res.image = this->handle; }
 };
 
-/// View of an image's elements in the host's memory.
+/// Access to an image's elements in the host's memory.
 template <typename T>
 class TypedImage : public VArray<T> {
   public:
@@ -136,7 +136,7 @@ class Image : public TypedImage<T>, public VContainer<VArgumentType::Image, P> {
     Image(vint slices, vint width, vint height, vint channels, vint colorSpace, bool interleaved)
         : Image(Generic(slices, width, height, channels, imageTypeCode<T>, colorSpace, interleaved)) {}
 
-    /// An image that the host handed in. @throws GantryError  CreateFromNullError, ImageSizeError, ImageTypeError
+    /// An image that the host passed in. @throws GantryError  CreateFromNullError, ImageSizeError, ImageTypeError
     explicit Image(VImage image) : Image(Generic(checkedNotNull(image), false)) {}
 
     VImage getInternal() const override { return this->handle; }
@@ -147,13 +147,6 @@ class Image : public TypedImage<T>, public VContainer<VArgumentType::Image, P> {
         if (this->type() != imageTypeCode<T>) {
             ErrorManager::throwException(ErrorName::ImageTypeError);
         }
-    }
-
-    static VImage checkedNotNull(VImage image) {
-        if (image == nullptr) {
-            ErrorManager::throwException(ErrorName::CreateFromNullError);
-        }
-        return image;
     }
 };
 
