@@ -4,6 +4,8 @@
 #include <array>
 #include <stdexcept>
 
+#include "host/ObjectFunctions.h"
+
 namespace velmora {
 
 namespace {
@@ -28,7 +30,13 @@ void fill(const Object& object, const std::vector<Element>& elements) {
 
 using Cell = VelmoraDataStoreNode::Cell;
 
-/// The value's cell; handles change hands, text stays the value's.
+template <typename Object>
+auto moveToStore(Object& object) {
+    changeOwner(object.handle(), Owner::store);
+    return object.release();
+}
+
+/// The cell for a value. An object in it becomes the store's; text stays the value's.
 Cell releaseToCell(Value& value) {
     struct Release {
         Cell operator()(Null&) const { return Cell{.dataStore = nullptr}; }
@@ -37,30 +45,17 @@ Cell releaseToCell(Value& value) {
         Cell operator()(double& number) const { return Cell{.real = number}; }
         Cell operator()(std::complex<double>& number) const { return Cell{.complex = {number.real(), number.imag()}}; }
         Cell operator()(std::string& text) const { return Cell{.utf8String = text.data()}; }
-        Cell operator()(Tensor& tensor) const {
-            ledger().changeOwner(ObjectKind::tensor, tensor.handle(), Owner::store);
-            return Cell{.tensor = tensor.release()};
-        }
-        Cell operator()(NumericArray& array) const {
-            ledger().changeOwner(ObjectKind::numericArray, array.handle(), Owner::store);
-            return Cell{.numericArray = array.release()};
-        }
-        Cell operator()(Image& image) const {
-            ledger().changeOwner(ObjectKind::image, image.handle(), Owner::store);
-            return Cell{.image = image.release()};
-        }
-        Cell operator()(Store& store) const {
-            ledger().changeOwner(ObjectKind::dataStore, store.handle(), Owner::store);
-            return Cell{.dataStore = store.release()};
-        }
+        Cell operator()(Tensor& tensor) const { return Cell{.tensor = moveToStore(tensor)}; }
+        Cell operator()(NumericArray& array) const { return Cell{.numericArray = moveToStore(array)}; }
+        Cell operator()(Image& image) const { return Cell{.image = moveToStore(image)}; }
+        Cell operator()(Store& store) const { return Cell{.dataStore = moveToStore(store)}; }
     };
-    return std::visit(Release{}, static_cast<std::variant<Null, bool, vint, double, std::complex<double>, std::string,
-                                                          Tensor, NumericArray, Image, Store>&>(value));
+    return std::visit(Release{}, value);
 }
 
 HostError unexpectedKind(NodeView node, vint expected) {
-    return HostError("The node '" + std::string(node.name()) + "' is expected to be of the kind " + kindName(expected) +
-                     ", and is " + (node.type() == expected ? "null" : kindName(node.type())) + ".");
+    return HostError("The node '" + std::string(node.name()) + "' should be of the kind " + kindName(expected) +
+                     ", but is " + (node.type() == expected ? "null" : kindName(node.type())) + ".");
 }
 
 } // namespace
@@ -132,39 +127,38 @@ StoreView NodeView::store() const {
 
 NodeView StoreView::at(std::size_t index) const {
     const VelmoraDataStoreNode* node = mStore == nullptr ? nullptr : mStore->first;
-    for (std::size_t before = 0; node != nullptr && before < index; ++before) {
+    for (std::size_t current = 0; node != nullptr && current < index; ++current) {
         node = node->next;
     }
     if (node == nullptr) {
-        throw HostError("Node " + std::to_string(index) + " of a store was asked for, which has " +
-                        std::to_string(size()) + " (they count from 0).");
+        throw HostError("A store of " + std::to_string(size()) + " nodes has no node " + std::to_string(index) +
+                        " (nodes count from 0).");
     }
     return NodeView(node);
 }
 
-const VelmoraDataStoreNode* StoreView::find(std::string_view name, vint type) const {
-    for (const VelmoraDataStoreNode* node = mStore == nullptr ? nullptr : mStore->first; node != nullptr;
-         node = node->next) {
-        if (name == node->name()) {
-            return node->type == type ? node : nullptr;
+const Cell* StoreView::find(std::string_view name, vint type) const {
+    for (const NodeView node : *this) {
+        if (node.name() == name) {
+            return node.type() == type ? &node.cell() : nullptr;
         }
     }
     return nullptr;
 }
 
 std::string_view StoreView::text(std::string_view name) const {
-    const VelmoraDataStoreNode* node = find(name, VType_UTF8String);
-    return node == nullptr || node->cell.utf8String == nullptr ? std::string_view{} : node->cell.utf8String;
+    const Cell* cell = find(name, VType_UTF8String);
+    return cell == nullptr || cell->utf8String == nullptr ? std::string_view{} : cell->utf8String;
 }
 
 std::optional<vint> StoreView::integer(std::string_view name) const {
-    const VelmoraDataStoreNode* node = find(name, VType_Integer);
-    return node == nullptr ? std::nullopt : std::optional(node->cell.integer);
+    const Cell* cell = find(name, VType_Integer);
+    return cell == nullptr ? std::nullopt : std::optional(cell->integer);
 }
 
 StoreView StoreView::store(std::string_view name) const {
-    const VelmoraDataStoreNode* node = find(name, VType_DataStore);
-    return StoreView(node == nullptr ? nullptr : node->cell.dataStore);
+    const Cell* cell = find(name, VType_DataStore);
+    return StoreView(cell == nullptr ? nullptr : cell->dataStore);
 }
 
 std::vector<std::string> StoreView::texts() const {
