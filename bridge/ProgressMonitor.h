@@ -14,15 +14,28 @@ class ProgressMonitor {
 
     double get() const { return sharedIndicator.at(0); }
     double getStep() const { return step; }
-    void setStep(double stepSize);
-    void set(double progress);
+    void setStep(double stepSize) {
+        step = stepSize;
+        checkAbort();
+    }
+    void set(double progress) {
+        sharedIndicator.at(0) = progress;
+        checkAbort();
+    }
 
-    ProgressMonitor& operator+=(double progress);
-    ProgressMonitor& operator-=(double progress);
-    ProgressMonitor& operator++();
-    ProgressMonitor& operator--();
+    ProgressMonitor& operator+=(double progress) {
+        set(get() + progress);
+        return *this;
+    }
+    ProgressMonitor& operator-=(double progress) { return *this += -progress; }
+    ProgressMonitor& operator++() { return *this += step; }
+    ProgressMonitor& operator--() { return *this += -step; }
 
-    static void checkAbort();
+    static void checkAbort() {
+        if (LibraryData::API()->AbortQ() != 0) {
+            ErrorManager::throwException(ErrorName::Aborted);
+        }
+    }
 
   private:
     Tensor<double, Passing::Shared> sharedIndicator;

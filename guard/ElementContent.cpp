@@ -41,12 +41,6 @@ ElementContent contentOfEither(TagNumber tag, const ElementContext& context) {
     return context.isCheckedForVr && isDerived ? ElementContent::Refused : ElementContent::Value;
 }
 
-ElementContent contentOfDelimiter(TagNumber tag) {
-    return tag == kItemDelimiterTag ? ElementContent::ItemEnd : ElementContent::Misplaced;
-}
-
-bool isText(DcmEVR vr) { return DcmVR(vr).isaString() == OFTrue; }
-
 /// A text that grows byte by byte. Spaces at the end are left out.
 struct GrowingText {
     std::string text{};
@@ -79,7 +73,7 @@ struct GrowingText {
 ElementContent contentOfUncommon(const ElementHeader& header) {
     switch (header.vr) {
     case EVR_SQ: return ElementContent::Sequence;
-    case EVR_na: return contentOfDelimiter(header.tag);
+    case EVR_na: return header.tag == kItemDelimiterTag ? ElementContent::ItemEnd : ElementContent::Misplaced;
     case EVR_OB:
     case EVR_OW: return header.tag == kVoiLutTag ? ElementContent::Refused : ElementContent::Value;
     case EVR_item:
@@ -109,7 +103,7 @@ ElementContent contentOfUndefined(const ElementHeader& header, const ElementCont
 }
 
 std::optional<std::string> readText(ByteSource& source, const ElementHeader& header) {
-    if (!isText(header.vr) || header.length == 0) {
+    if (DcmVR(header.vr).isaString() != OFTrue || header.length == 0) {
         return std::nullopt;
     }
     GrowingText growing;

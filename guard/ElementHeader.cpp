@@ -32,13 +32,6 @@ DictionaryVrs::~DictionaryVrs() {
     }
 }
 
-const DcmDataDictionary& DictionaryVrs::dictionary() {
-    if (mDictionary == nullptr) {
-        mDictionary = &dcmDataDict.rdlock();
-    }
-    return *mDictionary;
-}
-
 DcmEVR DictionaryVrs::of(TagNumber tag) {
     struct Answer {
         TagNumber tag = 0;
@@ -55,7 +48,10 @@ DcmEVR DictionaryVrs::of(TagNumber tag) {
 
 DcmEVR DictionaryVrs::ofPrivate(TagNumber tag, const char* creator, DcmEVR otherwise) {
     const DcmTagKey key(static_cast<Uint16>(tag >> 16), elementNumber(tag));
-    const DcmDictEntry* entry = dictionary().findEntry(key, creator);
+    if (mDictionary == nullptr) {
+        mDictionary = &dcmDataDict.rdlock();
+    }
+    const DcmDictEntry* entry = mDictionary->findEntry(key, creator);
     return entry == nullptr ? otherwise : entry->getEVR();
 }
 

@@ -89,8 +89,6 @@ class DictionaryVrs {
     DcmEVR ofPrivate(TagNumber tag, const char* creator, DcmEVR otherwise);
 
   private:
-    const DcmDataDictionary& dictionary();
-
     const DcmDataDictionary* mDictionary = nullptr; ///< null until first used; then locked for reading
 };
 
@@ -113,12 +111,9 @@ class HeaderReader {
     /// @return false when the bytes end before the header does
     bool readItem(Encoding encoding, ElementHeader& header);
 
-    /// Takes the VR of a private element from the dictionary. It stays if the dictionary has none.
-    void lookUpPrivate(ElementHeader& header, const char* creator) {
-        header.vr = mDictionary.ofPrivate(header.tag, creator, header.vr);
-    }
-    bool isPrivatePixelData(TagNumber tag, const char* creator) {
-        return mDictionary.ofPrivate(tag, creator, EVR_UNKNOWN) == EVR_px;
+    /// The VR that the dictionary has for a private element; `otherwise` if it has none.
+    DcmEVR privateVr(TagNumber tag, const char* creator, DcmEVR otherwise) {
+        return mDictionary.ofPrivate(tag, creator, otherwise);
     }
 
   private:

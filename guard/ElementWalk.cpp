@@ -148,7 +148,7 @@ ElementWalk::Step ElementWalk::readElement(Scope& item) {
         }
     }
     if (creator != nullptr && !item.encoding.isExplicit) {
-        mHeaders.lookUpPrivate(header, creator);
+        header.vr = mHeaders.privateVr(header.tag, creator, header.vr);
     }
     const ElementContent content = contentIn(item, header, creator);
     switch (content) {
@@ -201,7 +201,8 @@ ElementContent ElementWalk::contentIn(const Scope& item, const ElementHeader& he
         return isLargerThanItem(item, header) ? ElementContent::Refused : contentOf(header);
     }
     ElementContext context;
-    context.isPrivatePixelData = isPrivate(header.tag) && mHeaders.isPrivatePixelData(header.tag, creator);
+    context.isPrivatePixelData =
+        isPrivate(header.tag) && mHeaders.privateVr(header.tag, creator, EVR_UNKNOWN) == EVR_px;
     context.isCheckedForVr = !item.encoding.isExplicit && item.kind != Kind::MetaInformation;
     context.hasWaveformBits = item.waveformBits.value != 0;
     return contentOfUndefined(header, context);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <span>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -20,25 +19,20 @@ namespace {
 constexpr std::size_t kPreamble = 128;
 constexpr std::string_view kPrefix = "DICM";
 
-/// DCMTK's guess at the transfer syntax of the next bytes.
+/// DCMTK's guess at the transfer syntax of a dataset, which only its own classes can ask for.
 class SyntaxGuess : DcmItem {
   public:
     static E_TransferSyntax at(ByteSource& source) {
-        const auto bytes = source.peek(6);
-        if (bytes.size() == 6 && std::memcmp(bytes.data(), kUsualStart.data(), 6) == 0) {
+        // Almost every file begins with these bytes, for which DCMTK guesses explicit VR, little endian.
+        constexpr std::string_view kUsualStart{"\x02\0\0\0UL", 6};
+        const auto bytes = source.peek(kUsualStart.size());
+        if (bytes.size() == kUsualStart.size() &&
+            std::memcmp(bytes.data(), kUsualStart.data(), kUsualStart.size()) == 0) {
             return EXS_LittleEndianExplicit;
         }
-        return SyntaxGuess().ofBytes(bytes);
-    }
-
-  private:
-    /// The first bytes of almost every file; DCMTK guesses explicit VR, little endian for them.
-    static constexpr std::string_view kUsualStart{"\x02\0\0\0UL", 6};
-
-    E_TransferSyntax ofBytes(std::span<const std::uint8_t> bytes) {
         DcmInputBufferStream stream;
         stream.setBuffer(bytes.data(), static_cast<offile_off_t>(bytes.size()));
-        return checkTransferSyntax(stream);
+        return SyntaxGuess().checkTransferSyntax(stream);
     }
 };
 

@@ -25,12 +25,12 @@ struct ParseLimits {
 /// directory record, inserts elements that are out of order by linear search, and inflates without a limit. This check
 /// does not recurse and reads no values; it inflates a deflated dataset piece by piece.
 ///
-/// The file must not change between the check and the load. All other errors are left to DCMTK. The check of a file
-/// that cannot be read (see OpenFile::hasFailed) says nothing.
+/// The file must not change between the check and the load. All other errors are left to DCMTK. A file that
+/// cannot be read (see OpenFile::hasFailed) is not checked.
 ///
 /// @return the reason to refuse the file, as a part of a sentence for OpenFileError; nothing when DCMTK may load it
 std::optional<std::string> reasonNotToParse(OpenFile& file, const ParseLimits& limits = {});
-/// Checks the file of a path. There is no reason to refuse a path without a plain file.
+/// Checks the file of a path. A path without a plain file gives no reason to refuse it.
 std::optional<std::string> reasonNotToParse(const std::string& path, const ParseLimits& limits = {});
 
 } // namespace radvex

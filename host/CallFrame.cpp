@@ -50,40 +50,21 @@ void CallFrame::fill(Cell& cell, vint declared, const Value& value) {
     if (value.type() != declared) {
         return;
     }
-    switch (declared) {
-    case VType_Boolean: cell.boolean = value.get<bool>() ? 1 : 0; break;
-    case VType_Integer: cell.integer = value.get<vint>(); break;
-    case VType_Real: cell.real = value.get<double>(); break;
-    case VType_Complex: {
-        const auto number = value.get<std::complex<double>>();
-        cell.complex = {number.real(), number.imag()};
-        break;
-    }
-    case VType_UTF8String:
-        cell.utf8String = ::strdup(value.get<std::string>().c_str());
+    cell = value.cell();
+    if (declared == VType_UTF8String) {
+        cell.utf8String = ::strdup(cell.utf8String);
         mTexts.push_back(cell.utf8String);
         ledger().add(ObjectKind::string, cell.utf8String, Owner::host);
-        break;
-    case VType_Tensor: cell.tensor = value.get<Tensor>().handle(); break;
-    case VType_NumericArray: cell.numericArray = value.get<NumericArray>().handle(); break;
-    case VType_Image: cell.image = value.get<Image>().handle(); break;
-    case VType_DataStore: cell.dataStore = value.get<Store>().handle(); break;
-    default: break;
     }
 }
 
 Value CallFrame::takeResult(vint type) {
     switch (type) {
-    case VType_Boolean: return mResult.boolean != 0;
-    case VType_Integer: return mResult.integer;
-    case VType_Real: return mResult.real;
-    case VType_Complex: return std::complex<double>(mResult.complex.re, mResult.complex.im);
-    case VType_UTF8String: return mResult.utf8String == nullptr ? Value{} : Value{std::string(mResult.utf8String)};
     case VType_Tensor: return adopt<Tensor>(mResult.tensor);
     case VType_NumericArray: return adopt<NumericArray>(mResult.numericArray);
     case VType_Image: return adopt<Image>(mResult.image);
     case VType_DataStore: return adopt<Store>(mResult.dataStore);
-    default: return {};
+    default: return scalarOf(type, mResult);
     }
 }
 

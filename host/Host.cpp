@@ -2,8 +2,6 @@
 
 #include <dlfcn.h>
 
-#include <algorithm>
-
 #include "host/CallFrame.h"
 
 namespace velmora {
@@ -195,7 +193,6 @@ std::vector<RegisteredError> Host::errors() const {
     for (const auto& [id, error] : mErrors) {
         list.push_back(error);
     }
-    std::sort(list.begin(), list.end(), [](const auto& left, const auto& right) { return left.id > right.id; });
     return list;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+#include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -84,7 +86,7 @@ class Host {
     std::unique_ptr<void, Unload> mLibrary{};
     std::unordered_map<std::string, Declaration> mDeclarations{};
     std::unordered_map<std::string, VelmoraFunction> mFunctions{};
-    std::unordered_map<int, RegisteredError> mErrors{};
+    std::map<int, RegisteredError, std::greater<>> mErrors{};
     std::string mParametersSymbol{};
     bool mInitialized = false;
 };

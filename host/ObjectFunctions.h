@@ -54,7 +54,7 @@ inline bool flattenedLength(const std::vector<vint>& dimensions, vint& length) {
     return true;
 }
 
-/// Adds a finished object to the ledger. @return null for an object without elements' memory
+/// Adds a finished object to the ledger. @return null when its elements could not be allocated
 template <typename Object>
 Object* registerObject(std::unique_ptr<Object> object, Owner owner) {
     if (object->data == nullptr) {

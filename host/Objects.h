@@ -15,6 +15,14 @@ struct FreeDeleter {
 };
 using Buffer = std::unique_ptr<void, FreeDeleter>;
 
+/// What tensors, numeric arrays and images have in common.
+struct Elements {
+    vint type = 0;
+    vint length = 0; ///< number of elements
+    vint shares = 0;
+    Buffer data{};
+};
+
 /// Bytes of one element; 0 for an unknown type.
 std::size_t tensorElementSize(vint type);
 std::size_t numericArrayElementSize(vint type);
@@ -24,30 +32,18 @@ std::size_t imageElementSize(vint type);
 
 // The objects behind the opaque handles of velmora/VelmoraLibrary.h.
 
-struct VelmoraTensor {
+struct VelmoraTensor : velmora::Elements {
     static constexpr auto kKind = velmora::ObjectKind::tensor;
-
-    vint type = VTensor_Integer;
     std::vector<vint> dimensions{};
-    vint length = 0;
-    vint shares = 0;
-    velmora::Buffer data{};
 };
 
-struct VelmoraNumericArray {
+struct VelmoraNumericArray : velmora::Elements {
     static constexpr auto kKind = velmora::ObjectKind::numericArray;
-
-    vint type = VNumericArray_U8;
     std::vector<vint> dimensions{};
-    vint length = 0;
-    vint shares = 0;
-    velmora::Buffer data{};
 };
 
-struct VelmoraImage {
+struct VelmoraImage : velmora::Elements {
     static constexpr auto kKind = velmora::ObjectKind::image;
-
-    vint type = VImage_U8;
     vint rank = 2;
     vint slices = 1;
     vint rows = 0;
@@ -55,9 +51,6 @@ struct VelmoraImage {
     vint channels = 1;
     vint colorSpace = VColorSpace_Grey;
     bool interleaved = true;
-    vint length = 0;
-    vint shares = 0;
-    velmora::Buffer data{};
 };
 
 /// Node, name and text lie in one block of their store's memory: the name follows the node, the text of a string node
@@ -104,7 +97,6 @@ class NodeMemory {
 
 struct VelmoraDataStore {
     static constexpr auto kKind = velmora::ObjectKind::dataStore;
-
     velmora::NodeMemory memory{};
     VelmoraDataStoreNode* first = nullptr;
     VelmoraDataStoreNode* last = nullptr;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <stdexcept>
 
 #include "host/ObjectFunctions.h"
@@ -29,29 +30,6 @@ void fill(const Object& object, const std::vector<Element>& elements) {
 }
 
 using Cell = VelmoraDataStoreNode::Cell;
-
-template <typename Object>
-auto moveToStore(Object& object) {
-    changeOwner(object.handle(), Owner::store);
-    return object.release();
-}
-
-/// The cell for a value. An object in it becomes the store's; text stays the value's.
-Cell releaseToCell(Value& value) {
-    struct Release {
-        Cell operator()(Null&) const { return Cell{.dataStore = nullptr}; }
-        Cell operator()(bool& flag) const { return Cell{.boolean = flag ? 1 : 0}; }
-        Cell operator()(vint& number) const { return Cell{.integer = number}; }
-        Cell operator()(double& number) const { return Cell{.real = number}; }
-        Cell operator()(std::complex<double>& number) const { return Cell{.complex = {number.real(), number.imag()}}; }
-        Cell operator()(std::string& text) const { return Cell{.utf8String = text.data()}; }
-        Cell operator()(Tensor& tensor) const { return Cell{.tensor = moveToStore(tensor)}; }
-        Cell operator()(NumericArray& array) const { return Cell{.numericArray = moveToStore(array)}; }
-        Cell operator()(Image& image) const { return Cell{.image = moveToStore(image)}; }
-        Cell operator()(Store& store) const { return Cell{.dataStore = moveToStore(store)}; }
-    };
-    return std::visit(Release{}, value);
-}
 
 HostError unexpectedKind(NodeView node, vint expected) {
     return HostError("The node '" + std::string(node.name()) + "' should be of the kind " + kindName(expected) +
@@ -91,16 +69,20 @@ Store Store::of(std::vector<Value> values) {
 }
 
 Store Store::ofTexts(const std::vector<std::string>& texts) {
-    Store store = empty();
-    for (const std::string& text : texts) {
-        store.add("", text);
-    }
-    return store;
+    return of(std::vector<Value>(texts.begin(), texts.end()));
 }
 
 void Store::add(const std::string& name, Value value) {
     const vint type = value.is<Null>() ? static_cast<vint>(VType_DataStore) : value.type();
-    appendNode(handle(), name.c_str(), type, releaseToCell(value));
+    const Cell cell = value.cell();
+    std::visit(
+        [](auto& content) {
+            if constexpr (requires { content.release(); }) {
+                changeOwner(content.release(), Owner::store);
+            }
+        },
+        value);
+    appendNode(handle(), name.c_str(), type, cell);
 }
 
 const char* kindName(vint type) {
@@ -171,20 +153,25 @@ std::vector<std::string> StoreView::texts() const {
     return texts;
 }
 
-Value NodeView::value() const {
-    const Cell& cell = mNode->cell;
-    switch (mNode->type) {
+Value scalarOf(vint type, const Cell& cell) {
+    switch (type) {
     case VType_Boolean: return cell.boolean != 0;
     case VType_Integer: return cell.integer;
     case VType_Real: return cell.real;
     case VType_Complex: return std::complex<double>(cell.complex.re, cell.complex.im);
     case VType_UTF8String: return cell.utf8String == nullptr ? Value{} : Value{std::string(cell.utf8String)};
-    case VType_Tensor: return Tensor(cloneTensor(cell.tensor, Owner::host));
-    case VType_NumericArray: return NumericArray(cloneNumericArray(cell.numericArray, Owner::host));
-    case VType_Image: return Image(cloneImage(cell.image, Owner::host));
-    case VType_DataStore:
-        return cell.dataStore == nullptr ? Value{} : Value{Store(cloneDataStore(cell.dataStore, Owner::host))};
     default: return {};
+    }
+}
+
+Value NodeView::value() const {
+    switch (type()) {
+    case VType_Tensor: return Tensor(cloneTensor(cell().tensor, Owner::host));
+    case VType_NumericArray: return NumericArray(cloneNumericArray(cell().numericArray, Owner::host));
+    case VType_Image: return Image(cloneImage(cell().image, Owner::host));
+    case VType_DataStore:
+        return cell().dataStore == nullptr ? Value{} : Value{Store(cloneDataStore(cell().dataStore, Owner::host))};
+    default: return scalarOf(type(), cell());
     }
 }
 
@@ -192,6 +179,26 @@ vint Value::type() const {
     static constexpr vint types[] = {VType_Undef,      VType_Boolean, VType_Integer,      VType_Real,  VType_Complex,
                                      VType_UTF8String, VType_Tensor,  VType_NumericArray, VType_Image, VType_DataStore};
     return types[index()];
+}
+
+Cell Value::cell() const {
+    struct Fill {
+        Cell& cell;
+        void operator()(const Null&) const {}
+        void operator()(const bool& flag) const { cell.boolean = flag ? 1 : 0; }
+        void operator()(const vint& number) const { cell.integer = number; }
+        void operator()(const double& number) const { cell.real = number; }
+        void operator()(const std::complex<double>& number) const { cell.complex = {number.real(), number.imag()}; }
+        void operator()(const std::string& text) const { cell.utf8String = const_cast<char*>(text.c_str()); }
+        void operator()(const Tensor& tensor) const { cell.tensor = tensor.handle(); }
+        void operator()(const NumericArray& array) const { cell.numericArray = array.handle(); }
+        void operator()(const Image& image) const { cell.image = image.handle(); }
+        void operator()(const Store& store) const { cell.dataStore = store.handle(); }
+    };
+    Cell cell;
+    std::memset(&cell, 0, sizeof(cell)); // every member, whichever is read
+    visit(Fill{cell});
+    return cell;
 }
 
 } // namespace velmora

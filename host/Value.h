@@ -217,6 +217,11 @@ class Value : public std::variant<Null, bool, vint, double, std::complex<double>
     }
     /// VType_..., VType_Undef for Null.
     vint type() const;
+    /// The value as a cell, which borrows the text or object; all zero for Null.
+    VelmoraDataStoreNode::Cell cell() const;
 };
+
+/// The boolean, number or text in a cell; Null for an object or a null text.
+Value scalarOf(vint type, const VelmoraDataStoreNode::Cell& cell);
 
 } // namespace velmora

@@ -36,10 +36,25 @@ TTLink newLink(TTEnvironment environment, std::shared_ptr<TokenQueue> incoming, 
     return link.release();
 }
 
-void setError(int* error, int code) {
+/// Runs `open` unless an output pointer is missing or the fault hook refuses, and sets `*error`. @return 1 for success
+template <typename Open>
+int openLinks(TTEnvironment environment, bool hasOutputs, const char* function, int* error, Open open) {
+    int code = TTE_OK;
+    if (environment == nullptr || !hasOutputs) {
+        code = TTE_NULL;
+    } else if (environment->refuses(function)) {
+        code = TTE_REFUSED;
+    } else {
+        try {
+            open();
+        } catch (const std::bad_alloc&) {
+            code = TTE_MEMORY;
+        }
+    }
     if (error != nullptr) {
         *error = code;
     }
+    return code == TTE_OK ? 1 : 0;
 }
 
 auto findMark(TTLink link, TTMark mark) {
@@ -104,40 +119,22 @@ int TTOpenBufferCount(TTEnvironment environment) {
 }
 
 TTLink TTLoopbackOpen(TTEnvironment environment, int* error) {
-    if (environment == nullptr || environment->refuses(__func__)) {
-        setError(error, environment == nullptr ? TTE_NULL : TTE_REFUSED);
-        return nullptr;
-    }
-    try {
+    TTLink link = nullptr;
+    openLinks(environment, true, __func__, error, [&] {
         auto queue = std::make_shared<TokenQueue>();
-        const TTLink link = newLink(environment, queue, queue);
-        setError(error, TTE_OK);
-        return link;
-    } catch (const std::bad_alloc&) {
-        setError(error, TTE_MEMORY);
-        return nullptr;
-    }
+        link = newLink(environment, queue, queue);
+    });
+    return link;
 }
 
 int TTOpenPair(TTEnvironment environment, TTLink* first, TTLink* second, int* error) {
-    if (environment == nullptr || first == nullptr || second == nullptr || environment->refuses(__func__)) {
-        setError(error, environment != nullptr && first != nullptr && second != nullptr ? TTE_REFUSED : TTE_NULL);
-        return 0;
-    }
-    TTLink opened = nullptr;
-    try {
+    return openLinks(environment, first != nullptr && second != nullptr, __func__, error, [&] {
         auto toSecond = std::make_shared<TokenQueue>();
         auto toFirst = std::make_shared<TokenQueue>();
-        opened = newLink(environment, toFirst, toSecond);
+        std::unique_ptr<TTLinkRecord, void (*)(TTLink)> opened(newLink(environment, toFirst, toSecond), TTClose);
         *second = newLink(environment, toSecond, toFirst);
-        *first = opened;
-        setError(error, TTE_OK);
-        return 1;
-    } catch (const std::bad_alloc&) {
-        TTClose(opened);
-        setError(error, TTE_MEMORY);
-        return 0;
-    }
+        *first = opened.release();
+    });
 }
 
 TTEnvironment TTLinkEnvironment(TTLink link) {

@@ -124,7 +124,7 @@ class DataList : public VContainer<VArgumentType::DataStore, P> {
     }
 
   private:
-    // The length counts, not a null node: a host whose nodes end before its length says is an error.
+    // Counts by the length and not up to a null node, so that a host with too few nodes is an error.
     void makeProxy() {
         const auto* api = LibraryData::DataStoreAPI();
         const vint length = api->DataStore_getLength(this->handle);

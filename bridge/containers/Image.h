@@ -24,35 +24,19 @@ inline constexpr vint imageTypeCode<double> = VImage_F64;
 class ImageInterface {
   public:
     virtual ~ImageInterface() = default;
-    virtual vint colorspace() const = 0;
-    virtual vint rows() const = 0;
-    virtual vint columns() const = 0;
-    virtual vint slices() const = 0; ///< 1 for a 2D image
-    virtual vint channels() const = 0;
-    virtual bool alphaChannelQ() const = 0;
-    virtual bool interleavedQ() const = 0;
-    virtual bool is3D() const = 0;
-    virtual vint getRank() const = 0;
-    virtual vint getFlattenedLength() const = 0;
-    virtual vint type() const = 0;
-    virtual void* rawData() const = 0;
-};
-
-/// ImageInterface with the answers of the host for the image `imageHandle()`.
-class HostImage : public ImageInterface {
-  public:
-    vint colorspace() const override { return api()->VImage_getColorSpace(imageHandle()); }
-    vint rows() const override { return api()->VImage_getRowCount(imageHandle()); }
-    vint columns() const override { return api()->VImage_getColumnCount(imageHandle()); }
-    vint slices() const override { return api()->VImage_getSliceCount(imageHandle()); }
-    vint channels() const override { return api()->VImage_getChannels(imageHandle()); }
-    bool alphaChannelQ() const override { return api()->VImage_alphaChannelQ(imageHandle()) != 0; }
-    bool interleavedQ() const override { return api()->VImage_interleavedQ(imageHandle()) != 0; }
-    bool is3D() const override { return getRank() == 3; }
-    vint getRank() const override { return api()->VImage_getRank(imageHandle()); }
-    vint getFlattenedLength() const override { return api()->VImage_getFlattenedLength(imageHandle()); }
-    vint type() const override { return api()->VImage_getDataType(imageHandle()); }
-    void* rawData() const override { return api()->VImage_getRawData(imageHandle()); }
+    virtual vint colorspace() const { return api()->VImage_getColorSpace(imageHandle()); }
+    virtual vint rows() const { return api()->VImage_getRowCount(imageHandle()); }
+    virtual vint columns() const { return api()->VImage_getColumnCount(imageHandle()); }
+    /// 1 for a 2D image.
+    virtual vint slices() const { return api()->VImage_getSliceCount(imageHandle()); }
+    virtual vint channels() const { return api()->VImage_getChannels(imageHandle()); }
+    virtual bool alphaChannelQ() const { return api()->VImage_alphaChannelQ(imageHandle()) != 0; }
+    virtual bool interleavedQ() const { return api()->VImage_interleavedQ(imageHandle()) != 0; }
+    virtual bool is3D() const { return getRank() == 3; }
+    virtual vint getRank() const { return api()->VImage_getRank(imageHandle()); }
+    virtual vint getFlattenedLength() const { return api()->VImage_getFlattenedLength(imageHandle()); }
+    virtual vint type() const { return api()->VImage_getDataType(imageHandle()); }
+    virtual void* rawData() const { return api()->VImage_getRawData(imageHandle()); }
 
   private:
     static const VelmoraImageFunctions* api() { return LibraryData::ImageAPI(); }
@@ -60,7 +44,7 @@ class HostImage : public ImageInterface {
 };
 
 /// A borrowed image of any element type; never frees it.
-class ImageView : public HostImage {
+class ImageView : public ImageInterface {
   public:
     explicit ImageView(VImage image) : handle(image) {}
 
@@ -75,7 +59,7 @@ class ImageView : public HostImage {
 VArrayDimensions dimensionsFromGenericImage(VImage image);
 
 template <typename P>
-class VContainer<VArgumentType::Image, P> : public HostImage, public VContainerBase<VArgumentType::Image, P> {
+class VContainer<VArgumentType::Image, P> : public ImageInterface, public VContainerBase<VArgumentType::Image, P> {
     using Base = VContainerBase<VArgumentType::Image, P>;
 
   public:
@@ -103,11 +87,7 @@ class VContainer<VArgumentType::Image, P> : public HostImage, public VContainerB
     VImage imageHandle() const override { return this->handle; }
 
     VImage cloneImpl() const override {
-        VImage copy = nullptr;
-        if (LibraryData::ImageAPI()->VImage_clone(this->handle, &copy) != 0) {
-            ErrorManager::throwException(ErrorName::ImageCloneError);
-        }
-        return copy;
+        return checkedClone(LibraryData::ImageAPI()->VImage_clone, this->handle, ErrorName::ImageCloneError);
     }
     void freeImpl() override { LibraryData::ImageAPI()->VImage_free(this->handle); }
     void disownImpl() override { LibraryData::ImageAPI()->VImage_disown(this->handle); }

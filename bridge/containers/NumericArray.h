@@ -54,11 +54,7 @@ class VContainer<VArgumentType::NumericArray, P> : public NumericArrayInterface,
     static const VelmoraNumericArrayFunctions* api() { return LibraryData::NumericArrayAPI(); }
 
     VNumericArray cloneImpl() const override {
-        VNumericArray copy = nullptr;
-        if (api()->VNumericArray_clone(this->handle, &copy) != 0) {
-            ErrorManager::throwException(ErrorName::NumericArrayCloneError);
-        }
-        return copy;
+        return checkedClone(api()->VNumericArray_clone, this->handle, ErrorName::NumericArrayCloneError);
     }
     void freeImpl() override { api()->VNumericArray_free(this->handle); }
     void disownImpl() override { api()->VNumericArray_disown(this->handle); }

@@ -56,11 +56,7 @@ class VContainer<VArgumentType::Tensor, P> : public TensorInterface, public VCon
 
   private:
     VTensor cloneImpl() const override {
-        VTensor copy = nullptr;
-        if (LibraryData::API()->VTensor_clone(this->handle, &copy) != 0) {
-            ErrorManager::throwException(ErrorName::TensorCloneError);
-        }
-        return copy;
+        return checkedClone(LibraryData::API()->VTensor_clone, this->handle, ErrorName::TensorCloneError);
     }
     void freeImpl() override { LibraryData::API()->VTensor_free(this->handle); }
     void disownImpl() override { LibraryData::API()->VTensor_disown(this->handle); }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <utility>
 
 #include "bridge/ErrorManager.h"
@@ -15,6 +16,16 @@ Handle checkedNotNull(Handle handle) {
         ErrorManager::throwException(ErrorName::CreateFromNullError);
     }
     return handle;
+}
+
+/// A copy that the host made with `clone`. @throws GantryError  `errorName` when it made none
+template <typename Handle>
+Handle checkedClone(int (*clone)(Handle, Handle*), Handle handle, const std::string& errorName) {
+    Handle copy = nullptr;
+    if (clone(handle, &copy) != 0) {
+        ErrorManager::throwException(errorName);
+    }
+    return copy;
 }
 
 /// A host handle and the policy that says who releases it. `Tag` is the kind of handle.

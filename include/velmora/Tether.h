@@ -175,10 +175,10 @@ TT_NUMBER_FUNCTIONS(Real64, double)
 
 /* ---- Text -------------------------------------------------------------------------------------------------- */
 
-/* Text is kept as Unicode. A put function fails with TTE_ENCODING for text that is not well formed: overlong forms, lone
- * surrogates, values beyond U+10FFFF. A get function fails with it for text that its encoding cannot hold. Lengths count
- * units of the encoding, not bytes and not characters; buffers handed out end with a zero unit that the length does not
- * count. There is no byte-order mark: units are in the machine's byte order.
+/* Text is kept as Unicode. A put function fails with TTE_ENCODING for text that is not well formed: overlong forms,
+ * lone surrogates, values beyond U+10FFFF. A get function fails with it for text that its encoding cannot hold. Lengths
+ * count units of the encoding, not bytes and not characters; buffers handed out end with a zero unit that the length
+ * does not count. There is no byte-order mark: units are in the machine's byte order.
  *
  *   (none)   UTF-8, ended by a zero byte
  *   Byte     one byte for each character, U+0000 to U+00FF

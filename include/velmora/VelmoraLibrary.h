@@ -71,8 +71,9 @@ enum {
 /* One machine word: a pointer to the cell that holds the value, never the value itself.
  *
  * Arguments: the cells belong to the host and live until the call returns. Objects in them stay the host's, with two
- * exceptions: a library may take over a string, which it gives back with one UTF8String_disown; and it may delete a data
- * store that lies inside an argument's data store.
+ * exceptions: a library may take over a string, which it gives back with one UTF8String_disown; and it may delete a
+ * data store that lies inside an argument's data store.
+ *
  * Result: the library stores a value, or a handle that becomes the host's, through the pointer. A string result stays
  * the library's and is valid until its next string result: the host copies it at once and never frees it. */
 typedef union {
