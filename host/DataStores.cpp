@@ -29,13 +29,12 @@ void destroyCell(vint type, const Cell& cell) {
 /// Frees one store and what is in it, except for inner stores: they are added to `inner`, so that nesting needs no
 /// recursion.
 void destroyOne(DataStore store, std::vector<DataStore>& inner) {
-    for (VelmoraDataStoreNode* node = store->first; node != nullptr;) {
+    for (const VelmoraDataStoreNode* node = store->first; node != nullptr; node = node->next) {
         if (node->type == VType_DataStore && node->cell.dataStore != nullptr) {
             inner.push_back(node->cell.dataStore);
         } else {
             destroyCell(node->type, node->cell);
         }
-        node = node->next;
     }
     delete store;
 }
