@@ -41,6 +41,7 @@ bool readText(TTLink link, std::string& text) {
 
 std::vector<std::string> canonical(const std::vector<std::string>& folders) {
     std::vector<std::string> paths;
+    paths.reserve(folders.size());
     for (const std::string& folder : folders) {
         paths.push_back(std::filesystem::weakly_canonical(folder).string());
     }
