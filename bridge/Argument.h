@@ -8,7 +8,7 @@
 
 namespace GTU {
 
-/// Typed view of one cell, and the one place where a value of a kind is added to a data store.
+/// Typed view of one cell. All values that go into a data store are added by this class.
 template <VArgumentType T>
 class Argument {
     using Traits = VArgumentTraits<T>;
@@ -22,7 +22,7 @@ class Argument {
     CType* getAddress() const { return Traits::cell(arg); }
     void set(CType value) const { *Traits::cell(arg) = value; }
 
-    /// Appends a node; an empty name means a node without one. A handle becomes the store's.
+    /// Appends a node; an empty name makes a node without a name. A handle becomes the store's.
     template <typename Value>
     static void addDataStoreNode(::DataStore store, const std::string& name, Value value) {
         Traits::add(*LibraryData::DataStoreAPI(), store, name.c_str(), value);

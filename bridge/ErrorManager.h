@@ -11,10 +11,10 @@
 
 namespace GTU {
 
-/// The table of registered errors: hands out ids, finds entries and throws them.
+/// The table of registered errors: assigns ids, finds entries and throws them.
 ///
-/// Code names an error and passes the values for the slots of its message, in the order of the slots. Values are
-/// strings, C strings, `int` or `long long`; they reach the host beside the return code.
+/// Callers name an error and pass the values for the slots of its message, in the order of the slots. Values are
+/// strings, C strings, `int` or `long long`; they travel to the host beside the return code.
 class ErrorManager {
   public:
     ErrorManager() = delete;
@@ -24,17 +24,17 @@ class ErrorManager {
     /// The table; the first call registers the bridge's own errors.
     static const Table& errors() { return mutableErrors(); }
 
-    /// Registers (name, message) pairs of a library behind what is there, in order.
-    /// @throws GantryError  ErrorManagerCreateNameError when a name is there with another message
+    /// Registers the (name, message) pairs of a library, in order.
+    /// @throws GantryError  ErrorManagerCreateNameError when a name is registered with another message
     static void registerPlugpackErrors(const std::vector<std::pair<std::string, std::string>>& pairs);
 
     /// Registers one pair. The same pair again changes nothing, so that initializing twice is harmless.
     /// @throws GantryError  ErrorManagerCreateNameError
     static void set(const std::pair<std::string, std::string>& error);
 
-    /// @throws GantryError  ErrorManagerThrowNameError when there is none of that name
+    /// @throws GantryError  ErrorManagerThrowNameError when no error has that name
     static const GantryError& findError(const std::string& name);
-    /// @throws GantryError  ErrorManagerThrowIdError when there is none of that id
+    /// @throws GantryError  ErrorManagerThrowIdError when no error has that id
     static const GantryError& findError(int id);
 
     /// The id that the next registered error will get. Only registration changes it.
@@ -68,7 +68,7 @@ class ErrorManager {
         throw std::move(error);
     }
 
-    /// Answers a link call with an empty argument list by an Association of all errors: name -> {id, message}.
+    /// Reads an empty argument list from the link and answers with an Association of all errors: name -> {id, message}.
     /// @throws GantryError  TTTestHeadError, TTPacketHandleError, TTFlowControlError or one of the put errors
     static void sendRegisteredErrorsViaTether(TTLink link);
 

@@ -4,8 +4,8 @@
 
 /// The bridge's own errors in the order in which they get their ids, from 7 downwards: X(name, message).
 ///
-/// The first eight are the host's return codes. A slot in a message stands in backticks; whoever throws passes the
-/// values in the order of the slots, and the host fills them in.
+/// The first eight are the host's return codes. A slot of a message is a name in backticks; the code that throws passes
+/// the values in the order of the slots, and the host fills them in.
 // clang-format off
 #define GTU_BRIDGE_ERRORS(X) \
     X(VersionError, "An error was caused by an incompatible function call. The library was compiled with a previous LibraryData version.") \

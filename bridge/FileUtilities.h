@@ -8,7 +8,7 @@
 
 namespace GTU {
 
-/// How a file is shared while it is open. It has no meaning on this platform, and nothing reads it.
+/// How other processes may open a file while it is open here. This platform has no such thing: the policy is not used.
 class SharePolicy {
   public:
     virtual ~SharePolicy() = default;
@@ -21,23 +21,19 @@ class AlwaysReadExclusiveWrite : public SharePolicy {
 };
 
 struct FileCloser {
-    void operator()(std::FILE* file) const {
-        if (file != nullptr) {
-            std::fclose(file);
-        }
-    }
+    void operator()(std::FILE* file) const { std::fclose(file); }
 };
 using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
 
 /// Takes over an open file.
 FilePtr claimFile(std::FILE* file);
 
-/// Opens a file that the host allows. The path is checked before the mode.
+/// Opens a file if the host allows it. The path is checked before the mode.
 /// @throws GantryError  PathNotValidated (the path), InvalidOpenMode when `fopen` has no such mode, OpenFileFailed
 ///                      (the path)
 FilePtr openFile(const std::string& path, std::ios_base::openmode mode, const SharePolicy& policy);
 
-/// The same as a stream; the mode is used as it is.
+/// Opens a file as a stream if the host allows it. The mode is used as it is.
 /// @throws GantryError  PathNotValidated (the path), OpenFileFailed (the path)
 std::fstream openFileStream(const std::string& path, std::ios_base::openmode mode, const SharePolicy& policy);
 

@@ -7,7 +7,7 @@ namespace GTU {
 GantryError::GantryError(int id, const std::string& name, std::string message)
     : std::runtime_error(name), errorId(id), type(name), messageTemplate(std::move(message)) {}
 
-// The source may die while the copy is in flight, so the copy must not share its loopback.
+// The source may be destroyed before the copy, so they must not share a loopback.
 GantryError::GantryError(const GantryError& other)
     : std::runtime_error(other),
       errorId(other.errorId),
@@ -21,7 +21,7 @@ GantryError::GantryError(const GantryError& other)
     if (messageParams == nullptr) {
         return;
     }
-    // The mark lets the source keep what is read from it, so that it can be copied again. Without one nothing is read.
+    // The transfer consumes the source's list; the mark brings it back, so that the source can be copied again.
     const TTMark start = TTCreateMark(other.messageParams);
     if (start == nullptr || TTTransferToEndOfLoopbackLink(messageParams, other.messageParams) == 0) {
         TTClose(std::exchange(messageParams, nullptr));
@@ -31,21 +31,16 @@ GantryError::GantryError(const GantryError& other)
     TTClearError(other.messageParams);
 }
 
-// Copying a runtime_error cannot fail, and leaves the source's what() as it is.
+// The base is copied: that cannot fail, and leaves the source's what() intact.
 GantryError::GantryError(GantryError&& other) noexcept
     : std::runtime_error(other), // NOLINT(performance-move-constructor-init,cert-oop11-cpp)
-
       errorId(other.errorId),
       type(std::move(other.type)),
       messageTemplate(std::move(other.messageTemplate)),
       debugInfo(std::move(other.debugInfo)),
       messageParams(std::exchange(other.messageParams, nullptr)) {}
 
-GantryError::~GantryError() {
-    if (messageParams != nullptr) {
-        TTClose(messageParams);
-    }
-}
+GantryError::~GantryError() { TTClose(messageParams); }
 
 TTLink GantryError::openLoopback(TTEnvironment environment) {
     int error = -1;
@@ -90,7 +85,7 @@ int GantryError::sendParameters(VelmoraLibraryData libData, const std::string& s
     if (packet != nullptr) {
         TTClose(packet);
     }
-    TTClearError(link); // whatever went wrong here, the next error travels over the same link
+    TTClearError(link); // the next error uses the same link
     return code;
 }
 

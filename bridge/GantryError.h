@@ -4,17 +4,16 @@
 #include <string>
 #include <utility>
 
-#include "bridge/Put.h"
 #include "bridge/TTStream.h"
 #include "velmora/VelmoraLibrary.h"
 
 namespace GTU {
 
-/// The one exception class: a registered error on its way to the host.
+/// The one exception class of the bridge: a registered error.
 ///
-/// `what()` is the error's name. The message stays a template; the values for its slots travel over the link, as one
-/// list that the exception keeps on a loopback of its own until they are sent.
-/// Throw through ErrorManager, never by hand.
+/// `what()` is the error's name. The message stays a template. The values for its slots are kept as one list on a
+/// loopback of the exception's own, until they are sent over the link.
+/// Throw it through ErrorManager, never by hand.
 class GantryError : public std::runtime_error {
   public:
     GantryError(int id, const std::string& name, std::string message);
@@ -34,11 +33,11 @@ class GantryError : public std::runtime_error {
     const std::string& getDebugInfo() const { return debugInfo; }
     void setDebugInfo(std::string text) { debugInfo = std::move(text); }
 
-    /// Loopback with the parameters as one list, null when there are none. Stays the exception's.
+    /// The loopback with the parameters as one list, borrowed; null when there are none.
     TTLink parameters() const { return messageParams; }
 
-    /// Keeps the values (strings, `int` or `long long`) as a list on a new loopback. Without a loopback the error goes
-    /// without parameters.
+    /// Keeps the values (strings, `int` or `long long`) as a list on a new loopback. If the host refuses a loopback,
+    /// the error has no parameters.
     template <typename... Params>
     void setMessageParameters(VelmoraLibraryData libData, const Params&... params) {
         TTClose(std::exchange(messageParams, openLoopback(libData->getTetherLinkEnvironment(libData))));
@@ -50,14 +49,14 @@ class GantryError : public std::runtime_error {
         (stream << ... << params);
     }
 
-    /// Has the host set `symbol` to the list of parameters, which leave the exception with it.
-    /// @return 0, or the code of what went wrong; nothing escapes, since an error is being raised
+    /// Asks the host to set `symbol` to the list of parameters. The list is then no longer the exception's.
+    /// @return 0, or the code of the failure; nothing is thrown, since an error is being raised already
     int sendParameters(VelmoraLibraryData libData, const std::string& symbol) const noexcept;
 
     /// A new loopback, null on failure.
     static TTLink openLoopback(TTEnvironment environment);
 
-    /// What stands in front of the symbol's name; swapped in.
+    /// The prefix of the symbol's name.
     static void setExceptionDetailsSymbolContext(std::string context) { exceptionDetailsSymbolContext.swap(context); }
     static const std::string& getExceptionDetailsSymbolContext() { return exceptionDetailsSymbolContext; }
     /// The symbol that holds the parameters of the last error that had any.

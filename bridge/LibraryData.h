@@ -7,16 +7,16 @@
 
 namespace GTU {
 
-/// The host's table of services, kept for the whole process. All access to the host goes through here.
+/// The host's table of services, kept for the whole process. All access to the host goes through this class.
 class LibraryData {
   public:
     LibraryData() = delete;
 
-    /// Stores the table; a null pointer is stored like any other.
+    /// Stores the table, which may be null.
     static void setLibraryData(VelmoraLibraryData newLibData) { libData = newLibData; }
     static bool hasLibraryData() { return libData != nullptr; }
 
-    /// The stored table, null included: for the throw paths, which must work without one.
+    /// The stored table, which may be null: errors must be thrown even without a table.
     static VelmoraLibraryData uncheckedAPI() { return libData; }
 
     /// The table, or one of its sub-tables.

@@ -4,9 +4,9 @@
 
 namespace GTU {
 
-/// Lets the host see how far a long call has come, and stop it: one real number that both see. Every change is also
-/// a point at which a wish to abort is noticed. The value is not clamped.
-/// @throws GantryError  Aborted, out of everything but the plain readers, after the value has been stored
+/// Lets the host see the progress of a long call, and stop it. The progress is one real number in a tensor that host
+/// and library share; it is not clamped. Every change also checks whether the host wants to abort.
+/// @throws GantryError  Aborted, by every function that changes a value, after the change
 class ProgressMonitor {
   public:
     ProgressMonitor(Tensor<double, Passing::Shared> indicator, double stepSize)
@@ -14,19 +14,32 @@ class ProgressMonitor {
 
     double get() const { return sharedIndicator.at(0); }
     double getStep() const { return step; }
-    void setStep(double stepSize);
-    void set(double progress);
+    void setStep(double stepSize) {
+        step = stepSize;
+        checkAbort();
+    }
+    void set(double progress) {
+        sharedIndicator.at(0) = progress;
+        checkAbort();
+    }
 
-    ProgressMonitor& operator+=(double progress);
-    ProgressMonitor& operator-=(double progress);
-    ProgressMonitor& operator++();
-    ProgressMonitor& operator--();
+    ProgressMonitor& operator+=(double progress) {
+        set(get() + progress);
+        return *this;
+    }
+    ProgressMonitor& operator-=(double progress) { return *this += -progress; }
+    ProgressMonitor& operator++() { return *this += step; }
+    ProgressMonitor& operator--() { return *this += -step; }
 
-    static void checkAbort();
+    static void checkAbort() {
+        if (LibraryData::API()->AbortQ() != 0) {
+            ErrorManager::throwException(ErrorName::Aborted);
+        }
+    }
 
   private:
     Tensor<double, Passing::Shared> sharedIndicator;
-    double step; ///< what ++ adds and -- takes
+    double step; ///< added by ++, subtracted by --
 };
 
 } // namespace GTU

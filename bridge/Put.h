@@ -8,46 +8,39 @@
 namespace GTU::TT {
 
 /// The link functions that put a number, a list or an array of numbers of type `T`, with the names that error texts
-/// use. Of these the library itself puts only `long long` numbers; the others let the stream be extended by type.
+/// use. The library itself puts only `long long` numbers; the others let the stream be extended by type.
 template <typename T>
-struct PutScalar {
-    static const std::function<int(TTLink, T)> ScalarF;
-    static const std::string ScalarFName;
-};
-
+struct PutScalar;
 template <typename T>
-struct PutList {
-    static const std::function<int(TTLink, const T*, int)> ListF;
-    static const std::string ListFName;
-};
-
+struct PutList;
 template <typename T>
-struct PutArray {
-    static const std::function<int(TTLink, const T*, const int*, const char* const*, int)> ArrayF;
-    static const std::string ArrayFName;
-};
+struct PutArray;
 
-#define GTU_PUT_DECLARE(Type)                                                                                          \
+#define GTU_PUT(Type, Name)                                                                                            \
     template <>                                                                                                        \
-    const std::function<int(TTLink, Type)> PutScalar<Type>::ScalarF;                                                   \
+    struct PutScalar<Type> {                                                                                           \
+        static inline const std::function<int(TTLink, Type)> ScalarF = TTPut##Name;                                    \
+        static inline const std::string ScalarFName = "TTPut" #Name;                                                   \
+    };                                                                                                                 \
     template <>                                                                                                        \
-    const std::string PutScalar<Type>::ScalarFName;                                                                    \
+    struct PutList<Type> {                                                                                             \
+        static inline const std::function<int(TTLink, const Type*, int)> ListF = TTPut##Name##List;                    \
+        static inline const std::string ListFName = "TTPut" #Name "List";                                              \
+    };                                                                                                                 \
     template <>                                                                                                        \
-    const std::function<int(TTLink, const Type*, int)> PutList<Type>::ListF;                                           \
-    template <>                                                                                                        \
-    const std::string PutList<Type>::ListFName;                                                                        \
-    template <>                                                                                                        \
-    const std::function<int(TTLink, const Type*, const int*, const char* const*, int)> PutArray<Type>::ArrayF;         \
-    template <>                                                                                                        \
-    const std::string PutArray<Type>::ArrayFName;
+    struct PutArray<Type> {                                                                                            \
+        static inline const std::function<int(TTLink, const Type*, const int*, const char* const*, int)> ArrayF =      \
+            TTPut##Name##Array;                                                                                        \
+        static inline const std::string ArrayFName = "TTPut" #Name "Array";                                            \
+    };
 
-GTU_PUT_DECLARE(unsigned char)
-GTU_PUT_DECLARE(short)
-GTU_PUT_DECLARE(int)
-GTU_PUT_DECLARE(long long)
-GTU_PUT_DECLARE(float)
-GTU_PUT_DECLARE(double)
+GTU_PUT(unsigned char, Integer8)
+GTU_PUT(short, Integer16)
+GTU_PUT(int, Integer32)
+GTU_PUT(long long, Integer64)
+GTU_PUT(float, Real32)
+GTU_PUT(double, Real64)
 
-#undef GTU_PUT_DECLARE
+#undef GTU_PUT
 
 } // namespace GTU::TT

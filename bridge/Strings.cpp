@@ -6,7 +6,7 @@ namespace GTU::TT {
 
 namespace {
 
-// Native text is ended by a zero byte instead of having a length.
+// Native text ends with a zero byte, so its length has to be counted.
 int getNative(TTLink link, const char** text, int* length) {
     const int status = TTGetString(link, text);
     if (status != 0) {
@@ -34,25 +34,21 @@ int putUTF8OrBytes(TTLink link, const unsigned char* text, int length) {
 
 } // namespace
 
-#define GTU_STRING_DEFINE(E, get, put, release, getName, putName)                                                      \
-    template <>                                                                                                        \
-    const std::function<int(TTLink, const String<E>::Unit**, int*)> String<E>::Get = get;                              \
-    template <>                                                                                                        \
-    const std::function<int(TTLink, const String<E>::Unit*, int)> String<E>::Put = put;                                \
-    template <>                                                                                                        \
-    const std::function<void(TTLink, const String<E>::Unit*, int)> String<E>::Release = release;                       \
-    template <>                                                                                                        \
-    const std::string String<E>::GetFName = getName;                                                                   \
-    template <>                                                                                                        \
-    const std::string String<E>::PutFName = putName;
+#define GTU_STRING_DEFINE(Name, get, put, release, getName, putName)                                                   \
+    const std::function<int(TTLink, const String<Encoding::Name>::Unit**, int*)> String<Encoding::Name>::Get = get;    \
+    const std::function<int(TTLink, const String<Encoding::Name>::Unit*, int)> String<Encoding::Name>::Put = put;      \
+    const std::function<void(TTLink, const String<Encoding::Name>::Unit*, int)> String<Encoding::Name>::Release =      \
+        release;                                                                                                       \
+    const std::string String<Encoding::Name>::GetFName = getName;                                                      \
+    const std::string String<Encoding::Name>::PutFName = putName;
 
 // clang-format off
-GTU_STRING_DEFINE(Encoding::Native, getNative, putNative, releaseNative, "TTGetString", "TTPutString")
-GTU_STRING_DEFINE(Encoding::Byte, TTGetByteString, TTPutByteString, TTReleaseByteString, "TTGetByteString", "TTPutByteString")
-GTU_STRING_DEFINE(Encoding::UTF8, TTGetUTF8String, putUTF8OrBytes, TTReleaseUTF8String, "TTGetUTF8String", "TTPut(UTF8/Byte)String")
-GTU_STRING_DEFINE(Encoding::UTF16, TTGetUTF16String, TTPutUTF16String, TTReleaseUTF16String, "TTGetUTF16String", "TTPutUTF16String")
-GTU_STRING_DEFINE(Encoding::UCS2, TTGetUCS2String, TTPutUCS2String, TTReleaseUCS2String, "TTGetUCS2String", "TTPutUCS2String")
-GTU_STRING_DEFINE(Encoding::UTF32, TTGetUTF32String, TTPutUTF32String, TTReleaseUTF32String, "TTGetUTF32String", "TTPutUTF32String")
+GTU_STRING_DEFINE(Native, getNative, putNative, releaseNative, "TTGetString", "TTPutString")
+GTU_STRING_DEFINE(Byte, TTGetByteString, TTPutByteString, TTReleaseByteString, "TTGetByteString", "TTPutByteString")
+GTU_STRING_DEFINE(UTF8, TTGetUTF8String, putUTF8OrBytes, TTReleaseUTF8String, "TTGetUTF8String", "TTPut(UTF8/Byte)String")
+GTU_STRING_DEFINE(UTF16, TTGetUTF16String, TTPutUTF16String, TTReleaseUTF16String, "TTGetUTF16String", "TTPutUTF16String")
+GTU_STRING_DEFINE(UCS2, TTGetUCS2String, TTPutUCS2String, TTReleaseUCS2String, "TTGetUCS2String", "TTPutUCS2String")
+GTU_STRING_DEFINE(UTF32, TTGetUTF32String, TTPutUTF32String, TTReleaseUTF32String, "TTGetUTF32String", "TTPutUTF32String")
 // clang-format on
 
 } // namespace GTU::TT

@@ -11,7 +11,7 @@ namespace GTU {
 
 namespace TT {
 
-/// Token for a function expression; `argc` arguments have to follow it.
+/// A function expression on the stream; `argc` arguments have to follow it.
 class Function {
   public:
     Function(std::string functionHead, int argumentCount) : head(std::move(functionHead)), argc(argumentCount) {}
@@ -26,13 +26,13 @@ class Function {
     int argc;
 };
 
-/// Token for a list of `argc` expressions.
+/// A list on the stream; that many expressions have to follow it.
 class List : public Function {
   public:
     explicit List(int argumentCount) : Function("List", argumentCount) {}
 };
 
-/// Token for a symbol.
+/// A symbol on the stream.
 class Symbol {
   public:
     explicit Symbol(std::string name) : head(std::move(name)) {}
@@ -46,8 +46,8 @@ class Symbol {
 
 } // namespace TT
 
-/// Puts expressions on a link, piece by piece, text going out in encoding `Out` and coming in in encoding `In`. Every
-/// failure of the link is thrown. The link is borrowed and never closed.
+/// Puts expressions on a link and reads them, one part after the other. Text is written in encoding `Out` and read in
+/// encoding `In`. Every failure of the link is thrown. The link is borrowed and never closed.
 template <TT::Encoding In, TT::Encoding Out>
 class TTStream {
   public:
@@ -65,8 +65,8 @@ class TTStream {
     TTStream& operator<<(int number) { return *this << static_cast<long long>(number); }
     TTStream& operator<<(long long number);
 
-    /// Reads a function head and gives its number of arguments.
-    /// @throws GantryError  TTTestHeadError when another head comes, or another number than `expected`
+    /// Reads a function head and returns the number of its arguments.
+    /// @throws GantryError  TTTestHeadError for another head, or another number of arguments than `expected`
     int testHead(const std::string& name);
     int testHead(const std::string& name, int expected);
 

@@ -6,19 +6,19 @@
 
 namespace GTU::TT {
 
-/// Returns for a non-zero status of a link function.
-/// @throws GantryError  `errorName`, its debug information being the link's own error text and `debugInfo`; the link's
-///                      error is cleared, so that it can be used again
+/// Checks the status of a link function, which is 0 for a failure.
+/// @throws GantryError  `errorName` for a failure; its debug information is the link's own error text and `debugInfo`.
+///                      The link's error is cleared, so that the link can be used again
 void checkError(TTLink link, int status, const std::string& errorName, const std::string& debugInfo);
 
-/// The link's error code and sentence as text. Clears the error.
+/// The link's error code and message as one text. Clears the error.
 std::string getTTErrorText(TTLink link);
 
 /// A loopback in the environment of `link`.
 /// @throws GantryError  TTCreateLoopbackError
 TTLink getNewLoopback(TTLink link);
 
-/// Counts whole expressions by moving them to a new loopback, which takes the place of `link`.
+/// Counts the whole expressions on a loopback. They are moved to a new loopback, which replaces `link`.
 /// @throws GantryError  TTCreateLoopbackError
 int countExpressionsInLoopbackLink(TTLink& link);
 

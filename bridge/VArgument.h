@@ -19,7 +19,7 @@ enum class VArgumentType : vint {
     DataStore = VType_DataStore
 };
 
-/// For each kind: the type of the value in its cell, the cell's pointer, and how a data store takes such a value.
+/// For each kind: the type of the value in a cell, the pointer to that value, and how a value is added to a data store.
 template <VArgumentType T>
 struct VArgumentTraits;
 

@@ -87,17 +87,17 @@ ProgressMonitor VArgumentManager::getProgressMonitor(double step) const {
 
 void VArgumentManager::setString(const std::string& text) {
     stringResultBuffer = text;
-    placeStringResult();
+    passStringResult();
 }
 
 void VArgumentManager::setString(std::string&& text) {
     stringResultBuffer.swap(text);
-    placeStringResult();
+    passStringResult();
 }
 
 void VArgumentManager::setString(const char* text) {
     stringResultBuffer = text;
-    placeStringResult();
+    passStringResult();
 }
 
 } // namespace GTU

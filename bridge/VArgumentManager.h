@@ -14,19 +14,19 @@ namespace GTU {
 
 /// Reads the arguments and writes the result of one call. Lives on the stack of the exported function.
 ///
-/// Indices count from 0. A missing argument is noticed when it is read: VArgumentIndexError for everything but
-/// strings, std::out_of_range for strings. Hosts know the two apart by their codes, so the difference stays.
+/// Indices count from 0. Reading a missing argument throws VArgumentIndexError, or std::out_of_range if it is read as a
+/// string. Hosts see different codes for the two, so the difference stays.
 class VArgumentManager {
   public:
     /// @throws GantryError  LibDataError when no table is set and there is at least one argument
     VArgumentManager(vint argc, VArgument* args, VArgument& res);
-    /// Refreshes the stored host table first.
+    /// Stores the host table first.
     VArgumentManager(VelmoraLibraryData libData, vint argc, VArgument* args, VArgument& res);
     VArgumentManager(const VArgumentManager&) = delete;
     VArgumentManager& operator=(const VArgumentManager&) = delete;
     virtual ~VArgumentManager() = default;
 
-    /// The cell at an index. Integers are read through this. @throws GantryError  VArgumentIndexError
+    /// The cell at an index. @throws GantryError  VArgumentIndexError
     VArgument getArgs(unsigned int index) const;
     vint getInteger(unsigned int index) const { return *getArgs(index).integer; }
     bool getBoolean(unsigned int index) const { return *getArgs(index).boolean != 0; }
@@ -43,25 +43,26 @@ class VArgumentManager {
     vint getImageType(unsigned int index) const;
     vint getNumericArrayType(unsigned int index) const;
 
-    /// Text of an argument, taken over from the host at the first read and given back when the manager ends.
+    /// The text of an argument. The first read takes it over from the host; it is given back when the manager ends.
     /// @throws std::out_of_range  when there is no such argument
     char* getCString(unsigned int index);
     /// A copy of that text. @throws std::logic_error  for null text
     std::string getString(unsigned int index);
 
-    /// A list argument, which stays the host's. @throws GantryError  those of DataList
+    /// A list argument, which stays the host's. @throws GantryError  as DataList
     template <VArgumentType T>
     DataList<T, Passing::Automatic> getDataList(unsigned int index) const {
         return DataList<T, Passing::Automatic>(getDataStore(index));
     }
 
-    /// Texts of a list argument. @throws as DataList and asVector
+    /// The texts of a list argument. @throws as DataList and asVector
     std::vector<std::string> getNames(unsigned int index) const;
-    /// Pairs of texts of a list of lists argument, whose inner lists are consumed. @throws as DataList, asStringPairs
+    /// The pairs of texts in an argument that is a list of lists. The inner lists are deleted.
+    /// @throws as DataList and asStringPairs
     std::vector<std::pair<std::string, std::string>> getNumbers(unsigned int index) const;
 
-    /// Calls `function` with the image argument as Image<T, P> of its own element type.
-    /// @throws GantryError  VArgumentImageError for a type that is none of the five
+    /// Calls `function` with the image argument as Image<T, P>, where `T` is its element type.
+    /// @throws GantryError  VArgumentImageError for an unknown element type
     template <typename P, typename Function>
     void operateOnImage(unsigned int index, Function function) const {
         if (getVImage(index) == nullptr) { // a host need not answer questions about none
@@ -80,8 +81,8 @@ class VArgumentManager {
         }
     }
 
-    /// Progress over the tensor that is by convention the last argument.
-    /// @throws GantryError  VArgumentIndexError without arguments, and those of Tensor
+    /// The progress monitor of the call, whose tensor is by convention the last argument.
+    /// @throws GantryError  VArgumentIndexError without arguments, else as Tensor
     ProgressMonitor getProgressMonitor(double step) const;
 
     void setBoolean(bool value) { *res.boolean = value ? 1 : 0; }
@@ -89,7 +90,7 @@ class VArgumentManager {
     void setReal(double value) { *res.real = value; }
     void setComplex(std::complex<double> value) { *res.complex = vcomplex{value.real(), value.imag()}; }
 
-    /// Text results outlive the call in one buffer: each is valid until the next one.
+    /// Text results are kept in one buffer for all calls: each is valid until the next one.
     void setString(const std::string& text);
     void setString(std::string&& text);
     void setString(const char* text);
@@ -105,7 +106,7 @@ class VArgumentManager {
 
   private:
     void prepareStrings();
-    void placeStringResult() { *res.utf8String = stringResultBuffer.data(); }
+    void passStringResult() { *res.utf8String = stringResultBuffer.data(); }
 
     vint argc;
     VArgument* args;

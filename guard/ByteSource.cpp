@@ -7,9 +7,9 @@ namespace radvex {
 
 namespace {
 
-/// Holds the headers of an ordinary image up to its pixels.
+/// Enough for the headers before the pixels of most images.
 constexpr std::size_t kFirstChunk = std::size_t{8} * 1024;
-/// After a value was skipped: a few headers, and the next value may be long again.
+/// The next value after a skipped one may be long as well, so only a few headers are read.
 constexpr std::size_t kChunkAfterSkip = 64;
 
 } // namespace
@@ -19,7 +19,7 @@ bool ByteSource::skipBeyondWindow(std::uint64_t count) {
     consume(held);
     mBegin = mEnd = 0;
     const std::uint64_t passed = passOver(count - held);
-    mPosition += passed;
+    mOffset += passed;
     return passed == count - held;
 }
 
@@ -40,7 +40,7 @@ void ByteSource::refill(std::size_t wanted) {
 FileSource::FileSource(OpenFile& file) : ByteSource(0), mFile(file), mChunk(kFirstChunk) {}
 
 std::size_t FileSource::readOn(std::uint8_t* into, std::size_t room) {
-    // Cut short meanwhile, or unreadable, it has nothing more to look at.
+    // OpenFile remembers a failure; here it is the end of the bytes.
     const std::size_t got = mFile.read(into, std::min(room, mChunk), mNext);
     mNext += got;
     mChunk = std::min(2 * mChunk, kWindow);
@@ -55,7 +55,7 @@ std::uint64_t FileSource::passOver(std::uint64_t count) {
 }
 
 InflatingSource::InflatingSource(ByteSource& deflated, std::uint64_t limit)
-    : ByteSource(deflated.position()),
+    : ByteSource(deflated.offset()),
       mDeflated(deflated),
       mLimit(limit),
       mHasEnded(inflateInit2(&mStream, -MAX_WBITS) != Z_OK) {}
@@ -68,7 +68,7 @@ void InflatingSource::feed() {
     mDeflated.consume(bytes.size());
     mStream.next_in = mInput.data();
     mStream.avail_in = static_cast<uInt>(bytes.size());
-    if (bytes.empty() && !mIsPadded) { // DCMTK ends every stream with a zero byte, which can still be decoded
+    if (bytes.empty() && !mIsPadded) { // DCMTK adds a zero byte to every stream, and decodes it
         mInput[0] = 0;
         mStream.avail_in = 1;
         mIsPadded = true;
@@ -80,7 +80,7 @@ std::size_t InflatingSource::readOn(std::uint8_t* into, std::size_t room) {
     mStream.avail_out = static_cast<uInt>(room);
     while (!mHasEnded && mStream.avail_out == room) {
         if (mStream.avail_in == 0) {
-            feed(); // without more input the stream may still hold output back
+            feed(); // even without more input there may be more output
         }
         mHasEnded = inflate(&mStream, Z_NO_FLUSH) != Z_OK;
     }
@@ -91,7 +91,7 @@ std::size_t InflatingSource::readOn(std::uint8_t* into, std::size_t room) {
 }
 
 std::uint64_t InflatingSource::passOver(std::uint64_t count) {
-    if (mProduced + count > mLimit) { // DCMTK reserves the length that a value claims, whether it is there or not
+    if (mProduced + count > mLimit) { // DCMTK allocates the length that a value claims, even if the data is shorter
         mProduced = mLimit + 1;
         mHasEnded = true;
         return 0;

@@ -12,21 +12,21 @@
 
 namespace radvex {
 
-/// Bytes of a file in order, through a small window: what is skipped is not read where that can be helped.
+/// The bytes of a file in order, seen through a small window. Bytes that are skipped are not read if possible.
 class ByteSource {
   public:
     ByteSource(const ByteSource&) = delete;
     ByteSource& operator=(const ByteSource&) = delete;
     virtual ~ByteSource() = default;
 
-    /// The most bytes that one peek can show. Small enough for the stack: for a block of this size, the
-    /// allocator would first put the heap in order, once a file.
+    /// The largest number of bytes that one peek can show. Small enough for the stack: allocating a block of this size
+    /// makes the allocator tidy the heap, which would cost time for every file.
     static constexpr std::size_t kWindow = std::size_t{16} * 1024;
 
-    /// Bytes from the beginning of the file to the next one; inflated bytes count as if they stood in the file.
-    std::uint64_t position() const { return mPosition; }
+    /// Offset of the next byte from the beginning of the file; inflated bytes count as if the file held them.
+    std::uint64_t offset() const { return mOffset; }
 
-    /// The next bytes without moving on: fewer than wanted only when no more are left.
+    /// The next bytes, which are not consumed. Fewer than wanted only at the end.
     std::span<const std::uint8_t> peek(std::size_t wanted) {
         if (mEnd - mBegin < wanted) {
             refill(wanted);
@@ -34,13 +34,13 @@ class ByteSource {
         return {mBuffer.data() + mBegin, std::min(wanted, mEnd - mBegin)};
     }
 
-    /// Moves over bytes that a peek has shown.
+    /// Moves past bytes that a peek has shown.
     void consume(std::size_t count) {
         mBegin += count;
-        mPosition += count;
+        mOffset += count;
     }
 
-    /// Moves on. @return false when the bytes end before; the position is then at the end
+    /// Moves past `count` bytes. @return false when there are fewer; the offset is then that of the end
     bool skip(std::uint64_t count) {
         if (count > mEnd - mBegin) {
             return skipBeyondWindow(count);
@@ -51,14 +51,14 @@ class ByteSource {
 
   protected:
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): the window is written before it is read
-    explicit ByteSource(std::uint64_t position) : mPosition(position) {}
+    explicit ByteSource(std::uint64_t offset) : mOffset(offset) {}
 
-    /// Puts at most `room` bytes that follow what was read so far. @return their number, 0 at the end
+    /// Reads the next bytes, at most `room`. @return their number, 0 at the end
     virtual std::size_t readOn(std::uint8_t* into, std::size_t room) = 0;
-    /// Passes bytes that follow what was read so far. @return their number, less than `count` at the end
+    /// Skips the next bytes. @return their number, less than `count` at the end
     virtual std::uint64_t passOver(std::uint64_t count) = 0;
 
-    /// The window, for use while nothing in it is unread.
+    /// The window as working memory. It must hold no unread bytes.
     std::uint8_t* scratch() { return mBuffer.data(); }
 
   private:
@@ -68,13 +68,13 @@ class ByteSource {
     std::array<std::uint8_t, kWindow> mBuffer;
     std::size_t mBegin = 0; ///< first unread byte of the window
     std::size_t mEnd = 0;
-    std::uint64_t mPosition;
+    std::uint64_t mOffset;
 };
 
-/// A file from its beginning. Reads little at first and after a skip, then more and more.
+/// A file from its beginning. The first read, and the first one after a skip, is small; later ones grow.
 class FileSource : public ByteSource {
   public:
-    /// The file has to outlive this. One that is not open is a source without bytes.
+    /// The file has to outlive this. A file that is not open has no bytes.
     explicit FileSource(OpenFile& file);
 
   protected:
@@ -87,7 +87,7 @@ class FileSource : public ByteSource {
     std::size_t mChunk;
 };
 
-/// The rest of another source, inflated (a raw deflate stream, as DICOM has it). Never holds more than the window.
+/// The rest of another source, inflated (DICOM has raw deflate streams). Holds no more than the window.
 class InflatingSource : public ByteSource {
   public:
     /// Ends early when it has produced more than `limit` bytes.

@@ -5,15 +5,16 @@
 
 namespace radvex {
 
-/// The records of a DICOMDIR, which lie flat in the file and refer to each other by offset. DCMTK makes a tree of them
-/// by recursion along the references to lower levels.
+/// The records of a DICOMDIR. In the file they are a flat list and refer to each other by offset; DCMTK builds a tree
+/// of them, with a recursion for each reference to a lower level.
 class DirectoryLevels {
   public:
-    /// A record by its offset in the file, with the offsets that it refers to; 0 refers to none.
+    /// Adds a record: its own offset in the file, and the offsets to which it refers. 0 is no reference.
     void add(std::uint32_t offset, std::uint32_t lower, std::uint32_t next);
 
-    /// True when the tree that begins at a record has more levels. Its own level is the first, and a reference to
-    /// nothing counts as one to a record. It ends, as DCMTK does, where a record is met again.
+    /// True when the tree from `firstRecord` on has more than `levels` levels. The first record is on level 1. A
+    /// reference to an offset without a record counts as a level. Like DCMTK's, the walk ends at a record that it has
+    /// met before.
     bool exceed(std::size_t levels, std::uint32_t firstRecord);
 
   private:

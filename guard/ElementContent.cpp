@@ -9,10 +9,10 @@ namespace {
 
 constexpr TagNumber kVoiLutTag = 0x00283010;
 constexpr TagNumber kPixelDataTag = 0x7FE00010;
-/// Longer than every name in the dictionary and every UID.
+/// Longer than every private creator of the dictionary and every UID.
 constexpr std::size_t kMostText = 256;
 
-/// Tags of repeating groups (50xx, 60xx) as those of the first group.
+/// For a tag of a repeating group (50xx, 60xx): the same tag in the first group.
 TagNumber baseTag(TagNumber tag) {
     const TagNumber base = tag & 0xFF01FFFF;
     return base >> 16 == 0x5000 || base >> 16 == 0x6000 ? base : tag;
@@ -25,29 +25,23 @@ bool isWaveformValue(TagNumber tag) {
     return tag == 0x54001010 || tag == 0x5400100A || tag == 0x54000110 || tag == 0x54000112;
 }
 
-ElementContent contentOfBytes(TagNumber tag, const ElementSurroundings& surroundings) {
-    if (tag == kPixelDataTag || surroundings.isPrivatePixelData) {
+ElementContent contentOfBytes(TagNumber tag, const ElementContext& context) {
+    if (tag == kPixelDataTag || context.isPrivatePixelData) {
         return ElementContent::PixelSequence;
     }
     return isOverlayData(tag) ? ElementContent::Value : ElementContent::Refused;
 }
 
-/// The dictionary leaves open whether these are bytes or words.
-ElementContent contentOfEither(TagNumber tag, const ElementSurroundings& surroundings) {
+/// The content of an element that may be bytes or words, according to the dictionary.
+ElementContent contentOfEither(TagNumber tag, const ElementContext& context) {
     if (tag == kPixelDataTag) {
         return ElementContent::PixelSequence;
     }
-    const bool isSettled = isCurveData(tag) || (isWaveformValue(tag) && surroundings.hasWaveformBits);
-    return surroundings.isCheckedForVr && isSettled ? ElementContent::Refused : ElementContent::Value;
+    const bool isDerived = isCurveData(tag) || (isWaveformValue(tag) && context.hasWaveformBits);
+    return context.isCheckedForVr && isDerived ? ElementContent::Refused : ElementContent::Value;
 }
 
-ElementContent contentOfDelimiter(TagNumber tag) {
-    return tag == kItemDelimiterTag ? ElementContent::ItemEnd : ElementContent::Misplaced;
-}
-
-bool isText(DcmEVR vr) { return DcmVR(vr).isaString() == OFTrue; }
-
-/// A text that grows byte by byte; spaces at its end count only when something follows.
+/// A text that grows byte by byte. Spaces at the end are left out.
 struct GrowingText {
     std::string text{};
     std::size_t spaces = 0;
@@ -79,7 +73,7 @@ struct GrowingText {
 ElementContent contentOfUncommon(const ElementHeader& header) {
     switch (header.vr) {
     case EVR_SQ: return ElementContent::Sequence;
-    case EVR_na: return contentOfDelimiter(header.tag);
+    case EVR_na: return header.tag == kItemDelimiterTag ? ElementContent::ItemEnd : ElementContent::Misplaced;
     case EVR_OB:
     case EVR_OW: return header.tag == kVoiLutTag ? ElementContent::Refused : ElementContent::Value;
     case EVR_item:
@@ -94,22 +88,22 @@ ElementContent contentOfUncommon(const ElementHeader& header) {
     }
 }
 
-ElementContent contentOfUndefined(const ElementHeader& header, const ElementSurroundings& surroundings) {
+ElementContent contentOfUndefined(const ElementHeader& header, const ElementContext& context) {
     switch (header.vr) {
     case EVR_OB:
-    case EVR_OW: return contentOfBytes(header.tag, surroundings);
-    case EVR_ox: return contentOfEither(header.tag, surroundings);
+    case EVR_OW: return contentOfBytes(header.tag, context);
+    case EVR_ox: return contentOfEither(header.tag, context);
     case EVR_px:
     case EVR_PixelData: return ElementContent::PixelSequence;
     case EVR_UN:
     case EVR_UNKNOWN:
-    case EVR_UNKNOWN2B: return ElementContent::Sequence; // a sequence in disguise
-    default: return contentOf(header);                   // a value too: of four billion bytes, to DCMTK
+    case EVR_UNKNOWN2B: return ElementContent::Sequence; // DCMTK reads it as a sequence
+    default: return contentOf(header);                   // to DCMTK, values of 4 GiB are plain values
     }
 }
 
 std::optional<std::string> readText(ByteSource& source, const ElementHeader& header) {
-    if (!isText(header.vr) || header.length == 0) {
+    if (DcmVR(header.vr).isaString() != OFTrue || header.length == 0) {
         return std::nullopt;
     }
     GrowingText growing;
@@ -119,13 +113,13 @@ std::optional<std::string> readText(ByteSource& source, const ElementHeader& hea
         if (bytes.empty()) {
             break;
         }
-        for (std::size_t place = 0; place < bytes.size() && !growing.isComplete; ++place) {
-            growing.add(static_cast<char>(bytes[place]), header.vr == EVR_UI);
+        for (std::size_t index = 0; index < bytes.size() && !growing.isComplete; ++index) {
+            growing.add(static_cast<char>(bytes[index]), header.vr == EVR_UI);
         }
         source.consume(bytes.size());
         left -= static_cast<std::uint32_t>(bytes.size());
     }
-    if (header.length % 2 != 0) { // DCMTK pads with zero, and spaces before that stay
+    if (header.length % 2 != 0) { // DCMTK pads it with zero, so spaces at the end stay
         growing.keepSpaces();
     }
     return growing.text;

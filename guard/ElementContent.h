@@ -8,42 +8,42 @@
 
 namespace radvex {
 
-/// What DCMTK's parser makes of an element of an item.
+/// How DCMTK's parser reads an element.
 enum class ElementContent {
     Value,
     Sequence,
-    PixelSequence, ///< its items hold fragments, no elements
+    PixelSequence, ///< its items hold fragments instead of elements
     ItemEnd,
-    Refused,  ///< DCMTK gives up at its content
-    Misplaced ///< DCMTK gives up before it
+    Refused,  ///< DCMTK fails at the content
+    Misplaced ///< DCMTK fails at the header
 };
 
-/// What decides the content of an element of undefined length beside its header.
-struct ElementSurroundings {
-    bool isPrivatePixelData = false; ///< by the dictionary, with the creator that the item names
-    bool isCheckedForVr = false;     ///< of an item in implicit VR: DCMTK then settles VRs that depend on others
-    bool hasWaveformBits = false;    ///< the item states the bits of its waveform before
+/// What decides, together with its header, how DCMTK reads an element of undefined length.
+struct ElementContext {
+    bool isPrivatePixelData = false; ///< according to the dictionary and the item's private creator
+    bool isCheckedForVr = false;     ///< in implicit VR, where DCMTK derives some VRs from other elements
+    bool hasWaveformBits = false;    ///< the item has told its waveform's bits already
 };
 
-/// An element with a defined length whose VR is not that of plain values.
+/// The content of an element of defined length whose VR is not one of the common ones.
 ElementContent contentOfUncommon(const ElementHeader& header);
 
-/// An element with a defined length.
+/// The content of an element of defined length.
 inline ElementContent contentOf(const ElementHeader& header) {
     constexpr auto bit = [](DcmEVR vr) { return std::uint64_t{1} << vr; };
-    constexpr std::uint64_t kPlain = bit(EVR_AE) | bit(EVR_AS) | bit(EVR_AT) | bit(EVR_CS) | bit(EVR_DA) | bit(EVR_DS) |
-                                     bit(EVR_DT) | bit(EVR_FD) | bit(EVR_FL) | bit(EVR_IS) | bit(EVR_LO) | bit(EVR_LT) |
-                                     bit(EVR_PN) | bit(EVR_SH) | bit(EVR_SL) | bit(EVR_SS) | bit(EVR_ST) | bit(EVR_TM) |
-                                     bit(EVR_UI) | bit(EVR_UL) | bit(EVR_US);
-    return (kPlain >> header.vr & 1) != 0 ? ElementContent::Value : contentOfUncommon(header);
+    constexpr std::uint64_t kCommon = bit(EVR_AE) | bit(EVR_AS) | bit(EVR_AT) | bit(EVR_CS) | bit(EVR_DA) |
+                                      bit(EVR_DS) | bit(EVR_DT) | bit(EVR_FD) | bit(EVR_FL) | bit(EVR_IS) |
+                                      bit(EVR_LO) | bit(EVR_LT) | bit(EVR_PN) | bit(EVR_SH) | bit(EVR_SL) |
+                                      bit(EVR_SS) | bit(EVR_ST) | bit(EVR_TM) | bit(EVR_UI) | bit(EVR_UL) | bit(EVR_US);
+    return (kCommon >> header.vr & 1) != 0 ? ElementContent::Value : contentOfUncommon(header);
 }
 
-/// An element with kUndefinedLength.
-ElementContent contentOfUndefined(const ElementHeader& header, const ElementSurroundings& surroundings);
+/// The content of an element of undefined length.
+ElementContent contentOfUndefined(const ElementHeader& header, const ElementContext& context);
 
-/// Reads text as DCMTK gives it, up to the first zero byte; from a text of any length the beginning, which is longer
-/// than any text that matters. Moves over some of the value, or all of it.
-/// @return nothing for a value that is empty or no text
+/// Reads text as DCMTK does: up to the first zero byte. Reads only the beginning of a long text; it is longer than any
+/// text that matters. Consumes a part of the value, or all of it.
+/// @return nothing for a value that is empty or not text
 std::optional<std::string> readText(ByteSource& source, const ElementHeader& header);
 
 } // namespace radvex

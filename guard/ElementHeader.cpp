@@ -16,10 +16,10 @@ WrittenVr WrittenVrs::askDcmtk(std::uint8_t first, std::uint8_t second) {
 const WrittenVrs::Table& WrittenVrs::upperCase() {
     static const Table table = [] {
         Table vrs{};
-        for (unsigned place = 0; place < vrs.size(); ++place) {
-            const WrittenVr written = askDcmtk(static_cast<std::uint8_t>('A' + place / kLetters),
-                                               static_cast<std::uint8_t>('A' + place % kLetters));
-            vrs[place] = static_cast<std::uint8_t>(written.vr << 1 | (written.hasLongHeader ? 1 : 0));
+        for (unsigned index = 0; index < vrs.size(); ++index) {
+            const WrittenVr written = askDcmtk(static_cast<std::uint8_t>('A' + index / kLetters),
+                                               static_cast<std::uint8_t>('A' + index % kLetters));
+            vrs[index] = static_cast<std::uint8_t>(written.vr << 1 | (written.hasLongHeader ? 1 : 0));
         }
         return vrs;
     }();
@@ -32,22 +32,15 @@ DictionaryVrs::~DictionaryVrs() {
     }
 }
 
-const DcmDataDictionary& DictionaryVrs::dictionary() {
-    if (mDictionary == nullptr) {
-        mDictionary = &dcmDataDict.rdlock();
-    }
-    return *mDictionary;
-}
-
 DcmEVR DictionaryVrs::of(TagNumber tag) {
     struct Answer {
         TagNumber tag = 0;
         DcmEVR vr = EVR_UNKNOWN;
-        bool isThere = false;
+        bool isSet = false;
     };
     static std::array<Answer, 4096> remembered{}; // the host calls from one thread at a time
     Answer& answer = remembered[(tag ^ tag >> 12 ^ tag >> 20) % remembered.size()];
-    if (!answer.isThere || answer.tag != tag) {
+    if (!answer.isSet || answer.tag != tag) {
         answer = {tag, ofPrivate(tag, nullptr, EVR_UNKNOWN), true};
     }
     return answer.vr;
@@ -55,7 +48,10 @@ DcmEVR DictionaryVrs::of(TagNumber tag) {
 
 DcmEVR DictionaryVrs::ofPrivate(TagNumber tag, const char* creator, DcmEVR otherwise) {
     const DcmTagKey key(static_cast<Uint16>(tag >> 16), elementNumber(tag));
-    const DcmDictEntry* entry = dictionary().findEntry(key, creator);
+    if (mDictionary == nullptr) {
+        mDictionary = &dcmDataDict.rdlock();
+    }
+    const DcmDictEntry* entry = mDictionary->findEntry(key, creator);
     return entry == nullptr ? otherwise : entry->getEVR();
 }
 

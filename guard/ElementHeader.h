@@ -12,7 +12,7 @@ class DcmDataDictionary;
 
 namespace radvex {
 
-/// How elements are written. The default is that of values of unknown representation.
+/// How elements are encoded. The default is the encoding of values of unknown representation.
 struct Encoding {
     bool isExplicit = false;
     bool isBigEndian = false;
@@ -20,7 +20,7 @@ struct Encoding {
 
 inline constexpr std::uint32_t kUndefinedLength = 0xFFFFFFFF;
 
-/// Group and element in one number, which orders tags as DCMTK does.
+/// Group and element as one number; tags then have the order of DCMTK.
 using TagNumber = std::uint32_t;
 
 inline constexpr TagNumber kItemTag = 0xFFFEE000;
@@ -29,7 +29,7 @@ inline constexpr TagNumber kSequenceDelimiterTag = 0xFFFEE0DD;
 
 inline bool isPrivate(TagNumber tag) { return ((tag >> 16) & 1) != 0; }
 inline std::uint16_t elementNumber(TagNumber tag) { return static_cast<std::uint16_t>(tag & 0xFFFF); }
-/// True for (gggg,0010) to (gggg,00FF) of an odd group, which reserve a block of elements for their maker.
+/// True for (gggg,0010) to (gggg,00FF) of an odd group, which reserve a block of elements for a manufacturer.
 inline bool isPrivateCreator(TagNumber tag) {
     return isPrivate(tag) && elementNumber(tag) >= 0x10 && elementNumber(tag) <= 0xFF;
 }
@@ -44,13 +44,14 @@ inline std::uint32_t number32(const std::uint8_t* bytes, Encoding encoding) {
     return encoding.isBigEndian ? first << 16 | second : second << 16 | first;
 }
 
-/// A value representation as it is written.
+/// A value representation as the file states it.
 struct WrittenVr {
     DcmEVR vr = EVR_UNKNOWN;
     bool hasLongHeader = false; ///< 12 bytes, not 8
 };
 
-/// What DCMTK makes of two characters. It searches a table; this remembers what it says of capital letters.
+/// DCMTK's value representation for two characters. DCMTK searches a table; this class remembers its answers for
+/// capital letters.
 class WrittenVrs {
   public:
     WrittenVr of(std::uint8_t first, std::uint8_t second) const {
@@ -73,8 +74,8 @@ class WrittenVrs {
     const Table& mUpperCase = upperCase();
 };
 
-/// Value representations of the data dictionary. What it says of a tag is remembered for good: files repeat the same
-/// attributes in item after item, and the library never changes the dictionary.
+/// Value representations from the data dictionary. Answers are remembered for the whole process: files repeat the same
+/// attributes in many items, and the library never changes the dictionary.
 class DictionaryVrs {
   public:
     DictionaryVrs() = default;
@@ -82,15 +83,13 @@ class DictionaryVrs {
     DictionaryVrs& operator=(const DictionaryVrs&) = delete;
     ~DictionaryVrs();
 
-    /// EVR_UNKNOWN for a tag that the dictionary does not have.
+    /// EVR_UNKNOWN for a tag that is not in the dictionary.
     DcmEVR of(TagNumber tag);
-    /// The one of a private element, or `otherwise`.
+    /// For a private element; `otherwise` if it is not in the dictionary.
     DcmEVR ofPrivate(TagNumber tag, const char* creator, DcmEVR otherwise);
 
   private:
-    const DcmDataDictionary& dictionary();
-
-    const DcmDataDictionary* mDictionary = nullptr; ///< locked for reading from the first question to it on
+    const DcmDataDictionary* mDictionary = nullptr; ///< null until first used; then locked for reading
 };
 
 struct ElementHeader {
@@ -99,26 +98,22 @@ struct ElementHeader {
     std::uint32_t length = 0;
 };
 
-/// Reads headers from a source and moves over them.
+/// Reads headers from a source and consumes them.
 class HeaderReader {
   public:
     explicit HeaderReader(ByteSource& source) : mSource(source) {}
 
-    /// The header of an element of an item. A delimiter has the VR EVR_na, and so has an element that claims this
-    /// representation for itself.
+    /// Reads the header of an element of an item. A delimiter gets the VR EVR_na, like an element that states it.
     /// @return false when the bytes end before the header does
     bool readElement(Encoding encoding, ElementHeader& header);
 
-    /// The header of an item or the delimiter of a sequence, without a VR.
+    /// Reads the header of an item, or the delimiter of a sequence. They have no VR.
     /// @return false when the bytes end before the header does
     bool readItem(Encoding encoding, ElementHeader& header);
 
-    /// Asks the dictionary for the VR of a private element; without an answer the header keeps its own.
-    void lookUpPrivate(ElementHeader& header, const char* creator) {
-        header.vr = mDictionary.ofPrivate(header.tag, creator, header.vr);
-    }
-    bool isPrivatePixelData(TagNumber tag, const char* creator) {
-        return mDictionary.ofPrivate(tag, creator, EVR_UNKNOWN) == EVR_px;
+    /// The VR that the dictionary has for a private element; `otherwise` if it has none.
+    DcmEVR privateVr(TagNumber tag, const char* creator, DcmEVR otherwise) {
+        return mDictionary.ofPrivate(tag, creator, otherwise);
     }
 
   private:

@@ -11,11 +11,11 @@
 
 namespace radvex {
 
-/// What DCMTK does to keep the elements of one item sorted: each new one is compared with those of the list, from the
-/// largest tag down.
+/// Counts what it costs DCMTK to keep the elements of one item sorted: it compares each new element with those that it
+/// has, from the largest tag down.
 class ElementOrder {
   public:
-    /// Adds an element. @return at most how many elements DCMTK compares it with
+    /// Adds an element. @return an upper bound for the number of elements with which DCMTK compares it
     std::uint64_t add(TagNumber tag) {
         if (isLargest(tag)) {
             mSmallest = mListed == 0 ? tag : mSmallest;
@@ -24,7 +24,7 @@ class ElementOrder {
             return 1;
         }
         const std::uint64_t compared = mListed;
-        // What repeats the smallest tag does not enter the list: zeros that pad the end of a file read as such.
+        // DCMTK drops an element whose tag it has already. Zeros that pad a file look like many such elements.
         if (tag != mSmallest && tag != mLargest) {
             mSmallest = std::min(mSmallest, tag);
             ++mListed;
@@ -33,7 +33,7 @@ class ElementOrder {
         return tag == mLargest ? 1 : compared;
     }
 
-    /// True when the element goes to the end of the list.
+    /// True for a tag that would become the last of the list.
     bool isLargest(TagNumber tag) const { return mListed == 0 || tag > mLargest; }
     TagNumber largest() const { return mLargest; }
     std::uint64_t outOfOrder() const { return mOutOfOrder; }
@@ -45,18 +45,19 @@ class ElementOrder {
     std::uint64_t mOutOfOrder = 0;
 };
 
-/// The names of private blocks in one item that DCMTK has taken note of, which decide the VR of private elements.
+/// The private creators of one item. DCMTK uses their names to look up private elements, but it does not know all of
+/// them.
 class PrivateCreators {
   public:
-    /// Tells of an element that reserves a block, with its text if it has one.
-    /// @param isLast  whether it is the last of the item's list now
+    /// Adds an element that reserves a block, with its text if it has one.
+    /// @param isLast  the element is now the last one in the item's list
     void add(TagNumber tag, std::optional<std::string> name, bool isLast) {
-        const auto [place, isNew] = mBlocks.try_emplace(tag, Block{std::move(name), isLast});
-        // DCMTK takes note of whatever its list points at after an insertion: the last element, or the one repeated.
-        place->second.isKnown = place->second.isKnown || !isNew;
+        const auto [block, isNew] = mBlocks.try_emplace(tag, Block{std::move(name), isLast});
+        // After an insertion DCMTK reads the creator at which its list points: the last element, or a repeated one.
+        block->second.isKnown = block->second.isKnown || !isNew;
     }
 
-    /// The name for a private element; nullptr when its block is not known.
+    /// The creator of a private element; null when DCMTK does not know it.
     const char* of(TagNumber tag) const {
         if (mBlocks.empty()) {
             return nullptr;

@@ -7,7 +7,7 @@ namespace radvex {
 
 namespace {
 
-/// With less after the preamble DCMTK gives up.
+/// DCMTK fails when fewer bytes follow the preamble.
 constexpr std::size_t kShortestMeta = 12;
 
 constexpr TagNumber kMetaLengthTag = 0x00020000;
@@ -18,13 +18,13 @@ constexpr TagNumber kNextRecordTag = 0x00041400;
 constexpr TagNumber kLowerRecordTag = 0x00041420;
 constexpr TagNumber kWaveformBitsTag = 0x54001004;
 
-/// Sorts out almost all elements at once.
+/// False for almost all elements: a quick check before the exact ones.
 bool maySteer(TagNumber tag) {
     const TagNumber group = tag >> 16;
     return isPrivateCreator(tag) || group == 0x0002 || group == 0x0004 || group == 0x5400;
 }
 
-/// Whether DCMTK takes a number of 32 bits from a value. It makes an odd length even, with a zero behind.
+/// True when DCMTK reads a number of 32 bits from the value. It pads an odd length with a zero byte.
 bool holdsNumber(const ElementHeader& header) {
     constexpr std::uint32_t kShortest = 3;
     return (header.vr == EVR_UL || header.vr == EVR_up || header.vr == EVR_OL) && header.length >= kShortest;
@@ -37,32 +37,32 @@ bool ElementWalk::walkMetaInformation(Encoding encoding) {
         return false;
     }
     mIsInMeta = true;
-    openUp(Kind::MetaInformation, encoding, 0, kUndefinedLength);
-    const bool goesOn = (!hasMore(mOpen.front()) || readFirstOfMeta()) && run(0);
+    open(Kind::MetaInformation, encoding, 0, kUndefinedLength);
+    const bool goesOn = (!hasMore(mScopes.front()) || readFirstOfMeta()) && run(0);
     mIsInMeta = false;
     return goesOn;
 }
 
-/// DCMTK takes many an error in the first element for a missing group length and reads on from wherever it stopped.
+/// DCMTK takes most errors in the first element for a missing group length, and reads on from where it stopped.
 bool ElementWalk::readFirstOfMeta() {
-    const std::uint64_t start = mOpen.front().start;
-    const Step step = readElement(mOpen.front());
-    if (mOpen.size() > 1 && !run(1) && !mRefusal) {
+    const std::uint64_t start = mScopes.front().start;
+    const Step step = readElement(mScopes.front());
+    if (mScopes.size() > 1 && !run(1) && !mRefusal) {
         refuse("meta information that begins with a broken sequence");
     }
     if (mRefusal || step == Step::IsLast) {
         return false;
     }
     if (mHasGroupLength) {
-        mOpen.front().length = mGroupLength.value + static_cast<std::uint32_t>(mSource.position() - start);
+        mScopes.front().length = mGroupLength.value + static_cast<std::uint32_t>(mSource.offset() - start);
     }
     return true;
 }
 
 void ElementWalk::walkDataset(Encoding encoding) {
-    openUp(Kind::Dataset, encoding, 0, kUndefinedLength);
+    open(Kind::Dataset, encoding, 0, kUndefinedLength);
     run(0);
-    while (!mOpen.empty()) { // a last record without an end is a record
+    while (!mScopes.empty()) { // a record that the file cuts off still counts
         close();
     }
     if (!mRefusal && mDirectory.exceed(mLimits.directoryLevels, mFirstRecord.value)) {
@@ -70,16 +70,15 @@ void ElementWalk::walkDataset(Encoding encoding) {
     }
 }
 
-/// Reads on until only `depth` items and sequences are open. @return false when DCMTK's parser ends before
 bool ElementWalk::run(std::size_t depth) {
-    while (mOpen.size() > depth) {
-        Open& open = mOpen.back();
-        if (!hasMore(open)) {
+    while (mScopes.size() > depth) {
+        Scope& scope = mScopes.back();
+        if (!hasMore(scope)) {
             close();
             continue;
         }
-        const Step step = open.isSequence() ? readItem(open) : readElement(open);
-        if (step == Step::EndsItem) {
+        const Step step = scope.isSequence() ? readItem(scope) : readElement(scope);
+        if (step == Step::EndsScope) {
             close();
         } else if (step != Step::GoesOn) {
             return false;
@@ -88,28 +87,28 @@ bool ElementWalk::run(std::size_t depth) {
     return true;
 }
 
-bool ElementWalk::hasMore(const Open& open) {
-    if (open.kind == Kind::MetaInformation && open.length == kUndefinedLength) {
+bool ElementWalk::hasMore(const Scope& scope) {
+    if (scope.kind == Kind::MetaInformation && scope.length == kUndefinedLength) {
         const auto group = mSource.peek(2);
         return group.size() == 2 && ((group[0] == 2 && group[1] == 0) || (group[0] == 0 && group[1] == 2));
     }
-    // DCMTK counts in 32 bits, and an undefined length is a number to it.
-    return static_cast<std::uint32_t>(mSource.position() - open.start) < open.length;
+    // DCMTK counts in 32 bits, and compares with an undefined length as with any other.
+    return static_cast<std::uint32_t>(mSource.offset() - scope.start) < scope.length;
 }
 
-void ElementWalk::openUp(Kind kind, Encoding encoding, TagNumber tag, std::uint32_t length) {
-    mOpen.emplace_back(kind, encoding, tag, mSource.position(), length);
-    mSequences += mOpen.back().isSequence() ? 1U : 0U;
+void ElementWalk::open(Kind kind, Encoding encoding, TagNumber tag, std::uint32_t length) {
+    mScopes.emplace_back(kind, encoding, tag, mSource.offset(), length);
+    mOpenSequences += mScopes.back().isSequence() ? 1U : 0U;
 }
 
 void ElementWalk::close() {
-    const Open& open = mOpen.back();
-    mSequences -= open.isSequence() ? 1U : 0U;
-    // Only the records of the dataset's own sequence become a tree. An offset is that of the item's header.
-    if (open.kind == Kind::DirectoryRecord && mOpen.size() == 3 && !mIsInMeta) {
-        mDirectory.add(static_cast<std::uint32_t>(open.start) - 8, open.lowerRecord.value, open.nextRecord.value);
+    const Scope& scope = mScopes.back();
+    mOpenSequences -= scope.isSequence() ? 1U : 0U;
+    // Only the records of the dataset's own sequence become a tree. Their offsets are those of the item headers.
+    if (scope.kind == Kind::DirectoryRecord && mScopes.size() == 3 && !mIsInMeta) {
+        mDirectory.add(static_cast<std::uint32_t>(scope.start) - 8, scope.lowerRecord.value, scope.nextRecord.value);
     }
-    mOpen.pop_back();
+    mScopes.pop_back();
 }
 
 ElementWalk::Step ElementWalk::refuse(const std::string& reason) {
@@ -117,13 +116,13 @@ ElementWalk::Step ElementWalk::refuse(const std::string& reason) {
     return Step::IsLast;
 }
 
-ElementWalk::Step ElementWalk::readItem(Open& sequence) {
+ElementWalk::Step ElementWalk::readItem(Scope& sequence) {
     ElementHeader header;
     if (!mHeaders.readItem(sequence.encoding, header)) {
         return Step::IsLast;
     }
     if (header.tag == kSequenceDelimiterTag) {
-        return Step::EndsItem;
+        return Step::EndsScope;
     }
     if (header.tag != kItemTag) {
         return Step::IsLast;
@@ -132,11 +131,11 @@ ElementWalk::Step ElementWalk::readItem(Open& sequence) {
         return mSource.skip(header.length) ? Step::GoesOn : Step::IsLast;
     }
     const Kind kind = sequence.tag == kDirectoryRecordsTag ? Kind::DirectoryRecord : Kind::Item;
-    openUp(kind, sequence.encoding, 0, header.length);
+    open(kind, sequence.encoding, 0, header.length);
     return Step::GoesOn;
 }
 
-ElementWalk::Step ElementWalk::readElement(Open& item) {
+ElementWalk::Step ElementWalk::readElement(Scope& item) {
     ElementHeader header;
     if (!mHeaders.readElement(item.encoding, header)) {
         return Step::IsLast;
@@ -149,11 +148,11 @@ ElementWalk::Step ElementWalk::readElement(Open& item) {
         }
     }
     if (creator != nullptr && !item.encoding.isExplicit) {
-        mHeaders.lookUpPrivate(header, creator);
+        header.vr = mHeaders.privateVr(header.tag, creator, header.vr);
     }
     const ElementContent content = contentIn(item, header, creator);
     switch (content) {
-    case ElementContent::ItemEnd: return Step::EndsItem;
+    case ElementContent::ItemEnd: return Step::EndsScope;
     case ElementContent::Refused: return Step::IsRefusedByDcmtk;
     case ElementContent::Misplaced: return Step::IsLast;
     default: break;
@@ -165,50 +164,51 @@ ElementWalk::Step ElementWalk::readElement(Open& item) {
     return content == ElementContent::Value ? readValue(item, header, isLast) : openSequence(item, header, content);
 }
 
-ElementWalk::Step ElementWalk::openSequence(Open& item, const ElementHeader& header, ElementContent content) {
-    if (mSequences == mLimits.levels) {
+ElementWalk::Step ElementWalk::openSequence(Scope& item, const ElementHeader& header, ElementContent content) {
+    if (mOpenSequences == mLimits.levels) {
         return refuse("sequences nested over " + std::to_string(mLimits.levels) + " levels");
     }
     if (isPrivateCreator(header.tag)) {
         item.creators.add(header.tag, std::nullopt, true);
     }
-    // What is in a sequence of unknown representation is written as if by the default transfer syntax.
+    // The content of a sequence of unknown representation is encoded as in the default transfer syntax.
     const Encoding encoding =
         header.vr == EVR_SQ || content == ElementContent::PixelSequence ? item.encoding : Encoding{};
-    openUp(content == ElementContent::Sequence ? Kind::Sequence : Kind::PixelSequence, encoding, header.tag,
-           header.length);
+    open(content == ElementContent::Sequence ? Kind::Sequence : Kind::PixelSequence, encoding, header.tag,
+         header.length);
     return Step::GoesOn;
 }
 
-ElementWalk::Step ElementWalk::readValue(Open& item, const ElementHeader& header, bool isLast) {
-    const std::uint64_t end = mSource.position() + header.length;
+ElementWalk::Step ElementWalk::readValue(Scope& item, const ElementHeader& header, bool isLast) {
+    const std::uint64_t end = mSource.offset() + header.length;
     if (maySteer(header.tag)) {
         noteSteering(item, header, isLast);
     }
-    return mSource.skip(end - mSource.position()) ? Step::GoesOn : Step::IsLast;
+    return mSource.skip(end - mSource.offset()) ? Step::GoesOn : Step::IsLast;
 }
 
-/// DCMTK refuses such an element in items of defined length; directory records are no items to it.
-bool ElementWalk::isLargerThanItem(const Open& item, const ElementHeader& header) const {
+/// DCMTK refuses such an element, but only in an item of defined length that is not a directory record.
+bool ElementWalk::isLargerThanItem(const Scope& item, const ElementHeader& header) const {
     if (item.kind != Kind::Item || item.length == kUndefinedLength) {
         return false;
     }
-    const std::uint64_t read = mSource.position() - item.start;
+    const std::uint64_t read = mSource.offset() - item.start;
     return read <= item.length && header.length > item.length - read;
 }
 
-ElementContent ElementWalk::contentIn(const Open& item, const ElementHeader& header, const char* creator) {
+ElementContent ElementWalk::contentIn(const Scope& item, const ElementHeader& header, const char* creator) {
     if (header.length != kUndefinedLength) {
         return isLargerThanItem(item, header) ? ElementContent::Refused : contentOf(header);
     }
-    ElementSurroundings surroundings;
-    surroundings.isPrivatePixelData = isPrivate(header.tag) && mHeaders.isPrivatePixelData(header.tag, creator);
-    surroundings.isCheckedForVr = !item.encoding.isExplicit && item.kind != Kind::MetaInformation;
-    surroundings.hasWaveformBits = item.waveformBits.value != 0;
-    return contentOfUndefined(header, surroundings);
+    ElementContext context;
+    context.isPrivatePixelData =
+        isPrivate(header.tag) && mHeaders.privateVr(header.tag, creator, EVR_UNKNOWN) == EVR_px;
+    context.isCheckedForVr = !item.encoding.isExplicit && item.kind != Kind::MetaInformation;
+    context.hasWaveformBits = item.waveformBits.value != 0;
+    return contentOfUndefined(header, context);
 }
 
-const char* ElementWalk::creatorOf(const Open& item, TagNumber tag) {
+const char* ElementWalk::creatorOf(const Scope& item, TagNumber tag) {
     mComparisons += item.creatorsKept;
     if (mComparisons > mLimits.comparisons) {
         refuse("too many private creators");
@@ -216,32 +216,28 @@ const char* ElementWalk::creatorOf(const Open& item, TagNumber tag) {
     return item.creators.of(tag);
 }
 
-bool ElementWalk::countElement(Open& item, TagNumber tag) {
+bool ElementWalk::countElement(Scope& item, TagNumber tag) {
     mComparisons += item.order.add(tag);
     const TagNumber largest = item.order.largest();
     item.creatorsKept += isPrivateCreator(tag) || (tag < largest && isPrivateCreator(largest)) ? 1U : 0U;
-    return (item.order.outOfOrder() <= mLimits.outOfOrder && mComparisons <= mLimits.comparisons) || refuseOrder(item);
-}
-
-bool ElementWalk::refuseOrder(const Open& item) {
     if (item.order.outOfOrder() > mLimits.outOfOrder) {
         refuse("over " + std::to_string(mLimits.outOfOrder) + " elements of one item out of order");
-    } else {
+    } else if (mComparisons > mLimits.comparisons) {
         refuse("too many elements out of order");
     }
-    return false;
+    return !mRefusal;
 }
 
-/// Takes note of values that decide how DCMTK goes on. Moves over some of them, in part or as a whole.
-void ElementWalk::noteSteering(Open& item, const ElementHeader& header, bool isLast) {
+/// Notes a value that decides how DCMTK reads on. Consumes a part of the value, or all of it.
+void ElementWalk::noteSteering(Scope& item, const ElementHeader& header, bool isLast) {
     const TagNumber tag = header.tag;
     if (isPrivateCreator(tag)) {
         item.creators.add(tag, readText(mSource, header), isLast);
     } else if (tag == kWaveformBitsTag && !item.waveformBits.isSeen) {
-        item.waveformBits = {true, header.length > 0 ? 1U : 0U}; // one byte is made two
+        item.waveformBits = {true, header.length > 0 ? 1U : 0U}; // DCMTK pads one byte to two
     } else if (mIsInMeta && tag == kTransferSyntaxTag) {
         const auto uid = header.vr == EVR_UI ? readText(mSource, header) : std::nullopt;
-        // To DCMTK no value is none, and one of nothing but spaces is the UID of an unofficial syntax.
+        // To DCMTK an empty value is an unknown syntax, and one of spaces the UID of a private syntax.
         mSyntaxes.push_back(uid ? DcmXfer(uid->c_str()).getXfer() : EXS_Unknown);
     } else if (item.kind == Kind::MetaInformation && tag == kMetaLengthTag) {
         noteNumber(mGroupLength, item.encoding, header);
@@ -255,7 +251,7 @@ void ElementWalk::noteSteering(Open& item, const ElementHeader& header, bool isL
     }
 }
 
-void ElementWalk::noteNumber(Number& number, Encoding encoding, const ElementHeader& header) {
+void ElementWalk::noteNumber(SteeringNumber& number, Encoding encoding, const ElementHeader& header) {
     std::array<std::uint8_t, 4> padded{};
     const std::size_t size = std::min<std::size_t>(header.length, padded.size());
     const auto bytes = mSource.peek(size);

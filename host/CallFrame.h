@@ -7,11 +7,11 @@
 
 namespace velmora {
 
-/// The cells of one call: arguments on the way in, the result on the way out.
+/// The cells of one call: its arguments and its result.
 class CallFrame {
   public:
     CallFrame(const Declaration& declaration, const std::vector<Value>& arguments);
-    /// Takes back the strings that the library did not take over.
+    /// Frees the strings that the library did not take over.
     ~CallFrame();
     CallFrame(const CallFrame&) = delete;
     CallFrame& operator=(const CallFrame&) = delete;
@@ -20,12 +20,13 @@ class CallFrame {
     VArgument* args() { return mArguments.data(); }
     VArgument res() { return VArgument{.cell = &mResult}; }
 
-    /// The result as a value of the host's; objects in it become the host's.
+    /// The result as a value; an object in it becomes the host's.
     Value takeResult(vint type);
 
   private:
     using Cell = VelmoraDataStoreNode::Cell;
 
+    /// Fills the cell of an argument. `declared` is the kind that the library expects.
     void fill(Cell& cell, vint declared, const Value& value);
 
     std::vector<Cell> mCells;

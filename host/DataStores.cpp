@@ -1,31 +1,20 @@
-#include <cstring>
-#include <new>
-#include <utility>
-
-#include "host/HandleTable.h"
+#include "host/ObjectFunctions.h"
 
 namespace velmora {
 
 namespace {
 
-constexpr auto kDataStoreKind = ObjectKind::dataStore;
-
 using Cell = VelmoraDataStoreNode::Cell;
 
-/// Makes a handle the store's. Null for one that is not the library's own: it stays where it is, since two owners
-/// would each free it.
-template <typename Handle>
-Handle takeOver(ObjectKind kind, Handle handle) {
-    if (handle == nullptr) {
+/// Makes an object the store's. @return null for an object that the library does not own: two owners would both free it
+template <typename Object>
+Object* takeOver(Object* object) {
+    if (object != nullptr && !isOwnedByLibrary(object)) {
+        reportViolation(object, "put", " that it does not own into a data store.");
         return nullptr;
     }
-    if (!ledger().isOwnedBy(Owner::library, kind, handle)) {
-        ledger().reportViolation(std::string("The library put ") + objectKindName(kind) +
-                                 " that it does not own into a data store.");
-        return nullptr;
-    }
-    ledger().changeOwner(kind, handle, Owner::store);
-    return handle;
+    changeOwner(object, Owner::store);
+    return object;
 }
 
 void destroyCell(vint type, const Cell& cell) {
@@ -37,21 +26,37 @@ void destroyCell(vint type, const Cell& cell) {
     }
 }
 
-/// Frees one store's own memory. Inner stores are handed to the caller, so that nesting costs no call stack.
+/// Frees one store and what is in it, except for inner stores: they are added to `inner`, so that nesting needs no
+/// recursion.
 void destroyOne(DataStore store, std::vector<DataStore>& inner) {
-    for (VelmoraDataStoreNode* node = store->first; node != nullptr;) {
+    for (const VelmoraDataStoreNode* node = store->first; node != nullptr; node = node->next) {
         if (node->type == VType_DataStore && node->cell.dataStore != nullptr) {
             inner.push_back(node->cell.dataStore);
         } else {
             destroyCell(node->type, node->cell);
         }
-        node = node->next;
     }
     delete store;
 }
 
+/// Appends a node with `extra` bytes behind its name. Null without memory.
+VelmoraDataStoreNode* addNode(DataStore store, const char* name, vint type, Cell cell, std::size_t extra) {
+    name = name == nullptr ? "" : name;
+    const std::size_t nameBytes = std::strlen(name) + 1;
+    void* memory = store->memory.allocate(sizeof(VelmoraDataStoreNode) + nameBytes + extra);
+    if (memory == nullptr) {
+        return nullptr;
+    }
+    auto* node = new (memory) VelmoraDataStoreNode{nullptr, type, cell};
+    std::memcpy(node->name(), name, nameBytes);
+    (store->last == nullptr ? store->first : store->last->next) = node;
+    store->last = node;
+    ++store->length;
+    return node;
+}
+
 void addByLibrary(DataStore store, const char* name, vint type, Cell cell) {
-    if (!ledger().isAlive(kDataStoreKind, store)) {
+    if (!isAlive(store)) {
         ledger().reportViolation("The library added to a data store that does not exist.");
         if (type == VType_DataStore) {
             destroyDataStore(cell.dataStore);
@@ -68,20 +73,18 @@ void addStore(DataStore store, const char* name, DataStore value) {
         ledger().reportViolation("The library put a data store into itself.");
         return;
     }
-    addByLibrary(store, name, VType_DataStore, Cell{.dataStore = takeOver(kDataStoreKind, value)});
+    addByLibrary(store, name, VType_DataStore, Cell{.dataStore = takeOver(value)});
 }
 
 void deleteByLibrary(DataStore store) {
-    // A store inside an argument's store may be deleted too: it is taken out of it.
-    if (!ledger().isAlive(kDataStoreKind, store)) {
+    // The library may also delete a store that is inside an argument's store.
+    if (!isAlive(store)) {
         ledger().reportViolation("The library deleted a data store that does not exist.");
-        return;
-    }
-    if (ledger().isOwnedBy(Owner::host, kDataStoreKind, store)) {
+    } else if (ledger().isOwnedBy(Owner::host, ObjectKind::dataStore, store)) {
         ledger().reportViolation("The library deleted a data store that it does not own.");
-        return;
+    } else {
+        destroyDataStore(store);
     }
-    destroyDataStore(store);
 }
 
 Cell cloneCell(vint type, const Cell& cell) {
@@ -91,6 +94,18 @@ Cell cloneCell(vint type, const Cell& cell) {
     case VType_Image: return Cell{.image = cloneImage(cell.image, Owner::store)};
     default: return cell;
     }
+}
+
+/// Appends a value that the library gives; a handle becomes the store's.
+template <vint type, auto member, typename T>
+void addNamed(DataStore store, const char* name, T value) {
+    Cell cell{};
+    if constexpr (type == VType_Tensor || type == VType_NumericArray || type == VType_Image) {
+        cell.*member = takeOver(value);
+    } else {
+        cell.*member = value;
+    }
+    addByLibrary(store, name, type, cell);
 }
 
 DataStore createByLibrary() {
@@ -142,29 +157,10 @@ void* NodeMemory::allocate(std::size_t bytes) {
 DataStore newDataStore(Owner owner) {
     auto* store = new (std::nothrow) VelmoraDataStore;
     if (store != nullptr) {
-        ledger().add(kDataStoreKind, store, owner);
+        ledger().add(ObjectKind::dataStore, store, owner);
     }
     return store;
 }
-
-namespace {
-
-/// A node at the end of the store, with `extra` bytes behind its name.
-VelmoraDataStoreNode* addNode(DataStore store, const char* name, vint type, Cell cell, std::size_t extra) {
-    const std::size_t nameBytes = (name == nullptr ? 0 : std::strlen(name)) + 1;
-    void* memory = store->memory.allocate(sizeof(VelmoraDataStoreNode) + nameBytes + extra);
-    if (memory == nullptr) {
-        return nullptr;
-    }
-    auto* node = new (memory) VelmoraDataStoreNode{nullptr, type, cell};
-    std::memcpy(node->name(), name == nullptr ? "" : name, nameBytes);
-    (store->last == nullptr ? store->first : store->last->next) = node;
-    store->last = node;
-    ++store->length;
-    return node;
-}
-
-} // namespace
 
 VelmoraDataStoreNode* appendText(DataStore store, const char* name, const char* text) {
     const std::size_t textBytes = text == nullptr ? 0 : std::strlen(text) + 1;
@@ -182,18 +178,18 @@ VelmoraDataStoreNode* appendNode(DataStore store, const char* name, vint type, C
         return appendText(store, name, cell.utf8String);
     }
     VelmoraDataStoreNode* node = addNode(store, name, type, cell, 0);
-    if (type == VType_DataStore && cell.dataStore != nullptr && ledger().isAlive(kDataStoreKind, cell.dataStore)) {
+    if (type == VType_DataStore && isAlive(cell.dataStore)) {
         cell.dataStore->holder = node;
     }
     return node;
 }
 
 DataStore cloneDataStore(DataStore store, Owner owner) {
-    if (!ledger().isAlive(kDataStoreKind, store)) {
+    if (!isAlive(store)) {
         return nullptr;
     }
     const DataStore copy = newDataStore(owner);
-    std::vector<std::pair<DataStore, DataStore>> open{{store, copy}}; // nesting costs no call stack
+    std::vector<std::pair<DataStore, DataStore>> open{{store, copy}}; // in place of a recursion
     while (!open.empty()) {
         const auto [source, target] = open.back();
         open.pop_back();
@@ -212,13 +208,13 @@ DataStore cloneDataStore(DataStore store, Owner owner) {
 
 void destroyDataStore(DataStore store) {
     std::vector<DataStore> doomed{store};
-    if (ledger().isAlive(kDataStoreKind, store) && store->holder != nullptr) {
+    if (isAlive(store) && store->holder != nullptr) {
         store->holder->cell.dataStore = nullptr;
     }
     while (!doomed.empty()) {
         const DataStore next = doomed.back();
         doomed.pop_back();
-        if (ledger().remove(kDataStoreKind, next)) {
+        if (ledger().remove(ObjectKind::dataStore, next)) {
             destroyOne(next, doomed);
         }
     }
@@ -226,43 +222,24 @@ void destroyDataStore(DataStore store) {
 
 const VelmoraDataStoreFunctions kDataStoreFunctions = {
     .createDataStore = createByLibrary,
-    .DataStore_addNamedInteger = [](DataStore store, const char* name,
-                                    vint value) { addByLibrary(store, name, VType_Integer, Cell{.integer = value}); },
-    .DataStore_addNamedReal = [](DataStore store, const char* name,
-                                 vreal value) { addByLibrary(store, name, VType_Real, Cell{.real = value}); },
-    .DataStore_addNamedComplex =
-        [](DataStore store, const char* name, vcomplex value) {
-            addByLibrary(store, name, VType_Complex, Cell{.complex = value});
-        },
+    .DataStore_addNamedInteger = addNamed<VType_Integer, &Cell::integer>,
+    .DataStore_addNamedReal = addNamed<VType_Real, &Cell::real>,
+    .DataStore_addNamedComplex = addNamed<VType_Complex, &Cell::complex>,
     .DataStore_addNamedString =
         [](DataStore store, const char* name, const char* value) {
             addByLibrary(store, name, VType_UTF8String, Cell{.utf8String = const_cast<char*>(value)});
         },
-    .DataStore_addNamedVTensor =
-        [](DataStore store, const char* name, VTensor value) {
-            addByLibrary(store, name, VType_Tensor, Cell{.tensor = takeOver(ObjectKind::tensor, value)});
-        },
-    .DataStore_addNamedVImage =
-        [](DataStore store, const char* name, VImage value) {
-            addByLibrary(store, name, VType_Image, Cell{.image = takeOver(ObjectKind::image, value)});
-        },
+    .DataStore_addNamedVTensor = addNamed<VType_Tensor, &Cell::tensor>,
+    .DataStore_addNamedVImage = addNamed<VType_Image, &Cell::image>,
     .DataStore_addNamedDataStore = addStore,
-    .DataStore_addNamedBoolean = [](DataStore store, const char* name,
-                                    vbool value) { addByLibrary(store, name, VType_Boolean, Cell{.boolean = value}); },
-    .DataStore_addNamedVNumericArray =
-        [](DataStore store, const char* name, VNumericArray value) {
-            addByLibrary(store, name, VType_NumericArray,
-                         Cell{.numericArray = takeOver(ObjectKind::numericArray, value)});
-        },
-    .DataStore_addNamedVSparseArray =
-        [](DataStore store, const char* name, VSparseArray value) {
-            addByLibrary(store, name, VType_SparseArray, Cell{.sparseArray = value});
-        },
+    .DataStore_addNamedBoolean = addNamed<VType_Boolean, &Cell::boolean>,
+    .DataStore_addNamedVNumericArray = addNamed<VType_NumericArray, &Cell::numericArray>,
+    .DataStore_addNamedVSparseArray = addNamed<VType_SparseArray, &Cell::sparseArray>,
     .deleteDataStore = deleteByLibrary,
     .copyDataStore = copyByLibrary,
-    .DataStore_getLength = [](DataStore store) { return fieldOf(kDataStoreKind, store, &VelmoraDataStore::length); },
-    .DataStore_getFirstNode = [](DataStore store) { return fieldOf(kDataStoreKind, store, &VelmoraDataStore::first); },
-    .DataStore_getLastNode = [](DataStore store) { return fieldOf(kDataStoreKind, store, &VelmoraDataStore::last); },
+    .DataStore_getLength = fieldOf<&VelmoraDataStore::length>,
+    .DataStore_getFirstNode = fieldOf<&VelmoraDataStore::first>,
+    .DataStore_getLastNode = fieldOf<&VelmoraDataStore::last>,
     .DataStoreNode_getNextNode = [](DataStoreNode node) { return node == nullptr ? nullptr : node->next; },
     .DataStoreNode_getDataType = [](DataStoreNode node) -> vint {
         return ledger().isRefused(Operation::DataStoreNode_getDataType) || node == nullptr ? VType_Undef : node->type;

@@ -6,7 +6,7 @@ namespace velmora {
 
 namespace {
 
-/// Takes the list up line by line. What follows a function is about that function.
+/// Collects the list line by line. Arguments, result and errors belong to the last function before them.
 struct FunctionList {
     std::vector<Section> sections{};
     std::vector<EntryPoint> entryPoints{};

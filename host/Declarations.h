@@ -8,7 +8,7 @@
 
 namespace velmora {
 
-/// What people are told of a function. All texts live as long as the program.
+/// What documentation says about a function. All texts live as long as the program.
 struct Description {
     struct Argument {
         std::string_view name;
@@ -17,21 +17,21 @@ struct Description {
 
     std::size_t section = 0; ///< index in radvexSections()
     std::string_view meaning{};
-    std::vector<Argument> arguments{};      ///< one for each kind in Declaration::arguments
-    std::string_view result{};              ///< meaning and shape; empty without a result
-    std::vector<std::string_view> errors{}; ///< names, beside those that any function can return
+    std::vector<Argument> arguments{};      ///< as many as Declaration::arguments
+    std::string_view result{};              ///< meaning and shape; empty for a function without result
+    std::vector<std::string_view> errors{}; ///< names, without those that every function can return
 };
 
-/// What a host has to know of an exported function before it can call it, since cells carry no type: the kinds of
-/// its arguments, and the kind of its result (VType_Undef for none).
+/// What a host has to know about an exported function to call it, since cells carry no type: the kinds of its arguments
+/// and of its result (VType_Undef for none).
 struct Declaration {
     std::string name;
     std::vector<vint> arguments;
     vint result;
-    Description description{}; ///< no call needs it; it may be left out
+    Description description{}; ///< not needed for calls
 };
 
-/// A function that is no VelmoraFunction: the host calls it by its own C signature.
+/// An exported function with a C signature of its own.
 struct EntryPoint {
     std::size_t section; ///< index in radvexSections()
     std::string_view name;
@@ -40,13 +40,13 @@ struct EntryPoint {
     std::string_view meaning;
 };
 
-/// A group of functions, and what holds for all of them.
+/// A group of functions, with what applies to all of them.
 struct Section {
     std::string_view title;
     std::string_view text;
 };
 
-/// The functions of Radvex, in the order of velmora/RadvexFunctions.h, which they come from.
+/// The functions of Radvex, from velmora/RadvexFunctions.h and in its order.
 const std::vector<Declaration>& radvexDeclarations();
 const std::vector<EntryPoint>& radvexEntryPoints();
 const std::vector<Section>& radvexSections();

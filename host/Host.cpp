@@ -2,20 +2,17 @@
 
 #include <dlfcn.h>
 
-#include <algorithm>
-
 #include "host/CallFrame.h"
-#include "host/Message.h"
 
 namespace velmora {
 
 namespace {
 
 constexpr const char* kSetContext = "setExceptionDetailsContext";
-// What stands in front of the name of the symbol that a library's error parameters come in.
+// Prefix of the symbol under which a library sends the parameters of an error.
 constexpr const char* kSymbolContext = "Host`";
 
-/// Runs library code; an exception that passes out of it is the general failure of a function.
+/// Runs library code. An exception that leaves it counts as the general failure of a function.
 template <typename Call>
 int runLibrary(Services& services, Call call) {
     services.setInLibrary(true);
@@ -29,36 +26,32 @@ int runLibrary(Services& services, Call call) {
     return code;
 }
 
-std::string readString(TTLink link) {
-    const unsigned char* units = nullptr;
-    int length = 0;
-    if (TTGetUTF8String(link, &units, &length) == 0) {
-        throw HostError("The library's table of errors cannot be read.");
-    }
-    std::string text(reinterpret_cast<const char*>(units), static_cast<std::size_t>(length));
-    TTReleaseUTF8String(link, units, length);
-    return text;
-}
-
 void destroyAny(ObjectKind kind, void* object) {
     switch (kind) {
     case ObjectKind::dataStore: destroyDataStore(static_cast<DataStore>(object)); break;
     case ObjectKind::tensor: destroyTensor(static_cast<VTensor>(object)); break;
     case ObjectKind::numericArray: destroyNumericArray(static_cast<VNumericArray>(object)); break;
     case ObjectKind::image: destroyImage(static_cast<VImage>(object)); break;
-    case ObjectKind::string: break; // taken back with the call's frame
+    case ObjectKind::string: break; // the call frame frees strings
     }
-}
-
-int expectHead(TTLink link, const char* head) {
-    int count = 0;
-    if (TTTestHead(link, head, &count) == 0) {
-        throw HostError("The library's table of errors cannot be read.");
-    }
-    return count;
 }
 
 } // namespace
+
+std::string fillMessage(const std::string& messageTemplate, const std::vector<std::string>& values) {
+    std::string message;
+    std::size_t offset = 0;
+    for (const std::string& value : values) {
+        const std::size_t open = messageTemplate.find('`', offset);
+        const std::size_t close = open == std::string::npos ? open : messageTemplate.find('`', open + 1);
+        if (close == std::string::npos) {
+            break;
+        }
+        message.append(messageTemplate, offset, open - offset).append(value);
+        offset = close + 1;
+    }
+    return message.append(messageTemplate, offset, std::string::npos);
+}
 
 void Host::Unload::operator()(void* library) const { dlclose(library); }
 
@@ -124,16 +117,19 @@ void Host::learnErrors() {
 
 void Host::readErrorTable() {
     const TTLink link = mServices.hostLink();
-    const int count = expectHead(link, "Association");
-    for (int index = 0; index < count; ++index) {
-        RegisteredError error;
-        expectHead(link, "Rule");
-        error.name = readString(link);
-        expectHead(link, "List");
-        if (TTGetInteger32(link, &error.id) == 0) {
+    const auto require = [](bool isRead) {
+        if (!isRead) {
             throw HostError("The library's table of errors cannot be read.");
         }
-        error.message = readString(link);
+    };
+    int count = 0;
+    require(TTTestHead(link, "Association", &count) != 0);
+    for (int index = 0; index < count; ++index) {
+        RegisteredError error;
+        int ignored = 0;
+        require(TTTestHead(link, "Rule", &ignored) != 0 && readString(link, error.name) &&
+                TTTestHead(link, "List", &ignored) != 0 && TTGetInteger32(link, &error.id) != 0 &&
+                readString(link, error.message));
         mErrors.emplace(error.id, error);
     }
     TTNewPacket(link);
@@ -160,20 +156,20 @@ Value Host::call(const std::string& name, const std::vector<Value>& arguments) {
         throwError(code);
     }
     if (name == kSetContext && result.is<std::string>()) {
-        mParametersSymbol = result.get<std::string>(); // errors' parameters come in another symbol from here on
+        mParametersSymbol = result.get<std::string>(); // the symbol for the parameters of later errors
     }
     return result;
 }
 
-void Host::collectLeftovers(bool succeeded) {
+void Host::collectLeftovers(bool hasSucceeded) {
     for (const auto kind : {ObjectKind::dataStore, ObjectKind::tensor, ObjectKind::numericArray, ObjectKind::image}) {
         if (ledger().ownedByLibrary(kind) == 0) {
             continue;
         }
-        // The root of a result that was being built when a call failed is the host's to take back: one, and no more.
-        const bool isHosts = kind == ObjectKind::dataStore && !succeeded && ledger().ownedByLibrary(kind) == 1;
+        // By contract the host frees the data store that a failed call was building: one, and no more.
+        const bool isForHost = kind == ObjectKind::dataStore && !hasSucceeded && ledger().ownedByLibrary(kind) == 1;
         for (const void* object : ledger().ownedBy(Owner::library, kind)) {
-            if (isHosts) {
+            if (isForHost) {
                 ++ledger().counts(kind).takenBack;
             } else {
                 ledger().reportViolation(std::string("The library left ") + objectKindName(kind) + " behind.");
@@ -197,7 +193,6 @@ std::vector<RegisteredError> Host::errors() const {
     for (const auto& [id, error] : mErrors) {
         list.push_back(error);
     }
-    std::sort(list.begin(), list.end(), [](const auto& left, const auto& right) { return left.id > right.id; });
     return list;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+#include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -26,14 +28,18 @@ class LibraryError : public std::runtime_error {
     std::string mName;
 };
 
-/// One entry of the table of errors that a library publishes.
+/// One entry of a library's table of errors.
 struct RegisteredError {
     int id = 0;
     std::string name{};
     std::string message{};
 };
 
-/// Loads a library into this process and calls its functions by name. One at a time in a process.
+/// Fills the slots of a message template. A slot is a name in backticks; the values replace slots and backticks in
+/// order. A slot without a value stays as it is, a value without a slot is ignored.
+std::string fillMessage(const std::string& messageTemplate, const std::vector<std::string>& values);
+
+/// Loads a library into this process and calls its functions by name. There is one host at a time in a process.
 ///
 ///     auto host = velmora::Host::load("Radvex.so", velmora::radvexDeclarations());
 ///     vint frames = host->call("GetFrameCount", {"scan.dcm"}).get<vint>();
@@ -48,14 +54,13 @@ class Host {
     Host(const Host&) = delete;
     Host& operator=(const Host&) = delete;
 
-    /// Calls a function and gives its result, Null when it has none. The arguments go to the library as they are, also
-    /// when there are too few or too many; in place of one that is not of the declared kind the library finds an empty
-    /// cell (0, null text or a null handle).
+    /// Calls a function and returns its result, Null if it has none. The number of arguments is not checked. For an
+    /// argument of another kind than the declared one the library gets an empty cell (0, null text or a null handle).
     /// @throws LibraryError  the library returned an error
-    /// @throws HostError     there is no such function
+    /// @throws HostError     the function is not declared, or the library does not export it
     Value call(const std::string& name, const std::vector<Value>& arguments = {});
 
-    /// All registered errors, by falling id.
+    /// All registered errors, the highest id first.
     std::vector<RegisteredError> errors() const;
 
     Services& services() { return mServices; }
@@ -73,13 +78,15 @@ class Host {
     void learnErrors();
     void readErrorTable();
     [[noreturn]] void throwError(int code) const;
-    void collectLeftovers(bool succeeded);
+    /// Frees the objects that a call left behind. All are violations, except for the unfinished result of a failed
+    /// call.
+    void collectLeftovers(bool hasSucceeded);
 
     Services mServices{};
     std::unique_ptr<void, Unload> mLibrary{};
     std::unordered_map<std::string, Declaration> mDeclarations{};
     std::unordered_map<std::string, VelmoraFunction> mFunctions{};
-    std::unordered_map<int, RegisteredError> mErrors{};
+    std::map<int, RegisteredError, std::greater<>> mErrors{};
     std::string mParametersSymbol{};
     bool mInitialized = false;
 };

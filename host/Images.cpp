@@ -1,12 +1,8 @@
-#include <cstring>
-
-#include "host/HandleTable.h"
+#include "host/ObjectFunctions.h"
 
 namespace velmora {
 
 namespace {
-
-constexpr auto kImageKind = ObjectKind::image;
 
 int imageNew(Operation operation, vint rank, vint slices, vint width, vint height, vint channels, vint type,
              vint colorSpace, vbool interleaved, VImage* image) {
@@ -30,11 +26,6 @@ int imageNew2D(vint width, vint height, vint channels, vint type, vint colorSpac
 int imageNew3D(vint slices, vint width, vint height, vint channels, vint type, vint colorSpace, vbool interleaved,
                VImage* image) {
     return imageNew(Operation::VImage_new3D, 3, slices, width, height, channels, type, colorSpace, interleaved, image);
-}
-
-int imageClone(VImage image, VImage* copy) {
-    return ledger().isRefused(Operation::VImage_clone) ? VELMORA_MEMORY_ERROR
-                                                       : handOut(cloneImage(image, Owner::library), copy);
 }
 
 } // namespace
@@ -66,49 +57,42 @@ VImage newImage(vint rank, vint slices, vint rows, vint columns, vint channels, 
     image->colorSpace = colorSpace;
     image->interleaved = interleaved;
     image->data = newElements(image->length, size);
-    return registerObject(std::move(image), kImageKind, owner);
+    return registerObject(std::move(image), owner);
 }
 
 VImage cloneImage(VImage image, Owner owner) {
-    if (!ledger().isAlive(kImageKind, image)) {
+    if (!isAlive(image)) {
         return nullptr;
     }
     const VImage copy = newImage(image->rank, image->slices, image->rows, image->columns, image->channels, image->type,
                                  image->colorSpace, image->interleaved, owner);
-    if (copy != nullptr) {
-        std::memcpy(copy->data.get(), image->data.get(),
-                    static_cast<std::size_t>(image->length) * imageElementSize(image->type));
-    }
-    return copy;
+    return copyElements(image, copy, imageElementSize(image->type));
 }
 
-void destroyImage(VImage image) { destroyObject(kImageKind, image); }
+void destroyImage(VImage image) { destroyObject(image); }
 
 const VelmoraImageFunctions kImageFunctions = {
     .VImage_new2D = imageNew2D,
     .VImage_new3D = imageNew3D,
-    .VImage_clone = imageClone,
-    .VImage_free = [](VImage image) { freeByLibrary(kImageKind, image); },
-    .VImage_disown = [](VImage image) { disownByLibrary(kImageKind, image); },
-    .VImage_shareCount = [](VImage image) { return fieldOf(kImageKind, image, &VelmoraImage::shares); },
-    // -1 and not 0, which is the code of a bit image
-    .VImage_getDataType =
-        [](VImage image) { return ledger().isAlive(kImageKind, image) ? image->type : static_cast<vint>(-1); },
-    .VImage_getRowCount = [](VImage image) { return fieldOf(kImageKind, image, &VelmoraImage::rows); },
-    .VImage_getColumnCount = [](VImage image) { return fieldOf(kImageKind, image, &VelmoraImage::columns); },
-    .VImage_getSliceCount = [](VImage image) { return fieldOf(kImageKind, image, &VelmoraImage::slices); },
-    .VImage_getRank = [](VImage image) { return fieldOf(kImageKind, image, &VelmoraImage::rank); },
-    .VImage_getChannels = [](VImage image) { return fieldOf(kImageKind, image, &VelmoraImage::channels); },
+    .VImage_clone = cloneByLibrary<Operation::VImage_clone, cloneImage>,
+    .VImage_free = freeByLibrary,
+    .VImage_disown = disownByLibrary,
+    .VImage_shareCount = fieldOf<&VelmoraImage::shares>,
+    // No image has type -1; 0 is the code of a bit image.
+    .VImage_getDataType = [](VImage image) { return isAlive(image) ? image->type : static_cast<vint>(-1); },
+    .VImage_getRowCount = fieldOf<&VelmoraImage::rows>,
+    .VImage_getColumnCount = fieldOf<&VelmoraImage::columns>,
+    .VImage_getSliceCount = fieldOf<&VelmoraImage::slices>,
+    .VImage_getRank = fieldOf<&VelmoraImage::rank>,
+    .VImage_getChannels = fieldOf<&VelmoraImage::channels>,
     .VImage_alphaChannelQ = [](VImage image) -> vbool {
-        const vint channels = fieldOf(kImageKind, image, &VelmoraImage::channels);
+        const vint channels = fieldOf<&VelmoraImage::channels>(image);
         return channels == 2 || channels == 4 ? 1 : 0;
     },
-    .VImage_interleavedQ = [](VImage image) -> vbool { return fieldOf(kImageKind, image, &VelmoraImage::interleaved); },
-    .VImage_getColorSpace = [](VImage image) { return fieldOf(kImageKind, image, &VelmoraImage::colorSpace); },
-    .VImage_getFlattenedLength = [](VImage image) { return fieldOf(kImageKind, image, &VelmoraImage::length); },
-    .VImage_getRawData = [](VImage image) -> void* {
-        return ledger().isAlive(kImageKind, image) ? image->data.get() : nullptr;
-    },
+    .VImage_interleavedQ = [](VImage image) -> vbool { return fieldOf<&VelmoraImage::interleaved>(image) ? 1 : 0; },
+    .VImage_getColorSpace = fieldOf<&VelmoraImage::colorSpace>,
+    .VImage_getFlattenedLength = fieldOf<&VelmoraImage::length>,
+    .VImage_getRawData = dataOf,
 };
 
 } // namespace velmora

@@ -11,13 +11,13 @@ namespace velmora {
 /// Kinds of host objects that are counted.
 enum class ObjectKind { string, tensor, numericArray, image, dataStore };
 inline constexpr std::size_t kObjectKindCount = 5;
-/// With its article, for sentences.
+/// The name of a kind with its article, such as "a tensor".
 const char* objectKindName(ObjectKind kind);
 
 /// Who has to release an object.
 enum class Owner { host, library, store };
 
-/// Operations of the table that can be refused. Each fails in its own way: an error code, null, or "no".
+/// Operations of the table that can be refused. A refused one fails with an error code, null or 0.
 #define VELMORA_REFUSABLE_OPERATIONS(X)                                                                                \
     X(VTensor_new)                                                                                                     \
     X(VTensor_clone)                                                                                                   \
@@ -50,17 +50,17 @@ struct ObjectCounts {
     long freed = 0;     ///< by whoever owned them
     long shared = 0;    ///< shares given to the library
     long disowned = 0;  ///< strings and shares that the library gave back
-    long takenBack = 0; ///< left behind by the library where that is the host's to clean up
+    long takenBack = 0; ///< left behind by the library, as the contract allows
     long alive() const { return made - freed; }
 };
 
-/// Accounts for every object of the host, knows which handles are alive and who owns them, and can refuse operations.
-/// What a library must not do (free twice, free what is not its own, leave something behind) becomes a sentence in
+/// Accounts for every object of the host: which handles are alive and who owns them. It can also refuse operations.
+/// What a library must not do (free twice, free what it does not own, leave something behind) becomes a sentence in
 /// violations().
 class Ledger {
   public:
     void add(ObjectKind kind, const void* object, Owner owner);
-    /// Takes an object off before its memory goes; false (and nothing changes) when no such object is alive.
+    /// Removes an object that is about to be freed. False, with no change, when no such object is alive.
     bool remove(ObjectKind kind, const void* object);
 
     bool isAlive(ObjectKind kind, const void* object) const { return mAlive[index(kind)].count(object) != 0; }
@@ -71,9 +71,9 @@ class Ledger {
 
     ObjectCounts& counts(ObjectKind kind) { return mCounts[index(kind)]; }
     const ObjectCounts& counts(ObjectKind kind) const { return mCounts[index(kind)]; }
-    /// Objects of one kind that the library has to release.
+    /// Number of objects of one kind that the library has to release.
     long ownedByLibrary(ObjectKind kind) const { return mOwnedByLibrary[index(kind)]; }
-    /// Objects of all kinds that are alive.
+    /// Number of objects of all kinds that are alive.
     long alive() const;
 
     void reportViolation(std::string sentence) { mViolations.push_back(std::move(sentence)); }
@@ -83,13 +83,13 @@ class Ledger {
     enum class Refusal { once, fromThenOn };
     /// Refuses the n-th call of an operation from now on; n counts from 1.
     void refuse(Operation operation, long n, Refusal refusal = Refusal::once);
-    /// The same for a link function, by its name.
+    /// Refuses the n-th call of a link function from now on.
     void refuseLink(const std::string& function, long n, Refusal refusal = Refusal::once);
     void refuseNothing();
     /// Counts the call and says whether it is to be refused.
     bool isRefused(Operation operation);
     bool isLinkRefused(const std::string& function);
-    /// Calls since the last refuse... or refuseNothing.
+    /// Number of calls since the last refuse, refuseLink or refuseNothing.
     long calls(Operation operation) const { return mCalls[static_cast<std::size_t>(operation)]; }
     const std::unordered_map<std::string, long>& linkCalls() const { return mLinkCalls; }
 
@@ -112,7 +112,7 @@ class Ledger {
     Refusal mRefusal = Refusal::once;
 };
 
-/// The one ledger of this process: the operations of the host table carry no context by which to find another.
+/// The one ledger of this process: the operations of the host table have no context argument by which to find another.
 Ledger& ledger();
 
 } // namespace velmora

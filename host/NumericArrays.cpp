@@ -1,18 +1,14 @@
 #include <cmath>
-#include <cstring>
+#include <cstdint>
 #include <limits>
-#include <type_traits>
-#include <utility>
 
-#include "host/HandleTable.h"
+#include "host/ObjectFunctions.h"
 
 namespace velmora {
 
 namespace {
 
-constexpr auto kArrayKind = ObjectKind::numericArray;
-
-/// Calls `function` with a value of the element type's C++ type; false for a type that the host does not have.
+/// Calls `function` with a value of the C++ type that stands for an element type. @return false for an unknown type
 template <typename Function>
 bool withElementType(vint type, Function function) {
     switch (type) {
@@ -30,7 +26,7 @@ bool withElementType(vint type, Function function) {
     }
 }
 
-/// Clips to the target's range; an unsigned integer that becomes a real is divided by the maximum of its type.
+/// Clips to the range of `To`; an unsigned integer that becomes a real is divided by the maximum of its type.
 template <typename To, typename From>
 To clipAndScale(From value) {
     using Limits = std::numeric_limits<To>;
@@ -59,30 +55,11 @@ To clipAndScale(From value) {
     }
 }
 
-int arrayNew(vint type, vint rank, const vint* dimensions, VNumericArray* array) {
-    if (ledger().isRefused(Operation::VNumericArray_new)) {
-        return VELMORA_MEMORY_ERROR;
-    }
-    if (numericArrayElementSize(type) == 0) {
-        return VELMORA_TYPE_ERROR;
-    }
-    if (rank < 1 || dimensions == nullptr) {
-        return VELMORA_RANK_ERROR;
-    }
-    return handOut(newNumericArray(type, {dimensions, dimensions + rank}, Owner::library), array);
-}
-
-int arrayClone(VNumericArray array, VNumericArray* copy) {
-    return ledger().isRefused(Operation::VNumericArray_clone) ? VELMORA_MEMORY_ERROR
-                                                              : handOut(cloneNumericArray(array, Owner::library), copy);
-}
-
 int arrayConvert(VNumericArray* converted, VNumericArray array, vint type, vint method, vreal /*tolerance*/) {
     if (ledger().isRefused(Operation::VNumericArray_convertType)) {
         return VELMORA_MEMORY_ERROR;
     }
-    if (!ledger().isAlive(kArrayKind, array) || method != VConversion_ClipAndScale ||
-        numericArrayElementSize(type) == 0) {
+    if (!isAlive(array) || method != VConversion_ClipAndScale || numericArrayElementSize(type) == 0) {
         return VELMORA_TYPE_ERROR;
     }
     const VNumericArray result = newNumericArray(type, array->dimensions, Owner::library);
@@ -111,51 +88,30 @@ std::size_t numericArrayElementSize(vint type) {
 }
 
 VNumericArray newNumericArray(vint type, std::vector<vint> dimensions, Owner owner) {
-    const std::size_t size = numericArrayElementSize(type);
-    auto array = std::make_unique<VelmoraNumericArray>();
-    if (size == 0 || dimensions.empty() || !flattenedLength(dimensions, array->length)) {
-        return nullptr;
-    }
-    array->type = type;
-    array->dimensions = std::move(dimensions);
-    array->data = newElements(array->length, size);
-    return registerObject(std::move(array), kArrayKind, owner);
+    return newArray<VelmoraNumericArray>(type, std::move(dimensions), numericArrayElementSize(type), owner);
 }
 
 VNumericArray cloneNumericArray(VNumericArray array, Owner owner) {
-    if (!ledger().isAlive(kArrayKind, array)) {
+    if (!isAlive(array)) {
         return nullptr;
     }
-    const VNumericArray copy = newNumericArray(array->type, array->dimensions, owner);
-    if (copy != nullptr) {
-        std::memcpy(copy->data.get(), array->data.get(),
-                    static_cast<std::size_t>(array->length) * numericArrayElementSize(array->type));
-    }
-    return copy;
+    return copyElements(array, newNumericArray(array->type, array->dimensions, owner),
+                        numericArrayElementSize(array->type));
 }
 
-void destroyNumericArray(VNumericArray array) { destroyObject(kArrayKind, array); }
+void destroyNumericArray(VNumericArray array) { destroyObject(array); }
 
 const VelmoraNumericArrayFunctions kNumericArrayFunctions = {
-    .VNumericArray_new = arrayNew,
-    .VNumericArray_free = [](VNumericArray array) { freeByLibrary(kArrayKind, array); },
-    .VNumericArray_clone = arrayClone,
-    .VNumericArray_disown = [](VNumericArray array) { disownByLibrary(kArrayKind, array); },
-    .VNumericArray_shareCount =
-        [](VNumericArray array) { return fieldOf(kArrayKind, array, &VelmoraNumericArray::shares); },
-    .VNumericArray_getType = [](VNumericArray array) { return fieldOf(kArrayKind, array, &VelmoraNumericArray::type); },
-    .VNumericArray_getRank =
-        [](VNumericArray array) {
-            return ledger().isAlive(kArrayKind, array) ? static_cast<vint>(array->dimensions.size()) : 0;
-        },
-    .VNumericArray_getDimensions = [](VNumericArray array) -> const vint* {
-        return ledger().isAlive(kArrayKind, array) ? array->dimensions.data() : nullptr;
-    },
-    .VNumericArray_getFlattenedLength =
-        [](VNumericArray array) { return fieldOf(kArrayKind, array, &VelmoraNumericArray::length); },
-    .VNumericArray_getData = [](VNumericArray array) -> void* {
-        return ledger().isAlive(kArrayKind, array) ? array->data.get() : nullptr;
-    },
+    .VNumericArray_new = newByLibrary<Operation::VNumericArray_new, numericArrayElementSize, newNumericArray>,
+    .VNumericArray_free = freeByLibrary,
+    .VNumericArray_clone = cloneByLibrary<Operation::VNumericArray_clone, cloneNumericArray>,
+    .VNumericArray_disown = disownByLibrary,
+    .VNumericArray_shareCount = fieldOf<&VelmoraNumericArray::shares>,
+    .VNumericArray_getType = fieldOf<&VelmoraNumericArray::type>,
+    .VNumericArray_getRank = rankOf,
+    .VNumericArray_getDimensions = dimensionsOf,
+    .VNumericArray_getFlattenedLength = fieldOf<&VelmoraNumericArray::length>,
+    .VNumericArray_getData = dataOf,
     .VNumericArray_convertType = arrayConvert,
 };
 

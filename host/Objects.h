@@ -15,33 +15,35 @@ struct FreeDeleter {
 };
 using Buffer = std::unique_ptr<void, FreeDeleter>;
 
-/// Bytes of one element; 0 for a type that the host does not have.
+/// What tensors, numeric arrays and images have in common.
+struct Elements {
+    vint type = 0;
+    vint length = 0; ///< number of elements
+    vint shares = 0;
+    Buffer data{};
+};
+
+/// Bytes of one element; 0 for an unknown type.
 std::size_t tensorElementSize(vint type);
 std::size_t numericArrayElementSize(vint type);
 std::size_t imageElementSize(vint type);
 
 } // namespace velmora
 
-// The objects behind the contract's opaque handles.
+// The objects behind the opaque handles of velmora/VelmoraLibrary.h.
 
-struct VelmoraTensor {
-    vint type = VTensor_Integer;
+struct VelmoraTensor : velmora::Elements {
+    static constexpr auto kKind = velmora::ObjectKind::tensor;
     std::vector<vint> dimensions{};
-    vint length = 0;
-    vint shares = 0;
-    velmora::Buffer data{};
 };
 
-struct VelmoraNumericArray {
-    vint type = VNumericArray_U8;
+struct VelmoraNumericArray : velmora::Elements {
+    static constexpr auto kKind = velmora::ObjectKind::numericArray;
     std::vector<vint> dimensions{};
-    vint length = 0;
-    vint shares = 0;
-    velmora::Buffer data{};
 };
 
-struct VelmoraImage {
-    vint type = VImage_U8;
+struct VelmoraImage : velmora::Elements {
+    static constexpr auto kKind = velmora::ObjectKind::image;
     vint rank = 2;
     vint slices = 1;
     vint rows = 0;
@@ -49,9 +51,6 @@ struct VelmoraImage {
     vint channels = 1;
     vint colorSpace = VColorSpace_Grey;
     bool interleaved = true;
-    vint length = 0;
-    vint shares = 0;
-    velmora::Buffer data{};
 };
 
 /// Node, name and text lie in one block of their store's memory: the name follows the node, the text of a string node
@@ -80,8 +79,8 @@ struct VelmoraDataStoreNode {
 
 namespace velmora {
 
-/// Memory for the nodes of one store, freed with it. Chunks grow by a quarter of what is there, so that a small store
-/// costs little and a large one few allocations.
+/// Memory for the nodes of one store, freed with it. Each new chunk is a quarter as large as all before it together, so
+/// that a small store costs little memory and a large one few allocations.
 class NodeMemory {
   public:
     /// Null without memory.
@@ -97,19 +96,20 @@ class NodeMemory {
 } // namespace velmora
 
 struct VelmoraDataStore {
+    static constexpr auto kKind = velmora::ObjectKind::dataStore;
     velmora::NodeMemory memory{};
     VelmoraDataStoreNode* first = nullptr;
     VelmoraDataStoreNode* last = nullptr;
     vint length = 0;
-    VelmoraDataStoreNode* holder = nullptr; ///< the node that this store stands in
+    VelmoraDataStoreNode* holder = nullptr; ///< the node that holds this store, null for none
 };
 
 namespace velmora {
 
-/// Makers of objects, zero-filled. Null when type or sizes are impossible or there is no memory.
+/// New objects, zero-filled. Null for an unknown type or impossible sizes, and without memory.
 VTensor newTensor(vint type, std::vector<vint> dimensions, Owner owner);
 VNumericArray newNumericArray(vint type, std::vector<vint> dimensions, Owner owner);
-/// `rank` 2 or 3; `slices` counts for rank 3 only.
+/// `rank` is 2 or 3; `slices` is used for rank 3 only.
 VImage newImage(vint rank, vint slices, vint rows, vint columns, vint channels, vint type, vint colorSpace,
                 bool interleaved, Owner owner);
 DataStore newDataStore(Owner owner);
@@ -120,13 +120,13 @@ VNumericArray cloneNumericArray(VNumericArray array, Owner owner);
 VImage cloneImage(VImage image, Owner owner);
 DataStore cloneDataStore(DataStore store, Owner owner);
 
-/// Frees an object whoever owns it; a dead handle is left alone. A store takes what is in it along.
+/// Frees an object, whoever owns it; ignores a dead handle. A store is freed with everything in it.
 void destroyTensor(VTensor tensor);
 void destroyNumericArray(VNumericArray array);
 void destroyImage(VImage image);
 void destroyDataStore(DataStore store);
 
-/// Appends a node, or null without memory. Handles in the cell become the store's, text is copied.
+/// Appends a node and returns it; null without memory. A handle in the cell becomes the store's, text is copied.
 VelmoraDataStoreNode* appendNode(DataStore store, const char* name, vint type, VelmoraDataStoreNode::Cell cell);
 VelmoraDataStoreNode* appendText(DataStore store, const char* name, const char* text);
 

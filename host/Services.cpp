@@ -1,6 +1,8 @@
 #include "host/Services.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <new>
 #include <stdexcept>
 #include <utility>
 
@@ -8,12 +10,12 @@ namespace velmora {
 
 namespace {
 
-// Most operations of the table come without any context, so the services that answer them are found here.
+// Most operations of the table have no context argument, so they find their services here.
 Services* current = nullptr;
 
-/// True when a symbolic link to something that does not exist is on the way, which writing could create anywhere.
-/// `path` is canonical as far as it exists, so that no other links are left in it.
-bool leadsNowhere(std::filesystem::path path) {
+/// True for a path with a symbolic link whose target does not exist: writing could create that file anywhere.
+/// `path` is canonical as far as it exists, so it has no other symbolic links.
+bool hasDanglingLink(std::filesystem::path path) {
     std::error_code ignored;
     for (; path.has_relative_path(); path = path.parent_path()) {
         if (std::filesystem::is_symlink(std::filesystem::symlink_status(path, ignored))) {
@@ -23,19 +25,10 @@ bool leadsNowhere(std::filesystem::path path) {
     return false;
 }
 
-/// The text of the next expression when it is a string or a number.
+/// Reads the next expression, a string or an integer, as text. @return false for any other expression
 bool readText(TTLink link, std::string& text) {
     switch (TTGetNext(link)) {
-    case TTTK_STRING: {
-        const unsigned char* units = nullptr;
-        int length = 0;
-        if (TTGetUTF8String(link, &units, &length) == 0) {
-            return false;
-        }
-        text.assign(reinterpret_cast<const char*>(units), static_cast<std::size_t>(length));
-        TTReleaseUTF8String(link, units, length);
-        return true;
-    }
+    case TTTK_STRING: return readString(link, text);
     case TTTK_INTEGER: {
         long long number = 0;
         const bool isRead = TTGetInteger64(link, &number) != 0;
@@ -46,7 +39,32 @@ bool readText(TTLink link, std::string& text) {
     }
 }
 
+std::vector<std::string> canonical(const std::vector<std::string>& folders) {
+    std::vector<std::string> paths;
+    paths.reserve(folders.size());
+    for (const std::string& folder : folders) {
+        paths.push_back(std::filesystem::weakly_canonical(folder).string());
+    }
+    return paths;
+}
+
+bool isBelow(const std::string& path, const std::string& folder) {
+    const std::string prefix = folder.ends_with('/') ? folder : folder + '/';
+    return path == folder || path.starts_with(prefix);
+}
+
 } // namespace
+
+bool readString(TTLink link, std::string& text) {
+    const unsigned char* units = nullptr;
+    int length = 0;
+    if (TTGetUTF8String(link, &units, &length) == 0) {
+        return false;
+    }
+    text.assign(reinterpret_cast<const char*>(units), static_cast<std::size_t>(length));
+    TTReleaseUTF8String(link, units, length);
+    return true;
+}
 
 Services::Services() {
     if (current != nullptr) {
@@ -117,7 +135,7 @@ bool Services::processLink() {
     const bool wasInLibrary = std::exchange(mInLibrary, false);
     const bool isDone = evaluatePacket();
     if (!isDone) {
-        TTReset(mHostLink); // a broken packet must not stand in the way of the next one
+        TTReset(mHostLink); // the rest of a broken packet must not be read as the next one
     }
     mInLibrary = wasInLibrary;
     return isDone;
@@ -137,7 +155,7 @@ bool Services::evaluatePacket() {
         return false;
     }
     mSymbols[name] = std::move(values);
-    // What else the packet holds is not read as the beginning of the next one.
+    // TTNewPacket skips what else the packet holds.
     return TTNewPacket(mHostLink) != 0 && TTPutFunction(mHostLink, "ReturnPacket", 1) != 0 &&
            TTPutSymbol(mHostLink, "Null") != 0 && TTEndPacket(mHostLink) != 0 && TTFlush(mHostLink) != 0;
 }
@@ -155,45 +173,28 @@ bool Services::readList(std::vector<std::string>& values) {
     return true;
 }
 
-Services::Policy Services::policyFor(const std::vector<std::string>& folders) {
-    Policy policy{true, {}};
-    for (const std::string& folder : folders) {
-        policy.folders.push_back(std::filesystem::weakly_canonical(folder).string());
-    }
-    return policy;
-}
+void Services::allowReadingBelow(const std::vector<std::string>& folders) { mReadableFolders = canonical(folders); }
 
-void Services::allowReadingBelow(const std::vector<std::string>& folders) { mReading = policyFor(folders); }
-
-void Services::allowWritingBelow(const std::vector<std::string>& folders) { mWriting = policyFor(folders); }
-
-bool Services::isBelow(const std::string& path, const std::string& folder) {
-    const std::string prefix = folder.ends_with('/') ? folder : folder + '/';
-    return path == folder || path.starts_with(prefix);
-}
+void Services::allowWritingBelow(const std::vector<std::string>& folders) { mWritableFolders = canonical(folders); }
 
 bool Services::isAllowed(const char* path, char mode) const {
-    const Policy& policy = mode == 'W' ? mWriting : mReading;
-    if (!policy.restricted) {
+    const auto& folders = mode == 'W' ? mWritableFolders : mReadableFolders;
+    if (!folders) {
         return true;
     }
     if (path == nullptr || *path == '\0') {
         return false;
     }
-    // Symbolic links and ".." are followed before the comparison, so that neither leads out of a folder.
+    // Symbolic links and ".." are resolved before the comparison, so that neither can lead out of a folder.
     std::error_code error;
     const std::filesystem::path absolute = std::filesystem::absolute(path, error);
     const std::filesystem::path target =
         error ? std::filesystem::path{} : std::filesystem::weakly_canonical(absolute, error);
-    if (error || leadsNowhere(target)) {
+    if (error || hasDanglingLink(target)) {
         return false;
     }
-    for (const std::string& folder : policy.folders) {
-        if (isBelow(target.string(), folder)) {
-            return true;
-        }
-    }
-    return false;
+    return std::any_of(folders->begin(), folders->end(),
+                       [&](const std::string& folder) { return isBelow(target.string(), folder); });
 }
 
 } // namespace velmora

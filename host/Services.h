@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -8,8 +9,11 @@
 
 namespace velmora {
 
-/// What a host offers a library: the table of operations, the link that it listens on, the symbols that were set over
-/// that link, the file policy and the wish to abort. One at a time in a process.
+/// Reads a UTF-8 string from a link. @return false when the next expression is not a string
+bool readString(TTLink link, std::string& text);
+
+/// What a host offers a library: the table of operations, the link on which the host listens, the symbols that were set
+/// over that link, the file policy and the flag that asks to abort. There is one at a time in a process.
 class Services {
   public:
     Services();
@@ -22,29 +26,23 @@ class Services {
     TTLink hostLink() const { return mHostLink; }
     TTLink libraryLink() const { return mLibraryLink; }
 
-    /// Values of the list that a library set a symbol to, as text; empty when it set none.
+    /// The values of the list to which a library has set a symbol, as text; empty for a symbol that is not set.
     std::vector<std::string> symbolValues(const std::string& symbol) const;
     void clearSymbol(const std::string& symbol) { mSymbols.erase(symbol); }
-    /// Drops what is left on the link of an earlier call.
+    /// Drops what an earlier call left on the link.
     void resetLink();
 
     void setAbort(bool abort) { mAbort = abort; }
 
-    /// Restricts reading, or writing, to these folders and what is below them. Without a call everything is allowed.
+    /// Restricts reading or writing to these folders and everything below them. By default all paths are allowed.
     void allowReadingBelow(const std::vector<std::string>& folders);
     void allowWritingBelow(const std::vector<std::string>& folders);
 
-    /// True while a library runs: only then are link functions counted and refused.
+    /// Link functions are counted and refused only while a library runs.
     void setInLibrary(bool inLibrary) { mInLibrary = inLibrary; }
 
   private:
-    struct Policy {
-        bool restricted = false;
-        std::vector<std::string> folders{};
-    };
-
-    static Policy policyFor(const std::vector<std::string>& folders);
-    static bool isBelow(const std::string& path, const std::string& folder);
+    /// `mode` is 'R' for reading, 'W' for writing.
     bool isAllowed(const char* path, char mode) const;
     void fillTable();
     bool processLink();
@@ -56,8 +54,8 @@ class Services {
     TTLink mHostLink = nullptr;
     TTLink mLibraryLink = nullptr;
     std::unordered_map<std::string, std::vector<std::string>> mSymbols{};
-    Policy mReading{};
-    Policy mWriting{};
+    std::optional<std::vector<std::string>> mReadableFolders{}; ///< nothing: no restriction
+    std::optional<std::vector<std::string>> mWritableFolders{};
     bool mAbort = false;
     bool mInLibrary = false;
 };

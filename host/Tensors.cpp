@@ -1,42 +1,12 @@
-#include <cstring>
-
-#include "host/HandleTable.h"
+#include "host/ObjectFunctions.h"
 
 namespace velmora {
 
 namespace {
 
-constexpr auto kTensorKind = ObjectKind::tensor;
-
-template <typename T>
-T* dataOfType(VTensor tensor, vint type) {
-    return fieldOf(kTensorKind, tensor, &VelmoraTensor::type) == type ? static_cast<T*>(tensor->data.get()) : nullptr;
-}
-
-int tensorNew(vint type, vint rank, const vint* dimensions, VTensor* tensor) {
-    if (ledger().isRefused(Operation::VTensor_new)) {
-        return VELMORA_MEMORY_ERROR;
-    }
-    if (tensorElementSize(type) == 0) {
-        return VELMORA_TYPE_ERROR;
-    }
-    if (rank < 1 || dimensions == nullptr) {
-        return VELMORA_RANK_ERROR;
-    }
-    return handOut(newTensor(type, {dimensions, dimensions + rank}, Owner::library), tensor);
-}
-
-int tensorClone(VTensor tensor, VTensor* copy) {
-    return ledger().isRefused(Operation::VTensor_clone) ? VELMORA_MEMORY_ERROR
-                                                        : handOut(cloneTensor(tensor, Owner::library), copy);
-}
-
-const vint* tensorDimensions(VTensor tensor) {
-    return ledger().isAlive(kTensorKind, tensor) ? tensor->dimensions.data() : nullptr;
-}
-
-vint tensorRank(VTensor tensor) {
-    return ledger().isAlive(kTensorKind, tensor) ? static_cast<vint>(tensor->dimensions.size()) : 0;
+template <typename T, vint type>
+T* elementsOf(VTensor tensor) {
+    return fieldOf<&VelmoraTensor::type>(tensor) == type ? static_cast<T*>(tensor->data.get()) : nullptr;
 }
 
 } // namespace
@@ -51,46 +21,31 @@ std::size_t tensorElementSize(vint type) {
 }
 
 VTensor newTensor(vint type, std::vector<vint> dimensions, Owner owner) {
-    const std::size_t size = tensorElementSize(type);
-    auto tensor = std::make_unique<VelmoraTensor>();
-    if (size == 0 || dimensions.empty() || !flattenedLength(dimensions, tensor->length)) {
-        return nullptr;
-    }
-    tensor->type = type;
-    tensor->dimensions = std::move(dimensions);
-    tensor->data = newElements(tensor->length, size);
-    return registerObject(std::move(tensor), kTensorKind, owner);
+    return newArray<VelmoraTensor>(type, std::move(dimensions), tensorElementSize(type), owner);
 }
 
 VTensor cloneTensor(VTensor tensor, Owner owner) {
-    if (!ledger().isAlive(kTensorKind, tensor)) {
+    if (!isAlive(tensor)) {
         return nullptr;
     }
-    const VTensor copy = newTensor(tensor->type, tensor->dimensions, owner);
-    if (copy != nullptr) {
-        std::memcpy(copy->data.get(), tensor->data.get(),
-                    static_cast<std::size_t>(tensor->length) * tensorElementSize(tensor->type));
-    }
-    return copy;
+    return copyElements(tensor, newTensor(tensor->type, tensor->dimensions, owner), tensorElementSize(tensor->type));
 }
 
-void destroyTensor(VTensor tensor) { destroyObject(kTensorKind, tensor); }
+void destroyTensor(VTensor tensor) { destroyObject(tensor); }
 
 void fillTensorFunctions(VelmoraLibraryRecord& table) {
-    table.VTensor_new = tensorNew;
-    table.VTensor_free = [](VTensor tensor) { freeByLibrary(kTensorKind, tensor); };
-    table.VTensor_clone = tensorClone;
-    table.VTensor_shareCount = [](VTensor tensor) { return fieldOf(kTensorKind, tensor, &VelmoraTensor::shares); };
-    table.VTensor_disown = [](VTensor tensor) { disownByLibrary(kTensorKind, tensor); };
-    table.VTensor_getRank = tensorRank;
-    table.VTensor_getDimensions = tensorDimensions;
-    table.VTensor_getType = [](VTensor tensor) { return fieldOf(kTensorKind, tensor, &VelmoraTensor::type); };
-    table.VTensor_getFlattenedLength = [](VTensor tensor) {
-        return fieldOf(kTensorKind, tensor, &VelmoraTensor::length);
-    };
-    table.VTensor_getIntegerData = [](VTensor tensor) { return dataOfType<vint>(tensor, VTensor_Integer); };
-    table.VTensor_getRealData = [](VTensor tensor) { return dataOfType<vreal>(tensor, VTensor_Real); };
-    table.VTensor_getComplexData = [](VTensor tensor) { return dataOfType<vcomplex>(tensor, VTensor_Complex); };
+    table.VTensor_new = newByLibrary<Operation::VTensor_new, tensorElementSize, newTensor>;
+    table.VTensor_free = freeByLibrary;
+    table.VTensor_clone = cloneByLibrary<Operation::VTensor_clone, cloneTensor>;
+    table.VTensor_shareCount = fieldOf<&VelmoraTensor::shares>;
+    table.VTensor_disown = disownByLibrary;
+    table.VTensor_getRank = rankOf;
+    table.VTensor_getDimensions = dimensionsOf;
+    table.VTensor_getType = fieldOf<&VelmoraTensor::type>;
+    table.VTensor_getFlattenedLength = fieldOf<&VelmoraTensor::length>;
+    table.VTensor_getIntegerData = elementsOf<vint, VTensor_Integer>;
+    table.VTensor_getRealData = elementsOf<vreal, VTensor_Real>;
+    table.VTensor_getComplexData = elementsOf<vcomplex, VTensor_Complex>;
 }
 
 } // namespace velmora

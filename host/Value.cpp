@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <stdexcept>
+
+#include "host/ObjectFunctions.h"
 
 namespace velmora {
 
@@ -28,39 +31,9 @@ void fill(const Object& object, const std::vector<Element>& elements) {
 
 using Cell = VelmoraDataStoreNode::Cell;
 
-/// The value's cell; handles change hands, text stays the value's.
-Cell releaseToCell(Value& value) {
-    struct Release {
-        Cell operator()(Null&) const { return Cell{.dataStore = nullptr}; }
-        Cell operator()(bool& flag) const { return Cell{.boolean = flag ? 1 : 0}; }
-        Cell operator()(vint& number) const { return Cell{.integer = number}; }
-        Cell operator()(double& number) const { return Cell{.real = number}; }
-        Cell operator()(std::complex<double>& number) const { return Cell{.complex = {number.real(), number.imag()}}; }
-        Cell operator()(std::string& text) const { return Cell{.utf8String = text.data()}; }
-        Cell operator()(Tensor& tensor) const {
-            ledger().changeOwner(ObjectKind::tensor, tensor.handle(), Owner::store);
-            return Cell{.tensor = tensor.release()};
-        }
-        Cell operator()(NumericArray& array) const {
-            ledger().changeOwner(ObjectKind::numericArray, array.handle(), Owner::store);
-            return Cell{.numericArray = array.release()};
-        }
-        Cell operator()(Image& image) const {
-            ledger().changeOwner(ObjectKind::image, image.handle(), Owner::store);
-            return Cell{.image = image.release()};
-        }
-        Cell operator()(Store& store) const {
-            ledger().changeOwner(ObjectKind::dataStore, store.handle(), Owner::store);
-            return Cell{.dataStore = store.release()};
-        }
-    };
-    return std::visit(Release{}, static_cast<std::variant<Null, bool, vint, double, std::complex<double>, std::string,
-                                                          Tensor, NumericArray, Image, Store>&>(value));
-}
-
 HostError unexpectedKind(NodeView node, vint expected) {
-    return HostError("The node '" + std::string(node.name()) + "' is expected to be of the kind " + kindName(expected) +
-                     ", and is " + (node.type() == expected ? "null" : kindName(node.type())) + ".");
+    return HostError("The node '" + std::string(node.name()) + "' should be of the kind " + kindName(expected) +
+                     ", but is " + (node.type() == expected ? "null" : kindName(node.type())) + ".");
 }
 
 } // namespace
@@ -96,16 +69,20 @@ Store Store::of(std::vector<Value> values) {
 }
 
 Store Store::ofTexts(const std::vector<std::string>& texts) {
-    Store store = empty();
-    for (const std::string& text : texts) {
-        store.add("", text);
-    }
-    return store;
+    return of(std::vector<Value>(texts.begin(), texts.end()));
 }
 
 void Store::add(const std::string& name, Value value) {
     const vint type = value.is<Null>() ? static_cast<vint>(VType_DataStore) : value.type();
-    appendNode(handle(), name.c_str(), type, releaseToCell(value));
+    const Cell cell = value.cell();
+    std::visit(
+        [](auto& content) {
+            if constexpr (requires { content.release(); }) {
+                changeOwner(content.release(), Owner::store);
+            }
+        },
+        value);
+    appendNode(handle(), name.c_str(), type, cell);
 }
 
 const char* kindName(vint type) {
@@ -132,39 +109,38 @@ StoreView NodeView::store() const {
 
 NodeView StoreView::at(std::size_t index) const {
     const VelmoraDataStoreNode* node = mStore == nullptr ? nullptr : mStore->first;
-    for (std::size_t before = 0; node != nullptr && before < index; ++before) {
+    for (std::size_t current = 0; node != nullptr && current < index; ++current) {
         node = node->next;
     }
     if (node == nullptr) {
-        throw HostError("Node " + std::to_string(index) + " of a store was asked for, which has " +
-                        std::to_string(size()) + " (they count from 0).");
+        throw HostError("A store of " + std::to_string(size()) + " nodes has no node " + std::to_string(index) +
+                        " (nodes count from 0).");
     }
     return NodeView(node);
 }
 
-const VelmoraDataStoreNode* StoreView::find(std::string_view name, vint type) const {
-    for (const VelmoraDataStoreNode* node = mStore == nullptr ? nullptr : mStore->first; node != nullptr;
-         node = node->next) {
-        if (name == node->name()) {
-            return node->type == type ? node : nullptr;
+const Cell* StoreView::find(std::string_view name, vint type) const {
+    for (const NodeView node : *this) {
+        if (node.name() == name) {
+            return node.type() == type ? &node.cell() : nullptr;
         }
     }
     return nullptr;
 }
 
 std::string_view StoreView::text(std::string_view name) const {
-    const VelmoraDataStoreNode* node = find(name, VType_UTF8String);
-    return node == nullptr || node->cell.utf8String == nullptr ? std::string_view{} : node->cell.utf8String;
+    const Cell* cell = find(name, VType_UTF8String);
+    return cell == nullptr || cell->utf8String == nullptr ? std::string_view{} : cell->utf8String;
 }
 
 std::optional<vint> StoreView::integer(std::string_view name) const {
-    const VelmoraDataStoreNode* node = find(name, VType_Integer);
-    return node == nullptr ? std::nullopt : std::optional(node->cell.integer);
+    const Cell* cell = find(name, VType_Integer);
+    return cell == nullptr ? std::nullopt : std::optional(cell->integer);
 }
 
 StoreView StoreView::store(std::string_view name) const {
-    const VelmoraDataStoreNode* node = find(name, VType_DataStore);
-    return StoreView(node == nullptr ? nullptr : node->cell.dataStore);
+    const Cell* cell = find(name, VType_DataStore);
+    return StoreView(cell == nullptr ? nullptr : cell->dataStore);
 }
 
 std::vector<std::string> StoreView::texts() const {
@@ -177,20 +153,25 @@ std::vector<std::string> StoreView::texts() const {
     return texts;
 }
 
-Value NodeView::value() const {
-    const Cell& cell = mNode->cell;
-    switch (mNode->type) {
+Value scalarOf(vint type, const Cell& cell) {
+    switch (type) {
     case VType_Boolean: return cell.boolean != 0;
     case VType_Integer: return cell.integer;
     case VType_Real: return cell.real;
     case VType_Complex: return std::complex<double>(cell.complex.re, cell.complex.im);
     case VType_UTF8String: return cell.utf8String == nullptr ? Value{} : Value{std::string(cell.utf8String)};
-    case VType_Tensor: return Tensor(cloneTensor(cell.tensor, Owner::host));
-    case VType_NumericArray: return NumericArray(cloneNumericArray(cell.numericArray, Owner::host));
-    case VType_Image: return Image(cloneImage(cell.image, Owner::host));
-    case VType_DataStore:
-        return cell.dataStore == nullptr ? Value{} : Value{Store(cloneDataStore(cell.dataStore, Owner::host))};
     default: return {};
+    }
+}
+
+Value NodeView::value() const {
+    switch (type()) {
+    case VType_Tensor: return Tensor(cloneTensor(cell().tensor, Owner::host));
+    case VType_NumericArray: return NumericArray(cloneNumericArray(cell().numericArray, Owner::host));
+    case VType_Image: return Image(cloneImage(cell().image, Owner::host));
+    case VType_DataStore:
+        return cell().dataStore == nullptr ? Value{} : Value{Store(cloneDataStore(cell().dataStore, Owner::host))};
+    default: return scalarOf(type(), cell());
     }
 }
 
@@ -198,6 +179,26 @@ vint Value::type() const {
     static constexpr vint types[] = {VType_Undef,      VType_Boolean, VType_Integer,      VType_Real,  VType_Complex,
                                      VType_UTF8String, VType_Tensor,  VType_NumericArray, VType_Image, VType_DataStore};
     return types[index()];
+}
+
+Cell Value::cell() const {
+    struct Fill {
+        Cell& cell;
+        void operator()(const Null&) const {}
+        void operator()(const bool& flag) const { cell.boolean = flag ? 1 : 0; }
+        void operator()(const vint& number) const { cell.integer = number; }
+        void operator()(const double& number) const { cell.real = number; }
+        void operator()(const std::complex<double>& number) const { cell.complex = {number.real(), number.imag()}; }
+        void operator()(const std::string& text) const { cell.utf8String = const_cast<char*>(text.c_str()); }
+        void operator()(const Tensor& tensor) const { cell.tensor = tensor.handle(); }
+        void operator()(const NumericArray& array) const { cell.numericArray = array.handle(); }
+        void operator()(const Image& image) const { cell.image = image.handle(); }
+        void operator()(const Store& store) const { cell.dataStore = store.handle(); }
+    };
+    Cell cell;
+    std::memset(&cell, 0, sizeof(cell)); // every member, whichever is read
+    visit(Fill{cell});
+    return cell;
 }
 
 } // namespace velmora

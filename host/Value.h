@@ -16,12 +16,12 @@
 
 namespace velmora {
 
-/// An object handle that is freed with its scope. Copies are deep; moving leaves null behind.
+/// An object that is freed with its scope. Copies are deep; moving leaves a null handle behind.
 template <typename Handle, Handle (*clone)(Handle, Owner), void (*destroy)(Handle)>
 class Owned {
   public:
     Owned() = default;
-    /// Takes over a handle that is the host's.
+    /// Takes over an object that the host owns.
     explicit Owned(Handle handle) : mHandle(handle) {}
     Owned(const Owned& other) : mHandle(other.mHandle == nullptr ? nullptr : clone(other.mHandle, Owner::host)) {}
     Owned(Owned&& other) noexcept : mHandle(std::exchange(other.mHandle, nullptr)) {}
@@ -47,7 +47,7 @@ class Tensor : public Owned<VTensor, cloneTensor, destroyTensor> {
   public:
     using Owned::Owned;
     /// Zero-filled. @throws std::invalid_argument  for impossible sizes
-    // A template, so that the dimensions {2} of a vector with two elements are not taken for a type.
+    // A template, so that the dimensions {2} in Tensor({2}, {1.5, 2.5}) are not taken for a type.
     template <typename Type>
     requires std::is_convertible_v<Type, vint> Tensor(Type type, std::vector<vint> dimensions)
         : Tensor(zeros(static_cast<vint>(type), std::move(dimensions))) {}
@@ -85,7 +85,7 @@ class NumericArray : public Owned<VNumericArray, cloneNumericArray, destroyNumer
     }
 };
 
-/// An image; its layout is told in velmora/VelmoraLibrary.h.
+/// An image; velmora/VelmoraLibrary.h describes the order of its elements.
 class Image : public Owned<VImage, cloneImage, destroyImage> {
   public:
     using Owned::Owned;
@@ -103,19 +103,19 @@ class Image : public Owned<VImage, cloneImage, destroyImage> {
     }
 };
 
-/// The host could not do what was asked of it: no such file, no such function. The text is a sentence.
+/// The host cannot do what it was asked for: a file or a function is missing, for example. The text is a sentence.
 class HostError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
 
-/// Name of a kind of values (VType_...), such as "integer".
+/// Name of a kind of value (VType_...), such as "integer".
 const char* kindName(vint type);
 
 class StoreView;
 class Value;
 
-/// Read access to a node of a data store, in place.
+/// Read access to a node of a data store.
 class NodeView {
   public:
     explicit NodeView(const VelmoraDataStoreNode* node) : mNode(node) {}
@@ -135,7 +135,7 @@ class NodeView {
     const VelmoraDataStoreNode* mNode;
 };
 
-/// Walks the nodes of a store that someone else keeps alive.
+/// Read access to a store that someone else keeps alive.
 class StoreView {
   public:
     explicit StoreView(const VelmoraDataStore* store) : mStore(store) {}
@@ -158,19 +158,20 @@ class StoreView {
     Iterator end() const { return Iterator(nullptr); }
     std::size_t size() const { return mStore == nullptr ? 0 : static_cast<std::size_t>(mStore->length); }
 
-    /// The node at an index, from 0. @throws HostError  there are fewer
+    /// The node at an index, from 0. @throws HostError  for an index beyond the last node
     NodeView at(std::size_t index) const;
 
-    // What stands under a name; the first node of that name counts. A value of another kind is as good as none.
-    std::string_view text(std::string_view name) const;       ///< empty when there is none
-    std::optional<vint> integer(std::string_view name) const; ///< nothing when there is none
-    StoreView store(std::string_view name) const;             ///< empty when there is none
+    // Values by name. The first node of that name counts; a value of another kind counts as missing.
+    std::string_view text(std::string_view name) const;       ///< empty when missing
+    std::optional<vint> integer(std::string_view name) const; ///< nothing when missing
+    StoreView store(std::string_view name) const;             ///< empty when missing
 
-    /// All nodes that are texts.
+    /// The values of all nodes that are texts, in order.
     std::vector<std::string> texts() const;
 
   private:
-    const VelmoraDataStoreNode* find(std::string_view name, vint type) const;
+    /// The value of the first node of that name; null when there is none, or when it is of another kind.
+    const VelmoraDataStoreNode::Cell* find(std::string_view name, vint type) const;
 
     const VelmoraDataStore* mStore;
 };
@@ -212,10 +213,15 @@ class Value : public std::variant<Null, bool, vint, double, std::complex<double>
     }
     template <typename Visitor>
     auto visit(Visitor visitor) const {
-        return std::visit(visitor, static_cast<const variant&>(*this));
+        return std::visit(visitor, *this);
     }
     /// VType_..., VType_Undef for Null.
     vint type() const;
+    /// The value as a cell, which borrows the text or object; all zero for Null.
+    VelmoraDataStoreNode::Cell cell() const;
 };
+
+/// The boolean, number or text in a cell; Null for an object or a null text.
+Value scalarOf(vint type, const VelmoraDataStoreNode::Cell& cell);
 
 } // namespace velmora

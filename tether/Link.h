@@ -1,14 +1,17 @@
 #pragma once
 
+#include <algorithm>
 #include <memory>
 #include <new>
 #include <set>
+#include <string_view>
 #include <unordered_set>
 
 #include "tether/TokenQueue.h"
 #include "velmora/Tether.h"
 
-/// Keeps what was opened and handed out, so that leaks can be counted and nothing is released twice.
+/// Keeps every open link and every buffer that was handed out, so that leaks can be counted and nothing is released
+/// twice.
 struct TTEnvironmentRecord {
     std::set<TTLink> links{};
     std::unordered_set<const void*> buffers{};
@@ -39,8 +42,9 @@ struct TTLinkRecord {
 
 namespace tether {
 
-/// Frame of every link function that can fail: null link, standing error, refusal and lost memory end here.
-/// `body` returns an error code. Gives 1 for success and 0 for failure.
+/// Every link function that can fail runs its body here. A null link, an error that the link has already, a refusal by
+/// the fault hook and a lack of memory are failures. `body` returns an error code.
+/// @return 1 for success, 0 for failure
 template <typename Body>
 int guarded(TTLink link, const char* function, Body body) {
     if (link == nullptr || link->error != TTE_OK) {
@@ -58,7 +62,17 @@ int guarded(TTLink link, const char* function, Body body) {
     return link->error == TTE_OK ? 1 : 0;
 }
 
-/// A copy of `length` units and a zero unit behind them, owned by the caller of a get function.
+/// True for text that is well-formed UTF-8, the form in which text is kept on a link.
+bool isUTF8(std::string_view text);
+
+/// Releases what a get function handed out.
+inline void release(TTLink link, const void* buffer) {
+    if (link != nullptr) {
+        link->environment->releaseBuffer(buffer);
+    }
+}
+
+/// A copy of `length` units and a zero unit behind them, for the caller of a get function; null without memory.
 template <typename Unit>
 Unit* newTextBuffer(TTLink link, const Unit* units, std::size_t length) {
     auto* buffer = static_cast<Unit*>(link->environment->newBuffer((length + 1) * sizeof(Unit)));
@@ -69,8 +83,8 @@ Unit* newTextBuffer(TTLink link, const Unit* units, std::size_t length) {
     return buffer;
 }
 
-/// Reads the next token when it is of the given kind. `consume` gets it and returns an error code; only when that is
-/// TTE_OK the token is taken off.
+/// Calls `consume` with the next token if that is of the given kind. `consume` returns an error code; the token is
+/// removed from the queue only for TTE_OK.
 template <typename Consume>
 int readToken(TTLink link, Token::Kind kind, Consume consume) {
     TokenQueue& queue = *link->incoming;

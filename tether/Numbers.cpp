@@ -4,9 +4,9 @@
 #include <cmath>
 #include <limits>
 #include <type_traits>
+#include <vector>
 
 #include "tether/Link.h"
-#include "tether/Text.h"
 
 using tether::guarded;
 using tether::Token;
@@ -53,14 +53,14 @@ int numberOf(const Token& token, T& value) {
     return TTE_OK;
 }
 
-/// An array as it lies on a link: dimensions, a head for each, and where the first number stands.
+/// Shape of an array on a link: its dimensions, the head of each, and the number of elements.
 struct Shape {
     std::vector<int> dimensions{};
     std::vector<std::string> heads{};
     std::size_t elements = 1;
 };
 
-/// Follows the first element of each level down. Nothing is allocated for the elements yet.
+/// Finds the shape by following the first element of each level. Does not look at the other elements.
 int readShape(const TokenQueue& queue, TokenQueue::Position start, Shape& shape) {
     TokenQueue::Position end = start;
     if (const int error = queue.findExpressionEnd(start, end); error != TTE_OK) {
@@ -83,10 +83,10 @@ int readShape(const TokenQueue& queue, TokenQueue::Position start, Shape& shape)
     return shape.dimensions.empty() ? TTE_TYPE : TTE_OK;
 }
 
-/// Reads a whole rectangular array; `position` ends up behind it.
+/// Reads all numbers of an array and checks that it has the shape. Moves `position` behind the array.
 template <typename T>
 int readElements(const TokenQueue& queue, TokenQueue::Position& position, const Shape& shape, std::vector<T>& values) {
-    std::vector<std::int64_t> missing; // elements still to come at each open level
+    std::vector<std::int64_t> missing; // for each open level: how many elements are still to come
     do {
         const std::size_t level = missing.size();
         const Token& token = queue.at(position++);
@@ -124,18 +124,18 @@ int putArray(TTLink link, const T* data, const int* dimensions, const char* cons
     if (depth < 1 || std::any_of(dimensions, dimensions + depth, [](int dimension) { return dimension < 0; })) {
         return TTE_SHAPE;
     }
-    // Below the first dimension of 0 nothing follows: its lists are the leaves.
+    // A list of length 0 holds nothing, so the lists of the first dimension of 0 are the leaves.
     const int* const firstZero = std::find(dimensions, dimensions + depth, 0);
     const auto levels = static_cast<std::size_t>(firstZero - dimensions);
     const bool isEmpty = firstZero != dimensions + depth;
-    std::vector<std::uint64_t> block(levels + 1, 1); // leaves below one list of each level
+    std::vector<std::uint64_t> block(levels + 1, 1); // for each level: leaves below one of its lists
     for (std::size_t level = levels; level-- > 0;) {
         if (__builtin_mul_overflow(block[level + 1], static_cast<std::uint64_t>(dimensions[level]), &block[level])) {
             return TTE_RANGE;
         }
     }
     if (block[0] > static_cast<std::uint64_t>(std::numeric_limits<int>::max())) {
-        return TTE_RANGE; // more than any memory holds; an empty array could claim it without data behind it
+        return TTE_RANGE; // an empty array could claim any number of lists, since it has no data
     }
     if (data == nullptr && !isEmpty) {
         return TTE_NULL;
@@ -159,7 +159,7 @@ int putArray(TTLink link, const T* data, const int* dimensions, const char* cons
     return TTE_OK;
 }
 
-/// A buffer of the caller's with a copy of the values.
+/// A copy of the values for the caller of a get function; null without memory.
 template <typename T>
 const T* handOut(TTLink link, const std::vector<T>& values) {
     auto* buffer = static_cast<T*>(link->environment->newBuffer(std::max<std::size_t>(1, values.size() * sizeof(T))));
@@ -169,7 +169,8 @@ const T* handOut(TTLink link, const std::vector<T>& values) {
     return buffer;
 }
 
-/// Pointers and texts in one buffer, so that one release frees them.
+/// A copy of the heads for the caller of a get function: pointers and texts in one buffer, so that one release frees
+/// all. Null without memory.
 const char* const* handOutHeads(TTLink link, const std::vector<std::string>& heads) {
     std::size_t bytes = heads.size() * sizeof(char*);
     for (const std::string& head : heads) {
@@ -188,17 +189,13 @@ const char* const* handOutHeads(TTLink link, const std::vector<std::string>& hea
     return pointers;
 }
 
-/// Reads the array at `position` into a buffer of the caller's and moves `position` behind it. The queue stays as it
-/// is, so that a caller who needs more buffers can still fail.
+/// Hands out the elements of the array at `position` and moves `position` behind it. Does not consume the array, since
+/// the caller may still fail.
 template <typename T>
-int getArray(TTLink link, TokenQueue::Position& position, Shape& shape, const T** data) {
-    const TokenQueue& queue = *link->incoming;
-    if (const int error = readShape(queue, position, shape); error != TTE_OK) {
-        return error;
-    }
+int handOutElements(TTLink link, TokenQueue::Position& position, const Shape& shape, const T** data) {
     std::vector<T> values;
     values.reserve(shape.elements);
-    if (const int error = readElements(queue, position, shape, values); error != TTE_OK) {
+    if (const int error = readElements(*link->incoming, position, shape, values); error != TTE_OK) {
         return error;
     }
     *data = handOut(link, values);
@@ -230,8 +227,7 @@ int getList(TTLink link, const T** data, int* length) {
     if (shape.dimensions.size() != 1 || shape.heads[0] != kList) {
         return shape.heads[0] != kList ? TTE_HEAD : TTE_SHAPE;
     }
-    shape = {};
-    if (const int error = getArray(link, position, shape, data); error != TTE_OK) {
+    if (const int error = handOutElements(link, position, shape, data); error != TTE_OK) {
         return error;
     }
     *length = shape.dimensions[0];
@@ -240,14 +236,17 @@ int getList(TTLink link, const T** data, int* length) {
 }
 
 template <typename T>
-int getWholeArray(TTLink link, const T** data, const int** dimensions, const char* const** heads, int* depth) {
+int getArray(TTLink link, const T** data, const int** dimensions, const char* const** heads, int* depth) {
     if (data == nullptr || dimensions == nullptr || heads == nullptr || depth == nullptr) {
         return TTE_NULL;
     }
     TokenQueue& queue = *link->incoming;
     auto position = queue.skipPacketEnds(queue.readPosition());
     Shape shape;
-    if (const int error = getArray(link, position, shape, data); error != TTE_OK) {
+    if (const int error = readShape(queue, position, shape); error != TTE_OK) {
+        return error;
+    }
+    if (const int error = handOutElements(link, position, shape, data); error != TTE_OK) {
         return error;
     }
     *dimensions = handOut(link, shape.dimensions);
@@ -263,11 +262,6 @@ int getWholeArray(TTLink link, const T** data, const int** dimensions, const cha
     return TTE_OK;
 }
 
-template <typename T>
-int putList(TTLink link, const T* data, int length) {
-    return putArray(link, data, &length, nullptr, 1);
-}
-
 } // namespace
 
 #define TETHER_NUMBERS(Name, Type)                                                                                     \
@@ -278,31 +272,24 @@ int putList(TTLink link, const T* data, int length) {
         return guarded(link, __func__, [&] { return getNumber(link, value); });                                        \
     }                                                                                                                  \
     int TTPut##Name##List(TTLink link, const Type* data, int length) {                                                 \
-        return guarded(link, __func__, [&] { return putList(link, data, length); });                                   \
+        return guarded(link, __func__, [&] { return putArray(link, data, &length, nullptr, 1); });                     \
     }                                                                                                                  \
     int TTGet##Name##List(TTLink link, const Type** data, int* length) {                                               \
         return guarded(link, __func__, [&] { return getList(link, data, length); });                                   \
     }                                                                                                                  \
-    void TTRelease##Name##List(TTLink link, const Type* data, int /*length*/) {                                        \
-        if (link != nullptr) {                                                                                         \
-            link->environment->releaseBuffer(data);                                                                    \
-        }                                                                                                              \
-    }                                                                                                                  \
+    void TTRelease##Name##List(TTLink link, const Type* data, int) { tether::release(link, data); }                    \
     int TTPut##Name##Array(TTLink link, const Type* data, const int* dimensions, const char* const* heads,             \
                            int depth) {                                                                                \
         return guarded(link, __func__, [&] { return putArray(link, data, dimensions, heads, depth); });                \
     }                                                                                                                  \
     int TTGet##Name##Array(TTLink link, const Type** data, const int** dimensions, const char* const** heads,          \
                            int* depth) {                                                                               \
-        return guarded(link, __func__, [&] { return getWholeArray(link, data, dimensions, heads, depth); });           \
+        return guarded(link, __func__, [&] { return getArray(link, data, dimensions, heads, depth); });                \
     }                                                                                                                  \
-    void TTRelease##Name##Array(TTLink link, const Type* data, const int* dimensions, const char* const* heads,        \
-                                int /*depth*/) {                                                                       \
-        if (link != nullptr) {                                                                                         \
-            link->environment->releaseBuffer(data);                                                                    \
-            link->environment->releaseBuffer(dimensions);                                                              \
-            link->environment->releaseBuffer(heads);                                                                   \
-        }                                                                                                              \
+    void TTRelease##Name##Array(TTLink link, const Type* data, const int* dimensions, const char* const* heads, int) { \
+        tether::release(link, data);                                                                                   \
+        tether::release(link, dimensions);                                                                             \
+        tether::release(link, heads);                                                                                  \
     }
 
 TETHER_NUMBERS(Integer8, unsigned char)

@@ -1,9 +1,8 @@
 // Transfer of whole expressions, packets, functions and symbols.
 
-#include <cstring>
+#include <vector>
 
 #include "tether/Link.h"
-#include "tether/Text.h"
 
 using tether::guarded;
 using tether::Token;
@@ -11,9 +10,9 @@ using tether::TokenQueue;
 
 namespace {
 
-/// Copies the tokens [start, end) behind what the target's writer has put so far.
+/// Appends the tokens [start, end) of `source` to `target`, without the ends of packets.
 int copyTokens(TokenQueue& target, const TokenQueue& source, TokenQueue::Position start, TokenQueue::Position end) {
-    // Through a copy of their own: source and target may be the same loopback.
+    // Source and target may be the same loopback, so the tokens are copied before any is written.
     std::vector<Token> tokens;
     tokens.reserve(static_cast<std::size_t>(end - start));
     for (auto position = start; position < end; ++position) {
@@ -49,6 +48,7 @@ int packetNumber(const std::string& head) {
     return head == "EvaluatePacket" ? TTP_EVALUATE : TTP_ILLEGAL;
 }
 
+/// @param argumentCount  receives the number of arguments of a function; null for a symbol
 int getText(TTLink link, Token::Kind kind, const char** text, int* argumentCount) {
     return tether::readToken(link, kind, [&](const Token& token) {
         *text = tether::newTextBuffer(link, token.text.data(), token.text.size());
@@ -65,7 +65,7 @@ int TTTransferExpression(TTLink target, TTLink source) {
     if (target == nullptr || target->error != TTE_OK) {
         return 0;
     }
-    return guarded(source, __func__, [&] {
+    return guarded(source, __func__, [&]() -> int {
         TokenQueue& queue = *source->incoming;
         const auto start = queue.skipPacketEnds(queue.readPosition());
         TokenQueue::Position end = start;
@@ -76,24 +76,24 @@ int TTTransferExpression(TTLink target, TTLink source) {
             return error;
         }
         queue.readFrom(end);
-        return static_cast<int>(TTE_OK);
+        return TTE_OK;
     });
 }
 
 int TTTransferToEndOfLoopbackLink(TTLink target, TTLink loopback) {
-    return guarded(target, __func__, [&] {
+    return guarded(target, __func__, [&]() -> int {
         if (loopback == nullptr) {
-            return static_cast<int>(TTE_NULL);
+            return TTE_NULL;
         }
         if (!loopback->isLoopback() || loopback == target) {
-            return static_cast<int>(TTE_LINK);
+            return TTE_LINK;
         }
         if (loopback->error != TTE_OK) {
             return loopback->error;
         }
         TokenQueue& queue = *loopback->incoming;
         if (queue.isHalfWritten()) {
-            return static_cast<int>(TTE_SEQUENCE);
+            return TTE_SEQUENCE;
         }
         const int error = copyTokens(*target->outgoing, queue, queue.readPosition(), queue.endPosition());
         if (error == TTE_OK) {
@@ -148,7 +148,7 @@ int TTGetNext(TTLink link) {
         case Token::Kind::string: type = TTTK_STRING; break;
         case Token::Kind::integer: type = TTTK_INTEGER; break;
         case Token::Kind::real: type = TTTK_REAL; break;
-        case Token::Kind::endOfPacket: break; // passed over above
+        case Token::Kind::endOfPacket: break; // skipped above
         }
         return TTE_OK;
     });
@@ -164,28 +164,29 @@ int TTPutSymbol(TTLink link, const char* name) {
 }
 
 int TTGetFunction(TTLink link, const char** head, int* argumentCount) {
-    return guarded(link, __func__, [&] {
-        return head == nullptr || argumentCount == nullptr ? static_cast<int>(TTE_NULL)
-                                                           : getText(link, Token::Kind::function, head, argumentCount);
+    return guarded(link, __func__, [&]() -> int {
+        if (head == nullptr || argumentCount == nullptr) {
+            return TTE_NULL;
+        }
+        return getText(link, Token::Kind::function, head, argumentCount);
     });
 }
 
 int TTGetSymbol(TTLink link, const char** name) {
-    return guarded(link, __func__, [&] {
-        return name == nullptr ? static_cast<int>(TTE_NULL) : getText(link, Token::Kind::symbol, name, nullptr);
+    return guarded(link, __func__, [&]() -> int {
+        if (name == nullptr) {
+            return TTE_NULL;
+        }
+        return getText(link, Token::Kind::symbol, name, nullptr);
     });
 }
 
-void TTReleaseSymbol(TTLink link, const char* name) {
-    if (link != nullptr) {
-        link->environment->releaseBuffer(name);
-    }
-}
+void TTReleaseSymbol(TTLink link, const char* name) { tether::release(link, name); }
 
 int TTTestHead(TTLink link, const char* head, int* argumentCount) {
-    return guarded(link, __func__, [&] {
+    return guarded(link, __func__, [&]() -> int {
         if (head == nullptr || argumentCount == nullptr) {
-            return static_cast<int>(TTE_NULL);
+            return TTE_NULL;
         }
         return tether::readToken(link, Token::Kind::function, [&](const Token& token) {
             if (token.text != head) {
@@ -198,9 +199,9 @@ int TTTestHead(TTLink link, const char* head, int* argumentCount) {
 }
 
 int TTTestSymbol(TTLink link, const char* name) {
-    return guarded(link, __func__, [&] {
+    return guarded(link, __func__, [&]() -> int {
         if (name == nullptr) {
-            return static_cast<int>(TTE_NULL);
+            return TTE_NULL;
         }
         return tether::readToken(link, Token::Kind::symbol,
                                  [&](const Token& token) { return token.text == name ? TTE_OK : TTE_HEAD; });

@@ -17,7 +17,7 @@ int TokenQueue::write(Token token) {
     const bool opensFunction = token.kind == Token::Kind::function && token.integer > 0;
     const std::int64_t argumentCount = token.integer;
     if (opensFunction && mOpenArguments.size() == mOpenArguments.capacity()) {
-        mOpenArguments.reserve(2 * mOpenArguments.size() + 1); // so that nothing can fail once the token is in
+        mOpenArguments.reserve(2 * mOpenArguments.size() + 1); // nothing may fail after the token is in
     }
     mTokens.push_back(std::move(token));
     if (opensFunction) {
@@ -64,15 +64,15 @@ int TokenQueue::findExpressionEnd(Position start, Position& end) const {
 
 void TokenQueue::readFrom(Position position) {
     mReadPosition = position;
-    dropRead();
+    dropUnreachable();
 }
 
 void TokenQueue::removeMark(Position& mark) {
     mMarks.erase(&mark);
-    dropRead();
+    dropUnreachable();
 }
 
-void TokenQueue::dropRead() {
+void TokenQueue::dropUnreachable() {
     Position keepFrom = mReadPosition;
     for (const Position* mark : mMarks) {
         keepFrom = std::min(keepFrom, *mark);

@@ -8,7 +8,7 @@
 
 namespace tether {
 
-/// One step of an expression in prefix order: a function is followed by its arguments.
+/// One part of an expression. Expressions are kept in prefix order: the arguments follow their function.
 struct Token {
     enum class Kind { function, symbol, string, integer, real, endOfPacket };
 
@@ -18,45 +18,47 @@ struct Token {
     double real = 0.0;
 };
 
-/// Expressions on their way from a writer to a reader, first in, first out.
+/// Expressions that a writer has put and a reader has not yet taken, first in, first out.
 ///
-/// Positions are counted from the first token ever written and stay valid while tokens are read. Functions that can
-/// fail return an error code of velmora/Tether.h and change nothing when they fail.
+/// A position is the number of tokens written before it since the queue was made, so it stays valid while tokens are
+/// read. Functions that can fail return an error code of velmora/Tether.h; a failure changes nothing.
 class TokenQueue {
   public:
     using Position = std::uint64_t;
 
-    /// Appends a token; one that is no end of packet counts as an argument of the function that is open, if any.
+    /// Appends a token. Inside a function it counts as an argument, and the end of a packet is refused.
     int write(Token token);
-    /// Drops what is unread, and what the writer has begun.
+    /// Drops everything unread, an unfinished expression included.
     void reset();
 
     Position readPosition() const { return mReadPosition; }
     Position endPosition() const { return mFirstKept + mTokens.size(); }
     const Token& at(Position position) const { return mTokens[static_cast<std::size_t>(position - mFirstKept)]; }
 
-    /// First position from `start` on that is no end of packet; the end of the queue when there is none.
+    /// The first position from `start` on that is not the end of a packet, or the end of the queue.
     Position skipPacketEnds(Position start) const;
-    /// Finds the position behind the whole expression at `start`.
+    /// Sets `end` to the position behind the expression at `start`.
     int findExpressionEnd(Position start, Position& end) const;
     /// True when the writer is inside an expression.
     bool isHalfWritten() const { return !mOpenArguments.empty(); }
 
-    /// Goes on reading from `position`, which is no earlier than the earliest mark.
+    /// Reads on from `position`, which is at or after the read position or a mark.
     void readFrom(Position position);
 
-    /// Keeps what is read from `mark` on, until the mark is removed. A reset moves the mark to the end.
+    /// Keeps the tokens from `mark` on until the mark is removed, even when they are read. A reset moves the mark to
+    /// the end.
     void addMark(Position& mark) { mMarks.insert(&mark); }
     void removeMark(Position& mark);
 
   private:
-    void dropRead();
+    /// Frees the tokens that no reader can reach any more.
+    void dropUnreachable();
 
     std::deque<Token> mTokens{};
     Position mFirstKept = 0;
     Position mReadPosition = 0;
     std::set<Position*> mMarks{};
-    std::vector<std::int64_t> mOpenArguments{}; ///< arguments still to come, outermost function first
+    std::vector<std::int64_t> mOpenArguments{}; ///< arguments still missing, outermost function first
 };
 
 } // namespace tether

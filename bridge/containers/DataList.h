@@ -2,6 +2,7 @@
 
 #include <list>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -28,7 +29,7 @@ class VContainer<VArgumentType::DataStore, P> : public VContainerBase<VArgumentT
     void passImpl(VArgument res) const override { *res.dataStore = this->handle; }
 };
 
-/// Read side of one node of kind `T`; valid only while its store lives.
+/// Read access to one node of kind `T`; valid only while its store lives.
 template <VArgumentType T>
 class DataNode {
   public:
@@ -36,7 +37,7 @@ class DataNode {
     explicit DataNode(DataStoreNode node);
 
     const std::string& getName() const { return name; }
-    /// The node's value, in place.
+    /// The node's value itself, no copy.
     auto& getValue() { return Argument<T>(nodeArg).get(); }
     /// The kind of the value, for a node of any kind.
     VArgumentType getType() const {
@@ -73,23 +74,20 @@ DataNode<T>::DataNode(DataStoreNode node) : rawNode(node) {
 
 /// A data store with nodes of kind `T`; `VArgument` stands for nodes of any kind.
 ///
-/// Reading goes over `proxy`, one DataNode for each node that was there when the list was made. Building goes
-/// straight to the store, through Argument<U>::addDataStoreNode for nodes with a name and push_back for those
-/// without; only the push_back of a list of one number kind keeps the proxy up.
+/// Reading uses `proxy`, which has one DataNode for each node that the store had when the list was made. Building adds
+/// to the store alone: Argument<U>::addDataStoreNode adds nodes with a name, push_back those without. Only push_back to
+/// a list of integers or of reals adds to the proxy as well.
 template <VArgumentType T, typename P>
 class DataList : public VContainer<VArgumentType::DataStore, P> {
     using Generic = VContainer<VArgumentType::DataStore, P>;
 
   public:
-    /// A new store, the library's for `Manual`. @throws GantryError  CreateFromNullError
+    /// A new store, owned by the library for `Manual`. @throws GantryError  CreateFromNullError
     DataList() : DataList(LibraryData::DataStoreAPI()->createDataStore()) {}
 
-    /// A store of the host. A node of the wrong kind is found here and not at first use.
-    /// @throws GantryError  CreateFromNullError, and those of DataNode
-    explicit DataList(::DataStore store) : Generic(store, std::is_same_v<P, Passing::Manual>) {
-        if (store == nullptr) {
-            ErrorManager::throwException(ErrorName::CreateFromNullError);
-        }
+    /// A store of the host. All its nodes have to be of kind `T`.
+    /// @throws GantryError  CreateFromNullError, and as DataNode
+    explicit DataList(::DataStore store) : Generic(checkedNotNull(store), std::is_same_v<P, Passing::Manual>) {
         makeProxy();
     }
 
@@ -103,7 +101,7 @@ class DataList : public VContainer<VArgumentType::DataStore, P> {
     template <typename Value>
     requires(T == VArgumentType::Integer || T == VArgumentType::Real) void push_back(Value value) {
         Argument<T>::addDataStoreNode(this->handle, "", value);
-        proxy.emplace_back(LibraryData::DataStoreAPI()->DataStore_getLastNode(this->handle));
+        appendLastNodeToProxy();
     }
 
     /// Appends a number without a name to a list of any kind.
@@ -126,12 +124,12 @@ class DataList : public VContainer<VArgumentType::DataStore, P> {
     }
 
   private:
-    // Counted by the length and not by a null node, so that a host whose nodes run out early is noticed.
+    // Counts by the length and not up to a null node, so that a host with too few nodes is an error.
     void makeProxy() {
         const auto* api = LibraryData::DataStoreAPI();
         const vint length = api->DataStore_getLength(this->handle);
         DataStoreNode node = api->DataStore_getFirstNode(this->handle);
-        for (vint position = 0; position < length; ++position) {
+        for (vint index = 0; index < length; ++index) {
             proxy.emplace_back(node);
             node = api->DataStoreNode_getNextNode(node);
         }
@@ -143,8 +141,8 @@ class DataList : public VContainer<VArgumentType::DataStore, P> {
 /// The texts of a list, in order. @throws std::out_of_range  for a node whose text is null
 std::vector<std::string> asVector(DataList<VArgumentType::UTF8String, Passing::Automatic>& list);
 
-/// The first two texts of each inner list, in order; more are ignored. The inner stores are deleted: the host hands
-/// them over for that.
+/// The first two texts of each inner list, in order; more are ignored. The inner stores are deleted, as the host
+/// expects.
 /// @throws GantryError        CreateFromNullError, DLInvalidNodeType
 /// @throws std::out_of_range  for an inner list of fewer than two texts, or a null text
 std::vector<std::pair<std::string, std::string>>

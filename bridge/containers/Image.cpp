@@ -17,7 +17,7 @@ VArrayDimensions dimensionsFromGenericImage(VImage image) {
             dims.insert(view.interleavedQ() ? dims.end() : dims.begin(), channels);
         }
         if (static_cast<vint>(dims.size()) != expectedRank) {
-            ErrorManager::throwException(ErrorName::ImageSizeError); // an image with no channels
+            ErrorManager::throwException(ErrorName::ImageSizeError); // no channels
         }
     }
     return VArrayDimensions(dims.begin(), dims.end());

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "bridge/ErrorManager.h"
 #include "bridge/containers/VArray.h"
 #include "bridge/containers/VContainerBase.h"
 
 namespace GTU {
 
-/// Element types of images and the host's codes for them. Of these, `signed char` is the bit image: 0 or 1 a byte.
+/// The host's codes for the element types of images. `signed char` stands for a bit image: one byte, 0 or 1, for each
+/// element.
 template <typename T>
 inline constexpr vint imageTypeCode = -1;
 template <>
@@ -20,47 +20,31 @@ inline constexpr vint imageTypeCode<float> = VImage_F32;
 template <>
 inline constexpr vint imageTypeCode<double> = VImage_F64;
 
-/// What can be asked of any image of the host, whatever its element type.
+/// What every image of the host can tell, whatever its element type.
 class ImageInterface {
   public:
     virtual ~ImageInterface() = default;
-    virtual vint colorspace() const = 0;
-    virtual vint rows() const = 0;
-    virtual vint columns() const = 0;
-    virtual vint slices() const = 0; ///< 1 for a 2D image
-    virtual vint channels() const = 0;
-    virtual bool alphaChannelQ() const = 0;
-    virtual bool interleavedQ() const = 0;
-    virtual bool is3D() const = 0;
-    virtual vint getRank() const = 0;
-    virtual vint getFlattenedLength() const = 0;
-    virtual vint type() const = 0;
-    virtual void* rawData() const = 0;
-};
-
-/// ImageInterface answered by the host for the handle of `imageHandle()`.
-class HostImage : public ImageInterface {
-  public:
-    vint colorspace() const override { return api()->VImage_getColorSpace(imageHandle()); }
-    vint rows() const override { return api()->VImage_getRowCount(imageHandle()); }
-    vint columns() const override { return api()->VImage_getColumnCount(imageHandle()); }
-    vint slices() const override { return api()->VImage_getSliceCount(imageHandle()); }
-    vint channels() const override { return api()->VImage_getChannels(imageHandle()); }
-    bool alphaChannelQ() const override { return api()->VImage_alphaChannelQ(imageHandle()) != 0; }
-    bool interleavedQ() const override { return api()->VImage_interleavedQ(imageHandle()) != 0; }
-    bool is3D() const override { return getRank() == 3; }
-    vint getRank() const override { return api()->VImage_getRank(imageHandle()); }
-    vint getFlattenedLength() const override { return api()->VImage_getFlattenedLength(imageHandle()); }
-    vint type() const override { return api()->VImage_getDataType(imageHandle()); }
-    void* rawData() const override { return api()->VImage_getRawData(imageHandle()); }
+    virtual vint colorspace() const { return api()->VImage_getColorSpace(imageHandle()); }
+    virtual vint rows() const { return api()->VImage_getRowCount(imageHandle()); }
+    virtual vint columns() const { return api()->VImage_getColumnCount(imageHandle()); }
+    /// 1 for a 2D image.
+    virtual vint slices() const { return api()->VImage_getSliceCount(imageHandle()); }
+    virtual vint channels() const { return api()->VImage_getChannels(imageHandle()); }
+    virtual bool alphaChannelQ() const { return api()->VImage_alphaChannelQ(imageHandle()) != 0; }
+    virtual bool interleavedQ() const { return api()->VImage_interleavedQ(imageHandle()) != 0; }
+    virtual bool is3D() const { return getRank() == 3; }
+    virtual vint getRank() const { return api()->VImage_getRank(imageHandle()); }
+    virtual vint getFlattenedLength() const { return api()->VImage_getFlattenedLength(imageHandle()); }
+    virtual vint type() const { return api()->VImage_getDataType(imageHandle()); }
+    virtual void* rawData() const { return api()->VImage_getRawData(imageHandle()); }
 
   private:
     static const VelmoraImageFunctions* api() { return LibraryData::ImageAPI(); }
     virtual VImage imageHandle() const = 0;
 };
 
-/// Any image, borrowed: never frees anything.
-class ImageView : public HostImage {
+/// A borrowed image of any element type; never frees it.
+class ImageView : public ImageInterface {
   public:
     explicit ImageView(VImage image) : handle(image) {}
 
@@ -69,13 +53,13 @@ class ImageView : public HostImage {
     VImage handle;
 };
 
-/// Dimensions of an image, slowest first: slices (3D only), rows, columns, and the channels, when there are several,
-/// behind them if interleaved and in front otherwise.
-/// @throws GantryError  DimensionsError for a null handle, ImageSizeError when rank and channels do not agree
+/// Dimensions of an image, slowest first: slices (3D only), rows, columns. Several channels are one more dimension, the
+/// last if they are interleaved and the first otherwise.
+/// @throws GantryError  DimensionsError for a null handle, ImageSizeError for an image without channels
 VArrayDimensions dimensionsFromGenericImage(VImage image);
 
 template <typename P>
-class VContainer<VArgumentType::Image, P> : public HostImage, public VContainerBase<VArgumentType::Image, P> {
+class VContainer<VArgumentType::Image, P> : public ImageInterface, public VContainerBase<VArgumentType::Image, P> {
     using Base = VContainerBase<VArgumentType::Image, P>;
 
   public:
@@ -103,11 +87,7 @@ class VContainer<VArgumentType::Image, P> : public HostImage, public VContainerB
     VImage imageHandle() const override { return this->handle; }
 
     VImage cloneImpl() const override {
-        VImage copy = nullptr;
-        if (LibraryData::ImageAPI()->VImage_clone(this->handle, &copy) != 0) {
-            ErrorManager::throwException(ErrorName::ImageCloneError);
-        }
-        return copy;
+        return checkedClone(LibraryData::ImageAPI()->VImage_clone, this->handle, ErrorName::ImageCloneError);
     }
     void freeImpl() override { LibraryData::ImageAPI()->VImage_free(this->handle); }
     void disownImpl() override { LibraryData::ImageAPI()->VImage_disown(this->handle); }
@@ -115,7 +95,7 @@ class VContainer<VArgumentType::Image, P> : public HostImage, public VContainerB
     void passImpl(VArgument res) const override { *res.image = this->handle; }
 };
 
-/// View of an image's elements in the host's memory.
+/// Access to an image's elements in the host's memory.
 template <typename T>
 class TypedImage : public VArray<T> {
   public:
@@ -136,7 +116,7 @@ class Image : public TypedImage<T>, public VContainer<VArgumentType::Image, P> {
     Image(vint slices, vint width, vint height, vint channels, vint colorSpace, bool interleaved)
         : Image(Generic(slices, width, height, channels, imageTypeCode<T>, colorSpace, interleaved)) {}
 
-    /// An image that the host handed in. @throws GantryError  CreateFromNullError, ImageSizeError, ImageTypeError
+    /// An image that the host passed in. @throws GantryError  CreateFromNullError, ImageSizeError, ImageTypeError
     explicit Image(VImage image) : Image(Generic(checkedNotNull(image), false)) {}
 
     VImage getInternal() const override { return this->handle; }
@@ -147,13 +127,6 @@ class Image : public TypedImage<T>, public VContainer<VArgumentType::Image, P> {
         if (this->type() != imageTypeCode<T>) {
             ErrorManager::throwException(ErrorName::ImageTypeError);
         }
-    }
-
-    static VImage checkedNotNull(VImage image) {
-        if (image == nullptr) {
-            ErrorManager::throwException(ErrorName::CreateFromNullError);
-        }
-        return image;
     }
 };
 

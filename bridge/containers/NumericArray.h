@@ -1,14 +1,13 @@
 #pragma once
 
-#include <algorithm>
 #include <cstring>
 
-#include "bridge/ErrorManager.h"
 #include "bridge/containers/VArray.h"
 #include "bridge/containers/VContainerBase.h"
 
 namespace GTU {
 
+/// The host's codes for the element types of numeric arrays.
 template <typename T>
 inline constexpr vint numericArrayTypeCode = -1;
 template <>
@@ -24,16 +23,7 @@ inline constexpr vint numericArrayTypeCode<int> = VNumericArray_S32;
 template <>
 inline constexpr vint numericArrayTypeCode<unsigned int> = VNumericArray_U32;
 
-/// What can be asked of any numeric array, whatever its element type.
-class NumericArrayInterface {
-  public:
-    virtual ~NumericArrayInterface() = default;
-    virtual vint getRank() const = 0;
-    virtual const vint* getDimensions() const = 0;
-    virtual vint getFlattenedLength() const = 0;
-    virtual vint type() const = 0;
-    virtual void* rawData() const = 0;
-};
+using NumericArrayInterface = ArrayInterface;
 
 template <typename P>
 class VContainer<VArgumentType::NumericArray, P> : public NumericArrayInterface,
@@ -75,11 +65,7 @@ class VContainer<VArgumentType::NumericArray, P> : public NumericArrayInterface,
     static const VelmoraNumericArrayFunctions* api() { return LibraryData::NumericArrayAPI(); }
 
     VNumericArray cloneImpl() const override {
-        VNumericArray copy = nullptr;
-        if (api()->VNumericArray_clone(this->handle, &copy) != 0) {
-            ErrorManager::throwException(ErrorName::NumericArrayCloneError);
-        }
-        return copy;
+        return checkedClone(api()->VNumericArray_clone, this->handle, ErrorName::NumericArrayCloneError);
     }
     void freeImpl() override { api()->VNumericArray_free(this->handle); }
     void disownImpl() override { api()->VNumericArray_disown(this->handle); }
@@ -87,7 +73,7 @@ class VContainer<VArgumentType::NumericArray, P> : public NumericArrayInterface,
     void passImpl(VArgument res) const override { *res.numericArray = this->handle; }
 };
 
-/// View of a numeric array's elements in the host's memory.
+/// Access to a numeric array's elements in the host's memory.
 template <typename T>
 class TypedNumericArray : public VArray<T> {
   public:

@@ -4,7 +4,7 @@
 
 namespace GTU::Passing {
 
-/// Who releases a host object, and what handing it to the host does to that.
+/// Says who releases a host object, also once the object has become the result of a call.
 class PassingPolicy {
   public:
     explicit PassingPolicy(bool owned) : ownedByLibrary(owned) {}
@@ -12,7 +12,7 @@ class PassingPolicy {
 
     /// Stores the handle through the result cell and ends the library's ownership.
     virtual void passAsResult(VArgument res) = 0;
-    /// Releases the handle if the library must.
+    /// Releases the handle if the library owns it.
     virtual void cleanup() = 0;
     /// Takes the ownership of the other policy.
     // NOLINTNEXTLINE(misc-unconventional-assign-operator,cert-oop54-cpp)
@@ -33,7 +33,7 @@ class PassingPolicy {
     bool ownedByLibrary; ///< true while the library must release the handle
 };
 
-/// The library owns the handle: what it made, and results under construction.
+/// The library owns the handle: objects that it made, and results under construction.
 class Manual : public PassingPolicy {
   public:
     Manual() : PassingPolicy(true) {}
@@ -48,7 +48,7 @@ class Manual : public PassingPolicy {
             free();
         }
     }
-    /// Releases what it had, and owns whatever it is given.
+    /// Releases the old handle; the new one is the library's, whatever the other policy is.
     // NOLINTNEXTLINE(cert-oop54-cpp)
     Manual& operator=(const PassingPolicy& /*other*/) override {
         cleanup();
@@ -74,7 +74,7 @@ class Automatic : public PassingPolicy {
     void cleanup() override {}
 };
 
-/// Library and host share the handle; the library drops its share at the end.
+/// Library and host share the handle. The destructor drops the library's share.
 class Shared : public PassingPolicy {
   public:
     Shared() : PassingPolicy(true) {}

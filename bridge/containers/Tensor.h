@@ -1,14 +1,15 @@
 #pragma once
 
 #include <algorithm>
-#include <array>
+#include <iterator>
+#include <type_traits>
 
-#include "bridge/ErrorManager.h"
 #include "bridge/containers/VArray.h"
 #include "bridge/containers/VContainerBase.h"
 
 namespace GTU {
 
+/// The host's codes for the element types of tensors.
 template <typename T>
 inline constexpr vint tensorTypeCode = -1;
 template <>
@@ -16,19 +17,18 @@ inline constexpr vint tensorTypeCode<vint> = VTensor_Integer;
 template <>
 inline constexpr vint tensorTypeCode<double> = VTensor_Real;
 
-/// What can be asked of any tensor, whatever its element type.
-class TensorInterface {
-  public:
-    virtual ~TensorInterface() = default;
-    virtual vint getRank() const = 0;
-    virtual const vint* getDimensions() const = 0;
-    virtual vint getFlattenedLength() const = 0;
-    virtual vint type() const = 0;
-    virtual void* rawData() const = 0;
-};
+using TensorInterface = ArrayInterface;
 
-/// The element buffer of a tensor. @throws GantryError  TensorTypeError for a type that is none of the three
-void* tensorRawData(VTensor tensor);
+/// The element buffer of a tensor. @throws GantryError  TensorTypeError for an unknown element type
+inline void* tensorRawData(VTensor tensor) {
+    const VelmoraLibraryData api = LibraryData::API();
+    switch (api->VTensor_getType(tensor)) {
+    case VTensor_Integer: return api->VTensor_getIntegerData(tensor);
+    case VTensor_Real: return api->VTensor_getRealData(tensor);
+    case VTensor_Complex: return api->VTensor_getComplexData(tensor);
+    default: ErrorManager::throwException(ErrorName::TensorTypeError);
+    }
+}
 
 template <typename P>
 class VContainer<VArgumentType::Tensor, P> : public TensorInterface, public VContainerBase<VArgumentType::Tensor, P> {
@@ -56,11 +56,7 @@ class VContainer<VArgumentType::Tensor, P> : public TensorInterface, public VCon
 
   private:
     VTensor cloneImpl() const override {
-        VTensor copy = nullptr;
-        if (LibraryData::API()->VTensor_clone(this->handle, &copy) != 0) {
-            ErrorManager::throwException(ErrorName::TensorCloneError);
-        }
-        return copy;
+        return checkedClone(LibraryData::API()->VTensor_clone, this->handle, ErrorName::TensorCloneError);
     }
     void freeImpl() override { LibraryData::API()->VTensor_free(this->handle); }
     void disownImpl() override { LibraryData::API()->VTensor_disown(this->handle); }
@@ -68,7 +64,7 @@ class VContainer<VArgumentType::Tensor, P> : public TensorInterface, public VCon
     void passImpl(VArgument res) const override { *res.tensor = this->handle; }
 };
 
-/// View of a tensor's elements in the host's memory.
+/// Access to a tensor's elements in the host's memory.
 template <typename T>
 class TypedTensor : public VArray<T> {
   public:
@@ -85,7 +81,7 @@ class Tensor : public TypedTensor<T>, public VContainer<VArgumentType::Tensor, P
     using Generic = VContainer<VArgumentType::Tensor, P>;
 
   public:
-    /// A tensor that the host handed in, or shares with the library.
+    /// A tensor that the host passed to the library, or shares with it.
     /// @throws GantryError  CreateFromNullError, DimensionsError, TensorTypeError
     explicit Tensor(VTensor tensor) : Tensor(Generic(checkedNotNull(tensor), std::is_same_v<P, Passing::Shared>)) {}
 
@@ -102,13 +98,6 @@ class Tensor : public TypedTensor<T>, public VContainer<VArgumentType::Tensor, P
         if (this->type() != tensorTypeCode<T>) {
             ErrorManager::throwException(ErrorName::TensorTypeError);
         }
-    }
-
-    static VTensor checkedNotNull(VTensor tensor) {
-        if (tensor == nullptr) {
-            ErrorManager::throwException(ErrorName::CreateFromNullError);
-        }
-        return tensor;
     }
 
     template <typename Iterator>

@@ -4,12 +4,23 @@
 
 namespace GTU {
 
-/// Element access over a buffer that someone else owns.
+/// What every tensor and every numeric array can tell, whatever its element type.
+class ArrayInterface {
+  public:
+    virtual ~ArrayInterface() = default;
+    virtual vint getRank() const = 0;
+    virtual const vint* getDimensions() const = 0;
+    virtual vint getFlattenedLength() const = 0;
+    virtual vint type() const = 0;
+    virtual void* rawData() const = 0;
+};
+
+/// Access to the elements of a buffer that the host owns.
 template <typename T>
 class IterableContainer {
   public:
     virtual ~IterableContainer() = default;
-    /// The host's buffer, in place.
+    /// The host's buffer itself, no copy.
     virtual T* getData() const = 0;
     virtual vint getSize() const = 0;
 
@@ -18,7 +29,7 @@ class IterableContainer {
     T& operator[](vint index) const { return getData()[index]; }
 };
 
-/// An array of the host seen as elements of type `T` in dimensions.
+/// An array of the host with elements of type `T`.
 template <typename T>
 class VArray : public IterableContainer<T> {
   public:

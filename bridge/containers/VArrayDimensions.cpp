@@ -32,9 +32,9 @@ void VArrayDimensions::checkRange() const {
 
 vint VArrayDimensions::totalLengthFromDims() const {
     if (std::find(dims.begin(), dims.end(), 0) != dims.end()) {
-        return 0; // whatever the others are
+        return 0; // even if the other dimensions overflow
     }
-    std::int64_t total = 1; // holds a `vint` times another
+    std::int64_t total = 1; // wide enough for the product of two `vint`
     for (const vint dimension : dims) {
         total *= dimension;
         if (!std::in_range<vint>(total)) {
@@ -49,7 +49,7 @@ void VArrayDimensions::fillOffsets() {
     flattenedLength = totalLengthFromDims();
     offsets.assign(dims.size(), 1);
     for (std::size_t index = dims.size() - 1; index-- > 0;) {
-        // Cannot overflow: a factor of the product above, unless that has a 0, which makes the array empty anyway.
+        // The length did not overflow, so this overflows only for an array with a dimension of 0.
         if (__builtin_mul_overflow(offsets[index + 1], dims[index + 1], &offsets[index])) {
             ErrorManager::throwException(ErrorName::DimensionsError);
         }

@@ -11,7 +11,7 @@ namespace GTU {
 /// Dimensions of an array, slowest first, with the stride of each in elements.
 class VArrayDimensions {
   public:
-    /// From a range of `vint`: every entry but the last must be positive; the last may be 0.
+    /// From a range of `vint`: every entry must be positive, except that the last may be 0.
     /// @throws GantryError  DimensionsError for an empty range, a bad entry, or a product beyond `vint`
     template <typename Iterator>
     VArrayDimensions(Iterator first, Iterator last) : dims(first, last) {
@@ -19,7 +19,7 @@ class VArrayDimensions {
         fillOffsets();
     }
 
-    /// From a list, whose values are not checked.
+    /// From a list. Its values are not checked.
     /// @throws GantryError  DimensionsError for an empty list, or a product beyond `vint`
     VArrayDimensions(std::initializer_list<vint> list);
 
@@ -28,7 +28,7 @@ class VArrayDimensions {
     const std::vector<vint>& getOffsets() const { return offsets; }
     std::size_t getRank() const { return dims.size(); }
 
-    /// Position of an element in the flattened array. No checks.
+    /// Index of an element in the flattened array. No checks.
     vint getIndex(const std::vector<vint>& coordinates) const;
 
     /// @throws GantryError  VArrayElementIndexError (the index) outside the array

@@ -1,21 +1,42 @@
 #pragma once
 
+#include <string>
 #include <utility>
 
+#include "bridge/ErrorManager.h"
 #include "bridge/VArgument.h"
 #include "bridge/containers/Passing.h"
 
 namespace GTU {
 
+/// @throws GantryError  CreateFromNullError for a null handle
+template <typename Handle>
+Handle checkedNotNull(Handle handle) {
+    if (handle == nullptr) {
+        ErrorManager::throwException(ErrorName::CreateFromNullError);
+    }
+    return handle;
+}
+
+/// A copy that the host made with `clone`. @throws GantryError  `errorName` when it made none
+template <typename Handle>
+Handle checkedClone(int (*clone)(Handle, Handle*), Handle handle, const std::string& errorName) {
+    Handle copy = nullptr;
+    if (clone(handle, &copy) != 0) {
+        ErrorManager::throwException(errorName);
+    }
+    return copy;
+}
+
 /// A host handle and the policy that says who releases it. `Tag` is the kind of handle.
 ///
-/// Cannot be copied; moving leaves an empty container behind. The concrete containers call cleanup() when they end.
+/// It cannot be copied; moving leaves an empty container behind. The destructors of the concrete containers call
+/// cleanup().
 template <VArgumentType Tag, typename P>
 class VContainerBase : public P {
   public:
     using Handle = typename VArgumentTraits<Tag>::CType;
 
-    VContainerBase() = default;
     VContainerBase(Handle newHandle, bool owned) : handle(newHandle) { this->ownedByLibrary = owned; }
     VContainerBase(const VContainerBase&) = delete;
     VContainerBase(VContainerBase&& other) noexcept : P(other), handle(std::exchange(other.handle, nullptr)) {
@@ -24,7 +45,7 @@ class VContainerBase : public P {
     VContainerBase& operator=(const VContainerBase&) = delete;
     VContainerBase& operator=(VContainerBase&& other) {
         if (this != &other) {
-            this->cleanup(); // under the old policy, whichever it was
+            this->cleanup(); // the old handle, under the old policy
             handle = nullptr;
             P::operator=(static_cast<const P&>(other));
             this->ownedByLibrary = other.ownedByLibrary;
@@ -34,7 +55,7 @@ class VContainerBase : public P {
         return *this;
     }
 
-    /// Releases, hands over or drops the share of a handle that is not null.
+    // These do nothing for a null handle.
     void free() override {
         if (handle != nullptr) {
             freeImpl();
@@ -68,7 +89,7 @@ class VContainerBase : public P {
     Handle handle = nullptr;
 };
 
-/// The containers of each kind; specialised beside their typed classes.
+/// The container of a kind of handle; each specialisation is in the header of its typed class.
 template <VArgumentType Tag, typename P>
 class VContainer;
 

@@ -1,5 +1,5 @@
 #include "bridge/ErrorManager.h"
-#include "bridge/Guard.h"
+#include "bridge/GuardedCall.h"
 #include "dicom/exports/Radvex.h"
 
 int sendRegisteredErrors(VelmoraLibraryData /*libData*/, TTLink link) {

@@ -1,4 +1,4 @@
-#include "bridge/Guard.h"
+#include "bridge/GuardedCall.h"
 #include "dicom/exports/Radvex.h"
 #include "dicom/metadata/RegexFilter.h"
 #include "dicom/readers/DcmReaderCache.h"

@@ -1,7 +1,7 @@
 #include <memory>
 #include <stdexcept>
 
-#include "bridge/Guard.h"
+#include "bridge/GuardedCall.h"
 #include "dicom/exports/Radvex.h"
 #include "dicom/readers/DcmReaderCache.h"
 #include "dicom/writers/DcmAnonymizer.h"

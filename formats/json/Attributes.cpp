@@ -5,7 +5,7 @@
 #include "files/Errors.h"
 #include "files/OutputFile.h"
 #include "formats/json/Text.h"
-#include "host/Message.h"
+#include "host/Host.h"
 
 namespace radvex::formats {
 

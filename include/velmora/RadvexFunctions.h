@@ -1,8 +1,8 @@
 /* The functions that Radvex.so exports: the one list of them. The library's declarations and its export map, what our
  * host knows of them, `radvex call --list` and docs/functions.md all come from here.
  *
- * The list is made of macros. Define those that you need and include this file, as often as you like; the others mean
- * nothing, and all are gone behind it. Without any of them the file is empty.
+ * The list is made of macros. Define those that you need and include this file, as often as you like. The others expand
+ * to nothing, and all of them are undefined at the end.
  *
  *     #define RADVEX_FUNCTION(name, meaning) puts(#name);
  *     #include "velmora/RadvexFunctions.h"
@@ -10,13 +10,13 @@
  * RADVEX_SECTION(title, text)                       starts a group of functions, with what holds for all of them
  * RADVEX_ENTRY(name, result, parameters, meaning)   a function with a C signature of its own
  * RADVEX_FUNCTION(name, meaning)                    a VelmoraFunction. Behind it follow, in this order:
- * RADVEX_ARGUMENT(name, kind, meaning)              each argument in its place
+ * RADVEX_ARGUMENT(name, kind, meaning)              each argument, in order
  * RADVEX_RESULT(kind, meaning)                      the result, VType_Undef for none; the slowest axis first
- * RADVEX_ERRORS(names...)                           errors that it can return beside those that every function can
+ * RADVEX_ERRORS(names...)                           errors that it can return, without those that every function can
  *
- * A function's name stands on the line of its macro, where the build looks for it. */
+ * A function's name has to be on the line of its macro: the build looks for it there. */
 
-/* No include guard: each use includes it anew. One inside braces needs this header in front of them as well. */
+/* No include guard: each use includes this file again. If it is included inside braces, include this header before. */
 #include "velmora/VelmoraLibrary.h"
 
 #ifndef RADVEX_SECTION
@@ -41,11 +41,11 @@
 /* clang-format off */
 
 RADVEX_SECTION("Starting, ending and errors",
-    "Every function returns 0 or the id of a registered error. Any function can return, beside the errors that it "
+    "Every function returns 0 or the id of a registered error. Any function can return, besides the errors that it "
     "names: VArgumentIndexError or FunctionError for a missing argument, FunctionError for a null text, "
-    "CreateFromNullError for a null store, tensor or image, DLInvalidNodeType for a store that holds another kind of "
-    "values than the function takes, FunctionError when memory runs out, and the errors of the host's own services, "
-    "such as NumericArrayNewError.")
+    "CreateFromNullError for a null store, tensor or image, DLInvalidNodeType for a store with values of another kind "
+    "than the function takes, FunctionError when memory runs out, and the errors of the host's own services, such as "
+    "NumericArrayNewError.")
 
 RADVEX_ENTRY(VelmoraLibrary_initialize, int, (VelmoraLibraryData libData),
     "Stores the host table, registers the errors, silences DCMTK and registers its codecs. Returns 0.")
@@ -54,27 +54,27 @@ RADVEX_ENTRY(VelmoraLibrary_uninitialize, void, (VelmoraLibraryData libData),
     "Removes the codecs and closes all readers. The error table and the host table stay.")
 
 RADVEX_ENTRY(sendRegisteredErrors, int, (VelmoraLibraryData libData, TTLink link),
-    "Answers an empty list on the link by an Association of all errors: name -> {id, message}.")
+    "Reads an empty list from the link and answers with an Association of all errors: name -> {id, message}.")
 
 RADVEX_FUNCTION(setExceptionDetailsContext,
-    "Sets the context of the symbol that the values of an error's message come in.")
-RADVEX_ARGUMENT(context, VType_UTF8String, "what stands in front of the symbol, such as \"Host`\"")
+    "Sets the prefix of the symbol under which the values for an error's message arrive.")
+RADVEX_ARGUMENT(context, VType_UTF8String, "prefix of the symbol's name, such as \"Host`\"")
 RADVEX_RESULT(VType_UTF8String, "the whole name of the symbol")
 RADVEX_ERRORS()
 
 RADVEX_SECTION("Counts and open files",
     "A file is opened by the first function that names it and stays open, by its path exactly as given, until it is "
-    "closed; nothing looks whether it has changed. A path is open as a file or as a directory: a function that needs "
+    "closed; it is not checked for changes. A path is open as a file or as a directory: a function that needs "
     "the other one gives OpenFileError.")
 
 RADVEX_FUNCTION(GetFrameCount, "Reads NumberOfFrames.")
 RADVEX_ARGUMENT(path, VType_UTF8String, "path of a DICOM file")
-RADVEX_RESULT(VType_Integer, "number of frames, 0 when the file does not say, as most files of one frame")
+RADVEX_RESULT(VType_Integer, "number of frames; 0 when the file does not state it, like most files with one frame")
 RADVEX_ERRORS("PathNotValidated", "OpenFileError")
 
 RADVEX_FUNCTION(GetRepresentativeFrameIndex, "Reads RepresentativeFrameNumber.")
 RADVEX_ARGUMENT(path, VType_UTF8String, "path of a DICOM file")
-RADVEX_RESULT(VType_Integer, "number of the frame as the file gives it, 0 when the file does not say")
+RADVEX_RESULT(VType_Integer, "number of the frame as the file states it; 0 when it does not")
 RADVEX_ERRORS("PathNotValidated", "OpenFileError")
 
 RADVEX_FUNCTION(GetOverlayCount, "Counts the overlay planes that have data of their own.")
@@ -82,7 +82,7 @@ RADVEX_ARGUMENT(path, VType_UTF8String, "path of a DICOM file")
 RADVEX_RESULT(VType_Integer, "number of planes, 0 to 16; planes in unused bits of the pixels do not count")
 RADVEX_ERRORS("PathNotValidated", "OpenFileError")
 
-RADVEX_FUNCTION(CloseReader, "Closes the file of a path. One that is not open is no error.")
+RADVEX_FUNCTION(CloseReader, "Closes the file of a path. It need not be open.")
 RADVEX_ARGUMENT(path, VType_UTF8String, "path as it was given to the function that opened the file")
 RADVEX_RESULT(VType_Undef, "")
 RADVEX_ERRORS()
@@ -98,7 +98,7 @@ RADVEX_SECTION("Attributes",
     "for bytes and words; a list of one unnamed store for each item of a "
     "sequence; and text for everything else, with several values joined by \\. PixelData and OverlayData (of the first "
     "overlay) are a list of one numeric array for each frame, [row][column], or [row][column][sample] or "
-    "[sample][row][column] for colour, as they are stored. What a file does not have leaves no node.")
+    "[sample][row][column] for colour, as they are stored. An attribute that the file does not have gives no node.")
 
 RADVEX_FUNCTION(ReadMetadata, "Reads attributes by keyword.")
 RADVEX_ARGUMENT(path, VType_UTF8String, "path of a DICOM file or a directory file")
@@ -131,7 +131,7 @@ RADVEX_SECTION("Dictionary", "These functions read no file.")
 
 RADVEX_FUNCTION(ReadVRName, "Looks up value representations by keyword.")
 RADVEX_ARGUMENT(names, VType_DataStore, "list of keywords, as texts")
-RADVEX_RESULT(VType_DataStore, "for each name a text named by it: the value representation, UN for an unknown name")
+RADVEX_RESULT(VType_DataStore, "for each name a text of that name: the value representation, UN for an unknown name")
 RADVEX_ERRORS()
 
 RADVEX_FUNCTION(ReadVRNameIntTags, "Looks up value representations by number.")
@@ -141,7 +141,7 @@ RADVEX_RESULT(VType_DataStore, "list of unnamed texts: the value representations
 RADVEX_ERRORS("FunctionError")
 
 RADVEX_FUNCTION(GetGroupElemNumbers, "Looks up the number of a keyword.")
-RADVEX_ARGUMENT(keyword, VType_UTF8String, "a keyword; one that is retired by its plain keyword too")
+RADVEX_ARGUMENT(keyword, VType_UTF8String, "a keyword; that of a retired attribute may lack its prefix RETIRED_")
 RADVEX_RESULT(VType_DataStore,
     "list of two texts: group and element in decimal, unlike the hexadecimal numbers of every request")
 RADVEX_ERRORS("InvalidTagName")
@@ -155,13 +155,13 @@ RADVEX_ERRORS("FunctionError")
 
 RADVEX_SECTION("Patient, study and series",
     "A pattern is an ECMAScript regular expression that has to match the whole of PatientID, StudyInstanceUID or "
-    "SeriesInstanceUID; \".*\" lets everything pass. A study counts only in a patient that passes, a series only in a "
-    "study that passes. A malformed pattern, or one too large, gives FunctionError, but only after the file is open. A "
-    "file gives one store of attributes by keyword, empty when it does not pass. A directory gives a tree of stores by "
-    "PatientID, StudyInstanceUID and SeriesInstanceUID, or where a record has none by PatientName, StudyID and "
-    "SeriesNumber.")
+    "SeriesInstanceUID; \".*\" lets everything pass. Only the studies of patients that pass are considered, and only "
+    "the series of studies that pass. A malformed pattern, or one too large, gives FunctionError, but only after the "
+    "file is open. A file gives one store of attributes by keyword, empty when it does not pass. A directory gives a "
+    "tree of stores by PatientID, StudyInstanceUID and SeriesInstanceUID, or where a record has none by PatientName, "
+    "StudyID and SeriesNumber.")
 
-RADVEX_FUNCTION(ReadPatientInfo, "Reads what is known of the patient, or of the patients of a directory.")
+RADVEX_FUNCTION(ReadPatientInfo, "Reads what is known about the patient, or about the patients of a directory.")
 RADVEX_ARGUMENT(path, VType_UTF8String, "path of a DICOM file or a directory file")
 RADVEX_ARGUMENT(fields, VType_DataStore,
     "list of texts among Name, ID, BirthDate, BirthTime, Sex, BirthName, Age, Size, BMI, Weight, Address, Orientation "
@@ -170,7 +170,7 @@ RADVEX_ARGUMENT(patient, VType_UTF8String, "pattern on PatientID")
 RADVEX_RESULT(VType_DataStore, "attributes by keyword; of a directory: patient -> attributes")
 RADVEX_ERRORS("PathNotValidated", "OpenFileError", "InvalidTagName", "FunctionError")
 
-RADVEX_FUNCTION(ReadStudyInfo, "Reads what is known of the study, or of the studies of a directory.")
+RADVEX_FUNCTION(ReadStudyInfo, "Reads what is known about the study, or about the studies of a directory.")
 RADVEX_ARGUMENT(path, VType_UTF8String, "path of a DICOM file or a directory file")
 RADVEX_ARGUMENT(fields, VType_DataStore, "list of texts among ID, UID, Date, Time, Description and Modalities")
 RADVEX_ARGUMENT(patient, VType_UTF8String, "pattern on PatientID")
@@ -178,7 +178,7 @@ RADVEX_ARGUMENT(study, VType_UTF8String, "pattern on StudyInstanceUID")
 RADVEX_RESULT(VType_DataStore, "attributes by keyword; of a directory: patient -> study -> attributes")
 RADVEX_ERRORS("PathNotValidated", "OpenFileError", "InvalidTagName", "FunctionError")
 
-RADVEX_FUNCTION(ReadSeriesInfo, "Reads what is known of the series, or of the series of a directory.")
+RADVEX_FUNCTION(ReadSeriesInfo, "Reads what is known about the series, or about all series of a directory.")
 RADVEX_ARGUMENT(path, VType_UTF8String, "path of a DICOM file or a directory file")
 RADVEX_ARGUMENT(fields, VType_DataStore, "list of texts among UID, Date, Time, Description, Number and Type")
 RADVEX_ARGUMENT(patient, VType_UTF8String, "pattern on PatientID")
@@ -195,7 +195,7 @@ RADVEX_SECTION("Pictures",
     "up; 0 for none.")
 
 RADVEX_FUNCTION(ReadImage,
-    "Renders frames of a file as a picture. What cannot be rendered is copied from the pixels as they lie: all frames, "
+    "Renders frames of a file as a picture. Pixels that cannot be rendered are copied as they are stored: all frames, "
     "without window and overlays.")
 RADVEX_ARGUMENT(path, VType_UTF8String, "path of a DICOM file")
 RADVEX_ARGUMENT(firstFrame, VType_Integer, "first frame, from 0")
@@ -231,7 +231,7 @@ RADVEX_ARGUMENT(flags, VType_Integer, "flags, see above")
 RADVEX_ARGUMENT(frameCount, VType_Integer, "number of frames, 0 for all")
 RADVEX_RESULT(VType_NumericArray,
     "[row][column], or [frame][row][column] for several frames: integers of 8, 16 or 32 bits, signed or unsigned, as "
-    "the range of values needs. Of colour only the first plane")
+    "the range of values needs. Colour gives only the first plane")
 RADVEX_ERRORS("PathNotValidated", "OpenFileError", "ImageOpenError", "RawPixelReadError", "RawPixelCountError",
               "DimensionsError", "NumericArrayNewError")
 
@@ -277,8 +277,8 @@ RADVEX_ERRORS("PathNotValidated", "OpenFileError", "CreateFromNullError", "Tenso
               "ImageOpenError", "FunctionError")
 
 RADVEX_FUNCTION(Read3DImage,
-    "Stacks the first frames of the files of every series to a volume, without overlays. Where the slices lie in space "
-    "is not looked at.")
+    "Stacks the first frames of the files of every series to a volume, without overlays. The positions of the slices "
+    "in space are ignored.")
 RADVEX_ARGUMENT(path, VType_UTF8String, "path of a directory file")
 RADVEX_ARGUMENT(patient, VType_UTF8String, "pattern on PatientID")
 RADVEX_ARGUMENT(study, VType_UTF8String, "pattern on StudyInstanceUID")
@@ -324,9 +324,9 @@ RADVEX_ERRORS("PathNotValidated", "OpenFileError", "FunctionError", "DimensionsE
               "NumericArrayNewError")
 
 RADVEX_SECTION("Writing",
-    "A file that exists is replaced; of one that failed while it was saved a part may be left. A default value is one "
-    "that a file must have and an image does not tell; it holds for the files that are written from then on, until the "
-    "library is unloaded.")
+    "An existing file is replaced; a failed save may leave a part of the file. A default value is the value of an "
+    "attribute that a file must have and an image does not determine. It applies to the files that are written from "
+    "then on, until the library is unloaded.")
 
 RADVEX_FUNCTION(WriteImage, "Writes an image as a new file: integers as Secondary Capture, reals as a Parametric Map.")
 RADVEX_ARGUMENT(path, VType_UTF8String, "path to write")
@@ -362,17 +362,18 @@ RADVEX_ERRORS("PathNotValidated", "OpenFileError", "InvalidTagName", "Anonymizat
               "ImageWriteError", "FunctionError")
 
 RADVEX_FUNCTION(SetDefaultTagValue, "Sets the default value of an attribute.")
-RADVEX_ARGUMENT(keyword, VType_UTF8String, "any keyword of the dictionary, also one that no file takes a value from")
+RADVEX_ARGUMENT(keyword, VType_UTF8String,
+    "any keyword of the dictionary, even of an attribute for which no file takes a default value")
 RADVEX_ARGUMENT(value, VType_UTF8String, "value for the files that are written from now on")
 RADVEX_RESULT(VType_Undef, "")
 RADVEX_ERRORS("InvalidTagName", "InvalidTagValue")
 
-RADVEX_FUNCTION(GetDefaultTagValue, "Tells the default value of an attribute.")
+RADVEX_FUNCTION(GetDefaultTagValue, "Returns the default value of an attribute.")
 RADVEX_ARGUMENT(keyword, VType_UTF8String, "keyword of an attribute that has a default value")
 RADVEX_RESULT(VType_UTF8String, "the value, which may be empty")
 RADVEX_ERRORS("InvalidTagName")
 
-RADVEX_FUNCTION(GetDictionaryInfo, "Tells what the dictionary of keywords holds.")
+RADVEX_FUNCTION(GetDictionaryInfo, "Tells whether the dictionary of keywords is loaded, and how many entries it has.")
 RADVEX_RESULT(VType_DataStore,
     "LoadedQ, a boolean, and the integers EntryCount, NormalEntryCount, RepeatingEntryCount and SkeletonEntryCount")
 RADVEX_ERRORS()

@@ -33,7 +33,7 @@ typedef struct {
     vreal im;
 } vcomplex;
 
-/* Handles are opaque: a library only hands them back to the host. Null is no object. */
+/* Handles are opaque: a library only hands them back to the host. Null stands for no object. */
 typedef struct VelmoraTensor* VTensor;
 typedef struct VelmoraSparseArray* VSparseArray;
 typedef struct VelmoraNumericArray* VNumericArray;
@@ -70,9 +70,10 @@ enum {
 
 /* One machine word: a pointer to the cell that holds the value, never the value itself.
  *
- * Arguments: the cells belong to the host and live until the call returns. Objects in them stay the host's, except
- * that a string is the library's from the moment it decides to take it over (it then calls UTF8String_disown once)
- * and that a library may delete a data store that stands inside an argument's data store.
+ * Arguments: the cells belong to the host and live until the call returns. Objects in them stay the host's, with two
+ * exceptions: a library may take over a string, which it gives back with one UTF8String_disown; and it may delete a
+ * data store that lies inside an argument's data store.
+ *
  * Result: the library stores a value, or a handle that becomes the host's, through the pointer. A string result stays
  * the library's and is valid until its next string result: the host copies it at once and never frees it. */
 typedef union {
@@ -107,22 +108,22 @@ enum { VTensor_Integer = VType_Integer, VTensor_Real = VType_Real, VTensor_Compl
 
 enum { VColorSpace_Grey = 0, VColorSpace_RGB = 1, VColorSpace_Automatic = 8 };
 
-/* Conversion method of VNumericArray_convertType: values are clipped to the target's range; from an unsigned integer
- * to a real, each value is divided by the maximum of its type. */
+/* Conversion method of VNumericArray_convertType: values are clipped to the target's range; an unsigned integer that
+ * becomes a real is divided by the maximum of its type. */
 enum { VConversion_ClipAndScale = 8 };
 
 /* ---- Data stores ------------------------------------------------------------------------------------------- */
 
 /* An ordered list of nodes; a node has a name, which may be empty or repeat, and a value of one kind.
  *
- * addNamed...: appends. Text is copied. A handle is taken over: it is the store's from here on, whatever happens, and
- * is freed with it. These operations report nothing.
+ * addNamed...: appends a node. Text is copied. A handle becomes the store's, whatever happens, and is freed with it.
+ * These operations report nothing.
  * createDataStore, copyDataStore: a new store that is the library's; null when the host cannot make one.
- * deleteDataStore: frees the store with everything in it. A store inside another one is taken out of it.
+ * deleteDataStore: frees the store with everything in it. A store inside another one is removed from that one.
  * getFirstNode, getLastNode, getNextNode: null when there is none. A node is valid while its store lives.
  * getDataType: one of VType_...
- * getData: fills `data` with a pointer to the node's cell; what is in it stays the node's. 0 for success.
- * getName: fills `name` with text that stays the node's, null when it has none. 0 for success. */
+ * getData: sets `data` to a pointer to the node's cell; what is in it stays the node's. 0 for success.
+ * getName: sets `name` to text that stays the node's, null when it has none. 0 for success. */
 typedef struct {
     DataStore (*createDataStore)(void);
     void (*DataStore_addNamedInteger)(DataStore store, const char* name, vint value);
@@ -148,15 +149,15 @@ typedef struct {
 
 /* ---- Images ------------------------------------------------------------------------------------------------ */
 
-/* Elements lie row by row, slice by slice. Interleaved: the channels of a pixel side by side
- * ([slice][row][column][channel]); otherwise each slice has one plane a channel ([slice][channel][row][column]).
- * A bit image holds one byte (0 or 1) an element.
+/* Elements lie row by row, slice by slice. Interleaved: the channels of a pixel lie side by side
+ * ([slice][row][column][channel]); otherwise each slice has one plane for each channel
+ * ([slice][channel][row][column]). A bit image holds one byte (0 or 1) for each element.
  *
  * new2D, new3D, clone: `*image` becomes a zero-filled image (a copy) that is the library's; 0 for success.
  * free: gives back an image that is the library's. disown: drops the library's share of a shared image.
  * shareCount: how many shares a library holds.
  * getSliceCount of a 2D image is 1. getRank is 2 or 3; channels do not count. getFlattenedLength: number of elements.
- * getRawData: the elements in place, valid while the image lives. */
+ * getRawData: the elements themselves, no copy; valid while the image lives. */
 typedef struct {
     int (*VImage_new2D)(vint width, vint height, vint channels, vint type, vint colorSpace, vbool interleaved,
                         VImage* image);
@@ -200,7 +201,7 @@ typedef struct {
 
 /* ---- Sparse arrays ----------------------------------------------------------------------------------------- */
 
-/* A host that has none may leave the table's pointer null. */
+/* A host without sparse arrays may leave the pointer to this table null. */
 typedef struct {
     int (*VSparseArray_clone)(VSparseArray array, VSparseArray* copy);
     void (*VSparseArray_free)(VSparseArray array);
@@ -239,8 +240,8 @@ struct VelmoraLibraryRecord {
 
     /* The library's end of the link on which the host listens during a call; null when there is none. */
     TTLink (*getTetherLink)(VelmoraLibraryData libData);
-    /* Makes the host read what was put on that link, act on it and put its answer there. The host understands
-     * EvaluatePacket[Set[symbol, value]], answers ReturnPacket[Null], and remembers the value under the symbol.
+    /* Makes the host read what was put on that link, act on it and put its answer on the link. The host understands
+     * EvaluatePacket[Set[symbol, value]]: it remembers the value of the symbol and answers ReturnPacket[Null].
      * Non-zero for success. */
     int (*processTetherLink)(TTLink link);
     /* Environment for opening further links; null when there is none. */

@@ -77,7 +77,7 @@ class BridgeTest : public ServicesTest {
     /// Values that the host's symbol for failure parameters holds.
     std::vector<std::string> deliveredParameters() { return services().symbolValues(kParametersSymbol); }
 
-    /// A result of a call: lets the frame hand over what the library placed.
+    /// A result of a call: hands over what the library stored in the result cell.
     static velmora::CallFrame frameOf(const std::vector<velmora::Value>& arguments) { return {{}, arguments}; }
 
   private:

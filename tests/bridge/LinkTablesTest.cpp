@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "bridge/Put.h"
+
 using GTU::TT::Encoding;
 using GTU::TT::PutArray;
 using GTU::TT::PutList;

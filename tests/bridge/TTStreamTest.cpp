@@ -155,7 +155,8 @@ TEST_F(Streams, CheckErrorPassesEveryStatusButZero) {
 TEST_F(Streams, ErrorTextGivesTheCodeAndTakesTheErrorOff) {
     long long number = 0;
     EXPECT_EQ(TTGetInteger64(link(), &number), 0);
-    EXPECT_EQ(GTU::TT::getTTErrorText(link()), "Error code reported by Tether: 3\n\"Nothing whole is left to read.\"");
+    EXPECT_EQ(GTU::TT::getTTErrorText(link()),
+              "Error code reported by Tether: 3\n\"No whole expression is left to read.\"");
     EXPECT_EQ(TTError(link()), TTE_OK);
     EXPECT_NE(TTPutInteger64(link(), 4), 0);
 }

@@ -37,23 +37,23 @@ class Mutations {
 
   private:
     void changeOnce(std::string& bytes, const std::string& donor) {
-        const std::size_t place = below(bytes.size());
+        const std::size_t offset = below(bytes.size());
         const std::size_t from = below(donor.size());
         switch (below(8)) {
-        case 0: bytes.insert(place, donor.substr(from, below(64))); break;
-        case 1: bytes.erase(place, 1 + below(16)); break;
-        case 2: bytes.insert(place, bytes.substr(below(bytes.size()), below(64))); break;
-        case 3: bytes.resize(place); break;
-        case 4: overwrite(bytes, place, interesting()); break;
-        case 5: overwrite(bytes, place & ~std::size_t{1}, interesting()); break;
-        case 6: bytes[place] = static_cast<char>(mGenerator()); break;
-        default: bytes[place] = static_cast<char>(bytes[place] ^ 1 << below(8));
+        case 0: bytes.insert(offset, donor.substr(from, below(64))); break;
+        case 1: bytes.erase(offset, 1 + below(16)); break;
+        case 2: bytes.insert(offset, bytes.substr(below(bytes.size()), below(64))); break;
+        case 3: bytes.resize(offset); break;
+        case 4: overwrite(bytes, offset, interesting()); break;
+        case 5: overwrite(bytes, offset & ~std::size_t{1}, interesting()); break;
+        case 6: bytes[offset] = static_cast<char>(mGenerator()); break;
+        default: bytes[offset] = static_cast<char>(bytes[offset] ^ 1 << below(8));
         }
         bytes.resize(std::max<std::size_t>(bytes.size(), 1));
     }
 
-    static void overwrite(std::string& bytes, std::size_t place, const std::string& with) {
-        bytes.replace(place, std::min(with.size(), bytes.size() - place), with);
+    static void overwrite(std::string& bytes, std::size_t offset, const std::string& with) {
+        bytes.replace(offset, std::min(with.size(), bytes.size() - offset), with);
     }
 
     const std::string& interesting() {

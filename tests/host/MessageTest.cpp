@@ -1,4 +1,4 @@
-#include "host/Message.h"
+#include "host/Host.h"
 
 #include <gtest/gtest.h>
 

@@ -6,8 +6,8 @@
 
 namespace GTU {
 
-/// Frame of an exported function: builds the manager, runs `body(manager)` and turns what it throws into the return
-/// code: the id of a GantryError, 6 for any other std::exception. Anything else passes out.
+/// Runs `body(manager)` for an exported function and turns an exception into the return code: the id of a GantryError,
+/// 6 for any other std::exception. Anything else that is thrown leaves the function.
 template <typename Body>
 int guardedCall(VelmoraLibraryData libData, vint argc, VArgument* args, VArgument res, Body body) {
     try {
@@ -21,7 +21,7 @@ int guardedCall(VelmoraLibraryData libData, vint argc, VArgument* args, VArgumen
     return VELMORA_NO_ERROR;
 }
 
-/// Runs `body()` and turns everything that it throws into the return code.
+/// Runs `body()` and turns everything that is thrown into the return code: the id of a GantryError, else 6.
 template <typename Body>
 int guardedAgainstAll(Body body) {
     try {
@@ -34,7 +34,7 @@ int guardedAgainstAll(Body body) {
     return VELMORA_NO_ERROR;
 }
 
-/// guardedCall for the functions out of which nothing passes.
+/// guardedCall for the functions that let no exception out, whatever its type.
 template <typename Body>
 int guardedCallAgainstAll(VelmoraLibraryData libData, vint argc, VArgument* args, VArgument res, Body body) {
     return guardedAgainstAll([&] {

@@ -1,9 +1,7 @@
-// Environments, links, errors, marks.
+#include "tether/Link.h"
 
 #include <cstdlib>
 #include <cstring>
-
-#include "tether/Link.h"
 
 using tether::guarded;
 using tether::TokenQueue;
@@ -38,18 +36,29 @@ TTLink newLink(TTEnvironment environment, std::shared_ptr<TokenQueue> incoming, 
     return link.release();
 }
 
-void setError(int* error, int code) {
+/// Runs `open` unless an output pointer is missing or the fault hook refuses, and sets `*error`. @return 1 for success
+template <typename Open>
+int openLinks(TTEnvironment environment, bool hasOutputs, const char* function, int* error, Open open) {
+    int code = TTE_OK;
+    if (environment == nullptr || !hasOutputs) {
+        code = TTE_NULL;
+    } else if (environment->refuses(function)) {
+        code = TTE_REFUSED;
+    } else {
+        try {
+            open();
+        } catch (const std::bad_alloc&) {
+            code = TTE_MEMORY;
+        }
+    }
     if (error != nullptr) {
         *error = code;
     }
+    return code == TTE_OK ? 1 : 0;
 }
 
 auto findMark(TTLink link, TTMark mark) {
-    auto found = link->marks.begin();
-    while (found != link->marks.end() && found->get() != mark) {
-        ++found;
-    }
-    return found;
+    return std::find_if(link->marks.begin(), link->marks.end(), [&](const auto& known) { return known.get() == mark; });
 }
 
 const char* errorSentence(int error) {
@@ -57,13 +66,13 @@ const char* errorSentence(int error) {
     case TTE_OK: return nullptr;
     case TTE_NULL: return "A null pointer was passed.";
     case TTE_MEMORY: return "There is not enough memory.";
-    case TTE_EMPTY: return "Nothing whole is left to read.";
+    case TTE_EMPTY: return "No whole expression is left to read.";
     case TTE_TYPE: return "The next expression is of another type.";
     case TTE_RANGE: return "The number does not fit the type asked for.";
     case TTE_SEQUENCE: return "Arguments or packets are out of sequence.";
     case TTE_ENCODING: return "The text is not well formed, or the encoding cannot hold it.";
     case TTE_HEAD: return "The next expression has another head.";
-    case TTE_SHAPE: return "The lists form no rectangular array.";
+    case TTE_SHAPE: return "The nested lists do not form a rectangular array.";
     case TTE_REFUSED: return "The host refused the call.";
     case TTE_LINK: return "This kind of link cannot do that.";
     default: return "An unknown error occurred.";
@@ -110,40 +119,22 @@ int TTOpenBufferCount(TTEnvironment environment) {
 }
 
 TTLink TTLoopbackOpen(TTEnvironment environment, int* error) {
-    if (environment == nullptr || environment->refuses(__func__)) {
-        setError(error, environment == nullptr ? TTE_NULL : TTE_REFUSED);
-        return nullptr;
-    }
-    try {
+    TTLink link = nullptr;
+    openLinks(environment, true, __func__, error, [&] {
         auto queue = std::make_shared<TokenQueue>();
-        const TTLink link = newLink(environment, queue, queue);
-        setError(error, TTE_OK);
-        return link;
-    } catch (const std::bad_alloc&) {
-        setError(error, TTE_MEMORY);
-        return nullptr;
-    }
+        link = newLink(environment, queue, queue);
+    });
+    return link;
 }
 
 int TTOpenPair(TTEnvironment environment, TTLink* first, TTLink* second, int* error) {
-    if (environment == nullptr || first == nullptr || second == nullptr || environment->refuses(__func__)) {
-        setError(error, environment != nullptr && first != nullptr && second != nullptr ? TTE_REFUSED : TTE_NULL);
-        return 0;
-    }
-    TTLink opened = nullptr;
-    try {
-        auto there = std::make_shared<TokenQueue>();
-        auto back = std::make_shared<TokenQueue>();
-        opened = newLink(environment, back, there);
-        *second = newLink(environment, there, back);
-        *first = opened;
-        setError(error, TTE_OK);
-        return 1;
-    } catch (const std::bad_alloc&) {
-        TTClose(opened);
-        setError(error, TTE_MEMORY);
-        return 0;
-    }
+    return openLinks(environment, first != nullptr && second != nullptr, __func__, error, [&] {
+        auto toSecond = std::make_shared<TokenQueue>();
+        auto toFirst = std::make_shared<TokenQueue>();
+        std::unique_ptr<TTLinkRecord, void (*)(TTLink)> opened(newLink(environment, toFirst, toSecond), TTClose);
+        *second = newLink(environment, toSecond, toFirst);
+        *first = opened.release();
+    });
 }
 
 TTEnvironment TTLinkEnvironment(TTLink link) {
@@ -181,11 +172,7 @@ const char* TTErrorMessage(TTLink link) {
     return sentence == nullptr ? nullptr : tether::newTextBuffer(link, sentence, std::strlen(sentence));
 }
 
-void TTReleaseErrorMessage(TTLink link, const char* message) {
-    if (link != nullptr) {
-        link->environment->releaseBuffer(message);
-    }
-}
+void TTReleaseErrorMessage(TTLink link, const char* message) { tether::release(link, message); }
 
 int TTClearError(TTLink link) {
     if (link == nullptr) {
@@ -200,26 +187,26 @@ TTMark TTCreateMark(TTLink link) {
     guarded(link, __func__, [&] {
         auto mark = std::make_unique<TTMarkRecord>();
         mark->position = link->incoming->readPosition();
-        const auto [place, isNew] = link->marks.insert(std::move(mark));
+        const auto inserted = link->marks.insert(std::move(mark)).first;
         try {
-            link->incoming->addMark((*place)->position);
+            link->incoming->addMark((*inserted)->position);
         } catch (const std::bad_alloc&) {
-            link->marks.erase(place);
+            link->marks.erase(inserted);
             throw;
         }
-        created = place->get();
+        created = inserted->get();
         return TTE_OK;
     });
     return created;
 }
 
 TTMark TTSeekMark(TTLink link, TTMark mark, int skip) {
-    const int done = guarded(link, __func__, [&] {
+    const int done = guarded(link, __func__, [&]() -> int {
         if (mark == nullptr || findMark(link, mark) == link->marks.end()) {
-            return static_cast<int>(TTE_NULL);
+            return TTE_NULL;
         }
         if (skip < 0) {
-            return static_cast<int>(TTE_SEQUENCE);
+            return TTE_SEQUENCE;
         }
         TokenQueue& queue = *link->incoming;
         auto position = mark->position;
@@ -229,7 +216,7 @@ TTMark TTSeekMark(TTLink link, TTMark mark, int skip) {
             }
         }
         queue.readFrom(position);
-        return static_cast<int>(TTE_OK);
+        return TTE_OK;
     });
     return done != 0 ? mark : nullptr;
 }

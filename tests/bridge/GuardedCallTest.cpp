@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "bridge/Guard.h"
+#include "bridge/GuardedCall.h"
 
 using GTU::ErrorManager;
 using GTU::LibraryData;
