@@ -31,7 +31,7 @@ Bytes readAll(const std::string& path) {
     if (file == nullptr) {
         failToRead(path, errno);
     }
-    // Grows with what is there and trusts no length: a pipe has none.
+    // Reads to the end instead of asking for the size: a pipe has none.
     constexpr std::size_t kStep = std::size_t{1} << 20;
     Bytes bytes;
     for (std::size_t length = 0;;) {

@@ -10,7 +10,7 @@ volatile std::sig_atomic_t received = 0;
 
 constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
-void note(int number) { received = number; }
+void record(int number) { received = number; }
 
 } // namespace
 
@@ -18,7 +18,7 @@ Interruption::Interruption() {
     received = 0;
     for (const int number : kSignals) {
         // A signal that the caller ignores stays ignored (nohup).
-        if (std::signal(number, note) == SIG_IGN) {
+        if (std::signal(number, record) == SIG_IGN) {
             (void)std::signal(number, SIG_IGN);
         }
     }
