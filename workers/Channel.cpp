@@ -12,7 +12,7 @@ namespace radvex::workers {
 
 namespace {
 
-/// Stands before the texts of a message. Both ends are the same program.
+/// Precedes the texts of a message. Both ends are the same program, so its layout is the same for both.
 struct Header {
     std::uint64_t outputSize;
     std::uint64_t errorSize;
@@ -31,7 +31,7 @@ ssize_t receive(int descriptor, void* bytes, std::size_t size) {
 
 std::pair<Channel, Channel> Channel::makePair() {
     std::array<int, 2> ends{};
-    // Not a pipe: writing to a socket that nobody reads can do without SIGPIPE.
+    // Not a pipe: a write to a socket that nobody reads can be kept from raising SIGPIPE.
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
         throw std::system_error(errno, std::generic_category(), "no channel to a process can be made");
     }
