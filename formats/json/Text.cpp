@@ -17,7 +17,7 @@ bool isAscii(std::string_view text) {
 }
 
 bool isValidUtf8(std::string_view text) {
-    if (isAscii(text)) { // nearly all text is
+    if (isAscii(text)) { // the usual case, and fast
         return true;
     }
     return utf8::is_valid(text.begin(), text.end());

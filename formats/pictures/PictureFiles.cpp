@@ -4,10 +4,9 @@
 
 #include "files/Errors.h"
 #include "files/InputFile.h"
-#include "files/OutputFile.h"
-#include "formats/pictures/NewPicture.h"
 #include "formats/pictures/NpyHeader.h"
-#include "formats/pictures/PngRead.h"
+#include "formats/pictures/Picture.h"
+#include "formats/pictures/Png.h"
 
 namespace radvex::formats {
 
@@ -35,7 +34,7 @@ Image joinFrames(const std::string& name, std::vector<Image> parts) {
     auto target = whole.bytes().begin();
     for (Image& part : parts) {
         target = std::copy(part.bytes().begin(), part.bytes().end(), target);
-        part = Image(); // two copies of all frames need not be there at once
+        part = Image(); // frees each part early, so that not all frames are in memory twice
     }
     return whole;
 }
@@ -73,7 +72,7 @@ Image readPictureFiles(const std::vector<std::string>& files, const AxesRule& ax
         parts.push_back(readPictureFile(file, axes));
         if (!isAlike(parts.front().info(), parts.back().info())) {
             throw FileError(file + " is " + describePicture(parts.back()) + ", and " + files.front() + " is " +
-                            describePicture(parts.front()) + ": the frames of one file are all alike.");
+                            describePicture(parts.front()) + ": all frames of a file have the same size and type.");
         }
     }
     return parts.size() == 1 ? std::move(parts.front()) : joinFrames(files.front(), std::move(parts));
