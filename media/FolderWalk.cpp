@@ -16,7 +16,7 @@ class Walker {
 
     FolderWalk walk() {
         mFolders.push_back("");
-        while (!mFolders.empty()) { // no recursion: folders nest as deep as a file system lets them
+        while (!mFolders.empty()) { // not recursive: folders may be nested very deep
             const std::string folder = mFolders.back();
             mFolders.pop_back();
             list(folder);
@@ -58,7 +58,7 @@ class Walker {
                 mFolders.push_back(path);
             }
         } else if (status.type() == fs::file_type::regular) {
-            if (!isLink || !isBelowTheRoot(entry.path())) {
+            if (!isLink || !isBelowRoot(entry.path())) {
                 mWalk.files.push_back(path);
             }
         } else if (status.type() == fs::file_type::not_found || status.type() == fs::file_type::none) {
@@ -68,7 +68,7 @@ class Walker {
         }
     }
 
-    bool isBelowTheRoot(const fs::path& link) const {
+    bool isBelowRoot(const fs::path& link) const {
         std::error_code error;
         const std::string target = fs::canonical(link, error).string();
         const std::string start = mWalk.root == "/" ? mWalk.root : mWalk.root + '/';
@@ -88,7 +88,7 @@ FolderWalk walkFolder(const std::string& folder) {
         throw std::runtime_error(folder + " cannot be read: " + error.message() + ".");
     }
     if (!fs::is_directory(root, error)) {
-        throw std::runtime_error(folder + " is no folder.");
+        throw std::runtime_error(folder + " is not a folder.");
     }
     return Walker(root).walk();
 }

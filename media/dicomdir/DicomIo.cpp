@@ -25,7 +25,7 @@ using File = std::unique_ptr<std::FILE, CloseFile>;
 
 std::string systemMessage() { return std::generic_category().message(errno != 0 ? errno : EIO); }
 
-/// DCMTK's own stream to a file does not tell when the disk is full.
+/// DCMTK's own file stream does not report a full disk.
 class FileConsumer : public DcmConsumer {
   public:
     explicit FileConsumer(std::FILE* file) : mFile(file) {}
@@ -68,7 +68,7 @@ void saveDicom(DcmFileFormat& file, const std::string& path) {
     FileConsumer consumer(out.get());
     FileStream stream(consumer);
     DcmWriteCache cache;
-    // DCMTK trusts the old length of the meta information, and readers would look for the dataset in a wrong place.
+    // DCMTK keeps the old length of the meta information, so readers would look for the dataset at a wrong offset.
     (void)file.getMetaInfo()->computeGroupLengthAndPadding(EGL_recalcGL, EPD_noChange, EXS_LittleEndianExplicit,
                                                            EET_UndefinedLength);
     file.transferInit();

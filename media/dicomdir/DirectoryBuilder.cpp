@@ -6,7 +6,7 @@
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcfilefo.h"
 #include "guard/GuardedLoad.h"
-#include "media/dicomdir/RecordBytes.h"
+#include "media/dicomdir/FileRecords.h"
 
 namespace radvex::media {
 
@@ -41,7 +41,7 @@ bool DirectoryBuilder::lacksRecords(const FileDescription& file) const {
 
 void DirectoryBuilder::add(const FileDescription& file, const std::string& fileId) {
     NewRecord instance = recordOfBytes(static_cast<E_DirRecType>(file.instanceType), file.instanceRecord);
-    // The one that it was made with is anybody's; and DCMTK leaves out what a File ID should not hold, dots for one.
+    // Set here, since the record was made with another one, and DCMTK drops characters such as dots from a File ID.
     if (instance->tagExists(DCM_ReferencedFileID)) {
         instance->putAndInsertString(DCM_ReferencedFileID, fileId.c_str());
     }
@@ -52,8 +52,8 @@ void DirectoryBuilder::add(const FileDescription& file, const std::string& fileI
     }
 }
 
-/// Makes the records above that are new. All are made before any is inserted, so that a file that fails leaves no
-/// patient, study or series without files behind.
+/// Makes the missing parent records. All are made before any is inserted, so that a file that fails leaves no patient,
+/// study or series without files.
 void DirectoryBuilder::insertBelowSeries(NewRecord instance, const FileDescription& file) {
     const std::string patient = patientKey(file);
     struct Level {
@@ -80,17 +80,17 @@ void DirectoryBuilder::insertBelowSeries(NewRecord instance, const FileDescripti
     mPatientOfStudy.try_emplace(file.study, patient);
     parent = &mDirectory->getRootRecord();
     for (Level& level : levels) {
-        DcmDirectoryRecord*& place = level.records[Key(parent, level.key)];
+        DcmDirectoryRecord*& record = level.records[Key(parent, level.key)];
         if (level.made) {
-            place = level.made.get();
+            record = level.made.get();
             insert(parent, std::move(level.made));
         }
-        parent = place;
+        parent = record;
     }
     insert(parent, std::move(instance));
 }
 
-/// The ID tells patients apart; without one the patient of the study when that is known, else the name.
+/// Patients are identified by their ID; without one, by the patient of the study if that is known, else by the name.
 std::string DirectoryBuilder::patientKey(const FileDescription& file) const {
     if (!file.patientId.empty()) {
         return "id " + file.patientId;
@@ -116,7 +116,7 @@ void DirectoryBuilder::write() {
     if (const OFCondition written = mDirectory->write(); written.bad()) {
         failToWriteDirectory(written.text());
     }
-    // DCMTK does not look whether the bytes reached the disk.
+    // DCMTK does not check whether the bytes reached the disk.
     DcmFileFormat file;
     if (const auto failure = loadGuarded(file, path)) {
         failToWriteDirectory(failure->reason);
@@ -124,7 +124,7 @@ void DirectoryBuilder::write() {
     DcmSequenceOfItems* records = nullptr;
     if (file.getDataset()->findAndGetSequence(DCM_DirectoryRecordSequence, records).bad() ||
         records->card() != mRecordCount) {
-        failToWriteDirectory("it came out short");
+        failToWriteDirectory("it is incomplete");
     }
 }
 

@@ -15,7 +15,7 @@ struct Arc {
 
 constexpr std::string_view kStorage = "1.2.840.10008.5.1.4.";
 
-// An entry stands for its UID and all below it; the longest that matches counts.
+// An entry applies to its UID and all UIDs below it; the longest match counts.
 constexpr Arc kArcs[] = {
     {"1.1.4.2", ERT_Spectroscopy},
     {"1.1.9", ERT_Waveform},
@@ -89,7 +89,7 @@ std::optional<E_DirRecType> recordTypeOf(const std::string& sopClassUid, bool ha
     return std::nullopt;
 }
 
-bool standsAtTheRoot(E_DirRecType type) {
+bool belongsToRoot(E_DirRecType type) {
     return type == ERT_HangingProtocol || type == ERT_Palette || type == ERT_Implant || type == ERT_ImplantAssy ||
            type == ERT_ImplantGroup;
 }

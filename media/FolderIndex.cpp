@@ -1,21 +1,21 @@
-#include "media/Indexing.h"
+#include "media/FolderIndex.h"
 
 #include <stdexcept>
 
 #include "files/Errors.h"
 #include "media/DatasetsModule.h"
-#include "workers/Blocks.h"
+#include "media/FolderIndexing.h"
 #include "workers/Parcel.h"
 
 namespace radvex::media {
 
 namespace {
 
-std::unique_ptr<FolderIndexing> openIndexing(const std::string& folder, const std::string& place) {
+std::unique_ptr<FolderIndexing> openIndexing(const std::string& folder, const std::string& output) {
     const auto start =
         reinterpret_cast<StartIndexingEntry>(datasetsEntry(kStartIndexingEntry, "Folders cannot be indexed"));
     std::unique_ptr<FolderIndexing> indexing;
-    start(folder, place, indexing);
+    start(folder, output, indexing);
     return indexing;
 }
 
@@ -30,10 +30,10 @@ FileDescription descriptionOf(const workers::WorkResult& result) {
 
 } // namespace
 
-FolderIndex indexFolder(const std::string& folder, const std::string& place, std::size_t jobs,
+FolderIndex indexFolder(const std::string& folder, const std::string& output, std::size_t jobs,
                         const workers::Progress& progress) {
     try {
-        const auto indexing = openIndexing(folder, place);
+        const auto indexing = openIndexing(folder, output);
         const std::size_t count = indexing->fileCount();
         const auto describe = [&](std::size_t file) { return workers::toParcel(indexing->describe(file)); };
         workers::forEachInBlocks(count > 1 ? jobs : 0, count, describe,
