@@ -1,10 +1,9 @@
-// Picture volumes, which the library stacks.
+#include "volume/RenderedVolume.h"
 
 #include <algorithm>
 
 #include "media/Rendering.h"
-#include "volume/SliceMetadata.h"
-#include "volume/VolumeSeries.h"
+#include "volume/FileMetadata.h"
 
 namespace radvex::volume {
 
@@ -14,12 +13,12 @@ using velmora::StoreView;
 
 namespace {
 
-/// The store at an index; empty when there is none: files may have changed since they were listed.
+/// The store at an index; empty if there is none, since files may have changed after they were listed.
 StoreView innerStoreAt(StoreView stores, std::size_t index) {
     return index < stores.size() && stores.at(index).isStore() ? stores.at(index).store() : StoreView(nullptr);
 }
 
-/// The volume of the series among those that were read. Series that were not have an empty store.
+/// The volume of the series in the library's result; null if there is none.
 const VelmoraImage* volumeOf(const velmora::Value& read, const SeriesFiles& series) {
     std::size_t repetition = series.repetition;
     const StoreView studies = innerStoreAt(read.get<Store>().view(), series.patientIndex);
@@ -31,7 +30,7 @@ const VelmoraImage* volumeOf(const velmora::Value& read, const SeriesFiles& seri
     return nullptr;
 }
 
-/// Metadata of the files that can be opened. The library drops the others without a word.
+/// Metadata of the files that can be opened. The library silently drops the others.
 std::vector<FileMetadata> readAllMetadata(const SeriesReading& reading, const SeriesFiles& series,
                                           SeriesVolume& result) {
     std::vector<FileMetadata> files;
@@ -39,7 +38,7 @@ std::vector<FileMetadata> readAllMetadata(const SeriesReading& reading, const Se
     std::string reason;
     for (const std::string& path : series.files) {
         try {
-            files.emplace_back(reading.host, path, reading.medium.userPath(path), FileMetadata::Extent::places);
+            files.emplace_back(reading.host, path, reading.medium.userPath(path), FileMetadata::Extent::positions);
             reading.host.call("CloseReader", {path});
         } catch (const velmora::LibraryError& error) {
             dropped.push_back(reading.medium.userPath(path));
@@ -123,7 +122,7 @@ SeriesVolume readRenderedVolume(const SeriesReading& reading, const SeriesFiles&
     requirePictures(files);
     result.seriesNumber = files.front().seriesNumber();
     addSlices(result, files);
-    // The pattern meets the series' UID, which is empty where another attribute stands in as its key.
+    // The pattern has to match the series' UID, which is empty if another attribute is the key.
     const std::string pattern = "(?:" + media::exactPattern(series.series) + ")?";
     auto read = std::make_shared<velmora::Value>(
         reading.host.call("Read3DImage", {reading.medium.dicomdir(), reading.selection.patient, reading.selection.study,

@@ -1,17 +1,25 @@
 #include "volume/SliceJudge.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
+#include <iterator>
+#include <map>
 #include <numbers>
 #include <numeric>
 #include <set>
+#include <span>
 
 #include "formats/json/Text.h"
+#include "volume/SliceGeometry.h"
 
 namespace radvex::volume {
 
 namespace {
 
-constexpr double kDirection = 1e-3; // what three decimals of a cosine leave open
+using Indices = std::vector<std::size_t>;
+
+constexpr double kDirection = 1e-3; // the precision of cosines with three decimals
 
 bool isSameVector(const formats::Vector3& a, const formats::Vector3& b) {
     return std::abs(a[0] - b[0]) <= kDirection && std::abs(a[1] - b[1]) <= kDirection &&
@@ -35,15 +43,60 @@ std::string number(double value) {
     return text;
 }
 
-std::vector<std::size_t> allButTheFirst(const std::vector<std::vector<std::size_t>>& groups) {
-    std::vector<std::size_t> all;
-    for (std::size_t index = 1; index < groups.size(); ++index) {
-        all.insert(all.end(), groups[index].begin(), groups[index].end());
+Indices joined(std::span<const Indices> groups) {
+    Indices all;
+    for (const Indices& group : groups) {
+        all.insert(all.end(), group.begin(), group.end());
     }
     return all;
 }
 
-} // namespace
+/// Indices of the values, in groups of the same value; the largest group first, of equally large ones the earlier.
+template <typename Value, typename IsSame>
+std::vector<Indices> groupsOf(const std::vector<Value>& values, IsSame isSame) {
+    std::vector<Indices> groups;
+    for (std::size_t index = 0; index < values.size(); ++index) {
+        const auto known = std::find_if(groups.begin(), groups.end(), [&](const auto& group) {
+            return isSame(values[group.front()], values[index]);
+        });
+        if (known == groups.end()) {
+            groups.push_back({index});
+        } else {
+            known->push_back(index);
+        }
+    }
+    std::stable_sort(groups.begin(), groups.end(), [](const auto& a, const auto& b) { return a.size() > b.size(); });
+    return groups;
+}
+
+/// Judges the slices of one volume, one question after the other.
+class SliceJudge {
+  public:
+    explicit SliceJudge(const std::vector<SliceRecord>& slices) : mSlices(slices) {}
+
+    Verdict judge();
+
+  private:
+    void judgeNumbers();
+    void judgeSharedNumbers(const std::map<vint, std::vector<std::string>>& filesOfNumber);
+    void judgePixelSpacings();
+    void judgePositions();
+    void judgeOrientations(const Indices& positioned);
+    void judgeStack();
+    void judgeGaps(const StackGaps& gaps);
+    void judgeDuplicates(const StackGaps& gaps);
+    void judgeLine(bool hasDuplicates);
+    void judgeInstanceOrder(double tolerance);
+
+    void addFinding(FindingKind kind, bool isError, const std::string& sentence, std::vector<std::string> files);
+    std::vector<std::string> namesAt(const Indices& indices) const;
+    double heightOf(std::size_t index) const { return dot(*mSlices[index].position, mNormal); }
+
+    const std::vector<SliceRecord>& mSlices;
+    Verdict mVerdict{};
+    Indices mStack{}; ///< slices of the most frequent orientation, in spatial order
+    formats::Vector3 mNormal{};
+};
 
 Verdict SliceJudge::judge() {
     mVerdict.byInstance.resize(mSlices.size());
@@ -63,7 +116,7 @@ void SliceJudge::judgeNumbers() {
     for (const std::size_t index : mVerdict.byInstance) {
         const SliceRecord& slice = mSlices[index];
         if (slice.frame != 1) {
-            continue; // the number is the file's
+            continue; // all frames share the number of the file
         }
         filesOfNumber[slice.instanceNumber.value_or(0)].push_back(slice.file);
         if (!slice.instanceNumber) {
@@ -110,7 +163,7 @@ void SliceJudge::judgePixelSpacings() {
     }
     if (groups.size() > 1) {
         const auto& usual = spacings[groups.front().front()];
-        const Indices others = allButTheFirst(groups);
+        const Indices others = joined(std::span(groups).subspan(1));
         addFinding(FindingKind::differentPixelSpacing, true,
                    formats::counted(others.size(), "slice differs", "slices differ") +
                        " in PixelSpacing from most, which have " +
@@ -126,7 +179,7 @@ void SliceJudge::judgePositions() {
         (mSlices[index].hasPosition() ? positioned : unpositioned).push_back(index);
     }
     if (!unpositioned.empty()) {
-        // Slices without a place among others that have one belong to another picture.
+        // If only some slices have positions, the others do not belong to the volume.
         addFinding(FindingKind::noPosition, !positioned.empty(),
                    formats::counted(unpositioned.size(), "slice has", "slices have") +
                        " no usable ImagePositionPatient and ImageOrientationPatient",
@@ -154,14 +207,13 @@ void SliceJudge::judgeOrientations(const Indices& positioned) {
     for (Indices& group : groups) {
         std::transform(group.begin(), group.end(), group.begin(), [&](std::size_t index) { return positioned[index]; });
     }
-    if (const Indices others = allButTheFirst(groups); !others.empty()) {
+    if (const Indices others = joined(std::span(groups).subspan(1)); !others.empty()) {
         addFinding(FindingKind::differentOrientation, true,
                    formats::counted(others.size(), "slice lies", "slices lie") + " in another direction than most",
                    namesAt(others));
     }
     mStack = std::move(groups.front());
-    const formats::Vector3 normal = mSlices[mStack.front()].orientation->normal();
-    mNormal = 1 / length(normal) * normal;
+    mNormal = mSlices[mStack.front()].orientation->normal();
 }
 
 void SliceJudge::judgeStack() {
@@ -217,31 +269,28 @@ void SliceJudge::judgeGaps(const StackGaps& gaps) {
 }
 
 void SliceJudge::judgeDuplicates(const StackGaps& gaps) {
-    std::vector<Indices> places{{mStack.front()}};
+    std::vector<Indices> positions{{mStack.front()}};
     for (std::size_t index = 0; index < gaps.gaps.size(); ++index) {
         if (!gaps.isDuplicate(index)) {
-            places.emplace_back();
+            positions.emplace_back();
         }
-        places.back().push_back(mStack[index + 1]);
+        positions.back().push_back(mStack[index + 1]);
     }
-    const std::size_t each = places.front().size();
-    if (places.size() > 1 && each > 1 &&
-        std::all_of(places.begin(), places.end(), [&](const Indices& place) { return place.size() == each; })) {
+    const std::size_t each = positions.front().size();
+    if (positions.size() > 1 && each > 1 &&
+        std::ranges::all_of(positions, [&](const Indices& slices) { return slices.size() == each; })) {
         addFinding(FindingKind::duplicatePosition, true,
-                   "Each of the " + std::to_string(places.size()) + " places holds " + std::to_string(each) +
+                   "Each of the " + std::to_string(positions.size()) + " positions holds " + std::to_string(each) +
                        " slices: these are several volumes, such as echoes or points in time",
                    namesAt(mStack));
         return;
     }
-    std::erase_if(places, [](const Indices& place) { return place.size() == 1; });
-    if (!places.empty()) {
-        Indices all;
-        for (const Indices& place : places) {
-            all.insert(all.end(), place.begin(), place.end());
-        }
+    std::erase_if(positions, [](const Indices& slices) { return slices.size() == 1; });
+    if (!positions.empty()) {
+        const Indices all = joined(positions);
         addFinding(FindingKind::duplicatePosition, true,
-                   places.size() == 1 ? std::to_string(all.size()) + " slices lie at one place"
-                                      : std::to_string(places.size()) + " places hold more than one slice",
+                   positions.size() == 1 ? std::to_string(all.size()) + " slices lie at one position"
+                                         : std::to_string(positions.size()) + " positions hold more than one slice",
                    namesAt(all));
     }
 }
@@ -303,6 +352,12 @@ std::vector<std::string> SliceJudge::namesAt(const Indices& indices) const {
         names.push_back(mSlices[index].name());
     }
     return names;
+}
+
+} // namespace
+
+Verdict judgeSlices(const std::vector<SliceRecord>& slices) {
+    return slices.empty() ? Verdict{} : SliceJudge(slices).judge();
 }
 
 } // namespace radvex::volume

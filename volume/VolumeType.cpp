@@ -20,6 +20,17 @@ constexpr ValueRange limitsOf() {
 
 double magnitude(const ValueRange& range) { return std::max(std::abs(range.lowest), std::abs(range.highest)); }
 
+/// The modality values that the attributes allow.
+ValueRange modalityRange(const ModalityRule& rule) {
+    if (rule.tableBits > 0) {
+        return {0, std::ldexp(1.0, std::min(static_cast<int>(rule.tableBits), 16)) - 1};
+    }
+    const int bits = std::clamp(static_cast<int>(rule.bitsStored), 1, 32);
+    const ValueRange stored = rule.isSigned ? ValueRange{-std::ldexp(1.0, bits - 1), std::ldexp(1.0, bits - 1) - 1}
+                                            : ValueRange{0, std::ldexp(1.0, bits) - 1};
+    return rescaled(stored, rule);
+}
+
 } // namespace
 
 ValueRange rangeOf(vint integerType) {
@@ -33,17 +44,7 @@ ValueRange rangeOf(vint integerType) {
     }
 }
 
-ValueRange storedRange(const ModalityRule& rule) {
-    const int bits = std::clamp(static_cast<int>(rule.bitsStored), 1, 32);
-    return rule.isSigned ? ValueRange{-std::ldexp(1.0, bits - 1), std::ldexp(1.0, bits - 1) - 1}
-                         : ValueRange{0, std::ldexp(1.0, bits) - 1};
-}
-
-ValueRange modalityRange(const ModalityRule& rule) {
-    if (rule.tableBits > 0) {
-        return {0, std::ldexp(1.0, std::min(static_cast<int>(rule.tableBits), 16)) - 1};
-    }
-    const ValueRange stored = storedRange(rule);
+ValueRange rescaled(const ValueRange& stored, const ModalityRule& rule) {
     const double ends[] = {stored.lowest * rule.slope + rule.intercept, stored.highest * rule.slope + rule.intercept};
     return {std::min(ends[0], ends[1]), std::max(ends[0], ends[1])};
 }

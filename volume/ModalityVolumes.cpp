@@ -1,19 +1,17 @@
-// Volumes of modality values, file by file.
+#include "volume/ModalityVolumes.h"
 
 #include <algorithm>
 #include <cstring>
 #include <map>
 
 #include "volume/SliceFile.h"
-#include "volume/VolumeSeries.h"
-#include "workers/Parcel.h"
 #include "workers/Workers.h"
 
 namespace radvex::volume {
 
 namespace {
 
-/// Puts the files of one series together, in their order.
+/// Assembles the volume of one series from its files, in their order.
 class Stack {
   public:
     Stack(const media::Medium& medium, workers::SharedMemory& memory) : mMedium(medium), mMemory(memory) {}
@@ -118,10 +116,10 @@ class Stack {
     std::vector<std::string> mUnreadable{};
     std::vector<std::string> mPictureless{};
     std::string mUnreadableReason{};
-    std::string mReason{}; ///< why there is nothing of the first file that gave nothing
+    std::string mReason{}; ///< why the first unreadable file cannot be read
 };
 
-/// Where a series begins among the files of all.
+/// The index of the first file of each series among all files, and their number.
 std::vector<std::size_t> firstItems(const std::vector<SeriesFiles>& all) {
     std::vector<std::size_t> firsts{0};
     for (const SeriesFiles& series : all) {
@@ -130,8 +128,8 @@ std::vector<std::size_t> firstItems(const std::vector<SeriesFiles>& all) {
     return firsts;
 }
 
-/// Memory of a process for the file at hand. The next file gets the same, whose pages are there already: for shared
-/// memory the system takes several times as long to give a page as it takes to fill one.
+/// Memory of a process for its current file. The next file reuses it, because for shared memory, the system takes
+/// several times as long to provide a page as it takes to fill one.
 class FileMemory {
   public:
     explicit FileMemory(workers::SharedMemory& memory) : mMemory(memory) {}
@@ -139,7 +137,7 @@ class FileMemory {
     std::byte* allocate(std::size_t bytes) {
         if (bytes > mBytes) {
             if (mBlock != nullptr) {
-                mMemory.empty(mBlock, mBytes);
+                mMemory.releasePages(mBlock, mBytes);
             }
             mBytes = 0;
             mBlock = mMemory.allocate(bytes);
@@ -156,7 +154,7 @@ class FileMemory {
 
 } // namespace
 
-/// Processes put the slices of a file where this one finds them, and it copies them beside the others.
+/// The processes write the slices of a file into shared memory, and this one copies them into the volume.
 class ModalityVolumes::Reader {
   public:
     Reader(velmora::Host& host, const media::Medium& medium, const std::vector<SeriesFiles>& all, std::size_t jobs)
@@ -195,16 +193,15 @@ class ModalityVolumes::Reader {
             return mJobs == 0 ? mVolume.allocate(bytes) : mFileMemory.allocate(bytes);
         };
         SliceFile file = readSliceFile(mHost, path, mMedium.userPath(path), allocate);
-        return workers::toParcel(packSliceFile(std::move(file), mJobs == 0 ? mVolume : mShared));
+        return toParcel(std::move(file), mJobs == 0 ? mVolume : mShared);
     }
 
-    /// Before the process that it came from goes on to its next file.
+    /// Runs before the process that sent the file starts with its next one, which overwrites the memory.
     void take(std::size_t item, const workers::WorkResult& result) {
         if (!result.error.empty()) {
             return;
         }
-        SliceFile file = unpackSliceFile(workers::fromParcel<SliceFileParcel>(result.output), nameOf(item),
-                                         mJobs == 0 ? mVolume : mShared);
+        SliceFile file = fromParcel(result.output, nameOf(item), mJobs == 0 ? mVolume : mShared);
         if (mJobs > 0 && file.samples.count > 0) {
             std::byte* copy = mVolume.allocate(file.bytes());
             std::memcpy(copy, file.samples.samples, file.bytes());
