@@ -38,17 +38,12 @@ class Channel {
     /// Waits for the next item; nothing if the other end is closed.
     std::optional<std::size_t> receiveItem();
 
-    /// A result, or the reason why the library cannot be used at all.
-    struct Message {
-        bool isFatal = false; ///< the library cannot be used; the error says why
-        WorkResult result{};
-    };
     /// False if the other end is closed.
-    bool sendMessage(const Message& message);
+    bool sendResult(const WorkResult& result);
     /// Receives what has arrived; waits only if nothing has. False if the other end is closed.
     bool receiveSome();
-    /// The received message, if it is complete.
-    std::optional<Message> takeMessage();
+    /// The received result, if it is complete.
+    std::optional<WorkResult> takeResult();
 
   private:
     bool sendAll(const void* bytes, std::size_t size);

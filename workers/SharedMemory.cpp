@@ -32,15 +32,13 @@ std::size_t machineMemory() {
 
 Counter& counterAt(std::byte* memory) { return *std::launder(reinterpret_cast<Counter*>(memory)); }
 
-/// Asks for pages of 2 MiB: a volume has hundreds of MiB, and fetching it in pages of 4 KiB costs as much as filling
-/// it.
-void useLargePages(std::byte* memory, std::size_t bytes) {
-    constexpr std::uintptr_t kPage = std::uintptr_t{2} << 20;
-    const auto first = (reinterpret_cast<std::uintptr_t>(memory) + kPage - 1) / kPage * kPage;
-    const auto end = (reinterpret_cast<std::uintptr_t>(memory) + bytes) / kPage * kPage;
+/// Gives the system a hint, which it may refuse, about the whole pages inside a block.
+void advise(std::byte* block, std::size_t bytes, std::uintptr_t pageSize, int advice) {
+    const auto start = reinterpret_cast<std::uintptr_t>(block);
+    const auto first = (start + pageSize - 1) / pageSize * pageSize;
+    const auto end = (start + bytes) / pageSize * pageSize;
     if (first < end) {
-        (void)::madvise(memory + (first - reinterpret_cast<std::uintptr_t>(memory)), end - first,
-                        MADV_HUGEPAGE); // only a hint: it may be refused
+        (void)::madvise(block + (first - start), end - first, advice);
     }
 }
 
@@ -52,8 +50,8 @@ SharedMemory::SharedMemory(bool isShared) : mIsShared(isShared) {
         void* memory = ::mmap(nullptr, mCapacity, PROT_READ | PROT_WRITE, flags, -1, 0);
         if (memory != MAP_FAILED) {
             mMemory = static_cast<std::byte*>(memory);
-            if (!isShared) {
-                useLargePages(mMemory, mCapacity);
+            if (!isShared) { // a volume has hundreds of MiB; fetching 4 KiB at a time costs as much as filling it
+                advise(mMemory, mCapacity, std::uintptr_t{2} << 20, MADV_HUGEPAGE);
             }
             new (mMemory) Counter(kAlignment);
             return;
@@ -79,12 +77,7 @@ std::byte* SharedMemory::allocate(std::size_t bytes) {
 }
 
 void SharedMemory::releasePages(std::byte* block, std::size_t bytes) {
-    constexpr std::size_t kPage = 4096;
-    const std::size_t first = (offsetOf(block) + kPage - 1) / kPage * kPage;
-    const std::size_t end = (offsetOf(block) + bytes) / kPage * kPage;
-    if (first < end) {
-        (void)::madvise(mMemory + first, end - first, mIsShared ? MADV_REMOVE : MADV_DONTNEED); // only a hint
-    }
+    advise(block, bytes, 4096, mIsShared ? MADV_REMOVE : MADV_DONTNEED);
 }
 
 void SharedMemory::clear() { counterAt(mMemory).store(kAlignment); }

@@ -45,28 +45,27 @@ std::string awaitEnd(pid_t process) {
     return found == process ? "ended with exit status " + std::to_string(WEXITSTATUS(state)) : "ended";
 }
 
-Channel::Message messageOf(const Workers::Work& work, std::size_t item) {
+WorkResult resultOf(const Workers::Work& work, std::size_t item) {
     try {
-        return {false, {work(item), "", ""}};
+        return {.output = work(item)};
     } catch (const velmora::HostError& error) {
-        return {true, {"", error.what(), ""}};
+        return {.error = error.what(), .isFatal = true};
     } catch (const std::exception& error) {
-        return {false, {"", error.what(), ""}};
+        return {.error = error.what()};
     }
 }
 
-/// The result in a message. @throws velmora::HostError  the library cannot be used
-const WorkResult& resultOf(const Channel::Message& message) {
-    if (message.isFatal) {
-        throw velmora::HostError(message.result.error);
+const WorkResult& throwIfFatal(const WorkResult& result) {
+    if (result.isFatal) {
+        throw velmora::HostError(result.error);
     }
-    return message.result;
+    return result;
 }
 
 /// The main loop of a worker. It ends without exit handlers and destructors, which belong to the parent process.
 [[noreturn]] void serve(Channel& channel, const Workers::Work& work) noexcept {
     while (const auto item = channel.receiveItem()) {
-        if (!channel.sendMessage(messageOf(work, *item))) {
+        if (!channel.sendResult(resultOf(work, *item))) {
             break;
         }
     }
@@ -114,139 +113,129 @@ class Workers::Processes {
         bool isGone = false;
     };
 
-    void dismiss();
-    void giveItems();
-    bool give(Worker& worker);
-    bool start();
-    void collect(const Receive& arrive);
-    void hear(Worker& worker, const Receive& arrive);
-    void forgetGone();
-    void finish(std::size_t item, Channel::Message message);
-    void deliver(const Receive& receive);
+    void dismiss() {
+        for (const Worker& worker : mWorkers) {
+            (void)::kill(worker.process, SIGKILL); // idle, or its result is no longer wanted
+            (void)awaitEnd(worker.process);
+        }
+        mWorkers.clear();
+        mFinished.clear();
+        mHeldBytes = 0;
+    }
+
+    void giveItems() {
+        for (Worker& worker : mWorkers) {
+            if (!worker.isBusy && hasWork() && !give(worker)) { // ended between two items: nothing is lost
+                (void)awaitEnd(worker.process);
+                worker.isGone = true;
+            }
+        }
+        forgetGone();
+        while (mWorkers.size() < mMost && hasWork() && start()) {
+            (void)give(mWorkers.back());
+        }
+    }
+
+    /// If a process ends before its first item, that item is charged with it, so that a run always terminates.
+    bool give(Worker& worker) {
+        if (!worker.channel.sendItem(mNext) && !worker.isNew) {
+            return false;
+        }
+        worker.isNew = false;
+        worker.isBusy = true;
+        worker.item = mNext++;
+        return true;
+    }
+
+    /// False if the system allows no further process: the running ones continue alone.
+    bool start() {
+        auto [ours, theirs] = Channel::makePair();
+        const pid_t parent = ::getpid();
+        mWorkers.reserve(mWorkers.size() + 1); // so that nothing can fail after the fork
+        const pid_t process = ::fork();
+        if (process < 0 && !mWorkers.empty()) {
+            return false;
+        }
+        if (process < 0) {
+            throw std::system_error(errno, std::generic_category(), "no process can be started");
+        }
+        if (process == 0) {
+            for (const Worker& other : mWorkers) { // otherwise it would keep the channels of the others open
+                (void)::close(other.channel.descriptor());
+            }
+            (void)::close(ours.descriptor());
+            (void)::prctl(PR_SET_PDEATHSIG, SIGKILL);
+            if (::getppid() == parent) { // the parent may have ended before the call above
+                serve(theirs, mWork);
+            }
+            ::_exit(0);
+        }
+        mWorkers.push_back({process, std::move(ours)});
+        return true;
+    }
+
+    void collect(const Receive& arrive) {
+        std::vector<pollfd> channels;
+        for (const Worker& worker : mWorkers) { // poll skips negative descriptors
+            channels.push_back({worker.isBusy ? worker.channel.descriptor() : -1, POLLIN, 0});
+        }
+        if (::poll(channels.data(), channels.size(), -1) < 0) {
+            if (errno == EINTR) {
+                return;
+            }
+            throw std::system_error(errno, std::generic_category(), "processes cannot be waited for");
+        }
+        for (std::size_t index = 0; index < channels.size(); ++index) {
+            if (channels[index].revents != 0) {
+                hear(mWorkers[index], arrive);
+            }
+        }
+        forgetGone();
+    }
+
+    void hear(Worker& worker, const Receive& arrive) {
+        if (!worker.channel.receiveSome()) {
+            worker.isGone = true;
+            finish(worker.item, {.end = awaitEnd(worker.process)});
+        } else if (auto result = worker.channel.takeResult()) {
+            worker.isBusy = false;
+            if (arrive && !result->isFatal) {
+                arrive(worker.item, *result);
+            }
+            finish(worker.item, *std::move(result));
+        }
+    }
+
+    void forgetGone() {
+        std::erase_if(mWorkers, [](const Worker& worker) { return worker.isGone; });
+    }
+
+    void finish(std::size_t item, WorkResult result) {
+        mHeldBytes += result.output.size();
+        mFinished.emplace(item, std::move(result));
+    }
+
+    void deliver(const Receive& receive) {
+        while (!mFinished.empty() && mFinished.begin()->first == mDue) {
+            const auto due = mFinished.extract(mFinished.begin());
+            mHeldBytes -= due.mapped().output.size();
+            ++mDue;
+            receive(due.key(), throwIfFatal(due.mapped()));
+        }
+    }
+
     bool hasWork() const { return mNext < mEnd && (mHeldBytes < kMostHeldBytes || mNext == mDue); }
 
     std::size_t mMost;
     const Work& mWork;
     void (*mFormerHandler)(int) = SIG_DFL;
     std::vector<Worker> mWorkers{};
-    std::map<std::size_t, Channel::Message> mFinished{}; ///< finished, but not delivered yet
+    std::map<std::size_t, WorkResult> mFinished{}; ///< finished, but not delivered yet
     std::size_t mHeldBytes = 0;
     std::size_t mEnd = 0;
     std::size_t mNext = 0; ///< first item that was not given to a process
     std::size_t mDue = 0;  ///< first item that was not delivered
 };
-
-void Workers::Processes::dismiss() {
-    for (const Worker& worker : mWorkers) {
-        (void)::kill(worker.process, SIGKILL); // idle, or its result is no longer wanted
-        (void)awaitEnd(worker.process);
-    }
-    mWorkers.clear();
-    mFinished.clear();
-    mHeldBytes = 0;
-}
-
-void Workers::Processes::giveItems() {
-    for (Worker& worker : mWorkers) {
-        if (!worker.isBusy && hasWork() && !give(worker)) { // ended between two items: nothing is lost
-            (void)awaitEnd(worker.process);
-            worker.isGone = true;
-        }
-    }
-    forgetGone();
-    while (mWorkers.size() < mMost && hasWork() && start()) {
-        (void)give(mWorkers.back());
-    }
-}
-
-/// If a process ends before its first item, that item is charged with it, so that a run always terminates.
-bool Workers::Processes::give(Worker& worker) {
-    if (!worker.channel.sendItem(mNext) && !worker.isNew) {
-        return false;
-    }
-    worker.isNew = false;
-    worker.isBusy = true;
-    worker.item = mNext++;
-    return true;
-}
-
-/// False if the system allows no further process: the running ones continue alone.
-bool Workers::Processes::start() {
-    auto [ours, theirs] = Channel::makePair();
-    const pid_t parent = ::getpid();
-    mWorkers.reserve(mWorkers.size() + 1); // so that nothing can fail after the fork
-    const pid_t process = ::fork();
-    if (process < 0 && !mWorkers.empty()) {
-        return false;
-    }
-    if (process < 0) {
-        throw std::system_error(errno, std::generic_category(), "no process can be started");
-    }
-    if (process == 0) {
-        for (const Worker& other : mWorkers) { // otherwise it would keep the channels of the others open
-            (void)::close(other.channel.descriptor());
-        }
-        (void)::close(ours.descriptor());
-        (void)::prctl(PR_SET_PDEATHSIG, SIGKILL);
-        if (::getppid() == parent) { // the parent may have ended before the call above
-            serve(theirs, mWork);
-        }
-        ::_exit(0);
-    }
-    mWorkers.push_back({process, std::move(ours)});
-    return true;
-}
-
-void Workers::Processes::collect(const Receive& arrive) {
-    std::vector<pollfd> channels;
-    for (const Worker& worker : mWorkers) { // poll skips negative descriptors
-        channels.push_back({worker.isBusy ? worker.channel.descriptor() : -1, POLLIN, 0});
-    }
-    if (::poll(channels.data(), channels.size(), -1) < 0) {
-        if (errno == EINTR) {
-            return;
-        }
-        throw std::system_error(errno, std::generic_category(), "processes cannot be waited for");
-    }
-    for (std::size_t index = 0; index < channels.size(); ++index) {
-        if (channels[index].revents != 0) {
-            hear(mWorkers[index], arrive);
-        }
-    }
-    forgetGone();
-}
-
-void Workers::Processes::hear(Worker& worker, const Receive& arrive) {
-    if (!worker.channel.receiveSome()) {
-        worker.isGone = true;
-        finish(worker.item, {false, {"", "", awaitEnd(worker.process)}});
-    } else if (auto message = worker.channel.takeMessage()) {
-        worker.isBusy = false;
-        if (arrive && !message->isFatal) {
-            arrive(worker.item, message->result);
-        }
-        finish(worker.item, *std::move(message));
-    }
-}
-
-void Workers::Processes::forgetGone() {
-    std::erase_if(mWorkers, [](const Worker& worker) { return worker.isGone; });
-}
-
-void Workers::Processes::finish(std::size_t item, Channel::Message message) {
-    mHeldBytes += message.result.output.size();
-    mFinished.emplace(item, std::move(message));
-}
-
-void Workers::Processes::deliver(const Receive& receive) {
-    while (!mFinished.empty() && mFinished.begin()->first == mDue) {
-        const auto due = mFinished.extract(mFinished.begin());
-        const Channel::Message& message = due.mapped();
-        mHeldBytes -= message.result.output.size();
-        ++mDue;
-        receive(due.key(), resultOf(message));
-    }
-}
 
 Workers::Workers(std::size_t count, Work work)
     : mWork(std::move(work)), mProcesses(count == 0 ? nullptr : std::make_unique<Processes>(count, mWork)) {}
@@ -258,8 +247,8 @@ void Workers::run(std::size_t first, std::size_t end, const Receive& receive, co
         return mProcesses->run(first, end, receive, arrive);
     }
     for (std::size_t item = first; item < end; ++item) {
-        const Channel::Message message = messageOf(mWork, item);
-        const WorkResult& result = resultOf(message);
+        const WorkResult result = resultOf(mWork, item);
+        throwIfFatal(result);
         if (arrive) {
             arrive(item, result);
         }
@@ -291,7 +280,7 @@ void forEachInBlocks(std::size_t processes, std::size_t count, const Workers::Wo
     Workers blocks(processes, [&](std::size_t block) {
         std::vector<WorkResult> results;
         for (std::size_t item = block * size; item < endOf(block); ++item) {
-            results.push_back(resultOf(messageOf(work, item)));
+            results.push_back(throwIfFatal(resultOf(work, item)));
         }
         return toParcel(results);
     });

@@ -11,8 +11,9 @@ namespace radvex::workers {
 /// The result of one item: an output, or the reason why there is none.
 struct WorkResult {
     std::string output{};
-    std::string error{}; ///< a sentence: what the work threw
-    std::string end{};   ///< how the process ended while it worked on the item: "ended with signal 11 (SIGSEGV)"
+    std::string error{};  ///< a sentence: what the work threw
+    std::string end{};    ///< how the process ended while it worked on the item: "ended with signal 11 (SIGSEGV)"
+    bool isFatal = false; ///< no item can be done, as the error says: `run` throws it
 
     /// Only a process that has not ended can send its result.
     template <typename Self>
