@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <functional>
 #include <stdexcept>
 #include <unordered_set>
 
@@ -21,7 +20,7 @@ namespace {
 const char* const kCharacterSet = "SpecificCharacterSet";
 const char* const kUtf8 = "ISO_IR 192";
 
-/// Visits the attributes in the order of the library, which starts with the last of each list, until `isFound`.
+/// The first attribute for which `isFound` is true, in the order of the library: the last of each list comes first.
 template <typename Predicate>
 const Attribute* findIf(const Attributes& attributes, Predicate isFound) {
     std::vector<const Attribute*> pending;
@@ -46,12 +45,9 @@ const Attribute* findIf(const Attributes& attributes, Predicate isFound) {
 
 /// The template of a registered message; empty if no error has that name.
 std::string messageTemplate(const velmora::Host& host, const std::string& name) {
-    for (const auto& registered : host.errors()) {
-        if (registered.name == name) {
-            return registered.message;
-        }
-    }
-    return {};
+    const auto& errors = host.errors();
+    const auto found = std::ranges::find_if(errors, [&](const auto& error) { return error.name == name; });
+    return found == errors.end() ? "" : found->message;
 }
 
 /// The library refuses deeper nesting as well.
@@ -70,40 +66,24 @@ std::string lineAndColumn(const std::string& text, std::size_t byte) {
     return "line " + std::to_string(lines + 1) + ", column " + std::to_string(column);
 }
 
-/// Refuses objects with two equal keys, of which a JSON library silently keeps one.
-class RepeatedKeys {
-  public:
-    explicit RepeatedKeys(const std::string& name) : mName(name) {}
-
-    bool operator()(int /*depth*/, Json::parse_event_t event, const Json& parsed) {
+Json parse(const std::string& name, const std::string& text) {
+    std::vector<std::unordered_set<std::string>> keys; // of the objects around the current event
+    // Of two equal keys in an object, the JSON library silently keeps one.
+    const auto refuseRepeatedKeys = [&](int /*depth*/, Json::parse_event_t event, const Json& parsed) {
         if (event == Json::parse_event_t::object_start) {
-            mKeys.emplace_back();
+            keys.emplace_back();
         } else if (event == Json::parse_event_t::object_end) {
-            mKeys.pop_back();
-        } else if (event == Json::parse_event_t::key && !mKeys.back().insert(parsed.get<std::string>()).second) {
-            fail(mName, printable(parsed.get<std::string>()) + " occurs twice in one object.");
+            keys.pop_back();
+        } else if (event == Json::parse_event_t::key && !keys.back().insert(parsed.get<std::string>()).second) {
+            fail(name, printable(parsed.get<std::string>()) + " occurs twice in one object.");
         }
         return true;
-    }
-
-  private:
-    const std::string& mName;
-    std::vector<std::unordered_set<std::string>> mKeys{};
-};
-
-Json parse(const std::string& name, const std::string& text) {
+    };
     try {
-        RepeatedKeys repeated(name);
-        return Json::parse(text, std::ref(repeated));
+        return Json::parse(text, refuseRepeatedKeys);
     } catch (const Json::parse_error& error) {
         throw FileError(name + " is not valid JSON: the error is at " + lineAndColumn(text, error.byte) + ".");
     }
-}
-
-std::string realText(double number) {
-    char text[32];
-    const auto end = std::to_chars(text, text + sizeof text, number).ptr;
-    return {text, end};
 }
 
 /// A text that is not UTF-8. No keyword is called "bytes", so this cannot be an item of a sequence.
@@ -193,7 +173,7 @@ class Converter {
             return text;
         }
         if (value.is_number_float()) {
-            return realText(value.get<double>());
+            return shortestText(value.get<double>());
         }
         if (value.is_number()) {
             return numberText(keyword, value, source);

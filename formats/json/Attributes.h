@@ -29,8 +29,7 @@ velmora::Store toStore(const Attributes& attributes);
 /// Numbers of a byte or word attribute (OB, OW) become its hexadecimal text.
 /// @param name  the file, for the source of each attribute
 /// @throws FileError  not JSON, or not of that form, or file meta information, which only the library writes; the
-/// sentence
-///                    names the source
+///                    sentence names the source
 Attributes attributesFromJson(const std::string& name, const std::string& text, Dictionary& dictionary);
 
 /// The attribute because of which the library refused the metadata; null for an error of another kind.

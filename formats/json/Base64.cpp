@@ -1,6 +1,5 @@
 #include "formats/json/Base64.h"
 
-#include <array>
 #include <cstdint>
 #include <stdexcept>
 

@@ -1,9 +1,11 @@
 #include "formats/json/LosslessJson.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cmath>
 #include <cstring>
+#include <iterator>
 #include <limits>
 
 #include "formats/json/Base64.h"
@@ -24,12 +26,11 @@ constexpr int kMaxDepth = 512;
 template <std::size_t N>
 vint codeOfType(const std::array<const char*, N>& names, const Json& object) {
     const std::string wanted = object.at("type").get<std::string>();
-    for (std::size_t code = 0; code < N; ++code) {
-        if (!wanted.empty() && wanted == names[code]) {
-            return static_cast<vint>(code);
-        }
+    const auto* const found = std::find(names.begin(), names.end(), wanted);
+    if (wanted.empty() || found == names.end()) {
+        throw JsonError("'" + wanted + "' is not an element type of this kind of value.");
     }
-    throw JsonError("'" + wanted + "' is not an element type of this kind of value.");
+    return static_cast<vint>(found - names.begin());
 }
 
 Json fromReal(double number) {
@@ -160,9 +161,7 @@ std::complex<double> toComplex(const Json& json) {
 
 std::vector<vint> toDimensions(const Json& json) {
     std::vector<vint> dimensions;
-    for (const Json& dimension : json) {
-        dimensions.push_back(toVint(dimension));
-    }
+    std::ranges::transform(json, std::back_inserter(dimensions), toVint);
     return dimensions;
 }
 

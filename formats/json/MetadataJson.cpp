@@ -25,16 +25,15 @@ void appendInteger(std::string& json, vint number) {
     json.append(text, end);
 }
 
-/// The shortest text that reads back as the same number. JSON has no numbers for infinity and NaN.
+/// JSON has no numbers for infinity and NaN.
 void appendReal(std::string& json, double number) {
     if (!std::isfinite(number)) {
         json += std::isnan(number) ? R"("nan")" : number > 0 ? R"("inf")" : R"("-inf")";
         return;
     }
-    char text[32];
-    const auto end = std::to_chars(text, text + sizeof text, number).ptr;
-    json.append(text, end);
-    if (std::string_view(text, static_cast<std::size_t>(end - text)).find_first_of(".e") == std::string_view::npos) {
+    const std::string text = shortestText(number);
+    json += text;
+    if (text.find_first_of(".e") == std::string::npos) {
         json += ".0";
     }
 }

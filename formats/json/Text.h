@@ -11,6 +11,9 @@ bool isValidUtf8(std::string_view text);
 /// Text that is safe to print: bytes that are not valid UTF-8 become U+FFFD, control characters become \u00XX.
 std::string printable(std::string_view text);
 
+/// The shortest text that reads back as the same number.
+std::string shortestText(double number);
+
 /// "1 file", "3 files".
 std::string counted(std::size_t count, const char* one, const char* several);
 

@@ -111,16 +111,16 @@ std::vector<Axis> parseAxes(const std::string& text) {
         "--axes " + shortened(text) +
         ": frames, rows, columns and channels can be named, each once, rows and columns always.";
     std::vector<Axis> axes;
+    const auto isNamed = [&](Axis axis) { return std::ranges::find(axes, axis) != axes.end(); };
     std::istringstream words(text);
     for (std::string word; std::getline(words, word, ',');) {
         const auto* const name = std::find(kAxisNames.begin(), kAxisNames.end(), word);
         const auto axis = static_cast<Axis>(name - kAxisNames.begin());
-        if (name == kAxisNames.end() || std::find(axes.begin(), axes.end(), axis) != axes.end()) {
+        if (name == kAxisNames.end() || isNamed(axis)) {
             throw UsageError(refusal);
         }
         axes.push_back(axis);
     }
-    const auto isNamed = [&](Axis axis) { return std::find(axes.begin(), axes.end(), axis) != axes.end(); };
     if (!text.empty() && (!isNamed(Axis::rows) || !isNamed(Axis::columns))) {
         throw UsageError(refusal);
     }
@@ -151,11 +151,9 @@ void writeNpy(const std::string& path, vint type, const std::vector<vint>& shape
               const std::vector<std::span<const std::byte>>& parts) {
     files::writeOutputFile(path, [&](std::FILE* file) {
         const std::string start = npyHeader(type, shape);
-        bool isWritten = std::fwrite(start.data(), 1, start.size(), file) == start.size();
-        for (const auto part : parts) {
-            isWritten = isWritten && std::fwrite(part.data(), 1, part.size(), file) == part.size();
-        }
-        return isWritten;
+        return std::fwrite(start.data(), 1, start.size(), file) == start.size() &&
+               std::ranges::all_of(
+                   parts, [&](auto part) { return std::fwrite(part.data(), 1, part.size(), file) == part.size(); });
     });
 }
 

@@ -23,15 +23,7 @@ class DictionaryText {
   public:
     explicit DictionaryText(std::string_view text) : mText(text) {}
 
-    bool take(char character) {
-        skipSpace();
-        if (mText.empty() || mText.front() != character) {
-            return false;
-        }
-        mText.remove_prefix(1);
-        return true;
-    }
-    bool takeWord(std::string_view word) {
+    bool take(std::string_view word) {
         skipSpace();
         if (!mText.starts_with(word)) {
             return false;
@@ -76,14 +68,9 @@ class DictionaryText {
     std::string_view mText;
 };
 
-bool takeFlag(DictionaryText& text, bool& flag) {
-    flag = text.takeWord("True");
-    return flag || text.takeWord("False");
-}
-
 /// Takes elements between brackets, separated by commas; the last one may have a comma too.
 template <typename TakeElement>
-bool takeList(DictionaryText& text, char opening, char closing, TakeElement takeElement) {
+bool takeList(DictionaryText& text, std::string_view opening, std::string_view closing, TakeElement takeElement) {
     if (!text.take(opening)) {
         return false;
     }
@@ -91,7 +78,7 @@ bool takeList(DictionaryText& text, char opening, char closing, TakeElement take
         if (!takeElement()) {
             return false;
         }
-        const bool hasComma = text.take(',');
+        const bool hasComma = text.take(",");
         isClosed = text.take(closing);
         if (!isClosed && !hasComma) {
             return false;
@@ -101,10 +88,10 @@ bool takeList(DictionaryText& text, char opening, char closing, TakeElement take
 }
 
 bool takeShape(DictionaryText& text, std::vector<std::uint64_t>& shape) {
-    return takeList(text, '(', ')', [&] {
+    return takeList(text, "(", ")", [&] {
         const auto number = text.takeNumber();
         shape.push_back(number.value_or(0));
-        (void)text.take('L'); // Python 2 marked long integers like this
+        (void)text.take("L"); // Python 2 marked long integers like this
         return number.has_value();
     });
 }
@@ -127,19 +114,22 @@ bool takeType(DictionaryText& text, NpyHeader& header) {
 
 bool takeEntry(DictionaryText& text, NpyHeader& header) {
     const auto key = text.takeText();
-    if (!key || !text.take(':')) {
+    if (!key || !text.take(":")) {
         return false;
     }
     if (*key == "descr") {
         return takeType(text, header);
     }
-    return *key == "fortran_order" ? takeFlag(text, header.isFortranOrder)
-                                   : *key == "shape" && header.shape.empty() && takeShape(text, header.shape);
+    if (*key == "fortran_order") {
+        header.isFortranOrder = text.take("True");
+        return header.isFortranOrder || text.take("False");
+    }
+    return *key == "shape" && header.shape.empty() && takeShape(text, header.shape);
 }
 
 bool takeDictionary(DictionaryText& text, NpyHeader& header) {
     int entries = 0;
-    const bool isList = takeList(text, '{', '}', [&] {
+    const bool isList = takeList(text, "{", "}", [&] {
         ++entries;
         return takeEntry(text, header);
     });

@@ -34,8 +34,7 @@ struct NpyHeader {
 /// Reads the header of versions 1.0 to 3.0.
 /// @param name  the file, for error messages
 /// @throws FileError  another version, a malformed header, records or objects as elements, more or fewer bytes than
-/// type
-///                    and shape say
+///                    type and shape say
 NpyHeader readNpyHeader(const std::string& name, std::span<const std::byte> bytes);
 
 } // namespace radvex::formats

@@ -100,7 +100,7 @@ class Reader {
     Reader(const Reader&) = delete;
     Reader& operator=(const Reader&) = delete;
 
-    // libpng leaves by longjmp on an error: no local variable may have a destructor. These are false then.
+    // libpng leaves by longjmp on an error: no local variable may have a destructor. They return false then.
     bool readHeader() {
         if (setjmp(png_jmpbuf(mPng)) != 0) { // NOLINT(cert-err52-cpp)
             return false;
@@ -157,24 +157,11 @@ class Reader {
     throw FileError(name + " is a damaged PNG: " + reason + ".");
 }
 
-/// Deflate makes data at most 1032 times smaller, so a short file cannot hold a large picture.
-void requirePlausible(const std::string& name, const Reader& reader, std::size_t fileSize) {
-    constexpr std::uint64_t kRatio = 1032;
-    if (static_cast<std::uint64_t>(reader.rows()) * reader.rowBytes() / kRatio > fileSize) {
-        failDamaged(name, "it is too short for the picture that its header announces");
-    }
-}
-
-std::vector<png_bytep> rowsOf(std::byte* data, std::size_t count, std::size_t rowBytes) {
-    std::vector<png_bytep> rows(count);
-    for (std::size_t row = 0; row < count; ++row) {
-        rows[row] = reinterpret_cast<png_bytep>(data + row * rowBytes);
-    }
-    return rows;
-}
-
 void readInto(const std::string& name, Reader& reader, std::byte* data) {
-    auto rows = rowsOf(data, reader.rows(), reader.rowBytes());
+    std::vector<png_bytep> rows(reader.rows());
+    for (std::size_t row = 0; row < rows.size(); ++row) {
+        rows[row] = reinterpret_cast<png_bytep>(data + row * reader.rowBytes());
+    }
     if (!reader.readRows(rows.data())) {
         failDamaged(name, reader.reason());
     }
@@ -227,7 +214,10 @@ velmora::Image readPng(const std::string& name, std::span<const std::byte> bytes
     if (!reader.readHeader()) {
         failDamaged(name, reader.reason());
     }
-    requirePlausible(name, reader, bytes.size());
+    // Deflate makes data at most 1032 times smaller, so a short file cannot hold a large picture.
+    if (static_cast<std::uint64_t>(reader.rows()) * reader.rowBytes() / 1032 > bytes.size()) {
+        failDamaged(name, "it is too short for the picture that its header announces");
+    }
     if (!reader.chooseForm()) {
         failDamaged(name, reader.reason());
     }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <tuple>
 
 namespace radvex::formats {
 
@@ -17,12 +18,8 @@ static_assert(sizeof(nifti_1_header) == 348);
 constexpr std::size_t kHeaderSize = 352;
 constexpr vint kLongestAxis = 32767;
 
-struct NiftiType {
-    short code;
-    short bits;
-};
-
-NiftiType typeOf(const VolumeHeader& header) {
+/// Code and bits of an element.
+std::pair<short, short> typeOf(const VolumeHeader& header) {
     if (header.channels > 1) {
         if (header.type != VNumericArray_U8) {
             throw VolumeError("NIfTI holds colour of 8 bits only; .nrrd and .npy hold this volume.");
@@ -64,7 +61,7 @@ Axes axesOf(const VolumeGeometry& geometry) {
 }
 
 bool isOrthogonal(const Axes& axes) {
-    constexpr double kTolerance = 1e-3; // what three decimals of a direction leave open
+    constexpr double kTolerance = 1e-3; // the precision of directions with three decimals
     return std::abs(dot(axes.column, axes.row)) <= kTolerance && std::abs(dot(axes.column, axes.slice)) <= kTolerance &&
            std::abs(dot(axes.row, axes.slice)) <= kTolerance;
 }
@@ -128,23 +125,17 @@ void setRotationForm(nifti_1_header& header, const VolumeGeometry& geometry, con
 
 std::string niftiHeader(const VolumeHeader& volume) {
     nifti_1_header header{};
-    const NiftiType type = typeOf(volume);
     const VolumeGeometry& geometry = volume.geometry;
     header.sizeof_hdr = sizeof header;
-    const short dimensions[] = {
-        3, axis("columns", volume.columns), axis("rows", volume.rows), axis("slices", volume.slices), 1, 1, 1, 1};
-    std::copy(std::begin(dimensions), std::end(dimensions), header.dim);
-    header.datatype = type.code;
-    header.bitpix = type.bits;
-    const float spacings[] = {1,
-                              static_cast<float>(length(geometry.columnStep)),
-                              static_cast<float>(length(geometry.rowStep)),
-                              static_cast<float>(length(geometry.sliceStep)),
-                              1,
-                              1,
-                              1,
-                              1};
-    std::copy(std::begin(spacings), std::end(spacings), header.pixdim);
+    std::tie(header.datatype, header.bitpix) = typeOf(volume);
+    const short sizes[] = {axis("columns", volume.columns), axis("rows", volume.rows), axis("slices", volume.slices)};
+    std::ranges::fill(header.dim, short{1}); // of the unused axes
+    header.dim[0] = static_cast<short>(std::size(sizes));
+    std::ranges::copy(sizes, header.dim + 1);
+    std::ranges::fill(header.pixdim, 1.0F); // the orientation, and the spacings of the unused axes
+    header.pixdim[1] = static_cast<float>(length(geometry.columnStep));
+    header.pixdim[2] = static_cast<float>(length(geometry.rowStep));
+    header.pixdim[3] = static_cast<float>(length(geometry.sliceStep));
     header.vox_offset = kHeaderSize;
     header.scl_slope = 1;
     header.xyzt_units = NIFTI_UNITS_MM;

@@ -1,7 +1,8 @@
 #include "formats/volumes/Nrrd.h"
 
 #include <bit>
-#include <charconv>
+
+#include "formats/json/Text.h"
 
 namespace radvex::formats {
 
@@ -12,12 +13,7 @@ static_assert(std::endian::native == std::endian::little, "The samples are writt
 constexpr const char* kTypes[] = {"",       "int8",  "uint8",  "int16", "uint16", "int32",
                                   "uint32", "int64", "uint64", "float", "double"};
 
-/// The shortest text that reads back as the same number.
-std::string exact(double value) {
-    char text[32];
-    const auto end = std::to_chars(text, text + sizeof text, value == 0 ? 0.0 : value).ptr; // no "-0"
-    return {text, end};
-}
+std::string exact(double value) { return shortestText(value == 0 ? 0.0 : value); } // no "-0"
 
 std::string vectorOf(const Vector3& vector) {
     return "(" + exact(vector[0]) + "," + exact(vector[1]) + "," + exact(vector[2]) + ")";

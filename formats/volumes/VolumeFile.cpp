@@ -16,60 +16,35 @@ namespace radvex::formats {
 
 namespace {
 
-/// Compresses bytes into an open file, at zlib's fastest level: volumes are large, and mostly noise.
-class GzipWriter {
-  public:
-    /// @param file  borrowed: it stays open; the compressed bytes follow what was written to it before
-    explicit GzipWriter(std::FILE* file);
-
-    /// False if the file or zlib refused.
-    bool write(std::span<const std::byte> bytes);
-    /// Ends the stream; nothing may be written to the file after this.
-    bool finish();
-
-  private:
-    struct Close {
-        void operator()(gzFile stream) const { (void)gzclose(stream); }
-    };
-    std::unique_ptr<gzFile_s, Close> mStream{};
-};
-
-GzipWriter::GzipWriter(std::FILE* file) {
-    constexpr unsigned kBuffer = 1U << 18;
-    if (std::fflush(file) != 0) {
-        return;
-    }
-    const int descriptor = ::dup(fileno(file)); // zlib closes its descriptor
-    mStream.reset(descriptor < 0 ? nullptr : gzdopen(descriptor, "wb1"));
-    if (mStream == nullptr && descriptor >= 0) {
-        (void)::close(descriptor);
-    } else if (mStream != nullptr) {
-        (void)gzbuffer(mStream.get(), kBuffer);
-    }
-}
-
-bool GzipWriter::write(std::span<const std::byte> bytes) {
-    constexpr std::size_t kLargestPart = std::size_t{1} << 30; // zlib takes 32-bit sizes
-    while (mStream != nullptr && !bytes.empty()) {
-        const auto part = bytes.first(std::min(bytes.size(), kLargestPart));
-        if (gzwrite(mStream.get(), part.data(), static_cast<unsigned>(part.size())) != static_cast<int>(part.size())) {
-            return false;
-        }
-        bytes = bytes.subspan(part.size());
-    }
-    return mStream != nullptr;
-}
-
-bool GzipWriter::finish() { return mStream != nullptr && gzclose(mStream.release()) == Z_OK; }
-
 bool writeAll(std::FILE* file, const std::vector<SliceBytes>& parts) {
-    return std::all_of(parts.begin(), parts.end(),
-                       [&](SliceBytes part) { return std::fwrite(part.data(), 1, part.size(), file) == part.size(); });
+    return std::ranges::all_of(
+        parts, [&](SliceBytes part) { return std::fwrite(part.data(), 1, part.size(), file) == part.size(); });
 }
 
+/// Compresses parts behind what the file holds already, at zlib's fastest level: volumes are large, and mostly noise.
 bool compressAll(std::FILE* file, const std::vector<SliceBytes>& parts) {
-    GzipWriter gzip(file);
-    return std::all_of(parts.begin(), parts.end(), [&](SliceBytes part) { return gzip.write(part); }) && gzip.finish();
+    constexpr unsigned kBuffer = 1U << 18;
+    constexpr std::size_t kLargestPiece = std::size_t{1} << 30;               // zlib takes 32-bit sizes
+    const int descriptor = std::fflush(file) == 0 ? ::dup(fileno(file)) : -1; // zlib closes its descriptor
+    std::unique_ptr<gzFile_s, int (*)(gzFile)> stream(descriptor < 0 ? nullptr : gzdopen(descriptor, "wb1"), gzclose);
+    if (stream == nullptr) {
+        if (descriptor >= 0) {
+            (void)::close(descriptor);
+        }
+        return false;
+    }
+    (void)gzbuffer(stream.get(), kBuffer);
+    for (SliceBytes part : parts) {
+        while (!part.empty()) {
+            const auto piece = part.first(std::min(part.size(), kLargestPiece));
+            const auto size = static_cast<unsigned>(piece.size());
+            if (gzwrite(stream.get(), piece.data(), size) != static_cast<int>(size)) {
+                return false;
+            }
+            part = part.subspan(piece.size());
+        }
+    }
+    return gzclose(stream.release()) == Z_OK;
 }
 
 } // namespace
