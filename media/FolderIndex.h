@@ -24,9 +24,8 @@ struct FolderIndex {
     std::size_t patientCount = 0;
     std::size_t studyCount = 0;
     std::size_t seriesCount = 0;
-    std::size_t skippedCount = 0; ///< files that are not DICOM, and media directories
-    std::vector<RefusedFile>
-        refused{}; ///< DICOM files that could not be indexed, and files and folders that cannot be read
+    std::size_t skippedCount = 0;       ///< files that are not DICOM, and media directories
+    std::vector<RefusedFile> refused{}; ///< DICOM files that cannot be indexed, and what cannot be read
 };
 
 /// Indexes a folder and everything below it: writes a DICOMDIR into the folder `output`, and beside it a symbolic link

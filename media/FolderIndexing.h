@@ -56,8 +56,7 @@ class FolderIndexing {
 
 /// Entry of radvexDatasets.so that starts an indexing, with the result in its last argument.
 /// @throws std::runtime_error  a sentence: the folder cannot be read, there is a DICOMDIR in `output` already, or it
-/// cannot
-///                             be written there
+///                             cannot be written there
 using StartIndexingEntry = void (*)(const std::string& folder, const std::string& output,
                                     std::unique_ptr<FolderIndexing>& indexing);
 

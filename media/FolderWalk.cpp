@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <stdexcept>
 
 namespace radvex::media {
@@ -22,21 +23,18 @@ class Walker {
             list(folder);
         }
         std::sort(mWalk.files.begin(), mWalk.files.end());
-        std::sort(mWalk.refused.begin(), mWalk.refused.end(),
-                  [](const RefusedFile& left, const RefusedFile& right) { return left.path < right.path; });
+        std::ranges::sort(mWalk.refused, std::less(), &RefusedFile::path);
         return std::move(mWalk);
     }
 
   private:
-    fs::path absolute(const std::string& relative) const { return fs::path(mWalk.root) / relative; }
-
     void refuse(const std::string& path, const std::error_code& error) {
         mWalk.refused.push_back({path, "it cannot be read: " + error.message()});
     }
 
     void list(const std::string& folder) {
         std::error_code error;
-        fs::directory_iterator entry(absolute(folder), error);
+        fs::directory_iterator entry(fs::path(mWalk.root) / folder, error);
         for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
             const std::string name = entry->path().filename().string();
             take(*entry, folder.empty() ? name : folder + '/' + name);

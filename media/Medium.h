@@ -3,7 +3,6 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
-#include <vector>
 
 #include "files/StagingFolder.h"
 #include "media/FolderIndex.h"
@@ -18,10 +17,10 @@ namespace radvex::media {
 /// `userText` turn its paths into those of the user.
 class Medium {
   public:
-    /// @param path      a file whose name ends in DICOMDIR or dicomdir, or a folder: a file of exactly such a name in
-    /// it
-    ///                  is taken, otherwise the folder is indexed
-    /// @param jobs      processes that read the files of a folder; 0: this one does
+    /// @param path  a file whose name ends in DICOMDIR or dicomdir, or a folder. If the folder has a file of exactly
+    /// such
+    ///              a name, that is taken; otherwise the folder is indexed
+    /// @param jobs  processes that read the files of a folder; 0: this one does
     /// @throws UsageError  a file with another name
     /// @throws FileError   the path does not exist, or the folder cannot be indexed or holds nothing to index
     explicit Medium(const std::string& path, std::size_t jobs = 0,

@@ -15,12 +15,6 @@ namespace radvex::media {
 
 namespace {
 
-struct CloseFile {
-    void operator()(std::FILE* file) const { (void)std::fclose(file); }
-};
-
-using File = std::unique_ptr<std::FILE, CloseFile>;
-
 [[noreturn]] void failToWrite(const std::string& why) { throw std::runtime_error("it cannot be written: " + why); }
 
 std::string systemMessage() { return std::generic_category().message(errno != 0 ? errno : EIO); }
@@ -61,7 +55,7 @@ void loadDicom(DcmFileFormat& file, const std::string& path) {
 
 void saveDicom(DcmFileFormat& file, const std::string& path) {
     errno = 0;
-    File out(std::fopen(path.c_str(), "wb"));
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> out(std::fopen(path.c_str(), "wb"), std::fclose);
     if (!out) {
         failToWrite(systemMessage());
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <map>
 #include <memory>
 #include <string>
@@ -21,7 +22,7 @@ class DirectoryBuilder : private DicomDirInterface {
     explicit DirectoryBuilder(const std::string& path);
 
     /// True if the file is the first of a patient, study or series, but does not have the record for it.
-    bool lacksRecords(const FileDescription& file) const;
+    bool lacksRecords(const FileDescription& file);
 
     /// Adds the record of a file, and those of its patient, study and series if they are new.
     /// @param file    with the outcome Described
@@ -41,6 +42,16 @@ class DirectoryBuilder : private DicomDirInterface {
     using Records = std::map<Key, DcmDirectoryRecord*>;
     using NewRecord = std::unique_ptr<DcmDirectoryRecord>;
 
+    /// A record above that of a file: what identifies it, and what it is made from.
+    struct Level {
+        Records& records;
+        std::string key;
+        E_DirRecType type;
+        const std::string& bytes;
+        NewRecord made{};
+    };
+
+    std::array<Level, 3> levelsOf(const FileDescription& file);
     void insert(DcmDirectoryRecord* parent, NewRecord record);
     void insertBelowSeries(NewRecord instance, const FileDescription& file);
     std::string patientKey(const FileDescription& file) const;

@@ -69,14 +69,87 @@ class Describer : private DicomDirInterface {
   public:
     explicit Describer(const std::string& path) : mPath(path) {}
 
-    FileDescription describe(bool hasMark, const FileDescription* before);
+    FileDescription describe(bool hasMark, const FileDescription* before) {
+        const auto failure = loadGuarded(mFile, mPath);
+        if (failure && failure->isRefused) {
+            return refusal(failure->reason);
+        }
+        if (!failure) {
+            if (metaValue(DCM_MediaStorageSOPClassUID) == UID_MediaStorageDirectoryStorage) {
+                return {FileDescription::NotForADirectory};
+            }
+            complete(DCM_SOPClassUID, DCM_MediaStorageSOPClassUID);
+            complete(DCM_SOPInstanceUID, DCM_MediaStorageSOPInstanceUID);
+        }
+        if (!hasMark && (failure || value(DCM_SOPClassUID).empty())) {
+            return {FileDescription::NotForADirectory};
+        }
+        return failure ? refusal("it cannot be read: " + failure->reason) : describeLoaded(before);
+    }
 
   private:
     static FileDescription refusal(const std::string& reason) { return {FileDescription::Refused, reason}; }
 
-    FileDescription describeLoaded(const FileDescription* before);
-    void addUpperRecords(FileDescription& description, const FileDescription* before);
-    std::string record(E_DirRecType parent, E_DirRecType type);
+    FileDescription describeLoaded(const FileDescription* before) {
+        const std::string sopClass = value(DCM_SOPClassUID);
+        if (sopClass.empty()) {
+            return refusal("it has no SOPClassUID");
+        }
+        const auto type = recordTypeOf(sopClass, mFile.getDataset()->tagExists(DCM_Rows));
+        if (!type) {
+            return refusal("no directory lists its SOP class, " + sopClass);
+        }
+        if (value(DCM_SOPInstanceUID).empty()) {
+            return refusal("it has no SOPInstanceUID");
+        }
+        if (metaValue(DCM_TransferSyntaxUID).empty()) { // a bare dataset
+            mFile.validateMetaInfo(mFile.getDataset()->getOriginalXfer());
+        }
+        FileDescription description;
+        description.instanceType = *type;
+        if (belongsToRoot(*type)) {
+            description.instanceRecord = record(ERT_root, *type);
+            return description;
+        }
+        for (const DcmTagKey& key : {DCM_StudyInstanceUID, DCM_SeriesInstanceUID}) {
+            if (value(key).empty()) {
+                return refusal(std::string("it has no ") + DcmTag(key).getTagName());
+            }
+        }
+        description.patientId = value(DCM_PatientID);
+        description.patientName = value(DCM_PatientName);
+        description.study = value(DCM_StudyInstanceUID);
+        description.series = value(DCM_SeriesInstanceUID);
+        description.instanceRecord = record(ERT_Series, *type);
+        addUpperRecords(description, before);
+        return description;
+    }
+
+    void addUpperRecords(FileDescription& description, const FileDescription* before) {
+        const bool isSamePatient = before != nullptr && before->patientId == description.patientId &&
+                                   before->patientName == description.patientName;
+        const bool isSameStudy = isSamePatient && before->study == description.study;
+        const bool isSameSeries = isSameStudy && before->series == description.series;
+        try {
+            // A file without PatientID may get its patient from its study, so a new study needs both records.
+            description.patientRecord = isSameStudy ? "" : record(ERT_root, ERT_Patient);
+            description.studyRecord = isSameStudy ? "" : record(ERT_Patient, ERT_Study);
+            description.seriesRecord = isSameSeries ? "" : record(ERT_Study, ERT_Series);
+        } catch (const std::exception& error) {
+            description.reason = whyUnreadable(error);
+        }
+    }
+
+    std::string record(E_DirRecType parent, E_DirRecType type) {
+        const char* const anyFileId = "I0000000"; // DirectoryBuilder sets the right one
+        DcmDirectoryRecord aside(parent, nullptr, OFFilename());
+        DcmDirectoryRecord* const made = addRecord(&aside, type, &mFile, anyFileId, mPath.c_str());
+        if (made == nullptr) {
+            throw std::runtime_error("no " + std::string(recordTypeToName(type).c_str()) +
+                                     " record can be made of them");
+        }
+        return bytesOf(*made);
+    }
 
     std::string value(const DcmTagKey& key) { return valueOf(*mFile.getDataset(), key); }
     std::string metaValue(const DcmTagKey& key) { return valueOf(*mFile.getMetaInfo(), key); }
@@ -96,84 +169,6 @@ class Describer : private DicomDirInterface {
     std::string mPath;
     DcmFileFormat mFile{};
 };
-
-FileDescription Describer::describe(bool hasMark, const FileDescription* before) {
-    const auto failure = loadGuarded(mFile, mPath);
-    if (failure && failure->isRefused) {
-        return refusal(failure->reason);
-    }
-    if (!failure) {
-        if (metaValue(DCM_MediaStorageSOPClassUID) == UID_MediaStorageDirectoryStorage) {
-            return {FileDescription::NotForADirectory};
-        }
-        complete(DCM_SOPClassUID, DCM_MediaStorageSOPClassUID);
-        complete(DCM_SOPInstanceUID, DCM_MediaStorageSOPInstanceUID);
-    }
-    if (!hasMark && (failure || value(DCM_SOPClassUID).empty())) {
-        return {FileDescription::NotForADirectory};
-    }
-    return failure ? refusal("it cannot be read: " + failure->reason) : describeLoaded(before);
-}
-
-FileDescription Describer::describeLoaded(const FileDescription* before) {
-    const std::string sopClass = value(DCM_SOPClassUID);
-    if (sopClass.empty()) {
-        return refusal("it has no SOPClassUID");
-    }
-    const auto type = recordTypeOf(sopClass, mFile.getDataset()->tagExists(DCM_Rows));
-    if (!type) {
-        return refusal("no directory lists its SOP class, " + sopClass);
-    }
-    if (value(DCM_SOPInstanceUID).empty()) {
-        return refusal("it has no SOPInstanceUID");
-    }
-    if (metaValue(DCM_TransferSyntaxUID).empty()) { // a bare dataset
-        mFile.validateMetaInfo(mFile.getDataset()->getOriginalXfer());
-    }
-    FileDescription description;
-    description.instanceType = *type;
-    if (belongsToRoot(*type)) {
-        description.instanceRecord = record(ERT_root, *type);
-        return description;
-    }
-    for (const DcmTagKey& key : {DCM_StudyInstanceUID, DCM_SeriesInstanceUID}) {
-        if (value(key).empty()) {
-            return refusal(std::string("it has no ") + DcmTag(key).getTagName());
-        }
-    }
-    description.patientId = value(DCM_PatientID);
-    description.patientName = value(DCM_PatientName);
-    description.study = value(DCM_StudyInstanceUID);
-    description.series = value(DCM_SeriesInstanceUID);
-    description.instanceRecord = record(ERT_Series, *type);
-    addUpperRecords(description, before);
-    return description;
-}
-
-void Describer::addUpperRecords(FileDescription& description, const FileDescription* before) {
-    const bool isSamePatient = before != nullptr && before->patientId == description.patientId &&
-                               before->patientName == description.patientName;
-    const bool isSameStudy = isSamePatient && before->study == description.study;
-    const bool isSameSeries = isSameStudy && before->series == description.series;
-    try {
-        // A file without PatientID may get its patient from its study, so a new study needs both records.
-        description.patientRecord = isSameStudy ? "" : record(ERT_root, ERT_Patient);
-        description.studyRecord = isSameStudy ? "" : record(ERT_Patient, ERT_Study);
-        description.seriesRecord = isSameSeries ? "" : record(ERT_Study, ERT_Series);
-    } catch (const std::exception& error) {
-        description.reason = whyUnreadable(error);
-    }
-}
-
-std::string Describer::record(E_DirRecType parent, E_DirRecType type) {
-    const char* const anyFileId = "I0000000"; // DirectoryBuilder sets the right one
-    DcmDirectoryRecord aside(parent, nullptr, OFFilename());
-    DcmDirectoryRecord* const made = addRecord(&aside, type, &mFile, anyFileId, mPath.c_str());
-    if (made == nullptr) {
-        throw std::runtime_error("no " + std::string(recordTypeToName(type).c_str()) + " record can be made of them");
-    }
-    return bytesOf(*made);
-}
 
 } // namespace
 

@@ -11,12 +11,10 @@
 namespace radvex::media {
 
 /// Describes a file. Pixels are not read.
-/// @param hasMark  the file has the mark of a DICOM file. One without it that cannot be read as DICOM is not refused,
-/// but
-///                 not for a directory
+/// @param hasMark  the file has the mark of a DICOM file. One without it that cannot be read is NotForADirectory, and
+///                 not Refused
 /// @param before   the last file that was described and is listed before this one, or null. Records of patient, study
-/// and
-///                 series that both have are left out
+///                 and series that both have are left out
 FileDescription describeFile(const std::string& path, bool hasMark, const FileDescription* before = nullptr);
 
 /// The record that a description holds as bytes.

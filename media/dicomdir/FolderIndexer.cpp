@@ -32,7 +32,7 @@ class FolderIndexer : public FolderIndexing {
     std::size_t fileCount() const override { return mWalk.files.size(); }
 
     FileDescription describe(std::size_t file) override {
-        // Only the description of the file right before is certain to be taken right before.
+        // The records of another file can be relied on only if it was described right before this one.
         if (file == 0 || mDescribed != file - 1) {
             mBefore.reset();
         }

@@ -36,8 +36,7 @@ class IndexOutput {
 
     std::filesystem::path mFolder;
     bool mIsFolderNew = false;
-    std::optional<files::StagingFolder>
-        mStaging{}; ///< inside the folder; empty only during construction and destruction
+    std::optional<files::StagingFolder> mStaging{}; ///< empty only during construction and destruction
     bool mIsPublished = false;
     unsigned mNextNumber = 0; ///< of a File ID
     std::vector<std::filesystem::path> mLinks{};

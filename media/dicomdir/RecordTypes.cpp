@@ -59,29 +59,22 @@ constexpr Arc kArcs[] = {
     {"45.1", ERT_ImplantGroup},
 };
 
-bool isAtOrBelow(std::string_view uid, std::string_view arc) {
-    return uid.starts_with(arc) && (uid.size() == arc.size() || uid[arc.size()] == '.');
-}
-
-const Arc* longestArc(std::string_view uid) {
-    if (!uid.starts_with(kStorage)) {
-        return nullptr;
-    }
-    uid.remove_prefix(kStorage.size());
-    const Arc* found = nullptr;
-    for (const Arc& arc : kArcs) {
-        if (isAtOrBelow(uid, arc.uid) && (found == nullptr || arc.uid.size() > found->uid.size())) {
-            found = &arc;
-        }
-    }
-    return found;
-}
-
 } // namespace
 
 std::optional<E_DirRecType> recordTypeOf(const std::string& sopClassUid, bool hasImage) {
-    if (const Arc* arc = longestArc(sopClassUid)) {
-        return arc->type;
+    const Arc* found = nullptr;
+    if (sopClassUid.starts_with(kStorage)) {
+        const std::string_view uid = std::string_view(sopClassUid).substr(kStorage.size());
+        for (const Arc& arc : kArcs) {
+            const bool isAtOrBelow =
+                uid.starts_with(arc.uid) && (uid.size() == arc.uid.size() || uid[arc.uid.size()] == '.');
+            if (isAtOrBelow && (found == nullptr || arc.uid.size() > found->uid.size())) {
+                found = &arc;
+            }
+        }
+    }
+    if (found != nullptr) {
+        return found->type;
     }
     if (hasImage || dcmIsImageStorageSOPClassUID(sopClassUid.c_str())) {
         return ERT_Image;
