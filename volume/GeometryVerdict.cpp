@@ -9,12 +9,10 @@ const char* findingName(FindingKind kind) {
     return std::ranges::find(kFindingNames, kind, &std::pair<FindingKind, const char*>::first)->second;
 }
 
-bool Verdict::hasErrors() const {
-    return std::any_of(findings.begin(), findings.end(), [](const Finding& finding) { return finding.isError; });
-}
+bool Verdict::hasErrors() const { return std::ranges::any_of(findings, &Finding::isError); }
 
 bool Verdict::has(FindingKind kind) const {
-    return std::any_of(findings.begin(), findings.end(), [&](const Finding& finding) { return finding.kind == kind; });
+    return std::ranges::find(findings, kind, &Finding::kind) != findings.end();
 }
 
 std::string namesOf(const std::vector<std::string>& files) {

@@ -30,9 +30,7 @@ class Stack {
 
     SeriesVolume finish() {
         if (!mOfOtherSize.empty()) {
-            throw formats::VolumeError(
-                "The slices differ in size: " + mFirst + " is " + std::to_string(mResult.header.columns) + " x " +
-                std::to_string(mResult.header.rows) + ". These differ: " + namesOf(mOfOtherSize) + ".");
+            failBecauseOfSizes(mFirst, mResult.header.columns, mResult.header.rows, mOfOtherSize);
         }
         if (!mBuffer && mReason.empty()) {
             throw NoPicturesError("The series holds no pictures.");
@@ -40,8 +38,13 @@ class Stack {
         if (!mBuffer) {
             throw formats::VolumeError("No file of the series can be read: " + mReason);
         }
-        addFinding(mUnreadable, "cannot be read", mUnreadableReason);
-        addFinding(mPictureless, mPictureless.size() == 1 ? "holds no picture" : "hold no picture", "");
+        if (!mUnreadable.empty()) {
+            mResult.findings.push_back(unreadableFiles(std::move(mUnreadable), "cannot be read", mUnreadableReason));
+        }
+        if (!mPictureless.empty()) {
+            const char* const what = mPictureless.size() == 1 ? "holds no picture" : "hold no picture";
+            mResult.findings.push_back(unreadableFiles(std::move(mPictureless), what, ""));
+        }
         mResult.bytes = mBuffer->slices();
         mResult.header.type = mBuffer->type();
         mResult.header.slices = static_cast<vint>(mResult.bytes.size());
@@ -97,14 +100,6 @@ class Stack {
         mUnreadable.push_back(name);
         mUnreadableReason = mUnreadableReason.empty() ? sentence : mUnreadableReason;
         mReason = mReason.empty() ? sentence : mReason;
-    }
-
-    void addFinding(std::vector<std::string>& files, const std::string& what, const std::string& reason) {
-        if (!files.empty()) {
-            const std::string sentence = std::to_string(files.size()) + (files.size() == 1 ? " file " : " files ") +
-                                         what + ": " + namesOf(files) + "." + (reason.empty() ? "" : " " + reason);
-            mResult.findings.push_back({FindingKind::unreadableFile, true, sentence, std::move(files)});
-        }
     }
 
     const media::Medium& mMedium;

@@ -50,10 +50,7 @@ std::vector<FileMetadata> readAllMetadata(const SeriesReading& reading, const Se
         throw formats::VolumeError("No file of the series can be read: " + reason);
     }
     if (!dropped.empty()) {
-        const std::string sentence = std::to_string(dropped.size()) +
-                                     (dropped.size() == 1 ? " file cannot be read: " : " files cannot be read: ") +
-                                     namesOf(dropped) + ". " + reason;
-        result.findings.push_back({FindingKind::unreadableFile, true, sentence, std::move(dropped)});
+        result.findings.push_back(unreadableFiles(std::move(dropped), "cannot be read", reason));
     }
     return files;
 }
@@ -70,9 +67,7 @@ void requirePictures(const std::vector<FileMetadata>& files) {
         }
     }
     if (!others.empty()) {
-        throw formats::VolumeError("The slices differ in size: " + files.front().name() + " is " +
-                                   std::to_string(files.front().columns()) + " x " +
-                                   std::to_string(files.front().rows()) + ". These differ: " + namesOf(others) + ".");
+        failBecauseOfSizes(files.front().name(), files.front().columns(), files.front().rows(), others);
     }
 }
 
@@ -85,9 +80,8 @@ void addSlices(SeriesVolume& result, const std::vector<FileMetadata>& files) {
             longer.push_back(file.name());
         }
     }
-    std::stable_sort(result.slices.begin(), result.slices.end(), [](const SliceRecord& a, const SliceRecord& b) {
-        return a.instanceNumber.value_or(0) < b.instanceNumber.value_or(0);
-    });
+    std::ranges::stable_sort(result.slices, std::less(),
+                             [](const SliceRecord& slice) { return slice.instanceNumber.value_or(0); });
     if (!longer.empty()) {
         const std::string sentence =
             "Only the first frame is in the rendered volume of " + namesOf(longer) + "; without --rendered all are.";

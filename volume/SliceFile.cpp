@@ -1,5 +1,7 @@
 #include "volume/SliceFile.h"
 
+#include <memory>
+
 #include "media/Rendering.h"
 #include "volume/FileMetadata.h"
 #include "workers/Parcel.h"
@@ -9,24 +11,6 @@ namespace radvex::volume {
 namespace {
 
 constexpr vint kStoredValues = 0x40; // image flag: no modality transformation
-
-/// Makes the library close a file, whatever happened to it.
-class ClosingReader {
-  public:
-    ClosingReader(velmora::Host& host, const std::string& path) : mHost(host), mPath(path) {}
-    ~ClosingReader() {
-        try {
-            mHost.call("CloseReader", {mPath});
-        } catch (const std::exception&) { // the file was never opened
-        }
-    }
-    ClosingReader(const ClosingReader&) = delete;
-    ClosingReader& operator=(const ClosingReader&) = delete;
-
-  private:
-    velmora::Host& mHost;
-    const std::string& mPath;
-};
 
 void readSamples(velmora::Host& host, const std::string& path, const FileMetadata& metadata, const Allocate& allocate,
                  SliceFile& file) {
@@ -47,9 +31,15 @@ void readSamples(velmora::Host& host, const std::string& path, const FileMetadat
 
 SliceFile readSliceFile(velmora::Host& host, const std::string& path, const std::string& name,
                         const Allocate& allocate) {
+    const auto close = [&host](const std::string* opened) {
+        try {
+            host.call("CloseReader", {*opened});
+        } catch (const std::exception&) { // the file was never opened
+        }
+    };
+    const std::unique_ptr<const std::string, decltype(close)> closing(&path, close); // whatever happens to the file
     SliceFile file;
     try {
-        const ClosingReader closing(host, path);
         const FileMetadata metadata(host, path, name);
         file.isKnown = true;
         file.seriesNumber = metadata.seriesNumber();

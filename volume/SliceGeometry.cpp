@@ -7,32 +7,9 @@ namespace radvex::volume {
 
 namespace {
 
-const Orientation kAxial{{1, 0, 0}, {0, 1, 0}};
-
-/// Column and row steps.
-formats::VolumeGeometry inPlane(const SliceRecord& slice) {
-    formats::VolumeGeometry geometry;
-    const PixelSpacing spacing = slice.pixelSpacing.value_or(PixelSpacing{});
-    const Orientation directions = slice.orientation.value_or(kAxial);
-    geometry.columnStep = spacing.betweenColumns * directions.alongColumns;
-    geometry.rowStep = spacing.betweenRows * directions.alongRows;
-    return geometry;
-}
-
 /// The distance between slices as their attributes state it, for slices without usable positions.
 double statedDistance(const SliceRecord& slice) {
     return slice.spacingBetweenSlices.value_or(slice.sliceThickness.value_or(1));
-}
-
-/// Heights of slices with positions along their normal.
-std::vector<double> heightsOf(const std::vector<SliceRecord>& slices, const std::vector<std::size_t>& order) {
-    std::vector<double> heights;
-    heights.reserve(order.size());
-    const formats::Vector3 normal = slices[order.front()].orientation->normal();
-    for (const std::size_t index : order) {
-        heights.push_back(dot(*slices[index].position, normal));
-    }
-    return heights;
 }
 
 /// Of two values in the middle the lower one: of a usual gap and one with a missing slice, this is the usual gap.
@@ -61,14 +38,21 @@ double usualGap(const std::vector<double>& gaps) {
 formats::VolumeGeometry geometryOf(const std::vector<SliceRecord>& slices, const Verdict& verdict,
                                    const std::vector<std::size_t>& order) {
     const SliceRecord& first = slices[order.front()];
-    const formats::Vector3 normal = first.orientation.value_or(kAxial).normal();
-    formats::VolumeGeometry geometry = inPlane(first);
+    const Orientation orientation = first.orientation.value_or(Orientation{{1, 0, 0}, {0, 1, 0}});
+    const PixelSpacing spacing = first.pixelSpacing.value_or(PixelSpacing{});
+    const formats::Vector3 normal = orientation.normal();
+    formats::VolumeGeometry geometry;
+    geometry.columnStep = spacing.betweenColumns * orientation.alongColumns;
+    geometry.rowStep = spacing.betweenRows * orientation.alongRows;
     geometry.sliceStep = statedDistance(first) * normal;
     if (!verdict.hasPositions || verdict.has(FindingKind::noPosition) ||
         verdict.has(FindingKind::differentOrientation)) {
         return geometry;
     }
-    const auto heights = heightsOf(slices, order);
+    std::vector<double> heights; // along the normal
+    for (const std::size_t index : order) {
+        heights.push_back(dot(*slices[index].position, normal));
+    }
     const bool isAscending = std::is_sorted(heights.begin(), heights.end());
     const bool isDescending = std::is_sorted(heights.rbegin(), heights.rend());
     auto sorted = heights;

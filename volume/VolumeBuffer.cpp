@@ -11,22 +11,6 @@ namespace radvex::volume {
 
 namespace {
 
-/// Calls `function` with a value of the C++ type of an element type that volumes have.
-template <typename Function>
-void withType(vint type, Function function) {
-    switch (type) {
-    case VNumericArray_S8: return function(std::int8_t{});
-    case VNumericArray_U8: return function(std::uint8_t{});
-    case VNumericArray_S16: return function(std::int16_t{});
-    case VNumericArray_U16: return function(std::uint16_t{});
-    case VNumericArray_S32: return function(std::int32_t{});
-    case VNumericArray_U32: return function(std::uint32_t{});
-    case VNumericArray_F32: return function(float{});
-    case VNumericArray_F64: return function(double{});
-    default: throw formats::VolumeError("The library returned samples of a type that volumes do not have.");
-    }
-}
-
 bool isReal(vint type) { return type == VNumericArray_F32 || type == VNumericArray_F64; }
 
 bool holds(const ValueRange& outer, const ValueRange& inner) {

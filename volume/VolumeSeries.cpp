@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <map>
 
+#include "formats/json/Text.h"
 #include "formats/json/TypeNames.h"
 
 namespace radvex::volume {
@@ -20,6 +21,17 @@ std::vector<SeriesFiles> seriesOf(const std::vector<media::MediumPatient>& patie
         }
     }
     return all;
+}
+
+Finding unreadableFiles(std::vector<std::string> files, const std::string& what, const std::string& reason) {
+    const std::string sentence = formats::counted(files.size(), "file ", "files ") + what + ": " + namesOf(files) +
+                                 "." + (reason.empty() ? "" : " " + reason);
+    return {FindingKind::unreadableFile, true, sentence, std::move(files)};
+}
+
+void failBecauseOfSizes(const std::string& first, vint columns, vint rows, const std::vector<std::string>& others) {
+    throw formats::VolumeError("The slices differ in size: " + first + " is " + std::to_string(columns) + " x " +
+                               std::to_string(rows) + ". These differ: " + namesOf(others) + ".");
 }
 
 formats::Json describeGeometry(const formats::VolumeGeometry& geometry) {

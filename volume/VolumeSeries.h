@@ -43,6 +43,14 @@ class NoPicturesError : public formats::VolumeError {
     using formats::VolumeError::VolumeError;
 };
 
+/// The finding that files cannot be read or hold no picture.
+/// @param what  "cannot be read"
+Finding unreadableFiles(std::vector<std::string> files, const std::string& what, const std::string& reason);
+
+/// @throws VolumeError  names the size of the first file, and the files that differ
+[[noreturn]] void failBecauseOfSizes(const std::string& first, vint columns, vint rows,
+                                     const std::vector<std::string>& others);
+
 /// Steps, origin (null without a position) and spacings, in mm and LPS.
 formats::Json describeGeometry(const formats::VolumeGeometry& geometry);
 

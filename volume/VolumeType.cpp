@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <iterator>
 #include <limits>
+#include <utility>
 
 namespace radvex::volume {
 
@@ -17,6 +19,12 @@ template <typename T>
 constexpr ValueRange limitsOf() {
     return {static_cast<double>(std::numeric_limits<T>::min()), static_cast<double>(std::numeric_limits<T>::max())};
 }
+
+/// The integer types of volumes, in the order in which they are tried.
+constexpr std::pair<vint, ValueRange> kIntegers[] = {
+    {VNumericArray_U8, limitsOf<std::uint8_t>()},   {VNumericArray_S8, limitsOf<std::int8_t>()},
+    {VNumericArray_U16, limitsOf<std::uint16_t>()}, {VNumericArray_S16, limitsOf<std::int16_t>()},
+    {VNumericArray_U32, limitsOf<std::uint32_t>()}, {VNumericArray_S32, limitsOf<std::int32_t>()}};
 
 double magnitude(const ValueRange& range) { return std::max(std::abs(range.lowest), std::abs(range.highest)); }
 
@@ -34,14 +42,8 @@ ValueRange modalityRange(const ModalityRule& rule) {
 } // namespace
 
 ValueRange rangeOf(vint integerType) {
-    switch (integerType) {
-    case VNumericArray_U8: return limitsOf<std::uint8_t>();
-    case VNumericArray_S8: return limitsOf<std::int8_t>();
-    case VNumericArray_U16: return limitsOf<std::uint16_t>();
-    case VNumericArray_S16: return limitsOf<std::int16_t>();
-    case VNumericArray_U32: return limitsOf<std::uint32_t>();
-    default: return limitsOf<std::int32_t>();
-    }
+    const auto* const found = std::ranges::find(kIntegers, integerType, &std::pair<vint, ValueRange>::first);
+    return found == std::end(kIntegers) ? std::rbegin(kIntegers)->second : found->second;
 }
 
 ValueRange rescaled(const ValueRange& stored, const ModalityRule& rule) {
@@ -85,9 +87,7 @@ vint VolumeType::type() const {
     if (!mIsWhole) {
         return mFitsSingle ? VNumericArray_F32 : VNumericArray_F64;
     }
-    for (const vint type : {VNumericArray_U8, VNumericArray_S8, VNumericArray_U16, VNumericArray_S16, VNumericArray_U32,
-                            VNumericArray_S32}) {
-        const ValueRange range = rangeOf(type);
+    for (const auto& [type, range] : kIntegers) {
         if (mLowest >= range.lowest && mHighest <= range.highest) {
             return type;
         }

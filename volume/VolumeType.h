@@ -1,7 +1,8 @@
 #pragma once
 
-#include <optional>
+#include <cstdint>
 
+#include "formats/volumes/VolumeFile.h"
 #include "velmora/VelmoraLibrary.h"
 
 namespace radvex::volume {
@@ -18,7 +19,6 @@ struct ModalityRule {
     vint tableBits = 0; ///< of the entries of a modality table, 0 without one
 
     bool isIdentity() const { return slope == 1 && intercept == 0; }
-    bool operator==(const ModalityRule&) const = default;
 };
 
 /// Finds the smallest element type that holds the values of all slices, from the ranges that their attributes allow.
@@ -51,9 +51,27 @@ struct ValueRange {
     double lowest;
     double highest;
 };
+/// That of s32 for every other type.
 ValueRange rangeOf(vint integerType);
 
 /// Range of stored values after slope and intercept.
 ValueRange rescaled(const ValueRange& stored, const ModalityRule& rule);
+
+/// Calls `function` with a value of the C++ type of an element type that volumes can have.
+/// @throws VolumeError  another type
+template <typename Function>
+auto withType(vint type, Function function) {
+    switch (type) {
+    case VNumericArray_S8: return function(std::int8_t{});
+    case VNumericArray_U8: return function(std::uint8_t{});
+    case VNumericArray_S16: return function(std::int16_t{});
+    case VNumericArray_U16: return function(std::uint16_t{});
+    case VNumericArray_S32: return function(std::int32_t{});
+    case VNumericArray_U32: return function(std::uint32_t{});
+    case VNumericArray_F32: return function(float{});
+    case VNumericArray_F64: return function(double{});
+    default: throw formats::VolumeError("The library returned samples of a type that volumes do not have.");
+    }
+}
 
 } // namespace radvex::volume
