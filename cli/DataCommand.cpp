@@ -5,6 +5,7 @@
 #include "files/Errors.h"
 #include "formats/json/Text.h"
 #include "formats/pictures/Npy.h"
+#include "formats/pictures/NpyHeader.h"
 #include "volume/PixelMeaning.h"
 
 namespace radvex::cli {

@@ -7,7 +7,7 @@
 #include "files/OutputFile.h"
 #include "formats/json/LosslessJson.h"
 #include "formats/json/Text.h"
-#include "media/Indexing.h"
+#include "media/FolderIndex.h"
 
 namespace radvex::cli {
 

@@ -13,7 +13,6 @@
 #include "formats/pictures/Png.h"
 #include "media/Medium.h"
 #include "media/MediumTree.h"
-#include "media/ShownFile.h"
 #include "workers/Parcel.h"
 #include "workers/SharedMemory.h"
 #include "workers/Workers.h"

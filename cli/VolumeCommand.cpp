@@ -9,7 +9,10 @@
 #include "files/OutputFile.h"
 #include "formats/json/Text.h"
 #include "formats/json/TypeNames.h"
-#include "volume/VolumeReport.h"
+#include "volume/ModalityVolumes.h"
+#include "volume/RenderedVolume.h"
+#include "volume/SliceGeometry.h"
+#include "volume/SliceJudge.h"
 
 namespace radvex::cli {
 
@@ -71,7 +74,7 @@ class SeriesRun {
         const auto& order = isSorted ? verdict.byPosition : verdict.byInstance;
         volume.header.geometry = volume::geometryOf(volume.slices, verdict, order);
         if (mOptions.rendered && !verdict.hasOneNumberEach) {
-            volume.header.geometry.isPlaced = false; // which slice is which is not known
+            volume.header.geometry.hasPosition = false; // which slice is which is not known
         }
         const bool isWritten = !verdict.hasErrors() || mOptions.force;
         tell(verdict, volume.header.geometry);
@@ -109,7 +112,7 @@ class SeriesRun {
         }
         if (verdict.hasErrors() && !mOptions.force) {
             mSession.reportRefusal("", mPath + " is not written; --force writes it nevertheless.");
-        } else if (verdict.hasPositions && !geometry.isPlaced) {
+        } else if (verdict.hasPositions && !geometry.hasPosition) {
             printError("warning: " + mPath +
                        ": The slices in this order have no place in space; the file says their "
                        "spacings only.");

@@ -12,7 +12,7 @@
 #include "files/OutputFile.h"
 #include "formats/json/Attributes.h"
 #include "formats/json/Text.h"
-#include "formats/pictures/NewPicture.h"
+#include "formats/pictures/Picture.h"
 #include "formats/pictures/PictureFiles.h"
 
 namespace radvex::cli {
@@ -86,7 +86,7 @@ formats::Attributes readAttributes(const WriteOptions& options, const Request& r
             throw FileError(tag.place + ": the library alone writes the file's meta information.");
         }
         std::erase_if(attributes, [&](const formats::Attribute& each) { return each.keyword == tag.keyword; });
-        attributes.push_back({.keyword = tag.keyword, .place = tag.place, .value = tag.value});
+        attributes.push_back({.keyword = tag.keyword, .source = tag.place, .value = tag.value});
     }
     const auto isWide = [](const auto& given) { return !formats::isAscii(given.value); };
     if (formats::hasWideText(attributes) || std::ranges::any_of(request.defaults, isWide) ||
@@ -124,7 +124,7 @@ std::vector<Value> argumentsOf(const std::string& path, Image image, const forma
 std::string placeOf(const velmora::LibraryError& error, velmora::Host& host, formats::Dictionary& dictionary,
                     const formats::Attributes& attributes, const Request& request) {
     if (const formats::Attribute* refused = formats::findRefused(attributes, error, host, dictionary)) {
-        return refused->place + ": ";
+        return refused->source + ": ";
     }
     for (const Assignment& given : request.defaults) { // some are refused only when they are used
         if (error.name() == "TagWriteError" &&

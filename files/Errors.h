@@ -7,7 +7,7 @@ namespace radvex {
 /// How a run of the command ends.
 enum ExitStatus { kDone = 0, kRefused = 1, kUsage = 2 };
 
-/// Something that a person has to hear about. What it says is a sentence.
+/// An error that is reported to the user. Its text is a sentence.
 class Error : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -20,7 +20,7 @@ class FileError : public Error {
     using Error::Error;
 };
 
-/// Wrong use of the command.
+/// The command was used wrongly.
 class UsageError : public Error {
   public:
     using Error::Error;

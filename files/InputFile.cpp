@@ -31,17 +31,14 @@ Bytes readAll(const std::string& path) {
     if (file == nullptr) {
         failToRead(path, errno);
     }
-    // Grows with what is there and trusts no length: a pipe has none.
+    // Reads to the end instead of asking for the size: a pipe has none.
     constexpr std::size_t kStep = std::size_t{1} << 20;
     Bytes bytes;
-    for (std::size_t length = 0;;) {
+    std::size_t got = kStep;
+    for (std::size_t length = 0; got == kStep; bytes.resize(length)) {
         bytes.resize(length + kStep);
-        const std::size_t got = std::fread(bytes.data() + length, 1, kStep, file.get());
+        got = std::fread(bytes.data() + length, 1, kStep, file.get());
         length += got;
-        if (got < kStep) {
-            bytes.resize(length);
-            break;
-        }
     }
     if (std::ferror(file.get()) != 0) {
         failToRead(path, errno);

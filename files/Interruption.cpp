@@ -1,6 +1,7 @@
 #include "files/Interruption.h"
 
 #include <csignal>
+#include <initializer_list>
 
 namespace radvex::files {
 
@@ -8,29 +9,25 @@ namespace {
 
 volatile std::sig_atomic_t received = 0;
 
-constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
+void record(int number) { received = number; }
 
-void note(int number) { received = number; }
+/// Handles the signals, except those that the process ignores, as under nohup.
+void handleSignals(void (*handler)(int)) {
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        if (std::signal(number, handler) == SIG_IGN) {
+            (void)std::signal(number, SIG_IGN);
+        }
+    }
+}
 
 } // namespace
 
 Interruption::Interruption() {
     received = 0;
-    for (const int number : kSignals) {
-        // A signal that the caller ignores stays ignored (nohup).
-        if (std::signal(number, note) == SIG_IGN) {
-            (void)std::signal(number, SIG_IGN);
-        }
-    }
+    handleSignals(record);
 }
 
-Interruption::~Interruption() {
-    for (const int number : kSignals) {
-        if (std::signal(number, SIG_DFL) == SIG_IGN) {
-            (void)std::signal(number, SIG_IGN);
-        }
-    }
-}
+Interruption::~Interruption() { handleSignals(SIG_DFL); }
 
 int Interruption::signal() const { return received; }
 

@@ -2,7 +2,8 @@
 
 namespace radvex::files {
 
-/// While one lives, the signals that ask a process to end only take note, so that long work can tidy up.
+/// While an object of this class exists, signals that ask the process to end are only recorded, so that long work can
+/// clean up first.
 class Interruption {
   public:
     Interruption();
@@ -10,7 +11,7 @@ class Interruption {
     Interruption(const Interruption&) = delete;
     Interruption& operator=(const Interruption&) = delete;
 
-    /// The signal that came, 0 as long as none did.
+    /// Number of the signal that arrived; 0 if there was none.
     int signal() const;
 };
 

@@ -21,7 +21,7 @@ bool finish(std::FILE* file, bool isWritten) {
     return isWritten && isFlushed;
 }
 
-/// A folder beside a file to be written. What goes wrong is said of the file.
+/// A staging folder beside a file to be written. Its errors name the file, not the folder.
 StagingFolder stagingBeside(const std::string& path) {
     const std::filesystem::path folder = std::filesystem::path(path).parent_path();
     try {
@@ -43,25 +43,23 @@ void copyToStandardOutput(const std::string& name) {
         }
     }
     if (!finish(stdout, isWritten)) {
-        failToWrite(kStandardOutput, errno != 0 ? errno : EIO);
+        throw WriteError(kStandardOutput, errno != 0 ? errno : EIO);
     }
 }
 
 } // namespace
 
-void failToWrite(const std::string& path, int reason) { throw WriteError(path, reason); }
-
 void writeOutputFile(const std::string& path, const std::function<bool(std::FILE*)>& write) {
     if (path == "-") {
         if (!finish(stdout, write(stdout))) {
-            failToWrite(kStandardOutput, errno);
+            throw WriteError(kStandardOutput, errno);
         }
         return;
     }
     writeOutputPath(path, [&](const std::string& temporary) {
         OutputStream file(std::fopen(temporary.c_str(), "wb"), std::fclose);
         if (file == nullptr) {
-            failToWrite(path, errno);
+            throw WriteError(path, errno);
         }
         errno = 0;
         int reason = finish(file.get(), write(file.get())) ? 0 : errno != 0 ? errno : EIO;
@@ -69,7 +67,7 @@ void writeOutputFile(const std::string& path, const std::function<bool(std::FILE
             reason = errno;
         }
         if (reason != 0) {
-            failToWrite(path, reason);
+            throw WriteError(path, reason);
         }
     });
 }
@@ -81,7 +79,7 @@ void writeOutputPath(const std::string& path, const std::function<void(const std
         copyToStandardOutput(staging.file(kStaged));
         return;
     }
-    requireFile(path);
+    requireReplaceable(path);
     const StagingFolder staging = stagingBeside(path);
     write(staging.file(kStaged));
     StagingFolder::publish(staging.file(kStaged), path, true);

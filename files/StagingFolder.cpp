@@ -21,7 +21,7 @@ constexpr const char* kPrefix = ".radvex-";
 
 enum class Hold { Ours, Others, Impossible };
 
-/// Locks a folder. @param descriptor  gets what holds the lock; below 0 when there is none
+/// Locks a folder. @param descriptor  receives the descriptor that holds the lock, -1 if there is none
 Hold lock(const std::string& folder, int& descriptor) {
     descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (descriptor < 0) {
@@ -42,19 +42,19 @@ bool isStagingFolder(const fs::directory_entry& entry) {
            entry.is_directory(ignored);
 }
 
-/// Renames as far as the file system can without replacing. @return false with the reason in errno
+/// Renames without replacing, as well as the file system can. @return false with the reason in errno
 bool renameToFreeName(const std::string& staged, const std::string& target) {
     if (renameat2(AT_FDCWD, staged.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0) {
         return true;
     }
-    if (errno != EINVAL && errno != ENOSYS) { // some network file systems; a second name replaces nothing either
+    if (errno != EINVAL && errno != ENOSYS) { // some network file systems; a hard link replaces nothing either
         return false;
     }
     if (link(staged.c_str(), target.c_str()) == 0) {
         unlink(staged.c_str());
         return true;
     }
-    if (errno != EPERM && errno != EOPNOTSUPP && errno != ENOSYS) { // nor are there second names
+    if (errno != EPERM && errno != EOPNOTSUPP && errno != ENOSYS) { // no hard links either
         return false;
     }
     std::error_code error;
@@ -72,27 +72,27 @@ WriteError::WriteError(const std::string& path, int reason)
 
 StagingFolder::StagingFolder() {
     std::error_code error;
-    const fs::path place = fs::temp_directory_path(error);
+    const fs::path parent = fs::temp_directory_path(error);
     try {
         if (error) {
-            throw WriteError(place.string(), error.value());
+            throw WriteError(parent.string(), error.value());
         }
-        make(place.string());
+        make(parent.string());
     } catch (const WriteError& failure) {
         throw FileError("No temporary folder can be made: " + std::string(std::strerror(failure.reason())) +
-                        ". TMPDIR names another place for it.");
+                        ". TMPDIR can name another folder for it.");
     }
 }
 
-StagingFolder::StagingFolder(const std::string& place) { make(place); }
+StagingFolder::StagingFolder(const std::string& parent) { make(parent); }
 
-void StagingFolder::make(const std::string& place) {
-    // Who looks for leftovers may take a folder for one before it is locked; then there has to be another.
-    // A file system without locks costs the tidying up after a killed run, no more.
+void StagingFolder::make(const std::string& parent) {
+    // Until it is locked, another process may take the folder for a leftover and remove it; then a new one is made.
+    // On a file system without locks, only the removal of leftovers is lost.
     for (bool isOurs = false; !isOurs;) {
-        std::string pattern = (fs::path(place) / (std::string(kPrefix) + "XXXXXX")).string();
+        std::string pattern = (fs::path(parent) / (std::string(kPrefix) + "XXXXXX")).string();
         if (mkdtemp(pattern.data()) == nullptr) {
-            throw WriteError(place, errno);
+            throw WriteError(parent, errno);
         }
         mPath = pattern;
         const Hold hold = lock(mPath, mLock);
@@ -118,7 +118,7 @@ void StagingFolder::leaveToOwner() {
 
 void StagingFolder::publish(const std::string& staged, const std::string& target, bool mayReplace) {
     if (mayReplace) {
-        requireFile(target);
+        requireReplaceable(target);
     }
     const bool isNamed =
         mayReplace ? std::rename(staged.c_str(), target.c_str()) == 0 : renameToFreeName(staged, target);
@@ -127,9 +127,9 @@ void StagingFolder::publish(const std::string& staged, const std::string& target
     }
 }
 
-void StagingFolder::removeLeftovers(const std::string& place) {
+void StagingFolder::removeLeftovers(const std::string& parent) {
     std::error_code error;
-    for (fs::directory_iterator entry(place, error); !error && entry != fs::directory_iterator();
+    for (fs::directory_iterator entry(parent, error); !error && entry != fs::directory_iterator();
          entry.increment(error)) {
         int descriptor = -1;
         if (isStagingFolder(*entry) && lock(entry->path().string(), descriptor) == Hold::Ours) {
@@ -140,11 +140,11 @@ void StagingFolder::removeLeftovers(const std::string& place) {
     }
 }
 
-void requireFile(const std::string& path) {
+void requireReplaceable(const std::string& path) {
     std::error_code ignored;
     const auto status = fs::status(path, ignored);
     if (fs::exists(status) && !fs::is_regular_file(status)) {
-        throw FileError(path + " cannot be written: something is there that is no file.");
+        throw FileError(path + " cannot be written: it exists and is not a regular file.");
     }
 }
 

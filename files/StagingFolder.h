@@ -6,7 +6,7 @@
 
 namespace radvex::files {
 
-/// Something cannot be written; the sentence has the system's reason.
+/// A file or folder cannot be written. The sentence contains the system's reason.
 class WriteError : public FileError {
   public:
     WriteError(const std::string& path, int reason);
@@ -16,14 +16,14 @@ class WriteError : public FileError {
     int mReason;
 };
 
-/// A private, hidden folder: files are made in it and get their names when they are whole. What is left in it goes with
-/// this object.
+/// A private, hidden folder in which files are made before they get their final names. It is removed with this object,
+/// with everything left in it.
 class StagingFolder {
   public:
-    /// In the place for temporary files. @throws FileError
+    /// In the system's folder for temporary files. @throws FileError
     StagingFolder();
-    /// @param place  an existing folder, beside the files to be written @throws WriteError
-    explicit StagingFolder(const std::string& place);
+    /// @param parent  an existing folder, on the file system of the files to be written @throws WriteError
+    explicit StagingFolder(const std::string& parent);
     ~StagingFolder();
     StagingFolder(const StagingFolder&) = delete;
     StagingFolder& operator=(const StagingFolder&) = delete;
@@ -31,25 +31,25 @@ class StagingFolder {
     const std::string& path() const { return mPath; }
     std::string file(const std::string& name) const { return mPath + '/' + name; }
 
-    /// For a process that was forked from the one that made the folder: that one alone holds it from here on.
+    /// Gives up the lock. For a forked process, so that only the process that made the folder holds it.
     void leaveToOwner();
 
-    /// Gives a finished file its name. What is no file is never replaced.
-    /// @param mayReplace  a file of that name that is there already
-    /// @throws FileError  a WriteError where the system refused
+    /// Gives a finished file its final name. Only regular files are ever replaced.
+    /// @param mayReplace  whether an existing file of that name may be replaced
+    /// @throws FileError  a WriteError when the system refused
     static void publish(const std::string& staged, const std::string& target, bool mayReplace);
 
-    /// Removes folders that runs which were killed left in a place: those that no process holds.
-    static void removeLeftovers(const std::string& place);
+    /// Removes the staging folders that killed runs left in a folder: those that no process holds.
+    static void removeLeftovers(const std::string& parent);
 
   private:
-    void make(const std::string& place);
+    void make(const std::string& parent);
 
     std::string mPath{};
     int mLock = -1; ///< held while this object lives
 };
 
-/// Renaming would put a file in the place of a device. @throws FileError  something is there that is no file
-void requireFile(const std::string& path);
+/// Renaming onto a device would replace the device. @throws FileError  the path exists and is not a regular file
+void requireReplaceable(const std::string& path);
 
 } // namespace radvex::files

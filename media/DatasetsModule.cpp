@@ -15,12 +15,12 @@ namespace fs = std::filesystem;
 
 constexpr const char* kModuleFile = "radvexDatasets.so";
 
-/// Beside the program or where it is installed; else the run path decides.
+/// Looks beside the program and where it is installed; otherwise the run path decides.
 void* openModule() {
     std::error_code error;
     const fs::path folder = fs::read_symlink("/proc/self/exe", error).parent_path();
-    for (const char* place : {"../lib", RADVEX_INSTALLED_LIBRARIES, "."}) {
-        const fs::path candidate = folder / place / kModuleFile;
+    for (const char* relative : {"../lib", RADVEX_INSTALLED_LIBRARIES, "."}) {
+        const fs::path candidate = folder / relative / kModuleFile;
         if (fs::exists(candidate, error)) {
             return dlopen(candidate.c_str(), RTLD_NOW | RTLD_LOCAL);
         }
@@ -31,7 +31,7 @@ void* openModule() {
 } // namespace
 
 void* datasetsEntry(const char* name, const char* purpose) {
-    static void* const module = openModule(); // stays: DCMTK is not made to be unloaded
+    static void* const module = openModule(); // never unloaded: DCMTK does not support it
     void* const entry = module == nullptr ? nullptr : dlsym(module, name);
     if (entry == nullptr) {
         const char* reason = dlerror();

@@ -8,11 +8,7 @@
 
 namespace radvex::media {
 
-namespace {
-
 constexpr std::size_t kMarkEnd = 132;
-
-} // namespace
 
 FileStart::FileStart(const std::string& path) {
     constexpr std::size_t kEnough = 4096; // for the first elements of the meta information
@@ -39,14 +35,14 @@ bool FileStart::mayBeBareDataset() const {
 }
 
 bool FileStart::isDirectory() const {
-    // The meta information is little-endian with types (PS3.10 7.1). OB, the one with a long length, comes first.
+    // The meta information is Explicit VR Little Endian (PS3.10 7.1). The length of a UI value has two bytes.
     constexpr std::string_view kClassElement("\x02\x00\x02\x00UI", 6);
     constexpr std::string_view kDirectoryClass = "1.2.840.10008.1.3.10";
     constexpr std::size_t kLengthSize = 2;
     const std::string_view text(reinterpret_cast<const char*>(mBytes.data()), mBytes.size());
-    const std::size_t place = hasMark() ? text.find(kClassElement, kMarkEnd) : std::string_view::npos;
-    return place != std::string_view::npos &&
-           text.substr(place + kClassElement.size() + kLengthSize).starts_with(kDirectoryClass);
+    const std::size_t offset = hasMark() ? text.find(kClassElement, kMarkEnd) : std::string_view::npos;
+    return offset != std::string_view::npos &&
+           text.substr(offset + kClassElement.size() + kLengthSize).starts_with(kDirectoryClass);
 }
 
 } // namespace radvex::media

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <string>
 #include <vector>
 
@@ -9,18 +8,18 @@ namespace radvex::media {
 /// The first bytes of a file, enough to tell whether it may be DICOM without parsing it.
 class FileStart {
   public:
-    /// Not to hang, a pipe or device is not waited for.
+    /// Does not wait for a pipe or device.
     explicit FileStart(const std::string& path);
 
     bool isRead() const { return mReason == 0; }
-    /// The system's number for why it cannot be read.
+    /// The errno of the failure to read it.
     int reason() const { return mReason; }
 
-    /// The mark "DICM" behind the preamble.
+    /// The preamble is followed by "DICM".
     bool hasMark() const;
-    /// A dataset without the mark begins with an element of one of the first groups, in either byte order.
+    /// It begins with an element of group 2 or 8, in either byte order, as a dataset without preamble does.
     bool mayBeBareDataset() const;
-    /// The meta information says that the file is a directory of a medium.
+    /// The meta information says that the file is a DICOMDIR.
     bool isDirectory() const;
 
   private:

@@ -1,17 +1,16 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "media/FileDescription.h"
+#include "workers/Workers.h"
 
 namespace radvex::media {
 
 struct IndexedFile {
-    std::string fileId{}; ///< "I0000000": name of the link beside the DICOMDIR, and its File ID in there
-    std::string path{};   ///< the file as the user would name it: the folder as given and the way below it
+    std::string fileId{}; ///< "I0000000": the name of the link beside the DICOMDIR, and the File ID in it
+    std::string path{};   ///< the file as the user would name it: the folder as given, and the path below it
 };
 
 struct RefusedFile {
@@ -20,46 +19,34 @@ struct RefusedFile {
 };
 
 struct FolderIndex {
-    std::string dicomdir{}; ///< path of the DICOMDIR; empty when no file could be indexed: then nothing was written
+    std::string dicomdir{}; ///< path of the DICOMDIR; empty if no file could be indexed, and nothing was written
     std::vector<IndexedFile> files{};
     std::size_t patientCount = 0;
     std::size_t studyCount = 0;
     std::size_t seriesCount = 0;
     std::size_t skippedCount = 0;       ///< files that are not DICOM, and media directories
-    std::vector<RefusedFile> refused{}; ///< DICOM files that could not be indexed, and what could not be read at all
+    std::vector<RefusedFile> refused{}; ///< DICOM files that cannot be indexed, and what cannot be read
 };
 
-/// Indexes a folder and everything below it: writes a DICOMDIR into the folder `place`, and beside it a symbolic link
-/// of 8 characters for each file, since a File ID cannot say the names that people give to files.
+/// Indexes a folder and everything below it: writes a DICOMDIR into the folder `output`, and beside it a symbolic link
+/// for each file, named with 8 characters, since a File ID cannot hold the names that people give to files.
 ///
-/// Files are taken in the order of their paths, byte by byte. Links to folders are not followed, and a link to a file
-/// that lies below the folder anyway is that file once more and left out; so the links of an earlier index are no
-/// obstacle. Only regular files are opened, and none is changed. Several files of one instance are all indexed.
-/// Attributes that a directory record needs and the file lacks (patient and study ID, numbers) are invented; the three
-/// UIDs of study, series and instance are not.
+/// Files are taken in the order of their paths, byte by byte. Links to folders are not followed. A link to a file below
+/// the folder is skipped, because that file is indexed anyway; so the links of an earlier index do no harm. Only
+/// regular files are opened, and none is changed. Several files of one instance are all indexed. Attributes that a
+/// directory record needs and the file lacks (patient and study ID, numbers) are invented; the UIDs of study, series
+/// and instance are not. The files are read by other processes: a file that crashes its process is refused, and the
+/// others go on.
 ///
-/// What was made in `place` goes with this object, unless it was finished.
-class FolderIndexing {
-  public:
-    virtual ~FolderIndexing() = default;
+/// @param output  made if it does not exist. It must not be or contain the folder, unless the links may join its files
+/// @param jobs    processes at a time; 0: this one reads the files
+/// @throws FileError  a sentence: the folder cannot be read, there is a DICOMDIR in `output` already, or it cannot be
+///                    written there. Nothing is left in `output`
+FolderIndex indexFolder(const std::string& folder, const std::string& output, std::size_t jobs,
+                        const workers::Progress& progress);
 
-    virtual std::size_t fileCount() const = 0;
-    /// Reads a file. Changes nothing that is seen from outside: a copy of this process may do it.
-    virtual FileDescription describe(std::size_t file) = 0;
-    /// Takes a description; file after file in their order.
-    /// @throws std::runtime_error  a sentence: `place` cannot be written
-    virtual void take(std::size_t file, const FileDescription& description) = 0;
-    /// Writes the DICOMDIR when there was a file for it.
-    /// @throws std::runtime_error  a sentence: there is one in `place` already, or it cannot be written there
-    virtual FolderIndex finish() = 0;
-};
-
-/// Entry of radvexDatasets.so that starts an indexing, with the result in its last argument.
-/// @throws std::runtime_error  a sentence: the folder cannot be read, there is a DICOMDIR in `place` already, or it
-///                             cannot be written there
-using StartIndexingEntry = void (*)(const std::string& folder, const std::string& place,
-                                    std::unique_ptr<FolderIndexing>& indexing);
-
-inline constexpr const char* kStartIndexingEntry = "radvexStartIndexing";
+/// Sentences about what an index leaves out: the number of skipped files, and for each refused file the reason. None if
+/// every file was indexed.
+std::vector<std::string> whatIsLeftOut(const FolderIndex& index);
 
 } // namespace radvex::media

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <stdexcept>
 
 namespace radvex::media {
@@ -16,27 +17,24 @@ class Walker {
 
     FolderWalk walk() {
         mFolders.push_back("");
-        while (!mFolders.empty()) { // no recursion: folders nest as deep as a file system lets them
+        while (!mFolders.empty()) { // not recursive: folders may be nested very deep
             const std::string folder = mFolders.back();
             mFolders.pop_back();
             list(folder);
         }
         std::sort(mWalk.files.begin(), mWalk.files.end());
-        std::sort(mWalk.refused.begin(), mWalk.refused.end(),
-                  [](const RefusedFile& left, const RefusedFile& right) { return left.path < right.path; });
+        std::ranges::sort(mWalk.refused, std::less(), &RefusedFile::path);
         return std::move(mWalk);
     }
 
   private:
-    fs::path absolute(const std::string& relative) const { return fs::path(mWalk.root) / relative; }
-
     void refuse(const std::string& path, const std::error_code& error) {
         mWalk.refused.push_back({path, "it cannot be read: " + error.message()});
     }
 
     void list(const std::string& folder) {
         std::error_code error;
-        fs::directory_iterator entry(absolute(folder), error);
+        fs::directory_iterator entry(fs::path(mWalk.root) / folder, error);
         for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
             const std::string name = entry->path().filename().string();
             take(*entry, folder.empty() ? name : folder + '/' + name);
@@ -58,7 +56,7 @@ class Walker {
                 mFolders.push_back(path);
             }
         } else if (status.type() == fs::file_type::regular) {
-            if (!isLink || !isBelowTheRoot(entry.path())) {
+            if (!isLink || !isBelowRoot(entry.path())) {
                 mWalk.files.push_back(path);
             }
         } else if (status.type() == fs::file_type::not_found || status.type() == fs::file_type::none) {
@@ -68,7 +66,7 @@ class Walker {
         }
     }
 
-    bool isBelowTheRoot(const fs::path& link) const {
+    bool isBelowRoot(const fs::path& link) const {
         std::error_code error;
         const std::string target = fs::canonical(link, error).string();
         const std::string start = mWalk.root == "/" ? mWalk.root : mWalk.root + '/';
@@ -88,7 +86,7 @@ FolderWalk walkFolder(const std::string& folder) {
         throw std::runtime_error(folder + " cannot be read: " + error.message() + ".");
     }
     if (!fs::is_directory(root, error)) {
-        throw std::runtime_error(folder + " is no folder.");
+        throw std::runtime_error(folder + " is not a folder.");
     }
     return Walker(root).walk();
 }

@@ -3,7 +3,7 @@
 #include <filesystem>
 
 #include "files/Errors.h"
-#include "media/Indexing.h"
+#include "media/FolderIndex.h"
 
 namespace radvex::media {
 
@@ -13,7 +13,7 @@ namespace fs = std::filesystem;
 
 bool isNamedAsDicomdir(const std::string& path) { return path.ends_with("DICOMDIR") || path.ends_with("dicomdir"); }
 
-/// Path of the DICOMDIR that a folder holds; empty when it holds none.
+/// Path of the DICOMDIR in a folder; empty if there is none.
 std::string dicomdirIn(const std::string& folder) {
     for (const char* name : {"DICOMDIR", "dicomdir"}) {
         const fs::path path = fs::path(folder) / name;
@@ -37,34 +37,34 @@ std::string whyEmpty(const std::string& folder, const FolderIndex& index) {
 
 } // namespace
 
-Medium::Medium(const std::string& place, std::size_t jobs, const workers::Progress& progress) : mPlace(place) {
+Medium::Medium(const std::string& path, std::size_t jobs, const workers::Progress& progress) : mPath(path) {
     std::error_code error;
-    const fs::file_status status = fs::status(place, error);
+    const fs::file_status status = fs::status(path, error);
     if (status.type() == fs::file_type::directory) {
-        mDicomdir = dicomdirIn(place);
+        mDicomdir = dicomdirIn(path);
         if (mDicomdir.empty()) {
             makeIndex(jobs, progress);
         }
-    } else if (isNamedAsDicomdir(place)) {
-        mDicomdir = place; // the library says what is wrong with it
+    } else if (isNamedAsDicomdir(path)) {
+        mDicomdir = path; // if anything is wrong with it, the library says so
     } else if (status.type() == fs::file_type::not_found || status.type() == fs::file_type::none) {
-        throw FileError(place + " cannot be read: " + error.message() + ".");
+        throw FileError(path + " cannot be read: " + error.message() + ".");
     } else {
         throw UsageError(
-            place + " is not read as a DICOMDIR, because its name does not end in DICOMDIR. Give the folder of the "
-                    "files, or rename it to DICOMDIR.");
+            path + " is not read as a DICOMDIR, because its name does not end in DICOMDIR. Give the folder of the "
+                   "files, or rename it to DICOMDIR.");
     }
 }
 
 void Medium::makeIndex(std::size_t jobs, const workers::Progress& progress) {
     mIndexed = std::make_unique<files::StagingFolder>();
-    mIndex = indexFolder(mPlace, mIndexed->path(), jobs, progress);
+    mIndex = indexFolder(mPath, mIndexed->path(), jobs, progress);
     if (mIndex.files.empty()) {
-        throw FileError(whyEmpty(mPlace, mIndex));
+        throw FileError(whyEmpty(mPath, mIndex));
     }
     mDicomdir = mIndex.dicomdir;
     for (const IndexedFile& file : mIndex.files) {
-        mPathOfLink.emplace(file.fileId, file.path);
+        mPathByFileId.emplace(file.fileId, file.path);
     }
 }
 
@@ -76,24 +76,24 @@ std::string Medium::userPath(const std::string& libraryPath) const {
 
 std::string Medium::userPathOf(const std::string& name) const {
     if (name == "DICOMDIR") {
-        return mPlace;
+        return mPath;
     }
-    const auto link = mPathOfLink.find(name);
-    return link == mPathOfLink.end() ? "" : link->second;
+    const auto link = mPathByFileId.find(name);
+    return link == mPathByFileId.end() ? "" : link->second;
 }
 
 std::string Medium::userText(std::string message) const {
     if (!isIndexed()) {
         return message;
     }
-    constexpr std::size_t kNameLength = 8; // of a link, and of DICOMDIR
-    const std::string& place = mIndexed->path();
-    for (std::size_t at = message.find(place); at != std::string::npos; at = message.find(place, at)) {
-        const std::size_t end = at + place.size();
+    constexpr std::size_t kNameLength = 8; // of the links, and of "DICOMDIR"
+    const std::string& folder = mIndexed->path();
+    for (std::size_t at = message.find(folder); at != std::string::npos; at = message.find(folder, at)) {
+        const std::size_t end = at + folder.size();
         const bool hasName = end < message.size() && message[end] == '/';
         const std::string mapped = hasName ? userPathOf(message.substr(end + 1, kNameLength)) : "";
-        const std::string& shown = mapped.empty() ? mPlace : mapped;
-        message.replace(at, place.size() + (mapped.empty() ? 0 : 1 + kNameLength), shown);
+        const std::string& shown = mapped.empty() ? mPath : mapped;
+        message.replace(at, folder.size() + (mapped.empty() ? 0 : 1 + kNameLength), shown);
         at += shown.size();
     }
     return message;

@@ -1,5 +1,6 @@
 #include "media/MediumTree.h"
 
+#include <regex>
 #include <unordered_map>
 
 #include "files/Errors.h"
@@ -15,11 +16,11 @@ using velmora::Value;
 
 namespace {
 
-/// Steps through the nodes of an information result beside those of the structure. Both are in directory order, but
-/// only the structure leaves out what has no key.
-class Beside {
+/// Steps through the nodes of an information result in parallel with those of the structure. Both are in directory
+/// order, but only the structure leaves out records without a key.
+class ParallelNodes {
   public:
-    explicit Beside(StoreView store) : mNode(store.begin()), mEnd(store.end()) {}
+    explicit ParallelNodes(StoreView store) : mNode(store.begin()), mEnd(store.end()) {}
 
     StoreView next(std::string_view key) {
         while (mNode != mEnd && (*mNode).name() != key) {
@@ -38,7 +39,7 @@ class Beside {
     StoreView::Iterator mEnd;
 };
 
-/// Reads the tree: the structure, and what the records say where that is asked for.
+/// Reads the structure of the directory and, if asked for, the attributes of its records.
 class TreeReader {
   public:
     TreeReader(velmora::Host& host, const std::string& dicomdir, const Selection& selection)
@@ -58,14 +59,14 @@ class TreeReader {
         const auto& [patient, study, series] = mSelection;
         const Value structure = mHost.call("ReadDICOMDIRStructure", {mDicomdir, patient, study, series, true});
         std::vector<MediumPatient> patients;
-        Beside patientFields(viewOf(mPatients));
-        Beside studiesOfPatients(viewOf(mStudies));
-        Beside seriesOfPatients(viewOf(mSeries));
+        ParallelNodes patientFields(viewOf(mPatients));
+        ParallelNodes studiesOfPatients(viewOf(mStudies));
+        ParallelNodes seriesOfPatients(viewOf(mSeries));
         for (const NodeView node : structure.get<Store>()) {
             const StoreView fields = patientFields.next(node.name());
             MediumPatient one{std::string(node.name()), textOf(fields, "PatientID"), textOf(fields, "PatientName"), {}};
-            Beside studyFields(studiesOfPatients.next(node.name()));
-            Beside seriesOfStudies(seriesOfPatients.next(node.name()));
+            ParallelNodes studyFields(studiesOfPatients.next(node.name()));
+            ParallelNodes seriesOfStudies(seriesOfPatients.next(node.name()));
             for (const NodeView studyNode : node.store()) {
                 one.studies.push_back(
                     studyOf(studyNode, studyFields.next(studyNode.name()), seriesOfStudies.next(studyNode.name())));
@@ -81,7 +82,7 @@ class TreeReader {
     }
     static std::string textOf(StoreView fields, std::string_view key) { return std::string(fields.text(key)); }
 
-    /// Modality by SeriesInstanceUID: the one thing that is asked of the records themselves.
+    /// Modality by SeriesInstanceUID. Only the records themselves have it.
     void readModalities() {
         const Value found = mHost.call("ReadMetadata", {mDicomdir, Store::ofTexts({"DirectoryRecordSequence"}), false});
         for (const NodeView sequence : found.get<Store>()) {
@@ -112,7 +113,7 @@ class TreeReader {
                           textOf(fields, "StudyDate"),
                           textOf(fields, "StudyDescription"),
                           {}};
-        Beside fieldsOfSeries(seriesFields);
+        ParallelNodes fieldsOfSeries(seriesFields);
         for (const NodeView series : node.store()) {
             study.series.push_back(seriesOf(series, fieldsOfSeries.next(series.name())));
         }
@@ -140,7 +141,7 @@ std::vector<MediumPatient> listMedium(velmora::Host& host, const Medium& medium,
         return workers::toParcel(reader.read());
     };
     try {
-        return workers::fromParcel<std::vector<MediumPatient>>(workers::workAlone(jobs, medium.place(), read));
+        return workers::fromParcel<std::vector<MediumPatient>>(workers::workAlone(jobs, medium.path(), read));
     } catch (const FileError& error) {
         throw FileError(medium.userText(error.what()));
     }
@@ -148,6 +149,31 @@ std::vector<MediumPatient> listMedium(velmora::Host& host, const Medium& medium,
 
 Selection selectionOf(const MediumPatient& patient, const MediumStudy& study, const MediumSeries& series) {
     return {exactPattern(patient.id), exactPattern(study.uid), exactPattern(series.uid)};
+}
+
+std::string whyUnusable(const std::string& pattern) {
+    constexpr std::size_t kLongest = 1024; // the library's limit too: the matcher's call stack grows with the pattern
+    try {
+        if (pattern.size() > kLongest) {
+            throw std::regex_error(std::regex_constants::error_space);
+        }
+        (void)std::regex(pattern, std::regex::ECMAScript);
+        return "";
+    } catch (const std::regex_error& error) {
+        return error.what();
+    }
+}
+
+std::string exactPattern(const std::string& text) {
+    static const std::string kSpecial = R"(^$\.*+?()[]{}|/)";
+    std::string pattern;
+    for (const char letter : text) {
+        if (kSpecial.find(letter) != std::string::npos) {
+            pattern += '\\';
+        }
+        pattern += letter;
+    }
+    return pattern;
 }
 
 } // namespace radvex::media

@@ -6,11 +6,10 @@
 
 #include "host/Host.h"
 #include "media/Medium.h"
-#include "media/Selection.h"
 
 namespace radvex::media {
 
-// What the records of a DICOMDIR say, level by level. Texts are empty where a record says nothing.
+// The records of a DICOMDIR, level by level. Texts are empty if a record does not have the attribute.
 
 struct MediumSeries {
     std::string key{}; ///< SeriesInstanceUID, else SeriesNumber
@@ -51,11 +50,26 @@ struct MediumPatient {
     }
 };
 
-/// What of a record is asked for beside its key and its files.
+/// Patterns that select patients, studies and series: ECMAScript regular expressions that have to match the whole
+/// value.
+struct Selection {
+    std::string patient = ".*"; ///< on PatientID
+    std::string study = ".*";   ///< on StudyInstanceUID
+    std::string series = ".*";  ///< on SeriesInstanceUID
+};
+
+/// Finds out what is wrong with a pattern, since the library only returns a code.
+/// @return why the pattern cannot be used, as part of a sentence; empty if it can
+std::string whyUnusable(const std::string& pattern);
+
+/// The pattern that matches this text and nothing else.
+std::string exactPattern(const std::string& text);
+
+/// What is read from the records, beside their keys and files.
 enum class Records { keys, all };
 
-/// The patients, studies and series that are chosen, in directory order. Studies and series that have no key are not
-/// there: the library leaves them out of every result. Read by a process of its own, which the directory may take down.
+/// The selected patients, studies and series, in directory order. Studies and series without a key are missing, because
+/// the library leaves them out of every result. The directory is read by a process of its own, which it may crash.
 /// @param jobs  0: this process reads the directory
 /// @throws FileError  a sentence in the user's paths: the library's, or how the process ended
 std::vector<MediumPatient> listMedium(velmora::Host& host, const Medium& medium, const Selection& selection,

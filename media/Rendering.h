@@ -1,12 +1,16 @@
 #pragma once
 
 #include <optional>
+#include <string>
+#include <tuple>
+#include <vector>
 
+#include "host/Host.h"
 #include "host/Value.h"
 
 namespace radvex::media {
 
-/// The image flags of every call: what the library's own callers use.
+/// The image flags of every call: those that the library's own callers pass.
 inline constexpr vint kImageFlags = 1;
 
 /// A window on the rescaled values, in their unit.
@@ -15,21 +19,42 @@ struct Window {
     double center = 0;
 };
 
-/// How values become the grey of pictures.
+/// How values become grey levels.
 struct Rendering {
     enum class Scaling {
         minMax,       ///< from the smallest to the largest value of a picture
-        trimmed,      ///< the same without extreme values
-        none,         ///< what DCMTK does by itself
+        trimmed,      ///< the same, without extreme values
+        none,         ///< what DCMTK does by default
         commonWindow, ///< one window for all pictures of a series, from its smallest to its largest value
     };
 
     Scaling scaling = Scaling::minMax;
-    std::optional<Window> window{}; ///< counts in place of the scaling
-    bool hasOverlays = false;       ///< burn overlay planes into the pictures
+    std::optional<Window> window{}; ///< used instead of the scaling
+    bool hasOverlays = false;       ///< overlay planes are burnt into the pictures
 
     /// Window and scaling as the library takes them.
     velmora::Tensor scalingTensor() const;
 };
+
+/// The pictures of one file of a series.
+struct ShownFile {
+    bool isOpen = false;             ///< the library opened it, so the order of the series includes it
+    long number = 0;                 ///< InstanceNumber, 0 for none
+    std::string error{};             ///< why there is no picture; empty if there is one
+    std::vector<std::string> pngs{}; ///< PNG files, one for each frame
+
+    template <typename Self>
+    static auto fields(Self& self) {
+        return std::tie(self.isOpen, self.number, self.error, self.pngs);
+    }
+};
+
+/// Renders a file, each picture with its own window or the chosen one.
+/// @param path  as the library takes it
+ShownFile showFile(velmora::Host& host, const std::string& path, const Rendering& rendering);
+
+/// Indices of the open files in the library's order of a series: by InstanceNumber, and for equal numbers in the order
+/// that the library's sorting happens to leave.
+std::vector<std::size_t> libraryOrder(const std::vector<ShownFile>& files);
 
 } // namespace radvex::media

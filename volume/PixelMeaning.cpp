@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "volume/SliceRecord.h"
+#include "volume/VolumeType.h"
 
 namespace radvex::volume {
 
@@ -60,17 +61,9 @@ Statistics statisticsOf(const velmora::Image& image) {
 
 Statistics statisticsOf(const VelmoraNumericArray& array) {
     const auto count = static_cast<std::size_t>(array.length);
-    const void* data = array.data.get();
-    switch (array.type) {
-    case VNumericArray_S8: return statisticsOf(static_cast<const std::int8_t*>(data), count);
-    case VNumericArray_U8: return statisticsOf(static_cast<const std::uint8_t*>(data), count);
-    case VNumericArray_S16: return statisticsOf(static_cast<const std::int16_t*>(data), count);
-    case VNumericArray_U16: return statisticsOf(static_cast<const std::uint16_t*>(data), count);
-    case VNumericArray_S32: return statisticsOf(static_cast<const std::int32_t*>(data), count);
-    case VNumericArray_U32: return statisticsOf(static_cast<const std::uint32_t*>(data), count);
-    case VNumericArray_F32: return statisticsOf(static_cast<const float*>(data), count);
-    default: return statisticsOf(static_cast<const double*>(data), count);
-    }
+    return withType(array.type, [&](auto sample) {
+        return statisticsOf(static_cast<const decltype(sample)*>(array.data.get()), count);
+    });
 }
 
 void addStatistics(formats::Json& json, const Statistics& statistics) {

@@ -8,21 +8,21 @@
 
 namespace radvex::volume {
 
-/// What the stored pixel values of a file mean, as its attributes say.
+/// The meaning of the stored pixel values of a file, from its attributes.
 struct PixelMeaning {
     vint frames = 1;
     bool isSigned = false;
     std::optional<vint> bitsStored{};
     std::optional<double> slope{};
     std::optional<double> intercept{};
-    std::string unit{}; ///< of the rescaled values; empty when the file does not say
+    std::string unit{}; ///< of the rescaled values; empty if unknown
     std::string photometricInterpretation{};
 };
 
 PixelMeaning readPixelMeaning(velmora::Host& host, const std::string& file);
 
-/// The same as JSON members; what is not known is null. "polarity" is that of the numbers that leave the command: a
-/// rendered grey picture is MONOCHROME2 whatever the file is, values as they are keep the file's, colour has none.
+/// The same as JSON members; unknown ones are null. "polarity" is that of the numbers that the command gives:
+/// MONOCHROME2 for a rendered grey picture, that of the file for unrendered values, and null for colour.
 formats::Json describeMeaning(const PixelMeaning& meaning, bool isRendered);
 
 /// Smallest, largest and mean value.

@@ -1,10 +1,9 @@
-// Picture volumes, which the library stacks.
+#include "volume/RenderedVolume.h"
 
 #include <algorithm>
 
 #include "media/Rendering.h"
-#include "volume/SliceMetadata.h"
-#include "volume/VolumeSeries.h"
+#include "volume/FileMetadata.h"
 
 namespace radvex::volume {
 
@@ -14,12 +13,12 @@ using velmora::StoreView;
 
 namespace {
 
-/// The store at an index; empty when there is none: files may have changed since they were listed.
+/// The store at an index; empty if there is none, since files may have changed after they were listed.
 StoreView innerStoreAt(StoreView stores, std::size_t index) {
     return index < stores.size() && stores.at(index).isStore() ? stores.at(index).store() : StoreView(nullptr);
 }
 
-/// The volume of the series among those that were read. Series that were not have an empty store.
+/// The volume of the series in the library's result; null if there is none.
 const VelmoraImage* volumeOf(const velmora::Value& read, const SeriesFiles& series) {
     std::size_t repetition = series.repetition;
     const StoreView studies = innerStoreAt(read.get<Store>().view(), series.patientIndex);
@@ -31,7 +30,7 @@ const VelmoraImage* volumeOf(const velmora::Value& read, const SeriesFiles& seri
     return nullptr;
 }
 
-/// Metadata of the files that can be opened. The library drops the others without a word.
+/// Metadata of the files that can be opened. The library silently drops the others.
 std::vector<FileMetadata> readAllMetadata(const SeriesReading& reading, const SeriesFiles& series,
                                           SeriesVolume& result) {
     std::vector<FileMetadata> files;
@@ -39,7 +38,7 @@ std::vector<FileMetadata> readAllMetadata(const SeriesReading& reading, const Se
     std::string reason;
     for (const std::string& path : series.files) {
         try {
-            files.emplace_back(reading.host, path, reading.medium.userPath(path), FileMetadata::Extent::places);
+            files.emplace_back(reading.host, path, reading.medium.userPath(path), FileMetadata::Extent::positions);
             reading.host.call("CloseReader", {path});
         } catch (const velmora::LibraryError& error) {
             dropped.push_back(reading.medium.userPath(path));
@@ -51,10 +50,7 @@ std::vector<FileMetadata> readAllMetadata(const SeriesReading& reading, const Se
         throw formats::VolumeError("No file of the series can be read: " + reason);
     }
     if (!dropped.empty()) {
-        const std::string sentence = std::to_string(dropped.size()) +
-                                     (dropped.size() == 1 ? " file cannot be read: " : " files cannot be read: ") +
-                                     namesOf(dropped) + ". " + reason;
-        result.findings.push_back({FindingKind::unreadableFile, true, sentence, std::move(dropped)});
+        result.findings.push_back(unreadableFiles(std::move(dropped), "cannot be read", reason));
     }
     return files;
 }
@@ -71,9 +67,7 @@ void requirePictures(const std::vector<FileMetadata>& files) {
         }
     }
     if (!others.empty()) {
-        throw formats::VolumeError("The slices differ in size: " + files.front().name() + " is " +
-                                   std::to_string(files.front().columns()) + " x " +
-                                   std::to_string(files.front().rows()) + ". These differ: " + namesOf(others) + ".");
+        failBecauseOfSizes(files.front().name(), files.front().columns(), files.front().rows(), others);
     }
 }
 
@@ -86,9 +80,8 @@ void addSlices(SeriesVolume& result, const std::vector<FileMetadata>& files) {
             longer.push_back(file.name());
         }
     }
-    std::stable_sort(result.slices.begin(), result.slices.end(), [](const SliceRecord& a, const SliceRecord& b) {
-        return a.instanceNumber.value_or(0) < b.instanceNumber.value_or(0);
-    });
+    std::ranges::stable_sort(result.slices, std::less(),
+                             [](const SliceRecord& slice) { return slice.instanceNumber.value_or(0); });
     if (!longer.empty()) {
         const std::string sentence =
             "Only the first frame is in the rendered volume of " + namesOf(longer) + "; without --rendered all are.";
@@ -123,7 +116,7 @@ SeriesVolume readRenderedVolume(const SeriesReading& reading, const SeriesFiles&
     requirePictures(files);
     result.seriesNumber = files.front().seriesNumber();
     addSlices(result, files);
-    // The pattern meets the series' UID, which is empty where another attribute stands in as its key.
+    // The pattern has to match the series' UID, which is empty if another attribute is the key.
     const std::string pattern = "(?:" + media::exactPattern(series.series) + ")?";
     auto read = std::make_shared<velmora::Value>(
         reading.host.call("Read3DImage", {reading.medium.dicomdir(), reading.selection.patient, reading.selection.study,

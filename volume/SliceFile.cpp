@@ -1,35 +1,20 @@
 #include "volume/SliceFile.h"
 
+#include <memory>
+
 #include "media/Rendering.h"
-#include "volume/SliceMetadata.h"
+#include "volume/FileMetadata.h"
+#include "workers/Parcel.h"
 
 namespace radvex::volume {
 
 namespace {
 
-constexpr vint kStoredValues = 0x40; // the flag by which the modality transformation is left out
-
-/// Gives back the library's copy of a file, whatever happened to it.
-class ClosingReader {
-  public:
-    ClosingReader(velmora::Host& host, const std::string& path) : mHost(host), mPath(path) {}
-    ~ClosingReader() {
-        try {
-            mHost.call("CloseReader", {mPath});
-        } catch (const std::exception&) { // a file that was never opened
-        }
-    }
-    ClosingReader(const ClosingReader&) = delete;
-    ClosingReader& operator=(const ClosingReader&) = delete;
-
-  private:
-    velmora::Host& mHost;
-    const std::string& mPath;
-};
+constexpr vint kStoredValues = 0x40; // image flag: no modality transformation
 
 void readSamples(velmora::Host& host, const std::string& path, const FileMetadata& metadata, const Allocate& allocate,
                  SliceFile& file) {
-    // Stored values are rescaled here: the library's integers would cut fractions off, and DCMTK takes longer.
+    // Stored values are rescaled here: the library would truncate fractions to integers, and DCMTK is slower.
     const vint flags = media::kImageFlags | (metadata.needsLibrary() ? 0 : kStoredValues);
     const velmora::Value values = host.call("ReadIntermediatePixelData", {path, flags, 0});
     if (!values.is<velmora::NumericArray>()) {
@@ -46,9 +31,15 @@ void readSamples(velmora::Host& host, const std::string& path, const FileMetadat
 
 SliceFile readSliceFile(velmora::Host& host, const std::string& path, const std::string& name,
                         const Allocate& allocate) {
+    const auto close = [&host](const std::string* opened) {
+        try {
+            host.call("CloseReader", {*opened});
+        } catch (const std::exception&) { // the file was never opened
+        }
+    };
+    const std::unique_ptr<const std::string, decltype(close)> closing(&path, close); // whatever happens to the file
     SliceFile file;
     try {
-        const ClosingReader closing(host, path);
         const FileMetadata metadata(host, path, name);
         file.isKnown = true;
         file.seriesNumber = metadata.seriesNumber();
@@ -66,18 +57,18 @@ SliceFile readSliceFile(velmora::Host& host, const std::string& path, const std:
     return file;
 }
 
-SliceFileParcel packSliceFile(SliceFile file, const workers::SharedMemory& memory) {
-    const std::size_t offset = file.samples.count == 0 ? 0 : memory.offsetOf(file.samples.samples);
-    return {std::move(file), offset};
+std::string toParcel(SliceFile file, const workers::SharedMemory& memory) {
+    file.offset = file.samples.count == 0 ? 0 : memory.offsetOf(file.samples.samples);
+    return workers::toParcel(file);
 }
 
-SliceFile unpackSliceFile(SliceFileParcel parcel, const std::string& name, const workers::SharedMemory& memory) {
-    SliceFile file = std::move(parcel.file);
+SliceFile fromParcel(const std::string& parcel, const std::string& name, const workers::SharedMemory& memory) {
+    auto file = workers::fromParcel<SliceFile>(parcel);
     if (file.slices.size() != file.samples.count) {
-        throw Error("A process told of other slices than it gave samples of.");
+        throw Error("A process described other slices than it sent.");
     }
     if (file.samples.count > 0) {
-        file.samples.samples = memory.at(parcel.offset, file.bytes());
+        file.samples.samples = memory.at(file.offset, file.bytes());
     }
     for (SliceRecord& slice : file.slices) {
         slice.file = name;

@@ -10,22 +10,23 @@
 
 namespace radvex::volume {
 
-/// What a file gives to a volume of modality values.
+/// What a file contributes to a volume of modality values.
 struct SliceFile {
-    std::string reason{};  ///< why the library cannot read it, else empty
-    std::string refusal{}; ///< why there can be no volume with it, else empty
-    bool isKnown = false;  ///< what follows was read
+    std::string reason{};  ///< why the library cannot read it; empty if it can
+    std::string refusal{}; ///< why there can be no volume with this file; empty if there can
+    bool isKnown = false;  ///< the attributes were read
     std::string seriesNumber{};
-    vint rows = 0; ///< 0 in a file without a picture
+    vint rows = 0; ///< below 1 in a file without a picture
     vint columns = 0;
     bool isColour = false; ///< colour has no modality values
     StoredSlices samples{};
-    std::vector<SliceRecord> slices{}; ///< as many as there are samples of
+    std::vector<SliceRecord> slices{}; ///< one for each slice of the samples
+    std::size_t offset = 0;            ///< of the samples in shared memory, while another process sends the file
 
     template <typename Self>
     static auto fields(Self& self) {
         return std::tie(self.reason, self.refusal, self.isKnown, self.seriesNumber, self.rows, self.columns,
-                        self.isColour, self.samples.wanted, self.samples.count, self.slices);
+                        self.isColour, self.samples.wanted, self.samples.count, self.slices, self.offset);
     }
 
     std::size_t bytes() const {
@@ -34,25 +35,16 @@ struct SliceFile {
     }
 };
 
-/// Reads a file, all its frames.
-/// @param path  as the library takes it
+/// Reads a file with all its frames.
+/// @param path  for the library
 /// @param name  of the file, as the user knows it
 SliceFile readSliceFile(velmora::Host& host, const std::string& path, const std::string& name,
                         const Allocate& allocate);
 
-/// A file as one process tells another of it. They share the memory that the samples are in.
-struct SliceFileParcel {
-    SliceFile file{};       ///< without samples, and slices without the name of the file
-    std::size_t offset = 0; ///< of the samples in the memory
-
-    template <typename Self>
-    static auto fields(Self& self) {
-        return std::tie(self.file, self.offset);
-    }
-};
-
-SliceFileParcel packSliceFile(SliceFile file, const workers::SharedMemory& memory);
-/// @throws Error  the memory holds no such samples
-SliceFile unpackSliceFile(SliceFileParcel parcel, const std::string& name, const workers::SharedMemory& memory);
+/// Serialises a file for another process, which shares the memory of the samples.
+std::string toParcel(SliceFile file, const workers::SharedMemory& memory);
+/// @param name  of the file, which the parcel does not contain
+/// @throws Error, std::runtime_error  the parcel is malformed, or the memory has no such samples
+SliceFile fromParcel(const std::string& parcel, const std::string& name, const workers::SharedMemory& memory);
 
 } // namespace radvex::volume

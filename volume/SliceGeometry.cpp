@@ -1,98 +1,67 @@
 #include "volume/SliceGeometry.h"
 
 #include <algorithm>
-
-#include "volume/SliceJudge.h"
-#include "volume/StackLine.h"
+#include <iterator>
 
 namespace radvex::volume {
 
 namespace {
 
-/// The part of the geometry that lies in the slices.
-formats::VolumeGeometry inPlane(const SliceRecord& slice) {
-    formats::VolumeGeometry geometry;
-    const PixelSpacing spacing = slice.pixelSpacing.value_or(PixelSpacing{});
-    const Orientation directions = slice.orientation.value_or(Orientation{{1, 0, 0}, {0, 1, 0}});
-    geometry.columnStep = spacing.betweenColumns * directions.alongColumns;
-    geometry.rowStep = spacing.betweenRows * directions.alongRows;
-    return geometry;
-}
-
-formats::Vector3 unitNormal(const SliceRecord& slice) {
-    const formats::Vector3 normal = slice.orientation.value_or(Orientation{{1, 0, 0}, {0, 1, 0}}).normal();
-    return 1 / length(normal) * normal;
-}
-
-/// The distance of slices that do not show it by their positions.
-double saidDistance(const SliceRecord& slice) {
+/// The distance between slices as their attributes state it, for slices without usable positions.
+double statedDistance(const SliceRecord& slice) {
     return slice.spacingBetweenSlices.value_or(slice.sliceThickness.value_or(1));
 }
 
-/// Heights along their normal of slices that all have a place.
-std::vector<double> heightsOf(const std::vector<SliceRecord>& slices, const std::vector<std::size_t>& order) {
-    std::vector<double> heights;
-    heights.reserve(order.size());
-    const formats::Vector3 normal = unitNormal(slices[order.front()]);
-    for (const std::size_t index : order) {
-        heights.push_back(dot(*slices[index].position, normal));
+/// Of two values in the middle the lower one: of a usual gap and one with a missing slice, this is the usual gap.
+double lowerMedian(std::vector<double> values) {
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>((values.size() - 1) / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+double usualGap(const std::vector<double>& gaps) {
+    // Two stacks at the same positions differ by rounding. Such small gaps only count as distances if all gaps are as
+    // small, as under a microscope.
+    for (const double repetition : {0.01, 1e-6}) {
+        std::vector<double> distances;
+        std::copy_if(gaps.begin(), gaps.end(), std::back_inserter(distances),
+                     [&](double gap) { return gap > repetition; });
+        if (!distances.empty()) {
+            return lowerMedian(std::move(distances));
+        }
     }
-    return heights;
+    return 0;
 }
 
 } // namespace
 
-const char* findingName(FindingKind kind) {
-    switch (kind) {
-    case FindingKind::instanceOrder: return "instanceOrder";
-    case FindingKind::noInstanceNumber: return "noInstanceNumber";
-    case FindingKind::duplicateInstanceNumber: return "duplicateInstanceNumber";
-    case FindingKind::noPosition: return "noPosition";
-    case FindingKind::noPixelSpacing: return "noPixelSpacing";
-    case FindingKind::unevenSpacing: return "unevenSpacing";
-    case FindingKind::missingSlices: return "missingSlices";
-    case FindingKind::duplicatePosition: return "duplicatePosition";
-    case FindingKind::differentOrientation: return "differentOrientation";
-    case FindingKind::differentPixelSpacing: return "differentPixelSpacing";
-    case FindingKind::tilt: return "tilt";
-    case FindingKind::drift: return "drift";
-    case FindingKind::unreadableFile: return "unreadableFile";
-    case FindingKind::framesLeftOut: return "framesLeftOut";
-    }
-    return "";
-}
-
-bool Verdict::hasErrors() const {
-    return std::any_of(findings.begin(), findings.end(), [](const Finding& finding) { return finding.isError; });
-}
-
-bool Verdict::has(FindingKind kind) const {
-    return std::any_of(findings.begin(), findings.end(), [&](const Finding& finding) { return finding.kind == kind; });
-}
-
-Verdict judgeSlices(const std::vector<SliceRecord>& slices) {
-    return slices.empty() ? Verdict{} : SliceJudge(slices).judge();
-}
-
 formats::VolumeGeometry geometryOf(const std::vector<SliceRecord>& slices, const Verdict& verdict,
                                    const std::vector<std::size_t>& order) {
     const SliceRecord& first = slices[order.front()];
-    formats::VolumeGeometry geometry = inPlane(first);
-    geometry.sliceStep = saidDistance(first) * unitNormal(first);
+    const Orientation orientation = first.orientation.value_or(Orientation{{1, 0, 0}, {0, 1, 0}});
+    const PixelSpacing spacing = first.pixelSpacing.value_or(PixelSpacing{});
+    const formats::Vector3 normal = orientation.normal();
+    formats::VolumeGeometry geometry;
+    geometry.columnStep = spacing.betweenColumns * orientation.alongColumns;
+    geometry.rowStep = spacing.betweenRows * orientation.alongRows;
+    geometry.sliceStep = statedDistance(first) * normal;
     if (!verdict.hasPositions || verdict.has(FindingKind::noPosition) ||
         verdict.has(FindingKind::differentOrientation)) {
         return geometry;
     }
-    const auto heights = heightsOf(slices, order);
+    std::vector<double> heights; // along the normal
+    for (const std::size_t index : order) {
+        heights.push_back(dot(*slices[index].position, normal));
+    }
     const bool isAscending = std::is_sorted(heights.begin(), heights.end());
     const bool isDescending = std::is_sorted(heights.rbegin(), heights.rend());
     auto sorted = heights;
     std::sort(sorted.begin(), sorted.end());
     const double usual = gapsOf(sorted).usual;
-    geometry.isPlaced = (isAscending || isDescending) && !verdict.has(FindingKind::differentPixelSpacing) &&
-                        !verdict.has(FindingKind::duplicatePosition);
-    if (!geometry.isPlaced) {
-        geometry.sliceStep = (usual > 0 ? usual : saidDistance(first)) * unitNormal(first);
+    geometry.hasPosition = (isAscending || isDescending) && !verdict.has(FindingKind::differentPixelSpacing) &&
+                           !verdict.has(FindingKind::duplicatePosition);
+    if (!geometry.hasPosition) {
+        geometry.sliceStep = (usual > 0 ? usual : statedDistance(first)) * normal;
         return geometry;
     }
     geometry.origin = *first.position;
@@ -106,13 +75,38 @@ formats::VolumeGeometry geometryOf(const std::vector<SliceRecord>& slices, const
     return geometry;
 }
 
-std::string namesOf(const std::vector<std::string>& files) {
-    constexpr std::size_t kShown = 6;
-    std::string text;
-    for (std::size_t index = 0; index < std::min(files.size(), kShown); ++index) {
-        text += (index == 0 ? "" : ", ") + files[index];
+bool StackGaps::isUneven(std::size_t index) const { return std::abs(gaps[index] - usual) > tolerance; }
+
+int StackGaps::missingAt(std::size_t index) const {
+    constexpr double kWhole = 0.1;
+    const double ratio = usual > 0 ? gaps[index] / usual : 0;
+    const double nearest = std::round(ratio);
+    if (nearest < 2 || std::abs(ratio - nearest) > kWhole) {
+        return 0;
     }
-    return files.size() > kShown ? text + " and " + std::to_string(files.size() - kShown) + " more" : text;
+    return static_cast<int>(std::min(nearest, 1e6)) - 1;
+}
+
+StackGaps gapsOf(std::span<const double> heights) {
+    StackGaps result;
+    for (std::size_t index = 1; index < heights.size(); ++index) {
+        result.gaps.push_back(heights[index] - heights[index - 1]);
+    }
+    result.usual = usualGap(result.gaps);
+    result.tolerance = std::max(1e-3 * result.usual, std::min(0.01, 0.05 * result.usual));
+    return result;
+}
+
+StackLine lineOf(std::span<const formats::Vector3> positions, const formats::Vector3& normal) {
+    const formats::Vector3 whole = positions.back() - positions.front();
+    StackLine line;
+    line.perMm = 1 / dot(whole, normal) * whole;
+    line.sidewaysPerMm = length(line.perMm - normal);
+    for (const formats::Vector3& position : positions) {
+        const formats::Vector3 shift = position - positions.front();
+        line.largestDrift = std::max(line.largestDrift, length(shift - dot(shift, normal) * line.perMm));
+    }
+    return line;
 }
 
 } // namespace radvex::volume

@@ -7,7 +7,7 @@ namespace radvex::volume {
 namespace {
 
 std::string_view trimmed(std::string_view text) {
-    // Values of even length end in a space or, from careless writers, in a zero byte.
+    // Values are padded to even length with a space or, by careless writers, with a zero byte.
     constexpr std::string_view kPadding(" \0\t\r\n", 5);
     const std::size_t first = text.find_first_not_of(kPadding);
     return first == std::string_view::npos ? std::string_view{}

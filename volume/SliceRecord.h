@@ -10,12 +10,16 @@
 
 namespace radvex::volume {
 
-/// Directions of a slice: unit vectors along which the column index and the row index grow.
+/// Orientation of a slice: unit vectors along which the column index and the row index grow.
 struct Orientation {
     formats::Vector3 alongColumns{}; ///< from one column to the next, the first three of ImageOrientationPatient
     formats::Vector3 alongRows{};    ///< from one row to the next, the last three
 
-    formats::Vector3 normal() const { return cross(alongColumns, alongRows); }
+    /// A unit vector.
+    formats::Vector3 normal() const {
+        const formats::Vector3 product = cross(alongColumns, alongRows);
+        return 1 / length(product) * product;
+    }
 };
 
 /// Distances in mm between the centres of neighbouring pixels.
@@ -24,8 +28,7 @@ struct PixelSpacing {
     double betweenColumns = 1;
 };
 
-/// What one slice of a volume says about its place. What it does not say, or says in numbers that make no sense, is
-/// absent.
+/// The attributes that tell where one slice of a volume lies. Missing and unusable ones are absent.
 struct SliceRecord {
     std::string file{}; ///< as the user knows it
     vint frame = 1;     ///< from 1
@@ -37,7 +40,7 @@ struct SliceRecord {
     std::optional<double> sliceThickness{};       ///< mm
     std::optional<double> spacingBetweenSlices{}; ///< mm
 
-    /// All but the file, which is the same for all slices of it.
+    /// All fields but the file, which is the same for all slices of a file.
     template <typename Self>
     static auto fields(Self& self) {
         return std::tie(self.frame, self.frames, self.instanceNumber, self.position, self.orientation,
@@ -45,23 +48,23 @@ struct SliceRecord {
     }
 
     bool hasPosition() const { return position.has_value() && orientation.has_value(); }
-    /// The file, and the frame where the file has several.
+    /// The file, and the frame if the file has several.
     std::string name() const;
 };
 
 /// The first value of an attribute that may have several.
 inline std::string_view firstValue(std::string_view text) { return text.substr(0, text.find('\\')); }
 
-/// A decimal string as DICOM writes it, spaces around it allowed. Absent for anything else, infinity and NaN included.
+/// A decimal string of DICOM, which may have spaces around it. Nothing for other texts, infinity and NaN included.
 std::optional<double> decimalOf(std::string_view text);
-/// An integer string that fits. A number with a fraction is none.
+/// An integer string that fits. Nothing for a number with a fraction.
 std::optional<vint> integerOf(std::string_view text);
 /// A length in mm: a decimal above zero.
 std::optional<double> lengthOf(std::string_view text);
 /// Three decimals, separated by backslashes.
 std::optional<formats::Vector3> positionOf(std::string_view text);
-/// Six decimals that are two unit vectors at a right angle, within 0.01: directions written with two decimals pass,
-/// and the vectors come back with length 1.
+/// Six decimals that are two perpendicular unit vectors, within 0.01, so that directions with two decimals pass. The
+/// result has length 1.
 std::optional<Orientation> orientationOf(std::string_view text);
 /// Two lengths, rows first.
 std::optional<PixelSpacing> pixelSpacingOf(std::string_view text);

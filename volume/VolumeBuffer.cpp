@@ -11,31 +11,10 @@ namespace radvex::volume {
 
 namespace {
 
-/// Calls `function` with a value of the C++ type of an element type that volumes have.
-template <typename Function>
-void withType(vint type, Function function) {
-    switch (type) {
-    case VNumericArray_S8: return function(std::int8_t{});
-    case VNumericArray_U8: return function(std::uint8_t{});
-    case VNumericArray_S16: return function(std::int16_t{});
-    case VNumericArray_U16: return function(std::uint16_t{});
-    case VNumericArray_S32: return function(std::int32_t{});
-    case VNumericArray_U32: return function(std::uint32_t{});
-    case VNumericArray_F32: return function(float{});
-    case VNumericArray_F64: return function(double{});
-    default: throw formats::VolumeError("The library gave samples of a type that no volume has.");
-    }
-}
-
 bool isReal(vint type) { return type == VNumericArray_F32 || type == VNumericArray_F64; }
 
 bool holds(const ValueRange& outer, const ValueRange& inner) {
     return outer.lowest <= inner.lowest && inner.highest <= outer.highest;
-}
-
-ValueRange rescaled(const ValueRange& range, const ModalityRule& rule) {
-    const double ends[] = {range.lowest * rule.slope + rule.intercept, range.highest * rule.slope + rule.intercept};
-    return {std::min(ends[0], ends[1]), std::max(ends[0], ends[1])};
 }
 
 template <typename T>
@@ -49,7 +28,7 @@ ValueRange foundRange(const T* samples, std::size_t count) {
     return {static_cast<double>(lowest), static_cast<double>(highest)};
 }
 
-/// Whether slope and intercept are so small that rescaling stays inside 32-bit integers, which is the fast way.
+/// Whether slope and intercept are small enough to rescale in 32-bit integers, which is fast.
 template <typename From>
 bool fitsIntegers(const ModalityRule& rule) {
     constexpr double kLimit = std::numeric_limits<std::int32_t>::max();
@@ -79,18 +58,18 @@ void rescale(const From* from, To* to, std::size_t count, const ModalityRule& ru
 
 template <typename From, typename To>
 void widen(const std::byte* from, std::byte* to, std::size_t count) {
-    if constexpr (sizeof(To) >= sizeof(From)) { // no other type holds more
+    if constexpr (sizeof(To) >= sizeof(From)) { // a smaller type never holds the values of a larger one
         const From* first = reinterpret_cast<const From*>(from);
         std::transform(first, first + count, reinterpret_cast<To*>(to),
                        [](From value) { return static_cast<To>(value); });
     }
 }
 
-/// The library applies some rules itself.
-ModalityRule rest(const ModalityRule& rule) { return rule.isLibrarys ? ModalityRule{} : rule; }
+/// The part of the rule that the library does not apply.
+ModalityRule rest(const ModalityRule& rule) { return rule.needsLibrary ? ModalityRule{} : rule; }
 
-/// The type that the attributes ask for. Where the library's own promises too little, the values are looked at: it may
-/// be the attributes that lie.
+/// The type according to the attributes. If values of the array's type may not fit it, the range of the actual values
+/// is added, since the attributes may be wrong.
 VolumeType wantedType(const VelmoraNumericArray& array, std::size_t sliceSamples, std::span<const ModalityRule> rules) {
     VolumeType wanted;
     for (const ModalityRule& rule : rules) {
@@ -124,7 +103,7 @@ std::size_t storedBytes(std::size_t slices, std::size_t sliceSamples, vint type)
 StoredSlices storeSlices(const Allocate& allocate, std::size_t sliceSamples, const VelmoraNumericArray& array,
                          std::span<const ModalityRule> rules) {
     if (sliceSamples == 0 || static_cast<std::size_t>(array.length) != rules.size() * sliceSamples) {
-        throw formats::VolumeError("The library gave another number of samples than the attributes promise.");
+        throw formats::VolumeError("The number of samples from the library does not match the attributes.");
     }
     StoredSlices slices{wantedType(array, sliceSamples, rules), rules.size(), nullptr};
     const vint type = slices.wanted.type();
@@ -152,13 +131,13 @@ const std::byte* VolumeBuffer::inType(const StoredSlices& slices) const {
     if (stored == type()) {
         return slices.samples;
     }
-    std::byte* turned = mMemory.allocate(storedBytes(slices.count, mSliceSamples, type()));
+    std::byte* widened = mMemory.allocate(storedBytes(slices.count, mSliceSamples, type()));
     withType(stored, [&](auto from) {
         withType(type(), [&](auto to) {
-            widen<decltype(from), decltype(to)>(slices.samples, turned, slices.count * mSliceSamples);
+            widen<decltype(from), decltype(to)>(slices.samples, widened, slices.count * mSliceSamples);
         });
     });
-    return turned;
+    return widened;
 }
 
 std::vector<formats::SliceBytes> VolumeBuffer::slices() const {

@@ -12,37 +12,37 @@ namespace radvex::volume {
 
 /// The samples of the slices of one file, in the smallest element type that holds them.
 struct StoredSlices {
-    VolumeType wanted{};          ///< what the type was found from
+    VolumeType wanted{};          ///< type() is the type of the samples
     std::size_t count = 0;        ///< slices
     std::byte* samples = nullptr; ///< slice by slice
 };
 
-/// Bytes of slices. @throws VolumeError  no memory has that many
+/// Bytes of slices. @throws VolumeError  the number is not addressable
 std::size_t storedBytes(std::size_t slices, std::size_t sliceSamples, vint type);
 
-/// Makes room for so many bytes, aligned for every type.
+/// Allocates bytes, aligned for every type.
 using Allocate = std::function<std::byte*(std::size_t bytes)>;
 
-/// Turns an array of the library's, one or several slices, frames first, into modality values.
+/// Converts an array from the library, of one or several slices, into modality values.
 /// @param sliceSamples  samples of one slice
-/// @param rules         one for each slice; they say how the samples become modality values
-/// @throws VolumeError  the array is not of that many slices, or there is no memory
+/// @param rules         one for each slice
+/// @throws VolumeError  the array has another number of slices, or there is no memory
 StoredSlices storeSlices(const Allocate& allocate, std::size_t sliceSamples, const VelmoraNumericArray& array,
                          std::span<const ModalityRule> rules);
 
-/// The slices of a volume, file by file, in the smallest element type that holds them all. Only those of files that can
-/// do with a smaller one are copied; the others stay where they are stored. A file in f32 has no more than its
-/// precision in a volume of f64, wherever it stands among the others.
+/// The slices of a volume, file by file, in the smallest element type that holds them all. Only files stored in a
+/// smaller type are copied; the others stay where they are. A file stored in f32 keeps that precision in a volume of
+/// f64.
 class VolumeBuffer {
   public:
-    /// @param memory  where the slices are stored, which must outlive this object
+    /// @param memory  for copies; it must outlive this object
     VolumeBuffer(workers::SharedMemory& memory, std::size_t sliceSamples)
         : mMemory(memory), mSliceSamples(sliceSamples) {}
 
     void add(const StoredSlices& slices);
 
     vint type() const { return mWanted.type(); }
-    /// The bytes of each slice in the order in which they came, in that type. @throws VolumeError  there is no memory
+    /// The bytes of each slice in that type, in the order of adding. @throws VolumeError  there is no memory
     std::vector<formats::SliceBytes> slices() const;
 
   private:

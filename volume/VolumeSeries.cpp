@@ -1,6 +1,10 @@
 #include "volume/VolumeSeries.h"
 
+#include <cstdio>
 #include <map>
+
+#include "formats/json/Text.h"
+#include "formats/json/TypeNames.h"
 
 namespace radvex::volume {
 
@@ -17,6 +21,47 @@ std::vector<SeriesFiles> seriesOf(const std::vector<media::MediumPatient>& patie
         }
     }
     return all;
+}
+
+Finding unreadableFiles(std::vector<std::string> files, const std::string& what, const std::string& reason) {
+    const std::string sentence = formats::counted(files.size(), "file ", "files ") + what + ": " + namesOf(files) +
+                                 "." + (reason.empty() ? "" : " " + reason);
+    return {FindingKind::unreadableFile, true, sentence, std::move(files)};
+}
+
+void failBecauseOfSizes(const std::string& first, vint columns, vint rows, const std::vector<std::string>& others) {
+    throw formats::VolumeError("The slices differ in size: " + first + " is " + std::to_string(columns) + " x " +
+                               std::to_string(rows) + ". These differ: " + namesOf(others) + ".");
+}
+
+formats::Json describeGeometry(const formats::VolumeGeometry& geometry) {
+    return {{"space", "LPS"},
+            {"hasPosition", geometry.hasPosition},
+            {"origin", geometry.hasPosition ? formats::Json(geometry.origin) : formats::Json()},
+            {"columnStep", geometry.columnStep},
+            {"rowStep", geometry.rowStep},
+            {"sliceStep", geometry.sliceStep},
+            {"spacing", {length(geometry.columnStep), length(geometry.rowStep), length(geometry.sliceStep)}}};
+}
+
+formats::Json describeFindings(const std::vector<Finding>& findings) {
+    formats::Json list = formats::Json::array();
+    for (const Finding& finding : findings) {
+        list.push_back({{"kind", findingName(finding.kind)},
+                        {"error", finding.isError},
+                        {"sentence", finding.sentence},
+                        {"files", finding.files}});
+    }
+    return list;
+}
+
+std::string volumeSummary(const formats::VolumeHeader& header) {
+    char text[160];
+    std::snprintf(text, sizeof text, "%d x %d x %d, %s%s, %.6g x %.6g x %.6g mm", header.columns, header.rows,
+                  header.slices, formats::typeName(formats::kArrayTypeNames, header.type),
+                  header.channels > 1 ? " RGB" : "", length(header.geometry.columnStep),
+                  length(header.geometry.rowStep), length(header.geometry.sliceStep));
+    return text;
 }
 
 } // namespace radvex::volume

@@ -1,85 +1,63 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "formats/json/LosslessJson.h"
 #include "formats/volumes/VolumeFile.h"
-#include "host/Host.h"
 #include "media/MediumTree.h"
-#include "volume/SliceGeometry.h"
+#include "volume/GeometryVerdict.h"
+#include "volume/SliceRecord.h"
 
 namespace radvex::volume {
 
-/// A series of a medium, and where it stands in the library's lists.
+/// A series of a medium, and its indices in the library's lists.
 struct SeriesFiles {
-    std::string patient{}; ///< keys of the levels
+    std::string patient{}; ///< the key, as are the next two
     std::string study{};
     std::string series{};
     std::size_t patientIndex = 0;     ///< among the patients that match
     std::size_t studyIndex = 0;       ///< among the studies of the patient that match and have a key
-    std::size_t repetition = 0;       ///< how many series of the same key stand before it in the study
-    std::vector<std::string> files{}; ///< as the library takes them, in the order of the medium
+    std::size_t repetition = 0;       ///< number of series with the same key before it in the study
+    std::vector<std::string> files{}; ///< paths for the library, in the order of the medium
 };
 
-/// The series of a medium. @param patients  as listMedium gives them
+/// The series of a medium. @param patients  from listMedium
 std::vector<SeriesFiles> seriesOf(const std::vector<media::MediumPatient>& patients);
 
-/// A volume in memory, and what its slices say. The type and the slice count of the header are known; its geometry
-/// waits for the order that the slices shall have.
+/// A volume in memory, and the attributes of its slices. The header is complete but for the geometry, which depends on
+/// the order in which the slices will be written.
 struct SeriesVolume {
     formats::VolumeHeader header{};
-    std::vector<SliceRecord> slices{};        ///< as many as the volume has
-    std::vector<formats::SliceBytes> bytes{}; ///< of each of them
-    std::shared_ptr<const void> owner{};      ///< of the bytes
+    std::vector<SliceRecord> slices{};        ///< one for each slice of the volume
+    std::vector<formats::SliceBytes> bytes{}; ///< of each slice
+    std::shared_ptr<const void> owner{};      ///< keeps the bytes alive; empty if something else does
     std::string seriesNumber{};
-    std::vector<Finding> findings{}; ///< about files that gave no slice
+    std::vector<Finding> findings{}; ///< about files and frames that are not in the volume
 };
 
-/// Everything that reading a series needs beside the library.
-struct SeriesReading {
-    velmora::Host& host;
-    const media::Medium& medium;
-    media::Selection selection{};
-    std::function<void()> step = [] {}; ///< called for each file
-};
-
-/// Thrown when a series holds no pictures at all: structured reports, presentation states and the like.
+/// Thrown for a series without any picture: structured reports, presentation states and the like.
 class NoPicturesError : public formats::VolumeError {
   public:
     using formats::VolumeError::VolumeError;
 };
 
-/// Reads the series of a medium as modality values (HU for CT): all frames of all files, in the order of the medium.
-/// Files are read in processes of their own, which stay for the next series; one that ends is a finding about its file.
-/// Memory: the volume, and for each process one file.
-class ModalityVolumes {
-  public:
-    /// @param all   series, which must outlive this object as the host and the medium
-    /// @param jobs  processes; 0: this one reads itself, as it does when there is one file
-    ModalityVolumes(velmora::Host& host, const media::Medium& medium, const std::vector<SeriesFiles>& all,
-                    std::size_t jobs);
-    ~ModalityVolumes();
-    ModalityVolumes(const ModalityVolumes&) = delete;
-    ModalityVolumes& operator=(const ModalityVolumes&) = delete;
+/// The finding that files cannot be read or hold no picture.
+/// @param what  "cannot be read"
+Finding unreadableFiles(std::vector<std::string> files, const std::string& what, const std::string& reason);
 
-    /// The bytes of the volume stay until the next one is read.
-    /// @param series  index
-    /// @param step    called for each file
-    /// @throws NoPicturesError, VolumeError  colour, slices of different size, no memory
-    SeriesVolume read(std::size_t series, const std::function<void()>& step);
+/// @throws VolumeError  names the size of the first file, and the files that differ
+[[noreturn]] void failBecauseOfSizes(const std::string& first, vint columns, vint rows,
+                                     const std::vector<std::string>& others);
 
-  private:
-    class Reader;
+/// Steps, origin (null without a position) and spacings, in mm and LPS.
+formats::Json describeGeometry(const formats::VolumeGeometry& geometry);
 
-    std::unique_ptr<Reader> mReader;
-};
+/// The findings as a list of {"kind", "error", "sentence", "files"}.
+formats::Json describeFindings(const std::vector<Finding>& findings);
 
-/// The picture volume of Read3DImage: the first frame of each file, in the library's order by InstanceNumber.
-/// @param scaling  as the library takes it
-/// @throws NoPicturesError, VolumeError, LibraryError
-SeriesVolume readRenderedVolume(const SeriesReading& reading, const SeriesFiles& series,
-                                const velmora::Tensor& scaling);
+/// One line: size, type and spacings.
+std::string volumeSummary(const formats::VolumeHeader& header);
 
 } // namespace radvex::volume

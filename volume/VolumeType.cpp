@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <iterator>
 #include <limits>
+#include <utility>
 
 namespace radvex::volume {
 
@@ -18,32 +20,33 @@ constexpr ValueRange limitsOf() {
     return {static_cast<double>(std::numeric_limits<T>::min()), static_cast<double>(std::numeric_limits<T>::max())};
 }
 
+/// The integer types of volumes, in the order in which they are tried.
+constexpr std::pair<vint, ValueRange> kIntegers[] = {
+    {VNumericArray_U8, limitsOf<std::uint8_t>()},   {VNumericArray_S8, limitsOf<std::int8_t>()},
+    {VNumericArray_U16, limitsOf<std::uint16_t>()}, {VNumericArray_S16, limitsOf<std::int16_t>()},
+    {VNumericArray_U32, limitsOf<std::uint32_t>()}, {VNumericArray_S32, limitsOf<std::int32_t>()}};
+
 double magnitude(const ValueRange& range) { return std::max(std::abs(range.lowest), std::abs(range.highest)); }
 
-} // namespace
-
-ValueRange rangeOf(vint integerType) {
-    switch (integerType) {
-    case VNumericArray_U8: return limitsOf<std::uint8_t>();
-    case VNumericArray_S8: return limitsOf<std::int8_t>();
-    case VNumericArray_U16: return limitsOf<std::uint16_t>();
-    case VNumericArray_S16: return limitsOf<std::int16_t>();
-    case VNumericArray_U32: return limitsOf<std::uint32_t>();
-    default: return limitsOf<std::int32_t>();
-    }
-}
-
-ValueRange storedRange(const ModalityRule& rule) {
-    const int bits = std::clamp(static_cast<int>(rule.bitsStored), 1, 32);
-    return rule.isSigned ? ValueRange{-std::ldexp(1.0, bits - 1), std::ldexp(1.0, bits - 1) - 1}
-                         : ValueRange{0, std::ldexp(1.0, bits) - 1};
-}
-
+/// The modality values that the attributes allow.
 ValueRange modalityRange(const ModalityRule& rule) {
     if (rule.tableBits > 0) {
         return {0, std::ldexp(1.0, std::min(static_cast<int>(rule.tableBits), 16)) - 1};
     }
-    const ValueRange stored = storedRange(rule);
+    const int bits = std::clamp(static_cast<int>(rule.bitsStored), 1, 32);
+    const ValueRange stored = rule.isSigned ? ValueRange{-std::ldexp(1.0, bits - 1), std::ldexp(1.0, bits - 1) - 1}
+                                            : ValueRange{0, std::ldexp(1.0, bits) - 1};
+    return rescaled(stored, rule);
+}
+
+} // namespace
+
+ValueRange rangeOf(vint integerType) {
+    const auto* const found = std::ranges::find(kIntegers, integerType, &std::pair<vint, ValueRange>::first);
+    return found == std::end(kIntegers) ? std::rbegin(kIntegers)->second : found->second;
+}
+
+ValueRange rescaled(const ValueRange& stored, const ModalityRule& rule) {
     const double ends[] = {stored.lowest * rule.slope + rule.intercept, stored.highest * rule.slope + rule.intercept};
     return {std::min(ends[0], ends[1]), std::max(ends[0], ends[1])};
 }
@@ -84,9 +87,7 @@ vint VolumeType::type() const {
     if (!mIsWhole) {
         return mFitsSingle ? VNumericArray_F32 : VNumericArray_F64;
     }
-    for (const vint type : {VNumericArray_U8, VNumericArray_S8, VNumericArray_U16, VNumericArray_S16, VNumericArray_U32,
-                            VNumericArray_S32}) {
-        const ValueRange range = rangeOf(type);
+    for (const auto& [type, range] : kIntegers) {
         if (mLowest >= range.lowest && mHighest <= range.highest) {
             return type;
         }

@@ -12,7 +12,7 @@ namespace radvex::workers {
 
 namespace {
 
-/// Stands before the texts of a message. Both ends are the same program.
+/// Precedes the texts of a result. Both ends are the same program, so its layout is the same for both.
 struct Header {
     std::uint64_t outputSize;
     std::uint64_t errorSize;
@@ -31,7 +31,7 @@ ssize_t receive(int descriptor, void* bytes, std::size_t size) {
 
 std::pair<Channel, Channel> Channel::makePair() {
     std::array<int, 2> ends{};
-    // Not a pipe: writing to a socket that nobody reads can do without SIGPIPE.
+    // Not a pipe: a write to a socket that nobody reads can be kept from raising SIGPIPE.
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
         throw std::system_error(errno, std::generic_category(), "no channel to a process can be made");
     }
@@ -70,9 +70,8 @@ std::optional<std::size_t> Channel::receiveItem() {
     return item;
 }
 
-bool Channel::sendMessage(const Message& message) {
-    const WorkResult& result = message.result;
-    const Header header{result.output.size(), result.error.size(), message.isFatal ? 1U : 0U};
+bool Channel::sendResult(const WorkResult& result) {
+    const Header header{result.output.size(), result.error.size(), result.isFatal ? 1U : 0U};
     std::string bytes(sizeof header, '\0');
     std::memcpy(bytes.data(), &header, sizeof header);
     bytes += result.error;
@@ -90,7 +89,7 @@ bool Channel::receiveSome() {
     return true;
 }
 
-std::optional<Channel::Message> Channel::takeMessage() {
+std::optional<WorkResult> Channel::takeResult() {
     Header header{};
     if (mReceived.size() < sizeof header) {
         return std::nullopt;
@@ -100,11 +99,11 @@ std::optional<Channel::Message> Channel::takeMessage() {
     if (size < header.errorSize || size - header.errorSize < header.outputSize) {
         return std::nullopt;
     }
-    Message message{header.isFatal != 0, {}};
-    message.result.error = mReceived.substr(sizeof header, header.errorSize);
+    WorkResult result{.isFatal = header.isFatal != 0};
+    result.error = mReceived.substr(sizeof header, header.errorSize);
     mReceived.erase(0, sizeof header + header.errorSize);
-    message.result.output = std::exchange(mReceived, {});
-    return message;
+    result.output = std::exchange(mReceived, {});
+    return result;
 }
 
 } // namespace radvex::workers

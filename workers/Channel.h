@@ -11,7 +11,7 @@
 
 namespace radvex::workers {
 
-/// One end of the connection between this process and a worker: item numbers one way, results the other.
+/// One end of the connection between this process and a worker: item indices go one way, results the other.
 class Channel {
   public:
     explicit Channel(int descriptor) : mDescriptor(descriptor) {}
@@ -28,27 +28,22 @@ class Channel {
         }
     }
 
-    /// Two connected ends; neither passes on to programs that are started. @throws std::system_error
+    /// Two connected ends, which started programs do not inherit. @throws std::system_error
     static std::pair<Channel, Channel> makePair();
 
     int descriptor() const { return mDescriptor; }
 
-    /// False when nobody is at the other end.
+    /// False if the other end is closed.
     bool sendItem(std::size_t item);
-    /// Waits for the next item; none when nobody is at the other end.
+    /// Waits for the next item; nothing if the other end is closed.
     std::optional<std::size_t> receiveItem();
 
-    /// A result, or why the library cannot be used at all.
-    struct Message {
-        bool isFatal = false; ///< then the error says why
-        WorkResult result{};
-    };
-    /// False when nobody is at the other end.
-    bool sendMessage(const Message& message);
-    /// Takes what has come so far; waits only when nothing has. False when nobody is at the other end.
+    /// False if the other end is closed.
+    bool sendResult(const WorkResult& result);
+    /// Receives what has arrived; waits only if nothing has. False if the other end is closed.
     bool receiveSome();
-    /// The message that came, once all of it did.
-    std::optional<Message> takeMessage();
+    /// The received result, if it is complete.
+    std::optional<WorkResult> takeResult();
 
   private:
     bool sendAll(const void* bytes, std::size_t size);

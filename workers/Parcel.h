@@ -12,12 +12,11 @@
 
 namespace radvex::workers {
 
-// Values on their way between processes of this program, which all know in which order they come. A class that travels
-// says its fields once, for both ways:
+// Serialises values for other processes of this program. A class lists its fields once, for both directions:
 //
 //     template <typename Self> static auto fields(Self& self) { return std::tie(self.rows, self.name); }
 //
-// Fields are plain values, texts, pairs, containers of them, and classes with fields.
+// Fields are plain values, strings, pairs, containers of these, and classes with fields.
 
 namespace detail {
 
@@ -105,7 +104,7 @@ class Reader {
 
     std::string_view next(std::size_t size) {
         if (size > mBytes.size()) {
-            throw std::runtime_error("A process sent less than was expected.");
+            throw std::runtime_error("A process sent less than expected.");
         }
         const std::string_view part = mBytes.substr(0, size);
         mBytes.remove_prefix(size);
@@ -124,7 +123,7 @@ std::string toParcel(const T& value) {
     return writer.take();
 }
 
-/// @throws std::runtime_error  the bytes end before the value does
+/// @throws std::runtime_error  there are too few bytes for the value
 template <typename T>
 T fromParcel(std::string_view bytes) {
     T value{};

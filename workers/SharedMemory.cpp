@@ -21,8 +21,8 @@ using Counter = std::atomic<std::size_t>;
 static_assert(Counter::is_always_lock_free, "processes share it");
 static_assert(sizeof(Counter) <= kAlignment);
 
-/// All that the machine has: what takes more cannot be held anyway.
-std::size_t wholeMemory() {
+/// Memory and swap of the machine: a volume that needs more cannot be held anyway.
+std::size_t machineMemory() {
     struct sysinfo system {};
     if (::sysinfo(&system) != 0) {
         return kLeast;
@@ -32,14 +32,13 @@ std::size_t wholeMemory() {
 
 Counter& counterAt(std::byte* memory) { return *std::launder(reinterpret_cast<Counter*>(memory)); }
 
-/// Asks for pages of 2 MiB: a volume is hundreds of MiB, and fetching it in pages of 4 KiB costs as much as filling it.
-void useLargePages(std::byte* memory, std::size_t bytes) {
-    constexpr std::uintptr_t kPage = std::uintptr_t{2} << 20;
-    const auto first = (reinterpret_cast<std::uintptr_t>(memory) + kPage - 1) / kPage * kPage;
-    const auto end = (reinterpret_cast<std::uintptr_t>(memory) + bytes) / kPage * kPage;
+/// Gives the system a hint, which it may refuse, about the whole pages inside a block.
+void advise(std::byte* block, std::size_t bytes, std::uintptr_t pageSize, int advice) {
+    const auto start = reinterpret_cast<std::uintptr_t>(block);
+    const auto first = (start + pageSize - 1) / pageSize * pageSize;
+    const auto end = (start + bytes) / pageSize * pageSize;
     if (first < end) {
-        (void)::madvise(memory + (first - reinterpret_cast<std::uintptr_t>(memory)), end - first,
-                        MADV_HUGEPAGE); // a wish that may be refused
+        (void)::madvise(block + (first - start), end - first, advice);
     }
 }
 
@@ -47,12 +46,12 @@ void useLargePages(std::byte* memory, std::size_t bytes) {
 
 SharedMemory::SharedMemory(bool isShared) : mIsShared(isShared) {
     const int flags = (isShared ? MAP_SHARED : MAP_PRIVATE) | MAP_ANONYMOUS | MAP_NORESERVE;
-    for (mCapacity = wholeMemory(); mCapacity >= kLeast; mCapacity /= 2) { // a limit may leave less
+    for (mCapacity = machineMemory(); mCapacity >= kLeast; mCapacity /= 2) { // a limit may allow less
         void* memory = ::mmap(nullptr, mCapacity, PROT_READ | PROT_WRITE, flags, -1, 0);
         if (memory != MAP_FAILED) {
             mMemory = static_cast<std::byte*>(memory);
-            if (!isShared) {
-                useLargePages(mMemory, mCapacity);
+            if (!isShared) { // a volume has hundreds of MiB; fetching 4 KiB at a time costs as much as filling it
+                advise(mMemory, mCapacity, std::uintptr_t{2} << 20, MADV_HUGEPAGE);
             }
             new (mMemory) Counter(kAlignment);
             return;
@@ -77,13 +76,8 @@ std::byte* SharedMemory::allocate(std::size_t bytes) {
     throw Error("There is no memory for " + std::to_string(bytes) + " more bytes of the volume.");
 }
 
-void SharedMemory::empty(std::byte* block, std::size_t bytes) {
-    constexpr std::size_t kPage = 4096;
-    const std::size_t first = (offsetOf(block) + kPage - 1) / kPage * kPage;
-    const std::size_t end = (offsetOf(block) + bytes) / kPage * kPage;
-    if (first < end) {
-        (void)::madvise(mMemory + first, end - first, mIsShared ? MADV_REMOVE : MADV_DONTNEED); // a wish
-    }
+void SharedMemory::releasePages(std::byte* block, std::size_t bytes) {
+    advise(block, bytes, 4096, mIsShared ? MADV_REMOVE : MADV_DONTNEED);
 }
 
 void SharedMemory::clear() { counterAt(mMemory).store(kAlignment); }
@@ -91,7 +85,7 @@ void SharedMemory::clear() { counterAt(mMemory).store(kAlignment); }
 std::byte* SharedMemory::at(std::size_t offset, std::size_t bytes) const {
     const std::size_t used = counterAt(mMemory).load();
     if (offset < kAlignment || offset > used || bytes > used - offset) {
-        throw Error("A process named a place in memory that it does not have.");
+        throw Error("A process named an offset outside its memory.");
     }
     return mMemory + offset;
 }

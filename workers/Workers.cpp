@@ -8,23 +8,28 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <map>
+#include <stdexcept>
 #include <system_error>
 #include <vector>
 
 #include "files/Errors.h"
 #include "host/Host.h"
 #include "workers/Channel.h"
+#include "workers/Parcel.h"
 
 namespace radvex::workers {
 
 namespace {
 
-/// Results that wait for one before them. Beyond this no item is given out until that one has come.
+/// Limit for results that wait for an earlier one. Beyond it, no item is given out until the earlier one has arrived.
 constexpr std::size_t kMostHeldBytes = std::size_t{64} << 20;
 
-/// Waits for a process of ours and says how it ended.
+constexpr std::size_t kMostItemsInBlock = 16;
+/// Several blocks for each process, so that none is idle for long at the end.
+constexpr std::size_t kBlocksForEach = 4;
+
+/// Waits for a child process and returns how it ended.
 std::string awaitEnd(pid_t process) {
     int state = 0;
     pid_t found = 0;
@@ -40,20 +45,27 @@ std::string awaitEnd(pid_t process) {
     return found == process ? "ended with exit status " + std::to_string(WEXITSTATUS(state)) : "ended";
 }
 
-Channel::Message messageOf(const Workers::Work& work, std::size_t item) {
+WorkResult resultOf(const Workers::Work& work, std::size_t item) {
     try {
-        return {false, {work(item), "", ""}};
+        return {.output = work(item)};
     } catch (const velmora::HostError& error) {
-        return {true, {"", error.what(), ""}};
+        return {.error = error.what(), .isFatal = true};
     } catch (const std::exception& error) {
-        return {false, {"", error.what(), ""}};
+        return {.error = error.what()};
     }
 }
 
-/// The life of a worker. Ends without exit handlers and destructors, which belong to the process it is a copy of.
+const WorkResult& throwIfFatal(const WorkResult& result) {
+    if (result.isFatal) {
+        throw velmora::HostError(result.error);
+    }
+    return result;
+}
+
+/// The main loop of a worker. It ends without exit handlers and destructors, which belong to the parent process.
 [[noreturn]] void serve(Channel& channel, const Workers::Work& work) noexcept {
     while (const auto item = channel.receiveItem()) {
-        if (!channel.sendMessage(messageOf(work, *item))) {
+        if (!channel.sendResult(resultOf(work, *item))) {
             break;
         }
     }
@@ -62,11 +74,11 @@ Channel::Message messageOf(const Workers::Work& work, std::size_t item) {
 
 } // namespace
 
-/// The processes and what they have done so far of the run.
+/// The processes, and the state of the run.
 class Workers::Processes {
   public:
     Processes(std::size_t most, const Work& work) : mMost(most), mWork(work) {
-        // Who started this process may have had it ignored; the ends of processes could not be told then.
+        // If SIGCHLD is ignored, as this process may have inherited it, the exit status of children is lost.
         mFormerHandler = std::signal(SIGCHLD, SIG_DFL);
     }
     ~Processes() {
@@ -101,142 +113,129 @@ class Workers::Processes {
         bool isGone = false;
     };
 
-    void dismiss();
-    void giveItems();
-    bool give(Worker& worker);
-    bool start();
-    void collect(const Receive& arrive);
-    void hear(Worker& worker, const Receive& arrive);
-    void forgetGone();
-    void finish(std::size_t item, Channel::Message message);
-    void deliver(const Receive& receive);
+    void dismiss() {
+        for (const Worker& worker : mWorkers) {
+            (void)::kill(worker.process, SIGKILL); // idle, or its result is no longer wanted
+            (void)awaitEnd(worker.process);
+        }
+        mWorkers.clear();
+        mFinished.clear();
+        mHeldBytes = 0;
+    }
+
+    void giveItems() {
+        for (Worker& worker : mWorkers) {
+            if (!worker.isBusy && hasWork() && !give(worker)) { // ended between two items: nothing is lost
+                (void)awaitEnd(worker.process);
+                worker.isGone = true;
+            }
+        }
+        forgetGone();
+        while (mWorkers.size() < mMost && hasWork() && start()) {
+            (void)give(mWorkers.back());
+        }
+    }
+
+    /// If a process ends before its first item, that item is charged with it, so that a run always terminates.
+    bool give(Worker& worker) {
+        if (!worker.channel.sendItem(mNext) && !worker.isNew) {
+            return false;
+        }
+        worker.isNew = false;
+        worker.isBusy = true;
+        worker.item = mNext++;
+        return true;
+    }
+
+    /// False if the system allows no further process: the running ones continue alone.
+    bool start() {
+        auto [ours, theirs] = Channel::makePair();
+        const pid_t parent = ::getpid();
+        mWorkers.reserve(mWorkers.size() + 1); // so that nothing can fail after the fork
+        const pid_t process = ::fork();
+        if (process < 0 && !mWorkers.empty()) {
+            return false;
+        }
+        if (process < 0) {
+            throw std::system_error(errno, std::generic_category(), "no process can be started");
+        }
+        if (process == 0) {
+            for (const Worker& other : mWorkers) { // otherwise it would keep the channels of the others open
+                (void)::close(other.channel.descriptor());
+            }
+            (void)::close(ours.descriptor());
+            (void)::prctl(PR_SET_PDEATHSIG, SIGKILL);
+            if (::getppid() == parent) { // the parent may have ended before the call above
+                serve(theirs, mWork);
+            }
+            ::_exit(0);
+        }
+        mWorkers.push_back({process, std::move(ours)});
+        return true;
+    }
+
+    void collect(const Receive& arrive) {
+        std::vector<pollfd> channels;
+        for (const Worker& worker : mWorkers) { // poll skips negative descriptors
+            channels.push_back({worker.isBusy ? worker.channel.descriptor() : -1, POLLIN, 0});
+        }
+        if (::poll(channels.data(), channels.size(), -1) < 0) {
+            if (errno == EINTR) {
+                return;
+            }
+            throw std::system_error(errno, std::generic_category(), "processes cannot be waited for");
+        }
+        for (std::size_t index = 0; index < channels.size(); ++index) {
+            if (channels[index].revents != 0) {
+                hear(mWorkers[index], arrive);
+            }
+        }
+        forgetGone();
+    }
+
+    void hear(Worker& worker, const Receive& arrive) {
+        if (!worker.channel.receiveSome()) {
+            worker.isGone = true;
+            finish(worker.item, {.end = awaitEnd(worker.process)});
+        } else if (auto result = worker.channel.takeResult()) {
+            worker.isBusy = false;
+            if (arrive && !result->isFatal) {
+                arrive(worker.item, *result);
+            }
+            finish(worker.item, *std::move(result));
+        }
+    }
+
+    void forgetGone() {
+        std::erase_if(mWorkers, [](const Worker& worker) { return worker.isGone; });
+    }
+
+    void finish(std::size_t item, WorkResult result) {
+        mHeldBytes += result.output.size();
+        mFinished.emplace(item, std::move(result));
+    }
+
+    void deliver(const Receive& receive) {
+        while (!mFinished.empty() && mFinished.begin()->first == mDue) {
+            const auto due = mFinished.extract(mFinished.begin());
+            mHeldBytes -= due.mapped().output.size();
+            ++mDue;
+            receive(due.key(), throwIfFatal(due.mapped()));
+        }
+    }
+
     bool hasWork() const { return mNext < mEnd && (mHeldBytes < kMostHeldBytes || mNext == mDue); }
 
     std::size_t mMost;
     const Work& mWork;
     void (*mFormerHandler)(int) = SIG_DFL;
     std::vector<Worker> mWorkers{};
-    std::map<std::size_t, Channel::Message> mFinished{}; ///< not delivered yet
+    std::map<std::size_t, WorkResult> mFinished{}; ///< finished, but not delivered yet
     std::size_t mHeldBytes = 0;
     std::size_t mEnd = 0;
-    std::size_t mNext = 0; ///< first item that no process has
-    std::size_t mDue = 0;  ///< first item that is not delivered
+    std::size_t mNext = 0; ///< first item that was not given to a process
+    std::size_t mDue = 0;  ///< first item that was not delivered
 };
-
-void Workers::Processes::dismiss() {
-    for (const Worker& worker : mWorkers) {
-        (void)::kill(worker.process, SIGKILL); // idle, or nobody waits for its result any more
-        (void)awaitEnd(worker.process);
-    }
-    mWorkers.clear();
-    mFinished.clear();
-    mHeldBytes = 0;
-}
-
-void Workers::Processes::giveItems() {
-    for (Worker& worker : mWorkers) {
-        if (!worker.isBusy && hasWork() && !give(worker)) { // ended between two items, which is nobody's loss
-            (void)awaitEnd(worker.process);
-            worker.isGone = true;
-        }
-    }
-    forgetGone();
-    while (mWorkers.size() < mMost && hasWork() && start()) {
-        (void)give(mWorkers.back());
-    }
-}
-
-/// A process that ends before its first item is charged with that one, so that a run always comes to its end.
-bool Workers::Processes::give(Worker& worker) {
-    if (!worker.channel.sendItem(mNext) && !worker.isNew) {
-        return false;
-    }
-    worker.isNew = false;
-    worker.isBusy = true;
-    worker.item = mNext++;
-    return true;
-}
-
-/// False when there is room for no further process: then those that run go on alone.
-bool Workers::Processes::start() {
-    auto [ours, theirs] = Channel::makePair();
-    const pid_t parent = ::getpid();
-    mWorkers.reserve(mWorkers.size() + 1); // nothing may fail between the fork and the place where it is remembered
-    const pid_t process = ::fork();
-    if (process < 0 && !mWorkers.empty()) {
-        return false;
-    }
-    if (process < 0) {
-        throw std::system_error(errno, std::generic_category(), "no process can be started");
-    }
-    if (process == 0) {
-        for (const Worker& other : mWorkers) { // else it would hold the channels of the others open
-            (void)::close(other.channel.descriptor());
-        }
-        (void)::close(ours.descriptor());
-        (void)::prctl(PR_SET_PDEATHSIG, SIGKILL);
-        if (::getppid() == parent) { // it may have ended before the line above
-            serve(theirs, mWork);
-        }
-        ::_exit(0);
-    }
-    mWorkers.push_back({process, std::move(ours)});
-    return true;
-}
-
-void Workers::Processes::collect(const Receive& arrive) {
-    std::vector<pollfd> channels;
-    for (const Worker& worker : mWorkers) { // poll passes over negative descriptors
-        channels.push_back({worker.isBusy ? worker.channel.descriptor() : -1, POLLIN, 0});
-    }
-    if (::poll(channels.data(), channels.size(), -1) < 0) {
-        if (errno == EINTR) {
-            return;
-        }
-        throw std::system_error(errno, std::generic_category(), "processes cannot be waited for");
-    }
-    for (std::size_t index = 0; index < channels.size(); ++index) {
-        if (channels[index].revents != 0) {
-            hear(mWorkers[index], arrive);
-        }
-    }
-    forgetGone();
-}
-
-void Workers::Processes::hear(Worker& worker, const Receive& arrive) {
-    if (!worker.channel.receiveSome()) {
-        worker.isGone = true;
-        finish(worker.item, {false, {"", "", awaitEnd(worker.process)}});
-    } else if (auto message = worker.channel.takeMessage()) {
-        worker.isBusy = false;
-        if (arrive && !message->isFatal) {
-            arrive(worker.item, message->result);
-        }
-        finish(worker.item, *std::move(message));
-    }
-}
-
-void Workers::Processes::forgetGone() {
-    std::erase_if(mWorkers, [](const Worker& worker) { return worker.isGone; });
-}
-
-void Workers::Processes::finish(std::size_t item, Channel::Message message) {
-    mHeldBytes += message.result.output.size();
-    mFinished.emplace(item, std::move(message));
-}
-
-void Workers::Processes::deliver(const Receive& receive) {
-    while (!mFinished.empty() && mFinished.begin()->first == mDue) {
-        const auto due = mFinished.extract(mFinished.begin());
-        const Channel::Message& message = due.mapped();
-        mHeldBytes -= message.result.output.size();
-        ++mDue;
-        if (message.isFatal) {
-            throw velmora::HostError(message.result.error);
-        }
-        receive(due.key(), message.result);
-    }
-}
 
 Workers::Workers(std::size_t count, Work work)
     : mWork(std::move(work)), mProcesses(count == 0 ? nullptr : std::make_unique<Processes>(count, mWork)) {}
@@ -248,14 +247,12 @@ void Workers::run(std::size_t first, std::size_t end, const Receive& receive, co
         return mProcesses->run(first, end, receive, arrive);
     }
     for (std::size_t item = first; item < end; ++item) {
-        const Channel::Message message = messageOf(mWork, item);
-        if (message.isFatal) {
-            throw velmora::HostError(message.result.error);
-        }
+        const WorkResult result = resultOf(mWork, item);
+        throwIfFatal(result);
         if (arrive) {
-            arrive(item, message.result);
+            arrive(item, result);
         }
-        receive(item, message.result);
+        receive(item, result);
     }
 }
 
@@ -269,6 +266,39 @@ std::string workAlone(std::size_t processes, const std::string& name, const std:
         output = result.output;
     });
     return output;
+}
+
+void forEachInBlocks(std::size_t processes, std::size_t count, const Workers::Work& work,
+                     const Workers::Receive& receive) {
+    const std::size_t size =
+        std::clamp<std::size_t>(count / std::max<std::size_t>(1, processes * kBlocksForEach), 1, kMostItemsInBlock);
+    if (processes == 0 || size == 1) {
+        Workers(processes, work).run(0, count, receive);
+        return;
+    }
+    const auto endOf = [&](std::size_t block) { return std::min(count, (block + 1) * size); };
+    Workers blocks(processes, [&](std::size_t block) {
+        std::vector<WorkResult> results;
+        for (std::size_t item = block * size; item < endOf(block); ++item) {
+            results.push_back(throwIfFatal(resultOf(work, item)));
+        }
+        return toParcel(results);
+    });
+    Workers single(1, work);
+    blocks.run(0, (count + size - 1) / size, [&](std::size_t block, const WorkResult& result) {
+        if (!result.end.empty()) {
+            single.run(block * size, endOf(block), receive);
+            return;
+        }
+        std::size_t item = block * size;
+        const auto results = fromParcel<std::vector<WorkResult>>(result.output);
+        if (results.size() != endOf(block) - item) {
+            throw std::runtime_error("A process sent an unexpected number of results.");
+        }
+        for (const WorkResult& one : results) {
+            receive(item++, one);
+        }
+    });
 }
 
 } // namespace radvex::workers

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <thread>
 
-#include "workers/Blocks.h"
+#include "workers/Workers.h"
 
 namespace radvex::cli {
 

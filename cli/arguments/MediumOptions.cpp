@@ -3,7 +3,7 @@
 #include "cli/ProgressBar.h"
 #include "files/Errors.h"
 #include "formats/json/Text.h"
-#include "media/Indexing.h"
+#include "media/FolderIndex.h"
 
 namespace radvex::cli {
 

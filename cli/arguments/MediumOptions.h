@@ -6,7 +6,7 @@
 #include "cli/arguments/CommandLine.h"
 #include "cli/arguments/FileJobs.h"
 #include "media/Medium.h"
-#include "media/Selection.h"
+#include "media/MediumTree.h"
 
 namespace radvex::cli {
 

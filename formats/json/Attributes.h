@@ -15,8 +15,8 @@ using Attributes = std::vector<Attribute>;
 /// An attribute to write: text, or the items of a sequence.
 struct Attribute {
     std::string keyword{};
-    std::string place{}; ///< how messages call it: "meta.json: at PatientName", "--tag PatientName=Doe"
-    std::string value{}; ///< several values stand with a backslash between them
+    std::string source{}; ///< where it was given, for messages: "meta.json: at PatientName", "--tag PatientName=Doe"
+    std::string value{};  ///< several values are separated by backslashes
     bool isSequence = false;
     std::vector<Attributes> items{};
 };
@@ -24,23 +24,24 @@ struct Attribute {
 /// The attributes as the library takes them: texts, and stores of stores for sequences.
 velmora::Store toStore(const Attributes& attributes);
 
-/// Reads an object in the shape that `radvex tags --json` prints: texts; {"bytes":"base64"}, which are written as they
-/// are; numbers, which become texts; lists of them, which become several values; lists of objects, which become
-/// sequences. Numbers of a byte or word attribute (OB, OW) become its hexadecimal text.
-/// @param name  the file, for the place of each attribute
-/// @throws FileError  no JSON, or not of that shape; the sentence names the place. File meta information too, which the
-///                    library alone writes
+/// Reads a JSON object as `radvex tags --json` prints it: texts; {"bytes":"base64"}, which are written as they are;
+/// numbers, which become texts; lists of these, which become several values; lists of objects, which become sequences.
+/// Numbers of a byte or word attribute (OB, OW) become its hexadecimal text.
+/// @param name  the file, for the source of each attribute
+/// @throws FileError  not JSON, or not of that form, or file meta information, which only the library writes; the
+///                    sentence names the source
 Attributes attributesFromJson(const std::string& name, const std::string& text, Dictionary& dictionary);
 
-/// The attribute that made the library refuse the metadata, null for an error of another kind.
+/// The attribute because of which the library refused the metadata; null for an error of another kind.
 const Attribute* findRefused(const Attributes& attributes, const velmora::LibraryError& error, velmora::Host& host,
                              Dictionary& dictionary);
 
-/// Whether text beyond ASCII stands anywhere. Bytes that are no UTF-8 are no text: the file's character set is theirs.
+/// Whether any text is not ASCII. Bytes that are not valid UTF-8 do not count: they are in the file's own character
+/// set.
 bool hasWideText(const Attributes& attributes);
 
-/// Says in the attributes that their texts are UTF-8.
-/// @throws FileError  another character set was asked for
+/// Adds the character set UTF-8 to the attributes.
+/// @throws FileError  the attributes name another character set
 void addUtf8CharacterSet(Attributes& attributes);
 
 } // namespace radvex::formats

@@ -1,6 +1,5 @@
 #include "formats/json/Base64.h"
 
-#include <array>
 #include <cstdint>
 #include <stdexcept>
 
@@ -13,7 +12,7 @@ constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnop
 std::uint32_t digitValue(char digit) {
     const std::size_t value = kDigits.find(digit);
     if (value == std::string_view::npos) {
-        throw std::invalid_argument("The base64 text holds a character that base64 does not have.");
+        throw std::invalid_argument("The base64 text contains a character that base64 does not have.");
     }
     return static_cast<std::uint32_t>(value);
 }
@@ -38,7 +37,7 @@ std::string toBase64(std::span<const std::byte> bytes) {
 
 std::vector<std::byte> fromBase64(std::string_view text) {
     if (text.size() % 4 != 0) {
-        throw std::invalid_argument("The length of the base64 text is no multiple of 4.");
+        throw std::invalid_argument("The length of the base64 text is not a multiple of 4.");
     }
     std::vector<std::byte> bytes;
     bytes.reserve(text.size() / 4 * 3);

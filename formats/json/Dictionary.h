@@ -8,20 +8,20 @@
 
 namespace radvex::formats {
 
-/// What the library's dictionary says of keywords; each is asked for once.
+/// Looks keywords up in the library's dictionary and remembers the answers.
 class Dictionary {
   public:
     explicit Dictionary(velmora::Host& host) : mHost(host) {}
 
-    /// Value representation; "UN" for a keyword that is not known.
+    /// Value representation; "UN" for an unknown keyword.
     const std::string& vrOf(const std::string& keyword);
     struct Tag {
         std::uint16_t group = 0;
         std::uint16_t element = 0;
     };
-    /// @throws velmora::LibraryError  no such keyword
+    /// @throws velmora::LibraryError  unknown keyword
     Tag tagOf(const std::string& keyword);
-    /// Whether the attribute belongs to the meta information in front of a dataset.
+    /// Whether the attribute belongs to the file meta information.
     bool isFileMetaInformation(const std::string& keyword);
 
   private:

@@ -1,9 +1,11 @@
 #include "formats/json/LosslessJson.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cmath>
 #include <cstring>
+#include <iterator>
 #include <limits>
 
 #include "formats/json/Base64.h"
@@ -14,22 +16,21 @@ namespace radvex::formats {
 
 using namespace velmora;
 
-static_assert(std::endian::native == std::endian::little, "Array bytes are passed on as they lie in memory.");
+static_assert(std::endian::native == std::endian::little, "Arrays are written as they lie in memory.");
 
 namespace {
 
-/// Deeper arguments are refused: each level costs call stack here.
+/// Deeper values are refused, since each level takes call stack.
 constexpr int kMaxDepth = 512;
 
 template <std::size_t N>
 vint codeOfType(const std::array<const char*, N>& names, const Json& object) {
     const std::string wanted = object.at("type").get<std::string>();
-    for (std::size_t code = 0; code < N; ++code) {
-        if (!wanted.empty() && wanted == names[code]) {
-            return static_cast<vint>(code);
-        }
+    const auto* const found = std::find(names.begin(), names.end(), wanted);
+    if (wanted.empty() || found == names.end()) {
+        throw JsonError("'" + wanted + "' is not an element type of this kind of value.");
     }
-    throw JsonError("'" + wanted + "' is no element type here.");
+    return static_cast<vint>(found - names.begin());
 }
 
 Json fromReal(double number) {
@@ -123,7 +124,7 @@ Json fromStore(StoreView store) {
 
 vint toVint(const Json& json) {
     if (!json.is_number_integer()) {
-        throw JsonError("A whole number is expected where " + dumpJson(json) + " stands.");
+        throw JsonError("A whole number is expected, but " + dumpJson(json) + " is given.");
     }
     const bool fits = json.is_number_unsigned()
                           ? json.get<std::uint64_t>() <= static_cast<std::uint64_t>(std::numeric_limits<vint>::max())
@@ -147,22 +148,20 @@ double toReal(const Json& json) {
             return name == "inf" ? std::numeric_limits<double>::infinity() : -std::numeric_limits<double>::infinity();
         }
     }
-    throw JsonError("A number is expected where " + dumpJson(json) + " stands.");
+    throw JsonError("A number is expected, but " + dumpJson(json) + " is given.");
 }
 
 std::complex<double> toComplex(const Json& json) {
     const Json& parts = json.at("complex");
     if (!parts.is_array() || parts.size() != 2) {
-        throw JsonError("A complex number is two numbers: {\"complex\":[re,im]}.");
+        throw JsonError("A complex number consists of two numbers: {\"complex\":[re,im]}.");
     }
     return {toReal(parts[0]), toReal(parts[1])};
 }
 
 std::vector<vint> toDimensions(const Json& json) {
     std::vector<vint> dimensions;
-    for (const Json& dimension : json) {
-        dimensions.push_back(toVint(dimension));
-    }
+    std::ranges::transform(json, std::back_inserter(dimensions), toVint);
     return dimensions;
 }
 
@@ -170,7 +169,7 @@ Value toTensor(const Json& object) {
     Tensor tensor(codeOfType(kTensorTypeNames, object), toDimensions(object.at("dims")));
     const Json& data = object.at("data");
     if (data.size() != static_cast<std::size_t>(tensor.handle()->length)) {
-        throw JsonError("The tensor's data has " + std::to_string(data.size()) + " elements, its dims say " +
+        throw JsonError("The tensor's data has " + std::to_string(data.size()) + " elements, but its dims say " +
                         std::to_string(tensor.handle()->length) + ".");
     }
     for (std::size_t index = 0; index < data.size(); ++index) {
@@ -186,7 +185,7 @@ Value toTensor(const Json& object) {
 void copyBytes(const Json& object, std::span<std::byte> target) {
     const auto bytes = fromBase64(object.at("base64").get_ref<const std::string&>());
     if (bytes.size() != target.size()) {
-        throw JsonError("The base64 data has " + std::to_string(bytes.size()) + " bytes, type and sizes say " +
+        throw JsonError("The base64 data has " + std::to_string(bytes.size()) + " bytes, but type and sizes say " +
                         std::to_string(target.size()) + ".");
     }
     std::copy(bytes.begin(), bytes.end(), target.begin());
@@ -217,14 +216,14 @@ Value toStore(const Json& nodes, int depth) {
     Store store = Store::empty();
     for (const Json& node : nodes) {
         if (!node.is_array() || node.size() != 2 || !node[0].is_string()) {
-            throw JsonError("A node of a store is a name and a value: [\"name\",value].");
+            throw JsonError("A node of a store consists of a name and a value: [\"name\",value].");
         }
         store.add(node[0].get<std::string>(), toValue(node[1], depth + 1));
     }
     return store;
 }
 
-/// The forms with one reserved key; Null when the object is none of them.
+/// Converts the forms with one reserved key. @return false if the object is none of them
 bool toReservedForm(const Json& json, int depth, Value& value) {
     if (json.size() != 1) {
         return false;
@@ -262,7 +261,7 @@ Value toPlainStore(const Json& json, int depth) {
 
 Value toValue(const Json& json, int depth) {
     if (depth > kMaxDepth) {
-        throw JsonError("The value nests over " + std::to_string(kMaxDepth) + " levels.");
+        throw JsonError("The value is nested more than " + std::to_string(kMaxDepth) + " levels deep.");
     }
     switch (json.type()) {
     case Json::value_t::null: return {};
@@ -276,7 +275,7 @@ Value toValue(const Json& json, int depth) {
         Value value;
         return toReservedForm(json, depth, value) ? value : toPlainStore(json, depth);
     }
-    default: throw JsonError("This kind of JSON is no value.");
+    default: throw JsonError("This kind of JSON is not a value.");
     }
 }
 
@@ -302,7 +301,7 @@ Value fromJson(const Json& json) {
     try {
         return toValue(json, 0);
     } catch (const Json::exception& error) {
-        throw JsonError(std::string("A value lacks something, or holds something of another kind: ") + error.what());
+        throw JsonError(std::string("Part of a value is missing or has the wrong type: ") + error.what());
     } catch (const std::invalid_argument& error) {
         throw JsonError(error.what());
     }
@@ -312,7 +311,7 @@ Json parseJson(const std::string& text) {
     try {
         return Json::parse(text);
     } catch (const Json::exception& error) {
-        throw JsonError("'" + shortened(text) + "' is no JSON. Text needs double quotes: '\"text\"'.");
+        throw JsonError("'" + shortened(text) + "' is not valid JSON. Text needs double quotes: '\"text\"'.");
     }
 }
 

@@ -10,7 +10,7 @@ namespace radvex::formats {
 
 using Json = nlohmann::ordered_json;
 
-/// Text that is no value in the form below.
+/// Text that is not a value in the form below.
 class JsonError : public Error {
   public:
     using Error::Error;
@@ -26,7 +26,7 @@ class JsonError : public Error {
 ///   {"image":{"type":"bit|u8|u16|f32|f64","rank":2,"slices":1,"rows":…,"columns":…,"channels":…,"colorSpace":0,
 ///             "interleaved":false,"base64":"…"}}
 ///   {"store":[["name",value],…]}          in order; names may repeat or be empty
-///   {"bytes":"base64"}                    a string that is no UTF-8
+///   {"bytes":"base64"}                    a string that is not valid UTF-8
 /// As an argument, also: a plain list (a store of nodes without names), any other object (a store of named nodes) and
 /// null (a null handle).
 Json toJson(const velmora::Value& value);
@@ -37,7 +37,7 @@ velmora::Value fromJson(const Json& json);
 /// Parses JSON text. @throws JsonError
 Json parseJson(const std::string& text);
 
-/// JSON text: one line, or lines indented by `indent` blanks a level. Bytes that are no UTF-8 become U+FFFD.
+/// JSON text: one line, or lines indented by `indent` spaces per level. Bytes that are not valid UTF-8 become U+FFFD.
 std::string dumpJson(const Json& json, int indent = -1);
 
 } // namespace radvex::formats

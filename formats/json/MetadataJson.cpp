@@ -1,4 +1,4 @@
-// Written piece by piece and not through a tree of JSON values: a file may hold hundreds of thousands of attributes.
+// Appends text instead of building a tree of JSON values: a file may hold hundreds of thousands of attributes.
 
 #include <algorithm>
 #include <charconv>
@@ -25,16 +25,15 @@ void appendInteger(std::string& json, vint number) {
     json.append(text, end);
 }
 
-/// The shortest text that reads back as the same number; JSON has none for what is not finite.
+/// JSON has no numbers for infinity and NaN.
 void appendReal(std::string& json, double number) {
     if (!std::isfinite(number)) {
         json += std::isnan(number) ? R"("nan")" : number > 0 ? R"("inf")" : R"("-inf")";
         return;
     }
-    char text[32];
-    const auto end = std::to_chars(text, text + sizeof text, number).ptr;
-    json.append(text, end);
-    if (std::string_view(text, static_cast<std::size_t>(end - text)).find_first_of(".e") == std::string_view::npos) {
+    const std::string text = shortestText(number);
+    json += text;
+    if (text.find_first_of(".e") == std::string::npos) {
         json += ".0";
     }
 }
@@ -63,8 +62,7 @@ void appendArrayShape(std::string& json, const VelmoraNumericArray& array) {
     json += '}';
 }
 
-/// A file may hold what its character set does not have, or a character set that cannot be converted: then JSON, which
-/// is UTF-8, has the bytes.
+/// Text that cannot be converted to UTF-8, for instance because its character set is unknown, is written as bytes.
 void appendTextOrBytes(std::string& json, std::string_view text) {
     if (isValidUtf8(text)) {
         return appendJsonText(json, text);
@@ -87,7 +85,7 @@ void appendValue(std::string& json, NodeView node) {
     }
 }
 
-/// A store of unnamed nodes: items of a sequence, several numbers, frames.
+/// A store of unnamed nodes: items of a sequence, several numbers, or frames.
 void appendElements(std::string& json, StoreView elements) {
     appendList(json, elements.begin(), elements.end(), [&](NodeView element) {
         if (element.type() == VType_DataStore) {
@@ -97,10 +95,6 @@ void appendElements(std::string& json, StoreView elements) {
         }
     });
 }
-
-} // namespace
-
-namespace {
 
 bool needsEscape(char character, bool isValid) {
     const auto byte = static_cast<unsigned char>(character);
@@ -121,18 +115,14 @@ void appendEscaped(std::string& json, char character) {
     }
 }
 
-/// How often each key of one object came so far.
+/// Counts how often each key of an object has occurred.
 class KeyCounts {
   public:
     int next(std::string_view key) {
-        // Most objects are items with a few keys, which a look at each finds faster than a table.
+        // Most objects are items with a few keys, for which a search is faster than a table.
         constexpr std::size_t kFew = 16;
         if (mFew.size() < kFew) {
-            const bool isNew = std::find(mFew.begin(), mFew.end(), key) == mFew.end();
             mFew.push_back(key);
-            if (isNew) {
-                return 1;
-            }
             return static_cast<int>(std::count(mFew.begin(), mFew.end(), key));
         }
         if (mMany.empty()) {

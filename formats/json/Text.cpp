@@ -2,7 +2,8 @@
 
 #include <utf8.h>
 
-#include <cstdint>
+#include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <iterator>
 
@@ -17,7 +18,7 @@ bool isAscii(std::string_view text) {
 }
 
 bool isValidUtf8(std::string_view text) {
-    if (isAscii(text)) { // nearly all text is
+    if (isAscii(text)) { // the usual case, and fast
         return true;
     }
     return utf8::is_valid(text.begin(), text.end());
@@ -42,20 +43,21 @@ std::string printable(std::string_view text) {
     return shown;
 }
 
+std::string shortestText(double number) {
+    char text[32];
+    return {text, std::to_chars(text, text + sizeof text, number).ptr};
+}
+
 std::string counted(std::size_t count, const char* one, const char* several) {
     return std::to_string(count) + ' ' + (count == 1 ? one : several);
 }
 
 std::string fileNamePart(std::string_view text, std::size_t longest) {
     std::string part;
-    for (const char letter : text) {
-        const bool isPlain =
-            (letter >= '0' && letter <= '9') || (letter >= 'A' && letter <= 'Z') || (letter >= 'a' && letter <= 'z');
-        if (isPlain && part.size() < longest) {
-            part += letter;
-        }
-    }
-    return part;
+    std::ranges::copy_if(text, std::back_inserter(part), [](char letter) {
+        return (letter >= '0' && letter <= '9') || (letter >= 'A' && letter <= 'Z') || (letter >= 'a' && letter <= 'z');
+    });
+    return part.substr(0, longest);
 }
 
 std::string shortened(std::string_view text, std::size_t limit) {

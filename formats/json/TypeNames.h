@@ -7,13 +7,13 @@
 
 namespace radvex::formats {
 
-/// Names of the host's element types in everything that the command prints and takes; the code is the index.
+/// Names of the host's element types, as the command prints and takes them. The code is the index.
 inline constexpr std::array<const char*, 5> kImageTypeNames{"bit", "u8", "u16", "f32", "f64"};
 inline constexpr std::array<const char*, 11> kArrayTypeNames{"",    "s8",  "u8",  "s16", "u16", "s32",
                                                              "u32", "s64", "u64", "f32", "f64"};
 inline constexpr std::array<const char*, 5> kTensorTypeNames{"", "", "integer", "real", "complex"};
 
-/// Name of a type code; "unknown" for one that the host does not have.
+/// Name of a type code; "unknown" for an invalid code.
 template <std::size_t N>
 constexpr const char* typeName(const std::array<const char*, N>& names, vint code) {
     const bool isKnown =

@@ -6,7 +6,6 @@
 #include <string_view>
 
 #include "files/Errors.h"
-#include "files/OutputFile.h"
 #include "formats/json/Text.h"
 
 namespace radvex::formats {
@@ -24,15 +23,7 @@ class DictionaryText {
   public:
     explicit DictionaryText(std::string_view text) : mText(text) {}
 
-    bool take(char character) {
-        skipSpace();
-        if (mText.empty() || mText.front() != character) {
-            return false;
-        }
-        mText.remove_prefix(1);
-        return true;
-    }
-    bool takeWord(std::string_view word) {
+    bool take(std::string_view word) {
         skipSpace();
         if (!mText.starts_with(word)) {
             return false;
@@ -77,26 +68,18 @@ class DictionaryText {
     std::string_view mText;
 };
 
-bool takeFlag(DictionaryText& text, bool& flag) {
-    flag = text.takeWord("True");
-    return flag || text.takeWord("False");
-}
-
-/// Numbers up to the closing bracket, with or without a comma behind the last.
-bool takeShape(DictionaryText& text, std::vector<std::uint64_t>& shape) {
-    if (!text.take('(')) {
+/// Takes elements between brackets, separated by commas; the last one may have a comma too.
+template <typename TakeElement>
+bool takeList(DictionaryText& text, std::string_view opening, std::string_view closing, TakeElement takeElement) {
+    if (!text.take(opening)) {
         return false;
     }
-    bool isClosed = text.take(')');
-    while (!isClosed) {
-        const auto number = text.takeNumber();
-        if (!number) {
+    for (bool isClosed = text.take(closing); !isClosed;) {
+        if (!takeElement()) {
             return false;
         }
-        shape.push_back(*number);
-        (void)text.take('L'); // Python 2 wrote long integers so
-        const bool hasComma = text.take(',');
-        isClosed = text.take(')');
+        const bool hasComma = text.take(",");
+        isClosed = text.take(closing);
         if (!isClosed && !hasComma) {
             return false;
         }
@@ -104,11 +87,20 @@ bool takeShape(DictionaryText& text, std::vector<std::uint64_t>& shape) {
     return true;
 }
 
+bool takeShape(DictionaryText& text, std::vector<std::uint64_t>& shape) {
+    return takeList(text, "(", ")", [&] {
+        const auto number = text.takeNumber();
+        shape.push_back(number.value_or(0));
+        (void)text.take("L"); // Python 2 marked long integers like this
+        return number.has_value();
+    });
+}
+
 /// Type and byte order of a text such as "<f8".
 bool takeType(DictionaryText& text, NpyHeader& header) {
     const auto name = text.takeText();
     if (!name || name->size() < 3 || std::string_view("<>=|").find(name->front()) == std::string_view::npos) {
-        return false; // records have a list here
+        return false; // for records, this is a list
     }
     header.isBigEndian = name->front() == '>';
     header.type = name->substr(1);
@@ -122,35 +114,29 @@ bool takeType(DictionaryText& text, NpyHeader& header) {
 
 bool takeEntry(DictionaryText& text, NpyHeader& header) {
     const auto key = text.takeText();
-    if (!key || !text.take(':')) {
+    if (!key || !text.take(":")) {
         return false;
     }
     if (*key == "descr") {
         return takeType(text, header);
     }
-    return *key == "fortran_order" ? takeFlag(text, header.isFortranOrder)
-                                   : *key == "shape" && header.shape.empty() && takeShape(text, header.shape);
+    if (*key == "fortran_order") {
+        header.isFortranOrder = text.take("True");
+        return header.isFortranOrder || text.take("False");
+    }
+    return *key == "shape" && header.shape.empty() && takeShape(text, header.shape);
 }
 
 bool takeDictionary(DictionaryText& text, NpyHeader& header) {
-    if (!text.take('{')) {
-        return false;
-    }
     int entries = 0;
-    for (bool isClosed = text.take('}'); !isClosed; ++entries) {
-        if (!takeEntry(text, header)) {
-            return false;
-        }
-        const bool hasComma = text.take(',');
-        isClosed = text.take('}');
-        if (!isClosed && !hasComma) {
-            return false;
-        }
-    }
-    return entries == 3 && !header.type.empty() && text.isAtEnd();
+    const bool isList = takeList(text, "{", "}", [&] {
+        ++entries;
+        return takeEntry(text, header);
+    });
+    return isList && entries == 3 && !header.type.empty() && text.isAtEnd();
 }
 
-/// Position and length of the dictionary's text.
+/// Offset and length of the dictionary's text.
 std::pair<std::size_t, std::size_t> findText(const std::string& name, std::span<const std::byte> bytes) {
     constexpr std::size_t kVersion = kMagic.size();
     const auto byteAt = [&](std::size_t index) { return std::to_integer<std::size_t>(bytes[index]); };
@@ -192,6 +178,27 @@ void requireLength(const std::string& name, const NpyHeader& header, std::size_t
 }
 
 } // namespace
+
+std::string numpyType(vint type) {
+    static constexpr const char* names[] = {"", "|i1", "|u1", "<i2", "<u2", "<i4", "<u4", "<i8", "<u8", "<f4", "<f8"};
+    return names[type];
+}
+
+std::string npyHeader(vint type, const std::vector<vint>& shape) {
+    std::string description = "{'descr': '" + numpyType(type) + "', 'fortran_order': False, 'shape': (";
+    for (const vint dimension : shape) {
+        description += std::to_string(dimension) + ",";
+    }
+    description += "), }";
+    // Magic, version and length are 10 bytes; the whole header ends with a line feed at a multiple of 64.
+    constexpr std::size_t kPrefix = 10;
+    const std::size_t padding = 63 - (kPrefix + description.size()) % 64;
+    description += std::string(padding, ' ') + "\n";
+    std::string text = std::string(kMagic) + std::string("\x01\x00", 2);
+    text += static_cast<char>(description.size() & 0xFF);
+    text += static_cast<char>(description.size() >> 8);
+    return text + description;
+}
 
 bool isNpy(std::span<const std::byte> bytes) {
     return bytes.size() >= kMagic.size() && std::memcmp(bytes.data(), kMagic.data(), kMagic.size()) == 0;

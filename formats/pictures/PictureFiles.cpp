@@ -4,10 +4,9 @@
 
 #include "files/Errors.h"
 #include "files/InputFile.h"
-#include "files/OutputFile.h"
-#include "formats/pictures/NewPicture.h"
 #include "formats/pictures/NpyHeader.h"
-#include "formats/pictures/PngRead.h"
+#include "formats/pictures/Picture.h"
+#include "formats/pictures/Png.h"
 
 namespace radvex::formats {
 
@@ -20,34 +19,31 @@ bool isAlike(const VelmoraImage& one, const VelmoraImage& other) {
            one.type == other.type;
 }
 
+PictureSize sizeOf(const VelmoraImage& info) {
+    return {.slices = info.rank == 3 ? static_cast<std::uint64_t>(info.slices) : 0,
+            .rows = static_cast<std::uint64_t>(info.rows),
+            .columns = static_cast<std::uint64_t>(info.columns),
+            .channels = static_cast<std::uint64_t>(info.channels)};
+}
+
 Image joinFrames(const std::string& name, std::vector<Image> parts) {
-    std::uint64_t slices = 0;
+    PictureSize size = sizeOf(parts.front().info());
+    size.slices = 0;
     for (const Image& part : parts) {
-        slices += static_cast<std::uint64_t>(part.info().slices);
+        size.slices += static_cast<std::uint64_t>(part.info().slices);
     }
-    const VelmoraImage& first = parts.front().info();
-    Image whole = newPicture(name,
-                             {.slices = slices,
-                              .rows = static_cast<std::uint64_t>(first.rows),
-                              .columns = static_cast<std::uint64_t>(first.columns),
-                              .channels = static_cast<std::uint64_t>(first.channels)},
-                             first.type);
+    Image whole = newPicture(name, size, parts.front().info().type);
     auto target = whole.bytes().begin();
     for (Image& part : parts) {
         target = std::copy(part.bytes().begin(), part.bytes().end(), target);
-        part = Image(); // two copies of all frames need not be there at once
+        part = Image(); // frees each part early, so that not all frames are in memory twice
     }
     return whole;
 }
 
 template <typename T>
 Image maskOf(const std::string& name, const Image& image) {
-    const VelmoraImage& info = image.info();
-    Image mask = newPicture(name,
-                            {.slices = info.rank == 3 ? static_cast<std::uint64_t>(info.slices) : 0,
-                             .rows = static_cast<std::uint64_t>(info.rows),
-                             .columns = static_cast<std::uint64_t>(info.columns)},
-                            VImage_Bit);
+    Image mask = newPicture(name, sizeOf(image.info()), VImage_Bit);
     std::ranges::transform(image.data<T>(), mask.data<std::int8_t>().begin(),
                            [](T value) { return static_cast<std::int8_t>(value != 0 ? 1 : 0); });
     return mask;
@@ -73,7 +69,7 @@ Image readPictureFiles(const std::vector<std::string>& files, const AxesRule& ax
         parts.push_back(readPictureFile(file, axes));
         if (!isAlike(parts.front().info(), parts.back().info())) {
             throw FileError(file + " is " + describePicture(parts.back()) + ", and " + files.front() + " is " +
-                            describePicture(parts.front()) + ": the frames of one file are all alike.");
+                            describePicture(parts.front()) + ": all frames of a file have the same size and type.");
         }
     }
     return parts.size() == 1 ? std::move(parts.front()) : joinFrames(files.front(), std::move(parts));

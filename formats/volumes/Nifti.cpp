@@ -5,26 +5,21 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
-
-#include "files/OutputFile.h"
-#include "formats/volumes/Gzip.h"
+#include <tuple>
 
 namespace radvex::formats {
 
 namespace {
 
-static_assert(std::endian::native == std::endian::little, "Readers know the order of bytes from the header.");
+static_assert(std::endian::native == std::endian::little,
+              "The header and the samples are written as they lie in memory.");
 static_assert(sizeof(nifti_1_header) == 348);
 
 constexpr std::size_t kHeaderSize = 352;
 constexpr vint kLongestAxis = 32767;
 
-struct NiftiType {
-    short code;
-    short bits;
-};
-
-NiftiType typeOf(const VolumeHeader& header) {
+/// Code and bits of an element.
+std::pair<short, short> typeOf(const VolumeHeader& header) {
     if (header.channels > 1) {
         if (header.type != VNumericArray_U8) {
             throw VolumeError("NIfTI holds colour of 8 bits only; .nrrd and .npy hold this volume.");
@@ -66,7 +61,7 @@ Axes axesOf(const VolumeGeometry& geometry) {
 }
 
 bool isOrthogonal(const Axes& axes) {
-    constexpr double kTolerance = 1e-3; // what three decimals of a direction leave open
+    constexpr double kTolerance = 1e-3; // the precision of directions with three decimals
     return std::abs(dot(axes.column, axes.row)) <= kTolerance && std::abs(dot(axes.column, axes.slice)) <= kTolerance &&
            std::abs(dot(axes.row, axes.slice)) <= kTolerance;
 }
@@ -83,16 +78,16 @@ void setAffineForm(nifti_1_header& header, const VolumeGeometry& geometry) {
     header.sform_code = NIFTI_XFORM_SCANNER_ANAT;
 }
 
-/// Rounds the last three parts of a unit quaternion to what the header holds.
+/// Rounds the last three parts of a unit quaternion to the header's floats.
 std::array<float, 3> roundQuaternion(const Vector3& quaternion) {
-    constexpr double kNothing = 1e-10; // square of a first part that is nothing but rounding
+    constexpr double kNothing = 1e-10; // the square of a first part below this is rounding alone
     std::array<float, 3> parts{static_cast<float>(quaternion[0]), static_cast<float>(quaternion[1]),
                                static_cast<float>(quaternion[2])};
     const auto squareOfFirst = [&] {
         return 1.0 - dot({parts[0], parts[1], parts[2]}, {parts[0], parts[1], parts[2]});
     };
-    // Readers take the first part from the length. For half a turn it is nothing, but a length that was rounded down
-    // makes 2e-4 of it, which turns the volume visibly. Rounded up it is nothing to them.
+    // Readers compute the first part from the length 1. For half a turn it is 0, but if rounding shortened the other
+    // parts, readers get up to 2e-4, which turns the volume visibly. If the length is rounded up, they get 0.
     if (1 - dot(quaternion, quaternion) < kNothing) {
         float& largest =
             *std::max_element(parts.begin(), parts.end(), [](float a, float b) { return std::abs(a) < std::abs(b); });
@@ -111,7 +106,7 @@ void setRotationForm(nifti_1_header& header, const VolumeGeometry& geometry, con
         matrix.m[row][2] = axes.slice[row];
     }
     Vector3 exact{};
-    double thirdAxis = 1; // -1: turned round
+    double thirdAxis = 1; // -1: reversed
     nifti_dmat44_to_quatern(matrix, &exact[0], &exact[1], &exact[2], nullptr, nullptr, nullptr, nullptr, nullptr,
                             nullptr, &thirdAxis);
     const auto quaternion = roundQuaternion(exact);
@@ -130,28 +125,22 @@ void setRotationForm(nifti_1_header& header, const VolumeGeometry& geometry, con
 
 std::string niftiHeader(const VolumeHeader& volume) {
     nifti_1_header header{};
-    const NiftiType type = typeOf(volume);
     const VolumeGeometry& geometry = volume.geometry;
     header.sizeof_hdr = sizeof header;
-    const short dimensions[] = {
-        3, axis("columns", volume.columns), axis("rows", volume.rows), axis("slices", volume.slices), 1, 1, 1, 1};
-    std::copy(std::begin(dimensions), std::end(dimensions), header.dim);
-    header.datatype = type.code;
-    header.bitpix = type.bits;
-    const float spacings[] = {1,
-                              static_cast<float>(length(geometry.columnStep)),
-                              static_cast<float>(length(geometry.rowStep)),
-                              static_cast<float>(length(geometry.sliceStep)),
-                              1,
-                              1,
-                              1,
-                              1};
-    std::copy(std::begin(spacings), std::end(spacings), header.pixdim);
+    std::tie(header.datatype, header.bitpix) = typeOf(volume);
+    const short sizes[] = {axis("columns", volume.columns), axis("rows", volume.rows), axis("slices", volume.slices)};
+    std::ranges::fill(header.dim, short{1}); // of the unused axes
+    header.dim[0] = static_cast<short>(std::size(sizes));
+    std::ranges::copy(sizes, header.dim + 1);
+    std::ranges::fill(header.pixdim, 1.0F); // the orientation, and the spacings of the unused axes
+    header.pixdim[1] = static_cast<float>(length(geometry.columnStep));
+    header.pixdim[2] = static_cast<float>(length(geometry.rowStep));
+    header.pixdim[3] = static_cast<float>(length(geometry.sliceStep));
     header.vox_offset = kHeaderSize;
     header.scl_slope = 1;
     header.xyzt_units = NIFTI_UNITS_MM;
     std::memcpy(header.magic, "n+1", 4);
-    if (geometry.isPlaced) {
+    if (geometry.hasPosition) {
         setAffineForm(header, geometry);
         if (const Axes axes = axesOf(geometry); isOrthogonal(axes)) {
             setRotationForm(header, geometry, axes);
@@ -160,22 +149,6 @@ std::string niftiHeader(const VolumeHeader& volume) {
     std::string bytes(kHeaderSize, '\0');
     std::memcpy(bytes.data(), &header, sizeof header);
     return bytes;
-}
-
-void writeNifti(const std::string& path, const VolumeHeader& volume, const std::vector<SliceBytes>& slices) {
-    const std::string header = niftiHeader(volume);
-    files::writeOutputFile(path, [&](std::FILE* file) {
-        if (!path.ends_with(".gz")) {
-            return std::fwrite(header.data(), 1, header.size(), file) == header.size() &&
-                   std::all_of(slices.begin(), slices.end(), [&](SliceBytes slice) {
-                       return std::fwrite(slice.data(), 1, slice.size(), file) == slice.size();
-                   });
-        }
-        GzipWriter gzip(file);
-        return gzip.write(std::as_bytes(std::span(header))) &&
-               std::all_of(slices.begin(), slices.end(), [&](SliceBytes slice) { return gzip.write(slice); }) &&
-               gzip.finish();
-    });
 }
 
 } // namespace radvex::formats

@@ -1,11 +1,8 @@
 #include "formats/volumes/Nrrd.h"
 
-#include <algorithm>
 #include <bit>
-#include <charconv>
 
-#include "files/OutputFile.h"
-#include "formats/volumes/Gzip.h"
+#include "formats/json/Text.h"
 
 namespace radvex::formats {
 
@@ -16,18 +13,13 @@ static_assert(std::endian::native == std::endian::little, "The samples are writt
 constexpr const char* kTypes[] = {"",       "int8",  "uint8",  "int16", "uint16", "int32",
                                   "uint32", "int64", "uint64", "float", "double"};
 
-/// The shortest text that reads back as the same number.
-std::string exact(double value) {
-    char text[32];
-    const auto end = std::to_chars(text, text + sizeof text, value == 0 ? 0.0 : value).ptr; // no "-0"
-    return {text, end};
-}
+std::string exact(double value) { return shortestText(value == 0 ? 0.0 : value); } // no "-0"
 
 std::string vectorOf(const Vector3& vector) {
     return "(" + exact(vector[0]) + "," + exact(vector[1]) + "," + exact(vector[2]) + ")";
 }
 
-std::string placeOf(const VolumeGeometry& geometry, bool isColour) {
+std::string positionOf(const VolumeGeometry& geometry, bool isColour) {
     return "space: left-posterior-superior\nspace directions: " + std::string(isColour ? "none " : "") +
            vectorOf(geometry.columnStep) + " " + vectorOf(geometry.rowStep) + " " + vectorOf(geometry.sliceStep) +
            "\nspace origin: " + vectorOf(geometry.origin) + "\nspace units: \"mm\" \"mm\" \"mm\"\n";
@@ -41,34 +33,17 @@ std::string spacingsOf(const VolumeGeometry& geometry, bool isColour) {
 
 } // namespace
 
-std::string nrrdHeader(const VolumeHeader& header, bool compress) {
+std::string nrrdHeader(const VolumeHeader& header, bool isCompressed) {
     const bool isColour = header.channels > 1;
     std::string text = "NRRD0005\ntype: " + std::string(kTypes[header.type]) +
                        "\ndimension: " + (isColour ? "4" : "3") + "\nsizes: " + (isColour ? "3 " : "") +
                        std::to_string(header.columns) + " " + std::to_string(header.rows) + " " +
                        std::to_string(header.slices) + "\n";
-    text += header.geometry.isPlaced ? placeOf(header.geometry, isColour) : spacingsOf(header.geometry, isColour);
+    text += header.geometry.hasPosition ? positionOf(header.geometry, isColour) : spacingsOf(header.geometry, isColour);
     text += "kinds: " + std::string(isColour ? "RGB-color " : "") + "domain domain domain\n";
-    // One byte has no order, and strict readers refuse the field then.
+    // Single bytes have no order, and strict readers refuse the field for them.
     const bool hasOrder = header.type != VNumericArray_S8 && header.type != VNumericArray_U8;
-    return text + (hasOrder ? "endian: little\n" : "") + "encoding: " + (compress ? "gzip" : "raw") + "\n\n";
-}
-
-void writeNrrd(const std::string& path, const VolumeHeader& header, const std::vector<SliceBytes>& slices,
-               bool compress) {
-    const std::string text = nrrdHeader(header, compress);
-    files::writeOutputFile(path, [&](std::FILE* file) {
-        bool isWritten = std::fwrite(text.data(), 1, text.size(), file) == text.size();
-        if (!compress) {
-            return isWritten && std::all_of(slices.begin(), slices.end(), [&](SliceBytes slice) {
-                       return std::fwrite(slice.data(), 1, slice.size(), file) == slice.size();
-                   });
-        }
-        GzipWriter gzip(file);
-        isWritten =
-            isWritten && std::all_of(slices.begin(), slices.end(), [&](SliceBytes slice) { return gzip.write(slice); });
-        return isWritten && gzip.finish();
-    });
+    return text + (hasOrder ? "endian: little\n" : "") + "encoding: " + (isCompressed ? "gzip" : "raw") + "\n\n";
 }
 
 } // namespace radvex::formats

@@ -4,12 +4,10 @@
 
 namespace radvex::formats {
 
-/// Text in front of the samples of an NRRD0005 file, with the empty line that ends it. A placed volume has the space
-/// left-posterior-superior with its directions and origin; another has spacings alone.
-std::string nrrdHeader(const VolumeHeader& header, bool compress);
-
-/// @throws FileError
-void writeNrrd(const std::string& path, const VolumeHeader& header, const std::vector<SliceBytes>& slices,
-               bool compress);
+/// The text before the samples of an NRRD0005 file, with the empty line that ends it. A volume with a position has the
+/// space left-posterior-superior with its directions and origin; another one has only spacings.
+/// Written by hand: it is a few lines of text, and Debian packages no small library for the format.
+/// @param isCompressed  the samples are compressed with gzip
+std::string nrrdHeader(const VolumeHeader& header, bool isCompressed);
 
 } // namespace radvex::formats

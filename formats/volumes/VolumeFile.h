@@ -11,16 +11,16 @@
 
 namespace radvex::formats {
 
-/// A volume that cannot be made or that a format cannot hold.
+/// A volume that cannot be made, or that the format cannot hold.
 class VolumeError : public Error {
   public:
     using Error::Error;
 };
 
-/// What a volume file says before its samples. These follow slice by slice, row by row, the channels of a pixel side
-/// by side.
+/// What a volume file says before its samples. The samples follow slice by slice, row by row, with interleaved
+/// channels.
 struct VolumeHeader {
-    vint type = 0;     ///< VNumericArray_..., up to 32 bits for integers
+    vint type = 0;     ///< VNumericArray_...; integers have up to 32 bits
     vint channels = 1; ///< 1, or 3 for RGB
     vint columns = 0;
     vint rows = 0;
@@ -30,10 +30,10 @@ struct VolumeHeader {
 
 using SliceBytes = std::span<const std::byte>;
 
-/// Writes a volume in the format that the end of the path says: .nrrd, .nii, .nii.gz or .npy (which has no room for the
-/// geometry). "-" is the standard output, as NRRD.
+/// Writes a volume in the format that the path ends in: .nrrd, .nii, .nii.gz or .npy (which cannot hold the geometry).
+/// "-" is the standard output, as NRRD.
 /// @param slices    in the order of the file
-/// @param compress  samples of an NRRD file go through gzip
+/// @param compress  compress the samples of an NRRD file with gzip
 /// @throws VolumeError  the format cannot hold the volume
 /// @throws FileError
 void writeVolume(const std::string& path, const VolumeHeader& header, const std::vector<SliceBytes>& slices,
@@ -41,7 +41,7 @@ void writeVolume(const std::string& path, const VolumeHeader& header, const std:
 
 /// Whether writeVolume knows a format for this path.
 bool isVolumePath(const std::string& path);
-/// The end of the path that says the format, such as ".nii.gz"; empty for none.
+/// The ending of the path that tells the format, such as ".nii.gz"; empty if none does.
 std::string volumeExtension(const std::string& path);
 
 } // namespace radvex::formats

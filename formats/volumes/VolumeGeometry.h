@@ -19,15 +19,15 @@ inline Vector3 cross(const Vector3& a, const Vector3& b) {
     return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
 }
 
-/// Where the samples of a volume lie: index (column, row, slice), from 0, to the patient's system in mm.
+/// Where the samples of a volume lie: maps the index (column, row, slice), from 0, to the patient's system in mm.
 struct VolumeGeometry {
     Vector3 origin{};            ///< centre of the first sample
     Vector3 columnStep{1, 0, 0}; ///< from one column to the next
     Vector3 rowStep{0, 1, 0};    ///< from one row to the next
     Vector3 sliceStep{0, 0, 1};  ///< from one slice to the next; sheared, not straightened, under a gantry tilt
-    /// False when the slices do not say where they lie, or one matrix cannot say it in their order: then only the
-    /// lengths of the steps mean something.
-    bool isPlaced = false;
+    /// False if the positions of the slices are unknown, or if one matrix cannot describe them in their order. Then
+    /// only the lengths of the steps are meaningful.
+    bool hasPosition = false;
 };
 
 } // namespace radvex::formats

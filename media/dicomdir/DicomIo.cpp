@@ -15,17 +15,11 @@ namespace radvex::media {
 
 namespace {
 
-struct CloseFile {
-    void operator()(std::FILE* file) const { (void)std::fclose(file); }
-};
-
-using File = std::unique_ptr<std::FILE, CloseFile>;
-
 [[noreturn]] void failToWrite(const std::string& why) { throw std::runtime_error("it cannot be written: " + why); }
 
 std::string systemMessage() { return std::generic_category().message(errno != 0 ? errno : EIO); }
 
-/// DCMTK's own stream to a file does not tell when the disk is full.
+/// DCMTK's own file stream does not report a full disk.
 class FileConsumer : public DcmConsumer {
   public:
     explicit FileConsumer(std::FILE* file) : mFile(file) {}
@@ -61,14 +55,14 @@ void loadDicom(DcmFileFormat& file, const std::string& path) {
 
 void saveDicom(DcmFileFormat& file, const std::string& path) {
     errno = 0;
-    File out(std::fopen(path.c_str(), "wb"));
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> out(std::fopen(path.c_str(), "wb"), std::fclose);
     if (!out) {
         failToWrite(systemMessage());
     }
     FileConsumer consumer(out.get());
     FileStream stream(consumer);
     DcmWriteCache cache;
-    // DCMTK trusts the old length of the meta information, and readers would look for the dataset in a wrong place.
+    // DCMTK keeps the old length of the meta information, so readers would look for the dataset at a wrong offset.
     (void)file.getMetaInfo()->computeGroupLengthAndPadding(EGL_recalcGL, EPD_noChange, EXS_LittleEndianExplicit,
                                                            EET_UndefinedLength);
     file.transferInit();

@@ -1,12 +1,11 @@
 #include "media/dicomdir/DirectoryBuilder.h"
 
 #include <stdexcept>
-#include <tuple>
 
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcfilefo.h"
 #include "guard/GuardedLoad.h"
-#include "media/dicomdir/RecordBytes.h"
+#include "media/dicomdir/FileRecords.h"
 
 namespace radvex::media {
 
@@ -21,18 +20,21 @@ namespace {
 DirectoryBuilder::DirectoryBuilder(const std::string& path)
     : mDirectory(std::make_unique<DcmDicomDir>(path.c_str(), "RADVEX")) {}
 
-bool DirectoryBuilder::lacksRecords(const FileDescription& file) const {
+std::array<DirectoryBuilder::Level, 3> DirectoryBuilder::levelsOf(const FileDescription& file) {
+    return {{{mPatients, patientKey(file), ERT_Patient, file.patientRecord},
+             {mStudies, file.study, ERT_Study, file.studyRecord},
+             {mSeries, file.series, ERT_Series, file.seriesRecord}}};
+}
+
+bool DirectoryBuilder::lacksRecords(const FileDescription& file) {
     if (file.series.empty()) {
         return false;
     }
-    DcmDirectoryRecord* parent = &mDirectory->getRootRecord();
-    const std::string patient = patientKey(file);
-    for (const auto& [records, key, record] :
-         {std::tuple(&mPatients, &patient, &file.patientRecord), std::tuple(&mStudies, &file.study, &file.studyRecord),
-          std::tuple(&mSeries, &file.series, &file.seriesRecord)}) {
-        const auto known = parent == nullptr ? records->end() : records->find(Key(parent, *key));
-        parent = known == records->end() ? nullptr : known->second;
-        if (parent == nullptr && record->empty()) {
+    DcmDirectoryRecord* parent = &mDirectory->getRootRecord(); // null: a new record, which has no children
+    for (const Level& level : levelsOf(file)) {
+        const auto known = level.records.find(Key(parent, level.key));
+        parent = known == level.records.end() ? nullptr : known->second;
+        if (parent == nullptr && level.bytes.empty()) {
             return true;
         }
     }
@@ -41,7 +43,7 @@ bool DirectoryBuilder::lacksRecords(const FileDescription& file) const {
 
 void DirectoryBuilder::add(const FileDescription& file, const std::string& fileId) {
     NewRecord instance = recordOfBytes(static_cast<E_DirRecType>(file.instanceType), file.instanceRecord);
-    // The one that it was made with is anybody's; and DCMTK leaves out what a File ID should not hold, dots for one.
+    // Set here, since the record was made with another one, and DCMTK drops characters such as dots from a File ID.
     if (instance->tagExists(DCM_ReferencedFileID)) {
         instance->putAndInsertString(DCM_ReferencedFileID, fileId.c_str());
     }
@@ -52,45 +54,35 @@ void DirectoryBuilder::add(const FileDescription& file, const std::string& fileI
     }
 }
 
-/// Makes the records above that are new. All are made before any is inserted, so that a file that fails leaves no
-/// patient, study or series without files behind.
+/// Makes the missing parent records. All are made before any is inserted, so that a file that fails leaves no patient,
+/// study or series without files.
 void DirectoryBuilder::insertBelowSeries(NewRecord instance, const FileDescription& file) {
-    const std::string patient = patientKey(file);
-    struct Level {
-        Records& records;
-        const std::string& key;
-        E_DirRecType type;
-        const std::string& record;
-        NewRecord made;
-    };
-    Level levels[] = {{mPatients, patient, ERT_Patient, file.patientRecord, nullptr},
-                      {mStudies, file.study, ERT_Study, file.studyRecord, nullptr},
-                      {mSeries, file.series, ERT_Series, file.seriesRecord, nullptr}};
+    auto levels = levelsOf(file);
     DcmDirectoryRecord* parent = &mDirectory->getRootRecord();
     for (Level& level : levels) {
         const auto known = level.records.find(Key(parent, level.key));
         if (known == level.records.end()) {
-            if (level.record.empty()) {
+            if (level.bytes.empty()) {
                 throw std::runtime_error(file.reason);
             }
-            level.made = recordOfBytes(level.type, level.record);
+            level.made = recordOfBytes(level.type, level.bytes);
         }
         parent = level.made ? level.made.get() : known->second;
     }
-    mPatientOfStudy.try_emplace(file.study, patient);
+    mPatientOfStudy.try_emplace(file.study, levels.front().key);
     parent = &mDirectory->getRootRecord();
     for (Level& level : levels) {
-        DcmDirectoryRecord*& place = level.records[Key(parent, level.key)];
+        DcmDirectoryRecord*& record = level.records[Key(parent, level.key)];
         if (level.made) {
-            place = level.made.get();
+            record = level.made.get();
             insert(parent, std::move(level.made));
         }
-        parent = place;
+        parent = record;
     }
     insert(parent, std::move(instance));
 }
 
-/// The ID tells patients apart; without one the patient of the study when that is known, else the name.
+/// Patients are identified by their ID; without one, by the patient of the study if that is known, else by the name.
 std::string DirectoryBuilder::patientKey(const FileDescription& file) const {
     if (!file.patientId.empty()) {
         return "id " + file.patientId;
@@ -116,7 +108,7 @@ void DirectoryBuilder::write() {
     if (const OFCondition written = mDirectory->write(); written.bad()) {
         failToWriteDirectory(written.text());
     }
-    // DCMTK does not look whether the bytes reached the disk.
+    // DCMTK does not check whether the bytes reached the disk.
     DcmFileFormat file;
     if (const auto failure = loadGuarded(file, path)) {
         failToWriteDirectory(failure->reason);
@@ -124,7 +116,7 @@ void DirectoryBuilder::write() {
     DcmSequenceOfItems* records = nullptr;
     if (file.getDataset()->findAndGetSequence(DCM_DirectoryRecordSequence, records).bad() ||
         records->card() != mRecordCount) {
-        failToWriteDirectory("it came out short");
+        failToWriteDirectory("it is incomplete");
     }
 }
 

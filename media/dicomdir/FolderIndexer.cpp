@@ -9,7 +9,7 @@
 #include "media/dicomdir/DcmtkSettings.h"
 #include "media/dicomdir/DirectoryBuilder.h"
 #include "media/dicomdir/FileRecords.h"
-#include "media/dicomdir/Placement.h"
+#include "media/dicomdir/IndexOutput.h"
 
 namespace radvex::media {
 
@@ -21,8 +21,8 @@ std::string below(const std::string& folder, const std::string& path) {
 
 class FolderIndexer : public FolderIndexing {
   public:
-    FolderIndexer(const std::string& folder, const std::string& place)
-        : mFolder(folder), mWalk(walkFolder(folder)), mPlacement(place), mBuilder(mPlacement.draft()) {
+    FolderIndexer(const std::string& folder, const std::string& output)
+        : mFolder(folder), mWalk(walkFolder(folder)), mOutput(output), mBuilder(mOutput.draft()) {
         mIndex.skippedCount = mWalk.specialCount;
         for (const RefusedFile& file : mWalk.refused) {
             mIndex.refused.push_back({below(mFolder, file.path), file.reason});
@@ -32,7 +32,7 @@ class FolderIndexer : public FolderIndexing {
     std::size_t fileCount() const override { return mWalk.files.size(); }
 
     FileDescription describe(std::size_t file) override {
-        // What is described one after the other is taken one after the other.
+        // The records of another file can be relied on only if it was described right before this one.
         if (file == 0 || mDescribed != file - 1) {
             mBefore.reset();
         }
@@ -67,7 +67,7 @@ class FolderIndexer : public FolderIndexing {
     FolderIndex finish() override {
         if (!mIndex.files.empty()) {
             mBuilder.write();
-            mIndex.dicomdir = mPlacement.publish();
+            mIndex.dicomdir = mOutput.publish();
         }
         mIndex.patientCount = mBuilder.patientCount();
         mIndex.studyCount = mBuilder.studyCount();
@@ -83,21 +83,21 @@ class FolderIndexer : public FolderIndexing {
 
     void add(std::size_t file, const FileDescription& description) {
         const std::string target = targetOf(file);
-        const std::string fileId = mPlacement.fileIdFor(target);
+        const std::string fileId = mOutput.fileIdFor(target);
         try {
-            // The file before may have been refused after all, and its records with it.
+            // The file before, whose records this one relies on, may have been refused meanwhile.
             mBuilder.add(mBuilder.lacksRecords(description) ? describe(file, nullptr) : description, fileId);
         } catch (const std::runtime_error& error) {
             return refuse(file, error.what());
         }
-        mPlacement.link(fileId, target);
+        mOutput.link(fileId, target);
         mIndex.files.push_back({fileId, userPathOf(file)});
     }
 
     const KnownTypes mKnownTypes{};
     std::string mFolder;
     FolderWalk mWalk;
-    Placement mPlacement;
+    IndexOutput mOutput;
     DirectoryBuilder mBuilder;
     FolderIndex mIndex{};
     std::size_t mDescribed = 0;
@@ -106,9 +106,9 @@ class FolderIndexer : public FolderIndexing {
 
 } // namespace
 
-std::unique_ptr<FolderIndexing> startIndexing(const std::string& folder, const std::string& place) {
+std::unique_ptr<FolderIndexing> startIndexing(const std::string& folder, const std::string& output) {
     silenceDcmtk();
-    return std::make_unique<FolderIndexer>(folder, place);
+    return std::make_unique<FolderIndexer>(folder, output);
 }
 
 } // namespace radvex::media

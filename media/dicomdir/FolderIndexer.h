@@ -3,13 +3,11 @@
 #include <memory>
 #include <string>
 
-#include "media/FolderIndex.h"
+#include "media/FolderIndexing.h"
 
 namespace radvex::media {
 
-/// @param folder  must not be `place` or hold it unless its files may be joined by the links
-/// @throws std::runtime_error  a sentence: the folder cannot be read, there is a DICOMDIR in `place` already, or it
-///                             cannot be written there
-std::unique_ptr<FolderIndexing> startIndexing(const std::string& folder, const std::string& place);
+/// Starts the indexing of a folder; see StartIndexingEntry.
+std::unique_ptr<FolderIndexing> startIndexing(const std::string& folder, const std::string& output);
 
 } // namespace radvex::media

@@ -15,7 +15,7 @@ struct Arc {
 
 constexpr std::string_view kStorage = "1.2.840.10008.5.1.4.";
 
-// An entry stands for its UID and all below it; the longest that matches counts.
+// An entry applies to its UID and all UIDs below it; the longest match counts.
 constexpr Arc kArcs[] = {
     {"1.1.4.2", ERT_Spectroscopy},
     {"1.1.9", ERT_Waveform},
@@ -59,29 +59,22 @@ constexpr Arc kArcs[] = {
     {"45.1", ERT_ImplantGroup},
 };
 
-bool isAtOrBelow(std::string_view uid, std::string_view arc) {
-    return uid.starts_with(arc) && (uid.size() == arc.size() || uid[arc.size()] == '.');
-}
-
-const Arc* longestArc(std::string_view uid) {
-    if (!uid.starts_with(kStorage)) {
-        return nullptr;
-    }
-    uid.remove_prefix(kStorage.size());
-    const Arc* found = nullptr;
-    for (const Arc& arc : kArcs) {
-        if (isAtOrBelow(uid, arc.uid) && (found == nullptr || arc.uid.size() > found->uid.size())) {
-            found = &arc;
-        }
-    }
-    return found;
-}
-
 } // namespace
 
 std::optional<E_DirRecType> recordTypeOf(const std::string& sopClassUid, bool hasImage) {
-    if (const Arc* arc = longestArc(sopClassUid)) {
-        return arc->type;
+    const Arc* found = nullptr;
+    if (sopClassUid.starts_with(kStorage)) {
+        const std::string_view uid = std::string_view(sopClassUid).substr(kStorage.size());
+        for (const Arc& arc : kArcs) {
+            const bool isAtOrBelow =
+                uid.starts_with(arc.uid) && (uid.size() == arc.uid.size() || uid[arc.uid.size()] == '.');
+            if (isAtOrBelow && (found == nullptr || arc.uid.size() > found->uid.size())) {
+                found = &arc;
+            }
+        }
+    }
+    if (found != nullptr) {
+        return found->type;
     }
     if (hasImage || dcmIsImageStorageSOPClassUID(sopClassUid.c_str())) {
         return ERT_Image;
@@ -89,7 +82,7 @@ std::optional<E_DirRecType> recordTypeOf(const std::string& sopClassUid, bool ha
     return std::nullopt;
 }
 
-bool standsAtTheRoot(E_DirRecType type) {
+bool belongsToRoot(E_DirRecType type) {
     return type == ERT_HangingProtocol || type == ERT_Palette || type == ERT_Implant || type == ERT_ImplantAssy ||
            type == ERT_ImplantGroup;
 }

@@ -10,11 +10,11 @@
 namespace radvex::media {
 
 /// Type of the directory record that lists an instance.
-/// @param hasImage  its dataset has rows of pixels: then a class that nobody knows (a maker's own) is an image
-/// @return nothing for a class that no record lists
+/// @param hasImage  its dataset has Rows; then an unknown class (a private one) counts as an image
+/// @return nothing for a class that directories do not list
 std::optional<E_DirRecType> recordTypeOf(const std::string& sopClassUid, bool hasImage);
 
-/// Hanging protocols, palettes and implant templates belong to no patient: their records stand at the root.
-bool standsAtTheRoot(E_DirRecType type);
+/// Hanging protocols, palettes and implant templates belong to no patient: their records are children of the root.
+bool belongsToRoot(E_DirRecType type);
 
 } // namespace radvex::media

@@ -194,7 +194,8 @@ TEST_F(VolumeCommand, DoubledAndDifferentlyOrientedSlicesAreErrors) {
     writeSeries(slices);
     const ProcessResult doubled = run({});
     EXPECT_EQ(doubled.status, 1);
-    EXPECT_THAT(doubled.errors, HasSubstr("2 slices lie at one place: " + folder.file("A") + ", " + folder.file("D")));
+    EXPECT_THAT(doubled.errors,
+                HasSubstr("2 slices lie at one position: " + folder.file("A") + ", " + folder.file("D")));
     slices.back() = {"D", 4, "1\\2\\11", {40, 41}, "0\\1\\0\\0\\0\\-1"};
     writeSeries(slices);
     const ProcessResult turned = run({});
@@ -397,6 +398,7 @@ TEST_F(VolumeCommand, SaysAsJsonWhatWasFoundAndWritten) {
     EXPECT_EQ(series["findings"][0]["error"], true);
     EXPECT_EQ(series["findings"][0]["files"], Json({folder.file("C"), folder.file("A")}));
     EXPECT_EQ(series["slices"], Json({folder.file("B"), folder.file("C"), folder.file("A")}));
+    EXPECT_EQ(series["geometry"]["hasPosition"], true);
     EXPECT_EQ(series["geometry"]["origin"], Json({1.0, 2.0, 5.0}));
     EXPECT_EQ(series["geometry"]["spacing"], Json({0.25, 0.5, 2.0}));
 }

@@ -135,8 +135,8 @@ TEST_F(WriteCommand, SeveralPicturesAreFramesInTheirOrder) {
 TEST_F(WriteCommand, FramesThatDifferAreNamed) {
     const std::string first = folder.write("1.png", pngFile({.columns = 2, .rows = 1, .data = "\x01\x02"}));
     const std::string second = folder.write("2.png", pngFile({.columns = 1, .rows = 2, .data = "\x01\x02"}));
-    EXPECT_EQ(refusal({first, second}),
-              second + " is 2 x 1 u8 grey, and " + first + " is 1 x 2 u8 grey: the frames of one file are all alike.");
+    EXPECT_EQ(refusal({first, second}), second + " is 2 x 1 u8 grey, and " + first +
+                                            " is 1 x 2 u8 grey: all frames of a file have the same size and type.");
 }
 
 TEST_F(WriteCommand, AxesOfAnArrayCanBeGiven) {
@@ -267,34 +267,35 @@ TEST_F(WriteCommand, MetadataThatTheLibraryRefusesIsFoundInTheFile) {
 
 TEST_F(WriteCommand, MetadataOfAnotherShapeIsFoundInTheFile) {
     EXPECT_EQ(metaRefusal(R"({"OtherPatientIDsSequence": [{"PatientID": "1"}, "x"]})"),
-              ": at OtherPatientIDsSequence, item 2: the item before is an object, and so have to be all of a "
-              "sequence.");
+              ": at OtherPatientIDsSequence, item 2: the items of a sequence have to be objects, as the item before "
+              "is.");
     EXPECT_EQ(
         metaRefusal(R"({"OtherPatientIDsSequence": [{"PatientID": ["1", {}]}]})"),
-        ": at OtherPatientIDsSequence, item 1, PatientID, item 2: an object stands only in a list, as an item of a "
+        ": at OtherPatientIDsSequence, item 1, PatientID, item 2: an object is only allowed in a list, as an item of a "
         "sequence.");
     EXPECT_EQ(metaRefusal(R"({"OtherPatientIDsSequence": {"PatientID": "1"}})"),
-              ": at OtherPatientIDsSequence: an object stands only in a list, as an item of a sequence.");
+              ": at OtherPatientIDsSequence: an object is only allowed in a list, as an item of a sequence.");
     for (const char* value : {"true", "null", "[\"a\",null]", "[[1]]"}) {
         EXPECT_THAT(metaRefusal("{\"PatientID\": " + std::string(value) + "}"),
-                    HasSubstr("a text, a number or a list is expected where "))
+                    HasSubstr("a text, a number or a list is expected, but "))
             << value;
     }
     EXPECT_EQ(metaRefusal("[]"), ": an object of keywords and values is expected, as 'radvex tags --json' prints it.");
-    EXPECT_EQ(metaRefusal(R"({"PatientID": "a\u0000b"})"), ": at PatientID: a text has no zero character.");
-    EXPECT_EQ(metaRefusal(R"({"Patient\u0000ID": "a"})"), ": at Patient\\u0000ID: a keyword has no zero character.");
-    EXPECT_EQ(metaRefusal(R"({"PatientID": "1", "PatientID": "2"})"), ": PatientID stands twice in one object.");
+    EXPECT_EQ(metaRefusal(R"({"PatientID": "a\u0000b"})"), ": at PatientID: a text cannot contain a zero character.");
+    EXPECT_EQ(metaRefusal(R"({"Patient\u0000ID": "a"})"),
+              ": at Patient\\u0000ID: a keyword cannot contain a zero character.");
+    EXPECT_EQ(metaRefusal(R"({"PatientID": "1", "PatientID": "2"})"), ": PatientID occurs twice in one object.");
     EXPECT_EQ(metaRefusal(R"({"AudioSampleData": [1, 256]})"),
-              ": at AudioSampleData, item 2: 256 is none of the numbers from 0 to 255.");
+              ": at AudioSampleData, item 2: 256 is not a number from 0 to 255.");
     EXPECT_EQ(metaRefusal(R"({"TransferSyntaxUID": "1.2"})"),
               ": at TransferSyntaxUID: the library alone writes the file's meta information.");
 }
 
 TEST_F(WriteCommand, WhatIsNoJsonIsFoundByLineAndColumn) {
-    EXPECT_EQ(metaRefusal("{\"PatientID\": \"1\",\n  x}"), " is no JSON: something is wrong at line 2, column 3.");
-    EXPECT_EQ(metaRefusal(""), " is no JSON: something is wrong at line 1, column 1.");
-    EXPECT_THAT(metaRefusal("{\"PatientID\": \"\xE9\"}"), HasSubstr(" is no JSON: something is wrong at line 1, "));
-    EXPECT_THAT(metaRefusal(std::string(1000000, '[')), HasSubstr(" is no JSON: something is wrong at line 1, "));
+    EXPECT_EQ(metaRefusal("{\"PatientID\": \"1\",\n  x}"), " is not valid JSON: the error is at line 2, column 3.");
+    EXPECT_EQ(metaRefusal(""), " is not valid JSON: the error is at line 1, column 1.");
+    EXPECT_THAT(metaRefusal("{\"PatientID\": \"\xE9\"}"), HasSubstr(" is not valid JSON: the error is at line 1, "));
+    EXPECT_THAT(metaRefusal(std::string(1000000, '[')), HasSubstr(" is not valid JSON: the error is at line 1, "));
     EXPECT_EQ(refusal({picture(), "--meta", "/nowhere.json"}),
               "/nowhere.json cannot be read: No such file or directory.");
 }
@@ -309,8 +310,8 @@ TEST_F(WriteCommand, MetadataNestsUpToAHundredSequences) {
     };
     EXPECT_EQ(run({picture(), "--meta", meta(nested(100))}).status, 0);
     std::filesystem::remove(out);
-    EXPECT_TRUE(metaRefusal(nested(101)).ends_with(": over 100 sequences stand inside each other."));
-    EXPECT_TRUE(metaRefusal(nested(20000)).ends_with(": over 100 sequences stand inside each other."));
+    EXPECT_TRUE(metaRefusal(nested(101)).ends_with(": sequences are nested more than 100 deep."));
+    EXPECT_TRUE(metaRefusal(nested(20000)).ends_with(": sequences are nested more than 100 deep."));
 }
 
 TEST_F(WriteCommand, TextBeyondAsciiSaysItsCharacterSet) {
@@ -345,16 +346,16 @@ TEST_F(WriteCommand, BytesThatAreNoTextComeBackAsTheyWere) {
 
 TEST_F(WriteCommand, BytesHaveToBeBase64WithoutAZero) {
     EXPECT_EQ(metaRefusal(R"({"PatientID": {"bytes": "a"}})"),
-              ": at PatientID: The length of the base64 text is no multiple of 4.");
-    EXPECT_EQ(metaRefusal(R"({"PatientID": {"bytes": "YQBi"}})"), ": at PatientID: a text has no zero character.");
+              ": at PatientID: The length of the base64 text is not a multiple of 4.");
+    EXPECT_EQ(metaRefusal(R"({"PatientID": {"bytes": "YQBi"}})"),
+              ": at PatientID: a text cannot contain a zero character.");
     EXPECT_EQ(metaRefusal(R"({"PatientID": {"bytes": 1}})"),
-              ": at PatientID: an object stands only in a list, as an item of a sequence.");
+              ": at PatientID: an object is only allowed in a list, as an item of a sequence.");
 }
 
 TEST_F(WriteCommand, TextBeyondAsciiHasNoOtherCharacterSet) {
-    const std::string sentence =
-        ": there is text beyond ASCII, which is written as UTF-8; SpecificCharacterSet can only "
-        "be ISO_IR 192 then.";
+    const std::string sentence = ": some text is not ASCII and is written as UTF-8; SpecificCharacterSet can only "
+                                 "be ISO_IR 192 then.";
     EXPECT_EQ(refusal({picture(), "--tag", "PatientName=\u00dc", "--tag", "SpecificCharacterSet=ISO_IR 100"}),
               "--tag SpecificCharacterSet=ISO_IR 100" + sentence);
     EXPECT_EQ(metaRefusal(R"({"PatientName": "Ü", "OtherPatientIDsSequence": [{"SpecificCharacterSet": ""}]})"),
@@ -525,9 +526,9 @@ TEST_F(WriteCommand, PlacesThatCannotBeWrittenAreNamed) {
         return done.errors;
     };
     EXPECT_EQ(errorsOf("/nowhere/a.dcm"), "radvex: /nowhere/a.dcm cannot be written: No such file or directory.\n");
-    EXPECT_EQ(errorsOf("/dev/null"), "radvex: /dev/null cannot be written: something is there that is no file.\n");
+    EXPECT_EQ(errorsOf("/dev/null"), "radvex: /dev/null cannot be written: it exists and is not a regular file.\n");
     EXPECT_EQ(errorsOf(folder.path().string()),
-              "radvex: " + folder.path().string() + " cannot be written: something is there that is no file.\n");
+              "radvex: " + folder.path().string() + " cannot be written: it exists and is not a regular file.\n");
     EXPECT_FALSE(std::filesystem::is_regular_file("/dev/null"));
 }
 

@@ -136,7 +136,7 @@ TEST(OutputFile, WhatIsNoFileStays) {
         bool isCalled = false;
         const auto write = [&](const std::string&) { isCalled = true; };
         EXPECT_EQ(reasonNotToWrite([&] { writeOutputPath(path, write); }),
-                  path + " cannot be written: something is there that is no file.");
+                  path + " cannot be written: it exists and is not a regular file.");
         EXPECT_FALSE(isCalled);
     }
     EXPECT_TRUE(fs::is_fifo(pipe));

@@ -1,4 +1,4 @@
-#include "formats/pictures/NpyRead.h"
+#include "formats/pictures/Npy.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "formats/pictures/PngRead.h"
+#include "formats/pictures/Png.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -105,7 +105,7 @@ TEST(PngRead, OpaqueAlphaIsLeftOut) {
 
 TEST(PngRead, TransparentPixelsAreRefused) {
     const std::string sentence =
-        "a.png has transparent pixels, and a DICOM image has none: put the picture on a background.";
+        "a.png has transparent pixels, which a DICOM image cannot have: put the picture on a background.";
     EXPECT_EQ(refusalOfBytes(pngFile({.columns = 2,
                                       .colorType = PNG_COLOR_TYPE_RGBA,
                                       .data = std::string("\x01\x02\x03\xFF\x04\x05\x06\xFE", 8)})),
@@ -136,9 +136,9 @@ TEST(PngRead, AShortFileCannotPromiseALargePicture) {
     const std::string file = pngFile(kGrey);
     EXPECT_EQ(refusalOfBytes(withPngSize(file, 3, 2)), "") << "the checksum is right";
     EXPECT_EQ(refusalOfBytes(withPngSize(file, 65535, 65535)),
-              "a.png is a damaged PNG: it is too short for the picture that it promises.");
+              "a.png is a damaged PNG: it is too short for the picture that its header announces.");
     EXPECT_EQ(refusalOfBytes(withPngSize(file, 0x7FFFFFFF, 0x7FFFFFFF)),
-              "a.png is a damaged PNG: it is too short for the picture that it promises.");
+              "a.png is a damaged PNG: it is too short for the picture that its header announces.");
     EXPECT_THAT(refusalOfBytes(withPngSize(file, 0, 5)), HasSubstr("a.png is a damaged PNG: "));
     EXPECT_THAT(refusalOfBytes(withPngSize(file, 30, 20)), HasSubstr("a.png is a damaged PNG: "));
 }

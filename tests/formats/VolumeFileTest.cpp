@@ -75,7 +75,7 @@ TEST(Nrrd, SaysWhereTheSamplesLie) {
 
 TEST(Nrrd, AVolumeWithoutAPlaceHasSpacingsAlone) {
     Sample sample;
-    sample.header.geometry.isPlaced = false;
+    sample.header.geometry.hasPosition = false;
     const std::string header = nrrdHeader(sample.header, true);
     EXPECT_THAT(header, HasSubstr("\nspacings: 0.7 0.6 2.5\nunits: \"mm\" \"mm\" \"mm\"\n"));
     EXPECT_THAT(header, HasSubstr("encoding: gzip\n\n"));
@@ -193,7 +193,7 @@ TEST(Nifti, AShearedMatrixIsInTheAffineFormOnly) {
 
 TEST(Nifti, AVolumeWithoutAPlaceHasSpacingsAlone) {
     VolumeHeader volume = Sample{}.header;
-    volume.geometry.isPlaced = false;
+    volume.geometry.hasPosition = false;
     const std::string header = niftiHeader(volume);
     EXPECT_EQ(at<std::int16_t>(header, 252), 0);
     EXPECT_EQ(at<std::int16_t>(header, 254), 0);

@@ -360,7 +360,7 @@ TEST_F(FolderIndexTest, AFolderOrPlaceThatCannotBeUsedIsNamed) {
     const std::string folder = mFolder.path().string();
     const std::string file = mFolder.write("file", "");
     EXPECT_EQ(messageOf("/nowhere", folder), "/nowhere cannot be read: No such file or directory.");
-    EXPECT_EQ(messageOf(file, folder), file + " is no folder.");
+    EXPECT_EQ(messageOf(file, folder), file + " is not a folder.");
     EXPECT_EQ(messageOf(folder, "/nowhere/at/all"),
               "A DICOMDIR cannot be written into /nowhere/at/all: No such file or directory.");
     EXPECT_EQ(messageOf(folder, file), "A DICOMDIR cannot be written into " + file + ": Not a directory.");

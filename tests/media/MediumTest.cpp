@@ -7,7 +7,7 @@
 #include <filesystem>
 
 #include "files/Errors.h"
-#include "media/Indexing.h"
+#include "media/FolderIndex.h"
 #include "tests/support/HostTest.h"
 #include "tests/support/MediumFiles.h"
 #include "tests/support/Nodes.h"

@@ -34,7 +34,7 @@ TEST(RecordTypes, AnUnknownClassIsAnImageOnlyWithPixels) {
 }
 
 TEST(RecordTypes, WhatBelongsToNoPatientStandsAtTheRoot) {
-    EXPECT_TRUE(standsAtTheRoot(*recordTypeOf(UID_HangingProtocolStorage, false)));
-    EXPECT_TRUE(standsAtTheRoot(*recordTypeOf(UID_ImplantTemplateGroupStorage, false)));
-    EXPECT_FALSE(standsAtTheRoot(ERT_Image));
+    EXPECT_TRUE(belongsToRoot(*recordTypeOf(UID_HangingProtocolStorage, false)));
+    EXPECT_TRUE(belongsToRoot(*recordTypeOf(UID_ImplantTemplateGroupStorage, false)));
+    EXPECT_FALSE(belongsToRoot(ERT_Image));
 }

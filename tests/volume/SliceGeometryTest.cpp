@@ -5,6 +5,8 @@
 
 #include <numbers>
 
+#include "volume/SliceJudge.h"
+
 using namespace radvex::formats;
 using namespace radvex::volume;
 using testing::ElementsAre;
@@ -65,7 +67,7 @@ TEST(SliceGeometry, AnEvenStackHasNothingToSay) {
     EXPECT_THAT(verdict.byInstance, ElementsAre(0, 1, 2, 3));
     EXPECT_THAT(verdict.byPosition, ElementsAre(0, 1, 2, 3));
     const VolumeGeometry geometry = geometryOf(slices, verdict, verdict.byInstance);
-    EXPECT_TRUE(geometry.isPlaced);
+    EXPECT_TRUE(geometry.hasPosition);
     expectVector(geometry.origin, {10, 20, 5});
     expectVector(geometry.columnStep, {3, 0, 0});
     expectVector(geometry.rowStep, {0, 2, 0});
@@ -86,7 +88,7 @@ TEST(SliceGeometry, ADescendingStackKeepsItsDirection) {
 TEST(SliceGeometry, SagittalCoronalAndObliqueStacksFollowTheirNormal) {
     const Orientation sagittal{{0, 1, 0}, {0, 0, -1}}; // normal to the right: -x
     const VolumeGeometry first = byInstance(stack({{50, 0, 0}, {46, 0, 0}, {42, 0, 0}}, sagittal));
-    EXPECT_TRUE(first.isPlaced);
+    EXPECT_TRUE(first.hasPosition);
     expectVector(first.columnStep, {0, 3, 0});
     expectVector(first.rowStep, {0, 0, -2});
     expectVector(first.sliceStep, {-4, 0, 0});
@@ -108,7 +110,7 @@ TEST(SliceGeometry, OneSliceTakesTheDistanceThatItSays) {
     slices[0].sliceThickness = 4;
     expectVector(byInstance(slices).sliceStep, {0, 0, 4});
     slices[0].spacingBetweenSlices = 6;
-    EXPECT_TRUE(byInstance(slices).isPlaced);
+    EXPECT_TRUE(byInstance(slices).hasPosition);
     expectVector(byInstance(slices).sliceStep, {0, 0, 6});
 }
 
@@ -123,9 +125,9 @@ TEST(SliceGeometry, AnOrderOfNumbersThatIsNoOrderInSpaceIsToldAndHasNoPlace) {
     EXPECT_THAT(kinds(verdict), ElementsAre("instanceOrder"));
     EXPECT_THAT(verdict.byPosition, ElementsAre(0, 2, 1, 3));
     const VolumeGeometry geometry = geometryOf(slices, verdict, verdict.byInstance);
-    EXPECT_FALSE(geometry.isPlaced);
+    EXPECT_FALSE(geometry.hasPosition);
     EXPECT_NEAR(length(geometry.sliceStep), 5, 1e-12);
-    EXPECT_TRUE(geometryOf(slices, verdict, verdict.byPosition).isPlaced);
+    EXPECT_TRUE(geometryOf(slices, verdict, verdict.byPosition).hasPosition);
 }
 
 TEST(SliceGeometry, UnevenDistancesAreToldAndGiveTheMeanStep) {
@@ -155,7 +157,7 @@ TEST(SliceGeometry, SlicesAtOnePlaceAreDoubled) {
     const Verdict verdict = judgeSlices(slices);
     EXPECT_THAT(kinds(verdict), ElementsAre("duplicatePosition!"));
     EXPECT_THAT(verdict.findings[0].files, ElementsAre("b", "c"));
-    EXPECT_FALSE(byInstance(slices).isPlaced);
+    EXPECT_FALSE(byInstance(slices).hasPosition);
     EXPECT_THAT(kinds(judgeSlices(axialStack({3, 3}))), ElementsAre("duplicatePosition!"));
     EXPECT_THAT(kinds(judgeSlices(axialStack({0, 5, 5.004, 10}))), ElementsAre("duplicatePosition!")) << "rounded";
 }
@@ -163,10 +165,10 @@ TEST(SliceGeometry, SlicesAtOnePlaceAreDoubled) {
 TEST(SliceGeometry, TwoStacksAtTheSamePlacesAreNamedAsSuch) {
     const Verdict echoes = judgeSlices(axialStack({0, 5, 10, 0, 5, 10}));
     ASSERT_THAT(kinds(echoes), ElementsAre("duplicatePosition!", "instanceOrder"));
-    EXPECT_TRUE(echoes.findings[0].sentence.starts_with("Each of the 3 places holds 2 slices"))
+    EXPECT_TRUE(echoes.findings[0].sentence.starts_with("Each of the 3 positions holds 2 slices"))
         << echoes.findings[0].sentence;
     const Verdict rounded = judgeSlices(axialStack({0, 5, 10, 0.001, 5.001, 10.001}));
-    EXPECT_TRUE(rounded.findings[0].sentence.starts_with("Each of the 3 places holds 2 slices"));
+    EXPECT_TRUE(rounded.findings[0].sentence.starts_with("Each of the 3 positions holds 2 slices"));
 }
 
 TEST(SliceGeometry, ALocalizerAmongAxialSlicesIsTheOneThatDiffers) {
@@ -176,7 +178,7 @@ TEST(SliceGeometry, ALocalizerAmongAxialSlicesIsTheOneThatDiffers) {
     ASSERT_THAT(kinds(verdict), ElementsAre("differentOrientation!"));
     EXPECT_THAT(verdict.findings[0].files, ElementsAre("a"));
     EXPECT_THAT(verdict.byPosition, ElementsAre(1, 2, 3, 0));
-    EXPECT_FALSE(byInstance(slices).isPlaced);
+    EXPECT_FALSE(byInstance(slices).hasPosition);
 }
 
 TEST(SliceGeometry, DirectionsThatDifferByRoundingAreTheSame) {
@@ -193,7 +195,7 @@ TEST(SliceGeometry, PixelSpacingsThatDifferAreAnError) {
     const Verdict verdict = judgeSlices(slices);
     ASSERT_THAT(kinds(verdict), ElementsAre("differentPixelSpacing!"));
     EXPECT_THAT(verdict.findings[0].files, ElementsAre("c"));
-    EXPECT_FALSE(byInstance(slices).isPlaced);
+    EXPECT_FALSE(byInstance(slices).hasPosition);
     slices[2].pixelSpacing = PixelSpacing{2, 3.000001};
     EXPECT_THAT(kinds(judgeSlices(slices)), IsEmpty());
 }
@@ -206,7 +208,7 @@ TEST(SliceGeometry, AGantryTiltIsToldInDegreesAndKept) {
     ASSERT_TRUE(verdict.tiltDegrees);
     EXPECT_NEAR(*verdict.tiltDegrees, 15, 1e-9);
     const VolumeGeometry geometry = byInstance(slices);
-    EXPECT_TRUE(geometry.isPlaced);
+    EXPECT_TRUE(geometry.hasPosition);
     expectVector(geometry.sliceStep, {0, shift, 5});
 }
 
@@ -240,7 +242,7 @@ TEST(SliceGeometry, WithoutPositionsThereAreSpacingsOnly) {
     EXPECT_THAT(kinds(verdict), ElementsAre("noPosition"));
     EXPECT_FALSE(verdict.hasPositions);
     const VolumeGeometry geometry = geometryOf(slices, verdict, verdict.byInstance);
-    EXPECT_FALSE(geometry.isPlaced);
+    EXPECT_FALSE(geometry.hasPosition);
     EXPECT_EQ(length(geometry.columnStep), 3);
     EXPECT_EQ(length(geometry.sliceStep), 4);
 }
@@ -252,7 +254,7 @@ TEST(SliceGeometry, SomeSlicesWithoutAPlaceAmongOthersAreAnError) {
     EXPECT_THAT(kinds(verdict), ElementsAre("noPosition!"));
     EXPECT_THAT(verdict.findings[0].files, ElementsAre("a"));
     EXPECT_THAT(verdict.byPosition, ElementsAre(1, 2, 0));
-    EXPECT_FALSE(byInstance(slices).isPlaced);
+    EXPECT_FALSE(byInstance(slices).hasPosition);
 }
 
 TEST(SliceGeometry, SpacingThatNobodySaysIsOneAndTold) {

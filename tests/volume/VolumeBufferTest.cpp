@@ -84,7 +84,8 @@ TEST_F(VolumeBufferTest, AttributesThatLieCostNoValue) {
     add<std::uint16_t>(buffer, VNumericArray_U16, {7, 60000}, {rule(8, false)}); // 8 bits are promised
     EXPECT_EQ(buffer.type(), VNumericArray_U16);
     EXPECT_THAT(slice<std::uint16_t>(buffer, 0), ElementsAre(7, 60000));
-    add<std::int32_t>(buffer, VNumericArray_S32, {-5, 70000}, {{.bitsStored = 12, .isLibrarys = true, .tableBits = 8}});
+    add<std::int32_t>(buffer, VNumericArray_S32, {-5, 70000},
+                      {{.bitsStored = 12, .needsLibrary = true, .tableBits = 8}});
     EXPECT_EQ(buffer.type(), VNumericArray_S32);
     EXPECT_THAT(slice<std::int32_t>(buffer, 0), ElementsAre(7, 60000));
     EXPECT_THAT(slice<std::int32_t>(buffer, 1), ElementsAre(-5, 70000));
@@ -98,11 +99,11 @@ TEST_F(VolumeBufferTest, AnotherNumberOfSamplesIsRefused) {
 TEST_F(VolumeBufferTest, SlicesThatHaveTheTypeStayWhereTheyAre) {
     VolumeBuffer buffer = bufferOf(2);
     add<std::uint8_t>(buffer, VNumericArray_U8, {0, 255}, {rule(8, false)});
-    const std::byte* place = buffer.slices().at(0).data();
+    const std::byte* address = buffer.slices().at(0).data();
     add<std::uint8_t>(buffer, VNumericArray_U8, {1, 2}, {rule(7, false)});
-    EXPECT_EQ(buffer.slices().at(0).data(), place);
+    EXPECT_EQ(buffer.slices().at(0).data(), address);
     add<std::uint16_t>(buffer, VNumericArray_U16, {300, 2}, {rule(16, false)});
-    EXPECT_NE(buffer.slices().at(0).data(), place);
+    EXPECT_NE(buffer.slices().at(0).data(), address);
     EXPECT_THAT(slice<std::uint16_t>(buffer, 1), ElementsAre(1, 2));
 }
 

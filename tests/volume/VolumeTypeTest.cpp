@@ -58,8 +58,8 @@ TEST(VolumeType, FractionsAreRealAndExactEnough) {
 }
 
 TEST(VolumeType, ATableCountsByItsEntries) {
-    EXPECT_EQ(typeOf({{.bitsStored = 12, .isLibrarys = true, .tableBits = 8}}), VNumericArray_U8);
-    EXPECT_EQ(typeOf({{.bitsStored = 8, .isSigned = true, .isLibrarys = true, .tableBits = 16}}), VNumericArray_U16);
+    EXPECT_EQ(typeOf({{.bitsStored = 12, .needsLibrary = true, .tableBits = 8}}), VNumericArray_U8);
+    EXPECT_EQ(typeOf({{.bitsStored = 8, .isSigned = true, .needsLibrary = true, .tableBits = 16}}), VNumericArray_U16);
 }
 
 TEST(VolumeType, BitsThatNoFileHasAreCut) {

@@ -1,4 +1,4 @@
-#include "workers/Blocks.h"
+#include "workers/Workers.h"
 
 #include <gtest/gtest.h>
 

@@ -49,7 +49,7 @@ TEST(SharedMemory, MoreThanThereIsIsRefused) {
     EXPECT_NE(memory.allocate(1), nullptr) << "and costs nothing";
 }
 
-TEST(SharedMemory, PlacesThatAreNoneAreRefused) {
+TEST(SharedMemory, OffsetsOutsideTheBlocksAreRefused) {
     SharedMemory memory(true);
     const std::size_t offset = memory.offsetOf(memory.allocate(64));
     EXPECT_NO_THROW((void)memory.at(offset, 64));
@@ -59,14 +59,14 @@ TEST(SharedMemory, PlacesThatAreNoneAreRefused) {
     EXPECT_THROW((void)memory.at(offset, std::numeric_limits<std::size_t>::max()), Error);
 }
 
-TEST(SharedMemory, ABlockThatIsEmptiedStaysAPlace) {
+TEST(SharedMemory, ABlockKeepsItsAddressesWhenItsPagesAreReleased) {
     for (const bool isShared : {false, true}) {
         SharedMemory memory(isShared);
         std::byte* block = memory.allocate(100000);
         std::fill_n(block, 100000, std::byte{7});
         std::byte* next = memory.allocate(8);
         *next = std::byte{1};
-        memory.empty(block, 100000);
+        memory.releasePages(block, 100000);
         EXPECT_EQ(block[50000], std::byte{0});
         EXPECT_EQ(*next, std::byte{1});
         std::fill_n(block, 100000, std::byte{8});

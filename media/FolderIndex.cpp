@@ -1,23 +1,16 @@
-#include "media/Indexing.h"
+#include "media/FolderIndex.h"
 
 #include <stdexcept>
 
 #include "files/Errors.h"
+#include "formats/json/Text.h"
 #include "media/DatasetsModule.h"
-#include "workers/Blocks.h"
+#include "media/FolderIndexing.h"
 #include "workers/Parcel.h"
 
 namespace radvex::media {
 
 namespace {
-
-std::unique_ptr<FolderIndexing> openIndexing(const std::string& folder, const std::string& place) {
-    const auto start =
-        reinterpret_cast<StartIndexingEntry>(datasetsEntry(kStartIndexingEntry, "Folders cannot be indexed"));
-    std::unique_ptr<FolderIndexing> indexing;
-    start(folder, place, indexing);
-    return indexing;
-}
 
 FileDescription descriptionOf(const workers::WorkResult& result) {
     if (result.isDone()) {
@@ -30,10 +23,12 @@ FileDescription descriptionOf(const workers::WorkResult& result) {
 
 } // namespace
 
-FolderIndex indexFolder(const std::string& folder, const std::string& place, std::size_t jobs,
+FolderIndex indexFolder(const std::string& folder, const std::string& output, std::size_t jobs,
                         const workers::Progress& progress) {
     try {
-        const auto indexing = openIndexing(folder, place);
+        std::unique_ptr<FolderIndexing> indexing;
+        void* const start = datasetsEntry(kStartIndexingEntry, "Folders cannot be indexed");
+        reinterpret_cast<StartIndexingEntry>(start)(folder, output, indexing);
         const std::size_t count = indexing->fileCount();
         const auto describe = [&](std::size_t file) { return workers::toParcel(indexing->describe(file)); };
         workers::forEachInBlocks(count > 1 ? jobs : 0, count, describe,
@@ -50,9 +45,8 @@ FolderIndex indexFolder(const std::string& folder, const std::string& place, std
 std::vector<std::string> whatIsLeftOut(const FolderIndex& index) {
     std::vector<std::string> sentences;
     if (index.skippedCount > 0) {
-        sentences.push_back(index.skippedCount == 1
-                                ? "1 file is not DICOM and was skipped."
-                                : std::to_string(index.skippedCount) + " files are not DICOM and were skipped.");
+        sentences.push_back(formats::counted(index.skippedCount, "file is not DICOM and was skipped.",
+                                             "files are not DICOM and were skipped."));
     }
     for (const RefusedFile& file : index.refused) {
         sentences.push_back(file.path + " was not indexed: " + file.reason + ".");

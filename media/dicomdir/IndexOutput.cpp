@@ -1,4 +1,4 @@
-#include "media/dicomdir/Placement.h"
+#include "media/dicomdir/IndexOutput.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -16,51 +16,51 @@ namespace fs = std::filesystem;
 
 constexpr unsigned kMostFiles = 10'000'000; // seven digits
 
-[[noreturn]] void failBecauseOfDicomdir(const fs::path& place) {
-    throw std::runtime_error("There is a DICOMDIR in " + place.string() +
+[[noreturn]] void failBecauseOfDicomdir(const fs::path& folder) {
+    throw std::runtime_error("There is a DICOMDIR in " + folder.string() +
                              " already, and it stays. Remove it, or name another folder.");
 }
 
 } // namespace
 
-Placement::Placement(const std::string& place) : mPlace(place) {
+IndexOutput::IndexOutput(const std::string& folder) : mFolder(folder) {
     std::error_code error;
-    if (fs::exists(fs::symlink_status(mPlace / "DICOMDIR", error))) {
-        failBecauseOfDicomdir(mPlace);
+    if (fs::exists(fs::symlink_status(mFolder / "DICOMDIR", error))) {
+        failBecauseOfDicomdir(mFolder);
     }
-    if (mkdir(mPlace.c_str(), 0777) == 0) {
-        mIsPlaceMade = true;
+    if (mkdir(mFolder.c_str(), 0777) == 0) {
+        mIsFolderNew = true;
     } else if (errno != EEXIST) {
         fail(errno);
     }
     try {
-        mStaging.emplace(mPlace.string());
+        mStaging.emplace(mFolder.string());
     } catch (const files::WriteError& failure) {
-        if (mIsPlaceMade) {
-            rmdir(mPlace.c_str());
+        if (mIsFolderNew) {
+            rmdir(mFolder.c_str());
         }
         fail(failure.reason());
     }
 }
 
-Placement::~Placement() {
-    mStaging.reset(); // first, since a folder that holds it cannot be removed
+IndexOutput::~IndexOutput() {
+    mStaging.reset(); // first: a folder that contains it cannot be removed
     if (mIsPublished) {
         return;
     }
     for (const fs::path& link : mLinks) {
         unlink(link.c_str());
     }
-    if (mIsPlaceMade) {
-        rmdir(mPlace.c_str());
+    if (mIsFolderNew) {
+        rmdir(mFolder.c_str());
     }
 }
 
-std::string Placement::fileIdFor(const std::string& target) {
-    for (; mNext < kMostFiles; ++mNext) {
+std::string IndexOutput::fileIdFor(const std::string& target) {
+    for (; mNextNumber < kMostFiles; ++mNextNumber) {
         char fileId[16];
-        std::snprintf(fileId, sizeof fileId, "I%07u", mNext);
-        const fs::path path = mPlace / fileId;
+        std::snprintf(fileId, sizeof fileId, "I%07u", mNextNumber);
+        const fs::path path = mFolder / fileId;
         std::error_code error;
         const fs::file_status status = fs::symlink_status(path, error);
         if (status.type() == fs::file_type::not_found ||
@@ -68,26 +68,26 @@ std::string Placement::fileIdFor(const std::string& target) {
             return fileId;
         }
     }
-    throw std::runtime_error("More files than a folder of links can take (ten million).");
+    throw std::runtime_error("There are more files than an index can have (ten million).");
 }
 
-void Placement::link(const std::string& fileId, const std::string& target) {
-    const fs::path path = mPlace / fileId;
+void IndexOutput::link(const std::string& fileId, const std::string& target) {
+    const fs::path path = mFolder / fileId;
     if (symlink(target.c_str(), path.c_str()) == 0) {
         mLinks.push_back(path);
     } else if (std::error_code error; errno != EEXIST || fs::read_symlink(path, error) != target) {
         fail(errno);
     }
-    ++mNext;
+    ++mNextNumber;
 }
 
-std::string Placement::publish() {
-    const fs::path path = mPlace / "DICOMDIR";
+std::string IndexOutput::publish() {
+    const fs::path path = mFolder / "DICOMDIR";
     try {
         files::StagingFolder::publish(draft(), path.string(), false);
     } catch (const files::WriteError& failure) {
         if (failure.reason() == EEXIST) {
-            failBecauseOfDicomdir(mPlace);
+            failBecauseOfDicomdir(mFolder);
         }
         fail(failure.reason());
     }
@@ -95,8 +95,8 @@ std::string Placement::publish() {
     return path.string();
 }
 
-void Placement::fail(int reason) const {
-    throw std::runtime_error("A DICOMDIR cannot be written into " + mPlace.string() + ": " +
+void IndexOutput::fail(int reason) const {
+    throw std::runtime_error("A DICOMDIR cannot be written into " + mFolder.string() + ": " +
                              std::generic_category().message(reason) + ".");
 }
 

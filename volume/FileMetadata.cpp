@@ -1,4 +1,4 @@
-#include "volume/SliceMetadata.h"
+#include "volume/FileMetadata.h"
 
 #include <algorithm>
 #include <array>
@@ -11,45 +11,45 @@ using velmora::StoreView;
 
 namespace {
 
-/// Attributes that tell where slices lie. Of a file of one frame they are read without decompressing its pixels.
-const std::vector<std::string> kOfPlaces{"SOPClassUID",
-                                         "SeriesNumber",
-                                         "InstanceNumber",
-                                         "ImagePositionPatient",
-                                         "ImageOrientationPatient",
-                                         "PixelSpacing",
-                                         "SliceThickness",
-                                         "SpacingBetweenSlices",
-                                         "NumberOfFrames",
-                                         "Rows",
-                                         "Columns",
-                                         "SharedFunctionalGroupsSequence",
-                                         "PerFrameFunctionalGroupsSequence"};
+/// Attributes that tell where slices lie. For a file of one frame, the library reads them without decompressing pixels.
+const std::vector<std::string> kOfPositions{"SOPClassUID",
+                                            "SeriesNumber",
+                                            "InstanceNumber",
+                                            "ImagePositionPatient",
+                                            "ImageOrientationPatient",
+                                            "PixelSpacing",
+                                            "SliceThickness",
+                                            "SpacingBetweenSlices",
+                                            "NumberOfFrames",
+                                            "Rows",
+                                            "Columns",
+                                            "SharedFunctionalGroupsSequence",
+                                            "PerFrameFunctionalGroupsSequence"};
 
-/// Attributes that tell what their numbers mean.
+/// Attributes that tell what the pixel values mean.
 const std::vector<std::string> kOfValues{"SamplesPerPixel",  "PhotometricInterpretation", "BitsAllocated",
                                          "BitsStored",       "PixelRepresentation",       "RescaleSlope",
                                          "RescaleIntercept", "ModalityLUTSequence"};
 
 const velmora::Value& keywordsOf(FileMetadata::Extent extent) {
-    static const velmora::Value places = Store::ofTexts(kOfPlaces);
+    static const velmora::Value positions = Store::ofTexts(kOfPositions);
     static const velmora::Value all = [] {
-        auto names = kOfPlaces;
+        auto names = kOfPositions;
         names.insert(names.end(), kOfValues.begin(), kOfValues.end());
         return Store::ofTexts(names);
     }();
-    return extent == FileMetadata::Extent::places ? places : all;
+    return extent == FileMetadata::Extent::positions ? positions : all;
 }
 
 StoreView innerStore(NodeView node) { return node.isStore() ? node.store() : StoreView(nullptr); }
 
-/// The first item of a sequence; empty when there is none.
+/// The first item of a sequence; empty if there is none.
 StoreView firstItem(StoreView attributes, std::string_view keyword) {
     const StoreView items = attributes.store(keyword);
     return items.size() == 0 ? items : innerStore(items.at(0));
 }
 
-/// Takes what a functional group says; what it does not say stays.
+/// Sets what a functional group says; the rest stays.
 void takeGroup(SliceRecord& slice, StoreView group) {
     const auto take = [](auto& target, auto value) {
         if (value) {
@@ -77,14 +77,15 @@ SliceRecord wholeFile(StoreView file, const std::string& name) {
     return slice;
 }
 
-/// X-ray images whose modality table leads away from what is shown; the library does not apply it.
+/// X-ray images, whose modality table leads to values other than those that are displayed; the library does not apply
+/// it.
 bool hasNoModalityTransformation(std::string_view sopClass) {
     constexpr std::array<std::string_view, 3> kClasses{"1.2.840.10008.5.1.4.1.1.12.1", "1.2.840.10008.5.1.4.1.1.12.2",
                                                        "1.2.840.10008.5.1.4.1.1.12.3"};
     return std::find(kClasses.begin(), kClasses.end(), sopClass) != kClasses.end();
 }
 
-/// Takes slope and intercept, which count together only. False when one is absent.
+/// Sets slope and intercept, which are only valid together. False if one is absent.
 bool takeRescale(ModalityRule& rule, StoreView attributes) {
     const std::string_view slopeText = attributes.text("RescaleSlope");
     const std::string_view interceptText = attributes.text("RescaleIntercept");
@@ -93,8 +94,8 @@ bool takeRescale(ModalityRule& rule, StoreView attributes) {
     }
     const auto slope = decimalOf(firstValue(slopeText));
     const auto intercept = decimalOf(firstValue(interceptText));
-    rule.isLibrarys = !slope || !intercept; // numbers that only the library may know how to read
-    if (!rule.isLibrarys && *slope != 0) {  // the library ignores a transformation whose slope is 0
+    rule.needsLibrary = !slope || !intercept; // only the library may know how to read such numbers
+    if (!rule.needsLibrary && *slope != 0) {  // the library ignores a transformation whose slope is 0
         rule.slope = *slope;
         rule.intercept = *intercept;
     }
@@ -110,8 +111,7 @@ ModalityRule storedValues(StoreView file) {
     return rule;
 }
 
-/// The descriptor of a table ends with the bits of its entries; its parts come as words or, when they are signed, as
-/// numbers.
+/// The last value of a table's descriptor is the number of bits of its entries.
 vint tableBitsOf(StoreView items) {
     StoreView descriptor(nullptr);
     for (const NodeView item : items) {
@@ -124,20 +124,20 @@ vint tableBitsOf(StoreView items) {
     return last >= 1 && last <= 16 ? last : 16;
 }
 
-/// The rule that holds for the whole file. False when frames may have their own.
+/// Sets the rule of the whole file. False if frames may have their own.
 bool wholeFileRule(ModalityRule& rule, StoreView file, StoreView shared) {
     if (hasNoModalityTransformation(file.text("SOPClassUID"))) {
         return true;
     }
     if (const StoreView table = file.store("ModalityLUTSequence"); table.size() > 0) {
-        rule.isLibrarys = true;
+        rule.needsLibrary = true;
         rule.tableBits = tableBitsOf(table);
         return true;
     }
     return takeRescale(rule, file) || takeRescale(rule, firstItem(shared, "PixelValueTransformationSequence"));
 }
 
-/// Walks the items that speak for one frame each, as far as there are frames.
+/// Visits the functional groups of each frame, as far as there are frames.
 template <typename Take>
 void forEachFrame(StoreView file, std::size_t frames, Take take) {
     std::size_t frame = 0;
@@ -187,7 +187,7 @@ std::vector<ModalityRule> FileMetadata::rules(vint frames) const {
     if (!mIsRuleWhole) {
         forEachFrame(attributesOf(mFound), rules.size(), [&](std::size_t index, StoreView group) {
             ModalityRule own = mRule;
-            if (takeRescale(own, firstItem(group, "PixelValueTransformationSequence")) && !own.isLibrarys) {
+            if (takeRescale(own, firstItem(group, "PixelValueTransformationSequence")) && !own.needsLibrary) {
                 rules[index] = own;
             }
         });

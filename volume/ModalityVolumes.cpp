@@ -1,19 +1,17 @@
-// Volumes of modality values, file by file.
+#include "volume/ModalityVolumes.h"
 
 #include <algorithm>
 #include <cstring>
 #include <map>
 
 #include "volume/SliceFile.h"
-#include "volume/VolumeSeries.h"
-#include "workers/Parcel.h"
 #include "workers/Workers.h"
 
 namespace radvex::volume {
 
 namespace {
 
-/// Puts the files of one series together, in their order.
+/// Assembles the volume of one series from its files, in their order.
 class Stack {
   public:
     Stack(const media::Medium& medium, workers::SharedMemory& memory) : mMedium(medium), mMemory(memory) {}
@@ -32,9 +30,7 @@ class Stack {
 
     SeriesVolume finish() {
         if (!mOfOtherSize.empty()) {
-            throw formats::VolumeError(
-                "The slices differ in size: " + mFirst + " is " + std::to_string(mResult.header.columns) + " x " +
-                std::to_string(mResult.header.rows) + ". These differ: " + namesOf(mOfOtherSize) + ".");
+            failBecauseOfSizes(mFirst, mResult.header.columns, mResult.header.rows, mOfOtherSize);
         }
         if (!mBuffer && mReason.empty()) {
             throw NoPicturesError("The series holds no pictures.");
@@ -42,8 +38,13 @@ class Stack {
         if (!mBuffer) {
             throw formats::VolumeError("No file of the series can be read: " + mReason);
         }
-        addFinding(mUnreadable, "cannot be read", mUnreadableReason);
-        addFinding(mPictureless, mPictureless.size() == 1 ? "holds no picture" : "hold no picture", "");
+        if (!mUnreadable.empty()) {
+            mResult.findings.push_back(unreadableFiles(std::move(mUnreadable), "cannot be read", mUnreadableReason));
+        }
+        if (!mPictureless.empty()) {
+            const char* const what = mPictureless.size() == 1 ? "holds no picture" : "hold no picture";
+            mResult.findings.push_back(unreadableFiles(std::move(mPictureless), what, ""));
+        }
         mResult.bytes = mBuffer->slices();
         mResult.header.type = mBuffer->type();
         mResult.header.slices = static_cast<vint>(mResult.bytes.size());
@@ -101,14 +102,6 @@ class Stack {
         mReason = mReason.empty() ? sentence : mReason;
     }
 
-    void addFinding(std::vector<std::string>& files, const std::string& what, const std::string& reason) {
-        if (!files.empty()) {
-            const std::string sentence = std::to_string(files.size()) + (files.size() == 1 ? " file " : " files ") +
-                                         what + ": " + namesOf(files) + "." + (reason.empty() ? "" : " " + reason);
-            mResult.findings.push_back({FindingKind::unreadableFile, true, sentence, std::move(files)});
-        }
-    }
-
     const media::Medium& mMedium;
     workers::SharedMemory& mMemory;
     SeriesVolume mResult{};
@@ -118,10 +111,10 @@ class Stack {
     std::vector<std::string> mUnreadable{};
     std::vector<std::string> mPictureless{};
     std::string mUnreadableReason{};
-    std::string mReason{}; ///< why there is nothing of the first file that gave nothing
+    std::string mReason{}; ///< why the first unreadable file cannot be read
 };
 
-/// Where a series begins among the files of all.
+/// The index of the first file of each series among all files, and their number.
 std::vector<std::size_t> firstItems(const std::vector<SeriesFiles>& all) {
     std::vector<std::size_t> firsts{0};
     for (const SeriesFiles& series : all) {
@@ -130,8 +123,8 @@ std::vector<std::size_t> firstItems(const std::vector<SeriesFiles>& all) {
     return firsts;
 }
 
-/// Memory of a process for the file at hand. The next file gets the same, whose pages are there already: for shared
-/// memory the system takes several times as long to give a page as it takes to fill one.
+/// Memory of a process for its current file. The next file reuses it, because for shared memory, the system takes
+/// several times as long to provide a page as it takes to fill one.
 class FileMemory {
   public:
     explicit FileMemory(workers::SharedMemory& memory) : mMemory(memory) {}
@@ -139,7 +132,7 @@ class FileMemory {
     std::byte* allocate(std::size_t bytes) {
         if (bytes > mBytes) {
             if (mBlock != nullptr) {
-                mMemory.empty(mBlock, mBytes);
+                mMemory.releasePages(mBlock, mBytes);
             }
             mBytes = 0;
             mBlock = mMemory.allocate(bytes);
@@ -156,7 +149,7 @@ class FileMemory {
 
 } // namespace
 
-/// Processes put the slices of a file where this one finds them, and it copies them beside the others.
+/// The processes write the slices of a file into shared memory, and this one copies them into the volume.
 class ModalityVolumes::Reader {
   public:
     Reader(velmora::Host& host, const media::Medium& medium, const std::vector<SeriesFiles>& all, std::size_t jobs)
@@ -195,16 +188,15 @@ class ModalityVolumes::Reader {
             return mJobs == 0 ? mVolume.allocate(bytes) : mFileMemory.allocate(bytes);
         };
         SliceFile file = readSliceFile(mHost, path, mMedium.userPath(path), allocate);
-        return workers::toParcel(packSliceFile(std::move(file), mJobs == 0 ? mVolume : mShared));
+        return toParcel(std::move(file), mJobs == 0 ? mVolume : mShared);
     }
 
-    /// Before the process that it came from goes on to its next file.
+    /// Runs before the process that sent the file starts with its next one, which overwrites the memory.
     void take(std::size_t item, const workers::WorkResult& result) {
         if (!result.error.empty()) {
             return;
         }
-        SliceFile file = unpackSliceFile(workers::fromParcel<SliceFileParcel>(result.output), nameOf(item),
-                                         mJobs == 0 ? mVolume : mShared);
+        SliceFile file = fromParcel(result.output, nameOf(item), mJobs == 0 ? mVolume : mShared);
         if (mJobs > 0 && file.samples.count > 0) {
             std::byte* copy = mVolume.allocate(file.bytes());
             std::memcpy(copy, file.samples.samples, file.bytes());

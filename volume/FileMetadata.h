@@ -9,16 +9,16 @@
 
 namespace radvex::volume {
 
-/// What one file says about itself and its slices, of which each frame is one.
+/// What one file says about itself and its slices. Each frame is a slice.
 class FileMetadata {
   public:
     enum class Extent {
-        places, ///< where its slices lie; no colour and no rules
-        all
+        positions, ///< where its slices lie, but not colour and rules
+        all,
     };
 
     /// Reads it through ReadMetadata.
-    /// @param path  as the library takes it
+    /// @param path  for the library
     /// @param name  of the file, as the user knows it
     /// @throws LibraryError
     FileMetadata(velmora::Host& host, const std::string& path, std::string name, Extent extent = Extent::all);
@@ -28,14 +28,14 @@ class FileMetadata {
     vint columns() const { return mColumns; }
     bool isColour() const { return mIsColour; } ///< several samples a pixel, or a palette
     const std::string& seriesNumber() const { return mSeriesNumber; }
-    /// As the file promises, at least 1. It may promise anything.
+    /// NumberOfFrames, at least 1. The file may contain fewer or more.
     vint promisedFrames() const { return mPromisedFrames; }
-    /// The library has to apply the modality transformation. Otherwise it may give stored values, and rules() says what
-    /// they mean.
-    bool needsLibrary() const { return mRule.isLibrarys; }
+    /// The library has to apply the modality transformation. Otherwise stored values can be read, and rules() says how
+    /// to rescale them.
+    bool needsLibrary() const { return mRule.needsLibrary; }
 
-    /// Frames get their place from the functional groups; without these they have none, since the dataset's own place
-    /// can only be that of one of them.
+    /// Frames get their positions from the functional groups. Without these they have none, since the position in the
+    /// dataset itself can only be that of one frame.
     std::vector<SliceRecord> slices(vint frames) const;
     std::vector<ModalityRule> rules(vint frames) const;
 
@@ -48,7 +48,7 @@ class FileMetadata {
     std::string mSeriesNumber{};
     vint mPromisedFrames = 1;
     ModalityRule mRule{};
-    bool mIsRuleWhole = false; ///< false: frames may have rules of their own
+    bool mIsRuleWhole = false; ///< false: frames may have their own rules
 };
 
 } // namespace radvex::volume
