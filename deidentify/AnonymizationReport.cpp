@@ -20,7 +20,7 @@ std::size_t failedCount(const AnonymizationResult& result) {
                                                   [](const AnonymizedFile& file) { return !file.error.empty(); }));
 }
 
-/// In how many files each attribute is, in the order of the names.
+/// The number of files that hold each attribute, in the order of the names.
 std::map<std::string, std::size_t> leakCounts(const AnonymizationResult& result) {
     std::map<std::string, std::size_t> counts;
     for (const AnonymizedFile& file : result.files) {
@@ -50,7 +50,7 @@ formats::Json entryOf(const AnonymizedFile& file, bool hasOriginals) {
         entry["input"] = formats::printable(file.source);
     }
     entry["output"] = file.isWritten ? formats::Json(formats::printable(file.name)) : formats::Json();
-    if (!file.error.empty()) { // the sentence names the file of the input
+    if (!file.error.empty()) { // the sentence holds the path of the input
         entry["error"] = hasOriginals ? formats::printable(file.error) : "said on standard error";
     }
     entry["changes"] = changesOf(file, hasOriginals);

@@ -17,7 +17,8 @@ struct Work {
     std::string prefix;
 };
 
-/// Elements of an item stand in the order of their tags, so that two items are walked side by side.
+/// Finds the element with the same tag in another item. Elements of an item are in the order of their tags, so that one
+/// pass over both items is enough.
 class Partners {
   public:
     explicit Partners(DcmItem* item) : mItem(item), mNext(item == nullptr ? nullptr : item->nextInContainer(nullptr)) {}

@@ -1,5 +1,4 @@
 #include "deidentify/Anonymization.h"
-#include "deidentify/rewriting/AnonymizationRun.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
