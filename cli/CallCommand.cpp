@@ -86,7 +86,7 @@ std::string joined(const std::vector<std::string_view>& words) {
     return text;
 }
 
-/// All that is known of one function.
+/// Prints everything that is known about one function.
 void explainFunction(const std::string& name) {
     const auto& functions = velmora::radvexDeclarations();
     const auto function =
@@ -108,7 +108,7 @@ void explainFunction(const std::string& name) {
     std::cout << '\n' << velmora::radvexSections()[description.section].text << '\n';
 }
 
-/// Text as it stands, where Markdown would read marks in it.
+/// Text with a backslash in front of each character that has a meaning in Markdown.
 std::string escaped(std::string_view text) {
     std::string result;
     for (const char character : text) {
@@ -139,7 +139,7 @@ void writeMarkdown(const velmora::EntryPoint& entry) {
     std::cout << "\n### " << entry.name << "\n\n`" << signatureOf(entry) << "`\n\n" << escaped(entry.meaning) << '\n';
 }
 
-/// The whole list as a page.
+/// Writes all functions as one page.
 void writeMarkdown() {
     std::cout << "# The exported functions\n\n"
                  "Made from `include/velmora/RadvexFunctions.h` by `radvex call --markdown`: change it there.\n";
@@ -181,15 +181,14 @@ void run(Session& session, const CallOptions& options, const std::vector<std::st
 void addCallCommand(const CommandLine& program, Session& session) {
     auto options = std::make_shared<CallOptions>();
     const CommandLine command =
-        program.addCommand("call", "Call any exported function with JSON arguments and print its result "
-                                   "as JSON");
+        program.addCommand("call", "Call any exported function with JSON arguments and print its result as JSON");
     command.addOption("NAME", options->function,
                       "Function, or - to answer lines '[\"name\", arg, ...]' from standard input");
-    command.leaveTheRest(); // CLI11 would take a list or a number apart
+    command.leaveTheRest(); // CLI11 would read lists and options in the JSON
     command.setFooter("NAME is followed by its arguments, each one JSON value; text needs its double quotes:\n"
                       "  radvex call GetFrameCount '\"scan.dcm\"'");
     command.addFlag("--list", options->list,
-                    "List the functions with their arguments and results; with a NAME, tell all that is known of it");
+                    "List the functions with their arguments and results; with a NAME, explain that function");
     command.addFlag("--markdown", options->markdown, "Print the whole list of functions as a page in Markdown");
     command.setAction([&session, options, command] { run(session, *options, command.remaining()); });
 }

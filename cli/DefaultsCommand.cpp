@@ -3,7 +3,7 @@
 #include <iostream>
 
 #include "cli/Commands.h"
-#include "cli/arguments/Assignment.h"
+#include "cli/arguments/Words.h"
 #include "formats/json/MetadataJson.h"
 #include "formats/json/Text.h"
 
@@ -11,7 +11,7 @@ namespace radvex::cli {
 
 namespace {
 
-/// The keywords that the library has a default value for from the start.
+/// The keywords for which the library has a default value from the start.
 constexpr std::array<const char*, 25> kKeywords{"PatientName",
                                                 "PatientID",
                                                 "PatientBirthDate",
@@ -43,7 +43,7 @@ struct DefaultsOptions {
     bool json = false;
 };
 
-/// Sets a value when the word has one, and gives keyword and value as they are then.
+/// Sets the value when the word holds one. @return the keyword and its value after that
 std::pair<std::string, std::string> apply(velmora::Host& host, const std::string& word) {
     std::string keyword = word;
     if (word.find('=') != std::string::npos) {
@@ -81,13 +81,11 @@ void run(Session& session, const DefaultsOptions& options) {
 } // namespace
 
 void addDefaultsCommand(const CommandLine& program, Session& session) {
-    auto options = std::make_shared<DefaultsOptions>();
-    const CommandLine command =
-        program.addCommand("defaults", "Show the values that files get for attributes not given");
-    command.addWords("KEYWORD", options->words,
-                     "Only this one; KEYWORD=VALUE shows what it would be: the library keeps it for this run");
-    command.addFlag("--json", options->json, "Print one JSON object");
-    command.setAction([&session, options] { run(session, *options); });
+    const auto [command, options] = addCommand<DefaultsOptions>(
+        program, session, "defaults", "Show the values that new files get for attributes that are not given", run);
+    command.addWords("KEYWORD", options.words,
+                     "Show only this one; KEYWORD=VALUE sets it for this run of the command first");
+    command.addFlag("--json", options.json, "Print one JSON object");
 }
 
 } // namespace radvex::cli

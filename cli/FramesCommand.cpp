@@ -2,8 +2,7 @@
 #include <sstream>
 
 #include "cli/Commands.h"
-#include "cli/arguments/FileArguments.h"
-#include "cli/arguments/FileJobs.h"
+#include "cli/arguments/Files.h"
 #include "formats/json/LosslessJson.h"
 #include "formats/json/Text.h"
 
@@ -57,7 +56,7 @@ void run(Session& session, const FramesOptions& options) {
         return options.json ? describeAsJson(file, counts) : describe(file, counts);
     };
     std::string list;
-    // The library's messages of these calls name the file themselves.
+    // The library's messages name the file in these calls.
     options.jobs.forEach(session, options.files.all(), false, read, [&](const std::string&, const std::string& text) {
         if (options.json) {
             list += (list.empty() ? "" : ",") + text;
@@ -73,13 +72,11 @@ void run(Session& session, const FramesOptions& options) {
 } // namespace
 
 void addFramesCommand(const CommandLine& program, Session& session) {
-    auto options = std::make_shared<FramesOptions>();
-    const CommandLine command =
-        program.addCommand("frames", "Say how many frames and overlays a file has, and which frame represents it");
-    options->files.addTo(command);
-    command.addFlag("--json", options->json, "Print a JSON list with one object for each file");
-    options->jobs.addTo(command);
-    command.setAction([&session, options] { run(session, *options); });
+    const auto [command, options] = addCommand<FramesOptions>(
+        program, session, "frames", "Print the numbers of frames and overlays, and the representative frame", run);
+    options.files.addTo(command);
+    command.addFlag("--json", options.json, "Print a JSON list with one object for each file");
+    options.jobs.addTo(command);
 }
 
 } // namespace radvex::cli

@@ -2,8 +2,7 @@
 
 #include "cli/Commands.h"
 #include "cli/MetadataTree.h"
-#include "cli/arguments/FileArguments.h"
-#include "cli/arguments/FileJobs.h"
+#include "cli/arguments/Files.h"
 #include "cli/arguments/MediumOptions.h"
 #include "formats/json/MetadataJson.h"
 #include "formats/json/Text.h"
@@ -92,13 +91,12 @@ void run(Session& session, const InfoOptions& options) {
 } // namespace
 
 void addInfoCommand(const CommandLine& program, Session& session) {
-    auto options = std::make_shared<InfoOptions>();
-    const CommandLine command = program.addCommand("info", "Print patient, study and series of files");
-    options->files.addTo(command);
-    options->selection.addTo(command);
-    command.addFlag("--json", options->json, "Print JSON");
-    options->jobs.addTo(command);
-    command.setAction([&session, options] { run(session, *options); });
+    const auto [command, options] =
+        addCommand<InfoOptions>(program, session, "info", "Print patient, study and series of files", run);
+    options.files.addTo(command);
+    options.selection.addTo(command);
+    command.addFlag("--json", options.json, "Print JSON");
+    options.jobs.addTo(command);
 }
 
 } // namespace radvex::cli

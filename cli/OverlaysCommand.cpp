@@ -64,12 +64,11 @@ void run(Session& session, const OverlaysOptions& options) {
 } // namespace
 
 void addOverlaysCommand(const CommandLine& program, Session& session) {
-    auto options = std::make_shared<OverlaysOptions>();
-    const CommandLine command = program.addCommand("overlays", "Write the overlay planes of a file as one-bit PNG");
-    command.addRequired("FILE", options->file, "DICOM file");
-    command.addOption("-o,--output", options->folder, "Folder for overlay-1.png and on; made when it is missing");
-    command.addFlag("--json", options->json, "Print a JSON list of the planes");
-    command.setAction([&session, options] { run(session, *options); });
+    const auto [command, options] = addCommand<OverlaysOptions>(
+        program, session, "overlays", "Write the overlay planes of a file as one-bit PNG", run);
+    command.addRequired("FILE", options.file, "DICOM file");
+    command.addOption("-o,--output", options.folder, "Folder for overlay-1.png and so on; made when it is missing");
+    command.addFlag("--json", options.json, "Print a JSON list of the planes");
 }
 
 } // namespace radvex::cli

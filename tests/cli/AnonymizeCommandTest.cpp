@@ -331,7 +331,7 @@ TEST_F(AnonymizeCommand, NothingIsReplacedWithoutForce) {
     const std::string before = readFile(file);
     const ProcessResult run = anonymize({file, file});
     EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.errors, HasSubstr("is there already; --force replaces it."));
+    EXPECT_THAT(run.errors, HasSubstr("exists already; --force replaces it."));
     EXPECT_EQ(readFile(file), before);
     fs::create_directory(output);
     folder.write("out/mine", "text");
