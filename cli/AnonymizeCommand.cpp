@@ -46,9 +46,10 @@ std::string readKey(const std::string& path) {
 }
 
 /// Later rules replace earlier ones: first the profile, then the file of rules, then the options of the command.
-deidentify::ReplacementRules collectRules(const AnonymizeOptions& options, const deidentify::Profile* profile) {
+deidentify::ReplacementRules collectRules(const AnonymizeOptions& options,
+                                          const std::optional<deidentify::Profile>& profile) {
     deidentify::ReplacementRules rules;
-    if (profile != nullptr) {
+    if (profile) {
         for (const deidentify::ProfileRule& rule : profile->rules) {
             rules.set(rule.keyword, rule.value);
         }
@@ -124,9 +125,9 @@ std::string inputFolder(const std::string& input, deidentify::Anonymization& loo
 }
 
 void report(const AnonymizeOptions& options, const deidentify::AnonymizationResult& result,
-            const deidentify::Profile* profile) {
+            const std::optional<deidentify::Profile>& profile) {
     if (!options.report.empty()) {
-        const std::string text = deidentify::anonymizationReport(result, {options.hasOriginals, profile});
+        const std::string text = deidentify::anonymizationReport(result, profile, options.hasOriginals);
         files::writeOutputFile(options.report, [&](std::FILE* file) {
             return std::fwrite(text.data(), 1, text.size(), file) == text.size();
         });
@@ -146,11 +147,9 @@ void run(Session& session, const AnonymizeOptions& options) {
         checkFolders(folder, options.output);
     }
     checkOutput(options, isFolder);
-    deidentify::Profile basic;
-    const deidentify::Profile* profile = nullptr;
+    std::optional<deidentify::Profile> profile;
     if (!options.profile.empty()) {
-        basic = looker->basicProfile();
-        profile = &basic;
+        profile = looker->basicProfile();
     }
     const deidentify::ReplacementRules rules = collectRules(options, profile);
     deidentify::AnonymizationSettings settings{options.key.empty() ? "" : readKey(options.key), options.isIndependent,
@@ -169,16 +168,17 @@ void run(Session& session, const AnonymizeOptions& options) {
     report(options, result, profile);
 }
 
-void addNames(const CommandLine& command, AnonymizeOptions& options) {
+} // namespace
+
+void addAnonymizeCommand(const CommandLine& program, Session& session) {
+    const auto [command, options] =
+        addCommand<AnonymizeOptions>(program, session, "anonymize", "De-identify a file, a folder or a medium", run);
     command.addRequired("IN", options.input, "DICOM file, folder, or DICOMDIR of a medium");
     command.addRequired("OUT", options.output, "File or folder to write");
-    command.addRepeatable("--set", options.assignments, "KEYWORD=VALUE: the attribute's new value; may be repeated");
+    command.addRepeatable("--set", options.assignments, "KEYWORD=VALUE: the attribute's new value");
     command.addOption("--rules", options.rules, "JSON file with an object of keywords and new values");
     command.addChoice("--profile", options.profile, {"basic"},
                       "basic: new values as the basic profile of DICOM asks for");
-}
-
-void addIdentities(const CommandLine& command, AnonymizeOptions& options) {
     command.addOption("--key", options.key,
                       "File of 16 or more secret bytes; runs with the same key give the same identifiers");
     command.addFlag("--independent", options.isIndependent, "A new value for every identifier of every file");
@@ -186,15 +186,6 @@ void addIdentities(const CommandLine& command, AnonymizeOptions& options) {
     command.addFlag("--neutral-names", options.hasNeutralNames, "Number the files instead of keeping their names");
     command.addFlag("--force", options.mayReplace, "Replace files that exist already");
     command.addFlag("--strict", options.isStrict, "Write no file that may still identify the patient");
-}
-
-} // namespace
-
-void addAnonymizeCommand(const CommandLine& program, Session& session) {
-    const auto [command, options] =
-        addCommand<AnonymizeOptions>(program, session, "anonymize", "De-identify a file, a folder or a medium", run);
-    addNames(command, options);
-    addIdentities(command, options);
     command.addOption("--report", options.report, "JSON file with the changes of each file; - for the standard output");
     command.addFlag("--report-originals", options.hasOriginals,
                     "Show paths of the input and original values in the report, which then identifies the patient");

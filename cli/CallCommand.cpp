@@ -2,6 +2,7 @@
 #include <iostream>
 
 #include "cli/Commands.h"
+#include "cli/arguments/Words.h"
 #include "files/Errors.h"
 #include "formats/json/LosslessJson.h"
 #include "formats/json/Text.h"
@@ -15,15 +16,6 @@ struct CallOptions {
     bool list = false;
     bool markdown = false;
 };
-
-std::vector<velmora::Value> parseArguments(const std::vector<std::string>& texts) {
-    std::vector<velmora::Value> arguments;
-    arguments.reserve(texts.size());
-    for (const std::string& text : texts) {
-        arguments.push_back(formats::fromJson(formats::parseJson(text)));
-    }
-    return arguments;
-}
 
 /// Answers one line `[name, arg, …]`.
 formats::Json answerLine(Session& session, const std::string& line) {
@@ -76,14 +68,6 @@ void listFunctions() {
     for (const velmora::Declaration& function : velmora::radvexDeclarations()) {
         std::cout << signatureOf(function) << "\n    " << function.description.meaning << '\n';
     }
-}
-
-std::string joined(const std::vector<std::string_view>& words) {
-    std::string text;
-    for (const std::string_view word : words) {
-        text += (text.empty() ? "" : ", ") + std::string(word);
-    }
-    return text;
 }
 
 /// Prints everything that is known about one function.
@@ -171,7 +155,11 @@ void run(Session& session, const CallOptions& options, const std::vector<std::st
     } else if (options.function.empty()) {
         throw UsageError("Name a function: 'radvex call --list' shows them all.");
     } else {
-        const velmora::Value result = session.host().call(options.function, parseArguments(arguments));
+        std::vector<velmora::Value> values;
+        for (const std::string& argument : arguments) {
+            values.push_back(formats::fromJson(formats::parseJson(argument)));
+        }
+        const velmora::Value result = session.host().call(options.function, values);
         std::cout << formats::dumpJson(formats::toJson(result)) << '\n';
     }
 }

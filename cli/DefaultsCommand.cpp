@@ -1,4 +1,3 @@
-#include <array>
 #include <cstdio>
 #include <iostream>
 
@@ -12,31 +11,31 @@ namespace radvex::cli {
 namespace {
 
 /// The keywords for which the library has a default value from the start.
-constexpr std::array<const char*, 25> kKeywords{"PatientName",
-                                                "PatientID",
-                                                "PatientBirthDate",
-                                                "PatientSex",
-                                                "StudyID",
-                                                "StudyDate",
-                                                "StudyTime",
-                                                "AccessionNumber",
-                                                "ReferringPhysicianName",
-                                                "Modality",
-                                                "SeriesNumber",
-                                                "Manufacturer",
-                                                "ManufacturerModelName",
-                                                "DeviceSerialNumber",
-                                                "SoftwareVersions",
-                                                "ConversionType",
-                                                "ContentLabel",
-                                                "ContentDescription",
-                                                "ContentCreatorName",
-                                                "PositionReferenceIndicator",
-                                                "PixelSpacing",
-                                                "SliceThickness",
-                                                "SpacingBetweenSlices",
-                                                "RecognizableVisualFeatures",
-                                                "RepresentationLUTShape"};
+const std::vector<std::string> kKeywords{"PatientName",
+                                         "PatientID",
+                                         "PatientBirthDate",
+                                         "PatientSex",
+                                         "StudyID",
+                                         "StudyDate",
+                                         "StudyTime",
+                                         "AccessionNumber",
+                                         "ReferringPhysicianName",
+                                         "Modality",
+                                         "SeriesNumber",
+                                         "Manufacturer",
+                                         "ManufacturerModelName",
+                                         "DeviceSerialNumber",
+                                         "SoftwareVersions",
+                                         "ConversionType",
+                                         "ContentLabel",
+                                         "ContentDescription",
+                                         "ContentCreatorName",
+                                         "PositionReferenceIndicator",
+                                         "PixelSpacing",
+                                         "SliceThickness",
+                                         "SpacingBetweenSlices",
+                                         "RecognizableVisualFeatures",
+                                         "RepresentationLUTShape"};
 
 struct DefaultsOptions {
     std::vector<std::string> words{};
@@ -59,9 +58,8 @@ void print(const std::string& keyword, const std::string& value) {
 }
 
 void run(Session& session, const DefaultsOptions& options) {
-    const std::vector<std::string> all(kKeywords.begin(), kKeywords.end());
     std::string json;
-    for (const std::string& word : options.words.empty() ? all : options.words) {
+    for (const std::string& word : options.words.empty() ? kKeywords : options.words) {
         session.attempt(word, [&] {
             const auto [keyword, value] = apply(session.host(), word);
             if (!options.json) {

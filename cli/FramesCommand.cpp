@@ -1,5 +1,4 @@
 #include <iostream>
-#include <sstream>
 
 #include "cli/Commands.h"
 #include "cli/arguments/Files.h"
@@ -29,17 +28,9 @@ Counts readCounts(velmora::Host& host, const std::string& file) {
 }
 
 std::string describe(const std::string& file, const Counts& counts) {
-    std::ostringstream text;
-    text << formats::printable(file) << ": frames " << counts.frames;
-    if (counts.frames == 0) {
-        text << " (not given)";
-    }
-    text << ", representative frame " << counts.representativeFrame;
-    if (counts.representativeFrame == 0) {
-        text << " (not given)";
-    }
-    text << ", overlays " << counts.overlays << '\n';
-    return text.str();
+    const auto shown = [](vint number) { return std::to_string(number) + (number == 0 ? " (not given)" : ""); };
+    return formats::printable(file) + ": frames " + shown(counts.frames) + ", representative frame " +
+           shown(counts.representativeFrame) + ", overlays " + std::to_string(counts.overlays) + '\n';
 }
 
 std::string describeAsJson(const std::string& file, const Counts& counts) {

@@ -21,19 +21,15 @@ struct OverlaysOptions {
     bool json = false;
 };
 
-void makeFolder(const std::string& folder) {
-    std::error_code error;
-    std::filesystem::create_directories(folder, error);
-    if (error) {
-        throw FileError(folder + " cannot be made: " + error.message() + ".");
-    }
-}
-
 void run(Session& session, const OverlaysOptions& options) {
     const velmora::Value result = session.host().call("ReadOverlays", {options.file});
     const Store& planes = result.get<Store>();
     if (!options.folder.empty() && planes.size() > 0) {
-        makeFolder(options.folder);
+        std::error_code error;
+        std::filesystem::create_directories(options.folder, error);
+        if (error) {
+            throw FileError(options.folder + " cannot be made: " + error.message() + ".");
+        }
     }
     formats::Json list = formats::Json::array();
     for (const velmora::NodeView node : planes) {

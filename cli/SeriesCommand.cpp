@@ -11,6 +11,7 @@
 #include "formats/json/LosslessJson.h"
 #include "formats/json/Text.h"
 #include "formats/pictures/Png.h"
+#include "media/FolderWalk.h"
 #include "media/Medium.h"
 #include "media/MediumTree.h"
 #include "media/ShownFile.h"
@@ -58,11 +59,7 @@ struct Shown {
         std::vector<std::string> pngs{};
     };
     std::vector<Picture> pictures{}; ///< in the library's order
-    struct Missing {
-        std::string file{};
-        std::string reason{};
-    };
-    std::vector<Missing> missing{};
+    std::vector<media::RefusedFile> missing{};
 };
 
 /// Renders each file alone, in other processes.
@@ -114,73 +111,59 @@ class FileByFile {
     workers::Workers mWorkers;
 };
 
-/// Lets the library render a series as a whole, which a window common to all its pictures needs.
-class WholeSeries {
-  public:
-    WholeSeries(Session& session, const media::Medium& medium, const SeriesOptions& options)
-        : mSession(session), mMedium(medium), mOptions(options) {}
-
-    Shown show(const Choice& choice) {
-        Shown shown;
-        std::set<std::string> known;
-        const Value result = read(choice.selection);
-        forEachPicture(result, choice.series.key, [&](const std::string& path, const Image& image) {
-            known.insert(path);
-            shown.pictures.push_back({path, {}});
-            for (const formats::Picture& picture : formats::picturesOf(image)) {
-                shown.pictures.back().pngs.push_back(formats::pngOf(picture));
-            }
-        });
-        for (const std::string& file : choice.series.files) {
-            if (!known.contains(file)) {
-                shown.missing.push_back({file, whyMissing(file)});
-            }
-        }
-        return shown;
-    }
-
-  private:
-    Value read(const media::Selection& selection) {
-        const media::Rendering rendering = mOptions.picture.rendering();
-        return mSession.host().call("Read2DImagesDir",
-                                    {mMedium.dicomdir(), rendering.scalingTensor(), rendering.hasOverlays,
-                                     media::kImageFlags, selection.patient, selection.study, selection.series});
-    }
-
-    template <typename Body>
-    static void forEachPicture(const Value& result, const std::string& key, Body body) {
-        for (const NodeView patient : result.get<velmora::Store>()) {
-            for (const NodeView study : StoreView(patient.cell().dataStore)) {
-                for (const NodeView series : StoreView(study.cell().dataStore)) {
-                    for (const NodeView picture : StoreView(series.cell().dataStore)) {
-                        if (series.name() == key) {
-                            const Value image = picture.value();
-                            body(std::string(picture.name()), image.get<Image>());
-                        }
+/// Calls `body` with the path and the image of each file of a series in the result of Read2DImagesDir.
+template <typename Body>
+void forEachPicture(const Value& result, const std::string& seriesKey, Body body) {
+    for (const NodeView patient : result.get<velmora::Store>()) {
+        for (const NodeView study : StoreView(patient.cell().dataStore)) {
+            for (const NodeView series : StoreView(study.cell().dataStore)) {
+                for (const NodeView picture : StoreView(series.cell().dataStore)) {
+                    if (series.name() == seriesKey) {
+                        const Value image = picture.value();
+                        body(std::string(picture.name()), image.get<Image>());
                     }
                 }
             }
         }
     }
+}
 
-    /// The library silently leaves out a file that it cannot read. When it reads the file alone, it says why.
-    std::string whyMissing(const std::string& file) {
-        const media::Rendering rendering = mOptions.picture.rendering();
-        std::string reason = "It cannot be shown with its series, but it can be read alone.";
-        try {
-            (void)mSession.host().call(
-                "ReadImage", {file, 0, 0, rendering.scalingTensor(), rendering.hasOverlays, media::kImageFlags});
-        } catch (const velmora::LibraryError& error) {
-            reason = error.what();
-        }
-        mSession.host().call("CloseReader", {file});
-        return reason;
+/// The library silently leaves out a file that it cannot read. When it reads the file alone, it says why.
+std::string whyMissing(velmora::Host& host, const std::string& file, const media::Rendering& rendering) {
+    std::string reason = "It cannot be shown with its series, but it can be read alone.";
+    try {
+        (void)host.call("ReadImage",
+                        {file, 0, 0, rendering.scalingTensor(), rendering.hasOverlays, media::kImageFlags});
+    } catch (const velmora::LibraryError& error) {
+        reason = error.what();
     }
+    host.call("CloseReader", {file});
+    return reason;
+}
 
-    Session& mSession;
-    const media::Medium& mMedium;
-    const SeriesOptions& mOptions;
-};
+/// Lets the library render a series as a whole, which a window common to all its pictures needs.
+Shown showWhole(velmora::Host& host, const std::string& dicomdir, const Choice& choice,
+                const media::Rendering& rendering) {
+    Shown shown;
+    std::set<std::string> known;
+    const media::Selection& selection = choice.selection;
+    const Value result =
+        host.call("Read2DImagesDir", {dicomdir, rendering.scalingTensor(), rendering.hasOverlays, media::kImageFlags,
+                                      selection.patient, selection.study, selection.series});
+    forEachPicture(result, choice.series.key, [&](const std::string& path, const Image& image) {
+        known.insert(path);
+        shown.pictures.push_back({path, {}});
+        for (const formats::Picture& picture : formats::picturesOf(image)) {
+            shown.pictures.back().pngs.push_back(formats::pngOf(picture));
+        }
+    });
+    for (const std::string& file : choice.series.files) {
+        if (!known.contains(file)) {
+            shown.missing.push_back({file, whyMissing(host, file, rendering)});
+        }
+    }
+    return shown;
+}
 
 std::string suffix(const std::string& text) {
     const std::string safe = formats::fileNamePart(text, 32);
@@ -209,7 +192,7 @@ formats::Json writePictures(const fs::path& folder, const media::Medium& medium,
 void run(Session& session, const SeriesOptions& options) {
     options.selection.check();
     workers::keepMemoryBetweenFiles();
-    (void)options.picture.rendering(); // finds wrong usage before the medium is read
+    const media::Rendering rendering = options.picture.rendering(); // finds wrong usage before the medium is read
     const auto opened = openMedium(options.medium, options.jobs);
     const media::Medium& medium = *opened;
     const auto all = choicesOf(
@@ -217,18 +200,19 @@ void run(Session& session, const SeriesOptions& options) {
     formats::Json report = formats::Json::array();
     ProgressBar progress("Series");
     FileByFile files(session, options, all);
-    WholeSeries whole(session, medium, options);
     for (std::size_t index = 0; index < all.size(); ++index) {
         progress.show(index, all.size());
         session.attempt("", [&] {
-            const auto& [series, selection] = all[index];
-            const Shown shown = options.picture.commonWindow ? whole.show(all[index]) : files.show(series);
+            const media::MediumSeries& series = all[index].series;
+            const Shown shown = options.picture.commonWindow
+                                    ? showWhole(session.host(), medium.dicomdir(), all[index], rendering)
+                                    : files.show(series);
             const std::string folder = fileNumber(index + 1) + suffix(series.modality) + suffix(series.number);
             report.push_back({{"SeriesInstanceUID", series.uid},
                               {"SeriesNumber", series.number},
                               {"pictures", writePictures(fs::path(options.output) / folder, medium, shown)}});
-            for (const Shown::Missing& missing : shown.missing) {
-                session.reportRefusal(medium.userPath(missing.file), medium.userText(missing.reason));
+            for (const media::RefusedFile& missing : shown.missing) {
+                session.reportRefusal(medium.userPath(missing.path), medium.userText(missing.reason));
             }
         });
     }

@@ -1,5 +1,5 @@
+#include <functional>
 #include <iostream>
-#include <optional>
 #include <unordered_map>
 
 #include "cli/Commands.h"
@@ -78,44 +78,19 @@ class VrNames {
   public:
     explicit VrNames(velmora::Host& host) : mDictionary(host) {}
 
-    std::string operator()(const std::string& key) {
+    const std::string& operator()(const std::string& key) {
+        const auto known = mVrs.find(key);
+        if (known != mVrs.end()) {
+            return known->second;
+        }
         const std::string& vr = mDictionary.vrOf(key);
-        return vr == "UN" || isPrivate(key) ? "" : vr;
+        const bool isUnknown = vr == "UN" || mDictionary.tagOf(key).group % 2 != 0;
+        return mVrs.emplace(key, isUnknown ? "" : vr).first->second;
     }
 
   private:
-    bool isPrivate(const std::string& key) {
-        const auto known = mIsPrivate.find(key);
-        return known != mIsPrivate.end() ? known->second
-                                         : mIsPrivate.emplace(key, mDictionary.tagOf(key).group % 2 != 0).first->second;
-    }
-
     formats::Dictionary mDictionary;
-    std::unordered_map<std::string, bool> mIsPrivate{};
-};
-
-/// Makes the text that is printed for the attributes of one file.
-class TagsFormat {
-  public:
-    TagsFormat(Session& session, bool json) : mSession(session), mJson(json) {}
-
-    std::string operator()(velmora::StoreView tags) {
-        std::string text;
-        if (mJson) {
-            formats::appendJson(text, tags);
-            return text;
-        }
-        if (!mVrNames) { // made at the first use, in the process that reads the file
-            mVrNames.emplace(mSession.host());
-        }
-        appendTree(text, tags, std::ref(*mVrNames));
-        return text;
-    }
-
-  private:
-    Session& mSession;
-    bool mJson;
-    std::optional<VrNames> mVrNames{};
+    std::unordered_map<std::string, std::string> mVrs{};
 };
 
 /// Prints one file after the other: as text with a headline for each file, or as one JSON object.
@@ -156,11 +131,16 @@ using ReadFile = std::function<Store(const std::string& file)>;
 /// @param several  whether to name each file
 void printFiles(Session& session, const TagsOptions& options, const std::vector<std::string>& files, bool several,
                 const ReadFile& read) {
-    TagsFormat format(session, options.json);
+    VrNames vrNames(session.host());
+    const auto describe = [&](const std::string& file) {
+        const Store tags = read(file);
+        std::string text;
+        options.json ? formats::appendJson(text, tags.view()) : appendTree(text, tags.view(), std::ref(vrNames));
+        return text;
+    };
     TagsPrinter printer(options.json, several);
-    options.jobs.forEach(
-        session, files, true, [&](const std::string& file) { return format(read(file).view()); },
-        [&](const std::string& file, const std::string& tags) { printer.print(file, tags); });
+    options.jobs.forEach(session, files, true, describe,
+                         [&](const std::string& file, const std::string& tags) { printer.print(file, tags); });
     printer.finish();
 }
 
@@ -223,8 +203,8 @@ void addTagsCommand(const CommandLine& program, Session& session) {
     const auto [command, options] =
         addCommand<TagsOptions>(program, session, "tags", "Print the attributes of files with their sequences", run);
     options.files.addTo(command);
-    command.addRepeatable("--tag", options.tags, "Only this attribute: keyword or gggg,eeee; may be repeated");
-    command.addRepeatable("--exclude", options.excluded, "Leave out this keyword; may be repeated");
+    command.addRepeatable("--tag", options.tags, "Only this attribute: keyword or gggg,eeee");
+    command.addRepeatable("--exclude", options.excluded, "Leave out this keyword");
     command.addFlag("--validate", options.validate, "Leave out values that do not fit their value representation");
     command.addFlag("--recursive", options.recursive, "Read every file of a medium; FILE is a DICOMDIR or a folder");
     command.addOption("--series", options.series, "With --recursive: only if the whole SeriesInstanceUID matches");

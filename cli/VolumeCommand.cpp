@@ -66,7 +66,9 @@ class SeriesRun {
         verdict.findings.insert(verdict.findings.end(), volume.findings.begin(), volume.findings.end());
         mPath = isOnly ? mOptions.output : pathOfSeries(mOptions.output, number, volume.seriesNumber);
         const bool isSorted = mOptions.sort == "position";
-        requireSortable(verdict);
+        if (isSorted) {
+            requireSortable(verdict);
+        }
         const auto& order = isSorted ? verdict.byPosition : verdict.byInstance;
         volume.header.geometry = volume::geometryOf(volume.slices, verdict, order);
         if (mOptions.rendered && !verdict.hasOneNumberEach) {
@@ -88,9 +90,6 @@ class SeriesRun {
     }
 
     void requireSortable(const volume::Verdict& verdict) const {
-        if (mOptions.sort != "position") {
-            return;
-        }
         if (!verdict.hasPositions) {
             throw formats::VolumeError("The slices have no positions to sort them by.");
         }

@@ -165,11 +165,6 @@ void run(Session& session, const WriteOptions& options) {
     }
 }
 
-void addRepeatable(const CommandLine& command, const std::string& name, std::vector<std::string>& values,
-                   const std::string& description) {
-    command.addRepeatable(name, values, description + "; may be repeated");
-}
-
 } // namespace
 
 void addWriteCommand(const CommandLine& program, Session& session) {
@@ -181,17 +176,18 @@ void addWriteCommand(const CommandLine& program, Session& session) {
     command.addOption("--axes", options.axes,
                       "Axes of .npy files, such as frames,rows,columns; by themselves [a][b][3] is rows, columns and "
                       "RGB, any other [a][b][c] frames, rows and columns");
-    addRepeatable(command, "--tag", options.tags, "Attribute as KEYWORD=VALUE, several values as A\\B");
+    command.addRepeatable("--tag", options.tags, "Attribute as KEYWORD=VALUE, several values as A\\B");
     command.addOption("--meta", options.metadata,
                       "Attributes as JSON, as 'radvex tags --json' prints them; an equal --tag takes "
                       "precedence");
-    addRepeatable(command, "--overlay", options.overlays,
-                  "PNG or .npy to lay over the picture; every value but 0 is set");
-    addRepeatable(command, "--overlay-option", options.overlayProperties,
-                  "[NUMBER:]PROPERTY=VALUE of one overlay or of all: OriginRow, OriginColumn, ImageFrameOrigin, "
-                  "OverlayType, OverlayDescription, OverlaySubtype, OverlayLabel");
+    command.addRepeatable("--overlay", options.overlays,
+                          "PNG or .npy to lay over the picture; every value but 0 is set");
+    command.addRepeatable(
+        "--overlay-option", options.overlayProperties,
+        "[NUMBER:]PROPERTY=VALUE of one overlay or of all: OriginRow, OriginColumn, ImageFrameOrigin, "
+        "OverlayType, OverlayDescription, OverlaySubtype, OverlayLabel");
     command.addOption("--compress", options.compression, "NAME[:P1[,P2]]: " + compressionHelp());
-    addRepeatable(command, "--default", options.defaults, "Default value as KEYWORD=VALUE; see 'radvex defaults'");
+    command.addRepeatable("--default", options.defaults, "Default value as KEYWORD=VALUE; see 'radvex defaults'");
 }
 
 } // namespace radvex::cli

@@ -41,16 +41,8 @@ struct Change {
     }
 };
 
-/// Something that may tell who the patient is.
-struct Leak {
-    std::string attribute{}; ///< keyword, or a description such as "private attributes of X"
-    bool operator<(const Leak& other) const { return attribute < other.attribute; }
-
-    template <typename Self>
-    static auto fields(Self& self) {
-        return std::tie(self.attribute);
-    }
-};
+/// What may still tell who the patient is: keywords, or descriptions such as "private attributes of X".
+using Leaks = std::set<std::string>;
 
 /// What a file of the input is.
 enum class FileKind {
@@ -124,7 +116,7 @@ class Anonymization {
 
     /// Finds attributes of a written file or directory that may still identify the patient.
     /// @throws std::runtime_error  part of a sentence
-    virtual std::set<Leak> examine(const std::string& path) = 0;
+    virtual Leaks examine(const std::string& path) = 0;
 
     /// Whether the bytes of a file hold an identifier of the run with 12 or more characters.
     /// @throws std::runtime_error  part of a sentence

@@ -38,7 +38,7 @@ struct MadeFile {
 struct CheckedFile {
     bool isClean = false; ///< the bytes hold no identifier of the run
     std::vector<Change> changes{};
-    std::set<Leak> leaks{};
+    Leaks leaks{};
 
     template <typename Self>
     static auto fields(Self& self) {
@@ -110,7 +110,8 @@ class Anonymizer::Work {
         forEachJob(
             "Checking " + what, [this](std::size_t job) { return check(job); },
             [this](Job& job, AnonymizedFile& file, const std::string& found) { finish(job, file, found); });
-        std::erase_if(mResult.files, [this](const AnonymizedFile& file) { return isSkipped(file); });
+        std::erase_if(mResult.files,
+                      [](const AnonymizedFile& file) { return !file.isWritten && file.error.empty(); }); // skipped
     }
 
     /// Adds a DICOMDIR of the input. With neutral names one DICOMDIR lists all files.
@@ -135,7 +136,6 @@ class Anonymizer::Work {
     using Take = std::function<void(Job&, AnonymizedFile&, const std::string& parcel)>;
 
     std::string target(const AnonymizedFile& file) const { return (fs::path(mOutput) / file.name).string(); }
-    bool isSkipped(const AnonymizedFile& file) const { return !file.isWritten && file.error.empty(); }
 
     void forEachJob(const std::string& what, const Step& step, const Take& take);
     void endWhenInterrupted() const;
@@ -163,9 +163,8 @@ class Anonymizer::Work {
 
 void Anonymizer::Work::endWhenInterrupted() const {
     if (mInterruption.signal() != 0) {
-        const auto count = std::count_if(mResult.files.begin(), mResult.files.end(),
-                                         [](const AnonymizedFile& file) { return file.isWritten; });
-        throw FileError("Interrupted; " + std::to_string(count) + " files were written to " + mOutput + ".");
+        throw FileError("Interrupted; " + std::to_string(mResult.writtenCount()) + " files were written to " + mOutput +
+                        ".");
     }
 }
 
@@ -188,9 +187,8 @@ void Anonymizer::Work::forEachJob(const std::string& what, const Step& step, con
             take(job, file, result.output);
         } catch (const FileError& error) {
             file.error = file.source + ": " + error.what();
-            for (const std::string& left : {job.staged, job.raw()}) {
-                removeFile(left);
-            }
+            removeFile(job.staged);
+            removeFile(job.raw());
         }
         mOwner.mOptions.progress(what, index + 1, mJobs.size());
         endWhenInterrupted();
@@ -259,11 +257,11 @@ void Anonymizer::Work::finish(Job& job, AnonymizedFile& file, const std::string&
 
 void Anonymizer::Work::judge(AnonymizedFile& file, bool isClean) {
     if (!isClean) {
-        file.leaks.insert({"text of an original identifier"});
+        file.leaks.insert("text of an original identifier");
     }
     if (mShowsNames && rewriter().showsIdentity(file.name)) {
         ++mResult.shownNameCount;
-        file.leaks.insert({"name of the file"});
+        file.leaks.insert("name of the file");
     }
 }
 

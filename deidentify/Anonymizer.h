@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <memory>
 #include <set>
 #include <string>
@@ -29,13 +30,17 @@ struct AnonymizedFile {
     bool isWritten = false;
     std::string error{}; ///< a sentence: why the file is not written or not listed
     std::vector<Change> changes{};
-    std::set<Leak> leaks{};
+    Leaks leaks{};
 };
 
 struct AnonymizationResult {
     std::vector<AnonymizedFile> files{}; ///< with the directories of media
     std::size_t skippedCount = 0;        ///< files that are not DICOM
     std::size_t shownNameCount = 0;      ///< written files whose names show an identity
+
+    std::size_t writtenCount() const {
+        return static_cast<std::size_t>(std::ranges::count(files, true, &AnonymizedFile::isWritten));
+    }
 };
 
 /// Starts a run in radvexDatasets.so. @throws FileError  a sentence

@@ -39,7 +39,7 @@ void CommandLine::addNumber(const std::string& name, std::optional<std::size_t>&
 
 void CommandLine::addRepeatable(const std::string& name, std::vector<std::string>& values,
                                 const std::string& description) const {
-    mApp->add_option(name, values, description)->allow_extra_args(false)->take_all();
+    mApp->add_option(name, values, description + "; may be repeated")->allow_extra_args(false)->take_all();
 }
 
 void CommandLine::addWords(const std::string& name, std::vector<std::string>& values,

@@ -32,7 +32,7 @@ class CommandLine {
     /// A whole number from 0 to `most`.
     void addNumber(const std::string& name, std::optional<std::size_t>& value, std::size_t most,
                    const std::string& description) const;
-    /// An option that may be repeated.
+    /// An option that may be repeated, which the help text says.
     void addRepeatable(const std::string& name, std::vector<std::string>& values, const std::string& description) const;
     /// Any number of arguments.
     void addWords(const std::string& name, std::vector<std::string>& values, const std::string& description) const;

@@ -1,6 +1,9 @@
 #include "cli/arguments/Compression.h"
 
+#include <algorithm>
 #include <array>
+#include <ranges>
+#include <string_view>
 
 #include "cli/arguments/Words.h"
 #include "files/Errors.h"
@@ -19,7 +22,7 @@ struct Parameter {
 };
 
 struct Method {
-    const char* name;
+    std::string_view name;
     Parameter first;
     Parameter second;
 };
@@ -39,14 +42,12 @@ constexpr std::array<Method, 8> kMethods{
      {"RLE", kNone, kNone}}};
 
 const Method& findMethod(const std::string& name) {
-    std::string known;
-    for (const Method& method : kMethods) {
-        if (name == method.name) {
-            return method;
-        }
-        known.append(known.empty() ? "" : ", ").append(method.name);
+    const auto* const method = std::ranges::find(kMethods, name, &Method::name);
+    if (method == kMethods.end()) {
+        throw UsageError("--compress " + formats::shortened(name) + ": the names are " +
+                         joined(kMethods | std::views::transform(&Method::name)) + ".");
     }
-    throw UsageError("--compress " + formats::shortened(name) + ": the names are " + known + ".");
+    return *method;
 }
 
 vint parseParameter(const std::string& option, const std::string& text, const Parameter& parameter) {
@@ -69,7 +70,7 @@ vint parseParameter(const std::string& option, const std::string& text, const Pa
 Compression parseCompression(const std::string& text) {
     const std::size_t colon = text.find(':');
     const Method& method = findMethod(text.substr(0, colon));
-    Compression compression{method.name, method.first.usual, method.second.usual};
+    Compression compression{std::string(method.name), method.first.usual, method.second.usual};
     if (colon != std::string::npos) {
         const std::string option = "--compress " + formats::shortened(text);
         const std::string numbers = text.substr(colon + 1);

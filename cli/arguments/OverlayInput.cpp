@@ -23,11 +23,7 @@ constexpr std::ptrdiff_t kNumbers = 3;
 void requireProperty(const Assignment& given) {
     const auto* const name = std::find(kNames.begin(), kNames.end(), given.keyword);
     if (name == kNames.end()) {
-        std::string known;
-        for (const char* each : kNames) {
-            known.append(known.empty() ? "" : ", ").append(each);
-        }
-        throw UsageError(given.label + ": the properties are " + known + ".");
+        throw UsageError(given.label + ": the properties are " + joined(kNames) + ".");
     }
     if (name - kNames.begin() < kNumbers && !parseNumber<long long>(given.value)) {
         throw UsageError(given.label + ": a whole number is expected.");

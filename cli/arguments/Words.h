@@ -3,6 +3,7 @@
 #include <charconv>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace radvex::cli {
@@ -25,6 +26,16 @@ std::optional<Number> parseNumber(const std::string& text) {
     const char* const last = text.data() + text.size();
     const auto [end, error] = std::from_chars(text.data(), last, number);
     return error == std::errc{} && end == last ? std::optional(number) : std::nullopt;
+}
+
+/// The texts with commas between them.
+template <typename Texts>
+std::string joined(const Texts& texts) {
+    std::string all;
+    for (const std::string_view text : texts) {
+        all.append(all.empty() ? "" : ", ").append(text);
+    }
+    return all;
 }
 
 /// Group and element of "gggg,eeee" (hexadecimal, with or without parentheses). Nothing for a text without a comma,

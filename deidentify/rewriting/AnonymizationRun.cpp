@@ -105,7 +105,7 @@ class AnonymizationRun : public Anonymization {
         return !holdsIdentifier(path);
     }
 
-    std::set<Leak> examine(const std::string& path) override {
+    Leaks examine(const std::string& path) override {
         const media::KnownTypes knownTypes;
         DcmFileFormat file;
         media::loadDicom(file, path);

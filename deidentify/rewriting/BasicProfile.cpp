@@ -1,6 +1,7 @@
 #include "deidentify/rewriting/BasicProfile.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 
 #include "dcmtk/dcmdata/dcdeftag.h"
@@ -465,25 +466,9 @@ const ConfidentialAttribute kAttributes[]{
 };
 
 bool isText(DcmEVR vr) {
-    switch (vr) {
-    case EVR_AE:
-    case EVR_AS:
-    case EVR_CS:
-    case EVR_DA:
-    case EVR_DS:
-    case EVR_DT:
-    case EVR_IS:
-    case EVR_LO:
-    case EVR_LT:
-    case EVR_PN:
-    case EVR_SH:
-    case EVR_ST:
-    case EVR_TM:
-    case EVR_UC:
-    case EVR_UR:
-    case EVR_UT: return true;
-    default: return false;
-    }
+    constexpr std::array kTexts{EVR_AE, EVR_AS, EVR_CS, EVR_DA, EVR_DS, EVR_DT, EVR_IS, EVR_LO,
+                                EVR_LT, EVR_PN, EVR_SH, EVR_ST, EVR_TM, EVR_UC, EVR_UR, EVR_UT};
+    return std::ranges::find(kTexts, vr) != kTexts.end();
 }
 
 /// A value that is valid for the type and says nothing.

@@ -92,8 +92,7 @@ DcmSequenceOfItems* asSequence(DcmElement& element) {
 }
 
 bool holdsText(DcmElement& element) {
-    const DcmEVR vr = element.ident();
-    return dynamic_cast<DcmByteString*>(&element) != nullptr || vr == EVR_UN;
+    return dynamic_cast<DcmByteString*>(&element) != nullptr || element.ident() == EVR_UN;
 }
 
 std::string textOf(DcmElement& element) {

@@ -215,8 +215,8 @@ bool Identities::isOriginal(DcmElement& element) const {
     return isId(element.getTag().getXTag()) ? mOriginals.ids.contains(value) : mOriginals.newOf.contains(value);
 }
 
-std::set<Leak> Identities::findLeaks(DcmFileFormat& file) const {
-    std::set<Leak> leaks;
+Leaks Identities::findLeaks(DcmFileFormat& file) const {
+    Leaks leaks;
     // A directory needs keys for which its files may have no value. Then a value is invented: no given and no original
     // one.
     const bool isDirectory = file.getDataset()->tagExists(DCM_DirectoryRecordSequence);
@@ -227,11 +227,11 @@ std::set<Leak> Identities::findLeaks(DcmFileFormat& file) const {
             return;
         }
         if (isPrivateValue(key)) {
-            leaks.insert({"private attributes of " + privateCreator(visit)});
+            leaks.insert("private attributes of " + privateCreator(visit));
         } else if (isIdentifier(element) ? isOriginal(element) : isConfidential(key) || element.ident() == EVR_PN) {
-            leaks.insert({nameOf(key)});
+            leaks.insert(nameOf(key));
         } else if (key == DCM_BurnedInAnnotation && withoutPadding(textOf(element)) == "YES") {
-            leaks.insert({"pixels (BurnedInAnnotation is YES)"});
+            leaks.insert("pixels (BurnedInAnnotation is YES)");
         }
     };
     walkElements(*file.getMetaInfo(), nullptr, look);

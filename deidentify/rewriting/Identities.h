@@ -41,7 +41,7 @@ class Identities {
     /// Attributes of a written file that may still tell who the patient is, at any depth: in sequences, private blocks,
     /// overlays, directory records and file meta information. A value that the user gave does not count. Names of
     /// persons count by their type, private attributes all together by their creator.
-    std::set<Leak> findLeaks(DcmFileFormat& file) const;
+    Leaks findLeaks(DcmFileFormat& file) const;
 
   private:
     std::string newValue(const DcmTagKey& key, const std::string& original);

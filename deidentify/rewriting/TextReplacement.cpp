@@ -1,6 +1,7 @@
 #include "deidentify/rewriting/TextReplacement.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <optional>
 
@@ -34,18 +35,8 @@ bool isReadable(std::string_view text) {
 
 /// Codes, numbers, dates and UIDs that name a kind have to stay the same, even when a PatientID looks like one.
 bool holdsFreeText(DcmElement& element) {
-    switch (element.ident()) {
-    case EVR_LO:
-    case EVR_LT:
-    case EVR_PN:
-    case EVR_SH:
-    case EVR_ST:
-    case EVR_UC:
-    case EVR_UN:
-    case EVR_UR:
-    case EVR_UT: return true;
-    default: return false;
-    }
+    constexpr std::array kFreeTexts{EVR_LO, EVR_LT, EVR_PN, EVR_SH, EVR_ST, EVR_UC, EVR_UN, EVR_UR, EVR_UT};
+    return std::ranges::find(kFreeTexts, element.ident()) != kFreeTexts.end();
 }
 
 /// Bytes that are no text, such as private blocks and documents.
