@@ -127,19 +127,19 @@ void writeMarkdown(const velmora::EntryPoint& entry) {
 void writeMarkdown() {
     std::cout << "# The exported functions\n\n"
                  "Made from `include/velmora/RadvexFunctions.h` by `radvex call --markdown`: change it there.\n";
-    const auto writeThoseOf = [](std::size_t section, const auto& functions, const auto& sectionOf) {
-        for (const auto& function : functions) {
-            if (sectionOf(function) == section) {
-                writeMarkdown(function);
-            }
-        }
-    };
     const auto& sections = velmora::radvexSections();
     for (std::size_t section = 0; section < sections.size(); ++section) {
         std::cout << "\n## " << sections[section].title << "\n\n" << escaped(sections[section].text) << '\n';
-        writeThoseOf(section, velmora::radvexEntryPoints(), [](const auto& entry) { return entry.section; });
-        writeThoseOf(section, velmora::radvexDeclarations(),
-                     [](const auto& function) { return function.description.section; });
+        for (const velmora::EntryPoint& entry : velmora::radvexEntryPoints()) {
+            if (entry.section == section) {
+                writeMarkdown(entry);
+            }
+        }
+        for (const velmora::Declaration& function : velmora::radvexDeclarations()) {
+            if (function.description.section == section) {
+                writeMarkdown(function);
+            }
+        }
     }
 }
 

@@ -60,8 +60,7 @@ struct ProfileRule {
 
 struct Profile {
     std::vector<ProfileRule> rules{};
-    std::vector<std::string>
-        notExpressible{}; ///< what new values cannot do: keywords, and descriptions of groups of attributes
+    std::vector<std::string> notExpressible{}; ///< keywords and descriptions of other attributes
 };
 
 /// Identifiers and names in the original files of a run.

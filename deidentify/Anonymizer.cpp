@@ -211,7 +211,7 @@ std::string Anonymizer::Work::make(std::size_t index) {
         made.error = isOther ? "" : error.what();
     } catch (const velmora::HostError&) {
         throw;
-    } catch (const std::exception& error) { // DCMTK throws some of them
+    } catch (const std::exception& error) { // DCMTK throws for some values too
         made.error = std::string(error.what()) + '.';
     }
     removeFile(raw);
@@ -268,7 +268,7 @@ void Anonymizer::Work::judge(AnonymizedFile& file, bool isClean) {
 void Anonymizer::Work::publish(const std::string& staged, AnonymizedFile& file) {
     if (mOwner.mOptions.isStrict && !file.leaks.empty()) {
         removeFile(staged);
-        file.error = file.source + ": not written, since it may still identify the patient.";
+        file.error = file.source + ": not written, because it may still identify the patient.";
         return;
     }
     const std::string path = target(file);
@@ -295,13 +295,13 @@ Anonymizer::Work::Listed Anonymizer::Work::listFiles(AnonymizedFile& directory) 
         const AnonymizedFile* sameName = fileNamed(exact, fileId);
         const AnonymizedFile* file = sameName != nullptr ? sameName : fileNamed(folded, smallLetters(fileId));
         if (file == nullptr) {
-            directory.error = directory.source + ": " + fileId + ", which it lists, is not there.";
+            directory.error = directory.source + ": the listed file " + fileId + " does not exist.";
         } else if (file->isWritten) {
             listed.push_back({target(*file), mShowsNames ? fileId : file->name});
         }
     }
     if (listed.empty() && !fileIds.empty()) {
-        throw FileError("no directory was written, since no file that it lists was.");
+        throw FileError("no directory was written, because none of the listed files was written.");
     }
     return listed;
 }

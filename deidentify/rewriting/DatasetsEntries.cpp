@@ -6,9 +6,9 @@
 using radvex::deidentify::Anonymization;
 using radvex::media::FolderIndexing;
 
-extern "C" [[gnu::visibility("default")]] void radvexStartIndexing(const std::string& folder, const std::string& place,
+extern "C" [[gnu::visibility("default")]] void radvexStartIndexing(const std::string& folder, const std::string& output,
                                                                    std::unique_ptr<FolderIndexing>& indexing) {
-    indexing = radvex::media::startIndexing(folder, place);
+    indexing = radvex::media::startIndexing(folder, output);
 }
 
 static_assert(std::is_same_v<decltype(&radvexStartIndexing), radvex::media::StartIndexingEntry>);

@@ -278,7 +278,7 @@ TEST_F(AnonymizeCommand, AFileThatADirectoryListsAndTheMediumLacksIsNamed) {
     fs::remove(in.file("A/I2"));
     const ProcessResult run = anonymize({input, output, "-q"});
     EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.errors, HasSubstr("A/I2, which it lists, is not there."));
+    EXPECT_THAT(run.errors, HasSubstr("the listed file A/I2 does not exist."));
     EXPECT_EQ(treeOf(out("DICOMDIR")), "PATIENT \n STUDY \n  SERIES \n   IMAGE A\\I1\n  SERIES \n   IMAGE B\\I1\n");
 }
 
