@@ -232,7 +232,7 @@ TEST_F(AnonymizeCommand, StrictWritesNoFileThatMayStillIdentify) {
     const ProcessResult run = anonymize({input, output, "--strict"});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(namesIn(output), std::set<std::string>{"clean"});
-    EXPECT_THAT(run.errors, HasSubstr(in.file("A/I1") + ": not written, since it may still identify the patient."));
+    EXPECT_THAT(run.errors, HasSubstr(in.file("A/I1") + ": not written, because it may still identify the patient."));
     EXPECT_EQ(anonymize({input, folder.file("set"), "--strict", "--set", "PatientName="}).status, 0);
     EXPECT_EQ(namesIn(folder.file("set")).size(), 4U);
 }
