@@ -3,8 +3,8 @@
 
 #include "cli/Commands.h"
 #include "cli/ProgressBar.h"
-#include "cli/arguments/Assignment.h"
-#include "cli/arguments/FileJobs.h"
+#include "cli/arguments/Files.h"
+#include "cli/arguments/Words.h"
 #include "deidentify/AnonymizationReport.h"
 #include "deidentify/Anonymizer.h"
 #include "files/Errors.h"
@@ -39,16 +39,17 @@ std::string readKey(const std::string& path) {
     constexpr std::size_t kShortest = 16;
     std::string key = files::readInputText(path);
     if (key.size() < kShortest) {
-        throw FileError(path + " is no key: at least " + std::to_string(kShortest) +
+        throw FileError(path + " is too short for a key: at least " + std::to_string(kShortest) +
                         " bytes that nobody can guess are expected.");
     }
     return key;
 }
 
-/// What is said later stands above: the profile, then the rules, then the words of the command.
-deidentify::ReplacementRules collectRules(const AnonymizeOptions& options, const deidentify::Profile* profile) {
+/// Later rules replace earlier ones: first the profile, then the file of rules, then the options of the command.
+deidentify::ReplacementRules collectRules(const AnonymizeOptions& options,
+                                          const std::optional<deidentify::Profile>& profile) {
     deidentify::ReplacementRules rules;
-    if (profile != nullptr) {
+    if (profile) {
         for (const deidentify::ProfileRule& rule : profile->rules) {
             rules.set(rule.keyword, rule.value);
         }
@@ -64,11 +65,11 @@ deidentify::ReplacementRules collectRules(const AnonymizeOptions& options, const
 }
 
 bool isWithin(const fs::path& inner, const fs::path& outer) {
-    const fs::path way = inner.lexically_relative(outer);
-    return !way.empty() && *way.begin() != "..";
+    const fs::path relative = inner.lexically_relative(outer);
+    return !relative.empty() && *relative.begin() != "..";
 }
 
-/// Neither folder may hold the other: files would be read that were just written, or replaced while they are needed.
+/// Neither folder may hold the other: new files would be read as input, or needed files replaced.
 void checkFolders(const std::string& input, const std::string& output) {
     std::error_code error;
     const fs::path in = fs::weakly_canonical(input, error);
@@ -77,7 +78,7 @@ void checkFolders(const std::string& input, const std::string& output) {
         throw UsageError("The output folder is the input folder; name another one.");
     }
     if (isWithin(out, in)) {
-        throw UsageError(output + " lies inside the input folder; name one outside of it.");
+        throw UsageError(output + " lies inside the input folder; name a folder outside of it.");
     }
     if (isWithin(in, out)) {
         throw UsageError("The input lies inside " + output + "; name an output folder that does not hold it.");
@@ -87,18 +88,18 @@ void checkFolders(const std::string& input, const std::string& output) {
 void checkOutput(const AnonymizeOptions& options, bool isFolder) {
     std::error_code error;
     const fs::file_status status = fs::symlink_status(options.output, error);
-    const bool isThere = fs::exists(status);
-    if (isFolder && isThere && !fs::is_directory(options.output, error)) {
-        throw FileError(options.output + " is no folder.");
+    const bool exists = fs::exists(status);
+    if (isFolder && exists && !fs::is_directory(options.output, error)) {
+        throw FileError(options.output + " is not a folder.");
     }
     if (!isFolder && fs::is_directory(options.output, error)) {
         throw FileError(options.output + " is a folder; name the file to write.");
     }
-    if (options.mayReplace || !isThere) {
+    if (options.mayReplace || !exists) {
         return;
     }
     if (!isFolder) {
-        throw FileError(options.output + " is there already; --force replaces it.");
+        throw FileError(options.output + " exists already; --force replaces it.");
     }
     const bool isEmpty = fs::is_empty(options.output, error);
     if (!error && !isEmpty) {
@@ -106,7 +107,7 @@ void checkOutput(const AnonymizeOptions& options, bool isFolder) {
     }
 }
 
-/// The folder of a medium whose directory was named in its place.
+/// The folder to anonymize: the input, or the folder of a DICOMDIR. Empty when the input is a single file.
 std::string inputFolder(const std::string& input, deidentify::Anonymization& looker) {
     std::error_code error;
     if (fs::is_directory(input, error)) {
@@ -118,21 +119,21 @@ std::string inputFolder(const std::string& input, deidentify::Anonymization& loo
             return folder.empty() ? "." : folder.string();
         }
     } catch (const std::runtime_error&) {
-        return ""; // the library says why it cannot be read
+        return ""; // the library will say why the file cannot be read
     }
     return "";
 }
 
 void report(const AnonymizeOptions& options, const deidentify::AnonymizationResult& result,
-            const deidentify::Profile* profile) {
+            const std::optional<deidentify::Profile>& profile) {
     if (!options.report.empty()) {
-        const std::string text = deidentify::anonymizationReport(result, {options.hasOriginals, profile});
+        const std::string text = deidentify::anonymizationReport(result, profile, options.hasOriginals);
         files::writeOutputFile(options.report, [&](std::FILE* file) {
             return std::fwrite(text.data(), 1, text.size(), file) == text.size();
         });
     }
     if (!options.isQuiet) {
-        // A report on the standard output stays alone there.
+        // Nothing else is mixed with a report on the standard output.
         (options.report == "-" ? std::cerr : std::cout)
             << deidentify::anonymizationSummary(options.output, result, profile);
     }
@@ -146,11 +147,9 @@ void run(Session& session, const AnonymizeOptions& options) {
         checkFolders(folder, options.output);
     }
     checkOutput(options, isFolder);
-    deidentify::Profile basic;
-    const deidentify::Profile* profile = nullptr;
+    std::optional<deidentify::Profile> profile;
     if (!options.profile.empty()) {
-        basic = looker->basicProfile();
-        profile = &basic;
+        profile = looker->basicProfile();
     }
     const deidentify::ReplacementRules rules = collectRules(options, profile);
     deidentify::AnonymizationSettings settings{options.key.empty() ? "" : readKey(options.key), options.isIndependent,
@@ -169,44 +168,34 @@ void run(Session& session, const AnonymizeOptions& options) {
     report(options, result, profile);
 }
 
-void addNames(const CommandLine& command, AnonymizeOptions& options) {
-    command.addRequired("IN", options.input, "DICOM file, folder, or DICOMDIR of a medium");
-    command.addRequired("OUT", options.output, "File or folder to write");
-    command.addRepeatable("--set", options.assignments, "KEYWORD=VALUE: the attribute's new value; may be repeated");
-    command.addOption("--rules", options.rules, "JSON file with an object of keywords and new values");
-    command.addChoice("--profile", options.profile, {"basic"}, "basic: new values after the basic profile of DICOM");
-}
-
-void addIdentities(const CommandLine& command, AnonymizeOptions& options) {
-    command.addOption("--key", options.key,
-                      "File of 16 or more secret bytes: runs with the same key give the same identifiers");
-    command.addFlag("--independent", options.isIndependent, "A new value for every identifier of every file");
-    command.exclude("--independent", "--key");
-    command.addFlag("--neutral-names", options.hasNeutralNames, "Number the files in place of keeping their names");
-    command.addFlag("--force", options.mayReplace, "Replace files that are there already");
-    command.addFlag("--strict", options.isStrict, "Write no file that may still identify the patient");
-}
-
 } // namespace
 
 void addAnonymizeCommand(const CommandLine& program, Session& session) {
-    auto options = std::make_shared<AnonymizeOptions>();
-    const CommandLine command = program.addCommand("anonymize", "De-identify a file, a folder or a medium");
-    addNames(command, *options);
-    addIdentities(command, *options);
-    command.addOption("--report", options->report,
-                      "JSON file that says what changed in each file; - for the standard "
-                      "output");
-    command.addFlag("--report-originals", options->hasOriginals,
-                    "Paths of the input and values before in the report: it then identifies the patient");
-    command.addFlag("-q,--quiet", options->isQuiet, "Do not say what may still identify the patient");
-    options->jobs.addTo(command);
-    command.setFooter(
-        "Names, dates and descriptions stay as they are unless --set, --rules or --profile gives them a "
-        "value; what may still identify the patient is listed. Names of files and folders are kept unless "
-        "--neutral-names is given. A file that fails is named, the others go on; the exit status is then "
-        "1.");
-    command.setAction([&session, options] { run(session, *options); });
+    const auto [command, options] =
+        addCommand<AnonymizeOptions>(program, session, "anonymize", "De-identify a file, a folder or a medium", run);
+    command.addRequired("IN", options.input, "DICOM file, folder, or DICOMDIR of a medium");
+    command.addRequired("OUT", options.output, "File or folder to write");
+    command.addRepeatable("--set", options.assignments, "KEYWORD=VALUE: the attribute's new value");
+    command.addOption("--rules", options.rules, "JSON file with an object of keywords and new values");
+    command.addChoice("--profile", options.profile, {"basic"},
+                      "basic: new values as the basic profile of DICOM asks for");
+    command.addOption("--key", options.key,
+                      "File of 16 or more secret bytes; runs with the same key give the same identifiers");
+    command.addFlag("--independent", options.isIndependent, "A new value for every identifier of every file");
+    command.exclude("--independent", "--key");
+    command.addFlag("--neutral-names", options.hasNeutralNames, "Number the files instead of keeping their names");
+    command.addFlag("--force", options.mayReplace, "Replace files that exist already");
+    command.addFlag("--strict", options.isStrict, "Write no file that may still identify the patient");
+    command.addOption("--report", options.report, "JSON file with the changes of each file; - for the standard output");
+    command.addFlag("--report-originals", options.hasOriginals,
+                    "Show paths of the input and original values in the report, which then identifies the patient");
+    command.addFlag("-q,--quiet", options.isQuiet, "Do not list what may still identify the patient");
+    options.jobs.addTo(command);
+    command.setFooter("Names, dates and descriptions stay the same unless --set, --rules or --profile gives them a "
+                      "value. Attributes that "
+                      "may still identify the patient are listed. Files and folders keep their names unless "
+                      "--neutral-names is given. "
+                      "When a file fails, it is named, the others go on, and the exit status is 1.");
 }
 
 } // namespace radvex::cli

@@ -2,6 +2,7 @@
 #include <iostream>
 
 #include "cli/Commands.h"
+#include "cli/arguments/Words.h"
 #include "files/Errors.h"
 #include "formats/json/LosslessJson.h"
 #include "formats/json/Text.h"
@@ -15,15 +16,6 @@ struct CallOptions {
     bool list = false;
     bool markdown = false;
 };
-
-std::vector<velmora::Value> parseArguments(const std::vector<std::string>& texts) {
-    std::vector<velmora::Value> arguments;
-    arguments.reserve(texts.size());
-    for (const std::string& text : texts) {
-        arguments.push_back(formats::fromJson(formats::parseJson(text)));
-    }
-    return arguments;
-}
 
 /// Answers one line `[name, arg, …]`.
 formats::Json answerLine(Session& session, const std::string& line) {
@@ -78,15 +70,7 @@ void listFunctions() {
     }
 }
 
-std::string joined(const std::vector<std::string_view>& words) {
-    std::string text;
-    for (const std::string_view word : words) {
-        text += (text.empty() ? "" : ", ") + std::string(word);
-    }
-    return text;
-}
-
-/// All that is known of one function.
+/// Prints everything that is known about one function.
 void explainFunction(const std::string& name) {
     const auto& functions = velmora::radvexDeclarations();
     const auto function =
@@ -108,7 +92,7 @@ void explainFunction(const std::string& name) {
     std::cout << '\n' << velmora::radvexSections()[description.section].text << '\n';
 }
 
-/// Text as it stands, where Markdown would read marks in it.
+/// Text with a backslash in front of each character that has a meaning in Markdown.
 std::string escaped(std::string_view text) {
     std::string result;
     for (const char character : text) {
@@ -139,23 +123,23 @@ void writeMarkdown(const velmora::EntryPoint& entry) {
     std::cout << "\n### " << entry.name << "\n\n`" << signatureOf(entry) << "`\n\n" << escaped(entry.meaning) << '\n';
 }
 
-/// The whole list as a page.
+/// Writes all functions as one page.
 void writeMarkdown() {
     std::cout << "# The exported functions\n\n"
                  "Made from `include/velmora/RadvexFunctions.h` by `radvex call --markdown`: change it there.\n";
-    const auto writeThoseOf = [](std::size_t section, const auto& functions, const auto& sectionOf) {
-        for (const auto& function : functions) {
-            if (sectionOf(function) == section) {
-                writeMarkdown(function);
-            }
-        }
-    };
     const auto& sections = velmora::radvexSections();
     for (std::size_t section = 0; section < sections.size(); ++section) {
         std::cout << "\n## " << sections[section].title << "\n\n" << escaped(sections[section].text) << '\n';
-        writeThoseOf(section, velmora::radvexEntryPoints(), [](const auto& entry) { return entry.section; });
-        writeThoseOf(section, velmora::radvexDeclarations(),
-                     [](const auto& function) { return function.description.section; });
+        for (const velmora::EntryPoint& entry : velmora::radvexEntryPoints()) {
+            if (entry.section == section) {
+                writeMarkdown(entry);
+            }
+        }
+        for (const velmora::Declaration& function : velmora::radvexDeclarations()) {
+            if (function.description.section == section) {
+                writeMarkdown(function);
+            }
+        }
     }
 }
 
@@ -171,7 +155,11 @@ void run(Session& session, const CallOptions& options, const std::vector<std::st
     } else if (options.function.empty()) {
         throw UsageError("Name a function: 'radvex call --list' shows them all.");
     } else {
-        const velmora::Value result = session.host().call(options.function, parseArguments(arguments));
+        std::vector<velmora::Value> values;
+        for (const std::string& argument : arguments) {
+            values.push_back(formats::fromJson(formats::parseJson(argument)));
+        }
+        const velmora::Value result = session.host().call(options.function, values);
         std::cout << formats::dumpJson(formats::toJson(result)) << '\n';
     }
 }
@@ -181,15 +169,14 @@ void run(Session& session, const CallOptions& options, const std::vector<std::st
 void addCallCommand(const CommandLine& program, Session& session) {
     auto options = std::make_shared<CallOptions>();
     const CommandLine command =
-        program.addCommand("call", "Call any exported function with JSON arguments and print its result "
-                                   "as JSON");
+        program.addCommand("call", "Call any exported function with JSON arguments and print its result as JSON");
     command.addOption("NAME", options->function,
                       "Function, or - to answer lines '[\"name\", arg, ...]' from standard input");
-    command.leaveTheRest(); // CLI11 would take a list or a number apart
+    command.leaveTheRest(); // CLI11 would read lists and options in the JSON
     command.setFooter("NAME is followed by its arguments, each one JSON value; text needs its double quotes:\n"
                       "  radvex call GetFrameCount '\"scan.dcm\"'");
     command.addFlag("--list", options->list,
-                    "List the functions with their arguments and results; with a NAME, tell all that is known of it");
+                    "List the functions with their arguments and results; with a NAME, explain that function");
     command.addFlag("--markdown", options->markdown, "Print the whole list of functions as a page in Markdown");
     command.setAction([&session, options, command] { run(session, *options, command.remaining()); });
 }

@@ -1,12 +1,31 @@
 #pragma once
 
+#include <memory>
+#include <string>
+
 #include "cli/Session.h"
 #include "cli/arguments/CommandLine.h"
 
-// Each adds one command to the program. What the command does runs when the program has parsed its arguments.
-
 namespace radvex::cli {
 
+/// A command that was just added, and the options that its arguments go to.
+template <typename Options>
+struct NewCommand {
+    CommandLine command;
+    Options& options; ///< lives as long as the program
+};
+
+/// Adds a command that calls `run` after the program has parsed its arguments.
+template <typename Options>
+NewCommand<Options> addCommand(const CommandLine& program, Session& session, const std::string& name,
+                               const std::string& description, void (*run)(Session&, const Options&)) {
+    auto options = std::make_shared<Options>();
+    const CommandLine command = program.addCommand(name, description);
+    command.setAction([&session, options, run] { run(session, *options); });
+    return {command, *options};
+}
+
+// Each adds one command to the program.
 void addTagsCommand(const CommandLine& program, Session& session);
 void addInfoCommand(const CommandLine& program, Session& session);
 void addImageCommand(const CommandLine& program, Session& session);
@@ -20,7 +39,7 @@ void addErrorsCommand(const CommandLine& program, Session& session);
 void addWriteCommand(const CommandLine& program, Session& session);
 void addDefaultsCommand(const CommandLine& program, Session& session);
 void addFramesCommand(const CommandLine& program, Session& session);
-void addIndexCommand(const CommandLine& program);
+void addIndexCommand(const CommandLine& program, Session& session);
 void addAnonymizeCommand(const CommandLine& program, Session& session);
 void addTreeCommand(const CommandLine& program, Session& session);
 void addSeriesCommand(const CommandLine& program, Session& session);

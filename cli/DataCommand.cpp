@@ -24,7 +24,7 @@ struct DataOptions {
     bool json = false;
 };
 
-/// Values of one type and shape, lying in one or several arrays of the host's.
+/// Values of one type and shape in one or several arrays of the host.
 struct Data {
     Value owner{};
     vint type = 0;
@@ -32,8 +32,7 @@ struct Data {
     std::vector<const VelmoraNumericArray*> arrays{};
 };
 
-/// Modality values of all frames. Frames other than the first few cannot be chosen from the library, so they are cut
-/// out.
+/// Modality values of all frames. The library cannot read a range of frames here.
 Data readModalityValues(velmora::Host& host, const DataOptions& options) {
     Data data{host.call("ReadIntermediatePixelData", {options.file, media::kImageFlags, 0})};
     if (!data.owner.is<NumericArray>()) {
@@ -111,8 +110,8 @@ void run(Session& session, const DataOptions& options) {
     velmora::Host& host = session.host();
     if (!options.rendered && (!options.picture.frame.empty() || !options.picture.frames.empty() ||
                               !options.picture.window.empty() || options.picture.overlays)) {
-        throw UsageError("Windows, overlays and frames are chosen with --rendered; without it the values of all frames "
-                         "come as they are.");
+        throw UsageError("Windows, overlays and frames need --rendered; without it the modality values of all frames "
+                         "are read.");
     }
     const volume::PixelMeaning meaning = volume::readPixelMeaning(host, options.file);
     const Data data = options.rendered ? readRenderedValues(host, options, meaning) : readModalityValues(host, options);
@@ -125,14 +124,13 @@ void run(Session& session, const DataOptions& options) {
 } // namespace
 
 void addDataCommand(const CommandLine& program, Session& session) {
-    auto options = std::make_shared<DataOptions>();
-    const CommandLine command = program.addCommand("data", "Write pixel values as .npy, or say what they are like");
-    command.addRequired("FILE", options->file, "DICOM file");
-    command.addOption("-o,--output", options->output, ".npy file to write; - for the standard output");
-    command.addFlag("--rendered", options->rendered, "Windowed values as for a picture, not modality values");
-    options->picture.addTo(command);
-    command.addFlag("--json", options->json, "Say as JSON what the numbers are");
-    command.setAction([&session, options] { run(session, *options); });
+    const auto [command, options] =
+        addCommand<DataOptions>(program, session, "data", "Write pixel values as .npy, or describe them", run);
+    command.addRequired("FILE", options.file, "DICOM file");
+    command.addOption("-o,--output", options.output, ".npy file to write; - for the standard output");
+    command.addFlag("--rendered", options.rendered, "Windowed values as in a picture, not modality values");
+    options.picture.addTo(command);
+    command.addFlag("--json", options.json, "Describe the values as JSON");
 }
 
 } // namespace radvex::cli

@@ -1,9 +1,8 @@
-#include <array>
 #include <cstdio>
 #include <iostream>
 
 #include "cli/Commands.h"
-#include "cli/arguments/Assignment.h"
+#include "cli/arguments/Words.h"
 #include "formats/json/MetadataJson.h"
 #include "formats/json/Text.h"
 
@@ -11,39 +10,39 @@ namespace radvex::cli {
 
 namespace {
 
-/// The keywords that the library has a default value for from the start.
-constexpr std::array<const char*, 25> kKeywords{"PatientName",
-                                                "PatientID",
-                                                "PatientBirthDate",
-                                                "PatientSex",
-                                                "StudyID",
-                                                "StudyDate",
-                                                "StudyTime",
-                                                "AccessionNumber",
-                                                "ReferringPhysicianName",
-                                                "Modality",
-                                                "SeriesNumber",
-                                                "Manufacturer",
-                                                "ManufacturerModelName",
-                                                "DeviceSerialNumber",
-                                                "SoftwareVersions",
-                                                "ConversionType",
-                                                "ContentLabel",
-                                                "ContentDescription",
-                                                "ContentCreatorName",
-                                                "PositionReferenceIndicator",
-                                                "PixelSpacing",
-                                                "SliceThickness",
-                                                "SpacingBetweenSlices",
-                                                "RecognizableVisualFeatures",
-                                                "RepresentationLUTShape"};
+/// The keywords for which the library has a default value from the start.
+const std::vector<std::string> kKeywords{"PatientName",
+                                         "PatientID",
+                                         "PatientBirthDate",
+                                         "PatientSex",
+                                         "StudyID",
+                                         "StudyDate",
+                                         "StudyTime",
+                                         "AccessionNumber",
+                                         "ReferringPhysicianName",
+                                         "Modality",
+                                         "SeriesNumber",
+                                         "Manufacturer",
+                                         "ManufacturerModelName",
+                                         "DeviceSerialNumber",
+                                         "SoftwareVersions",
+                                         "ConversionType",
+                                         "ContentLabel",
+                                         "ContentDescription",
+                                         "ContentCreatorName",
+                                         "PositionReferenceIndicator",
+                                         "PixelSpacing",
+                                         "SliceThickness",
+                                         "SpacingBetweenSlices",
+                                         "RecognizableVisualFeatures",
+                                         "RepresentationLUTShape"};
 
 struct DefaultsOptions {
     std::vector<std::string> words{};
     bool json = false;
 };
 
-/// Sets a value when the word has one, and gives keyword and value as they are then.
+/// Sets the value when the word holds one. @return the keyword and its value after that
 std::pair<std::string, std::string> apply(velmora::Host& host, const std::string& word) {
     std::string keyword = word;
     if (word.find('=') != std::string::npos) {
@@ -59,9 +58,8 @@ void print(const std::string& keyword, const std::string& value) {
 }
 
 void run(Session& session, const DefaultsOptions& options) {
-    const std::vector<std::string> all(kKeywords.begin(), kKeywords.end());
     std::string json;
-    for (const std::string& word : options.words.empty() ? all : options.words) {
+    for (const std::string& word : options.words.empty() ? kKeywords : options.words) {
         session.attempt(word, [&] {
             const auto [keyword, value] = apply(session.host(), word);
             if (!options.json) {
@@ -81,13 +79,11 @@ void run(Session& session, const DefaultsOptions& options) {
 } // namespace
 
 void addDefaultsCommand(const CommandLine& program, Session& session) {
-    auto options = std::make_shared<DefaultsOptions>();
-    const CommandLine command =
-        program.addCommand("defaults", "Show the values that files get for attributes not given");
-    command.addWords("KEYWORD", options->words,
-                     "Only this one; KEYWORD=VALUE shows what it would be: the library keeps it for this run");
-    command.addFlag("--json", options->json, "Print one JSON object");
-    command.setAction([&session, options] { run(session, *options); });
+    const auto [command, options] = addCommand<DefaultsOptions>(
+        program, session, "defaults", "Show the values that new files get for attributes that are not given", run);
+    command.addWords("KEYWORD", options.words,
+                     "Show only this one; KEYWORD=VALUE sets it for this run of the command first");
+    command.addFlag("--json", options.json, "Print one JSON object");
 }
 
 } // namespace radvex::cli

@@ -2,7 +2,8 @@
 #include <iostream>
 
 #include "cli/Commands.h"
-#include "cli/arguments/TagNumber.h"
+#include "cli/arguments/Words.h"
+#include "files/Errors.h"
 #include "formats/json/Dictionary.h"
 
 namespace radvex::cli {
@@ -13,8 +14,11 @@ using velmora::Value;
 namespace {
 
 void printKeyword(velmora::Host& host, const std::string& tag) {
-    const auto number = requireTagNumber(tag);
-    std::cout << host.call("GetKeyword", {number.first, number.second}).get<std::string>() << '\n';
+    const auto number = parseTagNumber(tag);
+    if (!number) {
+        throw UsageError("'" + tag + "' is not a tag number: write group,element in hexadecimal, such as 0010,0010.");
+    }
+    std::cout << host.call("GetKeyword", {number->first, number->second}).get<std::string>() << '\n';
 }
 
 void printNumber(velmora::Host& host, const std::string& keyword) {

@@ -1,9 +1,7 @@
 #include <iostream>
-#include <sstream>
 
 #include "cli/Commands.h"
-#include "cli/arguments/FileArguments.h"
-#include "cli/arguments/FileJobs.h"
+#include "cli/arguments/Files.h"
 #include "formats/json/LosslessJson.h"
 #include "formats/json/Text.h"
 
@@ -30,17 +28,9 @@ Counts readCounts(velmora::Host& host, const std::string& file) {
 }
 
 std::string describe(const std::string& file, const Counts& counts) {
-    std::ostringstream text;
-    text << formats::printable(file) << ": frames " << counts.frames;
-    if (counts.frames == 0) {
-        text << " (not given)";
-    }
-    text << ", representative frame " << counts.representativeFrame;
-    if (counts.representativeFrame == 0) {
-        text << " (not given)";
-    }
-    text << ", overlays " << counts.overlays << '\n';
-    return text.str();
+    const auto shown = [](vint number) { return std::to_string(number) + (number == 0 ? " (not given)" : ""); };
+    return formats::printable(file) + ": frames " + shown(counts.frames) + ", representative frame " +
+           shown(counts.representativeFrame) + ", overlays " + std::to_string(counts.overlays) + '\n';
 }
 
 std::string describeAsJson(const std::string& file, const Counts& counts) {
@@ -57,7 +47,7 @@ void run(Session& session, const FramesOptions& options) {
         return options.json ? describeAsJson(file, counts) : describe(file, counts);
     };
     std::string list;
-    // The library's messages of these calls name the file themselves.
+    // The library's messages name the file in these calls.
     options.jobs.forEach(session, options.files.all(), false, read, [&](const std::string&, const std::string& text) {
         if (options.json) {
             list += (list.empty() ? "" : ",") + text;
@@ -73,13 +63,11 @@ void run(Session& session, const FramesOptions& options) {
 } // namespace
 
 void addFramesCommand(const CommandLine& program, Session& session) {
-    auto options = std::make_shared<FramesOptions>();
-    const CommandLine command =
-        program.addCommand("frames", "Say how many frames and overlays a file has, and which frame represents it");
-    options->files.addTo(command);
-    command.addFlag("--json", options->json, "Print a JSON list with one object for each file");
-    options->jobs.addTo(command);
-    command.setAction([&session, options] { run(session, *options); });
+    const auto [command, options] = addCommand<FramesOptions>(
+        program, session, "frames", "Print the numbers of frames and overlays, and the representative frame", run);
+    options.files.addTo(command);
+    command.addFlag("--json", options.json, "Print a JSON list with one object for each file");
+    options.jobs.addTo(command);
 }
 
 } // namespace radvex::cli

@@ -2,6 +2,7 @@
 #include <iostream>
 
 #include "cli/Commands.h"
+#include "cli/arguments/Files.h"
 #include "cli/arguments/PictureOptions.h"
 #include "files/Errors.h"
 #include "formats/json/Text.h"
@@ -24,15 +25,15 @@ struct ImageOptions {
     bool json = false;
 };
 
-/// A picture, and how it came about.
+/// A picture and how it was made.
 struct Reading {
     Image image;
     volume::PixelMeaning meaning;
-    bool isRendered = false; ///< false: a copy of the stored values, which DCMTK could not render
+    bool isRendered = false; ///< false: a copy of stored values that DCMTK cannot render
     vint firstFrame = 0;     ///< from 0
 };
 
-/// Whether DCMTK renders these frames: the array form of a picture has no fallback.
+/// Whether DCMTK can render these frames. ReadImage would copy stored values instead, but ReadImageData fails then.
 bool canRender(velmora::Host& host, const std::string& file, vint first, const media::Rendering& rendering) {
     try {
         (void)host.call("ReadImageData",
@@ -95,17 +96,16 @@ void printSummary(const ImageOptions& options, const Reading& reading) {
               << volume::textOf(volume::statisticsOf(reading.image)) << '\n';
 }
 
-/// OUT.png becomes OUT-0001.png and on, so that names sort in the order of the frames.
-std::string numberedName(const std::string& path, int number) {
+/// OUT.png becomes OUT-0001.png and so on, so that names sort in the order of the frames.
+std::string numberedName(const std::string& path, std::size_t number) {
     const std::filesystem::path whole(path);
-    char digits[16];
-    std::snprintf(digits, sizeof digits, "-%04d", number);
-    return (whole.parent_path() / (whole.stem().string() + digits + whole.extension().string())).string();
+    const std::string name = whole.stem().string() + '-' + fileNumber(number) + whole.extension().string();
+    return (whole.parent_path() / name).string();
 }
 
 std::vector<std::string> writePictures(const ImageOptions& options, const Reading& reading) {
     auto pictures = formats::picturesOf(reading.image);
-    if (!reading.isRendered) { // a copy always holds all frames
+    if (!reading.isRendered) { // a copy of stored values always holds all frames
         const auto [first, count] = options.picture.frameRange(static_cast<vint>(pictures.size()));
         pictures = {pictures.begin() + first, pictures.begin() + first + count};
     }
@@ -117,11 +117,12 @@ std::vector<std::string> writePictures(const ImageOptions& options, const Readin
         return {options.output};
     }
     if (options.output == "-") {
-        throw UsageError("Several frames do not fit the standard output: choose one with --frame, or use --sheet.");
+        throw UsageError(
+            "Several pictures cannot go to the standard output: choose one frame with --frame, or use --sheet.");
     }
     std::vector<std::string> written;
     for (std::size_t index = 0; index < pictures.size(); ++index) {
-        written.push_back(numberedName(options.output, reading.firstFrame + static_cast<int>(index) + 1));
+        written.push_back(numberedName(options.output, static_cast<std::size_t>(reading.firstFrame) + index + 1));
         formats::writePng(written.back(), pictures[index]);
     }
     return written;
@@ -129,7 +130,7 @@ std::vector<std::string> writePictures(const ImageOptions& options, const Readin
 
 void run(Session& session, const ImageOptions& options) {
     velmora::Host& host = session.host();
-    (void)options.picture.rendering(); // wrong usage is found before the file is read
+    (void)options.picture.rendering(); // finds wrong usage before the file is read
     const Reading reading = read(host, options);
     const auto written = options.output.empty() ? std::vector<std::string>{} : writePictures(options, reading);
     if (options.json) {
@@ -144,15 +145,14 @@ void run(Session& session, const ImageOptions& options) {
 } // namespace
 
 void addImageCommand(const CommandLine& program, Session& session) {
-    auto options = std::make_shared<ImageOptions>();
-    const CommandLine command = program.addCommand("image", "Render a file as PNG, or say what its picture is like");
-    command.addRequired("FILE", options->file, "DICOM file");
-    command.addOption("-o,--output", options->output,
+    const auto [command, options] =
+        addCommand<ImageOptions>(program, session, "image", "Render a file as PNG, or describe its picture", run);
+    command.addRequired("FILE", options.file, "DICOM file");
+    command.addOption("-o,--output", options.output,
                       "PNG to write; several frames become numbered files; - for the standard output");
-    options->picture.addTo(command);
-    command.addFlag("--sheet", options->sheet, "All frames in one picture");
-    command.addFlag("--json", options->json, "Say as JSON what the numbers of the picture are");
-    command.setAction([&session, options] { run(session, *options); });
+    options.picture.addTo(command);
+    command.addFlag("--sheet", options.sheet, "All frames in one picture");
+    command.addFlag("--json", options.json, "Describe the picture as JSON");
 }
 
 } // namespace radvex::cli

@@ -2,7 +2,7 @@
 
 #include "cli/Commands.h"
 #include "cli/ProgressBar.h"
-#include "cli/arguments/FileJobs.h"
+#include "cli/arguments/Files.h"
 #include "files/Errors.h"
 #include "files/OutputFile.h"
 #include "formats/json/LosslessJson.h"
@@ -15,7 +15,7 @@ namespace {
 
 struct IndexOptions {
     std::string folder{};
-    std::string place{};
+    std::string output{};
     FileJobs jobs{};
     bool json = false;
 };
@@ -34,9 +34,9 @@ formats::Json toJson(const media::FolderIndex& index) {
             {"refused", std::move(refused)}};
 }
 
-void run(const IndexOptions& options) {
+void run(Session&, const IndexOptions& options) {
     const media::FolderIndex index =
-        media::indexFolder(options.folder, options.place, options.jobs.count(), ProgressBar::forEachWork());
+        media::indexFolder(options.folder, options.output, options.jobs.count(), ProgressBar::forEachWork());
     for (const std::string& sentence : media::whatIsLeftOut(index)) {
         printError(sentence);
     }
@@ -56,19 +56,17 @@ void run(const IndexOptions& options) {
 
 } // namespace
 
-void addIndexCommand(const CommandLine& program) {
-    auto options = std::make_shared<IndexOptions>();
-    const CommandLine command = program.addCommand("index", "Write a DICOMDIR for a plain folder");
-    command.addRequired("FOLDER", options->folder, "Folder of DICOM files; all below it counts");
-    command.addRequired("-o,--output", options->place,
-                        "Folder for the DICOMDIR and a symbolic link to each file; made when missing");
-    options->jobs.addTo(command);
-    command.addFlag("--json", options->json, "Say as JSON what was indexed, skipped and refused");
-    command.setFooter(
-        "Files that are not DICOM are skipped, DICOM files that cannot be indexed are named on standard "
-        "error; the exit status is 0 as long as one file was indexed. A DICOMDIR that is there already is "
-        "never replaced.");
-    command.setAction([options] { run(*options); });
+void addIndexCommand(const CommandLine& program, Session& session) {
+    const auto [command, options] =
+        addCommand<IndexOptions>(program, session, "index", "Write a DICOMDIR for a plain folder", run);
+    command.addRequired("FOLDER", options.folder, "Folder of DICOM files and of folders that hold some");
+    command.addRequired("-o,--output", options.output,
+                        "Folder for the DICOMDIR and a symbolic link to each file; made when it is missing");
+    options.jobs.addTo(command);
+    command.addFlag("--json", options.json, "List indexed, skipped and refused files as JSON");
+    command.setFooter("Files that are not DICOM are skipped. DICOM files that cannot be indexed are named on standard "
+                      "error. The exit "
+                      "status is 0 when at least one file was indexed. An existing DICOMDIR is never replaced.");
 }
 
 } // namespace radvex::cli

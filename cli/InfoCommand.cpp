@@ -2,8 +2,7 @@
 
 #include "cli/Commands.h"
 #include "cli/MetadataTree.h"
-#include "cli/arguments/FileArguments.h"
-#include "cli/arguments/FileJobs.h"
+#include "cli/arguments/Files.h"
 #include "cli/arguments/MediumOptions.h"
 #include "formats/json/MetadataJson.h"
 #include "formats/json/Text.h"
@@ -21,10 +20,10 @@ struct InfoOptions {
     bool json = false;
 };
 
-struct Info {
-    Store patient;
-    Store study;
-    Store series;
+struct Section {
+    const char* title;
+    std::string key;
+    velmora::Value fields; ///< a store
 };
 
 const std::vector<std::string> kPatientFields{"Name", "ID",     "BirthDate", "BirthTime",   "Sex",   "BirthName", "Age",
@@ -32,34 +31,32 @@ const std::vector<std::string> kPatientFields{"Name", "ID",     "BirthDate", "Bi
 const std::vector<std::string> kStudyFields{"ID", "UID", "Date", "Time", "Description", "Modalities"};
 const std::vector<std::string> kSeriesFields{"UID", "Date", "Time", "Description", "Number", "Type"};
 
-Info readInfo(velmora::Host& host, const std::string& file, const InfoOptions& options) {
-    return {std::get<Store>(
-                host.call("ReadPatientInfo", {file, Store::ofTexts(kPatientFields), options.selection.patient})),
-            std::get<Store>(host.call("ReadStudyInfo", {file, Store::ofTexts(kStudyFields), options.selection.patient,
-                                                        options.selection.study})),
-            std::get<Store>(host.call("ReadSeriesInfo", {file, Store::ofTexts(kSeriesFields), options.selection.patient,
-                                                         options.selection.study, options.selection.series}))};
+std::vector<Section> readInfo(velmora::Host& host, const std::string& file, const media::Selection& selection) {
+    std::vector<Section> sections;
+    sections.push_back({"Patient", "patient",
+                        host.call("ReadPatientInfo", {file, Store::ofTexts(kPatientFields), selection.patient})});
+    sections.push_back(
+        {"Study", "study",
+         host.call("ReadStudyInfo", {file, Store::ofTexts(kStudyFields), selection.patient, selection.study})});
+    sections.push_back({"Series", "series",
+                        host.call("ReadSeriesInfo", {file, Store::ofTexts(kSeriesFields), selection.patient,
+                                                     selection.study, selection.series})});
+    return sections;
 }
 
-void appendText(std::string& text, const Info& info) {
-    const auto append = [&](const char* title, const Store& fields) {
-        text += title;
-        text += '\n';
-        appendTree(text, fields.view(), {}, 1);
-    };
-    append("Patient", info.patient);
-    append("Study", info.study);
-    append("Series", info.series);
-}
-
-void appendJsonInfo(std::string& text, const Info& info) {
-    text += R"({"patient":)";
-    formats::appendJson(text, info.patient.view());
-    text += R"(,"study":)";
-    formats::appendJson(text, info.study.view());
-    text += R"(,"series":)";
-    formats::appendJson(text, info.series.view());
-    text += '}';
+std::string describe(const std::vector<Section>& sections, bool asJson) {
+    std::string text;
+    for (const Section& section : sections) {
+        const velmora::StoreView fields = section.fields.get<Store>().view();
+        if (asJson) {
+            text.append(text.empty() ? "{\"" : ",\"").append(section.key).append("\":");
+            formats::appendJson(text, fields);
+        } else {
+            text.append(section.title).append("\n");
+            appendTree(text, fields, {}, 1);
+        }
+    }
+    return asJson ? text + '}' : text;
 }
 
 void run(Session& session, const InfoOptions& options) {
@@ -67,11 +64,9 @@ void run(Session& session, const InfoOptions& options) {
     const auto files = options.files.all();
     const bool several = files.size() > 1;
     const auto read = [&](const std::string& file) {
-        const Info info = readInfo(session.host(), file, options);
+        const auto sections = readInfo(session.host(), file, options.selection);
         session.host().call("CloseReader", {file});
-        std::string text;
-        options.json ? appendJsonInfo(text, info) : appendText(text, info);
-        return text;
+        return describe(sections, options.json);
     };
     std::string text;
     options.jobs.forEach(session, files, true, read, [&](const std::string& file, const std::string& info) {
@@ -92,13 +87,12 @@ void run(Session& session, const InfoOptions& options) {
 } // namespace
 
 void addInfoCommand(const CommandLine& program, Session& session) {
-    auto options = std::make_shared<InfoOptions>();
-    const CommandLine command = program.addCommand("info", "Print patient, study and series of files");
-    options->files.addTo(command);
-    options->selection.addTo(command);
-    command.addFlag("--json", options->json, "Print JSON");
-    options->jobs.addTo(command);
-    command.setAction([&session, options] { run(session, *options); });
+    const auto [command, options] =
+        addCommand<InfoOptions>(program, session, "info", "Print patient, study and series of files", run);
+    options.files.addTo(command);
+    options.selection.addTo(command);
+    command.addFlag("--json", options.json, "Print JSON");
+    options.jobs.addTo(command);
 }
 
 } // namespace radvex::cli

@@ -38,7 +38,7 @@ std::string describeTensor(const VelmoraTensor& tensor) {
     return text;
 }
 
-/// The value in one line; empty for the items of a sequence.
+/// The value in one line; empty for a list.
 std::string describe(NodeView node) {
     const auto& cell = node.cell();
     switch (node.type()) {

@@ -7,11 +7,11 @@
 
 namespace radvex::cli {
 
-/// Value representation of a key, empty when it is not known.
+/// Returns the value representation of a key; empty when it is not known.
 using VrOfKey = std::function<std::string(const std::string& key)>;
 
-/// Appends one line for each attribute of a metadata result, indented by level: keyword, value representation (no
-/// column for it when `vrOfKey` is empty), value. Long values are cut.
+/// Appends one line for each attribute of a metadata result, indented by level: keyword, value representation, value.
+/// There is no column of value representations when `vrOfKey` is empty. Long values are cut.
 void appendTree(std::string& text, velmora::StoreView attributes, const VrOfKey& vrOfKey, int level = 0);
 
 } // namespace radvex::cli

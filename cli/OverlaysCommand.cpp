@@ -21,19 +21,15 @@ struct OverlaysOptions {
     bool json = false;
 };
 
-void makeFolder(const std::string& folder) {
-    std::error_code error;
-    std::filesystem::create_directories(folder, error);
-    if (error) {
-        throw FileError(folder + " cannot be made: " + error.message() + ".");
-    }
-}
-
 void run(Session& session, const OverlaysOptions& options) {
     const velmora::Value result = session.host().call("ReadOverlays", {options.file});
     const Store& planes = result.get<Store>();
     if (!options.folder.empty() && planes.size() > 0) {
-        makeFolder(options.folder);
+        std::error_code error;
+        std::filesystem::create_directories(options.folder, error);
+        if (error) {
+            throw FileError(options.folder + " cannot be made: " + error.message() + ".");
+        }
     }
     formats::Json list = formats::Json::array();
     for (const velmora::NodeView node : planes) {
@@ -64,12 +60,11 @@ void run(Session& session, const OverlaysOptions& options) {
 } // namespace
 
 void addOverlaysCommand(const CommandLine& program, Session& session) {
-    auto options = std::make_shared<OverlaysOptions>();
-    const CommandLine command = program.addCommand("overlays", "Write the overlay planes of a file as one-bit PNG");
-    command.addRequired("FILE", options->file, "DICOM file");
-    command.addOption("-o,--output", options->folder, "Folder for overlay-1.png and on; made when it is missing");
-    command.addFlag("--json", options->json, "Print a JSON list of the planes");
-    command.setAction([&session, options] { run(session, *options); });
+    const auto [command, options] = addCommand<OverlaysOptions>(
+        program, session, "overlays", "Write the overlay planes of a file as one-bit PNG", run);
+    command.addRequired("FILE", options.file, "DICOM file");
+    command.addOption("-o,--output", options.folder, "Folder for overlay-1.png and so on; made when it is missing");
+    command.addFlag("--json", options.json, "Print a JSON list of the planes");
 }
 
 } // namespace radvex::cli

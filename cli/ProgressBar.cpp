@@ -20,7 +20,7 @@ std::size_t terminalWidth(int descriptor) {
     return ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
 }
 
-/// What does not reach the terminal is no loss.
+/// Ignores errors: a bar that is not drawn is no loss.
 void put(int descriptor, const std::string& text) {
     const ssize_t ignored = ::write(descriptor, text.data(), text.size());
     (void)ignored;
@@ -30,7 +30,7 @@ std::string line(const std::string& what, std::size_t done, std::size_t total, s
     const std::size_t filled = total == 0 ? kBarWidth : kBarWidth * std::min(done, total) / total;
     const std::string bar = " [" + std::string(filled, '#') + std::string(kBarWidth - filled, ' ') + "] " +
                             std::to_string(done) + " of " + std::to_string(total);
-    // A line that wraps could not be erased. What gives way is the text in front.
+    // A line that wraps could not be erased, so the text in front is cut.
     const std::size_t room = width > bar.size() + 1 ? width - bar.size() - 1 : 0;
     return room == 0 ? "" : (what.size() <= room ? what : what.substr(0, room)) + bar;
 }

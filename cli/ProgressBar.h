@@ -10,8 +10,8 @@
 
 namespace radvex::cli {
 
-/// How far long work has come: one line on a terminal that is drawn over and is gone at the end. On anything but a
-/// terminal nothing is written.
+/// The progress of long work: one line on a terminal, which is redrawn in place and erased at the end. Nothing is
+/// written to anything but a terminal.
 class ProgressBar {
   public:
     explicit ProgressBar(const std::string& what, int descriptor = STDERR_FILENO);
@@ -19,10 +19,10 @@ class ProgressBar {
     ProgressBar(const ProgressBar&) = delete;
     ProgressBar& operator=(const ProgressBar&) = delete;
 
-    /// May be called for every step: the line is drawn a few times a second.
+    /// May be called for every step. The line is drawn at most ten times a second.
     void show(std::size_t done, std::size_t total);
 
-    /// Draws a bar for each piece of work that it is told of; gone when that is done, or with the function.
+    /// A function that draws a bar for each piece of work. A bar is erased when its work is done, or with the function.
     static workers::Progress forEachWork();
 
   private:
@@ -32,7 +32,7 @@ class ProgressBar {
     int mDescriptor;
     bool mIsTerminal;
     bool mIsDrawn = false;
-    Clock::time_point mNext{}; ///< not drawn again before
+    Clock::time_point mNext{}; ///< the next time to draw
 };
 
 } // namespace radvex::cli

@@ -21,13 +21,13 @@ velmora::Host& Session::host() {
 
 std::string Session::findLibrary() {
     const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-    for (const char* place : {"../lib", RADVEX_INSTALLED_LIBRARIES, "."}) {
-        const auto candidate = folder / place / "Radvex.so";
+    for (const char* relative : {"../lib", RADVEX_INSTALLED_LIBRARIES, "."}) {
+        const auto candidate = folder / relative / "Radvex.so";
         if (std::filesystem::exists(candidate)) {
             return std::filesystem::canonical(candidate).string();
         }
     }
-    throw velmora::HostError("Radvex.so is not where this command expects it, beside itself in " + folder.string() +
+    throw velmora::HostError("Radvex.so is not beside this command in " + folder.string() +
                              "; name it with --library FILE.");
 }
 

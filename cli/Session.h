@@ -11,16 +11,16 @@ namespace radvex::cli {
 /// Writes one line to standard error: "radvex: message".
 void printError(const std::string& message);
 
-/// One run of the command: loads the library when it is first needed.
+/// One run of the command. Loads the library at its first use.
 class Session {
   public:
-    /// Path of the library; by default it is looked for beside the command.
+    /// Path of the library; empty: it is searched for beside the command.
     std::string libraryPath{};
 
     velmora::Host& host();
 
-    /// Runs `body`; an error of the library is printed, and makes the run end with status 1. For commands that take
-    /// several files: the others go on. `what` stands in front of the message when it is not empty.
+    /// Runs `body`. An error of the library is printed and makes the status 1, so that a command can go on with its
+    /// next file. `what` is put in front of the message when it is not empty.
     template <typename Body>
     void attempt(const std::string& what, Body body) {
         try {

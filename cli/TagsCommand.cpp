@@ -1,13 +1,12 @@
+#include <functional>
 #include <iostream>
-#include <optional>
 #include <unordered_map>
 
 #include "cli/Commands.h"
 #include "cli/MetadataTree.h"
-#include "cli/arguments/FileArguments.h"
-#include "cli/arguments/FileJobs.h"
+#include "cli/arguments/Files.h"
 #include "cli/arguments/MediumOptions.h"
-#include "cli/arguments/TagNumber.h"
+#include "cli/arguments/Words.h"
 #include "files/OutputFile.h"
 #include "formats/json/Dictionary.h"
 #include "formats/json/MetadataJson.h"
@@ -32,7 +31,7 @@ struct TagsOptions {
     bool json = false;
 };
 
-/// Those of the tags from `tag` on that are asked for in the same form: keywords, or numbers. Moves `tag` behind them.
+/// Reads the tags from index `tag` on that have the same form, keywords or numbers. Moves `tag` behind them.
 Value readRun(velmora::Host& host, const std::string& file, const TagsOptions& options, std::size_t& tag) {
     std::vector<Value> numbers;
     std::vector<std::string> keywords;
@@ -51,7 +50,7 @@ Value readRun(velmora::Host& host, const std::string& file, const TagsOptions& o
                            : host.call("ReadMetadataIntTags", {file, Store::of(std::move(numbers))});
 }
 
-/// The tags in the order in which they were given.
+/// Reads the chosen tags in the order in which they were given.
 Store readChosen(velmora::Host& host, const std::string& file, const TagsOptions& options) {
     Store all = Store::empty();
     for (std::size_t tag = 0; tag < options.tags.size();) {
@@ -63,7 +62,7 @@ Store readChosen(velmora::Host& host, const std::string& file, const TagsOptions
     return all;
 }
 
-/// All that was asked for of one file.
+/// Reads the attributes of one file that the options ask for.
 Store readTags(velmora::Host& host, const std::string& file, const TagsOptions& options) {
     Store tags =
         !options.tags.empty()
@@ -73,53 +72,28 @@ Store readTags(velmora::Host& host, const std::string& file, const TagsOptions& 
     return tags;
 }
 
-/// Value representations as the dictionary gives them, each asked for once. A private keyword has none there: what it
-/// means depends on the file's private creator.
+/// Value representations from the dictionary, each asked for once. A private keyword has none, because its meaning
+/// depends on the private creator in the file.
 class VrNames {
   public:
     explicit VrNames(velmora::Host& host) : mDictionary(host) {}
 
-    std::string operator()(const std::string& key) {
+    const std::string& operator()(const std::string& key) {
+        const auto known = mVrs.find(key);
+        if (known != mVrs.end()) {
+            return known->second;
+        }
         const std::string& vr = mDictionary.vrOf(key);
-        return vr == "UN" || isPrivate(key) ? "" : vr;
+        const bool isUnknown = vr == "UN" || mDictionary.tagOf(key).group % 2 != 0;
+        return mVrs.emplace(key, isUnknown ? "" : vr).first->second;
     }
 
   private:
-    bool isPrivate(const std::string& key) {
-        const auto known = mIsPrivate.find(key);
-        return known != mIsPrivate.end() ? known->second
-                                         : mIsPrivate.emplace(key, mDictionary.tagOf(key).group % 2 != 0).first->second;
-    }
-
     formats::Dictionary mDictionary;
-    std::unordered_map<std::string, bool> mIsPrivate{};
+    std::unordered_map<std::string, std::string> mVrs{};
 };
 
-/// What is printed of one file's attributes.
-class TagsFormat {
-  public:
-    TagsFormat(Session& session, bool json) : mSession(session), mJson(json) {}
-
-    std::string operator()(velmora::StoreView tags) {
-        std::string text;
-        if (mJson) {
-            formats::appendJson(text, tags);
-            return text;
-        }
-        if (!mVrNames) { // not before: what is known stays in the process that asks for it
-            mVrNames.emplace(mSession.host());
-        }
-        appendTree(text, tags, std::ref(*mVrNames));
-        return text;
-    }
-
-  private:
-    Session& mSession;
-    bool mJson;
-    std::optional<VrNames> mVrNames{};
-};
-
-/// Prints one file after the other: as text with a headline for each, or as one JSON object.
+/// Prints one file after the other: as text with a headline for each file, or as one JSON object.
 class TagsPrinter {
   public:
     TagsPrinter(bool json, bool several) : mJson(json), mSeveral(several) {}
@@ -154,18 +128,23 @@ class TagsPrinter {
 /// Reads the attributes of one file.
 using ReadFile = std::function<Store(const std::string& file)>;
 
-/// @param several  say of each file which it is
+/// @param several  whether to name each file
 void printFiles(Session& session, const TagsOptions& options, const std::vector<std::string>& files, bool several,
                 const ReadFile& read) {
-    TagsFormat format(session, options.json);
+    VrNames vrNames(session.host());
+    const auto describe = [&](const std::string& file) {
+        const Store tags = read(file);
+        std::string text;
+        options.json ? formats::appendJson(text, tags.view()) : appendTree(text, tags.view(), std::ref(vrNames));
+        return text;
+    };
     TagsPrinter printer(options.json, several);
-    options.jobs.forEach(
-        session, files, true, [&](const std::string& file) { return format(read(file).view()); },
-        [&](const std::string& file, const std::string& tags) { printer.print(file, tags); });
+    options.jobs.forEach(session, files, true, describe,
+                         [&](const std::string& file, const std::string& tags) { printer.print(file, tags); });
     printer.finish();
 }
 
-/// A keyword that does not exist is said once, and not for every file. @throws velmora::LibraryError
+/// Reports an unknown keyword once and not for every file. @throws velmora::LibraryError
 void checkKeywords(velmora::Host& host, const TagsOptions& options) {
     for (const auto* keywords : {&options.tags, &options.excluded}) {
         for (const std::string& keyword : *keywords) {
@@ -176,8 +155,8 @@ void checkKeywords(velmora::Host& host, const TagsOptions& options) {
     }
 }
 
-void printMedium(Session& session, const TagsOptions& options, const std::string& place) {
-    const auto opened = openMedium(place, options.jobs);
+void printMedium(Session& session, const TagsOptions& options, const std::string& mediumPath) {
+    const auto opened = openMedium(mediumPath, options.jobs);
     const media::Medium& medium = *opened;
     checkKeywords(session.host(), options);
     std::vector<std::string> files;
@@ -201,12 +180,12 @@ void printMedium(Session& session, const TagsOptions& options, const std::string
 
 void run(Session& session, const TagsOptions& options) {
     for (const std::string& tag : options.tags) {
-        (void)parseTagNumber(tag); // wrong usage is found before the first file is read
+        (void)parseTagNumber(tag); // finds wrong usage before the first file is read
     }
     checkPattern("--series", options.series);
     const auto files = options.files.all();
     if (!options.recursive && options.series != ".*") {
-        throw UsageError("--series chooses among the series of a medium: it needs --recursive.");
+        throw UsageError("--series chooses among the series of a medium and needs --recursive.");
     }
     if (!options.recursive) {
         return printFiles(session, options, files, files.size() > 1,
@@ -221,18 +200,16 @@ void run(Session& session, const TagsOptions& options) {
 } // namespace
 
 void addTagsCommand(const CommandLine& program, Session& session) {
-    auto options = std::make_shared<TagsOptions>();
-    const CommandLine command = program.addCommand("tags", "Print the attributes of files, sequences and all");
-    options->files.addTo(command);
-    command.addRepeatable("--tag", options->tags, "Only this attribute: keyword or gggg,eeee; may be repeated");
-    command.addRepeatable("--exclude", options->excluded, "Leave out this keyword; may be repeated");
-    command.addFlag("--validate", options->validate, "Leave out values that do not fit their value representation");
-    command.addFlag("--recursive", options->recursive,
-                    "Of every file of a medium: a DICOMDIR or a folder in place of FILE");
-    command.addOption("--series", options->series, "With --recursive: only if the whole SeriesInstanceUID matches");
-    command.addFlag("--json", options->json, "Print JSON: one object, or with several files one object by file");
-    options->jobs.addTo(command);
-    command.setAction([&session, options] { run(session, *options); });
+    const auto [command, options] =
+        addCommand<TagsOptions>(program, session, "tags", "Print the attributes of files with their sequences", run);
+    options.files.addTo(command);
+    command.addRepeatable("--tag", options.tags, "Only this attribute: keyword or gggg,eeee");
+    command.addRepeatable("--exclude", options.excluded, "Leave out this keyword");
+    command.addFlag("--validate", options.validate, "Leave out values that do not fit their value representation");
+    command.addFlag("--recursive", options.recursive, "Read every file of a medium; FILE is a DICOMDIR or a folder");
+    command.addOption("--series", options.series, "With --recursive: only if the whole SeriesInstanceUID matches");
+    command.addFlag("--json", options.json, "Print JSON: one object, for several files by path");
+    options.jobs.addTo(command);
 }
 
 } // namespace radvex::cli

@@ -19,7 +19,7 @@ struct TreeOptions {
     bool json = false;
 };
 
-/// The texts that are not empty, two blanks between them.
+/// The texts that are not empty, with two blanks between them.
 std::string joined(std::initializer_list<std::string> texts) {
     std::string line;
     for (const std::string& text : texts) {
@@ -108,15 +108,13 @@ void run(Session& session, const TreeOptions& options) {
 } // namespace
 
 void addTreeCommand(const CommandLine& program, Session& session) {
-    auto options = std::make_shared<TreeOptions>();
-    const CommandLine command =
-        program.addCommand("tree", "Print patients, studies and series of a medium or a folder");
-    command.addRequired("MEDIUM", options->medium, "DICOMDIR, or a folder of DICOM files");
-    options->selection.addTo(command);
-    options->jobs.addTo(command);
-    command.addFlag("--files", options->files, "The files of each series too");
-    command.addFlag("--json", options->json, "Print JSON: a list of patients");
-    command.setAction([&session, options] { run(session, *options); });
+    const auto [command, options] = addCommand<TreeOptions>(
+        program, session, "tree", "Print patients, studies and series of a medium or a folder", run);
+    command.addRequired("MEDIUM", options.medium, "DICOMDIR, or a folder of DICOM files");
+    options.selection.addTo(command);
+    options.jobs.addTo(command);
+    command.addFlag("--files", options.files, "List the files of each series too");
+    command.addFlag("--json", options.json, "Print JSON: a list of patients");
 }
 
 } // namespace radvex::cli

@@ -19,7 +19,7 @@ namespace radvex::cli {
 namespace {
 
 struct VolumeOptions {
-    std::string place{};
+    std::string medium{};
     std::string output{};
     SelectionOptions selection{};
     PictureOptions picture{};
@@ -33,48 +33,49 @@ struct VolumeOptions {
 
 void checkUsage(const VolumeOptions& options) {
     if (!formats::isVolumePath(options.output)) {
-        throw UsageError("'" + options.output + "' says no format: .nrrd, .nii, .nii.gz or .npy is expected.");
+        throw UsageError("'" + options.output + "' has no known format: .nrrd, .nii, .nii.gz or .npy is expected.");
     }
     options.selection.check();
-    (void)options.picture.rendering(); // wrong usage is found before anything is read
+    (void)options.picture.rendering(); // finds wrong usage before anything is read
     if (!options.rendered && options.picture.choosesGrey()) {
-        throw UsageError("Windows are chosen with --rendered; without it the modality values come as they are.");
+        throw UsageError("Windows need --rendered; without it modality values are written.");
     }
     if (options.gzip && formats::volumeExtension(options.output) != ".nrrd" && options.output != "-") {
-        throw UsageError("--gzip is for .nrrd; .nii.gz is compressed anyway.");
+        throw UsageError("--gzip is for .nrrd; .nii.gz is always compressed.");
     }
 }
 
-/// OUT.nrrd becomes OUT-0002-7.nrrd for the second series that matches, whose SeriesNumber is 7.
+/// OUT.nrrd becomes OUT-0002-7.nrrd for the second series when its SeriesNumber is 7.
 std::string pathOfSeries(const std::string& output, std::size_t number, const std::string& seriesNumber) {
     const std::string extension = formats::volumeExtension(output);
     const std::string name = formats::fileNamePart(seriesNumber, 16);
-    char digits[32];
-    std::snprintf(digits, sizeof digits, "-%04zu", number);
-    return output.substr(0, output.size() - extension.size()) + digits + (name.empty() ? "" : "-" + name) + extension;
+    return output.substr(0, output.size() - extension.size()) + '-' + fileNumber(number) +
+           (name.empty() ? "" : "-" + name) + extension;
 }
 
-/// One series on its way into a file.
+/// Turns one series into a volume file.
 class SeriesRun {
   public:
-    /// Reads the series. The function is called for each file.
+    /// Reads the series and calls `step` for each file.
     using Read = std::function<volume::SeriesVolume(const std::function<void()>& step)>;
 
     SeriesRun(Session& session, const VolumeOptions& options, const volume::SeriesFiles& series)
         : mSession(session), mOptions(options), mSeries(series) {}
 
-    /// Gives the JSON of the series. @throws NoPicturesError, VolumeError, FileError, LibraryError
+    /// Returns the JSON of the series. @throws NoPicturesError, VolumeError, FileError, LibraryError
     formats::Json run(const Read& read, std::size_t number, bool isOnly) {
         volume::SeriesVolume volume = readShown(read);
         volume::Verdict verdict = volume::judgeSlices(volume.slices);
         verdict.findings.insert(verdict.findings.end(), volume.findings.begin(), volume.findings.end());
         mPath = isOnly ? mOptions.output : pathOfSeries(mOptions.output, number, volume.seriesNumber);
         const bool isSorted = mOptions.sort == "position";
-        requireSortable(verdict);
+        if (isSorted) {
+            requireSortable(verdict);
+        }
         const auto& order = isSorted ? verdict.byPosition : verdict.byInstance;
         volume.header.geometry = volume::geometryOf(volume.slices, verdict, order);
         if (mOptions.rendered && !verdict.hasOneNumberEach) {
-            volume.header.geometry.hasPosition = false; // which slice is which is not known
+            volume.header.geometry.hasPosition = false; // nobody knows which slice is which
         }
         const bool isWritten = !verdict.hasErrors() || mOptions.force;
         tell(verdict, volume.header.geometry);
@@ -86,22 +87,19 @@ class SeriesRun {
 
   private:
     volume::SeriesVolume readShown(const Read& read) const {
-        ProgressBar bar("Reading series " + mSeries.series); // gone before anything else is said
+        ProgressBar bar("Reading series " + mSeries.series); // erased before anything else is printed
         std::size_t done = 0;
         return read([&] { bar.show(++done, mSeries.files.size()); });
     }
 
     void requireSortable(const volume::Verdict& verdict) const {
-        if (mOptions.sort != "position") {
-            return;
-        }
         if (!verdict.hasPositions) {
             throw formats::VolumeError("The slices have no positions to sort them by.");
         }
         if (mOptions.rendered && !verdict.hasOneNumberEach) {
             throw formats::VolumeError(
-                "Files share their InstanceNumber, so that the slices of a rendered volume cannot be told "
-                "apart to sort them by position; without --rendered they can.");
+                "Several files have the same InstanceNumber, so that the slices of a rendered volume cannot be told "
+                "apart and sorted by position; without --rendered they can.");
         }
     }
 
@@ -111,11 +109,10 @@ class SeriesRun {
             printError((isRefusal ? "" : "warning: ") + mPath + ": " + finding.sentence);
         }
         if (verdict.hasErrors() && !mOptions.force) {
-            mSession.reportRefusal("", mPath + " is not written; --force writes it nevertheless.");
+            mSession.reportRefusal("", mPath + " is not written; --force writes it all the same.");
         } else if (verdict.hasPositions && !geometry.hasPosition) {
             printError("warning: " + mPath +
-                       ": The slices in this order have no place in space; the file says their "
-                       "spacings only.");
+                       ": In this order the slices have no geometry in space; the file only states their spacings.");
         }
     }
 
@@ -124,7 +121,7 @@ class SeriesRun {
         for (const std::size_t index : order) {
             const formats::SliceBytes slice = volume.bytes[index];
             const bool isNext = !slices.empty() && slices.back().data() + slices.back().size() == slice.data();
-            if (isNext) { // few large writes
+            if (isNext) { // one large write is faster than many small ones
                 slices.back() = {slices.back().data(), slices.back().size() + slice.size()};
             } else {
                 slices.push_back(slice);
@@ -169,7 +166,7 @@ class SeriesRun {
     std::string mPath{};
 };
 
-/// A series that gives no volume. The others go on.
+/// The JSON of a series that gives no volume.
 formats::Json refused(const volume::SeriesFiles& series, const std::string& message) {
     return {{"patient", series.patient},
             {"study", series.study},
@@ -184,17 +181,17 @@ std::vector<volume::SeriesFiles> requireSeries(Session& session, const media::Me
     std::vector<volume::SeriesFiles> all = volume::seriesOf(
         media::listMedium(session.host(), medium, options.selection, media::Records::keys, options.jobs.count()));
     if (all.empty()) {
-        throw formats::VolumeError(options.place + " holds no series that matches.");
+        throw formats::VolumeError(options.medium + " holds no series that matches.");
     }
     if (all.size() > 1 && options.output == "-") {
-        throw UsageError("Several series do not fit the standard output: choose one with --series.");
+        throw UsageError("Several series cannot go to the standard output: choose one with --series.");
     }
     return all;
 }
 
 void run(Session& session, const VolumeOptions& options) {
     checkUsage(options);
-    const auto opened = openMedium(options.place, options.jobs);
+    const auto opened = openMedium(options.medium, options.jobs);
     const media::Medium& medium = *opened;
     const auto all = requireSeries(session, medium, options);
     std::optional<volume::ModalityVolumes> values;
@@ -219,7 +216,7 @@ void run(Session& session, const VolumeOptions& options) {
         } catch (const volume::NoPicturesError& error) {
             if (all.size() == 1) {
                 refuse(error.what());
-            } else { // reports and the like belong to a medium
+            } else { // a medium may hold reports and other series without pictures
                 list.push_back(refused(series, error.what()));
                 printError("warning: Series " + series.series + ": " + error.what());
             }
@@ -239,22 +236,21 @@ void run(Session& session, const VolumeOptions& options) {
 } // namespace
 
 void addVolumeCommand(const CommandLine& program, Session& session) {
-    auto options = std::make_shared<VolumeOptions>();
-    const CommandLine command = program.addCommand("volume", "Write each series of a medium as one volume file");
-    command.addRequired("MEDIUM", options->place, "DICOMDIR, or a folder of DICOM files");
-    command.addRequired("-o,--output", options->output,
+    const auto [command, options] =
+        addCommand<VolumeOptions>(program, session, "volume", "Write each series of a medium as one volume file", run);
+    command.addRequired("MEDIUM", options.medium, "DICOMDIR, or a folder of DICOM files");
+    command.addRequired("-o,--output", options.output,
                         "Volume to write: .nrrd, .nii, .nii.gz or .npy; several series become numbered files; - for "
                         "the standard output, as NRRD");
-    options->selection.addTo(command);
-    command.addChoice("--sort", options->sort, {"instance", "position"},
+    options.selection.addTo(command);
+    command.addChoice("--sort", options.sort, {"instance", "position"},
                       "Order of the slices: instance (InstanceNumber) or position");
-    command.addFlag("--force", options->force, "Write also when slices are missing, duplicated or do not fit together");
-    command.addFlag("--rendered", options->rendered, "Windowed pictures, not modality values");
-    options->picture.addSeriesWindowTo(command);
-    command.addFlag("--gzip", options->gzip, "Compress the samples of .nrrd");
-    command.addFlag("--json", options->json, "Say as JSON what was found and written");
-    options->jobs.addTo(command);
-    command.setAction([&session, options] { run(session, *options); });
+    command.addFlag("--force", options.force, "Write even when slices are missing, duplicated or do not fit together");
+    command.addFlag("--rendered", options.rendered, "Write windowed pictures, not modality values");
+    options.picture.addSeriesWindowTo(command);
+    command.addFlag("--gzip", options.gzip, "Compress the samples of .nrrd");
+    command.addFlag("--json", options.json, "Describe findings and written volumes as JSON");
+    options.jobs.addTo(command);
 }
 
 } // namespace radvex::cli

@@ -3,10 +3,10 @@
 #include <algorithm>
 
 #include "cli/Commands.h"
-#include "cli/arguments/Assignment.h"
 #include "cli/arguments/Compression.h"
-#include "cli/arguments/FileArguments.h"
+#include "cli/arguments/Files.h"
 #include "cli/arguments/OverlayInput.h"
+#include "cli/arguments/Words.h"
 #include "files/Errors.h"
 #include "files/InputFile.h"
 #include "files/OutputFile.h"
@@ -35,7 +35,7 @@ struct WriteOptions {
     std::vector<std::string> defaults{};
 };
 
-/// What the options say, taken apart before the first file is read.
+/// The parsed options, before the first file is read.
 struct Request {
     std::vector<std::string> pictures{};
     formats::AxesRule axes{};
@@ -51,8 +51,9 @@ std::vector<Assignment> parseAssignments(const std::string& option, const std::v
         assignments.push_back(parseAssignment(option, word));
         for (std::size_t before = 0; before + 1 < assignments.size(); ++before) {
             if (assignments[before].keyword == assignments.back().keyword) {
-                throw UsageError(assignments.back().place + ": the keyword is given twice; several values of one "
-                                                            "attribute stand with a backslash between them.");
+                throw UsageError(assignments.back().label +
+                                 ": the keyword is given twice; several values of one attribute need a "
+                                 "backslash between them.");
             }
         }
     }
@@ -69,12 +70,12 @@ Request parse(const WriteOptions& options) {
         request.overlayProperties.push_back(parseOverlayProperty(word, options.overlays.size()));
     }
     if (options.output == "-" && isatty(STDOUT_FILENO) != 0) {
-        throw UsageError("A DICOM file is nothing to show on a terminal: name a file, or send it on.");
+        throw UsageError("A DICOM file cannot be shown on a terminal: name a file, or redirect the output.");
     }
     return request;
 }
 
-/// The attributes of the file, with those of the options in place of equal ones.
+/// The attributes of the new file. An attribute of --tag replaces an equal one of --meta.
 formats::Attributes readAttributes(const WriteOptions& options, const Request& request,
                                    formats::Dictionary& dictionary) {
     formats::Attributes attributes;
@@ -83,10 +84,10 @@ formats::Attributes readAttributes(const WriteOptions& options, const Request& r
     }
     for (const Assignment& tag : request.tags) {
         if (dictionary.isFileMetaInformation(tag.keyword)) {
-            throw FileError(tag.place + ": the library alone writes the file's meta information.");
+            throw FileError(tag.label + ": the library alone writes the file's meta information.");
         }
         std::erase_if(attributes, [&](const formats::Attribute& each) { return each.keyword == tag.keyword; });
-        attributes.push_back({.keyword = tag.keyword, .source = tag.place, .value = tag.value});
+        attributes.push_back({.keyword = tag.keyword, .source = tag.label, .value = tag.value});
     }
     const auto isWide = [](const auto& given) { return !formats::isAscii(given.value); };
     if (formats::hasWideText(attributes) || std::ranges::any_of(request.defaults, isWide) ||
@@ -96,15 +97,15 @@ formats::Attributes readAttributes(const WriteOptions& options, const Request& r
     return attributes;
 }
 
-/// False when a value was refused, which is reported.
+/// Returns false after reporting that the library refuses a value.
 bool setDefaults(Session& session, const Request& request) {
     for (const Assignment& given : request.defaults) {
-        session.attempt(given.place, [&] { session.host().call("SetDefaultTagValue", {given.keyword, given.value}); });
+        session.attempt(given.label, [&] { session.host().call("SetDefaultTagValue", {given.keyword, given.value}); });
     }
     return session.status() == kDone;
 }
 
-/// Arguments of WriteImage. A list in braces would copy the image.
+/// The arguments of WriteImage. An initializer list would copy the image.
 std::vector<Value> argumentsOf(const std::string& path, Image image, const formats::Attributes& attributes,
                                Store overlays, const Request& request) {
     const std::size_t count = overlays.size();
@@ -120,16 +121,16 @@ std::vector<Value> argumentsOf(const std::string& path, Image image, const forma
     return arguments;
 }
 
-/// Where the user gave what the library refused to write; empty when it is something else.
-std::string placeOf(const velmora::LibraryError& error, velmora::Host& host, formats::Dictionary& dictionary,
-                    const formats::Attributes& attributes, const Request& request) {
+/// How the user gave the value that the library refused to write; empty when the error has another cause.
+std::string originOf(const velmora::LibraryError& error, velmora::Host& host, formats::Dictionary& dictionary,
+                     const formats::Attributes& attributes, const Request& request) {
     if (const formats::Attribute* refused = formats::findRefused(attributes, error, host, dictionary)) {
         return refused->source + ": ";
     }
-    for (const Assignment& given : request.defaults) { // some are refused only when they are used
+    for (const Assignment& given : request.defaults) { // the library refuses some values only when it uses them
         if (error.name() == "TagWriteError" &&
             std::string(error.what()).find(" " + given.keyword + " ") != std::string::npos) {
-            return given.place + ": ";
+            return given.label + ": ";
         }
     }
     return "";
@@ -137,7 +138,7 @@ std::string placeOf(const velmora::LibraryError& error, velmora::Host& host, for
 
 std::string explain(const velmora::LibraryError& error, const std::string& picture, const std::string& compression) {
     std::string message = error.what();
-    if (message.find("`reason`") != std::string::npos) { // the one refusal without a reason
+    if (message.find("`reason`") != std::string::npos) { // this refusal has no reason
         return "A picture of " + picture + " cannot be compressed as " + compression + ".";
     }
     return message;
@@ -159,39 +160,34 @@ void run(Session& session, const WriteOptions& options) {
             host.call("WriteImage", argumentsOf(temporary, std::move(image), attributes, std::move(overlays), request));
         });
     } catch (const velmora::LibraryError& error) {
-        session.reportRefusal("", placeOf(error, host, dictionary, attributes, request) +
+        session.reportRefusal("", originOf(error, host, dictionary, attributes, request) +
                                       explain(error, picture, request.compression.name));
     }
-}
-
-void addRepeatable(const CommandLine& command, const std::string& name, std::vector<std::string>& values,
-                   const std::string& description) {
-    command.addRepeatable(name, values, description + "; may be repeated");
 }
 
 } // namespace
 
 void addWriteCommand(const CommandLine& program, Session& session) {
-    auto options = std::make_shared<WriteOptions>();
-    const CommandLine command = program.addCommand("write", "Make a DICOM file of pictures");
-    options->pictures.addTo(command, "PICTURE",
-                            "PNG (grey or RGB) or .npy (bool, u1, u2, f4, f8); more become further frames");
-    command.addRequired("-o,--output", options->output, "DICOM file to write; - for the standard output");
-    command.addOption("--axes", options->axes,
+    const auto [command, options] =
+        addCommand<WriteOptions>(program, session, "write", "Make a DICOM file from pictures", run);
+    options.pictures.addTo(command, "PICTURE",
+                           "PNG (grey or RGB) or .npy (bool, u1, u2, f4, f8); more become further frames");
+    command.addRequired("-o,--output", options.output, "DICOM file to write; - for the standard output");
+    command.addOption("--axes", options.axes,
                       "Axes of .npy files, such as frames,rows,columns; by themselves [a][b][3] is rows, columns and "
                       "RGB, any other [a][b][c] frames, rows and columns");
-    addRepeatable(command, "--tag", options->tags, "Attribute as KEYWORD=VALUE, several values as A\\B");
-    command.addOption("--meta", options->metadata,
-                      "Attributes as JSON, as 'radvex tags --json' prints them; an equal "
-                      "--tag counts instead");
-    addRepeatable(command, "--overlay", options->overlays,
-                  "PNG or .npy to lay over the picture; every value but 0 is set");
-    addRepeatable(command, "--overlay-option", options->overlayProperties,
-                  "[NUMBER:]PROPERTY=VALUE of one overlay or of all: OriginRow, OriginColumn, ImageFrameOrigin, "
-                  "OverlayType, OverlayDescription, OverlaySubtype, OverlayLabel");
-    command.addOption("--compress", options->compression, "NAME[:P1[,P2]]: " + compressionHelp());
-    addRepeatable(command, "--default", options->defaults, "Default value as KEYWORD=VALUE; see 'radvex defaults'");
-    command.setAction([&session, options] { run(session, *options); });
+    command.addRepeatable("--tag", options.tags, "Attribute as KEYWORD=VALUE, several values as A\\B");
+    command.addOption("--meta", options.metadata,
+                      "Attributes as JSON, as 'radvex tags --json' prints them; an equal --tag takes "
+                      "precedence");
+    command.addRepeatable("--overlay", options.overlays,
+                          "PNG or .npy to lay over the picture; every value but 0 is set");
+    command.addRepeatable(
+        "--overlay-option", options.overlayProperties,
+        "[NUMBER:]PROPERTY=VALUE of one overlay or of all: OriginRow, OriginColumn, ImageFrameOrigin, "
+        "OverlayType, OverlayDescription, OverlaySubtype, OverlayLabel");
+    command.addOption("--compress", options.compression, "NAME[:P1[,P2]]: " + compressionHelp());
+    command.addRepeatable("--default", options.defaults, "Default value as KEYWORD=VALUE; see 'radvex defaults'");
 }
 
 } // namespace radvex::cli

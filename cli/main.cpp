@@ -19,7 +19,7 @@ int run(int argc, char** argv) {
     addDataCommand(program, session);
     addOverlaysCommand(program, session);
     addVolumeCommand(program, session);
-    addIndexCommand(program);
+    addIndexCommand(program, session);
     addAnonymizeCommand(program, session);
     addTreeCommand(program, session);
     addSeriesCommand(program, session);

@@ -10,22 +10,17 @@ namespace radvex::deidentify {
 
 namespace {
 
-std::size_t writtenCount(const AnonymizationResult& result) {
-    return static_cast<std::size_t>(std::count_if(result.files.begin(), result.files.end(),
-                                                  [](const AnonymizedFile& file) { return file.isWritten; }));
-}
-
 std::size_t failedCount(const AnonymizationResult& result) {
     return static_cast<std::size_t>(std::count_if(result.files.begin(), result.files.end(),
                                                   [](const AnonymizedFile& file) { return !file.error.empty(); }));
 }
 
-/// In how many files each attribute is, in the order of the names.
+/// The number of files that hold each attribute, in the order of the names.
 std::map<std::string, std::size_t> leakCounts(const AnonymizationResult& result) {
     std::map<std::string, std::size_t> counts;
     for (const AnonymizedFile& file : result.files) {
-        for (const Leak& leak : file.leaks) {
-            ++counts[leak.attribute];
+        for (const std::string& leak : file.leaks) {
+            ++counts[leak];
         }
     }
     return counts;
@@ -50,13 +45,13 @@ formats::Json entryOf(const AnonymizedFile& file, bool hasOriginals) {
         entry["input"] = formats::printable(file.source);
     }
     entry["output"] = file.isWritten ? formats::Json(formats::printable(file.name)) : formats::Json();
-    if (!file.error.empty()) { // the sentence names the file of the input
+    if (!file.error.empty()) { // the sentence holds the path of the input
         entry["error"] = hasOriginals ? formats::printable(file.error) : "said on standard error";
     }
     entry["changes"] = changesOf(file, hasOriginals);
     entry["remaining"] = formats::Json::array();
-    for (const Leak& leak : file.leaks) {
-        entry["remaining"].push_back(formats::printable(leak.attribute));
+    for (const std::string& leak : file.leaks) {
+        entry["remaining"].push_back(formats::printable(leak));
     }
     return entry;
 }
@@ -71,11 +66,12 @@ formats::Json entryOf(const Profile& profile) {
 
 } // namespace
 
-std::string anonymizationReport(const AnonymizationResult& result, const ReportOptions& options) {
+std::string anonymizationReport(const AnonymizationResult& result, const std::optional<Profile>& profile,
+                                bool hasOriginals) {
     formats::Json report{
-        {"written", writtenCount(result)}, {"failed", failedCount(result)}, {"skipped", result.skippedCount}};
-    if (options.profile != nullptr) {
-        report["profile"] = entryOf(*options.profile);
+        {"written", result.writtenCount()}, {"failed", failedCount(result)}, {"skipped", result.skippedCount}};
+    if (profile) {
+        report["profile"] = entryOf(*profile);
     }
     report["remaining"] = formats::Json::object();
     for (const auto& [attribute, count] : leakCounts(result)) {
@@ -83,14 +79,15 @@ std::string anonymizationReport(const AnonymizationResult& result, const ReportO
     }
     report["files"] = formats::Json::array();
     for (const AnonymizedFile& file : result.files) {
-        report["files"].push_back(entryOf(file, options.hasOriginals));
+        report["files"].push_back(entryOf(file, hasOriginals));
     }
     return formats::dumpJson(report, 1) + '\n';
 }
 
-std::string anonymizationSummary(const std::string& output, const AnonymizationResult& result, const Profile* profile) {
+std::string anonymizationSummary(const std::string& output, const AnonymizationResult& result,
+                                 const std::optional<Profile>& profile) {
     constexpr std::size_t kColumn = 44;
-    std::string text = formats::printable(output) + ": " + formats::counted(writtenCount(result), "file", "files") +
+    std::string text = formats::printable(output) + ": " + formats::counted(result.writtenCount(), "file", "files") +
                        " written, " + std::to_string(failedCount(result)) + " failed, " +
                        std::to_string(result.skippedCount) + " skipped\n";
     const auto counts = leakCounts(result);
@@ -103,7 +100,7 @@ std::string anonymizationSummary(const std::string& output, const AnonymizationR
     if (result.shownNameCount > 0) {
         text += "With --neutral-names no name of the input is kept.\n";
     }
-    if (profile != nullptr) {
+    if (profile) {
         text += "The basic profile also asks for what new values cannot express: the removal of " +
                 std::to_string(profile->notExpressible.size()) +
                 " attributes and groups, of which the files above hold those that are listed; --report names all.\n";

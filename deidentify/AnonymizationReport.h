@@ -1,21 +1,21 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "deidentify/Anonymizer.h"
 
 namespace radvex::deidentify {
 
-struct ReportOptions {
-    bool hasOriginals = false;        ///< paths of the input and values before, which identify the patient
-    const Profile* profile = nullptr; ///< that was asked for
-};
+/// The result for each file, as JSON.
+/// @param profile       the profile that was applied
+/// @param hasOriginals  whether to show paths of the input and original values, which identify the patient
+std::string anonymizationReport(const AnonymizationResult& result, const std::optional<Profile>& profile,
+                                bool hasOriginals);
 
-/// What became of each file, as JSON.
-std::string anonymizationReport(const AnonymizationResult& result, const ReportOptions& options);
-
-/// For people: how many files, which attributes may still identify the patient and in how many files, and what a
-/// profile could not do. Several lines.
-std::string anonymizationSummary(const std::string& output, const AnonymizationResult& result, const Profile* profile);
+/// Several lines for people: how many files, which attributes may still identify the patient, in how many files, and
+/// what a profile could not do.
+std::string anonymizationSummary(const std::string& output, const AnonymizationResult& result,
+                                 const std::optional<Profile>& profile);
 
 } // namespace radvex::deidentify

@@ -21,10 +21,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// What a process that works on files sends after the first round.
+/// What a worker sends for a file in the first round.
 struct MadeFile {
     bool isDicom = false;
-    std::string error{}; ///< a sentence; empty also for a file that is not DICOM
+    std::string error{}; ///< a sentence; empty too for a file that is not DICOM
     Originals originals{};
     std::vector<Change> changes{};
 
@@ -34,11 +34,11 @@ struct MadeFile {
     }
 };
 
-/// After the second.
+/// What a worker sends for a file in the second round.
 struct CheckedFile {
-    bool isClean = false; ///< no identifier of the run is left in the bytes
+    bool isClean = false; ///< the bytes hold no identifier of the run
     std::vector<Change> changes{};
-    std::set<Leak> leaks{};
+    Leaks leaks{};
 
     template <typename Self>
     static auto fields(Self& self) {
@@ -46,22 +46,28 @@ struct CheckedFile {
     }
 };
 
-/// "I0000000": a name that every medium can hold.
+/// "I0000000": a name that is valid on every medium.
 std::string neutralName(std::size_t index) {
     char name[24];
     std::snprintf(name, sizeof name, "I%07zu", index);
     return name;
 }
 
-std::string small(std::string text) {
+std::string smallLetters(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(),
                    [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
     return text;
 }
 
+/// A file that cannot be removed goes with the staging folder.
+void removeFile(const std::string& path) {
+    std::error_code ignored;
+    fs::remove(path, ignored);
+}
+
 using FilesByName = std::map<std::string, const AnonymizedFile*>;
 
-/// nullptr when there is none.
+/// Returns nullptr when there is none.
 const AnonymizedFile* fileNamed(const FilesByName& files, const std::string& name) {
     const auto found = files.find(name);
     return found == files.end() ? nullptr : found->second;
@@ -81,8 +87,8 @@ void requireFolder(const fs::path& path) {
 /// The steps of one run over one output folder.
 class Anonymizer::Work {
   public:
-    Work(Anonymizer& owner, std::string output, bool hasNamesOfItsOwn)
-        : mOwner(owner), mOutput(std::move(output)), mShowsNames(hasNamesOfItsOwn), mStaging(mOutput) {}
+    Work(Anonymizer& owner, std::string output, bool showsNames)
+        : mOwner(owner), mOutput(std::move(output)), mShowsNames(showsNames), mStaging(mOutput) {}
 
     void add(const std::string& source, const std::string& name, bool mayBeOther) {
         mJobs.push_back({mResult.files.size(), mStaging.file(std::to_string(mJobs.size())), mayBeOther});
@@ -95,7 +101,7 @@ class Anonymizer::Work {
 
     void addSkipped(std::size_t count = 1) { mResult.skippedCount += count; }
 
-    /// All identifiers of the run are known after the first round, and looked for in every file in the second.
+    /// The first round learns all identifiers of the run, the second one looks for them in every file.
     void run(const std::string& what) {
         forEachJob(
             "Anonymizing " + what, [this](std::size_t job) { return make(job); },
@@ -104,32 +110,32 @@ class Anonymizer::Work {
         forEachJob(
             "Checking " + what, [this](std::size_t job) { return check(job); },
             [this](Job& job, AnonymizedFile& file, const std::string& found) { finish(job, file, found); });
-        std::erase_if(mResult.files, [this](const AnonymizedFile& file) { return isSkipped(file); });
+        std::erase_if(mResult.files,
+                      [](const AnonymizedFile& file) { return !file.isWritten && file.error.empty(); }); // skipped
     }
 
-    /// A directory of the input. With names of the input each gets its own, else all files are in one.
+    /// Adds a DICOMDIR of the input. With neutral names one DICOMDIR lists all files.
     void addDirectory(const std::string& dicomdir, const std::string& name);
-    /// Writes the directories of what became of the files that those of the input list.
+    /// Writes directories of the results of the files that the directories of the input list.
     void writeDirectories();
 
     AnonymizationResult takeResult() { return std::move(mResult); }
-    Anonymization& identities() { return *mOwner.mRun; }
+    Anonymization& rewriter() { return *mOwner.mRun; }
 
   private:
     struct Job {
-        std::size_t file; ///< index in the result
+        std::size_t file; ///< index in the files of the result
         std::string staged;
-        bool mayBeOther; ///< something else than DICOM: then a refusal is none
+        bool mayBeOther; ///< may be no DICOM file: it is then skipped and not an error
         bool isMade = false;
         std::string raw() const { return staged + ".raw"; }
     };
-    /// Runs where the file is worked on. Gives a parcel.
+    /// Works on one file, in a worker when there are workers. Returns a parcel.
     using Step = std::function<std::string(std::size_t job)>;
-    /// Runs in this process, with the parcel.
+    /// Takes the parcel, in this process.
     using Take = std::function<void(Job&, AnonymizedFile&, const std::string& parcel)>;
 
     std::string target(const AnonymizedFile& file) const { return (fs::path(mOutput) / file.name).string(); }
-    bool isSkipped(const AnonymizedFile& file) const { return !file.isWritten && file.error.empty(); }
 
     void forEachJob(const std::string& what, const Step& step, const Take& take);
     void endWhenInterrupted() const;
@@ -146,8 +152,8 @@ class Anonymizer::Work {
 
     Anonymizer& mOwner;
     std::string mOutput;
-    bool mShowsNames;       ///< the names of the result come from the input
-    bool mIsShared = false; ///< other processes work on the files
+    bool mShowsNames;       ///< names of the results come from the input
+    bool mIsShared = false; ///< workers work on the files
     files::StagingFolder mStaging;
     files::Interruption mInterruption{};
     std::vector<Job> mJobs{};
@@ -157,9 +163,8 @@ class Anonymizer::Work {
 
 void Anonymizer::Work::endWhenInterrupted() const {
     if (mInterruption.signal() != 0) {
-        const auto count = std::count_if(mResult.files.begin(), mResult.files.end(),
-                                         [](const AnonymizedFile& file) { return file.isWritten; });
-        throw FileError("Interrupted; " + std::to_string(count) + " files were written to " + mOutput + ".");
+        throw FileError("Interrupted; " + std::to_string(mResult.writtenCount()) + " files were written to " + mOutput +
+                        ".");
     }
 }
 
@@ -182,10 +187,8 @@ void Anonymizer::Work::forEachJob(const std::string& what, const Step& step, con
             take(job, file, result.output);
         } catch (const FileError& error) {
             file.error = file.source + ": " + error.what();
-            for (const std::string& left : {job.staged, job.raw()}) {
-                std::error_code ignored;
-                fs::remove(left, ignored);
-            }
+            removeFile(job.staged);
+            removeFile(job.raw());
         }
         mOwner.mOptions.progress(what, index + 1, mJobs.size());
         endWhenInterrupted();
@@ -201,26 +204,25 @@ std::string Anonymizer::Work::make(std::size_t index) {
         // DCMTK takes "-" for the standard input.
         const std::string source = file.source == "-" ? "./-" : file.source;
         mOwner.mHost.call("DicomAnonymize", {source, raw, mOwner.mRules});
-        identities().map(source, raw, job.staged, keepsChanges() ? &made.changes : nullptr);
+        rewriter().map(source, raw, job.staged, keepsChanges() ? &made.changes : nullptr);
         made.isDicom = true;
     } catch (const velmora::LibraryError& error) {
         const bool isOther = job.mayBeOther && error.name() == "OpenFileError";
         made.error = isOther ? "" : error.what();
     } catch (const velmora::HostError&) {
         throw;
-    } catch (const std::exception& error) { // what DCMTK throws for some values too
+    } catch (const std::exception& error) { // DCMTK throws for some values too
         made.error = std::string(error.what()) + '.';
     }
-    std::error_code ignored;
-    fs::remove(raw, ignored);
-    // Also of a file that failed: its identifiers may stand in others.
-    made.originals = identities().takeOriginals();
+    removeFile(raw);
+    // A file that failed counts too: other files may hold its identifiers.
+    made.originals = rewriter().takeOriginals();
     return workers::toParcel(made);
 }
 
 void Anonymizer::Work::take(Job& job, AnonymizedFile& file, const std::string& parcel) {
     auto made = workers::fromParcel<MadeFile>(parcel);
-    identities().addOriginals(std::move(made.originals));
+    rewriter().addOriginals(std::move(made.originals));
     if (!made.error.empty()) {
         throw FileError(made.error);
     }
@@ -235,9 +237,9 @@ std::string Anonymizer::Work::check(std::size_t index) {
     const std::string& staged = mJobs[index].staged;
     CheckedFile checked;
     try {
-        checked.isClean = identities().clean(staged, keepsChanges() ? &checked.changes : nullptr);
+        checked.isClean = rewriter().clean(staged, keepsChanges() ? &checked.changes : nullptr);
         if (mOwner.mOptions.examines) {
-            checked.leaks = identities().examine(staged);
+            checked.leaks = rewriter().examine(staged);
         }
     } catch (const std::exception& error) {
         throw std::runtime_error(std::string(error.what()) + '.');
@@ -255,19 +257,18 @@ void Anonymizer::Work::finish(Job& job, AnonymizedFile& file, const std::string&
 
 void Anonymizer::Work::judge(AnonymizedFile& file, bool isClean) {
     if (!isClean) {
-        file.leaks.insert({"text of an original identifier"});
+        file.leaks.insert("text of an original identifier");
     }
-    if (mShowsNames && identities().showsIdentity(file.name)) {
+    if (mShowsNames && rewriter().showsIdentity(file.name)) {
         ++mResult.shownNameCount;
-        file.leaks.insert({"name of the file"});
+        file.leaks.insert("name of the file");
     }
 }
 
 void Anonymizer::Work::publish(const std::string& staged, AnonymizedFile& file) {
     if (mOwner.mOptions.isStrict && !file.leaks.empty()) {
-        std::error_code ignored;
-        fs::remove(staged, ignored);
-        file.error = file.source + ": not written, since it may still identify the patient.";
+        removeFile(staged);
+        file.error = file.source + ": not written, because it may still identify the patient.";
         return;
     }
     const std::string path = target(file);
@@ -276,30 +277,31 @@ void Anonymizer::Work::publish(const std::string& staged, AnonymizedFile& file) 
     file.isWritten = true;
 }
 
-/// Files of a medium that are there now. What its directory lists and the medium lacks is an error of the directory.
+/// The written files that a directory of the input lists. A listed file that does not exist is an error of the
+/// directory.
 Anonymizer::Work::Listed Anonymizer::Work::listFiles(AnonymizedFile& directory) const {
-    // Names on a medium may be written in small letters where the directory has capitals.
+    // Some systems show the names of a medium in small letters, while its directory has capital ones.
     FilesByName exact;
     FilesByName folded;
-    const fs::path place = fs::path(directory.source).parent_path();
+    const fs::path folder = fs::path(directory.source).parent_path();
     for (const AnonymizedFile& file : mResult.files) {
-        const std::string way = fs::path(file.source).lexically_relative(place).string();
-        exact.emplace(way, &file);
-        folded.emplace(small(way), &file);
+        const std::string relative = fs::path(file.source).lexically_relative(folder).string();
+        exact.emplace(relative, &file);
+        folded.emplace(smallLetters(relative), &file);
     }
     Listed listed;
     const std::vector<std::string> fileIds = mOwner.mRun->fileIdsOf(directory.source);
     for (const std::string& fileId : fileIds) {
         const AnonymizedFile* sameName = fileNamed(exact, fileId);
-        const AnonymizedFile* file = sameName != nullptr ? sameName : fileNamed(folded, small(fileId));
+        const AnonymizedFile* file = sameName != nullptr ? sameName : fileNamed(folded, smallLetters(fileId));
         if (file == nullptr) {
-            directory.error = directory.source + ": " + fileId + ", which it lists, is not there.";
+            directory.error = directory.source + ": the listed file " + fileId + " does not exist.";
         } else if (file->isWritten) {
             listed.push_back({target(*file), mShowsNames ? fileId : file->name});
         }
     }
     if (listed.empty() && !fileIds.empty()) {
-        throw FileError("no directory was written, since no file that it lists was.");
+        throw FileError("no directory was written, because none of the listed files was written.");
     }
     return listed;
 }
@@ -326,13 +328,13 @@ void Anonymizer::Work::writeDirectories() {
 
 void Anonymizer::Work::writeDirectory(AnonymizedFile& directory, const Listed& listed) {
     const std::string staged = mStaging.file("DICOMDIR");
-    for (const media::RefusedFile& refused : identities().writeDirectory(staged, listed)) {
+    for (const media::RefusedFile& refused : rewriter().writeDirectory(staged, listed)) {
         directory.error = directory.source + ": " + refused.path + " is not listed: " + refused.reason + ".";
     }
     if (mOwner.mOptions.examines) {
-        directory.leaks = identities().examine(staged);
+        directory.leaks = rewriter().examine(staged);
     }
-    judge(directory, !identities().holdsIdentifier(staged));
+    judge(directory, !rewriter().holdsIdentifier(staged));
     publish(staged, directory);
 }
 
@@ -351,7 +353,7 @@ std::unique_ptr<Anonymization> openAnonymization(const AnonymizationSettings& se
 AnonymizationResult Anonymizer::anonymizeFile(const std::string& input, const std::string& output) {
     const fs::path path(output);
     const std::string folder = path.has_parent_path() ? path.parent_path().string() : ".";
-    Work work(*this, folder, false); // the name was chosen
+    Work work(*this, folder, false); // the user chose the name
     work.add(input, path.filename().string(), false);
     work.run(input);
     return work.takeResult();

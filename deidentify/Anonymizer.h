@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <memory>
 #include <set>
 #include <string>
@@ -13,50 +14,54 @@
 namespace radvex::deidentify {
 
 struct AnonymizerOptions {
-    bool mayReplace = false;      ///< files of the output that are there already
-    bool isStrict = false;        ///< a file that may still identify gets no name
-    bool examines = true;         ///< looks for attributes that may still identify
-    bool keepsChanges = false;    ///< for a report
-    bool hasNeutralNames = false; ///< in place of the input's
-    std::size_t jobs = 0;         ///< processes that work on the files; 0: this one does
+    bool mayReplace = false;      ///< replace files of the output that exist already
+    bool isStrict = false;        ///< write no file that may still identify the patient
+    bool examines = true;         ///< look for attributes that may still identify the patient
+    bool keepsChanges = false;    ///< collect the changes of each file, for a report
+    bool hasNeutralNames = false; ///< number the files instead of keeping the names of the input
+    std::size_t jobs = 0;         ///< number of processes that work on the files; 0: this process does the work
     workers::Progress progress = workers::withoutProgress;
 };
 
-/// What became of one file.
+/// The result for one file of the input.
 struct AnonymizedFile {
-    std::string source{}; ///< path
-    std::string name{};   ///< of the result, relative to the output folder
+    std::string source{}; ///< path of the input
+    std::string name{};   ///< path of the result, relative to the output folder
     bool isWritten = false;
-    std::string error{}; ///< a sentence, why it is not written or not listed
+    std::string error{}; ///< a sentence: why the file is not written or not listed
     std::vector<Change> changes{};
-    std::set<Leak> leaks{};
+    Leaks leaks{};
 };
 
 struct AnonymizationResult {
-    std::vector<AnonymizedFile> files{}; ///< directories that were written among them
+    std::vector<AnonymizedFile> files{}; ///< with the directories of media
     std::size_t skippedCount = 0;        ///< files that are not DICOM
     std::size_t shownNameCount = 0;      ///< written files whose names show an identity
+
+    std::size_t writtenCount() const {
+        return static_cast<std::size_t>(std::ranges::count(files, true, &AnonymizedFile::isWritten));
+    }
 };
 
-/// A new run. @throws FileError  a sentence
+/// Starts a run in radvexDatasets.so. @throws FileError  a sentence
 std::unique_ptr<Anonymization> openAnonymization(const AnonymizationSettings& settings);
 
-/// Anonymizes a file, or a folder file by file: the library makes a file in a hidden folder, then its identifiers are
-/// made consistent, and only what is finished gets its name. A file that fails costs that file, and so does one that
-/// ends the process that works on it.
+/// Anonymizes a file, or a folder file by file. The library makes each file in a hidden folder, then its identifiers
+/// are made consistent, and only a finished file gets its name. When a file fails, or ends the process that works on
+/// it, only this file is lost.
 class Anonymizer {
   public:
     Anonymizer(velmora::Host& host, const ReplacementRules& rules, std::unique_ptr<Anonymization> run,
                AnonymizerOptions options)
         : mHost(host), mRules(rules.toStore()), mRun(std::move(run)), mOptions(std::move(options)) {}
 
-    /// @throws FileError  the output cannot be written at all
+    /// @throws FileError  nothing can be written to the output folder
     AnonymizationResult anonymizeFile(const std::string& input, const std::string& output);
 
-    /// Everything below a folder that is DICOM; for each directory of a medium in it one of the results is written in
-    /// the same place, with the same File IDs.
-    /// @param output  a folder that is made when it is missing
-    /// @throws FileError  the input cannot be read or the output cannot be written at all
+    /// Anonymizes all DICOM files below a folder. For each DICOMDIR a new one with the same path and the same File IDs
+    /// lists the results.
+    /// @param output  a folder, which is made when it is missing
+    /// @throws FileError  the input cannot be read, or nothing can be written to the output folder
     AnonymizationResult anonymizeFolder(const std::string& input, const std::string& output);
 
   private:

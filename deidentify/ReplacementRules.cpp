@@ -12,8 +12,7 @@ namespace radvex::deidentify {
 using velmora::Store;
 
 void ReplacementRules::set(const std::string& keyword, const std::string& value) {
-    const auto known =
-        std::find_if(mRules.begin(), mRules.end(), [&](const ProfileRule& rule) { return rule.keyword == keyword; });
+    const auto known = std::ranges::find(mRules, keyword, &ProfileRule::keyword);
     if (known != mRules.end()) {
         known->value = value;
     } else {

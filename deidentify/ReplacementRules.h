@@ -8,20 +8,20 @@
 
 namespace radvex::deidentify {
 
-/// New values by keyword, each keyword once.
+/// New values by keyword. Each keyword stands once.
 class ReplacementRules {
   public:
-    /// The value of a keyword that has one already is replaced.
+    /// Replaces the value of a keyword that has one already.
     void set(const std::string& keyword, const std::string& value);
 
-    /// Takes the rules of a JSON file: one object of keywords and texts or numbers.
-    /// @throws FileError  it cannot be read  @throws JsonError  a sentence that names the place
+    /// Adds the rules of a JSON file: one object of keywords and texts or numbers.
+    /// @throws FileError  it cannot be read  @throws JsonError  a sentence that names the file
     void read(const std::string& path);
 
-    /// As the library takes them.
+    /// The rules in the form that the library takes.
     velmora::Store toStore() const;
 
-    /// With tags in place of keywords. @throws velmora::LibraryError  an unknown keyword
+    /// The rules with tags instead of keywords. @throws velmora::LibraryError  an unknown keyword
     std::vector<GivenValue> resolve(velmora::Host& host) const;
 
   private:

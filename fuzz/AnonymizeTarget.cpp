@@ -2,7 +2,6 @@
 #include <stdexcept>
 
 #include "deidentify/Anonymization.h"
-#include "deidentify/rewriting/AnonymizationRun.h"
 #include "fuzz/Choices.h"
 #include "fuzz/InputParts.h"
 #include "fuzz/Supply.h"

@@ -15,7 +15,7 @@ CommandLine::CommandLine(std::shared_ptr<CLI::App> app) : mApp(std::move(app)) {
 
 CommandLine CommandLine::addCommand(const std::string& name, const std::string& description) const {
     mApp->require_subcommand(1);
-    // The program owns its commands: a pointer that counted would keep a command alive that holds itself by its action.
+    // The program owns its commands. An owning pointer would keep a command alive whose action holds a copy of it.
     return CommandLine(std::shared_ptr<CLI::App>(std::shared_ptr<CLI::App>(), mApp->add_subcommand(name, description)));
 }
 
@@ -39,7 +39,7 @@ void CommandLine::addNumber(const std::string& name, std::optional<std::size_t>&
 
 void CommandLine::addRepeatable(const std::string& name, std::vector<std::string>& values,
                                 const std::string& description) const {
-    mApp->add_option(name, values, description)->allow_extra_args(false)->take_all();
+    mApp->add_option(name, values, description + "; may be repeated")->allow_extra_args(false)->take_all();
 }
 
 void CommandLine::addWords(const std::string& name, std::vector<std::string>& values,
@@ -69,7 +69,7 @@ void CommandLine::setAction(std::function<void()> action) const { mApp->callback
 
 std::optional<int> CommandLine::run(const std::vector<std::string>& words) const {
     try {
-        mApp->parse(std::vector<std::string>(words.rbegin(), words.rend())); // CLI11 takes them last word first
+        mApp->parse(std::vector<std::string>(words.rbegin(), words.rend())); // CLI11 takes the last word first
         return std::nullopt;
     } catch (const CLI::Success& request) { // --help and --version
         return mApp->exit(request);

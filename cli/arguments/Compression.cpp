@@ -1,17 +1,19 @@
 #include "cli/arguments/Compression.h"
 
+#include <algorithm>
 #include <array>
-#include <charconv>
-#include <vector>
+#include <ranges>
+#include <string_view>
 
-#include "cli/Session.h"
+#include "cli/arguments/Words.h"
+#include "files/Errors.h"
 #include "formats/json/Text.h"
 
 namespace radvex::cli {
 
 namespace {
 
-/// A number behind a name; `meaning` is empty for one that the name does not take.
+/// A number behind the name of a method. `meaning` is empty when the method takes no such number.
 struct Parameter {
     const char* meaning;
     vint least;
@@ -20,7 +22,7 @@ struct Parameter {
 };
 
 struct Method {
-    const char* name;
+    std::string_view name;
     Parameter first;
     Parameter second;
 };
@@ -40,31 +42,27 @@ constexpr std::array<Method, 8> kMethods{
      {"RLE", kNone, kNone}}};
 
 const Method& findMethod(const std::string& name) {
-    std::string known;
-    for (const Method& method : kMethods) {
-        if (name == method.name) {
-            return method;
-        }
-        known.append(known.empty() ? "" : ", ").append(method.name);
+    const auto* const method = std::ranges::find(kMethods, name, &Method::name);
+    if (method == kMethods.end()) {
+        throw UsageError("--compress " + formats::shortened(name) + ": the names are " +
+                         joined(kMethods | std::views::transform(&Method::name)) + ".");
     }
-    throw UsageError("--compress " + formats::shortened(name) + ": there are " + known + ".");
+    return *method;
 }
 
-vint parseNumber(const std::string& option, const std::string& text, const Parameter& parameter) {
+vint parseParameter(const std::string& option, const std::string& text, const Parameter& parameter) {
     if (*parameter.meaning == 0) {
-        throw UsageError(option + ": no number is expected where " + formats::shortened(text) + " stands.");
+        throw UsageError(option + ": the number " + formats::shortened(text) + " is not expected.");
     }
-    vint number = 0;
-    const char* const last = text.data() + text.size();
-    const auto [end, error] = std::from_chars(text.data(), last, number);
-    if (error != std::errc{} || end != last || number < parameter.least || number > parameter.most) {
+    const auto number = parseNumber<vint>(text);
+    if (!number || *number < parameter.least || *number > parameter.most) {
         const std::string range = std::to_string(parameter.least) + " to " + std::to_string(parameter.most);
         throw UsageError(option + ": the " + parameter.meaning + " is " +
                          (parameter.least == parameter.most ? "always " + std::to_string(parameter.least)
                                                             : "a number from " + range) +
                          ".");
     }
-    return number;
+    return *number;
 }
 
 } // namespace
@@ -72,14 +70,14 @@ vint parseNumber(const std::string& option, const std::string& text, const Param
 Compression parseCompression(const std::string& text) {
     const std::size_t colon = text.find(':');
     const Method& method = findMethod(text.substr(0, colon));
-    Compression compression{method.name, method.first.usual, method.second.usual};
+    Compression compression{std::string(method.name), method.first.usual, method.second.usual};
     if (colon != std::string::npos) {
         const std::string option = "--compress " + formats::shortened(text);
         const std::string numbers = text.substr(colon + 1);
         const std::size_t comma = numbers.find(',');
-        compression.first = parseNumber(option, numbers.substr(0, comma), method.first);
+        compression.first = parseParameter(option, numbers.substr(0, comma), method.first);
         if (comma != std::string::npos) {
-            compression.second = parseNumber(option, numbers.substr(comma + 1), method.second);
+            compression.second = parseParameter(option, numbers.substr(comma + 1), method.second);
         }
     }
     return compression;

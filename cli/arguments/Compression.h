@@ -6,18 +6,18 @@
 
 namespace radvex::cli {
 
-/// How pixels are stored, as the library takes it.
+/// How pixels are stored, in the form that the library takes.
 struct Compression {
     std::string name = "Uncompressed";
     vint first = 0;
     vint second = 0;
 };
 
-/// Reads NAME[:P1[,P2]]. What is not given has the value that Radvex.so's codecs use for themselves.
-/// @throws UsageError  an unknown name, a number too many or out of its range
+/// Reads NAME[:P1[,P2]]. A number that is not given has the default value of the library's codecs.
+/// @throws UsageError  the name is unknown, or a number is unexpected or out of range
 Compression parseCompression(const std::string& text);
 
-/// The names and their numbers, for a help text.
+/// The names and their default numbers, for a help text.
 std::string compressionHelp();
 
 } // namespace radvex::cli

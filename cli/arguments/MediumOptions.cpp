@@ -10,12 +10,12 @@ namespace radvex::cli {
 void checkPattern(const char* option, const std::string& pattern) {
     if (const std::string reason = media::whyUnusable(pattern); !reason.empty()) {
         throw UsageError(std::string(option) + " '" + formats::shortened(pattern) +
-                         "' is no regular expression that can be used: " + reason);
+                         "' is not a usable regular expression: " + reason);
     }
 }
 
-std::unique_ptr<media::Medium> openMedium(const std::string& place, const FileJobs& jobs) {
-    auto medium = std::make_unique<media::Medium>(place, jobs.count(), ProgressBar::forEachWork());
+std::unique_ptr<media::Medium> openMedium(const std::string& path, const FileJobs& jobs) {
+    auto medium = std::make_unique<media::Medium>(path, jobs.count(), ProgressBar::forEachWork());
     for (const std::string& sentence : media::whatIsLeftOut(medium->index())) {
         printError(sentence);
     }

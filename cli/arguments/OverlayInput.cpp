@@ -2,10 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 
-#include "cli/Session.h"
-#include "cli/arguments/Assignment.h"
+#include "cli/arguments/Words.h"
+#include "files/Errors.h"
 #include "formats/pictures/PictureFiles.h"
 
 namespace radvex::cli {
@@ -21,42 +20,31 @@ constexpr std::array<const char*, 7> kNames{"OriginRow",          "OriginColumn"
                                             "OverlayDescription", "OverlaySubtype", "OverlayLabel"};
 constexpr std::ptrdiff_t kNumbers = 3;
 
-bool isWholeNumber(const std::string& text) {
-    long long number = 0;
-    const char* const last = text.data() + text.size();
-    const auto [end, error] = std::from_chars(text.data(), last, number);
-    return error == std::errc{} && end == last;
-}
-
 void requireProperty(const Assignment& given) {
     const auto* const name = std::find(kNames.begin(), kNames.end(), given.keyword);
     if (name == kNames.end()) {
-        std::string known;
-        for (const char* each : kNames) {
-            known.append(known.empty() ? "" : ", ").append(each);
-        }
-        throw UsageError(given.place + ": the properties are " + known + ".");
+        throw UsageError(given.label + ": the properties are " + joined(kNames) + ".");
     }
-    if (name - kNames.begin() < kNumbers && !isWholeNumber(given.value)) {
-        throw UsageError(given.place + ": a whole number is expected.");
+    if (name - kNames.begin() < kNumbers && !parseNumber<long long>(given.value)) {
+        throw UsageError(given.label + ": a whole number is expected.");
     }
 }
 
-/// Takes the number of the overlay off the front of a word; 0 when there is none.
+/// The number in front of a property; 0 when there is none. `word` receives the rest of the text when there is one.
 std::size_t takeOverlayNumber(const std::string& text, std::string& word, std::size_t count) {
     const std::size_t colon = text.find(':');
     const std::size_t sign = text.find('=');
     if (colon == std::string::npos || colon > sign) {
         return 0;
     }
-    const std::string digits = text.substr(0, colon);
+    const auto number = parseNumber<std::size_t>(text.substr(0, colon));
     word = text.substr(colon + 1);
-    if (!isWholeNumber(digits) || digits.size() > 9 || std::stoi(digits) < 1 ||
-        static_cast<std::size_t>(std::stoi(digits)) > count) {
-        throw UsageError(std::string(kOption) + " " + text + ": there is no overlay of that number; there are " +
-                         std::to_string(count) + ".");
+    if (!number || *number < 1 || *number > count) {
+        throw UsageError(std::string(kOption) + " " + text +
+                         ": there is no overlay with that number; the number of overlays is " + std::to_string(count) +
+                         ".");
     }
-    return static_cast<std::size_t>(std::stoi(digits));
+    return *number;
 }
 
 } // namespace

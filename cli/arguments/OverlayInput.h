@@ -7,21 +7,21 @@
 
 namespace radvex::cli {
 
-/// One property of an overlay, as "2:OverlayLabel=Lesion" gives it.
+/// One property of an overlay, given as "2:OverlayLabel=Lesion".
 struct OverlayProperty {
-    std::size_t overlay = 0; ///< from 1; 0 for all
+    std::size_t overlay = 0; ///< number of the overlay, from 1; 0 for all overlays
     std::string name{};
     std::string value{};
 };
 
 /// Reads [NUMBER:]PROPERTY=VALUE.
-/// @throws UsageError  no such property, a position that is no number, an overlay beyond `count`
+/// @throws UsageError  the property is unknown, an origin is not a number, or the overlay is beyond `count`
 OverlayProperty parseOverlayProperty(const std::string& text, std::size_t count);
 
-/// The properties as the library takes them: for each overlay, by its number, texts by property.
+/// The properties in the form that the library takes: for each overlay number the texts by property.
 velmora::Store overlayOptions(const std::vector<OverlayProperty>& properties, std::size_t count);
 
-/// The overlays as the library takes them: bit images. @throws FileError
+/// The overlays in the form that the library takes: bit images. @throws FileError
 velmora::Store readOverlays(const std::vector<std::string>& files);
 
 } // namespace radvex::cli

@@ -1,26 +1,19 @@
 #include "cli/arguments/PictureOptions.h"
 
-#include <charconv>
 #include <cmath>
 
+#include "cli/arguments/Words.h"
 #include "files/Errors.h"
 
 namespace radvex::cli {
 
 namespace {
 
-template <typename T>
-std::optional<T> parse(const std::string& text) {
-    T value{};
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return error == std::errc{} && end == text.data() + text.size() ? std::optional<T>(value) : std::nullopt;
-}
-
-/// Two texts around a separator.
+/// The texts before and behind the first separator.
 std::optional<std::pair<std::string, std::string>> splitAt(const std::string& text, char separator) {
-    const std::size_t place = text.find(separator);
-    return place == std::string::npos ? std::nullopt
-                                      : std::optional(std::pair(text.substr(0, place), text.substr(place + 1)));
+    const std::size_t index = text.find(separator);
+    return index == std::string::npos ? std::nullopt
+                                      : std::optional(std::pair(text.substr(0, index), text.substr(index + 1)));
 }
 
 } // namespace
@@ -45,7 +38,7 @@ void PictureOptions::addOverlaysTo(const CommandLine& command) {
 void PictureOptions::addWindowTo(const CommandLine& command) {
     command.addOption("--window", window, "Window as WIDTH,CENTER in the unit of the rescaled values");
     command.addChoice("--scaling", scaling, {"minmax", "trimmed", "none"},
-                      "Window by itself: minmax, trimmed (without extreme values) or none");
+                      "Automatic window: minmax, trimmed (without extreme values) or none");
 }
 
 std::optional<media::Window> PictureOptions::explicitWindow() const {
@@ -53,10 +46,10 @@ std::optional<media::Window> PictureOptions::explicitWindow() const {
         return std::nullopt;
     }
     const auto parts = splitAt(window, ',');
-    const auto width = parts ? parse<double>(parts->first) : std::nullopt;
-    const auto center = parts ? parse<double>(parts->second) : std::nullopt;
+    const auto width = parts ? parseNumber<double>(parts->first) : std::nullopt;
+    const auto center = parts ? parseNumber<double>(parts->second) : std::nullopt;
     if (!width || !center || !std::isfinite(*width) || !std::isfinite(*center)) {
-        throw UsageError("--window '" + window + "' is no window: WIDTH,CENTER is expected, such as 400,40.");
+        throw UsageError("--window '" + window + "' is not a window: WIDTH,CENTER is expected, such as 400,40.");
     }
     if (*width < 1.0) {
         throw UsageError("--window '" + window + "' has a width below 1; a window is at least 1 wide.");
@@ -93,8 +86,8 @@ std::pair<vint, vint> PictureOptions::frameRange(vint available) const {
     }
     const std::string& text = frame.empty() ? frames : frame;
     const auto parts = frame.empty() ? splitAt(frames, ':') : std::optional(std::pair(frame, frame));
-    const auto first = parts ? parse<vint>(parts->first) : std::nullopt;
-    const auto last = parts ? parse<vint>(parts->second) : std::nullopt;
+    const auto first = parts ? parseNumber<vint>(parts->first) : std::nullopt;
+    const auto last = parts ? parseNumber<vint>(parts->second) : std::nullopt;
     if (!first || !last) {
         throw UsageError("'" + text + "' names no frames: a number is expected after --frame, A:B after --frames.");
     }

@@ -10,7 +10,7 @@
 
 namespace radvex::cli {
 
-/// Options of every command that renders: window, scaling, overlays; and frames where there is one file.
+/// Options of every command that renders: window, scaling and overlays; for a single file also frames.
 struct PictureOptions {
     std::string window{};
     std::string scaling = "minmax";
@@ -19,17 +19,17 @@ struct PictureOptions {
     bool commonWindow = false; ///< one window for all pictures of a series, from its smallest to its largest value
     bool overlays = false;
 
-    /// All of them, for one file.
+    /// Adds all options for a single file.
     void addTo(const CommandLine& command);
-    /// Window and scaling, the common window too, for a series of files.
+    /// Adds window, scaling and common window, for a series of files.
     void addSeriesWindowTo(const CommandLine& command);
     void addOverlaysTo(const CommandLine& command);
 
     /// @throws UsageError
     media::Rendering rendering() const;
-    /// Whether anything was chosen of how values become grey.
+    /// Whether an option chooses how values become grey.
     bool choosesGrey() const { return !window.empty() || commonWindow || scaling != "minmax"; }
-    /// The window that makes the grey of pictures, as JSON: explicit, or the scaling's name. @throws UsageError
+    /// The window of the pictures as JSON: width and center, or the name of the scaling. @throws UsageError
     formats::Json describeWindow() const;
     /// First frame (from 0) and number of frames among `available`. @throws UsageError
     std::pair<vint, vint> frameRange(vint available) const;

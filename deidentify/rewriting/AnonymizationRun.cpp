@@ -7,10 +7,9 @@
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcsequen.h"
 #include "dcmtk/dcmdata/dcxfer.h"
-#include "deidentify/rewriting/AnonymizationRun.h"
+#include "deidentify/Anonymization.h"
 #include "deidentify/rewriting/BasicProfile.h"
 #include "deidentify/rewriting/Identities.h"
-#include "deidentify/rewriting/Leaks.h"
 #include "deidentify/rewriting/TextReplacement.h"
 #include "media/FileStart.h"
 #include "media/dicomdir/DcmtkSettings.h"
@@ -34,9 +33,9 @@ bool isDeflated(DcmFileFormat& file) {
     return DcmXfer(file.getDataset()->getOriginalXfer()).getStreamCompression() != ESC_none;
 }
 
-class Run : public Anonymization {
+class AnonymizationRun : public Anonymization {
   public:
-    explicit Run(AnonymizationSettings settings)
+    explicit AnonymizationRun(AnonymizationSettings settings)
         : mIsIndependent(settings.isIndependent),
           mIdentities(Pseudonyms(settings.key.empty() ? Pseudonyms::randomKey() : std::move(settings.key)),
                       givenValues(settings.given)) {
@@ -95,10 +94,10 @@ class Run : public Anonymization {
         const bool isFound = mFinder.isIn(path);
         DcmFileFormat file;
         media::loadDicom(file, path);
-        if (!isFound && !isDeflated(file)) { // in the bytes of a deflated file there is nothing to be found
+        if (!isFound && !isDeflated(file)) { // the bytes of a deflated file show no text
             return true;
         }
-        if (replaceIdentifiers(file, mFinder, mIdentities.originals(), mIdentities.given(), changes)) {
+        if (replaceIdentifiers(file, mFinder, mIdentities, changes)) {
             const std::string cleaned = path + ".cleaned";
             media::saveDicom(file, cleaned);
             std::filesystem::rename(cleaned, path);
@@ -106,11 +105,11 @@ class Run : public Anonymization {
         return !holdsIdentifier(path);
     }
 
-    std::set<Leak> examine(const std::string& path) override {
+    Leaks examine(const std::string& path) override {
         const media::KnownTypes knownTypes;
         DcmFileFormat file;
         media::loadDicom(file, path);
-        return findLeaks(file, mIdentities.originals(), mIdentities.given());
+        return mIdentities.findLeaks(file);
     }
 
     bool holdsIdentifier(const std::string& path) override {
@@ -147,10 +146,10 @@ class Run : public Anonymization {
     bool mIsIndependent;
     Identities mIdentities;
     TextFinder mFinder{};
-    std::size_t mLearned = 0;
+    std::size_t mLearned = 0; ///< number of originals that the finder knows
 };
 
-std::vector<std::string> Run::fileIdsOf(const std::string& dicomdir) {
+std::vector<std::string> AnonymizationRun::fileIdsOf(const std::string& dicomdir) {
     DcmFileFormat file;
     media::loadDicom(file, dicomdir);
     DcmSequenceOfItems* records = nullptr;
@@ -175,7 +174,8 @@ std::vector<std::string> Run::fileIdsOf(const std::string& dicomdir) {
     return fileIds;
 }
 
-std::vector<media::RefusedFile> Run::writeDirectory(const std::string& path, const std::vector<Listed>& files) {
+std::vector<media::RefusedFile> AnonymizationRun::writeDirectory(const std::string& path,
+                                                                 const std::vector<Listed>& files) {
     const media::KnownTypes knownTypes;
     media::DirectoryBuilder builder(path);
     std::vector<media::RefusedFile> refused;
@@ -200,7 +200,7 @@ std::vector<media::RefusedFile> Run::writeDirectory(const std::string& path, con
 } // namespace
 
 std::unique_ptr<Anonymization> startAnonymization(AnonymizationSettings settings) {
-    return std::make_unique<Run>(std::move(settings));
+    return std::make_unique<AnonymizationRun>(std::move(settings));
 }
 
 } // namespace radvex::deidentify

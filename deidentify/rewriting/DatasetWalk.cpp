@@ -17,7 +17,8 @@ struct Work {
     std::string prefix;
 };
 
-/// Elements of an item stand in the order of their tags, so that two items are walked side by side.
+/// Finds the element with the same tag in another item. Elements of an item are in the order of their tags, so that one
+/// pass over both items is enough.
 class Partners {
   public:
     explicit Partners(DcmItem* item) : mItem(item), mNext(item == nullptr ? nullptr : item->nextInContainer(nullptr)) {}
@@ -91,8 +92,7 @@ DcmSequenceOfItems* asSequence(DcmElement& element) {
 }
 
 bool holdsText(DcmElement& element) {
-    const DcmEVR vr = element.ident();
-    return dynamic_cast<DcmByteString*>(&element) != nullptr || vr == EVR_UN;
+    return dynamic_cast<DcmByteString*>(&element) != nullptr || element.ident() == EVR_UN;
 }
 
 std::string textOf(DcmElement& element) {
@@ -117,7 +117,7 @@ void putText(DcmElement& element, const std::string& text) {
         put = element.putString(text.c_str(), static_cast<Uint32>(text.size()));
     }
     if (put.bad()) {
-        throw std::runtime_error(nameOf(element.getTag()) + " takes no new value: " + put.text());
+        throw std::runtime_error(nameOf(element.getTag()) + " cannot take a new value: " + put.text());
     }
 }
 

@@ -1,7 +1,6 @@
 // The entries of radvexDatasets.so.
 
 #include "deidentify/Anonymization.h"
-#include "deidentify/rewriting/AnonymizationRun.h"
 #include "media/dicomdir/FolderIndexer.h"
 
 using radvex::deidentify::Anonymization;

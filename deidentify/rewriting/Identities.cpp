@@ -5,8 +5,10 @@
 
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcmetinf.h"
+#include "dcmtk/dcmdata/dcsequen.h"
+#include "dcmtk/dcmdata/dcuid.h"
+#include "deidentify/rewriting/BasicProfile.h"
 #include "deidentify/rewriting/DatasetWalk.h"
-#include "deidentify/rewriting/UidKinds.h"
 
 namespace radvex::deidentify {
 
@@ -16,9 +18,48 @@ bool isId(const DcmTagKey& key) { return key == DCM_PatientID || key == DCM_Stud
 
 bool isUid(DcmElement& element) { return element.ident() == EVR_UI; }
 
+/// Whether the attribute's UIDs name a kind of thing (a class, a transfer syntax, a coding scheme, a program) and not
+/// one thing of that kind. Such UIDs are the same in the files of all patients.
+bool namesAKind(const DcmTagKey& key) {
+    static const std::set<DcmTagKey> kinds{
+        DCM_AffectedSOPClassUID,
+        DCM_RequestedSOPClassUID,
+        DCM_MediaStorageSOPClassUID,
+        DCM_TransferSyntaxUID,
+        DCM_ImplementationClassUID,
+        DCM_PrivateInformationCreatorUID,
+        DCM_PrivateRecordUID,
+        DCM_ReferencedSOPClassUIDInFile,
+        DCM_ReferencedTransferSyntaxUIDInFile,
+        DCM_ReferencedRelatedGeneralSOPClassUIDInFile,
+        DCM_SOPClassUID,
+        DCM_RelatedGeneralSOPClassUID,
+        DCM_OriginalSpecializedSOPClassUID,
+        DCM_SOPClassesInStudy,
+        DCM_CodingSchemeUID,
+        DCM_ContextUID,
+        DCM_MappingResourceUID,
+        DCM_ReferencedSOPClassUID,
+        DCM_SOPClassesSupported,
+        DCM_EncryptedContentTransferSyntaxUID,
+        DCM_MACCalculationTransferSyntaxUID,
+        DCM_AvailableTransferSyntaxUID,
+    };
+    return kinds.contains(key);
+}
+
+/// Whether DICOM itself defines the UID: well-known instances and frames of reference too.
+bool isWellKnown(const std::string& uid) { return dcmFindNameOfUID(uid.c_str(), nullptr) != nullptr; }
+
+/// Whether the value is an identifier that gets a new one: PatientID, StudyID, UIDs of instances.
+bool isIdentifier(DcmElement& element) {
+    const DcmTagKey key = element.getTag().getXTag();
+    return (isId(key) && holdsText(element)) || (isUid(element) && !namesAKind(key));
+}
+
 std::string trimmed(const std::string& text) { return std::string(withoutPadding(text)); }
 
-/// The parts of a text between separators, those with nothing in them as well.
+/// The parts of a text between separators. Empty parts are kept.
 std::vector<std::string> split(const std::string& text, const char* separators) {
     std::vector<std::string> parts;
     std::size_t begin = 0;
@@ -31,7 +72,7 @@ std::vector<std::string> split(const std::string& text, const char* separators) 
     return parts;
 }
 
-/// Pixels and the like, which no replacement touches.
+/// Pixels and other long values, which are the same before and after.
 bool isLong(DcmElement& element) {
     constexpr Uint32 kLong = 65536;
     return element.getLengthField() > kLong;
@@ -46,27 +87,35 @@ std::string shownValue(DcmElement& element) {
     return isShown ? std::string(text.c_str(), text.size()) : std::string();
 }
 
+bool hasValue(DcmElement& element) {
+    constexpr Uint32 kLongestText = 1U << 20; // a longer text counts as a value without being read
+    if (DcmSequenceOfItems* sequence = asSequence(element)) {
+        return sequence->card() > 0;
+    }
+    const Uint32 length = element.getLengthField();
+    return length > 0 && (!holdsText(element) || length > kLongestText || !withoutPadding(textOf(element)).empty());
+}
+
+/// The private creator stands in the same item. Its element number is the first two digits of the attribute's.
+std::string privateCreator(const Visit& visit) {
+    const DcmTagKey key = visit.element.getTag().getXTag();
+    const DcmTagKey creatorKey(key.getGroup(), static_cast<Uint16>(key.getElement() >> 8));
+    DcmElement* creator = nullptr;
+    const bool isKnown = visit.item.findAndGetElement(creatorKey, creator).good() && holdsText(*creator);
+    return isKnown ? trimmed(textOf(*creator)) : "unknown";
+}
+
+bool isPrivateValue(const DcmTagKey& key) {
+    constexpr Uint16 kFirstAfterCreators = 0x0100;
+    return key.getGroup() % 2 == 1 && key.getElement() >= kFirstAfterCreators;
+}
+
 } // namespace
 
 std::string capitals(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(),
                    [](unsigned char character) { return static_cast<char>(std::toupper(character)); });
     return text;
-}
-
-bool isIdentifier(DcmElement& element) {
-    const DcmTagKey key = element.getTag().getXTag();
-    return (isId(key) && holdsText(element)) || (isUid(element) && !namesAKind(key));
-}
-
-void Identities::rememberIdentifier(const DcmTagKey& key, const std::string& value, const std::string& newValue) {
-    if (value.empty() || value == newValue) {
-        return;
-    }
-    mOriginals.newOf.try_emplace(value, newValue);
-    if (isId(key)) {
-        mOriginals.ids.insert(value);
-    }
 }
 
 void Identities::add(Originals others) {
@@ -84,29 +133,25 @@ void Identities::rememberNames(const std::string& value) {
     }
 }
 
-std::string Identities::newUids(const std::string& original, const std::string* given) {
-    std::string values;
-    for (const std::string& part : split(original, "\\")) {
-        const std::string uid = trimmed(part);
-        const std::string mapped = given != nullptr ? *given : isWellKnown(uid) ? uid : mPseudonyms.uid(uid);
-        rememberIdentifier(DCM_UndefinedTagKey, uid, mapped);
-        values += (values.empty() ? "" : "\\") + mapped;
-    }
-    return values;
-}
-
 std::string Identities::newValue(const DcmTagKey& key, const std::string& original) {
-    const auto found = mGiven.find(key);
-    const std::string* given = found == mGiven.end() ? nullptr : &found->second;
-    if (!isId(key)) {
-        std::string mapped = newUids(original, given);
-        return given != nullptr ? *given : mapped;
+    const auto given = mGiven.find(key);
+    const bool isGivenByUser = given != mGiven.end();
+    std::string values;
+    for (const std::string& part : isId(key) ? std::vector{original} : split(original, "\\")) {
+        const std::string before = trimmed(part);
+        const std::string after = isGivenByUser         ? given->second
+                                  : isId(key)           ? mPseudonyms.id(nameOf(key), before)
+                                  : isWellKnown(before) ? before
+                                                        : mPseudonyms.uid(before);
+        if (!before.empty() && before != after) {
+            mOriginals.newOf.try_emplace(before, after);
+            if (isId(key)) {
+                mOriginals.ids.insert(before);
+            }
+        }
+        values += (values.empty() ? "" : "\\") + after;
     }
-    const std::string value = trimmed(original);
-    std::string mapped =
-        given != nullptr ? *given : mPseudonyms.id(key == DCM_PatientID ? "PatientID" : "StudyID", value);
-    rememberIdentifier(key, value, mapped);
-    return mapped;
+    return isGivenByUser ? given->second : values;
 }
 
 void Identities::map(DcmFileFormat& original, DcmFileFormat& written) {
@@ -115,12 +160,12 @@ void Identities::map(DcmFileFormat& original, DcmFileFormat& written) {
     walkElements(dataset, original.getDataset(), [this](const Visit& visit) {
         const DcmTagKey key = visit.element.getTag().getXTag();
         if (isIdentifier(visit.element)) {
-            // An ID without an original is one that the library made.
+            // The library made an ID that the original does not have.
             const bool isMade = visit.partner == nullptr && isId(key);
             DcmElement& before = visit.partner == nullptr ? visit.element : *visit.partner;
             putText(visit.element, newValue(key, isMade ? "" : textOf(before)));
         } else if (mGiven.contains(key)) {
-            // The library takes a text for hexadecimal digits where a file does not tell the type.
+            // Where a file does not tell the type, the library takes the given text for hexadecimal digits.
             if (holdsText(visit.element) && textOf(visit.element) != mGiven.at(key)) {
                 putText(visit.element, mGiven.at(key));
             }
@@ -139,7 +184,9 @@ void Identities::map(DcmFileFormat& original, DcmFileFormat& written) {
     if (meta.findAndGetElement(DCM_MediaStorageSOPInstanceUID, instance).good()) {
         OFString uid;
         const bool isKnown = dataset.findAndGetOFStringArray(DCM_SOPInstanceUID, uid).good() && !uid.empty();
-        putText(*instance, isKnown ? std::string(uid.c_str(), uid.size()) : newUids(textOf(*instance), nullptr));
+        // The undefined key is one for which the user can give no value.
+        putText(*instance,
+                isKnown ? std::string(uid.c_str(), uid.size()) : newValue(DCM_UndefinedTagKey, textOf(*instance)));
     }
 }
 
@@ -154,6 +201,42 @@ void Identities::remember(DcmFileFormat& original) {
     };
     walkElements(*original.getMetaInfo(), nullptr, look);
     walkElements(*original.getDataset(), nullptr, look);
+}
+
+bool Identities::isGiven(DcmElement& element) const {
+    const auto given = mGiven.find(element.getTag().getXTag());
+    return given != mGiven.end() &&
+           (!holdsText(element) || withoutPadding(textOf(element)) == withoutPadding(given->second));
+}
+
+/// Whether an identifier still has an original value.
+bool Identities::isOriginal(DcmElement& element) const {
+    const std::string value = trimmed(textOf(element));
+    return isId(element.getTag().getXTag()) ? mOriginals.ids.contains(value) : mOriginals.newOf.contains(value);
+}
+
+Leaks Identities::findLeaks(DcmFileFormat& file) const {
+    Leaks leaks;
+    // A directory needs keys for which its files may have no value. Then a value is invented: no given and no original
+    // one.
+    const bool isDirectory = file.getDataset()->tagExists(DCM_DirectoryRecordSequence);
+    const auto look = [&](const Visit& visit) {
+        DcmElement& element = visit.element;
+        const DcmTagKey key = element.getTag().getXTag();
+        if (!hasValue(element) || isGiven(element) || (isDirectory && mGiven.contains(key))) {
+            return;
+        }
+        if (isPrivateValue(key)) {
+            leaks.insert("private attributes of " + privateCreator(visit));
+        } else if (isIdentifier(element) ? isOriginal(element) : isConfidential(key) || element.ident() == EVR_PN) {
+            leaks.insert(nameOf(key));
+        } else if (key == DCM_BurnedInAnnotation && withoutPadding(textOf(element)) == "YES") {
+            leaks.insert("pixels (BurnedInAnnotation is YES)");
+        }
+    };
+    walkElements(*file.getMetaInfo(), nullptr, look);
+    walkElements(*file.getDataset(), nullptr, look);
+    return leaks;
 }
 
 void collectChanges(DcmFileFormat& original, DcmFileFormat& changed, std::vector<Change>& changes) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,44 +17,48 @@ namespace radvex::deidentify {
 /// Values that the user gave, by attribute.
 using GivenValues = std::map<DcmTagKey, std::string>;
 
-/// Gives every UID of an instance, PatientID and StudyID of a file the new value that belongs to the original one.
+/// Gives every UID of an instance, PatientID and StudyID of a file the new value that belongs to the original one, and
+/// finds what may still identify the patient.
 class Identities {
   public:
     Identities(Pseudonyms pseudonyms, GivenValues given)
         : mPseudonyms(std::move(pseudonyms)), mGiven(std::move(given)) {}
 
-    /// Changes `written` in place; both files are whole datasets with their meta information. An empty value stays
-    /// empty. UIDs that name a kind get their original value back, which the library may have replaced.
+    /// Changes `written` in memory. Both files are whole datasets with their meta information. An empty value stays
+    /// empty. A UID that names a kind of thing gets back its original value, which the library may have replaced.
     void map(DcmFileFormat& original, DcmFileFormat& written);
 
-    /// Remembers what identifies the patient in an original file, without changing anything.
+    /// Remembers what identifies the patient in an original file, without changing the file.
     void remember(DcmFileFormat& original);
 
     const Originals& originals() const { return mOriginals; }
-    /// Forgets them.
+    /// Returns the originals and forgets them.
     Originals takeOriginals() { return std::exchange(mOriginals, {}); }
-    /// Remembers what another found. What is known already keeps its new value.
+    /// Adds what another process found. An original that is known already keeps its new value.
     void add(Originals others);
     const GivenValues& given() const { return mGiven; }
 
+    /// Attributes of a written file that may still tell who the patient is, at any depth: in sequences, private blocks,
+    /// overlays, directory records and file meta information. A value that the user gave does not count. Names of
+    /// persons count by their type, private attributes all together by their creator.
+    Leaks findLeaks(DcmFileFormat& file) const;
+
   private:
     std::string newValue(const DcmTagKey& key, const std::string& original);
-    std::string newUids(const std::string& original, const std::string* given);
-    void rememberIdentifier(const DcmTagKey& key, const std::string& value, const std::string& newValue);
     void rememberNames(const std::string& value);
+    bool isGiven(DcmElement& element) const;
+    bool isOriginal(DcmElement& element) const;
 
     Pseudonyms mPseudonyms;
     GivenValues mGiven;
     Originals mOriginals{};
 };
 
-/// The text with ASCII letters as capitals, as names are remembered.
+/// The text with its ASCII letters in upper case; names are remembered like this.
 std::string capitals(std::string text);
 
-/// Whether the attribute's value is an identifier that gets a new one: PatientID, StudyID, UIDs of instances.
-bool isIdentifier(DcmElement& element);
-
-/// What differs between two datasets, in the order of the walk. Pixels are the same by construction and not looked at.
+/// The values that differ between two datasets, in the order of the walk. Long values, such as pixels, are not
+/// compared.
 void collectChanges(DcmFileFormat& original, DcmFileFormat& changed, std::vector<Change>& changes);
 
 } // namespace radvex::deidentify

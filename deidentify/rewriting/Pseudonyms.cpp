@@ -1,31 +1,30 @@
 #include "deidentify/rewriting/Pseudonyms.h"
 
+#include <openssl/bn.h>
 #include <openssl/crypto.h>
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
 #include <sys/random.h>
 
 #include <algorithm>
+#include <memory>
+#include <span>
 #include <stdexcept>
 
 namespace radvex::deidentify {
 
 namespace {
 
-/// A number of 16 bytes, most significant first, in decimal.
-std::string decimal(std::array<unsigned char, 16> number) {
-    std::string digits;
-    while (std::any_of(number.begin(), number.end(), [](unsigned char byte) { return byte != 0; })) {
-        unsigned remainder = 0;
-        for (unsigned char& byte : number) {
-            const unsigned part = remainder * 256 + byte;
-            byte = static_cast<unsigned char>(part / 10);
-            remainder = part % 10;
-        }
-        digits += static_cast<char>('0' + remainder);
+/// A number in decimal. @param bytes  the most significant one first
+std::string decimal(std::span<const unsigned char> bytes) {
+    const auto freeText = [](char* text) { OPENSSL_free(text); };
+    const std::unique_ptr<BIGNUM, decltype(&BN_free)> number(
+        BN_bin2bn(bytes.data(), static_cast<int>(bytes.size()), nullptr), &BN_free);
+    const std::unique_ptr<char, decltype(freeText)> digits(number == nullptr ? nullptr : BN_bn2dec(number.get()));
+    if (digits == nullptr) {
+        throw std::runtime_error("The new value of an identifier cannot be computed.");
     }
-    std::reverse(digits.begin(), digits.end());
-    return digits.empty() ? "0" : digits;
+    return digits.get();
 }
 
 } // namespace
@@ -47,7 +46,7 @@ std::string Pseudonyms::randomKey() {
 
 Pseudonyms::Digest Pseudonyms::digest(std::string_view attribute, std::string_view value) const {
     std::string message(attribute);
-    message += '\0'; // stands in no name, so that no two pairs make one message
+    message += '\0'; // no name holds a null, so that two different pairs never give the same message
     message += value;
     Digest result{};
     unsigned int length = 0;
@@ -68,7 +67,7 @@ std::string Pseudonyms::uid(std::string_view original) const {
     const Digest hash = digest("UID", value);
     std::array<unsigned char, 16> uuid{};
     std::copy_n(hash.begin(), uuid.size(), uuid.begin());
-    uuid[6] = static_cast<unsigned char>((uuid[6] & 0x0F) | 0x80); // version 8, values of one's own making (RFC 9562)
+    uuid[6] = static_cast<unsigned char>((uuid[6] & 0x0F) | 0x80); // version 8: an application's own values (RFC 9562)
     uuid[8] = static_cast<unsigned char>((uuid[8] & 0x3F) | 0x80);
     return "2.25." + decimal(uuid);
 }

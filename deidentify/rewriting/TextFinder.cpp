@@ -12,7 +12,7 @@ namespace radvex::deidentify {
 
 namespace {
 
-constexpr std::uint64_t kBase = 0x9E3779B97F4A7C15ULL; // odd, bits well mixed
+constexpr std::uint64_t kBase = 0x9E3779B97F4A7C15ULL; // odd, with well mixed bits
 
 constexpr std::uint64_t power(std::uint64_t base, std::size_t exponent) {
     std::uint64_t result = 1;
@@ -60,8 +60,8 @@ void TextFinder::add(const std::string& text) {
     const Hash hash = hashOf(text.data() + text.size() - kShortest);
     std::vector<std::string>& texts = mTexts[hash];
     if (std::find(texts.begin(), texts.end(), text) == texts.end()) {
-        const auto isLonger = [&](const std::string& other) { return other.size() <= text.size(); };
-        texts.insert(std::find_if(texts.begin(), texts.end(), isLonger), text); // the longest first
+        const auto isNoLonger = [&](const std::string& other) { return other.size() <= text.size(); };
+        texts.insert(std::find_if(texts.begin(), texts.end(), isNoLonger), text); // the longest first
         mFilter[filterIndex(hash)] = true;
         mLongest = std::max(mLongest, text.size());
     }
@@ -77,7 +77,7 @@ const std::string* TextFinder::longestEndingAt(std::string_view bytes, Hash hash
     return match == texts->second.end() ? nullptr : &*match;
 }
 
-/// @param found  told the end of a text and the text; false when it has seen enough
+/// @param found  called with the end of a text and the text; returns false to stop the scan
 template <typename Found>
 void TextFinder::scan(std::string_view bytes, Found found) const {
     constexpr std::uint64_t kLeaving = power(kBase, kShortest);
@@ -112,7 +112,7 @@ bool TextFinder::isIn(const std::string& path) const {
     constexpr std::size_t kPiece = std::size_t{1} << 20;
     const Descriptor file(path);
     std::string bytes(mLongest + kPiece, '\0');
-    std::size_t kept = 0; // of the piece before, in which a text may begin
+    std::size_t kept = 0; // bytes of the piece before, in which a text may begin
     for (bool isFound = false;;) {
         const ssize_t count = file.readInto(bytes.data() + kept, kPiece);
         if (count < 0) {

@@ -8,26 +8,27 @@
 
 namespace radvex::deidentify {
 
-/// Finds any of many texts in bytes, in time that does not depend on how many there are: the last bytes of each are
-/// looked up by a hash that rolls over the bytes.
+/// Finds any of many texts in bytes. The time does not depend on the number of texts: a hash rolls over the bytes, and
+/// texts are looked up by the hash of their last bytes.
 class TextFinder {
   public:
-    /// Shorter texts are not looked for: numbers of a few digits stand everywhere by chance.
+    /// Shorter texts are not looked for, because a few digits occur everywhere by chance.
     static constexpr std::size_t kShortest = 12;
 
     struct Find {
-        std::size_t begin;
+        std::size_t begin; ///< offset in the bytes
         std::string_view text;
     };
 
-    /// A text of fewer than `kShortest` bytes is left out.
+    /// Ignores a text of fewer than `kShortest` bytes.
     void add(const std::string& text);
     bool isEmpty() const { return mTexts.empty(); }
 
-    /// Every place at which a text ends, in order; of several that end there the longest.
+    /// Every find, in the order of the ends. Of several texts with the same end: the longest one.
     std::vector<Find> findAll(std::string_view bytes) const;
 
-    /// Whether a file holds one of the texts. Read in pieces. @throws std::runtime_error  part of a sentence
+    /// Whether a file holds one of the texts. The file is read in pieces. @throws std::runtime_error  part of a
+    /// sentence
     bool isIn(const std::string& path) const;
 
   private:

@@ -1,6 +1,7 @@
 #include "deidentify/rewriting/TextReplacement.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <optional>
 
@@ -11,11 +12,11 @@ namespace radvex::deidentify {
 
 namespace {
 
-bool isWordPart(std::string_view text, std::size_t place) {
-    return place < text.size() && std::isalnum(static_cast<unsigned char>(text[place])) != 0;
+bool isWordPart(std::string_view text, std::size_t index) {
+    return index < text.size() && std::isalnum(static_cast<unsigned char>(text[index])) != 0;
 }
 
-/// A dot ends a sentence or goes on with the UID.
+/// A dot between two letters or digits belongs to the word, as in a UID. Any other dot ends a sentence.
 bool isWord(std::string_view text, std::size_t begin, std::size_t end) {
     const bool goesOnBefore = begin > 0 && (isWordPart(text, begin - 1) ||
                                             (text[begin - 1] == '.' && begin > 1 && isWordPart(text, begin - 2)));
@@ -28,27 +29,17 @@ bool isReadable(std::string_view text) {
     return std::none_of(text.begin(), text.end(), [](char character) {
         const auto byte = static_cast<unsigned char>(character);
         return byte < 0x20 && byte != '\0' && byte != '\t' && byte != '\n' && byte != '\r' && byte != '\f' &&
-               byte != 0x1B; // which changes the character set
+               byte != 0x1B; // escape, which changes the character set
     });
 }
 
-/// Codes, numbers, dates and UIDs of kinds have to stay what they are, even when a PatientID looks like one.
+/// Codes, numbers, dates and UIDs that name a kind have to stay the same, even when a PatientID looks like one.
 bool holdsFreeText(DcmElement& element) {
-    switch (element.ident()) {
-    case EVR_LO:
-    case EVR_LT:
-    case EVR_PN:
-    case EVR_SH:
-    case EVR_ST:
-    case EVR_UC:
-    case EVR_UN:
-    case EVR_UR:
-    case EVR_UT: return true;
-    default: return false;
-    }
+    constexpr std::array kFreeTexts{EVR_LO, EVR_LT, EVR_PN, EVR_SH, EVR_ST, EVR_UC, EVR_UN, EVR_UR, EVR_UT};
+    return std::ranges::find(kFreeTexts, element.ident()) != kFreeTexts.end();
 }
 
-/// Bytes that are no text: private blocks of a maker's own making, documents.
+/// Bytes that are no text, such as private blocks and documents.
 bool holdsBytes(DcmElement& element) {
     constexpr Uint16 kPixelGroup = 0x7FE0;
     constexpr Uint32 kLongest = Uint32{1} << 26;
@@ -72,32 +63,7 @@ std::string overwriteIdentifiers(std::string bytes, const TextFinder& finder) {
     return bytes;
 }
 
-/// Puts in the value without identifiers. @return the change, without the place; nothing when there is none
-std::optional<Change> replaceIn(DcmElement& element, const TextFinder& finder, const Originals& originals) {
-    if (holdsBytes(element)) {
-        const std::string before = bytesOf(element);
-        const std::string after = overwriteIdentifiers(before, finder);
-        if (after == before ||
-            element.putUint8Array(reinterpret_cast<const Uint8*>(after.data()), after.size()).bad()) {
-            return std::nullopt; // what is still there is found in the end
-        }
-        return Change{"", "(bytes)", "(bytes without identifiers)"};
-    }
-    if (!holdsFreeText(element)) {
-        return std::nullopt;
-    }
-    const std::string before = textOf(element);
-    const std::string after = replaceIdentifiers(before, finder, originals.newOf);
-    if (after == before) {
-        return std::nullopt;
-    }
-    putText(element, after);
-    return Change{"", before, after};
-}
-
-} // namespace
-
-std::string replaceIdentifiers(const std::string& text, const TextFinder& finder,
+std::string withoutIdentifiers(const std::string& text, const TextFinder& finder,
                                const std::map<std::string, std::string>& newOf) {
     std::string result;
     std::size_t done = 0;
@@ -112,14 +78,39 @@ std::string replaceIdentifiers(const std::string& text, const TextFinder& finder
     return result.append(text, done);
 }
 
-bool replaceIdentifiers(DcmFileFormat& file, const TextFinder& finder, const Originals& originals,
-                        const GivenValues& given, std::vector<Change>* changes) {
+/// Replaces identifiers in one value. @return the change without its attribute; nothing when there is none
+std::optional<Change> replaceIn(DcmElement& element, const TextFinder& finder, const Originals& originals) {
+    if (holdsBytes(element)) {
+        const std::string before = bytesOf(element);
+        const std::string after = overwriteIdentifiers(before, finder);
+        if (after == before ||
+            element.putUint8Array(reinterpret_cast<const Uint8*>(after.data()), after.size()).bad()) {
+            return std::nullopt; // an identifier that is left is found by the last check of the file
+        }
+        return Change{"", "(bytes)", "(bytes without identifiers)"};
+    }
+    if (!holdsFreeText(element)) {
+        return std::nullopt;
+    }
+    const std::string before = textOf(element);
+    const std::string after = withoutIdentifiers(before, finder, originals.newOf);
+    if (after == before) {
+        return std::nullopt;
+    }
+    putText(element, after);
+    return Change{"", before, after};
+}
+
+} // namespace
+
+bool replaceIdentifiers(DcmFileFormat& file, const TextFinder& finder, const Identities& identities,
+                        std::vector<Change>* changes) {
     bool isChanged = false;
     const auto replace = [&](const Visit& visit) {
-        if (given.contains(visit.element.getTag().getXTag())) {
+        if (identities.given().contains(visit.element.getTag().getXTag())) {
             return;
         }
-        if (auto change = replaceIn(visit.element, finder, originals)) {
+        if (auto change = replaceIn(visit.element, finder, identities.originals())) {
             isChanged = true;
             if (changes != nullptr) {
                 change->attribute = visit.path();

@@ -232,7 +232,7 @@ TEST_F(AnonymizeCommand, StrictWritesNoFileThatMayStillIdentify) {
     const ProcessResult run = anonymize({input, output, "--strict"});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(namesIn(output), std::set<std::string>{"clean"});
-    EXPECT_THAT(run.errors, HasSubstr(in.file("A/I1") + ": not written, since it may still identify the patient."));
+    EXPECT_THAT(run.errors, HasSubstr(in.file("A/I1") + ": not written, because it may still identify the patient."));
     EXPECT_EQ(anonymize({input, folder.file("set"), "--strict", "--set", "PatientName="}).status, 0);
     EXPECT_EQ(namesIn(folder.file("set")).size(), 4U);
 }
@@ -278,7 +278,7 @@ TEST_F(AnonymizeCommand, AFileThatADirectoryListsAndTheMediumLacksIsNamed) {
     fs::remove(in.file("A/I2"));
     const ProcessResult run = anonymize({input, output, "-q"});
     EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.errors, HasSubstr("A/I2, which it lists, is not there."));
+    EXPECT_THAT(run.errors, HasSubstr("the listed file A/I2 does not exist."));
     EXPECT_EQ(treeOf(out("DICOMDIR")), "PATIENT \n STUDY \n  SERIES \n   IMAGE A\\I1\n  SERIES \n   IMAGE B\\I1\n");
 }
 
@@ -331,7 +331,7 @@ TEST_F(AnonymizeCommand, NothingIsReplacedWithoutForce) {
     const std::string before = readFile(file);
     const ProcessResult run = anonymize({file, file});
     EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.errors, HasSubstr("is there already; --force replaces it."));
+    EXPECT_THAT(run.errors, HasSubstr("exists already; --force replaces it."));
     EXPECT_EQ(readFile(file), before);
     fs::create_directory(output);
     folder.write("out/mine", "text");

@@ -169,10 +169,10 @@ TEST_F(ImageCommand, RefusesFramesBeyondTheFileAndNarrowWindows) {
     refused({"--frames", "3"}, "'3' names no frames");
     refused({"--frame", "1", "--frames", "1:2"}, "--frame and --frames exclude each other.");
     refused({"--window", "0.5,40"}, "--window '0.5,40' has a width below 1");
-    refused({"--window", "400"}, "--window '400' is no window");
-    refused({"--window", "nan,0"}, "--window 'nan,0' is no window");
+    refused({"--window", "400"}, "--window '400' is not a window");
+    refused({"--window", "nan,0"}, "--window 'nan,0' is not a window");
     refused({"--scaling", "best"}, "--scaling");
-    refused({"-o", "-"}, "Several frames do not fit the standard output");
+    refused({"-o", "-"}, "Several pictures cannot go to the standard output");
 }
 
 TEST_F(ImageCommand, AFolderThatIsNotThereCostsNothing) {

@@ -160,7 +160,8 @@ TEST_F(TagsCommand, SaysWhatANumberHasToLookLike) {
     for (const char* tag : {"0010,xyz", "0010,", "12345,0010", ","}) {
         const ProcessResult run = radvex::test::radvex({"tags", "--tag", tag, file});
         EXPECT_EQ(run.status, 2);
-        EXPECT_NE(run.errors.find(std::string("radvex: '") + tag + "' is no tag: "), std::string::npos) << run.errors;
+        EXPECT_NE(run.errors.find(std::string("radvex: '") + tag + "' is not a tag: "), std::string::npos)
+            << run.errors;
     }
 }
 
@@ -188,7 +189,7 @@ TEST(InfoCommand, PrintsPatientStudyAndSeries) {
 TEST(InfoCommand, SaysWhichPatternIsNone) {
     const ProcessResult run = radvex::test::radvex({"info", "--study", "(", "file"});
     EXPECT_EQ(run.status, 2);
-    EXPECT_TRUE(run.errors.starts_with("radvex: --study '(' is no regular expression")) << run.errors;
+    EXPECT_TRUE(run.errors.starts_with("radvex: --study '(' is not a usable regular expression")) << run.errors;
 }
 
 TEST(DictionaryCommands, AnswerInTheFormsThatPeopleWrite) {

@@ -131,7 +131,8 @@ TEST_F(TreeCommand, AMalformedPatternIsWrongUsageAndSaysWhy) {
     for (const char* option : {"--patient", "--study", "--series"}) {
         const ProcessResult run = radvex::test::radvex({"tree", write(), option, "1.(2"});
         EXPECT_EQ(run.status, 2);
-        EXPECT_THAT(run.errors, HasSubstr(std::string("radvex: ") + option + " '1.(2' is no regular expression"));
+        EXPECT_THAT(run.errors,
+                    HasSubstr(std::string("radvex: ") + option + " '1.(2' is not a usable regular expression"));
         EXPECT_EQ(run.output, "");
     }
 }

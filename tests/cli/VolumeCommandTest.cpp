@@ -363,7 +363,7 @@ TEST_F(VolumeCommand, SeveralSeriesBecomeNumberedFiles) {
     EXPECT_THAT(out().samples<Uint16>(), ElementsAre(10, 11));
     const ProcessResult piped = radvex::test::radvex({"volume", folder.file("DICOMDIR"), "-o", "-"});
     EXPECT_EQ(piped.status, 2);
-    EXPECT_TRUE(piped.errors.starts_with("radvex: Several series do not fit the standard output"));
+    EXPECT_TRUE(piped.errors.starts_with("radvex: Several series cannot go to the standard output"));
     const ProcessResult report = run({"--series", "1.2.2"});
     EXPECT_EQ(report.status, 1);
     EXPECT_EQ(report.errors, "radvex: The series holds no pictures.\n");
@@ -458,12 +458,12 @@ TEST_F(VolumeCommand, WrongUseIsToldBeforeAnythingIsRead) {
         EXPECT_EQ(done.status, 2);
         EXPECT_THAT(done.errors, HasSubstr(sentence));
     };
-    refused({}, "out.png", "says no format: .nrrd, .nii, .nii.gz or .npy is expected.");
-    refused({"--window", "400,40"}, "out.nrrd", "Windows are chosen with --rendered");
-    refused({"--common-window"}, "out.nrrd", "Windows are chosen with --rendered");
+    refused({}, "out.png", "has no known format: .nrrd, .nii, .nii.gz or .npy is expected.");
+    refused({"--window", "400,40"}, "out.nrrd", "Windows need --rendered");
+    refused({"--common-window"}, "out.nrrd", "Windows need --rendered");
     refused({"--rendered", "--common-window", "--window", "400,40"}, "out.nrrd", "exclude each other");
     refused({"--gzip"}, "out.nii", "--gzip is for .nrrd");
-    refused({"--series", "("}, "out.nrrd", "--series '(' is no regular expression");
+    refused({"--series", "("}, "out.nrrd", "--series '(' is not a usable regular expression");
     refused({"--sort", "colour"}, "out.nrrd", "--sort");
     const ProcessResult none = run({"--series", "9.*"});
     EXPECT_EQ(none.status, 1);

@@ -206,9 +206,9 @@ TEST_F(WriteCommand, ATagThatIsNoneIsWrongUse) {
               "--tag PatientName: KEYWORD=VALUE is expected, such as PatientName=Doe^Jane.");
     EXPECT_EQ(refusal({picture(), "--tag", "=x"}, 2),
               "--tag =x: KEYWORD=VALUE is expected, such as PatientName=Doe^Jane.");
-    EXPECT_THAT(refusal({picture(), "--tag", "PatientName=\xE9"}, 2), HasSubstr("the text is no UTF-8."));
+    EXPECT_THAT(refusal({picture(), "--tag", "PatientName=\xE9"}, 2), HasSubstr("the text is not UTF-8."));
     EXPECT_EQ(refusal({picture(), "--tag", "PatientID=1", "--tag", "PatientID=2"}, 2),
-              "--tag PatientID=2: the keyword is given twice; several values of one attribute stand with a backslash "
+              "--tag PatientID=2: the keyword is given twice; several values of one attribute need a backslash "
               "between them.");
 }
 
@@ -416,7 +416,7 @@ TEST_F(WriteCommand, TheQualityOfACompressionCounts) {
 
 TEST_F(WriteCommand, ACompressionThatIsNoneIsWrongUse) {
     EXPECT_EQ(refusal({picture(), "--compress", "rle"}, 2),
-              "--compress rle: there are Uncompressed, JPEGLossless, JPEGLosslessNonhierarchical, JPEGLossy8bit, "
+              "--compress rle: the names are Uncompressed, JPEGLossless, JPEGLosslessNonhierarchical, JPEGLossy8bit, "
               "JPEGLossy12bit, JPEG-LSLossless, JPEG-LSLossy, RLE.");
     EXPECT_EQ(refusal({picture(), "--compress", "JPEGLossy8bit:101"}, 2),
               "--compress JPEGLossy8bit:101: the quality is a number from 0 to 100.");
@@ -426,10 +426,9 @@ TEST_F(WriteCommand, ACompressionThatIsNoneIsWrongUse) {
               "--compress JPEGLossless:1,x: the point transform is a number from 0 to 15.");
     EXPECT_EQ(refusal({picture(), "--compress", "JPEGLossy8bit:"}, 2),
               "--compress JPEGLossy8bit:: the quality is a number from 0 to 100.");
-    EXPECT_EQ(refusal({picture(), "--compress", "RLE:1"}, 2),
-              "--compress RLE:1: no number is expected where 1 stands.");
+    EXPECT_EQ(refusal({picture(), "--compress", "RLE:1"}, 2), "--compress RLE:1: the number 1 is not expected.");
     EXPECT_EQ(refusal({picture(), "--compress", "JPEGLossy8bit:9,9"}, 2),
-              "--compress JPEGLossy8bit:9,9: no number is expected where 9 stands.");
+              "--compress JPEGLossy8bit:9,9: the number 9 is not expected.");
 }
 
 TEST_F(WriteCommand, ACompressionThatDoesNotTakeThePictureIsNamed) {
@@ -500,7 +499,7 @@ TEST_F(WriteCommand, APropertyThatIsNoneIsWrongUse) {
               "OverlayDescription, OverlaySubtype, OverlayLabel.");
     EXPECT_EQ(sentence("OriginRow=one"), "--overlay-option OriginRow=one: a whole number is expected.");
     EXPECT_EQ(sentence("2:OriginRow=1"),
-              "--overlay-option 2:OriginRow=1: there is no overlay of that number; there are 1.");
+              "--overlay-option 2:OriginRow=1: there is no overlay with that number; the number of overlays is 1.");
     EXPECT_EQ(sentence("0:OriginRow=1").substr(0, 30), "--overlay-option 0:OriginRow=1");
     EXPECT_EQ(sentence("99999999999:OriginRow=1").substr(0, 30), "--overlay-option 99999999999:O");
     EXPECT_THAT(sentence("OriginRow"), HasSubstr("KEYWORD=VALUE is expected"));

@@ -6,7 +6,6 @@
 #include <algorithm>
 
 #include "dcmtk/dcmdata/dcdeftag.h"
-#include "deidentify/rewriting/ConfidentialAttributes.h"
 
 using namespace radvex::deidentify;
 using testing::Contains;

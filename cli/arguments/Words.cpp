@@ -1,9 +1,10 @@
-#include "cli/arguments/TagNumber.h"
+#include "cli/arguments/Words.h"
 
 #include <algorithm>
 #include <cctype>
 
-#include "cli/Session.h"
+#include "files/Errors.h"
+#include "formats/json/Text.h"
 
 namespace radvex::cli {
 
@@ -16,6 +17,18 @@ bool isHexadecimal(const std::string& text) {
 
 } // namespace
 
+Assignment parseAssignment(const std::string& option, const std::string& word) {
+    const std::string label = option + ' ' + formats::shortened(word);
+    const std::size_t sign = word.find('=');
+    if (sign == std::string::npos || sign == 0) {
+        throw UsageError(label + ": KEYWORD=VALUE is expected, such as PatientName=Doe^Jane.");
+    }
+    if (!formats::isValidUtf8(word)) {
+        throw UsageError(label + ": the text is not UTF-8.");
+    }
+    return {word.substr(0, sign), word.substr(sign + 1), label};
+}
+
 std::optional<std::pair<std::string, std::string>> parseTagNumber(const std::string& text) {
     std::string number = text;
     if (number.size() > 2 && number.front() == '(' && number.back() == ')') {
@@ -27,19 +40,12 @@ std::optional<std::pair<std::string, std::string>> parseTagNumber(const std::str
     }
     std::pair<std::string, std::string> tag{number.substr(0, comma), number.substr(comma + 1)};
     if (!isHexadecimal(tag.first) || !isHexadecimal(tag.second)) {
-        throw UsageError("'" + text +
-                         "' is no tag: a group and an element of up to four hexadecimal digits are "
-                         "expected, such as 0010,0010.");
+        throw UsageError(
+            "'" + text +
+            "' is not a tag: a group and an element of up to four hexadecimal digits are expected, such as "
+            "0010,0010.");
     }
     return tag;
-}
-
-std::pair<std::string, std::string> requireTagNumber(const std::string& text) {
-    const auto tag = parseTagNumber(text);
-    if (!tag) {
-        throw UsageError("'" + text + "' is no tag number: write group,element in hexadecimal, such as 0010,0010.");
-    }
-    return *tag;
 }
 
 } // namespace radvex::cli

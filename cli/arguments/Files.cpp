@@ -1,0 +1,75 @@
+#include "cli/arguments/Files.h"
+
+#include <algorithm>
+#include <thread>
+
+<<<<<<< HEAD:cli/arguments/FileJobs.cpp
+#include "workers/Workers.h"
+=======
+#include "files/Errors.h"
+#include "workers/Blocks.h"
+>>>>>>> hD:cli/arguments/Files.cpp
+
+namespace radvex::cli {
+
+namespace {
+
+constexpr std::size_t kMostJobs = 256;
+
+} // namespace
+
+void FileArguments::addTo(const CommandLine& command, const std::string& name, const std::string& description) {
+    mCommand = command;
+    command.addRequired(name, mFirst, description);
+    command.allowMore();
+}
+
+std::vector<std::string> FileArguments::all() const {
+    std::vector<std::string> files{mFirst};
+    for (const std::string& word : mCommand->remaining()) {
+        if (word.size() > 1 && word.front() == '-') {
+            throw UsageError("There is no option " + word + ". A file of that name is ./" + word + ".");
+        }
+        files.push_back(word);
+    }
+    return files;
+}
+
+void FileJobs::addTo(const CommandLine& command) {
+    command.addNumber("--jobs", mGiven, kMostJobs,
+                      "Processes that read several files, one for each core by default; 0: read them in this process, "
+                      "which a file can then take down");
+}
+
+std::size_t FileJobs::count() const {
+    return mGiven ? *mGiven : std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, kMostJobs);
+}
+
+void FileJobs::forEach(Session& session, const std::vector<std::string>& files, bool namesFile, const Read& read,
+                       const Print& print) const {
+    const std::size_t most = count();
+    if (files.size() == 1 || most == 0) {
+        for (const std::string& file : files) {
+            session.attempt(namesFile ? file : "", [&] { print(file, read(file)); });
+        }
+        return;
+    }
+    (void)session.host(); // load the library once instead of in each process
+    const auto work = [&](std::size_t index) { return read(files[index]); };
+    workers::forEachInBlocks(
+        std::min(most, files.size()), files.size(), work, [&](std::size_t index, const workers::WorkResult& result) {
+            const std::string& file = files[index];
+            if (result.isDone()) {
+                print(file, result.output);
+            } else {
+                session.reportRefusal(namesFile || !result.end.empty() ? file : "", result.problem());
+            }
+        });
+}
+
+std::string fileNumber(std::size_t number) {
+    const std::string digits = std::to_string(number);
+    return std::string(digits.size() < 4 ? 4 - digits.size() : 0, '0') + digits;
+}
+
+} // namespace radvex::cli

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/Session.h"
+#include "cli/arguments/CommandLine.h"
+
+namespace radvex::cli {
+
+/// One or more files of a command. Not a list option of CLI11, which would split a file name like "[a,b]".
+class FileArguments {
+  public:
+    void addTo(const CommandLine& command, const std::string& name = "FILE",
+               const std::string& description = "DICOM file; more may follow");
+
+    /// The files in the order in which they were given. @throws UsageError  a word looks like an unknown option
+    std::vector<std::string> all() const;
+
+  private:
+    std::optional<CommandLine> mCommand{};
+    std::string mFirst{};
+};
+
+/// How a command reads several independent files: in processes of their own. When a file ends the process that reads
+/// it, the file is named and the others go on. A single file is read in this process.
+class FileJobs {
+  public:
+    /// Adds --jobs.
+    void addTo(const CommandLine& command);
+
+    /// Number of processes; without --jobs the number of cores. 0: all files are read in this process.
+    std::size_t count() const;
+
+    /// Returns the text for a file. Runs in another process when there are several files.
+    using Read = std::function<std::string(const std::string& file)>;
+    /// Prints that text. Runs in this process, in the order of the files.
+    using Print = std::function<void(const std::string& file, const std::string& text)>;
+
+    /// Prints an error of the library and the end of a process; both make the session's status 1.
+    /// @param namesFile  whether to put the file in front of the library's message
+    void forEach(Session& session, const std::vector<std::string>& files, bool namesFile, const Read& read,
+                 const Print& print) const;
+
+  private:
+    std::optional<std::size_t> mGiven{};
+};
+
+/// At least four digits, so that numbered files sort in the order of their numbers: "0007".
+std::string fileNumber(std::size_t number);
+
+} // namespace radvex::cli
