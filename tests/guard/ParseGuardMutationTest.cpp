@@ -9,10 +9,8 @@
 #include "guard/ParseGuard.h"
 #include "tests/support/HostileFiles.h"
 #include "tests/support/LoadedTree.h"
-#include "tests/support/NestingWays.h"
 #include "tests/support/OrderWarnings.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tests/support/TransferSyntaxes.h"
 
 #include "dcmtk/oflog/oflog.h"
 
@@ -37,23 +35,23 @@ class Mutations {
 
   private:
     void changeOnce(std::string& bytes, const std::string& donor) {
-        const std::size_t place = below(bytes.size());
+        const std::size_t offset = below(bytes.size());
         const std::size_t from = below(donor.size());
         switch (below(8)) {
-        case 0: bytes.insert(place, donor.substr(from, below(64))); break;
-        case 1: bytes.erase(place, 1 + below(16)); break;
-        case 2: bytes.insert(place, bytes.substr(below(bytes.size()), below(64))); break;
-        case 3: bytes.resize(place); break;
-        case 4: overwrite(bytes, place, interesting()); break;
-        case 5: overwrite(bytes, place & ~std::size_t{1}, interesting()); break;
-        case 6: bytes[place] = static_cast<char>(mGenerator()); break;
-        default: bytes[place] = static_cast<char>(bytes[place] ^ 1 << below(8));
+        case 0: bytes.insert(offset, donor.substr(from, below(64))); break;
+        case 1: bytes.erase(offset, 1 + below(16)); break;
+        case 2: bytes.insert(offset, bytes.substr(below(bytes.size()), below(64))); break;
+        case 3: bytes.resize(offset); break;
+        case 4: overwrite(bytes, offset, interesting()); break;
+        case 5: overwrite(bytes, offset & ~std::size_t{1}, interesting()); break;
+        case 6: bytes[offset] = static_cast<char>(mGenerator()); break;
+        default: bytes[offset] = static_cast<char>(bytes[offset] ^ 1 << below(8));
         }
         bytes.resize(std::max<std::size_t>(bytes.size(), 1));
     }
 
-    static void overwrite(std::string& bytes, std::size_t place, const std::string& with) {
-        bytes.replace(place, std::min(with.size(), bytes.size() - place), with);
+    static void overwrite(std::string& bytes, std::size_t offset, const std::string& with) {
+        bytes.replace(offset, std::min(with.size(), bytes.size() - offset), with);
     }
 
     const std::string& interesting() {
@@ -101,7 +99,7 @@ class Mutations {
     std::mt19937 mGenerator;
 };
 
-/// Beside the ways to nest: what settles VRs of other elements, and pixel data that a private creator makes.
+/// Seeds without nesting: elements that decide about the VR of others, and pixel data of a private creator.
 std::vector<std::string> otherSeeds() {
     const Form& e = kExplicitForm;
     const Form& i = kImplicitForm;
@@ -163,7 +161,7 @@ class ParseGuardMutation : public ::testing::Test {
         }
     }
 
-    /// Writes a file anew: to rewrite one waits for the disk.
+    /// Removes the file and writes a new one, since writing over one waits for the disk.
     std::string fresh(const std::string& name, const std::string& bytes) const {
         std::filesystem::remove(folder.file(name));
         return folder.write(name, bytes);
@@ -210,7 +208,7 @@ TEST_F(ParseGuardMutation, IsNeverLaxerForAFileThatIsCutShort) {
 
 namespace {
 
-/// Different elements, private creators among them, in an order that holds runs.
+/// Different elements, private creators among them, partly in order.
 std::string shuffled(std::uint32_t seed) {
     std::mt19937 random(seed);
     std::vector<std::uint32_t> tags;

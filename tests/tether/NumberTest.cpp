@@ -84,7 +84,7 @@ TYPED_TEST(EveryNumber, IsNotReadFromAnotherTypeOrFromNothing) {
     EXPECT_EQ(value, typename TypeParam::Type{7});
 }
 
-/// Puts the integer and expects that `Number` cannot hold it and leaves it.
+/// Puts the integer and expects that `Number` refuses it and that it stays on the link.
 template <typename Number>
 void expectOutOfRange(TTLink link, long long integer) {
     EXPECT_NE(TTPutInteger64(link, integer), 0);

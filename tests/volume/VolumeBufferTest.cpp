@@ -98,11 +98,11 @@ TEST_F(VolumeBufferTest, AnotherNumberOfSamplesIsRefused) {
 TEST_F(VolumeBufferTest, SlicesThatHaveTheTypeStayWhereTheyAre) {
     VolumeBuffer buffer = bufferOf(2);
     add<std::uint8_t>(buffer, VNumericArray_U8, {0, 255}, {rule(8, false)});
-    const std::byte* place = buffer.slices().at(0).data();
+    const std::byte* data = buffer.slices().at(0).data();
     add<std::uint8_t>(buffer, VNumericArray_U8, {1, 2}, {rule(7, false)});
-    EXPECT_EQ(buffer.slices().at(0).data(), place);
+    EXPECT_EQ(buffer.slices().at(0).data(), data);
     add<std::uint16_t>(buffer, VNumericArray_U16, {300, 2}, {rule(16, false)});
-    EXPECT_NE(buffer.slices().at(0).data(), place);
+    EXPECT_NE(buffer.slices().at(0).data(), data);
     EXPECT_THAT(slice<std::uint16_t>(buffer, 1), ElementsAre(1, 2));
 }
 

@@ -49,7 +49,7 @@ TEST(SharedMemory, MoreThanThereIsIsRefused) {
     EXPECT_NE(memory.allocate(1), nullptr) << "and costs nothing";
 }
 
-TEST(SharedMemory, PlacesThatAreNoneAreRefused) {
+TEST(SharedMemory, OffsetsOutsideItAreRefused) {
     SharedMemory memory(true);
     const std::size_t offset = memory.offsetOf(memory.allocate(64));
     EXPECT_NO_THROW((void)memory.at(offset, 64));
@@ -59,7 +59,7 @@ TEST(SharedMemory, PlacesThatAreNoneAreRefused) {
     EXPECT_THROW((void)memory.at(offset, std::numeric_limits<std::size_t>::max()), Error);
 }
 
-TEST(SharedMemory, ABlockThatIsEmptiedStaysAPlace) {
+TEST(SharedMemory, ABlockThatIsEmptiedStaysABlock) {
     for (const bool isShared : {false, true}) {
         SharedMemory memory(isShared);
         std::byte* block = memory.allocate(100000);

@@ -1,15 +1,8 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <random>
 
-#include "dcmtk/dcmdata/dcpixseq.h"
-#include "dcmtk/dcmdata/dcpxitem.h"
 #include "dcmtk/dcmjpls/djencode.h"
-#include "tests/support/HostTest.h"
-#include "tests/support/ImageFiles.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/dicom/DicomTest.h"
 
 using namespace radvex::test;
 using namespace velmora;
@@ -32,7 +25,7 @@ class JpegLsFrames : public LibraryTest {
 
     static constexpr Uint16 kSide = 16;
 
-    /// Noise of 3 bits: of more, frames come out larger, for which DCMTK reserves too little room.
+    /// Noise of 3 bits. With more bits the frames grow, and DCMTK reserves too little room for them.
     static std::vector<Uint8> pixels(int frames, unsigned seed) {
         std::vector<Uint8> samples(static_cast<std::size_t>(frames) * kSide * kSide);
         std::mt19937 random(seed);
@@ -86,8 +79,6 @@ class JpegLsFrames : public LibraryTest {
         bytes.erase(std::find_end(bytes.begin(), bytes.end(), marker, marker + 2), bytes.end());
         return bytes.size() % 2 == 0;
     }
-
-    TemporaryFolder folder{};
 };
 
 } // namespace
@@ -154,16 +145,16 @@ TEST_F(JpegLsFrames, AreFoundWhateverTheOffsetTableSays) {
     EXPECT_EQ(read(other), samples);
 }
 
-// The decoder would read behind its lines, or count to no end.
+// The decoder would read behind its lines, or count without end.
 TEST_F(JpegLsFrames, WithUnusualParametersAreNotDecoded) {
     const auto codeWith = [&](Uint8 resetHigh, Uint8 resetLow) {
         const std::string path = write(pixels(1, 3), 1, [&](Fragments& fragments) {
             std::vector<Uint8>& bytes = fragments[0];
             const Uint8 frame[] = {0xFF, 0xF7};
-            const auto place = std::search(bytes.begin(), bytes.end(), frame, frame + 2);
-            ASSERT_NE(place, bytes.end());
+            const auto found = std::search(bytes.begin(), bytes.end(), frame, frame + 2);
+            ASSERT_NE(found, bytes.end());
             const Uint8 preset[] = {0xFF, 0xF8, 0, 13, 1, 0, 255, 0, 3, 0, 7, 0, 21, resetHigh, resetLow};
-            bytes.insert(place + 2 + place[2] * 256 + place[3], std::begin(preset), std::end(preset));
+            bytes.insert(found + 2 + found[2] * 256 + found[3], std::begin(preset), std::end(preset));
             bytes.resize((bytes.size() + 1) / 2 * 2);
         });
         const int code = codeOf("ReadIntermediatePixelData", {path, 1, 0});

@@ -1,14 +1,8 @@
-// Values of over 4096 bytes stay in their file until they are asked for. The file may be another one by then.
-
-#include <gtest/gtest.h>
+// Values of over 4096 bytes stay in their file until they are asked for. By then the file may have changed.
 
 #include <filesystem>
 
-#include "dcmtk/dcmdata/dcdeftag.h"
-#include "tests/support/ErrorCodes.h"
-#include "tests/support/HostTest.h"
-#include "tests/support/ImageFiles.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/dicom/DicomTest.h"
 
 using namespace radvex::test;
 using namespace velmora;
@@ -35,8 +29,6 @@ class ReadsAfterOpening : public LibraryTest {
         std::filesystem::resize_file(path, 1000);
     }
     void mend() { std::filesystem::copy_file(whole, path, std::filesystem::copy_options::overwrite_existing); }
-
-    TemporaryFolder folder{};
     const std::string path = folder.file("a.dcm");
     const std::string whole = folder.file("whole.dcm");
 };
@@ -47,13 +39,12 @@ struct Call {
 };
 
 std::vector<Call> callsForLongValues() {
-    const Tensor fullRange{std::vector<vint>{2}, std::vector<double>{0.0, 0.0}};
     return {
         {"ReadMetadata", {Store::ofTexts({"EncapsulatedDocument"}), false}},
         {"ReadMetadata", {Store::ofTexts({"PixelData"}), false}},
         {"ReadAllMetadata", {Store::empty(), true}},
-        {"ReadImage", {0, 0, fullRange, false, 1}},
-        {"ReadImageData", {0, 0, fullRange, false, 1}},
+        {"ReadImage", {0, 0, scaling(), false, 1}},
+        {"ReadImageData", {0, 0, scaling(), false, 1}},
         {"ReadIntermediatePixelData", {1, 0}},
     };
 }
@@ -77,9 +68,7 @@ TEST_F(ReadsAfterOpening, GiveTheValueOnceTheFileIsWholeAgain) {
     EXPECT_EQ(codeOf("ReadMetadata", {path, Store::ofTexts({"EncapsulatedDocument"}), false}), kOpenFileError);
     mend();
     const Store store = std::get<Store>(call("ReadMetadata", {path, Store::ofTexts({"EncapsulatedDocument"}), false}));
-    const VelmoraTensor& tensor = *(*store.begin()).cell().tensor;
-    const auto* numbers = static_cast<const vint*>(tensor.data.get());
-    EXPECT_EQ(std::vector<Uint8>(numbers, numbers + tensor.length), kDocument);
+    EXPECT_THAT(elementsOf<vint>(*(*store.begin()).cell().tensor), ElementsAreArray(kDocument));
 }
 
 TEST_F(ReadsAfterOpening, TellThatTheFileIsGone) {
