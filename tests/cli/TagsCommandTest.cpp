@@ -101,7 +101,7 @@ TEST_F(TagsCommand, TextThatIsNoUtf8IsMarkedInTextAndWholeInJson) {
     EXPECT_EQ(json["SpecificCharacterSet"], "ISO 2022 IR 13\\ISO 2022 IR 87");
 }
 
-TEST_F(TagsCommand, TextThatOfAMediumIsNoUtf8IsWholeInJsonToo) {
+TEST_F(TagsCommand, TextOfAMediumThatIsNoUtf8IsWholeInJson) {
     std::filesystem::create_directory(folder.file("medium"));
     const std::string path = writeDicom(folder.file("medium/a.dcm"), with({{DCM_SOPClassUID, UID_CTImageStorage},
                                                                            {DCM_SOPInstanceUID, "1.2.3"},

@@ -57,7 +57,7 @@ TEST_F(TreeCommand, PatternsChooseByTheWholeValue) {
               "Patient P1  Doe^Jane\n  Study 1.3\n    Series 1  CT  1 file  1.3.1\nPatient P2  Roe^Rick\n");
 }
 
-TEST_F(TreeCommand, JsonHoldsTheSame) {
+TEST_F(TreeCommand, JsonHoldsWhatTheTextHolds) {
     const ProcessResult run = runRadvex({"tree", write(), "--json", "--files", "--series", "1.2.2"});
     EXPECT_EQ(Json::parse(run.output)[0]["studies"][0],
               Json({{"key", "1.2"},

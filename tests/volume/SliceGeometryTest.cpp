@@ -160,7 +160,7 @@ TEST(SliceGeometry, SlicesAtOnePositionAreDoubled) {
     EXPECT_THAT(kinds(judgeSlices(axialStack({0, 5, 5.004, 10}))), ElementsAre("duplicatePosition!")) << "rounded";
 }
 
-TEST(SliceGeometry, TwoStacksAtTheSamePositionsAreNamedAsSuch) {
+TEST(SliceGeometry, TwoStacksAtTheSamePositionsAreNamed) {
     const Verdict echoes = judgeSlices(axialStack({0, 5, 10, 0, 5, 10}));
     ASSERT_THAT(kinds(echoes), ElementsAre("duplicatePosition!", "instanceOrder"));
     EXPECT_TRUE(echoes.findings[0].sentence.starts_with("Each of the 3 places holds 2 slices"))

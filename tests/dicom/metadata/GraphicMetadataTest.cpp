@@ -48,7 +48,7 @@ TEST_F(GraphicMetadata, OneFrameOfWordsIsOneArrayOfRowsAndColumns) {
                 ElementsAre(std::vector<Uint16>{0, 1, 2, 10, 11, 65535}));
 }
 
-TEST_F(GraphicMetadata, ByNumberGivesTheSame) {
+TEST_F(GraphicMetadata, PixelDataByNumberAreThoseByKeyword) {
     const auto path = write({.rows = 2, .columns = 3, .words = {0, 1, 2, 10, 11, 12}});
     const Value result = call("ReadMetadataIntTags", {path, Store::of({Store::ofTexts({"7FE0", "0010"})})});
     EXPECT_THAT(frames<Uint16>(result.get<Store>(), {2, 3}, VNumericArray_U16),

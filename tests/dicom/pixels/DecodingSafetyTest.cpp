@@ -157,7 +157,7 @@ TEST_F(DecodingSafety, ALossyJpegTableForDifferencesOfMoreThanFifteenBitsIsNotUs
     EXPECT_NE(codeOf("ReadIntermediatePixelData", {more, 1, 0}), 0);
 }
 
-TEST_F(DecodingSafety, SuchATableIsFoundWhereverADecoderComesByIt) {
+TEST_F(DecodingSafety, ALossyJpegTableIsFoundWhereverADecoderReadsIt) {
     const auto path = writeLossyJpeg(EXS_JPEGProcess1);
     const auto code = [&](const std::function<std::vector<std::string>(const std::string&)>& change) {
         return codeOf("ReadIntermediatePixelData", {withFragments(path, change), 1, 0});
@@ -189,7 +189,7 @@ TEST_F(DecodingSafety, SuchATableIsFoundWhereverADecoderComesByIt) {
 }
 
 // Decoders take it, and then wait for the rest of the segment: reads outside the table, and an error all the same.
-TEST_F(DecodingSafety, SuchATableIsFoundInASegmentThatIsCutShort) {
+TEST_F(DecodingSafety, ALossyJpegTableIsFoundInASegmentThatIsCutShort) {
     const auto path = writeLossyJpeg(EXS_JPEGProcess1);
     const auto isSafe = [&](std::string table) {
         table.replace(2, 2, "\x7F\xFF"); // far longer than what is there

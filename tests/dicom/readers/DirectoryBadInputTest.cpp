@@ -200,7 +200,7 @@ TEST_F(DirectoryBadInput, ARecordTypeLongerThanAnyIsAnErrorAndTheNextReadWorks) 
     EXPECT_EQ(structureLine(), "P{}");
 }
 
-TEST_F(DirectoryBadInput, ARecordTypeLongerThanAnyThatComesLaterIsToo) {
+TEST_F(DirectoryBadInput, ARecordTypeLongerThanAnyBehindAnOpenReaderIsAnError) {
     writeFileIds({"A"});
     EXPECT_EQ(structureLine(), "P{1{1.1{A}}}");
     writeMedium(folder, {{std::string(34, 'T'), {}, {}}}); // behind the open reader

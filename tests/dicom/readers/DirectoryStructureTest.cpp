@@ -167,7 +167,7 @@ TEST_F(DirectoryStructure, EachRecordHasItsOwnCharacterSet) {
     EXPECT_EQ(structureLine({.patient = "\xD0\x98.*"}), "\xD0\x98\xD0\xB2\xD0\xB0\xD0\xBD{}");
 }
 
-TEST_F(DirectoryStructure, StudiesAndSeriesHaveTheirsToo) {
+TEST_F(DirectoryStructure, StudiesAndSeriesHaveTheirOwnCharacterSets) {
     const auto latinStudy = [](DcmItem& item) {
         put(item, {{DCM_SpecificCharacterSet, "ISO_IR 100"}, {DCM_StudyID, "\xE9"}});
         item.findAndDeleteElement(DCM_StudyInstanceUID);

@@ -83,7 +83,7 @@ TEST_F(ExhaustingFiles, AHundredLevelsOfRecordsAreReadOnASmallStack) {
     EXPECT_EQ(code, 0);
 }
 
-TEST_F(ExhaustingFiles, AreRefusedOnASmallStackToo) {
+TEST_F(ExhaustingFiles, AreRefusedOnASmallStack) {
     std::string sequences;
     std::string records;
     onSmallStack([&] {

@@ -106,7 +106,7 @@ TEST_F(Anonymize, WhatTheFileLacksIsNotMade) {
     EXPECT_EQ(valueOf(DcmTagKey(0x0010, 0x1000)), "(none)");
 }
 
-TEST_F(Anonymize, ButAPatientIdAndAStudyIdAre) {
+TEST_F(Anonymize, APatientIdAndAStudyIdAreMadeWhenTheFileLacksThem) {
     const auto path = writeDicom(folder.file("bare.dcm"), {});
     anonymize(path);
     EXPECT_TRUE(isNumber(valueOf(DCM_PatientID)));
