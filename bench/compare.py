@@ -14,7 +14,7 @@ from comparison import report
 from comparison.growth_jobs import growths
 from comparison.metadata_jobs import metadata_jobs, start_jobs
 from comparison.pixel_jobs import frame_jobs, volume_jobs
-from comparison.place import PACKAGED, Place
+from comparison.setup import PACKAGED, Setup
 from comparison.running import Runner
 from comparison.writing_jobs import writing_jobs
 
@@ -30,18 +30,18 @@ def arguments():
     return parser.parse_args()
 
 
-def measure(chosen, where, place):
-    if not place.has_packaged:
+def measure(chosen, where, setup):
+    if not setup.has_packaged:
         where["left_out"].append("Left out: the rows \"%s\"; libdcmtk-dev is not installed." % PACKAGED)
     print(report.heading(where), flush=True)
     runner = Runner(os.path.join(chosen.build, "bench/measure"), chosen.rounds)
     jobs, tables = [], []
     for group in (start_jobs, metadata_jobs, frame_jobs, volume_jobs, writing_jobs):
-        for job in group(place):
+        for job in group(setup):
             if chosen.only in job.title:
                 jobs.append(runner.run(job))
                 print(report.job_text(jobs[-1]), flush=True)
-    for growth in growths(place):
+    for growth in growths(setup):
         if chosen.only in growth.title:
             tables.append(report.GrowthTable(growth, [runner.run(job) for _, job in growth.steps]))
             print(tables[-1].text(), flush=True)
@@ -55,7 +55,7 @@ def main():
     with tempfile.TemporaryDirectory(prefix="radvex-bench-") as data:
         subprocess.run([os.path.join(chosen.build, "bench/generateBenchmarkData"), data,
                         *(["small"] if chosen.small else [])], check=True)
-        where, jobs, tables = measure(chosen, where, Place(chosen.build, data))
+        where, jobs, tables = measure(chosen, where, Setup(chosen.build, data))
     if chosen.json:
         report.write_json(chosen.json, where, jobs, tables)
     if chosen.markdown:

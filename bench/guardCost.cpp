@@ -77,7 +77,7 @@ void writeElements(const std::string& path, E_TransferSyntax syntax) {
     check(file.saveFile(path.c_str(), syntax));
 }
 
-/// 1,000 frames of 512 x 512 16-bit pixels: 500 MB of zeros that take no place on the disk.
+/// 1,000 frames of 512 x 512 16-bit pixels: 500 MB of zeros that take no room on the disk.
 void writeFrames(const std::string& path) {
     writeSlice(path, EXS_LittleEndianExplicit);
     constexpr std::uintmax_t kFrame = 512 * 512 * 2;

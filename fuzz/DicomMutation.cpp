@@ -12,7 +12,7 @@ namespace {
 
 using Input = std::vector<unsigned char>;
 
-/// Places in the input, in bytes from its beginning.
+/// Offsets in the input, in bytes from its beginning.
 struct Element {
     std::size_t tag = 0;
     std::size_t lengthField = 0;
@@ -25,24 +25,24 @@ struct Element {
 constexpr std::string_view kRepresentations =
     "AEASATCSDADSDTFDFLISLOLTOBODOFOLOVOWPNSHSLSQSSSTSVTMUCUIULUNURUSUTUV"; // two letters each
 
-std::uint32_t numberAt(const Input& input, std::size_t place, std::size_t bytes) {
+std::uint32_t numberAt(const Input& input, std::size_t offset, std::size_t bytes) {
     std::uint32_t number = 0;
     for (std::size_t index = 0; index < bytes; ++index) {
-        number |= static_cast<std::uint32_t>(input[place + index]) << (8 * index);
+        number |= static_cast<std::uint32_t>(input[offset + index]) << (8 * index);
     }
     return number;
 }
 
-void putNumber(Input& input, std::size_t place, std::size_t bytes, std::uint32_t number) {
+void putNumber(Input& input, std::size_t offset, std::size_t bytes, std::uint32_t number) {
     for (std::size_t index = 0; index < bytes; ++index) {
-        input[place + index] = static_cast<unsigned char>(number >> (8 * index));
+        input[offset + index] = static_cast<unsigned char>(number >> (8 * index));
     }
 }
 
-/// The representation that stands at a place; empty when none does.
-std::string_view representationAt(const Input& input, std::size_t place) {
+/// The representation that stands at an offset; empty when none does.
+std::string_view representationAt(const Input& input, std::size_t offset) {
     for (std::size_t index = 0; index + 1 < kRepresentations.size(); index += 2) {
-        if (std::memcmp(input.data() + place, kRepresentations.data() + index, 2) == 0) {
+        if (std::memcmp(input.data() + offset, kRepresentations.data() + index, 2) == 0) {
             return kRepresentations.substr(index, 2);
         }
     }
@@ -59,19 +59,19 @@ bool hasLongLength(std::string_view vr) {
     return false;
 }
 
-/// Reads the header at a place; false when none begins there.
-bool readHeader(const Input& input, std::size_t place, Element& element) {
-    if (place + 8 > input.size()) {
+/// Reads the header at an offset; false when none begins there.
+bool readHeader(const Input& input, std::size_t offset, Element& element) {
+    if (offset + 8 > input.size()) {
         return false;
     }
-    element = {.tag = place, .lengthField = place + 4, .lengthBytes = 4, .value = place + 8};
-    if (numberAt(input, place, 2) != 0xFFFEU) { // no item and no end of one
-        element.vr = representationAt(input, place + 4);
+    element = {.tag = offset, .lengthField = offset + 4, .lengthBytes = 4, .value = offset + 8};
+    if (numberAt(input, offset, 2) != 0xFFFEU) { // no item and no end of one
+        element.vr = representationAt(input, offset + 4);
         if (element.vr.empty()) {
             return false;
         }
         const bool isLong = hasLongLength(element.vr);
-        element.lengthField = place + (isLong ? 8 : 6);
+        element.lengthField = offset + (isLong ? 8 : 6);
         element.lengthBytes = isLong ? 4 : 2;
         element.value = element.lengthField + element.lengthBytes;
     }
@@ -89,11 +89,11 @@ std::vector<Element> elementsOf(const Input& input) {
     std::vector<Element> elements;
     auto file = std::search(input.begin(), input.end(), kMagic.begin(), kMagic.end());
     while (file != input.end()) {
-        auto place = static_cast<std::size_t>(file - input.begin()) + kMagic.size();
-        for (Element element; readHeader(input, place, element);) {
+        auto offset = static_cast<std::size_t>(file - input.begin()) + kMagic.size();
+        for (Element element; readHeader(input, offset, element);) {
             elements.push_back(element);
             const bool isEntered = element.vr.empty() || element.vr == "SQ";
-            place = element.value + (isEntered ? 0 : element.length);
+            offset = element.value + (isEntered ? 0 : element.length);
         }
         file = std::search(file + 1, input.end(), kMagic.begin(), kMagic.end());
     }
@@ -105,7 +105,7 @@ const auto& oneOf(std::minstd_rand& random, const List& list) {
     return list[random() % std::size(list)];
 }
 
-/// Puts another value in place, with its length.
+/// Puts another value there, with its length.
 void putValue(Input& input, const Element& element, std::string_view value) {
     const auto start = input.begin() + static_cast<std::ptrdiff_t>(element.value);
     const auto next = input.erase(start, start + static_cast<std::ptrdiff_t>(element.length));
@@ -190,7 +190,7 @@ void mutateValue(Input& input, const Element& element, MutateBytes mutateBytes) 
     putValue(input, element, value);
 }
 
-/// Copies one element, with its value, over the place in front of another.
+/// Copies one element, with its value, in front of another.
 void copyElement(Input& input, const Element& from, const Element& to) {
     const Input copy = bytesOf(input, from);
     input.insert(input.begin() + static_cast<std::ptrdiff_t>(to.tag), copy.begin(), copy.end());

@@ -6,7 +6,6 @@
 #include "tests/support/HostileFiles.h"
 #include "tests/support/LoadedTree.h"
 #include "tests/support/OrderWarnings.h"
-#include "tests/support/TransferSyntaxes.h"
 
 namespace radvex::fuzz {
 

@@ -5,8 +5,6 @@
 
 #include "fuzz/Targets.h"
 #include "tests/support/HostileFiles.h"
-#include "tests/support/NestingWays.h"
-#include "tests/support/TransferSyntaxes.h"
 
 namespace radvex::fuzz {
 
@@ -36,11 +34,11 @@ struct Number {
 std::string withNumbers(std::string file, std::initializer_list<Number> numbers) {
     for (const Number& number : numbers) {
         const std::string header = littleEndian(number.group) + littleEndian(number.element) + "US" + littleEndian(2);
-        const auto place = file.find(header);
-        if (place == std::string::npos) {
+        const auto offset = file.find(header);
+        if (offset == std::string::npos) {
             throw std::logic_error("The file has no such number.");
         }
-        file.replace(place + header.size(), 2, littleEndian(number.value));
+        file.replace(offset + header.size(), 2, littleEndian(number.value));
     }
     return file;
 }
@@ -61,15 +59,15 @@ std::vector<SeedFile> hugeFrames() {
     return inputs;
 }
 
-/// A Huffman table of JPEG that has the number 23: its place among four was computed before it was looked at.
+/// A Huffman table of JPEG that has the number 23: its index among four was computed before it was looked at.
 std::vector<SeedFile> strayTable() {
     constexpr std::size_t kNumber = 4; // behind marker and length
     std::string file = seedNamed("losslessFrames");
-    const auto place = file.find("\xFF\xC4");
-    if (place == std::string::npos) {
+    const auto offset = file.find("\xFF\xC4");
+    if (offset == std::string::npos) {
         throw std::logic_error("The seed has no table.");
     }
-    file[place + kNumber] = 0x17;
+    file[offset + kNumber] = 0x17;
     return {{"stray-table", asInput(file)}};
 }
 
@@ -82,7 +80,7 @@ std::vector<SeedFile> hugeText() {
 }
 
 /// Numbers of three bytes, which DCMTK makes four: the guard took them for none, and looked for the dataset, or for
-/// records, in other places than DCMTK.
+/// records, elsewhere than DCMTK.
 std::vector<SeedFile> oddNumbers() {
     const std::vector<test::DirectoryRecord> records{{2, 0}, {3, 0}, {0, 0}};
     const std::size_t offset = test::withMeta(test::kExplicit, "").size();

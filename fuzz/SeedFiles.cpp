@@ -6,7 +6,7 @@
 #include "dcmtk/dcmdata/dcrleerg.h"
 #include "dcmtk/dcmjpeg/djencode.h"
 #include "dcmtk/dcmjpls/djencode.h"
-#include "tests/support/ImageFiles.h"
+#include "tests/support/DicomFiles.h"
 #include "tests/support/MediumFiles.h"
 #include "tests/support/TemporaryFolder.h"
 

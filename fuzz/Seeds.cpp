@@ -3,8 +3,6 @@
 #include "dcmtk/config/osconfig.h"
 #include "fuzz/Targets.h"
 #include "tests/support/HostileFiles.h"
-#include "tests/support/NestingWays.h"
-#include "tests/support/TransferSyntaxes.h"
 
 #include "dcmtk/dcmdata/dctk.h"
 

@@ -200,22 +200,22 @@ class Links {
     }
     TTLink at(unsigned index) const { return mLinks[index % mLinks.size()]; }
     void close(unsigned index) {
-        const unsigned place = index % static_cast<unsigned>(mLinks.size());
-        std::erase_if(mMarks, [&](const auto& mark) { return mark.first == place; }); // gone with their link
-        TTClose(std::exchange(mLinks[place], nullptr));
+        const unsigned link = index % static_cast<unsigned>(mLinks.size());
+        std::erase_if(mMarks, [&](const auto& mark) { return mark.first == link; }); // gone with their link
+        TTClose(std::exchange(mLinks[link], nullptr));
     }
     void mark(unsigned index, Source& source) {
-        const unsigned place = index % static_cast<unsigned>(mLinks.size());
+        const unsigned link = index % static_cast<unsigned>(mLinks.size());
         const auto own =
-            std::find_if(mMarks.begin(), mMarks.end(), [&](const auto& each) { return each.first == place; });
+            std::find_if(mMarks.begin(), mMarks.end(), [&](const auto& each) { return each.first == link; });
         if (own == mMarks.end() || source.byte() % 4 == 0) {
-            if (const TTMark mark = TTCreateMark(mLinks[place]); mark != nullptr) {
-                mMarks.emplace_back(place, mark);
+            if (const TTMark mark = TTCreateMark(mLinks[link]); mark != nullptr) {
+                mMarks.emplace_back(link, mark);
             }
         } else if (source.byte() % 2 == 0) {
-            TTSeekMark(mLinks[place], own->second, static_cast<signed char>(source.byte()));
+            TTSeekMark(mLinks[link], own->second, static_cast<signed char>(source.byte()));
         } else {
-            TTDestroyMark(mLinks[place], own->second);
+            TTDestroyMark(mLinks[link], own->second);
             mMarks.erase(own);
         }
     }

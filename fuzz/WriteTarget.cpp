@@ -69,14 +69,14 @@ int boundOf(const WriteInput& input) {
     return input.compression.starts_with("JPEGLossy") ? -1 : 0;
 }
 
-/// Place of a sample of the image in a file whose layout is the other one.
+/// Index of a sample of the image in a file whose layout is the other one.
 std::size_t transposed(const VelmoraImage& image, std::size_t index) {
     const auto pixels = static_cast<std::size_t>(image.rows * image.columns);
     const auto channels = static_cast<std::size_t>(image.channels);
     const std::size_t frame = index / (pixels * channels) * pixels * channels;
-    const std::size_t place = index - frame;
-    return frame + (image.interleaved ? place % channels * pixels + place / channels
-                                      : place % pixels * channels + place / pixels);
+    const std::size_t inFrame = index - frame;
+    return frame + (image.interleaved ? inFrame % channels * pixels + inFrame / channels
+                                      : inFrame % pixels * channels + inFrame / pixels);
 }
 
 /// All samples of a file that holds integers, frame after frame, as the library reads them.

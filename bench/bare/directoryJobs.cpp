@@ -43,8 +43,8 @@ Sint32 instanceNumber(DcmFileFormat& file) {
 class Volume {
   public:
     Volume(std::size_t slices, std::size_t sliceBytes)
-        : mBytes(slices * sliceBytes), mPlace(static_cast<unsigned char*>(std::calloc(mBytes, 1)), std::free) {}
-    unsigned char* data() { return mPlace.get(); }
+        : mBytes(slices * sliceBytes), mData(static_cast<unsigned char*>(std::calloc(mBytes, 1)), std::free) {}
+    unsigned char* data() { return mData.get(); }
     void finish(std::size_t slices, const std::string& out) {
         if (!out.empty()) {
             std::ofstream(out, std::ios::binary)
@@ -55,7 +55,7 @@ class Volume {
 
   private:
     std::size_t mBytes;
-    std::unique_ptr<unsigned char, void (*)(void*)> mPlace;
+    std::unique_ptr<unsigned char, void (*)(void*)> mData;
 };
 
 using Files = std::vector<std::unique_ptr<DcmFileFormat>>;
@@ -110,12 +110,12 @@ void readRenderedVolume(const std::string& medium, const std::string& out) {
     }
     const unsigned long sliceBytes = images.front()->getOutputDataSize(16);
     Volume volume(images.size(), sliceBytes);
-    unsigned char* place = volume.data();
+    unsigned char* target = volume.data();
     for (const auto& image : images) {
         image->hideAllOverlays(0);
         image->setWindow((high + low) * 0.5, high - low);
-        image->getOutputData(place, sliceBytes, 16, 0, 0);
-        place += sliceBytes;
+        image->getOutputData(target, sliceBytes, 16, 0, 0);
+        target += sliceBytes;
     }
     volume.finish(images.size(), out);
 }
@@ -130,11 +130,11 @@ void readModalityVolume(const std::string& medium, const std::string& out) {
               [](const Slice& left, const Slice& right) { return left.number < right.number; });
     const std::size_t sliceBytes = slices.front().values.size() * sizeof(Sint16);
     Volume volume(slices.size(), sliceBytes);
-    unsigned char* place = volume.data();
+    unsigned char* target = volume.data();
     for (Slice& slice : slices) {
-        std::memcpy(place, slice.values.data(), sliceBytes);
+        std::memcpy(target, slice.values.data(), sliceBytes);
         slice.values = {};
-        place += sliceBytes;
+        target += sliceBytes;
     }
     volume.finish(slices.size(), out);
 }

@@ -97,8 +97,8 @@ def difference(path, expected, tolerance, dtype):
         return str(error)
     if sorted(found.shape) != sorted(expected.shape):
         return "%s instead of %s" % (found.shape, expected.shape)
-    places = numpy.random.default_rng(1).integers(0, expected.size, SAMPLES)
-    at = numpy.unravel_index(places, expected.shape)
+    indices = numpy.random.default_rng(1).integers(0, expected.size, SAMPLES)
+    at = numpy.unravel_index(indices, expected.shape)
     for view in _views(found, expected.shape):
         if numpy.abs(view[at].astype(float) - expected[at]).max() <= tolerance:
             return _whole_difference(view, expected, tolerance)

@@ -3,12 +3,8 @@
 #include <algorithm>
 #include <thread>
 
-<<<<<<< HEAD:cli/arguments/FileJobs.cpp
-#include "workers/Workers.h"
-=======
 #include "files/Errors.h"
-#include "workers/Blocks.h"
->>>>>>> hD:cli/arguments/Files.cpp
+#include "workers/Workers.h"
 
 namespace radvex::cli {
 

@@ -1,10 +1,6 @@
 #include "tests/bridge/BridgeTest.h"
 
 using GTU::Argument;
-using GTU::VArgumentType;
-using velmora::ledger;
-using velmora::ObjectKind;
-using velmora::Owner;
 using velmora::StoreView;
 
 namespace radvex::test {
@@ -120,9 +116,8 @@ TEST_F(Arguments, OfNoKindAreNotAdded) {
     const Any list;
     VArgument argument{};
     const Argument<VArgumentType::VArgument> view(argument);
-    const Thrown thrown = thrownBy([&] { view.addToDataStore(list.getInternal(), "key", VArgumentType::VArgument); });
-    EXPECT_EQ(thrown.id, -55);
-    EXPECT_EQ(thrown.name, "ArgumentAddNodeVArgument");
+    EXPECT_THAT(thrownBy([&] { view.addToDataStore(list.getInternal(), "key", VArgumentType::VArgument); }),
+                isError(-55, "ArgumentAddNodeVArgument"));
     EXPECT_EQ(StoreView(list.getInternal()).size(), 0U);
 }
 

@@ -1,5 +1,9 @@
 #pragma once
 
+#include <gmock/gmock.h>
+
+#include <memory>
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,6 +15,15 @@
 
 namespace radvex::test {
 
+using GTU::VArgumentType;
+using GTU::Passing::Automatic;
+using GTU::Passing::Manual;
+using GTU::Passing::Shared;
+using velmora::ledger;
+using velmora::ObjectKind;
+using velmora::Operation;
+using velmora::Owner;
+
 /// Symbol that holds the parameters of the last error, as long as no context is set.
 inline constexpr const char* kParametersSymbol = "GTU`$LastFailureParameters";
 
@@ -20,6 +33,26 @@ struct Thrown {
     std::string name{};
     std::string debugInfo{};
 };
+
+/// What a failed expectation prints.
+inline void PrintTo(const Thrown& thrown, std::ostream* stream) {
+    *stream << thrown.id << ' ' << thrown.name << " '" << thrown.debugInfo << '\'';
+}
+
+/// Matches an error by its id and its name.
+inline auto isError(int id, const std::string& name) {
+    return testing::AllOf(testing::Field("id", &Thrown::id, id), testing::Field("name", &Thrown::name, name));
+}
+
+inline auto isError(int id, const std::string& name, const std::string& debugInfo) {
+    return testing::AllOf(isError(id, name), testing::Field("debugInfo", &Thrown::debugInfo, debugInfo));
+}
+
+/// Matches an error by its id and its debug text.
+inline auto tells(int id, const std::string& debugInfo) {
+    return testing::AllOf(testing::Field("id", &Thrown::id, id),
+                          testing::Field("debugInfo", &Thrown::debugInfo, debugInfo));
+}
 
 template <typename Body>
 Thrown thrownBy(Body body) {
@@ -142,6 +175,25 @@ class Loopback {
 
   private:
     TTLink mLink;
+};
+
+/// A test with a loopback in the host's environment.
+class LoopbackTest : public BridgeTest {
+  protected:
+    void SetUp() override {
+        BridgeTest::SetUp();
+        mLoopback = std::make_unique<Loopback>(services().environment());
+    }
+    void TearDown() override {
+        mLoopback.reset();
+        BridgeTest::TearDown();
+    }
+
+    TTLink link() { return mLoopback->link(); }
+    TTLink& reference() { return mLoopback->reference(); }
+
+  private:
+    std::unique_ptr<Loopback> mLoopback{};
 };
 
 } // namespace radvex::test

@@ -2,15 +2,7 @@
 
 #include "bridge/containers/NumericArray.h"
 
-using GTU::VArgumentType;
 using GTU::VContainer;
-using GTU::Passing::Automatic;
-using GTU::Passing::Manual;
-using GTU::Passing::Shared;
-using velmora::ledger;
-using velmora::ObjectKind;
-using velmora::Operation;
-using velmora::Owner;
 
 namespace radvex::test {
 
@@ -75,11 +67,11 @@ TEST_F(Containers, AStoreHasNoShares) {
 }
 
 TEST_F(Containers, EmptyOnesReleaseAndPassNothing) {
-    VImage placed = reinterpret_cast<VImage>(&placed);
-    const VImage before = placed;
+    VImage passed = reinterpret_cast<VImage>(&passed);
+    const VImage before = passed;
     ImageContainer<Manual> image(nullptr, true);
-    image.pass(VArgument{.image = &placed});
-    EXPECT_EQ(placed, before);
+    image.pass(VArgument{.image = &passed});
+    EXPECT_EQ(passed, before);
     image.free();
     image.disown();
     image.cleanup();
@@ -87,11 +79,11 @@ TEST_F(Containers, EmptyOnesReleaseAndPassNothing) {
     EXPECT_EQ(ledger().violations(), std::vector<std::string>{});
 }
 
-TEST_F(Containers, PassingPlacesTheHandleAndKeepsTheOwnership) {
+TEST_F(Containers, PassingGivesTheHandleAndKeepsTheOwnership) {
     ArrayContainer<Manual> array(libraryArray(), true);
-    VNumericArray placed = nullptr;
-    array.pass(VArgument{.numericArray = &placed});
-    EXPECT_EQ(placed, array.rawHandle());
+    VNumericArray passed = nullptr;
+    array.pass(VArgument{.numericArray = &passed});
+    EXPECT_EQ(passed, array.rawHandle());
     EXPECT_TRUE(array.isOwnedByLibrary());
 }
 
@@ -119,11 +111,11 @@ TEST_F(Containers, MovingLeavesAnEmptyContainerBehind) {
 
 TEST_F(Containers, MovingKeepsThatTheObjectWasHandedOver) {
     ImageContainer<Manual> source(libraryImage(), true);
-    VImage placed = nullptr;
-    source.passAsResult(VArgument{.image = &placed});
+    VImage passed = nullptr;
+    source.passAsResult(VArgument{.image = &passed});
     { const ImageContainer<Manual> moved(std::move(source)); }
-    EXPECT_TRUE(ledger().isAlive(ObjectKind::image, placed));
-    velmora::destroyImage(placed);
+    EXPECT_TRUE(ledger().isAlive(ObjectKind::image, passed));
+    velmora::destroyImage(passed);
 }
 
 TEST_F(Containers, AssigningReleasesTheOldObjectOnceAndTakesTheNew) {

@@ -6,13 +6,6 @@
 
 using GTU::Argument;
 using GTU::DataList;
-using GTU::VArgumentType;
-using GTU::Passing::Automatic;
-using GTU::Passing::Manual;
-using velmora::ledger;
-using velmora::ObjectKind;
-using velmora::Operation;
-using velmora::Owner;
 using velmora::Store;
 using velmora::StoreView;
 
@@ -51,9 +44,7 @@ TEST_F(DataLists, OfANewAutomaticStoreLeaveItWithTheHost) {
 
 TEST_F(DataLists, ThatTheHostRefusesToMakeAreErrors) {
     ledger().refuse(Operation::createDataStore, 1);
-    const Thrown thrown = thrownBy([] { Any list; });
-    EXPECT_EQ(thrown.id, -25);
-    EXPECT_EQ(thrown.name, "CreateFromNullError");
+    EXPECT_THAT(thrownBy([] { Any list; }), isError(-25, "CreateFromNullError"));
 }
 
 TEST_F(DataLists, OfANullStoreAreRefused) {
@@ -95,9 +86,7 @@ TEST_F(DataLists, OfANegativeLengthAreEmpty) {
 
 TEST_F(DataLists, OfTheWrongKindFailAtConstruction) {
     const Store store = Store::of({"text", 5});
-    const Thrown thrown = thrownBy([&] { Names list(store.handle()); });
-    EXPECT_EQ(thrown.id, -50);
-    EXPECT_EQ(thrown.name, "DLInvalidNodeType");
+    EXPECT_THAT(thrownBy([&] { Names list(store.handle()); }), isError(-50, "DLInvalidNodeType"));
 }
 
 TEST_F(DataLists, OfAnyKindTakeEveryNode) {
@@ -117,18 +106,14 @@ TEST_F(DataLists, ThatFailHalfWayReleaseTheirStoreByTheirPolicy) {
 TEST_F(DataLists, WhoseNodesRunOutEarlyAreRefused) {
     const Store store = Store::ofTexts({"a"});
     alterTable().dataStores.DataStore_getLength = [](DataStore) -> vint { return 2; };
-    const Thrown thrown = thrownBy([&] { Names list(store.handle()); });
-    EXPECT_EQ(thrown.id, -49);
-    EXPECT_EQ(thrown.name, "DLNullRawNode");
+    EXPECT_THAT(thrownBy([&] { Names list(store.handle()); }), isError(-49, "DLNullRawNode"));
 }
 
 TEST_F(DataLists, WhoseDataTheHostRefusesAreErrors) {
     const Store store = Store::ofTexts({"a", "b"});
     for (const long n : {1L, 2L}) {
         ledger().refuse(Operation::DataStoreNode_getData, n);
-        const Thrown thrown = thrownBy([&] { Names list(store.handle()); });
-        EXPECT_EQ(thrown.id, -51) << n;
-        EXPECT_EQ(thrown.name, "DLGetNodeDataError");
+        EXPECT_THAT(thrownBy([&] { Names list(store.handle()); }), isError(-51, "DLGetNodeDataError")) << n;
         ledger().refuse(Operation::DataStoreNode_getDataType, n);
         EXPECT_EQ(thrownBy([&] { Names list(store.handle()); }).name, "DLInvalidNodeType") << n;
     }

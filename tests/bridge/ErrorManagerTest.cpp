@@ -4,7 +4,7 @@
 
 using GTU::ErrorManager;
 using GTU::GantryError;
-using radvex::test::thrownBy;
+using namespace radvex::test;
 
 namespace {
 
@@ -195,30 +195,22 @@ TEST(ErrorManager, FindsAnErrorByItsId) {
 
 TEST(ErrorManager, NoErrorHasTheIdThatMeansSuccess) {
     EXPECT_EQ(ErrorManager::findError("NoError").id(), 0);
-    const auto thrown = thrownBy([] { ErrorManager::throwException("NoError"); });
-    EXPECT_EQ(thrown.id, 0);
-    EXPECT_EQ(thrown.name, "NoError");
+    EXPECT_THAT(thrownBy([] { ErrorManager::throwException("NoError"); }), isError(0, "NoError"));
 }
 
 TEST(ErrorManager, AnUnknownIdIsAnErrorOfItsOwn) {
-    const auto thrown = thrownBy([] { (void)ErrorManager::findError(8); });
-    EXPECT_EQ(thrown.id, -6);
-    EXPECT_EQ(thrown.name, "ErrorManagerThrowIdError");
-    EXPECT_EQ(thrown.debugInfo, "");
+    EXPECT_THAT(thrownBy([] { (void)ErrorManager::findError(8); }), isError(-6, "ErrorManagerThrowIdError", ""));
 }
 
 TEST(ErrorManager, AnUnknownNameIsAnErrorOfItsOwn) {
-    const auto thrown = thrownBy([] { (void)ErrorManager::findError("NobodyRegisteredThis"); });
-    EXPECT_EQ(thrown.id, -7);
-    EXPECT_EQ(thrown.name, "ErrorManagerThrowNameError");
-    EXPECT_EQ(thrown.debugInfo, "");
+    EXPECT_THAT(thrownBy([] { (void)ErrorManager::findError("NobodyRegisteredThis"); }),
+                isError(-7, "ErrorManagerThrowNameError", ""));
 }
 
 TEST(ErrorManager, ThrowingAnUnknownNameLosesTheIntendedErrorAndItsDebugText) {
-    const auto thrown =
-        thrownBy([] { ErrorManager::throwExceptionWithDebugInfo("NobodyRegisteredThis", "lost", "parameter"); });
-    EXPECT_EQ(thrown.id, -7);
-    EXPECT_EQ(thrown.debugInfo, "");
+    EXPECT_THAT(
+        thrownBy([] { ErrorManager::throwExceptionWithDebugInfo("NobodyRegisteredThis", "lost", "parameter"); }),
+        tells(-7, ""));
 }
 
 TEST(ErrorManager, RegistrationTakesTheNextIdAndLowersIt) {
@@ -249,10 +241,10 @@ TEST(ErrorManager, TheSamePairAgainChangesNothing) {
 TEST(ErrorManager, AnotherMessageForANameIsRefusedAndTheFirstStays) {
     ErrorManager::set({"FreshDisputed", "One."});
     const int next = ErrorManager::nextErrorId();
-    const auto thrown = thrownBy([] { ErrorManager::set({"FreshDisputed", "Two."}); });
-    EXPECT_EQ(thrown.id, -8);
-    EXPECT_EQ(thrown.name, "ErrorManagerCreateNameError");
-    EXPECT_EQ(thrown.debugInfo, "");
+    EXPECT_THAT(thrownBy([] {
+                    ErrorManager::set({"FreshDisputed", "Two."});
+                }),
+                isError(-8, "ErrorManagerCreateNameError", ""));
     EXPECT_EQ(ErrorManager::nextErrorId(), next);
     EXPECT_EQ(ErrorManager::findError("FreshDisputed").message(), "One.");
 }
@@ -284,8 +276,6 @@ TEST(ErrorManager, WhatGivesTheNameAndNotTheMessage) {
 }
 
 TEST(ErrorManager, DebugTextTravelsWithTheException) {
-    const auto thrown = thrownBy([] { ErrorManager::throwExceptionWithDebugInfo("RankError", "rank 5"); });
-    EXPECT_EQ(thrown.id, 2);
-    EXPECT_EQ(thrown.debugInfo, "rank 5");
+    EXPECT_THAT(thrownBy([] { ErrorManager::throwExceptionWithDebugInfo("RankError", "rank 5"); }), tells(2, "rank 5"));
     EXPECT_EQ(ErrorManager::findError("RankError").getDebugInfo(), "");
 }

@@ -5,8 +5,6 @@
 
 using GTU::ErrorManager;
 using GTU::GantryError;
-using velmora::ledger;
-using velmora::Operation;
 using Texts = std::vector<std::string>;
 
 namespace radvex::test {
@@ -51,10 +49,7 @@ class FailureParameters : public BridgeTest {
 };
 
 TEST_F(FailureParameters, ArriveAsOneListUnderTheSymbol) {
-    const Thrown thrown = throwTwo();
-    EXPECT_EQ(thrown.id, 1);
-    EXPECT_EQ(thrown.name, "TypeError");
-    EXPECT_EQ(thrown.debugInfo, "debug");
+    EXPECT_THAT(throwTwo(), isError(1, "TypeError", "debug"));
     EXPECT_EQ(deliveredParameters(), (Texts{"file", "7"}));
     EXPECT_EQ(ledger().calls(Operation::processTetherLink), 1) << "one packet";
 }
@@ -99,19 +94,17 @@ TEST_F(FailureParameters, AThrowWithoutAnyTouchesNoLink) {
 TEST_F(FailureParameters, AThrowWithoutATableTouchesNoLink) {
     ledger().refuseNothing();
     GTU::LibraryData::setLibraryData(nullptr);
-    const Thrown thrown = throwTwo();
-    EXPECT_EQ(thrown.id, 1);
-    EXPECT_EQ(thrown.debugInfo, "debug");
+    EXPECT_THAT(throwTwo(), tells(1, "debug"));
     EXPECT_TRUE(ledger().linkCalls().empty());
     EXPECT_EQ(deliveredParameters(), Texts{});
 }
 
 TEST_F(FailureParameters, TheFullFormUsesTheTableThatItIsGiven) {
     GTU::LibraryData::setLibraryData(nullptr);
-    const auto thrown = thrownBy(
-        [&] { ErrorManager::throwExceptionWithDebugInfo(services().table(), "RankError", "debug", "a", 5LL); });
-    EXPECT_EQ(thrown.id, 2);
-    EXPECT_EQ(thrown.debugInfo, "debug");
+    EXPECT_THAT(thrownBy([&] {
+                    ErrorManager::throwExceptionWithDebugInfo(services().table(), "RankError", "debug", "a", 5LL);
+                }),
+                tells(2, "debug"));
     EXPECT_EQ(deliveredParameters(), (Texts{"a", "5"}));
 }
 
@@ -191,9 +184,7 @@ TEST_F(FailureParameters, ThrownWithoutALoopbackStillThrowTheError) {
         } else {
             ledger().refuse(Operation::getTetherLinkEnvironment, 1);
         }
-        const Thrown thrown = throwTwo();
-        EXPECT_EQ(thrown.id, 1);
-        EXPECT_EQ(thrown.debugInfo, "debug");
+        EXPECT_THAT(throwTwo(), tells(1, "debug"));
         EXPECT_EQ(deliveredParameters(), Texts{});
         ledger().refuseNothing();
         // Within the same call: no half packet stands in the way.

@@ -6,8 +6,6 @@
 using GTU::openFile;
 using GTU::openFileStream;
 using std::ios_base;
-using velmora::ledger;
-using velmora::Operation;
 
 namespace radvex::test {
 
@@ -26,8 +24,8 @@ class Files : public BridgeTest {
     /// A fresh file with the text "old".
     void write() { mPath = mFolder.write("file", "old"); }
 
-    /// Whether the file can be read, whether it can be written, what it holds after "NEW" was written at once, as one
-    /// text: "r" "w" and the content. Which of the fopen modes that is follows from it.
+    /// Opens the file and writes "N" at once. Gives "r" if it can be read, "w" if it can be written, and its content:
+    /// together they tell the mode of fopen.
     std::string behaviour(ios_base::openmode mode) {
         write();
         const GTU::FilePtr file = openFile(path(), mode, mPolicy);
@@ -89,9 +87,7 @@ TEST_F(Files, AreOpenedInEachMode) {
 }
 
 TEST_F(Files, AreNotOpenedInModesThatFopenDoesNotHave) {
-    const Thrown thrown = refusedMode(ios_base::in | ios_base::trunc);
-    EXPECT_EQ(thrown.id, -60);
-    EXPECT_EQ(thrown.name, "InvalidOpenMode");
+    EXPECT_THAT(refusedMode(ios_base::in | ios_base::trunc), isError(-60, "InvalidOpenMode"));
     EXPECT_EQ(deliveredParameters(), std::vector<std::string>{});
     for (const ios_base::openmode mode :
          {ios_base::openmode{}, ios_base::openmode{ios_base::trunc}, ios_base::openmode{ios_base::binary},
@@ -131,15 +127,14 @@ TEST_F(Files, ThatTheHostRefusesAreNotTouched) {
     write();
     for (const bool asStream : {false, true}) {
         ledger().refuse(Operation::validatePath, 1);
-        const Thrown thrown = thrownBy([&] {
-            if (asStream) {
-                (void)openFileStream(path(), ios_base::out, mPolicy);
-            } else {
-                (void)openFile(path(), ios_base::out, mPolicy);
-            }
-        });
-        EXPECT_EQ(thrown.id, -59);
-        EXPECT_EQ(thrown.name, "PathNotValidated");
+        EXPECT_THAT(thrownBy([&] {
+                        if (asStream) {
+                            (void)openFileStream(path(), ios_base::out, mPolicy);
+                        } else {
+                            (void)openFile(path(), ios_base::out, mPolicy);
+                        }
+                    }),
+                    isError(-59, "PathNotValidated"));
         EXPECT_EQ(deliveredParameters(), std::vector<std::string>{path()});
         EXPECT_EQ(content(), "old");
         services().clearSymbol(kParametersSymbol);
@@ -154,9 +149,7 @@ TEST_F(Files, OutsideTheHostsFoldersAreRefused) {
 }
 
 TEST_F(Files, ThatTheSystemRefusesAreTold) {
-    const Thrown thrown = thrownBy([&] { (void)openFile(missing(), ios_base::in, mPolicy); });
-    EXPECT_EQ(thrown.id, -61);
-    EXPECT_EQ(thrown.name, "OpenFileFailed");
+    EXPECT_THAT(thrownBy([&] { (void)openFile(missing(), ios_base::in, mPolicy); }), isError(-61, "OpenFileFailed"));
     EXPECT_EQ(deliveredParameters(), std::vector<std::string>{missing()});
 }
 

@@ -1,7 +1,6 @@
 #include "tests/bridge/BridgeTest.h"
 
 using GTU::GantryError;
-using velmora::ledger;
 using Texts = std::vector<std::string>;
 
 namespace radvex::test {

@@ -8,8 +8,6 @@ using GTU::ErrorManager;
 using GTU::LibraryData;
 using GTU::VArgumentManager;
 using velmora::CallFrame;
-using velmora::ledger;
-using velmora::ObjectKind;
 
 namespace radvex::test {
 
@@ -149,10 +147,8 @@ TEST_F(OperateOnImage, CallsTheFunctionWithTheImagesOwnType) {
 
 TEST_F(OperateOnImage, RefusesAnyOtherType) {
     alterTable().images.VImage_getDataType = [](VImage) -> vint { return 5; };
-    const Thrown thrown = thrownBy([] { elementSizeFor(VImage_U8); });
-    EXPECT_EQ(thrown.id, -5);
-    EXPECT_EQ(thrown.name, "VArgumentImageError");
-    EXPECT_EQ(thrown.debugInfo, "Incorrect type of Image argument. Argument index: 1");
+    EXPECT_THAT(thrownBy([] { elementSizeFor(VImage_U8); }),
+                isError(-5, "VArgumentImageError", "Incorrect type of Image argument. Argument index: 1"));
 }
 
 } // namespace radvex::test

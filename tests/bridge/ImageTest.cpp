@@ -2,11 +2,6 @@
 
 using GTU::Image;
 using GTU::ImageView;
-using GTU::Passing::Automatic;
-using GTU::Passing::Manual;
-using velmora::ledger;
-using velmora::ObjectKind;
-using velmora::Operation;
 using Dims = std::vector<vint>;
 
 namespace radvex::test {
@@ -68,9 +63,7 @@ TEST_F(Images, OfTheHostAreNotFreed) {
 }
 
 TEST_F(Images, OfANullHandleAreRefused) {
-    const Thrown thrown = thrownBy([] { Image<float, Automatic> image(nullptr); });
-    EXPECT_EQ(thrown.id, -25);
-    EXPECT_EQ(thrown.name, "CreateFromNullError");
+    EXPECT_THAT(thrownBy([] { Image<float, Automatic> image(nullptr); }), isError(-25, "CreateFromNullError"));
 }
 
 TEST_F(Images, OfEachTypeAreWrappedAsThatTypeOnly) {
@@ -154,9 +147,8 @@ TEST_F(Images, HandedOverAreTheHosts) {
 
 TEST_F(Images, ThatTheHostRefusesToMakeAreErrors) {
     ledger().refuse(Operation::VImage_new2D, 1);
-    const Thrown flat = thrownBy([] { Image<float, Manual> image(0, 5, 3, 1, VColorSpace_Grey, true); });
-    EXPECT_EQ(flat.id, -20);
-    EXPECT_EQ(flat.name, "ImageNewError");
+    EXPECT_THAT(thrownBy([] { Image<float, Manual> image(0, 5, 3, 1, VColorSpace_Grey, true); }),
+                isError(-20, "ImageNewError"));
     ledger().refuse(Operation::VImage_new3D, 1);
     EXPECT_EQ(thrownBy([] { Image<float, Manual> image(2, 5, 3, 1, VColorSpace_Grey, true); }).id, -20);
     EXPECT_EQ(thrownBy([] { Image<float, Manual> image(0, 0, 3, 1, VColorSpace_Grey, true); }).id, -20);

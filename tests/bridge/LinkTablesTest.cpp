@@ -12,19 +12,8 @@ using GTU::TT::String;
 
 namespace radvex::test {
 
-class LinkTables : public BridgeTest {
+class LinkTables : public LoopbackTest {
   protected:
-    void SetUp() override {
-        BridgeTest::SetUp();
-        mLoopback = std::make_unique<Loopback>(services().environment());
-    }
-    void TearDown() override {
-        mLoopback.reset();
-        BridgeTest::TearDown();
-    }
-
-    TTLink link() { return mLoopback->link(); }
-
     template <typename T>
     static void expectNames(const std::string& scalar) {
         EXPECT_EQ(PutScalar<T>::ScalarFName, scalar);
@@ -38,7 +27,7 @@ class LinkTables : public BridgeTest {
         return number;
     }
 
-    /// Puts the same three numbers as scalar, list and array of one row, and reads them back.
+    /// Puts two numbers as scalar, list and array of one row, and reads them back.
     template <typename T>
     void expectNumbersArrive(T first, T second) {
         const T values[] = {first, second};
@@ -72,9 +61,6 @@ class LinkTables : public BridgeTest {
         String<E>::Release(link(), read, length);
         EXPECT_EQ(TTOpenBufferCount(services().environment()), 0);
     }
-
-  private:
-    std::unique_ptr<Loopback> mLoopback{};
 };
 
 TEST_F(LinkTables, NamePutFunctionsAfterTheirElementTypes) {

@@ -2,8 +2,6 @@
 
 using GTU::ProgressMonitor;
 using GTU::VArgumentManager;
-using velmora::ledger;
-using velmora::ObjectKind;
 
 namespace radvex::test {
 
@@ -79,9 +77,7 @@ TEST_F(Progress, IsNotClamped) {
 TEST_F(Progress, StoresTheValueBeforeItNoticesAnAbort) {
     ProgressMonitor progress = monitor();
     services().setAbort(true);
-    const Thrown thrown = thrownBy([&] { progress.set(0.5); });
-    EXPECT_EQ(thrown.id, -56);
-    EXPECT_EQ(thrown.name, "Aborted");
+    EXPECT_THAT(thrownBy([&] { progress.set(0.5); }), isError(-56, "Aborted"));
     EXPECT_EQ(seen(), 0.5);
 }
 
@@ -139,10 +135,7 @@ TEST_F(Progress, OfACallIsItsLastArgument) {
 }
 
 TEST_F(Progress, OfACallWithoutArgumentsIsRefused) {
-    const Thrown thrown = refused({});
-    EXPECT_EQ(thrown.id, -2);
-    EXPECT_EQ(thrown.name, "VArgumentIndexError");
-    EXPECT_EQ(thrown.debugInfo, "Index too small when accessing ProgressMonitor.");
+    EXPECT_THAT(refused({}), isError(-2, "VArgumentIndexError", "Index too small when accessing ProgressMonitor."));
 }
 
 TEST_F(Progress, OfANullTensorIsRefused) {

@@ -4,7 +4,6 @@
 #include <set>
 
 using GTU::ErrorManager;
-using velmora::ledger;
 
 namespace radvex::test {
 
@@ -79,10 +78,7 @@ TEST_F(RegisteredErrors, CanBeAskedForAgain) {
 }
 
 TEST_F(RegisteredErrors, AreRefusedToAListWithArguments) {
-    const Thrown thrown = publish(1);
-    EXPECT_EQ(thrown.id, -29);
-    EXPECT_EQ(thrown.name, "TTTestHeadError");
-    EXPECT_EQ(thrown.debugInfo, "Expected 0 arguments but got 1");
+    EXPECT_THAT(publish(1), isError(-29, "TTTestHeadError", "Expected 0 arguments but got 1"));
 }
 
 TEST_F(RegisteredErrors, AreRefusedToAnotherHead) {

@@ -4,25 +4,12 @@
 
 using GTU::TTStream;
 using GTU::TT::Encoding;
-using velmora::ledger;
 using Stream = TTStream<Encoding::UTF8, Encoding::UTF8>;
 
 namespace radvex::test {
 
-class Streams : public BridgeTest {
+class Streams : public LoopbackTest {
   protected:
-    void SetUp() override {
-        BridgeTest::SetUp();
-        mLoopback = std::make_unique<Loopback>(services().environment());
-    }
-    void TearDown() override {
-        mLoopback.reset();
-        BridgeTest::TearDown();
-    }
-
-    TTLink link() { return mLoopback->link(); }
-    TTLink& reference() { return mLoopback->reference(); }
-
     /// What `body` throws while the host refuses the first call of `function`.
     template <typename Body>
     Thrown thrownRefusing(const std::string& function, Body body) {
@@ -32,18 +19,13 @@ class Streams : public BridgeTest {
         ledger().refuseNothing();
         return thrown;
     }
-
-  private:
-    std::unique_ptr<Loopback> mLoopback{};
 };
 
 /// How the text of a refused call begins.
 const std::string kRefused = "Error code reported by Tether: 10\n\"The host refused the call.\"\nDebug info: ";
 
 TEST_F(Streams, NeedALink) {
-    const Thrown thrown = thrownBy([] { Stream stream(nullptr); });
-    EXPECT_EQ(thrown.id, -28);
-    EXPECT_EQ(thrown.name, "TTNullTetherError");
+    EXPECT_THAT(thrownBy([] { Stream stream(nullptr); }), isError(-28, "TTNullTetherError"));
 }
 
 TEST_F(Streams, DoNotCloseWhatTheyAreGiven) {
@@ -78,27 +60,23 @@ TEST_F(Streams, NumbersGoOutInSixtyFourBitsWhateverTheirType) {
 }
 
 TEST_F(Streams, ARefusedFunctionTellsHeadAndCount) {
-    const Thrown thrown = thrownRefusing("TTPutFunction", [&] { Stream(link()) << GTU::TT::Function("Set", 2); });
-    EXPECT_EQ(thrown.id, -31);
-    EXPECT_EQ(thrown.debugInfo, kRefused + "Cannot put function: \"Set\" with 2 arguments");
+    EXPECT_THAT(thrownRefusing("TTPutFunction", [&] { Stream(link()) << GTU::TT::Function("Set", 2); }),
+                tells(-31, kRefused + "Cannot put function: \"Set\" with 2 arguments"));
 }
 
 TEST_F(Streams, ARefusedSymbolTellsItsName) {
-    const Thrown thrown = thrownRefusing("TTPutSymbol", [&] { Stream(link()) << GTU::TT::Symbol("Null"); });
-    EXPECT_EQ(thrown.id, -30);
-    EXPECT_EQ(thrown.debugInfo, kRefused + "Cannot put symbol: \"Null\"");
+    EXPECT_THAT(thrownRefusing("TTPutSymbol", [&] { Stream(link()) << GTU::TT::Symbol("Null"); }),
+                tells(-30, kRefused + "Cannot put symbol: \"Null\""));
 }
 
 TEST_F(Streams, ARefusedTextTellsThePutFunction) {
-    const Thrown thrown = thrownRefusing("TTPutUTF8String", [&] { Stream(link()) << "text"; });
-    EXPECT_EQ(thrown.id, -40);
-    EXPECT_EQ(thrown.debugInfo, kRefused + "TTPut(UTF8/Byte)String");
+    EXPECT_THAT(thrownRefusing("TTPutUTF8String", [&] { Stream(link()) << "text"; }),
+                tells(-40, kRefused + "TTPut(UTF8/Byte)String"));
 }
 
 TEST_F(Streams, ARefusedNumberTellsThePutFunction) {
-    const Thrown thrown = thrownRefusing("TTPutInteger64", [&] { Stream(link()) << 5; });
-    EXPECT_EQ(thrown.id, -39);
-    EXPECT_EQ(thrown.debugInfo, kRefused + "TTPutInteger64");
+    EXPECT_THAT(thrownRefusing("TTPutInteger64", [&] { Stream(link()) << 5; }),
+                tells(-39, kRefused + "TTPutInteger64"));
 }
 
 TEST_F(Streams, TestHeadGivesTheCountOfArguments) {
@@ -114,19 +92,16 @@ TEST_F(Streams, TestHeadWithTheRightCountPasses) {
 TEST_F(Streams, TestHeadRefusesAnotherHeadAndLeavesItUsable) {
     TTPutFunction(link(), "Pair", 0);
     Stream stream(link());
-    const Thrown thrown = thrownBy([&] { stream.testHead("List"); });
-    EXPECT_EQ(thrown.id, -29);
-    EXPECT_EQ(thrown.debugInfo, "Error code reported by Tether: 8\n\"The next expression has another head.\"\n"
-                                "Debug info: Expected \"List\"");
+    EXPECT_THAT(thrownBy([&] { stream.testHead("List"); }),
+                tells(-29, "Error code reported by Tether: 8\n\"The next expression has another head.\"\n"
+                           "Debug info: Expected \"List\""));
     EXPECT_EQ(TTError(link()), TTE_OK);
     EXPECT_EQ(stream.testHead("Pair"), 0);
 }
 
 TEST_F(Streams, TestHeadRefusesAnotherCount) {
     TTPutFunction(link(), "Pair", 2);
-    const Thrown thrown = thrownBy([&] { Stream(link()).testHead("Pair", 3); });
-    EXPECT_EQ(thrown.id, -29);
-    EXPECT_EQ(thrown.debugInfo, "Expected 3 arguments but got 2");
+    EXPECT_THAT(thrownBy([&] { Stream(link()).testHead("Pair", 3); }), tells(-29, "Expected 3 arguments but got 2"));
 }
 
 TEST_F(Streams, TokensCanBeChanged) {
@@ -147,9 +122,7 @@ TEST_F(Streams, CheckErrorPassesEveryStatusButZero) {
     const auto check = [&](int status) { GTU::TT::checkError(link(), status, "TTFlowControlError", "debug"); };
     EXPECT_EQ(thrownBy([&] { check(1); }).name, "");
     EXPECT_EQ(thrownBy([&] { check(-1); }).name, "");
-    const Thrown thrown = thrownBy([&] { check(0); });
-    EXPECT_EQ(thrown.id, -45);
-    EXPECT_EQ(thrown.debugInfo, "Error code reported by Tether: 0\n\nDebug info: debug");
+    EXPECT_THAT(thrownBy([&] { check(0); }), tells(-45, "Error code reported by Tether: 0\n\nDebug info: debug"));
 }
 
 TEST_F(Streams, ErrorTextGivesTheCodeAndTakesTheErrorOff) {
@@ -177,9 +150,8 @@ TEST_F(Streams, ANewLoopbackIsOpenedInTheLinksEnvironment) {
 }
 
 TEST_F(Streams, ARefusedLoopbackTellsTheCode) {
-    const Thrown thrown = thrownRefusing("TTLoopbackOpen", [&] { (void)GTU::TT::getNewLoopback(link()); });
-    EXPECT_EQ(thrown.id, -47);
-    EXPECT_EQ(thrown.debugInfo, "Error code: 10");
+    EXPECT_THAT(thrownRefusing("TTLoopbackOpen", [&] { (void)GTU::TT::getNewLoopback(link()); }),
+                tells(-47, "Error code: 10"));
     EXPECT_EQ(thrownBy([] { (void)GTU::TT::getNewLoopback(nullptr); }).debugInfo, "Error code: 1");
 }
 

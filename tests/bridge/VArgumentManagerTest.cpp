@@ -7,8 +7,6 @@
 using GTU::LibraryData;
 using GTU::VArgumentManager;
 using velmora::CallFrame;
-using velmora::ledger;
-using velmora::ObjectKind;
 using velmora::Store;
 
 namespace radvex::test {
@@ -74,10 +72,8 @@ TEST_F(ArgumentManager, CutsTheTensorTypeToAByte) {
 
 TEST_F(ArgumentManager, RefusesAnIndexBeyondTheLastArgument) {
     call({true, true}, [](VArgumentManager& mngr) {
-        const Thrown thrown = thrownBy([&] { (void)mngr.getBoolean(2); });
-        EXPECT_EQ(thrown.id, -2);
-        EXPECT_EQ(thrown.name, "VArgumentIndexError");
-        EXPECT_EQ(thrown.debugInfo, "Index 2 out-of-bound when accessing Gantry argument");
+        EXPECT_THAT(thrownBy([&] { (void)mngr.getBoolean(2); }),
+                    isError(-2, "VArgumentIndexError", "Index 2 out-of-bound when accessing Gantry argument"));
         EXPECT_EQ(thrownBy([&] { (void)mngr.getArgs(4294967295U); }).debugInfo,
                   "Index 4294967295 out-of-bound when accessing Gantry argument");
     });

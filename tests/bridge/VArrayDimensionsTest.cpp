@@ -39,24 +39,17 @@ TEST_F(ArrayDimensions, AcceptAZeroAtTheEnd) {
 }
 
 TEST_F(ArrayDimensions, RefuseAZeroBeforeTheEnd) {
-    const Thrown thrown = refused({0, 3});
-    EXPECT_EQ(thrown.id, 3);
-    EXPECT_EQ(thrown.name, "DimensionsError");
-    EXPECT_EQ(thrown.debugInfo, kInvalid);
+    EXPECT_THAT(refused({0, 3}), isError(3, "DimensionsError", kInvalid));
 }
 
 TEST_F(ArrayDimensions, RefuseNegativeEntriesAnywhere) {
     for (const Dims& dims : {Dims{3, -1}, Dims{-1, 3}, Dims{2, -3, 5}, Dims{-1}}) {
-        const Thrown thrown = refused(dims);
-        EXPECT_EQ(thrown.name, "DimensionsError");
-        EXPECT_EQ(thrown.debugInfo, kInvalid);
+        EXPECT_THAT(refused(dims), isError(3, "DimensionsError", kInvalid));
     }
 }
 
 TEST_F(ArrayDimensions, RefuseAnEmptyRangeWithoutDebugText) {
-    const Thrown thrown = refused({});
-    EXPECT_EQ(thrown.name, "DimensionsError");
-    EXPECT_EQ(thrown.debugInfo, "");
+    EXPECT_THAT(refused({}), isError(3, "DimensionsError", ""));
 }
 
 TEST_F(ArrayDimensions, AcceptAProductThatJustFits) {
@@ -108,9 +101,7 @@ TEST_F(ArrayDimensions, CheckedIndexGivesBackWhatIsInside) {
 TEST_F(ArrayDimensions, CheckedIndexRefusesWhatIsOutsideAndTellsIt) {
     const VArrayDimensions dims = fromRange({2, 3});
     for (const vint index : {-1, 6, 100}) {
-        const Thrown thrown = thrownBy([&] { (void)dims.getIndexChecked(index); });
-        EXPECT_EQ(thrown.id, -26);
-        EXPECT_EQ(thrown.name, "VArrayElementIndexError");
+        EXPECT_THAT(thrownBy([&] { (void)dims.getIndexChecked(index); }), isError(-26, "VArrayElementIndexError"));
         EXPECT_EQ(deliveredParameters(), std::vector<std::string>{std::to_string(index)});
     }
 }
@@ -138,9 +129,7 @@ TEST_F(ArrayDimensions, CheckedCoordinatesRefuseOneOutsideItsDimensionAndTellIt)
 
 TEST_F(ArrayDimensions, CheckedCoordinatesRefuseMoreThanThereAreDimensionsAndTellTheirNumber) {
     const VArrayDimensions dims = fromRange({2, 3});
-    const Thrown thrown = thrownBy([&] { (void)dims.getIndexChecked({9, 9, 9, 9}); });
-    EXPECT_EQ(thrown.id, -27);
-    EXPECT_EQ(thrown.name, "VArrayDimensionIndexError");
+    EXPECT_THAT(thrownBy([&] { (void)dims.getIndexChecked({9, 9, 9, 9}); }), isError(-27, "VArrayDimensionIndexError"));
     EXPECT_EQ(deliveredParameters(), std::vector<std::string>{"4"});
 }
 

@@ -1,22 +1,11 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <map>
 #include <set>
 
 #include "dcmtk/dcmdata/dcdicdir.h"
 #include "dcmtk/dcmdata/dcdirrec.h"
-#include "formats/json/LosslessJson.h"
-#include "tests/support/DicomFiles.h"
-#include "tests/support/MediumFiles.h"
-#include "tests/support/Process.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/cli/Commands.h"
 
 using namespace radvex::test;
-using radvex::formats::Json;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
 
 namespace {
 
@@ -26,29 +15,26 @@ constexpr const char* kPatient = "HOSPITAL-0000042";
 constexpr const char* kStudy = "1.2.826.0.1.99.1";
 constexpr const char* kStudyId = "STUDY-0000777";
 
-void put(DcmItem& item, const DcmTagKey& key, const std::string& text) { item.putAndInsertString(key, text.c_str()); }
-
 std::string seriesUid(int series) { return std::string(kStudy) + '.' + std::to_string(series); }
 std::string instanceUid(int series, int number) { return seriesUid(series) + '.' + std::to_string(number); }
 
-/// A slice of 3 rows and 5 columns whose pixels spell their place. It refers to the first slice of the first series.
+/// A slice of 3 rows and 5 columns whose pixels spell their slice and index. It refers to the first slice of the first
+/// series.
 Fill slice(int series, int number) {
     return [=](DcmDataset& dataset) {
-        put(dataset, DCM_PatientName, "Doehler^Jane");
-        put(dataset, DCM_PatientID, kPatient);
-        put(dataset, DCM_StudyID, kStudyId);
-        put(dataset, DCM_StudyInstanceUID, kStudy);
-        put(dataset, DCM_SeriesInstanceUID, seriesUid(series));
-        put(dataset, DCM_SOPInstanceUID, instanceUid(series, number));
-        put(dataset, DCM_Modality, "CT");
-        put(dataset, DCM_SeriesNumber, std::to_string(series));
-        put(dataset, DCM_InstanceNumber, std::to_string(number));
-        DcmItem* item = nullptr;
-        dataset.findOrCreateSequenceItem(DCM_ReferencedImageSequence, item, -2);
-        put(*item, DCM_ReferencedSOPClassUID, UID_CTImageStorage);
-        put(*item, DCM_ReferencedSOPInstanceUID, instanceUid(1, 1));
-        dataset.putAndInsertUint16(DCM_Rows, 3);
-        dataset.putAndInsertUint16(DCM_Columns, 5);
+        put(dataset, {{DCM_PatientName, "Doehler^Jane"},
+                      {DCM_PatientID, kPatient},
+                      {DCM_StudyID, kStudyId},
+                      {DCM_StudyInstanceUID, kStudy},
+                      {DCM_SeriesInstanceUID, seriesUid(series)},
+                      {DCM_SOPInstanceUID, instanceUid(series, number)},
+                      {DCM_Modality, "CT"},
+                      {DCM_SeriesNumber, std::to_string(series)},
+                      {DCM_InstanceNumber, std::to_string(number)},
+                      {DCM_Rows, "3"},
+                      {DCM_Columns, "5"}});
+        put(addItem(dataset, DCM_ReferencedImageSequence),
+            {{DCM_ReferencedSOPClassUID, UID_CTImageStorage}, {DCM_ReferencedSOPInstanceUID, instanceUid(1, 1)}});
         std::vector<Uint16> words;
         for (int index = 0; index < 15; ++index) {
             words.push_back(static_cast<Uint16>(1000 * series + 100 * number + index));
@@ -108,10 +94,7 @@ std::string treeOf(const std::string& path) {
 
 class AnonymizeCommand : public ::testing::Test {
   protected:
-    ProcessResult anonymize(std::vector<std::string> words) {
-        words.insert(words.begin(), "anonymize");
-        return radvex::test::radvex(words);
-    }
+    ProcessResult anonymize(const Words& words) { return runRadvex(joined({"anonymize"}, words)); }
     std::string out(const std::string& name) const { return folder.file("out/" + name); }
 
     /// Two series of a study: A/I1, A/I2 and B/I1.
@@ -197,9 +180,7 @@ TEST_F(AnonymizeCommand, IndependentFilesFallApartAndKeepTheirInstanceUid) {
 TEST_F(AnonymizeCommand, WordsOfTheCommandStandAboveRulesAndThoseAboveTheProfile) {
     const std::string file = writeDicom(in.file("a"), [](DcmDataset& dataset) {
         slice(1, 1)(dataset);
-        put(dataset, DCM_ContentDate, "20200102");
-        put(dataset, DCM_InstitutionName, "General");
-        put(dataset, DCM_PatientComments, "none");
+        put(dataset, {{DCM_ContentDate, "20200102"}, {DCM_InstitutionName, "General"}, {DCM_PatientComments, "none"}});
     });
     const std::string rules =
         folder.write("rules.json", R"({"InstitutionName":"from rules","PatientName":"from rules"})");
@@ -227,7 +208,7 @@ TEST_F(AnonymizeCommand, StrictWritesNoFileThatMayStillIdentify) {
     writeStudy();
     writeDicom(in.file("clean"), [](DcmDataset& dataset) {
         slice(1, 3)(dataset);
-        put(dataset, DCM_PatientName, "");
+        put(dataset, {{DCM_PatientName, ""}});
     });
     const ProcessResult run = anonymize({input, output, "--strict"});
     EXPECT_EQ(run.status, 1);
@@ -267,8 +248,7 @@ TEST_F(AnonymizeCommand, ABrokenFileIsNamedAndTheOthersGoOn) {
     in.write("A/I0", good.substr(0, good.size() / 2));
     in.write("notes.txt", "no DICOM");
     const ProcessResult run = anonymize({input, output, "-q"});
-    EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.errors, HasSubstr(in.file("A/I0") + ": Error when opening file " + in.file("A/I0")));
+    EXPECT_THAT(run, exitsSaying(1, HasSubstr(in.file("A/I0") + ": Error when opening file " + in.file("A/I0"))));
     EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1) << run.errors;
     EXPECT_EQ(namesIn(output), (std::set<std::string>{"A/I1", "A/I2", "B/I1"}));
 }
@@ -276,9 +256,7 @@ TEST_F(AnonymizeCommand, ABrokenFileIsNamedAndTheOthersGoOn) {
 TEST_F(AnonymizeCommand, AFileThatADirectoryListsAndTheMediumLacksIsNamed) {
     writeMediumOfStudy();
     fs::remove(in.file("A/I2"));
-    const ProcessResult run = anonymize({input, output, "-q"});
-    EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.errors, HasSubstr("the listed file A/I2 does not exist."));
+    EXPECT_THAT(anonymize({input, output, "-q"}), exitsSaying(1, HasSubstr("the listed file A/I2 does not exist.")));
     EXPECT_EQ(treeOf(out("DICOMDIR")), "PATIENT \n STUDY \n  SERIES \n   IMAGE A\\I1\n  SERIES \n   IMAGE B\\I1\n");
 }
 
@@ -306,7 +284,7 @@ TEST_F(AnonymizeCommand, TheExactNameGoesBeforeOneInSmallLetters) {
     EXPECT_EQ(uid.c_str(), valueOf(out("A/I1"), DCM_SOPInstanceUID));
 }
 
-TEST_F(AnonymizeCommand, ADirectoryMayBeNamedInPlaceOfItsMedium) {
+TEST_F(AnonymizeCommand, ADirectoryMayBeNamedInsteadOfItsMedium) {
     writeMediumOfStudy();
     EXPECT_EQ(anonymize({in.file("DICOMDIR"), output, "-q"}).status, 0);
     EXPECT_EQ(namesIn(output).size(), 4U);
@@ -329,9 +307,7 @@ TEST_F(AnonymizeCommand, NothingIsReplacedWithoutForce) {
     writeStudy();
     const std::string file = in.file("A/I1");
     const std::string before = readFile(file);
-    const ProcessResult run = anonymize({file, file});
-    EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.errors, HasSubstr("exists already; --force replaces it."));
+    EXPECT_THAT(anonymize({file, file}), exitsSaying(1, HasSubstr("exists already; --force replaces it.")));
     EXPECT_EQ(readFile(file), before);
     fs::create_directory(output);
     folder.write("out/mine", "text");
@@ -346,9 +322,9 @@ TEST_F(AnonymizeCommand, NothingIsReplacedWithoutForce) {
 
 TEST_F(AnonymizeCommand, FoldersThatHoldEachOtherAreRefused) {
     writeStudy();
-    for (const std::string& place : {input, in.file("A"), in.file("new/deeper"), in.path().parent_path().string()}) {
-        const ProcessResult run = anonymize({input, place, "--force"});
-        EXPECT_EQ(run.status, 2) << place;
+    for (const std::string& target : {input, in.file("A"), in.file("new/deeper"), in.path().parent_path().string()}) {
+        const ProcessResult run = anonymize({input, target, "--force"});
+        EXPECT_EQ(run.status, 2) << target;
         EXPECT_EQ(namesIn(in.path()).size(), 3U);
     }
     const fs::path link = folder.path() / "link";
@@ -358,32 +334,27 @@ TEST_F(AnonymizeCommand, FoldersThatHoldEachOtherAreRefused) {
 
 TEST_F(AnonymizeCommand, AnUnknownKeywordOrABadRuleStopsBeforeAnythingIsWritten) {
     writeStudy();
-    const ProcessResult unknown = anonymize({input, output, "--set", "NoSuchKeyword=1"});
-    EXPECT_EQ(unknown.status, 1);
-    EXPECT_THAT(unknown.errors, HasSubstr("NoSuchKeyword"));
+    EXPECT_THAT(anonymize({input, output, "--set", "NoSuchKeyword=1"}), exitsSaying(1, HasSubstr("NoSuchKeyword")));
     EXPECT_EQ(anonymize({input, output, "--set", "PatientName"}).status, 2);
-    const ProcessResult rules = anonymize({input, output, "--rules", folder.write("r", R"({"PatientName":["a"]})")});
-    EXPECT_EQ(rules.status, 2);
-    EXPECT_THAT(rules.errors, HasSubstr("the new value of PatientName has to be a text or a number."));
-    const ProcessResult key = anonymize({input, output, "--key", folder.write("k", "short")});
-    EXPECT_EQ(key.status, 1);
-    EXPECT_THAT(key.errors, HasSubstr("at least 16 bytes"));
+    EXPECT_THAT(anonymize({input, output, "--rules", folder.write("r", R"({"PatientName":["a"]})")}),
+                exitsSaying(2, HasSubstr("the new value of PatientName has to be a text or a number.")));
+    EXPECT_THAT(anonymize({input, output, "--key", folder.write("k", "short")}),
+                exitsSaying(1, HasSubstr("at least 16 bytes")));
     EXPECT_FALSE(fs::exists(output));
 }
 
 TEST_F(AnonymizeCommand, AValueThatAnAttributeRefusesFailsItsFile) {
     writeStudy();
-    writeDicom(in.file("without"), [](DcmDataset& dataset) { put(dataset, DCM_PatientID, "1"); });
-    const ProcessResult run = anonymize({input, output, "-q", "--set", "ReferencedImageSequence=x"});
-    EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.errors, HasSubstr("Error occured while anonymizing the dataset"));
+    writeDicom(in.file("without"), with({{DCM_PatientID, "1"}}));
+    EXPECT_THAT(anonymize({input, output, "-q", "--set", "ReferencedImageSequence=x"}),
+                exitsSaying(1, HasSubstr("Error occured while anonymizing the dataset")));
     EXPECT_EQ(namesIn(output), std::set<std::string>{"without"});
 }
 
 TEST_F(AnonymizeCommand, AnOutputThatCannotBeWrittenIsAnError) {
     writeStudy();
-    for (const std::string& place : {std::string("/proc/nowhere"), folder.write("file", "x") + "/below"}) {
-        EXPECT_EQ(anonymize({input, place}).status, 1) << place;
+    for (const std::string& target : {std::string("/proc/nowhere"), folder.write("file", "x") + "/below"}) {
+        EXPECT_EQ(anonymize({input, target}).status, 1) << target;
     }
     EXPECT_EQ(anonymize({in.file("A/I1"), folder.file("missing/file")}).status, 1);
 }
@@ -398,9 +369,7 @@ TEST_F(AnonymizeCommand, AFileThatDoesNotFitTheDiskLeavesNothing) {
     // A limit on the size of files stands for a disk that is full: 64 KiB, and the signal is ignored.
     const std::string script =
         "trap '' XFSZ; ulimit -f 64; exec '" RADVEX_COMMAND "' anonymize '" + input + "' '" + output + "' -q";
-    const ProcessResult run = runProcess({"bash", "-c", script});
-    EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.errors, HasSubstr(in.file("large")));
+    EXPECT_THAT(runProcess({"bash", "-c", script}), exitsSaying(1, HasSubstr(in.file("large"))));
     EXPECT_EQ(namesIn(output), std::set<std::string>{"small"});
 }
 
@@ -442,9 +411,7 @@ TEST_F(AnonymizeCommand, ASignalTidiesUp) {
                                "' -q & until [ -n \"$(ls -A '" + output +
                                "' 2>/dev/null)\" ]; do :; done; "
                                "kill -TERM $!; wait $!";
-    const ProcessResult run = runProcess({"bash", "-c", script});
-    EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.errors, HasSubstr("Interrupted; "));
+    EXPECT_THAT(runProcess({"bash", "-c", script}), exitsSaying(1, HasSubstr("Interrupted; ")));
     for (const std::string& name : namesIn(output)) {
         EXPECT_FALSE(name.starts_with(".")) << name;
     }

@@ -1,21 +1,14 @@
-#include <gtest/gtest.h>
-
 #include <sstream>
 
-#include "formats/json/LosslessJson.h"
-#include "tests/support/DicomFiles.h"
-#include "tests/support/Process.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/cli/Commands.h"
 
 using namespace radvex::test;
-using radvex::formats::Json;
 
 namespace {
 
 class CallCommand : public ::testing::Test {
   protected:
-    std::string file = writeDicom(folder().file("a.dcm"),
-                                  [](DcmDataset& dataset) { dataset.putAndInsertString(DCM_NumberOfFrames, "15"); });
+    std::string file = writeDicom(folder().file("a.dcm"), with({{DCM_NumberOfFrames, "15"}}));
 
     static TemporaryFolder& folder() {
         static TemporaryFolder instance;
@@ -23,7 +16,7 @@ class CallCommand : public ::testing::Test {
     }
 
     static std::vector<Json> answers(const std::string& lines) {
-        const ProcessResult run = radvex::test::radvex({"call", "-"}, lines);
+        const ProcessResult run = runRadvex({"call", "-"}, lines);
         EXPECT_EQ(run.status, 0) << run.errors;
         std::vector<Json> list;
         std::istringstream stream(run.output);
@@ -37,64 +30,60 @@ class CallCommand : public ::testing::Test {
 } // namespace
 
 TEST_F(CallCommand, PrintsTheResultAsJson) {
-    const ProcessResult run = radvex::test::radvex({"call", "GetFrameCount", Json(file).dump()});
+    const ProcessResult run = runRadvex({"call", "GetFrameCount", Json(file).dump()});
     EXPECT_EQ(run.output, "15\n");
     EXPECT_EQ(run.status, 0);
 }
 
 TEST_F(CallCommand, PrintsNullForAFunctionWithoutAResult) {
-    EXPECT_EQ(radvex::test::radvex({"call", "ClearCache"}).output, "null\n");
+    EXPECT_EQ(runRadvex({"call", "ClearCache"}).output, "null\n");
 }
 
 TEST_F(CallCommand, PrintsTheFilledMessageOfARefusal) {
-    const ProcessResult run = radvex::test::radvex({"call", "GetFrameCount", "\"/missing\""});
+    const ProcessResult run = runRadvex({"call", "GetFrameCount", "\"/missing\""});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.output, "");
     EXPECT_EQ(run.errors, "radvex: Error when opening file /missing: No such file or directory.\n");
 }
 
 TEST_F(CallCommand, PassesMissingAndIllTypedArgumentsOn) {
-    for (const auto& arguments :
-         std::vector<std::vector<std::string>>{{},
-                                               {"5"},
-                                               {"null"},
-                                               {"true"},
-                                               {"1.5"},
-                                               {"[]"},
-                                               {R"({"tensor":{"type":"real","dims":[1],"data":[1.0]}})"}}) {
-        std::vector<std::string> words{"call", "GetFrameCount"};
-        words.insert(words.end(), arguments.begin(), arguments.end());
-        const ProcessResult run = radvex::test::radvex(words);
-        EXPECT_EQ(run.status, 1);
-        EXPECT_EQ(run.errors, "radvex: An error occurred in the library function.\n");
+    for (const auto& arguments : std::vector<Words>{{},
+                                                    {"5"},
+                                                    {"null"},
+                                                    {"true"},
+                                                    {"1.5"},
+                                                    {"[]"},
+                                                    {R"({"tensor":{"type":"real","dims":[1],"data":[1.0]}})"}}) {
+        EXPECT_THAT(runRadvex(joined({"call", "GetFrameCount"}, arguments)),
+                    exitsSaying(1, "radvex: An error occurred in the library function.\n"));
     }
 }
 
 TEST_F(CallCommand, RefusesWrongUsageWithStatusTwo) {
-    EXPECT_EQ(radvex::test::radvex({"call", "NoSuchFunction"}).status, 2);
-    EXPECT_EQ(radvex::test::radvex({"call", "GetFrameCount", "not json"}).status, 2);
-    EXPECT_EQ(radvex::test::radvex({"call"}).status, 2);
+    EXPECT_EQ(runRadvex({"call", "NoSuchFunction"}).status, 2);
+    EXPECT_EQ(runRadvex({"call", "GetFrameCount", "not json"}).status, 2);
+    EXPECT_EQ(runRadvex({"call"}).status, 2);
 }
 
 TEST_F(CallCommand, ListsItsFunctions) {
-    const ProcessResult run = radvex::test::radvex({"call", "--list"});
+    const ProcessResult run = runRadvex({"call", "--list"});
     EXPECT_EQ(run.status, 0);
     EXPECT_NE(run.output.find("GetFrameCount(path: text) -> integer\n    Reads NumberOfFrames.\n"), std::string::npos);
     EXPECT_NE(run.output.find("\nClearCache() -> nothing\n"), std::string::npos);
 }
 
 TEST_F(CallCommand, TellsAllOfOneFunction) {
-    const ProcessResult run = radvex::test::radvex({"call", "--list", "GetKeyword"});
+    const ProcessResult run = runRadvex({"call", "--list", "GetKeyword"});
     EXPECT_EQ(run.status, 0);
     EXPECT_TRUE(run.output.starts_with("GetKeyword(group: text, element: text) -> text\n\n")) << run.output;
     EXPECT_NE(run.output.find("\n  element: element in hexadecimal\n"), std::string::npos);
     EXPECT_NE(run.output.find("\n  result: the keyword"), std::string::npos);
     EXPECT_NE(run.output.find("\n  errors: FunctionError\n"), std::string::npos);
-    EXPECT_EQ(radvex::test::radvex({"call", "--list", "NoSuchFunction"}).status, 2);
+    EXPECT_EQ(runRadvex({"call", "--list", "NoSuchFunction"}).status, 2);
 }
 
 TEST_F(CallCommand, ThePageOfFunctionsIsTheOneThatItPrints) {
-    const ProcessResult run = radvex::test::radvex({"call", "--markdown"});
+    const ProcessResult run = runRadvex({"call", "--markdown"});
     EXPECT_EQ(run.status, 0);
     EXPECT_TRUE(run.output == readFile(RADVEX_SOURCE_DIR "/docs/functions.md"))
         << "docs/functions.md is out of date: radvex call --markdown >docs/functions.md";

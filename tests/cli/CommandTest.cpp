@@ -1,17 +1,10 @@
-#include <gtest/gtest.h>
-
-#include "formats/json/LosslessJson.h"
-#include "tests/support/DicomFiles.h"
-#include "tests/support/Process.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/cli/Commands.h"
 
 using namespace radvex::test;
-using radvex::formats::Json;
 
 TEST(Command, WithoutOrWithWrongArgumentsShowsItsUsage) {
-    for (const auto& words :
-         std::vector<std::vector<std::string>>{{}, {"nonsense"}, {"frames"}, {"errors", "--nope"}}) {
-        const ProcessResult run = radvex::test::radvex(words);
+    for (const auto& words : std::vector<Words>{{}, {"nonsense"}, {"frames"}, {"errors", "--nope"}}) {
+        const ProcessResult run = runRadvex(words);
         EXPECT_EQ(run.status, 2);
         EXPECT_EQ(run.output, "");
         EXPECT_NE(run.errors.find("Usage: "), std::string::npos) << run.errors;
@@ -19,19 +12,18 @@ TEST(Command, WithoutOrWithWrongArgumentsShowsItsUsage) {
 }
 
 TEST(Command, HelpIsNoFailure) {
-    const ProcessResult run = radvex::test::radvex({"--help"});
+    const ProcessResult run = runRadvex({"--help"});
     EXPECT_EQ(run.status, 0);
     EXPECT_NE(run.output.find("frames"), std::string::npos);
 }
 
 TEST(Command, ALibraryThatIsNotThereIsNamed) {
-    const ProcessResult run = radvex::test::radvex({"--library", "/nowhere/Radvex.so", "errors"});
-    EXPECT_EQ(run.status, 2);
-    EXPECT_NE(run.errors.find("/nowhere/Radvex.so"), std::string::npos);
+    EXPECT_THAT(runRadvex({"--library", "/nowhere/Radvex.so", "errors"}),
+                exitsSaying(2, HasSubstr("/nowhere/Radvex.so")));
 }
 
 TEST(ErrorsCommand, PrintsTheTableAsJson) {
-    const Json list = Json::parse(radvex::test::radvex({"errors", "--json"}).output);
+    const Json list = Json::parse(runRadvex({"errors", "--json"}).output);
     ASSERT_EQ(list.size(), 91U);
     EXPECT_EQ(list[0],
               Json({{"id", 7},
@@ -49,16 +41,15 @@ TEST(FramesCommand, SaysWhatAFileHas) {
         const Uint16 bits[] = {1};
         dataset.putAndInsertUint16Array(DcmTag(0x6000, 0x3000, EVR_OW), bits, 1);
     });
-    EXPECT_EQ(radvex::test::radvex({"frames", file}).output,
-              file + ": frames 15, representative frame 7, overlays 1\n");
-    EXPECT_EQ(Json::parse(radvex::test::radvex({"frames", "--json", file}).output),
+    EXPECT_EQ(runRadvex({"frames", file}).output, file + ": frames 15, representative frame 7, overlays 1\n");
+    EXPECT_EQ(Json::parse(runRadvex({"frames", "--json", file}).output),
               Json::array({{{"file", file}, {"frames", 15}, {"representativeFrame", 7}, {"overlays", 1}}}));
 }
 
 TEST(FramesCommand, ABadFileIsReportedAndTheOthersGoOn) {
     const TemporaryFolder folder;
     const std::string file = writeDicom(folder.file("a.dcm"), {});
-    const ProcessResult run = radvex::test::radvex({"frames", "/missing", file, folder.write("b.txt", "no DICOM")});
+    const ProcessResult run = runRadvex({"frames", "/missing", file, folder.write("b.txt", "no DICOM")});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.output, file + ": frames 0 (not given), representative frame 0 (not given), overlays 0\n");
     EXPECT_NE(run.errors.find("radvex: Error when opening file /missing: No such file or directory.\n"),

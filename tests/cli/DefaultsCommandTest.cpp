@@ -1,13 +1,9 @@
-#include <gtest/gtest.h>
-
-#include "formats/json/LosslessJson.h"
-#include "tests/support/Process.h"
+#include "tests/cli/Commands.h"
 
 using namespace radvex::test;
-using radvex::formats::Json;
 
 TEST(DefaultsCommand, ListsEveryDefault) {
-    const Json all = Json::parse(radvex::test::radvex({"defaults", "--json"}).output);
+    const Json all = Json::parse(runRadvex({"defaults", "--json"}).output);
     const Json set{{"ContentLabel", "IMAGE"},
                    {"ContentDescription", "Image"},
                    {"Manufacturer", "Velmora Research"},
@@ -29,25 +25,24 @@ TEST(DefaultsCommand, ListsEveryDefault) {
 }
 
 TEST(DefaultsCommand, PrintsALineForEach) {
-    EXPECT_EQ(radvex::test::radvex({"defaults", "Modality", "PatientName", "Manufacturer"}).output,
+    EXPECT_EQ(runRadvex({"defaults", "Modality", "PatientName", "Manufacturer"}).output,
               "Modality                          OT\n"
               "PatientName                       \n"
               "Manufacturer                      Velmora Research\n");
 }
 
 TEST(DefaultsCommand, AValueHoldsForTheRunOnly) {
-    EXPECT_EQ(radvex::test::radvex({"defaults", "Modality=CT", "Modality", "StudyDescription=a=b"}).output,
+    EXPECT_EQ(runRadvex({"defaults", "Modality=CT", "Modality", "StudyDescription=a=b"}).output,
               "Modality                          CT\n"
               "Modality                          CT\n"
               "StudyDescription                  a=b\n");
-    EXPECT_EQ(radvex::test::radvex({"defaults", "Modality"}).output, "Modality                          OT\n");
-    EXPECT_EQ(radvex::test::radvex({"defaults", "--json", "PatientName=\u00dc\"x"}).output,
-              "{\"PatientName\":\"\u00dc\\\"x\"}\n");
+    EXPECT_EQ(runRadvex({"defaults", "Modality"}).output, "Modality                          OT\n");
+    EXPECT_EQ(runRadvex({"defaults", "--json", "PatientName=\u00dc\"x"}).output, "{\"PatientName\":\"\u00dc\\\"x\"}\n");
 }
 
 TEST(DefaultsCommand, WhatIsRefusedIsNamedAndTheOthersGoOn) {
     const ProcessResult done =
-        radvex::test::radvex({"defaults", "NoSuchTag=1", "StudyDescription", "StudyDate=today", "Modality"});
+        runRadvex({"defaults", "NoSuchTag=1", "StudyDescription", "StudyDate=today", "Modality"});
     EXPECT_EQ(done.status, 1);
     EXPECT_EQ(done.output, "Modality                          OT\n");
     EXPECT_EQ(done.errors, "radvex: NoSuchTag=1: Attribute tag named NoSuchTag does not exist.\n"
@@ -56,7 +51,6 @@ TEST(DefaultsCommand, WhatIsRefusedIsNamedAndTheOthersGoOn) {
 }
 
 TEST(DefaultsCommand, AWordWithoutAKeywordIsWrongUse) {
-    const ProcessResult done = radvex::test::radvex({"defaults", "=x"});
-    EXPECT_EQ(done.status, 2);
-    EXPECT_TRUE(done.errors.starts_with("radvex: defaults =x: KEYWORD=VALUE is expected")) << done.errors;
+    EXPECT_THAT(runRadvex({"defaults", "=x"}),
+                exitsSaying(2, StartsWith("radvex: defaults =x: KEYWORD=VALUE is expected")));
 }

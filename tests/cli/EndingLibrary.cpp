@@ -1,5 +1,5 @@
-// A library for the tests of the command that ends or holds up the process when the name of a file says so, as a defect
-// in the reading of that file would. It has what `radvex frames` calls.
+// A library for tests of the command. It ends or delays the process when the name of a file says so, as a defect in
+// reading that file would. It has the functions that `radvex frames` calls.
 
 #include <unistd.h>
 
@@ -18,10 +18,10 @@ namespace {
 
 std::string resultText;
 
-/// The number behind a word in a name, -1 without the word.
+/// The number behind a word in a name; -1 when the word is absent.
 int numberAfter(const std::string& name, const std::string& word) {
-    const std::size_t place = name.find(word);
-    return place == std::string::npos ? -1 : std::atoi(name.c_str() + place + word.size());
+    const std::size_t offset = name.find(word);
+    return offset == std::string::npos ? -1 : std::atoi(name.c_str() + offset + word.size());
 }
 
 void actOn(const std::string& name) {

@@ -1,29 +1,18 @@
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <fstream>
 
-#include "formats/json/LosslessJson.h"
-#include "tests/support/DicomFiles.h"
-#include "tests/support/Process.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/cli/Commands.h"
 
 using namespace radvex::test;
-using radvex::formats::Json;
-using testing::HasSubstr;
 
 namespace {
 
 /// `radvex frames` with a library that ends the process when a file's name says so.
-ProcessResult framesOf(const std::vector<std::string>& words) {
-    std::vector<std::string> all{"--library", ENDING_LIBRARY, "frames"};
-    all.insert(all.end(), words.begin(), words.end());
-    return radvex::test::radvex(all);
-}
+ProcessResult framesOf(const Words& words) { return runRadvex(joined({"--library", ENDING_LIBRARY, "frames"}, words)); }
 
 std::string lineOf(const std::string& name) {
     return name + ": frames " + std::to_string(name.size()) + ", representative frame 1, overlays 0\n";
@@ -96,7 +85,7 @@ TEST(FileJobs, JsonStaysWholeWhenAFileEndsItsReader) {
 }
 
 TEST(FileJobs, TheOrderDoesNotDependOnTheNumberOfProcesses) {
-    const std::vector<std::string> files{"wait-60", "a", "signal-9", "wait-30", "b", "c", "signal-9", "wait-10", "d"};
+    const Words files{"wait-60", "a", "signal-9", "wait-30", "b", "c", "signal-9", "wait-10", "d"};
     std::string expected;
     for (const std::string& file : files) {
         expected += file == "signal-9" ? "radvex: signal-9: the reading process ended with signal 9 (SIGKILL).\n"
@@ -107,7 +96,7 @@ TEST(FileJobs, TheOrderDoesNotDependOnTheNumberOfProcesses) {
         for (const std::string& file : files) {
             script += ' ' + file;
         }
-        EXPECT_EQ(runProcess({"bash", "-c", script + " 2>&1"}).output, expected) << jobs << ", errors in their place";
+        EXPECT_EQ(runProcess({"bash", "-c", script + " 2>&1"}).output, expected) << jobs << ", errors in order";
     }
 }
 
@@ -124,10 +113,10 @@ TEST(FileJobs, RefusesNumbersThatAreNone) {
 }
 
 TEST(FileJobs, ALibraryThatIsNotThereIsNamedOnce) {
-    const ProcessResult run = radvex::test::radvex({"--library", "/nowhere/Radvex.so", "frames", "a", "b", "c"});
+    const ProcessResult run = runRadvex({"--library", "/nowhere/Radvex.so", "frames", "a", "b", "c"});
     EXPECT_EQ(run.status, 2);
     EXPECT_EQ(run.output, "");
-    EXPECT_THAT(run.errors, testing::StartsWith("radvex: The library /nowhere/Radvex.so cannot be loaded"));
+    EXPECT_THAT(run.errors, StartsWith("radvex: The library /nowhere/Radvex.so cannot be loaded"));
     EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1) << run.errors;
 }
 
@@ -138,22 +127,20 @@ TEST(FileJobs, NoWorkerOutlivesTheCommand) {
 
 TEST(FileJobs, EveryCommandPrintsWhatItPrintsWithoutThem) {
     const TemporaryFolder folder;
-    std::vector<std::string> files;
+    Words files;
     for (int number = 0; number < 12; ++number) {
         const std::string name = std::to_string(number);
-        files.push_back(number % 5 == 2 ? folder.write(name, "no DICOM")
-                                        : writeDicom(folder.file(name), [&](DcmDataset& dataset) {
-                                              dataset.putAndInsertString(DCM_PatientID, name.c_str());
-                                              dataset.putAndInsertString(DCM_StudyID, "S");
-                                          }));
+        files.push_back(number % 5 == 2
+                            ? folder.write(name, "no DICOM")
+                            : writeDicom(folder.file(name), with({{DCM_PatientID, name}, {DCM_StudyID, "S"}})));
     }
-    for (const auto& words : std::vector<std::vector<std::string>>{
+    for (const auto& words : std::vector<Words>{
              {"tags"}, {"tags", "--json"}, {"info"}, {"info", "--json"}, {"frames"}, {"frames", "--json"}}) {
         const auto run = [&](const char* jobs) {
-            std::vector<std::string> all = words;
+            Words all = words;
             all.insert(all.end(), {"--jobs", jobs});
             all.insert(all.end(), files.begin(), files.end());
-            return radvex::test::radvex(all);
+            return runRadvex(all);
         };
         const ProcessResult without = run("0");
         EXPECT_EQ(without.status, 1);

@@ -1,18 +1,11 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <png.h>
 
 #include <filesystem>
 
-#include "formats/json/LosslessJson.h"
-#include "tests/support/ImageFiles.h"
-#include "tests/support/PngFile.h"
-#include "tests/support/Process.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/cli/Commands.h"
+#include "tests/support/PictureFiles.h"
 
 using namespace radvex::test;
-using radvex::formats::Json;
-using testing::ElementsAre;
 
 namespace {
 
@@ -27,10 +20,7 @@ class ImageCommand : public ::testing::Test {
         }
         return writeImageFile(folder.file("frames.dcm"), file);
     }
-    static ProcessResult run(std::vector<std::string> words) {
-        words.insert(words.begin(), "image");
-        return radvex::test::radvex(words);
-    }
+    static ProcessResult run(const Words& words) { return runRadvex(joined({"image"}, words)); }
 
     TemporaryFolder folder{};
 };
@@ -117,16 +107,15 @@ TEST_F(ImageCommand, SaysWhatThePictureIsLike) {
 
 TEST_F(ImageCommand, SaysAsJsonWhatItsNumbersAre) {
     // -100 in 12 of 16 bits, signed, in Hounsfield units.
-    const auto path = writeImageFile(
-        folder.file("ct.dcm"), {.rows = 1,
-                                .columns = 2,
-                                .bitsStored = 12,
-                                .pixelRepresentation = 1,
-                                .photometric = "MONOCHROME1",
-                                .slope = "1",
-                                .intercept = "0",
-                                .words = {0x0F9C, 0x0064},
-                                .more = [](DcmDataset& dataset) { dataset.putAndInsertString(DCM_Modality, "CT"); }});
+    const auto path = writeImageFile(folder.file("ct.dcm"), {.rows = 1,
+                                                             .columns = 2,
+                                                             .bitsStored = 12,
+                                                             .pixelRepresentation = 1,
+                                                             .photometric = "MONOCHROME1",
+                                                             .slope = "1",
+                                                             .intercept = "0",
+                                                             .words = {0x0F9C, 0x0064},
+                                                             .more = with({{DCM_Modality, "CT"}})});
     const Json json = Json::parse(run({path, "--json", "--window", "400,40"}).output);
     EXPECT_EQ(json["values"], "rendered");
     EXPECT_EQ(json["signed"], true);
@@ -139,7 +128,7 @@ TEST_F(ImageCommand, SaysAsJsonWhatItsNumbersAre) {
     EXPECT_EQ(json["window"], Json({{"method", "explicit"}, {"width", 400.0}, {"center", 40.0}}));
     const Json minmax = Json::parse(run({path, "--json"}).output);
     EXPECT_EQ(minmax["window"], Json({{"method", "minmax"}, {"from", -100.0}, {"to", 100.0}}));
-    const Json data = Json::parse(radvex::test::radvex({"data", "--json", path}).output);
+    const Json data = Json::parse(runRadvex({"data", "--json", path}).output);
     EXPECT_EQ(data["values"], "modality");
     EXPECT_EQ(data["polarity"], "MONOCHROME1");
     EXPECT_EQ(data["minimum"], -100.0) << "and not 3996";
@@ -156,12 +145,8 @@ TEST_F(ImageCommand, SaysWhenThePictureIsACopyOfTheStoredValues) {
 
 TEST_F(ImageCommand, RefusesFramesBeyondTheFileAndNarrowWindows) {
     const auto path = writeFrames(4);
-    const auto refused = [&](const std::vector<std::string>& words, const std::string& sentence) {
-        std::vector<std::string> all{path};
-        all.insert(all.end(), words.begin(), words.end());
-        const ProcessResult done = run(all);
-        EXPECT_EQ(done.status, 2);
-        EXPECT_TRUE(done.errors.starts_with("radvex: " + sentence)) << done.errors;
+    const auto refused = [&](const Words& words, const std::string& sentence) {
+        EXPECT_THAT(run(joined({path}, words)), exitsSaying(2, StartsWith("radvex: " + sentence)));
     };
     refused({"--frame", "5"}, "'5' lies outside the file: it has frames 1 to 4.");
     refused({"--frame", "0"}, "'0' lies outside the file");
@@ -176,17 +161,15 @@ TEST_F(ImageCommand, RefusesFramesBeyondTheFileAndNarrowWindows) {
 }
 
 TEST_F(ImageCommand, AFolderThatIsNotThereCostsNothing) {
-    const ProcessResult done = run({writeFrames(1), "-o", "/nonexistent/out.png"});
-    EXPECT_EQ(done.status, 1);
-    EXPECT_EQ(done.errors, "radvex: /nonexistent/out.png cannot be written: No such file or directory.\n");
+    EXPECT_THAT(run({writeFrames(1), "-o", "/nonexistent/out.png"}),
+                exitsSaying(1, "radvex: /nonexistent/out.png cannot be written: No such file or directory.\n"));
 }
 
 TEST_F(ImageCommand, AFullDiskIsToldAndNotIgnored) {
     // /dev/full refuses every byte, as a full disk does.
     const ProcessResult done =
         runProcess({"bash", "-c", std::string(RADVEX_COMMAND) + " image " + writeFrames(1) + " -o - > /dev/full"});
-    EXPECT_EQ(done.status, 1);
-    EXPECT_NE(done.errors.find("cannot be written"), std::string::npos) << done.errors;
+    EXPECT_THAT(done, exitsSaying(1, HasSubstr("cannot be written")));
 }
 
 TEST_F(ImageCommand, DataAreNumpysAndSayTheirShape) {
@@ -198,38 +181,26 @@ TEST_F(ImageCommand, DataAreNumpysAndSayTheirShape) {
                                               .intercept = "-1000",
                                               .words = {0, 1, 2, 10, 11, 12, 100, 101, 102, 110, 111, 112}});
     const std::string out = folder.file("out.npy");
-    EXPECT_EQ(radvex::test::radvex({"data", path, "-o", out}).status, 0);
+    EXPECT_EQ(runRadvex({"data", path, "-o", out}).status, 0);
     const ProcessResult numpy =
         runProcess({"/usr/bin/python3", "-c",
                     "import numpy,sys; a=numpy.load(sys.argv[1]); print(a.dtype, a.shape, a[1,1,2], a[0,0,1])", out});
     EXPECT_EQ(numpy.output, "int16 (2, 2, 3) -888 -999\n") << numpy.errors;
-    EXPECT_EQ(radvex::test::radvex({"data", "--rendered", "--scaling", "none", path, "-o", out}).status, 0);
+    EXPECT_EQ(runRadvex({"data", "--rendered", "--scaling", "none", path, "-o", out}).status, 0);
     EXPECT_EQ(runProcess({"/usr/bin/python3", "-c", "import numpy,sys; a=numpy.load(sys.argv[1]); print(a.shape)", out})
                   .output,
               "(2, 2, 3)\n");
-    EXPECT_EQ(radvex::test::radvex({"data", "--frame", "1", path}).status, 2);
+    EXPECT_EQ(runRadvex({"data", "--frame", "1", path}).status, 2);
 }
 
 TEST_F(ImageCommand, OverlaysAreOneBitPictures) {
     ImageFile file{.rows = 1, .columns = 3, .words = {0, 0, 0}};
-    file.more = [](DcmDataset& dataset) {
-        dataset.putAndInsertUint16(DcmTag(0x6000, 0x0010, EVR_US), 1);
-        dataset.putAndInsertUint16(DcmTag(0x6000, 0x0011, EVR_US), 3);
-        dataset.putAndInsertString(DcmTag(0x6000, 0x0040, EVR_CS), "G");
-        const Sint16 origin[] = {1, 1};
-        dataset.putAndInsertSint16Array(DcmTag(0x6000, 0x0050, EVR_SS), origin, 2);
-        dataset.putAndInsertUint16(DcmTag(0x6000, 0x0100, EVR_US), 1);
-        dataset.putAndInsertUint16(DcmTag(0x6000, 0x0102, EVR_US), 0);
-        const Uint16 words[] = {0b101};
-        dataset.putAndInsertUint16Array(DcmTag(0x6000, 0x3000, EVR_OW), words, 1);
-    };
+    file.more = [](DcmDataset& dataset) { putOverlay(dataset, 0x6000, {.columns = 3, .bits = 0b101}); };
     const auto path = writeImageFile(folder.file("o.dcm"), file);
-    const std::string places = folder.file("planes");
-    EXPECT_EQ(radvex::test::radvex({"overlays", path, "-o", places}).output,
-              "plane 1: 3 x 1, " + places + "/overlay-1.png\n");
-    const PngFile png = readPng(places + "/overlay-1.png");
+    const std::string planes = folder.file("planes");
+    EXPECT_EQ(runRadvex({"overlays", path, "-o", planes}).output, "plane 1: 3 x 1, " + planes + "/overlay-1.png\n");
+    const PngFile png = readPng(planes + "/overlay-1.png");
     EXPECT_EQ(png.bits, 1);
     EXPECT_THAT(png.grey8, ElementsAre(255, 0, 255));
-    EXPECT_EQ(radvex::test::radvex({"overlays", writeFrames(1)}).output,
-              folder.file("frames.dcm") + " has no overlay planes.\n");
+    EXPECT_EQ(runRadvex({"overlays", writeFrames(1)}).output, folder.file("frames.dcm") + " has no overlay planes.\n");
 }

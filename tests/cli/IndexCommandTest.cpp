@@ -1,60 +1,47 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "formats/json/LosslessJson.h"
-#include "tests/support/DicomFiles.h"
-#include "tests/support/Process.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/cli/Commands.h"
 
 using namespace radvex::test;
-using radvex::formats::Json;
-using testing::HasSubstr;
 
 namespace {
 
-std::string writeSlice(const TemporaryFolder& folder, const std::string& name, const std::string& series) {
-    return writeDicom(folder.file(name), [&](DcmDataset& dataset) {
-        dataset.putAndInsertString(DCM_PatientID, "P");
-        dataset.putAndInsertString(DCM_StudyInstanceUID, "1.2");
-        dataset.putAndInsertString(DCM_SeriesInstanceUID, series.c_str());
-    });
-}
-
 class IndexCommand : public testing::Test {
   protected:
-    ProcessResult index(std::vector<std::string> more = {}) {
-        more.insert(more.begin(), {"index", mFolder.path().string(), "-o", mPlace});
-        return radvex::test::radvex(more);
+    std::string write(const std::string& name, const std::string& series) {
+        return writeDicom(mFolder.file(name),
+                          with({{DCM_PatientID, "P"}, {DCM_StudyInstanceUID, "1.2"}, {DCM_SeriesInstanceUID, series}}));
+    }
+    ProcessResult index(const Words& more = {}) {
+        return runRadvex(joined({"index", mFolder.path().string(), "-o", mTarget}, more));
     }
 
     TemporaryFolder mFolder{};
     TemporaryFolder mAround{};
-    std::string mPlace = mAround.file("new");
+    std::string mTarget = mAround.file("new");
 };
 
 } // namespace
 
 TEST_F(IndexCommand, SaysWhatItWroteAndWhatItLeftOut) {
-    writeSlice(mFolder, "a.dcm", "1.2.3");
-    writeSlice(mFolder, "b.dcm", "1.2.4");
+    write("a.dcm", "1.2.3");
+    write("b.dcm", "1.2.4");
     const std::string refused = writeDicom(mFolder.file("c.dcm"), {});
     mFolder.write("notes", "text");
     mFolder.write("more notes", "text");
     const ProcessResult run = index();
     EXPECT_EQ(run.status, 0) << "the others are indexed";
-    EXPECT_EQ(run.output, mPlace + "/DICOMDIR: 1 patient, 1 study, 2 series, 2 files (2 skipped, 1 refused)\n");
+    EXPECT_EQ(run.output, mTarget + "/DICOMDIR: 1 patient, 1 study, 2 series, 2 files (2 skipped, 1 refused)\n");
     EXPECT_EQ(run.errors, "radvex: 2 files are not DICOM and were skipped.\nradvex: " + refused +
                               " was not indexed: it has no StudyInstanceUID.\n");
-    EXPECT_EQ(readFile(mPlace + "/I0000001"), readFile(mFolder.file("b.dcm")));
-    EXPECT_EQ(readFile(mPlace + "/DICOMDIR").substr(128, 4), "DICM");
+    EXPECT_EQ(readFile(mTarget + "/I0000001"), readFile(mFolder.file("b.dcm")));
+    EXPECT_EQ(readFile(mTarget + "/DICOMDIR").substr(128, 4), "DICM");
 }
 
 TEST_F(IndexCommand, SaysTheSameAsJson) {
-    const std::string file = writeSlice(mFolder, "a.dcm", "1.2.3");
+    const std::string file = write("a.dcm", "1.2.3");
     const std::string refused = writeDicom(mFolder.file("c.dcm"), {});
     const ProcessResult run = index({"--json"});
     EXPECT_EQ(Json::parse(run.output),
-              Json({{"dicomdir", mPlace + "/DICOMDIR"},
+              Json({{"dicomdir", mTarget + "/DICOMDIR"},
                     {"patients", 1},
                     {"studies", 1},
                     {"series", 1},
@@ -64,15 +51,15 @@ TEST_F(IndexCommand, SaysTheSameAsJson) {
 }
 
 TEST_F(IndexCommand, ADicomdirThatIsThereIsNotReplaced) {
-    writeSlice(mFolder, "a.dcm", "1.2.3");
+    write("a.dcm", "1.2.3");
     ASSERT_EQ(index().status, 0);
-    const std::string before = readFile(mPlace + "/DICOMDIR");
+    const std::string before = readFile(mTarget + "/DICOMDIR");
     const ProcessResult again = index();
     EXPECT_EQ(again.status, 1);
     EXPECT_EQ(again.output, "");
-    EXPECT_EQ(again.errors, "radvex: There is a DICOMDIR in " + mPlace +
+    EXPECT_EQ(again.errors, "radvex: There is a DICOMDIR in " + mTarget +
                                 " already, and it stays. Remove it, or name another folder.\n");
-    EXPECT_EQ(readFile(mPlace + "/DICOMDIR"), before);
+    EXPECT_EQ(readFile(mTarget + "/DICOMDIR"), before);
 }
 
 TEST_F(IndexCommand, AFolderWithNothingToIndexIsAFailureThatWritesNothing) {
@@ -82,9 +69,9 @@ TEST_F(IndexCommand, AFolderWithNothingToIndexIsAFailureThatWritesNothing) {
     EXPECT_EQ(run.output, "");
     EXPECT_THAT(run.errors, HasSubstr(refused + " was not indexed: it has no StudyInstanceUID."));
     EXPECT_THAT(run.errors, HasSubstr("holds no DICOM file that can be indexed; nothing was written."));
-    EXPECT_FALSE(std::filesystem::exists(mPlace));
+    EXPECT_FALSE(std::filesystem::exists(mTarget));
 }
 
-TEST_F(IndexCommand, WithoutAPlaceItIsWrongUsage) {
-    EXPECT_EQ(radvex::test::radvex({"index", mFolder.path().string()}).status, 2);
+TEST_F(IndexCommand, WithoutATargetItIsWrongUsage) {
+    EXPECT_EQ(runRadvex({"index", mFolder.path().string()}).status, 2);
 }

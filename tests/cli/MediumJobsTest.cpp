@@ -1,18 +1,10 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <csignal>
 #include <filesystem>
 #include <map>
 
-#include "tests/support/ImageFiles.h"
-#include "tests/support/MediumFiles.h"
-#include "tests/support/Process.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/cli/Commands.h"
 
 using namespace radvex::test;
-using testing::HasSubstr;
-using testing::Not;
 
 namespace {
 
@@ -54,7 +46,7 @@ class MediumJobs : public ::testing::Test {
     }
 
     using Tree = std::map<std::string, std::string>;
-    /// Files below a folder, which goes, by name.
+    /// The files below a folder by name. Removes the folder.
     static Tree take(const std::string& folder) {
         Tree files;
         if (fs::exists(folder)) {
@@ -72,13 +64,13 @@ class MediumJobs : public ::testing::Test {
         Tree files{};
         bool operator==(const Outcome&) const = default;
     };
-    Outcome outcomeOf(const std::vector<std::string>& words) const {
-        const ProcessResult run = radvex::test::radvex(words);
+    Outcome outcomeOf(const Words& words) const {
+        const ProcessResult run = runRadvex(words);
         Outcome outcome{std::to_string(run.status) + run.output + run.errors, take(out)};
         outcome.files.erase("DICOMDIR"); // a directory that is written has a UID of its own in every run
         return outcome;
     }
-    Outcome sameWithAny(std::vector<std::string> words) const {
+    Outcome sameWithAny(Words words) const {
         words.insert(words.end(), {"--jobs", "0"});
         const Outcome without = outcomeOf(words);
         for (const char* jobs : {"1", "2", "5"}) {
@@ -89,10 +81,9 @@ class MediumJobs : public ::testing::Test {
         }
         return without;
     }
-    ProcessResult endingAt(const std::string& file, std::vector<std::string> words) const {
-        words.insert(words.begin(),
-                     {"env", "RADVEX_TEST_ENDS_AT=" + file, RADVEX_COMMAND, "--library", FAILING_LIBRARY});
-        return runProcess(words);
+    ProcessResult endingAt(const std::string& file, const Words& words) const {
+        return runProcess(
+            joined({"env", "RADVEX_TEST_ENDS_AT=" + file, RADVEX_COMMAND, "--library", FAILING_LIBRARY}, words));
     }
 
     TemporaryFolder in{};
@@ -107,10 +98,8 @@ std::string endOf(const std::string& file) { return file + ": the reading proces
 TEST_F(MediumJobs, PicturesDoNotDependOnTheNumberOfProcesses) {
     writeTwelve();
     fs::remove(in.file("S03"));
-    for (const std::vector<std::string>& more :
-         {std::vector<std::string>{}, {"--window", "100,50"}, {"--common-window"}, {"--scaling", "none"}}) {
-        std::vector<std::string> words{"series", in.file("DICOMDIR"), "-o", out, "--json"};
-        words.insert(words.end(), more.begin(), more.end());
+    for (const Words& more : {Words{}, {"--window", "100,50"}, {"--common-window"}, {"--scaling", "none"}}) {
+        const Words words = joined({"series", in.file("DICOMDIR"), "-o", out, "--json"}, more);
         const Outcome outcome = sameWithAny(words);
         EXPECT_EQ(outcome.files.size(), 12U) << "eleven files, one of two frames";
         EXPECT_THAT(outcome.said, HasSubstr(in.file("S03") + ": "));
@@ -127,32 +116,28 @@ TEST_F(MediumJobs, FilesOfOneNumberStandAsTheLibraryLeavesThem) {
 
 TEST_F(MediumJobs, APictureThatEndsItsReaderIsNamedAndTheOthersAreWritten) {
     writeTwelve();
-    const ProcessResult run = endingAt("/S04", {"series", in.file("DICOMDIR"), "-o", out, "--jobs", "2"});
-    EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.errors, "radvex: " + endOf(in.file("S04")));
+    EXPECT_THAT(endingAt("/S04", {"series", in.file("DICOMDIR"), "-o", out, "--jobs", "2"}),
+                exitsSaying(1, "radvex: " + endOf(in.file("S04"))));
     EXPECT_EQ(take(out).size(), 12U);
 }
 
 TEST_F(MediumJobs, AttributesDoNotDependOnTheNumberOfProcesses) {
     writeTwelve();
     fs::remove(in.file("S03"));
-    for (const std::vector<std::string>& more :
-         {std::vector<std::string>{}, {"--tag", "InstanceNumber", "--json"}, {"--exclude", "PixelData"}}) {
-        std::vector<std::string> words{"tags", "--recursive", in.file("DICOMDIR")};
-        words.insert(words.end(), more.begin(), more.end());
+    for (const Words& more : {Words{}, {"--tag", "InstanceNumber", "--json"}, {"--exclude", "PixelData"}}) {
+        const Words words = joined({"tags", "--recursive", in.file("DICOMDIR")}, more);
         const Outcome outcome = sameWithAny(words);
         EXPECT_THAT(outcome.said, HasSubstr(in.file("S12")));
         EXPECT_THAT(outcome.said, HasSubstr("radvex: " + in.file("S03") + ": "));
     }
     const ProcessResult run = endingAt("/S04", {"tags", "--recursive", in.file("DICOMDIR"), "--tag", "PatientID"});
-    EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.errors, HasSubstr("radvex: " + endOf(in.file("S04"))));
+    EXPECT_THAT(run, exitsSaying(1, HasSubstr("radvex: " + endOf(in.file("S04")))));
     EXPECT_THAT(run.output, HasSubstr(in.file("S05")));
 }
 
-/// What a directory says, without what is new in every run.
+/// The content of a directory, without what differs in every run.
 static std::string directoryOf(const std::string& folder) {
-    return radvex::test::radvex({"tree", folder, "--files", "--json"}).output;
+    return runRadvex({"tree", folder, "--files", "--json"}).output;
 }
 
 TEST_F(MediumJobs, AnIndexDoesNotDependOnTheNumberOfProcesses) {
@@ -163,10 +148,8 @@ TEST_F(MediumJobs, AnIndexDoesNotDependOnTheNumberOfProcesses) {
     std::string tree;
     std::string said;
     for (const char* jobs : {"0", "1", "2", "5"}) {
-        const ProcessResult run =
-            radvex::test::radvex({"index", in.path().string(), "-o", out, "--json", "--jobs", jobs});
-        EXPECT_EQ(run.status, 0);
-        EXPECT_THAT(run.errors, HasSubstr("1 file is not DICOM"));
+        const ProcessResult run = runRadvex({"index", in.path().string(), "-o", out, "--json", "--jobs", jobs});
+        EXPECT_THAT(run, exitsSaying(0, HasSubstr("1 file is not DICOM")));
         EXPECT_THAT(run.errors, HasSubstr(in.file("broken") + " was not indexed: "));
         if (std::string(jobs) == "0") {
             said = run.output + run.errors;
@@ -199,10 +182,8 @@ TEST_F(MediumJobs, AFileThatEndsItsIndexerIsNamedAndTheOthersAreIndexed) {
 TEST_F(MediumJobs, IdentifiersDoNotDependOnTheNumberOfProcesses) {
     writeTwelve();
     const std::string key = around.write("key", "0123456789abcdef");
-    for (const std::vector<std::string>& more :
-         {std::vector<std::string>{}, {"--profile", "basic"}, {"--strict"}, {"--neutral-names"}}) {
-        std::vector<std::string> words{"anonymize", in.path().string(), out, "--key", key, "--report", "-"};
-        words.insert(words.end(), more.begin(), more.end());
+    for (const Words& more : {Words{}, {"--profile", "basic"}, {"--strict"}, {"--neutral-names"}}) {
+        const Words words = joined({"anonymize", in.path().string(), out, "--key", key, "--report", "-"}, more);
         const Outcome outcome = sameWithAny(words);
         const bool isStrict = !more.empty() && more.front() == "--strict";
         EXPECT_EQ(outcome.files.empty(), isStrict) << "names stay in the files without a profile";
@@ -215,9 +196,8 @@ TEST_F(MediumJobs, IdentifiersDoNotDependOnTheNumberOfProcesses) {
 
 TEST_F(MediumJobs, AFileThatEndsItsAnonymizerIsNamedAndTheOthersAreWritten) {
     writeTwelve();
-    const ProcessResult run = endingAt("/S04", {"anonymize", in.path().string(), out, "-q", "--jobs", "2"});
-    EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.errors, HasSubstr("radvex: " + endOf(in.file("S04"))));
+    EXPECT_THAT(endingAt("/S04", {"anonymize", in.path().string(), out, "-q", "--jobs", "2"}),
+                exitsSaying(1, HasSubstr("radvex: " + endOf(in.file("S04")))));
     EXPECT_EQ(fs::exists(out + "/S04"), false);
     const Tree files = take(out);
     EXPECT_EQ(files.size(), 12U) << "eleven files and the directory, and nothing half-made";

@@ -1,11 +1,8 @@
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <regex>
 #include <sstream>
 
-#include "tests/support/Process.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/cli/Commands.h"
 
 using namespace radvex::test;
 

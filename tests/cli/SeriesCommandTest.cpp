@@ -1,16 +1,7 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "formats/json/LosslessJson.h"
-#include "tests/support/ImageFiles.h"
-#include "tests/support/MediumFiles.h"
-#include "tests/support/PngFile.h"
-#include "tests/support/Process.h"
+#include "tests/cli/Commands.h"
+#include "tests/support/PictureFiles.h"
 
 using namespace radvex::test;
-using radvex::formats::Json;
-using testing::ElementsAre;
-using testing::HasSubstr;
 
 namespace {
 
@@ -18,33 +9,29 @@ namespace fs = std::filesystem;
 
 class SeriesCommand : public testing::Test {
   protected:
-    /// A slice of 1 x 2 pixels.
-    void writeSlice(const std::string& fileId, int instance, std::vector<Uint16> words,
-                    const std::string& frames = "") {
-        ImageFile file{.rows = 1, .columns = 2, .bitsAllocated = 16, .bitsStored = 8, .frames = frames};
-        file.words = std::move(words);
-        file.more = [instance](DcmDataset& dataset) {
-            dataset.putAndInsertString(DCM_InstanceNumber, std::to_string(instance).c_str());
-        };
-        writeImageFile(mediumPath(mFolder, fileId), file);
+    /// Writes a file of 1 x 2 pixels in each frame.
+    void write(const std::string& fileId, int number, const std::vector<Uint16>& words,
+               const std::string& frames = "") {
+        writeSlice(mFolder, {.fileId = fileId,
+                             .number = number,
+                             .words = words,
+                             .file = {.rows = 1, .columns = 2, .bitsStored = 8, .frames = frames, .words = {}}});
+    }
+    std::string writeSeries(const MediumRecord& series) {
+        return writeMedium(mFolder, {patientRecord("P", "N", {studyRecord("1.2", {series})})});
     }
     /// Three slices, in the directory in another order than their numbers.
     std::string writeThree() {
-        writeSlice("S\\A", 3, {0, 30});
-        writeSlice("S\\B", 1, {0, 10});
-        writeSlice("S\\C", 2, {0, 20});
-        return writeMedium(
-            mFolder, {patientRecord("P", "N",
-                                    {studyRecord("1.2", {seriesRecord("1.2.1", "CT",
-                                                                      {imageRecord("S\\A", 3), imageRecord("S\\B", 1),
-                                                                       imageRecord("S\\C", 2)})})})});
+        write("S\\A", 3, {0, 30});
+        write("S\\B", 1, {0, 10});
+        write("S\\C", 2, {0, 20});
+        return writeSeries(seriesOf("1.2.1", {"S\\A", "S\\B", "S\\C"}));
     }
-    ProcessResult series(const std::string& medium, std::vector<std::string> more = {}) {
-        more.insert(more.begin(), {"series", medium, "-o", mOut});
-        return radvex::test::radvex(more);
+    ProcessResult series(const std::string& medium, const Words& more = {}) {
+        return runRadvex(joined({"series", medium, "-o", mOut}, more));
     }
-    std::vector<std::string> written() {
-        std::vector<std::string> names;
+    Words written() {
+        Words names;
         for (const auto& entry : fs::recursive_directory_iterator(mOut)) {
             if (entry.is_regular_file()) {
                 names.push_back(fs::relative(entry.path(), mOut).string());
@@ -82,13 +69,9 @@ TEST_F(SeriesCommand, OneWindowForAllMakesGreyValuesComparable) {
 }
 
 TEST_F(SeriesCommand, FramesOfAFileFollowItsNumber) {
-    writeSlice("S\\A", 1, {0, 1, 2, 3}, "2");
-    writeSlice("S\\B", 2, {0, 1});
-    const auto medium = writeMedium(
-        mFolder,
-        {patientRecord(
-            "P", "N",
-            {studyRecord("1.2", {seriesRecord("1.2.1", "MR", {imageRecord("S\\A", 1), imageRecord("S\\B", 2)})})})});
+    write("S\\A", 1, {0, 1, 2, 3}, "2");
+    write("S\\B", 2, {0, 1});
+    const auto medium = writeSeries(seriesRecord("1.2.1", "MR", {imageRecord("S\\A", 1), imageRecord("S\\B", 2)}));
     EXPECT_EQ(series(medium).status, 0);
     EXPECT_THAT(written(), ElementsAre("0001-MR-1/0001-0001.png", "0001-MR-1/0001-0002.png", "0001-MR-1/0002.png"));
 }
@@ -96,21 +79,15 @@ TEST_F(SeriesCommand, FramesOfAFileFollowItsNumber) {
 TEST_F(SeriesCommand, NamesWhatTheLibraryLeavesOutAndGoesOn) {
     const auto medium = writeThree();
     fs::remove(mediumPath(mFolder, "S\\B"));
-    const ProcessResult run = series(medium);
-    EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.errors, HasSubstr("radvex: " + mFolder.file("S/B") + ": Error when opening file"));
+    EXPECT_THAT(series(medium),
+                exitsSaying(1, HasSubstr("radvex: " + mFolder.file("S/B") + ": Error when opening file")));
     EXPECT_THAT(written(), ElementsAre("0001-CT-1/0001.png", "0001-CT-1/0002.png"));
 }
 
 TEST_F(SeriesCommand, NamesOfSeriesNeverLeaveTheFolder) {
-    writeSlice("A", 1, {0, 1});
-    const auto climbing = [](DcmItem& item) {
-        item.putAndInsertString(DCM_Modality, "../../X");
-        item.putAndInsertString(DCM_SeriesNumber, "1");
-    };
-    const auto medium = writeMedium(
-        mFolder, {patientRecord("P", "N",
-                                {studyRecord("1.2", {seriesRecord("1.2.1", "CT", {imageRecord("A", 1)}, climbing)})})});
+    write("A", 1, {0, 1});
+    const auto medium = writeSeries(
+        seriesRecord("1.2.1", "CT", {imageRecord("A", 1)}, with({{DCM_Modality, "../../X"}, {DCM_SeriesNumber, "1"}})));
     EXPECT_EQ(series(medium).status, 0);
     EXPECT_THAT(written(), ElementsAre("0001-X-1/0001.png"));
 }
@@ -121,10 +98,10 @@ TEST_F(SeriesCommand, APlainFolderIsNamedInMessagesAndNotItsIndex) {
         file.words = {0, 1};
         file.more = [number](DcmDataset& dataset) {
             const std::string uid = "1.2.3." + std::to_string(number);
-            dataset.putAndInsertString(DCM_SOPInstanceUID, uid.c_str());
-            dataset.putAndInsertString(DCM_StudyInstanceUID, "1.2");
-            dataset.putAndInsertString(DCM_SeriesInstanceUID, "1.2.3");
-            dataset.putAndInsertString(DCM_PatientID, "P");
+            put(dataset, {{DCM_SOPInstanceUID, uid},
+                          {DCM_StudyInstanceUID, "1.2"},
+                          {DCM_SeriesInstanceUID, "1.2.3"},
+                          {DCM_PatientID, "P"}});
             if (number == 2) {
                 dataset.putAndInsertUint16(DCM_Rows, 0);
                 delete dataset.remove(DCM_PixelData);
@@ -133,15 +110,13 @@ TEST_F(SeriesCommand, APlainFolderIsNamedInMessagesAndNotItsIndex) {
         writeImageFile(mFolder.file("slice " + std::to_string(number) + ".dcm"), file);
     }
     const ProcessResult run = series(mFolder.path().string(), {"--json"});
-    EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.errors, HasSubstr(mFolder.file("slice 2.dcm")));
-    EXPECT_THAT(run.errors, testing::Not(HasSubstr("I000000")));
+    EXPECT_THAT(run, exitsSaying(1, HasSubstr(mFolder.file("slice 2.dcm"))));
+    EXPECT_THAT(run.errors, Not(HasSubstr("I000000")));
     EXPECT_EQ(Json::parse(run.output)[0]["pictures"][0]["file"], mFolder.file("slice 1.dcm"));
 }
 
 TEST_F(SeriesCommand, TwoWindowsAtOnceAreWrongUsage) {
-    const ProcessResult run = series(writeThree(), {"--window", "10,5", "--common-window"});
-    EXPECT_EQ(run.status, 2);
-    EXPECT_THAT(run.errors, HasSubstr("--window and --common-window exclude each other."));
+    EXPECT_THAT(series(writeThree(), {"--window", "10,5", "--common-window"}),
+                exitsSaying(2, HasSubstr("--window and --common-window exclude each other.")));
     EXPECT_FALSE(fs::exists(mOut));
 }

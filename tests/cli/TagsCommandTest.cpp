@@ -1,45 +1,27 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <filesystem>
 
-#include "formats/json/LosslessJson.h"
 #include "formats/json/Text.h"
-#include "tests/support/DicomFiles.h"
-#include "tests/support/MediumFiles.h"
-#include "tests/support/Process.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/cli/Commands.h"
 
 using namespace radvex::test;
-using radvex::formats::Json;
-using testing::HasSubstr;
 
 namespace {
 
 class TagsCommand : public ::testing::Test {
   protected:
-    static Json jsonOf(const std::vector<std::string>& words) {
-        std::vector<std::string> all{"tags", "--json"};
-        all.insert(all.end(), words.begin(), words.end());
-        const ProcessResult run = radvex::test::radvex(all);
+    static Json jsonOf(const Words& words) {
+        const ProcessResult run = runRadvex(joined({"tags", "--json"}, words));
         EXPECT_EQ(run.status, 0) << run.errors;
         return Json::parse(run.output);
     }
-    static std::string treeOf(std::vector<std::string> words) {
-        words.insert(words.begin(), "tags");
-        return radvex::test::radvex(words).output;
-    }
+    static std::string treeOf(const Words& words) { return runRadvex(joined({"tags"}, words)).output; }
 
     TemporaryFolder folder{};
     std::string file = writeDicom(folder.file("a.dcm"), [](DcmDataset& dataset) {
-        dataset.putAndInsertString(DCM_PatientName, "Doe^\"Jane\"");
-        dataset.putAndInsertString(DCM_StudyInstanceUID, "not.a.uid");
-        dataset.putAndInsertUint16(DCM_Rows, 2);
+        put(dataset, {{DCM_PatientName, "Doe^\"Jane\""}, {DCM_StudyInstanceUID, "not.a.uid"}, {DCM_Rows, "2"}});
         dataset.putAndInsertUint16(DcmTag(0x6000, 0x0010, EVR_US), 4);
         dataset.putAndInsertUint16(DcmTag(0x6002, 0x0010, EVR_US), 5);
-        DcmItem* item = nullptr;
-        dataset.findOrCreateSequenceItem(DCM_ReferencedImageSequence, item, -2);
-        item->putAndInsertString(DCM_ReferencedSOPClassUID, "1.2");
+        put(addItem(dataset, DCM_ReferencedImageSequence), {{DCM_ReferencedSOPClassUID, "1.2"}});
         const Float64 reals[] = {1.0, 0.5};
         dataset.putAndInsertFloat64Array(DcmTag(0x0029, 0x1010, EVR_FD), reals, 2);
         const Uint8 bytes[] = {0, 255};
@@ -105,16 +87,13 @@ TEST_F(TagsCommand, CutsLongValuesAndSaysHowLongTheyAre) {
 TEST_F(TagsCommand, TextThatIsNoUtf8IsMarkedInTextAndWholeInJson) {
     const std::string name = "\xD4\xCF\xC0\xDE=\x1B$B;3ED\x1B(B";
     const std::string path = writeDicom(folder.file("kanji.dcm"), [&](DcmDataset& dataset) {
-        dataset.putAndInsertString(DCM_SpecificCharacterSet, "ISO 2022 IR 13\\ISO 2022 IR 87");
-        dataset.putAndInsertString(DCM_PatientName, name.c_str());
-        DcmItem* item = nullptr;
-        dataset.findOrCreateSequenceItem(DCM_ReferencedStudySequence, item, -2);
-        item->putAndInsertString(DCM_PatientComments, "\xFF\xFE");
+        put(dataset, {{DCM_SpecificCharacterSet, "ISO 2022 IR 13\\ISO 2022 IR 87"}, {DCM_PatientName, name}});
+        put(addItem(dataset, DCM_ReferencedStudySequence), {{DCM_PatientComments, "\xFF\xFE"}});
     });
     const std::string text = treeOf({path});
     EXPECT_TRUE(radvex::formats::isValidUtf8(text)) << text;
     EXPECT_NE(text.find("\xEF\xBF\xBD"), std::string::npos);
-    const std::string output = radvex::test::radvex({"tags", "--json", path}).output;
+    const std::string output = runRadvex({"tags", "--json", path}).output;
     EXPECT_TRUE(radvex::formats::isValidUtf8(output)) << output;
     const Json json = Json::parse(output);
     EXPECT_EQ(json["PatientName"], (Json{{"bytes", "1M/A3j0bJEI7M0VEGyhC"}})); // by base64 of coreutils
@@ -122,17 +101,15 @@ TEST_F(TagsCommand, TextThatIsNoUtf8IsMarkedInTextAndWholeInJson) {
     EXPECT_EQ(json["SpecificCharacterSet"], "ISO 2022 IR 13\\ISO 2022 IR 87");
 }
 
-TEST_F(TagsCommand, TextThatOfAMediumIsNoUtf8IsWholeInJsonToo) {
+TEST_F(TagsCommand, TextOfAMediumThatIsNoUtf8IsWholeInJson) {
     std::filesystem::create_directory(folder.file("medium"));
-    const std::string path = writeDicom(folder.file("medium/a.dcm"), [](DcmDataset& dataset) {
-        dataset.putAndInsertString(DCM_SOPClassUID, UID_CTImageStorage);
-        dataset.putAndInsertString(DCM_SOPInstanceUID, "1.2.3");
-        dataset.putAndInsertString(DCM_StudyInstanceUID, "1.2.4");
-        dataset.putAndInsertString(DCM_SeriesInstanceUID, "1.2.5");
-        dataset.putAndInsertString(DCM_PatientID, "P");
-        dataset.putAndInsertString(DCM_PatientComments, "a\xFF");
-    });
-    const std::string output = radvex::test::radvex({"tags", "--json", "--recursive", folder.file("medium")}).output;
+    const std::string path = writeDicom(folder.file("medium/a.dcm"), with({{DCM_SOPClassUID, UID_CTImageStorage},
+                                                                           {DCM_SOPInstanceUID, "1.2.3"},
+                                                                           {DCM_StudyInstanceUID, "1.2.4"},
+                                                                           {DCM_SeriesInstanceUID, "1.2.5"},
+                                                                           {DCM_PatientID, "P"},
+                                                                           {DCM_PatientComments, "a\xFF"}}));
+    const std::string output = runRadvex({"tags", "--json", "--recursive", folder.file("medium")}).output;
     EXPECT_TRUE(radvex::formats::isValidUtf8(output)) << output;
     EXPECT_EQ(Json::parse(output)[path]["PatientComments"], (Json{{"bytes", "Yf8="}}));
 }
@@ -140,73 +117,63 @@ TEST_F(TagsCommand, TextThatOfAMediumIsNoUtf8IsWholeInJsonToo) {
 TEST_F(TagsCommand, NamesEachOfSeveralFilesAndGoesOnAfterABadOne) {
     const std::string other =
         writeDicom(folder.file("b.dcm"), [](DcmDataset& dataset) { dataset.putAndInsertUint16(DCM_Rows, 7); });
-    const ProcessResult run = radvex::test::radvex({"tags", "--tag", "Rows", file, "/missing", other});
+    const ProcessResult run = runRadvex({"tags", "--tag", "Rows", file, "/missing", other});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.output, "# " + file + "\nRows                                US  2\n# " + other +
                               "\nRows                                US  7\n");
     EXPECT_EQ(run.errors, "radvex: /missing: Error when opening file /missing: No such file or directory.\n");
-    const ProcessResult json = radvex::test::radvex({"tags", "--json", "--tag", "Rows", file, "/missing", other});
+    const ProcessResult json = runRadvex({"tags", "--json", "--tag", "Rows", file, "/missing", other});
     EXPECT_EQ(json.status, 1);
     EXPECT_EQ(Json::parse(json.output), Json({{file, {{"Rows", 2}}}, {other, {{"Rows", 7}}}}));
 }
 
 TEST_F(TagsCommand, NamesAKeywordThatDoesNotExist) {
-    const ProcessResult run = radvex::test::radvex({"tags", "--tag", "NoSuchWord", file});
-    EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.errors, "radvex: " + file + ": Attribute tag named NoSuchWord does not exist.\n");
+    EXPECT_THAT(runRadvex({"tags", "--tag", "NoSuchWord", file}),
+                exitsSaying(1, "radvex: " + file + ": Attribute tag named NoSuchWord does not exist.\n"));
 }
 
 TEST_F(TagsCommand, SaysWhatANumberHasToLookLike) {
     for (const char* tag : {"0010,xyz", "0010,", "12345,0010", ","}) {
-        const ProcessResult run = radvex::test::radvex({"tags", "--tag", tag, file});
-        EXPECT_EQ(run.status, 2);
-        EXPECT_NE(run.errors.find(std::string("radvex: '") + tag + "' is not a tag: "), std::string::npos)
-            << run.errors;
+        EXPECT_THAT(runRadvex({"tags", "--tag", tag, file}),
+                    exitsSaying(2, HasSubstr(std::string("radvex: '") + tag + "' is not a tag: ")));
     }
 }
 
 TEST(InfoCommand, PrintsPatientStudyAndSeries) {
     const TemporaryFolder folder;
-    const std::string file = writeDicom(folder.file("a.dcm"), [](DcmDataset& dataset) {
-        dataset.putAndInsertString(DCM_PatientID, "ABC");
-        dataset.putAndInsertString(DCM_StudyID, "S1");
-        dataset.putAndInsertString(DCM_SeriesNumber, "7");
-    });
-    EXPECT_EQ(radvex::test::radvex({"info", file}).output, "Patient\n"
-                                                           "  PatientID                         ABC\n"
-                                                           "Study\n"
-                                                           "  StudyID                           S1\n"
-                                                           "Series\n"
-                                                           "  SeriesNumber                      7\n");
-    EXPECT_EQ(Json::parse(radvex::test::radvex({"info", "--json", file}).output),
-              Json({{"patient", {{"PatientID", "ABC"}}},
-                    {"study", {{"StudyID", "S1"}}},
-                    {"series", {{"SeriesNumber", "7"}}}}));
-    EXPECT_EQ(Json::parse(radvex::test::radvex({"info", "--json", "--patient", "X.*", file}).output)["study"],
-              Json::object());
+    const std::string file =
+        writeDicom(folder.file("a.dcm"), with({{DCM_PatientID, "ABC"}, {DCM_StudyID, "S1"}, {DCM_SeriesNumber, "7"}}));
+    EXPECT_EQ(runRadvex({"info", file}).output, "Patient\n"
+                                                "  PatientID                         ABC\n"
+                                                "Study\n"
+                                                "  StudyID                           S1\n"
+                                                "Series\n"
+                                                "  SeriesNumber                      7\n");
+    EXPECT_EQ(Json::parse(runRadvex({"info", "--json", file}).output), Json({{"patient", {{"PatientID", "ABC"}}},
+                                                                             {"study", {{"StudyID", "S1"}}},
+                                                                             {"series", {{"SeriesNumber", "7"}}}}));
+    EXPECT_EQ(Json::parse(runRadvex({"info", "--json", "--patient", "X.*", file}).output)["study"], Json::object());
 }
 
 TEST(InfoCommand, SaysWhichPatternIsNone) {
-    const ProcessResult run = radvex::test::radvex({"info", "--study", "(", "file"});
-    EXPECT_EQ(run.status, 2);
-    EXPECT_TRUE(run.errors.starts_with("radvex: --study '(' is not a usable regular expression")) << run.errors;
+    EXPECT_THAT(runRadvex({"info", "--study", "(", "file"}),
+                exitsSaying(2, StartsWith("radvex: --study '(' is not a usable regular expression")));
 }
 
 TEST(DictionaryCommands, AnswerInTheFormsThatPeopleWrite) {
-    EXPECT_EQ(radvex::test::radvex({"keyword", "0010,0010"}).output, "PatientName\n");
-    EXPECT_EQ(radvex::test::radvex({"keyword", "(7fe0,0010)"}).output, "PixelData\n");
-    EXPECT_EQ(radvex::test::radvex({"number", "PixelData"}).output, "7FE0,0010\n");
-    EXPECT_EQ(radvex::test::radvex({"vr", "PatientName"}).output, "PN\n");
-    EXPECT_EQ(radvex::test::radvex({"vr", "0028,0010"}).output, "US\n");
-    EXPECT_EQ(radvex::test::radvex({"vr", "NoSuchWord"}).output, "UN\n");
-    EXPECT_EQ(radvex::test::radvex({"keyword", "PatientName"}).status, 2);
-    EXPECT_EQ(radvex::test::radvex({"number", "NoSuchWord"}).status, 1);
+    EXPECT_EQ(runRadvex({"keyword", "0010,0010"}).output, "PatientName\n");
+    EXPECT_EQ(runRadvex({"keyword", "(7fe0,0010)"}).output, "PixelData\n");
+    EXPECT_EQ(runRadvex({"number", "PixelData"}).output, "7FE0,0010\n");
+    EXPECT_EQ(runRadvex({"vr", "PatientName"}).output, "PN\n");
+    EXPECT_EQ(runRadvex({"vr", "0028,0010"}).output, "US\n");
+    EXPECT_EQ(runRadvex({"vr", "NoSuchWord"}).output, "UN\n");
+    EXPECT_EQ(runRadvex({"keyword", "PatientName"}).status, 2);
+    EXPECT_EQ(runRadvex({"number", "NoSuchWord"}).status, 1);
 }
 
 TEST_F(TagsCommand, RecursivelyPrintsEveryFileOfAMedium) {
     for (const char* name : {"A", "B"}) {
-        writeDicom(mediumPath(folder, name),
-                   [&](DcmDataset& dataset) { dataset.putAndInsertString(DCM_PatientID, name); });
+        writeDicom(mediumPath(folder, name), with({{DCM_PatientID, name}}));
     }
     const auto medium = writeMedium(
         folder, {patientRecord("P", "N",
@@ -214,10 +181,7 @@ TEST_F(TagsCommand, RecursivelyPrintsEveryFileOfAMedium) {
                                                     seriesRecord("1.2.2", "CT", {imageRecord("B", 1)})})})});
     const std::string a = folder.file("A");
     const std::string b = folder.file("B");
-    const auto run = [&](std::vector<std::string> words) {
-        words.insert(words.begin(), {"tags", "--recursive", medium});
-        return radvex::test::radvex(words);
-    };
+    const auto run = [&](const Words& words) { return runRadvex(joined({"tags", "--recursive", medium}, words)); };
     EXPECT_EQ(run({"--tag", "PatientID"}).output, "# " + a + "\nPatientID                           LO  A\n# " + b +
                                                       "\nPatientID                           LO  B\n");
     EXPECT_EQ(run({"--tag", "PatientID", "--json"}).output,
@@ -231,8 +195,8 @@ TEST_F(TagsCommand, RecursivelyPrintsEveryFileOfAMedium) {
     EXPECT_EQ(run({"--tag", "0010,0020", "--series", "1.2.2", "--json"}).output,
               run({"--tag", "PatientID", "--series", "1.2.2", "--json"}).output);
     EXPECT_EQ(run({"--tag", "NoSuchWord"}).errors, "radvex: Attribute tag named NoSuchWord does not exist.\n");
-    EXPECT_EQ(radvex::test::radvex({"tags", "--series", "1", a}).status, 2);
-    EXPECT_EQ(radvex::test::radvex({"tags", "--recursive", medium, a}).status, 2);
+    EXPECT_EQ(runRadvex({"tags", "--series", "1", a}).status, 2);
+    EXPECT_EQ(runRadvex({"tags", "--recursive", medium, a}).status, 2);
 
     std::filesystem::remove(b);
     const ProcessResult missing = run({"--tag", "PatientID"});

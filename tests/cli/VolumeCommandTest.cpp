@@ -1,33 +1,12 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <cstring>
 #include <filesystem>
 
-#include "formats/json/LosslessJson.h"
-#include "tests/support/ImageFiles.h"
-#include "tests/support/MediumFiles.h"
-#include "tests/support/Process.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/cli/Commands.h"
 
 using namespace radvex::test;
-using radvex::formats::Json;
-using testing::ElementsAre;
 using testing::EndsWith;
-using testing::HasSubstr;
 
 namespace {
-
-/// One row of two pixels: the first spells the slice.
-struct Slice {
-    std::string fileId{};
-    int number = 1; ///< InstanceNumber, 0 for none
-    std::string position{};
-    std::vector<Uint16> words{};
-    std::string orientation = "1\\0\\0\\0\\1\\0";
-    ImageFile file{.rows = 1, .columns = 2, .words = {}};
-    Fill more{};
-};
 
 /// An NRRD file, read here from what the format says.
 struct NrrdFile {
@@ -50,42 +29,27 @@ NrrdFile readNrrd(const std::string& path) {
 
 class VolumeCommand : public ::testing::Test {
   protected:
-    void writeSlice(const Slice& slice) const {
-        ImageFile file = slice.file;
-        file.words = slice.words;
-        file.more = [&](DcmDataset& dataset) {
-            const auto text = [&](const DcmTagKey& key, const std::string& value) {
-                if (!value.empty()) {
-                    dataset.putAndInsertString(key, value.c_str());
-                }
-            };
-            text(DCM_InstanceNumber, slice.number == 0 ? "" : std::to_string(slice.number));
-            text(DCM_ImagePositionPatient, slice.position);
-            text(DCM_ImageOrientationPatient, slice.orientation);
-            text(DCM_PixelSpacing, "0.5\\0.25");
-            text(DCM_SeriesNumber, "7");
-            if (slice.more) {
-                slice.more(dataset);
+    void write(Slice slice) const {
+        slice.file.more = [more = slice.file.more](DcmDataset& dataset) {
+            put(dataset, {{DCM_SeriesNumber, "7"}});
+            if (more) {
+                more(dataset);
             }
         };
-        writeImageFile(mediumPath(folder, slice.fileId), file);
+        writeSlice(folder, slice);
     }
-    /// A medium of one series; files that are only referred to are not made.
-    std::string writeSeries(const std::vector<Slice>& slices, const std::vector<std::string>& missing = {}) const {
-        std::vector<MediumRecord> images;
+    /// A medium of one series of these slices, which may list other files too.
+    std::string writeSeries(const std::vector<Slice>& slices, const Words& missing = {}) const {
+        Words fileIds;
         for (const Slice& slice : slices) {
-            writeSlice(slice);
-            images.push_back(imageRecord(slice.fileId, slice.number));
+            write(slice);
+            fileIds.push_back(slice.fileId);
         }
-        for (const std::string& fileId : missing) {
-            images.push_back(imageRecord(fileId, 99));
-        }
-        return writeMedium(folder,
-                           {patientRecord("P", "N", {studyRecord("1.2", {seriesRecord("1.2.3", "CT", images)})})});
+        return writeMedium(
+            folder, {patientRecord("P", "N", {studyRecord("1.2", {seriesOf("1.2.3", joined(fileIds, missing))})})});
     }
-    ProcessResult run(std::vector<std::string> words, const std::string& name = "out.nrrd") const {
-        words.insert(words.begin(), {"volume", folder.file("DICOMDIR"), "-o", folder.file(name)});
-        return radvex::test::radvex(words);
+    ProcessResult run(const Words& words, const std::string& name = "out.nrrd") const {
+        return runRadvex(joined({"volume", folder.file("DICOMDIR"), "-o", folder.file(name)}, words));
     }
     bool isThere(const std::string& name = "out.nrrd") const { return std::filesystem::exists(folder.file(name)); }
     NrrdFile out(const std::string& name = "out.nrrd") const { return readNrrd(folder.file(name)); }
@@ -103,8 +67,7 @@ std::vector<Slice> threeSlices() {
 TEST_F(VolumeCommand, StacksByInstanceNumberAndSaysWhereTheSlicesLie) {
     writeSeries(threeSlices());
     const ProcessResult done = run({});
-    EXPECT_EQ(done.status, 0) << done.errors;
-    EXPECT_EQ(done.errors, "");
+    EXPECT_THAT(done, exitsSaying(0, ""));
     EXPECT_EQ(done.output, folder.file("out.nrrd") + ": 2 x 1 x 3, u16, 0.25 x 0.5 x 2 mm\n");
     EXPECT_THAT(out().header, HasSubstr("type: uint16\ndimension: 3\nsizes: 2 1 3\nspace: left-posterior-superior\n"
                                         "space directions: (0.25,0,0) (0,0.5,0) (0,0,2)\nspace origin: (1,2,5)\n"));
@@ -116,10 +79,8 @@ TEST_F(VolumeCommand, SortsByPositionOnRequest) {
     slices[1].position = "1\\2\\8"; // number 1 lies between the others
     slices[2].position = "1\\2\\7";
     writeSeries(slices);
-    const ProcessResult asNumbered = run({});
-    EXPECT_EQ(asNumbered.status, 0);
-    EXPECT_THAT(asNumbered.errors, HasSubstr("warning: " + folder.file("out.nrrd") +
-                                             ": The order by InstanceNumber is not the order in space."));
+    EXPECT_THAT(run({}), exitsSaying(0, HasSubstr("warning: " + folder.file("out.nrrd") +
+                                                  ": The order by InstanceNumber is not the order in space.")));
     EXPECT_EQ(out().header.find("space"), std::string::npos) << "no matrix holds this order";
     EXPECT_THAT(out().header, HasSubstr("spacings: 0.25 0.5 1\n"));
     const ProcessResult sorted = run({"--sort", "position"});
@@ -160,7 +121,7 @@ TEST_F(VolumeCommand, FractionsAreKept) {
 TEST_F(VolumeCommand, AModalityTableIsApplied) {
     auto slices = threeSlices();
     slices[1].words = {0, 1};
-    slices[1].more = [](DcmDataset& dataset) {
+    slices[1].file.more = [](DcmDataset& dataset) {
         DcmItem* item = nullptr;
         dataset.findOrCreateSequenceItem(DCM_ModalityLUTSequence, item, 0);
         const Uint16 descriptor[] = {2, 0, 16};
@@ -177,14 +138,10 @@ TEST_F(VolumeCommand, MissingSlicesAreAnErrorUnlessForced) {
     auto slices = threeSlices();
     slices.push_back({"D", 4, "1\\2\\13", {40, 41}}); // 11 is missing
     writeSeries(slices);
-    const ProcessResult refused = run({});
-    EXPECT_EQ(refused.status, 1);
-    EXPECT_THAT(refused.errors, HasSubstr("1 slice is missing: neighbours lie up to 4 mm apart instead of 2: " +
-                                          folder.file("A") + ", " + folder.file("D") + "."));
+    EXPECT_THAT(run({}), exitsSaying(1, HasSubstr("1 slice is missing: neighbours lie up to 4 mm apart instead of 2: " +
+                                                  folder.file("A") + ", " + folder.file("D") + ".")));
     EXPECT_FALSE(isThere());
-    const ProcessResult forced = run({"--force"});
-    EXPECT_EQ(forced.status, 0);
-    EXPECT_THAT(forced.errors, HasSubstr("warning: "));
+    EXPECT_THAT(run({"--force"}), exitsSaying(0, HasSubstr("warning: ")));
     EXPECT_EQ(out().samples<Uint16>().size(), 8U);
 }
 
@@ -192,15 +149,11 @@ TEST_F(VolumeCommand, DoubledAndDifferentlyOrientedSlicesAreErrors) {
     auto slices = threeSlices();
     slices.push_back({"D", 4, "1\\2\\9", {40, 41}});
     writeSeries(slices);
-    const ProcessResult doubled = run({});
-    EXPECT_EQ(doubled.status, 1);
-    EXPECT_THAT(doubled.errors,
-                HasSubstr("2 slices lie at one position: " + folder.file("A") + ", " + folder.file("D")));
+    EXPECT_THAT(run({}),
+                exitsSaying(1, HasSubstr("2 slices lie at one position: " + folder.file("A") + ", " + folder.file("D"))));
     slices.back() = {"D", 4, "1\\2\\11", {40, 41}, "0\\1\\0\\0\\0\\-1"};
     writeSeries(slices);
-    const ProcessResult turned = run({});
-    EXPECT_EQ(turned.status, 1);
-    EXPECT_THAT(turned.errors, HasSubstr("1 slice lies in another direction than most: " + folder.file("D")));
+    EXPECT_THAT(run({}), exitsSaying(1, HasSubstr("1 slice lies in another direction than most: " + folder.file("D"))));
     EXPECT_FALSE(isThere());
     EXPECT_EQ(run({"--force"}).status, 0);
     EXPECT_EQ(out().header.find("space"), std::string::npos);
@@ -216,10 +169,8 @@ TEST_F(VolumeCommand, ATiltIsToldAndStaysInTheMatrix) {
 
 TEST_F(VolumeCommand, FilesThatCannotBeReadAreNamed) {
     writeSeries(threeSlices(), {"GONE"});
-    for (const std::vector<std::string>& words : {std::vector<std::string>{}, {"--rendered"}}) {
-        const ProcessResult refused = run(words);
-        EXPECT_EQ(refused.status, 1);
-        EXPECT_THAT(refused.errors, HasSubstr("1 file cannot be read: " + folder.file("GONE")));
+    for (const Words& words : {Words{}, {"--rendered"}}) {
+        EXPECT_THAT(run(words), exitsSaying(1, HasSubstr("1 file cannot be read: " + folder.file("GONE"))));
         EXPECT_FALSE(isThere());
     }
     EXPECT_EQ(run({"--force"}).status, 0);
@@ -232,10 +183,8 @@ TEST_F(VolumeCommand, SlicesOfDifferentSizeAreNamedAndNeverWritten) {
     slices[1].words = {1};
     writeSeries(slices);
     for (const char* word : {"--force", "--rendered"}) {
-        const ProcessResult refused = run({word});
-        EXPECT_EQ(refused.status, 1);
-        EXPECT_THAT(refused.errors, HasSubstr("The slices differ in size: " + folder.file("A") +
-                                              " is 2 x 1. These differ: " + folder.file("B") + "."));
+        EXPECT_THAT(run({word}), exitsSaying(1, HasSubstr("The slices differ in size: " + folder.file("A") +
+                                                          " is 2 x 1. These differ: " + folder.file("B") + ".")));
         EXPECT_FALSE(isThere());
     }
 }
@@ -250,9 +199,8 @@ TEST_F(VolumeCommand, ColourHasPicturesOnly) {
         slice.words = {0x0201, 0x0403, 0x0605};
     }
     writeSeries(slices);
-    const ProcessResult refused = run({});
-    EXPECT_EQ(refused.status, 1);
-    EXPECT_THAT(refused.errors, HasSubstr("is in colour, which has no modality values; --rendered gives its picture."));
+    EXPECT_THAT(run({}),
+                exitsSaying(1, HasSubstr("is in colour, which has no modality values; --rendered gives its picture.")));
     EXPECT_EQ(run({"--rendered"}).status, 0);
     EXPECT_THAT(out().header, HasSubstr("type: uint8\ndimension: 4\nsizes: 3 2 1 3\n"));
     EXPECT_THAT(out().data.substr(0, 6), "\1\2\3\4\5\6");
@@ -286,21 +234,16 @@ TEST_F(VolumeCommand, RenderedSlicesOfOneNumberCannotBeSortedByPosition) {
     auto slices = threeSlices();
     slices[0].number = 1;
     writeSeries(slices);
-    const ProcessResult refused = run({"--rendered", "--sort", "position"});
-    EXPECT_EQ(refused.status, 1);
-    EXPECT_THAT(refused.errors, HasSubstr("cannot be told apart"));
-    const ProcessResult done = run({"--rendered"});
-    EXPECT_EQ(done.status, 0);
-    EXPECT_THAT(done.errors, HasSubstr("2 files have InstanceNumber 1"));
+    EXPECT_THAT(run({"--rendered", "--sort", "position"}), exitsSaying(1, HasSubstr("cannot be told apart")));
+    EXPECT_THAT(run({"--rendered"}), exitsSaying(0, HasSubstr("2 files have InstanceNumber 1")));
     EXPECT_EQ(out().header.find("space"), std::string::npos);
     EXPECT_EQ(run({"--sort", "position"}).status, 0) << "modality values know their file";
 }
 
-TEST_F(VolumeCommand, FramesTakeTheirPlaceAndRescaleFromTheFunctionalGroups) {
+TEST_F(VolumeCommand, FramesTakeTheirPositionAndRescaleFromTheFunctionalGroups) {
     Slice multi{"M", 1, "", {1, 2, 3, 4, 5, 6}, ""};
     multi.file.frames = "3";
-    multi.more = [](DcmDataset& dataset) {
-        dataset.findAndDeleteElement(DCM_PixelSpacing);
+    multi.file.more = [](DcmDataset& dataset) {
         DcmItem* shared = nullptr;
         DcmItem* inner = nullptr;
         dataset.findOrCreateSequenceItem(DCM_SharedFunctionalGroupsSequence, shared, 0);
@@ -309,19 +252,17 @@ TEST_F(VolumeCommand, FramesTakeTheirPlaceAndRescaleFromTheFunctionalGroups) {
         shared->findOrCreateSequenceItem(DCM_PixelMeasuresSequence, inner, 0);
         inner->putAndInsertString(DCM_PixelSpacing, "2\\3");
         for (int frame = 0; frame < 3; ++frame) {
-            DcmItem* item = nullptr;
-            dataset.findOrCreateSequenceItem(DCM_PerFrameFunctionalGroupsSequence, item, -2);
-            item->findOrCreateSequenceItem(DCM_PlanePositionSequence, inner, 0);
+            DcmItem& item = addItem(dataset, DCM_PerFrameFunctionalGroupsSequence);
+            item.findOrCreateSequenceItem(DCM_PlanePositionSequence, inner, 0);
             inner->putAndInsertString(DCM_ImagePositionPatient, ("0\\" + std::to_string(4 * frame) + "\\0").c_str());
-            item->findOrCreateSequenceItem(DCM_PixelValueTransformationSequence, inner, 0);
+            item.findOrCreateSequenceItem(DCM_PixelValueTransformationSequence, inner, 0);
             inner->putAndInsertString(DCM_RescaleSlope, std::to_string(frame + 1).c_str());
             inner->putAndInsertString(DCM_RescaleIntercept, "-1");
         }
     };
     writeSeries({multi});
     const ProcessResult done = run({"--json"});
-    EXPECT_EQ(done.status, 0) << done.errors;
-    EXPECT_EQ(done.errors, "");
+    EXPECT_THAT(done, exitsSaying(0, ""));
     EXPECT_THAT(out().header, HasSubstr("space directions: (3,0,0) (0,0,-2) (0,4,0)\nspace origin: (0,0,0)\n"));
     EXPECT_THAT(out().samples<Sint32>(), ElementsAre(0, 1, 5, 7, 14, 17));
     EXPECT_EQ(Json::parse(done.output)[0]["slices"],
@@ -329,21 +270,19 @@ TEST_F(VolumeCommand, FramesTakeTheirPlaceAndRescaleFromTheFunctionalGroups) {
     EXPECT_THAT(run({"--rendered"}).errors, HasSubstr("Only the first frame is in the rendered volume"));
 }
 
-TEST_F(VolumeCommand, FramesWithoutFunctionalGroupsHaveNoPlace) {
+TEST_F(VolumeCommand, FramesWithoutFunctionalGroupsHaveNoPosition) {
     Slice multi{"M", 1, "5\\5\\5", {1, 2, 3, 4}};
     multi.file.frames = "2";
-    multi.more = [](DcmDataset& dataset) { dataset.putAndInsertString(DCM_SpacingBetweenSlices, "4"); };
+    multi.file.more = with({{DCM_SpacingBetweenSlices, "4"}});
     writeSeries({multi});
-    const ProcessResult done = run({});
-    EXPECT_EQ(done.status, 0);
-    EXPECT_THAT(done.errors, HasSubstr("2 slices have no usable ImagePositionPatient"));
+    EXPECT_THAT(run({}), exitsSaying(0, HasSubstr("2 slices have no usable ImagePositionPatient")));
     EXPECT_THAT(out().header, HasSubstr("spacings: 0.25 0.5 4\n"));
 }
 
 TEST_F(VolumeCommand, SeveralSeriesBecomeNumberedFiles) {
     const auto slices = threeSlices();
     for (const Slice& slice : slices) {
-        writeSlice(slice);
+        write(slice);
     }
     const auto series = [](const std::string& uid, const std::string& fileId) {
         return seriesRecord(uid, "CT", {imageRecord(fileId, 1)});
@@ -353,25 +292,21 @@ TEST_F(VolumeCommand, SeveralSeriesBecomeNumberedFiles) {
         folder,
         {patientRecord("P", "N",
                        {studyRecord("1.2", {series("1.2.1", "A"), series("1.2.2", "REPORT"), series("1.2.3", "B")})})});
-    const ProcessResult done = run({});
-    EXPECT_EQ(done.status, 0) << done.errors;
-    EXPECT_EQ(done.errors, "radvex: warning: Series 1.2.2: The series holds no pictures.\n");
+    EXPECT_THAT(run({}), exitsSaying(0, "radvex: warning: Series 1.2.2: The series holds no pictures.\n"));
     EXPECT_THAT(out("out-0001-7.nrrd").samples<Uint16>(), ElementsAre(30, 31));
     EXPECT_THAT(out("out-0003-7.nrrd").samples<Uint16>(), ElementsAre(10, 11));
     EXPECT_FALSE(isThere());
     EXPECT_EQ(run({"--series", "1\\.2\\.3"}).status, 0);
     EXPECT_THAT(out().samples<Uint16>(), ElementsAre(10, 11));
-    const ProcessResult piped = radvex::test::radvex({"volume", folder.file("DICOMDIR"), "-o", "-"});
+    const ProcessResult piped = runRadvex({"volume", folder.file("DICOMDIR"), "-o", "-"});
     EXPECT_EQ(piped.status, 2);
     EXPECT_TRUE(piped.errors.starts_with("radvex: Several series cannot go to the standard output"));
-    const ProcessResult report = run({"--series", "1.2.2"});
-    EXPECT_EQ(report.status, 1);
-    EXPECT_EQ(report.errors, "radvex: The series holds no pictures.\n");
+    EXPECT_THAT(run({"--series", "1.2.2"}), exitsSaying(1, "radvex: The series holds no pictures.\n"));
 }
 
 TEST_F(VolumeCommand, SeriesThatShareAKeyAreKeptApart) {
     for (const Slice& slice : threeSlices()) {
-        writeSlice(slice);
+        write(slice);
     }
     writeMedium(folder, {patientRecord("P", "N",
                                        {studyRecord("1.2", {seriesRecord("1.9", "CT", {imageRecord("A", 1)}),
@@ -405,7 +340,7 @@ TEST_F(VolumeCommand, SaysAsJsonWhatWasFoundAndWritten) {
 
 TEST_F(VolumeCommand, GoesToTheStandardOutput) {
     writeSeries(threeSlices());
-    const ProcessResult done = radvex::test::radvex({"volume", folder.file("DICOMDIR"), "-o", "-"});
+    const ProcessResult done = runRadvex({"volume", folder.file("DICOMDIR"), "-o", "-"});
     EXPECT_EQ(done.status, 0);
     EXPECT_TRUE(done.output.starts_with("NRRD0005\n"));
     EXPECT_EQ(done.output.size(), done.output.find("\n\n") + 2 + 12);
@@ -427,7 +362,7 @@ TEST_F(VolumeCommand, EveryFormatHoldsTheSameValues) {
 
 TEST_F(VolumeCommand, APlainFolderIsAMedium) {
     for (Slice slice : threeSlices()) {
-        slice.more = [&, uid = "1.2.3.4." + std::to_string(slice.number)](DcmDataset& dataset) {
+        slice.file.more = [&, uid = "1.2.3.4." + std::to_string(slice.number)](DcmDataset& dataset) {
             for (const auto& [key, value] :
                  std::vector<std::pair<DcmTagKey, std::string>>{{DCM_SOPInstanceUID, uid},
                                                                 {DCM_PatientID, "P"},
@@ -440,11 +375,10 @@ TEST_F(VolumeCommand, APlainFolderIsAMedium) {
             }
         };
         slice.fileId = "plain\\" + slice.fileId;
-        writeSlice(slice);
+        write(slice);
     }
     std::filesystem::rename(folder.file("plain/A"), folder.file("plain/a long name.dcm"));
-    const ProcessResult done =
-        radvex::test::radvex({"volume", folder.file("plain"), "-o", folder.file("out.nrrd"), "--json"});
+    const ProcessResult done = runRadvex({"volume", folder.file("plain"), "-o", folder.file("out.nrrd"), "--json"});
     EXPECT_EQ(done.status, 0) << done.errors;
     EXPECT_THAT(out().samples<Uint16>(), ElementsAre(10, 11, 20, 21, 30, 31));
     EXPECT_EQ(Json::parse(done.output)[0]["slices"][2], folder.file("plain/a long name.dcm"));
@@ -452,11 +386,8 @@ TEST_F(VolumeCommand, APlainFolderIsAMedium) {
 
 TEST_F(VolumeCommand, WrongUseIsToldBeforeAnythingIsRead) {
     writeSeries(threeSlices());
-    const auto refused = [&](const std::vector<std::string>& words, const std::string& name,
-                             const std::string& sentence) {
-        const ProcessResult done = run(words, name);
-        EXPECT_EQ(done.status, 2);
-        EXPECT_THAT(done.errors, HasSubstr(sentence));
+    const auto refused = [&](const Words& words, const std::string& name, const std::string& sentence) {
+        EXPECT_THAT(run(words, name), exitsSaying(2, HasSubstr(sentence)));
     };
     refused({}, "out.png", "has no known format: .nrrd, .nii, .nii.gz or .npy is expected.");
     refused({"--window", "400,40"}, "out.nrrd", "Windows need --rendered");
@@ -465,10 +396,8 @@ TEST_F(VolumeCommand, WrongUseIsToldBeforeAnythingIsRead) {
     refused({"--gzip"}, "out.nii", "--gzip is for .nrrd");
     refused({"--series", "("}, "out.nrrd", "--series '(' is not a usable regular expression");
     refused({"--sort", "colour"}, "out.nrrd", "--sort");
-    const ProcessResult none = run({"--series", "9.*"});
-    EXPECT_EQ(none.status, 1);
-    EXPECT_THAT(none.errors, EndsWith("holds no series that matches.\n"));
-    EXPECT_EQ(radvex::test::radvex({"volume", folder.file("nowhere"), "-o", folder.file("out.nrrd")}).status, 1);
+    EXPECT_THAT(run({"--series", "9.*"}), exitsSaying(1, EndsWith("holds no series that matches.\n")));
+    EXPECT_EQ(runRadvex({"volume", folder.file("nowhere"), "-o", folder.file("out.nrrd")}).status, 1);
 }
 
 TEST_F(VolumeCommand, SortingByPositionNeedsPositions) {
@@ -477,9 +406,8 @@ TEST_F(VolumeCommand, SortingByPositionNeedsPositions) {
         slice.position = "1\\nan\\3";
     }
     writeSeries(slices);
-    const ProcessResult refused = run({"--sort", "position"});
-    EXPECT_EQ(refused.status, 1);
-    EXPECT_THAT(refused.errors, HasSubstr("The slices have no positions to sort them by."));
+    EXPECT_THAT(run({"--sort", "position"}),
+                exitsSaying(1, HasSubstr("The slices have no positions to sort them by.")));
     EXPECT_EQ(run({}).status, 0);
 }
 

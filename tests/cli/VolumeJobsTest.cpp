@@ -1,72 +1,50 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <csignal>
 #include <filesystem>
 #include <set>
 
-#include "formats/json/LosslessJson.h"
-#include "tests/support/ImageFiles.h"
-#include "tests/support/MediumFiles.h"
-#include "tests/support/Process.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/cli/Commands.h"
 
 using namespace radvex::test;
-using radvex::formats::Json;
-using testing::HasSubstr;
 
 namespace {
 
 /// `radvex volume` with several processes.
 class VolumeJobs : public ::testing::Test {
   protected:
-    /// A slice of 1 x 2 at a height that follows its number.
-    void writeSlice(const std::string& fileId, int number, std::vector<Uint16> words, const Fill& more = {},
-                    ImageFile file = {.rows = 1, .columns = 2, .words = {}}) const {
-        file.words = std::move(words);
-        file.more = [&](DcmDataset& dataset) {
-            dataset.putAndInsertString(DCM_InstanceNumber, std::to_string(number).c_str());
-            dataset.putAndInsertString(DCM_ImagePositionPatient, ("0\\0\\" + std::to_string(number)).c_str());
-            dataset.putAndInsertString(DCM_ImageOrientationPatient, "1\\0\\0\\0\\1\\0");
-            dataset.putAndInsertString(DCM_PixelSpacing, "1\\1");
-            if (more) {
-                more(dataset);
-            }
-        };
-        writeImageFile(mediumPath(folder, fileId), file);
+    /// Writes a slice at a height that follows its number.
+    void write(const std::string& fileId, int number, const std::vector<Uint16>& words,
+               const ImageFile& file = {.rows = 1, .columns = 2, .words = {}}) const {
+        writeSlice(folder, {.fileId = fileId,
+                            .number = number,
+                            .position = "0\\0\\" + std::to_string(number),
+                            .words = words,
+                            .file = file});
     }
-    void writeSeries(const std::vector<std::vector<std::string>>& series) const {
+    void writeSeries(const std::vector<Words>& series) const {
         std::vector<MediumRecord> records;
         for (const auto& fileIds : series) {
-            std::vector<MediumRecord> images;
-            for (const std::string& fileId : fileIds) {
-                images.push_back(imageRecord(fileId, 0));
-            }
-            records.push_back(seriesRecord("1.2.3." + std::to_string(records.size()), "CT", images));
+            records.push_back(seriesOf("1.2.3." + std::to_string(records.size()), fileIds));
         }
         writeMedium(folder, {patientRecord("P", "N", {studyRecord("1.2", records)})});
     }
     /// Nine slices of three types.
-    std::vector<std::string> writeNine() const {
-        std::vector<std::string> fileIds;
+    Words writeNine() const {
+        Words fileIds;
         for (int number = 1; number <= 9; ++number) {
             fileIds.push_back("S" + std::to_string(number));
             const auto word = static_cast<Uint16>(number * 10);
-            writeSlice(fileIds.back(), number, {word, static_cast<Uint16>(word + 1)}, [&](DcmDataset& dataset) {
-                const char* slope = number % 3 == 0 ? "0.25" : number % 3 == 1 ? "1" : "3000000";
-                dataset.putAndInsertString(DCM_RescaleSlope, slope);
-                dataset.putAndInsertString(DCM_RescaleIntercept, "-5");
-            });
+            const char* slope = number % 3 == 0 ? "0.25" : number % 3 == 1 ? "1" : "3000000";
+            write(fileIds.back(), number, {word, static_cast<Uint16>(word + 1)},
+                  {.rows = 1, .columns = 2, .slope = slope, .intercept = "-5", .words = {}});
         }
         return fileIds;
     }
     /// Status, what was said and the bytes of every file that was written, which goes.
-    std::string everythingOf(const std::vector<std::string>& words) const {
+    std::string everythingOf(const Words& words) const {
         const std::filesystem::path out = folder.file("out");
         std::filesystem::create_directory(out);
-        std::vector<std::string> all{"volume", folder.file("DICOMDIR"), "--json", "-o", (out / "v.nrrd").string()};
-        all.insert(all.end(), words.begin(), words.end());
-        const ProcessResult run = radvex::test::radvex(all);
+        const ProcessResult run =
+            runRadvex(joined({"volume", folder.file("DICOMDIR"), "--json", "-o", (out / "v.nrrd").string()}, words));
         std::string text = std::to_string(run.status) + '\n' + run.output + run.errors;
         std::set<std::filesystem::path> files;
         for (const auto& entry : std::filesystem::directory_iterator(out)) {
@@ -79,7 +57,7 @@ class VolumeJobs : public ::testing::Test {
         return text;
     }
     /// The number of processes changes nothing. Gives what they all gave.
-    std::string sameWithAny(std::vector<std::string> words = {}) const {
+    std::string sameWithAny(Words words = {}) const {
         words.insert(words.end(), {"--jobs", "0"});
         const std::string without = everythingOf(words);
         for (const char* jobs : {"1", "2", "5"}) {
@@ -89,10 +67,10 @@ class VolumeJobs : public ::testing::Test {
         return without;
     }
     /// With a library that ends the process at one file.
-    ProcessResult endingAt(const std::string& file, std::vector<std::string> words) const {
-        words.insert(words.begin(), {"env", "RADVEX_TEST_ENDS_AT=" + file, RADVEX_COMMAND, "--library", FAILING_LIBRARY,
-                                     "volume", folder.file("DICOMDIR"), "-o", folder.file("out.nrrd")});
-        return runProcess(words);
+    ProcessResult endingAt(const std::string& file, const Words& words) const {
+        return runProcess(joined({"env", "RADVEX_TEST_ENDS_AT=" + file, RADVEX_COMMAND, "--library", FAILING_LIBRARY,
+                                  "volume", folder.file("DICOMDIR"), "-o", folder.file("out.nrrd")},
+                                 words));
     }
 
     TemporaryFolder folder{};
@@ -121,16 +99,16 @@ TEST_F(VolumeJobs, ErrorsDoNotDependOnTheNumberOfProcesses) {
     writeSeries({fileIds});
     EXPECT_THAT(sameWithAny(), HasSubstr("MISSING"));
     EXPECT_THAT(sameWithAny({"--force"}), HasSubstr("\nsizes: 2 1 9\n"));
-    writeSlice("S5", 5, {1, 2, 3, 4}, {}, {.rows = 2, .columns = 2, .words = {}});
+    write("S5", 5, {1, 2, 3, 4}, {.rows = 2, .columns = 2, .words = {}});
     EXPECT_THAT(sameWithAny({"--force"}), HasSubstr("The slices differ in size"));
     writeSeries({{"MISSING"}, {"S1", "S2"}});
     EXPECT_THAT(sameWithAny(), HasSubstr("v-0002.nrrd\n")) << "after a series that failed comes the next";
 }
 
 TEST_F(VolumeJobs, FramesComeWithTheirFile) {
-    writeSlice("A", 1, {1, 2, 3, 4, 5, 6}, {}, {.rows = 1, .columns = 2, .frames = "3", .words = {}});
-    writeSlice("B", 2, {7, 8});
-    writeSlice("C", 3, {9, 10, 11, 12}, {}, {.rows = 1, .columns = 2, .frames = "2", .words = {}});
+    write("A", 1, {1, 2, 3, 4, 5, 6}, {.rows = 1, .columns = 2, .frames = "3", .words = {}});
+    write("B", 2, {7, 8});
+    write("C", 3, {9, 10, 11, 12}, {.rows = 1, .columns = 2, .frames = "2", .words = {}});
     writeSeries({{"A", "B", "C"}});
     const std::string all = sameWithAny({"--force"});
     EXPECT_THAT(all, HasSubstr("\nsizes: 2 1 6\n"));
@@ -142,9 +120,8 @@ TEST_F(VolumeJobs, ASliceThatEndsItsReaderIsNamedAndNothingIsWritten) {
     writeSeries({writeNine()});
     for (const char* jobs : {"1", "2", "4"}) {
         const ProcessResult run = endingAt("/S4", {"--jobs", jobs});
-        EXPECT_EQ(run.status, 1);
-        EXPECT_THAT(run.errors,
-                    HasSubstr(folder.file("S4") + ": the reading process ended with signal 11 (SIGSEGV).\n"));
+        EXPECT_THAT(run, exitsSaying(1, HasSubstr(folder.file("S4") +
+                                                  ": the reading process ended with signal 11 (SIGSEGV).\n")));
         EXPECT_THAT(run.errors, HasSubstr("is not written"));
         EXPECT_FALSE(std::filesystem::exists(folder.file("out.nrrd")));
     }
@@ -157,8 +134,7 @@ TEST_F(VolumeJobs, ASliceThatEndsItsReaderIsNamedAndNothingIsWritten) {
 
 TEST_F(VolumeJobs, ADirectoryThatEndsItsReaderIsNamed) {
     writeSeries({writeNine()});
-    const ProcessResult run = endingAt("DICOMDIR", {});
-    EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.errors,
-              "radvex: " + folder.file("DICOMDIR") + ": the reading process ended with signal 11 (SIGSEGV).\n");
+    EXPECT_THAT(endingAt("DICOMDIR", {}),
+                exitsSaying(1, "radvex: " + folder.file("DICOMDIR") +
+                                   ": the reading process ended with signal 11 (SIGSEGV).\n"));
 }

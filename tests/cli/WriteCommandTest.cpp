@@ -1,19 +1,10 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <numeric>
 
-#include "formats/json/LosslessJson.h"
-#include "tests/support/DicomFiles.h"
-#include "tests/support/PictureSources.h"
-#include "tests/support/Process.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/cli/Commands.h"
+#include "tests/support/PictureFiles.h"
 
 using namespace radvex::test;
-using radvex::formats::Json;
-using testing::ElementsAre;
-using testing::HasSubstr;
 
 namespace {
 
@@ -27,19 +18,16 @@ class WriteCommand : public ::testing::Test {
     std::string picture() const {
         return npy("u8.npy", "|u1", "(2, 5)", std::string("\x00\x01\x02\x03\x04\x05\x06\x07\x08\x09", 10));
     }
-    ProcessResult run(std::vector<std::string> words) const {
-        words.insert(words.begin(), {"write", "-o", out});
-        return radvex::test::radvex(words);
-    }
+    ProcessResult run(const Words& words) const { return runRadvex(joined({"write", "-o", out}, words)); }
     /// Writes and gives what `tags --json` says of the file.
-    Json tagsOf(const std::vector<std::string>& words) const {
+    Json tagsOf(const Words& words) const {
         const ProcessResult done = run(words);
         EXPECT_EQ(done.status, 0) << done.errors;
         EXPECT_EQ(done.output + done.errors, "");
-        return Json::parse(radvex::test::radvex({"tags", "--json", out}).output);
+        return Json::parse(runRadvex({"tags", "--json", out}).output);
     }
     /// The one line that a refused write says. Nothing is left of the write.
-    std::string refusal(const std::vector<std::string>& words, int status = 1) const {
+    std::string refusal(const Words& words, int status = 1) const {
         const ProcessResult done = run(words);
         EXPECT_EQ(done.status, status) << done.errors;
         EXPECT_EQ(done.output, "");
@@ -96,7 +84,7 @@ TEST_F(WriteCommand, PixelsComeBackAsTheyWere) {
     const std::string file = npy("u16.npy", "<u2", "(2, 3, 5)", bytesOf(words));
     EXPECT_EQ(tagsOf({file})["NumberOfFrames"], "2");
     const std::string back = folder.file("back.npy");
-    ASSERT_EQ(radvex::test::radvex({"data", out, "-o", back}).status, 0);
+    ASSERT_EQ(runRadvex({"data", out, "-o", back}).status, 0);
     const std::string bytes = readFile(back);
     EXPECT_THAT(bytes, HasSubstr("'<u2', 'fortran_order': False, 'shape': (2,3,5,)"));
     EXPECT_EQ(bytes.substr(bytes.size() - 60), bytesOf(words));
@@ -107,7 +95,7 @@ TEST_F(WriteCommand, APictureThatWasRenderedComesBackAsItWas) {
         .columns = 2, .rows = 1, .colorType = PNG_COLOR_TYPE_RGB, .data = std::string("\x01\x02\x03\xFA\xFB\xFC", 6)};
     ASSERT_EQ(tagsOf({folder.write("a.png", pngFile(source))})["PhotometricInterpretation"], "RGB");
     EXPECT_EQ(pixels(), source.data);
-    ASSERT_EQ(radvex::test::radvex({"image", out, "--scaling", "none", "-o", folder.file("b.png")}).status, 0);
+    ASSERT_EQ(runRadvex({"image", out, "--scaling", "none", "-o", folder.file("b.png")}).status, 0);
     const ProcessResult again = run({folder.file("b.png")});
     EXPECT_EQ(again.status, 0) << again.errors;
     EXPECT_EQ(pixels(), source.data);
@@ -164,17 +152,17 @@ TEST_F(WriteCommand, EveryCutOfAPictureIsRefused) {
     for (const std::string& whole : {png, array}) {
         for (std::size_t length = 0; length < whole.size(); length += 7) {
             const std::string file = folder.write("cut", whole.substr(0, length));
-            EXPECT_THAT(refusal({file}), testing::StartsWith(file + " ")) << length;
+            EXPECT_THAT(refusal({file}), StartsWith(file + " ")) << length;
         }
     }
 }
 
 TEST_F(WriteCommand, ReadsAPictureFromTheStandardInput) {
     const ProcessResult done =
-        radvex::test::radvex({"write", "-", "-o", out}, pngFile({.columns = 2, .rows = 1, .data = "\x01\x02"}));
+        runRadvex({"write", "-", "-o", out}, pngFile({.columns = 2, .rows = 1, .data = "\x01\x02"}));
     EXPECT_EQ(done.status, 0) << done.errors;
     EXPECT_EQ(pixels(), "\x01\x02");
-    const ProcessResult none = radvex::test::radvex({"write", "-", "-o", out});
+    const ProcessResult none = runRadvex({"write", "-", "-o", out});
     EXPECT_EQ(none.errors, "radvex: The standard input is neither a PNG nor a .npy file.\n");
 }
 
@@ -394,7 +382,7 @@ TEST_F(WriteCommand, CompressedPixelsComeBack) {
     for (const auto& [name, syntax] : lossless) {
         EXPECT_EQ(tagsOf({file, "--compress", name})["TransferSyntaxUID"], syntax) << name;
         const std::string back = folder.file("back.npy");
-        EXPECT_EQ(radvex::test::radvex({"data", out, "-o", back}).status, 0);
+        EXPECT_EQ(runRadvex({"data", out, "-o", back}).status, 0);
         const std::string bytes = readFile(back);
         EXPECT_EQ(bytes.substr(bytes.size() - data.size()), data) << name;
     }
@@ -483,7 +471,7 @@ TEST_F(WriteCommand, AnOverlayThatIsNoneIsNamed) {
     EXPECT_EQ(refusal({picture(), "--overlay", real}),
               real + " is 1 x 1 f32 grey; an overlay is grey of 1, 8 or 16 bits.");
     EXPECT_THAT(refusal({picture(), "--overlay", "/nowhere"}), HasSubstr("cannot be read"));
-    std::vector<std::string> words{picture()};
+    Words words{picture()};
     for (int count = 0; count < 17; ++count) {
         words.insert(words.end(), {"--overlay", picture()});
     }
@@ -518,9 +506,9 @@ TEST_F(WriteCommand, AFileThatIsThereStaysWhenTheWriteFails) {
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.file("sub")), {}), 1) << "nothing else is left";
 }
 
-TEST_F(WriteCommand, PlacesThatCannotBeWrittenAreNamed) {
+TEST_F(WriteCommand, TargetsThatCannotBeWrittenAreNamed) {
     const auto errorsOf = [&](const std::string& target) {
-        const ProcessResult done = radvex::test::radvex({"write", picture(), "-o", target});
+        const ProcessResult done = runRadvex({"write", picture(), "-o", target});
         EXPECT_EQ(done.status, 1);
         return done.errors;
     };
@@ -532,22 +520,18 @@ TEST_F(WriteCommand, PlacesThatCannotBeWrittenAreNamed) {
 }
 
 TEST_F(WriteCommand, WritesToTheStandardOutput) {
-    const ProcessResult done = radvex::test::radvex({"write", picture(), "-o", "-"});
-    EXPECT_EQ(done.status, 0);
-    EXPECT_EQ(done.errors, "");
+    const ProcessResult done = runRadvex({"write", picture(), "-o", "-"});
+    EXPECT_THAT(done, exitsSaying(0, ""));
     std::ignore = folder.write("out.dcm", done.output);
     EXPECT_EQ(pixels(), std::string("\x00\x01\x02\x03\x04\x05\x06\x07\x08\x09", 10));
     const ProcessResult full =
         runProcess({"bash", "-c", std::string(RADVEX_COMMAND) + " write " + picture() + " -o - > /dev/full"});
-    EXPECT_EQ(full.status, 1);
-    EXPECT_EQ(full.errors, "radvex: The standard output cannot be written: No space left on device.\n");
+    EXPECT_THAT(full, exitsSaying(1, "radvex: The standard output cannot be written: No space left on device.\n"));
 }
 
 TEST_F(WriteCommand, WithoutPictureOrOutputShowsItsUsage) {
-    for (const auto& words : std::vector<std::vector<std::string>>{
+    for (const auto& words : std::vector<Words>{
              {"write"}, {"write", picture()}, {"write", "-o", out}, {"write", picture(), "-o", out, "--nope"}}) {
-        const ProcessResult done = radvex::test::radvex(words);
-        EXPECT_EQ(done.status, 2);
-        EXPECT_THAT(done.errors, HasSubstr("Usage: "));
+        EXPECT_THAT(runRadvex(words), exitsSaying(2, HasSubstr("Usage: ")));
     }
 }

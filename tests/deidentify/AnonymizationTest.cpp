@@ -124,7 +124,7 @@ TEST_F(AnonymizationTest, TheLengthOfTheMetaInformationIsThatOfItsNewValues) {
     map();
     const std::string bytes = readFile(mapped);
     const std::size_t groupLengthEnd = 144; // behind the preamble, the mark and the element that holds the length
-    const auto byte = [&](std::size_t place) { return static_cast<unsigned char>(bytes[place]); };
+    const auto byte = [&](std::size_t offset) { return static_cast<unsigned char>(bytes[offset]); };
     const std::size_t dataset = groupLengthEnd + byte(140) + 256U * byte(141);
     EXPECT_EQ(bytes.substr(dataset, 6), std::string("\x08\0\x16\0UI", 6)); // SOPClassUID, the first of the file
 }
@@ -180,7 +180,7 @@ TEST_F(AnonymizationTest, IndependentValuesAreLeftAsTheLibraryMadeThem) {
     EXPECT_EQ(readFile(mapped), bytes);
 }
 
-TEST_F(AnonymizationTest, TellsEveryChangeWithItsPlace) {
+TEST_F(AnonymizationTest, TellsEveryChangeWithItsPath) {
     write(
         [](DcmDataset& dataset) {
             putText(dataset, DCM_PatientName, "Doe^Jane");

@@ -19,7 +19,7 @@ TextFinder finderOf(const std::vector<std::string>& texts) {
 
 } // namespace
 
-TEST(TextFinder, FindsEveryPlaceOfEveryText) {
+TEST(TextFinder, FindsEveryOccurrenceOfEveryText) {
     const TextFinder finder = finderOf({"abcdefghijkl", "1.2.3.4.5.6.7.8"});
     const auto finds = finder.findAll("abcdefghijkl 1.2.3.4.5.6.7.8 xabcdefghijklx");
     ASSERT_EQ(finds.size(), 3U);

@@ -28,38 +28,38 @@ SeedFile seedNamed(const std::string& name) {
     throw std::logic_error("There is no seed '" + name + "'.");
 }
 
-bool isHeaderAt(std::string_view bytes, std::size_t place) {
+bool isHeaderAt(std::string_view bytes, std::size_t offset) {
     static constexpr std::string_view kRepresentations =
         "AE AS AT CS DA DS DT FD FL IS LO LT OB OD OF OL OW PN SH SL SQ SS ST TM UC UI UL UN UR US UT";
-    if (place + 8 > bytes.size()) {
+    if (offset + 8 > bytes.size()) {
         return false;
     }
-    if (bytes.substr(place, 2) == "\xFE\xFF") { // an item, or the end of one
-        return bytes[place + 3] == '\xE0';
+    if (bytes.substr(offset, 2) == "\xFE\xFF") { // an item, or the end of one
+        return bytes[offset + 3] == '\xE0';
     }
-    return kRepresentations.find(bytes.substr(place + 4, 2)) != std::string_view::npos && bytes[place + 4] >= 'A';
+    return kRepresentations.find(bytes.substr(offset + 4, 2)) != std::string_view::npos && bytes[offset + 4] >= 'A';
 }
 
 /// Where elements and items begin, as far as their headers look like headers; the last is the end of the file.
 std::vector<std::size_t> headersOf(std::string_view bytes) {
-    std::vector<std::size_t> places;
-    for (std::size_t place = kPreamble; place < bytes.size(); place += 2) {
-        if (isHeaderAt(bytes, place)) {
-            places.push_back(place);
+    std::vector<std::size_t> offsets;
+    for (std::size_t offset = kPreamble; offset < bytes.size(); offset += 2) {
+        if (isHeaderAt(bytes, offset)) {
+            offsets.push_back(offset);
         }
     }
-    places.push_back(bytes.size());
-    return places;
+    offsets.push_back(bytes.size());
+    return offsets;
 }
 
 /// Cut before and within every header, behind it, in the middle of the value, and before its last byte.
 void addCuts(const std::string& name, std::vector<SeedFile>& files) {
     const SeedFile seed = seedNamed(name);
     std::set<std::size_t> cuts{0, 1, 127, 128, 130, 131, kPreamble};
-    const auto places = headersOf(seed.bytes);
-    for (std::size_t index = 0; index + 1 < places.size(); ++index) {
-        const std::size_t here = places[index];
-        const std::size_t end = places[index + 1];
+    const auto offsets = headersOf(seed.bytes);
+    for (std::size_t index = 0; index + 1 < offsets.size(); ++index) {
+        const std::size_t here = offsets[index];
+        const std::size_t end = offsets[index + 1];
         for (const std::size_t more : {0U, 1U, 2U, 4U, 6U, 7U, 8U, 10U, 12U}) {
             cuts.insert(std::min(here + more, end));
         }
@@ -71,7 +71,7 @@ void addCuts(const std::string& name, std::vector<SeedFile>& files) {
     }
 }
 
-/// Files each with one to four flipped bits between two places.
+/// Files each with one to four flipped bits between two offsets.
 void addFlips(const SeedFile& seed, std::size_t begin, std::size_t end, int count, std::vector<SeedFile>& files) {
     std::minstd_rand random(static_cast<unsigned>(files.size()) + 1);
     for (int number = 0; number < count; ++number) {
@@ -96,9 +96,9 @@ BrokenFiles flippedHeaders() {
     BrokenFiles broken{"FlippedHeaders", {}};
     for (const char* name : {"attributes", "overlays", "palette", "RGB-planar", "lossless12", "DICOMDIR"}) {
         const SeedFile seed = seedNamed(name);
-        for (const std::size_t place : headersOf(seed.bytes)) {
-            if (place + 8 <= seed.bytes.size()) {
-                addFlips({seed.name + '-' + std::to_string(place), seed.bytes}, place, place + 8, 2, broken.files);
+        for (const std::size_t offset : headersOf(seed.bytes)) {
+            if (offset + 8 <= seed.bytes.size()) {
+                addFlips({seed.name + '-' + std::to_string(offset), seed.bytes}, offset, offset + 8, 2, broken.files);
             }
         }
     }
@@ -143,15 +143,15 @@ BrokenFiles wrongNumbers() {
     BrokenFiles broken{"WrongNumbers", {}};
     for (const char* name : {"overlays", "overlayInPixels", "palette", "grey32", "rleFrames", "jpegls8", "lossless8"}) {
         const SeedFile seed = seedNamed(name);
-        for (const std::size_t place : headersOf(seed.bytes)) {
-            const std::string_view vr = std::string_view(seed.bytes).substr(std::min(place + 4, seed.bytes.size()), 2);
+        for (const std::size_t offset : headersOf(seed.bytes)) {
+            const std::string_view vr = std::string_view(seed.bytes).substr(std::min(offset + 4, seed.bytes.size()), 2);
             if (vr != "US" && vr != "SS") {
                 continue;
             }
             for (const unsigned number : {0U, 1U, 255U, 32767U, 32768U, 65535U}) {
-                SeedFile file{seed.name + '-' + std::to_string(place) + "-is-" + std::to_string(number), seed.bytes};
-                file.bytes[place + 8] = static_cast<char>(number & 0xFFU);
-                file.bytes[place + 9] = static_cast<char>(number >> 8);
+                SeedFile file{seed.name + '-' + std::to_string(offset) + "-is-" + std::to_string(number), seed.bytes};
+                file.bytes[offset + 8] = static_cast<char>(number & 0xFFU);
+                file.bytes[offset + 9] = static_cast<char>(number >> 8);
                 broken.files.push_back(std::move(file));
             }
         }

@@ -13,7 +13,7 @@ struct BrokenFiles {
     std::vector<fuzz::SeedFile> files;
 };
 
-/// Files made by code and broken with fixed seeds: cut at every place of their structure, with flipped bits in headers
+/// Files made by code and broken with fixed seeds: cut everywhere in their structure, with flipped bits in headers
 /// and in compressed streams, with wrong lengths, representations, numbers and sizes. Those of a DICOMDIR have a name
 /// that begins with "DICOMDIR".
 std::vector<BrokenFiles> brokenFiles();

@@ -13,9 +13,9 @@
 #include <tuple>
 
 #include "tests/faults/BrokenFiles.h"
-#include "tests/faults/CrashPlace.h"
-#include "tests/support/Digest.h"
+#include "tests/faults/CrashStack.h"
 #include "tests/support/HostTest.h"
+#include "tests/support/Results.h"
 #include "tests/support/SmallStack.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -74,11 +74,11 @@ std::vector<Reading> readingsOf(const std::string& path, bool isDirectory) {
     return readings;
 }
 
-/// What a child tells.
+/// What a child reports.
 struct Report {
     char function[64];
     char problem[300];
-    CrashPlace crash;
+    CrashStack crash;
     long results; ///< bytes of the largest
     long errors;
     long calls;
@@ -122,7 +122,7 @@ class Broken : public LibraryTest, public ::testing::WithParamInterface<std::tup
         mErrors += mReport->errors;
     }
 
-    /// A good file reads, so that errors of broken ones say something; and the memory before.
+    /// Notes the memory that is in use before anything is read.
     void prepare() {
         rusage usage{};
         getrusage(RUSAGE_SELF, &usage);
@@ -157,7 +157,7 @@ class Broken : public LibraryTest, public ::testing::WithParamInterface<std::tup
         _exit(status);
     }
 
-    /// Twice as it is, and on a thread with a small stack: always the same.
+    /// Reads twice here and once on a thread with a small stack; all results have to be equal.
     void readThrice(const Reading& reading) {
         (void)std::snprintf(mReport->function, sizeof(mReport->function), "%s", reading.function);
         const std::uint64_t first = readOnce(reading);
@@ -211,7 +211,7 @@ const std::vector<BrokenFiles>& corpus() {
     return files;
 }
 
-/// Of each kind, so that two can run at the same time and none takes long.
+/// The files of each kind are split, so that two tests can run at the same time and none takes long.
 constexpr std::size_t kParts = 2;
 
 /// Every so many files are read, fewer under the sanitizers, which take ten times as long; all of them when

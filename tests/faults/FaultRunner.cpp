@@ -18,7 +18,7 @@
 #include <map>
 #include <set>
 
-#include "tests/faults/CrashPlace.h"
+#include "tests/faults/CrashStack.h"
 #include "tests/faults/FaultShim.h"
 #include "tests/faults/Scripts.h"
 
@@ -35,8 +35,8 @@ constexpr unsigned kMostSeconds = 2;  // of processor time, for a run and the on
 /// What a child tells its parent, in memory that both see.
 struct Report {
     char problem[400];
-    radvex::test::CrashPlace crash;
-    radvex::test::CrashPlace refused;
+    radvex::test::CrashStack crash;
+    radvex::test::CrashStack refused;
     long calls;
     long operations[static_cast<std::size_t>(Operation::count)];
     char linkNames[64][48];
@@ -60,7 +60,7 @@ Modules modules() {
     const auto add = [](dl_phdr_info* info, std::size_t, void* result) {
         auto& list = *static_cast<Modules*>(result);
         const std::string name = info->dlpi_name;
-        // Links are told of by whoever calls them.
+        // Calls on links count for the module that makes them.
         const bool isLibrary = name.find("Radvex.so") != std::string::npos || name.find("libdcm") != std::string::npos;
         for (int index = 0; index < info->dlpi_phnum; ++index) {
             const auto& header = info->dlpi_phdr[index];
@@ -109,7 +109,7 @@ class Runner {
     }
 
     void run(std::size_t part, std::size_t parts) {
-        // What is loaded once would be counted with the first script that needs it.
+        // What is loaded only once would be counted with the first script that needs it.
         for (std::size_t index = part; index < mScripts.size(); index += parts) {
             if (mScripts[index].loads) {
                 mHost.reset();
@@ -249,10 +249,10 @@ class Runner {
             ledger().refuseLink(point.link, point.plan.number, refusal);
         } else {
             FaultPlan plan = point.plan;
-            auto& place = report().refused;
-            plan.frames = place.frames.data();
-            plan.frameCount = &place.count;
-            plan.mostFrames = static_cast<int>(place.frames.size());
+            auto& stack = report().refused;
+            plan.frames = stack.frames.data();
+            plan.frameCount = &stack.count;
+            plan.mostFrames = static_cast<int>(stack.frames.size());
             mArm(plan, mModules);
         }
     }
@@ -280,7 +280,7 @@ class Runner {
         ledger().refuseNothing();
         const bool isGood = std::all_of(outcome.codes.begin(), outcome.codes.end(), [](int code) { return code == 0; });
         report().calls = isGood ? 2 : 1;
-        // A host that refuses a picture gets the one that is made without rendering.
+        // When the host refuses a picture, the library makes one without rendering.
         const bool isShims = point.plan.family != Family::count;
         for (const int code : outcome.codes) {
             if (code != 0 && code != VELMORA_FUNCTION_ERROR && !mRegistered.contains(code) && !script.loads) {

@@ -36,7 +36,7 @@ struct State {
     bool hasFired = false;
 };
 
-State state; // NOLINT: functions of the C library have no other place
+State state; // NOLINT: functions of the C library take no context
 
 bool contains(const Range& range, std::uintptr_t address) { return address >= range.begin && address < range.end; }
 
@@ -91,7 +91,7 @@ bool isHit(Family family) {
     return isLater && isLibrarysCall();
 }
 
-/// The function that this one stands in front of.
+/// The function that this one hides.
 template <typename Function>
 Function* next(const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
@@ -114,7 +114,7 @@ Result failed(Result result) {
     return result;
 }
 
-/// What a read comes to, given a way to read so many bytes really.
+/// The result of a read; `read` reads so many bytes from the real file.
 template <typename Real>
 ssize_t readOrRefuse(std::size_t size, Real real) {
     if (!isHit(Family::read)) {

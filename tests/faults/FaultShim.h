@@ -16,7 +16,7 @@ enum class Effect {
     end,  ///< nothing is read, as behind the last byte
 };
 
-/// Addresses of a module, the end excluded.
+/// Addresses of a module, from `begin` to before `end`.
 struct Range {
     std::uintptr_t begin = 0;
     std::uintptr_t end = 0;

@@ -19,21 +19,21 @@ namespace {
 
 constexpr int kScriptParts = 2;
 
-/// Places in DCMTK where a fault kills.
-std::set<std::string> knownPlaces() {
-    std::set<std::string> places;
-    std::ifstream table(RADVEX_SOURCE_DIR "/tests/faults/knownPlaces.txt");
+/// Calls in DCMTK in which a fault kills.
+std::set<std::string> knownCrashes() {
+    std::set<std::string> crashes;
+    std::ifstream table(RADVEX_SOURCE_DIR "/tests/faults/knownCrashes.txt");
     for (std::string line; std::getline(table, line);) {
         if (!line.empty() && line.front() != '#') {
-            places.insert(line);
+            crashes.insert(line);
         }
     }
-    return places;
+    return crashes;
 }
 
 /// What was refused and how it ended: "DEATH memory" and the innermost function, "HANG read" and nothing more, since
 /// where a process is stopped is chance.
-std::string placeOf(const std::string& line) {
+std::string crashOf(const std::string& line) {
     const std::string outcome = line.substr(0, line.find(' '));
     const std::size_t point = line.find(": ") + 2;
     const std::string family = line.substr(point, line.find(' ', point) - point);
@@ -42,9 +42,9 @@ std::string placeOf(const std::string& line) {
     return outcome + " " + family + function;
 }
 
-bool isKnown(const std::string& line, const std::set<std::string>& places) {
+bool isKnown(const std::string& line, const std::set<std::string>& crashes) {
     const bool isCrash = line.rfind("DEATH ", 0) == 0 || line.rfind("HANG ", 0) == 0;
-    return isCrash && places.contains(placeOf(line));
+    return isCrash && crashes.contains(crashOf(line));
 }
 
 /// All calls are tried when RADVEX_FAULTS is "all", which takes some minutes.
@@ -53,7 +53,7 @@ bool areAllTried() {
     return wish != nullptr && std::string(wish) == "all";
 }
 
-/// Of each family in each script so many calls are tried, evenly spread; 0: all of them.
+/// How many calls of each family are tried in each script, evenly spread; 0 for all.
 std::string mostCalls() { return areAllTried() ? "0" : "100"; }
 
 ProcessResult runPart(int part) {
@@ -67,7 +67,7 @@ namespace {
 
 struct Tally {
     long points = 0;
-    std::map<std::string, long> deaths{}; ///< by their place
+    std::map<std::string, long> deaths{}; ///< by crash
 };
 
 /// Takes what a part printed; what is neither a count nor known is a failure.
@@ -80,7 +80,7 @@ void addPart(const std::string& output, const std::set<std::string>& known, Tall
         } else if (line.rfind("POINTS ", 0) == 0) {
             std::printf("%s\n", line.c_str());
         } else if (isKnown(line, known)) {
-            ++tally.deaths[placeOf(line)];
+            ++tally.deaths[crashOf(line)];
         } else {
             ADD_FAILURE() << line;
         }
@@ -94,19 +94,19 @@ TEST(FaultInjection, EveryRefusalEndsInARegisteredErrorAndTheNextCallWorks) {
     for (int part = 0; part < kScriptParts; ++part) {
         parts.push_back(std::async(std::launch::async, runPart, part));
     }
-    const auto known = knownPlaces();
+    const auto known = knownCrashes();
     Tally tally;
     for (auto& part : parts) {
         const ProcessResult result = part.get();
         EXPECT_EQ(result.status, 0) << result.errors;
         addPart(result.output, known, tally);
     }
-    for (const auto& [place, count] : tally.deaths) {
-        std::printf("%5ld %s\n", count, place.c_str());
+    for (const auto& [crash, count] : tally.deaths) {
+        std::printf("%5ld %s\n", count, crash.c_str());
     }
     std::printf("%ld points\n", tally.points);
     EXPECT_GE(tally.points, 5000);
     if (areAllTried()) {
-        EXPECT_EQ(tally.deaths.size(), known.size()) << "a place that is listed did not come up";
+        EXPECT_EQ(tally.deaths.size(), known.size()) << "a crash that is listed did not come up";
     }
 }

@@ -1,9 +1,9 @@
 #include "tests/faults/Scripts.h"
 
 #include "fuzz/SeedFiles.h"
-#include "tests/support/Digest.h"
-#include "tests/support/ImageFiles.h"
+#include "tests/support/DicomFiles.h"
 #include "tests/support/MediumFiles.h"
+#include "tests/support/Results.h"
 
 namespace radvex::faults {
 
@@ -57,9 +57,9 @@ Store metadata() {
 
 Image picture() {
     Image image(0, 16, 16, 1, VImage_U8, VColorSpace_Grey, true);
-    vint place = 0;
+    vint index = 0;
     for (std::byte& pixel : image.bytes()) {
-        pixel = static_cast<std::byte>(place++ / 16);
+        pixel = static_cast<std::byte>(index++ / 16);
     }
     return image;
 }
@@ -152,8 +152,8 @@ std::vector<Script> writeScripts(const ScriptFiles& files) {
 /// Pixels that are read from their file in several pieces, also where it is deflated.
 test::ImageFile longImage() {
     test::ImageFile image{.rows = 100, .columns = 300};
-    for (std::uint32_t place = 0; place < 30000; ++place) {
-        image.words.push_back(static_cast<Uint16>(place * 2654435761U >> 16));
+    for (std::uint32_t index = 0; index < 30000; ++index) {
+        image.words.push_back(static_cast<Uint16>(index * 2654435761U >> 16));
     }
     return image;
 }

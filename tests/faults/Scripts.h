@@ -11,7 +11,7 @@
 
 namespace radvex::faults {
 
-/// What a script came to.
+/// What the calls of a script gave.
 struct Outcome {
     std::vector<int> codes{};             ///< of each call; 0 for success
     std::vector<std::uint64_t> digests{}; ///< of each result; 0 where there is none
@@ -19,13 +19,13 @@ struct Outcome {
     bool operator==(const Outcome&) const = default;
 };
 
-/// Exported calls that are made one after the other, whatever the ones before came to.
+/// Exported calls that are made one after the other, whether earlier ones fail or not.
 struct Script {
     std::string name;
     /// The library is loaded and initialized by the script itself.
     bool loads = false;
     std::function<Outcome(velmora::Host&)> run;
-    /// What of a directory cannot be read is left out of its result, by contract.
+    /// By contract the result leaves out what cannot be read of a directory.
     bool leavesOut = false;
     /// Later calls read what earlier ones write.
     bool writes = false;

@@ -64,7 +64,7 @@ TEST(InputFile, APipeIsReadToItsEnd) {
 
 TEST(InputFile, WhatCannotBeReadIsNamedWithTheReason) {
     const TemporaryFolder folder;
-    const std::string place = folder.path().string();
+    const std::string path = folder.path().string();
     EXPECT_EQ(reasonNotToRead("/nowhere/at/all"), "/nowhere/at/all cannot be read: No such file or directory.");
-    EXPECT_EQ(reasonNotToRead(place), place + " cannot be read: Is a directory.");
+    EXPECT_EQ(reasonNotToRead(path), path + " cannot be read: Is a directory.");
 }

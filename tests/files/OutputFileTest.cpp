@@ -117,7 +117,7 @@ TEST(OutputFile, AFailureLeavesWhatWasThere) {
     EXPECT_EQ(countIn(folder), 1);
 }
 
-TEST(OutputFile, APlaceThatCannotBeWrittenIsNamed) {
+TEST(OutputFile, ATargetThatCannotBeWrittenIsNamed) {
     const TemporaryFolder folder;
     const std::string file = folder.write("file", "") + "/below";
     const auto reasonFor = [](const std::string& path) {

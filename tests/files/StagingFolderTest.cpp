@@ -40,10 +40,10 @@ int reasonNotToPublish(const std::string& staged, const std::string& target, boo
 }
 
 /// A process that makes a staging folder and is killed. @return after its end
-void leaveStagingFolder(const std::string& place) {
+void leaveStagingFolder(const std::string& target) {
     const pid_t process = ::fork();
     if (process == 0) {
-        const StagingFolder staging(place);
+        const StagingFolder staging(target);
         fill(staging.file("half"), "half");
         (void)::raise(SIGKILL);
     }
@@ -55,15 +55,15 @@ class StagingFolderTest : public testing::Test {
     std::ptrdiff_t count() const { return std::distance(fs::directory_iterator(folder.path()), {}); }
 
     TemporaryFolder folder{};
-    std::string place = folder.path().string();
+    std::string target = folder.path().string();
 };
 
 } // namespace
 
 TEST_F(StagingFolderTest, WhatIsLeftInItGoesWithIt) {
     {
-        const StagingFolder staging(place);
-        EXPECT_EQ(fs::path(staging.path()).parent_path(), place);
+        const StagingFolder staging(target);
+        EXPECT_EQ(fs::path(staging.path()).parent_path(), target);
         EXPECT_EQ(fs::status(staging.path()).permissions(), fs::perms::owner_all) << "nobody else looks in";
         fs::create_directories(staging.file("deep/er"));
         fill(staging.file("deep/er/file"), "text");
@@ -72,7 +72,7 @@ TEST_F(StagingFolderTest, WhatIsLeftInItGoesWithIt) {
     EXPECT_EQ(count(), 0);
 }
 
-TEST_F(StagingFolderTest, APlaceThatCannotBeWrittenIsNamed) {
+TEST_F(StagingFolderTest, ATargetThatCannotBeWrittenIsNamed) {
     try {
         const StagingFolder staging("/nowhere/at/all");
         FAIL();
@@ -82,11 +82,11 @@ TEST_F(StagingFolderTest, APlaceThatCannotBeWrittenIsNamed) {
     }
 }
 
-TEST_F(StagingFolderTest, WithoutAPlaceItIsAmongTheTemporaryFiles) {
-    ASSERT_EQ(setenv("TMPDIR", place.c_str(), 1), 0);
+TEST_F(StagingFolderTest, WithoutATargetItIsAmongTheTemporaryFiles) {
+    ASSERT_EQ(setenv("TMPDIR", target.c_str(), 1), 0);
     {
         const StagingFolder staging;
-        EXPECT_EQ(fs::path(staging.path()).parent_path(), place);
+        EXPECT_EQ(fs::path(staging.path()).parent_path(), target);
     }
     EXPECT_EQ(count(), 0);
     ASSERT_EQ(setenv("TMPDIR", "/nowhere/at/all", 1), 0);
@@ -95,7 +95,7 @@ TEST_F(StagingFolderTest, WithoutAPlaceItIsAmongTheTemporaryFiles) {
 }
 
 TEST_F(StagingFolderTest, AFinishedFileGetsItsName) {
-    const StagingFolder staging(place);
+    const StagingFolder staging(target);
     fill(staging.file("a"), "text");
     EXPECT_EQ(reasonNotToPublish(staging.file("a"), folder.file("b"), false), 0);
     EXPECT_EQ(readFile(folder.file("b")), "text");
@@ -104,7 +104,7 @@ TEST_F(StagingFolderTest, AFinishedFileGetsItsName) {
 }
 
 TEST_F(StagingFolderTest, AFileIsReplacedOnlyWhereItMayBe) {
-    const StagingFolder staging(place);
+    const StagingFolder staging(target);
     folder.write("there", "old");
     fs::create_symlink("nowhere", folder.file("link"));
     fill(staging.file("new"), "new");
@@ -116,7 +116,7 @@ TEST_F(StagingFolderTest, AFileIsReplacedOnlyWhereItMayBe) {
 }
 
 TEST_F(StagingFolderTest, WhatIsNoFileIsNeverReplaced) {
-    const StagingFolder staging(place);
+    const StagingFolder staging(target);
     ASSERT_EQ(mkfifo(folder.file("pipe").c_str(), 0600), 0);
     fs::create_symlink("pipe", folder.file("link"));
     fill(staging.file("new"), "new");
@@ -129,8 +129,8 @@ TEST_F(StagingFolderTest, WhatIsNoFileIsNeverReplaced) {
 }
 
 TEST_F(StagingFolderTest, OneThatIsInUseIsNoLeftover) {
-    const StagingFolder staging(place);
-    StagingFolder::removeLeftovers(place);
+    const StagingFolder staging(target);
+    StagingFolder::removeLeftovers(target);
     EXPECT_TRUE(fs::exists(staging.path()));
 }
 
@@ -139,9 +139,9 @@ TEST_F(StagingFolderTest, WhatAKilledProcessLeftIsRemovedAndNothingElse) {
     fs::create_directory(folder.file(".radvex-longer-name"));
     fs::create_directory(folder.file("other"));
     fs::create_directory_symlink(folder.file("other"), folder.file(".radvex-bbbbbb"));
-    leaveStagingFolder(place);
+    leaveStagingFolder(target);
     ASSERT_EQ(count(), 5);
-    StagingFolder::removeLeftovers(place);
+    StagingFolder::removeLeftovers(target);
     EXPECT_EQ(count(), 4);
     StagingFolder::removeLeftovers("/nowhere/at/all");
 }
@@ -151,7 +151,7 @@ TEST_F(StagingFolderTest, AProcessThatLeftItToItsOwnerDoesNotHoldIt) {
     ASSERT_EQ(::pipe(pipe), 0);
     const pid_t owner = ::fork();
     if (owner == 0) {
-        StagingFolder staging(place);
+        StagingFolder staging(target);
         const pid_t child = ::fork();
         if (child == 0) {
             staging.leaveToOwner();
@@ -167,11 +167,11 @@ TEST_F(StagingFolderTest, AProcessThatLeftItToItsOwnerDoesNotHoldIt) {
         ASSERT_EQ(::read(pipe[0], &told, sizeof told), static_cast<ssize_t>(sizeof told));
         child = told != 0 ? told : child;
     }
-    StagingFolder::removeLeftovers(place);
+    StagingFolder::removeLeftovers(target);
     EXPECT_EQ(count(), 1) << "its owner holds it";
     ASSERT_EQ(::kill(owner, SIGKILL), 0);
     ASSERT_EQ(::waitpid(owner, nullptr, 0), owner);
-    StagingFolder::removeLeftovers(place);
+    StagingFolder::removeLeftovers(target);
     EXPECT_EQ(count(), 0);
     EXPECT_EQ(::kill(child, SIGKILL), 0);
     ::close(pipe[0]);
@@ -182,11 +182,11 @@ TEST_F(StagingFolderTest, OneThatIsMadeWhileLeftoversAreRemovedIsThere) {
     const pid_t remover = ::fork();
     if (remover == 0) {
         for (;;) {
-            StagingFolder::removeLeftovers(place);
+            StagingFolder::removeLeftovers(target);
         }
     }
     for (int round = 0; round < 2000; ++round) {
-        const StagingFolder staging(place);
+        const StagingFolder staging(target);
         ASSERT_TRUE(fs::exists(staging.path())) << round;
     }
     EXPECT_EQ(::kill(remover, SIGKILL), 0);

@@ -6,7 +6,7 @@
 #include <algorithm>
 
 #include "cli/Session.h"
-#include "tests/support/PictureSources.h"
+#include "tests/support/PictureFiles.h"
 
 using radvex::UsageError;
 using namespace radvex::cli;

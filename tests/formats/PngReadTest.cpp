@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/support/PictureSources.h"
+#include "tests/support/PictureFiles.h"
 
 using namespace radvex::formats;
 using namespace radvex::test;

@@ -19,7 +19,7 @@ using testing::HasSubstr;
 
 namespace {
 
-/// 2 columns, 3 rows, 2 slices of 16-bit samples that spell their place.
+/// 2 columns, 3 rows, 2 slices of 16-bit samples that spell their index.
 struct Sample {
     VolumeHeader header{
         VNumericArray_S16, 1, 2, 3, 2, {{-10.5, 20, 1e-7}, {0.7, 0, 0}, {0, 0.6, 0}, {0, 0, 2.5}, true}};
@@ -73,7 +73,7 @@ TEST(Nrrd, SaysWhereTheSamplesLie) {
                                                 "encoding: raw\n\n");
 }
 
-TEST(Nrrd, AVolumeWithoutAPlaceHasSpacingsAlone) {
+TEST(Nrrd, AVolumeWithoutAPositionHasSpacingsAlone) {
     Sample sample;
     sample.header.geometry.hasPosition = false;
     const std::string header = nrrdHeader(sample.header, true);
@@ -148,7 +148,7 @@ TEST(Nifti, HeaderFollowsTheFormat) {
     EXPECT_EQ(header.substr(344), std::string("n+1\0\0\0\0\0", 8));
 }
 
-TEST(Nifti, PlacesAreTurnedFromLpsToRas) {
+TEST(Nifti, PositionsAreTurnedFromLpsToRas) {
     const std::string header = niftiHeader(Sample{}.header);
     EXPECT_EQ(at<std::int16_t>(header, 254), 1) << "sform_code";
     const float expected[3][4] = {{-0.7F, 0, 0, 10.5F}, {0, -0.6F, 0, -20}, {0, 0, 2.5F, 1e-7F}};
@@ -191,7 +191,7 @@ TEST(Nifti, AShearedMatrixIsInTheAffineFormOnly) {
     EXPECT_EQ(affineForm(header, 2, 2), 2.5F);
 }
 
-TEST(Nifti, AVolumeWithoutAPlaceHasSpacingsAlone) {
+TEST(Nifti, AVolumeWithoutAPositionHasSpacingsAlone) {
     VolumeHeader volume = Sample{}.header;
     volume.geometry.hasPosition = false;
     const std::string header = niftiHeader(volume);

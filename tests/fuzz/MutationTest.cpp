@@ -42,7 +42,7 @@ TEST(MutateElement, ChangesInManyWaysAndNeverThePreamble) {
     EXPECT_GT(results.size(), 150U);
 }
 
-// Broken files are worth something as long as what is broken is deep inside: DCMTK has to open many of them.
+// Broken files test little when DCMTK refuses them at once, so it has to open many of them.
 TEST(MutateElement, LeavesMostFilesReadable) {
     const radvex::test::TemporaryFolder folder;
     std::minstd_rand random(1);

@@ -71,7 +71,7 @@ TEST_F(FileStreams, DoWhatThoseOfDcmtkDo) {
     }
 }
 
-TEST_F(FileStreams, AreOpenedAgainAtTheirPlace) {
+TEST_F(FileStreams, AreOpenedAgainAtTheirOffset) {
     const std::string path = write(50000);
     const auto again = [](const DcmInputStream& stream) {
         const std::unique_ptr<DcmInputStreamFactory> factory(stream.newFactory());

@@ -8,9 +8,9 @@
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcuid.h"
 #include "guard/FileStream.h"
+#include "tests/support/DicomFiles.h"
 #include "tests/support/HostileFiles.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tests/support/TransferSyntaxes.h"
 
 using namespace radvex::test;
 using radvex::loadGuarded;
@@ -24,9 +24,9 @@ class GuardedLoads : public testing::Test {
     std::string imageFile() const {
         DcmFileFormat file;
         DcmDataset& dataset = *file.getDataset();
-        dataset.putAndInsertString(DCM_SOPClassUID, UID_SecondaryCaptureImageStorage);
-        dataset.putAndInsertString(DCM_SOPInstanceUID, "1.2.3");
-        dataset.putAndInsertString(DCM_PatientID, "P-1");
+        put(dataset, {{DCM_SOPClassUID, UID_SecondaryCaptureImageStorage},
+                      {DCM_SOPInstanceUID, "1.2.3"},
+                      {DCM_PatientID, "P-1"}});
         const std::vector<Uint8> pixels(60000, 7);
         dataset.putAndInsertUint8Array(DCM_PixelData, pixels.data(), pixels.size());
         EXPECT_TRUE(file.saveFile(path("image").c_str(), EXS_LittleEndianExplicit).good());
@@ -79,18 +79,18 @@ TEST_F(GuardedLoads, TakeOfABrokenDeflatedStreamWhatDcmtkTakes) {
     const std::string whole = withMeta(kDeflated, deflated(dataset));
     const std::size_t start = withMeta(kDeflated, "").size();
     int taken = 0;
-    for (std::size_t place = start; place < whole.size(); ++place) {
+    for (std::size_t offset = start; offset < whole.size(); ++offset) {
         for (const char bits : {'\x01', '\x10', '\xFF'}) {
             std::string broken = whole;
-            broken[place] = static_cast<char>(broken[place] ^ bits);
+            broken[offset] = static_cast<char>(broken[offset] ^ bits);
             std::ofstream(path("broken"), std::ios::binary) << broken;
             DcmFileFormat ours;
             DcmFileFormat theirs;
             const bool isTaken = theirs.loadFile(path("broken").c_str()).good();
             const auto failure = loadGuarded(ours, path("broken"));
-            EXPECT_EQ(!failure, isTaken) << place << ' ' << (failure ? failure->reason : "");
+            EXPECT_EQ(!failure, isTaken) << offset << ' ' << (failure ? failure->reason : "");
             if (isTaken) {
-                EXPECT_EQ(ours.getDataset()->card(), theirs.getDataset()->card()) << place;
+                EXPECT_EQ(ours.getDataset()->card(), theirs.getDataset()->card()) << offset;
                 taken += theirs.getDataset()->card() < 32 ? 1 : 0;
             }
         }
@@ -99,7 +99,7 @@ TEST_F(GuardedLoads, TakeOfABrokenDeflatedStreamWhatDcmtkTakes) {
 }
 
 // With DCMTK's own stream this never ended.
-TEST_F(GuardedLoads, EndWhenAReadFailsAtAnyPlace) {
+TEST_F(GuardedLoads, EndWhenAReadFailsAtAnyOffset) {
     const std::string whole = imageFile();
     for (const std::uintmax_t left : {0U, 10U, 131U, 140U, 300U, 400U, 420U, 20000U}) {
         std::filesystem::copy_file(whole, path("cut"), std::filesystem::copy_options::overwrite_existing);

@@ -22,8 +22,8 @@ class OpenFiles : public testing::Test {
     }
     static std::string pattern(std::size_t length) {
         std::string bytes(length, '\0');
-        for (std::size_t place = 0; place < length; ++place) {
-            bytes[place] = static_cast<char>(place * 31 + place / 251);
+        for (std::size_t offset = 0; offset < length; ++offset) {
+            bytes[offset] = static_cast<char>(offset * 31 + offset / 251);
         }
         return bytes;
     }
@@ -36,7 +36,7 @@ class OpenFiles : public testing::Test {
     radvex::test::TemporaryFolder folder;
 };
 
-/// While it lives no file can be opened.
+/// No file can be opened while one of these lives.
 class OutOfDescriptors {
   public:
     OutOfDescriptors() {
@@ -54,7 +54,7 @@ class OutOfDescriptors {
 
 } // namespace
 
-TEST_F(OpenFiles, GiveTheirBytesAtAnyPlaceAndLength) {
+TEST_F(OpenFiles, GiveTheirBytesAtAnyOffsetAndLength) {
     for (const std::size_t length : {0U, 1U, 16383U, 16384U, 16385U, 50000U}) {
         const std::string bytes = pattern(length);
         OpenFile file(write(bytes));

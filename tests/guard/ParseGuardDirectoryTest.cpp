@@ -48,7 +48,7 @@ class ParseGuardDirectory : public ::testing::Test {
         return levelsOfTree(directory);
     }
 
-    /// Writes a file anew: to rewrite one waits for the disk.
+    /// Removes the file and writes a new one, since writing over one waits for the disk.
     std::string fresh(const std::string& name, const std::string& bytes) const {
         std::filesystem::remove(folder.file(name));
         return folder.write(name, bytes);

@@ -9,10 +9,8 @@
 #include "guard/ParseGuard.h"
 #include "tests/support/HostileFiles.h"
 #include "tests/support/LoadedTree.h"
-#include "tests/support/NestingWays.h"
 #include "tests/support/OrderWarnings.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tests/support/TransferSyntaxes.h"
 
 #include "dcmtk/oflog/oflog.h"
 
@@ -101,7 +99,7 @@ class Mutations {
     std::mt19937 mGenerator;
 };
 
-/// Beside the ways to nest: what settles VRs of other elements, and pixel data that a private creator makes.
+/// Seeds without nesting: elements that decide about the VR of others, and pixel data of a private creator.
 std::vector<std::string> otherSeeds() {
     const Form& e = kExplicitForm;
     const Form& i = kImplicitForm;
@@ -163,7 +161,7 @@ class ParseGuardMutation : public ::testing::Test {
         }
     }
 
-    /// Writes a file anew: to rewrite one waits for the disk.
+    /// Removes the file and writes a new one, since writing over one waits for the disk.
     std::string fresh(const std::string& name, const std::string& bytes) const {
         std::filesystem::remove(folder.file(name));
         return folder.write(name, bytes);
@@ -210,7 +208,7 @@ TEST_F(ParseGuardMutation, IsNeverLaxerForAFileThatIsCutShort) {
 
 namespace {
 
-/// Different elements, private creators among them, in an order that holds runs.
+/// Different elements, private creators among them, partly in order.
 std::string shuffled(std::uint32_t seed) {
     std::mt19937 random(seed);
     std::vector<std::uint32_t> tags;

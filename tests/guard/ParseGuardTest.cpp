@@ -12,10 +12,8 @@
 #include "tests/support/DicomFiles.h"
 #include "tests/support/HostileFiles.h"
 #include "tests/support/LoadedTree.h"
-#include "tests/support/NestingWays.h"
 #include "tests/support/Process.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tests/support/TransferSyntaxes.h"
 
 using namespace radvex;
 using namespace radvex::test;
@@ -34,7 +32,7 @@ class ParseGuard : public ::testing::Test {
         return reasonNotToParse(fresh("file.dcm", bytes), limits).value_or(kNothing);
     }
 
-    /// Writes a file anew: to rewrite one waits for the disk.
+    /// Removes the file and writes a new one, since writing over one waits for the disk.
     std::string fresh(const std::string& name, const std::string& bytes) const {
         std::filesystem::remove(folder.file(name));
         return folder.write(name, bytes);

@@ -163,7 +163,7 @@ TEST_F(Conversion, OfEveryPairOfTypesKeepsTheDimensionsAndTheSource) {
     }
 }
 
-TEST_F(Conversion, AnotherMethodOrAnUnknownTypeIsAnErrorAndPlacesNothing) {
+TEST_F(Conversion, AnotherMethodOrAnUnknownTypeIsAnErrorAndGivesNothing) {
     const VNumericArray array = makeArray();
     VNumericArray converted = nullptr;
     EXPECT_NE(arrays().VNumericArray_convertType(&converted, array, VNumericArray_U16, 0, 0), 0);

@@ -144,7 +144,7 @@ TEST_F(DataStores, EmptyOnesHaveNoNodes) {
     stores().deleteDataStore(store);
 }
 
-TEST_F(DataStores, ANullNodeAndNullPlacesAreErrors) {
+TEST_F(DataStores, ANullNodeAndNullTargetsAreErrors) {
     const DataStore store = makeStore();
     stores().DataStore_addNamedInteger(store, "n", 1);
     const DataStoreNode node = stores().DataStore_getFirstNode(store);

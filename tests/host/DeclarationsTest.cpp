@@ -9,10 +9,7 @@
 
 namespace {
 
-using velmora::Declaration;
-using velmora::radvexDeclarations;
-using velmora::radvexEntryPoints;
-using velmora::radvexSections;
+using namespace velmora;
 
 const Declaration& declarationOf(const std::string& name) {
     const auto& all = radvexDeclarations();
@@ -63,7 +60,7 @@ TEST_F(Declarations, NameWhatTheLibraryExports) {
     for (const Declaration& function : radvexDeclarations()) {
         EXPECT_NE(host().symbol(function.name), nullptr) << function.name;
     }
-    for (const velmora::EntryPoint& entry : radvexEntryPoints()) {
+    for (const EntryPoint& entry : radvexEntryPoints()) {
         EXPECT_NE(host().symbol(std::string(entry.name)), nullptr) << entry.name;
     }
 }

@@ -1,4 +1,4 @@
-// The host with a library of its own: loading, calling, errors, and what it holds against a library.
+// The host with a library of its own: loading, calling, errors, and the violations that it records.
 
 #include "tests/support/HostTest.h"
 
@@ -8,17 +8,7 @@
 
 namespace {
 
-using velmora::Declaration;
-using velmora::Host;
-using velmora::HostError;
-using velmora::ledger;
-using velmora::LibraryError;
-using velmora::Null;
-using velmora::ObjectKind;
-using velmora::Operation;
-using velmora::Store;
-using velmora::Tensor;
-using velmora::Value;
+using namespace velmora;
 
 using Texts = std::vector<std::string>;
 
@@ -54,7 +44,7 @@ const std::vector<Declaration> kDeclarations{
 class HostWithALibrary : public ::testing::Test {
   protected:
     void SetUp() override {
-        ledger() = velmora::Ledger{};
+        ledger() = Ledger{};
         host = Host::load(MISBEHAVING_LIBRARY, kDeclarations);
     }
     void TearDown() override {
@@ -63,7 +53,7 @@ class HostWithALibrary : public ::testing::Test {
         host.reset();
         EXPECT_EQ(ledger().violations(), expectedViolations);
         EXPECT_EQ(ledger().alive(), 0);
-        ledger() = velmora::Ledger{};
+        ledger() = Ledger{};
     }
 
     Value call(const std::string& name, std::vector<Value> arguments = {}) {
@@ -108,7 +98,7 @@ TEST(HostLoading, ALibraryThatDoesNotInitializeIsAnErrorWithItsCode) {
 }
 
 TEST(HostLoading, ABrokenTableOfErrorsIsAnErrorAndLeavesNothing) {
-    ledger() = velmora::Ledger{};
+    ledger() = Ledger{};
     EXPECT_THROW((void)Host::load(BROKEN_TABLE_LIBRARY, kDeclarations), HostError);
     EXPECT_EQ(ledger().alive(), 0);
     EXPECT_NE(Host::load(MISBEHAVING_LIBRARY, kDeclarations), nullptr) << "another one can be loaded after it";

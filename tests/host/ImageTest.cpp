@@ -74,7 +74,7 @@ TEST_F(Images, HasAnAlphaChannelWithTwoOrFourChannels) {
     }
 }
 
-TEST_F(Images, ImpossibleRequestsAreErrorsAndPlaceNothing) {
+TEST_F(Images, ImpossibleRequestsAreErrorsAndGiveNothing) {
     VImage image = nullptr;
     const auto make2D = [&](vint width, vint height, vint channels, vint type) {
         return images().VImage_new2D(width, height, channels, type, VColorSpace_Grey, 1, &image);

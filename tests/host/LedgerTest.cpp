@@ -6,10 +6,7 @@
 
 #include "tests/host/HandleTest.h"
 
-using velmora::Ledger;
-using velmora::ObjectKind;
-using velmora::Operation;
-using velmora::Owner;
+using namespace velmora;
 
 namespace {
 
@@ -151,10 +148,10 @@ TEST(Refusal, IsOneAtATimeAndCanBeTakenBack) {
 /// Each operation of the host that can be refused, through the table: it fails in its own way, and works again.
 class RefusedOperation : public radvex::test::HandleTest {
   protected:
-    void refuse(Operation operation) { velmora::ledger().refuse(operation, 1); }
+    void refuse(Operation operation) { ledger().refuse(operation, 1); }
 };
 
-TEST_F(RefusedOperation, MakesNoObjectAndPlacesNone) {
+TEST_F(RefusedOperation, MakesNoObjectAndGivesNone) {
     VTensor tensor = nullptr;
     VImage image = nullptr;
     VNumericArray array = nullptr;
@@ -172,7 +169,7 @@ TEST_F(RefusedOperation, MakesNoObjectAndPlacesNone) {
     EXPECT_EQ(tensor, nullptr);
     EXPECT_EQ(image, nullptr);
     EXPECT_EQ(array, nullptr);
-    EXPECT_EQ(velmora::ledger().alive(), 0);
+    EXPECT_EQ(ledger().alive(), 0);
 }
 
 TEST_F(RefusedOperation, CopiesNothing) {
@@ -196,7 +193,7 @@ TEST_F(RefusedOperation, CopiesNothing) {
     EXPECT_EQ(tensorCopy, nullptr);
     EXPECT_EQ(imageCopy, nullptr);
     EXPECT_EQ(arrayCopy, nullptr);
-    EXPECT_EQ(velmora::ledger().alive(), 4);
+    EXPECT_EQ(ledger().alive(), 4);
     table().VTensor_free(tensor);
     images().VImage_free(image);
     arrays().VNumericArray_free(array);

@@ -37,7 +37,7 @@ TEST_F(NumericArrays, OfEachTypeIsZeroFilledAndWritableToItsEnd) {
     }
 }
 
-TEST_F(NumericArrays, ImpossibleRequestsAreErrorsAndPlaceNothing) {
+TEST_F(NumericArrays, ImpossibleRequestsAreErrorsAndGiveNothing) {
     VNumericArray array = nullptr;
     const vint dimensions[] = {2, 3};
     const vint negative[] = {-1, 3};

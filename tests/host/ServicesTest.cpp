@@ -34,6 +34,10 @@ class Services : public radvex::test::HandleTest {
         EXPECT_NE(TTTestSymbol(link(), "Null"), 0);
         EXPECT_NE(TTNewPacket(link()), 0);
     }
+    void processAndExpectAnswer() {
+        EXPECT_NE(process(), 0);
+        expectAnswer();
+    }
     void expectNoAnswer() {
         TTClearError(link());
         EXPECT_EQ(TTGetNext(link()), TTTK_ERROR);
@@ -48,8 +52,7 @@ TEST_F(Services, HaveTheVersionOfTheContractAndNoSparseArrays) {
 
 TEST_F(Services, RememberTheListThatASymbolIsSetToAndAnswer) {
     putSet("A`b", {"first", "", "gr\xC3\xBC\xC3\x9F"});
-    EXPECT_NE(process(), 0);
-    expectAnswer();
+    processAndExpectAnswer();
     EXPECT_EQ(services().symbolValues("A`b"), (Texts{"first", "", "gr\xC3\xBC\xC3\x9F"}));
     EXPECT_EQ(services().symbolValues("A`c"), Texts{});
 }
@@ -62,21 +65,17 @@ TEST_F(Services, RememberNumbersAsText) {
     TTPutString(link(), "text");
     TTPutInteger64(link(), INT64_MIN);
     TTEndPacket(link());
-    EXPECT_NE(process(), 0);
-    expectAnswer();
+    processAndExpectAnswer();
     EXPECT_EQ(services().symbolValues("s"), (Texts{"-7", "text", "-9223372036854775808"}));
 }
 
 TEST_F(Services, SetASymbolAnewAndForgetItWhenAsked) {
     putSet("s", {"old", "older"});
-    EXPECT_NE(process(), 0);
-    expectAnswer();
+    processAndExpectAnswer();
     putSet("t", {"other"});
-    EXPECT_NE(process(), 0);
-    expectAnswer();
+    processAndExpectAnswer();
     putSet("s", {});
-    EXPECT_NE(process(), 0);
-    expectAnswer();
+    processAndExpectAnswer();
     EXPECT_EQ(services().symbolValues("s"), Texts{});
     EXPECT_EQ(services().symbolValues("t"), Texts{"other"});
     services().clearSymbol("t");
@@ -133,8 +132,7 @@ TEST_F(Services, RefuseEveryBrokenPacketAndUnderstandTheNext) {
         expectNoAnswer();
         EXPECT_EQ(services().symbolValues("s"), Texts{});
         putSet("next", {std::to_string(index)});
-        EXPECT_NE(process(), 0);
-        expectAnswer();
+        processAndExpectAnswer();
         EXPECT_EQ(services().symbolValues("next"), Texts{std::to_string(index)});
     }
 }
@@ -150,8 +148,7 @@ TEST_F(Services, DoNotReadTheRestOfAPacketAsTheNextOne) {
         expectAnswer();
     }
     putSet("t", {"next"});
-    EXPECT_NE(process(), 0);
-    expectAnswer();
+    processAndExpectAnswer();
     EXPECT_EQ(services().symbolValues("t"), Texts{"next"});
 }
 
@@ -173,8 +170,7 @@ TEST_F(Services, ProcessNoOtherLinkThanTheLibrarys) {
     EXPECT_EQ(table().processTetherLink(nullptr), 0);
     EXPECT_EQ(table().processTetherLink(services().hostLink()), 0);
     EXPECT_EQ(services().symbolValues("s"), Texts{});
-    EXPECT_NE(process(), 0);
-    expectAnswer();
+    processAndExpectAnswer();
 }
 
 TEST_F(Services, ARefusedPacketStaysOnTheLink) {

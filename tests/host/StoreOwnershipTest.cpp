@@ -4,8 +4,7 @@
 
 namespace {
 
-using velmora::ObjectKind;
-using velmora::Owner;
+using namespace velmora;
 
 class StoreOwnership : public radvex::test::HandleTest {
   protected:
@@ -21,12 +20,12 @@ class StoreOwnership : public radvex::test::HandleTest {
 TEST_F(StoreOwnership, OfAnAddedObjectIsTheStores) {
     const DataStore store = makeStore();
     const VTensor tensor = makeTensor();
-    EXPECT_EQ(velmora::ledger().ownedByLibrary(ObjectKind::tensor), 1);
+    EXPECT_EQ(ledger().ownedByLibrary(ObjectKind::tensor), 1);
     stores().DataStore_addNamedVTensor(store, "tensor", tensor);
-    EXPECT_EQ(velmora::ledger().ownedByLibrary(ObjectKind::tensor), 0);
-    EXPECT_TRUE(velmora::ledger().isOwnedBy(Owner::store, ObjectKind::tensor, tensor));
+    EXPECT_EQ(ledger().ownedByLibrary(ObjectKind::tensor), 0);
+    EXPECT_TRUE(ledger().isOwnedBy(Owner::store, ObjectKind::tensor, tensor));
     stores().deleteDataStore(store);
-    EXPECT_FALSE(velmora::ledger().isAlive(ObjectKind::tensor, tensor));
+    EXPECT_FALSE(ledger().isAlive(ObjectKind::tensor, tensor));
 }
 
 TEST_F(StoreOwnership, FreeingAnAddedObjectIsAViolationAndLeavesIt) {
@@ -74,7 +73,7 @@ TEST_F(StoreOwnership, AddingADeadObjectIsAViolationAndAddsNull) {
 TEST_F(StoreOwnership, AddingTheHostsIsAViolationAndLeavesItWithTheHost) {
     const DataStore store = makeStore();
     {
-        const velmora::Tensor hosts({2}, std::vector<vint>{3, 4});
+        const Tensor hosts({2}, std::vector<vint>{3, 4});
         stores().DataStore_addNamedVTensor(store, "tensor", hosts.handle());
         stores().deleteDataStore(store);
         EXPECT_EQ(hosts.data<vint>()[1], 4);
@@ -91,7 +90,7 @@ TEST_F(StoreOwnership, AddingAStoreToItselfIsAViolationAndAddsNothing) {
 }
 
 TEST_F(StoreOwnership, AddingToADeadStoreIsAViolationAndFreesWhatWasAdded) {
-    // The address of a deleted store may come back with the next one, so a store that never was stands for it.
+    // A new store may get the address of a deleted one, so this test uses the address of a store that never existed.
     VelmoraDataStore neverAlive;
     const DataStore dead = &neverAlive;
     const DataStore inner = makeStore();
@@ -112,7 +111,7 @@ TEST_F(StoreOwnership, DeletingAnInnerStoreTakesItOut) {
     stores().DataStore_addNamedDataStore(store, "inner", inner);
     stores().DataStore_addNamedInteger(store, "behind", 5);
     stores().deleteDataStore(inner);
-    EXPECT_EQ(velmora::ledger().alive(), 1);
+    EXPECT_EQ(ledger().alive(), 1);
     EXPECT_EQ(firstStore(store), nullptr);
     const DataStoreNode behind = stores().DataStoreNode_getNextNode(firstNode(store));
     EXPECT_EQ(stores().DataStoreNode_getDataType(behind), VType_Integer);
@@ -123,14 +122,14 @@ TEST_F(StoreOwnership, DeletingAnInnerStoreTakesItOut) {
 
 TEST_F(StoreOwnership, AnInnerStoreOfAnArgumentMayBeDeletedAndTheArgumentNot) {
     {
-        velmora::Store inner = velmora::Store::ofTexts({"a", "b"});
-        velmora::Store argument = velmora::Store::empty();
+        Store inner = Store::ofTexts({"a", "b"});
+        Store argument = Store::empty();
         argument.add("inner", std::move(inner));
         argument.add("behind", 5);
         stores().deleteDataStore(firstStore(argument.handle()));
         EXPECT_EQ(argument.size(), 2U);
         EXPECT_TRUE((*argument.begin()).value().is<velmora::Null>());
-        EXPECT_TRUE(velmora::ledger().violations().empty());
+        EXPECT_TRUE(ledger().violations().empty());
         stores().deleteDataStore(argument.handle());
         EXPECT_EQ(argument.size(), 2U);
     }

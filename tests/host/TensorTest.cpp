@@ -32,7 +32,7 @@ TEST_F(Tensors, OfEachTypeIsZeroFilledAndHasDataOfThatTypeOnly) {
     }
 }
 
-TEST_F(Tensors, ImpossibleRequestsAreErrorsAndPlaceNothing) {
+TEST_F(Tensors, ImpossibleRequestsAreErrorsAndGiveNothing) {
     VTensor tensor = nullptr;
     const vint dimensions[] = {2, 3};
     const vint negative[] = {2, -3};

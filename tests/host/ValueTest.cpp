@@ -6,15 +6,7 @@
 
 namespace {
 
-using velmora::Image;
-using velmora::ledger;
-using velmora::NodeView;
-using velmora::Null;
-using velmora::NumericArray;
-using velmora::ObjectKind;
-using velmora::Store;
-using velmora::Tensor;
-using velmora::Value;
+using namespace velmora;
 
 using Values = radvex::test::HandleTest;
 

@@ -36,7 +36,7 @@ const std::map<std::string, std::set<std::string>> kSees{
     {"cli", {"deidentify", "files", "formats", "host", "include", "media", "volume", "workers"}},
 };
 
-/// The room of a path relative to the sources: the longest one that is told of. Empty for what is in none.
+/// The room of a path relative to the sources: the longest one in the table. Empty when it is in none.
 std::string roomOf(const std::string& path) {
     std::string room;
     for (const auto& [name, seen] : kSees) {

@@ -23,20 +23,18 @@ namespace {
 
 namespace fs = std::filesystem;
 
-void put(DcmItem& item, const DcmTagKey& key, const std::string& text) { item.putAndInsertString(key, text.c_str()); }
-
 /// A file with all keys of a directory.
 Fill slice(const std::string& patient, const std::string& study, const std::string& series, int number) {
     return [=](DcmDataset& dataset) {
-        put(dataset, DCM_PatientID, patient);
-        put(dataset, DCM_PatientName, "Name of " + patient);
-        put(dataset, DCM_StudyInstanceUID, study);
-        put(dataset, DCM_StudyID, "S" + study);
-        put(dataset, DCM_SeriesInstanceUID, series);
-        put(dataset, DCM_SeriesNumber, "3");
-        put(dataset, DCM_Modality, "CT");
-        put(dataset, DCM_InstanceNumber, std::to_string(number));
-        put(dataset, DCM_SOPInstanceUID, series + "." + std::to_string(number));
+        put(dataset, {{DCM_PatientID, patient},
+                      {DCM_PatientName, "Name of " + patient},
+                      {DCM_StudyInstanceUID, study},
+                      {DCM_StudyID, "S" + study},
+                      {DCM_SeriesInstanceUID, series},
+                      {DCM_SeriesNumber, "3"},
+                      {DCM_Modality, "CT"},
+                      {DCM_InstanceNumber, std::to_string(number)},
+                      {DCM_SOPInstanceUID, series + "." + std::to_string(number)}});
     };
 }
 
@@ -45,15 +43,6 @@ Fill sliceBut(const std::function<void(DcmDataset&)>& change) {
         slice("P", "1.2", "1.2.3", 1)(dataset);
         change(dataset);
     };
-}
-
-Fill sliceWithout(const DcmTagKey& key) {
-    return sliceBut([=](DcmDataset& dataset) { dataset.findAndDeleteElement(key); });
-}
-
-std::string textOf(DcmItem& item, const DcmTagKey& key) {
-    OFString text;
-    return item.findAndGetOFStringArray(key, text).good() ? std::string(text.c_str()) : "(none)";
 }
 
 /// The records of a DICOMDIR as lines: "PATIENT P", " STUDY 1.2", "  SERIES 1.2.3", "   IMAGE 1 I0000000".
@@ -95,9 +84,9 @@ std::map<std::string, std::string> contents(const fs::path& folder) {
 
 using Progress = std::function<void(std::size_t done, std::size_t total)>;
 
-/// All in this process; `progress` is told after each file.
-FolderIndex indexFolder(const std::string& folder, const std::string& place, const Progress& progress = {}) {
-    const auto indexing = startIndexing(folder, place);
+/// Indexes a folder in this process and calls `progress` after each file.
+FolderIndex indexFolder(const std::string& folder, const std::string& target, const Progress& progress = {}) {
+    const auto indexing = startIndexing(folder, target);
     for (std::size_t file = 0; file < indexing->fileCount(); ++file) {
         indexing->take(file, indexing->describe(file));
         if (progress) {
@@ -109,7 +98,7 @@ FolderIndex indexFolder(const std::string& folder, const std::string& place, con
 
 class FolderIndexTest : public testing::Test {
   protected:
-    FolderIndex index() { return indexFolder(mFolder.path().string(), mPlace.path().string(), {}); }
+    FolderIndex index() { return indexFolder(mFolder.path().string(), mTarget.path().string(), {}); }
     std::string write(const std::string& name, const Fill& fill) {
         fs::create_directories(fs::path(mFolder.file(name)).parent_path());
         return writeDicom(mFolder.file(name), fill);
@@ -123,7 +112,7 @@ class FolderIndexTest : public testing::Test {
     }
 
     TemporaryFolder mFolder{};
-    TemporaryFolder mPlace{};
+    TemporaryFolder mTarget{};
 };
 
 } // namespace
@@ -146,22 +135,18 @@ TEST_F(FolderIndexTest, RecordsStandUnderTheirPatientStudyAndSeriesInTheOrderOfP
 TEST_F(FolderIndexTest, EachLinkLeadsToTheFileThatTheUserNames) {
     write("x y/\xC3\xA4.dcm", slice("P", "1.2", "1.2.3", 1));
     const std::string folder = mFolder.path().string() + "/x y/..";
-    const FolderIndex result = indexFolder(folder, mPlace.path().string(), {});
+    const FolderIndex result = indexFolder(folder, mTarget.path().string(), {});
     ASSERT_EQ(result.files.size(), 1U);
     EXPECT_EQ(result.files[0].fileId, "I0000000");
     EXPECT_EQ(result.files[0].path, folder + "/x y/\xC3\xA4.dcm") << "the folder as it was given";
-    const fs::path target = fs::read_symlink(mPlace.file("I0000000"));
+    const fs::path target = fs::read_symlink(mTarget.file("I0000000"));
     EXPECT_TRUE(target.is_absolute());
     EXPECT_EQ(readFile(target.string()), readFile(mFolder.file("x y/\xC3\xA4.dcm")));
 }
 
 TEST_F(FolderIndexTest, WhatARecordNeedsAndTheFileLacksIsInvented) {
-    write("a.dcm", sliceBut([](DcmDataset& dataset) {
-              for (const DcmTagKey& key : {DCM_PatientID, DCM_PatientName, DCM_StudyID, DCM_SeriesNumber, DCM_Modality,
-                                           DCM_InstanceNumber, DCM_StudyDate}) {
-                  dataset.findAndDeleteElement(key);
-              }
-          }));
+    write("a.dcm", sliceBut(without({DCM_PatientID, DCM_PatientName, DCM_StudyID, DCM_SeriesNumber, DCM_Modality,
+                                     DCM_InstanceNumber, DCM_StudyDate})));
     const FolderIndex result = index();
     ASSERT_EQ(result.files.size(), 1U);
     DcmDicomDir directory(result.dicomdir.c_str());
@@ -176,7 +161,7 @@ TEST_F(FolderIndexTest, FilesWithoutPatientIdBelongTogetherByStudyElseByName) {
     const auto file = [&](const char* name, const char* study, const char* series, const char* patientName) {
         write(name, [=](DcmDataset& dataset) {
             slice("", study, series, 1)(dataset);
-            put(dataset, DCM_PatientName, patientName);
+            put(dataset, {{DCM_PatientName, patientName}});
         });
     };
     file("1", "1.2", "1.2.1", "");
@@ -190,27 +175,22 @@ TEST_F(FolderIndexTest, FilesWithoutPatientIdBelongTogetherByStudyElseByName) {
 }
 
 TEST_F(FolderIndexTest, WithoutAUidAFileIsRefused) {
-    EXPECT_EQ(reasonFor(sliceWithout(DCM_StudyInstanceUID)), "it has no StudyInstanceUID");
-    EXPECT_EQ(reasonFor(sliceWithout(DCM_SeriesInstanceUID)), "it has no SeriesInstanceUID");
-    EXPECT_FALSE(fs::exists(mPlace.file("DICOMDIR")));
-    EXPECT_TRUE(fs::is_empty(mPlace.path())) << "nothing to index leaves nothing behind";
+    EXPECT_EQ(reasonFor(sliceBut(without({DCM_StudyInstanceUID}))), "it has no StudyInstanceUID");
+    EXPECT_EQ(reasonFor(sliceBut(without({DCM_SeriesInstanceUID}))), "it has no SeriesInstanceUID");
+    EXPECT_FALSE(fs::exists(mTarget.file("DICOMDIR")));
+    EXPECT_TRUE(fs::is_empty(mTarget.path())) << "nothing to index leaves nothing behind";
 }
 
 TEST_F(FolderIndexTest, AClassThatNoDirectoryListsIsRefusedUnlessItIsAnImage) {
-    const auto ofClass = [](const char* uid) {
-        return sliceBut([=](DcmDataset& dataset) { put(dataset, DCM_SOPClassUID, uid); });
-    };
+    const auto ofClass = [](const char* uid) { return sliceBut(with({{DCM_SOPClassUID, uid}})); };
     EXPECT_EQ(reasonFor(ofClass("1.2.3.4.5.6")), "no directory lists its SOP class, 1.2.3.4.5.6");
-    write("a.dcm", sliceBut([](DcmDataset& dataset) {
-              put(dataset, DCM_SOPClassUID, "1.2.3.4.5.6");
-              dataset.putAndInsertUint16(DCM_Rows, 5);
-          }));
+    write("a.dcm", sliceBut(with({{DCM_SOPClassUID, "1.2.3.4.5.6"}, {DCM_Rows, "5"}})));
     EXPECT_EQ(treeOf(index()).back(), "   IMAGE 1 I0000000");
 }
 
 TEST_F(FolderIndexTest, OtherInstancesThanImagesHaveRecordsOfTheirType) {
-    write("a.dcm", sliceBut([](DcmDataset& dataset) { put(dataset, DCM_SOPClassUID, UID_RTDoseStorage); }));
-    write("b.dcm", sliceBut([](DcmDataset& dataset) { put(dataset, DCM_SOPClassUID, UID_ColorPaletteStorage); }));
+    write("a.dcm", sliceBut(with({{DCM_SOPClassUID, UID_RTDoseStorage}})));
+    write("b.dcm", sliceBut(with({{DCM_SOPClassUID, UID_ColorPaletteStorage}})));
     EXPECT_THAT(treeOf(index()), ElementsAre("PATIENT P", " STUDY 1.2", "  SERIES 1.2.3", "   RT DOSE 1 I0000000",
                                              "PALETTE (none) I0000001"));
 }
@@ -238,7 +218,7 @@ TEST_F(FolderIndexTest, WhatIsNotDicomIsSkippedAndPipesAreNotOpened) {
 TEST_F(FolderIndexTest, ABareDatasetIsIndexed) {
     const std::string path = mFolder.file("bare");
     DcmDataset dataset;
-    put(dataset, DCM_SOPClassUID, UID_MRImageStorage);
+    put(dataset, {{DCM_SOPClassUID, UID_MRImageStorage}});
     slice("P", "1.2", "1.2.3", 4)(dataset);
     ASSERT_TRUE(dataset.saveFile(path.c_str(), EXS_LittleEndianImplicit).good());
     EXPECT_EQ(treeOf(index()).back(), "   IMAGE 4 I0000000");
@@ -280,7 +260,7 @@ TEST_F(FolderIndexTest, WhatCannotBeReadIsRefusedByName) {
 }
 
 TEST_F(FolderIndexTest, AFileCutAtAnyByteIsIndexedRefusedOrSkipped) {
-    const std::string whole = readFile(writeDicom(mPlace.file("whole"), slice("P", "1.2", "1.2.3", 1)));
+    const std::string whole = readFile(writeDicom(mTarget.file("whole"), slice("P", "1.2", "1.2.3", 1)));
     std::size_t files = 0;
     for (std::size_t length = 0; length < whole.size(); ++length) {
         mFolder.write("cut" + std::to_string(length), whole.substr(0, length));
@@ -307,15 +287,15 @@ TEST_F(FolderIndexTest, AFileThatWouldExhaustTheStackIsRefused) {
 
 TEST_F(FolderIndexTest, ADicomdirThatIsThereStays) {
     write("a.dcm", slice("P", "1.2", "1.2.3", 1));
-    mPlace.write("DICOMDIR", "precious");
+    mTarget.write("DICOMDIR", "precious");
     try {
         index();
         FAIL() << "it must not be replaced";
     } catch (const std::runtime_error& error) {
-        EXPECT_THAT(error.what(), HasSubstr("There is a DICOMDIR in " + mPlace.path().string() + " already"));
+        EXPECT_THAT(error.what(), HasSubstr("There is a DICOMDIR in " + mTarget.path().string() + " already"));
     }
-    EXPECT_EQ(readFile(mPlace.file("DICOMDIR")), "precious");
-    EXPECT_EQ(std::distance(fs::directory_iterator(mPlace.path()), {}), 1) << "no link is left";
+    EXPECT_EQ(readFile(mTarget.file("DICOMDIR")), "precious");
+    EXPECT_EQ(std::distance(fs::directory_iterator(mTarget.path()), {}), 1) << "no link is left";
 }
 
 TEST_F(FolderIndexTest, TheFolderItselfMayTakeTheIndexAgainAndAgain) {
@@ -331,27 +311,27 @@ TEST_F(FolderIndexTest, TheFolderItselfMayTakeTheIndexAgainAndAgain) {
     }
 }
 
-TEST_F(FolderIndexTest, AFailureLeavesThePlaceAsItWas) {
+TEST_F(FolderIndexTest, AFailureLeavesTheTargetAsItWas) {
     write("a.dcm", slice("P", "1.2", "1.2.3", 1));
     const auto stop = [](std::size_t, std::size_t) { throw std::runtime_error("stopped"); };
-    EXPECT_THROW(indexFolder(mFolder.path().string(), mPlace.path().string(), stop), std::runtime_error);
-    EXPECT_TRUE(fs::is_empty(mPlace.path()));
-    EXPECT_THROW(indexFolder(mFolder.path().string(), mPlace.file("new"), stop), std::runtime_error);
-    EXPECT_FALSE(fs::exists(mPlace.file("new")));
+    EXPECT_THROW(indexFolder(mFolder.path().string(), mTarget.path().string(), stop), std::runtime_error);
+    EXPECT_TRUE(fs::is_empty(mTarget.path()));
+    EXPECT_THROW(indexFolder(mFolder.path().string(), mTarget.file("new"), stop), std::runtime_error);
+    EXPECT_FALSE(fs::exists(mTarget.file("new")));
 }
 
 TEST_F(FolderIndexTest, WhoRemovesLeftoversLeavesTheDraft) {
     write("a.dcm", slice("P", "1.2", "1.2.3", 1));
-    const std::string place = mPlace.path().string();
-    const auto tidyUp = [&](std::size_t, std::size_t) { radvex::files::StagingFolder::removeLeftovers(place); };
-    EXPECT_EQ(treeOf(indexFolder(mFolder.path().string(), place, tidyUp)).size(), 4U);
-    EXPECT_EQ(std::distance(fs::directory_iterator(place), {}), 2) << "a link and a DICOMDIR";
+    const std::string target = mTarget.path().string();
+    const auto tidyUp = [&](std::size_t, std::size_t) { radvex::files::StagingFolder::removeLeftovers(target); };
+    EXPECT_EQ(treeOf(indexFolder(mFolder.path().string(), target, tidyUp)).size(), 4U);
+    EXPECT_EQ(std::distance(fs::directory_iterator(target), {}), 2) << "a link and a DICOMDIR";
 }
 
-TEST_F(FolderIndexTest, AFolderOrPlaceThatCannotBeUsedIsNamed) {
-    const auto messageOf = [](const std::string& folder, const std::string& place) -> std::string {
+TEST_F(FolderIndexTest, AFolderOrTargetThatCannotBeUsedIsNamed) {
+    const auto messageOf = [](const std::string& folder, const std::string& target) -> std::string {
         try {
-            indexFolder(folder, place, {});
+            indexFolder(folder, target, {});
             return "";
         } catch (const std::runtime_error& error) {
             return error.what();

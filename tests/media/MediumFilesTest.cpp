@@ -7,15 +7,6 @@
 
 using namespace radvex::test;
 
-namespace {
-
-std::string textOf(DcmItem* item, const DcmTagKey& key) {
-    OFString text;
-    return item->findAndGetOFStringArray(key, text).good() ? std::string(text.c_str()) : "(none)";
-}
-
-} // namespace
-
 TEST(MediumFiles, RecordsComeBackInTheirTree) {
     const TemporaryFolder folder;
     const std::string path =
@@ -27,19 +18,19 @@ TEST(MediumFiles, RecordsComeBackInTheirTree) {
     ASSERT_TRUE(medium.error().good());
     DcmDirectoryRecord& root = medium.getRootRecord();
     ASSERT_EQ(root.cardSub(), 2U);
-    EXPECT_EQ(textOf(root.getSub(1), DCM_PatientID), "P2");
+    EXPECT_EQ(textOf(*root.getSub(1), DCM_PatientID), "P2");
     DcmDirectoryRecord* study = root.getSub(0)->getSub(0);
     ASSERT_EQ(study->cardSub(), 2U);
-    EXPECT_EQ(textOf(study->getSub(1), DCM_Modality), "MR");
+    EXPECT_EQ(textOf(*study->getSub(1), DCM_Modality), "MR");
     DcmDirectoryRecord* image = study->getSub(0)->getSub(0);
     EXPECT_EQ(image->getRecordType(), ERT_Image);
-    EXPECT_EQ(textOf(image, DCM_ReferencedFileID), "D\\I1");
-    EXPECT_EQ(textOf(image, DCM_InstanceNumber), "7");
+    EXPECT_EQ(textOf(*image, DCM_ReferencedFileID), "D\\I1");
+    EXPECT_EQ(textOf(*image, DCM_InstanceNumber), "7");
 }
 
 TEST(MediumFiles, ARecordOfAnyTypeMayStandAnywhereAndLackItsKeys) {
     const TemporaryFolder folder;
-    const auto withoutId = [](DcmItem& item) { item.findAndDeleteElement(DCM_PatientID); };
+    const auto withoutId = without({DCM_PatientID});
     const std::string path = writeMedium(
         folder, {{"IMAGE", {}, {patientRecord("P", "N", {{"", {}, {}}}, withoutId)}}, {"NOTHING KNOWN", {}, {}}});
     DcmFileFormat file;
@@ -47,11 +38,11 @@ TEST(MediumFiles, ARecordOfAnyTypeMayStandAnywhereAndLackItsKeys) {
     DcmSequenceOfItems* records = nullptr;
     ASSERT_TRUE(file.getDataset()->findAndGetSequence(DCM_DirectoryRecordSequence, records).good());
     ASSERT_EQ(records->card(), 4U);
-    EXPECT_EQ(textOf(records->getItem(0), DCM_DirectoryRecordType), "IMAGE");
-    EXPECT_EQ(textOf(records->getItem(1), DCM_DirectoryRecordType), "PATIENT");
-    EXPECT_EQ(textOf(records->getItem(1), DCM_PatientID), "(none)");
-    EXPECT_EQ(textOf(records->getItem(2), DCM_DirectoryRecordType), "(none)");
-    EXPECT_EQ(textOf(records->getItem(3), DCM_DirectoryRecordType), "NOTHING KNOWN");
+    EXPECT_EQ(textOf(*records->getItem(0), DCM_DirectoryRecordType), "IMAGE");
+    EXPECT_EQ(textOf(*records->getItem(1), DCM_DirectoryRecordType), "PATIENT");
+    EXPECT_EQ(textOf(*records->getItem(1), DCM_PatientID), "(none)");
+    EXPECT_EQ(textOf(*records->getItem(2), DCM_DirectoryRecordType), "(none)");
+    EXPECT_EQ(textOf(*records->getItem(3), DCM_DirectoryRecordType), "NOTHING KNOWN");
 }
 
 TEST(MediumFiles, FileIdsNameFilesBelowTheFolder) {

@@ -10,7 +10,7 @@
 #include "media/FolderIndex.h"
 #include "tests/support/HostTest.h"
 #include "tests/support/MediumFiles.h"
-#include "tests/support/Nodes.h"
+#include "tests/support/Results.h"
 
 using namespace radvex::test;
 using radvex::FileError;
@@ -23,17 +23,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-void writeSlice(const std::string& path) {
-    writeDicom(path, [](DcmDataset& dataset) {
-        dataset.putAndInsertString(DCM_StudyInstanceUID, "1.2");
-        dataset.putAndInsertString(DCM_SeriesInstanceUID, "1.2.3");
-    });
+void writeInstance(const std::string& path) {
+    writeDicom(path, with({{DCM_StudyInstanceUID, "1.2"}, {DCM_SeriesInstanceUID, "1.2.3"}}));
 }
 
 template <typename Error>
-std::string messageOf(const std::string& place) {
+std::string messageOf(const std::string& path) {
     try {
-        const Medium medium(place);
+        const Medium medium(path);
         return "(none)";
     } catch (const Error& error) {
         return error.what();
@@ -56,52 +53,51 @@ TEST(Medium, AFileOfThatNameIsTakenAsItIs) {
 
 TEST(Medium, AFolderGivesTheDicomdirInIt) {
     const TemporaryFolder folder;
-    writeSlice(folder.file("a.dcm"));
+    writeInstance(folder.file("a.dcm"));
     folder.write("dicomdir", "");
     EXPECT_EQ(Medium(folder.path().string()).dicomdir(), folder.file("dicomdir"));
     folder.write("DICOMDIR", "");
     EXPECT_EQ(Medium(folder.path().string()).dicomdir(), folder.file("DICOMDIR"));
 }
 
-TEST(Medium, APlainFolderIsIndexedIntoAPlaceThatGoesAway) {
+TEST(Medium, APlainFolderIsIndexedIntoAFolderThatGoesAway) {
     const TemporaryFolder folder;
-    writeSlice(folder.file("a slice.dcm"));
-    fs::path place;
+    writeInstance(folder.file("a slice.dcm"));
+    fs::path indexFolder;
     {
         const Medium medium(folder.path().string());
         EXPECT_TRUE(medium.isIndexed());
         EXPECT_TRUE(fs::is_regular_file(medium.dicomdir()));
-        place = fs::path(medium.dicomdir()).parent_path();
-        EXPECT_EQ(readFile((place / "I0000000").string()), readFile(folder.file("a slice.dcm")));
-        EXPECT_EQ(fs::status(place).permissions(), fs::perms::owner_all) << "nobody else looks in";
+        indexFolder = fs::path(medium.dicomdir()).parent_path();
+        EXPECT_EQ(readFile((indexFolder / "I0000000").string()), readFile(folder.file("a slice.dcm")));
+        EXPECT_EQ(fs::status(indexFolder).permissions(), fs::perms::owner_all) << "nobody else looks in";
     }
-    EXPECT_FALSE(fs::exists(place));
+    EXPECT_FALSE(fs::exists(indexFolder));
     EXPECT_TRUE(fs::exists(folder.file("a slice.dcm"))) << "the links go, not what they lead to";
     EXPECT_EQ(std::distance(fs::directory_iterator(folder.path()), {}), 1) << "nothing is written into the folder";
 }
 
 TEST(Medium, PathsOfTheIndexAreTheUsersAgain) {
     const TemporaryFolder folder;
-    writeSlice(folder.file("a.dcm"));
+    writeInstance(folder.file("a.dcm"));
     fs::create_directory(folder.file("sub"));
-    writeSlice(folder.file("sub/b.dcm"));
+    writeInstance(folder.file("sub/b.dcm"));
     const Medium medium(folder.path().string());
-    const std::string place = fs::path(medium.dicomdir()).parent_path().string();
-    EXPECT_EQ(medium.userPath(place + "/I0000001"), folder.file("sub/b.dcm"));
+    const std::string indexFolder = fs::path(medium.dicomdir()).parent_path().string();
+    EXPECT_EQ(medium.userPath(indexFolder + "/I0000001"), folder.file("sub/b.dcm"));
     EXPECT_EQ(medium.userPath(medium.dicomdir()), folder.path());
     EXPECT_EQ(medium.userPath("/elsewhere/I0000001"), "/elsewhere/I0000001");
-    EXPECT_EQ(medium.userPath(place + "/I0000009"), place + "/I0000009");
-    EXPECT_EQ(medium.userText("Bad: " + place + "/I0000000 and " + place + "/I0000001."),
+    EXPECT_EQ(medium.userPath(indexFolder + "/I0000009"), indexFolder + "/I0000009");
+    EXPECT_EQ(medium.userText("Bad: " + indexFolder + "/I0000000 and " + indexFolder + "/I0000001."),
               "Bad: " + folder.file("a.dcm") + " and " + folder.file("sub/b.dcm") + ".");
     EXPECT_EQ(medium.userText(medium.dicomdir() + " is bad"), folder.path().string() + " is bad");
-    EXPECT_EQ(medium.userText("in " + place), "in " + folder.path().string());
+    EXPECT_EQ(medium.userText("in " + indexFolder), "in " + folder.path().string());
 }
 
-class MediumWithLibrary : public LibraryTest {};
+using MediumWithLibrary = LibraryTest;
 
 TEST_F(MediumWithLibrary, TheLibraryReadsThroughTheLinksInTheSameProcess) {
-    const TemporaryFolder folder;
-    writeSlice(folder.file("a.dcm"));
+    writeInstance(folder.file("a.dcm"));
     const Medium medium(folder.path().string());
     const std::string link = (fs::path(medium.dicomdir()).parent_path() / "I0000000").string();
     const auto read = call("ReadMetadata", {link, velmora::Store::ofTexts({"SeriesInstanceUID"}), false});
@@ -114,7 +110,7 @@ TEST_F(MediumWithLibrary, TheLibraryReadsThroughTheLinksInTheSameProcess) {
 
 TEST(Medium, WhatWasLeftOutIsCountedAndNamed) {
     const TemporaryFolder folder;
-    writeSlice(folder.file("a.dcm"));
+    writeInstance(folder.file("a.dcm"));
     writeDicom(folder.file("b.dcm"), {});
     folder.write("notes", "text");
     const Medium medium(folder.path().string());
@@ -125,7 +121,7 @@ TEST(Medium, WhatWasLeftOutIsCountedAndNamed) {
 
 TEST(Medium, ACleanFolderIsReportedInSilence) {
     const TemporaryFolder folder;
-    writeSlice(folder.file("a.dcm"));
+    writeInstance(folder.file("a.dcm"));
     EXPECT_THAT(whatIsLeftOut(Medium(folder.path().string()).index()), testing::IsEmpty());
 }
 

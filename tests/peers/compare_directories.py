@@ -85,14 +85,14 @@ class Medium:
     def name(record):
         return text(record, "ReferencedFileID").replace("\\", "/")
 
-    def place(self, name):
+    def file_path(self, name):
         return self.path[:-len("DICOMDIR")] + name
 
     def all_series(self):
         for patient, studies in self.structure():
             for study, series in studies:
                 for name, files in series:
-                    yield patient, study, name, [self.place(file) for file in files]
+                    yield patient, study, name, [self.file_path(file) for file in files]
 
 
 def plain(value, levels):
@@ -148,7 +148,7 @@ class Comparison:
             answer = self.session.call("ReadDICOMDIRStructure", medium.path, ".*", ".*", ".*", absolute)
             expected = medium.structure()
             if absolute:
-                expected = [[p, [[s, [[r, [medium.place(f) for f in files]] for r, files in series]]
+                expected = [[p, [[s, [[r, [medium.file_path(f) for f in files]] for r, files in series]]
                                  for s, series in studies]] for p, studies in expected]
             if answer["code"] != 0:
                 self.report(name, "structure refused: " + answer["name"])
@@ -267,9 +267,9 @@ class Comparison:
 
 def hashes(folder):
     found = {}
-    for place, _, names in os.walk(folder):
+    for target, _, names in os.walk(folder):
         for name in names:
-            path = os.path.join(place, name)
+            path = os.path.join(target, name)
             with open(path, "rb") as file:
                 found[path] = hashlib.sha256(file.read()).hexdigest()
     return found
@@ -281,13 +281,13 @@ def media(folder):
     yield "DICOMDIR", os.path.join(root, "DICOMDIR")
     yield "TINY_ALPHA", os.path.join(root, "TINY_ALPHA", "DICOMDIR")
     for variant in sorted(name for name in os.listdir(root) if name.startswith("DICOMDIR-")):
-        place = os.path.join(folder, variant)
-        os.mkdir(place)
+        target = os.path.join(folder, variant)
+        os.mkdir(target)
         for name in os.listdir(root):
             if os.path.isdir(os.path.join(root, name)):
-                os.symlink(os.path.join(root, name), os.path.join(place, name))
-        shutil.copy(os.path.join(root, variant), os.path.join(place, "DICOMDIR"))
-        yield variant, os.path.join(place, "DICOMDIR")
+                os.symlink(os.path.join(root, name), os.path.join(target, name))
+        shutil.copy(os.path.join(root, variant), os.path.join(target, "DICOMDIR"))
+        yield variant, os.path.join(target, "DICOMDIR")
 
 
 def main(command):

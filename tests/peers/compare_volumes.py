@@ -1,7 +1,7 @@
 """Compares the volumes of `radvex volume` with dcm2niix, with dicomtonifti and with what was written.
 
 Generated CT series, signed with an intercept: axial, descending, sagittal, oblique and tilted. Values agree voxel for
-voxel and places within 1e-4 mm, up to order and direction of the axes.
+voxel and positions within 1e-4 mm, up to order and direction of the axes.
 Usage: compare_volumes.py RADVEX
 """
 
@@ -53,7 +53,7 @@ def differences(name, mine, reference):
     corners = numpy.vstack([corners, numpy.ones(8)])
     apart = numpy.abs((mine[1] - reference[1]) @ corners).max()
     if apart > TOLERANCE:
-        found.append("%s: places differ by up to %g mm" % (name, apart))
+        found.append("%s: positions differ by up to %g mm" % (name, apart))
     return found
 
 
@@ -63,22 +63,22 @@ def scaled(path):
     return canonical(nibabel.Nifti1Image(numpy.asarray(image.get_fdata()), image.affine))
 
 
-def check(command, series, place):
-    folder = os.path.join(place, series.name)
+def check(command, series, target):
+    folder = os.path.join(target, series.name)
     series.write(folder)
     expected = canonical(nibabel.Nifti1Image(values_of(folder), series.affine(), dtype="int32"))
     problems = []
     for extension in (".nii", ".nii.gz"):
-        own = os.path.join(place, series.name + extension)
+        own = os.path.join(target, series.name + extension)
         run(command, "volume", folder, "-o", own)
         mine = canonical(nibabel.load(own))
         problems += differences("what was written", mine, expected)
     if "dcm2niix" in series.peers:
-        os.makedirs(os.path.join(place, "peer"))
-        run("dcm2niix", "-z", "n", "-b", "n", "-f", "peer", "-o", os.path.join(place, "peer"), folder)
-        problems += differences("dcm2niix", mine, scaled(os.path.join(place, "peer", "peer.nii")))
+        os.makedirs(os.path.join(target, "peer"))
+        run("dcm2niix", "-z", "n", "-b", "n", "-f", "peer", "-o", os.path.join(target, "peer"), folder)
+        problems += differences("dcm2niix", mine, scaled(os.path.join(target, "peer", "peer.nii")))
     if "dicomtonifti" in series.peers:
-        other = os.path.join(place, "other.nii")
+        other = os.path.join(target, "other.nii")
         run("dicomtonifti", "-o", other, *sorted(glob.glob(os.path.join(folder, "*"))))
         problems += differences("dicomtonifti", mine, scaled(other))
     return problems
@@ -87,8 +87,8 @@ def check(command, series, place):
 def main(command):
     failures = 0
     for series in SERIES:
-        with tempfile.TemporaryDirectory() as place:
-            for problem in check(command, series, place):
+        with tempfile.TemporaryDirectory() as target:
+            for problem in check(command, series, target):
                 failures += 1
                 print("%s: %s" % (series.name, problem))
     print("%d series compared, %d differences" % (len(SERIES), failures))

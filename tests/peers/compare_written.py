@@ -33,7 +33,7 @@ COMPRESSIONS = [("Uncompressed", 0, 0, 0), ("JPEGLossless", 1, 0, 0), ("JPEGLoss
 
 
 def samples_of(kind, frames, channels):
-    """[frame][row][column][channel] of values that say their place, smooth for the sake of JPEG."""
+    """[frame][row][column][channel] of values that say their index, smooth for the sake of JPEG."""
     frame, row, column, channel = numpy.meshgrid(range(frames), range(24), range(31), range(channels), indexing="ij")
     values = 20 * frame + 3 * row + 2 * column + 5 * channel
     if kind == "bit":

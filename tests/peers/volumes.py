@@ -1,4 +1,4 @@
-"""Series of slices that spell their place in space, and volumes read back with an independent reader."""
+"""Series of slices that spell their position in space, and volumes read back with an independent reader."""
 
 import os
 

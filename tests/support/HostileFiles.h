@@ -1,10 +1,19 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
 namespace radvex::test {
+
+// Transfer syntaxes (PS3.6, table A-1).
+inline constexpr const char* kImplicit = "1.2.840.10008.1.2";
+inline constexpr const char* kExplicit = "1.2.840.10008.1.2.1";
+inline constexpr const char* kBigEndian = "1.2.840.10008.1.2.2";
+inline constexpr const char* kJpeg = "1.2.840.10008.1.2.4.50";
+inline constexpr const char* kDeflated = "1.2.840.10008.1.2.1.99";
 
 inline constexpr std::uint32_t kUndefined = 0xFFFFFFFF;
 
@@ -59,5 +68,16 @@ struct DirectoryRecord {
 /// past the end. Offsets have four bytes, or as many of the first as are told.
 std::string directory(const Form& form, const std::vector<DirectoryRecord>& records, std::uint32_t first,
                       std::size_t offset, bool isDefined = false, std::size_t offsetBytes = 4);
+
+/// A way to make DCMTK's parser recurse: the bytes of a file with so many levels of sequences.
+struct NestingWay {
+    std::string name;
+    std::function<std::string(std::size_t)> file;
+    /// DCMTK loads the file without an error.
+    bool isLoaded = true;
+};
+
+/// All transfer syntaxes and lengths, with and without meta information, and what DCMTK only takes for sequences.
+const std::vector<NestingWay>& nestingWays();
 
 } // namespace radvex::test

@@ -41,7 +41,7 @@ void append(DcmDirectoryRecord& parent, const MediumRecord& description) {
     (void)record.release();
 }
 
-MediumRecord record(const char* type, const FillRecord& keys, const FillRecord& more, std::vector<MediumRecord> below) {
+MediumRecord record(const char* type, const FillItem& keys, const FillItem& more, std::vector<MediumRecord> below) {
     return {type,
             [keys, more](DcmItem& item) {
                 keys(item);
@@ -55,7 +55,7 @@ MediumRecord record(const char* type, const FillRecord& keys, const FillRecord& 
 } // namespace
 
 MediumRecord patientRecord(const std::string& id, const std::string& name, std::vector<MediumRecord> studies,
-                           const FillRecord& more) {
+                           const FillItem& more) {
     const auto keys = [id, name](DcmItem& item) {
         putText(item, DCM_PatientID, id);
         putText(item, DCM_PatientName, name);
@@ -63,7 +63,7 @@ MediumRecord patientRecord(const std::string& id, const std::string& name, std::
     return record("PATIENT", keys, more, std::move(studies));
 }
 
-MediumRecord studyRecord(const std::string& uid, std::vector<MediumRecord> series, const FillRecord& more) {
+MediumRecord studyRecord(const std::string& uid, std::vector<MediumRecord> series, const FillItem& more) {
     const auto keys = [uid](DcmItem& item) {
         putText(item, DCM_StudyInstanceUID, uid);
         putText(item, DCM_StudyID, "1");
@@ -72,7 +72,7 @@ MediumRecord studyRecord(const std::string& uid, std::vector<MediumRecord> serie
 }
 
 MediumRecord seriesRecord(const std::string& uid, const std::string& modality, std::vector<MediumRecord> images,
-                          const FillRecord& more) {
+                          const FillItem& more) {
     const auto keys = [uid, modality](DcmItem& item) {
         putText(item, DCM_SeriesInstanceUID, uid);
         putText(item, DCM_Modality, modality);
@@ -81,7 +81,7 @@ MediumRecord seriesRecord(const std::string& uid, const std::string& modality, s
     return record("SERIES", keys, more, std::move(images));
 }
 
-MediumRecord imageRecord(const std::string& fileId, int instanceNumber, const FillRecord& more) {
+MediumRecord imageRecord(const std::string& fileId, int instanceNumber, const FillItem& more) {
     const auto keys = [fileId, instanceNumber](DcmItem& item) {
         putText(item, DCM_ReferencedFileID, fileId);
         if (instanceNumber != 0) {
@@ -89,6 +89,36 @@ MediumRecord imageRecord(const std::string& fileId, int instanceNumber, const Fi
         }
     };
     return record("IMAGE", keys, more, {});
+}
+
+MediumRecord seriesOf(const std::string& uid, const std::vector<std::string>& fileIds) {
+    std::vector<MediumRecord> images;
+    images.reserve(fileIds.size());
+    for (const std::string& fileId : fileIds) {
+        images.push_back(imageRecord(fileId, 0));
+    }
+    return seriesRecord(uid, "CT", std::move(images));
+}
+
+std::string writeSlice(const TemporaryFolder& folder, const Slice& slice) {
+    ImageFile file = slice.file;
+    if (!slice.words.empty()) {
+        file.words = slice.words;
+    }
+    file.more = [&](DcmDataset& dataset) {
+        if (slice.number != 0) {
+            put(dataset, {{DCM_InstanceNumber, std::to_string(slice.number)}});
+        }
+        if (!slice.position.empty()) {
+            put(dataset, {{DCM_ImagePositionPatient, slice.position},
+                          {DCM_ImageOrientationPatient, slice.orientation},
+                          {DCM_PixelSpacing, "0.5\\0.25"}});
+        }
+        if (slice.file.more) {
+            slice.file.more(dataset);
+        }
+    };
+    return writeImageFile(mediumPath(folder, slice.fileId), file);
 }
 
 std::string writeMedium(const TemporaryFolder& folder, const std::vector<MediumRecord>& roots,

@@ -13,8 +13,13 @@ extern char** environ;
 
 namespace radvex::test {
 
+Words joined(Words words, const Words& more) {
+    words.insert(words.end(), more.begin(), more.end());
+    return words;
+}
+
 // Input and output go through files: no pipe can fill up and no thread is needed to empty it.
-ProcessResult runProcess(const std::vector<std::string>& arguments, const std::string& input) {
+ProcessResult runProcess(const Words& arguments, const std::string& input) {
     const TemporaryFolder folder;
     const std::string in = folder.write("in", input);
     posix_spawn_file_actions_t actions;
@@ -24,7 +29,7 @@ ProcessResult runProcess(const std::vector<std::string>& arguments, const std::s
     posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, folder.file("out").c_str(), kNew, 0600);
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, folder.file("err").c_str(), kNew, 0600);
 
-    std::vector<std::string> copies = arguments;
+    Words copies = arguments;
     std::vector<char*> argv;
     for (std::string& argument : copies) {
         argv.push_back(argument.data());
@@ -41,9 +46,8 @@ ProcessResult runProcess(const std::vector<std::string>& arguments, const std::s
             readFile(folder.file("err"))};
 }
 
-ProcessResult radvex(std::vector<std::string> arguments, const std::string& input) {
-    arguments.insert(arguments.begin(), RADVEX_COMMAND);
-    return runProcess(arguments, input);
+ProcessResult runRadvex(const Words& arguments, const std::string& input) {
+    return runProcess(joined({RADVEX_COMMAND}, arguments), input);
 }
 
 } // namespace radvex::test

@@ -20,11 +20,6 @@ void spell(const Image& image, std::uint64_t modulus) {
     }
 }
 
-std::string textOf(DcmItem& item, const DcmTagKey& key) {
-    OFString value;
-    return item.findAndGetOFStringArray(key, value).good() ? std::string(value.c_str()) : "(none)";
-}
-
 } // namespace
 
 Image spelledImage(vint type, vint slices, vint rows, vint columns, vint channels, bool interleaved) {
@@ -45,6 +40,22 @@ Store texts(const std::vector<std::pair<std::string, std::string>>& entries) {
         store.add(name, text);
     }
     return store;
+}
+
+void WriterTest::TearDown() {
+    for (const auto& [keyword, value] : mDefaultsBefore) {
+        call("SetDefaultTagValue", {keyword, value});
+    }
+    LibraryTest::TearDown();
+}
+
+void WriterTest::setDefault(const std::string& keyword, const std::string& value) {
+    mDefaultsBefore.emplace(keyword, defaultOf(keyword));
+    call("SetDefaultTagValue", {keyword, value});
+}
+
+std::string WriterTest::defaultOf(const std::string& keyword) {
+    return call("GetDefaultTagValue", {keyword}).get<std::string>();
 }
 
 std::vector<Value> WriterTest::valuesOf(const std::string& path, const WriteArguments& arguments) const {
@@ -86,6 +97,12 @@ DcmDataset& WriterTest::load(const std::string& path) {
 std::string WriterTest::valueOf(const DcmTagKey& key) { return textOf(*loaded.getDataset(), key); }
 
 std::string WriterTest::metaValueOf(const DcmTagKey& key) { return textOf(*loaded.getMetaInfo(), key); }
+
+void WriterTest::expectValues(const Attributes& expected) {
+    for (const auto& [key, value] : expected) {
+        EXPECT_EQ(valueOf(key), value) << DcmTag(key).getTagName();
+    }
+}
 
 std::vector<int> WriterTest::storedValues(const std::string& path) {
     call("CloseReader", {path});

@@ -1,13 +1,11 @@
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
-#include "dcmtk/config/osconfig.h"
+#include "tests/support/DicomFiles.h"
 #include "tests/support/HostTest.h"
-#include "tests/support/TemporaryFolder.h"
-
-#include "dcmtk/dcmdata/dctk.h"
 
 namespace radvex::test {
 
@@ -22,7 +20,7 @@ struct WriteArguments {
     velmora::Store overlayOptions = velmora::Store::empty();
 };
 
-/// An image whose elements spell their place: a step of 7 from 3 on, within the type.
+/// An image whose elements count in steps of 7 from 3 on, within the type.
 /// @param slices  0 for a 2D image
 velmora::Image spelledImage(vint type, vint slices, vint rows, vint columns, vint channels, bool interleaved = true);
 
@@ -32,6 +30,12 @@ velmora::Store texts(const std::vector<std::pair<std::string, std::string>>& ent
 /// A test that writes files through the host and looks at them with DCMTK.
 class WriterTest : public LibraryTest {
   protected:
+    void TearDown() override;
+
+    /// Sets the default value of an attribute until the end of the test.
+    void setDefault(const std::string& keyword, const std::string& value);
+    std::string defaultOf(const std::string& keyword);
+
     std::vector<velmora::Value> valuesOf(const std::string& path, const WriteArguments& arguments) const;
     /// Writes the file `name` and gives its path.
     std::string write(const WriteArguments& arguments, const std::string& name = "w.dcm");
@@ -48,11 +52,14 @@ class WriterTest : public LibraryTest {
     /// All values of an attribute of what was loaded; "(none)" when it is absent.
     std::string valueOf(const DcmTagKey& key);
     std::string metaValueOf(const DcmTagKey& key);
+    void expectValues(const Attributes& expected);
     /// Stored pixel values of all frames, as the library reads them.
     std::vector<int> storedValues(const std::string& path);
 
-    TemporaryFolder folder{};
     DcmFileFormat loaded{};
+
+  private:
+    std::map<std::string, std::string> mDefaultsBefore{};
 };
 
 } // namespace radvex::test

@@ -1,4 +1,4 @@
-// Each text through each pair of encodings: what one puts another gets, or refuses when it cannot hold it.
+// Each text is put in one encoding and read in another, which gives it or refuses what it cannot hold.
 
 #include <algorithm>
 

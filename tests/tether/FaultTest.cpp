@@ -1,4 +1,4 @@
-// The fault hook, and what every function has in common: a null link, a standing error, a refusal.
+// The fault hook, and how every function answers a null link, an earlier error and a refusal.
 
 #include <algorithm>
 

@@ -93,7 +93,7 @@ TEST_F(Mark, AHalfWrittenExpressionIsNotSkipped) {
     TTDestroyMark(link, mark);
 }
 
-TEST_F(Mark, TwoMarksKeepTheirOwnPlaces) {
+TEST_F(Mark, TwoMarksAreKeptApart) {
     putInteger(link, 1);
     putInteger(link, 2);
     putInteger(link, 3);
@@ -114,7 +114,7 @@ TEST_F(Mark, TwoMarksKeepTheirOwnPlaces) {
     TTDestroyMark(link, second);
 }
 
-TEST_F(Mark, TwoMarksAtOnePlaceAreDestroyedOneAtATime) {
+TEST_F(Mark, TwoMarksAtOneExpressionAreDestroyedOneAtATime) {
     putInteger(link, 1);
     const TTMark first = TTCreateMark(link);
     const TTMark second = TTCreateMark(link);

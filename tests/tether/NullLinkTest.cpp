@@ -44,7 +44,7 @@ TEST(NullLink, HasNoMarks) {
 
 using OpenPair = TetherTest;
 
-TEST_F(OpenPair, NeedsAPlaceForBothEnds) {
+TEST_F(OpenPair, NeedsAPointerForBothEnds) {
     TTLink end = nullptr;
     int error = -1;
     EXPECT_EQ(TTOpenPair(environment(), nullptr, &end, &error), 0);

@@ -25,9 +25,7 @@ std::vector<typename Number::Type> extremes() {
 TYPED_TEST(EveryNumber, ComesBackAtItsExtremes) {
     for (const auto expected : extremes<TypeParam>()) {
         EXPECT_NE(TypeParam::put(this->link, expected), 0);
-        typename TypeParam::Type value{77};
-        EXPECT_NE(TypeParam::get(this->link, &value), 0);
-        EXPECT_EQ(value, expected);
+        EXPECT_EQ(readNumber<TypeParam>(this->link), expected);
     }
 }
 
@@ -66,9 +64,7 @@ TYPED_TEST(EveryNumber, NullAndNegativeArgumentsAreRefusedAndPutNothing) {
     expectFailure(TypeParam::getList(this->link, nullptr, &length), this->link, TTE_NULL);
     expectFailure(TypeParam::getList(this->link, &data, nullptr), this->link, TTE_NULL);
     expectFunction(this->link, "List", 1);
-    typename TypeParam::Type left{0};
-    EXPECT_NE(TypeParam::get(this->link, &left), 0);
-    EXPECT_EQ(left, element);
+    EXPECT_EQ(readNumber<TypeParam>(this->link), element);
 }
 
 TYPED_TEST(EveryNumber, IsNotReadFromAnotherTypeOrFromNothing) {
@@ -84,16 +80,14 @@ TYPED_TEST(EveryNumber, IsNotReadFromAnotherTypeOrFromNothing) {
     EXPECT_EQ(value, typename TypeParam::Type{7});
 }
 
-/// Puts the integer and expects that `Number` cannot hold it and leaves it.
+/// Puts the integer and expects that `Number` refuses it and that it stays on the link.
 template <typename Number>
 void expectOutOfRange(TTLink link, long long integer) {
     EXPECT_NE(TTPutInteger64(link, integer), 0);
     typename Number::Type value{5};
     expectFailure(Number::get(link, &value), link, TTE_RANGE);
     EXPECT_EQ(value, typename Number::Type{5});
-    long long left = 0;
-    EXPECT_NE(TTGetInteger64(link, &left), 0);
-    EXPECT_EQ(left, integer);
+    EXPECT_EQ(readNumber<Integer64>(link), integer);
 }
 
 TEST_F(Range, AnIntegerThatDoesNotFitIsRefusedAndStays) {
@@ -108,13 +102,9 @@ TEST_F(Range, AnIntegerThatDoesNotFitIsRefusedAndStays) {
 
 TEST_F(Range, AnIntegerOfAnotherTypeThatFitsIsRead) {
     EXPECT_NE(TTPutInteger64(link, 255), 0);
-    unsigned char byte = 0;
-    EXPECT_NE(TTGetInteger8(link, &byte), 0);
-    EXPECT_EQ(byte, 255);
+    EXPECT_EQ(readNumber<Integer8>(link), 255);
     EXPECT_NE(TTPutInteger8(link, 200), 0);
-    long long wide = 0;
-    EXPECT_NE(TTGetInteger64(link, &wide), 0);
-    EXPECT_EQ(wide, 200); // unsigned: not -56
+    EXPECT_EQ(readNumber<Integer64>(link), 200); // unsigned: not -56
 }
 
 TEST_F(Range, AFiniteRealBeyondTheNarrowTypeIsRefusedAndStays) {
@@ -122,9 +112,7 @@ TEST_F(Range, AFiniteRealBeyondTheNarrowTypeIsRefusedAndStays) {
         EXPECT_NE(TTPutReal64(link, real), 0);
         float narrow = 0.0F;
         expectFailure(TTGetReal32(link, &narrow), link, TTE_RANGE);
-        double wide = 0.0;
-        EXPECT_NE(TTGetReal64(link, &wide), 0);
-        EXPECT_EQ(wide, real);
+        EXPECT_EQ(readNumber<Real64>(link), real);
     }
 }
 
@@ -133,9 +121,7 @@ TEST_F(Range, ANarrowRealIsRounded) {
     EXPECT_NE(TTPutReal64(link, std::ldexp(1.0, -1000)), 0);
     EXPECT_NE(TTPutInteger32(link, 16777217), 0); // 2^24 + 1
     for (const float expected : {1.0F, 0.0F, 16777216.0F}) {
-        float value = -1.0F;
-        EXPECT_NE(TTGetReal32(link, &value), 0);
-        EXPECT_EQ(value, expected);
+        EXPECT_EQ(readNumber<Real32>(link), expected);
     }
 }
 
@@ -144,33 +130,22 @@ TEST_F(Range, InfinityAndNaNComeThroughBothTypes) {
     for (const double real : {kInfinity, -kInfinity}) {
         EXPECT_NE(TTPutReal64(link, real), 0);
         EXPECT_NE(TTPutReal32(link, static_cast<float>(real)), 0);
-        float narrow = 0.0F;
-        double wide = 0.0;
-        EXPECT_NE(TTGetReal32(link, &narrow), 0);
-        EXPECT_NE(TTGetReal64(link, &wide), 0);
-        EXPECT_EQ(narrow, static_cast<float>(real));
-        EXPECT_EQ(wide, real);
+        EXPECT_EQ(readNumber<Real32>(link), static_cast<float>(real));
+        EXPECT_EQ(readNumber<Real64>(link), real);
     }
     EXPECT_NE(TTPutReal64(link, std::nan("")), 0);
-    float narrow = 0.0F;
-    EXPECT_NE(TTGetReal32(link, &narrow), 0);
-    EXPECT_TRUE(std::isnan(narrow));
+    EXPECT_TRUE(std::isnan(readNumber<Real32>(link)));
 }
 
 TEST_F(Range, AnIntegerIsReadAsARealAndARealNotAsAnInteger) {
     putInteger(link, -3);
-    double wide = 0.0;
-    EXPECT_NE(TTGetReal64(link, &wide), 0);
-    EXPECT_EQ(wide, -3.0);
+    EXPECT_EQ(readNumber<Real64>(link), -3.0);
     EXPECT_NE(TTPutInteger64(link, std::numeric_limits<long long>::max()), 0);
-    float narrow = 0.0F;
-    EXPECT_NE(TTGetReal32(link, &narrow), 0);
-    EXPECT_EQ(narrow, 9223372036854775808.0F); // 2^63, the nearest float
+    EXPECT_EQ(readNumber<Real32>(link), 9223372036854775808.0F); // 2^63, the nearest float
     EXPECT_NE(TTPutReal64(link, 2.0), 0);
     int integer = 0;
     expectFailure(TTGetInteger32(link, &integer), link, TTE_TYPE);
-    EXPECT_NE(TTGetReal64(link, &wide), 0);
-    EXPECT_EQ(wide, 2.0);
+    EXPECT_EQ(readNumber<Real64>(link), 2.0);
 }
 
 TEST_F(List, TheFirstElementThatDoesNotFitRefusesAllAndLeavesAll) {

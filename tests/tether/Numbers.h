@@ -45,6 +45,14 @@ TETHER_TEST_NUMBER(Real64, double)
 
 using NumberTypes = ::testing::Types<Integer8, Integer16, Integer32, Integer64, Real32, Real64>;
 
+/// Reads a number; 77 when it cannot be read, which fails the test.
+template <typename Number>
+typename Number::Type readNumber(TTLink link) {
+    typename Number::Type value{77};
+    EXPECT_NE(Number::get(link, &value), 0) << "error " << TTError(link);
+    return value;
+}
+
 /// What reading an array handed out, copied.
 template <typename T>
 struct ArrayRead {

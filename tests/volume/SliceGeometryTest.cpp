@@ -119,7 +119,7 @@ TEST(SliceGeometry, TwoSlicesLieAtTheirDistance) {
     expectVector(byInstance(axialStack({0, 7})).sliceStep, {0, 0, 7});
 }
 
-TEST(SliceGeometry, AnOrderOfNumbersThatIsNoOrderInSpaceIsToldAndHasNoPlace) {
+TEST(SliceGeometry, AnOrderOfNumbersThatIsNoOrderInSpaceIsToldAndHasNoPosition) {
     const auto slices = axialStack({0, 10, 5, 15});
     const Verdict verdict = judgeSlices(slices);
     EXPECT_THAT(kinds(verdict), ElementsAre("instanceOrder"));
@@ -152,7 +152,7 @@ TEST(SliceGeometry, AHoleOfAWholeMultipleIsMissingSlices) {
     EXPECT_THAT(kinds(judgeSlices(axialStack({0, 5, 12.5, 17.5}))), ElementsAre("unevenSpacing")) << "one and a half";
 }
 
-TEST(SliceGeometry, SlicesAtOnePlaceAreDoubled) {
+TEST(SliceGeometry, SlicesAtOnePositionAreDoubled) {
     const auto slices = axialStack({0, 5, 5, 10});
     const Verdict verdict = judgeSlices(slices);
     EXPECT_THAT(kinds(verdict), ElementsAre("duplicatePosition!"));
@@ -162,7 +162,7 @@ TEST(SliceGeometry, SlicesAtOnePlaceAreDoubled) {
     EXPECT_THAT(kinds(judgeSlices(axialStack({0, 5, 5.004, 10}))), ElementsAre("duplicatePosition!")) << "rounded";
 }
 
-TEST(SliceGeometry, TwoStacksAtTheSamePlacesAreNamedAsSuch) {
+TEST(SliceGeometry, TwoStacksAtTheSamePositionsAreNamed) {
     const Verdict echoes = judgeSlices(axialStack({0, 5, 10, 0, 5, 10}));
     ASSERT_THAT(kinds(echoes), ElementsAre("duplicatePosition!", "instanceOrder"));
     EXPECT_TRUE(echoes.findings[0].sentence.starts_with("Each of the 3 positions holds 2 slices"))
@@ -247,7 +247,7 @@ TEST(SliceGeometry, WithoutPositionsThereAreSpacingsOnly) {
     EXPECT_EQ(length(geometry.sliceStep), 4);
 }
 
-TEST(SliceGeometry, SomeSlicesWithoutAPlaceAmongOthersAreAnError) {
+TEST(SliceGeometry, SomeSlicesWithoutAPositionAmongOthersAreAnError) {
     auto slices = axialStack({0, 5, 10});
     slices[0].orientation.reset();
     const Verdict verdict = judgeSlices(slices);

@@ -36,7 +36,7 @@ std::size_t openDescriptors() {
 
 bool hasChildren() { return ::waitpid(-1, nullptr, WNOHANG) != -1 || errno != ECHILD; }
 
-/// What processes that are forked later count in together.
+/// A counter that processes forked later share.
 class SharedCount {
   public:
     SharedCount()

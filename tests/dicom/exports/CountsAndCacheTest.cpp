@@ -1,10 +1,6 @@
-#include <gtest/gtest.h>
-
 #include <filesystem>
 
-#include "tests/support/DicomFiles.h"
-#include "tests/support/HostTest.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/dicom/DicomTest.h"
 
 using namespace radvex::test;
 
@@ -13,8 +9,6 @@ namespace {
 class Counts : public LibraryTest {
   protected:
     std::string write(const std::string& name, const Fill& fill = {}) { return writeDicom(folder.file(name), fill); }
-
-    TemporaryFolder folder{};
 };
 
 using CloseAndClear = Counts;
@@ -23,7 +17,7 @@ using OpenFailures = Counts;
 } // namespace
 
 TEST_F(Counts, FrameCountIsNumberOfFrames) {
-    const auto path = write("a.dcm", [](DcmDataset& dataset) { dataset.putAndInsertString(DCM_NumberOfFrames, "15"); });
+    const auto path = write("a.dcm", with({{DCM_NumberOfFrames, "15"}}));
     EXPECT_EQ(call("GetFrameCount", {path}).get<vint>(), 15);
 }
 
@@ -32,8 +26,7 @@ TEST_F(Counts, ASingleFrameFileWithoutNumberOfFramesCountsZeroFrames) {
 }
 
 TEST_F(Counts, AFrameCountThatIsNoNumberIsZero) {
-    const auto path =
-        write("a.dcm", [](DcmDataset& dataset) { dataset.putAndInsertString(DCM_NumberOfFrames, "many"); });
+    const auto path = write("a.dcm", with({{DCM_NumberOfFrames, "many"}}));
     EXPECT_EQ(call("GetFrameCount", {path}).get<vint>(), 0);
 }
 
@@ -123,16 +116,16 @@ TEST_F(OpenFailures, EveryCutOfAFileGivesDataOrAnError) {
 }
 
 TEST_F(CloseAndClear, AChangedFileIsSeenOnlyAfterItsReaderIsClosed) {
-    const auto path = write("a.dcm", [](DcmDataset& dataset) { dataset.putAndInsertString(DCM_NumberOfFrames, "2"); });
+    const auto path = write("a.dcm", with({{DCM_NumberOfFrames, "2"}}));
     EXPECT_EQ(call("GetFrameCount", {path}).get<vint>(), 2);
-    write("a.dcm", [](DcmDataset& dataset) { dataset.putAndInsertString(DCM_NumberOfFrames, "3"); });
+    write("a.dcm", with({{DCM_NumberOfFrames, "3"}}));
     EXPECT_EQ(call("GetFrameCount", {path}).get<vint>(), 2);
     EXPECT_TRUE(call("CloseReader", {path}).is<velmora::Null>());
     EXPECT_EQ(call("GetFrameCount", {path}).get<vint>(), 3);
 }
 
 TEST_F(CloseAndClear, ClearCacheForgetsEveryReader) {
-    const auto path = write("a.dcm", [](DcmDataset& dataset) { dataset.putAndInsertString(DCM_NumberOfFrames, "2"); });
+    const auto path = write("a.dcm", with({{DCM_NumberOfFrames, "2"}}));
     call("GetFrameCount", {path});
     write("a.dcm");
     EXPECT_TRUE(call("ClearCache").is<velmora::Null>());

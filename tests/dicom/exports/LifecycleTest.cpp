@@ -1,14 +1,10 @@
-#include <gtest/gtest.h>
-
 #include <dlfcn.h>
 
 #include <algorithm>
 
 #include "dcmtk/dcmimgle/diregbas.h"
 #include "host/CallFrame.h"
-#include "tests/support/DicomFiles.h"
-#include "tests/support/HostTest.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/dicom/DicomTest.h"
 
 using namespace radvex::test;
 
@@ -35,7 +31,6 @@ TEST_F(RawCalls, WithoutAHostTableTheStringArgumentIsRefused) {
 }
 
 TEST_F(RawCalls, AfterANullTableTheNextCallWorks) {
-    TemporaryFolder folder;
     VArgument args[1] = {};
     function("GetFrameCount")(nullptr, 1, args, integerResult());
     EXPECT_EQ(codeOf("GetFrameCount", {writeDicom(folder.file("a.dcm"), {})}), 0);
@@ -121,7 +116,6 @@ TEST_F(ErrorTable, InitializingAgainChangesNoId) {
 }
 
 TEST_F(ErrorTable, AfterUninitializeUncompressedFilesStillOpen) {
-    TemporaryFolder folder;
     const auto path = writeDicom(folder.file("a.dcm"), {});
     reinterpret_cast<VelmoraUninitializeFunction>(host().symbol("VelmoraLibrary_uninitialize"))(nullptr);
     EXPECT_EQ(codeOf("GetFrameCount", {path}), 0);

@@ -1,7 +1,4 @@
-#include <gtest/gtest.h>
-
 #include "tests/dicom/readers/Refusals.h"
-#include "tests/support/DicomFiles.h"
 
 using namespace radvex::test;
 using velmora::ledger;
@@ -46,14 +43,10 @@ TEST_F(Refusals, OfAMetadataReadAreTheErrorsOfWhatCouldNotBeMade) {
     const auto path = writeDicom(folder.file("m.dcm"), [](DcmDataset& dataset) {
         const Uint16 words[] = {1, 2, 3, 4, 5, 6};
         const Uint8 bytes[] = {1, 2};
-        DcmItem* item = nullptr;
-        dataset.findOrCreateSequenceItem(DCM_ReferencedImageSequence, item, -2);
-        item->putAndInsertUint8Array(DcmTag(0x0029, 0x1010, EVR_OB), bytes, 2);
+        DcmItem& item = addItem(dataset, DCM_ReferencedImageSequence);
+        item.putAndInsertUint8Array(DcmTag(0x0029, 0x1010, EVR_OB), bytes, 2);
         dataset.putAndInsertUint16Array(DcmTag(0x0029, 0x1011, EVR_US), words, 3);
-        dataset.putAndInsertUint16(DCM_Rows, 2);
-        dataset.putAndInsertUint16(DCM_Columns, 3);
-        dataset.putAndInsertUint16(DCM_SamplesPerPixel, 1);
-        dataset.putAndInsertUint16(DCM_BitsAllocated, 16);
+        put(dataset, {{DCM_Rows, "2"}, {DCM_Columns, "3"}, {DCM_SamplesPerPixel, "1"}, {DCM_BitsAllocated, "16"}});
         dataset.putAndInsertUint16Array(DCM_PixelData, words, 6);
     });
     using velmora::Store;
@@ -121,8 +114,9 @@ TEST_F(Refusals, OfAWriteAreTheErrorsOfWhatCouldNotBeRead) {
     options.add("1", properties);
     const Image image(2, 2, 3, 1, VImage_U8, VColorSpace_Grey, true);
     const Image plane(0, 1, 1, 1, VImage_Bit, VColorSpace_Grey, true);
-    // Kinds are asked for when a list is taken, and again of each entry of the metadata. A name that does not come is
-    // empty: no keyword, no number of an overlay, and nothing else where none is needed.
+    // The library asks for the kind of each node when it takes a list, and again for each entry of the metadata. A name
+    // that the host refuses counts as empty: that is no keyword and no overlay number, and elsewhere it does not
+    // matter.
     sweep(
         [&] {
             return codeOf("WriteImage",

@@ -1,12 +1,6 @@
-#include <gtest/gtest.h>
-
-#include "bridge/ErrorManager.h"
-#include "dcmtk/dcmdata/dctk.h"
 #include "dicom/metadata/DcmUtility.h"
 #include "host/Value.h"
-#include "tests/support/DicomFiles.h"
-#include "tests/support/ResultListTest.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/dicom/DicomTest.h"
 
 using namespace radvex;
 using namespace radvex::test;
@@ -47,20 +41,20 @@ TEST_F(ElementConversion, OneNumberIsANodeOfItsOwn) {
 }
 
 TEST_F(ElementConversion, NumbersAreExtendedByTheirSign) {
-    convert(DcmTag(0x0029, 0x1010, EVR_US),
-            [](DcmItem& item) { item.putAndInsertUint16(DcmTag(0x0029, 0x1010, EVR_US), 0xFFFF); });
+    const DcmTag tag(0x0029, 0x1010, EVR_US);
+    convert(tag, [&](DcmItem& item) { item.putAndInsertUint16(tag, 0xFFFF); });
     EXPECT_EQ(only().cell().integer, 65535);
 }
 
 TEST_F(ElementConversion, SignedNumbersStayNegative) {
-    convert(DcmTag(0x0029, 0x1010, EVR_SS),
-            [](DcmItem& item) { item.putAndInsertSint16(DcmTag(0x0029, 0x1010, EVR_SS), -1); });
+    const DcmTag tag(0x0029, 0x1010, EVR_SS);
+    convert(tag, [&](DcmItem& item) { item.putAndInsertSint16(tag, -1); });
     EXPECT_EQ(only().cell().integer, -1);
 }
 
 TEST_F(ElementConversion, AnUnsignedLongKeepsItsBits) {
-    convert(DcmTag(0x0029, 0x1010, EVR_UL),
-            [](DcmItem& item) { item.putAndInsertUint32(DcmTag(0x0029, 0x1010, EVR_UL), 0xFFFFFFFFU); });
+    const DcmTag tag(0x0029, 0x1010, EVR_UL);
+    convert(tag, [&](DcmItem& item) { item.putAndInsertUint32(tag, 0xFFFFFFFFU); });
     EXPECT_EQ(only().cell().integer, -1);
 }
 
@@ -87,7 +81,7 @@ TEST_F(ElementConversion, FloatsAreWidened) {
 }
 
 TEST_F(ElementConversion, SeveralTextsStayOneText) {
-    convert(DCM_ImagerPixelSpacing, [](DcmItem& item) { item.putAndInsertString(DCM_ImagerPixelSpacing, "0.5\\0.5"); });
+    convert(DCM_ImagerPixelSpacing, with({{DCM_ImagerPixelSpacing, "0.5\\0.5"}}));
     EXPECT_EQ(only().name(), "ImagerPixelSpacing");
     EXPECT_EQ(only().type(), VType_UTF8String);
     EXPECT_STREQ(only().cell().utf8String, "0.5\\0.5");
@@ -101,10 +95,8 @@ TEST_F(ElementConversion, EmptyElementsLeaveNoNode) {
     EXPECT_EQ(list->getInternal()->length, 0);
 }
 
-// DCMTK pads a value of odd length to an even one as soon as it holds it, so this can be seen only on a value that is
-// still in its file when its length is asked for.
+// DCMTK pads a value of odd length as soon as it loads it. The odd length shows only while the value is in its file.
 TEST_F(ElementConversion, WordsAreHalfTheLengthWithItsLowestBitCleared) {
-    const TemporaryFolder folder;
     const auto path = writeDicom(folder.file("a.dcm"), {});
     std::string odd("\x29\x00\x10\x10OW\x00\x00\x07\x00\x00\x00", 12);
     odd += std::string("\x01\x00\x02\x00\x03\x00\x09", 7);
@@ -116,8 +108,7 @@ TEST_F(ElementConversion, WordsAreHalfTheLengthWithItsLowestBitCleared) {
     ASSERT_EQ(element->getLength(), 7U);
     saveDcmElementToDataList(*list, element, true, true, false);
     ASSERT_EQ(only().type(), VType_Tensor);
-    const auto* numbers = static_cast<const vint*>(only().cell().tensor->data.get());
-    EXPECT_EQ(std::vector<vint>(numbers, numbers + only().cell().tensor->length), (std::vector<vint>{1, 2, 3}));
+    EXPECT_THAT(elementsOf<vint>(*only().cell().tensor), ElementsAre(1, 2, 3));
 }
 
 TEST_F(ElementConversion, BytesAreAnIntegerTensorOrAnArrayOfBytes) {
@@ -130,8 +121,7 @@ TEST_F(ElementConversion, BytesAreAnIntegerTensorOrAnArrayOfBytes) {
     const StoreView both = convert(tag, put, false);
     auto node = both.begin();
     ASSERT_EQ((*node).type(), VType_Tensor);
-    const auto* numbers = static_cast<const vint*>((*node).cell().tensor->data.get());
-    EXPECT_EQ(std::vector<vint>(numbers, numbers + 4), (std::vector<vint>{0, 255, 7, 1}));
+    EXPECT_THAT(elementsOf<vint>(*(*node).cell().tensor), ElementsAre(0, 255, 7, 1));
     ++node;
     ASSERT_EQ((*node).type(), VType_NumericArray);
     EXPECT_EQ((*node).cell().numericArray->type, VNumericArray_U8);
@@ -148,7 +138,7 @@ TEST_F(ElementConversion, WordsAreAnArrayOfWordsWhenTensorsAreNotWanted) {
         },
         false);
     ASSERT_EQ(only().cell().numericArray->type, VNumericArray_U16);
-    EXPECT_EQ(static_cast<const Uint16*>(only().cell().numericArray->data.get())[1], 65535);
+    EXPECT_EQ(elementsOf<Uint16>(*only().cell().numericArray)[1], 65535);
 }
 
 TEST_F(ElementConversion, BytesKeepTheirNameInAListWithoutNames) {

@@ -1,49 +1,13 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "tests/support/DicomFiles.h"
-#include "tests/support/HostTest.h"
-#include "tests/support/Nodes.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/dicom/DicomTest.h"
 
 using namespace radvex::test;
 using namespace velmora;
-using testing::ElementsAre;
 
 namespace {
 
-/// Attributes of a file with pixels; what is left out is not written.
-struct Pixels {
-    int rows = 2;
-    int columns = 3;
-    int samples = 1;
-    int bitsAllocated = 16;
-    int planarConfiguration = -1;
-    std::string frames{};
-    std::vector<Uint16> words{};
-};
-
 class GraphicMetadata : public LibraryTest {
   protected:
-    std::string write(const Pixels& pixels) {
-        return writeDicom(folder.file("a.dcm"), [&](DcmDataset& dataset) {
-            const auto put = [&](const DcmTagKey& key, int value) {
-                if (value >= 0) {
-                    dataset.putAndInsertUint16(key, static_cast<Uint16>(value));
-                }
-            };
-            put(DCM_Rows, pixels.rows);
-            put(DCM_Columns, pixels.columns);
-            put(DCM_SamplesPerPixel, pixels.samples);
-            put(DCM_BitsAllocated, pixels.bitsAllocated);
-            put(DCM_PlanarConfiguration, pixels.planarConfiguration);
-            if (!pixels.frames.empty()) {
-                dataset.putAndInsertString(DCM_NumberOfFrames, pixels.frames.c_str());
-            }
-            dataset.putAndInsertUint16Array(DcmTag(DCM_PixelData, EVR_OW), pixels.words.data(), pixels.words.size());
-        });
-    }
-
+    std::string write(const ImageFile& file) { return writeImageFile(folder.file("a.dcm"), file); }
     std::string writeOverlay(int rows, int columns, const std::vector<Uint16>& words, const std::string& frames = "") {
         return writeDicom(folder.file("o.dcm"), [&](DcmDataset& dataset) {
             dataset.putAndInsertUint16(DcmTag(0x6000, 0x0010, EVR_US), static_cast<Uint16>(rows));
@@ -61,13 +25,6 @@ class GraphicMetadata : public LibraryTest {
         return std::get<Store>(call("ReadMetadata", {path, Store::ofTexts({keyword}), false}));
     }
 
-    template <typename T>
-    static std::vector<T> elementsOf(const NodeView& node) {
-        const VelmoraNumericArray& array = *node.cell().numericArray;
-        const auto* data = static_cast<const T*>(array.data.get());
-        return {data, data + array.length};
-    }
-
     /// Shape and elements of each frame.
     template <typename T>
     static std::vector<std::vector<T>> frames(const Store& result, const std::vector<vint>& shape, vint type) {
@@ -76,25 +33,23 @@ class GraphicMetadata : public LibraryTest {
             EXPECT_EQ(node.name(), "");
             EXPECT_EQ(node.cell().numericArray->dimensions, shape);
             EXPECT_EQ(node.cell().numericArray->type, type);
-            all.push_back(elementsOf<T>(node));
+            all.push_back(elementsOf<T>(*node.cell().numericArray));
         }
         return all;
     }
-
-    TemporaryFolder folder{};
 };
 
 } // namespace
 
 TEST_F(GraphicMetadata, OneFrameOfWordsIsOneArrayOfRowsAndColumns) {
-    const Store result = read(write({.words = {0, 1, 2, 10, 11, 65535}}));
+    const Store result = read(write({.rows = 2, .columns = 3, .words = {0, 1, 2, 10, 11, 65535}}));
     EXPECT_THAT(keysOf(result.view()), ElementsAre("PixelData"));
     EXPECT_THAT(frames<Uint16>(result, {2, 3}, VNumericArray_U16),
                 ElementsAre(std::vector<Uint16>{0, 1, 2, 10, 11, 65535}));
 }
 
-TEST_F(GraphicMetadata, ByNumberGivesTheSame) {
-    const auto path = write({.words = {0, 1, 2, 10, 11, 12}});
+TEST_F(GraphicMetadata, PixelDataByNumberAreThoseByKeyword) {
+    const auto path = write({.rows = 2, .columns = 3, .words = {0, 1, 2, 10, 11, 12}});
     const Value result = call("ReadMetadataIntTags", {path, Store::of({Store::ofTexts({"7FE0", "0010"})})});
     EXPECT_THAT(frames<Uint16>(result.get<Store>(), {2, 3}, VNumericArray_U16),
                 ElementsAre(std::vector<Uint16>{0, 1, 2, 10, 11, 12}));
@@ -138,19 +93,19 @@ TEST_F(GraphicMetadata, ColourWithoutPlanarConfigurationHasNoNode) {
 }
 
 TEST_F(GraphicMetadata, WhatTellsTheShapeMustBeThere) {
-    EXPECT_EQ(read(write({.rows = -1, .words = {1}})).size(), 0U);
-    EXPECT_EQ(read(write({.columns = -1, .words = {1}})).size(), 0U);
-    EXPECT_EQ(read(write({.samples = -1, .words = {1}})).size(), 0U);
-    EXPECT_EQ(read(write({.bitsAllocated = -1, .words = {1}})).size(), 0U);
+    EXPECT_EQ(read(write({.rows = -1, .columns = 3, .words = {1}})).size(), 0U);
+    EXPECT_EQ(read(write({.rows = 2, .columns = -1, .words = {1}})).size(), 0U);
+    EXPECT_EQ(read(write({.rows = 2, .columns = 3, .samples = -1, .words = {1}})).size(), 0U);
+    EXPECT_EQ(read(write({.rows = 2, .columns = 3, .bitsAllocated = -1, .words = {1}})).size(), 0U);
 }
 
 TEST_F(GraphicMetadata, TwelveBitsAllocatedAreReadAsWords) {
-    const Store result = read(write({.bitsAllocated = 12, .words = {0, 1, 2, 10, 11, 12}}));
+    const Store result = read(write({.rows = 2, .columns = 3, .bitsAllocated = 12, .words = {0, 1, 2, 10, 11, 12}}));
     EXPECT_EQ(frames<Uint16>(result, {2, 3}, VNumericArray_U16).size(), 1U);
 }
 
 TEST_F(GraphicMetadata, NoFramesAreAnEmptyStore) {
-    const Store result = read(write({.frames = "0", .words = {1}}));
+    const Store result = read(write({.rows = 2, .columns = 3, .frames = "0", .words = {1}}));
     EXPECT_THAT(keysOf(result.view()), ElementsAre("PixelData"));
     EXPECT_EQ(storeAt(result.view(), 0).size(), 0U);
 }
@@ -164,21 +119,22 @@ TEST_F(GraphicMetadata, WhatTheValueDoesNotHoldIsZero) {
 
 TEST_F(GraphicMetadata, AFrameCountThatIsNoNumberIsAGeneralFailure) {
     for (const char* count : {"many", "", " ", "99999999999999999999"}) {
-        const auto path = write({.frames = *count == '\0' ? "\\" : count, .words = {1}});
+        const auto path = write({.rows = 2, .columns = 3, .frames = *count == '\0' ? "\\" : count, .words = {1}});
         EXPECT_EQ(codeOf("ReadMetadata", {path, Store::ofTexts({"PixelData"}), false}), 6) << count;
         call("ClearCache");
     }
 }
 
 TEST_F(GraphicMetadata, ANegativeFrameCountPromisesTooMuch) {
-    EXPECT_EQ(read(write({.frames = "-1", .words = {1}})).size(), 0U);
+    EXPECT_EQ(read(write({.rows = 2, .columns = 3, .frames = "-1", .words = {1}})).size(), 0U);
 }
 
 TEST_F(GraphicMetadata, AShapeThatPromisesMuchMoreThanTheValueHoldsHasNoNode) {
     EXPECT_EQ(read(write({.rows = 20000, .columns = 20000, .words = {1}})).size(), 0U) << "800 MB";
-    EXPECT_EQ(read(write({.frames = "2147483647", .words = {1}})).size(), 0U);
-    EXPECT_EQ(read(write({.columns = 0, .frames = "2147483647", .words = {1}})).size(), 0U) << "frames without pixels";
-    // 591 bytes became ten million arrays.
+    EXPECT_EQ(read(write({.rows = 2, .columns = 3, .frames = "2147483647", .words = {1}})).size(), 0U);
+    EXPECT_EQ(read(write({.rows = 2, .columns = 0, .frames = "2147483647", .words = {1}})).size(), 0U)
+        << "frames without pixels";
+    // A file of 591 bytes once became ten million arrays.
     EXPECT_EQ(read(write({.rows = 1, .columns = 1, .frames = "300000", .words = {1}})).size(), 0U);
     EXPECT_EQ(read(write({.rows = 1, .columns = 1, .frames = "200000", .words = {1}})).size(), 1U);
     EXPECT_EQ(read(write({.rows = 8000, .columns = 8000, .words = {1}})).size(), 1U) << "128 MB are filled with 0";
@@ -191,8 +147,10 @@ TEST_F(GraphicMetadata, AFrameBeyondTheHostsIntegerIsADimensionsError) {
 }
 
 TEST_F(GraphicMetadata, NoRowsAreADimensionsErrorAndNoColumnsAnEmptyArray) {
-    EXPECT_EQ(codeOf("ReadMetadata", {write({.rows = 0, .words = {1}}), Store::ofTexts({"PixelData"}), false}), 3);
-    EXPECT_THAT(frames<Uint16>(read(write({.columns = 0, .words = {1}})), {2, 0}, VNumericArray_U16),
+    EXPECT_EQ(
+        codeOf("ReadMetadata", {write({.rows = 0, .columns = 3, .words = {1}}), Store::ofTexts({"PixelData"}), false}),
+        3);
+    EXPECT_THAT(frames<Uint16>(read(write({.rows = 2, .columns = 0, .words = {1}})), {2, 0}, VNumericArray_U16),
                 ElementsAre(std::vector<Uint16>{}));
 }
 
@@ -241,7 +199,8 @@ TEST_F(GraphicMetadata, AnOverlayOfAnotherGroupIsAPlainElementByNumber) {
 }
 
 TEST_F(GraphicMetadata, RefusedArraysAndStoresAreErrorsAndLeaveNothing) {
-    const auto path = write({.frames = "2", .words = {0, 1, 2, 10, 11, 12, 100, 101, 102, 110, 111, 112}});
+    const auto path =
+        write({.rows = 2, .columns = 3, .frames = "2", .words = {0, 1, 2, 10, 11, 12, 100, 101, 102, 110, 111, 112}});
     for (long n = 1; n <= 2; ++n) {
         ledger().refuse(Operation::VNumericArray_new, n);
         EXPECT_EQ(codeOf("ReadMetadata", {path, Store::ofTexts({"PixelData"}), false}), -9);

@@ -1,14 +1,7 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "tests/support/DicomFiles.h"
-#include "tests/support/HostTest.h"
-#include "tests/support/Nodes.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/dicom/DicomTest.h"
 
 using namespace radvex::test;
 using namespace velmora;
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
@@ -37,23 +30,16 @@ class Metadata : public LibraryTest {
     Store readAll(const std::string& path, const std::vector<std::string>& excluded = {}, bool validate = false) {
         return std::get<Store>(call("ReadAllMetadata", {path, names(excluded), validate}));
     }
-
-    TemporaryFolder folder{};
 };
 
 using Dictionary = Metadata;
 
-void putPatient(DcmDataset& dataset) {
-    dataset.putAndInsertString(DCM_PatientName, "Doe^Jane");
-    dataset.putAndInsertString(DCM_PatientID, "4711");
-}
+void putPatient(DcmDataset& dataset) { put(dataset, {{DCM_PatientName, "Doe^Jane"}, {DCM_PatientID, "4711"}}); }
 
 /// A sequence of one item that holds a value which is no valid UID, and one that is.
 void putSequenceWithInvalidUid(DcmDataset& dataset) {
-    DcmItem* item = nullptr;
-    dataset.findOrCreateSequenceItem(DCM_ReferencedImageSequence, item, -2);
-    item->putAndInsertString(DCM_ReferencedSOPClassUID, "not.a.uid");
-    item->putAndInsertString(DCM_ReferencedSOPInstanceUID, "1.2.3");
+    put(addItem(dataset, DCM_ReferencedImageSequence),
+        {{DCM_ReferencedSOPClassUID, "not.a.uid"}, {DCM_ReferencedSOPInstanceUID, "1.2.3"}});
 }
 
 StoreView firstItem(StoreView store) { return storeAt(storeAt(store, 0), 0); }
@@ -88,10 +74,7 @@ TEST_F(Metadata, ARetiredAttributeIsFoundByItsPlainKeyword) {
 }
 
 TEST_F(Metadata, AValueThatDoesNotFitIsLeftOutOnlyWhenValidated) {
-    const auto path = write([](DcmDataset& dataset) {
-        dataset.putAndInsertString(DCM_StudyInstanceUID, "not.a.uid");
-        dataset.putAndInsertString(DCM_PatientID, "4711");
-    });
+    const auto path = write(with({{DCM_StudyInstanceUID, "not.a.uid"}, {DCM_PatientID, "4711"}}));
     EXPECT_THAT(keysOf(read(path, {"StudyInstanceUID", "PatientID"}, false).view()),
                 ElementsAre("StudyInstanceUID", "PatientID"));
     EXPECT_THAT(keysOf(read(path, {"StudyInstanceUID", "PatientID"}, true).view()), ElementsAre("PatientID"));
@@ -136,10 +119,7 @@ TEST_F(Metadata, ItemsOfASequenceAskedByNumberAreAlwaysValidated) {
 TEST_F(Metadata, EverythingIsMetaInformationThenDatasetThenPixelsThenOverlay) {
     const auto path = write([](DcmDataset& dataset) {
         const Uint16 words[] = {1, 2, 3, 4, 5, 6};
-        dataset.putAndInsertUint16(DCM_Rows, 2);
-        dataset.putAndInsertUint16(DCM_Columns, 3);
-        dataset.putAndInsertUint16(DCM_SamplesPerPixel, 1);
-        dataset.putAndInsertUint16(DCM_BitsAllocated, 16);
+        put(dataset, {{DCM_Rows, "2"}, {DCM_Columns, "3"}, {DCM_SamplesPerPixel, "1"}, {DCM_BitsAllocated, "16"}});
         dataset.putAndInsertUint16(DcmTag(0x6000, 0x0010, EVR_US), 4);
         dataset.putAndInsertUint16(DcmTag(0x6000, 0x0011, EVR_US), 4);
         dataset.putAndInsertUint16Array(DcmTag(0x6000, 0x3000, EVR_OW), words, 1);
@@ -183,19 +163,13 @@ TEST_F(Metadata, ListsOfTheWrongKindAndNullListsAreRefusedBeforeTheFileIsOpened)
 }
 
 TEST_F(Metadata, TextIsUtf8WhateverTheFilesCharacterSet) {
-    const auto path = write([](DcmDataset& dataset) {
-        dataset.putAndInsertString(DCM_SpecificCharacterSet, "ISO_IR 100");
-        dataset.putAndInsertString(DCM_PatientName, "M\xFCller");
-    });
+    const auto path = write(with({{DCM_SpecificCharacterSet, "ISO_IR 100"}, {DCM_PatientName, "M\xFCller"}}));
     EXPECT_EQ(textOf(read(path, {"PatientName"}).view(), "PatientName"), "M\xC3\xBCller");
 }
 
 TEST_F(Metadata, TextThatCannotBeConvertedKeepsItsBytes) {
     const std::string bytes = "Yamada=\x1B$B;3ED\x1B(B";
-    const auto path = write([&](DcmDataset& dataset) {
-        dataset.putAndInsertString(DCM_SpecificCharacterSet, "\\ISO 2022 IR 87");
-        dataset.putAndInsertString(DCM_PatientName, bytes.c_str());
-    });
+    const auto path = write(with({{DCM_SpecificCharacterSet, "\\ISO 2022 IR 87"}, {DCM_PatientName, bytes}}));
     EXPECT_EQ(textOf(read(path, {"PatientName"}).view(), "PatientName"), bytes);
 }
 

@@ -1,9 +1,7 @@
 #include "dicom/metadata/RegexFilter.h"
 
-#include <gtest/gtest.h>
-
-#include "dcmtk/dcmdata/dctk.h"
 #include "dicom/metadata/PatternSize.h"
+#include "tests/dicom/DicomTest.h"
 #include "tests/support/SmallStack.h"
 
 using namespace radvex;
@@ -49,7 +47,7 @@ TEST(ValuePattern, APatternThatBacktracksForeverElsewhereAnswersAtOnce) {
     EXPECT_FALSE(matches("(a*)*(a*)*(a*)*b", std::string(2000, 'a')));
 }
 
-// A group counts three states, a character one, and a sign that repeats one: six states, and the reference.
+// A group has three states, a character one, and a repetition one: these are six, and the reference.
 TEST(ValuePattern, ABackReferenceWorksOnValuesUpToTheMostStatesByThePatterns) {
     EXPECT_TRUE(matches("(.*)\\1", "abab"));
     EXPECT_FALSE(matches("(.*)\\1", "abac"));
@@ -63,8 +61,7 @@ TEST(ValuePattern, ABackReferenceThatWouldTakeForeverIsGivenUp) {
     EXPECT_FALSE(matches("(a*)b(a*)\\1c", std::string(100, 'a')));
 }
 
-// The ways through these are taken without looking at a character, and there are 2 to the power of 30 of them, or
-// of 60.
+// There are 2 to the power of 30, or of 60, ways through these patterns that look at no character.
 TEST(ValuePattern, WaysThatLookAtNoCharacterAreCountedToo) {
     EXPECT_THROW((void)matches("()" + times("(|)", 30) + "\\1x", ""), std::regex_error);
     EXPECT_THROW((void)matches("(?!(z))" + times("(?:|)", 60) + "\\1x", ""), std::regex_error);
@@ -121,7 +118,7 @@ TEST(ValuePattern, NoPatternUsesUpASmallStack) {
         EXPECT_FALSE(matches("(a)(" + times("|a", 3) + ")*\\1", value));
         EXPECT_FALSE(matches("(a)(" + times("|a", 400) + ")*\\1", value));
         EXPECT_THROW(matches("(a)(" + times("|a", 500) + ")*\\1", value), std::regex_error);
-        // What is repeated a given number of times is made as often.
+        // A pattern with a count is compiled that many times.
         EXPECT_TRUE(matches("(){300}", ""));
         EXPECT_THROW(ValuePattern("(){1200}"), std::regex_error);
         EXPECT_THROW(ValuePattern(times("(", 60) + times("){2}", 60)), std::regex_error);

@@ -39,7 +39,7 @@ TEST_F(TagNaming, ARetiredTagLosesItsMarkerAndIsFoundAgain) {
     EXPECT_EQ(getTagKey(GeneralInfoMap, "DataSetType"), DcmTagKey(0x0008, 0x0040));
 }
 
-// The marker is looked for anywhere and cut at the front. The dictionary has one keyword that shows it.
+// The marker may stand anywhere, but the first eight characters are cut. A keyword made for this test shows it.
 TEST_F(TagNaming, TheFirstEightCharactersGoWhereverTheMarkerStands) {
     DcmTag odd(0x0029, 0x1010);
     odd.setPrivateCreator("RADVEX TEST");

@@ -1,14 +1,10 @@
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <cstdlib>
 #include <random>
 #include <tuple>
 
-#include "dcmtk/dcmdata/dcpixseq.h"
-#include "dcmtk/dcmdata/dcpxitem.h"
 #include "dicom/pixels/EncodedPixels.h"
-#include "tests/support/ErrorCodes.h"
+#include "tests/dicom/DicomTest.h"
 #include "tests/support/WriterTest.h"
 
 using namespace radvex::test;
@@ -41,7 +37,7 @@ Image smoothImage(vint type, vint slices, vint rows, vint columns, vint channels
     Image image(slices, rows, columns, channels, type, channels == 3 ? VColorSpace_RGB : VColorSpace_Grey, interleaved);
     const vint frames = slices == 0 ? 1 : slices;
     std::size_t index = 0;
-    const auto place = [&](vint frame, vint row, vint column, vint channel) {
+    const auto append = [&](vint frame, vint row, vint column, vint channel) {
         const int value = 20 * frame + 3 * row + 2 * column + 5 * channel;
         if (type == VImage_U16) {
             image.data<std::uint16_t>()[index++] = static_cast<std::uint16_t>(200 * value);
@@ -54,7 +50,7 @@ Image smoothImage(vint type, vint slices, vint rows, vint columns, vint channels
             for (vint row = 0; row < rows; ++row) {
                 for (vint column = 0; column < columns; ++column) {
                     for (vint inner = 0; inner < (interleaved ? channels : 1); ++inner) {
-                        place(frame, row, column, interleaved ? inner : outer);
+                        append(frame, row, column, interleaved ? inner : outer);
                     }
                 }
             }
@@ -301,13 +297,13 @@ TEST_F(Compressions, WhatDoesNotGetSmallerComesBackAllTheSame) {
 TEST_F(Compressions, OnlyStreamsThatDidNotGetSmallerAreDecodedOnce) {
     const auto canBeDecoded = [](std::size_t length) {
         DcmDataset dataset;
-        dataset.putAndInsertUint16(DCM_Rows, 10);
-        dataset.putAndInsertUint16(DCM_Columns, 10);
-        dataset.putAndInsertUint16(DCM_SamplesPerPixel, 1);
-        dataset.putAndInsertUint16(DCM_BitsAllocated, 8);
-        dataset.putAndInsertUint16(DCM_BitsStored, 8);
-        dataset.putAndInsertUint16(DCM_PixelRepresentation, 0);
-        dataset.putAndInsertString(DCM_PhotometricInterpretation, "MONOCHROME2");
+        put(dataset, {{DCM_Rows, "10"},
+                      {DCM_Columns, "10"},
+                      {DCM_SamplesPerPixel, "1"},
+                      {DCM_BitsAllocated, "8"},
+                      {DCM_BitsStored, "8"},
+                      {DCM_PixelRepresentation, "0"},
+                      {DCM_PhotometricInterpretation, "MONOCHROME2"}});
         std::vector<Uint8> noStream(length, 0x55);
         auto fragments = std::make_unique<DcmPixelSequence>(DCM_PixelSequenceTag);
         DcmOffsetList offsets;

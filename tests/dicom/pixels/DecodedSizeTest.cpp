@@ -1,16 +1,8 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <functional>
 
-#include "dcmtk/dcmdata/dcpixseq.h"
-#include "dcmtk/dcmdata/dcpxitem.h"
 #include "dcmtk/dcmjpeg/djencode.h"
 #include "dcmtk/dcmjpls/djencode.h"
-#include "tests/support/HostTest.h"
-#include "tests/support/ImageFiles.h"
-#include "tests/support/Nodes.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/dicom/DicomTest.h"
 
 using namespace radvex::test;
 using namespace velmora;
@@ -55,11 +47,9 @@ class DecodedSizes : public LibraryTest {
                   std::vector<std::string>{"Rows"});
         EXPECT_NE(codeOf("ReadIntermediatePixelData", {path, 1, 0}), 0);
     }
-
-    TemporaryFolder folder{};
 };
 
-/// One bit a pixel is little to promise; the decoders make two bytes of each.
+/// A file that claims one bit a pixel passes the checks of size; decoders make two bytes of each pixel.
 void claimBits(DcmDataset& dataset) {
     dataset.putAndInsertUint16(DCM_Rows, kHugeRows);
     dataset.putAndInsertUint16(DCM_Columns, kHugeColumns);

@@ -1,19 +1,10 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <fstream>
 #include <functional>
 
-#include "dcmtk/dcmdata/dcpixseq.h"
-#include "dcmtk/dcmdata/dcpxitem.h"
 #include "dcmtk/dcmjpeg/djencode.h"
 #include "dcmtk/dcmjpeg/djrploss.h"
 #include "dicom/pixels/DecodingSafety.h"
-#include "tests/support/CompressedPixelData.h"
-#include "tests/support/DicomFiles.h"
-#include "tests/support/HostTest.h"
-#include "tests/support/ImageFiles.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/dicom/DicomTest.h"
 
 using namespace radvex::test;
 using namespace velmora;
@@ -45,12 +36,12 @@ std::string shortFrame() {
 void putShape(DcmItem& item, bool isHuge) {
     item.putAndInsertUint16(DCM_Rows, isHuge ? 50000 : 3);
     item.putAndInsertUint16(DCM_Columns, isHuge ? 40000 : 4);
-    item.putAndInsertUint16(DCM_SamplesPerPixel, 1);
-    item.putAndInsertUint16(DCM_BitsAllocated, 8);
-    item.putAndInsertUint16(DCM_BitsStored, 8);
-    item.putAndInsertUint16(DCM_HighBit, 7);
-    item.putAndInsertUint16(DCM_PixelRepresentation, 0);
-    item.putAndInsertString(DCM_PhotometricInterpretation, "MONOCHROME2");
+    put(item, {{DCM_SamplesPerPixel, "1"},
+               {DCM_BitsAllocated, "8"},
+               {DCM_BitsStored, "8"},
+               {DCM_HighBit, "7"},
+               {DCM_PixelRepresentation, "0"},
+               {DCM_PhotometricInterpretation, "MONOCHROME2"}});
 }
 
 constexpr double kAllowedMiB = 600;
@@ -71,13 +62,13 @@ class DecodingSafety : public LibraryTest {
         DJEncoderRegistration::cleanup();
         return path;
     }
-    /// A copy with other bytes some way behind the first place of a marker.
+    /// A copy with other bytes some way behind the first marker of a kind.
     std::string patched(const std::string& path, const std::string& marker, std::size_t behind,
                         const std::string& bytes) {
         std::string copy = readFile(path);
-        const std::size_t place = copy.find(marker);
-        EXPECT_NE(place, std::string::npos);
-        copy.replace(place + behind, bytes.size(), bytes);
+        const std::size_t offset = copy.find(marker);
+        EXPECT_NE(offset, std::string::npos);
+        copy.replace(offset + behind, bytes.size(), bytes);
         return folder.write("b" + std::to_string(++mCopies) + ".dcm", copy);
     }
     /// A copy whose only fragment has become others.
@@ -102,7 +93,6 @@ class DecodingSafety : public LibraryTest {
     }
 
     int mCopies = 0;
-    TemporaryFolder folder{};
 };
 
 /// A Huffman table for one difference of 17 bits.
@@ -124,8 +114,7 @@ TEST_F(DecodingSafety, CompressedPixelsOfFewBytesThatPromiseGigabytesStayCompres
         EXS_RLELossless);
     const double before = peakMemory();
     EXPECT_EQ(call("GetFrameCount", {path}).get<vint>(), 0);
-    const Tensor scaling(std::vector<vint>{2}, std::vector<double>{0.0, 0.0});
-    EXPECT_NE(codeOf("ReadImage", {path, 0, 0, scaling, false, 1}), 0);
+    EXPECT_NE(codeOf("ReadImage", {path, 0, 0, scaling(), false, 1}), 0);
     EXPECT_NE(codeOf("ReadIntermediatePixelData", {path, 1, 0}), 0);
     EXPECT_LT(peakMemory() - before, kAllowedMiB);
 }
@@ -168,7 +157,7 @@ TEST_F(DecodingSafety, ALossyJpegTableForDifferencesOfMoreThanFifteenBitsIsNotUs
     EXPECT_NE(codeOf("ReadIntermediatePixelData", {more, 1, 0}), 0);
 }
 
-TEST_F(DecodingSafety, SuchATableIsFoundWhereverADecoderComesByIt) {
+TEST_F(DecodingSafety, ALossyJpegTableIsFoundWhereverADecoderReadsIt) {
     const auto path = writeLossyJpeg(EXS_JPEGProcess1);
     const auto code = [&](const std::function<std::vector<std::string>(const std::string&)>& change) {
         return codeOf("ReadIntermediatePixelData", {withFragments(path, change), 1, 0});
@@ -200,7 +189,7 @@ TEST_F(DecodingSafety, SuchATableIsFoundWhereverADecoderComesByIt) {
 }
 
 // Decoders take it, and then wait for the rest of the segment: reads outside the table, and an error all the same.
-TEST_F(DecodingSafety, SuchATableIsFoundInASegmentThatIsCutShort) {
+TEST_F(DecodingSafety, ALossyJpegTableIsFoundInASegmentThatIsCutShort) {
     const auto path = writeLossyJpeg(EXS_JPEGProcess1);
     const auto isSafe = [&](std::string table) {
         table.replace(2, 2, "\x7F\xFF"); // far longer than what is there

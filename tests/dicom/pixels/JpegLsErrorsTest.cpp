@@ -1,16 +1,10 @@
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <map>
 #include <random>
 #include <string>
 #include <vector>
 
-#include "dcmtk/dcmdata/dcdeftag.h"
-#include "tests/support/CompressedPixelData.h"
-#include "tests/support/DicomFiles.h"
-#include "tests/support/HostTest.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/dicom/DicomTest.h"
 
 using namespace radvex::test;
 using namespace velmora;
@@ -21,8 +15,8 @@ namespace {
 class BitWriter {
   public:
     void put(std::uint64_t bits, int count) {
-        for (int place = count - 1; place >= 0; --place) {
-            mByte = mByte << 1 | static_cast<unsigned>(bits >> place & 1U);
+        for (int bit = count - 1; bit >= 0; --bit) {
+            mByte = mByte << 1 | static_cast<unsigned>(bits >> bit & 1U);
             if (++mCount == mRoom) {
                 mBytes.push_back(static_cast<Uint8>(mByte));
                 mRoom = mByte == 0xFF ? 7 : 8;
@@ -156,14 +150,11 @@ class JpegLsErrors : public LibraryTest {
             dataset.putAndInsertUint16(DCM_BitsAllocated, allocated);
             dataset.putAndInsertUint16(DCM_BitsStored, bits);
             dataset.putAndInsertUint16(DCM_HighBit, static_cast<Uint16>(bits - 1));
-            dataset.putAndInsertUint16(DCM_PixelRepresentation, 0);
-            dataset.putAndInsertString(DCM_PhotometricInterpretation, "MONOCHROME2");
+            put(dataset, {{DCM_PixelRepresentation, "0"}, {DCM_PhotometricInterpretation, "MONOCHROME2"}});
             putFragments(dataset, EXS_JPEGLSLossless, {std::string(frame.begin(), frame.end())});
         };
         return writeDicom(folder.file("a.dcm"), fill, EXS_JPEGLSLossless);
     }
-
-    TemporaryFolder folder{};
 };
 
 } // namespace

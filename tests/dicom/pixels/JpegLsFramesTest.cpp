@@ -1,15 +1,8 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <random>
 
-#include "dcmtk/dcmdata/dcpixseq.h"
-#include "dcmtk/dcmdata/dcpxitem.h"
 #include "dcmtk/dcmjpls/djencode.h"
-#include "tests/support/HostTest.h"
-#include "tests/support/ImageFiles.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/dicom/DicomTest.h"
 
 using namespace radvex::test;
 using namespace velmora;
@@ -32,7 +25,7 @@ class JpegLsFrames : public LibraryTest {
 
     static constexpr Uint16 kSide = 16;
 
-    /// Noise of 3 bits: of more, frames come out larger, for which DCMTK reserves too little room.
+    /// Noise of 3 bits. With more bits the frames grow, and DCMTK reserves too little room for them.
     static std::vector<Uint8> pixels(int frames, unsigned seed) {
         std::vector<Uint8> samples(static_cast<std::size_t>(frames) * kSide * kSide);
         std::mt19937 random(seed);
@@ -86,8 +79,6 @@ class JpegLsFrames : public LibraryTest {
         bytes.erase(std::find_end(bytes.begin(), bytes.end(), marker, marker + 2), bytes.end());
         return bytes.size() % 2 == 0;
     }
-
-    TemporaryFolder folder{};
 };
 
 } // namespace

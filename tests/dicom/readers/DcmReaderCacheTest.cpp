@@ -1,30 +1,18 @@
 #include "dicom/readers/DcmReaderCache.h"
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
 
-#include "bridge/ErrorManager.h"
-#include "dicom/exports/LibraryErrors.h"
 #include "dicom/readers/DcmDirReader.h"
 #include "dicom/readers/DcmFileReader.h"
-#include "tests/support/DicomFiles.h"
-#include "tests/support/HostTest.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/dicom/DicomTest.h"
 
 using namespace radvex;
 using namespace radvex::test;
 
 namespace {
 
-class ReaderCache : public ServicesTest {
+class ReaderCache : public ClassTest {
   protected:
-    void SetUp() override {
-        ServicesTest::SetUp();
-        GTU::LibraryData::setLibraryData(services().table());
-        GTU::ErrorManager::registerPlugpackErrors(libraryErrors());
-    }
-
     std::string write(const std::string& name) { return writeDicom(folder.file(name), {}); }
 
     /// The values of the error's message that a function ends with.
@@ -38,8 +26,6 @@ class ReaderCache : public ServicesTest {
         }
         return {};
     }
-
-    TemporaryFolder folder{};
     DcmReaderCache cache{};
 };
 
@@ -98,10 +84,8 @@ TEST_F(ReaderCache, AReaderInUseOutlivesItsEntry) {
 }
 
 TEST_F(ReaderCache, InfoOfSeveralValuesIsJoinedByBackslashes) {
-    const auto path = writeDicom(folder.file("a.dcm"), [](DcmDataset& dataset) {
-        dataset.putAndInsertString(DCM_ImageType, "ORIGINAL\\PRIMARY\\AXIAL");
-        dataset.putAndInsertString(DCM_InstanceNumber, "-12");
-    });
+    const auto path = writeDicom(folder.file("a.dcm"),
+                                 with({{DCM_ImageType, "ORIGINAL\\PRIMARY\\AXIAL"}, {DCM_InstanceNumber, "-12"}}));
     const DcmFileReader reader(path);
     EXPECT_EQ(reader.readInfo(DCM_ImageType), "ORIGINAL\\PRIMARY\\AXIAL");
     EXPECT_EQ(reader.readInfo(DCM_PatientName), "");

@@ -17,7 +17,7 @@ using testing::AnyOf;
 
 namespace {
 
-/// While one of these is there: DCMTK does not free the record that it was reading when it throws.
+/// Leaks do not count while one of these lives: DCMTK throws without freeing the record that it was reading.
 #ifdef __SANITIZE_ADDRESS__
 using DcmtkMayLeak = __lsan::ScopedDisabler;
 #else
@@ -28,12 +28,12 @@ struct DcmtkMayLeak {
 
 class DirectoryBadInput : public DirectoryTest {
   protected:
-    /// Puts these bytes in the place of the DICOMDIR.
+    /// Writes these bytes over the DICOMDIR.
     void replace(const std::string& bytes) {
         call("ClearCache");
         path = folder.write("DICOMDIR", bytes);
     }
-    /// Every read that may fail in any way but has to come back. Those of the files mind a missing one.
+    /// Runs every read, each of which may fail but has to return. Those that read the files fail on a missing one.
     void expectEveryReadToEnd(const std::string& what) {
         const std::vector<int> codes{codeOf("ReadDICOMDIRStructure", structureArguments()),
                                      codeOf("ReadSeriesInfo", {path, Store::ofTexts({"UID"}), ".*", ".*", ".*"}),
@@ -53,34 +53,34 @@ class DirectoryBadInput : public DirectoryTest {
         }
         return readFile(path);
     }
-    static std::vector<std::size_t> placesOf(const std::string& bytes, const std::string& part) {
-        std::vector<std::size_t> places;
+    static std::vector<std::size_t> offsetsOf(const std::string& bytes, const std::string& part) {
+        std::vector<std::size_t> all;
         for (auto found = bytes.find(part); found != std::string::npos; found = bytes.find(part, found + 1)) {
-            places.push_back(found);
+            all.push_back(found);
         }
-        return places;
+        return all;
     }
     /// Where the values of the offsets are: to the first and last record, to the next one and to the lower level.
     static std::vector<std::size_t> offsets(const std::string& bytes) {
-        std::vector<std::size_t> places;
+        std::vector<std::size_t> all;
         for (const int element : {0x1200, 0x1202, 0x1400, 0x1420}) {
-            collect(places, bytes, element);
+            collect(all, bytes, element);
         }
-        return places;
+        return all;
     }
-    static void collect(std::vector<std::size_t>& places, const std::string& bytes, int element) {
+    static void collect(std::vector<std::size_t>& all, const std::string& bytes, int element) {
         const std::string header{
             '\x04', '\0', static_cast<char>(element & 0xFF), static_cast<char>(element >> 8), 'U', 'L', '\x04', '\0'};
-        for (const std::size_t place : placesOf(bytes, header)) {
-            places.push_back(place + header.size());
+        for (const std::size_t offset : offsetsOf(bytes, header)) {
+            all.push_back(offset + header.size());
         }
     }
     static std::vector<std::size_t> records(const std::string& bytes) {
-        return placesOf(bytes, std::string("\xFE\xFF\x00\xE0", 4));
+        return offsetsOf(bytes, std::string("\xFE\xFF\x00\xE0", 4));
     }
-    static std::string withOffset(std::string bytes, std::size_t place, std::size_t target) {
+    static std::string withOffset(std::string bytes, std::size_t offset, std::size_t target) {
         for (int byte = 0; byte < 4; ++byte) {
-            bytes[place + static_cast<std::size_t>(byte)] = static_cast<char>(target >> (8 * byte) & 0xFF);
+            bytes[offset + static_cast<std::size_t>(byte)] = static_cast<char>(target >> (8 * byte) & 0xFF);
         }
         return bytes;
     }
@@ -91,14 +91,14 @@ class DirectoryBadInput : public DirectoryTest {
 TEST_F(DirectoryBadInput, AnyOffsetMayLeadToAnyRecord) {
     const std::string good = smallMedium();
     const auto targets = records(good);
-    const auto places = offsets(good);
+    const auto fields = offsets(good);
     ASSERT_EQ(targets.size(), 10U) << "records";
-    ASSERT_EQ(places.size(), 22U) << "two of the directory, two of each record";
+    ASSERT_EQ(fields.size(), 22U) << "two of the directory, two of each record";
     std::set<std::string> structures;
-    for (const std::size_t place : places) {
+    for (const std::size_t offset : fields) {
         for (const std::size_t target : targets) {
-            replace(withOffset(good, place, target));
-            expectEveryReadToEnd(std::to_string(place) + " to " + std::to_string(target));
+            replace(withOffset(good, offset, target));
+            expectEveryReadToEnd(std::to_string(offset) + " to " + std::to_string(target));
             structures.insert(structureLine());
         }
     }
@@ -117,11 +117,11 @@ TEST_F(DirectoryBadInput, ARecordThatIsItsOwnNeighbourIsOneRecord) {
 
 TEST_F(DirectoryBadInput, OffsetsMayLeadAnywhere) {
     const std::string good = smallMedium();
-    for (const std::size_t place : offsets(good)) {
+    for (const std::size_t offset : offsets(good)) {
         for (const std::size_t target :
              {std::size_t{1}, records(good)[1] + 1, good.size(), good.size() + 1000, std::size_t{0xFFFFFFFF}}) {
-            replace(withOffset(good, place, target));
-            expectEveryReadToEnd(std::to_string(place) + " to " + std::to_string(target));
+            replace(withOffset(good, offset, target));
+            expectEveryReadToEnd(std::to_string(offset) + " to " + std::to_string(target));
         }
     }
 }
@@ -138,8 +138,7 @@ TEST_F(DirectoryBadInput, WhatNoOffsetLeadsToIsNotThere) {
 }
 
 TEST_F(DirectoryBadInput, CutAtAnyByteItGivesARecordOrAnError) {
-    writeFileIds({"A"});
-    writeImage("A", 1, grey8(1, 2, {1, 2}));
+    writeFiles({{"A", 1, grey8(1, 2, {1, 2})}});
     const std::string good = readFile(path);
     for (std::size_t size = 0; size < good.size(); ++size) {
         replace(good.substr(0, size));
@@ -151,15 +150,14 @@ TEST_F(DirectoryBadInput, CutAtAnyByteItGivesARecordOrAnError) {
 }
 
 TEST_F(DirectoryBadInput, AnyByteOfARecordMayBeAnother) {
-    writeFileIds({"A"});
-    writeImage("A", 1, grey8(1, 2, {1, 2}));
+    writeFiles({{"A", 1, grey8(1, 2, {1, 2})}});
     const std::string good = readFile(path);
-    for (std::size_t place = records(good).front(); place < good.size(); ++place) {
+    for (std::size_t offset = records(good).front(); offset < good.size(); ++offset) {
         for (const char other : {'\0', '\x7F', '\xFF'}) {
             std::string bytes = good;
-            bytes[place] = other;
+            bytes[offset] = other;
             replace(bytes);
-            expectEveryReadToEnd("byte " + std::to_string(place));
+            expectEveryReadToEnd("byte " + std::to_string(offset));
         }
     }
 }
@@ -172,7 +170,7 @@ TEST_F(DirectoryBadInput, TenThousandRecordsAreReadInTime) {
     writeFileIds(ids);
     const auto start = std::chrono::steady_clock::now();
     const Store tree = structure();
-    EXPECT_EQ(storeAt(storeAt(storeAt(tree.view(), 0), 0), 0).size(), ids.size());
+    EXPECT_EQ(storeAt(tree.view(), {0, 0, 0}).size(), ids.size());
     EXPECT_EQ(outline(pictures(0).view()), "P{1{1.1{}}}");
     EXPECT_EQ(codeOf("Read3DImage", volumeArguments(0)), -71);
     EXPECT_EQ(codeOf("ReadMetadataRecursive", {path, Store::empty(), ".*", false}), -62);
@@ -202,7 +200,7 @@ TEST_F(DirectoryBadInput, ARecordTypeLongerThanAnyIsAnErrorAndTheNextReadWorks) 
     EXPECT_EQ(structureLine(), "P{}");
 }
 
-TEST_F(DirectoryBadInput, ARecordTypeLongerThanAnyThatComesLaterIsToo) {
+TEST_F(DirectoryBadInput, ARecordTypeLongerThanAnyBehindAnOpenReaderIsAnError) {
     writeFileIds({"A"});
     EXPECT_EQ(structureLine(), "P{1{1.1{A}}}");
     writeMedium(folder, {{std::string(34, 'T'), {}, {}}}); // behind the open reader
@@ -218,16 +216,16 @@ TEST_F(DirectoryBadInput, NamesThatClimbOutAreLeftToTheHost) {
         folder,
         {patientRecord("P", "", {studyRecord("1", {seriesOf("1.1", {"..\\OUTSIDE"}), seriesOf("1.2", {"..\\.."})})})},
         "medium/DICOMDIR");
-    const std::string place = folder.path().string() + "/medium/";
+    const std::string medium = folder.path().string() + "/medium/";
     EXPECT_EQ(structureLine(), "P{1{1.1{../OUTSIDE},1.2{../..}}}");
-    EXPECT_EQ(outline(pictures(0).view()), "P{1{1.1{" + place + "../OUTSIDE:image},1.2{}}}");
+    EXPECT_EQ(outline(pictures(0).view()), "P{1{1.1{" + medium + "../OUTSIDE:image},1.2{}}}");
 
     host().services().allowReadingBelow({folder.file("medium")});
     EXPECT_EQ(structureLine(), "P{1{1.1{../OUTSIDE},1.2{../..}}}");
     EXPECT_EQ(outline(pictures(0).view()), "P{1{1.1{},1.2{}}}");
     EXPECT_EQ(codeOf("Read3DImage", volumeArguments(0)), -71);
     EXPECT_EQ(messageOf("ReadMetadataRecursive", {path, Store::ofTexts({"Rows"}), ".*", false}),
-              "File path " + place + "../OUTSIDE could not be validated under desired open mode.");
+              "File path " + medium + "../OUTSIDE could not be validated under desired open mode.");
 }
 
 TEST_F(DirectoryBadInput, ALinkOutOfTheMediumIsLeftToTheHostToo) {

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "bridge/ErrorManager.h"
-#include "dicom/exports/LibraryErrors.h"
 #include "dicom/readers/DcmDirReader.h"
 #include "dicom/readers/DirectoryTree.h"
 #include "tests/dicom/readers/DirectoryTest.h"
@@ -12,41 +10,29 @@
 using namespace radvex;
 using namespace radvex::test;
 using namespace velmora;
-using testing::ElementsAre;
 
 namespace {
 
-class DirectoryFiles : public ServicesTest {
+class DirectoryFiles : public ClassTest {
   protected:
-    void SetUp() override {
-        ServicesTest::SetUp();
-        GTU::LibraryData::setLibraryData(services().table());
-        GTU::ErrorManager::registerPlugpackErrors(libraryErrors());
-    }
-
-    static MediumRecord seriesOf(const std::string& uid, const std::vector<std::string>& fileIds) {
-        std::vector<MediumRecord> images;
-        for (const std::string& fileId : fileIds) {
-            images.push_back(imageRecord(fileId, 0));
-        }
-        return seriesRecord(uid, "CT", std::move(images));
-    }
     std::string writeSeries(std::vector<MediumRecord> series) {
         return writeMedium(folder, {patientRecord("P", "N", {studyRecord("1", std::move(series))})});
     }
-    void writeImage(const std::string& fileId, const char* number, ImageFile file = grey8(1, 2, {1, 2})) {
-        file.more = [number, more = file.more](DcmDataset& dataset) {
-            if (number != nullptr) {
-                dataset.putAndInsertString(DCM_InstanceNumber, number);
-            }
-            if (more) {
-                more(dataset);
+    std::string writeImage(const std::string& fileId, int number, const ImageFile& file = grey8(1, 2, {1, 2})) {
+        return writeSlice(folder, {.fileId = fileId, .number = number, .file = file});
+    }
+    /// A file that says its File ID in its accession number.
+    void writeNamed(const std::string& fileId, const std::string& number) {
+        ImageFile file = grey8(1, 2, {1, 2});
+        file.more = [&](DcmDataset& dataset) {
+            put(dataset, {{DCM_AccessionNumber, fileId}});
+            if (!number.empty()) {
+                put(dataset, {{DCM_InstanceNumber, number}});
             }
         };
-        writeImageFile(mediumPath(folder, fileId), file);
+        writeImage(fileId, 0, file);
     }
-
-    /// File IDs, written so, of the sorted readers of the first series of a medium.
+    /// Accession numbers of the sorted readers of the first series of a medium.
     std::vector<std::string> sortedIds(const std::string& path) {
         const DcmDirReader reader(path);
         DirectoryTree tree(path);
@@ -57,30 +43,16 @@ class DirectoryFiles : public ServicesTest {
         }
         return ids;
     }
-    static Fill named(const std::string& id) {
-        return [id](DcmDataset& dataset) { dataset.putAndInsertString(DCM_AccessionNumber, id.c_str()); };
-    }
-
-    /// The store that a read places.
+    /// The store that a read gives.
     template <typename Read>
-    Store placedBy(Read read) {
-        DataStore placed = nullptr;
+    Store resultOf(Read read) {
+        DataStore store = nullptr;
         VArgument result{};
-        result.dataStore = &placed;
+        result.dataStore = &store;
         GTU::VArgumentManager manager(0, nullptr, result);
         read(manager);
-        return Store(placed);
+        return Store(store);
     }
-    static std::string nameOfError(const std::function<void()>& action) {
-        try {
-            action();
-        } catch (const GTU::GantryError& error) {
-            return error.name();
-        }
-        return "";
-    }
-
-    TemporaryFolder folder{};
 };
 
 const RegexFilter& everything() {
@@ -149,25 +121,18 @@ TEST_F(DirectoryFiles, FileNamesAreThoseOfWhatPassesInDirectoryOrder) {
 
 TEST_F(DirectoryFiles, ReadersAreInTheOrderOfInstanceNumber) {
     const auto path = writeSeries({seriesOf("1.1", {"A", "B", "C"})});
-    const char* const numbers[] = {"3", "1", "2"};
-    const char* const ids[] = {"A", "B", "C"};
-    for (std::size_t index = 0; index < 3; ++index) {
-        ImageFile file = grey8(1, 2, {1, 2});
-        file.more = named(ids[index]);
-        writeImage(ids[index], numbers[index], file);
-    }
+    writeNamed("A", "3");
+    writeNamed("B", "1");
+    writeNamed("C", "2");
     EXPECT_THAT(sortedIds(path), ElementsAre("B", "C", "A"));
 }
 
 TEST_F(DirectoryFiles, ReadersWithoutANumberComeFirstUnlessOneIsNegative) {
     const auto path = writeSeries({seriesOf("1.1", {"A", "B", "C", "D"})});
-    const char* const numbers[] = {"1", nullptr, "-2", "10"};
-    const char* const ids[] = {"A", "B", "C", "D"};
-    for (std::size_t index = 0; index < 4; ++index) {
-        ImageFile file = grey8(1, 2, {1, 2});
-        file.more = named(ids[index]);
-        writeImage(ids[index], numbers[index], file);
-    }
+    writeNamed("A", "1");
+    writeNamed("B", "");
+    writeNamed("C", "-2");
+    writeNamed("D", "10");
     EXPECT_THAT(sortedIds(path), ElementsAre("C", "B", "A", "D")) << "compared as numbers: 10 is behind 1";
 }
 
@@ -180,9 +145,7 @@ TEST_F(DirectoryFiles, EqualNumbersComeAsTheStandardSortLeavesThem) {
     }
     const auto path = writeSeries({seriesOf("1.1", ids)});
     for (const auto& [number, id] : expected) {
-        ImageFile file = grey8(1, 2, {1, 2});
-        file.more = named(id);
-        writeImage(id, std::to_string(number).c_str(), file);
+        writeNamed(id, std::to_string(number));
     }
     std::sort(expected.begin(), expected.end(),
               [](const auto& left, const auto& right) { return left.first < right.first; });
@@ -196,9 +159,7 @@ TEST_F(DirectoryFiles, EqualNumbersComeAsTheStandardSortLeavesThem) {
 TEST_F(DirectoryFiles, AMissingFileIsNoReader) {
     const auto path = writeSeries({seriesOf("1.1", {"A", "B", "C", "D", "E"})});
     for (const char* id : {"A", "B", "D", "E"}) {
-        ImageFile file = grey8(1, 2, {1, 2});
-        file.more = named(id);
-        writeImage(id, "1", file);
+        writeNamed(id, "1");
     }
     EXPECT_EQ(sortedIds(path).size(), 4U);
     EXPECT_THAT(sortedIds(path), testing::UnorderedElementsAre("A", "B", "D", "E"));
@@ -206,28 +167,26 @@ TEST_F(DirectoryFiles, AMissingFileIsNoReader) {
 }
 
 TEST_F(DirectoryFiles, RawPixelDataIsOneArrayAFileInDirectoryOrder) {
-    const auto path =
-        writeMedium(folder, {patientRecord("P", "",
-                                           {studyRecord("1", {seriesOf("1.1", {"A", "MISSING", "TEXT", "B"}),
-                                                              seriesOf("1.2", {"A"}), seriesOf("1.3", {"MISSING"})}),
-                                            studyRecord("", {seriesOf("2.1", {"A"})}, [](DcmItem& item) {
-                                                item.findAndDeleteElement(DCM_StudyInstanceUID);
-                                                item.findAndDeleteElement(DCM_StudyID);
-                                            })})});
-    writeImage("A", "2", grey16(1, 3, {700, 701, 702}));
-    writeImage("B", "1", grey16(2, 1, {80, 81}));
+    const auto path = writeMedium(
+        folder,
+        {patientRecord("P", "",
+                       {studyRecord("1", {seriesOf("1.1", {"A", "MISSING", "TEXT", "B"}), seriesOf("1.2", {"A"}),
+                                          seriesOf("1.3", {"MISSING"})}),
+                        studyRecord("", {seriesOf("2.1", {"A"})}, without({DCM_StudyInstanceUID, DCM_StudyID}))})});
+    writeImage("A", 2, grey16(1, 3, {700, 701, 702}));
+    writeImage("B", 1, grey16(2, 1, {80, 81}));
     folder.write("TEXT", "no DICOM at all");
     const DcmDirReader reader(path);
     const auto read = [&](const RegexFilter& filter) {
-        return placedBy([&](auto& manager) { reader.readRawPixelData(manager, filter, ImageOpenOptions{}); });
+        return resultOf([&](auto& manager) { reader.readRawPixelData(manager, filter, ImageOpenOptions{}); });
     };
     const Store all = read(everything());
     EXPECT_EQ(outline(all.view()), "P{1{1.1{:array,:array},1.2{:array},1.3{}}}");
-    const StoreView arrays = storeAt(storeAt(storeAt(all.view(), 0), 0), 0);
+    const StoreView arrays = storeAt(all.view(), {0, 0, 0});
     const VelmoraNumericArray& first = *(*arrays.begin()).cell().numericArray;
     EXPECT_THAT(first.dimensions, ElementsAre(1, 3));
     EXPECT_EQ(first.type, VNumericArray_U16);
-    EXPECT_EQ(static_cast<const std::uint16_t*>(first.data.get())[2], 702);
+    EXPECT_EQ(elementsOf<std::uint16_t>(first)[2], 702);
     EXPECT_THAT((*++arrays.begin()).cell().numericArray->dimensions, ElementsAre(2, 1));
     EXPECT_EQ(outline(read(RegexFilter(".*", ".*", "1.2")).view()), "P{1{1.2{:array}}}") << "others are left out";
     EXPECT_EQ(outline(read(RegexFilter(".*", "X", ".*")).view()), "P{}");
@@ -235,13 +194,11 @@ TEST_F(DirectoryFiles, RawPixelDataIsOneArrayAFileInDirectoryOrder) {
 }
 
 TEST_F(DirectoryFiles, RawPixelDataOfASeriesWithoutAKeyIsDropped) {
-    const auto path = writeSeries({seriesRecord("", "CT", {imageRecord("A", 0)}, [](DcmItem& item) {
-        item.findAndDeleteElement(DCM_SeriesInstanceUID);
-        item.findAndDeleteElement(DCM_SeriesNumber);
-    })});
-    writeImage("A", "1");
+    const auto path = writeSeries(
+        {seriesRecord("", "CT", {imageRecord("A", 0)}, without({DCM_SeriesInstanceUID, DCM_SeriesNumber}))});
+    writeImage("A", 1);
     const DcmDirReader reader(path);
-    EXPECT_EQ(outline(placedBy([&](auto& manager) {
+    EXPECT_EQ(outline(resultOf([&](auto& manager) {
                           reader.readRawPixelData(manager, everything(), ImageOpenOptions{});
                       }).view()),
               "P{1{}}");
@@ -249,26 +206,17 @@ TEST_F(DirectoryFiles, RawPixelDataOfASeriesWithoutAKeyIsDropped) {
 
 TEST_F(DirectoryFiles, OverlaysAreTheFirstOfEachFileThatHasOne) {
     const auto overlay = [](Uint16 bits) {
-        return [bits](DcmDataset& dataset) {
-            dataset.putAndInsertUint16(DcmTag(0x6000, 0x0010, EVR_US), 1);
-            dataset.putAndInsertUint16(DcmTag(0x6000, 0x0011, EVR_US), 2);
-            dataset.putAndInsertString(DcmTag(0x6000, 0x0040, EVR_CS), "G");
-            const Sint16 origin[] = {1, 1};
-            dataset.putAndInsertSint16Array(DcmTag(0x6000, 0x0050, EVR_SS), origin, 2);
-            dataset.putAndInsertUint16(DcmTag(0x6000, 0x0100, EVR_US), 1);
-            dataset.putAndInsertUint16(DcmTag(0x6000, 0x0102, EVR_US), 0);
-            dataset.putAndInsertUint16Array(DcmTag(0x6000, 0x3000, EVR_OW), &bits, 1);
-        };
+        return [bits](DcmDataset& dataset) { putOverlay(dataset, 0x6000, {.columns = 2, .bits = bits}); };
     };
     const auto path = writeSeries({seriesOf("1.1", {"A", "NONE", "MISSING"}), seriesOf("1.2", {"B"})});
     ImageFile file = grey8(1, 2, {1, 2});
     file.more = overlay(0b01);
-    writeImage("A", "2", file);
+    writeImage("A", 2, file);
     file.more = overlay(0b10);
-    writeImage("B", "1", file);
-    writeImage("NONE", "1");
+    writeImage("B", 1, file);
+    writeImage("NONE", 1);
     const DcmDirReader reader(path);
-    const Store result = placedBy([&](auto& manager) { reader.readOverlays(manager, ImageOpenOptions{}); });
+    const Store result = resultOf([&](auto& manager) { reader.readOverlays(manager, ImageOpenOptions{}); });
     ASSERT_EQ(result.size(), 2U);
     EXPECT_THAT(elementsOf<std::int8_t>(imageAt(result.view(), {0})), ElementsAre(1, 0));
     EXPECT_THAT(elementsOf<std::int8_t>(imageAt(result.view(), {1})), ElementsAre(0, 1));
@@ -278,22 +226,22 @@ TEST_F(DirectoryFiles, AVolumeMayBeOfAnotherFrameThanTheFirst) {
     const auto path = writeSeries({seriesOf("1.1", {"A"})});
     ImageFile file = grey8(1, 2, {1, 2, 3, 4, 5, 6});
     file.frames = "3";
-    writeImage("A", "1", file);
+    writeImage("A", 1, file);
     const DcmDirReader reader(path);
     ImageReadOptions options;
     options.scaling = kNoWindow;
     options.outputFrame = 2;
-    const Store result = placedBy([&](auto& manager) { reader.readImage(manager, everything(), options); });
+    const Store result = resultOf([&](auto& manager) { reader.readImage(manager, everything(), options); });
     EXPECT_THAT(elementsOf<std::uint8_t>(imageAt(result.view(), {0, 0, 0})), ElementsAre(5, 6));
     options.outputFrame = 3;
-    EXPECT_EQ(nameOfError([&] { placedBy([&](auto& manager) { reader.readImage(manager, everything(), options); }); }),
+    EXPECT_EQ(errorOf([&] { resultOf([&](auto& manager) { reader.readImage(manager, everything(), options); }); }),
               "ImageReadError");
 }
 
 TEST_F(DirectoryFiles, ASingleOverlayOfADirectoryIsNever) {
     const DcmDirReader reader(writeSeries({}));
     for (const std::uint32_t flags : {0U, 1U}) {
-        EXPECT_EQ(nameOfError([&] {
+        EXPECT_EQ(errorOf([&] {
                       VArgument result{};
                       GTU::VArgumentManager manager(0, nullptr, result);
                       reader.readOverlay(manager, ImageOpenOptions{.flags = flags});

@@ -2,52 +2,29 @@
 
 #include "tests/dicom/readers/DirectoryTest.h"
 #include "tests/dicom/readers/SeriesFiles.h"
-#include "tests/support/DicomFiles.h"
 
 using namespace radvex::test;
 using namespace velmora;
-using testing::ElementsAre;
-using testing::ElementsAreArray;
 
 namespace {
 
 class DirectoryImages : public DirectoryTest {
   protected:
-    /// The pictures of the only series, by the path at the end of "name:image".
-    std::string files(double first = kWithoutWindow) {
-        std::string line = outline(pictures(first).view());
-        const std::string place = folder.path().string() + "/";
-        for (auto found = line.find(place); found != std::string::npos; found = line.find(place)) {
-            line.erase(found, place.size());
-        }
-        return line;
+    /// The pictures, by their paths below the folder.
+    std::string files(double first = kWithoutWindow, const Patterns& patterns = {}) {
+        return lineOf(pictures(first, 0, patterns).view());
     }
-    static Fill overlay() {
-        return [](DcmDataset& dataset) {
-            dataset.putAndInsertUint16(DcmTag(0x6000, 0x0010, EVR_US), 1);
-            dataset.putAndInsertUint16(DcmTag(0x6000, 0x0011, EVR_US), 3);
-            dataset.putAndInsertString(DcmTag(0x6000, 0x0040, EVR_CS), "G");
-            const Sint16 origin[] = {1, 1};
-            dataset.putAndInsertSint16Array(DcmTag(0x6000, 0x0050, EVR_SS), origin, 2);
-            dataset.putAndInsertUint16(DcmTag(0x6000, 0x0100, EVR_US), 1);
-            dataset.putAndInsertUint16(DcmTag(0x6000, 0x0102, EVR_US), 0);
-            const Uint16 words[] = {0b010};
-            dataset.putAndInsertUint16Array(DcmTag(0x6000, 0x3000, EVR_OW), words, 1);
-        };
-    }
+
     ImageFile some(int first) { return grey16(1, 3, {first, first + 1, first + 2}); }
 };
 
 } // namespace
 
 TEST_F(DirectoryImages, AreNamedByTheirPathsInTheOrderOfInstanceNumber) {
-    writeFileIds({"A", "D\\B", "C"});
-    writeImage("A", 3, some(30));
-    writeImage("D\\B", 1, some(10));
-    writeImage("C", 2, some(20));
+    writeFiles({{"A", 3, some(30)}, {"D\\B", 1, some(10)}, {"C", 2, some(20)}});
     const Store result = pictures(kWithoutWindow);
     EXPECT_EQ(files(), "P{1{1.1{D/B:image,C:image,A:image}}}");
-    EXPECT_THAT(keysOf(storeAt(storeAt(storeAt(result.view(), 0), 0), 0)),
+    EXPECT_THAT(keysOf(storeAt(result.view(), {0, 0, 0})),
                 ElementsAre(folder.file("D/B"), folder.file("C"), folder.file("A")));
     EXPECT_THAT(elementsOf<std::uint16_t>(imageAt(result.view(), {0, 0, 0, 0})), ElementsAre(10, 11, 12));
     EXPECT_THAT(elementsOf<std::uint16_t>(imageAt(result.view(), {0, 0, 0, 2})), ElementsAre(30, 31, 32));
@@ -61,10 +38,7 @@ TEST_F(DirectoryImages, TheOrderIsThatOfTheFilesAndNotOfTheRecords) {
 }
 
 TEST_F(DirectoryImages, FilesWithoutANumberStandWhereZeroDoes) {
-    writeFileIds({"A", "B", "C"});
-    writeImage("A", 1, some(0));
-    writeImage("B", 0, some(0));
-    writeImage("C", -1, some(0));
+    writeFiles({{"A", 1, some(0)}, {"B", 0, some(0)}, {"C", -1, some(0)}});
     EXPECT_EQ(files(), "P{1{1.1{C:image,B:image,A:image}}}");
 }
 
@@ -90,46 +64,30 @@ TEST_F(DirectoryImages, ASeriesThatIsLeftOutStandsThereEmpty) {
                                    studyRecord("2", {seriesOf("2.1", {"A"})})}),
                     patientRecord("Q", "", {studyRecord("3", {seriesOf("1.1", {"A"})})})});
     writeImage("A", 1, some(0));
-    const auto line = [&](const Patterns& patterns) {
-        std::string text = outline(pictures(kWithoutWindow, 0, patterns).view());
-        const std::string name = folder.file("A") + ":image";
-        for (auto found = text.find(name); found != std::string::npos; found = text.find(name)) {
-            text.replace(found, name.size(), "A");
-        }
-        return text;
-    };
-    EXPECT_EQ(line({}), "P{1{1.1{A},1.2{A}},2{2.1{A}}},Q{3{1.1{A}}}");
-    EXPECT_EQ(line({.series = "1.1"}), "P{1{1.1{A},1.2{}},2{2.1{}}},Q{3{1.1{A}}}");
-    EXPECT_EQ(line({.study = "1", .series = "1.1"}), "P{1{1.1{A},1.2{}}},Q{}");
-    EXPECT_EQ(line({.patient = "Q", .series = "X"}), "Q{3{1.1{}}}");
-    EXPECT_EQ(line({.patient = "X"}), "");
+    EXPECT_EQ(files(), "P{1{1.1{A:image},1.2{A:image}},2{2.1{A:image}}},Q{3{1.1{A:image}}}");
+    EXPECT_EQ(files(kWithoutWindow, {.series = "1.1"}), "P{1{1.1{A:image},1.2{}},2{2.1{}}},Q{3{1.1{A:image}}}");
+    EXPECT_EQ(files(kWithoutWindow, {.study = "1", .series = "1.1"}), "P{1{1.1{A:image},1.2{}}},Q{}");
+    EXPECT_EQ(files(kWithoutWindow, {.patient = "Q", .series = "X"}), "Q{3{1.1{}}}");
+    EXPECT_EQ(files(kWithoutWindow, {.patient = "X"}), "");
 }
 
 TEST_F(DirectoryImages, StudiesAndSeriesWithoutAKeyAreLeftOutAndPatientsAreNot) {
-    const auto without = [](const DcmTagKey& first, const DcmTagKey& second) {
-        return [first, second](DcmItem& item) {
-            item.findAndDeleteElement(first);
-            item.findAndDeleteElement(second);
-        };
-    };
-    const auto noSeries = without(DCM_SeriesInstanceUID, DCM_SeriesNumber);
+    const auto noSeries = without({DCM_SeriesInstanceUID, DCM_SeriesNumber});
     writeDirectory({patientRecord(
         "", "",
-        {studyRecord("", {seriesOf("1.1", {"NO IMAGE"})}, without(DCM_StudyInstanceUID, DCM_StudyID)),
+        {studyRecord("", {seriesOf("1.1", {"NO IMAGE"})}, without({DCM_StudyInstanceUID, DCM_StudyID})),
          studyRecord("2", {seriesRecord("", "CT", {imageRecord("A", 0)}, noSeries), seriesOf("2.1", {"A"})})},
-        without(DCM_PatientID, DCM_PatientName))});
+        without({DCM_PatientID, DCM_PatientName}))});
     writeImage("A", 1, some(0));
     writeDicom(mediumPath(folder, "NO IMAGE"), {});
     EXPECT_EQ(files(), "{2{2.1{A:image}}}");
     EXPECT_EQ(files(kCommon), "{2{2.1{A:image}}}") << "what lies below a study without a key is not read";
-    EXPECT_EQ(outline(pictures(kWithoutWindow, 0, {.series = "X"}).view()), "{2{2.1{}}}");
+    EXPECT_EQ(files(kWithoutWindow, {.series = "X"}), "{2{2.1{}}}");
 }
 
 TEST_F(DirectoryImages, ASeriesWithoutAKeyIsReadAllTheSame) {
-    writeSeries({seriesRecord("", "CT", {imageRecord("NO IMAGE", 0)}, [](DcmItem& item) {
-        item.findAndDeleteElement(DCM_SeriesInstanceUID);
-        item.findAndDeleteElement(DCM_SeriesNumber);
-    })});
+    writeSeries(
+        {seriesRecord("", "CT", {imageRecord("NO IMAGE", 0)}, without({DCM_SeriesInstanceUID, DCM_SeriesNumber}))});
     writeDicom(mediumPath(folder, "NO IMAGE"), {});
     EXPECT_EQ(files(), "P{1{}}");
     EXPECT_EQ(codeOf("Read2DImagesDir", pictureArguments(kCommon)), -68);
@@ -137,9 +95,7 @@ TEST_F(DirectoryImages, ASeriesWithoutAKeyIsReadAllTheSame) {
 }
 
 TEST_F(DirectoryImages, OfOtherSizesStandEachForItself) {
-    writeFileIds({"A", "B"});
-    writeImage("A", 1, grey16(2, 3, placesOfFile(1, 2, 3)));
-    writeImage("B", 2, grey16(3, 2, placesOfFile(2, 3, 2)));
+    writeFiles({{"A", 1, grey16(2, 3, spelledPixels(1, 2, 3))}, {"B", 2, grey16(3, 2, spelledPixels(2, 3, 2))}});
     const Store result = pictures(kWithoutWindow);
     EXPECT_EQ(imageAt(result.view(), {0, 0, 0, 0}).rows, 2);
     EXPECT_EQ(imageAt(result.view(), {0, 0, 0, 0}).columns, 3);
@@ -187,9 +143,7 @@ TEST_F(DirectoryImages, TheCommonWindowIsOneOfRescaledValues) {
         file->slope = "2";
         file->intercept = "-100";
     }
-    writeFileIds({"A", "B"});
-    writeImage("A", 1, first);
-    writeImage("B", 2, second);
+    writeFiles({{"A", 1, first}, {"B", 2, second}});
     const Store result = pictures(kCommon);
     EXPECT_THAT(elementsOf<std::uint16_t>(imageAt(result.view(), {0, 0, 0, 0})),
                 ElementsAreArray(windowed({-80, -60}, -50, 60, 65535)));
@@ -198,9 +152,7 @@ TEST_F(DirectoryImages, TheCommonWindowIsOneOfRescaledValues) {
 }
 
 TEST_F(DirectoryImages, ACommonWindowOfConstantImagesIsNone) {
-    writeFileIds({"A", "B"});
-    writeImage("A", 1, grey8(1, 3, {70, 70, 70}));
-    writeImage("B", 2, grey8(1, 3, {70, 70, 70}));
+    writeFiles({{"A", 1, grey8(1, 3, {70, 70, 70})}, {"B", 2, grey8(1, 3, {70, 70, 70})}});
     const Store result = pictures(kCommon);
     EXPECT_THAT(elementsOf<std::uint8_t>(imageAt(result.view(), {0, 0, 0, 0})), ElementsAre(70, 70, 70));
     EXPECT_THAT(elementsOf<std::uint8_t>(imageAt(result.view(), {0, 0, 0, 1})), ElementsAre(70, 70, 70));
@@ -223,23 +175,21 @@ TEST_F(DirectoryImages, ACommonWindowNeedsEveryFileToBeAnImage) {
     EXPECT_EQ(files(), "P{1{1.1{A:image}}}");
     EXPECT_EQ(codeOf("Read2DImagesDir", pictureArguments(kCommon)), -68);
     EXPECT_THAT(messageOf("Read2DImagesDir", pictureArguments(kCommon)),
-                testing::HasSubstr("file " + folder.file("REPORT") + "."));
+                HasSubstr("file " + folder.file("REPORT") + "."));
 }
 
 TEST_F(DirectoryImages, WhatDcmtkCannotRenderIsCopiedAsItLies) {
     ImageFile file = some(70);
     file.bitsStored = 40; // more than is allocated
-    writeFileIds({"A"});
-    writeImage("A", 1, file);
+    writeFiles({{"A", 1, file}});
     const Store result = pictures(0.0);
     EXPECT_THAT(elementsOf<std::uint16_t>(imageAt(result.view(), {0, 0, 0, 0})), ElementsAre(70, 71, 72));
 }
 
 TEST_F(DirectoryImages, OverlaysAreBurntInOnRequest) {
     ImageFile file = grey8(1, 3, {10, 20, 30});
-    file.more = overlay();
-    writeFileIds({"A"});
-    writeImage("A", 1, file);
+    file.more = [](DcmDataset& dataset) { putOverlay(dataset, 0x6000, {.columns = 3, .bits = 0b010}); };
+    writeFiles({{"A", 1, file}});
     EXPECT_THAT(elementsOf<std::uint8_t>(imageAt(pictures(kWithoutWindow).view(), {0, 0, 0, 0})),
                 ElementsAre(10, 20, 30));
     auto arguments = pictureArguments(kWithoutWindow);
@@ -267,8 +217,7 @@ TEST_F(DirectoryImages, EqualThoseOfTheSingleFilesWithEveryScalingOfTheirOwn) {
             const Value single = call("ReadImage", {folder.file(ids[index]), 0, 0, scaling(first, 40.0), false, 1});
             const VelmoraImage& image = imageAt(result.view(), {0, 0, 0, index});
             ASSERT_EQ(image.type, single.get<Image>().info().type);
-            EXPECT_EQ(elementsOf<std::uint8_t>(image).size(),
-                      elementsOf<std::uint8_t>(single.get<Image>().info()).size());
+            EXPECT_EQ(image.length, single.get<Image>().info().length);
             const auto bytes = single.get<Image>().bytes();
             EXPECT_EQ(std::memcmp(image.data.get(), bytes.data(), bytes.size()), 0) << ids[index] << ' ' << first;
         }
@@ -276,9 +225,7 @@ TEST_F(DirectoryImages, EqualThoseOfTheSingleFilesWithEveryScalingOfTheirOwn) {
 }
 
 TEST_F(DirectoryImages, FlagsThatWouldHarmAReaderAreHarmless) {
-    writeFileIds({"A", "B"});
-    writeImage("A", 1, some(10));
-    writeImage("B", 2, some(20));
+    writeFiles({{"A", 1, some(10)}, {"B", 2, some(20)}});
     const auto before = elementsOf<std::uint16_t>(imageAt(volumes(kCommon).view(), {0, 0, 0}));
     for (const vint flags : {0x20, 0x4, 0x24, 0x400, 0x424}) {
         auto arguments = pictureArguments(kCommon);
@@ -313,8 +260,7 @@ TEST_F(DirectoryImages, ArgumentsAreReadAndRefusedInTheirOrder) {
 }
 
 TEST_F(DirectoryImages, FilesAreReadAnewAndNotCached) {
-    writeFileIds({"A"});
-    writeImage("A", 1, some(1));
+    writeFiles({{"A", 1, some(1)}});
     EXPECT_THAT(elementsOf<std::uint16_t>(imageAt(pictures(kWithoutWindow).view(), {0, 0, 0, 0})),
                 ElementsAre(1, 2, 3));
     writeImage("A", 1, some(7));

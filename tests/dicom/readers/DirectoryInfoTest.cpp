@@ -27,25 +27,17 @@ class DirectoryInfo : public DirectoryTest {
     }
 
     void writeTwoPatients() {
-        writeDirectory(
-            {patientRecord("P1", "Doe^Jane",
-                           {studyRecord("1.2", {seriesOf("1.2.3", {"A"}), seriesOf("1.2.4", {"B"})},
-                                        [](DcmItem& item) { item.putAndInsertString(DCM_StudyDate, "20200102"); })},
-                           [](DcmItem& item) { item.putAndInsertString(DCM_PatientSex, "F"); }),
-             patientRecord("P2", "Roe^Rick", {studyRecord("1.3", {seriesOf("1.3.1", {"C"})})})});
+        writeDirectory({patientRecord("P1", "Doe^Jane",
+                                      {studyRecord("1.2", {seriesOf("1.2.3", {"A"}), seriesOf("1.2.4", {"B"})},
+                                                   with({{DCM_StudyDate, "20200102"}}))},
+                                      with({{DCM_PatientSex, "F"}})),
+                        patientRecord("P2", "Roe^Rick", {studyRecord("1.3", {seriesOf("1.3.1", {"C"})})})});
     }
 };
 
-FillRecord without(const DcmTagKey& first, const DcmTagKey& second) {
-    return [first, second](DcmItem& item) {
-        item.findAndDeleteElement(first);
-        item.findAndDeleteElement(second);
-    };
-}
-
-const auto kNoPatient = without(DCM_PatientID, DCM_PatientName);
-const auto kNoStudy = without(DCM_StudyInstanceUID, DCM_StudyID);
-const auto kNoSeries = without(DCM_SeriesInstanceUID, DCM_SeriesNumber);
+const auto kNoPatient = without({DCM_PatientID, DCM_PatientName});
+const auto kNoStudy = without({DCM_StudyInstanceUID, DCM_StudyID});
+const auto kNoSeries = without({DCM_SeriesInstanceUID, DCM_SeriesNumber});
 const std::string kNoSuchField = "Attribute tag named Nonsense does not exist.";
 
 } // namespace
@@ -61,9 +53,7 @@ TEST_F(DirectoryInfo, ComesFromTheRecordsUnderTheirKeysAndTheAttributesNames) {
 }
 
 TEST_F(DirectoryInfo, NeverOpensAReferencedFile) {
-    writeFileIds({"A"});
-    writeImage("A", 1,
-               {.words = {1}, .more = [](DcmDataset& dataset) { dataset.putAndInsertString(DCM_PatientSex, "O"); }});
+    writeFiles({{"A", 1, {.words = {1}, .more = with({{DCM_PatientSex, "O"}})}}});
     ledger().refuseNothing();
     EXPECT_EQ(patients({"Sex", "ID"}), "P{PatientID=P}");
     EXPECT_EQ(studies({"ID"}), "P{1{StudyID=1}}");
@@ -73,9 +63,7 @@ TEST_F(DirectoryInfo, NeverOpensAReferencedFile) {
 
 TEST_F(DirectoryInfo, WhatLiesInsideASequenceOfARecordIsNotItsOwn) {
     writeDirectory({patientRecord("P", "N", {}, [](DcmItem& item) {
-        DcmItem* inner = nullptr;
-        item.findOrCreateSequenceItem(DCM_ReferencedPatientSequence, inner, -2);
-        inner->putAndInsertString(DCM_PatientSex, "F");
+        put(addItem(item, DCM_ReferencedPatientSequence), {{DCM_PatientSex, "F"}});
     })});
     EXPECT_EQ(patients({"Sex", "ID"}), "P{PatientID=P}");
 }
@@ -91,7 +79,6 @@ TEST_F(DirectoryInfo, PatternsLeaveOutAndUpperLevelsStayEmpty) {
 }
 
 TEST_F(DirectoryInfo, ASecondKeyStandsInForTheFirst) {
-    const auto lacking = [](const DcmTagKey& key) { return [key](DcmItem& item) { item.findAndDeleteElement(key); }; };
     writeDirectory({patientRecord("P", "Doe^Jane",
                                   {studyRecord("1",
                                                {seriesRecord("1.1", "CT", {},
@@ -99,8 +86,8 @@ TEST_F(DirectoryInfo, ASecondKeyStandsInForTheFirst) {
                                                                  item.findAndDeleteElement(DCM_SeriesInstanceUID);
                                                                  item.putAndInsertString(DCM_SeriesNumber, "4");
                                                              })},
-                                               lacking(DCM_StudyInstanceUID))},
-                                  lacking(DCM_PatientID))});
+                                               without({DCM_StudyInstanceUID}))},
+                                  without({DCM_PatientID}))});
     EXPECT_EQ(patients({"Name"}), "Doe^Jane{PatientName=Doe^Jane}");
     EXPECT_EQ(patients({"Name"}, {.patient = "Doe.*"}), "") << "filtered on the PatientID, which is empty";
     EXPECT_EQ(studies({}), "Doe^Jane{1{}}");
@@ -115,8 +102,8 @@ TEST_F(DirectoryInfo, PatientsAndStudiesWithoutAKeyAreUnnamedAndSeriesAreLeftOut
     EXPECT_EQ(studies({}), "{{}}");
     EXPECT_EQ(series({}), "{{1.1{}}}");
     const Value result = call("ReadStudyInfo", {path, Store::ofTexts({}), ".*", ".*"});
-    EXPECT_THAT(keysOf(result.get<Store>().view()), testing::ElementsAre(""));
-    EXPECT_THAT(keysOf(storeAt(result.get<Store>().view(), 0)), testing::ElementsAre(""));
+    EXPECT_THAT(keysOf(result.get<Store>().view()), ElementsAre(""));
+    EXPECT_THAT(keysOf(storeAt(result.get<Store>().view(), 0)), ElementsAre(""));
 }
 
 TEST_F(DirectoryInfo, EqualKeysAreSeveralNodes) {

@@ -1,9 +1,7 @@
 #include "tests/dicom/readers/DirectoryTest.h"
-#include "tests/support/DicomFiles.h"
 
 using namespace radvex::test;
 using namespace velmora;
-using testing::ElementsAre;
 
 namespace {
 
@@ -23,10 +21,8 @@ class DirectoryMetadata : public DirectoryTest {
             }
             dataset.putAndInsertString(DCM_PatientBirthDate, "not a date");
             dataset.putAndInsertUint16(DCM_Rows, static_cast<Uint16>(rows));
-            DcmItem* item = nullptr;
-            dataset.findOrCreateSequenceItem(DCM_ReferencedImageSequence, item, -2);
-            item->putAndInsertString(DCM_ReferencedSOPInstanceUID, "1.2");
-            item->putAndInsertString(DCM_PatientBirthDate, "not a date");
+            put(addItem(dataset, DCM_ReferencedImageSequence),
+                {{DCM_ReferencedSOPInstanceUID, "1.2"}, {DCM_PatientBirthDate, "not a date"}});
         });
     }
 
@@ -44,12 +40,7 @@ class DirectoryMetadata : public DirectoryTest {
     }
     /// The result in one line, without the folder in front of the names.
     std::string line(const std::string& function, std::vector<Value> arguments) {
-        std::string text = outline(call(function, std::move(arguments)).get<Store>().view());
-        const std::string place = folder.path().string() + "/";
-        for (auto found = text.find(place); found != std::string::npos; found = text.find(place)) {
-            text.erase(found, place.size());
-        }
-        return text;
+        return lineOf(call(function, std::move(arguments)).get<Store>().view());
     }
 };
 
@@ -133,7 +124,7 @@ TEST_F(DirectoryMetadata, AFileThatIsNoDicomEndsTheRead) {
 TEST_F(DirectoryMetadata, ARecordWithoutAFileNameIsTheFolderAndNoFile) {
     writeFileIds({""});
     EXPECT_EQ(codeOf("ReadMetadataRecursive", named({"Rows"})), -62);
-    EXPECT_THAT(messageOf("ReadMetadataRecursive", named({"Rows"})), testing::HasSubstr(folder.path().string() + "/:"));
+    EXPECT_THAT(messageOf("ReadMetadataRecursive", named({"Rows"})), HasSubstr(folder.path().string() + "/:"));
 }
 
 TEST_F(DirectoryMetadata, FilesAreNeitherTakenFromTheCacheNorPutThere) {

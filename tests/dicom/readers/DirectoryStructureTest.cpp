@@ -1,7 +1,6 @@
 #include <filesystem>
 
 #include "tests/dicom/readers/DirectoryTest.h"
-#include "tests/support/DicomFiles.h"
 
 using namespace radvex::test;
 using namespace velmora;
@@ -17,19 +16,7 @@ class DirectoryStructure : public DirectoryTest {
                                       {studyRecord("1x2", {seriesOf("1.2.3", {"C"})}),
                                        studyRecord("1.2.3", {seriesOf("9", {})})})});
     }
-
-    static FillRecord without(std::vector<DcmTagKey> keys) {
-        return [keys](DcmItem& item) {
-            for (const DcmTagKey& key : keys) {
-                item.findAndDeleteElement(key);
-            }
-        };
-    }
 };
-
-FillRecord with(const DcmTagKey& key, const std::string& text) {
-    return [key, text](DcmItem& item) { item.putAndInsertString(key, text.c_str()); };
-}
 
 } // namespace
 
@@ -44,7 +31,7 @@ TEST_F(DirectoryStructure, FilesAreUnnamedTextsThatAreNeitherSortedNorMadeUnique
     writeSeries({seriesRecord("1.1", "CT", {imageRecord("C", 3), imageRecord("A", 1), imageRecord("C", 3)})});
     EXPECT_EQ(structureLine(), "P{1{1.1{C,A,C}}}");
     const Store tree = structure();
-    for (const NodeView file : storeAt(storeAt(storeAt(tree.view(), 0), 0), 0)) {
+    for (const NodeView file : storeAt(tree.view(), {0, 0, 0})) {
         EXPECT_EQ(file.name(), "");
         EXPECT_EQ(file.type(), VType_UTF8String);
     }
@@ -72,7 +59,7 @@ TEST_F(DirectoryStructure, TheFileMayBeAnythingThatEndsInTheName) {
         path = writeMedium(folder, {patientRecord("P", "", {})}, name);
         EXPECT_EQ(structureLine(), "P{}") << name;
     }
-    // Eight characters go, whatever stands before them.
+    // The last eight characters are cut, whatever stands before them.
     path = writeMedium(folder, {patientRecord("P", "", {studyRecord("1", {seriesOf("1.1", {"A"})})})}, "scan.DICOMDIR");
     call("ClearCache");
     EXPECT_EQ(outline(structure({}, true).view()), "P{1{1.1{" + folder.file("scan.A") + "}}}");
@@ -83,13 +70,13 @@ TEST_F(DirectoryStructure, NamesKeepTheirCaseAndSpacesInside) {
     EXPECT_EQ(structureLine(), "P{1{1.1{a b/C.dcm,UP/low}}}");
 }
 
-TEST_F(DirectoryStructure, ARecordWithoutAFileNameGivesTheDirectorysOwnPlace) {
+TEST_F(DirectoryStructure, ARecordWithoutAFileNameGivesTheFolderOfTheDirectory) {
     writeSeries(
         {seriesRecord("1.1", "CT", {imageRecord("A", 0, without({DCM_ReferencedFileID})), imageRecord("", 0)})});
     EXPECT_EQ(outline(structure({}, true).view()),
               "P{1{1.1{" + folder.path().string() + "/," + folder.path().string() + "/}}}");
     const Store tree = structure();
-    const StoreView files = storeAt(storeAt(storeAt(tree.view(), 0), 0), 0);
+    const StoreView files = storeAt(tree.view(), {0, 0, 0});
     ASSERT_EQ(files.size(), 2U);
     EXPECT_STREQ((*files.begin()).cell().utf8String, "");
 }
@@ -103,7 +90,7 @@ TEST_F(DirectoryStructure, NothingBelowTheDirectoryIsOpened) {
 
 TEST_F(DirectoryStructure, LevelsHaveASecondKeyForWhenTheFirstIsAbsentOrEmpty) {
     for (const bool absent : {true, false}) {
-        const auto lacking = [&](const DcmTagKey& key) { return absent ? without({key}) : with(key, ""); };
+        const auto lacking = [&](const DcmTagKey& key) { return absent ? without({key}) : with({{key, ""}}); };
         const auto number4 = [&](DcmItem& item) {
             lacking(DCM_SeriesInstanceUID)(item);
             item.putAndInsertString(DCM_SeriesNumber, "4");
@@ -153,37 +140,36 @@ TEST_F(DirectoryStructure, AnAbsentFirstKeyIsFilteredAsTheEmptyText) {
 }
 
 TEST_F(DirectoryStructure, LevelsAreTheDepthOfARecordAndNotItsType) {
-    const auto keys = [](const DcmTagKey& key, const std::string& text) { return with(key, text); };
-    writeDirectory(
-        {{"IMAGE",
-          keys(DCM_PatientID, "P"),
-          {{"PATIENT",
-            keys(DCM_StudyInstanceUID, "1"),
-            {{"",
-              keys(DCM_SeriesInstanceUID, "1.1"),
-              {{"SERIES", keys(DCM_ReferencedFileID, "A"), {{"IMAGE", keys(DCM_ReferencedFileID, "BELOW"), {}}}},
-               {"NOTHING KNOWN", keys(DCM_ReferencedFileID, "B"), {}}}}}}}}});
+    writeDirectory({{"IMAGE",
+                     with({{DCM_PatientID, "P"}}),
+                     {{"PATIENT",
+                       with({{DCM_StudyInstanceUID, "1"}}),
+                       {{"",
+                         with({{DCM_SeriesInstanceUID, "1.1"}}),
+                         {{"SERIES",
+                           with({{DCM_ReferencedFileID, "A"}}),
+                           {{"IMAGE", with({{DCM_ReferencedFileID, "BELOW"}}), {}}}},
+                          {"NOTHING KNOWN", with({{DCM_ReferencedFileID, "B"}}), {}}}}}}}}});
     EXPECT_EQ(structureLine(), "P{1{1.1{A,B}}}");
 }
 
 TEST_F(DirectoryStructure, EachRecordHasItsOwnCharacterSet) {
     const std::string latin = "Jos\xE9";
     const std::string cyrillic = "\xB8\xD2\xD0\xDD"; // of ISO 8859-5
-    writeDirectory({patientRecord(latin, "", {}, with(DCM_SpecificCharacterSet, "ISO_IR 100")),
-                    patientRecord(cyrillic, "", {}, with(DCM_SpecificCharacterSet, "ISO_IR 144")),
-                    patientRecord("J\xC3\xB8rn", "", {}, with(DCM_SpecificCharacterSet, "ISO_IR 192")),
+    writeDirectory({patientRecord(latin, "", {}, with({{DCM_SpecificCharacterSet, "ISO_IR 100"}})),
+                    patientRecord(cyrillic, "", {}, with({{DCM_SpecificCharacterSet, "ISO_IR 144"}})),
+                    patientRecord("J\xC3\xB8rn", "", {}, with({{DCM_SpecificCharacterSet, "ISO_IR 192"}})),
                     patientRecord("Ann", "", {}),
-                    patientRecord("", latin, {}, with(DCM_SpecificCharacterSet, "ISO_IR 100"))});
+                    patientRecord("", latin, {}, with({{DCM_SpecificCharacterSet, "ISO_IR 100"}}))});
     EXPECT_EQ(structureLine(), "Jos\xC3\xA9{},\xD0\x98\xD0\xB2\xD0\xB0\xD0\xBD{},J\xC3\xB8rn{},Ann{},Jos\xC3\xA9{}");
     EXPECT_EQ(structureLine({.patient = "Jos\xC3\xA9"}), "Jos\xC3\xA9{}");
     EXPECT_EQ(structureLine({.patient = latin}), "");
     EXPECT_EQ(structureLine({.patient = "\xD0\x98.*"}), "\xD0\x98\xD0\xB2\xD0\xB0\xD0\xBD{}");
 }
 
-TEST_F(DirectoryStructure, StudiesAndSeriesHaveTheirsToo) {
+TEST_F(DirectoryStructure, StudiesAndSeriesHaveTheirOwnCharacterSets) {
     const auto latinStudy = [](DcmItem& item) {
-        item.putAndInsertString(DCM_SpecificCharacterSet, "ISO_IR 100");
-        item.putAndInsertString(DCM_StudyID, "\xE9");
+        put(item, {{DCM_SpecificCharacterSet, "ISO_IR 100"}, {DCM_StudyID, "\xE9"}});
         item.findAndDeleteElement(DCM_StudyInstanceUID);
     };
     writeDirectory({patientRecord("P", "", {studyRecord("1", {}, latinStudy)})});

@@ -1,17 +1,10 @@
 #pragma once
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "tests/support/HostTest.h"
-#include "tests/support/ImageFiles.h"
+#include "tests/dicom/DicomTest.h"
 #include "tests/support/MediumFiles.h"
-#include "tests/support/Nodes.h"
-#include "tests/support/TemporaryFolder.h"
 
 namespace radvex::test {
 
@@ -22,51 +15,12 @@ struct Patterns {
     std::string series = ".*";
 };
 
-/// A store as one line: names, "{...}" for a store, "=..." behind the name of a text or a number, ":image" and ":array"
-/// for what is only told by its kind. A node without a name begins with what it holds.
-///
-///     P1{1.2{1.2.3{IM1,IM2}}}
-inline std::string outline(velmora::StoreView store) {
-    std::string line;
-    for (const velmora::NodeView node : store) {
-        line += line.empty() ? "" : ",";
-        line += node.name();
-        const std::string equals = node.name().empty() ? "" : "=";
-        switch (node.type()) {
-        case VType_DataStore: line += "{" + outline(velmora::StoreView(node.cell().dataStore)) + "}"; break;
-        case VType_UTF8String: line += equals + node.cell().utf8String; break;
-        case VType_Integer: line += equals + std::to_string(node.cell().integer); break;
-        case VType_Image: line += ":image"; break;
-        case VType_NumericArray: line += ":array"; break;
-        default: line += ":kind " + std::to_string(node.type());
-        }
-    }
-    return line;
-}
-
-template <typename T>
-std::vector<T> elementsOf(const VelmoraImage& image) {
-    const auto* data = static_cast<const T*>(image.data.get());
-    return {data, data + image.length};
-}
-
-/// The image at the end of a way through the stores, by the index of each node (from 0).
-inline const VelmoraImage& imageAt(velmora::StoreView store, const std::vector<std::size_t>& way) {
-    for (std::size_t step = 0; step + 1 < way.size(); ++step) {
-        store = storeAt(store, way[step]);
-    }
-    if (way.back() >= store.size()) {
-        throw std::out_of_range("There is no such node");
-    }
-    auto node = store.begin();
-    for (std::size_t index = way.back(); index > 0; --index) {
-        ++node;
-    }
-    if ((*node).type() != VType_Image) {
-        throw std::runtime_error("The node " + std::string((*node).name()) + " is no image");
-    }
-    return *(*node).cell().image;
-}
+/// A file of a medium; `number` is its InstanceNumber, none when it is 0.
+struct NumberedFile {
+    std::string fileId{};
+    int number = 0;
+    ImageFile file{};
+};
 
 /// Scalings that name a method, as a first number.
 inline constexpr double kWithoutWindow = -3.0;
@@ -89,31 +43,21 @@ class DirectoryTest : public LibraryTest {
     const std::string& writeFileIds(const std::vector<std::string>& fileIds) {
         return writeSeries({seriesOf("1.1", fileIds)});
     }
-    static MediumRecord seriesOf(const std::string& uid, const std::vector<std::string>& fileIds) {
-        std::vector<MediumRecord> images;
-        images.reserve(fileIds.size());
-        for (const std::string& fileId : fileIds) {
-            images.push_back(imageRecord(fileId, 0));
-        }
-        return seriesRecord(uid, "CT", std::move(images));
-    }
-
     /// Writes a file of the medium. @param number  InstanceNumber in the file; none when it is 0
-    std::string writeImage(const std::string& fileId, int number, ImageFile file) {
-        file.more = [number, more = file.more](DcmDataset& dataset) {
-            if (number != 0) {
-                dataset.putAndInsertString(DCM_InstanceNumber, std::to_string(number).c_str());
-            }
-            if (more) {
-                more(dataset);
-            }
-        };
-        return writeImageFile(mediumPath(folder, fileId), file);
+    std::string writeImage(const std::string& fileId, int number, const ImageFile& file) {
+        return writeSlice(folder, {.fileId = fileId, .number = number, .file = file});
     }
 
-    static velmora::Value scaling(double first, double second = 0.0) {
-        return velmora::Tensor(std::vector<vint>{2}, std::vector<double>{first, second});
+    /// One series of these files, read anew.
+    void writeFiles(const std::vector<NumberedFile>& files) {
+        std::vector<std::string> fileIds;
+        for (const NumberedFile& file : files) {
+            fileIds.push_back(file.fileId);
+            writeImage(file.fileId, file.number, file.file);
+        }
+        writeFileIds(fileIds);
     }
+
     std::vector<velmora::Value> structureArguments(const Patterns& patterns = {}, bool absolute = false) {
         return {path, patterns.patient, patterns.study, patterns.series, absolute};
     }
@@ -134,10 +78,18 @@ class DirectoryTest : public LibraryTest {
         return std::get<velmora::Store>(call("Read3DImage", volumeArguments(first, second, patterns)));
     }
 
+    /// A result in one line, without the folder in front of the names of its files.
+    std::string lineOf(velmora::StoreView result) const {
+        std::string line = outline(result);
+        const std::string prefix = folder.path().string() + "/";
+        for (auto found = line.find(prefix); found != std::string::npos; found = line.find(prefix)) {
+            line.erase(found, prefix.size());
+        }
+        return line;
+    }
     /// The structure in one line, file names as they stand in the records.
     std::string structureLine(const Patterns& patterns = {}) { return outline(structure(patterns).view()); }
 
-    TemporaryFolder folder{};
     std::string path{}; ///< of the DICOMDIR
 };
 

@@ -2,12 +2,9 @@
 
 #include "tests/dicom/readers/DirectoryTest.h"
 #include "tests/dicom/readers/SeriesFiles.h"
-#include "tests/support/DicomFiles.h"
 
 using namespace radvex::test;
 using namespace velmora;
-using testing::ElementsAre;
-using testing::ElementsAreArray;
 
 namespace {
 
@@ -15,22 +12,21 @@ class DirectoryVolume : public DirectoryTest {
   protected:
     /// Writes a series of these files with instance numbers 1, 2 and on, and reads its volume.
     Store read(const std::vector<ImageFile>& files, double first = kWithoutWindow, double second = 0.0) {
-        writeFiles(files);
+        writeInOrder(files);
         return volumes(first, second);
     }
     int codeOfSeries(const std::vector<ImageFile>& files, double first = kWithoutWindow) {
-        writeFiles(files);
+        writeInOrder(files);
         return codeOf("Read3DImage", volumeArguments(first));
     }
-    void writeFiles(const std::vector<ImageFile>& files) {
-        std::vector<std::string> ids;
+    void writeInOrder(const std::vector<ImageFile>& files) {
+        std::vector<NumberedFile> numbered;
         for (std::size_t index = 0; index < files.size(); ++index) {
-            ids.push_back("I" + std::to_string(index));
-            writeImage(ids.back(), static_cast<int>(index) + 1, files[index]);
+            numbered.push_back({"I" + std::to_string(index), static_cast<int>(index) + 1, files[index]});
         }
-        writeFileIds(ids);
+        writeFiles(numbered);
     }
-    /// From here on the host's volumes are full of what was there before.
+    /// From here on the memory of the host's volumes is not zero at first.
     void makeHostUntidy() {
         static VelmoraImageFunctions functions;
         functions = kImageFunctions;
@@ -65,13 +61,13 @@ std::vector<int> littleEndian(const std::vector<int>& values) {
     return bytes;
 }
 
-/// Lays bytes over others from a place on.
-void lay(std::vector<int>& bytes, std::size_t place, const std::vector<int>& over) {
-    ASSERT_LE(place + over.size(), bytes.size());
-    std::copy(over.begin(), over.end(), bytes.begin() + static_cast<std::ptrdiff_t>(place));
+/// Lays bytes over others from an offset on.
+void lay(std::vector<int>& bytes, std::size_t offset, const std::vector<int>& over) {
+    ASSERT_LE(offset + over.size(), bytes.size());
+    std::copy(over.begin(), over.end(), bytes.begin() + static_cast<std::ptrdiff_t>(offset));
 }
 
-/// Values of a depth in another one, without a window: as many grey values there fall to one here.
+/// Scales values from one depth in bits to another, without a window.
 std::vector<int> atDepth(const std::vector<int>& values, int bits, int ofVolume) {
     std::vector<int> deep;
     for (const int value : values) {
@@ -96,10 +92,9 @@ ImageFile ct(int rows, int columns, const std::vector<int>& hounsfield) {
 } // namespace
 
 TEST_F(DirectoryVolume, SlicesAreInTheOrderOfInstanceNumber) {
-    writeFileIds({"A", "B", "C"});
-    writeImage("A", 3, grey16(4, 5, placesOfFile(3, 4, 5)));
-    writeImage("B", -1, grey16(4, 5, placesOfFile(1, 4, 5)));
-    writeImage("C", 2, grey16(4, 5, placesOfFile(2, 4, 5)));
+    writeFiles({{"A", 3, grey16(4, 5, spelledPixels(3, 4, 5))},
+                {"B", -1, grey16(4, 5, spelledPixels(1, 4, 5))},
+                {"C", 2, grey16(4, 5, spelledPixels(2, 4, 5))}});
     const Store result = volumes(kWithoutWindow);
     EXPECT_EQ(outline(result.view()), "P{1{1.1:image}}");
     const VelmoraImage& image = volume(result);
@@ -112,7 +107,7 @@ TEST_F(DirectoryVolume, SlicesAreInTheOrderOfInstanceNumber) {
     EXPECT_EQ(image.colorSpace, VColorSpace_Grey);
     EXPECT_TRUE(image.interleaved);
     EXPECT_THAT(elementsOf<std::uint16_t>(image),
-                ElementsAreArray(joined({placesOfFile(1, 4, 5), placesOfFile(2, 4, 5), placesOfFile(3, 4, 5)})));
+                ElementsAreArray(joined({spelledPixels(1, 4, 5), spelledPixels(2, 4, 5), spelledPixels(3, 4, 5)})));
 }
 
 TEST_F(DirectoryVolume, OfOneFileHasOneSlice) {
@@ -170,7 +165,7 @@ TEST_F(DirectoryVolume, SignedCtWithAnInterceptHasItsSlicesSideBySide) {
     std::vector<ImageFile> files;
     std::vector<int> expected;
     for (int file = 0; file < 3; ++file) {
-        const auto values = placesOfFile(file, 4, 5);
+        const auto values = spelledPixels(file, 4, 5);
         files.push_back(ct(4, 5, values));
         const auto greys = windowed(values, 500, 1000, 65535);
         expected.insert(expected.end(), greys.begin(), greys.end());
@@ -182,7 +177,7 @@ TEST_F(DirectoryVolume, SignedCtWithAnInterceptHasItsSlicesSideBySide) {
 }
 
 TEST_F(DirectoryVolume, EightBitsBeforeSixteenLieSideBySide) {
-    // A slice of 16 bits is twice as long as its place in a volume of 8: the third one would lie outside.
+    // A slice of 16 bits is twice as long as its room in a volume of 8: the third one would lie outside.
     const Store result =
         read({grey8(1, 3, {1, 2, 3}), grey16(1, 3, {0x1000, 0x2000, 0x3000}), grey16(1, 3, {0x4000, 0x5000, 0x6000})});
     EXPECT_EQ(volume(result).type, VImage_U8);
@@ -191,7 +186,7 @@ TEST_F(DirectoryVolume, EightBitsBeforeSixteenLieSideBySide) {
 
 TEST_F(DirectoryVolume, AnEightBitSliceMovesThoseBehindItForward) {
     // Slices of 16 bits take 6 bytes; the one of 8 bits writes 6 and counts for 3, so that the last one covers its
-    // second half, from an odd place on.
+    // second half, from an odd offset on.
     std::vector<int> expected(18, 0);
     lay(expected, 0, littleEndian({1000, 2000, 3000}));
     lay(expected, 6, littleEndian(atDepth({1, 2, 3}, 8, 16)));
@@ -300,7 +295,7 @@ TEST_F(DirectoryVolume, AFileThatIsNoImageEndsTheRead) {
     writeDicom(mediumPath(folder, "REPORT"), {});
     EXPECT_EQ(codeOf("Read3DImage", volumeArguments(kWithoutWindow)), -68);
     EXPECT_THAT(messageOf("Read3DImage", volumeArguments(kWithoutWindow)),
-                testing::HasSubstr("file " + folder.file("REPORT") + "."));
+                HasSubstr("file " + folder.file("REPORT") + "."));
 }
 
 TEST_F(DirectoryVolume, OfASeriesThatIsLeftOutIsAnEmptyStore) {
@@ -313,24 +308,18 @@ TEST_F(DirectoryVolume, OfASeriesThatIsLeftOutIsAnEmptyStore) {
 }
 
 TEST_F(DirectoryVolume, StudiesAndSeriesWithoutAKeyAreLeftOut) {
-    const auto without = [](const DcmTagKey& first, const DcmTagKey& second) {
-        return [first, second](DcmItem& item) {
-            item.findAndDeleteElement(first);
-            item.findAndDeleteElement(second);
-        };
-    };
-    const auto noSeries = without(DCM_SeriesInstanceUID, DCM_SeriesNumber);
+    const auto noSeries = without({DCM_SeriesInstanceUID, DCM_SeriesNumber});
     writeDirectory(
         {patientRecord("", "",
-                       {studyRecord("", {seriesOf("1.1", {"MISSING"})}, without(DCM_StudyInstanceUID, DCM_StudyID)),
+                       {studyRecord("", {seriesOf("1.1", {"MISSING"})}, without({DCM_StudyInstanceUID, DCM_StudyID})),
                         studyRecord("2", {seriesRecord("", "CT", {imageRecord("A", 0)}, noSeries)})},
-                       without(DCM_PatientID, DCM_PatientName))});
+                       without({DCM_PatientID, DCM_PatientName}))});
     writeImage("A", 1, grey8(1, 2, {1, 2}));
     EXPECT_EQ(outline(volumes(kWithoutWindow).view()), "{2{}}");
 }
 
 TEST_F(DirectoryVolume, ArgumentsAreReadAndRefusedInTheirOrder) {
-    writeFiles({grey8(1, 2, {1, 2})});
+    writeInOrder({grey8(1, 2, {1, 2})});
     const Value bad = Tensor(std::vector<vint>{3}, std::vector<double>{0, 0, 0});
     EXPECT_EQ(codeOf("Read3DImage", {"/missing/DICOMDIR", "(", ".*", ".*", bad, 1}), -73);
     EXPECT_EQ(codeOf("Read3DImage", {"/missing/DICOMDIR", "(", ".*", ".*", scaling(0), 1}), -62);

@@ -1,35 +1,24 @@
-// Files that would exhaust DCMTK's parser: refused on every road to it, in time, with the reason, and the process goes
-// on.
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+// Files that would exhaust DCMTK's parser. Every function refuses them in time and names the reason, and the process
+// goes on.
 
 #include <filesystem>
 
-#include "tests/support/DicomFiles.h"
-#include "tests/support/ErrorCodes.h"
-#include "tests/support/HostTest.h"
+#include "tests/dicom/DicomTest.h"
 #include "tests/support/HostileFiles.h"
 #include "tests/support/SmallStack.h"
-#include "tests/support/TemporaryFolder.h"
 
 using namespace radvex::test;
 using namespace velmora;
-using testing::HasSubstr;
 
 namespace {
 
-constexpr const char* kExplicit = "1.2.840.10008.1.2.1";
-constexpr const char* kDeflated = "1.2.840.10008.1.2.1.99";
-
 class ExhaustingFiles : public LibraryTest {
   protected:
-    /// What every road to the parser says of a file; all have to say the same.
+    /// Why a function refuses a file; all functions that parse it have to give the same reason.
     std::string refusal(const std::string& bytes) {
         const std::string path = folder.write("DICOMDIR", bytes);
-        const Tensor scaling(std::vector<vint>{2}, std::vector<double>{0.0, 0.0});
         const std::string reason = messageOf("ReadAllMetadata", {path, Store::empty(), false});
-        EXPECT_EQ(codeOf("ReadImage", {path, 0, 0, scaling, false, 1}), kOpenFileError);
+        EXPECT_EQ(codeOf("ReadImage", {path, 0, 0, scaling(), false, 1}), kOpenFileError);
         EXPECT_EQ(codeOf("ReadDICOMDIRStructure", {path, ".*", ".*", ".*", false}), kOpenFileError);
         EXPECT_EQ(codeOf("DicomAnonymize", {path, folder.file("out.dcm"), Store::empty()}), kOpenFileError);
         EXPECT_FALSE(std::filesystem::exists(folder.file("out.dcm")));
@@ -37,8 +26,6 @@ class ExhaustingFiles : public LibraryTest {
         EXPECT_EQ(codeOf("GetFrameCount", {good}), 0) << "afterwards a good file is read";
         return reason;
     }
-
-    TemporaryFolder folder{};
 };
 
 /// Elements of one item in descending order.
@@ -96,7 +83,7 @@ TEST_F(ExhaustingFiles, AHundredLevelsOfRecordsAreReadOnASmallStack) {
     EXPECT_EQ(code, 0);
 }
 
-TEST_F(ExhaustingFiles, AreRefusedOnASmallStackToo) {
+TEST_F(ExhaustingFiles, AreRefusedOnASmallStack) {
     std::string sequences;
     std::string records;
     onSmallStack([&] {

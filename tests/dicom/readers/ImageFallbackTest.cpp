@@ -1,14 +1,7 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "tests/support/DicomFiles.h"
-#include "tests/support/HostTest.h"
-#include "tests/support/ImageFiles.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/dicom/DicomTest.h"
 
 using namespace radvex::test;
 using namespace velmora;
-using testing::ElementsAre;
 
 namespace {
 
@@ -20,22 +13,15 @@ class ImageFallback : public LibraryTest {
         return writeImageFile(folder.file("a.dcm"), file);
     }
     static std::vector<Value> arguments(const std::string& path, vint first = 0, vint count = 0) {
-        return {path, first, count, Tensor(std::vector<vint>{2}, std::vector<double>{0.0, 0.0}), false, 1};
+        return {path, first, count, scaling(), false, 1};
     }
     Image read(const std::string& path, vint first = 0, vint count = 0) {
         return std::get<Image>(call("ReadImage", arguments(path, first, count)));
     }
     int code(const ImageFile& file) { return codeOf("ReadImage", arguments(write(file))); }
-    template <typename T>
-    static std::vector<T> elementsOf(const Image& image) {
-        const auto data = image.data<T>();
-        return {data.begin(), data.end()};
-    }
-
-    TemporaryFolder folder{};
 };
 
-/// DCMTK refuses HighBit beyond BitsAllocated, so that these go the other road.
+/// DCMTK refuses a HighBit beyond BitsAllocated, so these files take the fallback.
 ImageFile unrenderable(ImageFile file) {
     file.bitsStored = 40;
     return file;
@@ -149,7 +135,7 @@ TEST_F(ImageFallback, OneBitPixelsCountAsTheBytesThatTheyCost) {
 }
 
 TEST_F(ImageFallback, NumbersInOtherRepresentationsPromiseTooMuchAsWell) {
-    // As text the renderer does not take them, and only the fallback reads them.
+    // The renderer does not take numbers that are text; only the fallback reads them.
     const auto wide = write({.rows = -1, .columns = -1, .words = {1}, .more = [](DcmDataset& dataset) {
                                  for (const DcmTagKey& key : {DCM_Rows, DCM_Columns}) {
                                      auto number = std::make_unique<DcmIntegerString>(DcmTag(key, EVR_IS));

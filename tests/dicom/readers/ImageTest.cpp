@@ -1,17 +1,8 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <cstring>
-
-#include "tests/support/DicomFiles.h"
-#include "tests/support/HostTest.h"
-#include "tests/support/ImageFiles.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/dicom/readers/SeriesFiles.h"
 
 using namespace radvex::test;
 using namespace velmora;
 using testing::Each;
-using testing::ElementsAre;
 
 namespace {
 
@@ -22,9 +13,6 @@ class Images : public LibraryTest {
         return writeImageFile(folder.file("a.dcm"), file, syntax);
     }
 
-    static Tensor scaling(double first, double second = 0.0) {
-        return {std::vector<vint>{2}, std::vector<double>{first, second}};
-    }
     std::vector<Value> arguments(const std::string& path, double first = 0.0, double second = 0.0) {
         return {path, 0, 0, scaling(first, second), false, 1};
     }
@@ -34,11 +22,6 @@ class Images : public LibraryTest {
     Store readData(const std::string& path, double first = 0.0, double second = 0.0) {
         return std::get<Store>(call("ReadImageData", arguments(path, first, second)));
     }
-    template <typename T>
-    static std::vector<T> elementsOf(const Image& image) {
-        const auto data = image.data<T>();
-        return {data.begin(), data.end()};
-    }
     static std::vector<std::vector<vint>> shapesOf(const Store& arrays) {
         std::vector<std::vector<vint>> shapes;
         for (const NodeView node : arrays) {
@@ -47,26 +30,19 @@ class Images : public LibraryTest {
         }
         return shapes;
     }
-
-    TemporaryFolder folder{};
 };
 
-/// 2 x 3 pixels of 12 bits that spell their place.
+/// 2 x 3 pixels of 12 bits that spell their row and column.
 ImageFile grey12() {
     return {.rows = 2, .columns = 3, .bitsAllocated = 16, .bitsStored = 12, .words = {0, 1, 2, 10, 11, 12}};
 }
 
 /// 1 x 2 RGB pixels: (1, 2, 3) and (4, 5, 6) by pixel.
 ImageFile rgb(int planarConfiguration) {
-    return {.rows = 1,
-            .columns = 2,
-            .samples = 3,
-            .bitsAllocated = 8,
-            .bitsStored = 8,
-            .photometric = "RGB",
-            .planarConfiguration = planarConfiguration,
-            .words = planarConfiguration == 0 ? std::vector<Uint16>{0x0201, 0x0403, 0x0605}
-                                              : std::vector<Uint16>{0x0401, 0x0502, 0x0603}};
+    ImageFile file =
+        colour8(1, 2, planarConfiguration == 0 ? std::vector{1, 2, 3, 4, 5, 6} : std::vector{1, 4, 2, 5, 3, 6});
+    file.planarConfiguration = planarConfiguration;
+    return file;
 }
 
 } // namespace
@@ -229,11 +205,7 @@ TEST_F(Images, OnlyAMissingPixelRepresentationStaysBehindInTheMetadata) {
     const auto path = write(file);
     const auto keys = [&] {
         const Value all = call("ReadAllMetadata", {path, Store::empty(), false});
-        std::vector<std::string> names;
-        for (const NodeView node : all.get<Store>()) {
-            names.emplace_back(node.name());
-        }
-        return names;
+        return keysOf(all.get<Store>().view());
     };
     auto before = keys();
     read(path);
@@ -269,8 +241,7 @@ TEST_F(Images, FramesOfAnOddLengthAreTheSameReadByThemselves) {
     const auto path = write(file);
     const auto values = [&](vint flags) {
         const Value array = call("ReadIntermediatePixelData", {path, flags, 0});
-        const auto data = array.get<NumericArray>().data<std::uint8_t>();
-        return std::vector<std::uint8_t>(data.begin(), data.end());
+        return elementsOf<std::uint8_t>(array.get<NumericArray>());
     };
     EXPECT_EQ(values(0x401), std::vector<std::uint8_t>(81, 1));
     EXPECT_EQ(values(1), std::vector<std::uint8_t>(81, 1));

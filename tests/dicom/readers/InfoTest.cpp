@@ -1,14 +1,7 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "tests/support/DicomFiles.h"
-#include "tests/support/HostTest.h"
-#include "tests/support/Nodes.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/dicom/DicomTest.h"
 
 using namespace radvex::test;
 using namespace velmora;
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
@@ -27,18 +20,14 @@ class Info : public LibraryTest {
         return std::get<Store>(
             call("ReadSeriesInfo", {path, Store::ofTexts(fields), patientPattern, studyPattern, seriesPattern}));
     }
-
-    TemporaryFolder folder{};
-    std::string path = writeDicom(folder.file("a.dcm"), [](DcmDataset& dataset) {
-        dataset.putAndInsertString(DCM_PatientName, "Doe^Jane");
-        dataset.putAndInsertString(DCM_PatientBirthDate, "19700102");
-        dataset.putAndInsertString(DCM_PatientID, "ABC");
-        dataset.putAndInsertString(DCM_StudyID, "S1");
-        dataset.putAndInsertString(DCM_StudyInstanceUID, "1.2.3");
-        dataset.putAndInsertString(DCM_ModalitiesInStudy, "CT\\MR");
-        dataset.putAndInsertString(DCM_SeriesInstanceUID, "1.2.3.4");
-        dataset.putAndInsertString(DCM_SeriesNumber, "7");
-    });
+    std::string path = writeDicom(folder.file("a.dcm"), with({{DCM_PatientName, "Doe^Jane"},
+                                                              {DCM_PatientBirthDate, "19700102"},
+                                                              {DCM_PatientID, "ABC"},
+                                                              {DCM_StudyID, "S1"},
+                                                              {DCM_StudyInstanceUID, "1.2.3"},
+                                                              {DCM_ModalitiesInStudy, "CT\\MR"},
+                                                              {DCM_SeriesInstanceUID, "1.2.3.4"},
+                                                              {DCM_SeriesNumber, "7"}}));
 };
 
 } // namespace
@@ -90,8 +79,7 @@ TEST_F(Info, APatternMatchesTheWholeValueAndItsCase) {
 TEST_F(Info, AFileThatIsLeftOutHidesABadField) { EXPECT_EQ(patient({"NoSuchField"}, "XYZ").size(), 0U); }
 
 TEST_F(Info, AFileWithoutPatientIdMatchesEverythingButAPatternThatNeedsACharacter) {
-    path = writeDicom(folder.file("b.dcm"),
-                      [](DcmDataset& dataset) { dataset.putAndInsertString(DCM_PatientName, "Doe^Jane"); });
+    path = writeDicom(folder.file("b.dcm"), with({{DCM_PatientName, "Doe^Jane"}}));
     EXPECT_EQ(patient({"Name"}).size(), 1U);
     EXPECT_EQ(patient({"Name"}, ".+").size(), 0U);
 }

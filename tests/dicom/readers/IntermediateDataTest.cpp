@@ -1,17 +1,9 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "dcmtk/dcmimgle/dcmimage.h"
-#include "dicom/exports/LibraryErrors.h"
 #include "dicom/readers/DcmFileReader.h"
-#include "tests/support/DicomFiles.h"
-#include "tests/support/HostTest.h"
-#include "tests/support/ImageFiles.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/dicom/readers/SeriesFiles.h"
 
 using namespace radvex::test;
 using namespace velmora;
-using testing::ElementsAre;
 
 namespace {
 
@@ -22,13 +14,6 @@ class IntermediateData : public LibraryTest {
         const auto path = writeImageFile(folder.file("a.dcm"), file);
         return std::get<NumericArray>(call("ReadIntermediatePixelData", {path, flags, count}));
     }
-    template <typename T>
-    static std::vector<T> elementsOf(const NumericArray& array) {
-        const auto data = array.data<T>();
-        return {data.begin(), data.end()};
-    }
-
-    TemporaryFolder folder{};
 };
 
 ImageFile frames(int count) {
@@ -79,14 +64,7 @@ TEST_F(IntermediateData, TheSecondArgumentIsFlagsAndNotAFirstFrame) {
 }
 
 TEST_F(IntermediateData, OfColourOnlyTheFirstPlaneArrives) {
-    const NumericArray array = read({.rows = 1,
-                                     .columns = 2,
-                                     .samples = 3,
-                                     .bitsAllocated = 8,
-                                     .bitsStored = 8,
-                                     .photometric = "RGB",
-                                     .planarConfiguration = 0,
-                                     .words = {0x0201, 0x0403, 0x0605}});
+    const NumericArray array = read(colour8(1, 2, {1, 2, 3, 4, 5, 6}));
     EXPECT_EQ(array.dimensions(), (std::vector<vint>{1, 2}));
     EXPECT_THAT(elementsOf<std::uint8_t>(array), ElementsAre(1, 4)) << "the red samples, and no pointers";
 }
@@ -106,16 +84,10 @@ TEST_F(IntermediateData, ARefusedArrayIsAnError) {
     EXPECT_EQ(codeOf("ReadIntermediatePixelData", {path, 1, 0}), 0);
 }
 
-namespace {
-
-using ReaderOfFrames = ServicesTest;
-
-} // namespace
+using ReaderOfFrames = ClassTest;
 
 // The exported function cannot choose a first frame; the reader can.
 TEST_F(ReaderOfFrames, StartsAtTheFrameThatTheOptionsName) {
-    GTU::LibraryData::setLibraryData(services().table());
-    const TemporaryFolder folder;
     const radvex::DcmFileReader reader(writeImageFile(folder.file("a.dcm"), frames(10)));
     radvex::ArrayList list;
     radvex::ImageOpenOptions options;
@@ -124,19 +96,12 @@ TEST_F(ReaderOfFrames, StartsAtTheFrameThatTheOptionsName) {
     reader.readIntermediatePixelData(list, options);
     const VelmoraNumericArray& array = *list.getInternal()->first->cell.numericArray;
     EXPECT_EQ(array.dimensions, (std::vector<vint>{2, 2, 3}));
-    EXPECT_EQ(static_cast<const std::uint16_t*>(array.data.get())[0], 1300);
+    EXPECT_EQ(elementsOf<std::uint16_t>(array)[0], 1300);
 }
 
 TEST_F(ReaderOfFrames, AnotherNumberOfSamplesIsToldBeforeTheExpectedOne) {
-    GTU::LibraryData::setLibraryData(services().table());
-    GTU::ErrorManager::registerPlugpackErrors(radvex::libraryErrors());
     EXPECT_NO_THROW(radvex::requirePixelCount(6, 6));
-    try {
-        radvex::requirePixelCount(5, 6);
-        ADD_FAILURE() << "5 samples passed for 6";
-    } catch (const GTU::GantryError& error) {
-        EXPECT_EQ(error.name(), "RawPixelCountError");
-        EXPECT_EQ(services().symbolValues(GTU::GantryError::getExceptionDetailsSymbol()),
-                  (std::vector<std::string>{"5", "6"}));
-    }
+    EXPECT_EQ(errorOf([] { radvex::requirePixelCount(5, 6); }), "RawPixelCountError");
+    EXPECT_EQ(services().symbolValues(GTU::GantryError::getExceptionDetailsSymbol()),
+              (std::vector<std::string>{"5", "6"}));
 }

@@ -1,15 +1,10 @@
-// Pixels are decompressed when something is asked for that this may change. Nobody is to notice but by the time it
-// takes.
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+// Pixels are decompressed only when a read asks for something that decompression may change. Callers notice nothing
+// but the time that it takes.
 
 #include <filesystem>
 #include <functional>
 
-#include "tests/support/Digest.h"
-#include "tests/support/ErrorCodes.h"
-#include "tests/support/Nodes.h"
+#include "tests/dicom/DicomTest.h"
 #include "tests/support/WriterTest.h"
 
 using namespace radvex::test;
@@ -17,44 +12,38 @@ using namespace velmora;
 
 namespace {
 
-/// A change to a file, such as decoders mend.
+/// A change to a file that decoders may undo.
 struct Lie {
     std::string name{};
     std::function<void(DcmDataset&)> tell{};
 };
 
 std::vector<Lie> lies() {
-    return {
-        {"none", [](DcmDataset&) {}},
-        {"more frames than there are", [](DcmDataset& item) { item.putAndInsertString(DCM_NumberOfFrames, "9"); }},
-        {"fewer frames", [](DcmDataset& item) { item.putAndInsertString(DCM_NumberOfFrames, "1"); }},
-        {"a number of frames with a sign", [](DcmDataset& item) { item.putAndInsertString(DCM_NumberOfFrames, "+1"); }},
-        {"no number of frames", [](DcmDataset& item) { delete item.remove(DCM_NumberOfFrames); }},
-        {"no frames", [](DcmDataset& item) { item.putAndInsertString(DCM_NumberOfFrames, "0"); }},
-        {"more bits",
-         [](DcmDataset& item) {
-             item.putAndInsertUint16(DCM_BitsAllocated, 16);
-             item.putAndInsertUint16(DCM_BitsStored, 16);
-             item.putAndInsertUint16(DCM_HighBit, 15);
-         }},
-        {"another colour", [](DcmDataset& item) { item.putAndInsertString(DCM_PhotometricInterpretation, "RGB"); }},
-        {"not lossy", [](DcmDataset& item) { delete item.remove(DCM_LossyImageCompression); }},
-        {"no layout", [](DcmDataset& item) { delete item.remove(DCM_PlanarConfiguration); }},
-        {"plane after plane", [](DcmDataset& item) { item.putAndInsertUint16(DCM_PlanarConfiguration, 1); }},
-        {"no sign", [](DcmDataset& item) { delete item.remove(DCM_PixelRepresentation); }},
-        {"another size", [](DcmDataset& item) { item.putAndInsertUint16(DCM_Rows, 21); }},
-        {"an icon with the same pixels", [](DcmDataset& item) {
-             DcmItem* icon = nullptr;
-             item.findOrCreateSequenceItem(DCM_IconImageSequence, icon, 0);
-             for (unsigned long place = 0; place < item.card(); ++place) {
-                 const DcmElement* element = item.getElement(place);
-                 if (element->getGTag() == 0x0028 || element->getGTag() == 0x7FE0) {
-                     icon->insert(dynamic_cast<DcmElement*>(element->clone()), OFTrue);
+    return {{"none", [](DcmDataset&) {}},
+            {"more frames than there are", with({{DCM_NumberOfFrames, "9"}})},
+            {"fewer frames", with({{DCM_NumberOfFrames, "1"}})},
+            {"a number of frames with a sign", with({{DCM_NumberOfFrames, "+1"}})},
+            {"no number of frames", [](DcmDataset& item) { delete item.remove(DCM_NumberOfFrames); }},
+            {"no frames", with({{DCM_NumberOfFrames, "0"}})},
+            {"more bits", with({{DCM_BitsAllocated, "16"}, {DCM_BitsStored, "16"}, {DCM_HighBit, "15"}})},
+            {"another colour", with({{DCM_PhotometricInterpretation, "RGB"}})},
+            {"not lossy", [](DcmDataset& item) { delete item.remove(DCM_LossyImageCompression); }},
+            {"no layout", [](DcmDataset& item) { delete item.remove(DCM_PlanarConfiguration); }},
+            {"plane after plane", [](DcmDataset& item) { item.putAndInsertUint16(DCM_PlanarConfiguration, 1); }},
+            {"no sign", [](DcmDataset& item) { delete item.remove(DCM_PixelRepresentation); }},
+            {"another size", [](DcmDataset& item) { item.putAndInsertUint16(DCM_Rows, 21); }},
+            {"an icon with the same pixels", [](DcmDataset& item) {
+                 DcmItem* icon = nullptr;
+                 item.findOrCreateSequenceItem(DCM_IconImageSequence, icon, 0);
+                 for (unsigned long index = 0; index < item.card(); ++index) {
+                     const DcmElement* element = item.getElement(index);
+                     if (element->getGTag() == 0x0028 || element->getGTag() == 0x7FE0) {
+                         icon->insert(dynamic_cast<DcmElement*>(element->clone()), OFTrue);
+                     }
                  }
-             }
-             icon->putAndInsertUint16(DCM_BitsStored, 16);
-             icon->putAndInsertUint16(DCM_BitsAllocated, 16);
-         }}};
+                 icon->putAndInsertUint16(DCM_BitsStored, 16);
+                 icon->putAndInsertUint16(DCM_BitsAllocated, 16);
+             }}};
 }
 
 class LateDecompression : public WriterTest {
@@ -75,8 +64,8 @@ class LateDecompression : public WriterTest {
     std::vector<std::string> keywords() {
         std::vector<std::string> names{"NumberOfFrames", "PlanarConfiguration", "LossyImageCompression"};
         DcmDataset& dataset = *loaded.getDataset();
-        for (unsigned long place = 0; place < dataset.card(); ++place) {
-            names.emplace_back(DcmTag(dataset.getElement(place)->getTag()).getTagName());
+        for (unsigned long index = 0; index < dataset.card(); ++index) {
+            names.emplace_back(DcmTag(dataset.getElement(index)->getTag()).getTagName());
         }
         return names;
     }

@@ -1,36 +1,16 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <array>
 
 #include "dicom/readers/DcmFileReader.h"
-#include "tests/support/DicomFiles.h"
-#include "tests/support/HostTest.h"
-#include "tests/support/ImageFiles.h"
-#include "tests/support/Nodes.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/dicom/readers/SeriesFiles.h"
 
 using namespace radvex::test;
 using namespace velmora;
-using testing::ElementsAre;
 
 namespace {
 
-/// Attributes of one overlay plane of 2 x 3 pixels whose bits are the low ones of a word.
-void putOverlay(DcmDataset& dataset, Uint16 group, Uint16 bits, const char* frames = nullptr,
-                std::array<Sint16, 2> origin = {1, 1}) {
-    dataset.putAndInsertUint16(DcmTag(group, 0x0010, EVR_US), 2);
-    dataset.putAndInsertUint16(DcmTag(group, 0x0011, EVR_US), 3);
-    if (frames != nullptr) {
-        dataset.putAndInsertString(DcmTag(group, 0x0015, EVR_IS), frames);
-        dataset.putAndInsertUint16(DcmTag(group, 0x0051, EVR_US), 1);
-    }
-    dataset.putAndInsertString(DcmTag(group, 0x0040, EVR_CS), "G");
-    dataset.putAndInsertSint16Array(DcmTag(group, 0x0050, EVR_SS), origin.data(), 2);
-    dataset.putAndInsertUint16(DcmTag(group, 0x0100, EVR_US), 1);
-    dataset.putAndInsertUint16(DcmTag(group, 0x0102, EVR_US), 0);
-    const Uint16 words[] = {bits};
-    dataset.putAndInsertUint16Array(DcmTag(group, 0x3000, EVR_OW), words, 1);
+/// Puts an overlay plane of 2 x 3 pixels whose bits are the low ones of a word.
+void putPlane(DcmDataset& dataset, Uint16 group, Uint16 bits) {
+    putOverlay(dataset, group, {.rows = 2, .columns = 3, .bits = bits});
 }
 
 class Overlays : public LibraryTest {
@@ -47,28 +27,25 @@ class Overlays : public LibraryTest {
         EXPECT_EQ(image.channels, 1);
         EXPECT_EQ(image.colorSpace, 8);
         EXPECT_FALSE(image.interleaved);
-        const auto* data = static_cast<const std::int8_t*>(image.data.get());
-        return {data, data + image.length};
+        const auto bits = elementsOf<std::int8_t>(image);
+        return {bits.begin(), bits.end()};
     }
-
-    TemporaryFolder folder{};
 };
 
 } // namespace
 
 TEST_F(Overlays, AreNumberedFromOneAndTheFirstIsTheOneThatStandsAlone) {
     const auto path = write([](DcmDataset& dataset) {
-        putOverlay(dataset, 0x6000, 0b100101);
-        putOverlay(dataset, 0x6002, 0b000010);
+        putPlane(dataset, 0x6000, 0b100101);
+        putPlane(dataset, 0x6002, 0b000010);
     });
     const Value planes = call("ReadOverlays", {path});
     EXPECT_THAT(keysOf(planes.get<Store>().view()), ElementsAre("1", "2"));
-    auto node = planes.get<Store>().begin();
-    EXPECT_THAT(bitsOf(*(*node).cell().image), ElementsAre(1, 0, 1, 0, 0, 1));
-    EXPECT_EQ((*node).cell().image->rows, 2);
-    EXPECT_EQ((*node).cell().image->columns, 3);
-    ++node;
-    EXPECT_THAT(bitsOf(*(*node).cell().image), ElementsAre(0, 1, 0, 0, 0, 0));
+    const VelmoraImage& plane = imageAt(planes.get<Store>().view(), {0});
+    EXPECT_THAT(bitsOf(plane), ElementsAre(1, 0, 1, 0, 0, 1));
+    EXPECT_EQ(plane.rows, 2);
+    EXPECT_EQ(plane.columns, 3);
+    EXPECT_THAT(bitsOf(imageAt(planes.get<Store>().view(), {1})), ElementsAre(0, 1, 0, 0, 0, 0));
     const Value first = call("ReadOverlay", {path});
     EXPECT_THAT(bitsOf(first.get<Image>().info()), ElementsAre(1, 0, 1, 0, 0, 1));
 }
@@ -81,21 +58,18 @@ TEST_F(Overlays, AFileWithoutAnyHasAnEmptyListAndNoFirst) {
 }
 
 TEST_F(Overlays, OfSeveralFramesTheFirstIsRead) {
-    const auto path = write([](DcmDataset& dataset) { putOverlay(dataset, 0x6000, 0b111000'000001, "2"); }, 2);
+    const auto path = write(
+        [](DcmDataset& dataset) {
+            putOverlay(dataset, 0x6000, {.rows = 2, .columns = 3, .bits = 0b111000'000001, .frames = "2"});
+        },
+        2);
     const Value planes = call("ReadOverlays", {path});
     ASSERT_EQ(planes.get<Store>().size(), 1U);
-    EXPECT_THAT(bitsOf(*(*planes.get<Store>().begin()).cell().image), ElementsAre(1, 0, 0, 0, 0, 0));
+    EXPECT_THAT(bitsOf(imageAt(planes.get<Store>().view(), {0})), ElementsAre(1, 0, 0, 0, 0, 0));
 }
 
 TEST_F(Overlays, AColourImageHasNone) {
-    const auto path = writeImageFile(folder.file("c.dcm"), {.rows = 1,
-                                                            .columns = 2,
-                                                            .samples = 3,
-                                                            .bitsAllocated = 8,
-                                                            .bitsStored = 8,
-                                                            .photometric = "RGB",
-                                                            .planarConfiguration = 0,
-                                                            .words = {1, 2, 3}});
+    const auto path = writeImageFile(folder.file("c.dcm"), colour8(1, 2, {1, 0, 2, 0, 3, 0}));
     EXPECT_EQ(codeOf("ReadOverlay", {path}), -72);
     EXPECT_EQ(call("ReadOverlays", {path}).get<Store>().size(), 0U);
 }
@@ -107,10 +81,9 @@ TEST_F(Overlays, AFileThatDcmtkCannotOpenAsAnImageHasNoFallback) {
 }
 
 TEST_F(Overlays, AreBurntInOnlyWhenAskedFor) {
-    const auto path = write([](DcmDataset& dataset) { putOverlay(dataset, 0x6000, 0b100101); });
+    const auto path = write([](DcmDataset& dataset) { putPlane(dataset, 0x6000, 0b100101); });
     const auto maximum = [&](bool show) {
-        const Value image =
-            call("ReadImage", {path, 0, 0, Tensor(std::vector<vint>{2}, std::vector<double>{-3.0, 0.0}), show, 1});
+        const Value image = call("ReadImage", {path, 0, 0, scaling(-3.0), show, 1});
         const auto data = image.get<Image>().data<std::uint16_t>();
         return *std::max_element(data.begin(), data.end());
     };
@@ -119,7 +92,7 @@ TEST_F(Overlays, AreBurntInOnlyWhenAskedFor) {
 }
 
 TEST_F(Overlays, RefusedImagesAreErrorsAndLeaveNothing) {
-    const auto path = write([](DcmDataset& dataset) { putOverlay(dataset, 0x6000, 1); });
+    const auto path = write([](DcmDataset& dataset) { putPlane(dataset, 0x6000, 1); });
     ledger().refuse(Operation::VImage_new2D, 1);
     EXPECT_EQ(codeOf("ReadOverlay", {path}), -20);
     ledger().refuse(Operation::VImage_new2D, 1);
@@ -130,14 +103,9 @@ TEST_F(Overlays, RefusedImagesAreErrorsAndLeaveNothing) {
     EXPECT_EQ(codeOf("ReadOverlays", {path}), 0);
 }
 
-namespace {
-
-using OverlayWords = ServicesTest;
-
-} // namespace
+using OverlayWords = ClassTest;
 
 TEST_F(OverlayWords, AreUnpackedLowestBitFirst) {
-    GTU::LibraryData::setLibraryData(services().table());
     const Uint16 words[] = {0x0005, 0xFFFF};
     const auto array = radvex::readOverlayDataBuffer(words, 1, {4, 4});
     const std::vector<int> pixels(array.begin(), array.end());
@@ -156,15 +124,15 @@ TEST_F(Overlays, OutsideTheImageKeepTheirSize) {
     for (const Case& plane : {Case{{1, 100}}, Case{{100, 1}}, Case{{kFar, kFar}}, Case{{-kFar, -kFar}, true},
                               Case{{1, -100}, true}, Case{{-100, 1}, true}, Case{{0, 0}}, Case{{3, 4}}}) {
         SCOPED_TRACE(testing::PrintToString(plane.origin));
-        const auto path =
-            write([&](DcmDataset& dataset) { putOverlay(dataset, 0x6000, 0b100101, nullptr, plane.origin); });
+        const auto path = write([&](DcmDataset& dataset) {
+            putOverlay(dataset, 0x6000, {.rows = 2, .columns = 3, .bits = 0b100101, .origin = plane.origin});
+        });
         const std::vector<int> bits = plane.isAboveOrLeft ? std::vector<int>(6) : std::vector<int>{1, 0, 1, 0, 0, 1};
         const Value planes = call("ReadOverlays", {path});
         ASSERT_EQ(planes.get<Store>().size(), 1U);
-        EXPECT_EQ(bitsOf(*(*planes.get<Store>().begin()).cell().image), bits);
+        EXPECT_EQ(bitsOf(imageAt(planes.get<Store>().view(), {0})), bits);
         EXPECT_EQ(bitsOf(call("ReadOverlay", {path}).get<Image>().info()), bits);
-        const Tensor scaling(std::vector<vint>{2}, std::vector<double>{0.0, 0.0});
-        EXPECT_EQ(codeOf("ReadImage", {path, 0, 0, scaling, true, 1}), 0) << "burnt in where it meets the image";
+        EXPECT_EQ(codeOf("ReadImage", {path, 0, 0, scaling(), true, 1}), 0) << "burnt in where it meets the image";
         call("ClearCache");
     }
 }
@@ -173,15 +141,13 @@ TEST_F(Overlays, APlaneWhoseSizeOverflowsIsNotOpened) {
     // 2^30 frames of 2^15 x 2^15 pixels in 16 bits are 2^64 bits: in 64 bits DCMTK would count none.
     for (const char* frames : {"1073741824", "2147483647", "536870912"}) {
         const auto path = write([&](DcmDataset& dataset) {
-            putOverlay(dataset, 0x601E, 0, frames);
-            dataset.putAndInsertUint16(DcmTag(0x601E, 0x0010, EVR_US), 0x8000);
-            dataset.putAndInsertUint16(DcmTag(0x601E, 0x0011, EVR_US), 0x8000);
+            putOverlay(dataset, 0x601E, {.rows = 0x8000, .columns = 0x8000, .frames = frames});
             dataset.putAndInsertUint16(DcmTag(0x601E, 0x0100, EVR_US), 16);
             dataset.putAndInsertUint16(DcmTag(0x601E, 0x0102, EVR_US), 15);
             delete dataset.remove(DcmTagKey(0x601E, 0x3000));
         });
         const std::string message = messageOf("ReadOverlay", {path});
-        EXPECT_THAT(message, testing::HasSubstr("image")) << frames;
+        EXPECT_THAT(message, HasSubstr("image")) << frames;
         EXPECT_NE(codeOf("ReadOverlays", {path}), 0) << frames;
         call("ClearCache");
     }

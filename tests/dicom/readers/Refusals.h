@@ -1,18 +1,14 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <functional>
 #include <map>
 #include <string>
 
-#include "tests/support/HostTest.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/dicom/DicomTest.h"
 
 namespace radvex::test {
 
-/// Codes that a call may return when the n-th call of one operation is refused, by that n; a 0 stands for every other
-/// n.
+/// The code that a function returns when the n-th call of an operation is refused, by n; n = 0 stands for all others.
 using Codes = std::map<long, int>;
 
 /// Refuses, one after the other, each call that `action` makes of each operation and link function.
@@ -39,8 +35,6 @@ class Refusals : public LibraryTest {
             }
         }
     }
-
-    TemporaryFolder folder{};
 
   private:
     std::map<velmora::Operation, long> operationCalls() {

@@ -3,13 +3,13 @@
 #include <cstdint>
 #include <vector>
 
-#include "tests/support/ImageFiles.h"
+#include "tests/dicom/DicomTest.h"
 
 namespace radvex::test {
 
-// Files of a series. Pixels spell their place: hundreds for the file, tens for the row, ones for the column.
+// Files of a series. Pixels spell their index: hundreds for the file, tens for the row, ones for the column.
 
-inline std::vector<int> placesOfFile(int file, int rows, int columns) {
+inline std::vector<int> spelledPixels(int file, int rows, int columns) {
     std::vector<int> values;
     for (int row = 0; row < rows; ++row) {
         for (int column = 0; column < columns; ++column) {

@@ -1,30 +1,17 @@
 #include "dicom/readers/SeriesVolume.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "bridge/ErrorManager.h"
 #include "dcmtk/dcmimage/diregist.h" // colour in this program too
-#include "dicom/exports/LibraryErrors.h"
 #include "dicom/readers/DcmFileReader.h"
 #include "host/Objects.h"
 #include "tests/dicom/readers/SeriesFiles.h"
-#include "tests/support/HostTest.h"
-#include "tests/support/TemporaryFolder.h"
 
 using namespace radvex;
 using namespace radvex::test;
 
 namespace {
 
-class SeriesVolume : public ServicesTest {
+class SeriesVolume : public ClassTest {
   protected:
-    void SetUp() override {
-        ServicesTest::SetUp();
-        GTU::LibraryData::setLibraryData(services().table());
-        GTU::ErrorManager::registerPlugpackErrors(libraryErrors());
-    }
-
     /// A file and the image that is made of it, which needs its dataset.
     struct Opened {
         std::unique_ptr<DcmFileReader> reader;
@@ -36,15 +23,8 @@ class SeriesVolume : public ServicesTest {
         return {std::move(reader), std::move(image)};
     }
     static std::string nameOfError(const OpenImages& images) {
-        try {
-            (void)consolidateImages(images, ImageReadOptions{});
-        } catch (const GTU::GantryError& error) {
-            return error.name();
-        }
-        return "";
+        return errorOf([&] { (void)consolidateImages(images, ImageReadOptions{}); });
     }
-
-    TemporaryFolder folder{};
 };
 
 } // namespace
@@ -67,8 +47,7 @@ TEST_F(SeriesVolume, TakesTheWindowOfTheOptions) {
     const Volume volume = consolidateImages({file.image, file.image}, options);
     const auto* data = static_cast<const std::uint8_t*>(volume.rawHandle()->data.get());
     EXPECT_THAT(std::vector<int>(data, data + 6),
-                testing::ElementsAreArray(
-                    joined({windowed({0, 10, 100}, 50, 100, 255), windowed({0, 10, 100}, 50, 100, 255)})));
+                ElementsAreArray(joined({windowed({0, 10, 100}, 50, 100, 255), windowed({0, 10, 100}, 50, 100, 255)})));
 }
 
 TEST_F(SeriesVolume, TheCommonWindowIsTheSpanAndItsMiddle) {

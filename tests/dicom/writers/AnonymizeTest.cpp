@@ -1,11 +1,8 @@
-#include <gtest/gtest.h>
-
 #include <set>
 
 #include "dcmtk/dcmdata/dcrlerp.h"
 #include "dicom/writers/DcmAnonymizer.h"
-#include "tests/support/ErrorCodes.h"
-#include "tests/support/ImageFiles.h"
+#include "tests/dicom/DicomTest.h"
 #include "tests/support/WriterTest.h"
 
 using namespace radvex::test;
@@ -19,16 +16,14 @@ class Anonymize : public WriterTest {
     std::string original(E_TransferSyntax syntax = EXS_LittleEndianExplicit, const Fill& more = {}) {
         ImageFile file{.rows = 2, .columns = 3, .words = {1, 2, 3, 4, 5, 6}};
         file.more = [&](DcmDataset& dataset) {
-            dataset.putAndInsertString(DCM_PatientName, "Doe^Jane");
-            dataset.putAndInsertString(DCM_PatientID, "ID-1");
-            dataset.putAndInsertString(DCM_StudyID, "STUDY-1");
-            dataset.putAndInsertString(DCM_StudyInstanceUID, "1.2.3");
-            dataset.putAndInsertString(DCM_SeriesInstanceUID, "1.2.3");
-            DcmItem* item = nullptr;
-            dataset.findOrCreateSequenceItem(DCM_ReferencedImageSequence, item, -2);
-            item->putAndInsertString(DCM_ReferencedSOPInstanceUID, "1.2.9");
-            item->putAndInsertString(DCM_StudyInstanceUID, "1.2.3");
-            item->putAndInsertString(DCM_PatientName, "Nested^Name");
+            put(dataset, {{DCM_PatientName, "Doe^Jane"},
+                          {DCM_PatientID, "ID-1"},
+                          {DCM_StudyID, "STUDY-1"},
+                          {DCM_StudyInstanceUID, "1.2.3"},
+                          {DCM_SeriesInstanceUID, "1.2.3"}});
+            put(addItem(dataset, DCM_ReferencedImageSequence), {{DCM_ReferencedSOPInstanceUID, "1.2.9"},
+                                                                {DCM_StudyInstanceUID, "1.2.3"},
+                                                                {DCM_PatientName, "Nested^Name"}});
             if (more) {
                 more(dataset);
             }
@@ -111,7 +106,7 @@ TEST_F(Anonymize, WhatTheFileLacksIsNotMade) {
     EXPECT_EQ(valueOf(DcmTagKey(0x0010, 0x1000)), "(none)");
 }
 
-TEST_F(Anonymize, ButAPatientIdAndAStudyIdAre) {
+TEST_F(Anonymize, APatientIdAndAStudyIdAreMadeWhenTheFileLacksThem) {
     const auto path = writeDicom(folder.file("bare.dcm"), {});
     anonymize(path);
     EXPECT_TRUE(isNumber(valueOf(DCM_PatientID)));
@@ -225,9 +220,9 @@ TEST_F(Anonymize, ElementsOfNoDatasetAreTakenOutOfTheMetaInformation) {
     const auto path = original();
     std::string bytes = readFile(path);
     // In the middle of the meta information, as long as the element it replaces: its length holds no longer.
-    const auto place = bytes.find(std::string("\x02\0\x12\0UI", 6));
-    ASSERT_NE(place, std::string::npos);
-    bytes[place] = 1;
+    const auto offset = bytes.find(std::string("\x02\0\x12\0UI", 6));
+    ASSERT_NE(offset, std::string::npos);
+    bytes[offset] = 1;
     folder.write("in.dcm", bytes);
     anonymize(path);
     EXPECT_EQ(loaded.getMetaInfo()->nextInContainer(nullptr)->getGTag(), 2);
@@ -236,8 +231,7 @@ TEST_F(Anonymize, ElementsOfNoDatasetAreTakenOutOfTheMetaInformation) {
 
 TEST_F(Anonymize, AFileWithoutMetaInformationGetsNone) {
     DcmDataset dataset;
-    dataset.putAndInsertString(DCM_PatientName, "Doe^Jane");
-    dataset.putAndInsertString(DCM_StudyInstanceUID, "1.2.3");
+    put(dataset, {{DCM_PatientName, "Doe^Jane"}, {DCM_StudyInstanceUID, "1.2.3"}});
     ASSERT_TRUE(dataset.saveFile(folder.file("raw").c_str(), EXS_LittleEndianImplicit).good());
     anonymize(folder.file("raw"));
     EXPECT_EQ(valueOf(DCM_PatientName), "Doe^Jane");
@@ -245,7 +239,7 @@ TEST_F(Anonymize, AFileWithoutMetaInformationGetsNone) {
     EXPECT_NE(readFile(folder.file("out.dcm")).substr(128, 4), "DICM");
 }
 
-// The transfer syntax of the file that was taken up is the one of the result; pixels are never recoded.
+// The result has the transfer syntax of the input; pixels are never recoded.
 TEST_F(Anonymize, EveryTransferSyntaxStays) {
     for (const E_TransferSyntax syntax : {EXS_LittleEndianImplicit, EXS_LittleEndianExplicit, EXS_BigEndianExplicit,
                                           EXS_DeflatedLittleEndianExplicit}) {
@@ -282,7 +276,7 @@ TEST_F(Anonymize, TheConversionTypeIsAdded) {
 
 TEST_F(Anonymize, AFileMayBeItsOwnResult) {
     const auto path = original(EXS_LittleEndianExplicit, [](DcmDataset& dataset) {
-        // A value that is longer than what is held in memory after loading.
+        // A value so long that loading leaves it in the file.
         dataset.putAndInsertString(DCM_PatientComments, std::string(9000, 'c').c_str());
     });
     call("DicomAnonymize", {path, path, texts({{"PatientName", "X"}})});
@@ -315,10 +309,8 @@ TEST_F(Anonymize, TheKeywordOfAReplacementIsLookedAtBeforeTheTextOfTheNext) {
 }
 
 TEST_F(Anonymize, TextsBecomeUtf8) {
-    anonymize(original(EXS_LittleEndianExplicit, [](DcmDataset& dataset) {
-        dataset.putAndInsertString(DCM_SpecificCharacterSet, "ISO_IR 100");
-        dataset.putAndInsertString(DCM_PatientComments, "Gr\xFC\xDF");
-    }));
+    anonymize(original(EXS_LittleEndianExplicit,
+                       with({{DCM_SpecificCharacterSet, "ISO_IR 100"}, {DCM_PatientComments, "Gr\xFC\xDF"}})));
     EXPECT_EQ(valueOf(DCM_PatientComments), "Gr\xC3\xBC\xC3\x9F");
     EXPECT_EQ(valueOf(DCM_SpecificCharacterSet), "ISO_IR 192");
 }
@@ -375,13 +367,9 @@ TEST_F(Anonymize, TheInputIsAskedForAsAFileToWrite) {
 
 namespace {
 
-/// The class itself: what the exported function does not reach.
+/// Tests of the class itself, for what the exported function does not reach.
 class Anonymizers : public testing::Test {
   protected:
-    static std::string textOf(DcmItem& item, const DcmTagKey& key) {
-        OFString value;
-        return item.findAndGetOFStringArray(key, value).good() ? std::string(value.c_str()) : "(none)";
-    }
     const radvex::DcmAnonymizer anonymizer{{}};
 };
 

@@ -1,9 +1,6 @@
-#include <gtest/gtest.h>
-
 #include <map>
 
-#include "tests/support/ErrorCodes.h"
-#include "tests/support/Nodes.h"
+#include "tests/dicom/DicomTest.h"
 #include "tests/support/WriterTest.h"
 
 using namespace radvex::test;
@@ -13,22 +10,7 @@ namespace {
 
 class DefaultTags : public WriterTest {
   protected:
-    void TearDown() override {
-        for (const auto& [keyword, value] : mBefore) {
-            call("SetDefaultTagValue", {keyword, value});
-        }
-        WriterTest::TearDown();
-    }
-    std::string get(const std::string& keyword) { return call("GetDefaultTagValue", {keyword}).get<std::string>(); }
-    /// Sets a value until the end of the test.
-    void set(const std::string& keyword, const std::string& value) {
-        mBefore.emplace(keyword, get(keyword));
-        call("SetDefaultTagValue", {keyword, value});
-    }
     void writeBytes() { load(write({.image = spelledImage(VImage_U8, 0, 2, 3, 1)})); }
-
-  private:
-    std::map<std::string, std::string> mBefore{};
 };
 
 } // namespace
@@ -61,38 +43,41 @@ TEST_F(DefaultTags, AreTheseBeforeAnyIsSet) {
                                                       {"RepresentationLUTShape", "IDENTITY"}};
     EXPECT_EQ(expected.size(), 25U);
     for (const auto& [keyword, value] : expected) {
-        EXPECT_EQ(get(keyword), value) << keyword;
+        EXPECT_EQ(defaultOf(keyword), value) << keyword;
     }
 }
 
 TEST_F(DefaultTags, StandInTheFilesThatAreWrittenFromThenOn) {
-    set("PatientName", "Doe^Jane");
-    set("PatientID", "42");
-    set("PatientBirthDate", "19700101");
-    set("PatientSex", "F");
-    set("SeriesNumber", "7");
-    set("Modality", "CT");
-    set("StudyDate", "20200101");
-    set("StudyID", "S1");
-    set("AccessionNumber", "A1");
-    set("Manufacturer", "Maker");
-    set("ConversionType", "DV");
+    setDefault("PatientName", "Doe^Jane");
+    setDefault("PatientID", "42");
+    setDefault("PatientBirthDate", "19700101");
+    setDefault("PatientSex", "F");
+    setDefault("SeriesNumber", "7");
+    setDefault("Modality", "CT");
+    setDefault("StudyDate", "20200101");
+    setDefault("StudyID", "S1");
+    setDefault("AccessionNumber", "A1");
+    setDefault("Manufacturer", "Maker");
+    setDefault("ConversionType", "DV");
     writeBytes();
-    const std::vector<std::pair<DcmTagKey, std::string>> expected{
-        {DCM_PatientName, "Doe^Jane"}, {DCM_PatientID, "42"},     {DCM_PatientBirthDate, "19700101"},
-        {DCM_PatientSex, "F"},         {DCM_SeriesNumber, "7"},   {DCM_Modality, "CT"},
-        {DCM_StudyDate, "20200101"},   {DCM_StudyID, "S1"},       {DCM_AccessionNumber, "A1"},
-        {DCM_Manufacturer, "Maker"},   {DCM_ConversionType, "DV"}};
-    for (const auto& [key, value] : expected) {
-        EXPECT_EQ(valueOf(key), value) << DcmTag(key).getTagName();
-    }
+    expectValues({{DCM_PatientName, "Doe^Jane"},
+                  {DCM_PatientID, "42"},
+                  {DCM_PatientBirthDate, "19700101"},
+                  {DCM_PatientSex, "F"},
+                  {DCM_SeriesNumber, "7"},
+                  {DCM_Modality, "CT"},
+                  {DCM_StudyDate, "20200101"},
+                  {DCM_StudyID, "S1"},
+                  {DCM_AccessionNumber, "A1"},
+                  {DCM_Manufacturer, "Maker"},
+                  {DCM_ConversionType, "DV"}});
 }
 
 TEST_F(DefaultTags, TheStudyTimeEndsUpAsTheReferringPhysician) {
-    set("StudyTime", "120000");
+    setDefault("StudyTime", "120000");
     writeBytes();
     EXPECT_EQ(valueOf(DCM_StudyTime), "") << "the empty referring physician is written over it";
-    set("ReferringPhysicianName", "1130");
+    setDefault("ReferringPhysicianName", "1130");
     writeBytes();
     EXPECT_EQ(valueOf(DCM_StudyTime), "1130");
     EXPECT_EQ(valueOf(DCM_ReferringPhysicianName), "") << "which itself is never written";
@@ -101,7 +86,7 @@ TEST_F(DefaultTags, TheStudyTimeEndsUpAsTheReferringPhysician) {
 }
 
 TEST_F(DefaultTags, AReferringPhysicianThatIsNoTimeMakesEveryWriteFail) {
-    set("ReferringPhysicianName", "Smith^John");
+    setDefault("ReferringPhysicianName", "Smith^John");
     const WriteArguments arguments{.image = spelledImage(VImage_U8, 0, 2, 3, 1)};
     EXPECT_EQ(writeCode(arguments), kTagWriteError);
     EXPECT_TRUE(writeMessage(arguments).starts_with("Error writing tag ReferringPhysicianName : "))
@@ -110,10 +95,10 @@ TEST_F(DefaultTags, AReferringPhysicianThatIsNoTimeMakesEveryWriteFail) {
 }
 
 TEST_F(DefaultTags, AValueOutsideTheTermsOfItsAttributeFailsTheWriteThatUsesIt) {
-    set("PatientSex", "X"); // a valid code string
+    setDefault("PatientSex", "X"); // a valid code string
     writeBytes();
     EXPECT_EQ(valueOf(DCM_PatientSex), "X");
-    set("SeriesNumber", "1\\2"); // any number of values passes the check of the default
+    setDefault("SeriesNumber", "1\\2"); // any number of values passes the check of the default
     EXPECT_EQ(writeCode({.image = spelledImage(VImage_U8, 0, 2, 3, 1)}), kTagWriteError);
 }
 
@@ -121,14 +106,14 @@ TEST_F(DefaultTags, AKeywordWithoutADefaultIsUnknownUntilItIsSet) {
     EXPECT_EQ(codeOf("GetDefaultTagValue", {"KVP"}), kInvalidTagName);
     EXPECT_EQ(messageOf("GetDefaultTagValue", {"KVP"}), "Attribute tag named KVP does not exist.");
     call("SetDefaultTagValue", {"KVP", "120"});
-    EXPECT_EQ(get("KVP"), "120");
+    EXPECT_EQ(defaultOf("KVP"), "120");
     writeBytes();
     EXPECT_EQ(valueOf(DCM_KVP), "(none)") << "nothing reads it";
 }
 
 TEST_F(DefaultTags, RetiredKeywordsAreFoundByTheirPlainName) {
     call("SetDefaultTagValue", {"OtherPatientIDs", "X"});
-    EXPECT_EQ(get("OtherPatientIDs"), "X");
+    EXPECT_EQ(defaultOf("OtherPatientIDs"), "X");
 }
 
 TEST_F(DefaultTags, AKeywordThatTheDictionaryLacksIsRefused) {
@@ -142,8 +127,8 @@ TEST_F(DefaultTags, AValueThatDoesNotFitIsRefusedAndTheOldOneStays) {
     EXPECT_EQ(messageOf("SetDefaultTagValue", {"StudyDate", "soon"}), "Could not write tag StudyDate with value soon.");
     EXPECT_EQ(codeOf("SetDefaultTagValue", {"Modality", "lower case"}), kInvalidTagValue);
     EXPECT_EQ(codeOf("SetDefaultTagValue", {"Item", "x"}), kInvalidTagValue) << "there is no element for it";
-    EXPECT_EQ(get("StudyDate"), "");
-    EXPECT_EQ(get("Modality"), "OT");
+    EXPECT_EQ(defaultOf("StudyDate"), "");
+    EXPECT_EQ(defaultOf("Modality"), "OT");
 }
 
 TEST_F(DefaultTags, TheDictionaryTellsItsSizes) {

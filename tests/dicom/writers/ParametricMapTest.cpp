@@ -1,6 +1,4 @@
-#include <gtest/gtest.h>
-
-#include "tests/support/ErrorCodes.h"
+#include "tests/dicom/DicomTest.h"
 #include "tests/support/WriterTest.h"
 
 using namespace radvex::test;
@@ -28,10 +26,6 @@ class ParametricMaps : public WriterTest {
         static DcmItem none;
         return found == nullptr ? none : *found;
     }
-    static std::string textOf(DcmItem& item, const DcmTagKey& key) {
-        OFString value;
-        return item.findAndGetOFStringArray(key, value).good() ? std::string(value.c_str()) : "(none)";
-    }
 };
 
 } // namespace
@@ -39,46 +33,42 @@ class ParametricMaps : public WriterTest {
 TEST_F(ParametricMaps, HoldTheValuesOfARealImage) {
     const Image single = spelledImage(VImage_F32, 2, 3, 5, 1);
     load(write({.image = single}));
-    const auto floatsWritten = single.data<float>();
-    EXPECT_EQ(floats(), std::vector<float>(floatsWritten.begin(), floatsWritten.end()));
+    EXPECT_EQ(floats(), elementsOf<float>(single));
     const Image wide = spelledImage(VImage_F64, 2, 3, 5, 1);
     load(write({.image = wide}));
-    const auto doublesWritten = wide.data<double>();
-    EXPECT_EQ(doubles(), std::vector<double>(doublesWritten.begin(), doublesWritten.end()));
+    EXPECT_EQ(doubles(), elementsOf<double>(wide));
 }
 
 TEST_F(ParametricMaps, AttributesOfAFile) {
     for (const auto& [type, bits] : {std::pair{VImage_F32, "32"}, {VImage_F64, "64"}}) {
         load(write({.image = spelledImage(type, 3, 4, 5, 1)}));
-        const std::vector<std::pair<DcmTagKey, std::string>> expected{{DCM_SOPClassUID, "1.2.840.10008.5.1.4.1.1.30"},
-                                                                      {DCM_Modality, "OT"},
-                                                                      {DCM_SeriesNumber, "1"},
-                                                                      {DCM_InstanceNumber, "1"},
-                                                                      {DCM_Rows, "4"},
-                                                                      {DCM_Columns, "5"},
-                                                                      {DCM_NumberOfFrames, "3"},
-                                                                      {DCM_SamplesPerPixel, "1"},
-                                                                      {DCM_PhotometricInterpretation, "MONOCHROME2"},
-                                                                      {DCM_BitsAllocated, bits},
-                                                                      {DCM_Manufacturer, "Velmora Research"},
-                                                                      {DCM_ManufacturerModelName, "Velmora Language"},
-                                                                      {DCM_DeviceSerialNumber, "1"},
-                                                                      {DCM_SoftwareVersions, "1.0"},
-                                                                      {DCM_ContentLabel, "IMAGE"},
-                                                                      {DCM_ContentDescription, "Image"},
-                                                                      {DCM_ContentCreatorName, ""},
-                                                                      {DCM_ImageType, "DERIVED\\PRIMARY\\VOLUME\\NONE"},
-                                                                      {DCM_PresentationLUTShape, "IDENTITY"},
-                                                                      {DCM_LossyImageCompression, "00"},
-                                                                      {DCM_BurnedInAnnotation, "NO"},
-                                                                      {DCM_RecognizableVisualFeatures, "NO"},
-                                                                      {DCM_ContentQualification, "SERVICE"},
-                                                                      {DCM_ConversionType, "SYN"},
-                                                                      {DCM_PatientName, ""},
-                                                                      {DCM_StudyTime, ""}};
-        for (const auto& [key, value] : expected) {
-            EXPECT_EQ(valueOf(key), value) << bits << ' ' << DcmTag(key).getTagName();
-        }
+        SCOPED_TRACE(bits);
+        expectValues({{DCM_SOPClassUID, "1.2.840.10008.5.1.4.1.1.30"},
+                      {DCM_Modality, "OT"},
+                      {DCM_SeriesNumber, "1"},
+                      {DCM_InstanceNumber, "1"},
+                      {DCM_Rows, "4"},
+                      {DCM_Columns, "5"},
+                      {DCM_NumberOfFrames, "3"},
+                      {DCM_SamplesPerPixel, "1"},
+                      {DCM_PhotometricInterpretation, "MONOCHROME2"},
+                      {DCM_BitsAllocated, bits},
+                      {DCM_Manufacturer, "Velmora Research"},
+                      {DCM_ManufacturerModelName, "Velmora Language"},
+                      {DCM_DeviceSerialNumber, "1"},
+                      {DCM_SoftwareVersions, "1.0"},
+                      {DCM_ContentLabel, "IMAGE"},
+                      {DCM_ContentDescription, "Image"},
+                      {DCM_ContentCreatorName, ""},
+                      {DCM_ImageType, "DERIVED\\PRIMARY\\VOLUME\\NONE"},
+                      {DCM_PresentationLUTShape, "IDENTITY"},
+                      {DCM_LossyImageCompression, "00"},
+                      {DCM_BurnedInAnnotation, "NO"},
+                      {DCM_RecognizableVisualFeatures, "NO"},
+                      {DCM_ContentQualification, "SERVICE"},
+                      {DCM_ConversionType, "SYN"},
+                      {DCM_PatientName, ""},
+                      {DCM_StudyTime, ""}});
         EXPECT_EQ(valueOf(DCM_ContentDate).size(), 8U);
         EXPECT_EQ(valueOf(DCM_ContentTime).size(), 6U);
         EXPECT_EQ(metaValueOf(DCM_MediaStorageSOPClassUID), valueOf(DCM_SOPClassUID));
@@ -118,45 +108,34 @@ TEST_F(ParametricMaps, PixelMeasuresAreSharedAndEmptyUnlessSet) {
         const std::string value = textOf(empty, key);
         EXPECT_TRUE(value.empty() || value == "(none)") << value;
     }
-    call("SetDefaultTagValue", {"PixelSpacing", "0.5\\0.25"});
-    call("SetDefaultTagValue", {"SliceThickness", "2"});
-    call("SetDefaultTagValue", {"SpacingBetweenSlices", "3"});
+    setDefault("PixelSpacing", "0.5\\0.25");
+    setDefault("SliceThickness", "2");
+    setDefault("SpacingBetweenSlices", "3");
     DcmItem& set = measures();
     EXPECT_EQ(textOf(set, DCM_PixelSpacing), "0.5\\0.25");
     EXPECT_EQ(textOf(set, DCM_SliceThickness), "2");
     EXPECT_EQ(textOf(set, DCM_SpacingBetweenSlices), "3");
-    call("SetDefaultTagValue", {"PixelSpacing", "0.5"});
+    setDefault("PixelSpacing", "0.5");
     EXPECT_EQ(writeCode({.image = spelledImage(VImage_F32, 2, 2, 2, 1)}), kTagWriteError) << "two values are needed";
-    for (const char* keyword : {"PixelSpacing", "SliceThickness", "SpacingBetweenSlices"}) {
-        call("SetDefaultTagValue", {keyword, ""});
-    }
 }
 
 TEST_F(ParametricMaps, SomeDefaultsAreReadAndTwoAreNot) {
-    call("SetDefaultTagValue", {"SeriesNumber", "9"});
-    call("SetDefaultTagValue", {"Modality", "MR"});
-    call("SetDefaultTagValue", {"RecognizableVisualFeatures", "YES"});
-    call("SetDefaultTagValue", {"ContentLabel", "MAP"});
+    setDefault("SeriesNumber", "9");
+    setDefault("Modality", "MR");
+    setDefault("RecognizableVisualFeatures", "YES");
+    setDefault("ContentLabel", "MAP");
     load(write({.image = spelledImage(VImage_F32, 0, 2, 2, 1)}));
     EXPECT_EQ(valueOf(DCM_SeriesNumber), "9");
     EXPECT_EQ(valueOf(DCM_Modality), "MR");
     EXPECT_EQ(valueOf(DCM_ContentLabel), "MAP");
     EXPECT_EQ(valueOf(DCM_RecognizableVisualFeatures), "NO");
     EXPECT_EQ(valueOf(DCM_PositionReferenceIndicator), "(none)") << "empty, it is left out of an optional module";
-    call("SetDefaultTagValue", {"PositionReferenceIndicator", "SLIDE_CORNER"});
+    setDefault("PositionReferenceIndicator", "SLIDE_CORNER");
     load(write({.image = spelledImage(VImage_F32, 0, 2, 2, 1)}));
     EXPECT_EQ(valueOf(DCM_PositionReferenceIndicator), "SLIDE_CORNER");
-    call("SetDefaultTagValue", {"PositionReferenceIndicator", ""});
-    call("SetDefaultTagValue", {"DeviceSerialNumber", ""});
+    setDefault("PositionReferenceIndicator", "");
+    setDefault("DeviceSerialNumber", "");
     EXPECT_EQ(writeCode({.image = spelledImage(VImage_F32, 0, 2, 2, 1)}), kImageWriteError) << "a map must have one";
-    for (const auto& [keyword, value] :
-         std::vector<std::pair<const char*, const char*>>{{"SeriesNumber", "1"},
-                                                          {"Modality", "OT"},
-                                                          {"RecognizableVisualFeatures", "NO"},
-                                                          {"ContentLabel", "IMAGE"},
-                                                          {"DeviceSerialNumber", "1"}}) {
-        call("SetDefaultTagValue", {keyword, value});
-    }
 }
 
 TEST_F(ParametricMaps, HaveNoColourAndNoSecondChannel) {
@@ -166,14 +145,13 @@ TEST_F(ParametricMaps, HaveNoColourAndNoSecondChannel) {
         EXPECT_EQ(writeMessage({.image = spelledImage(VImage_F64, 2, 2, 3, channels)}),
                   "Error writing an Image(s) : Parametric Map IOD doesn't support 64bit floating point RGB images.");
     }
-    call("SetDefaultTagValue", {"ReferringPhysicianName", "no time"});
+    setDefault("ReferringPhysicianName", "no time");
     EXPECT_EQ(writeCode({.image = spelledImage(VImage_F32, 0, 2, 3, 3)}), kImageWriteError)
         << "no common module is filled before";
-    call("SetDefaultTagValue", {"ReferringPhysicianName", ""});
     EXPECT_FALSE(wasWritten());
 }
 
-// The map places a frame at each multiple of rows times columns, both cut to 16 bits, while a frame is as long as the
+// The map puts a frame at each multiple of rows times columns, both cut to 16 bits, while a frame is as long as the
 // image's. Pixels that were put a second time would lie frame after frame instead.
 TEST_F(ParametricMaps, ThePixelsAreThoseOfTheMapAndAreNotPutAgain) {
     constexpr std::size_t kColumns = 65536 + 2;

@@ -1,13 +1,11 @@
-// What happens when a file cannot be written: the stated error, and a process that goes on.
-
-#include <gtest/gtest.h>
+// When a file cannot be written, the call gives the stated error and the process goes on.
 
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <csignal>
 
-#include "tests/support/ErrorCodes.h"
+#include "tests/dicom/DicomTest.h"
 #include "tests/support/WriterTest.h"
 
 using namespace radvex::test;
@@ -15,7 +13,7 @@ using namespace velmora;
 
 namespace {
 
-/// Files of this process end at so many bytes, as on a full disk, until the end of the scope.
+/// Limits the size of files that this process writes, as a full disk does, until the end of the scope.
 class FullDisk {
   public:
     explicit FullDisk(rlim_t bytes) : mSignal(std::signal(SIGXFSZ, SIG_IGN)) {

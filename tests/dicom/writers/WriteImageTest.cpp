@@ -1,28 +1,16 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <filesystem>
 
 #include "host/CallFrame.h"
-#include "tests/support/ErrorCodes.h"
-#include "tests/support/Nodes.h"
+#include "tests/dicom/DicomTest.h"
 #include "tests/support/WriterTest.h"
 
 using namespace radvex::test;
 using namespace velmora;
-using testing::ElementsAre;
 
 namespace {
 
-using Attributes = std::vector<std::pair<DcmTagKey, std::string>>;
-
 class WriteImage : public WriterTest {
   protected:
-    void expectValues(const Attributes& expected) {
-        for (const auto& [key, value] : expected) {
-            EXPECT_EQ(valueOf(key), value) << DcmTag(key).getTagName();
-        }
-    }
     std::string sopClassOf(vint type, vint slices, vint channels) {
         load(write({.image = spelledImage(type, slices, 2, 3, channels)}));
         EXPECT_EQ(metaValueOf(DCM_MediaStorageSOPClassUID), valueOf(DCM_SOPClassUID));
@@ -73,10 +61,9 @@ TEST_F(WriteImage, SeveralSlicesOf16BitColourHaveNoClass) {
 }
 
 TEST_F(WriteImage, WithoutAClassNothingElseIsLookedAt) {
-    call("SetDefaultTagValue", {"ReferringPhysicianName", "no time"});
+    setDefault("ReferringPhysicianName", "no time");
     EXPECT_EQ(writeCode({.image = spelledImage(VImage_U16, 2, 2, 3, 3)}), kImageWriteError);
     EXPECT_EQ(writeCode({.image = spelledImage(VImage_U16, 2, 2, 3, 1)}), -77) << "which is where it would be noticed";
-    call("SetDefaultTagValue", {"ReferringPhysicianName", ""});
 }
 
 TEST_F(WriteImage, AttributesOfBytes) {
@@ -175,22 +162,17 @@ TEST_F(WriteImage, PixelsLieAsInTheImage) {
 TEST_F(WriteImage, ReadImageGivesBackTheSameBytes) {
     const Image image = spelledImage(VImage_U8, 2, 3, 5, 3);
     const auto path = write({.image = image});
-    const Value scaling = Tensor(std::vector<vint>{2}, std::vector<double>{-3.0, 0.0});
-    const Value read = call("ReadImage", {path, 0, 0, scaling, false, 1});
-    const auto written = image.data<std::uint8_t>();
-    const auto found = read.get<Image>().data<std::uint8_t>();
-    EXPECT_EQ(std::vector<int>(found.begin(), found.end()), std::vector<int>(written.begin(), written.end()));
+    const Value read = call("ReadImage", {path, 0, 0, scaling(-3.0), false, 1});
+    EXPECT_EQ(elementsOf<std::uint8_t>(read.get<Image>()), elementsOf<std::uint8_t>(image));
     EXPECT_EQ(read.get<Image>().info().slices, 2);
     EXPECT_EQ(read.get<Image>().info().channels, 3);
 }
 
 TEST_F(WriteImage, AnOddNumberOfBytesGetsOneBehind) {
-    Uint32 length = 0;
     load(write({.image = spelledImage(VImage_U8, 0, 1, 3, 1)}));
     DcmElement* pixels = nullptr;
     ASSERT_TRUE(loaded.getDataset()->findAndGetElement(DCM_PixelData, pixels).good());
-    length = pixels->getLength();
-    EXPECT_EQ(length, 4U);
+    EXPECT_EQ(pixels->getLength(), 4U);
 }
 
 TEST_F(WriteImage, SizesAreCutTo16Bits) {
@@ -250,7 +232,7 @@ TEST_F(WriteImage, ACompressionThatIsNotKnownIsFoundWhenAllElseIsDone) {
 }
 
 TEST_F(WriteImage, APixelValueOver4GiBIsRefusedBeforeAnythingIsComposed) {
-    // Zeros that nobody touches or copies: the memory is never there.
+    // Nobody touches or copies these zeros, so the system never provides the memory.
     auto values = valuesOf(folder.file("w.dcm"), {.image = spelledImage(VImage_U8, 0, 2, 3, 1)});
     values[1] = Image(0, 32768, 32769, 1, VImage_F32, VColorSpace_Grey, true);
     EXPECT_EQ(messageOf("WriteImage", std::move(values)),

@@ -1,6 +1,4 @@
-#include <gtest/gtest.h>
-
-#include "tests/support/ErrorCodes.h"
+#include "tests/dicom/DicomTest.h"
 #include "tests/support/WriterTest.h"
 
 using namespace radvex::test;
@@ -48,9 +46,8 @@ TEST_F(WriteMetadata, GoesOnTopOfWhatTheImageAndTheDefaultsGave) {
 }
 
 TEST_F(WriteMetadata, AnEmptyTextReplacesADefault) {
-    call("SetDefaultTagValue", {"PatientName", "Default"});
+    setDefault("PatientName", "Default");
     written(texts({{"PatientName", ""}}));
-    call("SetDefaultTagValue", {"PatientName", ""});
     EXPECT_EQ(valueOf(DCM_PatientName), "");
 }
 

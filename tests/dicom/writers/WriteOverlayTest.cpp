@@ -1,15 +1,12 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include <map>
 
-#include "dicom/exports/LibraryErrors.h"
 #include "dicom/writers/DcmOverlay.h"
 #include "dicom/writers/WriteOptions.h"
-#include "tests/support/ErrorCodes.h"
+#include "tests/dicom/DicomTest.h"
 #include "tests/support/WriterTest.h"
 
 using namespace radvex::test;
 using namespace velmora;
-using testing::ElementsAre;
 
 namespace {
 
@@ -38,6 +35,11 @@ class WriteOverlays : public WriterTest {
         return {words, words + count};
     }
     std::string value(Uint16 group, Uint16 element) { return valueOf(DcmTagKey(group, element)); }
+    void expectPlane(Uint16 group, const std::map<Uint16, std::string>& expected) {
+        for (const auto& [element, text] : expected) {
+            EXPECT_EQ(value(group, element), text) << std::hex << group << ' ' << element;
+        }
+    }
 
     static Image dot() { return bitImage(0, 1, 2, {1, 0}); }
 };
@@ -46,17 +48,17 @@ class WriteOverlays : public WriterTest {
 
 TEST_F(WriteOverlays, AttributesOfAPlane) {
     load(write(withOverlays({bitImage(0, 2, 3, {1, 0, 1, 0, 0, 1})})));
-    EXPECT_EQ(value(0x6000, 0x0010), "2");
-    EXPECT_EQ(value(0x6000, 0x0011), "3");
-    EXPECT_EQ(value(0x6000, 0x0015), "1");
-    EXPECT_EQ(value(0x6000, 0x0040), "G");
-    EXPECT_EQ(value(0x6000, 0x0050), "1\\1");
-    EXPECT_EQ(value(0x6000, 0x0051), "1");
-    EXPECT_EQ(value(0x6000, 0x0100), "1");
-    EXPECT_EQ(value(0x6000, 0x0102), "0");
-    for (const Uint16 element : std::vector<Uint16>{0x0022, 0x0045, 0x1500}) {
-        EXPECT_EQ(value(0x6000, element), "(none)") << element;
-    }
+    expectPlane(0x6000, {{0x0010, "2"},
+                         {0x0011, "3"},
+                         {0x0015, "1"},
+                         {0x0022, "(none)"},
+                         {0x0040, "G"},
+                         {0x0045, "(none)"},
+                         {0x0050, "1\\1"},
+                         {0x0051, "1"},
+                         {0x0100, "1"},
+                         {0x0102, "0"},
+                         {0x1500, "(none)"}});
     EXPECT_THAT(wordsOf(0x6000), ElementsAre(0b100101));
 }
 
@@ -90,15 +92,10 @@ TEST_F(WriteOverlays, OptionsGoToTheOverlayOfTheirNumber) {
                               {"OverlayLabel", "L"},
                               {"NoSuchProperty", "ignored"}});
     load(write(withOverlays({dot(), dot()}, std::move(all))));
-    EXPECT_EQ(value(0x6000, 0x0050), "1\\1");
-    EXPECT_EQ(value(0x6000, 0x0040), "G");
-    EXPECT_EQ(value(0x6000, 0x0022), "(none)");
-    EXPECT_EQ(value(0x6002, 0x0050), "2\\-3");
-    EXPECT_EQ(value(0x6002, 0x0051), "65535");
-    EXPECT_EQ(value(0x6002, 0x0040), "R");
-    EXPECT_EQ(value(0x6002, 0x0022), "what");
-    EXPECT_EQ(value(0x6002, 0x0045), "USER");
-    EXPECT_EQ(value(0x6002, 0x1500), "L");
+    expectPlane(0x6000, {{0x0050, "1\\1"}, {0x0040, "G"}, {0x0022, "(none)"}});
+    expectPlane(
+        0x6002,
+        {{0x0050, "2\\-3"}, {0x0051, "65535"}, {0x0040, "R"}, {0x0022, "what"}, {0x0045, "USER"}, {0x1500, "L"}});
 }
 
 TEST_F(WriteOverlays, AnEmptyTextIsPresentAllTheSame) {
@@ -169,28 +166,14 @@ TEST_F(WriteOverlays, TheLibraryReadsBackWhatItWrote) {
     const auto path = write(withOverlays({bitImage(0, 4, 4, bits), dot()}));
     EXPECT_EQ(call("GetOverlayCount", {path}).get<vint>(), 2);
     const Value first = call("ReadOverlay", {path});
-    const auto read = first.get<Image>().data<std::int8_t>();
-    EXPECT_EQ(std::vector<int>(read.begin(), read.end()), bits);
+    EXPECT_THAT(elementsOf<std::int8_t>(first.get<Image>()), ElementsAreArray(bits));
 }
 
 namespace {
 
 /// The classes themselves, which throw through the host's link.
-class OverlayPlanes : public ServicesTest {
+class OverlayPlanes : public ClassTest {
   protected:
-    void SetUp() override {
-        ServicesTest::SetUp();
-        GTU::LibraryData::setLibraryData(services().table());
-        GTU::ErrorManager::registerPlugpackErrors(radvex::libraryErrors());
-    }
-    static std::string errorOf(const std::function<void()>& action) {
-        try {
-            action();
-            return "";
-        } catch (const GTU::GantryError& error) {
-            return error.name();
-        }
-    }
     static void add(radvex::DcmOverlay& overlay, unsigned short rows, unsigned short columns, const signed char* data) {
         overlay.addOverlayPlane(data, rows, columns, 1, 1, 1, 1, "G");
     }

@@ -1,6 +1,8 @@
-#include "tests/support/PictureSources.h"
+#include "tests/support/PictureFiles.h"
 
 #include <stdexcept>
+
+#include "tests/support/TemporaryFolder.h"
 
 namespace radvex::test {
 
@@ -83,6 +85,23 @@ std::string withPngSize(std::string png, std::uint32_t columns, std::uint32_t ro
     putNumber(png, kType + 8, rows);
     putNumber(png, kEnd, checksum(png.substr(kType, kEnd - kType)));
     return png;
+}
+
+PngFile readPng(const std::string& path) {
+    const std::string bytes = readFile(path);
+    const auto number = [&](std::size_t offset) { // big-endian, PNG section 11.2.2
+        return (static_cast<unsigned char>(bytes[offset + 2]) << 8) | static_cast<unsigned char>(bytes[offset + 3]);
+    };
+    PngFile file{number(16), number(20), bytes[24], bytes[25], {}};
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    const bool isBegun = png_image_begin_read_from_memory(&image, bytes.data(), bytes.size()) != 0;
+    image.format = PNG_FORMAT_GRAY;
+    file.grey8.resize(PNG_IMAGE_SIZE(image));
+    if (!isBegun || png_image_finish_read(&image, nullptr, file.grey8.data(), 0, nullptr) == 0) {
+        throw std::runtime_error("libpng cannot read " + path);
+    }
+    return file;
 }
 
 } // namespace radvex::test

@@ -11,7 +11,7 @@ PEERS = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 PACKAGED = "bare DCMTK, packaged"
 
 
-class Place:
+class Setup:
     def __init__(self, build, data):
         self.build, self.data = build, data
         self.has_packaged = os.path.exists(os.path.join(build, "bench/bareJobsPackaged"))

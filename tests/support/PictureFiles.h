@@ -46,6 +46,17 @@ std::string pngFile(const PngSource& source);
 /// Writes the size in the header of a PNG file anew, with its checksum.
 std::string withPngSize(std::string png, std::uint32_t columns, std::uint32_t rows);
 
+/// A PNG as an independent reading through libpng's simplified interface and its header give it.
+struct PngFile {
+    int columns;
+    int rows;
+    int bits;
+    int colorType;
+    std::vector<unsigned char> grey8; ///< as 8-bit grey
+};
+
+PngFile readPng(const std::string& path);
+
 /// The sentence with which a reading is refused; empty when it is not.
 template <typename Read>
 std::string refusalOf(Read read) {

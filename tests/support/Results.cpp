@@ -1,7 +1,8 @@
-#include "tests/support/Digest.h"
+#include "tests/support/Results.h"
 
 #include <complex>
 #include <span>
+#include <stdexcept>
 #include <string_view>
 
 namespace radvex::test {
@@ -79,6 +80,61 @@ class Digest {
 };
 
 } // namespace
+
+std::vector<std::string> keysOf(velmora::StoreView store) {
+    std::vector<std::string> keys;
+    for (const velmora::NodeView node : store) {
+        keys.emplace_back(node.name());
+    }
+    return keys;
+}
+
+std::string textOf(velmora::StoreView store, const std::string& key) {
+    for (const velmora::NodeView node : store) {
+        if (node.name() == key) {
+            return node.cell().utf8String;
+        }
+    }
+    return "(no node " + key + ")";
+}
+
+velmora::StoreView storeAt(velmora::StoreView store, std::initializer_list<std::size_t> path) {
+    for (const std::size_t index : path) {
+        store = store.at(index).store();
+    }
+    return store;
+}
+
+velmora::StoreView storeAt(velmora::StoreView store, std::size_t index) { return storeAt(store, {index}); }
+
+const VelmoraImage& imageAt(velmora::StoreView store, const std::vector<std::size_t>& path) {
+    for (std::size_t step = 0; step + 1 < path.size(); ++step) {
+        store = storeAt(store, path[step]);
+    }
+    const velmora::NodeView node = store.at(path.back());
+    if (node.type() != VType_Image) {
+        throw std::runtime_error("The node " + std::string(node.name()) + " is no image");
+    }
+    return *node.cell().image;
+}
+
+std::string outline(velmora::StoreView store) {
+    std::string line;
+    for (const velmora::NodeView node : store) {
+        line += line.empty() ? "" : ",";
+        line += node.name();
+        const std::string equals = node.name().empty() ? "" : "=";
+        switch (node.type()) {
+        case VType_DataStore: line += "{" + outline(velmora::StoreView(node.cell().dataStore)) + "}"; break;
+        case VType_UTF8String: line += equals + node.cell().utf8String; break;
+        case VType_Integer: line += equals + std::to_string(node.cell().integer); break;
+        case VType_Image: line += ":image"; break;
+        case VType_NumericArray: line += ":array"; break;
+        default: line += ":kind " + std::to_string(node.type());
+        }
+    }
+    return line;
+}
 
 std::uint64_t digestOf(const velmora::Value& value) {
     Digest digest;

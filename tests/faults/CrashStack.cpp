@@ -1,4 +1,4 @@
-#include "tests/faults/CrashPlace.h"
+#include "tests/faults/CrashStack.h"
 
 #include <cxxabi.h>
 #include <dlfcn.h>
@@ -16,7 +16,7 @@ namespace radvex::test {
 
 namespace {
 
-CrashPlace* noted = nullptr; // NOLINT: a signal handler has no other way to know
+CrashStack* noted = nullptr; // NOLINT: a signal handler has no other way to know
 
 void note(int signal) {
     noted->count = backtrace(noted->frames.data(), static_cast<int>(noted->frames.size()));
@@ -40,10 +40,10 @@ std::string functionAt(void* address) {
         return ""; // the next one outwards has a name that lasts longer than an offset
     }
     if (info.dli_sname == nullptr) {
-        std::ostringstream place;
-        place << module << '+' << std::hex
-              << reinterpret_cast<std::uintptr_t>(address) - reinterpret_cast<std::uintptr_t>(info.dli_fbase);
-        return place.str();
+        std::ostringstream offset;
+        offset << module << '+' << std::hex
+               << reinterpret_cast<std::uintptr_t>(address) - reinterpret_cast<std::uintptr_t>(info.dli_fbase);
+        return offset.str();
     }
     int status = 0;
     const std::unique_ptr<char, void (*)(void*)> name(abi::__cxa_demangle(info.dli_sname, nullptr, nullptr, &status),
@@ -54,14 +54,14 @@ std::string functionAt(void* address) {
 
 } // namespace
 
-void catchCrashes(CrashPlace& place) {
-    static std::array<char, 1 << 16> stack;
-    noted = &place;
+void catchCrashes(CrashStack& stack) {
+    static std::array<char, 1 << 16> signalStack;
+    noted = &stack;
     void* warmUp[1];
     (void)backtrace(warmUp, 1); // the first one loads a library
     stack_t other{};
-    other.ss_sp = stack.data();
-    other.ss_size = stack.size();
+    other.ss_sp = signalStack.data();
+    other.ss_size = signalStack.size();
     sigaltstack(&other, nullptr);
     struct sigaction action {};
     action.sa_handler = note;
@@ -71,12 +71,12 @@ void catchCrashes(CrashPlace& place) {
     }
 }
 
-std::string describe(const CrashPlace& place) {
+std::string describe(const CrashStack& stack) {
     std::string chain;
     int shown = 0;
-    for (int index = 0; index < place.count && shown < 6; ++index) {
-        // What the handler itself stands on is no place.
-        const std::string function = functionAt(place.frames.at(static_cast<std::size_t>(index)));
+    for (int index = 0; index < stack.count && shown < 6; ++index) {
+        // The frames of the handler itself are left out.
+        const std::string function = functionAt(stack.frames.at(static_cast<std::size_t>(index)));
         if (!function.empty() && function.find("note") != 0 && function.find("faultRunner") != 0) {
             chain += (shown++ == 0 ? "" : " < ") + function;
         }
