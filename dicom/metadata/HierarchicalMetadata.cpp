@@ -1,6 +1,7 @@
 #include "dicom/metadata/HierarchicalMetadata.h"
 
 #include <stack>
+#include <unordered_map>
 
 #include "dcmtk/dcmdata/dcstack.h"
 #include "dicom/metadata/TagNaming.h"
@@ -11,7 +12,7 @@ namespace {
 
 using GTU::VArgumentType;
 
-/// A level that is being filled: its name in the level above, empty for an item, and its nodes.
+/// A level that is being filled: its name in the level above (empty for an item) and its nodes.
 using Frame = std::pair<std::string, ResultList>;
 using Frames = std::stack<Frame>;
 
@@ -28,28 +29,45 @@ void collapseDataListStack(Frames& stack, std::size_t size) {
     }
 }
 
+/// What the walk has to know of a tag.
+struct ElementKey {
+    std::string text{};
+    bool isItem = false;
+    bool isExcluded = false;
+};
+
+/// The keys of one walk. A dataset repeats few tags many times, and a look-up in the dictionary costs more than the
+/// conversion of a short value.
+class ElementKeys {
+  public:
+    explicit ElementKeys(const ExcludedTags& excluded) : mExcluded(excluded) {}
+
+    const ElementKey& keyOf(const DcmTag& tag) {
+        if ((tag.getGroup() & 1) != 0) {
+            mPrivateKey = lookUp(tag);
+            return mPrivateKey;
+        }
+        const Uint32 number = static_cast<Uint32>(tag.getGroup()) << 16 | tag.getElement();
+        const auto known = mKeys.find(number);
+        return known != mKeys.end() ? known->second : mKeys.emplace(number, lookUp(tag)).first->second;
+    }
+
+  private:
+    ElementKey lookUp(const DcmTag& tag) const {
+        const std::string text = getTagNameAsString(tag, false);
+        return {text, text == "Item", mExcluded.contains(text)};
+    }
+
+    const ExcludedTags& mExcluded;
+    std::unordered_map<Uint32, ElementKey> mKeys{};
+    ElementKey mPrivateKey{}; ///< the key of a private tag depends on its creator too, so that it is not kept
+};
+
 } // namespace
 
-// DCMTK's scanner calls a value wrong when it gets no memory to look at it; a wrong one stays wrong.
+// DCMTK also rejects a value when it gets no memory for the check. A second check tells these cases apart.
 bool hasValidValue(DcmElement& element) {
     return element.checkValue("1-n", OFFalse).good() || element.checkValue("1-n", OFFalse).good();
-}
-
-ElementKey ElementKeys::look(const DcmTag& tag) const {
-    ElementKey key{getTagNameAsString(tag, false)};
-    key.isItem = key.text == "Item";
-    key.isExcluded = mExcluded.count(key.text) != 0;
-    return key;
-}
-
-const ElementKey& ElementKeys::keyOf(const DcmTag& tag) {
-    if ((tag.getGroup() & 1) != 0) {
-        mPrivateKey = look(tag);
-        return mPrivateKey;
-    }
-    const Uint32 number = static_cast<Uint32>(tag.getGroup()) << 16 | tag.getElement();
-    const auto known = mKeys.find(number);
-    return known != mKeys.end() ? known->second : mKeys.emplace(number, look(tag)).first->second;
 }
 
 void saveHierarchicalDatasetToDataList(ResultList& list, DcmObject* object, const ExcludedTags& excluded, bool nested,
@@ -63,12 +81,12 @@ void saveHierarchicalDatasetToDataList(ResultList& list, DcmObject* object, cons
     }
     DcmStack stack;
     while (object->nextObject(stack, OFTrue).good()) {
-        // The root lies at the bottom and the current object on top: levels that the walk has left are closed here.
+        // The stack holds the root and all objects down to the current one. Levels that the walk has left are closed.
         collapseDataListStack(frames, stack.card() - 1);
         DcmObject* current = stack.top();
         const ElementKey& key = keys.keyOf(current->getTag());
         if (current->getTag().getEVR() == EVR_SQ) {
-            frames.emplace(key.text, ResultList{}); // excluded or not: what is left out of it is its leaves
+            frames.emplace(key.text, ResultList{}); // also an excluded one: only attributes with values are left out
         } else if (key.isItem) {
             frames.emplace(std::string{}, ResultList{});
         } else if (key.isExcluded) {

@@ -10,8 +10,9 @@
 #include "bridge/containers/Image.h"
 #include "dcmtk/dcmdata/dcfilefo.h"
 #include "dcmtk/dcmiod/iodimage.h"
-#include "dicom/metadata/DcmUtility.h"
+#include "dicom/metadata/ElementConversion.h"
 #include "dicom/metadata/MemoryWatch.h"
+#include "dicom/metadata/TagNaming.h"
 #include "dicom/writers/WriteOptions.h"
 
 class DPMParametricMapIOD;

@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "dcmtk/dcmdata/dctk.h"
-#include "dicom/metadata/DcmUtility.h"
+#include "dicom/metadata/ElementConversion.h"
 #include "host/Value.h"
 #include "tests/support/HostTest.h"
 

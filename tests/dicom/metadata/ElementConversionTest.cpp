@@ -2,7 +2,7 @@
 
 #include "bridge/ErrorManager.h"
 #include "dcmtk/dcmdata/dctk.h"
-#include "dicom/metadata/DcmUtility.h"
+#include "dicom/metadata/ElementConversion.h"
 #include "host/Value.h"
 #include "tests/support/DicomFiles.h"
 #include "tests/support/ResultListTest.h"

@@ -5,7 +5,7 @@
 
 #include "bridge/ErrorManager.h"
 #include "dcmtk/dcmdata/dctk.h"
-#include "dicom/metadata/DcmUtility.h"
+#include "dicom/metadata/HierarchicalMetadata.h"
 #include "tests/support/DicomFiles.h"
 #include "tests/support/HostTest.h"
 #include "tests/support/Nodes.h"

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "dcmtk/dcmdata/dctk.h"
-#include "dicom/metadata/PatternSize.h"
 #include "tests/support/SmallStack.h"
 
 using namespace radvex;
