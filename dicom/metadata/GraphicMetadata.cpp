@@ -6,7 +6,6 @@
 #include "bridge/containers/NumericArray.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dicom/pixels/ImagePixelAttributes.h"
-#include "dicom/pixels/PromisedPixels.h"
 
 namespace radvex {
 

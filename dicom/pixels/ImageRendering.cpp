@@ -3,7 +3,7 @@
 #include <climits>
 #include <limits>
 
-#include "dicom/pixels/Dimensions.h"
+#include "bridge/ErrorManager.h"
 
 namespace radvex {
 
@@ -42,6 +42,16 @@ std::size_t samplesOfFrame(const PictureShape& shape) {
 
 } // namespace
 
+vint checkedProduct(std::initializer_list<long long> dimensions) {
+    long long product = 1;
+    for (const long long dimension : dimensions) {
+        if (__builtin_mul_overflow(product, dimension, &product) || product > std::numeric_limits<vint>::max()) {
+            GTU::ErrorManager::throwException(GTU::ErrorName::DimensionsError);
+        }
+    }
+    return static_cast<vint>(product);
+}
+
 void setScalingWindow(DicomImage& image, const ImageReadOptions& options) {
     int isSet = 0;
     switch (options.scaling) {
@@ -61,7 +71,7 @@ void setScalingWindow(DicomImage& image, const ImageReadOptions& options) {
 }
 
 void setOverlayVisibility(DicomImage& image, bool show) {
-    // Group 0: the planes of the dataset itself.
+    // Group 0 stands for the planes of the dataset itself.
     (void)(show ? image.showAllOverlays(0) : image.hideAllOverlays(0));
 }
 
@@ -80,7 +90,7 @@ GTU::Image<T, GTU::Passing::Manual> getImage(DicomImage& image, bool interleaved
     auto result = newImage<T>(shape, interleaved);
     const unsigned long frameBytes = image.getOutputDataSize(kBits);
     if (frameBytes != samplesOfFrame(shape) * sizeof(T)) {
-        throwNoPixels(); // DCMTK would write beyond the frame's place, or leave part of it
+        throwNoPixels(); // DCMTK would write beyond the frame, or leave a part of it unset
     }
     auto* target = reinterpret_cast<unsigned char*>(result.getData());
     for (unsigned long frame = 0; frame < image.getFrameCount(); ++frame) {

@@ -9,14 +9,15 @@ namespace {
 constexpr std::size_t kPresetBytes = 15; // marker, length, kind, five numbers
 constexpr std::size_t kFrameBytes = 5;   // marker, length, bits of a sample
 
-unsigned wordAt(std::span<const Uint8> bytes, std::size_t place) {
-    return static_cast<unsigned>(bytes[place]) << 8 | bytes[place + 1];
+unsigned wordAt(std::span<const Uint8> bytes, std::size_t offset) {
+    return static_cast<unsigned>(bytes[offset]) << 8 | bytes[offset + 1];
 }
 
 } // namespace
 
 void JpegLsPresets::add(Bytes fragment) {
     scan(fragment);
+    // A segment may begin in the former fragment and go on in this one.
     const Bytes start = fragment.first(std::min(fragment.size(), kPresetBytes - 1));
     std::vector<Uint8> joint = mLast;
     joint.insert(joint.end(), start.begin(), start.end());

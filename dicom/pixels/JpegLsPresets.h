@@ -11,12 +11,12 @@
 
 namespace radvex {
 
-/// Looks at the coding parameters that JPEG-LS frames bring along (ISO/IEC 14495-1 C.2.4.1.1), in fragments that follow
-/// each other. In coded data the two bytes do not occur that open a segment.
+/// Inspects the coding parameters in JPEG-LS streams (ISO/IEC 14495-1 C.2.4.1.1), fragment by fragment. Coded data
+/// never holds the two bytes that open a segment.
 class JpegLsPresets {
   public:
-    /// DCMTK's decoder cannot do what they ask for: it reads behind its lines and tables, and counts up to 255 only,
-    /// when contexts are halved after another number of samples than 64, or samples exceed their bits.
+    /// True when contexts are to be halved after another number of samples than 64, or samples exceed their bits:
+    /// DCMTK's decoder then reads behind its lines and tables, and its counters end at 255.
     bool areImpossible() const { return mHasUnusualReset || mHighestSample >> std::min(mFewestBits, 16) != 0; }
 
     void add(std::span<const Uint8> fragment);
@@ -29,7 +29,7 @@ class JpegLsPresets {
     bool mHasUnusualReset = false;
     int mFewestBits = 16;
     unsigned mHighestSample = 0;
-    std::vector<Uint8> mLast{}; ///< bytes in which a segment may begin that goes on in the next fragment
+    std::vector<Uint8> mLast{}; ///< the last bytes, in which a segment may begin that goes on in the next fragment
 };
 
 } // namespace radvex

@@ -7,9 +7,8 @@
 
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcelem.h"
-#include "dicom/pixels/Dimensions.h"
 #include "dicom/pixels/ImagePixelAttributes.h"
-#include "dicom/pixels/PromisedPixels.h"
+#include "dicom/pixels/ImageRendering.h"
 #include "dicom/readers/DcmFileReader.h"
 
 namespace radvex {

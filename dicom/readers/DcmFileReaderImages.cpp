@@ -5,7 +5,6 @@
 #include "dicom/metadata/MemoryWatch.h"
 #include "dicom/pixels/ImagePixelAttributes.h"
 #include "dicom/pixels/ImageRendering.h"
-#include "dicom/pixels/PromisedPixels.h"
 #include "dicom/pixels/RenderingSafety.h"
 #include "dicom/readers/DcmFileReader.h"
 
@@ -61,7 +60,7 @@ GenericArray toHostsReals(GenericArray array, vint type) {
 std::unique_ptr<DicomImage> DcmFileReader::openDicomImage(const ImageOpenOptions& options,
                                                           PixelsAfterwards afterwards) const {
     decompress();
-    makeEven(*dataset);
+    padOddPixelData(*dataset);
     // A file without it is unsigned. It stays in the dataset; status ignored, since DCMTK says what it misses.
     (void)dataset->putAndInsertUint16(DcmTag(DCM_PixelRepresentation), 0, 0, OFFalse);
     if (promisesTooManyPixels(*dataset) || !isSafeToRender(*dataset) || !isSafeToDecode()) {

@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "dcmtk/dcmimgle/dcmimage.h"
-#include "dicom/pixels/Dimensions.h"
+#include "dicom/pixels/ImageRendering.h"
 #include "dicom/readers/DcmFileReader.h"
 
 namespace radvex {

@@ -10,7 +10,6 @@
 #include "dicom/metadata/MemoryWatch.h"
 #include "dicom/metadata/TagNaming.h"
 #include "dicom/pixels/DecodingSafety.h"
-#include "dicom/pixels/JpegLsFrames.h"
 #include "guard/FileStream.h"
 #include "guard/GuardedLoad.h"
 

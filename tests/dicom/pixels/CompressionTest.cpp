@@ -7,6 +7,7 @@
 
 #include "dcmtk/dcmdata/dcpixseq.h"
 #include "dcmtk/dcmdata/dcpxitem.h"
+#include "dicom/pixels/Compression.h"
 #include "dicom/pixels/EncodedPixels.h"
 #include "tests/support/ErrorCodes.h"
 #include "tests/support/WriterTest.h"
