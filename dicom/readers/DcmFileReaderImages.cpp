@@ -90,9 +90,9 @@ void DcmFileReader::readImageImpl(Target& target, const ImageReadOptions& option
         setScalingWindow(*image, options);
         const bool interleaved = planarConfiguration() == 0;
         switch (dicomImageToNumericArrayType(*image)) {
-        case VNumericArray_U8: return placeImage(target, getImage<unsigned char>(*image, interleaved));
-        case VNumericArray_U16: return placeImage(target, getImage<unsigned short>(*image, interleaved));
-        default: return placeImage(target, getImage<float>(*image, interleaved));
+        case VNumericArray_U8: return setImage(target, getImage<unsigned char>(*image, interleaved));
+        case VNumericArray_U16: return setImage(target, getImage<unsigned short>(*image, interleaved));
+        default: return setImage(target, getImage<float>(*image, interleaved));
         }
     } catch (const GTU::GantryError&) { // what DCMTK cannot render is copied as it lies
         memory.require();               // but with more memory it could have been rendered
