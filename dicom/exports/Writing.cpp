@@ -4,6 +4,7 @@
 
 #include "bridge/Guard.h"
 #include "dicom/exports/Radvex.h"
+#include "dicom/metadata/TagNaming.h"
 #include "dicom/writers/DcmAnonymizer.h"
 #include "dicom/writers/DcmWriter.h"
 

@@ -123,7 +123,9 @@ void JpegSegments::scanWindow() {
     const std::size_t done = mWindow.size() - std::min(mWindow.size(), kLongestSegment);
     mWindow.erase(mWindow.begin(), mWindow.begin() + static_cast<std::ptrdiff_t>(done));
     std::erase_if(mStarts, [done](std::size_t start) { return start <= done; });
-    std::for_each(mStarts.begin(), mStarts.end(), [done](std::size_t& start) { start -= done; });
+    for (std::size_t& start : mStarts) {
+        start -= done;
+    }
 }
 
 /// The number of fragments that start after an offset and before an end.

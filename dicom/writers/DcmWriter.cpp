@@ -3,7 +3,7 @@
 #include "dicom/writers/DcmWriter.h"
 
 #include "dcmtk/dcmdata/dcdeftag.h"
-#include "dicom/readers/DcmReader.h"
+#include "dicom/metadata/TagNaming.h"
 #include "dicom/writers/DcmAnonymizer.h"
 #include "dicom/writers/DcmOverlay.h"
 #include "dicom/writers/WriteChecks.h"

@@ -12,7 +12,6 @@
 #include "dcmtk/dcmiod/iodimage.h"
 #include "dicom/metadata/ElementConversion.h"
 #include "dicom/metadata/MemoryWatch.h"
-#include "dicom/metadata/TagNaming.h"
 #include "dicom/writers/WriteOptions.h"
 
 class DPMParametricMapIOD;

@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "dicom/metadata/TagNaming.h"
 #include "dicom/writers/DcmWriter.h"
 
 namespace radvex {

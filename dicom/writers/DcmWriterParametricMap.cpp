@@ -7,6 +7,7 @@
 #include "dcmtk/dcmfg/fgpixmsr.h"
 #include "dcmtk/dcmiod/iodutil.h"
 #include "dcmtk/dcmpmap/dpmparametricmapiod.h"
+#include "dicom/metadata/TagNaming.h"
 #include "dicom/writers/DcmWriter.h"
 #include "dicom/writers/WriteChecks.h"
 
