@@ -1,4 +1,4 @@
-// Colour support of DicomImage, which DCMTK takes from a static instance in whoever uses it.
+// Colour support of DicomImage. DCMTK takes it from a static instance in the module that includes its header.
 
 #include "dcmtk/config/osconfig.h"
 
@@ -6,7 +6,7 @@
 
 namespace {
 
-/// The instance of another user of DCMTK in this process, null without one. Read before the header below makes ours.
+/// The instance of another user of DCMTK in this process, or null. Read before the header below makes ours.
 DiRegisterBase* const instanceBefore = DiRegisterBase::Pointer;
 
 } // namespace
@@ -15,7 +15,7 @@ DiRegisterBase* const instanceBefore = DiRegisterBase::Pointer;
 
 namespace {
 
-/// DCMTK goes on pointing to our instance when it is gone, and can outlive this library.
+/// Restores the former instance: DCMTK can outlive this library and would keep a pointer to an instance that is gone.
 struct InstanceGuard {
     InstanceGuard() = default;
     InstanceGuard(const InstanceGuard&) = delete;

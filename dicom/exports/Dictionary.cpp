@@ -1,5 +1,6 @@
 #include "bridge/GuardedCall.h"
 #include "dicom/exports/Radvex.h"
+#include "dicom/metadata/TagNaming.h"
 #include "dicom/readers/DcmReader.h"
 
 using radvex::DcmReader;
@@ -12,6 +13,21 @@ using TextList = GTU::DataList<VArgumentType::UTF8String, GTU::Passing::Manual>;
 void addText(TextList& list, const std::string& name, const std::string& text) {
     GTU::Argument<VArgumentType::UTF8String>::addDataStoreNode(list.getInternal(), name, text.c_str());
     list.appendLastNodeToProxy();
+}
+
+void impl_GetDictionaryInfo(GTU::VArgumentManager& mngr) {
+    const DcmDataDictionary& dictionary = radvex::GeneralInfoMap;
+    GTU::DataList<VArgumentType::VArgument, GTU::Passing::Manual> info;
+    const auto addCount = [&](const char* name, int count) {
+        GTU::Argument<VArgumentType::Integer>::addDataStoreNode(info.getInternal(), name, count);
+    };
+    GTU::Argument<VArgumentType::Boolean>::addDataStoreNode(info.getInternal(), "LoadedQ",
+                                                            dictionary.isDictionaryLoaded() ? 1 : 0);
+    addCount("EntryCount", dictionary.numberOfEntries());
+    addCount("NormalEntryCount", dictionary.numberOfNormalTagEntries());
+    addCount("RepeatingEntryCount", dictionary.numberOfRepeatingTagEntries());
+    addCount("SkeletonEntryCount", dictionary.numberOfSkeletonEntries());
+    mngr.setResult(info);
 }
 
 } // namespace
@@ -49,4 +65,8 @@ int GetKeyword(VelmoraLibraryData libData, vint argc, VArgument* args, VArgument
         const std::string group = mngr.getString(0);
         mngr.setString(DcmReader::getKeyword(group, mngr.getString(1)));
     });
+}
+
+int GetDictionaryInfo(VelmoraLibraryData libData, vint argc, VArgument* args, VArgument res) {
+    return GTU::guardedCallAgainstAll(libData, argc, args, res, impl_GetDictionaryInfo);
 }

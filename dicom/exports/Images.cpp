@@ -21,6 +21,11 @@ ImageReadOptions readOptions(GTU::VArgumentManager& mngr) {
     return options;
 }
 
+void impl_GetOverlayCount(GTU::VArgumentManager& mngr) {
+    const auto reader = dcmReaderCache.openReader<DcmFileReader>(mngr.getString(0));
+    mngr.setInteger(reader->getOverlayCount());
+}
+
 } // namespace
 
 int ReadImage(VelmoraLibraryData libData, vint argc, VArgument* args, VArgument res) {
@@ -43,7 +48,8 @@ int ReadIntermediatePixelData(VelmoraLibraryData libData, vint argc, VArgument* 
     return GTU::guardedCallAgainstAll(libData, argc, args, res, [](GTU::VArgumentManager& mngr) {
         const std::string path = mngr.getString(0);
         ImageOpenOptions options;
-        options.flags = static_cast<std::uint32_t>(mngr.getInteger(1)); // flags and no first frame: hosts rely on it
+        options.flags =
+            static_cast<std::uint32_t>(mngr.getInteger(1)); // flags instead of a first frame: hosts rely on it
         options.frameCount = static_cast<std::uint32_t>(mngr.getInteger(2));
         dcmReaderCache.openReader<DcmFileReader>(path)->readIntermediatePixelData(mngr, options);
     });
@@ -61,4 +67,22 @@ int ReadOverlays(VelmoraLibraryData libData, vint argc, VArgument* args, VArgume
         const auto reader = dcmReaderCache.openReader<DcmFileReader>(mngr.getString(0));
         reader->readOverlays(mngr, ImageOpenOptions{});
     });
+}
+
+int GetFrameCount(VelmoraLibraryData libData, vint argc, VArgument* args, VArgument res) {
+    return GTU::guardedCall(libData, argc, args, res, [](GTU::VArgumentManager& mngr) {
+        const auto reader = dcmReaderCache.openReader<DcmFileReader>(mngr.getString(0));
+        mngr.setInteger(reader->getFrameCount());
+    });
+}
+
+int GetRepresentativeFrameIndex(VelmoraLibraryData libData, vint argc, VArgument* args, VArgument res) {
+    return GTU::guardedCall(libData, argc, args, res, [](GTU::VArgumentManager& mngr) {
+        const auto reader = dcmReaderCache.openReader<DcmFileReader>(mngr.getString(0));
+        mngr.setInteger(static_cast<int>(reader->getRepresentativeFrame()));
+    });
+}
+
+int GetOverlayCount(VelmoraLibraryData libData, vint argc, VArgument* args, VArgument res) {
+    return GTU::guardedCallAgainstAll(libData, argc, args, res, impl_GetOverlayCount);
 }

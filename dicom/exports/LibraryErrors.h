@@ -6,7 +6,7 @@
 
 namespace radvex {
 
-/// Names and messages of the library's own errors, in the order in which they are registered behind the bridge's.
+/// Names and messages of the library's own errors, in the order of their registration after the bridge's errors.
 inline const std::vector<std::pair<std::string, std::string>>& libraryErrors() {
     // clang-format off
     static const std::vector<std::pair<std::string, std::string>> errors{

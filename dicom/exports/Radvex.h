@@ -2,8 +2,8 @@
 
 #include "velmora/VelmoraLibrary.h"
 
-// Declares the functions that the library exports. What they do, and what their arguments mean, tells the list that
-// they come from: velmora/RadvexFunctions.h. An argument's index is its place there, counted from 0.
+// Declares the functions that the library exports, from the list in velmora/RadvexFunctions.h. The list says what they
+// do and what their arguments mean. The first argument in it has the index 0.
 
 #define RADVEX_EXPORT extern "C" __attribute__((visibility("default")))
 #define RADVEX_ENTRY(name, result, parameters, meaning) RADVEX_EXPORT result name parameters;

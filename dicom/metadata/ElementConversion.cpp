@@ -13,7 +13,7 @@ namespace {
 using GTU::VArgumentType;
 using GTU::Passing::Manual;
 
-/// One value as a node of its own, several as a node with a list. Positions that DCMTK does not give out are skipped.
+/// One value becomes a node of its own, several become a node with a list. A value that DCMTK cannot give is left out.
 template <VArgumentType Kind, typename DcmValue>
 void saveNumbers(ResultList& list, const std::string& name, DcmElement& element,
                  OFCondition (DcmElement::*getter)(DcmValue&, const unsigned long)) {
@@ -27,8 +27,8 @@ void saveNumbers(ResultList& list, const std::string& name, DcmElement& element,
         return;
     }
     GTU::DataList<VArgumentType::VArgument, Manual> values;
-    for (unsigned long position = 0; position < count; ++position) {
-        if ((element.*getter)(value, position).good()) {
+    for (unsigned long index = 0; index < count; ++index) {
+        if ((element.*getter)(value, index).good()) {
             values.push_back<Kind>(static_cast<HostValue>(value));
         }
     }
@@ -36,9 +36,15 @@ void saveNumbers(ResultList& list, const std::string& name, DcmElement& element,
     GTU::Argument<VArgumentType::DataStore>::addDataStoreNode(list.getInternal(), name, values.getInternal());
 }
 
-/// Bytes or words as one array of the host's.
+/// Bytes or words as one array of the host.
 template <typename T>
-void saveArray(ResultList& list, const std::string& name, const T* values, std::size_t count, bool useTensors) {
+void saveArray(ResultList& list, const std::string& name, DcmElement& element, OFCondition (DcmElement::*getter)(T*&),
+               bool useTensors) {
+    const std::size_t count = element.getLength() / sizeof(T);
+    T* values = nullptr;
+    if ((element.*getter)(values).bad() || values == nullptr) {
+        return;
+    }
     if (count > static_cast<std::size_t>(std::numeric_limits<vint>::max())) {
         GTU::ErrorManager::throwException(GTU::ErrorName::DimensionsError);
     }
@@ -50,22 +56,6 @@ void saveArray(ResultList& list, const std::string& name, const T* values, std::
         GTU::NumericArray<T, Manual> array(values, values + count);
         array.setOwnedByLibrary(false);
         GTU::Argument<VArgumentType::NumericArray>::addDataStoreNode(list.getInternal(), name, array.getInternal());
-    }
-}
-
-void saveBytes(ResultList& list, const std::string& name, DcmElement& element, bool useTensors) {
-    const std::size_t count = element.getLength();
-    Uint8* bytes = nullptr;
-    if (element.getUint8Array(bytes).good() && bytes != nullptr) {
-        saveArray(list, name, bytes, count, useTensors);
-    }
-}
-
-void saveWords(ResultList& list, const std::string& name, DcmElement& element, bool useTensors) {
-    const std::size_t count = element.getLength() / sizeof(Uint16);
-    Uint16* words = nullptr;
-    if (element.getUint16Array(words).good() && words != nullptr) {
-        saveArray(list, name, words, count, useTensors);
     }
 }
 
@@ -86,7 +76,7 @@ void saveDcmElementUnderKey(ResultList& list, DcmElement* element, bool useTenso
                             const std::string& key) {
     static const std::string kNoName;
     const std::string& name = named ? key : kNoName;
-    // DCMTK's own value representations (such as "ox" and "xs") stand for one of the standard's.
+    // DCMTK has value representations of its own, such as "ox" and "xs". Each stands for one of the standard's.
     switch (DcmVR(DcmVR(element->getTag().getEVR()).getValidEVR()).getEVR()) {
     case EVR_US: return saveNumbers<VArgumentType::Integer>(list, name, *element, &DcmElement::getUint16);
     case EVR_UL: return saveNumbers<VArgumentType::Integer>(list, name, *element, &DcmElement::getUint32);
@@ -94,9 +84,9 @@ void saveDcmElementUnderKey(ResultList& list, DcmElement* element, bool useTenso
     case EVR_SL: return saveNumbers<VArgumentType::Integer>(list, name, *element, &DcmElement::getSint32);
     case EVR_FL: return saveNumbers<VArgumentType::Real>(list, name, *element, &DcmElement::getFloat32);
     case EVR_FD: return saveNumbers<VArgumentType::Real>(list, name, *element, &DcmElement::getFloat64);
-    // Arrays of bytes and words are named whatever `named` says: hosts find them by name in lists of plain numbers.
-    case EVR_OB: return saveBytes(list, key, *element, useTensors);
-    case EVR_OW: return saveWords(list, key, *element, useTensors);
+    // Arrays of bytes and words have a name even without `named`: hosts look for it.
+    case EVR_OB: return saveArray(list, key, *element, &DcmElement::getUint8Array, useTensors);
+    case EVR_OW: return saveArray(list, key, *element, &DcmElement::getUint16Array, useTensors);
     default: return saveText(list, name, *element);
     }
 }

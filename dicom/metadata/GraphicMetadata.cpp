@@ -5,9 +5,7 @@
 
 #include "bridge/containers/NumericArray.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
-#include "dicom/metadata/TagNaming.h"
 #include "dicom/pixels/ImagePixelAttributes.h"
-#include "dicom/pixels/PromisedPixels.h"
 
 namespace radvex {
 
@@ -23,63 +21,52 @@ struct Words {
     unsigned long count = 0;
 };
 
-/// Frames, and the shape of each, as the attributes tell them.
+/// The number of frames and the shape of each, as the attributes tell them.
 struct Shape {
     std::vector<int> dims{};
     unsigned long frames = 0;
-
-    /// Bytes of a frame with `size` bytes an element, at least one. In double: they only have to be compared.
-    double frameBytes(std::size_t size) const {
-        double bytes = static_cast<double>(size);
-        for (const int dimension : dims) {
-            bytes *= dimension;
-        }
-        return std::max(1.0, bytes);
-    }
 };
 
-bool readUint16(DcmItem* item, const char* keyword, Uint16& value) {
-    const auto number = ImagePixelAttributes(*item).number(getTagKey(GeneralInfoMap, keyword));
-    value = number.value_or(0);
-    return number.has_value();
-}
-
-bool promisesTooMuch(const Shape& shape, std::size_t elementSize, double storedBytes) {
-    const double frameBytes = shape.frameBytes(elementSize);
-    return missingBytesOfFrames(static_cast<double>(shape.frames), storedBytes / frameBytes, frameBytes) >
-           kMaxMissingBytes;
-}
-
-/// One array for each frame; `fill(target, frame)` copies what the value holds of it.
+/// Adds one array for each frame; `fill(target, elements, frame)` copies what the value holds of it. Adds nothing and
+/// returns false when the shape promises too many bytes more than are stored.
 template <typename T, typename Fill>
-void saveFrames(ArrayList& list, const Shape& shape, Fill fill) {
+bool saveFrames(ArrayList& list, const Shape& shape, double storedBytes, Fill fill) {
     if (shape.frames == 0) {
-        return;
+        return true;
     }
     const GTU::VArrayDimensions dimensions(shape.dims.begin(), shape.dims.end());
+    const double frameBytes = std::max(1.0, static_cast<double>(sizeof(T)) * dimensions.getFlattenedLength());
+    if (missingBytesOfFrames(static_cast<double>(shape.frames), storedBytes / frameBytes, frameBytes) >
+        kMaxMissingBytes) {
+        return false;
+    }
     for (unsigned long frame = 0; frame < shape.frames; ++frame) {
         GTU::NumericArray<T, Manual> array(dimensions);
         fill(array.getData(), static_cast<std::size_t>(array.getSize()), frame);
         list.push_back<VArgumentType::NumericArray, Manual>(std::move(array));
     }
+    return true;
 }
 
 /// Frames lie back to back.
 template <typename T>
-void savePixelData(ArrayList& list, const Words& value, const Shape& shape) {
+bool savePixelData(ArrayList& list, const Words& value, const Shape& shape) {
     const auto* bytes = reinterpret_cast<const unsigned char*>(value.data);
-    const std::size_t held = value.count * sizeof(Uint16) / sizeof(T);
-    saveFrames<T>(list, shape, [&](T* target, std::size_t elements, unsigned long frame) {
-        const std::size_t start = std::min(held, elements * frame);
-        std::memcpy(target, bytes + start * sizeof(T), std::min(elements, held - start) * sizeof(T));
-    });
+    const std::size_t storedBytes = value.count * sizeof(Uint16);
+    const std::size_t stored = storedBytes / sizeof(T);
+    return saveFrames<T>(
+        list, shape, static_cast<double>(storedBytes), [&](T* target, std::size_t elements, unsigned long frame) {
+            const std::size_t start = std::min(stored, elements * frame);
+            std::memcpy(target, bytes + start * sizeof(T), std::min(elements, stored - start) * sizeof(T));
+        });
 }
 
-/// One bit a pixel, lowest bit first. Each frame starts at a whole word, not where the bits of the last one end: hosts
-/// read multi-frame overlays that way.
-void saveOverlayData(ArrayList& list, const Words& value, const Shape& shape) {
+/// One bit for each pixel, lowest bit first. Each frame starts at a whole word, not where the bits of the last one end:
+/// hosts read multi-frame overlays that way.
+bool saveOverlayData(ArrayList& list, const Words& value, const Shape& shape) {
     constexpr std::size_t kBits = 16;
-    saveFrames<signed char>(list, shape, [&](signed char* target, std::size_t elements, unsigned long frame) {
+    const double storedPixels = static_cast<double>(kBits) * static_cast<double>(value.count);
+    const auto fill = [&](signed char* target, std::size_t elements, unsigned long frame) {
         const std::size_t wordsOfFrame = (elements + kBits - 1) / kBits;
         for (std::size_t index = 0; index < elements; ++index) {
             const std::size_t word = wordsOfFrame * frame + index / kBits;
@@ -88,47 +75,26 @@ void saveOverlayData(ArrayList& list, const Words& value, const Shape& shape) {
             }
             target[index] = static_cast<signed char>((value.data[word] >> (index % kBits)) & 1);
         }
-    });
+    };
+    return saveFrames<signed char>(list, shape, storedPixels, fill);
 }
 
-bool saveOverlay(ArrayList& list, const Words& value, const Shape& shape) {
-    if (shape.frames > 0) {
-        (void)GTU::VArrayDimensions(shape.dims.begin(), shape.dims.end()); // a frame beyond `vint` is an error first
-    }
-    if (promisesTooMuch(shape, sizeof(signed char), 16.0 * static_cast<double>(value.count))) {
+/// Adds the samples to the shape and saves the frames. False when an attribute is missing.
+bool savePixels(ArrayList& list, const ImagePixelAttributes& attributes, const Words& value, Shape shape) {
+    const auto samples = attributes.number(DCM_SamplesPerPixel);
+    const auto bitsAllocated = attributes.number(DCM_BitsAllocated);
+    if (!samples || !bitsAllocated) {
         return false;
     }
-    saveOverlayData(list, value, shape);
-    return true;
-}
-
-/// Reads what tells samples and depth. False when one of them is missing.
-bool savePixels(ArrayList& list, DcmItem* item, const Words& value, Shape shape) {
-    Uint16 samples = 0;
-    Uint16 bitsAllocated = 0;
-    if (!readUint16(item, "SamplesPerPixel", samples) || !readUint16(item, "BitsAllocated", bitsAllocated)) {
-        return false;
-    }
-    if (samples > 1) {
-        Uint16 planarConfiguration = 0;
-        if (!readUint16(item, "PlanarConfiguration", planarConfiguration)) {
+    if (*samples > 1) {
+        const auto planarConfiguration = attributes.number(DCM_PlanarConfiguration);
+        if (!planarConfiguration) {
             return false;
         }
-        shape.dims.insert(planarConfiguration == 0 ? shape.dims.end() : shape.dims.begin(), samples);
+        shape.dims.insert(*planarConfiguration == 0 ? shape.dims.end() : shape.dims.begin(), *samples);
     }
-    if (shape.frames > 0) {
-        (void)GTU::VArrayDimensions(shape.dims.begin(), shape.dims.end()); // a frame beyond `vint` is an error first
-    }
-    const bool isByte = bitsAllocated == 8;
-    if (promisesTooMuch(shape, isByte ? 1 : 2, 2.0 * static_cast<double>(value.count))) {
-        return false;
-    }
-    if (isByte) {
-        savePixelData<unsigned char>(list, value, shape);
-    } else {
-        savePixelData<unsigned short>(list, value, shape);
-    }
-    return true;
+    return *bitsAllocated == 8 ? savePixelData<unsigned char>(list, value, shape)
+                               : savePixelData<unsigned short>(list, value, shape);
 }
 
 } // namespace
@@ -137,23 +103,23 @@ void saveGraphicMetadataToDataList(ResultList& list, DcmItem* item, DcmTag tag, 
     const std::string tagName = tag.getTagName();
     const bool isPixelData = tagName == "PixelData";
     OFString frames;
-    const char* framesKeyword = isPixelData ? "NumberOfFrames" : "NumberOfFramesInOverlay";
-    if (item->findAndGetOFString(getTagKey(GeneralInfoMap, framesKeyword), frames, 0, OFFalse).bad()) {
+    if (item->findAndGetOFString(isPixelData ? DCM_NumberOfFrames : DCM_NumberOfFramesInOverlay, frames, 0, OFFalse)
+            .bad()) {
         frames = "1";
     }
-    Uint16 columns = 0;
-    Uint16 rows = 0;
+    const ImagePixelAttributes attributes(*item);
+    const auto columns = attributes.number(isPixelData ? DCM_Columns : DCM_OverlayColumns);
+    const auto rows = attributes.number(isPixelData ? DCM_Rows : DCM_OverlayRows);
     Words value;
-    if (!readUint16(item, isPixelData ? "Columns" : "OverlayColumns", columns) ||
-        !readUint16(item, isPixelData ? "Rows" : "OverlayRows", rows) ||
-        item->findAndGetUint16Array(tag, value.data, &value.count, OFFalse).bad() || value.data == nullptr ||
-        value.count == 0) {
+    if (!columns || !rows || item->findAndGetUint16Array(tag, value.data, &value.count, OFFalse).bad() ||
+        value.data == nullptr || value.count == 0) {
         return;
     }
-    const Shape shape{{rows, columns}, static_cast<unsigned long>(std::stoi(frames))};
+    const Shape shape{{*rows, *columns}, static_cast<unsigned long>(std::stoi(frames))};
+    // The text of a number is none of these names, so that an overlay that is named by its number is read as pixels.
     const std::string name = numericName ? std::string(tag.toString()) : tagName;
     ArrayList arrays;
-    if (name == "OverlayData" ? saveOverlay(arrays, value, shape) : savePixels(arrays, item, value, shape)) {
+    if (name == "OverlayData" ? saveOverlayData(arrays, value, shape) : savePixels(arrays, attributes, value, shape)) {
         arrays.setOwnedByLibrary(false);
         GTU::Argument<VArgumentType::DataStore>::addDataStoreNode(list.getInternal(), name, arrays.getInternal());
     }

@@ -1,5 +1,6 @@
 #include "dicom/metadata/HierarchicalMetadata.h"
 
+#include <unordered_map>
 #include <vector>
 
 #include "dcmtk/dcmdata/dcstack.h"
@@ -33,28 +34,45 @@ void closeLevels(std::vector<Level>& levels, ResultList& root, std::size_t size)
     }
 }
 
+/// What the walk has to know of a tag.
+struct ElementKey {
+    std::string text{};
+    bool isItem = false;
+    bool isExcluded = false;
+};
+
+/// The keys of one walk. A dataset repeats few tags many times, and a look-up in the dictionary costs more than the
+/// conversion of a short value.
+class ElementKeys {
+  public:
+    explicit ElementKeys(const ExcludedTags& excluded) : mExcluded(excluded) {}
+
+    const ElementKey& keyOf(const DcmTag& tag) {
+        if ((tag.getGroup() & 1) != 0) {
+            mPrivateKey = lookUp(tag);
+            return mPrivateKey;
+        }
+        const Uint32 number = static_cast<Uint32>(tag.getGroup()) << 16 | tag.getElement();
+        const auto known = mKeys.find(number);
+        return known != mKeys.end() ? known->second : mKeys.emplace(number, lookUp(tag)).first->second;
+    }
+
+  private:
+    ElementKey lookUp(const DcmTag& tag) const {
+        const std::string text = getTagNameAsString(tag, false);
+        return {text, text == "Item", mExcluded.contains(text)};
+    }
+
+    const ExcludedTags& mExcluded;
+    std::unordered_map<Uint32, ElementKey> mKeys{};
+    ElementKey mPrivateKey{}; ///< the key of a private tag depends on its creator too, so that it is not kept
+};
+
 } // namespace
 
-// DCMTK's scanner calls a value wrong when it gets no memory to look at it; a wrong one stays wrong.
+// DCMTK also rejects a value when it gets no memory for the check. A second check tells these cases apart.
 bool hasValidValue(DcmElement& element) {
     return element.checkValue("1-n", OFFalse).good() || element.checkValue("1-n", OFFalse).good();
-}
-
-ElementKey ElementKeys::look(const DcmTag& tag) const {
-    ElementKey key{getTagNameAsString(tag, false)};
-    key.isItem = key.text == "Item";
-    key.isExcluded = mExcluded.count(key.text) != 0;
-    return key;
-}
-
-const ElementKey& ElementKeys::keyOf(const DcmTag& tag) {
-    if ((tag.getGroup() & 1) != 0) {
-        mPrivateKey = look(tag);
-        return mPrivateKey;
-    }
-    const Uint32 number = static_cast<Uint32>(tag.getGroup()) << 16 | tag.getElement();
-    const auto known = mKeys.find(number);
-    return known != mKeys.end() ? known->second : mKeys.emplace(number, look(tag)).first->second;
 }
 
 void saveHierarchicalDatasetToDataList(ResultList& list, DcmObject* object, const ExcludedTags& excluded, bool nested,

@@ -4,12 +4,12 @@ namespace radvex {
 
 namespace {
 
-// A handler has no other place for what it knows.
+// A handler gets no argument, so that its state is here.
 std::new_handler hostsHandler = nullptr; // NOLINT
-bool isMemoryOut = false;                // NOLINT
+bool wasMemoryRefused = false;           // NOLINT
 
-void noteMemoryOut() {
-    isMemoryOut = true;
+void noteRefusal() {
+    wasMemoryRefused = true;
     if (hostsHandler == nullptr) {
         throw std::bad_alloc();
     }
@@ -18,10 +18,10 @@ void noteMemoryOut() {
 
 } // namespace
 
-MemoryWatch::MemoryWatch() : mFormer(std::set_new_handler(noteMemoryOut)) {
-    if (mFormer != noteMemoryOut) {
+MemoryWatch::MemoryWatch() : mFormer(std::set_new_handler(noteRefusal)) {
+    if (mFormer != noteRefusal) { // no other watch is around this one
         hostsHandler = mFormer;
-        isMemoryOut = false;
+        wasMemoryRefused = false;
     }
 }
 
@@ -33,6 +33,6 @@ void MemoryWatch::require() const {
     }
 }
 
-bool MemoryWatch::hasRunOut() const { return isMemoryOut; } // NOLINT: of this watch, though it is kept outside
+bool MemoryWatch::hasRunOut() const { return wasMemoryRefused; } // NOLINT: not static, as an answer of this watch
 
 } // namespace radvex

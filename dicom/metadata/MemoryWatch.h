@@ -4,9 +4,9 @@
 
 namespace radvex {
 
-/// Notices whether memory was refused to anyone while it lives, also where nobody was told: DCMTK's renderer gives the
-/// same answer for no memory as for wrong attributes, and a copy of an element loses its value. A handler of the host
-/// is called as before. One inside another knows what the outer one knows.
+/// Notices every refusal of memory during its lifetime. DCMTK hides some of them: its renderer reports missing memory
+/// like wrong attributes, and a copy of an element silently loses its value. A handler that the host has installed is
+/// still called. A watch inside the lifetime of another one shares what that one knows.
 class MemoryWatch {
   public:
     MemoryWatch();
@@ -15,7 +15,7 @@ class MemoryWatch {
     MemoryWatch& operator=(const MemoryWatch&) = delete;
 
     bool hasRunOut() const;
-    /// @throws std::bad_alloc  memory was refused
+    /// @throws std::bad_alloc  when memory was refused
     void require() const;
 
   private:

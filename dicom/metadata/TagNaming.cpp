@@ -31,22 +31,6 @@ std::string currentTime(const char* format) {
     return text.str();
 }
 
-} // namespace
-
-std::string getTagNameAsString(DcmTag tag, bool numeric) {
-    if (numeric) {
-        return hexadecimalKey(tag);
-    }
-    std::string name = tag.getTagName();
-    if (name == kUnknownTag) {
-        return hexadecimalKey(tag);
-    }
-    // Found anywhere, cut at the front: two steps that do not look at each other. Keys in results depend on it.
-    return name.find(kRetired) == std::string::npos ? name : name.substr(kRetired.size());
-}
-
-namespace {
-
 DcmTagKey findTagKey(const DcmDataDictionary& dictionary, const std::string& name) {
     const DcmDictEntry* entry = dictionary.findEntry(name.c_str());
     if (entry == nullptr) {
@@ -60,17 +44,29 @@ DcmTagKey findTagKey(const DcmDataDictionary& dictionary, const std::string& nam
 
 } // namespace
 
+std::string getTagNameAsString(DcmTag tag, bool numeric) {
+    if (numeric) {
+        return hexadecimalKey(tag);
+    }
+    std::string name = tag.getTagName();
+    if (name == kUnknownTag) {
+        return hexadecimalKey(tag);
+    }
+    // The prefix is looked for anywhere in the name, but cut off at its start. Keys in results depend on it.
+    return name.find(kRetired) == std::string::npos ? name : name.substr(kRetired.size());
+}
+
 DcmTagKey getTagKey(const DcmDataDictionary& dictionary, const std::string& name) {
     if (&dictionary != &GeneralInfoMap) {
         return findTagKey(dictionary, name);
     }
-    // DCMTK looks at every entry for a name, which costs more than opening a file; what was found once is kept.
+    // DCMTK compares a name with every entry, which costs more than opening a file. What was found is kept.
     static std::unordered_map<std::string, DcmTagKey> found;
     const auto known = found.find(name);
     return known != found.end() ? known->second : found.emplace(name, findTagKey(dictionary, name)).first->second;
 }
 
-// A number beyond 16 bits is cut, not refused: hosts pass tags in forms that rely on it.
+// A number of more than 16 bits is cut, not refused: hosts pass tags in forms that rely on it.
 Uint16 stringToUint16(const std::string& text) { return static_cast<Uint16>(std::stoi(text, nullptr, 16)); }
 
 std::string getCurrentDateAsDcmDT() { return currentTime("%Y%m%d"); }

@@ -9,18 +9,19 @@
 
 namespace radvex {
 
-/// DCMTK's compiled-in dictionary (PS3.6), for every look-up of a keyword. No file and no setting changes it.
+/// DCMTK's built-in dictionary (PS3.6), for every look-up of a keyword. No file and no setting changes it.
 extern const DcmDataDictionary GeneralInfoMap;
 
-/// Key of a tag in every result: its keyword without "RETIRED_", or `gggg_eeee` in lower-case hexadecimal for a tag
-/// that the dictionary does not know and when `numeric` is asked for.
+/// Key of a tag in every result: its keyword without "RETIRED_". With `numeric`, and for a tag that the dictionary does
+/// not know: `gggg_eeee` in lower-case hexadecimal.
 std::string getTagNameAsString(DcmTag tag, bool numeric);
 
-/// Tag of a keyword, retired ones by their plain keyword too. A keyword of a repeating group gives its lowest group.
-/// @throws GantryError  InvalidTagName (the name)
+/// Tag of a keyword. A retired attribute is found with and without "RETIRED_"; a keyword of a repeating group gives
+/// the lowest group.
+/// @throws GantryError  InvalidTagName (the keyword)
 DcmTagKey getTagKey(const DcmDataDictionary& dictionary, const std::string& name);
 
-/// Low 16 bits of a hexadecimal number, read as std::stoi does.
+/// The low 16 bits of a hexadecimal number, which is read as std::stoi does.
 /// @throws std::invalid_argument, std::out_of_range  "stoi"
 Uint16 stringToUint16(const std::string& text);
 

@@ -8,19 +8,18 @@
 
 namespace radvex {
 
-/// Why compressed pixels, those of nested items too, are not to be decoded, in a few words; empty when they may be.
-/// DCMTK
-///  - reserves what they promise before it decodes the first of them: 256 MiB more than a thousand times what they
-///    hold (JPEG-LS: ten thousand times), or, for a JPEG frame that has a size of its own, than their attributes
-///    promise;
-///  - counts them in 32 bits and writes beyond a buffer that came out too small: more than 4 GiB in all;
-///  - would read outside its own tables or a fragment, or never come to an end, at a JPEG stream (JpegSegments.h);
-///  - would go through very many fragments for each of very many frames.
+/// Why compressed pixels, those of nested items too, must not be decoded, in a few words; empty when they may. DCMTK
+///  - reserves memory for all promised pixels before it decodes the first: over 256 MiB more than a thousand times the
+///    stored bytes (JPEG-LS: ten thousand times), or, where a JPEG frame has another size than its attributes, over
+///    256 MiB more than these promise;
+///  - counts the decoded bytes in 32 bits and writes beyond its buffer when there are more than 4 GiB;
+///  - reads outside its own tables or a fragment, or never comes to an end, because of what a JPEG stream holds
+///    (JpegSegments.h);
+///  - goes through very many fragments for each of very many frames.
 std::string reasonNotToDecode(DcmDataset& dataset);
 
-/// True when an attribute of compressed pixels may be another one once they are decoded: those that DCMTK's decoders
-/// write, sequences whose items have pixels of their own, pixels and overlays. Of an attribute that the dataset does
-/// not have too, if decoders make it.
+/// True when decoding may change an attribute of a dataset with compressed pixels, or add it: the attributes that
+/// DCMTK's decoders write, pixels, overlays, and sequences whose items have pixels of their own.
 bool isChangedByDecoding(DcmDataset& dataset, const DcmTagKey& key);
 
 } // namespace radvex

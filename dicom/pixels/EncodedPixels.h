@@ -3,24 +3,39 @@
 #include "dcmtk/config/osconfig.h"
 
 #include "dcmtk/dcmdata/dcdatset.h"
+#include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcpixel.h"
+#include "dcmtk/dcmdata/dcpixseq.h"
+#include "dcmtk/dcmdata/dcpxitem.h"
 
 namespace radvex {
 
-/// True when Pixel Data holds the pixels of every frame that the attributes tell of, and there is one. DCMTK's encoders
-/// multiply in 32 bits, and the number of frames may be the caller's.
-bool holdsAllPixels(DcmDataset& dataset);
+/// Calls `body` with every fragment of compressed pixels after the offset table (PS3.5 A.4), in order. DCMTK's access
+/// by number would count through the list each time.
+template <typename Body>
+void forEachFragment(DcmPixelSequence& fragments, Body body) {
+    DcmObject* object = fragments.nextInContainer(nullptr);
+    while (object != nullptr && (object = fragments.nextInContainer(object)) != nullptr) {
+        if (auto* fragment = dynamic_cast<DcmPixelItem*>(object)) {
+            body(*fragment);
+        }
+    }
+}
 
-/// Puts the samples of each pixel side by side, frame by frame, and says so in PlanarConfiguration. DCMTK's lossless
-/// JPEG encoder does the same, but takes the planes of all frames for those of one.
-/// Pixel Data has to hold all pixels.
-void interleaveSamples(DcmDataset& dataset);
+/// The Pixel Data of a dataset; null when it has none, or floating-point pixels, which are another attribute.
+inline DcmPixelData* pixelDataOf(DcmDataset& dataset) {
+    DcmElement* element = nullptr;
+    (void)dataset.findAndGetElement(DCM_PixelData, element);
+    return dynamic_cast<DcmPixelData*>(element);
+}
 
-/// True when pixels that were just compressed can be read back, as far as that is in doubt: pixels that came out no
-/// smaller than they were are decoded once, since encoders have been seen to cut them short without a word.
-bool canBeDecoded(DcmDataset& dataset);
-
-/// The fragments that the pixels are compressed to, which stay theirs; null while they are not compressed.
-DcmPixelSequence* currentFragments(DcmPixelData& pixels);
+/// The fragments of compressed pixels, which keep owning them; null for pixels that are not compressed.
+inline DcmPixelSequence* currentFragments(DcmPixelData& pixels) {
+    E_TransferSyntax syntax = EXS_Unknown;
+    const DcmRepresentationParameter* parameter = nullptr;
+    DcmPixelSequence* fragments = nullptr;
+    pixels.getCurrentRepresentationKey(syntax, parameter);
+    return pixels.getEncapsulatedRepresentation(syntax, parameter, fragments).good() ? fragments : nullptr;
+}
 
 } // namespace radvex

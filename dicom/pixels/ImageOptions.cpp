@@ -4,7 +4,7 @@ namespace radvex {
 
 namespace {
 
-/// Checks the kind of the tensor before its shape, and the shape before anything is built on it.
+/// Checks the element type, then the shape: a wrong type is reported first.
 void checkScaling(VTensor handle) {
     if (handle == nullptr) {
         GTU::ErrorManager::throwException(GTU::ErrorName::CreateFromNullError);
@@ -38,7 +38,7 @@ int getScale(const GTU::VArgumentManager& manager, unsigned int index, ImageRead
     if (method < -1.5 && method >= -2.5) {
         return kCommonWindow;
     }
-    return kNoWindow; // 0.5 up to 1, below -2.5, and what is no number
+    return kNoWindow; // from 0.5 to 1, below -2.5, and not a number
 }
 
 } // namespace radvex

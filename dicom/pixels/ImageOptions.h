@@ -7,17 +7,17 @@
 
 namespace radvex {
 
-/// What opening a file's pixels as a picture needs.
+/// How the pixels of a file are opened as an image.
 struct ImageOpenOptions {
     std::uint32_t flags = 1;      ///< DCMTK's image configuration flags (CIF_...)
     std::uint32_t frameStart = 0; ///< first frame, from 0
     std::uint32_t frameCount = 0; ///< number of frames, 0 for all
 };
 
-/// How pixel values become a picture's grey values.
+/// How pixel values become the grey values of an image.
 enum ScalingMode : int {
-    kNoWindow = 0,            ///< what DCMTK does by itself
-    kTrimmedMinMaxWindow = 1, ///< from minimum to maximum, leaving out the extreme values
+    kNoWindow = 0,            ///< DCMTK's own default
+    kTrimmedMinMaxWindow = 1, ///< from minimum to maximum, without the extreme values
     kMinMaxWindow = 2,        ///< from minimum to maximum
     kCommonWindow = 3,        ///< the window that a directory read computes for a series
     kExplicitWindow = 4       ///< windowWidth and windowCenter
@@ -25,16 +25,16 @@ enum ScalingMode : int {
 
 struct ImageReadOptions : ImageOpenOptions {
     int scaling = kMinMaxWindow;
-    bool showOverlays = false; ///< burn overlays in
-    int outputFrame = 0;       ///< frame of a file that becomes a slice of a volume
+    bool showOverlays = false; ///< burns overlays in
+    int outputFrame = 0;       ///< index of the frame that becomes a slice of a volume
     std::optional<double> windowWidth{};
     std::optional<double> windowCenter{};
 };
 
-/// Reads the scaling wish: a real tensor of two numbers. A first number of 1 or more is a window width, the second its
-/// centre; around 0 it means minimum to maximum, around -1 the same without extremes, around -2 the common window of a
-/// series, anything else no window.
-/// @return the scaling mode; an explicit window is put into `options`
+/// Reads the argument for scaling: a real tensor of two numbers. The first one tells the mode. From 1 on it is a window
+/// width, and the second number is the centre. Around 0 it means minimum to maximum, around -1 the same without the
+/// extreme values, around -2 the common window of a series, anything else no window.
+/// @return the scaling mode; an explicit window is stored in `options`
 /// @throws GantryError  CreateFromNullError; TensorTypeError for another type; InvalidPixelScaling for another shape
 int getScale(const GTU::VArgumentManager& manager, unsigned int index, ImageReadOptions& options);
 

@@ -1,6 +1,5 @@
 #include "dicom/pixels/ImagePixelAttributes.h"
 
-#include <algorithm>
 #include <cctype>
 
 #include "dcmtk/dcmdata/dcelem.h"
@@ -30,22 +29,19 @@ std::string ImagePixelAttributes::colourModel() const {
     OFString interpretation;
     (void)mItem.findAndGetOFString(DCM_PhotometricInterpretation, interpretation, 0, OFFalse);
     std::string model;
-    for (const char sign : interpretation) {
-        if (std::isalnum(static_cast<unsigned char>(sign)) != 0) {
-            model += static_cast<char>(std::toupper(static_cast<unsigned char>(sign)));
+    for (const char letter : interpretation) {
+        if (std::isalnum(static_cast<unsigned char>(letter)) != 0) {
+            model += static_cast<char>(std::toupper(static_cast<unsigned char>(letter)));
         }
     }
-    const bool isOfOneSample = model.starts_with("MONOCHROME") || model.starts_with("PALETTE");
-    return isOfOneSample ? "" : model;
+    const bool hasOneSample = model.starts_with("MONOCHROME") || model.starts_with("PALETTE");
+    return hasOneSample ? "" : model;
 }
 
 double ImagePixelAttributes::samplesOfPixel() const {
-    const double said = std::max<double>(1.0, numberOr(1, DCM_SamplesPerPixel));
     const std::string model = colourModel();
-    if (model.empty()) {
-        return said;
-    }
-    return std::max(said, model == "ARGB" || model == "CMYK" ? 4.0 : 3.0);
+    const double expected = model.empty() ? 1.0 : model == "ARGB" || model == "CMYK" ? 4.0 : 3.0;
+    return std::max<double>(expected, numberOr(1, DCM_SamplesPerPixel));
 }
 
 double ImagePixelAttributes::samplesOfFrame() const {
@@ -73,6 +69,16 @@ std::uint64_t ImagePixelAttributes::bytesOfWholeFrames() const {
     Sint32 frames = 0;
     (void)mItem.findAndGetSint32(DCM_NumberOfFrames, frames);
     return bytesOfWholeFrame() * static_cast<std::uint64_t>(std::max(frames, 1));
+}
+
+bool promisesTooManyPixels(DcmItem& dataset) {
+    const ImagePixelAttributes attributes(dataset);
+    const double bits = attributes.bitsOfSample();
+    const double subsampling = attributes.isSubsampled() ? 2.0 / 3.0 : 1.0;
+    const double samples = std::max(1.0, attributes.samplesOfFrame() * subsampling);
+    const double framesHeld = attributes.storedBytes() * 8.0 / bits / samples;
+    return missingBytesOfFrames(attributes.frames(), framesHeld, samples * std::max(1.0, bits / 8.0)) >
+           kMaxMissingBytes;
 }
 
 } // namespace radvex

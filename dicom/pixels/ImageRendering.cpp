@@ -3,14 +3,14 @@
 #include <climits>
 #include <limits>
 
-#include "dicom/pixels/Dimensions.h"
+#include "bridge/ErrorManager.h"
 
 namespace radvex {
 
 namespace {
 
-/// What a rendered image becomes on the host's side.
-struct PictureShape {
+/// The shape of the host image that an image is rendered into.
+struct ImageShape {
     vint slices; ///< 0 for one frame
     vint width;
     vint height;
@@ -18,7 +18,7 @@ struct PictureShape {
     vint colorSpace;
 };
 
-PictureShape shapeOf(const DicomImage& image) {
+ImageShape shapeOf(const DicomImage& image) {
     const bool isGrey = image.isMonochrome() != 0;
     const unsigned long frames = image.getFrameCount();
     const vint channels = isGrey ? 1 : 3;
@@ -29,11 +29,11 @@ PictureShape shapeOf(const DicomImage& image) {
 }
 
 template <typename T>
-GTU::Image<T, GTU::Passing::Manual> newImage(const PictureShape& shape, bool interleaved) {
+GTU::Image<T, GTU::Passing::Manual> newImage(const ImageShape& shape, bool interleaved) {
     return {shape.slices, shape.width, shape.height, shape.channels, shape.colorSpace, interleaved};
 }
 
-std::size_t samplesOfFrame(const PictureShape& shape) {
+std::size_t samplesOfFrame(const ImageShape& shape) {
     return static_cast<std::size_t>(shape.width) * static_cast<std::size_t>(shape.height) *
            static_cast<std::size_t>(shape.channels);
 }
@@ -41,6 +41,16 @@ std::size_t samplesOfFrame(const PictureShape& shape) {
 [[noreturn]] void throwNoPixels() { GTU::ErrorManager::throwException("ImageReadError"); }
 
 } // namespace
+
+vint checkedProduct(std::initializer_list<long long> dimensions) {
+    long long product = 1;
+    for (const long long dimension : dimensions) {
+        if (__builtin_mul_overflow(product, dimension, &product) || product > std::numeric_limits<vint>::max()) {
+            GTU::ErrorManager::throwException(GTU::ErrorName::DimensionsError);
+        }
+    }
+    return static_cast<vint>(product);
+}
 
 void setScalingWindow(DicomImage& image, const ImageReadOptions& options) {
     int isSet = 0;
@@ -61,7 +71,7 @@ void setScalingWindow(DicomImage& image, const ImageReadOptions& options) {
 }
 
 void setOverlayVisibility(DicomImage& image, bool show) {
-    // Group 0: the planes of the dataset itself.
+    // Group 0 stands for the planes of the dataset itself.
     (void)(show ? image.showAllOverlays(0) : image.hideAllOverlays(0));
 }
 
@@ -76,11 +86,11 @@ vint dicomImageToNumericArrayType(const DicomImage& image) {
 template <typename T>
 GTU::Image<T, GTU::Passing::Manual> getImage(DicomImage& image, bool interleaved) {
     constexpr int kBits = sizeof(T) * CHAR_BIT;
-    const PictureShape shape = shapeOf(image);
+    const ImageShape shape = shapeOf(image);
     auto result = newImage<T>(shape, interleaved);
     const unsigned long frameBytes = image.getOutputDataSize(kBits);
     if (frameBytes != samplesOfFrame(shape) * sizeof(T)) {
-        throwNoPixels(); // DCMTK would write beyond the frame's place, or leave part of it
+        throwNoPixels(); // DCMTK would write beyond the frame, or leave a part of it unset
     }
     auto* target = reinterpret_cast<unsigned char*>(result.getData());
     for (unsigned long frame = 0; frame < image.getFrameCount(); ++frame) {
@@ -98,7 +108,7 @@ template <>
 GTU::Image<float, GTU::Passing::Manual> getImage<float>(DicomImage& image, bool /*interleaved*/) {
     constexpr int kBits = 32;
     constexpr double kMaximum = std::numeric_limits<Uint32>::max();
-    const PictureShape shape = shapeOf(image);
+    const ImageShape shape = shapeOf(image);
     auto result = newImage<float>(shape, true);
     const std::size_t samples = samplesOfFrame(shape);
     if (image.getOutputDataSize(kBits) != samples * sizeof(Uint32)) {

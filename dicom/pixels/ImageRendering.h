@@ -1,5 +1,7 @@
 #pragma once
 
+#include <initializer_list>
+
 #include "bridge/containers/Image.h"
 #include "dcmtk/config/osconfig.h"
 #include "dicom/pixels/ImageOptions.h"
@@ -8,8 +10,12 @@
 
 namespace radvex {
 
-/// Sets the window of a monochrome image; a colour image is left alone. A window that DCMTK refuses, or that has no
-/// values, means no VOI transformation at all (PS3.3 C.11.2).
+/// Product of an image's dimensions, which must not be negative.
+/// @throws GantryError  DimensionsError when it exceeds `vint`
+vint checkedProduct(std::initializer_list<long long> dimensions);
+
+/// Sets the window of a monochrome image; a colour image is left alone. A window that DCMTK refuses, or an explicit one
+/// without values, means no VOI transformation at all (PS3.3 C.11.2).
 void setScalingWindow(DicomImage& image, const ImageReadOptions& options);
 
 /// Burns all overlay planes in, or none.
@@ -21,11 +27,10 @@ vint dicomImageToNumericArrayType(const DicomImage& image);
 /// Renders every frame of an image into a new host image: [row][column], [slice][row][column] for several frames, with
 /// three channels for colour.
 ///
-/// `unsigned char` and `unsigned short` take DCMTK's 8-bit or 16-bit rendering over the whole range of the type, in
-/// place in the host's memory. `float` divides the 32-bit rendering by its maximum, so that values lie from 0 to 1, and
-/// is always interleaved.
+/// `unsigned char` and `unsigned short`: DCMTK renders 8 or 16 bits, over the whole range of the type, directly into
+/// the host's memory. `float`: values from 0 to 1, DCMTK's 32 bits divided by their maximum; always interleaved.
 /// @throws GantryError  ImageReadError when DCMTK gives no pixels; DimensionsError beyond `vint` elements;
-/// ImageNewError
+///                      ImageNewError
 template <typename T>
 GTU::Image<T, GTU::Passing::Manual> getImage(DicomImage& image, bool interleaved);
 

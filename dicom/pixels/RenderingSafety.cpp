@@ -21,20 +21,20 @@ bool isShortColourByPlane(DcmItem& dataset) {
            attributes.declaredBytes() > attributes.storedBytes();
 }
 
-/// DCMTK multiplies the sides of an overlay plane, its frames and, for one in the pixels, their bits in 64 bits; past
-/// them a plane of any size would count as whole.
+/// DCMTK multiplies rows, columns and frames of an overlay plane in 64 bits, for a plane in the pixels also their bits.
+/// After an overflow it would take a value of any size as complete.
 bool overlayOverflows(DcmItem& dataset, Uint16 group) {
     constexpr Uint16 kRows = 0x0010;
     constexpr Uint16 kColumns = 0x0011;
     constexpr Uint16 kFrames = 0x0015;
-    constexpr double kMostBits = 9.0e18; // below 2 to the power of 63
+    constexpr double kMaxBits = 9.0e18; // less than 2^63
     constexpr double kBitsOfPixel = 65535.0;
     const ImagePixelAttributes attributes(dataset);
     Sint32 frames = 1;
     (void)dataset.findAndGetSint32(DcmTagKey(group, kFrames), frames, 0, OFFalse);
     return kBitsOfPixel * std::max(1.0, static_cast<double>(frames)) * attributes.numberOr(0, DcmTagKey(group, kRows)) *
                attributes.numberOr(0, DcmTagKey(group, kColumns)) >
-           kMostBits;
+           kMaxBits;
 }
 
 bool anyOverlayOverflows(DcmItem& dataset) {
@@ -49,14 +49,14 @@ bool anyOverlayOverflows(DcmItem& dataset) {
 } // namespace
 
 std::string reasonNotToRender(DcmDataset& dataset) {
-    constexpr double kMostSamples = 4294967295.0;
-    constexpr Uint16 kMostBitsOfLut = 16;
+    constexpr double kMaxSamples = 4294967295.0;
+    constexpr Uint16 kMaxBitsOfLut = 16;
     const ImagePixelAttributes attributes(dataset);
     const double stored = attributes.storedBytes();
     if (attributes.numberOr(0, DCM_BitsAllocated) == 32 && static_cast<Uint32>(stored) % 4 != 0) {
         return DicomImage::getString(EIS_InvalidImage); // hosts know this one by DCMTK's text
     }
-    if (stored * 8.0 / attributes.bitsOfSample() > kMostSamples) {
+    if (stored * 8.0 / attributes.bitsOfSample() > kMaxSamples) {
         return "it has more than 4,294,967,295 samples";
     }
     if (isShortColourByPlane(dataset)) {
@@ -66,7 +66,7 @@ std::string reasonNotToRender(DcmDataset& dataset) {
         return "an overlay plane is too large";
     }
     const bool hasLut = dataset.tagExists(DCM_ModalityLUTSequence, OFFalse) == OFTrue;
-    return hasLut && attributes.numberOr(0, DCM_BitsStored) > kMostBitsOfLut
+    return hasLut && attributes.numberOr(0, DCM_BitsStored) > kMaxBitsOfLut
                ? "it has a modality LUT for more than 16 bits"
                : "";
 }
@@ -77,7 +77,7 @@ bool isStandaloneOverlay(DcmItem& dataset) {
            kind == UID_RETIRED_StandaloneOverlayStorage;
 }
 
-void makeEven(DcmDataset& dataset) {
+void padOddPixelData(DcmDataset& dataset) {
     DcmElement* element = nullptr;
     Uint8* bytes = nullptr;
     if (DcmXfer(dataset.getCurrentXfer()).isEncapsulated() ||
@@ -86,7 +86,7 @@ void makeEven(DcmDataset& dataset) {
         return;
     }
     std::vector<Uint8> even(bytes, bytes + element->getLength());
-    if (even.size() % 2 != 0) { // it may have been made even when it was loaded
+    if (even.size() % 2 != 0) { // DCMTK may have padded it when it loaded it
         even.push_back(0);
         (void)element->putUint8Array(even.data(), static_cast<unsigned long>(even.size()));
     }

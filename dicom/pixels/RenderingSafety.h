@@ -8,19 +8,19 @@
 
 namespace radvex {
 
-/// Why DCMTK's renderer would read or write beyond what it has of an image, in a few words; empty when it would not:
+/// Why DCMTK's renderer would read or write beyond its memory for an image, in a few words; empty when it would not:
 ///  - 32-bit pixels that end inside a word;
-///  - more samples than it counts in 32 bits, which fewer than 8 bits each can be;
-///  - colour by plane other than RGB whose value is short: it looks for the later planes where none are;
-///  - overlay planes whose size it cannot count;
-///  - a modality LUT for more than 16 bits: it is left out, but not the size that it gives the values.
+///  - more samples than 32 bits can count, which is possible when a sample has fewer than 8 bits;
+///  - colour by plane, other than RGB, with a value that is too short: DCMTK reads the missing planes all the same;
+///  - overlay planes whose size overflows;
+///  - a modality LUT for more than 16 bits: DCMTK does not apply it, but sizes the values for it.
 std::string reasonNotToRender(DcmDataset& dataset);
 
 /// A standalone overlay (retired, PS3.4) has planes and no pixels: DCMTK opens it as an image that it never fills.
 bool isStandaloneOverlay(DcmItem& dataset);
 
-/// Gives a value of Pixel Data of an odd length, which PS3.5 7.1.1 does not allow, a byte more: DCMTK takes the last
-/// sample from behind it.
-void makeEven(DcmDataset& dataset);
+/// Appends a byte to Pixel Data of an odd length, which PS3.5 7.1.1 does not allow: DCMTK would read the last sample
+/// from behind the value.
+void padOddPixelData(DcmDataset& dataset);
 
 } // namespace radvex

@@ -105,11 +105,11 @@ class DcmFileReader : public DcmReader {
     Uint16 planarConfiguration() const;
 
     template <typename T>
-    void placeImage(GTU::VArgumentManager& manager, GTU::Image<T, GTU::Passing::Manual>&& image) const {
+    void setImage(GTU::VArgumentManager& manager, GTU::Image<T, GTU::Passing::Manual>&& image) const {
         manager.setResult(image);
     }
     template <typename T>
-    void placeImage(ImageList& list, GTU::Image<T, GTU::Passing::Manual>&& image) const {
+    void setImage(ImageList& list, GTU::Image<T, GTU::Passing::Manual>&& image) const {
         addImage(list, filePath, std::move(image));
     }
     template <typename T>

@@ -7,9 +7,8 @@
 
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcelem.h"
-#include "dicom/pixels/Dimensions.h"
 #include "dicom/pixels/ImagePixelAttributes.h"
-#include "dicom/pixels/PromisedPixels.h"
+#include "dicom/pixels/ImageRendering.h"
 #include "dicom/readers/DcmFileReader.h"
 
 namespace radvex {
@@ -140,10 +139,10 @@ void DcmFileReader::readImageFallback(Target& target) const {
         ErrorManager::throwException("ImageOpenError", filePath, found.text());
     }
     switch (bitsAllocated) {
-    case 8: return placeImage(target, getImageFallback<unsigned char>());
-    case 16: return placeImage(target, getImageFallback<unsigned short>());
-    case 32: return placeImage(target, getImageFallback<float>());
-    case 64: return placeImage(target, getImageFallback<double>());
+    case 8: return setImage(target, getImageFallback<unsigned char>());
+    case 16: return setImage(target, getImageFallback<unsigned short>());
+    case 32: return setImage(target, getImageFallback<float>());
+    case 64: return setImage(target, getImageFallback<double>());
     default: ErrorManager::throwException("ImageOpenError", filePath); // no status: DCMTK's own is forgotten by now
     }
 }

@@ -5,7 +5,6 @@
 #include "dicom/metadata/MemoryWatch.h"
 #include "dicom/pixels/ImagePixelAttributes.h"
 #include "dicom/pixels/ImageRendering.h"
-#include "dicom/pixels/PromisedPixels.h"
 #include "dicom/pixels/RenderingSafety.h"
 #include "dicom/readers/DcmFileReader.h"
 
@@ -60,7 +59,7 @@ std::unique_ptr<DicomImage> DcmFileReader::openDicomImage(const ImageOpenOptions
 std::unique_ptr<DicomImage> DcmFileReader::openPixelsAndOverlays(const ImageOpenOptions& options,
                                                                  PixelsAfterwards afterwards) const {
     decompress();
-    makeEven(*dataset);
+    padOddPixelData(*dataset);
     // A file without it is unsigned. It stays in the dataset; status ignored, since DCMTK says what it misses.
     (void)dataset->putAndInsertUint16(DcmTag(DCM_PixelRepresentation), 0, 0, OFFalse);
     for (const std::string& reason : {reasonNotToDecode(), reasonNotToRender(*dataset)}) {
@@ -95,9 +94,9 @@ void DcmFileReader::readImageImpl(Target& target, const ImageReadOptions& option
         setScalingWindow(*image, options);
         const bool interleaved = planarConfiguration() == 0;
         switch (dicomImageToNumericArrayType(*image)) {
-        case VNumericArray_U8: return placeImage(target, getImage<unsigned char>(*image, interleaved));
-        case VNumericArray_U16: return placeImage(target, getImage<unsigned short>(*image, interleaved));
-        default: return placeImage(target, getImage<float>(*image, interleaved));
+        case VNumericArray_U8: return setImage(target, getImage<unsigned char>(*image, interleaved));
+        case VNumericArray_U16: return setImage(target, getImage<unsigned short>(*image, interleaved));
+        default: return setImage(target, getImage<float>(*image, interleaved));
         }
     } catch (const GTU::GantryError&) { // what DCMTK cannot render is copied as it lies
         memory.require();               // but with more memory it could have been rendered

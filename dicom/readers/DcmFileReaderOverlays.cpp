@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "dcmtk/dcmimgle/dcmimage.h"
-#include "dicom/pixels/Dimensions.h"
+#include "dicom/pixels/ImageRendering.h"
 #include "dicom/readers/DcmFileReader.h"
 
 namespace radvex {
@@ -32,12 +32,12 @@ GTU::Image<T, Manual> DcmFileReader::getOverlay(DicomImage& image, unsigned int 
 
 void DcmFileReader::readOverlay(GTU::VArgumentManager& manager, const ImageOpenOptions& options) const {
     const auto image = openPixelsAndOverlays(options, PixelsAfterwards::stay);
-    placeImage(manager, getOverlay<signed char>(*image, 0));
+    setImage(manager, getOverlay<signed char>(*image, 0));
 }
 
 void DcmFileReader::readOverlay(ImageList& list, const ImageOpenOptions& options) const {
     const auto image = openPixelsAndOverlays(options, PixelsAfterwards::stay);
-    placeImage(list, getOverlay<signed char>(*image, 0));
+    setImage(list, getOverlay<signed char>(*image, 0));
 }
 
 void DcmFileReader::readOverlays(ImageList& list, const ImageOpenOptions& options) const {

@@ -21,12 +21,12 @@ const void* firstPlane(const DicomImage& image, const DiPixel& pixels) {
 }
 
 template <typename T>
-void placeArray(GTU::VArgumentManager& manager, GTU::NumericArray<T, Manual>&& array) {
+void setArray(GTU::VArgumentManager& manager, GTU::NumericArray<T, Manual>&& array) {
     manager.setResult(array);
 }
 
 template <typename T>
-void placeArray(ArrayList& list, GTU::NumericArray<T, Manual>&& array) {
+void setArray(ArrayList& list, GTU::NumericArray<T, Manual>&& array) {
     list.push_back<VArgumentType::NumericArray, Manual>(std::move(array));
 }
 
@@ -36,7 +36,7 @@ void loadRawData(Target& target, const std::vector<int>& dims, const void* sampl
     if (count > 0) {
         std::memcpy(array.getData(), samples, count * sizeof(T));
     }
-    placeArray(target, std::move(array));
+    setArray(target, std::move(array));
 }
 
 } // namespace

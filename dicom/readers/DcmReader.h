@@ -4,7 +4,7 @@
 #include <string>
 
 #include "dcmtk/dcmdata/dcfilefo.h"
-#include "dicom/metadata/DcmUtility.h"
+#include "dicom/metadata/ElementConversion.h"
 
 namespace radvex {
 

@@ -5,7 +5,6 @@
 #include <cstring>
 #include <optional>
 
-#include "dicom/pixels/Dimensions.h"
 #include "dicom/pixels/ImageRendering.h"
 
 namespace radvex {

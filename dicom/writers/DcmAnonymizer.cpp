@@ -23,11 +23,11 @@ std::string newUid() {
     return uid.data();
 }
 
-/// Where the length of the meta information is too large, DCMTK counts elements of the dataset to it. They are moved to
-/// where they belong: what is to be replaced has to be found, and the file has to be read again the same way.
+/// When the meta information states a length that is too large, DCMTK reads elements of the dataset into it. These are
+/// moved to the dataset, so that what is to be replaced is found and the written file can be read.
 OFCondition moveToDataset(DcmFileFormat& file) {
     constexpr Uint16 kMetaGroup = 0x0002;
-    constexpr std::size_t kMost = 1000; // DCMTK looks for a place in the whole dataset for each
+    constexpr std::size_t kMaxMisplaced = 1000; // each insertion goes through the whole dataset
     DcmMetaInfo& meta = *file.getMetaInfo();
     std::vector<DcmObject*> misplaced;
     for (DcmObject* object = meta.nextInContainer(nullptr); object != nullptr; object = meta.nextInContainer(object)) {
@@ -35,20 +35,20 @@ OFCondition moveToDataset(DcmFileFormat& file) {
             misplaced.push_back(object);
         }
     }
-    if (misplaced.size() > kMost) {
+    if (misplaced.size() > kMaxMisplaced) {
         return EC_CorruptedData;
     }
     for (DcmObject* object : misplaced) {
         std::unique_ptr<DcmElement> element(meta.remove(object));
         const bool belongs = element != nullptr && element->getGTag() > kMetaGroup;
         if (belongs && file.getDataset()->insert(element.get()).good()) {
-            (void)element.release(); // the dataset's from here on
+            (void)element.release(); // the dataset owns it now
         }
     }
     return EC_Normal;
 }
 
-/// An item has a tag too, and takes no value.
+/// A tag may also be that of an item, which takes no value.
 OFCondition putValue(DcmObject* object, const std::string& value) {
     auto* element = dynamic_cast<DcmElement*>(object);
     return element == nullptr ? OFCondition(EC_InvalidTag) : element->putString(value.c_str());
@@ -56,7 +56,7 @@ OFCondition putValue(DcmObject* object, const std::string& value) {
 
 } // namespace
 
-// Class and transfer syntax UIDs are in the list as well: whatever a UID of it meant, it is replaced.
+// UIDs of classes and of transfer syntaxes are in the list too, and are replaced like all others.
 const std::vector<DcmTagKey> DcmAnonymizer::mUidTagList{
     {0x0000, 0x1000}, // Affected SOP Instance UID
     {0x0000, 0x1001}, // Requested SOP Instance UID
@@ -134,32 +134,30 @@ OFCondition DcmAnonymizer::anonymize(DcmFileFormat& file, bool newSopInstanceUid
 }
 
 OFCondition DcmAnonymizer::changeTagValuesIfPresent(DcmDataset* dataset) const {
-    OFCondition result = EC_Normal;
     for (const auto& [key, value] : mTagsToChange) {
         DcmStack found;
-        (void)dataset->findAndGetElements(key, found); // an absent attribute is no failure
-        while (!found.empty() && result.good()) {
-            result = putValue(found.pop(), value);
-        }
-        if (result.bad()) {
-            break;
-        }
-    }
-    return result;
-}
-
-OFCondition DcmAnonymizer::regenerateUids(DcmDataset* dataset) const {
-    OFCondition result = EC_Normal;
-    for (const DcmTagKey& key : mUidTagList) {
-        DcmElement* element = nullptr;
-        if (dataset->findAndGetElement(key, element, OFFalse, OFFalse).good() && element != nullptr) {
-            result = element->putString(newUid().c_str());
+        (void)dataset->findAndGetElements(key, found); // an absent attribute is not a failure
+        while (!found.empty()) {
+            const OFCondition result = putValue(found.pop(), value);
             if (result.bad()) {
-                break;
+                return result;
             }
         }
     }
-    return result;
+    return EC_Normal;
+}
+
+OFCondition DcmAnonymizer::regenerateUids(DcmDataset* dataset) const {
+    for (const DcmTagKey& key : mUidTagList) {
+        DcmElement* element = nullptr;
+        if (dataset->findAndGetElement(key, element, OFFalse, OFFalse).good() && element != nullptr) {
+            const OFCondition result = element->putString(newUid().c_str());
+            if (result.bad()) {
+                return result;
+            }
+        }
+    }
+    return EC_Normal;
 }
 
 OFCondition DcmAnonymizer::generateRandomPatientAndStudyId(DcmDataset* dataset) const {

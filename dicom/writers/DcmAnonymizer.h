@@ -10,9 +10,9 @@
 
 namespace radvex {
 
-/// De-identifies a file in memory: gives the attributes that the caller names the caller's values, the UIDs of a fixed
-/// list new ones, and the patient and the study random IDs. Nothing is removed, and nothing else is changed: which
-/// personal attributes go is the caller's choice alone.
+/// De-identifies a file in memory. Sets attributes to values of the caller, replaces the UIDs of a fixed list, and
+/// gives random IDs to the patient and the study. Nothing is removed, and nothing else is changed: the caller alone
+/// chooses which other personal attributes are replaced.
 class DcmAnonymizer {
   public:
     /// @param tagsToChange  attributes and their new values, in the order in which they are set
@@ -22,23 +22,23 @@ class DcmAnonymizer {
     DcmAnonymizer& operator=(const DcmAnonymizer&) = delete;
     virtual ~DcmAnonymizer() = default;
 
-    /// Moves what stands in the meta information and does not belong there to the dataset, where that lacks it; refuses
-    /// over 1000 such elements. Then runs the steps below in order and ends with the first condition that is bad. The
-    /// caller's values come first, so that a value of the caller's for PatientID, StudyID or a UID of the list does not
-    /// last.
+    /// Moves elements of the meta information that do not belong there to the dataset, unless it has them; refuses over
+    /// 1000 such elements. Then runs the steps below in order, up to the first bad condition. The caller's values are
+    /// set first, so that later steps overwrite those for PatientID, StudyID and UIDs of the list.
     virtual OFCondition anonymize(DcmFileFormat& file, bool regenerateSopInstanceUid) const;
 
-    /// Sets the caller's values wherever the attributes stand, inside sequences too. What is absent stays absent.
+    /// Sets the caller's values at the top level and inside sequences. An absent attribute stays absent.
     virtual OFCondition changeTagValuesIfPresent(DcmDataset* dataset) const;
 
-    /// PatientID and StudyID become two numbers from 0 to 2147483647, from a generator seeded afresh; made when absent.
+    /// Sets PatientID and StudyID to numbers from 0 to 2147483647, from a generator with a new seed; adds them when
+    /// they are absent.
     virtual OFCondition generateRandomPatientAndStudyId(DcmDataset* dataset) const;
 
-    /// New UIDs for those attributes of mUidTagList that the dataset has at its top level. UIDs inside sequences stay,
-    /// unlike the caller's values. Each gets a value of its own: two attributes that were equal no longer are.
+    /// Replaces the attributes of mUidTagList that the dataset has at its top level. UIDs inside sequences stay. Every
+    /// attribute gets another UID, so that equal UIDs become different.
     virtual OFCondition regenerateUids(DcmDataset* dataset) const;
 
-    /// One new SOP Instance UID, for the dataset and the meta information.
+    /// Sets the same new SOP Instance UID in the dataset and in the meta information.
     virtual OFCondition regenerateSopInstanceUid(DcmFileFormat& file) const;
 
     /// The 55 attributes whose UIDs are replaced. SOP Class UID and SOP Instance UID are not among them.

@@ -13,11 +13,11 @@ namespace radvex {
 /// One overlay plane of a file to write: a repeating group 60xx with its bits packed (PS3.3 C.9.2, PS3.5 8.1.2).
 class DcmOverlayPlane {
   public:
-    /// Packs the pixels, which need not outlive the call: frame by frame, row by row, lowest bit first, without padding
-    /// between rows or frames.
+    /// Packs the pixels, frame by frame, row by row, lowest bit first, without padding between rows or frames. The
+    /// plane keeps a copy of them.
     ///
-    /// @param data  rows * columns * frames bytes; exactly 1 is a set bit, every other value a clear one
-    /// @throws GantryError  ImageWriteError (reason) for a value that DICOM cannot hold
+    /// @param data  rows * columns * frames bytes; 1 becomes a set bit, every other value a clear one
+    /// @throws GantryError  ImageWriteError (reason) when there are no pixels, or too many for a value in DICOM
     DcmOverlayPlane(unsigned short group, const signed char* data, unsigned short rows, unsigned short columns,
                     unsigned short frames, short originRow, short originColumn, unsigned short imageFrameOrigin,
                     std::string type);
@@ -26,8 +26,8 @@ class DcmOverlayPlane {
     void setSubtype(std::string value) { mSubtype = std::move(value); }
     void setLabel(std::string value) { mLabel = std::move(value); }
 
-    /// Puts the group's attributes, over what is there of them. A refusal counts only for the three optional texts and
-    /// for Overlay Data; the other attributes are numbers of the library's own, and the type.
+    /// Sets the attributes of the group, and replaces those that are there. Only a refusal of the three optional texts
+    /// or of Overlay Data is an error; the other attributes are the type, and numbers that are always valid.
     /// @throws GantryError  TagWriteError (keyword, reason), ImageWriteError (reason)
     void writePlaneToDataset(DcmDataset& dataset) const;
 

@@ -1,9 +1,9 @@
-// The road of an image and its overlays into the dataset, and of a file that is taken up.
+// How an image and its overlays, or a loaded file, get into the dataset; and the default values.
 
 #include "dicom/writers/DcmWriter.h"
 
 #include "dcmtk/dcmdata/dcdeftag.h"
-#include "dicom/readers/DcmReader.h"
+#include "dicom/metadata/TagNaming.h"
 #include "dicom/writers/DcmAnonymizer.h"
 #include "dicom/writers/DcmOverlay.h"
 #include "dicom/writers/WriteChecks.h"
@@ -15,15 +15,9 @@ namespace {
 
 constexpr unsigned int kImageArgument = 1;
 
-std::uint64_t pixelBytes(const GTU::ImageInterface& image, std::size_t elementSize) {
+std::uint64_t pixelValuesCount(const GTU::ImageInterface& image) {
     const auto wide = [](vint number) { return static_cast<std::uint64_t>(number); };
-    return wide(image.rows()) * wide(image.columns()) * wide(image.channels()) * wide(image.slices()) * elementSize;
-}
-
-/// An image of the host holds at most 2^31 - 1 elements, so that nothing is lost in 32 bits.
-unsigned int pixelValuesCount(const GTU::ImageInterface& image) {
-    const auto cut = [](vint number) { return static_cast<unsigned int>(number); };
-    return cut(image.rows()) * cut(image.columns()) * cut(image.channels()) * cut(image.slices());
+    return wide(image.rows()) * wide(image.columns()) * wide(image.channels()) * wide(image.slices());
 }
 
 void addPlane(DcmOverlay& planes, int index, VImage handle, const OverlayOptions& options) {
@@ -50,7 +44,7 @@ void DcmWriter::writeImage(GTU::VArgumentManager& mngr) {
     std::unique_ptr<DcmIODCommon> iod;
     long long slices = 0;
     mngr.operateOnImage<GTU::Passing::Automatic>(kImageArgument, [&]<typename T>(const ImageArgument<T>& image) {
-        requireStorableLength(pixelBytes(image, sizeof(T)));
+        requireStorableLength(pixelValuesCount(image) * sizeof(T));
         if constexpr (std::is_floating_point_v<T>) {
             iod = createDcmImage(image);
         } else {
@@ -69,16 +63,16 @@ void DcmWriter::writeImage(GTU::VArgumentManager& mngr) {
         kImageArgument, [&]<typename T>(const ImageArgument<T>& image) { writePixelDataToDataset(image); });
 }
 
-// Pixels that are there always fit the element, so that no condition is looked at.
+// No condition is checked: the pixels of an image always fit the element.
 template <typename T>
 void DcmWriter::writePixelDataToDataset(const ImageArgument<T>& image) {
     const T* data = image.getData();
     if (data == nullptr) {
         GTU::ErrorManager::throwException("ImageWriteError", "The image has no pixels");
     }
-    const unsigned int count = pixelValuesCount(image);
+    const auto count = static_cast<unsigned int>(pixelValuesCount(image)); // the host's images have up to 2^31 - 1
     if constexpr (std::is_same_v<T, float>) {
-        // The parametric map holds its frames already: this puts nothing, and it is meant not to.
+        // This changes nothing, as it should: the parametric map already holds its frames.
         (void)mDataset->putAndInsertFloat32Array(DCM_FloatPixelData, data, count, OFFalse);
     } else if constexpr (std::is_same_v<T, double>) {
         (void)mDataset->putAndInsertFloat64Array(DCM_DoubleFloatPixelData, data, count, OFFalse);
@@ -90,13 +84,13 @@ void DcmWriter::writePixelDataToDataset(const ImageArgument<T>& image) {
 }
 
 void DcmWriter::loadDataFromFile(const std::string& path) {
-    // Asked for as a file to write, although it is only read: hosts grant their anonymizers just that.
+    // The host is asked for permission to write, although the file is only read: that is what hosts grant anonymizers.
     GTU::validatePath(path, std::ios_base::out);
-    // All of it: it may be saved at its own path, and values that are left in it now would be gone by then.
+    // The whole file, since it may be saved at its own path: values that were not read before would be lost.
     if (const auto failure = loadGuardedWhole(mFile, path)) {
         GTU::ErrorManager::throwException("OpenFileError", path, failure->reason);
     }
-    (void)mFile.convertToUTF8(); // a character set that cannot be converted leaves its bytes as they are
+    (void)mFile.convertToUTF8(); // without success the strings stay as they are
     mDataset = mFile.getDataset();
     mOriginalXfer = mDataset->getOriginalXfer();
     mLoadedFromFile = true;
@@ -136,7 +130,7 @@ std::unordered_map<std::string, std::string> DcmWriter::mDefaultTagValues{
     {"ContentLabel", "IMAGE"},
     {"ContentDescription", "Image"},
     {"ContentCreatorName", ""},
-    {"Manufacturer", "Velmora Research"}, // of every file
+    {"Manufacturer", "Velmora Research"}, // in every file
     {"ManufacturerModelName", "Velmora Language"},
     {"DeviceSerialNumber", "1"},
     {"SoftwareVersions", "1.0"},
@@ -157,9 +151,9 @@ std::unordered_map<std::string, std::string> DcmWriter::mDefaultTagValues{
     {"SpacingBetweenSlices", ""},
     {"SliceThickness", ""},
     {"PixelSpacing", ""},
-    {"RecognizableVisualFeatures", "NO"},   // asked for by hosts; a parametric map always says "NO"
-    {"ConversionType", "SYN"},              // of every file that is saved
-    {"RepresentationLUTShape", "IDENTITY"}, // the key of the Presentation LUT Shape
+    {"RecognizableVisualFeatures", "NO"},   // hosts ask for it; a parametric map always says "NO"
+    {"ConversionType", "SYN"},              // in every file
+    {"RepresentationLUTShape", "IDENTITY"}, // the value of Presentation LUT Shape
 };
 
 OFString DcmWriter::defaultOf(const std::string& keyword) {
@@ -177,7 +171,7 @@ std::string DcmWriter::getDefaultTagValue(const std::string& keyword) {
 void DcmWriter::setDefaultTagValue(const std::string& keyword, const std::string& value) {
     const DcmTagKey key = getTagKey(GeneralInfoMap, keyword);
     const std::unique_ptr<DcmElement> scratch(DcmItem::newDicomElement(key));
-    // A value that cannot be put leaves an empty element, which passes the check.
+    // A value that putString refuses leaves an empty element, which passes the check.
     if (scratch != nullptr) {
         (void)scratch->putString(value.c_str());
     }

@@ -10,7 +10,7 @@
 #include "bridge/containers/Image.h"
 #include "dcmtk/dcmdata/dcfilefo.h"
 #include "dcmtk/dcmiod/iodimage.h"
-#include "dicom/metadata/DcmUtility.h"
+#include "dicom/metadata/ElementConversion.h"
 #include "dicom/metadata/MemoryWatch.h"
 #include "dicom/writers/WriteOptions.h"
 
@@ -22,17 +22,15 @@ namespace radvex {
 
 class DcmAnonymizer;
 class DcmOverlay;
-struct PendingTag;
-class PendingTags;
 
 using ImageArguments = GTU::DataList<GTU::VArgumentType::Image, GTU::Passing::Automatic>;
-/// An image that the host handed in.
+/// An image of the host.
 template <typename T>
 using ImageArgument = GTU::Image<T, GTU::Passing::Automatic>;
 
-/// Composes one new DICOM file from an image of the host, or takes up one file to anonymize it. Lives for one call.
+/// Composes one new DICOM file from an image of the host, or loads one file to anonymize it. Lives for one call.
 ///
-/// An image, then metadata, then overlays, then the save: what comes later goes on top of what is there.
+/// A new file is made in this order: image, metadata, overlays, save. Each step overwrites attributes that are there.
 class DcmWriter {
   public:
     DcmWriter() : mDataset(mFile.getDataset()) {}
@@ -41,39 +39,40 @@ class DcmWriter {
     ~DcmWriter() = default;
 
     /// Composes the object for the image in argument 1, with its pixels. Integer images become Secondary Capture (a
-    /// multi-frame class for several slices), real ones a Parametric Map. Bit images are written as 8 bits signed, the
-    /// others unsigned.
-    /// @throws GantryError  VArgumentImageError for a type that is none of the five; ImageWriteError (reason) when
-    ///                      there is no class for such an image, or pixels over 4 GiB; TagWriteError (keyword, reason)
-    ///                      for a default value that does not fit where it is written; those of Image
+    /// multi-frame class for several slices), real ones a Parametric Map. Bit images are written as signed 8-bit
+    /// pixels, the other integer images as unsigned ones.
+    /// @throws GantryError  VArgumentImageError for a type that is none of the five; ImageWriteError (reason) when no
+    ///                      class takes such an image, or its pixels need more than 4 GiB; TagWriteError (keyword,
+    ///                      reason) for a default value that its attribute does not take; those of Image
     void writeImage(GTU::VArgumentManager& mngr);
 
-    /// Puts metadata on top of what the image gave: keywords with text, or with a list of lists for a sequence. The
-    /// last entry of a list is handled first, so that of two entries with one keyword the first one wins.
-    /// @throws GantryError        ReservedTagError (keyword) for what follows from the image; InvalidTagName (keyword);
+    /// Sets attributes: keywords with text, or with a list of lists for a sequence. The last entry of a list is written
+    /// first, so that of two entries with the same keyword the first one wins.
+    /// @throws GantryError        ReservedTagError (keyword) for what only the library writes; InvalidTagName
+    /// (keyword);
     ///                            SequenceTagVRError; VArgumentTypeError; InvalidTagValue (keyword, value);
     ///                            ImageWriteError (reason) for over 100 levels of sequences; those of DataList
-    /// @throws std::out_of_range  null text
+    /// @throws std::out_of_range  a text is null
     void writeMetadata(ResultList& metadata);
 
-    /// Adds overlay planes from bit images, with the options of the same place.
+    /// Adds overlay planes from bit images, each with the options of the same index.
     /// @throws GantryError  OverlayCountError for more than 16, before any is built; ImageTypeError and the others of
     ///                      Image; those of DcmOverlay
     void writeOverlay(ImageArguments& overlays, const std::vector<OverlayOptions>& options);
-    /// The planes alone. @throws as writeOverlay
+    /// The planes that writeOverlay adds. @throws the same
     static std::unique_ptr<DcmOverlay> createDcmOverlay(ImageArguments& overlays,
                                                         const std::vector<OverlayOptions>& options);
 
-    /// Takes up a file, its strings in UTF-8 if its character set allows.
-    /// @throws GantryError  PathNotValidated (path) when the host does not let it be written, though it is only read;
+    /// Loads a file, with its strings in UTF-8 if its character set allows.
+    /// @throws GantryError  PathNotValidated (path) when the host does not permit writing it, although it is only read;
     ///                      OpenFileError (path, reason)
     void loadDataFromFile(const std::string& path);
 
     /// @throws GantryError  AnonymizationError (reason)
     void anonymize(const DcmAnonymizer& anonymizer, bool regenerateSopInstanceUid);
 
-    /// Writes the file: one that was taken up in its own transfer syntax with its meta information as it was, a new one
-    /// in Implicit VR Little Endian, or compressed. The parameters of a compression are
+    /// Writes the file. A loaded one keeps its transfer syntax and its meta information; a new one is written in
+    /// Implicit VR Little Endian, or compressed. The parameters of a compression are
     ///
     ///   JPEGLossless                    not used, the prediction is always 1; point transform
     ///   JPEGLosslessNonhierarchical     prediction, 1 to 7; point transform
@@ -81,31 +80,32 @@ class DcmWriter {
     ///   JPEG-LSLossy                    largest deviation of a sample, cut to 16 bits
     ///   JPEG-LSLossless, RLE            none
     ///
-    /// What was saved is whole, and decodes when compression made it larger; a file that failed may be left in part.
+    /// The saved file is checked: it is whole, and it can be decoded if compression did not make it smaller. After a
+    /// failure a part of the file may be left.
     /// @throws GantryError  PathNotValidated (path); TagWriteError (keyword, reason); ImageWriteError (reason, or
     ///                      nothing when DCMTK refuses the compression)
     void saveFile(const std::string& path, const ImageWriteOptions& options);
 
-    // Values for attributes that an image does not tell and a file must have. All writers share them, and they stay
-    // until the library is unloaded.
+    // Default values of attributes that a file needs and an image does not have. All writers share them, and they are
+    // kept until the library is unloaded.
 
-    /// @throws GantryError  InvalidTagName (keyword) for one without such a value
+    /// @throws GantryError  InvalidTagName (keyword) when there is no default value for it
     static std::string getDefaultTagValue(const std::string& keyword);
-    /// Takes any keyword of the dictionary; those that metadata must not set too, and those that nothing reads.
+    /// Takes any keyword of the dictionary, even one that metadata must not set or that no file gets.
     /// @throws GantryError  InvalidTagName (keyword), InvalidTagValue (keyword, value)
     static void setDefaultTagValue(const std::string& keyword, const std::string& value);
 
   private:
-    MemoryWatch mMemory{}; // what is composed without enough of it is not written
+    MemoryWatch mMemory{}; // a file is not written when memory was refused: parts of it may be missing
 
-    // The object of an integer image.
+    // Integer images.
     template <typename T>
     std::unique_ptr<DcmIODCommon> createIntegerImage(const ImageArgument<T>& image) const;
     void initializeIodCommonModules(DcmIODCommon& iod) const;
     template <typename T, typename Module>
     void initializeImagePixelModule(IODImagePixelVariant<Module>& pixelModule, const ImageArgument<T>& image) const;
 
-    // The object of a real image: a Parametric Map.
+    // Real images.
     template <typename T>
     std::unique_ptr<DcmIODCommon> createDcmImage(const ImageArgument<T>& image) const;
     template <typename T>
@@ -119,10 +119,6 @@ class DcmWriter {
     template <typename T>
     void writePixelDataToDataset(const ImageArgument<T>& image);
 
-    // Metadata.
-    static void writeTag(PendingTag& tag, PendingTags& pending);
-    static void writeSequence(PendingTag& tag, const DcmTagKey& key, PendingTags& pending);
-
     // Saving.
     void saveLoaded(const std::string& path);
     void saveCompressed(const std::string& path, const ImageWriteOptions& options);
@@ -130,12 +126,12 @@ class DcmWriter {
     std::unique_ptr<DcmRepresentationParameter> getRepresentationParameter(E_TransferSyntax syntax,
                                                                            const ImageWriteOptions& options) const;
 
-    /// The value under a keyword; empty when there is none.
+    /// The default value of a keyword; empty when there is none.
     static OFString defaultOf(const std::string& keyword);
 
     DcmFileFormat mFile{};
     DcmDataset* mDataset;                         ///< the dataset of mFile
-    E_TransferSyntax mOriginalXfer = EXS_Unknown; ///< that of the file that was taken up
+    E_TransferSyntax mOriginalXfer = EXS_Unknown; ///< that of a loaded file
     bool mLoadedFromFile = false;
 
     static std::unordered_map<std::string, std::string> mDefaultTagValues;

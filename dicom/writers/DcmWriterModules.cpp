@@ -1,4 +1,4 @@
-// The object of an integer image, and the modules that every written object has (PS3.3 A.8, C.7).
+// Integer images, and the modules that every written file has (PS3.3 A.8, C.7).
 
 #include <string>
 
@@ -19,7 +19,7 @@ constexpr const char* kMultiFrameTrueColor = "1.2.840.10008.5.1.4.1.1.7.4";
 template <typename T>
 constexpr Uint16 kBits = sizeof(T) * 8;
 
-/// Two channels count as colour here, and as monochrome for the photometric interpretation: that is meant.
+/// Two channels count as colour here, but as monochrome for the photometric interpretation. This is intended.
 template <typename T>
 const char* sopClassOf(const GTU::ImageInterface& image) {
     if (image.slices() == 1) {
@@ -46,7 +46,7 @@ void putPixelAttributes(DcmItem& item, const GTU::ImageInterface& image) {
     if (channels > 2) {
         (void)item.putAndInsertUint16(DCM_PlanarConfiguration, image.interleavedQ() ? 0 : 1);
     }
-    // Bit images are signed and bytes are not. Readers of such files know it.
+    // Bit images are signed and images of bytes are not. Readers of such files expect it.
     (void)item.putAndInsertUint16(DCM_PixelRepresentation, std::is_same_v<T, signed char> ? 1 : 0);
 }
 

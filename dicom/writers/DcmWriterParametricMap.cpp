@@ -1,4 +1,4 @@
-// Real images become Parametric Maps (PS3.3 A.75): each slice a frame, in the order of the image.
+// Real images become Parametric Maps (PS3.3 A.75). Each slice becomes a frame, in the order of the image.
 
 #include <array>
 
@@ -7,6 +7,7 @@
 #include "dcmtk/dcmfg/fgpixmsr.h"
 #include "dcmtk/dcmiod/iodutil.h"
 #include "dcmtk/dcmpmap/dpmparametricmapiod.h"
+#include "dicom/metadata/TagNaming.h"
 #include "dicom/writers/DcmWriter.h"
 #include "dicom/writers/WriteChecks.h"
 
@@ -53,7 +54,7 @@ void setImageSopClass(IODSOPCommonModule& sopCommon, const GTU::ImageInterface& 
     (void)sopCommon.setSOPClassUID(kParametricMapStorage, OFTrue);
 }
 
-/// One dimension: the number of the frame.
+/// Adds the only dimension, the number of the frame.
 void addDimension(IODMultiframeDimensionModule& module) {
     const OFString organization = DcmIODUtil::createUID(0);
     requireImageWritten(module.addDimensionIndex(DCM_ImagePositionPatient, organization,
@@ -69,7 +70,7 @@ void addFramesToParametricMap(DPMParametricMapIOD& iod, const ImageArgument<T>& 
         GTU::ErrorManager::throwException("ImageWriteError", "The image has no pixels");
     }
     for (vint slice = 1; slice <= image.slices(); ++slice, data += frameSize) {
-        FGFrameContent content; // copied by the map
+        FGFrameContent content; // the map copies it
         (void)content.setDimensionIndexValues(static_cast<Uint32>(slice), 0, OFTrue);
         const OFVector<FGBase*> groups(1, &content);
         auto frames = iod.getFrames();

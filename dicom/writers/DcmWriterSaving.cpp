@@ -1,4 +1,4 @@
-// The ways of saving: a file that was taken up, a new one as it is, a new one compressed.
+// Saves a loaded file, or a new file with or without compression.
 
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcmetinf.h"
@@ -6,42 +6,16 @@
 #include "dcmtk/dcmjpeg/djrplol.h"
 #include "dcmtk/dcmjpeg/djrploss.h"
 #include "dcmtk/dcmjpls/djrparam.h"
-#include "dicom/pixels/EncodedPixels.h"
-#include "dicom/pixels/JpegLsEncoding.h"
+#include "dicom/pixels/Compression.h"
 #include "dicom/writers/DcmWriter.h"
-#include "dicom/writers/SavedFile.h"
 #include "dicom/writers/WriteChecks.h"
 
 namespace radvex {
 
 namespace {
 
-/// A path as DCMTK is given it. DCMTK takes "-" for the standard input, which is the host's.
+/// A path for DCMTK, which would take "-" for a standard stream of the host.
 OFFilename fileNameOf(const std::string& path) { return OFFilename(path == "-" ? "./-" : path.c_str(), true); }
-
-/// Lossy JPEG renders one sample a pixel, or three; of any other number it would make other pixels.
-bool isRendered(DcmDataset& dataset) {
-    Uint16 samples = 0;
-    (void)dataset.findAndGetUint16(DCM_SamplesPerPixel, samples);
-    return samples == 1 || samples == 3;
-}
-
-OFCondition compress(DcmDataset& dataset, E_TransferSyntax syntax, const DcmRepresentationParameter& parameter) {
-    switch (syntax) {
-    case EXS_JPEGLSLossless:
-    case EXS_JPEGLSLossy: return encodeJpegLs(dataset, syntax, parameter);
-    case EXS_JPEGProcess14:
-    case EXS_JPEGProcess14SV1: interleaveSamples(dataset); break;
-    case EXS_JPEGProcess1:
-    case EXS_JPEGProcess2_4:
-        if (!isRendered(dataset)) {
-            return EC_CannotChangeRepresentation;
-        }
-        break;
-    default: break;
-    }
-    return dataset.chooseRepresentation(syntax, &parameter);
-}
 
 } // namespace
 
@@ -56,7 +30,7 @@ const std::unordered_map<std::string, E_TransferSyntax> DcmWriter::mTransferSynt
 
 void DcmWriter::saveFile(const std::string& path, const ImageWriteOptions& options) {
     GTU::validatePath(path, std::ios_base::out);
-    // In every file, those that were taken up too.
+    // In every file, also a loaded one.
     requireWritten(mDataset->putAndInsertString(DCM_ConversionType, defaultOf("ConversionType").c_str(), OFTrue),
                    "ConversionType");
     if (mLoadedFromFile) {
@@ -69,11 +43,11 @@ void DcmWriter::saveFile(const std::string& path, const ImageWriteOptions& optio
 }
 
 void DcmWriter::saveLoaded(const std::string& path) {
-    // DCMTK would keep an old length of the meta information that is wrong, and readers look for the dataset elsewhere.
+    // DCMTK would keep a wrong length of the meta information, and readers would not find the dataset.
     (void)mFile.getMetaInfo()->computeGroupLengthAndPadding(EGL_recalcGL, EPD_noChange, EXS_LittleEndianExplicit,
                                                             EET_UndefinedLength);
     saveAs(path, mOriginalXfer, EWM_dontUpdateMeta);
-    if (!canBeLoaded(path)) { // a broken file that DCMTK could read may come out as one that it cannot
+    if (!canBeLoaded(path)) { // a broken file that DCMTK has read may become one that it cannot read
         GTU::ErrorManager::throwException("ImageWriteError", "What was written cannot be read again");
     }
 }
@@ -86,14 +60,14 @@ void DcmWriter::saveCompressed(const std::string& path, const ImageWriteOptions&
     }
     const E_TransferSyntax syntax = known->second;
     const auto parameter = getRepresentationParameter(syntax, options);
-    if (!holdsAllPixels(*mDataset) || compress(*mDataset, syntax, *parameter).bad() ||
+    if (!holdsAllPixels(*mDataset) || compressPixels(*mDataset, syntax, *parameter).bad() ||
         !mDataset->canWriteXfer(syntax, EXS_Unknown)) {
         GTU::ErrorManager::throwException("ImageWriteError"); // without a reason, whatever the cause
     }
     if (!canBeDecoded(*mDataset)) {
         GTU::ErrorManager::throwException("ImageWriteError", "The compressed pixels cannot be read back");
     }
-    // Lossy compression gave the dataset a new instance UID. What is missing here is filled from there.
+    // Lossy compression gave the dataset a new instance UID. DCMTK copies it when the meta information has none.
     for (const DcmTagKey& key : {DCM_MediaStorageSOPClassUID, DCM_MediaStorageSOPInstanceUID}) {
         const std::unique_ptr<DcmElement> removed(mFile.getMetaInfo()->remove(key));
     }
@@ -101,7 +75,7 @@ void DcmWriter::saveCompressed(const std::string& path, const ImageWriteOptions&
 }
 
 void DcmWriter::saveAs(const std::string& path, E_TransferSyntax syntax, E_FileWriteMode mode) {
-    mMemory.require(); // elements may have lost their values
+    mMemory.require(); // without memory, elements may have lost their values
     requireImageWritten(
         mFile.saveFile(fileNameOf(path), syntax, EET_UndefinedLength, EGL_recalcGL, EPD_noChange, 0, 0, mode));
     mMemory.require();

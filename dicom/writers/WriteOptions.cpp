@@ -1,7 +1,8 @@
 #include "dicom/writers/WriteOptions.h"
 
-#include <limits>
 #include <stdexcept>
+#include <type_traits>
+#include <utility>
 
 namespace radvex {
 
@@ -29,7 +30,7 @@ void setProperty(OverlayOptions& options, const std::string& name, const std::st
     }
 }
 
-/// Index of the overlay that a node's name numbers.
+/// Index of the overlay whose number is the name of a node.
 std::size_t overlayIndex(const std::string& name, std::size_t count) {
     const int number = std::stoi(name);
     if (number < 1 || static_cast<std::size_t>(number) > count) {
@@ -38,29 +39,25 @@ std::size_t overlayIndex(const std::string& name, std::size_t count) {
     return static_cast<std::size_t>(number) - 1;
 }
 
-[[noreturn]] void throwPropertyError(const std::string& property) {
-    GTU::ErrorManager::throwException("OverlayPropertyError", property);
-}
-
 } // namespace
 
-template <>
-short overlayPropertyFromString<short>(const std::string& value, const std::string& property) {
-    const long long number = std::stoll(value);
-    if (number < std::numeric_limits<short>::min() || number > std::numeric_limits<short>::max()) {
-        throwPropertyError(property);
+template <typename T>
+T overlayPropertyFromString(const std::string& value, const std::string& property) {
+    const auto number = [&] {
+        if constexpr (std::is_signed_v<T>) {
+            return std::stoll(value);
+        } else {
+            return std::stoull(value); // which makes a negative number a very large one
+        }
+    }();
+    if (!std::in_range<T>(number)) {
+        GTU::ErrorManager::throwException("OverlayPropertyError", property);
     }
-    return static_cast<short>(number);
+    return static_cast<T>(number);
 }
 
-template <>
-unsigned short overlayPropertyFromString<unsigned short>(const std::string& value, const std::string& property) {
-    const unsigned long long number = std::stoull(value); // a negative number is a very large one
-    if (number > std::numeric_limits<unsigned short>::max()) {
-        throwPropertyError(property);
-    }
-    return static_cast<unsigned short>(number);
-}
+template short overlayPropertyFromString<short>(const std::string&, const std::string&);
+template unsigned short overlayPropertyFromString<unsigned short>(const std::string&, const std::string&);
 
 std::vector<OverlayOptions> getOverlayOptionsVector(const GTU::VArgumentManager& manager, unsigned int index,
                                                     unsigned int count) {

@@ -10,39 +10,35 @@ namespace radvex {
 
 /// How a new file is saved.
 struct ImageWriteOptions {
-    std::optional<std::string> compression{}; ///< a compression name, looked up when the file is saved; none: raw
-    int firstParameter = 0;                   ///< what the parameters mean depends on the name, see DcmWriter::saveFile
+    std::optional<std::string> compression{}; ///< a name, which is looked up when the file is saved; none: uncompressed
+    int firstParameter = 0;                   ///< the name decides what the parameters mean, see DcmWriter::saveFile
     int secondParameter = 0;
 };
 
-/// What an overlay plane says about itself beside its pixels (PS3.3 C.9.2).
+/// The attributes of an overlay plane that its pixels do not tell (PS3.3 C.9.2).
 struct OverlayOptions {
-    short originRow = 1; ///< row of the image, from 1, under the plane's first pixel
+    short originRow = 1; ///< number of the image's row, from 1, under the first pixel of the plane
     short originColumn = 1;
-    unsigned short imageFrameOrigin = 1; ///< frame of the image, from 1, that the plane's first frame belongs to
+    unsigned short imageFrameOrigin = 1; ///< number of the image's frame, from 1, under the first frame of the plane
     std::string type = "G";              ///< "G" graphics, "R" region of interest
     std::optional<std::string> description{};
     std::optional<std::string> subtype{};
     std::optional<std::string> label{};
 };
 
-/// Reads a list of lists of texts: the outer names are numbers of overlays, from 1, the inner names are properties. A
-/// property of another name is skipped; an overlay that is not named keeps the defaults.
-/// @param count  number of overlays, and of the records in the result
+/// Reads a list of lists of texts. The outer names are numbers of overlays, from 1; the inner names are properties.
+/// Unknown properties are skipped; overlays that are not in the list keep the defaults.
+/// @param count  how many overlays there are, which is the size of the result
 /// @throws GantryError            CreateFromNullError; OverlayPropertyError (property); those of DataNode
-/// @throws std::invalid_argument  text that is no number
-/// @throws std::out_of_range      a number of an overlay that there is not, null text, a number beyond all types
+/// @throws std::invalid_argument  a text is not a number
+/// @throws std::out_of_range      no overlay has the number, a text is null, a number does not fit into 64 bits
 std::vector<OverlayOptions> getOverlayOptionsVector(const GTU::VArgumentManager& manager, unsigned int index,
                                                     unsigned int count);
 
-/// A decimal number as `T`: `short`, or `unsigned short`.
+/// Reads a decimal number as `T`, which is `short` or `unsigned short`.
 /// @throws GantryError            OverlayPropertyError (property) when `T` does not hold it
-/// @throws std::invalid_argument, std::out_of_range  text that is no number, or one beyond 64 bits
+/// @throws std::invalid_argument, std::out_of_range  the text is not a number, or one beyond 64 bits
 template <typename T>
 T overlayPropertyFromString(const std::string& value, const std::string& property);
-template <>
-short overlayPropertyFromString<short>(const std::string& value, const std::string& property);
-template <>
-unsigned short overlayPropertyFromString<unsigned short>(const std::string& value, const std::string& property);
 
 } // namespace radvex

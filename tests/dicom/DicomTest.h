@@ -12,7 +12,7 @@
 #include "bridge/ErrorManager.h"
 #include "bridge/LibraryData.h"
 #include "dicom/exports/LibraryErrors.h"
-#include "dicom/metadata/DcmUtility.h"
+#include "dicom/metadata/ElementConversion.h"
 #include "tests/support/DicomFiles.h"
 #include "tests/support/HostTest.h"
 #include "tests/support/Results.h"

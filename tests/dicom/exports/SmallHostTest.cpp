@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "dcmtk/dcmdata/dcdeftag.h"
-#include "tests/support/ImageFiles.h"
+#include "tests/dicom/DicomTest.h"
 #include "tests/support/Process.h"
 #include "tests/support/TemporaryFolder.h"
 

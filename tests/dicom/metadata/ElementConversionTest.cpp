@@ -1,4 +1,4 @@
-#include "dicom/metadata/DcmUtility.h"
+#include "dicom/metadata/ElementConversion.h"
 #include "host/Value.h"
 #include "tests/dicom/DicomTest.h"
 

@@ -1,6 +1,6 @@
 #include <sys/resource.h>
 
-#include "dicom/metadata/DcmUtility.h"
+#include "dicom/metadata/HierarchicalMetadata.h"
 #include "tests/dicom/DicomTest.h"
 
 using namespace radvex;

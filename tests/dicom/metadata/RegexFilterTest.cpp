@@ -1,6 +1,5 @@
 #include "dicom/metadata/RegexFilter.h"
 
-#include "dicom/metadata/PatternSize.h"
 #include "tests/dicom/DicomTest.h"
 #include "tests/support/SmallStack.h"
 

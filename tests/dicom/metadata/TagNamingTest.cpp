@@ -5,7 +5,7 @@
 #include "bridge/ErrorManager.h"
 #include "dcmtk/dcmdata/dcdicent.h"
 #include "dicom/exports/LibraryErrors.h"
-#include "dicom/metadata/DcmUtility.h"
+#include "dicom/metadata/TagNaming.h"
 
 using namespace radvex;
 

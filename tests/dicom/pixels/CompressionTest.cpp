@@ -3,6 +3,7 @@
 #include <random>
 #include <tuple>
 
+#include "dicom/pixels/Compression.h"
 #include "dicom/pixels/EncodedPixels.h"
 #include "tests/dicom/DicomTest.h"
 #include "tests/support/WriterTest.h"

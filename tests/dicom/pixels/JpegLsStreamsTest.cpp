@@ -8,9 +8,8 @@
 #include "dcmtk/dcmdata/dcpixel.h"
 #include "dcmtk/dcmdata/dcpixseq.h"
 #include "dcmtk/dcmdata/dcpxitem.h"
-#include "tests/support/CompressedPixelData.h"
+#include "tests/dicom/DicomTest.h"
 #include "tests/support/HostTest.h"
-#include "tests/support/ImageFiles.h"
 #include "tests/support/Process.h"
 #include "tests/support/TemporaryFolder.h"
 

@@ -88,7 +88,7 @@ TEST(RenderingSafety, AStandaloneOverlayHasNoPixels) {
 TEST(RenderingSafety, PixelsAreMadeEven) {
     for (const std::size_t bytes : {16U, 17U}) {
         const auto dataset = imageOf({.bytes = bytes});
-        radvex::makeEven(*dataset);
+        radvex::padOddPixelData(*dataset);
         const Uint8* values = nullptr;
         unsigned long count = 0;
         ASSERT_TRUE(dataset->findAndGetUint8Array(DCM_PixelData, values, &count).good());

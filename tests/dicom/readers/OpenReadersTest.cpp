@@ -10,8 +10,7 @@
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "tests/dicom/readers/DirectoryTest.h"
 #include "tests/dicom/readers/SeriesFiles.h"
-#include "tests/support/Digest.h"
-#include "tests/support/ErrorCodes.h"
+#include "tests/support/Results.h"
 #include "tests/support/WriterTest.h"
 
 using namespace radvex::test;

@@ -1,4 +1,4 @@
-#include "dicom/writers/SavedFile.h"
+#include "dicom/writers/WriteChecks.h"
 
 #include <cstring>
 #include <filesystem>
@@ -15,7 +15,7 @@ namespace radvex {
 
 namespace {
 
-/// Takes everything that is written and counts it.
+/// Counts the bytes that are written to it.
 class Counter : public DcmConsumer {
   public:
     OFBool good() const override { return OFTrue; }
@@ -31,7 +31,7 @@ class Counter : public DcmConsumer {
     offile_off_t count = 0;
 };
 
-/// Compares everything that is written with what a stream holds.
+/// Compares the bytes that are written to it with those of a stream.
 class Comparison : public Counter {
   public:
     explicit Comparison(DcmInputStream& stream) : mStream(stream) {}
@@ -45,11 +45,11 @@ class Comparison : public Counter {
 
   private:
     bool isNext(const char* bytes, std::size_t length) {
-        constexpr int kMaxEmptyReads = 16; // a filter may need several reads before it gives something
+        constexpr int kMaxEmptyReads = 16; // a filter may need several reads before it returns bytes
         mBuffer.resize(length);
         std::size_t held = 0;
         for (int emptyReads = 0; held < length && mStream.good() && emptyReads < kMaxEmptyReads;) {
-            (void)mStream.avail(); // has the filter work
+            (void)mStream.avail(); // makes the filter work
             const auto read = mStream.read(mBuffer.data() + held, static_cast<offile_off_t>(length - held));
             held += static_cast<std::size_t>(read);
             emptyReads = read > 0 ? 0 : emptyReads + 1;
@@ -66,7 +66,7 @@ class StreamTo : public DcmOutputStream {
     explicit StreamTo(DcmConsumer& consumer) : DcmOutputStream(&consumer) {}
 };
 
-/// Writes a part of a file to a stream, as the save did.
+/// Writes a part of a file to a consumer in the same way as it was saved.
 template <typename Part, typename Write>
 bool writeTo(DcmConsumer& consumer, Part& part, Write write) {
     StreamTo stream(consumer);
