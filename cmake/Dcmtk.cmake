@@ -22,10 +22,14 @@ if(NOT DCMTK_LIBRARY OR NOT EXISTS ${DCMTK_DIR}/include/dcmtk/config/osconfig.h)
                       "include/dcmtk). Set -DDCMTK_DIR to one, or leave it out to have it built.")
 endif()
 
+option(RADVEX_UNPATCHED_DCMTK "Take a DCMTK with the defects that the patches in cmake/dcmtk mend" OFF)
+if(RADVEX_UNPATCHED_DCMTK)
+  set(dcmtkDefinitions -DRADVEX_UNPATCHED_DCMTK)
+endif()
 if(NOT RADVEX_DCMTK_PROBED STREQUAL DCMTK_LIBRARY)
   try_run(probeResult probeBuilt ${CMAKE_BINARY_DIR}/probe SOURCES ${CMAKE_SOURCE_DIR}/cmake/probe.cpp
           CMAKE_FLAGS "-DINCLUDE_DIRECTORIES=${DCMTK_DIR}/include" LINK_LIBRARIES ${DCMTK_LIBRARY}
-          LINK_OPTIONS "-Wl,-rpath,${DCMTK_DIR}/lib" ${dcmtkLinkOptions}
+          COMPILE_DEFINITIONS ${dcmtkDefinitions} LINK_OPTIONS "-Wl,-rpath,${DCMTK_DIR}/lib" ${dcmtkLinkOptions}
           CXX_STANDARD 17 COMPILE_OUTPUT_VARIABLE probeErrors RUN_OUTPUT_VARIABLE probeOutput)
   if(NOT probeBuilt)
     message(FATAL_ERROR "The DCMTK in ${DCMTK_DIR} lacks a module that the library needs (dcmdata, dcmimage, dcmjpeg, "

@@ -82,9 +82,13 @@ void DcmReader::convertTexts() const {
     // A character set that cannot be converted leaves its bytes as they are; but not one that could be with more
     // memory.
     const MemoryWatch memory;
-    (void)fileFormat.convertToUTF8();
-    mIsSpoilt = mIsSpoilt || memory.hasRunOut();
-    memory.require();
+    const OFCondition converted = fileFormat.convertToUTF8();
+    // The converters take their memory where no watch sees it. Each that DCMTK has a name for can be opened with
+    // enough.
+    if (memory.hasRunOut() || converted.code() == EC_CODE_CannotOpenEncoding) {
+        mIsSpoilt = true;
+        throw std::bad_alloc();
+    }
 }
 
 void DcmReader::decompress() const {

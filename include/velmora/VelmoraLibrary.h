@@ -8,7 +8,18 @@
  * Everything the library knows of the host stands in this header and in velmora/Tether.h. All calls come from one
  * thread, one at a time. No function of a table throws, and the host never calls back into the library from one.
  *
- * Compatibility: a table is only ever extended at its end, and VELMORA_LIBRARY_VERSION grows with each extension.
+ * Null: a library looks at handles before it asks about them. No operation of a table is called with a null handle; one
+ * of an argument is an error of the library.
+ *
+ * Exceptions: `VelmoraLibrary_initialize` has no guard, so that a C++ exception (no memory) may leave it; a host in C++
+ * catches there. Every other function turns each std::exception into its return code. Anything else that is thrown could
+ * only come from an operation of the host, and passes through most functions.
+ *
+ * Process: while it works, a library may set the process's new-handler. It puts back the one that it found: a handler
+ * that another thread sets meanwhile is lost, so set yours before.
+ *
+ * Compatibility: a table is only ever extended at its end, and VELMORA_LIBRARY_VERSION grows with each extension. A
+ * library that needs a later operation compares the table's `version` first; one that needs none does not look at it.
  */
 #ifndef VELMORA_LIBRARY_H
 #define VELMORA_LIBRARY_H
@@ -157,6 +168,8 @@ typedef struct {
  * free: gives back an image that is the library's. disown: drops the library's share of a shared image.
  * shareCount: how many shares a library holds.
  * getSliceCount of a 2D image is 1. getRank is 2 or 3; channels do not count. getFlattenedLength: number of elements.
+ * alphaChannelQ: whether the last channel is a transparency. A colour space of VColorSpace_Automatic leaves it to the
+ * host what the channels mean: one is grey, three are RGB.
  * getRawData: the elements themselves, no copy; valid while the image lives. */
 typedef struct {
     int (*VImage_new2D)(vint width, vint height, vint channels, vint type, vint colorSpace, vbool interleaved,
@@ -183,7 +196,10 @@ typedef struct {
 /* ---- Numeric arrays ---------------------------------------------------------------------------------------- */
 
 /* Dimensions slowest first. Ownership as for images; new arrays are zero-filled.
- * convertType: makes `*converted`, a new array of the same dimensions in `type`; 0 for success. */
+ * getDimensions: `rank` numbers, valid while the array lives.
+ * convertType: makes `*converted`, a new array of the same dimensions in `type`; 0 for success. The quotient of an
+ * unsigned integer and the maximum of its type is rounded to the nearest number of the target. `tolerance` says how far
+ * a value may lie outside the target's range without being an error; a library that lets values be clipped passes 0. */
 typedef struct {
     int (*VNumericArray_new)(vint type, vint rank, const vint* dimensions, VNumericArray* array);
     void (*VNumericArray_free)(VNumericArray array);
@@ -221,7 +237,7 @@ struct VelmoraLibraryRecord {
     void (*UTF8String_disown)(char* text);
 
     /* Tensors: integer (vint), real (vreal) or complex (vcomplex) elements, dimensions slowest first, zero-filled when
-     * new. Ownership as for images. A data pointer is null for a tensor of another type. */
+     * new. Ownership and the lifetime of dimensions as for arrays. A data pointer is null for a tensor of another type. */
     int (*VTensor_new)(vint type, vint rank, const vint* dimensions, VTensor* tensor);
     void (*VTensor_free)(VTensor tensor);
     int (*VTensor_clone)(VTensor tensor, VTensor* copy);
@@ -241,7 +257,8 @@ struct VelmoraLibraryRecord {
     /* The library's end of the link on which the host listens during a call; null when there is none. */
     TTLink (*getTetherLink)(VelmoraLibraryData libData);
     /* Makes the host read what was put on that link, act on it and put its answer on the link. The host understands
-     * EvaluatePacket[Set[symbol, value]]: it remembers the value of the symbol and answers ReturnPacket[Null].
+     * EvaluatePacket[Set[symbol, value]]: it remembers the value of the symbol and answers ReturnPacket[Null]. The
+     * library moves the whole packet to the link in one piece and puts no end of packet behind it.
      * Non-zero for success. */
     int (*processTetherLink)(TTLink link);
     /* Environment for opening further links; null when there is none. */

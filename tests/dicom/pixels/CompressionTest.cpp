@@ -320,3 +320,25 @@ TEST_F(Compressions, OnlyStreamsThatDidNotGetSmallerAreDecodedOnce) {
     EXPECT_FALSE(canBeDecoded(200));
     EXPECT_TRUE(canBeDecoded(98));
 }
+
+TEST_F(Compressions, NearLosslessKeepsItsDeviationForNoise) {
+    for (const vint deviation : {1, 2, 7}) {
+        for (const vint edge : {8, 61}) {
+            Image image(0, edge, edge, 1, VImage_U8, VColorSpace_Grey, false);
+            std::mt19937 random(5);
+            for (std::uint8_t& sample : image.data<std::uint8_t>()) {
+                sample = static_cast<std::uint8_t>(random());
+            }
+            load(write({.image = image, .compression = "JPEG-LSLossy", .first = deviation}));
+            EXPECT_EQ(loaded.getDataset()->getOriginalXfer(), EXS_JPEGLSLossy);
+            const auto found = storedValues(folder.file("w.dcm"));
+            const auto expected = samplesOf(image);
+            ASSERT_EQ(found.size(), expected.size());
+            int largest = 0;
+            for (std::size_t index = 0; index < found.size(); ++index) {
+                largest = std::max(largest, std::abs(found[index] - expected[index]));
+            }
+            EXPECT_EQ(largest, deviation);
+        }
+    }
+}

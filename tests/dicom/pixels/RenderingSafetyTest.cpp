@@ -1,10 +1,15 @@
 #include "dicom/pixels/RenderingSafety.h"
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcpixel.h"
 #include "dcmtk/dcmdata/dcuid.h"
+#include "tests/dicom/DicomTest.h"
+
+using namespace radvex::test;
+using namespace velmora;
 
 namespace {
 
@@ -96,4 +101,24 @@ TEST(RenderingSafety, PixelsAreMadeEven) {
         EXPECT_EQ(std::count(values, values + bytes, 7), static_cast<long>(bytes));
         EXPECT_EQ(values[count - 1], bytes % 2 == 0 ? 7 : 0);
     }
+}
+
+class FractionalRanges : public LibraryTest {};
+
+// Values from 0.9 to 10.2 are eleven numbers, and the table had ten entries.
+TEST_F(FractionalRanges, AreLookedUpInsideTheirTable) {
+    mallopt(M_PERTURB, 0x5A); // so that memory behind the table holds something else
+    ImageFile image{.rows = 10, .columns = 10, .bitsAllocated = 8, .bitsStored = 8};
+    image.slope = "0.1";
+    image.intercept = "0.9";
+    image.words.assign(50, 0);
+    image.words[49] = 0x5D5D; // 93
+    const std::string path = writeImageFile(folder.file("a.dcm"), image);
+    const Tensor window{std::vector<vint>{2}, std::vector<double>{0.0, 0.0}}; // from the least to the greatest
+    const Store frames = call("ReadImageData", {path, 0, 0, window, false, 1}).get<Store>();
+    mallopt(M_PERTURB, 0);
+    const auto& array = *(*frames.begin()).cell().numericArray;
+    const auto* values = static_cast<const std::uint8_t*>(array.data.get());
+    EXPECT_EQ(values[98], 255);
+    EXPECT_EQ(values[99], 255);
 }

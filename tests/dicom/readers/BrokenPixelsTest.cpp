@@ -1,3 +1,5 @@
+#include <malloc.h>
+
 #include "tests/dicom/DicomTest.h"
 
 using namespace radvex::test;
@@ -42,4 +44,19 @@ TEST_F(BrokenPixels, ASegmentOutsideItsRleFrameIsNotReadFrameByFrame) {
             (void)codeOf("ReadImage", {path, 1, 1, scaling(), false, flags});
         }
     }
+}
+
+TEST_F(BrokenPixels, AnRleSegmentThatIsShortLeavesZeros) {
+    mallopt(M_PERTURB, 0x5A); // so that new memory holds something else
+    std::string frame(64, '\0');
+    frame[0] = 1;
+    frame[4] = 64;
+    frame += std::string("\x02\1\2\3", 4); // 3 bytes of 12
+    ImageFile image{.rows = 3, .columns = 4, .bitsAllocated = 8, .bitsStored = 8};
+    image.more = [&](DcmDataset& dataset) { putFragments(dataset, EXS_RLELossless, {frame}); };
+    const auto path = writeImageFile(folder.file("rle.dcm"), image, EXS_RLELossless);
+    const Value array = call("ReadIntermediatePixelData", {path, 1, 0});
+    mallopt(M_PERTURB, 0);
+    EXPECT_EQ(elementsOf<std::uint8_t>(array.get<NumericArray>()),
+              (std::vector<std::uint8_t>{1, 2, 3, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
 }

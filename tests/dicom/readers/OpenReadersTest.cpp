@@ -277,3 +277,22 @@ TEST_F(OpenSeries, OfManyFilesDoNotUseUpTheDescriptors) {
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &former), 0);
     EXPECT_EQ(imageAt(found.view(), {0, 0, 0}).slices, 100);
 }
+
+// DCMTK alone: it kept the buffer of a value whose read failed, and gave it to the next one who asked.
+TEST(UnreadValues, AreNeverGivenOutUnfilled) {
+    const TemporaryFolder folder;
+    const std::string path = writeImageFile(folder.file("a.dcm"), grey16(60, 60, std::vector<int>(3600, 0x1234)));
+    const std::string copy = folder.file("copy.dcm");
+    fs::copy_file(path, copy);
+    DcmFileFormat file;
+    ASSERT_TRUE(file.loadFile(path.c_str(), EXS_Unknown, EGL_noChange, 4096).good());
+    DcmElement* pixels = nullptr;
+    ASSERT_TRUE(file.getDataset()->findAndGetElement(DCM_PixelData, pixels).good());
+    fs::resize_file(path, 3000);
+    Uint16* words = nullptr;
+    EXPECT_TRUE(pixels->getUint16Array(words).bad());
+    EXPECT_TRUE(pixels->getUint16Array(words).bad()) << "the second time";
+    fs::copy_file(copy, path, fs::copy_options::overwrite_existing);
+    ASSERT_TRUE(pixels->getUint16Array(words).good());
+    EXPECT_EQ(std::vector<Uint16>(words, words + 3600), std::vector<Uint16>(3600, 0x1234));
+}

@@ -183,3 +183,13 @@ TEST_F(ParametricMaps, HaveNoCompression) {
     }
     EXPECT_FALSE(wasWritten());
 }
+
+// DCMTK looked through the groups of all frames for each frame: five minutes for so many.
+TEST_F(ParametricMaps, OfManyFramesAreWrittenInTime) {
+    const Image image = spelledImage(VImage_F32, 60'000, 1, 1, 1);
+    load(write({.image = image}));
+    EXPECT_EQ(floats(), elementsOf<float>(image));
+    DcmSequenceOfItems* frames = nullptr;
+    ASSERT_TRUE(loaded.getDataset()->findAndGetSequence(DCM_PerFrameFunctionalGroupsSequence, frames).good());
+    EXPECT_EQ(frames->card(), 60'000U);
+}
