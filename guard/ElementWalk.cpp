@@ -124,7 +124,7 @@ ElementWalk::Step ElementWalk::readItem(Scope& sequence) {
     if (header.tag == kSequenceDelimiterTag) {
         return Step::EndsScope;
     }
-    if (header.tag != kItemTag) {
+    if (header.tag != kItemTag || !countObject()) {
         return Step::IsLast;
     }
     if (sequence.kind == Kind::PixelSequence) {
@@ -158,7 +158,7 @@ ElementWalk::Step ElementWalk::readElement(Scope& item) {
     default: break;
     }
     const bool isLast = item.order.isLargest(header.tag);
-    if (!countElement(item, header.tag)) {
+    if (!countObject() || !countElement(item, header.tag)) {
         return Step::IsLast;
     }
     return content == ElementContent::Value ? readValue(item, header, isLast) : openSequence(item, header, content);
@@ -214,6 +214,13 @@ const char* ElementWalk::creatorOf(const Scope& item, TagNumber tag) {
         refuse("too many private creators");
     }
     return item.creators.of(tag);
+}
+
+bool ElementWalk::countObject() {
+    if (++mObjects > mLimits.objects) {
+        refuse("over " + std::to_string(mLimits.objects) + " elements");
+    }
+    return !mRefusal;
 }
 
 bool ElementWalk::countElement(Scope& item, TagNumber tag) {

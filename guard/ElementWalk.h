@@ -70,6 +70,8 @@ class ElementWalk {
     void open(Kind kind, Encoding encoding, TagNumber tag, std::uint32_t length);
     void close();
     Step refuse(const std::string& reason);
+    /// Counts an element, an item or a fragment, each of which becomes an object. @return false beyond the limit
+    bool countObject();
 
     Step readElement(Scope& item);
     Step readItem(Scope& sequence);
@@ -89,6 +91,7 @@ class ElementWalk {
     std::vector<Scope> mScopes{}; ///< outermost first
     std::size_t mOpenSequences = 0;
     std::uint64_t mComparisons = 0;
+    std::uint64_t mObjects = 0;
     bool mIsInMeta = false;
     SteeringNumber mGroupLength{};
     bool mHasGroupLength = false;

@@ -18,6 +18,7 @@ struct ParseLimits {
     /// seconds. Many items with few elements out of order, or few elements after very many, exceed no limit of one
     /// item.
     std::uint64_t comparisons = 1'000'000'000;
+    std::uint64_t objects = 10'000'000; ///< elements, items and fragments of the whole file
     std::uint64_t inflatedBytes = std::uint64_t{1} << 30;
 };
 

@@ -1,5 +1,7 @@
 #include "dicom/readers/DcmReader.h"
 
+#include <string_view>
+
 #include "bridge/ErrorManager.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcerror.h"
@@ -83,9 +85,10 @@ void DcmReader::convertTexts() const {
     // memory.
     const MemoryWatch memory;
     const OFCondition converted = fileFormat.convertToUTF8();
-    // The converters take their memory where no watch sees it. Each that DCMTK has a name for can be opened with
-    // enough.
-    if (memory.hasRunOut() || converted.code() == EC_CODE_CannotOpenEncoding) {
+    // The converters take their memory where no watch sees it. Of why one could not be opened, only ICU's name tells.
+    const bool hasNoConverter =
+        std::string_view(converted.text()).find("U_MEMORY_ALLOCATION_ERROR") != std::string::npos;
+    if (memory.hasRunOut() || hasNoConverter) {
         mIsSpoilt = true;
         throw std::bad_alloc();
     }

@@ -217,6 +217,18 @@ TEST_F(ParseGuard, RefusesManySmallElementsInflated) {
               "inflated data over 8000000 bytes");
 }
 
+TEST_F(ParseGuard, CountsElementsItemsAndFragmentsOfAFile) {
+    ParseLimits limits;
+    limits.objects = 6;
+    const std::string element = kExplicitForm.element(0x00080060, "CS", "CT");
+    const std::string item = kExplicitForm.item(0xFFFEE000, 0);
+    const std::string ofItems = kExplicitForm.header(0x00081140, "SQ", 16) + item + item;
+    const std::string fragments =
+        kExplicitForm.header(0x7FE00010, "OB", 0xFFFFFFFF) + item + item + kExplicitForm.item(0xFFFEE0DD, 0);
+    EXPECT_EQ(reason(withMeta(kExplicit, ofItems + fragments), limits), kNothing);
+    EXPECT_EQ(reason(withMeta(kExplicit, element + ofItems + fragments), limits), "over 6 elements");
+}
+
 TEST_F(ParseGuard, RefusesAPromiseOfMuchInflatedDataForWhichDcmtkWouldReserveIt) {
     const auto promising = [&](std::uint32_t length) {
         const std::string promise = kExplicitForm.header(0x7FE00010, "OB", length) + "few bytes";

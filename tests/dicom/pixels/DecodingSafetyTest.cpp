@@ -330,3 +330,40 @@ TEST_F(DecodingSafety, ARefusalSaysWhy) {
               "Could not open DICOM image in file " + larger +
                   ". Operation status: the JPEG frame is larger than the image.");
 }
+
+namespace {
+
+/// Why an image of 8 bits in so many bytes of fragments would not be decoded.
+std::string reasonFor(E_TransferSyntax syntax, int rows, int columns, int frames, std::size_t fragments,
+                      std::size_t bytes) {
+    DcmFileFormat file;
+    DcmDataset& dataset = *file.getDataset();
+    putShape(dataset, false);
+    dataset.putAndInsertUint16(DCM_Rows, static_cast<Uint16>(rows));
+    dataset.putAndInsertUint16(DCM_Columns, static_cast<Uint16>(columns));
+    dataset.putAndInsertString(DCM_NumberOfFrames, std::to_string(frames).c_str());
+    putFragments(dataset, syntax, std::vector<std::string>(fragments, std::string(bytes, 'x')));
+    EXPECT_TRUE(dataset.chooseRepresentation(syntax, nullptr).good());
+    dataset.removeAllButCurrentRepresentations();
+    return radvex::reasonNotToDecode(dataset);
+}
+
+} // namespace
+
+TEST(DecodingSizes, SparseMasksAreDecoded) {
+    EXPECT_EQ(reasonFor(EXS_JPEGLSLossless, 512, 512, 900, 900, 210), "");
+    EXPECT_EQ(reasonFor(EXS_JPEGLSLossless, 512, 512, 3000, 3000, 80), "");
+    EXPECT_EQ(reasonFor(EXS_RLELossless, 512, 512, 900, 900, 64 + 4096), "");
+    EXPECT_EQ(reasonFor(EXS_JPEGLSLossless, 60000, 60000, 1, 1, 200), "its compressed pixels are too few for its size");
+}
+
+TEST(DecodingSizes, EightBitsAreDecodedUpToFourGiB) {
+    EXPECT_EQ(reasonFor(EXS_RLELossless, 65000, 65000, 1, 1, 60'000'000), "");
+    EXPECT_EQ(reasonFor(EXS_RLELossless, 65535, 65535, 2, 2, 60'000'000), "its pixels are more than 4 GiB");
+}
+
+TEST(DecodingSizes, ManyFramesInManyMoreFragmentsAreCountedTooOften) {
+    EXPECT_EQ(reasonFor(EXS_RLELossless, 8, 8, 20'000, 20'000, 64), "");
+    EXPECT_EQ(reasonFor(EXS_RLELossless, 8, 8, 20'000, 40'000, 64), "");
+    EXPECT_EQ(reasonFor(EXS_RLELossless, 8, 8, 20'000, 60'000, 64), "its frames are in too many fragments");
+}

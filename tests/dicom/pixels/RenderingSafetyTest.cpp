@@ -6,6 +6,7 @@
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcpixel.h"
 #include "dcmtk/dcmdata/dcuid.h"
+#include "dicom/pixels/ImagePixelAttributes.h"
 #include "tests/dicom/DicomTest.h"
 
 using namespace radvex::test;
@@ -121,4 +122,18 @@ TEST_F(FractionalRanges, AreLookedUpInsideTheirTable) {
     const auto* values = static_cast<const std::uint8_t*>(array.data.get());
     EXPECT_EQ(values[98], 255);
     EXPECT_EQ(values[99], 255);
+}
+
+// Two pixels share their colour: four bytes.
+TEST(RenderingSafety, SubsampledColourIsCountedAsItIsStored) {
+    for (const char* model : {"YBR_FULL_422", "YBR_PARTIAL_422", "YBR_FULL"}) {
+        const auto dataset = imageOf({.samples = 3, .model = model});
+        dataset->putAndInsertUint16(DCM_Rows, 20000);
+        dataset->putAndInsertUint16(DCM_Columns, 20000);
+        auto pixels = std::make_unique<DcmPixelData>(DcmTag(DCM_PixelData, EVR_OB));
+        Uint8* untouched = nullptr;
+        ASSERT_TRUE(pixels->createUint8Array(800'000'000, untouched).good());
+        ASSERT_TRUE(dataset->insert(pixels.release(), OFTrue).good());
+        EXPECT_EQ(radvex::promisesTooManyPixels(*dataset), std::string(model) == "YBR_FULL") << model;
+    }
 }

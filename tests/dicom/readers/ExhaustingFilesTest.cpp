@@ -69,6 +69,12 @@ TEST_F(ExhaustingFiles, ValuesThatClaimMoreThanMayBeInflated) {
     EXPECT_THAT(refusal(withMeta(kDeflated, deflated(claim))), HasSubstr("inflated data over 1073741824 bytes"));
 }
 
+// 32 million of them in 256 KiB took a minute and a half.
+TEST_F(ExhaustingFiles, VeryManyEmptyElements) {
+    const std::string elements(std::size_t{8} * 10'000'001, '\0');
+    EXPECT_THAT(refusal(withMeta(kDeflated, deflated(elements))), HasSubstr("over 10000000 elements"));
+}
+
 TEST_F(ExhaustingFiles, AHundredLevelsAreReadOnASmallStack) {
     const std::string path = folder.write("a.dcm", withMeta(kExplicit, nested({}, 100)));
     int code = -1;

@@ -152,3 +152,15 @@ TEST_F(Overlays, APlaneWhoseSizeOverflowsIsNotOpened) {
         call("ClearCache");
     }
 }
+
+TEST_F(Overlays, OfAStandaloneOverlayAreReadAndItsPixelsAreNot) {
+    const auto path = writeDicom(folder.file("s.dcm"), [](DcmDataset& dataset) {
+        dataset.putAndInsertString(DCM_SOPClassUID, UID_RETIRED_StandaloneOverlayStorage);
+        putPlane(dataset, 0x6000, 0b100101);
+    });
+    const Value first = call("ReadOverlay", {path});
+    EXPECT_THAT(bitsOf(first.get<Image>().info()), ElementsAre(1, 0, 1, 0, 0, 1));
+    EXPECT_EQ(call("ReadOverlays", {path}).get<Store>().size(), 1U);
+    EXPECT_EQ(messageOf("ReadIntermediatePixelData", {path, 1, 0}),
+              "Could not open DICOM image in file " + path + ". Operation status: it has overlays and no pixels.");
+}
