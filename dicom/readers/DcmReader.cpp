@@ -1,6 +1,6 @@
 #include "dicom/readers/DcmReader.h"
 
-#include <string_view>
+#include <cstring>
 
 #include "bridge/ErrorManager.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
@@ -86,8 +86,8 @@ void DcmReader::convertTexts() const {
     const MemoryWatch memory;
     const OFCondition converted = fileFormat.convertToUTF8();
     // The converters take their memory where no watch sees it. Of why one could not be opened, only ICU's name tells.
-    const bool hasNoConverter =
-        std::string_view(converted.text()).find("U_MEMORY_ALLOCATION_ERROR") != std::string::npos;
+    const char* text = converted.text(); // null when there is no memory for it either
+    const bool hasNoConverter = text == nullptr || std::strstr(text, "U_MEMORY_ALLOCATION_ERROR") != nullptr;
     if (memory.hasRunOut() || hasNoConverter) {
         mIsSpoilt = true;
         throw std::bad_alloc();
