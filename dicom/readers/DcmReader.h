@@ -61,8 +61,9 @@ class DcmReader {
     /// Attributes by number; those that the dictionary does not know too.
     /// @throws std::invalid_argument, std::out_of_range  a number that is none
     ResultList readMetadataIntTags(const TagNumbers& tags, bool validate) const;
-    /// Meta information, then the dataset, then pixel data and overlay data, all without group lengths. The names are
-    /// left out at every depth; only sequences stay, without what is left out of them.
+    /// Meta information, then the dataset, then pixel data and overlay data, all without group lengths but for
+    /// FileMetaInformationGroupLength, which has a keyword of its own. The names are left out at every depth; only
+    /// sequences stay, without what is left out of them.
     ResultList readAllMetadataExcept(const std::vector<std::string>& names, bool validate) const;
 
     // Questions to the dictionary.

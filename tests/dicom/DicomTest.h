@@ -23,6 +23,10 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::HasSubstr;
 
+/// A pattern that compiles, and fails when a value of up to nine characters is tried: there are 2 to the power of 24
+/// ways through its empty groups, and with a back-reference each of them has to be tried.
+inline const std::string kFailsWhenTried = "()(|){24}\\1x";
+
 /// A test of the classes behind the exported functions, against the host's services.
 class ClassTest : public ServicesTest {
   protected:

@@ -1,7 +1,5 @@
 #include <dlfcn.h>
 
-#include <algorithm>
-
 #include "dcmtk/dcmimgle/diregbas.h"
 #include "host/CallFrame.h"
 #include "tests/dicom/DicomTest.h"
@@ -73,27 +71,6 @@ TEST_F(ErrorTable, TheContextStandsInFrontOfTheSymbolsName) {
     EXPECT_EQ(call("setExceptionDetailsContext", {"Ctx"}).get<std::string>(), "CtxGTU`$LastFailureParameters");
     EXPECT_EQ(messageOf("GetFrameCount", {"/missing"}), "Error when opening file /missing: No such file or directory.")
         << "the parameters come under the new symbol";
-}
-
-TEST_F(ErrorTable, HoldsTheBridgesAndTheLibrarysErrors) {
-    const auto errors = host().errors();
-    ASSERT_EQ(errors.size(), 91U);
-    EXPECT_EQ(errors.front().id, 7);
-    EXPECT_EQ(errors.back().id, -83);
-    for (std::size_t index = 0; index < errors.size(); ++index) {
-        EXPECT_EQ(errors[index].id, 7 - static_cast<int>(index)) << "ids have no gap";
-    }
-    const auto named = [&](const std::string& name) {
-        return *std::find_if(errors.begin(), errors.end(), [&](const auto& error) { return error.name == name; });
-    };
-    EXPECT_EQ(named("FunctionError").id, 6);
-    EXPECT_EQ(named("LibDataError").id, -1);
-    EXPECT_EQ(named("OpenFileFailed").id, -61);
-    EXPECT_EQ(named("OpenFileError").id, -62);
-    EXPECT_EQ(named("OpenFileError").message, "Error when opening file `fileName`: `reason`.");
-    EXPECT_EQ(named("ImageDimensionsMismatch").id, -69);
-    EXPECT_EQ(named("ReservedTagError").id, -75);
-    EXPECT_EQ(named("OverlayPropertyError").message, "Invalid value for overlay property `prop`.");
 }
 
 TEST_F(ErrorTable, IsRefusedToAListThatIsNotEmpty) {

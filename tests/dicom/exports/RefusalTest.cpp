@@ -76,6 +76,47 @@ TEST_F(Refusals, OfAMetadataReadAreTheErrorsOfWhatCouldNotBeMade) {
          {"DataStoreNode_getData", {{0, -51}}}});
 }
 
+// The host takes back one store of a failed call, and reports whatever else is left.
+TEST_F(Refusals, InsideNestedSequencesLeaveOneStoreAtMost) {
+    using velmora::Store;
+    const auto path = writeDicom(folder.file("nested.dcm"), [](DcmDataset& dataset) {
+        const Uint8 bytes[] = {1, 2};
+        const Uint16 words[] = {3, 4};
+        for (int number = 0; number < 2; ++number) {
+            DcmItem& outer = addItem(dataset, DCM_ReferencedStudySequence);
+            for (int innerNumber = 0; innerNumber < 2; ++innerNumber) {
+                DcmItem& inner = addItem(outer, DCM_ReferencedSeriesSequence);
+                inner.putAndInsertUint8Array(DcmTag(0x0029, 0x1010, EVR_OB), bytes, 2);
+                inner.putAndInsertUint16Array(DcmTag(0x0029, 0x1011, EVR_US), words, 2);
+            }
+            // Behind the inner sequence, and so in a store that has stores inside.
+            outer.putAndInsertUint8Array(DcmTag(0x0029, 0x1010, EVR_OB), bytes, 2);
+            outer.putAndInsertUint16Array(DcmTag(0x0029, 0x1011, EVR_US), words, 2);
+        }
+    });
+    const std::map<std::string, Codes> expected{{"validatePath", {{0, -59}}},
+                                                {"createDataStore", {{0, -25}}},
+                                                {"VTensor_new", {{0, -15}}},
+                                                {"DataStoreNode_getDataType", {{0, -50}}},
+                                                {"DataStoreNode_getData", {{0, -51}}}};
+    const auto readAnew = [&](const std::string& name, std::vector<velmora::Value> arguments) {
+        const int code = codeOf(name, std::move(arguments));
+        call("ClearCache"); // so that the next run asks the host again
+        return code;
+    };
+    sweep(
+        [&] {
+            return readAnew("ReadMetadata", {path, Store::ofTexts({"PatientID", "ReferencedStudySequence"}), false});
+        },
+        0, expected);
+    EXPECT_GE(ledger().calls(Operation::createDataStore), 1 + 1 + 2 * (1 + 1 + 2 * (1 + 1) + 1)) << "all were refused";
+    sweep(
+        [&] {
+            return readAnew("ReadMetadataIntTags", {path, Store::of({Store::ofTexts({"0008", "1110"})})});
+        },
+        0, expected);
+}
+
 TEST_F(Refusals, OfTheErrorTableGiveTheLinksErrors) {
     const auto send = reinterpret_cast<VelmoraLinkFunction>(host().symbol("sendRegisteredErrors"));
     sweep(

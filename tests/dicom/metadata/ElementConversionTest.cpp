@@ -74,6 +74,27 @@ TEST_F(ElementConversion, SeveralRealsAreAListInTheirOrder) {
     EXPECT_EQ(values, (std::vector<double>{0.5, -2.25, 1e300}));
 }
 
+TEST_F(ElementConversion, SeveralIntegersAreAListInTheirOrder) {
+    const auto convertTexts = [&](Uint16 number, DcmEVR vr, const char* texts) {
+        const DcmTag tag(0x0029, number, vr);
+        convert(tag, [&](DcmItem& item) { item.putAndInsertString(tag, texts); });
+    };
+    convertTexts(0x1010, EVR_US, "0\\65535\\3");
+    convertTexts(0x1011, EVR_SS, "-32768\\32767\\-1");
+    convertTexts(0x1012, EVR_SL, "-2147483648\\2147483647");
+    convertTexts(0x1013, EVR_UL, "7\\4294967295\\5");
+    EXPECT_EQ(outline(result()),
+              "0029_1010{0,65535,3},0029_1011{-32768,32767,-1},0029_1012{-2147483648,2147483647},0029_1013{7,-1,5}")
+        << "an unsigned long keeps its bits";
+}
+
+TEST_F(ElementConversion, AListOfIntegersHasNoNameInAListWithoutNames) {
+    const DcmTag tag(0x0029, 0x1010, EVR_US);
+    convert(
+        tag, [&](DcmItem& item) { item.putAndInsertString(tag, "4\\5"); }, true, false);
+    EXPECT_EQ(outline(result()), "{4,5}");
+}
+
 TEST_F(ElementConversion, FloatsAreWidened) {
     const DcmTag tag(0x0029, 0x1010, EVR_FL);
     convert(tag, [&](DcmItem& item) { item.putAndInsertFloat32(tag, 0.1F); });

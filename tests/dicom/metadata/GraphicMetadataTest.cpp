@@ -88,6 +88,21 @@ TEST_F(GraphicMetadata, OverlayDataOfTheFirstGroupIsShapedByNumberToo) {
     EXPECT_THAT(frames<signed char>(result.get<Store>(), {4, 4}, VNumericArray_S8), ElementsAre(expected));
 }
 
+TEST_F(GraphicMetadata, ByNumberComesUnderTheKeywordAndInTheSameForm) {
+    const auto path = write(
+        {.rows = 2,
+         .columns = 3,
+         .frames = "2",
+         .words = {0, 1, 2, 10, 11, 12, 100, 101, 102, 110, 111, 112},
+         .more = [](DcmDataset& dataset) { putOverlay(dataset, 0x6000, {.rows = 2, .columns = 4, .bits = 0x00A5}); }});
+    const Value byKeyword = call("ReadMetadata", {path, Store::ofTexts({"PixelData", "OverlayData"}), false});
+    const Value byNumber = call(
+        "ReadMetadataIntTags", {path, Store::of({Store::ofTexts({"7FE0", "0010"}), Store::ofTexts({"6000", "3000"})})});
+    EXPECT_EQ(outline(byKeyword.get<Store>().view()), "PixelData{:array,:array},OverlayData{:array}");
+    EXPECT_EQ(outline(byNumber.get<Store>().view()), "PixelData{:array,:array},OverlayData{:array}");
+    EXPECT_EQ(digestOf(byNumber), digestOf(byKeyword));
+}
+
 TEST_F(GraphicMetadata, ColourWithoutPlanarConfigurationHasNoNode) {
     EXPECT_EQ(read(write({.rows = 1, .columns = 1, .samples = 3, .bitsAllocated = 8, .words = {1, 2}})).size(), 0U);
 }

@@ -73,6 +73,17 @@ TEST_F(Metadata, ARetiredAttributeIsFoundByItsPlainKeyword) {
     EXPECT_THAT(keysOf(read(path, {"DataSetType"}).view()), ElementsAre("DataSetType"));
 }
 
+TEST_F(Metadata, SeveralIntegersOfAnAttributeAreAListOfUnnamedIntegers) {
+    const auto path = write([](DcmDataset& dataset) {
+        dataset.putAndInsertString(DCM_SimpleFrameList, "1\\3\\70000");
+        const Uint16 descriptor[] = {256, 0, 16};
+        dataset.putAndInsertUint16Array(DCM_RedPaletteColorLookupTableDescriptor, descriptor, 3);
+    });
+    const std::string expected = "SimpleFrameList{1,3,70000},RedPaletteColorLookupTableDescriptor{256,0,16}";
+    EXPECT_EQ(outline(read(path, {"SimpleFrameList", "RedPaletteColorLookupTableDescriptor"}).view()), expected);
+    EXPECT_EQ(outline(readNumbers(path, {{"0008", "1161"}, {"0028", "1101"}}).view()), expected);
+}
+
 TEST_F(Metadata, AValueThatDoesNotFitIsLeftOutOnlyWhenValidated) {
     const auto path = write(with({{DCM_StudyInstanceUID, "not.a.uid"}, {DCM_PatientID, "4711"}}));
     EXPECT_THAT(keysOf(read(path, {"StudyInstanceUID", "PatientID"}, false).view()),
@@ -139,13 +150,15 @@ TEST_F(Metadata, EverythingIsMetaInformationThenDatasetThenPixelsThenOverlay) {
                                testing::Contains("OverlayData"), testing::Contains("Columns")));
 }
 
-TEST_F(Metadata, GroupLengthsAreNeverReported) {
+TEST_F(Metadata, GroupLengthsAreNotReportedButThatOfTheMetaInformationIs) {
     DcmFileFormat file;
     file.getDataset()->putAndInsertString(DCM_SOPClassUID, UID_CTImageStorage);
     file.getDataset()->putAndInsertString(DCM_SOPInstanceUID, "1.2.3");
     ASSERT_TRUE(
         file.saveFile(folder.file("g.dcm").c_str(), EXS_LittleEndianExplicit, EET_ExplicitLength, EGL_withGL).good());
-    EXPECT_THAT(keysOf(readAll(folder.file("g.dcm")).view()), testing::Not(testing::Contains("GenericGroupLength")));
+    EXPECT_THAT(keysOf(readAll(folder.file("g.dcm")).view()),
+                testing::AllOf(testing::Not(testing::Contains("GenericGroupLength")),
+                               testing::Contains("FileMetaInformationGroupLength")));
 }
 
 TEST_F(Metadata, APathThatEndsInDicomdirGivesTheDirectoryFilesOwnAttributes) {

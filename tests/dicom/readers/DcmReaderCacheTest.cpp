@@ -76,6 +76,21 @@ TEST_F(ReaderCache, TheEndOfThePathChoosesTheKind) {
     EXPECT_FALSE(isDirectory("DICOMDIR.dcm"));
 }
 
+TEST_F(ReaderCache, APathShorterThanTheNameOfADirectoryIsAFile) {
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path(folder.path());
+    const auto isFile = [&](const std::string& path) {
+        write(path);
+        return std::dynamic_pointer_cast<DcmFileReader>(cache.openReader<DcmReader>(path)) != nullptr;
+    };
+    EXPECT_TRUE(isFile("ICOMDIR"));
+    EXPECT_TRUE(isFile("icomdir"));
+    EXPECT_TRUE(isFile("DICOMDI"));
+    EXPECT_TRUE(isFile("R"));
+    EXPECT_FALSE(isFile("DICOMDIR")) << "as long as the name";
+    std::filesystem::current_path(before);
+}
+
 TEST_F(ReaderCache, AReaderInUseOutlivesItsEntry) {
     const auto reader = cache.openReader<DcmFileReader>(write("a.dcm"));
     cache.clear();

@@ -202,3 +202,20 @@ TEST_F(DirectoryStructure, APathOpenAsAFileIsNoDirectoryUntilItIsClosed) {
     call("CloseReader", {path});
     EXPECT_EQ(structureLine(), "") << "a file without records is an empty directory";
 }
+
+TEST_F(DirectoryStructure, APatternIsNotTriedBelowALevelThatDidNotMatch) {
+    writeDirectory({patientRecord("P", "N", {studyRecord("1.2", {seriesOf("1.3", {"A"})})})});
+    writeImage("A", 1, {.words = {1}});
+    // Codes of all reads that take a pattern for the study and one for the series.
+    const auto codes = [&](const Patterns& patterns) {
+        return std::vector<int>{codeOf("ReadDICOMDIRStructure", structureArguments(patterns)),
+                                codeOf("ReadSeriesInfo", {path, Store::ofTexts({"UID"}), patterns.patient,
+                                                          patterns.study, patterns.series}),
+                                codeOf("Read2DImagesDir", pictureArguments(kWithoutWindow, 0, patterns)),
+                                codeOf("Read3DImage", volumeArguments(kWithoutWindow, 0, patterns))};
+    };
+    EXPECT_THAT(codes({.series = kFailsWhenTried}), ElementsAre(6, 6, 6, 6));
+    EXPECT_THAT(codes({.study = "9", .series = kFailsWhenTried}), ElementsAre(0, 0, 0, 0));
+    EXPECT_THAT(codes({.study = kFailsWhenTried}), ElementsAre(6, 6, 6, 6));
+    EXPECT_THAT(codes({.patient = "Q", .study = kFailsWhenTried, .series = kFailsWhenTried}), ElementsAre(0, 0, 0, 0));
+}

@@ -45,6 +45,36 @@ ImageFile rgb(int planarConfiguration) {
     return file;
 }
 
+/// Frames of 2 x 3 pixels by plane. Samples spell their index: hundreds for the frame, thirties for the plane, tens for
+/// the row, ones for the column.
+std::vector<int> planarSamples(int frames) {
+    std::vector<int> samples;
+    for (int frame = 0; frame < frames; ++frame) {
+        for (int plane = 0; plane < 3; ++plane) {
+            for (int row = 0; row < 2; ++row) {
+                for (int column = 0; column < 3; ++column) {
+                    samples.push_back(100 * frame + 30 * plane + 10 * row + column);
+                }
+            }
+        }
+    }
+    return samples;
+}
+
+/// Elements of 8 or 16 bits.
+template <typename Container>
+std::vector<int> integersOf(const Container& container, int bits) {
+    if (bits == 8) {
+        const auto bytes = elementsOf<std::uint8_t>(container);
+        return {bytes.begin(), bytes.end()};
+    }
+    const auto words = elementsOf<std::uint16_t>(container);
+    return {words.begin(), words.end()};
+}
+
+/// What a sample of 32 bits becomes: its part of the largest one.
+float partOfAll(std::uint32_t sample) { return static_cast<float>(static_cast<double>(sample) / 4294967295.0); }
+
 } // namespace
 
 TEST_F(Images, TwelveBitsFromMinimumToMaximumFillSixteen) {
@@ -149,6 +179,36 @@ TEST_F(Images, ColourByPlaneStaysPlanar) {
     EXPECT_THAT(shapesOf(readData(path)), ElementsAre(ElementsAre(3, 1, 2)));
 }
 
+TEST_F(Images, FramesOfColourByPlaneStayPlanarFrameAfterFrame) {
+    const auto samples = planarSamples(2);
+    for (const int bits : {8, 16}) {
+        ImageFile file = bits == 8 ? grey8(2, 3, samples) : grey16(2, 3, samples);
+        file.samples = 3;
+        file.photometric = "RGB";
+        file.planarConfiguration = 1;
+        file.frames = "2";
+        const auto path = write(file);
+        const Image image = read(path);
+        EXPECT_EQ(image.info().type, bits == 8 ? VImage_U8 : VImage_U16);
+        EXPECT_EQ(image.info().slices, 2);
+        EXPECT_EQ(image.info().rows, 2);
+        EXPECT_EQ(image.info().columns, 3);
+        EXPECT_EQ(image.info().channels, 3);
+        EXPECT_FALSE(image.info().interleaved);
+        EXPECT_EQ(integersOf(image, bits), samples);
+        const Store arrays = readData(path);
+        EXPECT_THAT(shapesOf(arrays), ElementsAre(ElementsAre(3, 2, 3), ElementsAre(3, 2, 3)));
+        std::vector<int> elements;
+        for (const NodeView node : arrays) {
+            const VelmoraNumericArray& array = *node.cell().numericArray;
+            EXPECT_EQ(array.type, bits == 8 ? VNumericArray_U8 : VNumericArray_U16);
+            const auto frame = integersOf(array, bits);
+            elements.insert(elements.end(), frame.begin(), frame.end());
+        }
+        EXPECT_EQ(elements, samples);
+    }
+}
+
 TEST_F(Images, ColourIgnoresAnyWindow) {
     EXPECT_THAT(elementsOf<std::uint8_t>(read(write(rgb(0)), 5.0, 100.0)), ElementsAre(1, 2, 3, 4, 5, 6));
 }
@@ -190,6 +250,53 @@ TEST_F(Images, ThirtyTwoBitsAreRealsFromZeroToOne) {
     EXPECT_EQ(array.type, VNumericArray_F32);
     EXPECT_THAT(shapesOf(arrays), ElementsAre(ElementsAre(1, 3)));
     EXPECT_EQ(static_cast<const float*>(array.data.get())[2], 1.0F);
+}
+
+// The image is interleaved whatever the file is; arrays keep the planes.
+TEST_F(Images, ThirtyTwoBitsOfColourByPlaneAreAnInterleavedImageAndPlanarArrays) {
+    ImageFile file{.rows = 2,
+                   .columns = 3,
+                   .samples = 3,
+                   .bitsAllocated = 32,
+                   .bitsStored = 32,
+                   .photometric = "RGB",
+                   .planarConfiguration = 1,
+                   .frames = "2",
+                   .words = {}};
+    std::vector<float> planar;
+    for (const int sample : planarSamples(2)) {
+        const std::uint32_t value = static_cast<std::uint32_t>(sample) << 24U | 0x8001U;
+        file.words.push_back(static_cast<Uint16>(value & 0xFFFFU));
+        file.words.push_back(static_cast<Uint16>(value >> 16U));
+        planar.push_back(partOfAll(value));
+    }
+    std::vector<float> interleaved;
+    for (std::size_t frame = 0; frame < 2; ++frame) {
+        for (std::size_t pixel = 0; pixel < 6; ++pixel) {
+            for (std::size_t plane = 0; plane < 3; ++plane) {
+                interleaved.push_back(planar[frame * 18 + plane * 6 + pixel]);
+            }
+        }
+    }
+    const auto path = write(file);
+    const Image image = read(path);
+    EXPECT_EQ(image.info().type, VImage_F32);
+    EXPECT_EQ(image.info().slices, 2);
+    EXPECT_EQ(image.info().rows, 2);
+    EXPECT_EQ(image.info().columns, 3);
+    EXPECT_EQ(image.info().channels, 3);
+    EXPECT_EQ(image.info().colorSpace, 1);
+    EXPECT_TRUE(image.info().interleaved);
+    EXPECT_EQ(elementsOf<float>(image), interleaved);
+    const Store arrays = readData(path);
+    EXPECT_THAT(shapesOf(arrays), ElementsAre(ElementsAre(3, 2, 3), ElementsAre(3, 2, 3)));
+    std::vector<float> elements;
+    for (const NodeView node : arrays) {
+        EXPECT_EQ(node.cell().numericArray->type, VNumericArray_F32);
+        const auto frame = elementsOf<float>(*node.cell().numericArray);
+        elements.insert(elements.end(), frame.begin(), frame.end());
+    }
+    EXPECT_THAT(elements, testing::Pointwise(testing::FloatEq(), planar));
 }
 
 TEST_F(Images, AReadLeavesNoTraceInTheNextOne) {
