@@ -46,6 +46,10 @@ std::optional<LoadFailure> load(DcmFileFormat& file, OpenFile& source, Uint32 ma
     if (source.hasFailed()) {
         return LoadFailure{source.failure()};
     }
+    // What was looked through, and the parts that were parsed, have to be of one file.
+    if (!source.source()->isUnchanged()) {
+        return LoadFailure{source.failure()};
+    }
     return loaded.bad() ? std::optional(LoadFailure{loaded.text()}) : std::nullopt;
 }
 

@@ -33,6 +33,10 @@ std::string reasonOf(int error) {
     }
 }
 
+bool isOther(const timespec& left, const timespec& right) {
+    return left.tv_sec != right.tv_sec || left.tv_nsec != right.tv_nsec;
+}
+
 bool isAfter(const timespec& left, const timespec& right) {
     return left.tv_sec != right.tv_sec ? left.tv_sec > right.tv_sec : left.tv_nsec > right.tv_nsec;
 }
@@ -46,7 +50,9 @@ SourceFile::SourceFile(const std::string& path) : mPath(path == "-" ? "./-" : pa
         mSize = static_cast<std::uint64_t>(status.st_size);
         mDevice = status.st_dev;
         mInode = status.st_ino;
+        mLinks = status.st_nlink;
         mModified = status.st_mtim;
+        mChanged = status.st_ctim;
     }
 }
 
@@ -63,6 +69,9 @@ void SourceFile::open() {
     }
     mDescriptor = ::open(mPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     mOpenError = isOpen() ? 0 : errno;
+    if (isOpen() && (fstat(mDescriptor, &status) != 0 || !S_ISREG(status.st_mode))) {
+        close(); // it was put in the place of a file meanwhile
+    }
 }
 
 void SourceFile::close() {
@@ -125,9 +134,10 @@ bool SourceFile::isUnchanged() {
         mError = kIsAnother;
     } else if (static_cast<std::uint64_t>(status.st_size) < mSize) {
         mError = kIsShorter;
-    } else if (static_cast<std::uint64_t>(status.st_size) != mSize || isAfter(status.st_mtim, mModified) ||
-               isAfter(mModified, status.st_mtim)) {
+    } else if (static_cast<std::uint64_t>(status.st_size) != mSize || isOther(status.st_mtim, mModified)) {
         mError = kIsChanged;
+    } else if (isOther(status.st_ctim, mChanged) && status.st_nlink == mLinks && isAt(mPath)) {
+        mError = kIsChanged; // by somebody who put its time of modification back
     }
     if (mError == kIsAnother) {
         close(); // the file that was read may come back
@@ -139,8 +149,8 @@ void SourceFile::waitForNextTick() const {
     constexpr int kMostTicks = 20; // a time of modification may lie in the future
     for (int tick = 0; tick < kMostTicks; ++tick) {
         timespec now{};
-        clock_gettime(CLOCK_REALTIME_COARSE, &now); // the clock that files are stamped with
-        if (isAfter(now, mModified)) {
+        clock_gettime(CLOCK_REALTIME_COARSE, &now);                         // the clock that files are stamped with
+        if (isAfter(now, mModified) || mModified.tv_sec > now.tv_sec + 1) { // or it was stamped by another clock
             return;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));

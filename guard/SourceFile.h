@@ -35,10 +35,10 @@ class SourceFile {
 
     /// Reads `count` bytes from an offset. @return their number: fewer at the end of the file, or when reading failed
     std::size_t read(void* into, std::size_t count, std::uint64_t offset);
-    /// The same, but nothing of a file that was changed since it was opened, as its size and its time of modification
-    /// tell.
+    /// The same, but nothing of a file that was changed since it was opened, as its size and its times tell.
     std::size_t readUnchanged(void* into, std::size_t count, std::uint64_t offset);
-    /// Opens the file again if it was closed. @return false, and failure() says why, when it is not as it was
+    /// Opens the file again if it was closed. To be moved, deleted or linked does not count as a change.
+    /// @return false, and failure() says why, when it is not as it was
     bool isUnchanged();
     /// Two changes within one tick of the system's clock leave the same time of modification: after this call, which
     /// takes some milliseconds for a file that was written just now, any change is seen by isUnchanged().
@@ -63,7 +63,9 @@ class SourceFile {
     std::uint64_t mSize = 0;
     dev_t mDevice = 0;
     ino_t mInode = 0;
+    nlink_t mLinks = 0;
     timespec mModified{};
+    timespec mChanged{}; ///< of the file or of what is said of it
     bool mHoldsValues = false;
 };
 

@@ -107,13 +107,6 @@ OFCondition encodeJpegLs(DcmDataset& dataset, E_TransferSyntax syntax, const Dcm
     return dataset.chooseRepresentation(syntax, &kLossless);
 }
 
-std::uint64_t encodedBytes(DcmPixelSequence& fragments) {
-    DcmPixelItem* offsetTable = nullptr;
-    std::uint64_t bytes = fragments.getItem(offsetTable, 0).good() ? offsetTable->getLength() : 0;
-    forEachFragment(fragments, [&](DcmPixelItem& fragment) { bytes += fragment.getLength(); });
-    return bytes;
-}
-
 } // namespace
 
 bool holdsAllPixels(DcmDataset& dataset) {

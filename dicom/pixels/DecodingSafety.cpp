@@ -23,21 +23,6 @@ bool isJpeg(E_TransferSyntax syntax) { return syntax >= EXS_JPEGProcess1 && synt
 
 bool isJpegLs(E_TransferSyntax syntax) { return syntax == EXS_JPEGLSLossless || syntax == EXS_JPEGLSLossy; }
 
-/// Every Pixel Data of a dataset and of its nested items, each with the item around it.
-std::vector<std::pair<DcmItem*, DcmPixelData*>> allPixels(DcmDataset& dataset) {
-    std::vector<std::pair<DcmItem*, DcmPixelData*>> all;
-    DcmStack stack;
-    stack.push(&dataset);
-    while (dataset.search(DCM_PixelData, stack, ESM_afterStackTop, OFTrue).good()) {
-        auto* pixels = dynamic_cast<DcmPixelData*>(stack.top());
-        auto* item = dynamic_cast<DcmItem*>(stack.elem(1));
-        if (item != nullptr && pixels != nullptr) {
-            all.emplace_back(item, pixels);
-        }
-    }
-    return all;
-}
-
 /// The fragments in a transfer syntax; null when there are none.
 DcmPixelSequence* fragmentsOf(DcmPixelData& pixels, E_TransferSyntax syntax) {
     DcmPixelSequence* fragments = nullptr;
@@ -95,25 +80,32 @@ std::string problemOfJpeg(const ImagePixelAttributes& attributes, const JpegSegm
     return isTooLarge ? "the JPEG frame is larger than the image" : "";
 }
 
-std::string problemOfSizes(const ImagePixelAttributes& attributes, double sampleBytes, double held, double packed,
-                           double fragments) {
-    constexpr double kMaxDecodedBytes =
-        0xFFFFFFFE;                     // DCMTK counts all frames in 32 bits, and writes behind what that gives
-    constexpr double kMaxFragmentSteps = 1.0e9; // with an offset table each frame is counted out from the first fragment
-    const double decoded = attributes.samples() * sampleBytes;
-    if (decoded > kMaxDecodedBytes) {
-        return "its pixels are more than 4 GiB";
+/// Bytes that a decoder makes beyond what the compressed ones are plausible for: memory that a file of a few bytes
+/// claims.
+double spareBytes(const ImagePixelAttributes& attributes, E_TransferSyntax syntax, double decoded, double held,
+                  double frames) {
+    constexpr double kMaxRatio = 1000.0;
+    constexpr double kMaxRatioOfJpegLs = 10000.0;
+    constexpr double kMaxOfEmptyLines = 1024.0 * 1024 * 1024;
+    const double lines = frames * attributes.numberOr(1, DCM_Rows);
+    if (isJpegLs(syntax) && held * 8.0 >= lines && decoded <= kMaxOfEmptyLines) {
+        return 0.0; // a line of one value is one bit
     }
-    if (decoded - packed * held > kMaxMissingBytes) {
-        return "its compressed pixels are too few for its size";
-    }
-    const bool isCounted = fragments != attributes.frames() && fragments * attributes.frames() > kMaxFragmentSteps;
-    return isCounted ? "its frames are in too many fragments" : "";
+    return std::max(0.0, decoded - held * (isJpegLs(syntax) ? kMaxRatioOfJpegLs : kMaxRatio));
 }
 
-std::string problemOfPixels(DcmItem& item, DcmPixelData& pixels, E_TransferSyntax syntax) {
-    constexpr double kMaxRatio = 1000.0;
-    constexpr double kMaxRatioOfJpegLs = 10000.0; // a frame of one value is some tens of bytes
+/// With an offset table, DCMTK counts out each frame of JPEG-LS from the first fragment.
+bool takesTooManySteps(DcmPixelSequence& fragments, E_TransferSyntax syntax, double frames, double count) {
+    constexpr double kMaxFragmentSteps = 1.0e9;
+    DcmPixelItem* offsetTable = nullptr;
+    return isJpegLs(syntax) && count != frames && count * frames > kMaxFragmentSteps &&
+           fragments.getItem(offsetTable, 0).good() && offsetTable->getLength() == 4.0 * frames;
+}
+
+/// @param spare  grows by what these pixels claim
+std::string problemOfPixels(DcmItem& item, DcmPixelData& pixels, E_TransferSyntax syntax, double& spare) {
+    constexpr double kMaxDecodedBytes =
+        0xFFFFFFFE; // DCMTK counts all frames in 32 bits, and writes behind what that gives
     DcmPixelSequence* fragments = fragmentsOf(pixels, syntax);
     if (fragments == nullptr) {
         return ""; // there is nothing to decode
@@ -127,21 +119,36 @@ std::string problemOfPixels(DcmItem& item, DcmPixelData& pixels, E_TransferSynta
             return problem;
         }
     }
-    const double sampleBytes = bytesOfDecodedSample(attributes, syntax, segments.mostBits());
-    const double count = std::max(1.0, static_cast<double>(fragments->card())) - 1.0; // the first is the offset table
-    return problemOfSizes(attributes, sampleBytes, pixels.getLength(syntax),
-                          isJpegLs(syntax) ? kMaxRatioOfJpegLs : kMaxRatio, count);
+    // The first item is the offset table. Decoders make no more frames than there are fragments.
+    const double count = std::max(1.0, static_cast<double>(fragments->card()) - 1.0);
+    const double frames = std::min(attributes.frames(), count);
+    const double decoded =
+        attributes.samplesOfFrame() * frames * bytesOfDecodedSample(attributes, syntax, segments.mostBits());
+    if (decoded > kMaxDecodedBytes) {
+        return "its pixels are more than 4 GiB";
+    }
+    spare += spareBytes(attributes, syntax, decoded, static_cast<double>(encodedBytes(*fragments)), frames);
+    if (spare > kMaxMissingBytes) {
+        return "its compressed pixels are too few for its size";
+    }
+    return takesTooManySteps(*fragments, syntax, frames, count) ? "its frames are in too many fragments" : "";
 }
 
 } // namespace
 
 std::string reasonNotToDecode(DcmDataset& dataset) {
+    constexpr std::size_t kMaxPictures = 5000; // DCMTK looks for each from the first item on
     const E_TransferSyntax syntax = dataset.getCurrentXfer();
-    if (!DcmXfer(syntax).isEncapsulated()) {
-        return "";
+    if (!isJpeg(syntax) && !isJpegLs(syntax) && syntax != EXS_RLELossless) {
+        return ""; // there is no decoder
     }
-    for (const auto& [item, pixels] : allPixels(dataset)) {
-        if (const std::string problem = problemOfPixels(*item, *pixels, syntax); !problem.empty()) {
+    const auto all = allPixels(dataset);
+    if (all.size() > kMaxPictures) {
+        return "it has too many pictures";
+    }
+    double spare = 0;
+    for (const auto& [item, pixels] : all) {
+        if (const std::string problem = problemOfPixels(*item, *pixels, syntax, spare); !problem.empty()) {
             return problem;
         }
     }

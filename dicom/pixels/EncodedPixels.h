@@ -1,5 +1,9 @@
 #pragma once
 
+#include <cstdint>
+#include <utility>
+#include <vector>
+
 #include "dcmtk/config/osconfig.h"
 
 #include "dcmtk/dcmdata/dcdatset.h"
@@ -7,6 +11,7 @@
 #include "dcmtk/dcmdata/dcpixel.h"
 #include "dcmtk/dcmdata/dcpixseq.h"
 #include "dcmtk/dcmdata/dcpxitem.h"
+#include "dcmtk/dcmdata/dcstack.h"
 
 namespace radvex {
 
@@ -20,6 +25,28 @@ void forEachFragment(DcmPixelSequence& fragments, Body body) {
             body(*fragment);
         }
     }
+}
+
+/// Bytes of all fragments. DCMTK's own sum overflows at 4 GiB.
+inline std::uint64_t encodedBytes(DcmPixelSequence& fragments) {
+    DcmPixelItem* offsetTable = nullptr;
+    std::uint64_t bytes = fragments.getItem(offsetTable, 0).good() ? offsetTable->getLength() : 0;
+    forEachFragment(fragments, [&](DcmPixelItem& fragment) { bytes += fragment.getLength(); });
+    return bytes;
+}
+
+/// Every Pixel Data of a dataset and of its nested items, each with the item around it. DCMTK's search would begin each
+/// sequence anew for each.
+inline std::vector<std::pair<DcmItem*, DcmPixelData*>> allPixels(DcmDataset& dataset) {
+    std::vector<std::pair<DcmItem*, DcmPixelData*>> all;
+    DcmStack stack;
+    while (dataset.nextObject(stack, OFTrue).good()) {
+        auto* pixels = dynamic_cast<DcmPixelData*>(stack.top());
+        if (auto* item = pixels == nullptr ? nullptr : dynamic_cast<DcmItem*>(stack.elem(1))) {
+            all.emplace_back(item, pixels);
+        }
+    }
+    return all;
 }
 
 /// The Pixel Data of a dataset; null when it has none, or floating-point pixels, which are another attribute.

@@ -70,10 +70,14 @@ std::unique_ptr<DicomImage> DcmFileReader::openPixelsAndOverlays(const ImageOpen
     if (promisesTooManyPixels(*dataset)) {
         ErrorManager::throwException("ImageOpenError", filePath, "its pixels are too few for its size");
     }
+    unsigned long flags = harmlessFlags(options.flags, *dataset);
+    if (!keepsFileOpen()) {
+        flags &= ~CIF_UsePartialAccessToPixelData; // each picture would keep a file open
+    }
     const unsigned long detach = afterwards == PixelsAfterwards::go ? CIF_MayDetachPixelData : 0;
-    auto image = std::make_unique<DicomImage>(
-        dataset, dataset->getCurrentXfer(), harmlessFlags(options.flags, *dataset) | detach,
-        static_cast<unsigned long>(options.frameStart), static_cast<unsigned long>(options.frameCount));
+    auto image = std::make_unique<DicomImage>(dataset, dataset->getCurrentXfer(), flags | detach,
+                                              static_cast<unsigned long>(options.frameStart),
+                                              static_cast<unsigned long>(options.frameCount));
     requireWhole();
     if (image->getStatus() != EIS_Normal) {
         ErrorManager::throwException("ImageOpenError", filePath, DicomImage::getString(image->getStatus()));

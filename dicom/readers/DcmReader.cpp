@@ -135,6 +135,8 @@ void DcmReader::requireWhole() const {
 
 bool DcmReader::keepsFileOpen() const { return mSource->holdsValues() && mSource->isOpen(); }
 
+std::uint64_t DcmReader::fileSize() const { return mSource->size(); }
+
 bool DcmReader::dependsOn(const std::string& path) const { return mSource->holdsValues() && mSource->isAt(path); }
 
 void DcmReader::beginCall() const { mSource->forgetFailure(); }
@@ -153,28 +155,30 @@ void DcmReader::settle() const {
     }
 }
 
-void DcmReader::loadAll() const {
+bool DcmReader::loadAll() const {
     if (mSource->holdsValues() && fileFormat.loadAllDataIntoMemory().good() && !mSource->hasFailed()) {
         mSource->setHoldsValues(false);
+        mSource->close();
     }
     mSource->forgetFailure();
-    mSource->close();
+    return !mSource->holdsValues();
 }
 
-/// Long texts, which are converted together with the short ones, and compressed pixels up to a limit.
+/// Long texts, which are converted together with the short ones, and compressed pixels up to a limit for the file.
 bool DcmReader::loadShortValues() const {
-    constexpr Uint32 kMostFragmentBytes = 8U * 1024 * 1024;
-    const E_TransferSyntax syntax = dataset->getOriginalXfer();
+    std::uint64_t room = std::uint64_t{8} * 1024 * 1024;
     bool isAll = true;
     DcmStack stack;
     while (fileFormat.nextObject(stack, OFTrue).good()) {
         auto* element = dynamic_cast<DcmElement*>(stack.top());
         auto* pixels = dynamic_cast<DcmPixelData*>(element);
-        if (pixels != nullptr && currentFragments(*pixels) != nullptr) {
-            if (pixels->getLength(syntax) <= kMostFragmentBytes) {
-                (void)pixels->loadAllDataIntoMemory();
-            } else {
-                isAll = false;
+        DcmPixelSequence* fragments = pixels == nullptr ? nullptr : currentFragments(*pixels);
+        if (fragments != nullptr) {
+            const std::uint64_t bytes = encodedBytes(*fragments);
+            isAll = isAll && bytes <= room;
+            if (bytes <= room) {
+                room -= bytes;
+                (void)fragments->loadAllDataIntoMemory();
             }
         } else if (element != nullptr && element->isLeaf() && !element->valueLoaded()) {
             if (element->isaString()) {
@@ -192,10 +196,8 @@ void DcmReader::loadFragments() const {
         return;
     }
     const bool wasOpen = mSource->isOpen();
-    DcmStack stack;
-    stack.push(dataset);
-    while (mSource->isUnchanged() && dataset->search(DCM_PixelData, stack, ESM_afterStackTop, OFTrue).good()) {
-        if (auto* pixels = dynamic_cast<DcmPixelData*>(stack.top())) {
+    if (mSource->isUnchanged()) {
+        for (const auto& [item, pixels] : allPixels(*dataset)) {
             (void)pixels->loadAllDataIntoMemory();
         }
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -33,12 +34,14 @@ class DcmReader {
     /// 8 MiB. The file stays open for what is left in it, and is closed when that is nothing.
     /// @throws GantryError  OpenFileError (path, reason) when it cannot be read any more
     void settle() const;
-    /// Reads all that was left in the file, and closes it. What cannot be read is tried again when it is asked for.
-    void loadAll() const;
+    /// Reads all that was left in the file, and closes it. @return false when something cannot be read: the file stays
+    /// open, and what is missing is tried again when it is asked for
+    bool loadAll() const;
     /// For a reader that is one of very many: what is left is read from the file of that path, which has to be the
     /// same.
     void closeFile() const;
     bool keepsFileOpen() const;
+    std::uint64_t fileSize() const; ///< when it was opened
     /// True when values are left in the file that this path leads to, by whatever name.
     bool dependsOn(const std::string& path) const;
     /// Forgets the reads of former calls that failed: each call tries anew what it needs.

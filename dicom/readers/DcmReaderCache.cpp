@@ -11,14 +11,10 @@ DcmReaderCache dcmReaderCache;
 template <typename T>
 std::shared_ptr<T> DcmReaderCache::openReader(const std::string& path) {
     auto found = readers.find(path);
-    if (found != readers.end() && found->second->isSpoilt()) {
-        readers.erase(found);
-        found = readers.end();
-    }
-    if (found == readers.end()) {
+    if (found == readers.end() || found->second->isSpoilt()) {
         const auto opened = std::make_shared<T>(path);
         opened->settle();
-        found = readers.emplace(path, opened).first;
+        found = readers.insert_or_assign(path, opened).first;
         keepFileOpen(opened);
     }
     found->second->beginCall();
@@ -30,15 +26,23 @@ std::shared_ptr<T> DcmReaderCache::openReader(const std::string& path) {
 }
 
 void DcmReaderCache::keepFileOpen(const std::shared_ptr<DcmReader>& reader) {
-    constexpr std::size_t kMostOpenFiles = 64;
+    constexpr std::size_t kMaxOpenFiles = 64;
+    constexpr std::uint64_t kMaxLoaded = std::uint64_t{64} * 1024 * 1024;
     if (reader->keepsFileOpen()) {
         mOpenFiles.push_back(reader);
     }
-    if (mOpenFiles.size() > kMostOpenFiles) {
-        std::erase_if(mOpenFiles, [](const auto& each) { return each.expired() || !each.lock()->keepsFileOpen(); });
+    if (mOpenFiles.size() <= kMaxOpenFiles) {
+        return;
     }
-    if (mOpenFiles.size() > kMostOpenFiles) {
-        mOpenFiles.front().lock()->loadAll();
+    std::erase_if(mOpenFiles, [](const auto& each) { return each.expired() || !each.lock()->keepsFileOpen(); });
+    // The oldest is read to its end. Nobody wants gigabytes for one attribute: large files wait for the others, and the
+    // oldest of 64 large ones is only closed; it is read by its path later on, as long as it is the same file.
+    for (auto each = mOpenFiles.begin(); mOpenFiles.size() > kMaxOpenFiles && each != mOpenFiles.end();) {
+        const auto open = each->lock();
+        each = open->fileSize() <= kMaxLoaded && open->loadAll() ? mOpenFiles.erase(each) : std::next(each);
+    }
+    if (mOpenFiles.size() > kMaxOpenFiles) {
+        mOpenFiles.front().lock()->closeFile();
         mOpenFiles.pop_front();
     }
 }
@@ -46,7 +50,7 @@ void DcmReaderCache::keepFileOpen(const std::shared_ptr<DcmReader>& reader) {
 void DcmReaderCache::loadBeforeWriting(const std::string& path) const {
     for (const auto& [name, reader] : readers) {
         if (reader->dependsOn(path)) {
-            reader->loadAll();
+            (void)reader->loadAll(); // what cannot be read then is an error when it is asked for
         }
     }
 }

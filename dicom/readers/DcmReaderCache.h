@@ -14,7 +14,7 @@ namespace radvex {
 /// which memory ran out in the middle of a change is opened anew.
 ///
 /// Files of which something is left to be read stay open, 64 at the most: of more, the one that was opened first is
-/// read to its end.
+/// read to its end, or only closed when all of them are large.
 class DcmReaderCache {
   public:
     /// The reader of a path, opened on the first call. A failed open leaves the cache as it was.

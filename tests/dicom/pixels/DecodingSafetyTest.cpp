@@ -334,8 +334,9 @@ TEST_F(DecodingSafety, ARefusalSaysWhy) {
 namespace {
 
 /// Why an image of 8 bits in so many bytes of fragments would not be decoded.
+/// @param offsets  entries of the offset table
 std::string reasonFor(E_TransferSyntax syntax, int rows, int columns, int frames, std::size_t fragments,
-                      std::size_t bytes) {
+                      std::size_t bytes, std::size_t offsets = 0) {
     DcmFileFormat file;
     DcmDataset& dataset = *file.getDataset();
     putShape(dataset, false);
@@ -344,6 +345,14 @@ std::string reasonFor(E_TransferSyntax syntax, int rows, int columns, int frames
     dataset.putAndInsertString(DCM_NumberOfFrames, std::to_string(frames).c_str());
     putFragments(dataset, syntax, std::vector<std::string>(fragments, std::string(bytes, 'x')));
     EXPECT_TRUE(dataset.chooseRepresentation(syntax, nullptr).good());
+    DcmElement* pixels = nullptr;
+    DcmPixelSequence* sequence = nullptr;
+    DcmPixelItem* table = nullptr;
+    EXPECT_TRUE(dataset.findAndGetElement(DCM_PixelData, pixels).good());
+    EXPECT_TRUE(dynamic_cast<DcmPixelData&>(*pixels).getEncapsulatedRepresentation(syntax, nullptr, sequence).good());
+    EXPECT_TRUE(sequence->getItem(table, 0).good());
+    const std::vector<Uint8> entries(4 * offsets);
+    table->putUint8Array(entries.data(), entries.size());
     dataset.removeAllButCurrentRepresentations();
     return radvex::reasonNotToDecode(dataset);
 }
@@ -353,6 +362,7 @@ std::string reasonFor(E_TransferSyntax syntax, int rows, int columns, int frames
 TEST(DecodingSizes, SparseMasksAreDecoded) {
     EXPECT_EQ(reasonFor(EXS_JPEGLSLossless, 512, 512, 900, 900, 210), "");
     EXPECT_EQ(reasonFor(EXS_JPEGLSLossless, 512, 512, 3000, 3000, 80), "");
+    EXPECT_EQ(reasonFor(EXS_JPEGLSLossless, 4096, 4096, 30, 30, 618), "");
     EXPECT_EQ(reasonFor(EXS_RLELossless, 512, 512, 900, 900, 64 + 4096), "");
     EXPECT_EQ(reasonFor(EXS_JPEGLSLossless, 60000, 60000, 1, 1, 200), "its compressed pixels are too few for its size");
 }
@@ -362,8 +372,43 @@ TEST(DecodingSizes, EightBitsAreDecodedUpToFourGiB) {
     EXPECT_EQ(reasonFor(EXS_RLELossless, 65535, 65535, 2, 2, 60'000'000), "its pixels are more than 4 GiB");
 }
 
-TEST(DecodingSizes, ManyFramesInManyMoreFragmentsAreCountedTooOften) {
-    EXPECT_EQ(reasonFor(EXS_RLELossless, 8, 8, 20'000, 20'000, 64), "");
-    EXPECT_EQ(reasonFor(EXS_RLELossless, 8, 8, 20'000, 40'000, 64), "");
-    EXPECT_EQ(reasonFor(EXS_RLELossless, 8, 8, 20'000, 60'000, 64), "its frames are in too many fragments");
+TEST(DecodingSizes, NoMoreFramesAreCountedThanThereAreFragments) {
+    EXPECT_EQ(reasonFor(EXS_RLELossless, 1024, 1024, 1000, 20, 20'000), "");
+    EXPECT_EQ(reasonFor(EXS_RLELossless, 1024, 1024, 1000, 1000, 66), "its compressed pixels are too few for its size");
+}
+
+TEST(DecodingSizes, FramesOfJpegLsThatAreCountedOutAreNotTooMany) {
+    for (const E_TransferSyntax syntax : {EXS_RLELossless, EXS_JPEGLSLossless}) {
+        EXPECT_EQ(reasonFor(syntax, 8, 8, 20'000, 40'000, 64, 20'000), "");
+        EXPECT_EQ(reasonFor(syntax, 8, 8, 20'000, 60'000, 64, 0), "") << "without an offset table";
+        EXPECT_EQ(reasonFor(syntax, 8, 8, 20'000, 60'000, 64, 20'000),
+                  syntax == EXS_RLELossless ? "" : "its frames are in too many fragments");
+    }
+}
+
+// Each may claim a little, but all of them together no more than one.
+TEST_F(DecodingSafety, ManyIconsClaimNoMoreThanOne) {
+    for (const int icons : {1, 12, 6000}) {
+        const auto path = writeDicom(
+            folder.file("a.dcm"),
+            [&](DcmDataset& dataset) {
+                putShape(dataset, false);
+                putFragments(dataset, EXS_RLELossless, {shortFrame()});
+                for (int index = 0; index < icons; ++index) {
+                    DcmItem* icon = nullptr;
+                    dataset.findOrCreateSequenceItem(DCM_IconImageSequence, icon, index);
+                    putShape(*icon, false);
+                    icon->putAndInsertUint16(DCM_Rows, icons == 6000 ? 2 : 12000);
+                    icon->putAndInsertUint16(DCM_Columns, icons == 6000 ? 2 : 12000);
+                    putFragments(*icon, EXS_RLELossless, {shortFrame()});
+                }
+            },
+            EXS_RLELossless);
+        DcmFileFormat file;
+        ASSERT_TRUE(file.loadFile(path.c_str()).good());
+        EXPECT_EQ(radvex::reasonNotToDecode(*file.getDataset()), icons == 1 ? ""
+                                                                 : icons == 12
+                                                                     ? "its compressed pixels are too few for its size"
+                                                                     : "it has too many pictures");
+    }
 }
