@@ -1,9 +1,9 @@
 // Run while the build is configured: is this a DCMTK that the library can stand on?
 #include "dcmtk/config/osconfig.h"
 
+#include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcdict.h"
 #include "dcmtk/dcmdata/dcfilefo.h"
-#include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcrledec.h"
 #include "dcmtk/dcmdata/dcrledrg.h"
 #include "dcmtk/dcmfg/fgpixmsr.h"
@@ -48,8 +48,8 @@ bool givesOutUnreadValues() {
     DcmElement* element = nullptr;
     Uint8* bytes = nullptr;
     (void)read.getDataset()->findAndGetElement(DCM_EncapsulatedDocument, element);
-    const bool givesOut = element != nullptr && isCut && element->getUint8Array(bytes).bad() &&
-                          element->getUint8Array(bytes).good();
+    const bool givesOut =
+        element != nullptr && isCut && element->getUint8Array(bytes).bad() && element->getUint8Array(bytes).good();
     close(descriptor);
     unlink(path);
     return givesOut;

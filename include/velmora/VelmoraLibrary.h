@@ -12,8 +12,8 @@
  * of an argument is an error of the library.
  *
  * Exceptions: `VelmoraLibrary_initialize` has no guard, so that a C++ exception (no memory) may leave it; a host in C++
- * catches there. Every other function turns each std::exception into its return code. Anything else that is thrown could
- * only come from an operation of the host, and passes through most functions.
+ * catches there. Every other function turns each std::exception into its return code. Anything else that is thrown
+ * could only come from an operation of the host, and passes through most functions.
  *
  * Process: while it works, a library may set the process's new-handler. It puts back the one that it found: a handler
  * that another thread sets meanwhile is lost, so set yours before.
@@ -237,7 +237,8 @@ struct VelmoraLibraryRecord {
     void (*UTF8String_disown)(char* text);
 
     /* Tensors: integer (vint), real (vreal) or complex (vcomplex) elements, dimensions slowest first, zero-filled when
-     * new. Ownership and the lifetime of dimensions as for arrays. A data pointer is null for a tensor of another type. */
+     * new. Ownership and the lifetime of dimensions as for arrays. A data pointer is null for a tensor of another type.
+     */
     int (*VTensor_new)(vint type, vint rank, const vint* dimensions, VTensor* tensor);
     void (*VTensor_free)(VTensor tensor);
     int (*VTensor_clone)(VTensor tensor, VTensor* copy);

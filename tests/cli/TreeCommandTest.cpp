@@ -113,8 +113,8 @@ TEST_F(TreeCommand, ShowsTextOfAnyCharacterSetAndControlCharactersHarmlessly) {
 TEST_F(TreeCommand, AMalformedPatternIsWrongUsageAndSaysWhy) {
     for (const char* option : {"--patient", "--study", "--series"}) {
         const ProcessResult run = runRadvex({"tree", write(), option, "1.(2"});
-        EXPECT_THAT(run,
-                    exitsSaying(2, HasSubstr(std::string("radvex: ") + option + " '1.(2' is not a usable regular expression")));
+        EXPECT_THAT(run, exitsSaying(2, HasSubstr(std::string("radvex: ") + option +
+                                                  " '1.(2' is not a usable regular expression")));
         EXPECT_EQ(run.output, "");
     }
 }

@@ -149,8 +149,8 @@ TEST_F(VolumeCommand, DoubledAndDifferentlyOrientedSlicesAreErrors) {
     auto slices = threeSlices();
     slices.push_back({"D", 4, "1\\2\\9", {40, 41}});
     writeSeries(slices);
-    EXPECT_THAT(run({}),
-                exitsSaying(1, HasSubstr("2 slices lie at one position: " + folder.file("A") + ", " + folder.file("D"))));
+    EXPECT_THAT(run({}), exitsSaying(1, HasSubstr("2 slices lie at one position: " + folder.file("A") + ", " +
+                                                  folder.file("D"))));
     slices.back() = {"D", 4, "1\\2\\11", {40, 41}, "0\\1\\0\\0\\0\\-1"};
     writeSeries(slices);
     EXPECT_THAT(run({}), exitsSaying(1, HasSubstr("1 slice lies in another direction than most: " + folder.file("D"))));
