@@ -156,6 +156,7 @@ void run(Session& session, const CallOptions& options, const std::vector<std::st
         throw UsageError("Name a function: 'radvex call --list' shows them all.");
     } else {
         std::vector<velmora::Value> values;
+        values.reserve(arguments.size());
         for (const std::string& argument : arguments) {
             values.push_back(formats::fromJson(formats::parseJson(argument)));
         }

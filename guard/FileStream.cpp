@@ -32,7 +32,12 @@ class ValueProducer final : public DcmProducer {
     }
 
     OFBool good() const override { return !mFile->hasFailed(); }
-    OFCondition status() const override { return good() ? OFCondition(EC_Normal) : fileError(mFile->failure()); }
+    OFCondition status() const override {
+        if (good()) {
+            return EC_Normal;
+        }
+        return fileError(mFile->failure());
+    }
     OFBool eos() override { return !good() || mPosition >= mFile->size(); }
     offile_off_t avail() override { return eos() ? 0 : static_cast<offile_off_t>(mFile->size() - mPosition); }
     offile_off_t read(void* into, offile_off_t count) override {
@@ -98,7 +103,10 @@ OFCondition FileProducer::status() const {
         const std::string reason = mFile.reasonNotOpen();
         return fileError(reason.empty() ? "the file cannot be opened" : reason);
     }
-    return mFile.hasFailed() ? fileError(mFile.failure()) : EC_PutbackFailed;
+    if (mFile.hasFailed()) {
+        return fileError(mFile.failure());
+    }
+    return EC_PutbackFailed;
 }
 
 OFBool FileProducer::eos() { return mPosition >= mSize || !good(); }

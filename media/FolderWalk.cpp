@@ -37,7 +37,7 @@ class Walker {
         fs::directory_iterator entry(fs::path(mWalk.root) / folder, error);
         for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
             const std::string name = entry->path().filename().string();
-            take(*entry, folder.empty() ? name : folder + '/' + name);
+            take(*entry, (fs::path(folder) / name).string());
         }
         if (error && folder.empty()) {
             throw std::runtime_error(mWalk.root + " cannot be read: " + error.message() + ".");

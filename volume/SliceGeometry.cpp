@@ -50,6 +50,7 @@ formats::VolumeGeometry geometryOf(const std::vector<SliceRecord>& slices, const
         return geometry;
     }
     std::vector<double> heights; // along the normal
+    heights.reserve(order.size());
     for (const std::size_t index : order) {
         heights.push_back(dot(*slices[index].position, normal));
     }

@@ -80,7 +80,7 @@ bool Channel::sendResult(const WorkResult& result) {
 
 bool Channel::receiveSome() {
     constexpr std::size_t kMost = std::size_t{1} << 16;
-    std::array<char, kMost> bytes;
+    std::array<char, kMost> bytes; // NOLINT(cppcoreguidelines-pro-type-member-init): written before it is read
     const ssize_t count = receive(mDescriptor, bytes.data(), bytes.size());
     if (count <= 0) {
         return false;

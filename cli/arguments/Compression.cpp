@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <ranges>
+#include <iterator>
 #include <string_view>
+#include <vector>
 
 #include "cli/arguments/Words.h"
 #include "files/Errors.h"
@@ -44,8 +45,10 @@ constexpr std::array<Method, 8> kMethods{
 const Method& findMethod(const std::string& name) {
     const auto* const method = std::ranges::find(kMethods, name, &Method::name);
     if (method == kMethods.end()) {
-        throw UsageError("--compress " + formats::shortened(name) + ": the names are " +
-                         joined(kMethods | std::views::transform(&Method::name)) + ".");
+        std::vector<std::string_view> names;
+        names.reserve(kMethods.size());
+        std::ranges::transform(kMethods, std::back_inserter(names), &Method::name);
+        throw UsageError("--compress " + formats::shortened(name) + ": the names are " + joined(names) + ".");
     }
     return *method;
 }

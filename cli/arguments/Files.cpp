@@ -20,11 +20,19 @@ void FileArguments::addTo(const CommandLine& command, const std::string& name, c
     command.allowMore();
 }
 
+namespace {
+
+[[noreturn]] void refuseOption(const std::string& word) {
+    throw UsageError("There is no option " + word + ". A file of that name is ./" + word + ".");
+}
+
+} // namespace
+
 std::vector<std::string> FileArguments::all() const {
     std::vector<std::string> files{mFirst};
     for (const std::string& word : mCommand->remaining()) {
         if (word.size() > 1 && word.front() == '-') {
-            throw UsageError("There is no option " + word + ". A file of that name is ./" + word + ".");
+            refuseOption(word);
         }
         files.push_back(word);
     }

@@ -73,7 +73,7 @@ double bytesOfDecodedSample(const ImagePixelAttributes& attributes, E_TransferSy
 
 std::string problemOfJpeg(const ImagePixelAttributes& attributes, const JpegSegments& segments) {
     constexpr double kCoefficientBytes = 2.0;
-    if (const std::string problem = segments.problem(); !problem.empty()) {
+    if (std::string problem = segments.problem(); !problem.empty()) {
         return problem;
     }
     const bool isTooLarge = segments.largestFrame() - kCoefficientBytes * attributes.samples() > kMaxMissingBytes;
@@ -115,7 +115,7 @@ std::string problemOfPixels(DcmItem& item, DcmPixelData& pixels, E_TransferSynta
     if (isJpeg(syntax)) {
         addFragments(*fragments, segments);
         segments.finish();
-        if (const std::string problem = problemOfJpeg(attributes, segments); !problem.empty()) {
+        if (std::string problem = problemOfJpeg(attributes, segments); !problem.empty()) {
             return problem;
         }
     }
@@ -148,7 +148,7 @@ std::string reasonNotToDecode(DcmDataset& dataset) {
     }
     double spare = 0;
     for (const auto& [item, pixels] : all) {
-        if (const std::string problem = problemOfPixels(*item, *pixels, syntax, spare); !problem.empty()) {
+        if (std::string problem = problemOfPixels(*item, *pixels, syntax, spare); !problem.empty()) {
             return problem;
         }
     }

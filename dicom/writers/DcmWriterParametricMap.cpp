@@ -31,7 +31,7 @@ struct RealPixels<double> {
     static constexpr const char* kNoColour = "Parametric Map IOD doesn't support 64bit floating point RGB images";
 };
 
-OFString textOf(const std::string& text) { return text.c_str(); }
+OFString textOf(const std::string& text) { return {text.c_str(), text.size()}; }
 
 template <typename Module>
 OFvariant<OFCondition, DPMParametricMapIOD> createParametricMapIod(const GTU::ImageInterface& image,
