@@ -145,8 +145,7 @@ class Describer : private DicomDirInterface {
         DcmDirectoryRecord aside(parent, nullptr, OFFilename());
         DcmDirectoryRecord* const made = addRecord(&aside, type, &mFile, anyFileId, mPath.c_str());
         if (made == nullptr) {
-            throw std::runtime_error("no " + std::string(recordTypeToName(type)) +
-                                     " record can be made of them");
+            throw std::runtime_error("no " + std::string(recordTypeToName(type)) + " record can be made of them");
         }
         return bytesOf(*made);
     }
