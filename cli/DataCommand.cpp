@@ -6,7 +6,7 @@
 #include "formats/json/Text.h"
 #include "formats/pictures/Npy.h"
 #include "formats/pictures/NpyHeader.h"
-#include "volume/PixelMeaning.h"
+#include "volume/slices/PixelMeaning.h"
 
 namespace radvex::cli {
 

@@ -8,7 +8,7 @@
 #include "formats/json/Text.h"
 #include "formats/json/TypeNames.h"
 #include "formats/pictures/Png.h"
-#include "volume/PixelMeaning.h"
+#include "volume/slices/PixelMeaning.h"
 
 namespace radvex::cli {
 
@@ -33,14 +33,16 @@ struct Reading {
     vint firstFrame = 0;     ///< from 0
 };
 
-/// Whether DCMTK can render these frames. ReadImage would copy stored values instead, but ReadImageData fails then.
-bool canRender(velmora::Host& host, const std::string& file, vint first, const media::Rendering& rendering) {
+/// Why DCMTK does not render these frames; empty if it does. ReadImage would copy stored values instead, but
+/// ReadImageData fails then.
+std::string whyNotRendered(velmora::Host& host, const std::string& file, vint first,
+                           const media::Rendering& rendering) {
     try {
         (void)host.call("ReadImageData",
                         {file, first, 1, rendering.scalingTensor(), rendering.hasOverlays, media::kImageFlags});
-        return true;
-    } catch (const velmora::LibraryError&) {
-        return false;
+        return "";
+    } catch (const velmora::LibraryError& error) {
+        return error.what();
     }
 }
 
@@ -48,10 +50,14 @@ Reading read(velmora::Host& host, const ImageOptions& options) {
     const volume::PixelMeaning meaning = volume::readPixelMeaning(host, options.file);
     const auto [first, count] = options.picture.frameRange(meaning.frames);
     const media::Rendering rendering = options.picture.rendering();
-    const bool isRendered = canRender(host, options.file, first, rendering);
-    Value image = host.call("ReadImage", {options.file, first, count == meaning.frames ? 0 : count,
-                                          rendering.scalingTensor(), rendering.hasOverlays, media::kImageFlags});
-    return {std::get<Image>(std::move(image)), meaning, isRendered, first};
+    const std::string reason = whyNotRendered(host, options.file, first, rendering);
+    try {
+        Value image = host.call("ReadImage", {options.file, first, count == meaning.frames ? 0 : count,
+                                              rendering.scalingTensor(), rendering.hasOverlays, media::kImageFlags});
+        return {std::get<Image>(std::move(image)), meaning, reason.empty(), first};
+    } catch (const velmora::LibraryError& error) { // of the copy, which does not know the reason
+        throw velmora::LibraryError(error.code(), error.name(), reason.empty() ? error.what() : reason);
+    }
 }
 
 /// The window that made the picture's grey values.

@@ -33,6 +33,7 @@ struct SeriesOptions {
     std::string output{};
     SelectionOptions selection{};
     PictureOptions picture{};
+    bool force = false;
     bool json = false;
     FileJobs jobs{};
 };
@@ -188,6 +189,18 @@ formats::Json writePictures(const fs::path& folder, const media::Medium& medium,
     return written;
 }
 
+/// The files without a picture, and those of the folder that may belong to any series.
+formats::Json describeMissing(const media::Medium& medium, const Shown& shown) {
+    formats::Json list = formats::Json::array();
+    for (const media::RefusedFile& file : shown.missing) {
+        list.push_back({{"file", medium.userPath(file.path)}, {"reason", medium.userText(file.reason)}});
+    }
+    for (const media::RefusedFile& file : medium.index().refused) {
+        list.push_back({{"file", file.path}, {"reason", file.reason}});
+    }
+    return list;
+}
+
 void run(Session& session, const SeriesOptions& options) {
     options.selection.check();
     workers::keepMemoryBetweenFiles();
@@ -207,11 +220,18 @@ void run(Session& session, const SeriesOptions& options) {
                                     ? showWhole(session.host(), medium.dicomdir(), all[index], rendering)
                                     : files.show(series);
             const std::string folder = fileNumber(index + 1) + suffix(series.modality) + suffix(series.number);
+            const bool isWritten = options.force || (shown.missing.empty() && medium.index().refused.empty());
             report.push_back({{"SeriesInstanceUID", series.uid},
                               {"SeriesNumber", series.number},
-                              {"pictures", writePictures(fs::path(options.output) / folder, medium, shown)}});
+                              {"pictures", isWritten ? writePictures(fs::path(options.output) / folder, medium, shown)
+                                                     : formats::Json::array()},
+                              {"missing", describeMissing(medium, shown)}});
             for (const media::RefusedFile& missing : shown.missing) {
                 session.reportRefusal(medium.userPath(missing.path), medium.userText(missing.reason));
+            }
+            if (!isWritten) { // the numbers of pictures are those of slices
+                session.reportRefusal("", "Series " + series.uid +
+                                              " is not written, since pictures may be missing; --force writes it.");
             }
         });
     }
@@ -234,6 +254,7 @@ void addSeriesCommand(const CommandLine& program, Session& session) {
     options.picture.addSeriesWindowTo(command);
     options.picture.addOverlaysTo(command);
     options.jobs.addTo(command);
+    command.addFlag("--force", options.force, "Write the pictures of a series even when some are missing");
     command.addFlag("--json", options.json, "List as JSON which picture shows which file");
 }
 

@@ -9,10 +9,8 @@
 #include "files/OutputFile.h"
 #include "formats/json/Text.h"
 #include "formats/json/TypeNames.h"
-#include "volume/ModalityVolumes.h"
-#include "volume/RenderedVolume.h"
-#include "volume/SliceGeometry.h"
-#include "volume/SliceJudge.h"
+#include "volume/SeriesReader.h"
+#include "volume/VolumeAssembly.h"
 
 namespace radvex::cli {
 
@@ -23,15 +21,38 @@ struct VolumeOptions {
     std::string output{};
     SelectionOptions selection{};
     PictureOptions picture{};
-    std::string sort = "instance";
+    std::string sort = "auto";
+    bool largest = false;
+    bool split = false;
+    bool isFourD = false;
+    bool resample = false;
+    bool stored = false;
     bool rendered = false;
     bool force = false;
     bool gzip = false;
     bool json = false;
     FileJobs jobs{};
+
+    volume::SampleKind kind() const {
+        return rendered ? volume::SampleKind::rendered
+               : stored ? volume::SampleKind::stored
+                        : volume::SampleKind::modality;
+    }
+    volume::PlanOptions plan() const {
+        using Plan = volume::PlanOptions;
+        return {.sort = sort == "instance"   ? Plan::Sort::instance
+                        : sort == "position" ? Plan::Sort::position
+                                             : Plan::Sort::automatic,
+                .strangers = split     ? Plan::Strangers::split
+                             : largest ? Plan::Strangers::leaveOut
+                                       : Plan::Strangers::refuse,
+                .isForced = force,
+                .isResampled = resample};
+    }
 };
 
 void checkUsage(const VolumeOptions& options) {
+    const std::string extension = formats::volumeExtension(options.output);
     if (!formats::isVolumePath(options.output)) {
         throw UsageError("'" + options.output + "' has no known format: .nrrd, .nii, .nii.gz or .npy is expected.");
     }
@@ -40,86 +61,81 @@ void checkUsage(const VolumeOptions& options) {
     if (!options.rendered && options.picture.choosesGrey()) {
         throw UsageError("Windows need --rendered; without it modality values are written.");
     }
-    if (options.gzip && formats::volumeExtension(options.output) != ".nrrd" && options.output != "-") {
+    if (options.gzip && extension != ".nrrd" && options.output != "-") {
         throw UsageError("--gzip is for .nrrd; .nii.gz is always compressed.");
     }
+    if (options.stored && !extension.starts_with(".nii")) {
+        throw UsageError("--stored is for .nii and .nii.gz, which hold slope and intercept beside stored values.");
+    }
+    const std::pair<bool, const char*> exclusive[] = {{options.stored && options.rendered, "--stored and --rendered"},
+                                                      {options.stored && options.resample, "--stored and --resample"},
+                                                      {options.largest && options.split, "--largest and --split"}};
+    for (const auto& [areBoth, names] : exclusive) {
+        if (areBoth) {
+            throw UsageError(std::string(names) + " exclude each other.");
+        }
+    }
+}
+
+/// Puts text in front of the extension: OUT.nrrd becomes OUT-echo2.nrrd.
+std::string withSuffix(const std::string& path, const std::string& suffix) {
+    const std::string extension = formats::volumeExtension(path);
+    return path.substr(0, path.size() - extension.size()) + suffix + extension;
 }
 
 /// OUT.nrrd becomes OUT-0002-7.nrrd for the second series when its SeriesNumber is 7.
 std::string pathOfSeries(const std::string& output, std::size_t number, const std::string& seriesNumber) {
-    const std::string extension = formats::volumeExtension(output);
     const std::string name = formats::fileNamePart(seriesNumber, 16);
-    return output.substr(0, output.size() - extension.size()) + '-' + fileNumber(number) +
-           (name.empty() ? "" : "-" + name) + extension;
+    return withSuffix(output, '-' + fileNumber(number) + (name.empty() ? "" : "-" + name));
 }
 
-/// Turns one series into a volume file.
+/// Turns one series into volume files.
 class SeriesRun {
   public:
-    /// Reads the series and calls `step` for each file.
-    using Read = std::function<volume::SeriesVolume(const std::function<void()>& step)>;
-
     SeriesRun(Session& session, const VolumeOptions& options, const volume::SeriesFiles& series)
         : mSession(session), mOptions(options), mSeries(series) {}
 
-    /// Returns the JSON of the series. @throws NoPicturesError, VolumeError, FileError, LibraryError
-    formats::Json run(const Read& read, std::size_t number, bool isOnly) {
-        volume::SeriesVolume volume = readShown(read);
-        volume::Verdict verdict = volume::judgeSlices(volume.slices);
-        verdict.findings.insert(verdict.findings.end(), volume.findings.begin(), volume.findings.end());
-        mPath = isOnly ? mOptions.output : pathOfSeries(mOptions.output, number, volume.seriesNumber);
-        const bool isSorted = mOptions.sort == "position";
-        if (isSorted) {
-            requireSortable(verdict);
+    /// Adds the JSON of each volume. @throws NoPicturesError, VolumeError, FileError, LibraryError
+    void run(volume::SeriesReader& reader, std::size_t index, bool isOnly, formats::Json& list) {
+        volume::SeriesSlices slices = readShown(reader, index);
+        volume::SeriesVolumes all = volume::assembleVolumes(slices, mOptions.plan(), mOptions.isFourD);
+        const std::string path =
+            isOnly ? mOptions.output : pathOfSeries(mOptions.output, index + 1, slices.seriesNumber);
+        if (path == "-" && all.volumes.size() > 1) {
+            throw formats::VolumeError("The series holds " + std::to_string(all.volumes.size()) +
+                                       " volumes, which cannot all go to the standard output; --4d joins them.");
         }
-        const auto& order = isSorted ? verdict.byPosition : verdict.byInstance;
-        volume.header.geometry = volume::geometryOf(volume.slices, verdict, order);
-        if (mOptions.rendered && !verdict.hasOneNumberEach) {
-            volume.header.geometry.hasPosition = false; // nobody knows which slice is which
+        tell(path, all.findings);
+        for (const volume::Volume& volume : all.volumes) {
+            const std::string own = path == "-" ? path : withSuffix(path, volume.label);
+            tell(own, volume.findings);
+            const bool isWritten = mOptions.force || !(all.hasErrors() || volume.hasErrors());
+            if (isWritten) {
+                write(own, volume);
+            } else {
+                mSession.reportRefusal("", own + " is not written; --force writes it all the same.");
+            }
+            list.push_back(describe(slices, all, volume, isWritten ? formats::Json(own) : formats::Json()));
         }
-        const bool isWritten = !verdict.hasErrors() || mOptions.force;
-        tell(verdict, volume.header.geometry);
-        if (isWritten) {
-            write(volume, order);
-        }
-        return describe(volume, verdict, order, isWritten);
     }
 
   private:
-    volume::SeriesVolume readShown(const Read& read) const {
+    volume::SeriesSlices readShown(volume::SeriesReader& reader, std::size_t index) const {
         ProgressBar bar("Reading series " + mSeries.series); // erased before anything else is printed
         std::size_t done = 0;
-        return read([&] { bar.show(++done, mSeries.files.size()); });
+        return reader.read(index, [&] { bar.show(++done, mSeries.files.size()); });
     }
 
-    void requireSortable(const volume::Verdict& verdict) const {
-        if (!verdict.hasPositions) {
-            throw formats::VolumeError("The slices have no positions to sort them by.");
-        }
-        if (mOptions.rendered && !verdict.hasOneNumberEach) {
-            throw formats::VolumeError(
-                "Several files have the same InstanceNumber, so that the slices of a rendered volume cannot be told "
-                "apart and sorted by position; without --rendered they can.");
-        }
-    }
-
-    void tell(const volume::Verdict& verdict, const formats::VolumeGeometry& geometry) const {
-        for (const volume::Finding& finding : verdict.findings) {
+    void tell(const std::string& path, const std::vector<volume::Finding>& findings) const {
+        for (const volume::Finding& finding : findings) {
             const bool isRefusal = finding.isError && !mOptions.force;
-            printError((isRefusal ? "" : "warning: ") + mPath + ": " + finding.sentence);
-        }
-        if (verdict.hasErrors() && !mOptions.force) {
-            mSession.reportRefusal("", mPath + " is not written; --force writes it all the same.");
-        } else if (verdict.hasPositions && !geometry.hasPosition) {
-            printError("warning: " + mPath +
-                       ": In this order the slices have no geometry in space; the file only states their spacings.");
+            printError((isRefusal ? "" : "warning: ") + path + ": " + finding.sentence);
         }
     }
 
-    void write(const volume::SeriesVolume& volume, const std::vector<std::size_t>& order) const {
+    void write(const std::string& path, const volume::Volume& volume) const {
         std::vector<formats::SliceBytes> slices;
-        for (const std::size_t index : order) {
-            const formats::SliceBytes slice = volume.bytes[index];
+        for (const formats::SliceBytes& slice : volume.bytes) {
             const bool isNext = !slices.empty() && slices.back().data() + slices.back().size() == slice.data();
             if (isNext) { // one large write is faster than many small ones
                 slices.back() = {slices.back().data(), slices.back().size() + slice.size()};
@@ -127,43 +143,56 @@ class SeriesRun {
                 slices.push_back(slice);
             }
         }
-        formats::writeVolume(mPath, volume.header, slices, mOptions.gzip);
-        if (!mOptions.json && mPath != "-") {
-            std::cout << formats::printable(mPath) << ": " << volume::volumeSummary(volume.header) << '\n';
+        formats::writeVolume(path, volume.header, slices, mOptions.gzip);
+        if (!mOptions.json && path != "-") {
+            std::cout << formats::printable(path) << ": " << volume::volumeSummary(volume.header) << '\n';
         }
     }
 
-    formats::Json describe(const volume::SeriesVolume& volume, const volume::Verdict& verdict,
-                           const std::vector<std::size_t>& order, bool isWritten) const {
+    formats::Json describe(const volume::SeriesSlices& slices, const volume::SeriesVolumes& all,
+                           const volume::Volume& volume, const formats::Json& written) const {
         const formats::VolumeHeader& header = volume.header;
+        std::vector<volume::Finding> findings = all.findings;
+        findings.insert(findings.end(), volume.findings.begin(), volume.findings.end());
         std::vector<std::string> names;
-        names.reserve(order.size());
-        for (const std::size_t index : order) {
-            names.push_back(volume.slices[index].name());
+        names.reserve(volume.slices.size());
+        for (const std::size_t index : volume.slices) {
+            names.push_back(slices.slices[index].name());
         }
-        std::vector<vint> shape{header.slices, header.rows, header.columns};
-        if (header.channels > 1) {
-            shape.push_back(header.channels);
+        formats::Json group = formats::Json::object();
+        for (const auto& [keyword, value] : volume.traits) {
+            group[keyword] = value;
         }
-        return {{"patient", mSeries.patient},
-                {"study", mSeries.study},
-                {"series", mSeries.series},
-                {"seriesNumber", volume.seriesNumber},
-                {"written", isWritten ? formats::Json(mPath) : formats::Json()},
-                {"values", mOptions.rendered ? "rendered" : "modality"},
-                {"type", formats::typeName(formats::kArrayTypeNames, header.type)},
-                {"shape", shape},
-                {"sort", mOptions.sort},
-                {"geometry", volume::describeGeometry(header.geometry)},
-                {"tiltDegrees", verdict.tiltDegrees ? formats::Json(*verdict.tiltDegrees) : formats::Json()},
-                {"findings", volume::describeFindings(verdict.findings)},
-                {"slices", names}};
+        formats::Json json{{"patient", mSeries.patient},
+                           {"study", mSeries.study},
+                           {"series", mSeries.series},
+                           {"seriesNumber", slices.seriesNumber},
+                           {"written", written},
+                           {"group", group},
+                           {"values", slices.hasPictures ? "rendered"
+                                      : mOptions.stored  ? "stored"
+                                                         : "modality"},
+                           {"unit", header.unit.empty() ? formats::Json() : formats::Json(header.unit)},
+                           {"type", formats::typeName(formats::kArrayTypeNames, header.type)},
+                           {"shape", header.shape()},
+                           {"sort", mOptions.sort},
+                           {"geometry", volume::describeGeometry(header.geometry)},
+                           {"tiltDegrees", volume.tiltDegrees ? formats::Json(*volume.tiltDegrees) : formats::Json()},
+                           {"findings", volume::describeFindings(findings)},
+                           {"slices", names}};
+        if (mOptions.stored) {
+            json["slope"] = header.slope;
+            json["intercept"] = header.intercept;
+        }
+        if (!volume.seconds.empty()) {
+            json["seconds"] = volume.seconds;
+        }
+        return json;
     }
 
     Session& mSession;
     const VolumeOptions& mOptions;
     const volume::SeriesFiles& mSeries;
-    std::string mPath{};
 };
 
 /// The JSON of a series that gives no volume.
@@ -194,15 +223,8 @@ void run(Session& session, const VolumeOptions& options) {
     const auto opened = openMedium(options.medium, options.jobs);
     const media::Medium& medium = *opened;
     const auto all = requireSeries(session, medium, options);
-    std::optional<volume::ModalityVolumes> values;
-    if (!options.rendered) {
-        values.emplace(session.host(), medium, all, options.jobs.count());
-    }
-    const auto read = [&](std::size_t index, const std::function<void()>& step) {
-        return values ? values->read(index, step)
-                      : readRenderedVolume({session.host(), medium, options.selection, step}, all[index],
-                                           options.picture.rendering().scalingTensor());
-    };
+    volume::SeriesReader reader(session.host(), medium, all, options.kind(), options.picture.rendering(),
+                                options.jobs.count());
     formats::Json list = formats::Json::array();
     for (std::size_t index = 0; index < all.size(); ++index) {
         const volume::SeriesFiles& series = all[index];
@@ -211,8 +233,7 @@ void run(Session& session, const VolumeOptions& options) {
             session.reportRefusal(all.size() == 1 ? "" : "Series " + series.series, message);
         };
         try {
-            const auto readThis = [&](const std::function<void()>& step) { return read(index, step); };
-            list.push_back(SeriesRun(session, options, series).run(readThis, index + 1, all.size() == 1));
+            SeriesRun(session, options, series).run(reader, index, all.size() == 1, list);
         } catch (const volume::NoPicturesError& error) {
             if (all.size() == 1) {
                 refuse(error.what());
@@ -243,8 +264,14 @@ void addVolumeCommand(const CommandLine& program, Session& session) {
                         "Volume to write: .nrrd, .nii, .nii.gz or .npy; several series become numbered files; - for "
                         "the standard output, as NRRD");
     options.selection.addTo(command);
-    command.addChoice("--sort", options.sort, {"instance", "position"},
-                      "Order of the slices: instance (InstanceNumber) or position");
+    command.addChoice("--sort", options.sort, {"auto", "instance", "position"},
+                      "Order of the slices: instance (InstanceNumber), position, or auto: by position if the other "
+                      "order is none in space");
+    command.addFlag("--largest", options.largest, "Leave out slices that do not fit the largest stack (localizers)");
+    command.addFlag("--split", options.split, "Write slices that do not fit together as volumes of their own");
+    command.addFlag("--4d", options.isFourD, "Join the volumes of a series (points in time, echoes) to one file");
+    command.addFlag("--resample", options.resample, "Interpolate unevenly spaced slices to an even volume");
+    command.addFlag("--stored", options.stored, "Write stored values, with slope and intercept in the header (NIfTI)");
     command.addFlag("--force", options.force, "Write even when slices are missing, duplicated or do not fit together");
     command.addFlag("--rendered", options.rendered, "Write windowed pictures, not modality values");
     options.picture.addSeriesWindowTo(command);

@@ -3,8 +3,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
 #include <string_view>
+#include <utility>
 
 namespace radvex::media {
 
@@ -35,14 +38,43 @@ bool FileStart::mayBeBareDataset() const {
 }
 
 bool FileStart::isDirectory() const {
+    return uidOf(std::string_view("\x02\x00\x02\x00UI", 6)).starts_with("1.2.840.10008.1.3.10");
+}
+
+std::string FileStart::transferSyntax() const { return uidOf(std::string_view("\x02\x00\x10\x00UI", 6)); }
+
+std::string FileStart::uidOf(std::string_view element) const {
     // The meta information is Explicit VR Little Endian (PS3.10 7.1). The length of a UI value has two bytes.
-    constexpr std::string_view kClassElement("\x02\x00\x02\x00UI", 6);
-    constexpr std::string_view kDirectoryClass = "1.2.840.10008.1.3.10";
-    constexpr std::size_t kLengthSize = 2;
     const std::string_view text(reinterpret_cast<const char*>(mBytes.data()), mBytes.size());
-    const std::size_t offset = hasMark() ? text.find(kClassElement, kMarkEnd) : std::string_view::npos;
-    return offset != std::string_view::npos &&
-           text.substr(offset + kClassElement.size() + kLengthSize).starts_with(kDirectoryClass);
+    const std::size_t offset = hasMark() ? text.find(element, kMarkEnd) : std::string_view::npos;
+    if (offset == std::string_view::npos || text.size() < offset + element.size() + 2) {
+        return "";
+    }
+    const std::size_t lengthAt = offset + element.size();
+    const std::size_t length = mBytes[lengthAt] + 256U * mBytes[lengthAt + 1];
+    const std::string_view value = text.substr(lengthAt + 2, length);
+    const std::size_t end = value.find_last_not_of(std::string_view(" \0", 2));
+    return std::string(value.substr(0, end == std::string_view::npos ? 0 : end + 1));
+}
+
+std::string undecodedSyntaxName(std::string_view uid) {
+    constexpr std::string_view kEncapsulated = "1.2.840.10008.1.2.4.";
+    constexpr std::pair<int, const char*> kNames[] = {
+        {90, "JPEG 2000"},        {91, "JPEG 2000"},   {92, "JPEG 2000 Part 2"},
+        {93, "JPEG 2000 Part 2"}, {94, "JPIP"},        {95, "JPIP"},
+        {100, "MPEG-2"},          {101, "MPEG-2"},     {102, "MPEG-4 AVC"},
+        {103, "MPEG-4 AVC"},      {104, "MPEG-4 AVC"}, {105, "MPEG-4 AVC"},
+        {106, "MPEG-4 AVC"},      {107, "HEVC"},       {108, "HEVC"},
+        {110, "JPEG XL"},         {111, "JPEG XL"},    {112, "JPEG XL"},
+        {201, "HTJ2K"},           {202, "HTJ2K"},      {203, "HTJ2K"},
+        {204, "HTJ2K"},           {205, "HTJ2K"}};
+    if (!uid.starts_with(kEncapsulated)) {
+        return "";
+    }
+    const std::string number(uid.substr(kEncapsulated.size()));
+    const auto* const found =
+        std::ranges::find_if(kNames, [&](const auto& entry) { return std::to_string(entry.first) == number; });
+    return found == std::end(kNames) ? "" : found->second;
 }
 
 } // namespace radvex::media

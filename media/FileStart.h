@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace radvex::media {
@@ -21,10 +22,18 @@ class FileStart {
     bool mayBeBareDataset() const;
     /// The meta information says that the file is a DICOMDIR.
     bool isDirectory() const;
+    /// TransferSyntaxUID of the meta information; empty if there is none.
+    std::string transferSyntax() const;
 
   private:
+    /// The value of a UI element of the meta information.
+    std::string uidOf(std::string_view element) const;
+
     std::vector<unsigned char> mBytes{};
     int mReason = 0;
 };
+
+/// Name of a transfer syntax that is in use and that nothing here decodes, such as "JPEG 2000"; empty for others.
+std::string undecodedSyntaxName(std::string_view uid);
 
 } // namespace radvex::media

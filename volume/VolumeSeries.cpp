@@ -23,17 +23,6 @@ std::vector<SeriesFiles> seriesOf(const std::vector<media::MediumPatient>& patie
     return all;
 }
 
-Finding unreadableFiles(std::vector<std::string> files, const std::string& what, const std::string& reason) {
-    const std::string sentence = formats::counted(files.size(), "file ", "files ") + what + ": " + namesOf(files) +
-                                 "." + (reason.empty() ? "" : " " + reason);
-    return {FindingKind::unreadableFile, true, sentence, std::move(files)};
-}
-
-void failBecauseOfSizes(const std::string& first, vint columns, vint rows, const std::vector<std::string>& others) {
-    throw formats::VolumeError("The slices differ in size: " + first + " is " + std::to_string(columns) + " x " +
-                               std::to_string(rows) + ". These differ: " + namesOf(others) + ".");
-}
-
 formats::Json describeGeometry(const formats::VolumeGeometry& geometry) {
     return {{"space", "LPS"},
             {"hasPosition", geometry.hasPosition},
@@ -56,9 +45,10 @@ formats::Json describeFindings(const std::vector<Finding>& findings) {
 }
 
 std::string volumeSummary(const formats::VolumeHeader& header) {
-    char text[160];
-    std::snprintf(text, sizeof text, "%d x %d x %d, %s%s, %.6g x %.6g x %.6g mm", header.columns, header.rows,
-                  header.slices, formats::typeName(formats::kArrayTypeNames, header.type),
+    const std::string volumes = header.volumes > 1 ? " x " + std::to_string(header.volumes) : "";
+    char text[200];
+    std::snprintf(text, sizeof text, "%d x %d x %d%s, %s%s, %.6g x %.6g x %.6g mm", header.columns, header.rows,
+                  header.slices, volumes.c_str(), formats::typeName(formats::kArrayTypeNames, header.type),
                   header.channels > 1 ? " RGB" : "", length(header.geometry.columnStep),
                   length(header.geometry.rowStep), length(header.geometry.sliceStep));
     return text;

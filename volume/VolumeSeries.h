@@ -7,8 +7,8 @@
 #include "formats/json/LosslessJson.h"
 #include "formats/volumes/VolumeFile.h"
 #include "media/MediumTree.h"
-#include "volume/GeometryVerdict.h"
-#include "volume/SliceRecord.h"
+#include "volume/geometry/GeometryVerdict.h"
+#include "volume/slices/SliceRecord.h"
 
 namespace radvex::volume {
 
@@ -25,31 +25,6 @@ struct SeriesFiles {
 
 /// The series of a medium. @param patients  from listMedium
 std::vector<SeriesFiles> seriesOf(const std::vector<media::MediumPatient>& patients);
-
-/// A volume in memory, and the attributes of its slices. The header is complete but for the geometry, which depends on
-/// the order in which the slices will be written.
-struct SeriesVolume {
-    formats::VolumeHeader header{};
-    std::vector<SliceRecord> slices{};        ///< one for each slice of the volume
-    std::vector<formats::SliceBytes> bytes{}; ///< of each slice
-    std::shared_ptr<const void> owner{};      ///< keeps the bytes alive; empty if something else does
-    std::string seriesNumber{};
-    std::vector<Finding> findings{}; ///< about files and frames that are not in the volume
-};
-
-/// Thrown for a series without any picture: structured reports, presentation states and the like.
-class NoPicturesError : public formats::VolumeError {
-  public:
-    using formats::VolumeError::VolumeError;
-};
-
-/// The finding that files cannot be read or hold no picture.
-/// @param what  "cannot be read"
-Finding unreadableFiles(std::vector<std::string> files, const std::string& what, const std::string& reason);
-
-/// @throws VolumeError  names the size of the first file, and the files that differ
-[[noreturn]] void failBecauseOfSizes(const std::string& first, vint columns, vint rows,
-                                     const std::vector<std::string>& others);
 
 /// Steps, origin (null without a position) and spacings, in mm and LPS.
 formats::Json describeGeometry(const formats::VolumeGeometry& geometry);

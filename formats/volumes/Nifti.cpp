@@ -121,6 +121,16 @@ void setRotationForm(nifti_1_header& header, const VolumeGeometry& geometry, con
     header.qform_code = NIFTI_XFORM_SCANNER_ANAT;
 }
 
+/// The header has no field for the unit of the values.
+void describe(nifti_1_header& header, const VolumeHeader& volume) {
+    std::string text = volume.unit;
+    if (volume.isResampled) {
+        text += text.empty() ? "resampled" : "; resampled";
+    }
+    text.resize(std::min(text.size(), sizeof header.descrip - 1));
+    std::ranges::copy(text, header.descrip);
+}
+
 } // namespace
 
 std::string niftiHeader(const VolumeHeader& volume) {
@@ -128,17 +138,24 @@ std::string niftiHeader(const VolumeHeader& volume) {
     const VolumeGeometry& geometry = volume.geometry;
     header.sizeof_hdr = sizeof header;
     std::tie(header.datatype, header.bitpix) = typeOf(volume);
-    const short sizes[] = {axis("columns", volume.columns), axis("rows", volume.rows), axis("slices", volume.slices)};
+    const short sizes[] = {axis("columns", volume.columns), axis("rows", volume.rows), axis("slices", volume.slices),
+                           axis("volumes", volume.volumes)};
     std::ranges::fill(header.dim, short{1}); // of the unused axes
-    header.dim[0] = static_cast<short>(std::size(sizes));
+    header.dim[0] = volume.volumes > 1 ? 4 : 3;
     std::ranges::copy(sizes, header.dim + 1);
     std::ranges::fill(header.pixdim, 1.0F); // the orientation, and the spacings of the unused axes
     header.pixdim[1] = static_cast<float>(length(geometry.columnStep));
     header.pixdim[2] = static_cast<float>(length(geometry.rowStep));
     header.pixdim[3] = static_cast<float>(length(geometry.sliceStep));
     header.vox_offset = kHeaderSize;
-    header.scl_slope = 1;
+    header.scl_slope = static_cast<float>(volume.slope);
+    header.scl_inter = static_cast<float>(volume.intercept);
     header.xyzt_units = NIFTI_UNITS_MM;
+    if (volume.secondsBetweenVolumes > 0) {
+        header.pixdim[4] = static_cast<float>(volume.secondsBetweenVolumes);
+        header.xyzt_units |= NIFTI_UNITS_SEC;
+    }
+    describe(header, volume);
     std::memcpy(header.magic, "n+1", 4);
     if (geometry.hasPosition) {
         setAffineForm(header, geometry);

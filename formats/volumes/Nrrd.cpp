@@ -19,31 +19,65 @@ std::string vectorOf(const Vector3& vector) {
     return "(" + exact(vector[0]) + "," + exact(vector[1]) + "," + exact(vector[2]) + ")";
 }
 
-std::string positionOf(const VolumeGeometry& geometry, bool isColour) {
-    return "space: left-posterior-superior\nspace directions: " + std::string(isColour ? "none " : "") +
-           vectorOf(geometry.columnStep) + " " + vectorOf(geometry.rowStep) + " " + vectorOf(geometry.sliceStep) +
-           "\nspace origin: " + vectorOf(geometry.origin) + "\nspace units: \"mm\" \"mm\" \"mm\"\n";
+/// Fields have one value for each axis: that of the channels, those of space, and that of the volumes.
+std::string perAxis(const VolumeHeader& header, const std::string& channels, const std::string& space,
+                    const std::string& volumes) {
+    return (header.channels > 1 ? channels + " " : "") + space + (header.volumes > 1 ? " " + volumes : "") + "\n";
 }
 
-std::string spacingsOf(const VolumeGeometry& geometry, bool isColour) {
-    return "spacings: " + std::string(isColour ? "NaN " : "") + exact(length(geometry.columnStep)) + " " +
-           exact(length(geometry.rowStep)) + " " + exact(length(geometry.sliceStep)) +
-           "\nunits: " + (isColour ? "\"\" " : "") + "\"mm\" \"mm\" \"mm\"\n";
+std::string positionOf(const VolumeHeader& header) {
+    const VolumeGeometry& geometry = header.geometry;
+    return "space: left-posterior-superior\nspace directions: " +
+           perAxis(header, "none",
+                   vectorOf(geometry.columnStep) + " " + vectorOf(geometry.rowStep) + " " +
+                       vectorOf(geometry.sliceStep),
+                   "none") +
+           "space origin: " + vectorOf(geometry.origin) + "\nspace units: \"mm\" \"mm\" \"mm\"\n";
+}
+
+std::string spacingsOf(const VolumeHeader& header) {
+    const VolumeGeometry& geometry = header.geometry;
+    return "spacings: " +
+           perAxis(header, "NaN",
+                   exact(length(geometry.columnStep)) + " " + exact(length(geometry.rowStep)) + " " +
+                       exact(length(geometry.sliceStep)),
+                   header.secondsBetweenVolumes > 0 ? exact(header.secondsBetweenVolumes) : "NaN") +
+           "units: " +
+           perAxis(header, "\"\"", "\"mm\" \"mm\" \"mm\"", header.secondsBetweenVolumes > 0 ? "\"s\"" : "\"\"");
+}
+
+/// Printable ASCII without what ends a quoted text.
+std::string quotable(const std::string& text) {
+    std::string safe;
+    for (const char letter : text) {
+        safe += letter >= ' ' && letter <= '~' && letter != '"' && letter != '\\' ? letter : '_';
+    }
+    return safe;
 }
 
 } // namespace
 
 std::string nrrdHeader(const VolumeHeader& header, bool isCompressed) {
-    const bool isColour = header.channels > 1;
+    const bool isInTime = header.secondsBetweenVolumes > 0;
+    const int dimensions = 3 + (header.channels > 1 ? 1 : 0) + (header.volumes > 1 ? 1 : 0);
     std::string text = "NRRD0005\ntype: " + std::string(kTypes[header.type]) +
-                       "\ndimension: " + (isColour ? "4" : "3") + "\nsizes: " + (isColour ? "3 " : "") +
-                       std::to_string(header.columns) + " " + std::to_string(header.rows) + " " +
-                       std::to_string(header.slices) + "\n";
-    text += header.geometry.hasPosition ? positionOf(header.geometry, isColour) : spacingsOf(header.geometry, isColour);
-    text += "kinds: " + std::string(isColour ? "RGB-color " : "") + "domain domain domain\n";
+                       "\ndimension: " + std::to_string(dimensions) + "\nsizes: " +
+                       perAxis(header, "3",
+                               std::to_string(header.columns) + " " + std::to_string(header.rows) + " " +
+                                   std::to_string(header.slices),
+                               std::to_string(header.volumes));
+    text += header.geometry.hasPosition ? positionOf(header) : spacingsOf(header);
+    text += "kinds: " + perAxis(header, "RGB-color", "domain domain domain", isInTime ? "time" : "list");
+    if (!header.unit.empty()) {
+        text += "sample units: \"" + quotable(header.unit) + "\"\n";
+    }
     // Single bytes have no order, and strict readers refuse the field for them.
     const bool hasOrder = header.type != VNumericArray_S8 && header.type != VNumericArray_U8;
-    return text + (hasOrder ? "endian: little\n" : "") + "encoding: " + (isCompressed ? "gzip" : "raw") + "\n\n";
+    text += std::string(hasOrder ? "endian: little\n" : "") + "encoding: " + (isCompressed ? "gzip" : "raw") + "\n";
+    if (header.volumes > 1 && isInTime && header.geometry.hasPosition) {
+        text += "seconds between volumes:=" + exact(header.secondsBetweenVolumes) + "\n"; // directions exclude spacings
+    }
+    return text + (header.isResampled ? "resampled:=along the stack\n" : "") + "\n";
 }
 
 } // namespace radvex::formats

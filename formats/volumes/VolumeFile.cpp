@@ -49,6 +49,17 @@ bool compressAll(std::FILE* file, const std::vector<SliceBytes>& parts) {
 
 } // namespace
 
+std::vector<vint> VolumeHeader::shape() const {
+    std::vector<vint> shape{slices, rows, columns};
+    if (volumes > 1) {
+        shape.insert(shape.begin(), volumes);
+    }
+    if (channels > 1) {
+        shape.push_back(channels);
+    }
+    return shape;
+}
+
 std::string volumeExtension(const std::string& path) {
     for (const char* extension : {".nrrd", ".nii", ".nii.gz", ".npy"}) {
         if (path.ends_with(extension)) {
@@ -64,11 +75,7 @@ void writeVolume(const std::string& path, const VolumeHeader& header, const std:
                  bool compress) {
     const std::string extension = volumeExtension(path);
     if (extension == ".npy") {
-        std::vector<vint> shape{header.slices, header.rows, header.columns};
-        if (header.channels > 1) {
-            shape.push_back(header.channels);
-        }
-        return writeNpy(path, header.type, shape, slices);
+        return writeNpy(path, header.type, header.shape(), slices);
     }
     const bool isNrrd = path == "-" || extension == ".nrrd";
     const std::string text = isNrrd ? nrrdHeader(header, compress) : niftiHeader(header);

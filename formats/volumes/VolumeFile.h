@@ -17,8 +17,8 @@ class VolumeError : public Error {
     using Error::Error;
 };
 
-/// What a volume file says before its samples. The samples follow slice by slice, row by row, with interleaved
-/// channels.
+/// What a volume file says before its samples. The samples follow volume by volume, slice by slice, row by row, with
+/// interleaved channels.
 struct VolumeHeader {
     vint type = 0;     ///< VNumericArray_...; integers have up to 32 bits
     vint channels = 1; ///< 1, or 3 for RGB
@@ -26,6 +26,15 @@ struct VolumeHeader {
     vint rows = 0;
     vint slices = 0;
     VolumeGeometry geometry{};
+    vint volumes = 1;                 ///< over 1: a fourth dimension
+    double secondsBetweenVolumes = 0; ///< 0 if the fourth dimension is not time, or uneven
+    double slope = 1;                 ///< of stored values, which only NIfTI can have
+    double intercept = 0;
+    std::string unit{};       ///< of the values: "HU"; empty if unknown
+    bool isResampled = false; ///< slices were interpolated
+
+    /// Slowest axis first: [volume][slice][row][column][channel], without a single volume or channel.
+    std::vector<vint> shape() const;
 };
 
 using SliceBytes = std::span<const std::byte>;

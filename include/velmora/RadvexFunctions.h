@@ -278,7 +278,9 @@ RADVEX_ERRORS("PathNotValidated", "OpenFileError", "CreateFromNullError", "Tenso
 
 RADVEX_FUNCTION(Read3DImage,
     "Stacks the first frames of the files of every series to a volume, without overlays. The positions of the slices "
-    "in space are ignored.")
+    "in space are ignored. Each slice starts as many bytes behind the one before as that one has at its own depth: in "
+    "a series of mixed depths, or of grey and colour, slices do not lie where the volume's shape says. Hosts have to "
+    "check that all files are alike, or read the pictures one by one.")
 RADVEX_ARGUMENT(path, VType_UTF8String, "path of a directory file")
 RADVEX_ARGUMENT(patient, VType_UTF8String, "pattern on PatientID")
 RADVEX_ARGUMENT(study, VType_UTF8String, "pattern on StudyInstanceUID")

@@ -160,6 +160,18 @@ TEST_F(ImageCommand, RefusesFramesBeyondTheFileAndNarrowWindows) {
     refused({"-o", "-"}, "Several pictures cannot go to the standard output");
 }
 
+TEST_F(ImageCommand, ARefusedFileSaysWhyAndDoesNotLookBroken) {
+    ImageFile file{.rows = 1, .columns = 1, .bitsAllocated = 8, .bitsStored = 8};
+    file.more = [](DcmDataset& dataset) {
+        // A frame of 40,000 x 40,000 in a picture of one pixel: start of image, frame header, end of image.
+        const std::string jpeg("\xFF\xD8\xFF\xC0\0\x0B\x08\x9C\x40\x9C\x40\x01\x01\x11\0\xFF\xD9\0", 18);
+        putFragments(dataset, EXS_JPEGProcess1, {jpeg});
+    };
+    const auto path = writeImageFile(folder.file("a.dcm"), file, EXS_JPEGProcess1);
+    EXPECT_THAT(run({path, "-o", folder.file("out.png")}),
+                exitsSaying(1, HasSubstr("the JPEG frame is larger than the image")));
+}
+
 TEST_F(ImageCommand, AFolderThatIsNotThereCostsNothing) {
     EXPECT_THAT(run({writeFrames(1), "-o", "/nonexistent/out.png"}),
                 exitsSaying(1, "radvex: /nonexistent/out.png cannot be written: No such file or directory.\n"));

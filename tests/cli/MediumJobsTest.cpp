@@ -99,7 +99,7 @@ TEST_F(MediumJobs, PicturesDoNotDependOnTheNumberOfProcesses) {
     writeTwelve();
     fs::remove(in.file("S03"));
     for (const Words& more : {Words{}, {"--window", "100,50"}, {"--common-window"}, {"--scaling", "none"}}) {
-        const Words words = joined({"series", in.file("DICOMDIR"), "-o", out, "--json"}, more);
+        const Words words = joined({"series", in.file("DICOMDIR"), "-o", out, "--json", "--force"}, more);
         const Outcome outcome = sameWithAny(words);
         EXPECT_EQ(outcome.files.size(), 12U) << "eleven files, one of two frames";
         EXPECT_THAT(outcome.said, HasSubstr(in.file("S03") + ": "));
@@ -116,7 +116,7 @@ TEST_F(MediumJobs, FilesOfOneNumberStandAsTheLibraryLeavesThem) {
 
 TEST_F(MediumJobs, APictureThatEndsItsReaderIsNamedAndTheOthersAreWritten) {
     writeTwelve();
-    EXPECT_THAT(endingAt("/S04", {"series", in.file("DICOMDIR"), "-o", out, "--jobs", "2"}),
+    EXPECT_THAT(endingAt("/S04", {"series", in.file("DICOMDIR"), "-o", out, "--force", "--jobs", "2"}),
                 exitsSaying(1, "radvex: " + endOf(in.file("S04"))));
     EXPECT_EQ(take(out).size(), 12U);
 }

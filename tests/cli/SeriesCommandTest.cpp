@@ -32,6 +32,9 @@ class SeriesCommand : public testing::Test {
     }
     Words written() {
         Words names;
+        if (!fs::exists(mOut)) {
+            return names;
+        }
         for (const auto& entry : fs::recursive_directory_iterator(mOut)) {
             if (entry.is_regular_file()) {
                 names.push_back(fs::relative(entry.path(), mOut).string());
@@ -76,12 +79,30 @@ TEST_F(SeriesCommand, FramesOfAFileFollowItsNumber) {
     EXPECT_THAT(written(), ElementsAre("0001-MR-1/0001-0001.png", "0001-MR-1/0001-0002.png", "0001-MR-1/0002.png"));
 }
 
-TEST_F(SeriesCommand, NamesWhatTheLibraryLeavesOutAndGoesOn) {
+TEST_F(SeriesCommand, WritesNothingOfASeriesThatLacksPicturesUnlessForced) {
     const auto medium = writeThree();
     fs::remove(mediumPath(mFolder, "S\\B"));
-    EXPECT_THAT(series(medium),
-                exitsSaying(1, HasSubstr("radvex: " + mFolder.file("S/B") + ": Error when opening file")));
+    const ProcessResult refused = series(medium, {"--json"});
+    EXPECT_THAT(refused, exitsSaying(1, HasSubstr("radvex: " + mFolder.file("S/B") + ": Error when opening file")));
+    EXPECT_THAT(refused.errors, HasSubstr("is not written, since pictures may be missing; --force writes it."));
+    EXPECT_THAT(written(), IsEmpty());
+    const Json report = Json::parse(refused.output)[0];
+    EXPECT_TRUE(report["pictures"].empty());
+    EXPECT_EQ(report["missing"][0]["file"], mFolder.file("S/B"));
+    EXPECT_EQ(series(medium, {"--force"}).status, 1);
     EXPECT_THAT(written(), ElementsAre("0001-CT-1/0001.png", "0001-CT-1/0002.png"));
+}
+
+TEST_F(SeriesCommand, AFileOfTheFolderThatCannotBeParsedMayBelongToAnySeries) {
+    ImageFile file{.rows = 1, .columns = 2};
+    file.words = {0, 1};
+    file.more = with({{DCM_StudyInstanceUID, "1.2"}, {DCM_SeriesInstanceUID, "1.2.3"}, {DCM_PatientID, "P"}});
+    const std::string whole = writeImageFile(mFolder.file("a.dcm"), file);
+    EXPECT_EQ(series(mFolder.path().string()).status, 0);
+    mFolder.write("b.dcm", readFile(whole).substr(0, 400)); // cut in the middle of an element
+    const ProcessResult refused = series(mFolder.path().string(), {"--json"});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(Json::parse(refused.output)[0]["missing"][0]["file"], mFolder.file("b.dcm"));
 }
 
 TEST_F(SeriesCommand, NamesOfSeriesNeverLeaveTheFolder) {
@@ -109,7 +130,7 @@ TEST_F(SeriesCommand, APlainFolderIsNamedInMessagesAndNotItsIndex) {
         };
         writeImageFile(mFolder.file("slice " + std::to_string(number) + ".dcm"), file);
     }
-    const ProcessResult run = series(mFolder.path().string(), {"--json"});
+    const ProcessResult run = series(mFolder.path().string(), {"--json", "--force"});
     EXPECT_THAT(run, exitsSaying(1, HasSubstr(mFolder.file("slice 2.dcm"))));
     EXPECT_THAT(run.errors, Not(HasSubstr("I000000")));
     EXPECT_EQ(Json::parse(run.output)[0]["pictures"][0]["file"], mFolder.file("slice 1.dcm"));

@@ -74,19 +74,23 @@ TEST_F(VolumeCommand, StacksByInstanceNumberAndSaysWhereTheSlicesLie) {
     EXPECT_THAT(out().samples<Uint16>(), ElementsAre(10, 11, 20, 21, 30, 31));
 }
 
-TEST_F(VolumeCommand, SortsByPositionOnRequest) {
+TEST_F(VolumeCommand, SortsByPositionWhatIsNotInOrder) {
     auto slices = threeSlices();
     slices[1].position = "1\\2\\8"; // number 1 lies between the others
     slices[2].position = "1\\2\\7";
     writeSeries(slices);
-    EXPECT_THAT(run({}), exitsSaying(0, HasSubstr("warning: " + folder.file("out.nrrd") +
-                                                  ": The order by InstanceNumber is not the order in space.")));
+    EXPECT_THAT(run({"--sort", "instance"}),
+                exitsSaying(1, HasSubstr(folder.file("out.nrrd") + ": The order by InstanceNumber is not the order in "
+                                                                   "space (--sort position mends it).")));
+    EXPECT_FALSE(isThere());
+    EXPECT_EQ(run({"--sort", "instance", "--force"}).status, 0);
     EXPECT_EQ(out().header.find("space"), std::string::npos) << "no matrix holds this order";
     EXPECT_THAT(out().header, HasSubstr("spacings: 0.25 0.5 1\n"));
-    const ProcessResult sorted = run({"--sort", "position"});
-    EXPECT_EQ(sorted.status, 0);
-    EXPECT_THAT(out().samples<Uint16>(), ElementsAre(20, 21, 10, 11, 30, 31));
-    EXPECT_THAT(out().header, HasSubstr("(0,0,1)\nspace origin: (1,2,7)\n"));
+    for (const Words& words : {Words{}, Words{"--sort", "position"}}) {
+        EXPECT_EQ(run(words).status, 0);
+        EXPECT_THAT(out().samples<Uint16>(), ElementsAre(20, 21, 10, 11, 30, 31));
+        EXPECT_THAT(out().header, HasSubstr("(0,0,1)\nspace origin: (1,2,7)\n"));
+    }
 }
 
 TEST_F(VolumeCommand, ValuesAreThoseOfTheModality) {
@@ -149,8 +153,7 @@ TEST_F(VolumeCommand, DoubledAndDifferentlyOrientedSlicesAreErrors) {
     auto slices = threeSlices();
     slices.push_back({"D", 4, "1\\2\\9", {40, 41}});
     writeSeries(slices);
-    EXPECT_THAT(run({}), exitsSaying(1, HasSubstr("2 slices lie at one position: " + folder.file("A") + ", " +
-                                                  folder.file("D"))));
+    EXPECT_THAT(run({}), exitsSaying(1, HasSubstr("2 slices lie at one position, and nothing tells their volumes")));
     slices.back() = {"D", 4, "1\\2\\11", {40, 41}, "0\\1\\0\\0\\0\\-1"};
     writeSeries(slices);
     EXPECT_THAT(run({}), exitsSaying(1, HasSubstr("1 slice lies in another direction than most: " + folder.file("D"))));
@@ -177,19 +180,24 @@ TEST_F(VolumeCommand, FilesThatCannotBeReadAreNamed) {
     EXPECT_EQ(out().samples<Uint16>().size(), 6U);
 }
 
-TEST_F(VolumeCommand, SlicesOfDifferentSizeAreNamedAndNeverWritten) {
+TEST_F(VolumeCommand, SlicesOfDifferentSizeAreNamedAndLeftOutOrSplitOff) {
     auto slices = threeSlices();
-    slices[1].file.columns = 1;
-    slices[1].words = {1};
+    slices[0].file.columns = 1; // the size of the first file is not the measure
+    slices[0].words = {1};
     writeSeries(slices);
     for (const char* word : {"--force", "--rendered"}) {
-        EXPECT_THAT(run({word}), exitsSaying(1, HasSubstr("The slices differ in size: " + folder.file("A") +
-                                                          " is 2 x 1. These differ: " + folder.file("B") + ".")));
+        EXPECT_THAT(run({word}), exitsSaying(1, HasSubstr("1 slice differs in size from most, which are 2 x 1: " +
+                                                          folder.file("A") + ". --largest writes")));
         EXPECT_FALSE(isThere());
     }
+    EXPECT_THAT(run({"--largest"}), exitsSaying(0, HasSubstr("1 slice is left out: " + folder.file("A"))));
+    EXPECT_THAT(out().samples<Uint16>(), ElementsAre(10, 11, 20, 21));
+    EXPECT_EQ(run({"--split"}).status, 0);
+    EXPECT_THAT(out("out-part1.nrrd").samples<Uint16>(), ElementsAre(10, 11, 20, 21));
+    EXPECT_THAT(out("out-part2.nrrd").samples<Uint16>(), ElementsAre(1));
 }
 
-TEST_F(VolumeCommand, ColourHasPicturesOnly) {
+TEST_F(VolumeCommand, ColourBecomesRgb) {
     auto slices = threeSlices();
     for (Slice& slice : slices) {
         slice.file.samples = 3;
@@ -199,13 +207,62 @@ TEST_F(VolumeCommand, ColourHasPicturesOnly) {
         slice.words = {0x0201, 0x0403, 0x0605};
     }
     writeSeries(slices);
-    EXPECT_THAT(run({}),
-                exitsSaying(1, HasSubstr("is in colour, which has no modality values; --rendered gives its picture.")));
-    EXPECT_EQ(run({"--rendered"}).status, 0);
+    const ProcessResult done = run({"--json"});
+    EXPECT_EQ(done.status, 0) << done.errors;
+    EXPECT_EQ(Json::parse(done.output)[0]["values"], "rendered");
     EXPECT_THAT(out().header, HasSubstr("type: uint8\ndimension: 4\nsizes: 3 2 1 3\n"));
     EXPECT_THAT(out().data.substr(0, 6), "\1\2\3\4\5\6");
-    EXPECT_EQ(run({"--rendered"}, "out.nii").status, 0);
+    EXPECT_EQ(run({}, "out.nii").status, 0);
     EXPECT_EQ(readFile(folder.file("out.nii")).size(), 352U + 18U);
+}
+
+TEST_F(VolumeCommand, PlanarColourIsInterleaved) {
+    auto slices = threeSlices();
+    for (Slice& slice : slices) {
+        slice.file.samples = 3;
+        slice.file.bitsAllocated = slice.file.bitsStored = 8;
+        slice.file.photometric = "RGB";
+        slice.file.planarConfiguration = 1;
+        slice.words = {0x0201, 0x0403, 0x0605}; // two reds, two greens, two blues
+    }
+    writeSeries(slices);
+    EXPECT_EQ(run({}).status, 0);
+    EXPECT_EQ(out().data.substr(0, 6), "\1\3\5\2\4\6");
+}
+
+TEST_F(VolumeCommand, AGreySliceAmongColourIsAStranger) {
+    auto slices = threeSlices();
+    for (const std::size_t index : {0U, 1U}) {
+        slices[index].file.samples = 3;
+        slices[index].file.bitsAllocated = slices[index].file.bitsStored = 8;
+        slices[index].file.photometric = "RGB";
+        slices[index].file.planarConfiguration = 0;
+        slices[index].words = {0x0201, 0x0403, 0x0605};
+    }
+    writeSeries(slices);
+    for (const Words& words : {Words{}, Words{"--rendered"}}) {
+        EXPECT_THAT(run(words),
+                    exitsSaying(1, HasSubstr("1 slice is grey, and most are in colour: " + folder.file("C"))));
+    }
+}
+
+TEST_F(VolumeCommand, RenderedSlicesOfDifferentDepthsShareOneType) {
+    auto slices = threeSlices();
+    slices[0].file.slope = slices[2].file.slope = "0.002"; // few levels, which are rendered with 8 bits
+    slices[0].file.intercept = slices[2].file.intercept = "0";
+    for (const std::size_t index : {0U, 2U}) {
+        slices[index].words = {0, 60000};
+    }
+    slices[1].words = {0, 0xFFFF};
+    writeSeries(slices);
+    EXPECT_EQ(run({"--rendered"}).status, 0);
+    EXPECT_THAT(out().header, HasSubstr("type: uint16\n"));
+    EXPECT_THAT(out().samples<Uint16>(), ElementsAre(0, 65535, 0, 65535, 0, 65535)) << "each with its own window";
+    EXPECT_EQ(run({"--rendered", "--window", "131070,65535"}).status, 0);
+    const auto shared = out().samples<Uint16>();
+    EXPECT_NEAR(shared[1], 32767, 200) << "65535 is the middle of the window";
+    EXPECT_NEAR(shared[3], 60, 257) << "120 is near its start";
+    EXPECT_NEAR(shared[5], 60, 257);
 }
 
 TEST_F(VolumeCommand, RenderedVolumesTakeAWindow) {
@@ -230,14 +287,15 @@ TEST_F(VolumeCommand, RenderedVolumesTakeAWindow) {
     EXPECT_EQ(run({"--rendered", "--sort", "position"}).status, 0);
 }
 
-TEST_F(VolumeCommand, RenderedSlicesOfOneNumberCannotBeSortedByPosition) {
+TEST_F(VolumeCommand, SlicesOfOneNumberAreSortedByPosition) {
     auto slices = threeSlices();
     slices[0].number = 1;
     writeSeries(slices);
-    EXPECT_THAT(run({"--rendered", "--sort", "position"}), exitsSaying(1, HasSubstr("cannot be told apart")));
-    EXPECT_THAT(run({"--rendered"}), exitsSaying(0, HasSubstr("2 files have InstanceNumber 1")));
-    EXPECT_EQ(out().header.find("space"), std::string::npos);
-    EXPECT_EQ(run({"--sort", "position"}).status, 0) << "modality values know their file";
+    for (const Words& words : {Words{}, Words{"--rendered"}}) {
+        EXPECT_EQ(run(words).status, 0);
+        EXPECT_THAT(out().header, HasSubstr("(0,0,2)\nspace origin: (1,2,5)\n"));
+    }
+    EXPECT_THAT(run({"--sort", "instance"}), exitsSaying(1, HasSubstr("2 files have InstanceNumber 1")));
 }
 
 TEST_F(VolumeCommand, FramesTakeTheirPositionAndRescaleFromTheFunctionalGroups) {
@@ -264,10 +322,11 @@ TEST_F(VolumeCommand, FramesTakeTheirPositionAndRescaleFromTheFunctionalGroups) 
     const ProcessResult done = run({"--json"});
     EXPECT_THAT(done, exitsSaying(0, ""));
     EXPECT_THAT(out().header, HasSubstr("space directions: (3,0,0) (0,0,-2) (0,4,0)\nspace origin: (0,0,0)\n"));
-    EXPECT_THAT(out().samples<Sint32>(), ElementsAre(0, 1, 5, 7, 14, 17));
+    EXPECT_THAT(out().samples<Uint16>(), ElementsAre(0, 1, 5, 7, 14, 17));
     EXPECT_EQ(Json::parse(done.output)[0]["slices"],
               Json({folder.file("M") + " frame 1", folder.file("M") + " frame 2", folder.file("M") + " frame 3"}));
-    EXPECT_THAT(run({"--rendered"}).errors, HasSubstr("Only the first frame is in the rendered volume"));
+    EXPECT_EQ(run({"--rendered"}).status, 0);
+    EXPECT_THAT(out().header, HasSubstr("sizes: 2 1 3\n"));
 }
 
 TEST_F(VolumeCommand, FramesWithoutFunctionalGroupsHaveNoPosition) {
@@ -333,9 +392,15 @@ TEST_F(VolumeCommand, SaysAsJsonWhatWasFoundAndWritten) {
     EXPECT_EQ(series["findings"][0]["error"], true);
     EXPECT_EQ(series["findings"][0]["files"], Json({folder.file("C"), folder.file("A")}));
     EXPECT_EQ(series["slices"], Json({folder.file("B"), folder.file("C"), folder.file("A")}));
-    EXPECT_EQ(series["geometry"]["hasPosition"], true);
-    EXPECT_EQ(series["geometry"]["origin"], Json({1.0, 2.0, 5.0}));
+    EXPECT_EQ(series["geometry"]["hasPosition"], false);
+    EXPECT_EQ(series["geometry"]["origin"], nullptr);
     EXPECT_EQ(series["geometry"]["spacing"], Json({0.25, 0.5, 2.0}));
+    writeSeries(threeSlices());
+    const Json placed = Json::parse(run({"--json"}).output)[0];
+    EXPECT_EQ(placed["geometry"]["hasPosition"], true);
+    EXPECT_EQ(placed["geometry"]["origin"], Json({1.0, 2.0, 5.0}));
+    EXPECT_EQ(placed["group"], Json::object());
+    EXPECT_EQ(placed["unit"], nullptr);
 }
 
 TEST_F(VolumeCommand, GoesToTheStandardOutput) {

@@ -1,4 +1,4 @@
-#include "volume/SliceRecord.h"
+#include "volume/slices/SliceRecord.h"
 
 #include <gtest/gtest.h>
 

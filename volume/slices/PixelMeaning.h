@@ -19,6 +19,11 @@ struct PixelMeaning {
     std::string photometricInterpretation{};
 };
 
+/// The unit of the modality values: that of RescaleType, of Units in a PET, of DoseUnits in a dose; HU for a rescaled
+/// CT that says nothing else (PS3.3 C.11.1.1.2). Empty if unknown.
+/// @param attributes  with RescaleType, Units, DoseUnits, Modality and RescaleSlope
+std::string unitOf(velmora::StoreView attributes);
+
 PixelMeaning readPixelMeaning(velmora::Host& host, const std::string& file);
 
 /// The same as JSON members; unknown ones are null. "polarity" is that of the numbers that the command gives:

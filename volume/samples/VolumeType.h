@@ -18,18 +18,35 @@ struct ModalityRule {
     bool needsLibrary = false;
     vint tableBits = 0; ///< of the entries of a modality table, 0 without one
 
+    bool hasSameRescale(const ModalityRule& other) const {
+        return slope == other.slope && intercept == other.intercept && needsLibrary == other.needsLibrary;
+    }
     bool isIdentity() const { return slope == 1 && intercept == 0; }
 };
 
-/// Finds the smallest element type that holds the values of all slices, from the ranges that their attributes allow.
+/// Lowest and highest value.
+struct ValueRange {
+    double lowest = 0;
+    double highest = 0;
+};
+
+/// Limits of an integer type of numeric arrays; those of s32 for every other type.
+ValueRange rangeOf(vint integerType);
+
+/// Range of stored values after slope and intercept.
+ValueRange rescaled(const ValueRange& stored, const ModalityRule& rule);
+
+/// Finds the element type that holds the values of all slices.
 ///
-/// Whole slopes and intercepts give the first of u8, s8, u16, s16, u32, s32 that holds the range, otherwise f64.
-/// Fractions give f32, or f64 if the 24 bits of f32 cannot tell neighbouring stored values apart.
+/// Whole slopes and intercepts give the type in which the values are stored (8, 16 or 32 bits, by BitsStored; signed or
+/// not) or, if it does not hold the values that there are, the next larger integer that does; otherwise f64. Fractions
+/// give f32, or f64 if the 24 bits of f32 cannot tell neighbouring stored values apart.
 class VolumeType {
   public:
-    void add(const ModalityRule& rule);
-    /// A range of values that were found in the pixels.
-    void addRange(double lowest, double highest);
+    /// @param found  of the values in the pixels, before slope and intercept; after them if the library applies these
+    void add(const ModalityRule& rule, const ValueRange& found);
+    /// Values that are no whole numbers, whatever the rule says.
+    void addFractions();
     /// Everything that was added to the other.
     void add(const VolumeType& other);
 
@@ -37,25 +54,15 @@ class VolumeType {
     vint type() const;
 
   private:
-    void extend(double lowest, double highest);
+    void extend(const ValueRange& range);
 
-    double mLowest = 0;
-    double mHighest = 0;
+    ValueRange mRange{};
+    int mBits = 8; ///< of the widest type in which values are stored
     bool mIsEmpty = true;
+    bool mIsSigned = false;
     bool mIsWhole = true;
     bool mFitsSingle = true; ///< f32 keeps neighbours apart
 };
-
-/// Lowest and highest value of an integer type of numeric arrays.
-struct ValueRange {
-    double lowest;
-    double highest;
-};
-/// That of s32 for every other type.
-ValueRange rangeOf(vint integerType);
-
-/// Range of stored values after slope and intercept.
-ValueRange rescaled(const ValueRange& stored, const ModalityRule& rule);
 
 /// Calls `function` with a value of the C++ type of an element type that volumes can have.
 /// @throws VolumeError  another type

@@ -1,13 +1,27 @@
-#include "volume/PixelMeaning.h"
+#include "volume/slices/PixelMeaning.h"
 
 #include <algorithm>
 
-#include "volume/SliceRecord.h"
-#include "volume/VolumeType.h"
+#include "volume/samples/VolumeType.h"
+#include "volume/slices/SliceRecord.h"
 
 namespace radvex::volume {
 
 using velmora::Store;
+
+std::string unitOf(velmora::StoreView attributes) {
+    const std::string_view type = firstValue(attributes.text("RescaleType"));
+    if (!type.empty() && type != "US") { // "US" is for unspecified
+        return std::string(type);
+    }
+    for (const char* const keyword : {"Units", "DoseUnits"}) {
+        if (const std::string_view unit = firstValue(attributes.text(keyword)); !unit.empty()) {
+            return std::string(unit);
+        }
+    }
+    const bool isRescaled = decimalOf(firstValue(attributes.text("RescaleSlope"))).has_value();
+    return attributes.text("Modality") == "CT" && isRescaled ? "HU" : "";
+}
 
 PixelMeaning readPixelMeaning(velmora::Host& host, const std::string& file) {
     PixelMeaning meaning;
@@ -15,19 +29,15 @@ PixelMeaning readPixelMeaning(velmora::Host& host, const std::string& file) {
     const velmora::Value found = host.call(
         "ReadMetadata", {file,
                          Store::ofTexts({"PixelRepresentation", "BitsStored", "RescaleSlope", "RescaleIntercept",
-                                         "RescaleType", "PhotometricInterpretation", "Modality"}),
+                                         "RescaleType", "PhotometricInterpretation", "Modality", "Units", "DoseUnits"}),
                          false});
     const velmora::StoreView attributes = found.get<Store>().view();
     meaning.isSigned = attributes.integer("PixelRepresentation").value_or(0) != 0;
     meaning.bitsStored = attributes.integer("BitsStored");
     meaning.slope = decimalOf(firstValue(attributes.text("RescaleSlope")));
     meaning.intercept = decimalOf(firstValue(attributes.text("RescaleIntercept")));
-    meaning.unit = attributes.text("RescaleType");
     meaning.photometricInterpretation = attributes.text("PhotometricInterpretation");
-    // Rescaled CT values without a Rescale Type are Hounsfield units (PS3.3 C.11.1.1.2).
-    if (meaning.unit.empty() && attributes.text("Modality") == "CT" && meaning.slope) {
-        meaning.unit = "HU";
-    }
+    meaning.unit = unitOf(attributes);
     return meaning;
 }
 

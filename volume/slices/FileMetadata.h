@@ -4,24 +4,19 @@
 #include <vector>
 
 #include "host/Host.h"
-#include "volume/SliceRecord.h"
-#include "volume/VolumeType.h"
+#include "volume/samples/VolumeType.h"
+#include "volume/slices/SliceRecord.h"
 
 namespace radvex::volume {
 
 /// What one file says about itself and its slices. Each frame is a slice.
 class FileMetadata {
   public:
-    enum class Extent {
-        positions, ///< where its slices lie, but not colour and rules
-        all,
-    };
-
     /// Reads it through ReadMetadata.
     /// @param path  for the library
     /// @param name  of the file, as the user knows it
     /// @throws LibraryError
-    FileMetadata(velmora::Host& host, const std::string& path, std::string name, Extent extent = Extent::all);
+    FileMetadata(velmora::Host& host, const std::string& path, std::string name);
 
     const std::string& name() const { return mName; }
     vint rows() const { return mRows; }
@@ -34,8 +29,13 @@ class FileMetadata {
     /// to rescale them.
     bool needsLibrary() const { return mRule.needsLibrary; }
 
-    /// Frames get their positions from the functional groups. Without these they have none, since the position in the
-    /// dataset itself can only be that of one frame.
+    /// ImageType says that the picture holds several slices as tiles.
+    bool isMosaic() const;
+
+    /// The file, which is not compressed, is smaller than its attributes promise. What is missing counts as 0.
+    bool isLongerThanFile(const std::string& path) const;
+
+    /// As framesOf gives them, with the rescale of each.
     std::vector<SliceRecord> slices(vint frames) const;
     std::vector<ModalityRule> rules(vint frames) const;
 
@@ -45,6 +45,7 @@ class FileMetadata {
     vint mRows = 0;
     vint mColumns = 0;
     bool mIsColour = false;
+    double mPromisedBytes = 0; ///< of the pixels, if they are not compressed
     std::string mSeriesNumber{};
     vint mPromisedFrames = 1;
     ModalityRule mRule{};

@@ -1,4 +1,4 @@
-#include "volume/SliceGeometry.h"
+#include "volume/geometry/SliceGeometry.h"
 
 #include <algorithm>
 #include <iterator>
@@ -17,6 +17,17 @@ double lowerMedian(std::vector<double> values) {
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>((values.size() - 1) / 2);
     std::nth_element(values.begin(), middle, values.end());
     return *middle;
+}
+
+/// No matrix describes such a stack.
+bool isAgainstPosition(const Finding& finding) {
+    switch (finding.kind) {
+    case FindingKind::unevenSpacing:
+    case FindingKind::missingSlices:
+    case FindingKind::duplicatePosition:
+    case FindingKind::drift: return finding.isError;
+    default: return false;
+    }
 }
 
 double usualGap(const std::vector<double>& gaps) {
@@ -45,8 +56,7 @@ formats::VolumeGeometry geometryOf(const std::vector<SliceRecord>& slices, const
     geometry.columnStep = spacing.betweenColumns * orientation.alongColumns;
     geometry.rowStep = spacing.betweenRows * orientation.alongRows;
     geometry.sliceStep = statedDistance(first) * normal;
-    if (!verdict.hasPositions || verdict.has(FindingKind::noPosition) ||
-        verdict.has(FindingKind::differentOrientation)) {
+    if (!verdict.hasPositions) {
         return geometry;
     }
     std::vector<double> heights; // along the normal
@@ -59,33 +69,39 @@ formats::VolumeGeometry geometryOf(const std::vector<SliceRecord>& slices, const
     auto sorted = heights;
     std::sort(sorted.begin(), sorted.end());
     const double usual = gapsOf(sorted).usual;
-    geometry.hasPosition = (isAscending || isDescending) && !verdict.has(FindingKind::differentPixelSpacing) &&
-                           !verdict.has(FindingKind::duplicatePosition);
+    geometry.hasPosition = (isAscending || isDescending) && !verdict.has(FindingKind::noPixelSpacing) &&
+                           std::ranges::none_of(verdict.findings, isAgainstPosition);
     if (!geometry.hasPosition) {
         geometry.sliceStep = (usual > 0 ? usual : statedDistance(first)) * normal;
         return geometry;
     }
     geometry.origin = *first.position;
     if (order.size() > 1) {
-        const formats::Vector3 whole = *slices[order.back()].position - *first.position;
-        const double steps = verdict.has(FindingKind::missingSlices)
-                                 ? std::abs(heights.back() - heights.front()) / usual
-                                 : static_cast<double>(order.size() - 1);
-        geometry.sliceStep = 1 / steps * whole;
+        geometry.sliceStep =
+            1 / static_cast<double>(order.size() - 1) * (*slices[order.back()].position - *first.position);
     }
     return geometry;
+}
+
+bool isNearlyEven(std::span<const double> heights) {
+    constexpr double kOfSpacing = 0.1;
+    const double step = (heights.back() - heights.front()) / static_cast<double>(heights.size() - 1);
+    for (std::size_t index = 0; index < heights.size(); ++index) {
+        if (std::abs(heights[index] - heights.front() - static_cast<double>(index) * step) > kOfSpacing * step) {
+            return false;
+        }
+    }
+    return true;
 }
 
 bool StackGaps::isUneven(std::size_t index) const { return std::abs(gaps[index] - usual) > tolerance; }
 
 int StackGaps::missingAt(std::size_t index) const {
-    constexpr double kWhole = 0.1;
-    const double ratio = usual > 0 ? gaps[index] / usual : 0;
-    const double nearest = std::round(ratio);
-    if (nearest < 2 || std::abs(ratio - nearest) > kWhole) {
+    constexpr double kLargest = 1.5; // times the usual gap, within the tolerance
+    if (usual <= 0 || gaps[index] <= kLargest * usual + tolerance) {
         return 0;
     }
-    return static_cast<int>(std::min(nearest, 1e6)) - 1;
+    return std::max(1, static_cast<int>(std::min(std::round(gaps[index] / usual), 1e6)) - 1);
 }
 
 StackGaps gapsOf(std::span<const double> heights) {

@@ -5,17 +5,20 @@
 #include <vector>
 
 #include "formats/volumes/VolumeGeometry.h"
-#include "volume/GeometryVerdict.h"
-#include "volume/SliceRecord.h"
+#include "volume/geometry/GeometryVerdict.h"
+#include "volume/slices/SliceRecord.h"
 
 namespace radvex::volume {
 
-/// Geometry of a volume with the slices in `order`, one of the verdict's two. Uneven distances give the mean step,
-/// missing slices the usual one. If slices share a position, differ in orientation or pixel spacing, or are not in
-/// spatial order, the geometry has spacings but no position. A distance that positions do not give is
+/// Geometry of a volume with the slices in `order`, one of the verdict's two. It has a position if one matrix tells
+/// where every slice lies, within the tolerances of judgeSlices; otherwise only spacings: the usual distance, else
 /// SpacingBetweenSlices, SliceThickness or 1.
 formats::VolumeGeometry geometryOf(const std::vector<SliceRecord>& slices, const Verdict& verdict,
                                    const std::vector<std::size_t>& order);
+
+/// Whether each height lies within a tenth of the mean distance of its place in an even stack.
+/// @param heights  ascending
+bool isNearlyEven(std::span<const double> heights);
 
 /// Distances between neighbours of a stack that is sorted along its normal, in mm.
 struct StackGaps {
@@ -25,7 +28,7 @@ struct StackGaps {
 
     bool isDuplicate(std::size_t index) const { return usual == 0 || gaps[index] <= tolerance; }
     bool isUneven(std::size_t index) const;
-    /// Number of slices that are missing in a gap; 0 if it is not a multiple of the usual one.
+    /// Number of slices that are missing in a gap: 0 up to 1.5 times the usual one.
     int missingAt(std::size_t index) const;
 };
 

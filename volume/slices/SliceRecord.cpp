@@ -1,4 +1,4 @@
-#include "volume/SliceRecord.h"
+#include "volume/slices/SliceRecord.h"
 
 #include <charconv>
 
@@ -51,6 +51,13 @@ std::optional<double> decimalOf(std::string_view text) {
 }
 
 std::optional<vint> integerOf(std::string_view text) { return numberOf<vint>(text); }
+
+std::optional<vint> leadingInteger(std::string_view text) {
+    text = trimmed(text);
+    const std::size_t sign = !text.empty() && (text[0] == '+' || text[0] == '-') ? 1 : 0;
+    const std::size_t end = text.find_first_not_of("0123456789", sign);
+    return integerOf(text.substr(0, end));
+}
 
 std::optional<double> lengthOf(std::string_view text) {
     const auto value = decimalOf(text);

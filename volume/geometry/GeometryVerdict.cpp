@@ -1,4 +1,4 @@
-#include "volume/GeometryVerdict.h"
+#include "volume/geometry/GeometryVerdict.h"
 
 #include <algorithm>
 #include <iterator>

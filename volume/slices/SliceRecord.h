@@ -7,6 +7,7 @@
 
 #include "formats/volumes/VolumeGeometry.h"
 #include "velmora/VelmoraLibrary.h"
+#include "volume/slices/SliceTraits.h"
 
 namespace radvex::volume {
 
@@ -28,23 +29,32 @@ struct PixelSpacing {
     double betweenColumns = 1;
 };
 
-/// The attributes that tell where one slice of a volume lies. Missing and unusable ones are absent.
+/// The attributes that tell where one slice of a volume lies, and which volume it belongs to. Missing and unusable ones
+/// are absent.
 struct SliceRecord {
     std::string file{}; ///< as the user knows it
     vint frame = 1;     ///< from 1
     vint frames = 1;    ///< of the file
+    vint rows = 0;
+    vint columns = 0;
+    bool isColour = false;
     std::optional<vint> instanceNumber{};
+    std::string sopInstanceUid{};
+    std::string frameOfReferenceUid{};
+    std::string unit{};                         ///< of the modality values; empty if unknown
     std::optional<formats::Vector3> position{}; ///< centre of the first pixel
     std::optional<Orientation> orientation{};
     std::optional<PixelSpacing> pixelSpacing{};
     std::optional<double> sliceThickness{};       ///< mm
-    std::optional<double> spacingBetweenSlices{}; ///< mm
+    std::optional<double> spacingBetweenSlices{}; ///< mm, from centre to centre
+    SliceTraits traits{};
 
     /// All fields but the file, which is the same for all slices of a file.
     template <typename Self>
     static auto fields(Self& self) {
-        return std::tie(self.frame, self.frames, self.instanceNumber, self.position, self.orientation,
-                        self.pixelSpacing, self.sliceThickness, self.spacingBetweenSlices);
+        return std::tie(self.frame, self.frames, self.rows, self.columns, self.isColour, self.instanceNumber,
+                        self.sopInstanceUid, self.frameOfReferenceUid, self.unit, self.position, self.orientation,
+                        self.pixelSpacing, self.sliceThickness, self.spacingBetweenSlices, self.traits);
     }
 
     bool hasPosition() const { return position.has_value() && orientation.has_value(); }
@@ -59,6 +69,8 @@ inline std::string_view firstValue(std::string_view text) { return text.substr(0
 std::optional<double> decimalOf(std::string_view text);
 /// An integer string that fits. Nothing for a number with a fraction.
 std::optional<vint> integerOf(std::string_view text);
+/// The integer that a text begins with: 3 for "3a", as the library orders the files of a series.
+std::optional<vint> leadingInteger(std::string_view text);
 /// A length in mm: a decimal above zero.
 std::optional<double> lengthOf(std::string_view text);
 /// Three decimals, separated by backslashes.

@@ -1,7 +1,13 @@
-#include "volume/FileMetadata.h"
+#include "volume/slices/FileMetadata.h"
 
 #include <algorithm>
 #include <array>
+#include <filesystem>
+
+#include "media/FileStart.h"
+#include "volume/slices/FramePositions.h"
+#include "volume/slices/Items.h"
+#include "volume/slices/PixelMeaning.h"
 
 namespace radvex::volume {
 
@@ -11,69 +17,63 @@ using velmora::StoreView;
 
 namespace {
 
-/// Attributes that tell where slices lie. For a file of one frame, the library reads them without decompressing pixels.
-const std::vector<std::string> kOfPositions{"SOPClassUID",
-                                            "SeriesNumber",
-                                            "InstanceNumber",
-                                            "ImagePositionPatient",
-                                            "ImageOrientationPatient",
-                                            "PixelSpacing",
-                                            "SliceThickness",
-                                            "SpacingBetweenSlices",
-                                            "NumberOfFrames",
-                                            "Rows",
-                                            "Columns",
-                                            "SharedFunctionalGroupsSequence",
-                                            "PerFrameFunctionalGroupsSequence"};
+/// Attributes that tell what the pixel values mean, and which slices belong together.
+const std::vector<std::string> kKeywords{"SOPClassUID",
+                                         "SOPInstanceUID",
+                                         "SeriesNumber",
+                                         "InstanceNumber",
+                                         "FrameOfReferenceUID",
+                                         "ImagePositionPatient",
+                                         "ImageOrientationPatient",
+                                         "PixelSpacing",
+                                         "SliceThickness",
+                                         "SpacingBetweenSlices",
+                                         "NumberOfFrames",
+                                         "Rows",
+                                         "Columns",
+                                         "SamplesPerPixel",
+                                         "PhotometricInterpretation",
+                                         "BitsAllocated",
+                                         "BitsStored",
+                                         "PixelRepresentation",
+                                         "RescaleSlope",
+                                         "RescaleIntercept",
+                                         "RescaleType",
+                                         "Units",
+                                         "Modality",
+                                         "ModalityLUTSequence",
+                                         "DoseGridScaling",
+                                         "DoseUnits"};
 
-/// Attributes that tell what the pixel values mean.
-const std::vector<std::string> kOfValues{"SamplesPerPixel",  "PhotometricInterpretation", "BitsAllocated",
-                                         "BitsStored",       "PixelRepresentation",       "RescaleSlope",
-                                         "RescaleIntercept", "ModalityLUTSequence"};
-
-const velmora::Value& keywordsOf(FileMetadata::Extent extent) {
-    static const velmora::Value positions = Store::ofTexts(kOfPositions);
+const velmora::Value& keywords() {
     static const velmora::Value all = [] {
-        auto names = kOfPositions;
-        names.insert(names.end(), kOfValues.begin(), kOfValues.end());
+        auto names = kKeywords;
+        names.insert(names.end(), kTraitKeywords.begin(), kTraitKeywords.end());
+        names.insert(names.end(), kFrameKeywords.begin(), kFrameKeywords.end());
         return Store::ofTexts(names);
     }();
-    return extent == FileMetadata::Extent::positions ? positions : all;
+    return all;
 }
 
-StoreView innerStore(NodeView node) { return node.isStore() ? node.store() : StoreView(nullptr); }
-
-/// The first item of a sequence; empty if there is none.
-StoreView firstItem(StoreView attributes, std::string_view keyword) {
-    const StoreView items = attributes.store(keyword);
-    return items.size() == 0 ? items : innerStore(items.at(0));
-}
-
-/// Sets what a functional group says; the rest stays.
-void takeGroup(SliceRecord& slice, StoreView group) {
-    const auto take = [](auto& target, auto value) {
-        if (value) {
-            target = value;
-        }
-    };
-    take(slice.position, positionOf(firstItem(group, "PlanePositionSequence").text("ImagePositionPatient")));
-    take(slice.orientation,
-         orientationOf(firstItem(group, "PlaneOrientationSequence").text("ImageOrientationPatient")));
-    const StoreView measures = firstItem(group, "PixelMeasuresSequence");
-    take(slice.pixelSpacing, pixelSpacingOf(measures.text("PixelSpacing")));
-    take(slice.sliceThickness, lengthOf(measures.text("SliceThickness")));
-    take(slice.spacingBetweenSlices, lengthOf(measures.text("SpacingBetweenSlices")));
+/// Without the padding of the value.
+std::string uidOf(std::string_view text) {
+    const std::size_t end = text.find_last_not_of(std::string_view(" \0", 2));
+    return std::string(text.substr(0, end == std::string_view::npos ? 0 : end + 1));
 }
 
 SliceRecord wholeFile(StoreView file, const std::string& name) {
     SliceRecord slice;
     slice.file = name;
-    slice.instanceNumber = integerOf(firstValue(file.text("InstanceNumber")));
+    slice.instanceNumber = leadingInteger(firstValue(file.text("InstanceNumber")));
+    slice.sopInstanceUid = uidOf(file.text("SOPInstanceUID"));
+    slice.frameOfReferenceUid = uidOf(file.text("FrameOfReferenceUID"));
     slice.position = positionOf(file.text("ImagePositionPatient"));
     slice.orientation = orientationOf(file.text("ImageOrientationPatient"));
     slice.pixelSpacing = pixelSpacingOf(file.text("PixelSpacing"));
     slice.sliceThickness = lengthOf(file.text("SliceThickness"));
     slice.spacingBetweenSlices = lengthOf(file.text("SpacingBetweenSlices"));
+    slice.unit = unitOf(file);
+    takeTraits(slice.traits, file);
     return slice;
 }
 
@@ -111,6 +111,16 @@ ModalityRule storedValues(StoreView file) {
     return rule;
 }
 
+/// Bytes of uncompressed pixels. Both subsampled kinds of colour have two samples for a pixel (PS3.3 C.7.6.3.1.2).
+double promisedBytes(StoreView file, vint frames) {
+    const auto positive = [&](const char* keyword, vint otherwise) {
+        return static_cast<double>(std::max(0, file.integer(keyword).value_or(otherwise)));
+    };
+    const bool isSubsampled = file.text("PhotometricInterpretation").find("422") != std::string_view::npos;
+    const double samples = isSubsampled ? 2 : positive("SamplesPerPixel", 1);
+    return positive("Rows", 0) * positive("Columns", 0) * samples * positive("BitsAllocated", 0) / 8 * frames;
+}
+
 /// The last value of a table's descriptor is the number of bits of its entries.
 vint tableBitsOf(StoreView items) {
     StoreView descriptor(nullptr);
@@ -124,6 +134,15 @@ vint tableBitsOf(StoreView items) {
     return last >= 1 && last <= 16 ? last : 16;
 }
 
+/// Doses are scaled by an attribute of their own.
+bool takeDoseScaling(ModalityRule& rule, StoreView file) {
+    const auto scaling = decimalOf(firstValue(file.text("DoseGridScaling")));
+    if (scaling && *scaling != 0) {
+        rule.slope = *scaling;
+    }
+    return scaling.has_value();
+}
+
 /// Sets the rule of the whole file. False if frames may have their own.
 bool wholeFileRule(ModalityRule& rule, StoreView file, StoreView shared) {
     if (hasNoModalityTransformation(file.text("SOPClassUID"))) {
@@ -134,7 +153,8 @@ bool wholeFileRule(ModalityRule& rule, StoreView file, StoreView shared) {
         rule.tableBits = tableBitsOf(table);
         return true;
     }
-    return takeRescale(rule, file) || takeRescale(rule, firstItem(shared, "PixelValueTransformationSequence"));
+    return takeDoseScaling(rule, file) || takeRescale(rule, file) ||
+           takeRescale(rule, firstItem(shared, "PixelValueTransformationSequence"));
 }
 
 /// Visits the functional groups of each frame, as far as there are frames.
@@ -153,8 +173,8 @@ StoreView attributesOf(const velmora::Value& found) { return found.get<Store>().
 
 } // namespace
 
-FileMetadata::FileMetadata(velmora::Host& host, const std::string& path, std::string name, Extent extent)
-    : mFound(host.call("ReadMetadata", {path, keywordsOf(extent), false})), mName(std::move(name)) {
+FileMetadata::FileMetadata(velmora::Host& host, const std::string& path, std::string name)
+    : mFound(host.call("ReadMetadata", {path, keywords(), false})), mName(std::move(name)) {
     const StoreView file = attributesOf(mFound);
     mRows = file.integer("Rows").value_or(-1);
     mColumns = file.integer("Columns").value_or(-1);
@@ -162,24 +182,31 @@ FileMetadata::FileMetadata(velmora::Host& host, const std::string& path, std::st
                 file.text("PhotometricInterpretation").starts_with("PALETTE");
     mSeriesNumber = firstValue(file.text("SeriesNumber"));
     mPromisedFrames = std::max(1, integerOf(firstValue(file.text("NumberOfFrames"))).value_or(1));
+    mPromisedBytes = promisedBytes(file, mPromisedFrames);
     mRule = storedValues(file);
     mIsRuleWhole = wholeFileRule(mRule, file, firstItem(file, "SharedFunctionalGroupsSequence"));
 }
 
+bool FileMetadata::isLongerThanFile(const std::string& path) const {
+    constexpr std::array<std::string_view, 4> kUncompressed{"", "1.2.840.10008.1.2", "1.2.840.10008.1.2.1",
+                                                            "1.2.840.10008.1.2.2"};
+    std::error_code problem;
+    const std::uintmax_t size = std::filesystem::file_size(path, problem);
+    return !problem && static_cast<double>(size) < mPromisedBytes &&
+           std::ranges::find(kUncompressed, media::FileStart(path).transferSyntax()) != kUncompressed.end();
+}
+
+bool FileMetadata::isMosaic() const {
+    return attributesOf(mFound).text("ImageType").find("MOSAIC") != std::string_view::npos;
+}
+
 std::vector<SliceRecord> FileMetadata::slices(vint frames) const {
     const StoreView file = attributesOf(mFound);
-    SliceRecord slice = wholeFile(file, mName);
-    if (mPromisedFrames > 1) {
-        slice.position.reset();
-    }
-    slice.frames = mPromisedFrames;
-    takeGroup(slice, firstItem(file, "SharedFunctionalGroupsSequence"));
-    std::vector<SliceRecord> slices(static_cast<std::size_t>(frames), slice);
-    for (std::size_t index = 0; index < slices.size(); ++index) {
-        slices[index].frame = static_cast<vint>(index) + 1;
-    }
-    forEachFrame(file, slices.size(), [&](std::size_t index, StoreView group) { takeGroup(slices[index], group); });
-    return slices;
+    SliceRecord whole = wholeFile(file, mName);
+    whole.rows = mRows;
+    whole.columns = mColumns;
+    whole.isColour = mIsColour;
+    return framesOf(file, whole, mPromisedFrames, frames);
 }
 
 std::vector<ModalityRule> FileMetadata::rules(vint frames) const {

@@ -1,0 +1,180 @@
+#include "volume/VolumeAssembly.h"
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+
+#include "volume/samples/Resampling.h"
+
+namespace radvex::volume {
+
+namespace {
+
+bool isError(const Finding& finding) { return finding.isError; }
+
+class Assembly {
+  public:
+    Assembly(SeriesSlices& series, VolumePlan plan) : mSeries(series), mPlan(std::move(plan)) {}
+
+    SeriesVolumes assemble(bool isFourD) {
+        SeriesVolumes all;
+        all.findings = mSeries.findings;
+        std::ranges::copy(mPlan.findings, std::back_inserter(all.findings));
+        if (isFourD && mPlan.volumes.size() > 1) {
+            all.volumes.push_back(joined());
+            return all;
+        }
+        for (const PlannedVolume& planned : mPlan.volumes) {
+            all.volumes.push_back(single(planned, mSeries.samples->typeOf(planned.order).type()));
+        }
+        return all;
+    }
+
+  private:
+    Volume single(const PlannedVolume& planned, vint type) {
+        Volume volume{.label = planned.label,
+                      .traits = planned.traits,
+                      .header = headerOf(planned, type),
+                      .bytes = mSeries.samples->bytesOf(planned.order, type),
+                      .slices = planned.order,
+                      .tiltDegrees = planned.tiltDegrees,
+                      .findings = planned.findings};
+        setUnit(volume);
+        setRescale(volume);
+        if (!planned.heights.empty()) {
+            resample(volume, planned.heights);
+        }
+        return volume;
+    }
+
+    formats::VolumeHeader headerOf(const PlannedVolume& planned, vint type) const {
+        const SliceRecord& first = mSeries.slices[planned.order.front()];
+        formats::VolumeHeader header;
+        header.type = type;
+        header.channels = first.isColour ? 3 : 1;
+        header.columns = first.columns;
+        header.rows = first.rows;
+        header.slices = static_cast<vint>(planned.order.size());
+        header.geometry = planned.geometry;
+        return header;
+    }
+
+    void setUnit(Volume& volume) const {
+        if (mSeries.hasPictures) {
+            return;
+        }
+        const std::string& unit = mSeries.slices[volume.slices.front()].unit;
+        Indices others;
+        std::ranges::copy_if(volume.slices, std::back_inserter(others),
+                             [&](std::size_t slice) { return mSeries.slices[slice].unit != unit; });
+        if (others.empty()) {
+            volume.header.unit = unit;
+        } else {
+            volume.findings.push_back(findingAbout(FindingKind::differentUnits, true,
+                                                   "The slices differ in the unit of their values",
+                                                   namesAt(mSeries.slices, others)));
+        }
+    }
+
+    void setRescale(Volume& volume) const {
+        if (mSeries.rules.empty()) {
+            return;
+        }
+        const ModalityRule& first = mSeries.rules[volume.slices.front()];
+        for (const std::size_t slice : volume.slices) {
+            if (!mSeries.rules[slice].hasSameRescale(first)) {
+                throw formats::VolumeError(mSeries.slices[slice].name() +
+                                           " has another slope or intercept than other slices, so that stored values "
+                                           "cannot keep one for all; without --stored they are applied.");
+            }
+        }
+        volume.header.slope = first.slope;
+        volume.header.intercept = first.intercept;
+    }
+
+    static void resample(Volume& volume, const std::vector<double>& heights) {
+        const double step = length(volume.header.geometry.sliceStep);
+        ResampledVolume resampled = resampleVolume(volume.header, volume.bytes, heights, step);
+        volume.header = resampled.header;
+        volume.bytes = std::move(resampled.slices);
+        volume.owner = std::move(resampled.owner);
+    }
+
+    Volume joined() {
+        requireOneStack();
+        Indices all;
+        for (const PlannedVolume& planned : mPlan.volumes) {
+            std::ranges::copy(planned.order, std::back_inserter(all));
+        }
+        const vint type = mSeries.samples->typeOf(all).type();
+        Volume volume = single(mPlan.volumes.front(), type);
+        volume.label.clear();
+        volume.traits.clear();
+        volume.slices = all;
+        volume.bytes = mSeries.samples->bytesOf(all, type);
+        setUnit(volume);
+        setRescale(volume);
+        volume.header.volumes = static_cast<vint>(mPlan.volumes.size());
+        for (const PlannedVolume& planned : mPlan.volumes) {
+            if (&planned != &mPlan.volumes.front()) {
+                std::ranges::copy(planned.findings, std::back_inserter(volume.findings));
+            }
+            if (planned.seconds) {
+                volume.seconds.push_back(*planned.seconds);
+            }
+        }
+        setTimeStep(volume);
+        return volume;
+    }
+
+    void requireOneStack() const {
+        const PlannedVolume& first = mPlan.volumes.front();
+        for (const PlannedVolume& planned : mPlan.volumes) {
+            const bool fits = planned.order.size() == first.order.size() && planned.heights.empty() &&
+                              std::ranges::equal(planned.order, first.order, [&](std::size_t a, std::size_t b) {
+                                  return mSeries.slices[a].rows == mSeries.slices[b].rows &&
+                                         mSeries.slices[a].columns == mSeries.slices[b].columns &&
+                                         mSeries.slices[a].isColour == mSeries.slices[b].isColour;
+                              });
+            if (!mPlan.isOneStack || !fits) {
+                throw formats::VolumeError("The volumes of the series have different positions and do not fit into one "
+                                           "file of four dimensions; without --4d each becomes a file.");
+            }
+        }
+    }
+
+    /// The fourth spacing, if the volumes differ in time alone and follow each other evenly.
+    void setTimeStep(Volume& volume) const {
+        constexpr double kUneven = 0.01;
+        if (!mPlan.isInTime || volume.seconds.size() != mPlan.volumes.size()) {
+            volume.seconds.clear();
+            return;
+        }
+        const double step =
+            (volume.seconds.back() - volume.seconds.front()) / static_cast<double>(volume.seconds.size() - 1);
+        bool isEven = step > 0;
+        for (std::size_t index = 1; index < volume.seconds.size(); ++index) {
+            isEven = isEven &&
+                     std::abs(volume.seconds[index] - volume.seconds[index - 1] - step) <= kUneven * std::abs(step);
+        }
+        volume.header.secondsBetweenVolumes = isEven ? step : 0;
+    }
+
+    SeriesSlices& mSeries;
+    VolumePlan mPlan;
+};
+
+} // namespace
+
+bool Volume::hasErrors() const { return std::ranges::any_of(findings, isError); }
+
+bool SeriesVolumes::hasErrors() const { return std::ranges::any_of(findings, isError); }
+
+SeriesVolumes assembleVolumes(SeriesSlices& series, PlanOptions options, bool isFourD) {
+    options.hasSameSamples = [&series](std::size_t one, std::size_t other) {
+        return series.samples->isSame(one, other);
+    };
+    return Assembly(series, planVolumes(series.slices, options)).assemble(isFourD);
+}
+
+} // namespace radvex::volume

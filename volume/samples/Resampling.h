@@ -1,0 +1,25 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "formats/volumes/VolumeFile.h"
+
+namespace radvex::volume {
+
+/// A volume whose slices were interpolated.
+struct ResampledVolume {
+    formats::VolumeHeader header{}; ///< with the new number of slices, and f32
+    std::vector<formats::SliceBytes> slices{};
+    std::shared_ptr<const void> owner{}; ///< of the samples
+};
+
+/// Interpolates linearly between neighbouring slices, to slices at even distances from the first one to the last one or
+/// just before it. Values become f32, or f64 if they were; colour is not interpolated.
+/// @param heights  of the slices in mm, ascending
+/// @param step     distance of the new slices in mm, above zero
+/// @throws VolumeError  colour, or no memory
+ResampledVolume resampleVolume(const formats::VolumeHeader& header, const std::vector<formats::SliceBytes>& slices,
+                               const std::vector<double>& heights, double step);
+
+} // namespace radvex::volume

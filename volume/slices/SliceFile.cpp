@@ -1,0 +1,137 @@
+#include "volume/slices/SliceFile.h"
+
+#include "media/Rendering.h"
+#include "volume/slices/FileMetadata.h"
+#include "volume/slices/PixelMeaning.h"
+#include "workers/Parcel.h"
+
+namespace radvex::volume {
+
+namespace {
+
+constexpr vint kStoredValues = 0x40; // image flag: no modality transformation
+
+/// Closes the reader of a file, whatever becomes of it.
+class ClosingReader {
+  public:
+    ClosingReader(velmora::Host& host, const std::string& path) : mHost(host), mPath(path) {}
+    ~ClosingReader() {
+        try {
+            mHost.call("CloseReader", {mPath});
+        } catch (const std::exception&) { // the file was never opened
+        }
+    }
+    ClosingReader(const ClosingReader&) = delete;
+    ClosingReader& operator=(const ClosingReader&) = delete;
+
+  private:
+    velmora::Host& mHost;
+    const std::string& mPath;
+};
+
+velmora::Value valuesOf(velmora::Host& host, const std::string& path, const FileMetadata& metadata, bool areStored) {
+    const vint flags = media::kImageFlags | (areStored ? kStoredValues : 0);
+    velmora::Value values = host.call("ReadIntermediatePixelData", {path, flags, 0});
+    if (!values.is<velmora::NumericArray>()) {
+        throw formats::VolumeError(metadata.name() + ": DCMTK's intermediate values have no array type.");
+    }
+    return values;
+}
+
+void readSamples(velmora::Host& host, const std::string& path, const FileMetadata& metadata, SampleKind kind,
+                 const Allocate& allocate, SliceFile& file) {
+    if (kind == SampleKind::stored && metadata.needsLibrary()) {
+        throw formats::VolumeError(metadata.name() + " has a modality table in place of slope and intercept, which "
+                                                     "stored values cannot keep; without --stored they are applied.");
+    }
+    // Stored values are rescaled here: the library would truncate fractions to integers, and DCMTK is slower.
+    const velmora::Value values = valuesOf(host, path, metadata, !metadata.needsLibrary());
+    const VelmoraNumericArray& array = *values.get<velmora::NumericArray>().handle();
+    const vint frames = array.dimensions.size() > 2 ? array.dimensions.front() : 1;
+    const auto samples = static_cast<std::size_t>(file.rows) * static_cast<std::size_t>(file.columns); // 16-bit each
+    auto rules = metadata.rules(frames);
+    if (kind == SampleKind::stored) {
+        file.rules = rules;
+        for (ModalityRule& rule : rules) {
+            rule.slope = 1;
+            rule.intercept = 0;
+        }
+    }
+    file.samples = storeSlices(allocate, samples, array, rules);
+}
+
+/// The pictures of ReadImageData, which unlike ReadImage never gives raw values for a file that cannot be rendered.
+void readPictures(velmora::Host& host, const std::string& path, const velmora::Tensor& scaling,
+                  const Allocate& allocate, SliceFile& file) {
+    const velmora::Value pictures = host.call("ReadImageData", {path, 0, 0, scaling, false, media::kImageFlags});
+    file.samples = storePictures(allocate, file.rows, file.columns, pictures.get<velmora::Store>().view());
+}
+
+} // namespace
+
+SliceFile readSliceFile(velmora::Host& host, const std::string& path, const std::string& name,
+                        const SliceReading& reading, const Allocate& allocate) {
+    const ClosingReader closing(host, path);
+    SliceFile file;
+    try {
+        const FileMetadata metadata(host, path, name);
+        file.isKnown = true;
+        file.isMosaic = metadata.isMosaic();
+        file.seriesNumber = metadata.seriesNumber();
+        file.rows = metadata.rows();
+        file.columns = metadata.columns();
+        if (file.rows < 1 || file.columns < 1) {
+            return file;
+        }
+        if (metadata.isColour() || reading.kind == SampleKind::rendered) {
+            readPictures(host, path, reading.scaling, allocate, file);
+        } else {
+            readSamples(host, path, metadata, reading.kind, allocate, file);
+        }
+        file.slices = metadata.slices(static_cast<vint>(file.samples.count));
+        file.isShort = metadata.isLongerThanFile(path);
+    } catch (const velmora::LibraryError& error) {
+        file.reason = error.what();
+    } catch (const Error& error) {
+        file.refusal = error.what();
+    }
+    return file;
+}
+
+std::optional<ValueRange> rangeOfFile(velmora::Host& host, const std::string& path) {
+    const ClosingReader closing(host, path);
+    try {
+        const FileMetadata metadata(host, path, path);
+        if (metadata.isColour()) {
+            return std::nullopt;
+        }
+        const velmora::Value values = valuesOf(host, path, metadata, false);
+        const Statistics found = statisticsOf(*values.get<velmora::NumericArray>().handle());
+        return ValueRange{found.minimum, found.maximum};
+    } catch (const velmora::LibraryError&) {
+        return std::nullopt;
+    } catch (const Error&) {
+        return std::nullopt;
+    }
+}
+
+std::string toParcel(SliceFile file, const workers::SharedMemory& memory) {
+    file.offset = file.samples.count == 0 ? 0 : memory.offsetOf(file.samples.samples);
+    return workers::toParcel(file);
+}
+
+SliceFile fromParcel(const std::string& parcel, const std::string& name, const workers::SharedMemory& memory) {
+    auto file = workers::fromParcel<SliceFile>(parcel);
+    if (file.slices.size() != file.samples.count) {
+        throw Error("A process described other slices than it sent.");
+    }
+    if (file.samples.count > 0) {
+        file.samples.samples = memory.at(file.offset, file.bytes());
+    }
+    for (SliceRecord& slice : file.slices) {
+        slice.file = name;
+    }
+    return file;
+}
+
+} // namespace radvex::volume

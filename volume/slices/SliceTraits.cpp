@@ -1,0 +1,200 @@
+#include "volume/slices/SliceTraits.h"
+
+#include <array>
+#include <chrono>
+#include <iterator>
+
+#include "formats/json/Text.h"
+#include "volume/slices/Items.h"
+#include "volume/slices/SliceRecord.h"
+
+namespace radvex::volume {
+
+using velmora::StoreView;
+
+namespace {
+
+constexpr TraitRule kRules[] = {
+    {Trait::echoTime, TraitRole::contrast, "EchoTime", "echo"},
+    {Trait::inversionTime, TraitRole::contrast, "InversionTime", "ti"},
+    {Trait::diffusionBValue, TraitRole::contrast, "DiffusionBValue", "b"},
+    {Trait::diffusionDirection, TraitRole::contrast, "DiffusionGradientOrientation", "dir"},
+    {Trait::complexComponent, TraitRole::contrast, "ComplexImageComponent", ""},
+    {Trait::imageType, TraitRole::contrast, "ImageType", "type"},
+    {Trait::energyWindow, TraitRole::contrast, "EnergyWindowVector", "window"},
+    {Trait::stack, TraitRole::part, "StackID", "stack"},
+    {Trait::temporalIndex, TraitRole::index, "TemporalPositionIndex", "time"},
+    {Trait::temporalIdentifier, TraitRole::index, "TemporalPositionIdentifier", "time"},
+    {Trait::triggerTime, TraitRole::time, "TriggerTime", "time"},
+    {Trait::frameReferenceTime, TraitRole::time, "FrameReferenceTime", "time"},
+    {Trait::frameReferenceDateTime, TraitRole::time, "FrameReferenceDateTime", "time"},
+    {Trait::dimension1, TraitRole::index, "DimensionIndexValues", "dim"},
+    {Trait::dimension2, TraitRole::index, "DimensionIndexValues", "dim"},
+    {Trait::dimension3, TraitRole::index, "DimensionIndexValues", "dim"},
+    {Trait::dimension4, TraitRole::index, "DimensionIndexValues", "dim"},
+    {Trait::acquisitionNumber, TraitRole::part, "AcquisitionNumber", "acq"},
+    {Trait::acquisitionTime, TraitRole::time, "AcquisitionTime", "time"},
+    {Trait::contentTime, TraitRole::time, "ContentTime", "time"},
+};
+static_assert(std::size(kRules) == kTraitCount);
+
+/// The text of a number, which the library gives as an integer, a real or a text.
+std::string numberText(StoreView attributes, std::string_view keyword) {
+    for (const velmora::NodeView node : attributes) {
+        if (node.name() == keyword && node.type() == VType_Integer) {
+            return std::to_string(node.cell().integer);
+        }
+        if (node.name() == keyword && node.type() == VType_Real) {
+            return formats::shortestText(node.cell().real);
+        }
+        if (node.name() == keyword && node.isText()) {
+            const auto number = decimalOf(firstValue(node.text()));
+            return number ? formats::shortestText(*number) : std::string(node.text());
+        }
+    }
+    return "";
+}
+
+/// Several numbers, with backslashes between them, as texts have them.
+std::string listText(StoreView attributes, std::string_view keyword) {
+    std::string text;
+    for (const velmora::NodeView node : attributes.store(keyword)) {
+        const bool isReal = node.type() == VType_Real;
+        if (isReal || node.type() == VType_Integer) {
+            text += (text.empty() ? "" : "\\") +
+                    (isReal ? formats::shortestText(node.cell().real) : std::to_string(node.cell().integer));
+        }
+    }
+    return text.empty() ? numberText(attributes, keyword) : text;
+}
+
+void setSeconds(SliceTraits& traits, Trait trait, std::optional<double> seconds) {
+    traits.set(trait, seconds ? formats::shortestText(*seconds) : std::string{});
+}
+
+/// Days since 1970 of "YYYYMMDD".
+std::optional<int> daysOf(std::string_view date) {
+    const auto number = date.size() == 8 ? integerOf(date) : std::nullopt;
+    if (!number) {
+        return std::nullopt;
+    }
+    const std::chrono::year_month_day day{std::chrono::year(*number / 10000),
+                                          std::chrono::month(static_cast<unsigned>(*number / 100 % 100)),
+                                          std::chrono::day(static_cast<unsigned>(*number % 100))};
+    return day.ok() ? std::optional(std::chrono::sys_days(day).time_since_epoch().count()) : std::nullopt;
+}
+
+void takeDimensions(SliceTraits& traits, StoreView content) {
+    auto trait = static_cast<std::size_t>(Trait::dimension1);
+    for (const velmora::NodeView node : content.store("DimensionIndexValues")) {
+        if (node.type() == VType_Integer && trait <= static_cast<std::size_t>(Trait::dimension4)) {
+            traits.set(static_cast<Trait>(trait++), std::to_string(node.cell().integer));
+        }
+    }
+}
+
+void takeContent(SliceTraits& traits, StoreView content) {
+    traits.set(Trait::stack, content.text("StackID"));
+    traits.set(Trait::temporalIndex, numberText(content, "TemporalPositionIndex"));
+    setSeconds(traits, Trait::frameReferenceDateTime, secondsOfDateTime(content.text("FrameReferenceDateTime")));
+    setSeconds(traits, Trait::acquisitionTime, secondsOfDateTime(content.text("FrameAcquisitionDateTime")));
+    traits.set(Trait::acquisitionNumber, numberText(content, "FrameAcquisitionNumber"));
+    takeDimensions(traits, content);
+}
+
+void takeDiffusion(SliceTraits& traits, StoreView diffusion) {
+    traits.set(Trait::diffusionBValue, numberText(diffusion, "DiffusionBValue"));
+    traits.set(Trait::diffusionDirection, listText(diffusion, "DiffusionGradientOrientation"));
+    traits.set(Trait::diffusionDirection,
+               listText(firstItem(diffusion, "DiffusionGradientDirectionSequence"), "DiffusionGradientOrientation"));
+}
+
+} // namespace
+
+const TraitRule& ruleOf(Trait trait) { return kRules[static_cast<std::size_t>(trait)]; }
+
+void SliceTraits::set(Trait trait, std::string_view text) {
+    if (!text.empty()) {
+        mTexts.resize(kTraitCount);
+        mTexts[static_cast<std::size_t>(trait)] = text;
+    }
+}
+
+const std::vector<std::string> kTraitKeywords{"EchoTime",
+                                              "InversionTime",
+                                              "DiffusionBValue",
+                                              "DiffusionGradientOrientation",
+                                              "ImageType",
+                                              "StackID",
+                                              "TemporalPositionIndex",
+                                              "TemporalPositionIdentifier",
+                                              "TriggerTime",
+                                              "FrameReferenceTime",
+                                              "FrameReferenceDateTime",
+                                              "AcquisitionNumber",
+                                              "AcquisitionDate",
+                                              "AcquisitionTime",
+                                              "AcquisitionDateTime",
+                                              "ContentTime",
+                                              "ComplexImageComponent"};
+
+void takeTraits(SliceTraits& traits, StoreView dataset) {
+    for (const Trait trait : {Trait::echoTime, Trait::inversionTime, Trait::temporalIndex, Trait::temporalIdentifier,
+                              Trait::triggerTime, Trait::frameReferenceTime, Trait::acquisitionNumber}) {
+        traits.set(trait, numberText(dataset, ruleOf(trait).keyword));
+    }
+    takeDiffusion(traits, dataset);
+    for (const Trait trait : {Trait::complexComponent, Trait::imageType, Trait::stack}) {
+        traits.set(trait, dataset.text(ruleOf(trait).keyword));
+    }
+    setSeconds(traits, Trait::frameReferenceDateTime, secondsOfDateTime(dataset.text("FrameReferenceDateTime")));
+    const auto days = daysOf(dataset.text("AcquisitionDate"));
+    const auto seconds = secondsOfTime(firstValue(dataset.text("AcquisitionTime")));
+    setSeconds(traits, Trait::acquisitionTime,
+               seconds ? std::optional(days.value_or(0) * 86400.0 + *seconds) : seconds);
+    setSeconds(traits, Trait::acquisitionTime, secondsOfDateTime(dataset.text("AcquisitionDateTime")));
+    setSeconds(traits, Trait::contentTime, secondsOfTime(firstValue(dataset.text("ContentTime"))));
+}
+
+void takeGroupTraits(SliceTraits& traits, StoreView group) {
+    traits.set(Trait::echoTime, numberText(firstItem(group, "MREchoSequence"), "EffectiveEchoTime"));
+    traits.set(Trait::inversionTime, listText(firstItem(group, "MRModifierSequence"), "InversionTimes"));
+    takeDiffusion(traits, firstItem(group, "MRDiffusionSequence"));
+    for (const char* const sequence :
+         {"MRImageFrameTypeSequence", "CTImageFrameTypeSequence", "PETFrameTypeSequence"}) {
+        const StoreView type = firstItem(group, sequence);
+        traits.set(Trait::imageType, type.text("FrameType"));
+        traits.set(Trait::complexComponent, type.text("ComplexImageComponent"));
+    }
+    traits.set(Trait::triggerTime,
+               numberText(firstItem(group, "CardiacSynchronizationSequence"), "NominalCardiacTriggerDelayTime"));
+    traits.set(Trait::temporalIndex,
+               numberText(firstItem(group, "TemporalPositionSequence"), "TemporalPositionTimeOffset"));
+    takeContent(traits, firstItem(group, "FrameContentSequence"));
+}
+
+std::optional<double> secondsOfTime(std::string_view text) {
+    // "HHMMSS.FFFFFF", of which anything from the right may be missing.
+    const auto part = [&](std::size_t first) {
+        return first >= text.size() ? std::optional(0.0)
+                                    : decimalOf(text.substr(first, first == 4 ? std::string_view::npos : 2));
+    };
+    const std::size_t end = text.find_last_not_of(std::string_view(" \0", 2));
+    text = text.substr(0, end == std::string_view::npos ? 0 : end + 1);
+    const auto hours = part(0);
+    const auto minutes = part(2);
+    const auto seconds = part(4);
+    if (text.size() < 2 || !hours || !minutes || !seconds || *hours < 0 || *minutes < 0 || *seconds < 0) {
+        return std::nullopt;
+    }
+    return *hours * 3600 + *minutes * 60 + *seconds;
+}
+
+std::optional<double> secondsOfDateTime(std::string_view text) {
+    text = text.substr(0, text.find_first_of("+-")); // all of one file have the same offset from UTC
+    const auto days = daysOf(text.substr(0, 8));
+    const auto seconds = text.size() > 8 ? secondsOfTime(text.substr(8)) : std::optional(0.0);
+    return days && seconds ? std::optional(*days * 86400.0 + *seconds) : std::nullopt;
+}
+
+} // namespace radvex::volume
