@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "volume/AttributeValues.h"
+
 namespace radvex::volume {
 
 using velmora::NodeView;
@@ -39,14 +41,6 @@ const velmora::Value& keywordsOf(FileMetadata::Extent extent) {
         return Store::ofTexts(names);
     }();
     return extent == FileMetadata::Extent::positions ? positions : all;
-}
-
-StoreView innerStore(NodeView node) { return node.isStore() ? node.store() : StoreView(nullptr); }
-
-/// The first item of a sequence; empty if there is none.
-StoreView firstItem(StoreView attributes, std::string_view keyword) {
-    const StoreView items = attributes.store(keyword);
-    return items.size() == 0 ? items : innerStore(items.at(0));
 }
 
 /// Sets what a functional group says; the rest stays.
