@@ -127,6 +127,14 @@ class Assembly {
         return volume;
     }
 
+    /// Within a tenth of a voxel.
+    static bool isSameGeometry(const formats::VolumeGeometry& a, const formats::VolumeGeometry& b) {
+        const double tolerance = 0.1 * std::min({length(a.columnStep), length(a.rowStep), length(a.sliceStep)});
+        return a.hasPosition == b.hasPosition &&
+               (!a.hasPosition || (length(a.origin - b.origin) <= tolerance &&
+                                   length(a.sliceStep - b.sliceStep) <= tolerance));
+    }
+
     void requireOneStack() const {
         const PlannedVolume& first = mPlan.volumes.front();
         for (const PlannedVolume& planned : mPlan.volumes) {
@@ -136,7 +144,7 @@ class Assembly {
                                          mSeries.slices[a].columns == mSeries.slices[b].columns &&
                                          mSeries.slices[a].isColour == mSeries.slices[b].isColour;
                               });
-            if (!mPlan.isOneStack || !fits) {
+            if (!mPlan.isOneStack || !fits || !isSameGeometry(planned.geometry, first.geometry)) {
                 throw formats::VolumeError("The volumes of the series have different positions and do not fit into one "
                                            "file of four dimensions; without --4d each becomes a file.");
             }

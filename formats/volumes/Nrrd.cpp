@@ -32,6 +32,10 @@ std::string positionOf(const VolumeHeader& header) {
                    vectorOf(geometry.columnStep) + " " + vectorOf(geometry.rowStep) + " " +
                        vectorOf(geometry.sliceStep),
                    "none") +
+           (header.secondsBetweenVolumes > 0
+                ? "spacings: " + perAxis(header, "NaN", "NaN NaN NaN", exact(header.secondsBetweenVolumes)) +
+                      "units: " + perAxis(header, "\"\"", "\"\" \"\" \"\"", "\"s\"")
+                : "") +
            "space origin: " + vectorOf(geometry.origin) + "\nspace units: \"mm\" \"mm\" \"mm\"\n";
 }
 
@@ -74,9 +78,6 @@ std::string nrrdHeader(const VolumeHeader& header, bool isCompressed) {
     // Single bytes have no order, and strict readers refuse the field for them.
     const bool hasOrder = header.type != VNumericArray_S8 && header.type != VNumericArray_U8;
     text += std::string(hasOrder ? "endian: little\n" : "") + "encoding: " + (isCompressed ? "gzip" : "raw") + "\n";
-    if (header.volumes > 1 && isInTime && header.geometry.hasPosition) {
-        text += "seconds between volumes:=" + exact(header.secondsBetweenVolumes) + "\n"; // directions exclude spacings
-    }
     return text + (header.isResampled ? "resampled:=along the stack\n" : "") + "\n";
 }
 

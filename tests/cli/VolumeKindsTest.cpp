@@ -102,7 +102,7 @@ TEST_F(VolumeKinds, PointsInTimeHaveAFourthSpacing) {
                     folder.file("out.nii")});
     EXPECT_EQ(header.output, "(2, 1, 2, 3) 0.25 ('mm', 'sec') 201.0\n") << header.errors;
     EXPECT_EQ(run({"--4d"}).status, 0);
-    EXPECT_THAT(headerOf(folder.file("out.nrrd")), HasSubstr("seconds between volumes:=0.25"));
+    EXPECT_THAT(headerOf(folder.file("out.nrrd")), HasSubstr("\nspacings: NaN NaN NaN 0.25\n"));
 }
 
 TEST_F(VolumeKinds, AnIncompleteSetNamesWhatIsMissing) {

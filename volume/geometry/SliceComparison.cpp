@@ -13,13 +13,17 @@ namespace radvex::volume {
 
 namespace {
 
-constexpr double kDirection = 1e-3; // the precision of cosines with three decimals
-
-bool isSameVector(const formats::Vector3& a, const formats::Vector3& b) {
-    return std::ranges::equal(a, b, [](double one, double other) { return std::abs(one - other) <= kDirection; });
+/// By how much a cosine, or a spacing in relation to itself, may differ: 1e-3, or less if this would be a tenth of a
+/// pixel at the far edge of the picture.
+double toleranceOf(const SliceRecord& slice) {
+    return std::min(1e-3, 0.1 / std::max({slice.rows, slice.columns, vint{1}}));
 }
 
-bool isSameLength(double a, double b) { return std::abs(a - b) <= 1e-3 * std::max(a, b); }
+bool isSameVector(const formats::Vector3& a, const formats::Vector3& b, double tolerance) {
+    return std::ranges::equal(a, b, [&](double one, double other) { return std::abs(one - other) <= tolerance; });
+}
+
+bool isSameLength(double a, double b, double tolerance) { return std::abs(a - b) <= tolerance * std::max(a, b); }
 
 bool hasSameSize(const SliceRecord& a, const SliceRecord& b) { return a.rows == b.rows && a.columns == b.columns; }
 
@@ -34,14 +38,16 @@ bool hasSameFrameOfReference(const SliceRecord& a, const SliceRecord& b) {
 
 bool hasSameOrientation(const SliceRecord& a, const SliceRecord& b) {
     return !a.hasPosition() || !b.hasPosition() ||
-           (isSameVector(a.orientation->alongColumns, b.orientation->alongColumns) &&
-            isSameVector(a.orientation->alongRows, b.orientation->alongRows));
+           (isSameVector(a.orientation->alongColumns, b.orientation->alongColumns, toleranceOf(a)) &&
+            isSameVector(a.orientation->alongRows, b.orientation->alongRows, toleranceOf(a)));
 }
 
 bool hasSamePixelSpacing(const SliceRecord& a, const SliceRecord& b) {
-    return a.pixelSpacing.has_value() == b.pixelSpacing.has_value() &&
-           (!a.pixelSpacing || (isSameLength(a.pixelSpacing->betweenRows, b.pixelSpacing->betweenRows) &&
-                                isSameLength(a.pixelSpacing->betweenColumns, b.pixelSpacing->betweenColumns)));
+    const auto& one = a.pixelSpacing;
+    const auto& other = b.pixelSpacing;
+    return one.has_value() == other.has_value() &&
+           (!one || (isSameLength(one->betweenRows, other->betweenRows, toleranceOf(a)) &&
+                     isSameLength(one->betweenColumns, other->betweenColumns, toleranceOf(a))));
 }
 
 std::string sizeOf(const SliceRecord& slice) {

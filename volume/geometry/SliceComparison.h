@@ -13,7 +13,8 @@ using Indices = std::vector<std::size_t>;
 
 /// Slices that may lie in one volume: of one size and kind, one orientation, pixel spacing and frame of reference.
 ///
-/// Tolerances. Orientations: 1e-3 in each cosine, the precision of three decimals. Pixel spacings: 1e-3 of their value.
+/// Tolerances. Orientations: 1e-3 in each cosine, the precision of three decimals; pixel spacings: 1e-3 of their value;
+/// both less if that would move the far edge of the picture by more than a tenth of a pixel.
 /// A slice without a FrameOfReferenceUID fits into every one.
 /// @return the stacks, the largest first, of equally large ones the earlier; each in the order of the slices
 std::vector<Indices> stacksOf(const std::vector<SliceRecord>& slices, const Indices& among);

@@ -110,7 +110,7 @@ StackGaps gapsOf(std::span<const double> heights) {
         result.gaps.push_back(heights[index] - heights[index - 1]);
     }
     result.usual = usualGap(result.gaps);
-    result.tolerance = std::max(1e-3 * result.usual, std::min(0.01, 0.05 * result.usual));
+    result.tolerance = std::max(1e-3 * result.usual, std::min(0.01 + 1e-9, 0.05 * result.usual)); // two decimals
     return result;
 }
 

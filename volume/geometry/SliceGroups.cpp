@@ -46,6 +46,9 @@ class Grouping {
                 mKeys[slice];
             }
         }
+        for (const Trait trait : {Trait::echoTime, Trait::inversionTime, Trait::diffusionBValue}) {
+            joinNearNumbers(trait);
+        }
     }
 
     SliceGroups find() {
@@ -73,7 +76,32 @@ class Grouping {
   private:
     static bool isContrast(Trait trait) { return ruleOf(trait).role == TraitRole::contrast || trait == Trait::stack; }
 
-    const std::string& valueOf(std::size_t slice, Trait trait) const { return mSlices[slice].traits[trait]; }
+    /// Numbers of a contrast that nearly agree count as the first of them: scanners write 2.460 and 2.461 for one echo.
+    const std::string& valueOf(std::size_t slice, Trait trait) const {
+        const std::string& own = mSlices[slice].traits[trait];
+        const auto usual = mUsual.find({trait, own});
+        return usual == mUsual.end() ? own : usual->second;
+    }
+
+    void joinNearNumbers(Trait trait) {
+        std::map<double, std::string> numbers;
+        for (const std::size_t slice : mStack) {
+            const std::string& text = mSlices[slice].traits[trait];
+            if (const auto number = decimalOf(text)) {
+                numbers.emplace(*number, text);
+            }
+        }
+        const std::string* first = nullptr;
+        double lowest = 0;
+        for (const auto& [number, text] : numbers) {
+            if (first == nullptr || !isNearContrast(lowest, number)) {
+                first = &text;
+                lowest = number;
+            } else {
+                mUsual.emplace(std::pair(trait, text), *first);
+            }
+        }
+    }
 
     /// Whether each volume has one slice at each position at most.
     bool isUnique() const {
@@ -195,12 +223,21 @@ class Grouping {
         return found;
     }
 
-    /// Values of a trait in their order: numbers by size, others as they first appear.
+    /// Slices in the order of their files' numbers.
+    Indices byInstance() const {
+        Indices order = mStack;
+        std::ranges::stable_sort(order, std::less(), [&](std::size_t slice) {
+            return std::pair(mSlices[slice].instanceNumber.value_or(0), mSlices[slice].frame);
+        });
+        return order;
+    }
+
+    /// Values of a trait in their order: numbers by size, others as they first appear by InstanceNumber.
     std::map<std::string, std::size_t> ranksOf(std::size_t trait) const {
         std::vector<std::string> values;
         bool areNumbers = true;
         std::set<std::string> known;
-        for (const std::size_t slice : mStack) {
+        for (const std::size_t slice : byInstance()) {
             const std::string& value = mKeys.at(slice)[trait];
             if (known.insert(value).second) {
                 values.push_back(value);
@@ -252,8 +289,9 @@ class Grouping {
             }
             for (SliceGroup& group : groups) {
                 const auto& values = valuesOfLabel[group.label];
-                if (values.size() > 1) {
-                    group.label += "-" + labelOf(trait, group.traits[trait].second, values);
+                const std::string& value = group.traits[trait].second;
+                if (values.size() > 1 && !(value.empty() && mTraits[trait] == Trait::diffusionDirection)) {
+                    group.label += "-" + labelOf(trait, value, values);
                 }
             }
         }
@@ -272,8 +310,10 @@ class Grouping {
     /// From 1.
     std::size_t rankAmong(std::size_t trait, const std::string& value, const std::set<std::string>& others) const {
         const auto& ranks = mRanks[trait];
-        return static_cast<std::size_t>(std::ranges::count_if(
-            others, [&](const std::string& other) { return ranks.at(other) <= ranks.at(value); }));
+        const bool isDirection = mTraits[trait] == Trait::diffusionDirection; // one without is a mean or none, not a number
+        return static_cast<std::size_t>(std::ranges::count_if(others, [&](const std::string& other) {
+            return ranks.at(other) <= ranks.at(value) && !(isDirection && other.empty());
+        }));
     }
 
     /// "magnitude" for M, or the first value of ImageType that no other has.
@@ -384,11 +424,14 @@ class Grouping {
     std::map<std::size_t, std::size_t> mPositionOf{};
     std::map<std::size_t, Key> mKeys{};
     std::vector<Trait> mTraits{};
+    std::map<std::pair<Trait, std::string>, std::string> mUsual{}; ///< values in place of nearly equal ones
     std::vector<std::map<std::string, std::size_t>> mRanks{};
     std::optional<Trait> mPartial{};
 };
 
 } // namespace
+
+bool isNearContrast(double lower, double higher) { return higher - lower <= 0.01 * std::abs(higher); }
 
 Positions positionsOf(const std::vector<SliceRecord>& slices, const Indices& stack) {
     const formats::Vector3 normal = slices[stack.front()].orientation->normal();

@@ -25,6 +25,9 @@ struct SliceGroups {
     std::vector<Finding> findings{};
 };
 
+/// Whether two numbers of a contrast, such as echo times, are one and the same: within a hundredth.
+bool isNearContrast(double lower, double higher);
+
 /// Slices at one position; positions are sorted along the normal.
 using Positions = std::vector<Indices>;
 

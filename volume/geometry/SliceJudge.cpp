@@ -6,10 +6,11 @@
 #include <iterator>
 #include <map>
 #include <numbers>
-#include <numeric>
+#include <set>
 
 #include "formats/json/Text.h"
 #include "volume/geometry/SliceGeometry.h"
+#include "volume/geometry/SliceGroups.h"
 
 namespace radvex::volume {
 
@@ -31,6 +32,7 @@ class SliceJudge {
         if (!mIsByPosition) {
             judgeNumbers();
         }
+        judgeContrasts();
         if (!first().pixelSpacing) {
             add(FindingKind::noPixelSpacing, false, "No slice has a usable PixelSpacing; 1 mm is assumed");
         }
@@ -89,6 +91,30 @@ class SliceJudge {
             mVerdict.findings.push_back(
                 findingAbout(FindingKind::duplicateInstanceNumber, false, sentence, std::move(sharing)));
         }
+    }
+
+    /// A stack that alternates between two echoes, or between magnitude and phase, is no volume.
+    void judgeContrasts() {
+        for (const Trait trait : {Trait::echoTime, Trait::inversionTime, Trait::diffusionBValue,
+                                  Trait::complexComponent, Trait::energyWindow}) {
+            const std::string& usual = first().traits[trait];
+            Indices others;
+            std::ranges::copy_if(mVerdict.byInstance, std::back_inserter(others), [&](std::size_t index) {
+                return !isSameContrast(usual, mSlices[index].traits[trait]);
+            });
+            if (!others.empty()) {
+                add(FindingKind::differentContrast, true,
+                    formats::counted(others.size(), "slice differs", "slices differ") + " from the first in " +
+                        ruleOf(trait).keyword,
+                    others);
+            }
+        }
+    }
+
+    static bool isSameContrast(const std::string& one, const std::string& other) {
+        const auto a = decimalOf(one);
+        const auto b = decimalOf(other);
+        return one == other || (a && b && isNearContrast(std::min(*a, *b), std::max(*a, *b)));
     }
 
     void judgeUnpositioned() {
@@ -199,6 +225,15 @@ class SliceJudge {
         }
     }
 
+    /// Files have numbers of their own, which can say an order; frames have those of their file.
+    bool haveNumbers() const {
+        std::set<vint> numbers;
+        return std::ranges::all_of(mVerdict.byInstance, [&](std::size_t index) {
+            const SliceRecord& slice = mSlices[index];
+            return slice.frames > 1 || (slice.instanceNumber && numbers.insert(*slice.instanceNumber).second);
+        });
+    }
+
     void judgeInstanceOrder(double tolerance) {
         bool isAscending = true;
         bool isDescending = true;
@@ -210,11 +245,19 @@ class SliceJudge {
             before = height;
         }
         mVerdict.isInstanceOrderSpatial = isAscending || isDescending;
-        if (!mVerdict.isInstanceOrderSpatial) {
-            add(FindingKind::instanceOrder, !mIsByPosition,
-                std::string("The order by InstanceNumber is not the order in space") +
-                    (mIsByPosition ? "; the slices are sorted by position" : " (--sort position mends it)"));
+        if (mVerdict.isInstanceOrderSpatial) {
+            return;
         }
+        if (mIsByPosition && !haveNumbers()) {
+            add(FindingKind::noInstanceNumber, false,
+                "The files have no InstanceNumber of their own each; the slices are sorted by position");
+            return;
+        }
+        const bool areFrames = first().frames > 1;
+        add(FindingKind::instanceOrder, !mIsByPosition,
+            std::string("The order ") + (areFrames ? "of the frames" : "by InstanceNumber") +
+                " is not the order in space" +
+                (mIsByPosition ? "; the slices are sorted by position" : " (--sort position mends it)"));
     }
 
     void add(FindingKind kind, bool isError, const std::string& sentence, const Indices& slices = {}) {

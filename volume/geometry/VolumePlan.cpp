@@ -1,6 +1,7 @@
 #include "volume/geometry/VolumePlan.h"
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 #include <map>
 #include <numeric>
@@ -123,8 +124,9 @@ class Planner {
         }
         mPlan.isInTime = groups.isInTime;
         mPlan.isOneStack = mPlan.isOneStack && groups.isComplete;
+        std::optional<bool> isAscending; // the direction of the first volume, which all of the stack get
         for (SliceGroup& group : groups.groups) {
-            PlannedVolume volume = planVolume(group.slices);
+            PlannedVolume volume = planVolume(group.slices, isAscending);
             volume.label = label + group.label;
             volume.traits = std::move(group.traits);
             volume.seconds = group.seconds;
@@ -132,7 +134,8 @@ class Planner {
         }
     }
 
-    PlannedVolume planVolume(const Indices& slices) const {
+    /// @param isAscending  the order along the normal; if it is empty, it is chosen and set
+    PlannedVolume planVolume(const Indices& slices, std::optional<bool>& isAscending) const {
         using Sort = PlanOptions::Sort;
         PlannedVolume volume;
         Verdict verdict = judgeSlices(mSlices, slices, mOptions.sort != Sort::instance);
@@ -142,6 +145,13 @@ class Planner {
         const bool isByPosition =
             mOptions.sort == Sort::position || (mOptions.sort == Sort::automatic && !verdict.isInstanceOrderSpatial);
         volume.order = isByPosition ? verdict.byPosition : verdict.byInstance;
+        if (verdict.hasPositions && mOptions.sort != Sort::instance) {
+            const bool isOwn = volume.order.front() == verdict.byPosition.front();
+            if (isAscending.value_or(isOwn) != isOwn) {
+                std::ranges::reverse(volume.order);
+            }
+            isAscending = isAscending.value_or(isOwn);
+        }
         if (mOptions.isResampled) {
             resample(volume, verdict);
         }
@@ -167,14 +177,14 @@ class Planner {
         for (const std::size_t index : volume.order) {
             volume.heights.push_back(dot(*mSlices[index].position, normal));
         }
-        const double usual = gapsOf(volume.heights).usual;
+        const double whole = volume.heights.back() - volume.heights.front();
+        const double step = whole / std::round(whole / gapsOf(volume.heights).usual);
         volume.geometry = geometryOf(mSlices, verdict, volume.order);
-        const formats::Vector3 whole = *mSlices[volume.order.back()].position - *first.position;
-        volume.geometry.sliceStep = usual / (volume.heights.back() - volume.heights.front()) * whole;
+        volume.geometry.sliceStep = step / whole * (*mSlices[volume.order.back()].position - *first.position);
         verdict.findings.push_back(
             {FindingKind::resampled,
              false,
-             "The volume is interpolated between its slices to an even distance of " + shortNumber(usual) + " mm.",
+             "The volume is interpolated between its slices to an even distance of " + shortNumber(step) + " mm.",
              {}});
     }
 

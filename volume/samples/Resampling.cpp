@@ -36,12 +36,11 @@ void interpolate(const formats::SliceBytes& before, const formats::SliceBytes& a
 
 ResampledVolume resampleVolume(const formats::VolumeHeader& header, const std::vector<formats::SliceBytes>& slices,
                                const std::vector<double>& heights, double step) {
-    constexpr double kOfStep = 1e-3; // the last slice counts when rounding alone puts it before the grid's last
     if (header.channels > 1) {
         throw formats::VolumeError(
             "Colour is not interpolated; without --resample the volume can be written by force.");
     }
-    const double count = std::floor((heights.back() - heights.front()) / step + kOfStep) + 1;
+    const double count = std::round((heights.back() - heights.front()) / step) + 1;
     if (!(count < 1e6)) {
         throw formats::VolumeError("The volume would have more than a million slices.");
     }

@@ -14,10 +14,10 @@ struct ResampledVolume {
     std::shared_ptr<const void> owner{}; ///< of the samples
 };
 
-/// Interpolates linearly between neighbouring slices, to slices at even distances from the first one to the last one or
-/// just before it. Values become f32, or f64 if they were; colour is not interpolated.
+/// Interpolates linearly between neighbouring slices, to slices at even distances from the first one to the last one.
+/// Values become f32, or f64 if that could not hold them; colour is not interpolated.
 /// @param heights  of the slices in mm, ascending
-/// @param step     distance of the new slices in mm, above zero
+/// @param step     distance of the new slices in mm: the whole distance divided by a whole number
 /// @throws VolumeError  colour, or no memory
 ResampledVolume resampleVolume(const formats::VolumeHeader& header, const std::vector<formats::SliceBytes>& slices,
                                const std::vector<double>& heights, double step);

@@ -114,6 +114,14 @@ PictureArray pictureOf(velmora::NodeView node, vint rows, vint columns) {
     throw formats::VolumeError("The size of a picture from the library does not match the attributes.");
 }
 
+/// Palettes mostly state 16 bits and repeat 8 in them.
+bool hasEightBits(const PictureArray& picture) {
+    const auto* levels = static_cast<const std::uint16_t*>(picture.array->data.get());
+    return picture.array->type == VNumericArray_U8 ||
+           (picture.array->type == VNumericArray_U16 && picture.channels > 1 &&
+            std::all_of(levels, levels + picture.array->length, [](unsigned level) { return level % 257 == 0; }));
+}
+
 /// A grey level over the whole range of its type, in another type. The library gives levels of more than 16 bits as
 /// reals from 0 to 1.
 template <typename From, typename To>
@@ -122,6 +130,8 @@ To toLevel(From value) {
         return static_cast<To>(std::clamp(value, From{0}, From{1}) * std::numeric_limits<To>::max() + From{0.5});
     } else if constexpr (sizeof(To) > sizeof(From)) {
         return static_cast<To>(value * 257U); // 255 becomes 65535
+    } else if constexpr (sizeof(To) < sizeof(From)) {
+        return static_cast<To>(value / 257U);
     } else {
         return static_cast<To>(value);
     }
@@ -142,13 +152,9 @@ void copyPicture(const PictureArray& picture, std::size_t pixels, To* to) {
     }
 }
 
-/// @param type  VNumericArray_U8 only if the picture has it
-void copyPicture(const PictureArray& picture, std::size_t pixels, vint type, std::byte* to) {
-    if (type == VNumericArray_U8) {
-        copyPicture<std::uint8_t>(picture, pixels, reinterpret_cast<std::uint8_t*>(to));
-        return;
-    }
-    auto* const levels = reinterpret_cast<std::uint16_t*>(to);
+template <typename To>
+void copyPicture(const PictureArray& picture, std::size_t pixels, std::byte* to) {
+    auto* const levels = reinterpret_cast<To*>(to);
     switch (picture.array->type) {
     case VNumericArray_U8: return copyPicture<std::uint8_t>(picture, pixels, levels);
     case VNumericArray_U16: return copyPicture<std::uint16_t>(picture, pixels, levels);
@@ -194,7 +200,7 @@ StoredSlices storePictures(const Allocate& allocate, vint rows, vint columns, ve
     bool isDeep = false;
     for (const velmora::NodeView node : pictures) {
         all.push_back(pictureOf(node, rows, columns));
-        isDeep = isDeep || all.back().array->type != VNumericArray_U8;
+        isDeep = isDeep || !hasEightBits(all.back());
         if (all.back().channels != all.front().channels) {
             throw formats::VolumeError("The pictures of a file differ in colour.");
         }
@@ -209,7 +215,8 @@ StoredSlices storePictures(const Allocate& allocate, vint rows, vint columns, ve
     const std::size_t sliceBytes = storedBytes(1, slices.sliceSamples, type);
     slices.samples = allocate(storedBytes(slices.count, slices.sliceSamples, type));
     for (std::size_t index = 0; index < all.size(); ++index) {
-        copyPicture(all[index], pixels, type, slices.samples + index * sliceBytes);
+        std::byte* const to = slices.samples + index * sliceBytes;
+        isDeep ? copyPicture<std::uint16_t>(all[index], pixels, to) : copyPicture<std::uint8_t>(all[index], pixels, to);
     }
     return slices;
 }

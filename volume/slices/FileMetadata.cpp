@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <filesystem>
 
 #include "media/FileStart.h"
+#include "volume/slices/AttributeValues.h"
 #include "volume/slices/FramePositions.h"
-#include "volume/slices/Items.h"
+#include "volume/slices/PixelElement.h"
 #include "volume/slices/PixelMeaning.h"
 
 namespace radvex::volume {
@@ -187,13 +187,14 @@ FileMetadata::FileMetadata(velmora::Host& host, const std::string& path, std::st
     mIsRuleWhole = wholeFileRule(mRule, file, firstItem(file, "SharedFunctionalGroupsSequence"));
 }
 
-bool FileMetadata::isLongerThanFile(const std::string& path) const {
+bool FileMetadata::promisesMorePixels(const std::string& path) const {
     constexpr std::array<std::string_view, 4> kUncompressed{"", "1.2.840.10008.1.2", "1.2.840.10008.1.2.1",
                                                             "1.2.840.10008.1.2.2"};
-    std::error_code problem;
-    const std::uintmax_t size = std::filesystem::file_size(path, problem);
-    return !problem && static_cast<double>(size) < mPromisedBytes &&
-           std::ranges::find(kUncompressed, media::FileStart(path).transferSyntax()) != kUncompressed.end();
+    constexpr double kLargest = 0xFFFFFFFE; // of a value
+    if (std::ranges::find(kUncompressed, media::FileStart(path).transferSyntax()) == kUncompressed.end()) {
+        return false;
+    }
+    return mPromisedBytes > kLargest || !holdsPixels(path, static_cast<std::uint64_t>(mPromisedBytes));
 }
 
 bool FileMetadata::isMosaic() const {

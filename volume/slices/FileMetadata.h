@@ -32,8 +32,8 @@ class FileMetadata {
     /// ImageType says that the picture holds several slices as tiles.
     bool isMosaic() const;
 
-    /// The file, which is not compressed, is smaller than its attributes promise. What is missing counts as 0.
-    bool isLongerThanFile(const std::string& path) const;
+    /// The pixels, which are not compressed, are fewer than the attributes promise. What is missing counts as 0.
+    bool promisesMorePixels(const std::string& path) const;
 
     /// As framesOf gives them, with the rescale of each.
     std::vector<SliceRecord> slices(vint frames) const;

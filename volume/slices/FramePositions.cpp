@@ -5,7 +5,7 @@
 #include <cmath>
 #include <initializer_list>
 
-#include "volume/slices/Items.h"
+#include "volume/slices/AttributeValues.h"
 
 namespace radvex::volume {
 

@@ -10,17 +10,21 @@ namespace radvex::volume {
 using velmora::Store;
 
 std::string unitOf(velmora::StoreView attributes) {
+    const auto isScaledBy = [&](const char* keyword) {
+        return decimalOf(firstValue(attributes.text(keyword))).value_or(0) != 0;
+    };
     const std::string_view type = firstValue(attributes.text("RescaleType"));
     if (!type.empty() && type != "US") { // "US" is for unspecified
         return std::string(type);
     }
-    for (const char* const keyword : {"Units", "DoseUnits"}) {
-        if (const std::string_view unit = firstValue(attributes.text(keyword)); !unit.empty()) {
-            return std::string(unit);
-        }
+    if (isScaledBy("DoseGridScaling")) {
+        return std::string(firstValue(attributes.text("DoseUnits")));
     }
-    const bool isRescaled = decimalOf(firstValue(attributes.text("RescaleSlope"))).has_value();
-    return attributes.text("Modality") == "CT" && isRescaled ? "HU" : "";
+    if (!isScaledBy("RescaleSlope")) {
+        return ""; // stored values have none
+    }
+    const std::string_view unit = firstValue(attributes.text("Units"));
+    return unit.empty() && attributes.text("Modality") == "CT" ? "HU" : std::string(unit);
 }
 
 PixelMeaning readPixelMeaning(velmora::Host& host, const std::string& file) {
@@ -29,7 +33,7 @@ PixelMeaning readPixelMeaning(velmora::Host& host, const std::string& file) {
     const velmora::Value found = host.call(
         "ReadMetadata", {file,
                          Store::ofTexts({"PixelRepresentation", "BitsStored", "RescaleSlope", "RescaleIntercept",
-                                         "RescaleType", "PhotometricInterpretation", "Modality", "Units", "DoseUnits"}),
+                                         "RescaleType", "PhotometricInterpretation", "Modality", "Units", "DoseUnits", "DoseGridScaling"}),
                          false});
     const velmora::StoreView attributes = found.get<Store>().view();
     meaning.isSigned = attributes.integer("PixelRepresentation").value_or(0) != 0;

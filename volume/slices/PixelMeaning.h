@@ -20,8 +20,8 @@ struct PixelMeaning {
 };
 
 /// The unit of the modality values: that of RescaleType, of Units in a PET, of DoseUnits in a dose; HU for a rescaled
-/// CT that says nothing else (PS3.3 C.11.1.1.2). Empty if unknown.
-/// @param attributes  with RescaleType, Units, DoseUnits, Modality and RescaleSlope
+/// CT that says nothing else (PS3.3 C.11.1.1.2). Empty if unknown, or if there is no slope or scaling.
+/// @param attributes  with RescaleType, Units, DoseUnits, Modality, RescaleSlope and DoseGridScaling
 std::string unitOf(velmora::StoreView attributes);
 
 PixelMeaning readPixelMeaning(velmora::Host& host, const std::string& file);

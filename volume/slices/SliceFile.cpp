@@ -89,7 +89,7 @@ SliceFile readSliceFile(velmora::Host& host, const std::string& path, const std:
             readSamples(host, path, metadata, reading.kind, allocate, file);
         }
         file.slices = metadata.slices(static_cast<vint>(file.samples.count));
-        file.isShort = metadata.isLongerThanFile(path);
+        file.isShort = metadata.promisesMorePixels(path);
     } catch (const velmora::LibraryError& error) {
         file.reason = error.what();
     } catch (const Error& error) {

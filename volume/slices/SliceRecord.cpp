@@ -6,14 +6,6 @@ namespace radvex::volume {
 
 namespace {
 
-std::string_view trimmed(std::string_view text) {
-    // Values are padded to even length with a space or, by careless writers, with a zero byte.
-    constexpr std::string_view kPadding(" \0\t\r\n", 5);
-    const std::size_t first = text.find_first_not_of(kPadding);
-    return first == std::string_view::npos ? std::string_view{}
-                                           : text.substr(first, text.find_last_not_of(kPadding) - first + 1);
-}
-
 template <typename T>
 std::optional<T> numberOf(std::string_view text) {
     text = trimmed(text);
@@ -44,6 +36,14 @@ std::optional<std::array<double, N>> decimalsOf(std::string_view text) {
 } // namespace
 
 std::string SliceRecord::name() const { return frames > 1 ? file + " frame " + std::to_string(frame) : file; }
+
+std::string_view trimmed(std::string_view text) {
+    // Values are padded to even length with a space or, by careless writers, with a zero byte.
+    constexpr std::string_view kPadding(" \0\t\r\n", 5);
+    const std::size_t first = text.find_first_not_of(kPadding);
+    return first == std::string_view::npos ? std::string_view{}
+                                           : text.substr(first, text.find_last_not_of(kPadding) - first + 1);
+}
 
 std::optional<double> decimalOf(std::string_view text) {
     const auto value = numberOf<double>(text);

@@ -65,6 +65,8 @@ struct SliceRecord {
 /// The first value of an attribute that may have several.
 inline std::string_view firstValue(std::string_view text) { return text.substr(0, text.find('\\')); }
 
+/// A value without the spaces and other padding around it.
+std::string_view trimmed(std::string_view text);
 /// A decimal string of DICOM, which may have spaces around it. Nothing for other texts, infinity and NaN included.
 std::optional<double> decimalOf(std::string_view text);
 /// An integer string that fits. Nothing for a number with a fraction.

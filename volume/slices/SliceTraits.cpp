@@ -1,11 +1,13 @@
 #include "volume/slices/SliceTraits.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <iterator>
+#include <utility>
 
 #include "formats/json/Text.h"
-#include "volume/slices/Items.h"
+#include "volume/slices/AttributeValues.h"
 #include "volume/slices/SliceRecord.h"
 
 namespace radvex::volume {
@@ -93,6 +95,22 @@ void takeDimensions(SliceTraits& traits, StoreView content) {
     }
 }
 
+/// Classic MR files tell the component by the third value of ImageType, some by the fourth.
+void takeComponentOfType(SliceTraits& traits, std::string_view imageType) {
+    constexpr std::array<std::pair<std::string_view, std::string_view>, 6> kComponents{
+        {{"M", "MAGNITUDE"}, {"P", "PHASE"}, {"R", "REAL"}, {"I", "IMAGINARY"}, {"PHASE MAP", "PHASE"}, {"M_FFE", "MAGNITUDE"}}};
+    std::size_t number = 0;
+    while (!imageType.empty()) {
+        const std::string_view value = firstValue(imageType);
+        for (const auto& [code, component] : kComponents) {
+            if (value == code && ++number == 1) {
+                traits.set(Trait::complexComponent, component);
+            }
+        }
+        imageType.remove_prefix(std::min(value.size() + 1, imageType.size()));
+    }
+}
+
 void takeContent(SliceTraits& traits, StoreView content) {
     traits.set(Trait::stack, content.text("StackID"));
     traits.set(Trait::temporalIndex, numberText(content, "TemporalPositionIndex"));
@@ -144,6 +162,7 @@ void takeTraits(SliceTraits& traits, StoreView dataset) {
         traits.set(trait, numberText(dataset, ruleOf(trait).keyword));
     }
     takeDiffusion(traits, dataset);
+    takeComponentOfType(traits, dataset.text("ImageType"));
     for (const Trait trait : {Trait::complexComponent, Trait::imageType, Trait::stack}) {
         traits.set(trait, dataset.text(ruleOf(trait).keyword));
     }
