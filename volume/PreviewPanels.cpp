@@ -18,11 +18,11 @@ using formats::Vector3;
 constexpr double kLongestSide = 480; // in pixels
 constexpr double kShortestPanel = 320;
 constexpr int kThinnestSide = 24;
-constexpr double kMostPerPixel = 4; ///< that a pixel looks at along an axis, so that planes of any size are quick
+constexpr int kMostPerPixel = 4; ///< that a pixel looks at along an axis, so that planes of any size are quick
 constexpr double kSecondLetter = 0.4;
 constexpr const char* kLetters[3][2] = {{"R", "L"}, {"A", "P"}, {"I", "S"}};
 
-/// A part of the sample axis that a pixel shows.
+/// A sample that a pixel shows, and how much it counts.
 struct Tap {
     std::size_t index;
     double weight;
@@ -64,13 +64,15 @@ Taps coveredBy(double start, double end, std::size_t samples) {
     Taps taps;
     const double covered = end - start;
     if (covered > kMostPerPixel) {
-        for (double number = 0.5; number < kMostPerPixel; ++number) {
-            taps.push_back({static_cast<std::size_t>(start + number * covered / kMostPerPixel), 1 / kMostPerPixel});
+        for (int number = 0; number < kMostPerPixel; ++number) {
+            taps.push_back({static_cast<std::size_t>(start + (number + 0.5) * covered / kMostPerPixel), 1});
         }
         return taps;
     }
-    for (double index = std::floor(start); index < end && index < static_cast<double>(samples); ++index) {
-        taps.push_back({static_cast<std::size_t>(index), std::min(end, index + 1) - std::max(start, index)});
+    const std::size_t last = std::min(static_cast<std::size_t>(std::ceil(end)), samples);
+    for (auto index = static_cast<std::size_t>(start); index < last; ++index) {
+        const auto from = static_cast<double>(index);
+        taps.push_back({index, std::min(end, from + 1) - std::max(start, from)});
     }
     return taps;
 }
@@ -79,6 +81,7 @@ Taps coveredBy(double start, double end, std::size_t samples) {
 std::vector<Taps> tapsOf(std::size_t samples, int pixels, bool isFlipped) {
     const double perPixel = static_cast<double>(samples) / pixels;
     std::vector<Taps> taps;
+    taps.reserve(static_cast<std::size_t>(pixels));
     for (int pixel = 0; pixel < pixels; ++pixel) {
         taps.push_back(perPixel < 1 ? neighboursOf((pixel + 0.5) * perPixel - 0.5, samples)
                                     : coveredBy(pixel * perPixel, (pixel + 1) * perPixel, samples));

@@ -10,8 +10,8 @@ namespace radvex::volume {
 /// The values that a preview shows from black to white.
 struct PreviewWindow {
     double lowest = 0;
-    double highest = 1;    ///< above `lowest`, with a finite difference
-    std::string text = ""; ///< "window -160 to 240 HU (centre 40, width 400)"
+    double highest = 1; ///< above `lowest`, with a finite difference
+    std::string text{}; ///< "window -160 to 240 HU (centre 40, width 400)"
 };
 
 /// Soft tissue, -160 to 240, for values in HU that reach beyond both ends. Otherwise most values: 98 % of a sample of

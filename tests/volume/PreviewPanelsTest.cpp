@@ -16,6 +16,7 @@ using radvex::test::headerOf;
 using radvex::test::TestVolume;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 namespace {
 
@@ -97,6 +98,15 @@ void expectTrueLetters(const PreviewPanel& panel) {
     }
 }
 
+/// That a plane across this direction of the patient is turned as radiologists look at it.
+void expectSeenUsually(const PreviewPanel& panel, std::size_t across) {
+    const std::vector<std::vector<std::string>> letters{
+        {"A", "P", "S", "I"}, {"R", "L", "S", "I"}, {"R", "L", "A", "P"}};
+    const char* const names[] = {"sagittal, ", "coronal, ", "axial, "};
+    EXPECT_EQ(lettersOf(panel), letters[across]);
+    EXPECT_THAT(panel.caption, StartsWith(names[across]));
+}
+
 } // namespace
 
 TEST(OrientationLetters, NameTheEndsOfThePatient) {
@@ -127,41 +137,19 @@ TEST(OrientationLetters, NoDirectionHasNone) {
     EXPECT_EQ(orientationLetters({std::numeric_limits<double>::infinity(), 0, 1}), "");
 }
 
-TEST(PreviewPanels, TheSliceIsShownAsItIsStored) {
+TEST(PreviewPanels, TheSliceIsAsStoredAndTheOthersAsRadiologistsLook) {
     for (const Arrangement& arrangement : arrangements()) {
         const auto volume = octants(arrangement);
-        const PreviewPanel panel = previewPanels(volume.reader(), volume.header.geometry)[0];
+        const auto panels = previewPanels(volume.reader(), volume.header.geometry);
         const auto letterOf = [&](std::size_t axis, bool isFarEnd) {
             const std::size_t along = arrangement.along[axis];
             return std::string(isFarEnd != arrangement.isBackwards[axis] ? kEnds[along] : kOpposites[along]);
         };
-        EXPECT_THAT(lettersOf(panel),
+        EXPECT_THAT(lettersOf(panels[0]),
                     ElementsAre(letterOf(0, false), letterOf(0, true), letterOf(1, false), letterOf(1, true)));
-        expectTrueLetters(panel);
-    }
-}
-
-TEST(PreviewPanels, TheOthersAreTurnedAsRadiologistsLook) {
-    for (const Arrangement& arrangement : arrangements()) {
-        const auto volume = octants(arrangement);
-        const auto panels = previewPanels(volume.reader(), volume.header.geometry);
-        for (const std::size_t number : {1U, 2U}) {
-            const PreviewPanel& panel = panels[number];
-            expectTrueLetters(panel);
-            switch (arrangement.along[2 - number]) { // across the middle row, then the middle column
-            case 0:
-                EXPECT_THAT(lettersOf(panel), ElementsAre("A", "P", "S", "I"));
-                EXPECT_THAT(panel.caption, testing::StartsWith("sagittal, "));
-                break;
-            case 1:
-                EXPECT_THAT(lettersOf(panel), ElementsAre("R", "L", "S", "I"));
-                EXPECT_THAT(panel.caption, testing::StartsWith("coronal, "));
-                break;
-            default:
-                EXPECT_THAT(lettersOf(panel), ElementsAre("R", "L", "A", "P"));
-                EXPECT_THAT(panel.caption, testing::StartsWith("axial, "));
-            }
-        }
+        expectSeenUsually(panels[1], arrangement.along[1]); // across the middle row
+        expectSeenUsually(panels[2], arrangement.along[0]); // across the middle column
+        std::ranges::for_each(panels, expectTrueLetters);
     }
 }
 
