@@ -9,8 +9,10 @@
 #include "files/OutputFile.h"
 #include "formats/json/Text.h"
 #include "formats/json/TypeNames.h"
+#include "volume/BidsSidecar.h"
 #include "volume/SeriesReader.h"
 #include "volume/VolumeAssembly.h"
+#include "volume/preview/VolumePreview.h"
 
 namespace radvex::cli {
 
@@ -30,6 +32,8 @@ struct VolumeOptions {
     bool rendered = false;
     bool force = false;
     bool gzip = false;
+    bool bids = false;
+    std::string preview{};
     bool json = false;
     FileJobs jobs{};
 
@@ -67,6 +71,12 @@ void checkUsage(const VolumeOptions& options) {
     if (options.stored && !extension.starts_with(".nii")) {
         throw UsageError("--stored is for .nii and .nii.gz, which hold slope and intercept beside stored values.");
     }
+    if (options.bids && !extension.starts_with(".nii")) {
+        throw UsageError("--bids is for .nii and .nii.gz.");
+    }
+    if (!options.preview.empty() && !options.preview.ends_with(".png")) {
+        throw UsageError("--preview '" + options.preview + "' has another format than .png.");
+    }
     const std::pair<bool, const char*> exclusive[] = {{options.stored && options.rendered, "--stored and --rendered"},
                                                       {options.stored && options.resample, "--stored and --resample"},
                                                       {options.largest && options.split, "--largest and --split"}};
@@ -78,15 +88,19 @@ void checkUsage(const VolumeOptions& options) {
 }
 
 /// Puts text in front of the extension: OUT.nrrd becomes OUT-echo2.nrrd.
-std::string withSuffix(const std::string& path, const std::string& suffix) {
-    const std::string extension = formats::volumeExtension(path);
+std::string withSuffix(const std::string& path, const std::string& extension, const std::string& suffix) {
     return path.substr(0, path.size() - extension.size()) + suffix + extension;
 }
 
 /// OUT.nrrd becomes OUT-0002-7.nrrd for the second series when its SeriesNumber is 7.
-std::string pathOfSeries(const std::string& output, std::size_t number, const std::string& seriesNumber) {
+std::string suffixOfSeries(std::size_t number, const std::string& seriesNumber) {
     const std::string name = formats::fileNamePart(seriesNumber, 16);
-    return withSuffix(output, '-' + fileNumber(number) + (name.empty() ? "" : "-" + name));
+    return '-' + fileNumber(number) + (name.empty() ? "" : "-" + name);
+}
+
+void writeText(const std::string& path, const std::string& text) {
+    files::writeOutputFile(
+        path, [&](std::FILE* file) { return std::fwrite(text.data(), 1, text.size(), file) == text.size(); });
 }
 
 /// Turns one series into volume files.
@@ -99,21 +113,27 @@ class SeriesRun {
     void run(volume::SeriesReader& reader, std::size_t index, bool isOnly, formats::Json& list) {
         volume::SeriesSlices slices = readShown(reader, index);
         volume::SeriesVolumes all = volume::assembleVolumes(slices, mOptions.plan(), mOptions.isFourD);
-        const std::string path =
-            isOnly ? mOptions.output : pathOfSeries(mOptions.output, index + 1, slices.seriesNumber);
+        const std::string suffix = isOnly ? "" : suffixOfSeries(index + 1, slices.seriesNumber);
+        const std::string path = pathWith(suffix);
         if (path == "-" && all.volumes.size() > 1) {
             throw formats::VolumeError("The series holds " + std::to_string(all.volumes.size()) +
                                        " volumes, which cannot all go to the standard output; --4d joins them.");
         }
         tell(path, all.findings);
         for (const volume::Volume& volume : all.volumes) {
-            const std::string own = path == "-" ? path : withSuffix(path, volume.label);
+            const std::string own = pathWith(suffix + volume.label);
             tell(own, volume.findings);
             const bool isWritten = mOptions.force || !(all.hasErrors() || volume.hasErrors());
             if (isWritten) {
                 write(own, volume);
+                if (mOptions.bids) {
+                    writeSidecar(own, slices, volume);
+                }
             } else {
                 mSession.reportRefusal("", own + " is not written; --force writes it all the same.");
+            }
+            if (!mOptions.preview.empty()) { // of a refused volume too: it shows what is wrong
+                writePreview(withSuffix(mOptions.preview, ".png", suffix + volume.label), own, all, volume);
             }
             list.push_back(describe(slices, all, volume, isWritten ? formats::Json(own) : formats::Json()));
         }
@@ -133,17 +153,49 @@ class SeriesRun {
         }
     }
 
-    void write(const std::string& path, const volume::Volume& volume) const {
+    /// The volume with this suffix.
+    std::string pathWith(const std::string& suffix) const {
+        const std::string& path = mOptions.output;
+        return path == "-" ? path : withSuffix(path, formats::volumeExtension(path), suffix);
+    }
+
+    /// The bytes with neighbours joined, since one large write is faster than many small ones.
+    static std::vector<formats::SliceBytes> joined(const volume::Volume& volume) {
         std::vector<formats::SliceBytes> slices;
         for (const formats::SliceBytes& slice : volume.bytes) {
             const bool isNext = !slices.empty() && slices.back().data() + slices.back().size() == slice.data();
-            if (isNext) { // one large write is faster than many small ones
+            if (isNext) {
                 slices.back() = {slices.back().data(), slices.back().size() + slice.size()};
             } else {
                 slices.push_back(slice);
             }
         }
-        formats::writeVolume(path, volume.header, slices, mOptions.gzip);
+        return slices;
+    }
+
+    void writeSidecar(const std::string& path, const volume::SeriesSlices& slices, const volume::Volume& volume) const {
+        const std::string base = path.substr(0, path.size() - formats::volumeExtension(path).size());
+        const std::string& first = slices.slices[volume.slices.front()].file;
+        writeText(base + ".json", formats::dumpJson(volume::bidsSidecar(mSession.host(), first)) + '\n');
+        if (const auto weightings = volume::weightingsOf(slices, volume); !weightings.empty()) {
+            writeText(base + ".bval", volume::bvalText(weightings));
+            writeText(base + ".bvec", volume::bvecText(weightings, volume.header.geometry));
+        }
+    }
+
+    static void writePreview(const std::string& path, const std::string& name, const volume::SeriesVolumes& all,
+                             const volume::Volume& volume) {
+        volume::PreviewText text{.title = name, .unit = volume.header.unit, .findings = all.findings};
+        text.findings.insert(text.findings.end(), volume.findings.begin(), volume.findings.end());
+        formats::VolumeHeader header = volume.header;
+        auto bytes = volume.bytes;
+        bytes.resize(static_cast<std::size_t>(header.slices)); // the first of several volumes
+        header.volumes = 1;
+        volume::writePreview(path, header, bytes, text);
+    }
+
+    void write(const std::string& path, const volume::Volume& volume) const {
+        formats::writeVolume(path, volume.header, joined(volume), mOptions.gzip);
         if (!mOptions.json && path != "-") {
             std::cout << formats::printable(path) << ": " << volume::volumeSummary(volume.header) << '\n';
         }
@@ -275,6 +327,10 @@ void addVolumeCommand(const CommandLine& program, Session& session) {
     command.addFlag("--force", options.force, "Write even when slices are missing, duplicated or do not fit together");
     command.addFlag("--rendered", options.rendered, "Write windowed pictures, not modality values");
     options.picture.addSeriesWindowTo(command);
+    command.addFlag("--bids", options.bids,
+                    "Write what the files say about the acquisition beside .nii as .json, and .bval and .bvec of "
+                    "diffusion-weighted images");
+    command.addOption("--preview", options.preview, "Picture of the middle slices and of what was found, as .png");
     command.addFlag("--gzip", options.gzip, "Compress the samples of .nrrd");
     command.addFlag("--json", options.json, "Describe findings and written volumes as JSON");
     options.jobs.addTo(command);

@@ -185,4 +185,17 @@ SeriesVolumes assembleVolumes(SeriesSlices& series, PlanOptions options, bool is
     return Assembly(series, planVolumes(series.slices, options)).assemble(isFourD);
 }
 
+std::vector<DiffusionWeighting> weightingsOf(const SeriesSlices& series, const Volume& volume) {
+    std::vector<DiffusionWeighting> weightings;
+    const std::size_t each = volume.slices.size() / static_cast<std::size_t>(volume.header.volumes);
+    for (std::size_t first = 0; first < volume.slices.size(); first += each) {
+        const auto weighting = weightingOf(series.slices[volume.slices[first]].traits);
+        if (!weighting) {
+            return {};
+        }
+        weightings.push_back(*weighting);
+    }
+    return weightings;
+}
+
 } // namespace radvex::volume

@@ -41,4 +41,7 @@ struct SeriesVolumes {
 /// @throws VolumeError  the volumes do not fit together, stored values have several slopes, or there is no memory
 SeriesVolumes assembleVolumes(SeriesSlices& series, PlanOptions options, bool isFourD);
 
+/// The diffusion weighting of each volume of a 3-D or 4-D volume; none unless all have a b-value.
+std::vector<DiffusionWeighting> weightingsOf(const SeriesSlices& series, const Volume& volume);
+
 } // namespace radvex::volume

@@ -1,4 +1,4 @@
-#include "volume/Diffusion.h"
+#include "volume/slices/Diffusion.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -8,6 +8,7 @@
 
 #include "formats/json/Text.h"
 #include "volume/slices/AttributeValues.h"
+#include "volume/slices/Diffusion.h"
 #include "volume/slices/SliceRecord.h"
 
 namespace radvex::volume {
@@ -120,11 +121,18 @@ void takeContent(SliceTraits& traits, StoreView content) {
     takeDimensions(traits, content);
 }
 
-void takeDiffusion(SliceTraits& traits, StoreView diffusion) {
-    traits.set(Trait::diffusionBValue, numberText(diffusion, "DiffusionBValue"));
-    traits.set(Trait::diffusionDirection, listText(diffusion, "DiffusionGradientOrientation"));
-    traits.set(Trait::diffusionDirection,
-               listText(firstItem(diffusion, "DiffusionGradientDirectionSequence"), "DiffusionGradientOrientation"));
+/// @param attributes  a dataset, or a functional group
+void takeDiffusion(SliceTraits& traits, StoreView attributes) {
+    const auto weighting = diffusionOf(attributes);
+    if (!weighting) {
+        return;
+    }
+    traits.set(Trait::diffusionBValue, formats::shortestText(weighting->bValue));
+    if (weighting->direction) {
+        const auto& [x, y, z] = static_cast<const std::array<double, 3>&>(*weighting->direction);
+        traits.set(Trait::diffusionDirection,
+                   formats::shortestText(x) + '\\' + formats::shortestText(y) + '\\' + formats::shortestText(z));
+    }
 }
 
 } // namespace
@@ -141,7 +149,10 @@ void SliceTraits::set(Trait trait, std::string_view text) {
 const std::vector<std::string> kTraitKeywords{"EchoTime",
                                               "InversionTime",
                                               "DiffusionBValue",
+                                              "DiffusionDirectionality",
                                               "DiffusionGradientOrientation",
+                                              "MRDiffusionSequence",
+                                              "ComplexImageComponent",
                                               "ImageType",
                                               "StackID",
                                               "TemporalPositionIndex",
@@ -153,8 +164,7 @@ const std::vector<std::string> kTraitKeywords{"EchoTime",
                                               "AcquisitionDate",
                                               "AcquisitionTime",
                                               "AcquisitionDateTime",
-                                              "ContentTime",
-                                              "ComplexImageComponent"};
+                                              "ContentTime"};
 
 void takeTraits(SliceTraits& traits, StoreView dataset) {
     for (const Trait trait : {Trait::echoTime, Trait::inversionTime, Trait::temporalIndex, Trait::temporalIdentifier,
@@ -178,7 +188,7 @@ void takeTraits(SliceTraits& traits, StoreView dataset) {
 void takeGroupTraits(SliceTraits& traits, StoreView group) {
     traits.set(Trait::echoTime, numberText(firstItem(group, "MREchoSequence"), "EffectiveEchoTime"));
     traits.set(Trait::inversionTime, listText(firstItem(group, "MRModifierSequence"), "InversionTimes"));
-    takeDiffusion(traits, firstItem(group, "MRDiffusionSequence"));
+    takeDiffusion(traits, group);
     for (const char* const sequence :
          {"MRImageFrameTypeSequence", "CTImageFrameTypeSequence", "PETFrameTypeSequence"}) {
         const StoreView type = firstItem(group, sequence);
@@ -190,6 +200,12 @@ void takeGroupTraits(SliceTraits& traits, StoreView group) {
     traits.set(Trait::temporalIndex,
                numberText(firstItem(group, "TemporalPositionSequence"), "TemporalPositionTimeOffset"));
     takeContent(traits, firstItem(group, "FrameContentSequence"));
+}
+
+std::optional<DiffusionWeighting> weightingOf(const SliceTraits& traits) {
+    const auto bValue = decimalOf(traits[Trait::diffusionBValue]);
+    return bValue ? std::optional(DiffusionWeighting{*bValue, positionOf(traits[Trait::diffusionDirection])})
+                  : std::nullopt;
 }
 
 std::optional<double> secondsOfTime(std::string_view text) {

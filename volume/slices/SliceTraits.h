@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/Value.h"
+#include "volume/slices/Diffusion.h"
 
 namespace radvex::volume {
 
@@ -84,6 +85,9 @@ extern const std::vector<std::string> kTraitKeywords;
 void takeTraits(SliceTraits& traits, velmora::StoreView dataset);
 /// Takes what a functional group of an enhanced file says (PS3.3 C.7.6.16).
 void takeGroupTraits(SliceTraits& traits, velmora::StoreView group);
+
+/// The diffusion weighting that the traits tell.
+std::optional<DiffusionWeighting> weightingOf(const SliceTraits& traits);
 
 /// Seconds since midnight of a time, or since a day long ago of a date with a time (PS3.5 6.2, TM and DT). Nothing for
 /// another text.

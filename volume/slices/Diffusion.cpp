@@ -1,4 +1,4 @@
-#include "volume/Diffusion.h"
+#include "volume/slices/Diffusion.h"
 
 #include <algorithm>
 #include <charconv>
