@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <numeric>
+#include <utility>
 
 namespace radvex {
 
@@ -14,6 +15,8 @@ constexpr Uint8 kMarker = 0xFF;
 constexpr std::size_t kSegmentHeader = 4; // marker and length, which counts itself
 constexpr const char* kImpossibleTable = "a JPEG table is for differences that there cannot be";
 constexpr std::size_t kLongestSegment = 2 + 0xFFFF;
+constexpr std::size_t kReadBytesOfSkipped = 14; // after the length
+constexpr const char* kCutHarmfully = "a JPEG segment is cut into fragments as its decoder cannot read it";
 
 // The kind of a segment is the second byte of its marker (table B.1).
 constexpr Uint8 kFirstWithLength = 0xC0;
@@ -23,6 +26,7 @@ constexpr Uint8 kReservedFrame = 0xC8;
 constexpr Uint8 kArithmeticConditions = 0xCC;
 constexpr Uint8 kLastFrame = 0xCF;
 constexpr Uint8 kFirstRestart = 0xD0;
+constexpr Uint8 kStartOfImage = 0xD8;
 constexpr Uint8 kEndOfImage = 0xD9;
 constexpr Uint8 kStartOfScan = 0xDA;
 constexpr Uint8 kNumberOfLines = 0xDC;
@@ -34,10 +38,11 @@ bool isTablesOrFrame(Uint8 kind) {
     return kind >= kFirstWithLength && kind <= kLastFrame && kind != kReservedFrame && kind != kArithmeticConditions;
 }
 
-bool isSkipped(Uint8 kind) {
-    return kind == kArithmeticConditions || kind == kNumberOfLines || kind == kComment ||
-           (kind >= kFirstOfApplications && kind <= kLastOfApplications);
+bool isOfApplications(Uint8 kind) {
+    return kind == kComment || (kind >= kFirstOfApplications && kind <= kLastOfApplications);
 }
+
+bool isSkipped(Uint8 kind) { return kind == kArithmeticConditions || kind == kNumberOfLines || isOfApplications(kind); }
 
 bool hasLength(Uint8 kind) {
     return kind >= kFirstWithLength && kind <= kComment && !(kind >= kFirstRestart && kind <= kEndOfImage);
@@ -68,29 +73,64 @@ std::string JpegSegments::problem() const {
 
 void JpegSegments::add(Bytes fragment) {
     constexpr std::size_t kWindow = std::size_t{1} << 20;
+    const std::size_t skipped = std::min(mToSkip, fragment.size());
+    note(mToSkip > 0 && mToSkip == fragment.size(), kCutHarmfully);
+    mToSkip -= skipped;
     if (mHasCutSegment) {
         mStarts.push_back(mWindow.size());
+    } else {
+        resume(fragment, skipped);
     }
-    const Bytes rest = mHasCutSegment ? fragment : fragment.subspan(walk(fragment));
+    const Bytes rest = mHasCutSegment ? fragment : fragment.subspan(walk(fragment, skipped));
     mWindow.insert(mWindow.end(), rest.begin(), rest.end());
     if (mWindow.size() > kWindow) {
         scanWindow();
     }
 }
 
+/// Looks at how a fragment goes on with the one before. @param skipped  its bytes that belong to a skipped segment
+void JpegSegments::resume(Bytes fragment, std::size_t skipped) {
+    if (fragment.empty()) {
+        return;
+    }
+    if (std::exchange(mHasHalfMarker, false) && (fragment[0] == kMarker || hasLength(fragment[0]))) {
+        mWindow.push_back(kMarker);
+        mStarts.push_back(mWindow.size());
+        mHasCutSegment = true;
+    }
+    // An offset table may let a decoder begin a frame among the bytes that are skipped.
+    mHasCutSegment = mHasCutSegment || (skipped >= 2 && fragment[0] == kMarker && fragment[1] == kStartOfImage);
+}
+
+/// The bytes of a segment that a decoder skips in the fragments that follow, if it does nothing else with them; or 0.
+std::size_t JpegSegments::skippedBehind(Bytes segment) const {
+    const std::size_t length = statedLength(segment);
+    const bool isRead = segment.size() >= kSegmentHeader + kReadBytesOfSkipped && isOfApplications(segment[1]);
+    // Behind the end of a frame the next fragment begins another one.
+    return isRead && !mHasEnd && length + 2 > segment.size() ? length + 2 - segment.size() : 0;
+}
+
 /// Inspects the segments of a fragment. @return its size, or the offset of the first segment that it holds only in part
-std::size_t JpegSegments::walk(Bytes fragment) {
-    std::size_t offset = nextMarker(fragment, 0);
+std::size_t JpegSegments::walk(Bytes fragment, std::size_t first) {
+    mHasEnd = false;
+    std::size_t offset = nextMarker(fragment, first);
     while (offset < fragment.size()) {
         const Bytes rest = fragment.subspan(offset);
         const std::size_t length = statedLength(rest);
-        if (rest.size() >= 2 && rest[1] == kMarker) { // FF may be repeated before a marker
+        if (rest.size() == 1) {
+            mHasHalfMarker = true;
+            return fragment.size();
+        }
+        if (rest[1] == kMarker) { // FF may be repeated before a marker
             ++offset;
-        } else if (rest.size() >= 2 && !hasLength(rest[1])) {
+        } else if (!hasLength(rest[1])) {
+            mHasEnd = mHasEnd || rest[1] == kEndOfImage;
             offset += 2;
         } else if (length >= 2 && length <= rest.size() - 2) {
             inspect(rest);
             offset += 2 + length;
+        } else if (mToSkip = skippedBehind(rest); mToSkip > 0) {
+            return fragment.size();
         } else {
             mHasCutSegment = true;
             return offset;
@@ -104,7 +144,7 @@ void JpegSegments::scanWindow() {
     const Bytes window(mWindow);
     std::size_t offset = nextMarker(window, 0);
     while (offset < window.size() && mProblem == nullptr) {
-        note(isCutHarmfully(offset), "a JPEG segment is cut into fragments as its decoder cannot read it");
+        note(isCutHarmfully(offset), kCutHarmfully);
         inspect(window.subspan(offset));
         offset = nextMarker(window, offset + 1);
     }
@@ -124,7 +164,6 @@ std::size_t JpegSegments::startsBetween(std::size_t offset, std::size_t end) con
 }
 
 bool JpegSegments::isCutHarmfully(std::size_t offset) const {
-    constexpr std::size_t kReadBytesOfSkipped = 14; // after the length
     const Bytes segment = Bytes(mWindow).subspan(offset);
     if (segment.size() < 2) {
         return false;

@@ -14,7 +14,8 @@ namespace radvex {
 /// Inspects the marker segments of JPEG streams (ISO/IEC 10918-1 B.1), fragment by fragment, in the way that a decoder
 /// reaches them: from segment to segment, and through compressed data, which never holds the two bytes that open one.
 /// Once a fragment holds a segment only in part, every offset behind its start that looks like a segment counts: a
-/// decoder may go on at any of them.
+/// decoder may go on at any of them. But a comment, or what an application stored, is skipped wherever it ends, and an
+/// FF of compressed data may be the last byte of a fragment.
 class JpegSegments {
   public:
     /// The most memory that a frame asks for, in bytes: its coefficients, two bytes each.
@@ -39,7 +40,9 @@ class JpegSegments {
   private:
     using Bytes = std::span<const Uint8>;
 
-    std::size_t walk(Bytes fragment);
+    void resume(Bytes fragment, std::size_t skipped);
+    std::size_t skippedBehind(Bytes segment) const;
+    std::size_t walk(Bytes fragment, std::size_t first);
     void scanWindow();
     void note(bool isThere, const char* problem) { mProblem = mProblem == nullptr && isThere ? problem : mProblem; }
     bool isCutHarmfully(std::size_t offset) const;
@@ -50,6 +53,9 @@ class JpegSegments {
     void inspectTables(Bytes content);
 
     bool mHasCutSegment = false;    ///< a fragment held a segment only in part
+    bool mHasHalfMarker = false;    ///< the last fragment ended with the first byte of a marker
+    bool mHasEnd = false;           ///< the last fragment held the end of a frame
+    std::size_t mToSkip = 0;        ///< bytes of the next fragments that belong to a segment that is skipped
     const char* mProblem = nullptr; ///< the first one that was found
     bool mHasLossyFrame = false;
     bool mHasWidestDifference = false; ///< a table is for differences of 16 bits

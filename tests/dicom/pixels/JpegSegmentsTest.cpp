@@ -29,6 +29,8 @@ const std::string kStart = "\xFF\xD8";
 const std::string kFrame = segment('\xC0', std::string("\x08\0\x10\0\x10\x01\x01\x11\0", 9)); // 16 x 16, one component
 const std::string kTable = segment('\xC4', std::string(17, '\0'));
 const std::string kComment = segment('\xFE', std::string(40, 'c'));
+const std::string kBadTable = segment('\xC4', '\x05' + std::string(16, '\0')); // of a number that there is not
+const std::string kEnd = "\xFF\xD9";
 const std::string kRest = "compressed data, " + std::string(40, 'x');
 
 } // namespace
@@ -117,5 +119,46 @@ TEST(JpegSegments, ManyThatOverlapAreGivenUp) {
     while (overlapping.size() < 900'000) {
         overlapping += "\xFF\xC4\xFF\xF0" + std::string(16, '\0');
     }
-    EXPECT_TRUE(isImpossible({kStart + kComment.substr(0, 20), kComment.substr(20) + overlapping}));
+    EXPECT_TRUE(isImpossible({kStart + kTable.substr(0, 7), kTable.substr(7) + overlapping}));
+}
+
+TEST(JpegSegments, WhatIsSkippedIsNotInspectedInAnotherFragmentEither) {
+    const std::string bytes = std::string(14, 'p') + kBadTable + std::string(10, 'p');
+    for (const char kind : {'\xE0', '\xE2', '\xEF', '\xFE'}) {
+        const std::string skipped = segment(kind, bytes);
+        for (std::size_t cut = 18; cut < skipped.size(); ++cut) {
+            const std::string first = kStart + skipped.substr(0, cut);
+            const std::string last = skipped.substr(cut);
+            EXPECT_FALSE(isImpossible({first, last + kFrame + kRest})) << cut;
+            EXPECT_TRUE(isImpossible({first, last + kBadTable + kRest})) << cut << ", a table behind it";
+            EXPECT_TRUE(isImpossible({first, last, kFrame + kRest})) << cut << ", to the end of a fragment";
+            EXPECT_TRUE(isImpossible({kEnd + skipped.substr(0, cut), kBadTable + skipped})) << cut << ", another frame";
+        }
+        const std::string third = skipped.substr(40);
+        EXPECT_FALSE(isImpossible({kStart + skipped.substr(0, 20), skipped.substr(20, 20), third + kFrame + kRest}));
+        EXPECT_TRUE(isImpossible({kStart + skipped.substr(0, 20), skipped.substr(20, 20), third, kFrame + kRest}));
+    }
+}
+
+// An offset table may say that a frame begins there.
+TEST(JpegSegments, AFrameThatBeginsAmongSkippedBytesIsInspected) {
+    const std::string skipped = segment('\xE2', std::string(20, 'p') + kStart + kBadTable + std::string(30, 'p'));
+    EXPECT_FALSE(isImpossible({kStart + skipped + kFrame + kRest}));
+    EXPECT_FALSE(isImpossible({kStart + skipped.substr(0, 23), skipped.substr(23) + kFrame + kRest}));
+    EXPECT_TRUE(isImpossible({kStart + skipped.substr(0, 24), skipped.substr(24) + kFrame + kRest}));
+    const std::string plain = segment('\xE2', std::string(20, 'p') + kStart + std::string(30, 'p'));
+    EXPECT_TRUE(isImpossible({kStart + plain.substr(0, 24), plain.substr(24, 10), plain.substr(34), kRest}))
+        << "and the segment still ends with a fragment";
+}
+
+TEST(JpegSegments, MayStartWithTheLastByteOfAFragment) {
+    const std::string application = segment('\xE2', kBadTable);
+    EXPECT_TRUE(isImpossible({kStart + kBadTable.substr(0, 1), kBadTable.substr(1) + kRest}));
+    EXPECT_TRUE(isImpossible({kStart + "\xFF", kBadTable + kRest})) << "filled";
+    for (const std::string& next : {std::string(1, '\0'), std::string("\xD0")}) {
+        const std::string end = kStart + kFrame + kRest + "\xFF";
+        EXPECT_FALSE(isImpossible({end, next + kRest + kEnd, kStart + application + kFrame + kRest}));
+        EXPECT_TRUE(isImpossible({end, next + kRest + kEnd, kStart + kBadTable + kFrame + kRest}));
+        EXPECT_TRUE(isImpossible({end, next + kBadTable + kRest}));
+    }
 }
