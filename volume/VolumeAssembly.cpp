@@ -130,9 +130,8 @@ class Assembly {
     /// Within a tenth of a voxel.
     static bool isSameGeometry(const formats::VolumeGeometry& a, const formats::VolumeGeometry& b) {
         const double tolerance = 0.1 * std::min({length(a.columnStep), length(a.rowStep), length(a.sliceStep)});
-        return a.hasPosition == b.hasPosition &&
-               (!a.hasPosition || (length(a.origin - b.origin) <= tolerance &&
-                                   length(a.sliceStep - b.sliceStep) <= tolerance));
+        return a.hasPosition == b.hasPosition && (!a.hasPosition || (length(a.origin - b.origin) <= tolerance &&
+                                                                     length(a.sliceStep - b.sliceStep) <= tolerance));
     }
 
     void requireOneStack() const {

@@ -24,7 +24,7 @@ enum class FindingKind {
     differentSize,             ///< numbers of rows or columns differ
     differentColour,           ///< some slices are in colour, others are grey
     differentFrameOfReference, ///< frames of reference differ
-    differentContrast, ///< echo time, b-value or the like differ inside a volume
+    differentContrast,         ///< echo time, b-value or the like differ inside a volume
     differentOrientation,      ///< orientations differ
     differentPixelSpacing,     ///< pixel spacings differ
     leftOut,                   ///< slices that do not fit the largest stack are left out

@@ -310,7 +310,8 @@ class Grouping {
     /// From 1.
     std::size_t rankAmong(std::size_t trait, const std::string& value, const std::set<std::string>& others) const {
         const auto& ranks = mRanks[trait];
-        const bool isDirection = mTraits[trait] == Trait::diffusionDirection; // one without is a mean or none, not a number
+        const bool isDirection =
+            mTraits[trait] == Trait::diffusionDirection; // one without is a mean or none, not a number
         return static_cast<std::size_t>(std::ranges::count_if(others, [&](const std::string& other) {
             return ranks.at(other) <= ranks.at(value) && !(isDirection && other.empty());
         }));

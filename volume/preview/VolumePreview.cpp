@@ -7,9 +7,9 @@
 #include "formats/json/Text.h"
 #include "formats/pictures/Drawing.h"
 #include "formats/pictures/Png.h"
+#include "volume/VolumeSeries.h"
 #include "volume/preview/PreviewPanels.h"
 #include "volume/preview/PreviewWindow.h"
-#include "volume/VolumeSeries.h"
 
 namespace radvex::volume {
 
@@ -221,7 +221,8 @@ class PreviewPage {
         const int middle = area.left + area.columns / 2;
         const int lineTop = area.top + (area.rows - kBoldFont.lineHeight) / 2;
         const int gap = 8;
-        drawText(mPage, area.left - gap - textWidth(panel.left, kBoldFont), lineTop, panel.left, kBoldFont, kLetterColour);
+        drawText(mPage, area.left - gap - textWidth(panel.left, kBoldFont), lineTop, panel.left, kBoldFont,
+                 kLetterColour);
         drawText(mPage, area.left + area.columns + gap, lineTop, panel.right, kBoldFont, kLetterColour);
         drawCentred(panel.top, middle, area.top - gap / 2 - kBoldFont.lineHeight, kBoldFont, kLetterColour);
         drawCentred(panel.bottom, middle, area.top + area.rows + gap / 2, kBoldFont, kLetterColour);

@@ -31,10 +31,11 @@ PixelMeaning readPixelMeaning(velmora::Host& host, const std::string& file) {
     PixelMeaning meaning;
     meaning.frames = std::max(1, host.call("GetFrameCount", {file}).get<vint>());
     const velmora::Value found = host.call(
-        "ReadMetadata", {file,
-                         Store::ofTexts({"PixelRepresentation", "BitsStored", "RescaleSlope", "RescaleIntercept",
-                                         "RescaleType", "PhotometricInterpretation", "Modality", "Units", "DoseUnits", "DoseGridScaling"}),
-                         false});
+        "ReadMetadata",
+        {file,
+         Store::ofTexts({"PixelRepresentation", "BitsStored", "RescaleSlope", "RescaleIntercept", "RescaleType",
+                         "PhotometricInterpretation", "Modality", "Units", "DoseUnits", "DoseGridScaling"}),
+         false});
     const velmora::StoreView attributes = found.get<Store>().view();
     meaning.isSigned = attributes.integer("PixelRepresentation").value_or(0) != 0;
     meaning.bitsStored = attributes.integer("BitsStored");

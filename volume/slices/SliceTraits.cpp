@@ -98,8 +98,12 @@ void takeDimensions(SliceTraits& traits, StoreView content) {
 
 /// Classic MR files tell the component by the third value of ImageType, some by the fourth.
 void takeComponentOfType(SliceTraits& traits, std::string_view imageType) {
-    constexpr std::array<std::pair<std::string_view, std::string_view>, 6> kComponents{
-        {{"M", "MAGNITUDE"}, {"P", "PHASE"}, {"R", "REAL"}, {"I", "IMAGINARY"}, {"PHASE MAP", "PHASE"}, {"M_FFE", "MAGNITUDE"}}};
+    constexpr std::array<std::pair<std::string_view, std::string_view>, 6> kComponents{{{"M", "MAGNITUDE"},
+                                                                                        {"P", "PHASE"},
+                                                                                        {"R", "REAL"},
+                                                                                        {"I", "IMAGINARY"},
+                                                                                        {"PHASE MAP", "PHASE"},
+                                                                                        {"M_FFE", "MAGNITUDE"}}};
     std::size_t number = 0;
     while (!imageType.empty()) {
         const std::string_view value = firstValue(imageType);

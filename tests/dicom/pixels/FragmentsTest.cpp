@@ -271,6 +271,22 @@ TEST_F(FramesInFragments, OfGreyRleAreRead) {
     }
 }
 
+// DCMTK repeated the byte behind the code 129 times. PS3.5 G.3.2 lets it output nothing.
+TEST_F(FramesInFragments, OfRlePassTheCodeThatOutputsNothing) {
+    const std::vector<int> values = noise(3, kPixels, 8);
+    std::string segment;
+    for (std::size_t index = 0; index < values.size(); index += 2) {
+        segment += std::string("\x80\x01", 2); // nothing, then two bytes as they are
+        segment += static_cast<char>(values[index]);
+        segment += static_cast<char>(values[index + 1]);
+    }
+    std::string header = littleEndian(1) + littleEndian(64);
+    header.resize(64);
+    CompressedPicture picture{.syntax = EXS_RLELossless, .rows = kSeriesRows, .columns = kSeriesColumns};
+    picture.fragments = {header + even(segment + '\x80')};
+    EXPECT_EQ(read(write(picture)), values);
+}
+
 TEST_F(FramesInFragments, OfColourRleAreReadByPixelAndByPlane) {
     for (const int planes : {0, 1}) {
         CompressedPicture picture{.syntax = EXS_RLELossless,
