@@ -275,10 +275,9 @@ TEST_F(FramesInFragments, OfGreyRleAreRead) {
 TEST_F(FramesInFragments, OfRlePassTheCodeThatOutputsNothing) {
     const std::vector<int> values = noise(3, kPixels, 8);
     std::string segment;
-    for (std::size_t index = 0; index < values.size(); index += 2) {
-        segment += std::string("\x80\x01", 2); // nothing, then two bytes as they are
-        segment += static_cast<char>(values[index]);
-        segment += static_cast<char>(values[index + 1]);
+    for (const int value : values) {
+        segment += std::string("\x80\0", 2); // nothing, then one byte as it is
+        segment += static_cast<char>(value);
     }
     std::string header = littleEndian(1) + littleEndian(64);
     header.resize(64);
