@@ -137,6 +137,51 @@ TEST(SliceGroups, EchoesInTimeHaveBothNames) {
     EXPECT_THAT(labelsOf(planOf(all)), ElementsAre("-echo1-time1", "-echo1-time2", "-echo2-time1", "-echo2-time2"));
 }
 
+TEST(SliceGroups, ValuesThatNearlyAgreeAreOneUnlessTheyStandSideBySide) {
+    auto slices = volumesOf({{{Trait::echoTime, "2.460"}}, {{Trait::echoTime, "7.38"}}});
+    slices[1].traits.set(Trait::echoTime, "2.461");
+    EXPECT_THAT(labelsOf(planVolumes(slices, {})), ElementsAre("-echo1", "-echo2"));
+    EXPECT_THAT(
+        labelsOf(planOf({{{Trait::echoTime, "2.46"}}, {{Trait::echoTime, "2.47"}}, {{Trait::echoTime, "2.48"}}})),
+        ElementsAre("-echo1", "-echo2", "-echo3"));
+    EXPECT_THAT(labelsOf(planOf({{{Trait::diffusionBValue, "995"}, {Trait::diffusionDirection, "1\\0\\0"}},
+                                 {{Trait::diffusionBValue, "1000"}, {Trait::diffusionDirection, "0\\1\\0"}}})),
+                ElementsAre("-b995", "-b1000"));
+}
+
+TEST(SliceGroups, AStackThatAlternatesBetweenContrastsIsAnError) {
+    for (const Trait trait : {Trait::echoTime, Trait::diffusionBValue, Trait::complexComponent}) {
+        std::vector<SliceRecord> slices;
+        for (int height = 0; height < 6; ++height) {
+            slices.push_back(sliceAt(height, {{trait, height % 2 == 0 ? "20" : "90"}}));
+        }
+        const VolumePlan plan = planVolumes(slices, {});
+        ASSERT_TRUE(plan.volumes.at(0).hasErrors());
+        EXPECT_EQ(plan.volumes[0].findings[0].kind, FindingKind::differentContrast);
+    }
+    std::vector<SliceRecord> inversion; // one inversion for all slices
+    for (int height = 0; height < 6; ++height) {
+        inversion.push_back(sliceAt(height, {{Trait::inversionTime, std::to_string(100 + 50 * height)}}));
+    }
+    EXPECT_THAT(planVolumes(inversion, {}).volumes.at(0).findings, IsEmpty());
+}
+
+TEST(SliceGroups, VolumesOfOneStackRunTheSameWay) {
+    auto slices = volumesOf({{{Trait::temporalIndex, "1"}}, {{Trait::temporalIndex, "2"}}});
+    std::swap(slices[3].instanceNumber, slices[5].instanceNumber); // the second runs against the first
+    const VolumePlan plan = planVolumes(slices, {});
+    EXPECT_THAT(filesOf(slices, plan.volumes.at(1)), ElementsAre("1@0", "1@2", "1@4"));
+}
+
+TEST(SliceGroups, UnnumberedContrastsStandInTheOrderOfTheirInstances) {
+    auto slices = volumesOf({{{Trait::diffusionDirection, "1\\0\\0"}}, {{Trait::diffusionDirection, "0\\1\\0"}}});
+    for (SliceRecord& slice : slices) {
+        *slice.instanceNumber = 10 - *slice.instanceNumber;
+    }
+    const VolumePlan plan = planVolumes(slices, {});
+    EXPECT_THAT(plan.volumes.at(0).traits, ElementsAre(Pair("DiffusionGradientOrientation", "0\\1\\0")));
+}
+
 TEST(SliceGroups, AMissingPositionIsNamed) {
     auto slices =
         volumesOf({{{Trait::temporalIndex, "1"}}, {{Trait::temporalIndex, "2"}}, {{Trait::temporalIndex, "3"}}});

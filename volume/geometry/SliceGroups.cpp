@@ -83,22 +83,30 @@ class Grouping {
         return usual == mUsual.end() ? own : usual->second;
     }
 
+    /// Values that occur together at a position tell volumes apart, however near they are.
     void joinNearNumbers(Trait trait) {
-        std::map<double, std::string> numbers;
+        std::map<double, std::pair<std::string, std::set<std::size_t>>> numbers; // texts and positions
         for (const std::size_t slice : mStack) {
             const std::string& text = mSlices[slice].traits[trait];
             if (const auto number = decimalOf(text)) {
-                numbers.emplace(*number, text);
+                numbers.try_emplace(*number, text, std::set<std::size_t>{})
+                    .first->second.second.insert(mPositionOf[slice]);
             }
         }
-        const std::string* first = nullptr;
+        const std::string* usual = nullptr;
         double lowest = 0;
-        for (const auto& [number, text] : numbers) {
-            if (first == nullptr || !isNearContrast(lowest, number)) {
-                first = &text;
+        std::set<std::size_t> positions; // of the usual value
+        for (const auto& [number, value] : numbers) {
+            const auto& [text, own] = value;
+            const bool isTogether =
+                std::ranges::any_of(own, [&](std::size_t position) { return positions.contains(position); });
+            if (usual == nullptr || isTogether || !isNearContrast(lowest, number)) {
+                usual = &text;
                 lowest = number;
+                positions = own;
             } else {
-                mUsual.emplace(std::pair(trait, text), *first);
+                mUsual.emplace(std::pair(trait, text), *usual);
+                positions.insert(own.begin(), own.end());
             }
         }
     }

@@ -99,10 +99,18 @@ class SliceJudge {
                                   Trait::complexComponent, Trait::energyWindow}) {
             const std::string& usual = first().traits[trait];
             Indices others;
-            std::ranges::copy_if(mVerdict.byInstance, std::back_inserter(others), [&](std::size_t index) {
-                return !isSameContrast(usual, mSlices[index].traits[trait]);
-            });
-            if (!others.empty()) {
+            std::set<std::string> values;
+            for (const std::size_t index : mVerdict.byInstance) {
+                const std::string& own = mSlices[index].traits[trait];
+                values.insert(own);
+                if (!isSameContrast(usual, own)) {
+                    others.push_back(index);
+                }
+            }
+            // One inversion may serve all slices, which are read one after the other: each has a time of its own.
+            const bool isTime = trait == Trait::echoTime || trait == Trait::inversionTime;
+            const bool isOfSlice = isTime && 2 * values.size() > mVerdict.byInstance.size();
+            if (!others.empty() && !isOfSlice) {
                 add(FindingKind::differentContrast, true,
                     formats::counted(others.size(), "slice differs", "slices differ") + " from the first in " +
                         ruleOf(trait).keyword,
