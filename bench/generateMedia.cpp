@@ -62,13 +62,14 @@ std::string fileName(int number) {
 }
 
 void writeSeries(const fs::path& medium, const Encoding& encoding, const std::vector<Uint16>& pixels, int slices,
-                 int side) {
+                 int side, Stored stored = Stored::twelveBits) {
     makeMedium(medium, [&](const auto& add) {
         for (int number = 1; number <= slices; ++number) {
             const int slice = number * 7 % slices; // every slice once, in another order
             DcmFileFormat file;
             putIdentity(*file.getDataset(), 1, slice + 1);
-            putPixels(*file.getDataset(), pixels.data() + static_cast<std::ptrdiff_t>(slice) * side * side, 1, side);
+            putPixels(*file.getDataset(), pixels.data() + static_cast<std::ptrdiff_t>(slice) * side * side, 1, side,
+                      stored);
             check(file.getDataset()->chooseRepresentation(encoding.syntax, encoding.parameter));
             check(file.saveFile((medium / fileName(number)).string().c_str(), encoding.syntax));
             add(fileName(number));
@@ -82,6 +83,8 @@ void writeSeriesMedia(const fs::path& folder, const Amounts& amounts) {
     const std::vector<Uint16> pixels = makePixels(amounts.slices, amounts.side, amounts.side);
     for (const Encoding& encoding : encodings()) {
         writeSeries(folder / ("series" + encoding.suffix), encoding, pixels, amounts.slices, amounts.side);
+        writeSeries(folder / ("series-signed" + encoding.suffix), encoding, pixels, amounts.slices, amounts.side,
+                    Stored::sixteenSigned);
     }
 }
 

@@ -63,8 +63,9 @@ void writeRgbFrames(const std::string& path, const Amounts& amounts) {
 
 } // namespace
 
-void putPixels(DcmDataset& dataset, const Uint16* pixels, int frames, int side) {
-    putShape(dataset, side, side, 1, 16, 12);
+void putPixels(DcmDataset& dataset, const Uint16* pixels, int frames, int side, Stored stored) {
+    putShape(dataset, side, side, 1, 16, stored == Stored::twelveBits ? 12 : 16);
+    check(dataset.putAndInsertUint16(DCM_PixelRepresentation, stored == Stored::twelveBits ? 0 : 1));
     check(dataset.putAndInsertString(DCM_PhotometricInterpretation, "MONOCHROME2"));
     const auto count = static_cast<unsigned long>(frames) * static_cast<unsigned long>(side * side);
     check(dataset.putAndInsertUint16Array(DCM_PixelData, pixels, count));

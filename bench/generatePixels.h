@@ -24,8 +24,11 @@ struct Encoding {
 /// Uncompressed, RLE, JPEG lossless and JPEG-LS lossless.
 const std::vector<Encoding>& encodings();
 
-/// Puts the attributes of square pictures with 12 of 16 bits, and the pixels.
-void putPixels(DcmDataset& dataset, const Uint16* pixels, int frames, int side);
+/// How samples are stored in 16 bits.
+enum class Stored { twelveBits, sixteenSigned };
+
+/// Puts the attributes of square pictures, and the pixels.
+void putPixels(DcmDataset& dataset, const Uint16* pixels, int frames, int side, Stored stored = Stored::twelveBits);
 
 /// Writes frames.dcm and frames-rle.dcm, frames-jpeg.dcm, frames-jpegls.dcm: frames of 16 bits; and frames-rgb.dcm.
 void writeMultiFrames(const std::filesystem::path& folder, const Amounts& amounts);

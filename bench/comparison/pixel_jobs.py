@@ -53,6 +53,8 @@ def volume_jobs(setup):
         slices = "volume of %(slices)d slices of %(side)d x %(side)d" % setup.amounts
         yield _modality_volume(setup, folder, "Modality values as a %s, %s" % (slices, encoding))
         yield _rendered_volume(setup, folder, "Pictures as a %s, %s" % (slices, encoding))
+        yield _signed_volume(setup, setup.file("series-signed" + suffix),
+                             "Signed values with an intercept as a %s, %s" % (slices, encoding))
     yield _pictures(setup)
 
 
@@ -87,6 +89,25 @@ def _modality_volume(setup, folder, title):
         row("dicomtonifti", ["dicomtonifti", "-o", nii, "-b", folder], nii),
         row("GDCM (Python)", setup.peer("gdcm-volume", folder, npy), npy),
         row("pydicom", setup.peer("pydicom-volume", folder, npy), npy),
+    ])
+
+
+def _signed_volume(setup, folder, title):
+    """16 bits signed with an intercept of -1024: NIfTI of either program, in the same type."""
+    nifti = setup.file("nifti")
+    nii = setup.file("out.nii")
+    os.makedirs(nifti, exist_ok=True)
+    peer = os.path.join(nifti, "out.nii")
+    dcm2niix = ["dcm2niix", "-z", "n", "-b", "n", "-w", "1", "-f", "out", "-o", nifti, folder]
+    medium = os.path.join(folder, "DICOMDIR")
+    voxels = {"removes": (nii,), "voxels": setup.comparison("modality", nii, "<i2")}
+    return Job(title, [
+        setup.plain_read(folder),
+        Row("dcm2niix -z n", dcm2niix, removes=(peer,), voxels=setup.comparison("modality", peer, "<i2")),
+        Row("radvex volume", setup.radvex("volume", medium, "-o", nii), reference="dcm2niix -z n", divides=True,
+            **voxels),
+        Row("radvex volume --jobs 0", setup.radvex("volume", "--jobs", "0", medium, "-o", nii),
+            reference="dcm2niix -z n", **voxels),
     ])
 
 
