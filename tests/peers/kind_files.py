@@ -8,6 +8,7 @@ import tempfile
 
 import numpy
 from pydicom import config, dcmwrite
+from pydicom.datadict import tag_for_keyword
 from pydicom.dataset import Dataset, FileDataset, FileMetaDataset
 from pydicom.sequence import Sequence
 from pydicom.uid import ExplicitVRLittleEndian
@@ -27,6 +28,7 @@ CLASSES = {  # SOP classes by name
 MODALITIES = {"EnhancedMR": "MR", "EnhancedPT": "PT", "SC": "OT"}
 ORIGIN = (-101.5, -120.25, 33.125)
 FRAME_OF_REFERENCE = "1.2.826.0.1.99.9"
+ORGANIZATION = "1.2.826.0.1.99.4"
 
 _INSTANCES = itertools.count(1)
 
@@ -156,13 +158,24 @@ def slices(sop_class, grid, stored, numbers=None, bits=16, signed=False, each=No
     return result
 
 
-def many_frames(sop_class, grid, frames, shared=None, bits=16, signed=False, series=3, **attributes):
+def dimension(index, group):
+    """The item that says what a dimension counts, by keywords."""
+    return {"DimensionOrganizationUID": ORGANIZATION, "DimensionIndexPointer": tag_for_keyword(index),
+            "FunctionalGroupPointer": tag_for_keyword(group)}
+
+
+STACK = (("StackID", "FrameContentSequence"), ("InStackPositionNumber", "FrameContentSequence"))
+
+
+def many_frames(sop_class, grid, frames, shared=None, bits=16, signed=False, series=3, dimensions=STACK, **attributes):
     """One dataset of many frames; each is (index of the slice, stored values, functional groups of this frame)."""
     dataset = blank(sop_class, series, InstanceNumber=1, NumberOfFrames=len(frames), **attributes)
     put_pixels(dataset, numpy.stack([stored for _, stored, _ in frames]), bits, signed)
     spacing = {"PixelSpacing": [decimal(value) for value in grid.spacing], "SliceThickness": decimal(grid.thickness)}
     orientation = {"ImageOrientationPatient": [decimal(value) for value in grid.orientation]}
     groups = {"PixelMeasuresSequence": [spacing], "PlaneOrientationSequence": [orientation], **(shared or {})}
+    with_attributes(dataset, {"DimensionOrganizationSequence": [{"DimensionOrganizationUID": ORGANIZATION}],
+                              "DimensionIndexSequence": [dimension(*names) for names in dimensions]})
     dataset.SharedFunctionalGroupsSequence = Sequence([with_attributes(Dataset(), groups)])
     items = []
     for index, _, groups in frames:

@@ -1,17 +1,18 @@
 """Kinds of series, each with the volumes that it is: every voxel's value and where it lies.
 
-A kind is a function that returns the files (datasets, or bytes of whole files) and what is expected of one or several runs
-of `radvex volume`. Values spell their place: 1000 * volume + 100 * slice + 10 * row + column.
+A kind is a function that returns the files (datasets, or bytes of whole files) and what is expected of one or several
+runs of `radvex volume`. Values spell their place: 1000 * volume + 100 * slice + 10 * row + column.
 """
 
 import numpy
 from pydicom.dataset import Dataset
 from pydicom.uid import DeflatedExplicitVRLittleEndian, ExplicitVRBigEndian, ImplicitVRLittleEndian, RLELossless
 
-from kind_files import (FRAME_OF_REFERENCE, Grid, blank, colours, compressed, decimal, file_bytes, many_frames, pattern,
-                        put_pixels, slices, with_attributes)
+from kind_files import (FRAME_OF_REFERENCE, STACK, Grid, blank, colours, compressed, decimal, file_bytes, many_frames,
+                        pattern, put_pixels, slices, with_attributes)
 
 KINDS = {}  # functions by the name of the kind
+GROUPS = ("echo", "time", "-b", "magnitude", "phase", "real", "imaginary", "stack", "acq", "window")  # in names of volumes
 
 
 class Truth:
@@ -28,6 +29,7 @@ class Truth:
         self.tolerance = tolerance  # mm
         self.in_space = in_space
         self.any_order = any_order  # the slices may come from either end
+        self.is_of_group = any(word in suffix for word in GROUPS)
 
 
 class Run:
@@ -116,6 +118,23 @@ def positions_of_two_decimals():
 
 
 @kind
+def directions_that_vary_in_the_last_digits():
+    files, truth = one_ct()
+    truth.tolerance = 1e-3
+    for index, dataset in enumerate(files):
+        turn = 2e-5 * (index % 2)
+        dataset.ImageOrientationPatient = ["1", decimal(turn), "0", decimal(-turn), "1", "0"]
+    return files, [Run([truth])]
+
+
+@kind
+def slice_without_a_position():
+    files, _ = one_ct()
+    del files[5].ImagePositionPatient
+    return refused_ct("noPosition", files)
+
+
+@kind
 def numbers_backwards():
     files, truth = one_ct(Grid(6, 4, 5, step=(0, 0, -2.5)), numbers=range(1, 7))
     return files, [Run([truth])]
@@ -138,6 +157,12 @@ def numbers_with_holes():
 def no_instance_number():
     files, truth = one_ct(numbers=[None] * 6)
     return files, [Run([truth], ["noInstanceNumber"])]
+
+
+@kind
+def one_number_for_all():
+    files, truth = one_ct(numbers=[7] * 6)
+    return files, [Run([truth], ["duplicateInstanceNumber"])]
 
 
 @kind
@@ -174,6 +199,12 @@ def single_slice():
 def with_places(places):
     grid = Grid(len(places), 4, 5, step=(0, 0, 2), places=places)
     return ct(grid, pattern(grid))
+
+
+@kind
+def numbers_and_slices_missing():
+    files, _ = one_ct(Grid(7, 4, 5))
+    return refused_ct("missingSlices", files[:3] + files[4:])
 
 
 @kind
@@ -400,7 +431,8 @@ def volumes(sop_class, grid, each, by_slice=False, **more):
     count = grid.shape[0]
     files = []
     for index, stored in enumerate(values):
-        numbers = [number * len(each) + index + 1 if by_slice else index * count + number + 1 for number in range(count)]
+        numbers = [number * len(each) + index + 1 if by_slice else index * count + number + 1
+                   for number in range(count)]
         files += slices(sop_class, grid, stored, numbers, **{**more, **each[index]})
     return files, values
 
@@ -501,6 +533,18 @@ def mr_temporal_positions():
             for number in range(1, 12)]
     files, values = volumes("MR", grid, each)
     return files, [one_each(values, grid, ["-time%d" % number for number in range(1, 12)]), one_4d(values, grid)]
+
+
+@kind
+def mr_points_in_time_with_rounded_positions():
+    """The same slices lie up to 1 micrometre apart from one point in time to the next."""
+    grid = Grid(4, 5, 6, step=(0, 0, 5))
+    each = [{"TemporalPositionIdentifier": number} for number in (1, 2, 3)]
+    files, values = volumes("MR", grid, each)
+    for index, dataset in enumerate(files):
+        z = grid.origins[index % 4, 2] + (index // 4 - 1) * 1e-3
+        dataset.ImagePositionPatient[2] = decimal(z)
+    return files, [one_each(values, grid, ["-time1", "-time2", "-time3"], tolerance=2e-3)]
 
 
 @kind
@@ -652,7 +696,8 @@ def other_files_in_the_folder():
 @kind
 def mr_mosaic():
     grid = Grid(3, 8, 10, step=(0, 0, 0.5))
-    return refused_ct("mosaic", slices("MR", grid, pattern(grid), ImageType=["ORIGINAL", "PRIMARY", "M", "ND", "MOSAIC"]))
+    files = slices("MR", grid, pattern(grid), ImageType=["ORIGINAL", "PRIMARY", "M", "ND", "MOSAIC"])
+    return refused_ct("mosaic", files)
 
 
 # Many frames
@@ -662,9 +707,10 @@ def echo(time):
     return {"MREchoSequence": [{"EffectiveEchoTime": time}]}
 
 
-def enhanced_mr(grid, frames, **more):
-    return many_frames("EnhancedMR", grid, frames, ImageType=["ORIGINAL", "PRIMARY", "VOLUME", "NONE"],
-                       ComplexImageComponent="MAGNITUDE", AcquisitionContrast="T1", VolumetricProperties="VOLUME", **more)
+def enhanced_mr(grid, frames, shared=None, **more):
+    return many_frames("EnhancedMR", grid, frames, shared, ImageType=["ORIGINAL", "PRIMARY", "VOLUME", "NONE"],
+                       ComplexImageComponent="MAGNITUDE", AcquisitionContrast="T1", VolumetricProperties="VOLUME",
+                       **more)
 
 
 def content(index, *values, stack="1", time=None):
@@ -693,12 +739,56 @@ def enhanced_mr_oblique():
 
 
 @kind
+def enhanced_mr_of_one_frame():
+    grid = Grid(1, 4, 6, step=(0, 0, 2.2))
+    values = pattern(grid, 1)
+    return [enhanced_mr(grid, [(0, values[0], content(0))])], [Run([Truth(values, grid, kind="uint16")])]
+
+
+@kind
+def enhanced_mr_in_two_files():
+    """The second half of the slices is a file of its own."""
+    grid = Grid(6, 4, 5, step=(0, 0, 2.2))
+    values = pattern(grid)
+    files = [enhanced_mr(grid, [(index, values[index], content(index)) for index in half])
+             for half in (range(3), range(3, 6))]
+    files[1].InstanceNumber = 2
+    return files, [Run([Truth(values, grid, kind="uint16")])]
+
+
+@kind
+def enhanced_mr_file_for_each_echo():
+    grid = Grid(4, 5, 6, step=(0, 0, 2.2))
+    values = [pattern(grid, 1), pattern(grid, 2)]
+    files = [enhanced_mr(grid, [(index, stored[index], content(index)) for index in range(4)], echo(time))
+             for stored, time in zip(values, (9.2, 18.4))]
+    files[1].InstanceNumber = 2
+    return files, [one_each(values, grid, ["-echo1", "-echo2"])]
+
+
+@kind
+def enhanced_mr_three_orientations():
+    grid = Grid(5, 4, 6, step=(0, 0, 2.2))
+    values = pattern(grid)
+    frames = [(index, values[index], content(index)) for index in range(5)]
+    file = enhanced_mr(grid, frames)
+    shared = file.SharedFunctionalGroupsSequence[0]
+    for index, item in enumerate(file.PerFrameFunctionalGroupsSequence):
+        vectors = [[1, 0, 0, 0, 1, 0], [0, 1, 0, 0, 0, -1], [1, 0, 0, 0, 0, -1]][index % 3]
+        with_attributes(item, {"PlaneOrientationSequence": [{"ImageOrientationPatient": vectors}]})
+    del shared.PlaneOrientationSequence
+    return refused_ct("differentOrientation", [file])
+
+
+@kind
 def enhanced_mr_two_echoes():
     grid = Grid(4, 5, 6, step=(0, 0, 2.2))
     values = [pattern(grid, 1), pattern(grid, 2)]
     frames = [(index, values[number][index], {**content(index, number + 1), **echo((9.2, 18.4)[number])})
               for index in range(4) for number in range(2)]
-    return [enhanced_mr(grid, frames)], [one_each(values, grid, ["-echo1", "-echo2"]), one_4d(values, grid)]
+    dimensions = (*STACK, ("EffectiveEchoTime", "MREchoSequence"))
+    runs = [one_each(values, grid, ["-echo1", "-echo2"]), one_4d(values, grid)]
+    return [enhanced_mr(grid, frames, dimensions=dimensions)], runs
 
 
 @kind
@@ -713,7 +803,8 @@ def enhanced_mr_diffusion():
     frames = [(index, values[number][index], {**content(index, number + 1), **groups[number]})
               for number in range(4) for index in range(4)]
     suffixes = ["-b0", "-b1000-dir1", "-b1000-dir2", "-b1000-dir3"]
-    return [enhanced_mr(grid, frames)], [one_each(values, grid, suffixes)]
+    dimensions = (*STACK, ("DiffusionBValue", "MRDiffusionSequence"))
+    return [enhanced_mr(grid, frames, dimensions=dimensions)], [one_each(values, grid, suffixes)]
 
 
 @kind
@@ -736,7 +827,9 @@ def enhanced_pet_dynamic():
             rescale = {"RescaleSlope": decimal(slopes[number][index]), "RescaleIntercept": 0, "RescaleType": "BQML"}
             frames.append((index, stored[number][index], {**content(index, number + 1, time=number + 1),
                                                           "PixelValueTransformationSequence": [rescale]}))
-    file = many_frames("EnhancedPT", grid, frames, ImageType=["ORIGINAL", "PRIMARY", "VOLUME", "NONE"], Units="BQML")
+    dimensions = (*STACK, ("TemporalPositionIndex", "FrameContentSequence"))
+    file = many_frames("EnhancedPT", grid, frames, dimensions=dimensions, Units="BQML",
+                       ImageType=["ORIGINAL", "PRIMARY", "VOLUME", "NONE"])
     values = [becquerels(stored[number], slopes[number]) for number in range(3)]
     return [file], [one_each(values, grid, ["-time1", "-time2", "-time3"], unit="BQML"), one_4d(values, grid)]
 
@@ -746,8 +839,8 @@ def dose(grid, offsets):
     file = blank("RTDOSE", DoseUnits="GY", DoseType="PHYSICAL", DoseSummationType="PLAN", DoseGridScaling="3.7e-7",
                  ImagePositionPatient=[decimal(value) for value in grid.origins[0]],
                  ImageOrientationPatient=[decimal(value) for value in grid.orientation],
-                 PixelSpacing=[decimal(value) for value in grid.spacing], NumberOfFrames=grid.shape[0], InstanceNumber=1,
-                 FrameIncrementPointer=0x3004000c, GridFrameOffsetVector=[decimal(value) for value in offsets],
+                 PixelSpacing=[decimal(value) for value in grid.spacing], InstanceNumber=1,
+                 NumberOfFrames=grid.shape[0], FrameIncrementPointer=0x3004000c, GridFrameOffsetVector=[decimal(value) for value in offsets],
                  SliceThickness="")
     put_pixels(file, stored, bits=32)
     return [file], [Run([Truth(stored * 3.7e-7, grid, unit="GY", any_order=True)])]
