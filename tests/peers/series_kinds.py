@@ -12,7 +12,7 @@ from kind_files import (FRAME_OF_REFERENCE, STACK, Grid, blank, colours, compres
                         pattern, put_pixels, slices, with_attributes)
 
 KINDS = {}  # functions by the name of the kind
-GROUPS = ("echo", "time", "-b", "magnitude", "phase", "real", "imaginary", "stack", "acq", "window")  # in names of volumes
+GROUPS = ("echo", "time", "-b", "magnitude", "phase", "real", "imaginary", "stack", "acq", "window")  # in suffixes
 
 
 class Truth:
@@ -208,6 +208,12 @@ def numbers_and_slices_missing():
 
 
 @kind
+def one_row():
+    files, truth = one_ct(Grid(4, 1, 5))
+    return files, [Run([truth])]
+
+
+@kind
 def one_slice_missing():
     return refused_ct("missingSlices", with_places([0, 1, 2, 4, 5, 6]))
 
@@ -314,6 +320,25 @@ def overlay_in_unused_bits():
         stored = numpy.frombuffer(dataset.PixelData, "<u2") | 0x8000
         dataset.PixelData = stored.astype("<u2").tobytes()
     return files, [Run([Truth(values, grid, unit="HU")])]
+
+
+@kind
+def slices_of_two_pixel_types():
+    grid = Grid(6, 4, 5)
+    values = pattern(grid)
+    files = ct(grid, values)
+    files[3:] = slices("CT", grid.part([3, 4, 5]), values[3:] - 50, numbers=[4, 5, 6], bits=12, signed=True,
+                       RescaleIntercept=50, RescaleSlope=1)
+    return files, [Run([Truth(values, grid, unit="HU")])]
+
+
+@kind
+def intercept_by_slice():
+    grid = Grid(6, 4, 5)
+    values = pattern(grid)
+    files = ct(grid, values)
+    files[3:] = slices("CT", grid.part([3, 4, 5]), values[3:], numbers=[4, 5, 6], RescaleIntercept=0, RescaleSlope=1)
+    return files, [Run([Truth(values, grid, kind="int16", unit="HU")])]
 
 
 @kind
@@ -527,6 +552,34 @@ def mr_cine_of_several_breaths():
 
 
 @kind
+def mr_acquisition_times_by_slice():
+    """Each slice of each point in time has a time of its own, the slices taken in two passes."""
+    grid = Grid(4, 5, 6, step=(0, 0, 5))
+    files, values = [], [pattern(grid, number + 1) for number in range(3)]
+    for number in range(3):
+        files += slices("MR", grid, values[number], range(4 * number + 1, 4 * number + 5),
+                        each=lambda index, number=number: {
+                            "AcquisitionTime": "1010%05.2f" % (2 * number + (0, 1, 0.5, 1.5)[index])})
+    return files, [one_each(values, grid, ["-time1", "-time2", "-time3"]), one_4d(values, grid)]
+
+
+@kind
+def mr_echoes_of_points_in_time():
+    grid = Grid(3, 5, 6, step=(0, 0, 5))
+    each = [{"EchoTime": echo, "TemporalPositionIdentifier": number} for number in (1, 2) for echo in ("14", "30")]
+    files, values = volumes("MR", grid, each)
+    return files, [one_each(values, grid, ["-echo1-time1", "-echo2-time1", "-echo1-time2", "-echo2-time2"])]
+
+
+@kind
+def mr_water_and_fat():
+    grid = Grid(3, 5, 6, step=(0, 0, 5))
+    each = [{"ImageType": ["DERIVED", "PRIMARY", "DIXON", part]} for part in ("FAT", "WATER")]
+    files, values = volumes("MR", grid, each)
+    return files, [one_each(values, grid, ["-type1", "-type2"])]
+
+
+@kind
 def mr_temporal_positions():
     grid = Grid(4, 5, 6, step=(0, 0, 5))
     each = [{"TemporalPositionIdentifier": number, "NumberOfTemporalPositions": 11, "AcquisitionNumber": number}
@@ -570,10 +623,34 @@ def mr_diffusion():
 
 
 @kind
+def mr_diffusion_with_varying_values():
+    """The scanner states the b-value of each direction as it was, not as it was asked for."""
+    grid = Grid(3, 5, 6, step=(0, 0, 5))
+    each = [{"DiffusionBValue": 0.0}]
+    each += [{"DiffusionBValue": value, "DiffusionGradientOrientation": list(vector)}
+             for value, vector in zip((995.0, 1000.0, 1005.0), DIRECTIONS)]
+    files, values = volumes("MR", grid, each)
+    return files, [one_each(values, grid, ["-b0", "-b995", "-b1000", "-b1005"])]
+
+
+@kind
 def mr_diffusion_without_directions():
     grid = Grid(4, 5, 6, step=(0, 0, 5))
     files, values = volumes("MR", grid, [{"DiffusionBValue": float(value)} for value in (0, 50, 1000)], by_slice=True)
     return files, [one_each(values, grid, ["-b0", "-b50", "-b1000"])]
+
+
+@kind
+def ct_acquisition_for_each_slice():
+    files, truth = one_ct(each=lambda index: {"AcquisitionNumber": index + 1, "AcquisitionTime": "10101%d" % index})
+    return files, [Run([truth])]
+
+
+@kind
+def ct_two_acquisitions_that_meet():
+    """One volume, as no place is taken twice."""
+    files, truth = one_ct(each=lambda index: {"AcquisitionNumber": index // 3 + 1})
+    return files, [Run([truth])]
 
 
 @kind
@@ -640,6 +717,13 @@ def strangers(finding, grids, **more):
              for index, (stored, grid) in enumerate(zip(values, grids))]
     return files, [Run(refused=finding), Run([Truth(values[0], grids[0])], options=["--largest"]),
                    Run(parts, options=["--split"])]
+
+
+@kind
+def second_echo_of_half_the_slices():
+    grid = Grid(6, 5, 4)
+    files, _ = volumes("MR", grid, [{"EchoTime": "5"}, {"EchoTime": "10"}])
+    return refused_ct("incompleteSet", files[:9])
 
 
 @kind
@@ -817,6 +901,34 @@ def enhanced_mr_two_stacks():
 
 
 @kind
+def enhanced_mr_cine():
+    grid = Grid(3, 5, 6, step=(0, 0, 8))
+    values = [pattern(grid, number + 1) for number in range(4)]
+    frames = [(index, values[number][index],
+               {**content(index, number + 1),
+                "CardiacSynchronizationSequence": [{"NominalCardiacTriggerDelayTime": 90.0 * number}]})
+              for index in range(3) for number in range(4)]
+    dimensions = (*STACK, ("NominalCardiacTriggerDelayTime", "CardiacSynchronizationSequence"))
+    runs = [one_each(values, grid, ["-time1", "-time2", "-time3", "-time4"]), one_4d(values, grid, seconds=0.09)]
+    return [enhanced_mr(grid, frames, dimensions=dimensions)], runs
+
+
+@kind
+def enhanced_mr_magnitude_and_phase():
+    grid = Grid(3, 5, 6, step=(0, 0, 8))
+    values = [pattern(grid, 1), pattern(grid, 2)]
+    frames = [(index, values[number][index],
+               {**content(index, number + 1),
+                "MRImageFrameTypeSequence": [{"FrameType": ["ORIGINAL", "PRIMARY", "VOLUME", "NONE"],
+                                              "ComplexImageComponent": ("MAGNITUDE", "PHASE")[number]}]})
+              for index in range(3) for number in range(2)]
+    dimensions = (*STACK, ("ComplexImageComponent", "MRImageFrameTypeSequence"))
+    file = enhanced_mr(grid, frames, dimensions=dimensions)
+    file.ComplexImageComponent = "MIXED"
+    return [file], [one_each(values, grid, ["-magnitude", "-phase"])]
+
+
+@kind
 def enhanced_pet_dynamic():
     grid = Grid(4, 5, 6, step=(0, 0, 3.27))
     slopes = [numpy.roll(SLOPES, number)[:4] for number in range(3)]
@@ -840,8 +952,8 @@ def dose(grid, offsets):
                  ImagePositionPatient=[decimal(value) for value in grid.origins[0]],
                  ImageOrientationPatient=[decimal(value) for value in grid.orientation],
                  PixelSpacing=[decimal(value) for value in grid.spacing], InstanceNumber=1,
-                 NumberOfFrames=grid.shape[0], FrameIncrementPointer=0x3004000c, GridFrameOffsetVector=[decimal(value) for value in offsets],
-                 SliceThickness="")
+                 NumberOfFrames=grid.shape[0], FrameIncrementPointer=0x3004000c, SliceThickness="",
+                 GridFrameOffsetVector=[decimal(value) for value in offsets])
     put_pixels(file, stored, bits=32)
     return [file], [Run([Truth(stored * 3.7e-7, grid, unit="GY", any_order=True)])]
 
@@ -856,6 +968,12 @@ def rt_dose():
 def rt_dose_downwards():
     grid = Grid(5, 4, 6, step=(0, 0, -2.5))
     return dose(grid, -2.5 * numpy.arange(5))
+
+
+@kind
+def rt_dose_sagittal():
+    grid = Grid(5, 4, 6, (-2.5, 0, 0), (0, 1, 0), (0, 0, -1))
+    return dose(grid, 2.5 * numpy.arange(5))
 
 
 @kind
@@ -907,6 +1025,20 @@ def nm_two_energy_windows():
 
 
 # Colour
+
+
+@kind
+def nm_gated_tomography():
+    grid = Grid(4, 5, 6, step=(0, 0, 3.5))
+    values = [pattern(grid, number + 1) for number in range(3)]
+    gates = {"NumberOfTimeSlots": 3, "TimeSlotInformationSequence": [{"TimeSlotTime": 100}]}
+    file = tomography(grid, numpy.concatenate(values), 3.5,
+                      ImageType=["ORIGINAL", "PRIMARY", "RECON GATED TOMO", "EMISSION"],
+                      FrameIncrementPointer=[0x00540060, 0x00540070, 0x00540080], RRIntervalVector=[1] * 12,
+                      TimeSlotVector=[1] * 4 + [2] * 4 + [3] * 4, SliceVector=[1, 2, 3, 4] * 3, NumberOfSlices=4,
+                      NumberOfRRIntervals=1, GatedInformationSequence=[{"DataInformationSequence": [gates]}])
+    truths = [Truth(stored, grid, "-time%d" % (index + 1), any_order=True) for index, stored in enumerate(values)]
+    return [file], [Run(truths)]
 
 
 @kind
