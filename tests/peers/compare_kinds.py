@@ -23,6 +23,7 @@ from volume_files import read_nifti, read_nrrd
 
 warnings.simplefilter("ignore")
 
+JSON_TYPES = {"int8": "s8", "uint8": "u8", "int16": "s16", "uint16": "u16", "int32": "s32", "uint32": "u32"}
 READERS = {".nii.gz": read_nifti, ".nrrd": read_nrrd}
 PEERS = ("dcm2niix", "dicomtonifti")
 SHORT = 70  # columns of a difference in the table
@@ -116,7 +117,7 @@ def finding_differences(entries, run):
     if run.refused and not errors & run.refused:
         found.append("no error %s, but %s" % (" or ".join(sorted(run.refused)), ", ".join(sorted(errors)) or "none"))
     others = kinds - run.findings - run.refused
-    if others and not run.options:
+    if others and not run.options and not run.refused:
         sentences = [finding["sentence"] for finding in findings if finding["kind"] in others]
         found.append("unexpected findings: %s" % "; ".join(sentences))
     return found
@@ -145,8 +146,8 @@ def geometry_differences(entry, truth):
 def entry_differences(entry, truth):
     """On what the JSON says about one volume."""
     found = geometry_differences(entry, truth)
-    if truth.type and entry["type"] != truth.type:
-        found.append("type %s instead of %s" % (entry["type"], truth.type))
+    if truth.type and entry["type"] != JSON_TYPES[truth.type]:
+        found.append("type %s instead of %s" % (entry["type"], JSON_TYPES[truth.type]))
     if truth.unit and entry.get("unit") != truth.unit:
         found.append("unit %s instead of %s" % (entry.get("unit"), truth.unit))
     if entry["shape"] != list(truth.values.shape):
@@ -163,8 +164,8 @@ def one_volume(path, entry, run, truth, extension):
     found = differences(volume, truth, truth.any_order) + entry_differences(entry, truth)
     if truth.type and volume.values.dtype != numpy.dtype(truth.type):
         found.append("voxels of type %s" % volume.values.dtype)
-    if volume.forms_apart > 1e-4:
-        found.append("sform and qform differ by up to %g" % volume.forms_apart)
+    if volume.forms_apart > truth.tolerance:
+        found.append("sform and qform differ by up to %g mm" % volume.forms_apart)
     if truth.seconds and (volume.seconds is None or abs(volume.seconds - truth.seconds) > 1e-6):
         found.append("%s s between two points in time instead of %g" % (volume.seconds, truth.seconds))
     return found
@@ -197,7 +198,7 @@ def run_differences(command, folder, run, extension):
 def own_differences(command, folder, runs):
     found = []
     for run in runs:
-        for extension in READERS:
+        for extension in run.extensions:
             for sentence in run_differences(command, folder, run, extension):
                 found.append("%s%s: %s" % (extension, "".join(" " + option for option in run.options), sentence))
     return found

@@ -208,11 +208,12 @@ def compressed(dataset, *words):
 
 
 def save(datasets, folder):
-    """Writes files whose names do not tell the order; a dataset may also be the bytes of a whole file."""
+    """Writes files whose names tell the order of series, not of slices; a dataset may also be the bytes of a whole file."""
     os.makedirs(folder)
     order = numpy.random.default_rng(len(datasets)).permutation(len(datasets))
-    for name, dataset in zip(order, datasets):
-        path = os.path.join(folder, "IM%05d" % name)
+    for number, dataset in zip(order, datasets):
+        series = 0 if isinstance(dataset, bytes) else dataset.SeriesNumber
+        path = os.path.join(folder, "IM%d%04d" % (series, number))
         if isinstance(dataset, bytes):
             with open(path, "wb") as file:
                 file.write(dataset)

@@ -46,7 +46,8 @@ def read_nifti(path):
     affine = TO_LPS @ image.affine if in_space else None
     volume = Volume(data, affine, [float(mm) for mm in header["pixdim"][1:4]], seconds)
     if int(header["sform_code"]) > 0 and int(header["qform_code"]) > 0:
-        volume.forms_apart = numpy.abs(header.get_sform() - header.get_qform()).max()
+        far = numpy.array([*(int(size) for size in header["dim"][1:4]), 1])
+        volume.forms_apart = numpy.abs((header.get_sform() - header.get_qform()) @ far).max()
     return volume
 
 
@@ -62,6 +63,7 @@ def read_nrrd(path):
     if not re.fullmatch(r"NRRD000\d", lines[0]):
         raise ValueError("not NRRD: " + lines[0])
     fields = dict(line.split(": ", 1) for line in lines[1:] if not line.startswith("#") and ":=" not in line)
+    more = dict(line.split(":=", 1) for line in lines[1:] if ":=" in line)
     if fields["encoding"] == "gzip":
         data = gzip.decompress(data)
     kind = numpy.dtype(NRRD_TYPES[fields["type"]])
@@ -86,8 +88,5 @@ def read_nrrd(path):
         spacing = [float(numpy.linalg.norm(affine[:3, axis])) for axis in range(3)]
     else:
         spacing = spacings[colour:colour + 3]
-    seconds = None
-    if len(sizes) > 3 + colour and len(spacings) == len(sizes):
-        units = re.findall(r'"([^"]*)"', fields.get("units", ""))
-        seconds = spacings[-1] * SECONDS.get(units[-1] if units else "", numpy.nan)
+    seconds = float(more["seconds between volumes"]) if "seconds between volumes" in more else None
     return Volume(values, affine, spacing, seconds)
