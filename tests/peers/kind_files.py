@@ -208,11 +208,11 @@ def compressed(dataset, *words):
 
 
 def save(datasets, folder):
-    """Writes files whose names tell the order of series, not of slices; a dataset may also be the bytes of a whole file."""
+    """Writes files whose names tell the order of series, not of slices; bytes are those of a whole file."""
     os.makedirs(folder)
     order = numpy.random.default_rng(len(datasets)).permutation(len(datasets))
     for number, dataset in zip(order, datasets):
-        series = 0 if isinstance(dataset, bytes) else dataset.SeriesNumber
+        series = 3 if isinstance(dataset, bytes) else dataset.SeriesNumber
         path = os.path.join(folder, "IM%d%04d" % (series, number))
         if isinstance(dataset, bytes):
             with open(path, "wb") as file:

@@ -498,7 +498,7 @@ def mr_magnitude_and_phase():
             {"ImageType": ["ORIGINAL", "PRIMARY", "P", "ND"], "RescaleSlope": 2, "RescaleIntercept": -4096}]
     files, values = volumes("MR", grid, each)
     values[1] = 2 * values[1] - 4096
-    return files, [one_each(values, grid, ["-magnitude", "-phase"])]
+    return files, [one_each(values, grid, ["-magnitude", "-phase"]), one_4d(values, grid)]
 
 
 @kind
@@ -506,7 +506,7 @@ def mr_real_and_imaginary():
     grid = Grid(4, 4, 6, step=(0, 0, 3))
     each = [{"ImageType": ["ORIGINAL", "PRIMARY", "R"]}, {"ImageType": ["ORIGINAL", "PRIMARY", "I"]}]
     files, values = volumes("MR", grid, each, signed=True)
-    return files, [one_each(values, grid, ["-real", "-imaginary"], kind="int16")]
+    return files, [one_each(values, grid, ["-real", "-imaginary"], kind="int16"), one_4d(values, grid)]
 
 
 @kind
@@ -515,7 +515,7 @@ def mr_echoes_of_magnitude_and_phase():
     each = [{"EchoTime": echo, "ImageType": ["ORIGINAL", "PRIMARY", part]} for echo in ("5", "10") for part in "MP"]
     files, values = volumes("MR", grid, each)
     suffixes = ["-echo1-magnitude", "-echo1-phase", "-echo2-magnitude", "-echo2-phase"]
-    return files, [one_each(values, grid, suffixes)]
+    return files, [one_each(values, grid, suffixes), one_4d(values, grid)]
 
 
 @kind
@@ -580,7 +580,7 @@ def mr_water_and_fat():
     grid = Grid(3, 5, 6, step=(0, 0, 5))
     each = [{"ImageType": ["DERIVED", "PRIMARY", "DIXON", part]} for part in ("FAT", "WATER")]
     files, values = volumes("MR", grid, each)
-    return files, [one_each(values, grid, ["-fat", "-water"])]
+    return files, [one_each(values, grid, ["-fat", "-water"]), one_4d(values, grid)]
 
 
 @kind
@@ -634,7 +634,7 @@ def mr_diffusion_with_varying_values():
     each += [{"DiffusionBValue": value, "DiffusionGradientOrientation": list(vector)}
              for value, vector in zip((995.0, 1000.0, 1005.0), DIRECTIONS)]
     files, values = volumes("MR", grid, each)
-    return files, [one_each(values, grid, ["-b0", "-b995", "-b1000", "-b1005"])]
+    return files, [one_each(values, grid, ["-b0", "-b995", "-b1000", "-b1005"]), one_4d(values, grid)]
 
 
 @kind
