@@ -226,6 +226,7 @@ def peer_differences(peer, folder, run):
         found, words = volumes_of(peer, folder, target)
     if not found:
         return "" if run.refused else "nothing: " + words
+    count = len(found)
     shapes = ", ".join(shape_text(volume.values.shape) for volume in found)
     if run.refused:
         return "writes " + shapes
@@ -233,11 +234,11 @@ def peer_differences(peer, folder, run):
         candidates = [(differences(volume, truth, any_order=True), volume) for volume in found]
         sentences, nearest = min(candidates, key=lambda pair: len(pair[0]))
         if sentences:
-            if len(found) != len(run.volumes):
-                sentences = ["%d volumes instead of %d" % (len(found), len(run.volumes))] + sentences
+            if count != len(run.volumes):
+                sentences = ["%d volumes instead of %d" % (count, len(run.volumes))] + sentences
             return "; ".join(sentences)
         found = [volume for volume in found if volume is not nearest] or found
-    return "" if shapes.count(",") + 1 == len(run.volumes) else "more volumes: " + shapes
+    return "" if count == len(run.volumes) else "more volumes: " + shapes
 
 
 def main(command, chosen):

@@ -132,6 +132,27 @@ def directions_that_vary_in_the_last_digits():
 
 
 @kind
+def spacings_that_contradict_the_positions():
+    """The positions are right."""
+    files, truth = one_ct(SpacingBetweenSlices="9.9", SliceThickness="7", SliceLocation="1")
+    return files, [Run([truth])]
+
+
+@kind
+def without_pixel_spacing():
+    files, truth = one_ct(PixelSpacing=None)
+    truth.in_space = False
+    return files, [Run([truth], ["noPixelSpacing"])]
+
+
+@kind
+def two_slices():
+    """Nothing says that a slice is missing between them."""
+    files, truth = one_ct(Grid(2, 4, 5, step=(0, 0, 12)), SliceThickness="3")
+    return files, [Run([truth])]
+
+
+@kind
 def slice_without_a_position():
     files, _ = one_ct()
     del files[5].ImagePositionPatient
@@ -308,6 +329,26 @@ def twelve_bits_with_sign():
         stored = numpy.frombuffer(dataset.PixelData, "<u2") & 0x0fff
         dataset.PixelData = stored.astype("<u2").tobytes()
     return files, [Run([Truth(values, grid, kind="int16", unit="HU")])]
+
+
+@kind
+def twelve_bits_on_top():
+    """The low four bits of each word are no part of the value."""
+    grid = Grid(4, 5, 6)
+    values = pattern(grid)
+    files = slices("CT", grid, values, bits=12, RescaleIntercept=0, RescaleSlope=1, HighBit=15)
+    for dataset in files:
+        stored = (numpy.frombuffer(dataset.PixelData, "<u2") << 4) + 5
+        dataset.PixelData = stored.astype("<u2").tobytes()
+    return files, [Run([Truth(values, grid, unit="HU")])]
+
+
+@kind
+def slope_below_zero():
+    grid = Grid(4, 5, 6)
+    stored = pattern(grid)
+    return (slices("MR", grid, stored, RescaleSlope=-2, RescaleIntercept=7),
+            [Run([Truth(7 - 2 * stored, grid, kind="int16")])])
 
 
 @kind
@@ -542,6 +583,35 @@ def mr_cine():
     files, values = volumes("MR", grid, each, by_slice=True)
     return files, [one_each(values, grid, ["-time%d" % number for number in range(1, 6)], kind="uint16"),
                    one_4d(values, grid, seconds=0.09)]
+
+
+@kind
+def mr_cine_of_one_slice():
+    grid = Grid(1, 5, 6, step=(0, 0, 8))
+    files, values = volumes("MR", grid, [{"TriggerTime": decimal(45 * number)} for number in range(12)])
+    return files, [one_each(values, grid, ["-time%d" % number for number in range(1, 13)]),
+                   one_4d(values, grid, seconds=0.045)]
+
+
+@kind
+def mr_points_in_time_numbered_to_and_fro():
+    """Every other volume is numbered downwards: in one file all have to run the same way."""
+    grid = Grid(4, 5, 6, step=(0, 0, 5))
+    each = [{"TemporalPositionIdentifier": number} for number in (1, 2, 3)]
+    files, values = volumes("MR", grid, each)
+    for dataset in files[4:8]:
+        dataset.InstanceNumber = 13 - dataset.InstanceNumber
+    runs = [one_each(values, grid, ["-time1", "-time2", "-time3"], any_order=True), one_4d(values, grid)]
+    return files, runs
+
+
+@kind
+def mr_times_across_midnight():
+    grid = Grid(3, 5, 6, step=(0, 0, 5))
+    each = [{"AcquisitionDate": date, "AcquisitionTime": time}
+            for date, time in (("20200101", "235948"), ("20200101", "235958"), ("20200102", "000008"))]
+    files, values = volumes("MR", grid, each)
+    return files, [one_each(values, grid, ["-time1", "-time2", "-time3"]), one_4d(values, grid, seconds=10)]
 
 
 @kind
@@ -965,6 +1035,17 @@ def dose(grid, offsets):
 
 
 @kind
+def enhanced_mr_with_pixel_measures_by_frame():
+    grid = Grid(4, 5, 6, step=(0, 0, 2.2))
+    values = pattern(grid)
+    measures = [{"PixelSpacing": [decimal(value) for value in grid.spacing], "SliceThickness": "2.2"}]
+    frames = [(index, values[index], {**content(index), "PixelMeasuresSequence": measures}) for index in range(4)]
+    file = enhanced_mr(grid, frames)
+    del file.SharedFunctionalGroupsSequence[0].PixelMeasuresSequence
+    return [file], [Run([Truth(values, grid, kind="uint16")])]
+
+
+@kind
 def rt_dose():
     grid = Grid(5, 4, 6, step=(0, 0, 2.5))
     return dose(grid, 2.5 * numpy.arange(5))
@@ -1084,6 +1165,16 @@ def palette_series(bits):
         palette[name + "PaletteColorLookupTableData"] = table.astype("<u%d" % (bits // 8)).tobytes()
     files = slices("SC", grid, stored, bits=8, PhotometricInterpretation="PALETTE COLOR", **palette)
     return files, numpy.stack([table[stored] for table in tables], axis=3), grid
+
+
+@kind
+def rgb_points_in_time():
+    grid = Grid(3, 5, 6)
+    files, values = [], [colours(grid, number) for number in range(3)]
+    for number, stored in enumerate(values):
+        files += slices("SC", grid, stored, range(3 * number + 1, 3 * number + 4), bits=8,
+                        TemporalPositionIdentifier=number + 1)
+    return files, [one_each(values, grid, ["-time1", "-time2", "-time3"], kind="uint8"), one_4d(values, grid)]
 
 
 @kind
