@@ -153,6 +153,25 @@ def two_slices():
 
 
 @kind
+def directions_that_vary_too_far():
+    """Far columns of every other slice lie half a pixel off."""
+    grid = Grid(6, 2, 600, spacing=(1, 1))
+    files = ct(grid, numpy.zeros(grid.shape, int))
+    for dataset in files[::2]:
+        dataset.ImageOrientationPatient = ["1", "0.0009", "0", "-0.0009", "1", "0"]
+    return refused_ct("differentOrientation", files)
+
+
+@kind
+def pixel_spacings_that_vary_too_far():
+    grid = Grid(6, 2, 600, spacing=(1, 1))
+    files = ct(grid, numpy.zeros(grid.shape, int))
+    for dataset in files[::2]:
+        dataset.PixelSpacing = ["1", "1.0009"]
+    return refused_ct("differentPixelSpacing", files)
+
+
+@kind
 def slice_without_a_position():
     files, _ = one_ct()
     del files[5].ImagePositionPatient
@@ -835,6 +854,14 @@ def truncated_file():
     content = file_bytes(files[3])
     files[3] = content[:-20]
     return refused_ct("unreadableFile", files)
+
+
+@kind
+def pixels_that_end_early():
+    """The file is whole, but its PixelData are five values short."""
+    files, _ = one_ct()
+    files[5].PixelData = files[5].PixelData[:-10]
+    return refused_ct("shortPixelData", files)
 
 
 @kind
