@@ -5,7 +5,6 @@ runs of `radvex volume`. Values spell their place: 1000 * volume + 100 * slice +
 """
 
 import numpy
-from pydicom.dataset import Dataset
 from pydicom.uid import DeflatedExplicitVRLittleEndian, ExplicitVRBigEndian, ImplicitVRLittleEndian, RLELossless
 
 from kind_files import (FRAME_OF_REFERENCE, STACK, Grid, blank, colours, compressed, decimal, file_bytes, many_frames,
@@ -593,6 +592,19 @@ def pet_dynamic():
         values.append(becquerels(stored, slopes))
     suffixes = ["-time%d" % number for number in range(1, 5)]
     return files, [one_each(values, grid, suffixes, unit="BQML"), one_4d(values, grid, unit="BQML")]
+
+
+@kind
+def pet_dynamic_of_even_frames():
+    grid = Grid(3, 4, 6, step=(0, 0, 3.27))
+    files, values = [], []
+    for index in range(3):
+        stored = pattern(grid, index + 1)
+        files += pet(grid, stored, SLOPES[2:], numbers=range(3 * index + 1, 3 * index + 4),
+                     FrameReferenceTime=decimal(5000 + 10000 * index), ActualFrameDuration=10000)
+        values.append(becquerels(stored, SLOPES[2:]))
+    return files, [one_each(values, grid, ["-time1", "-time2", "-time3"], unit="BQML"),
+                   one_4d(values, grid, unit="BQML", seconds=10)]
 
 
 @kind
