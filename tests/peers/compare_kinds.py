@@ -152,6 +152,9 @@ def entry_differences(entry, truth):
         found.append("unit %s instead of %s" % (entry.get("unit"), truth.unit))
     if entry["shape"] != list(truth.values.shape):
         found.append("shape %s in the JSON" % entry["shape"])
+    for keyword, value in truth.group.items():
+        if entry["group"].get(keyword) != value:
+            found.append("%s is %s in the JSON instead of %s" % (keyword, entry["group"].get(keyword), value))
     if truth.is_of_group and not entry.get("group"):
         found.append("no group in the JSON")
     return found

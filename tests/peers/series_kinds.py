@@ -28,6 +28,7 @@ class Truth:
         self.tolerance = tolerance  # mm
         self.in_space = in_space
         self.any_order = any_order  # the slices may come from either end
+        self.group = {}  # some of what tells the volume from others, in the JSON
         self.is_of_group = any(word in suffix for word in GROUPS)
 
 
@@ -117,7 +118,7 @@ def positions_of_two_decimals():
     grid = Grid(7, 4, 5, step=(0, 0, 0.625), origin=(-10, -20, 30))
     grid.origins = numpy.round(grid.origins + 1e-9, 2)
     values = pattern(grid)
-    return ct(grid, values), [Run([Truth(values, grid, tolerance=0.011)], ["unevenSpacing"])]
+    return ct(grid, values), [Run([Truth(values, grid, tolerance=0.011)])]
 
 
 @kind
@@ -199,13 +200,13 @@ def numbers_with_holes():
 @kind
 def no_instance_number():
     files, truth = one_ct(numbers=[None] * 6)
-    return files, [Run([truth], ["instanceOrder"])]
+    return files, [Run([truth], ["noInstanceNumber"])]
 
 
 @kind
 def one_number_for_all():
     files, truth = one_ct(numbers=[7] * 6)
-    return files, [Run([truth], ["instanceOrder"])]
+    return files, [Run([truth], ["noInstanceNumber"])]
 
 
 @kind
@@ -735,7 +736,52 @@ def mr_diffusion_with_varying_values():
     each += [{"DiffusionBValue": value, "DiffusionGradientOrientation": list(vector)}
              for value, vector in zip((995.0, 1000.0, 1005.0), DIRECTIONS)]
     files, values = volumes("MR", grid, each)
-    return files, [one_each(values, grid, ["-b0", "-b995", "-b1000", "-b1005"]), one_4d(values, grid)]
+    run = one_each(values, grid, ["-b0", "-b995", "-b1000", "-b1005"])
+    for truth, value in zip(run.volumes, ("0", "995", "1000", "1005")):
+        truth.group = {"DiffusionBValue": value}
+    return files, [run, one_4d(values, grid)]
+
+
+@kind
+def mr_echoes_close_together():
+    grid = Grid(3, 5, 6, step=(0, 0, 5))
+    times = ("2.46", "2.47", "2.48")
+    files, values = volumes("MR", grid, [{"EchoTime": time} for time in times])
+    run = one_each(values, grid, ["-echo1", "-echo2", "-echo3"])
+    for truth, time in zip(run.volumes, times):
+        truth.group = {"EchoTime": time}
+    return files, [run]
+
+
+@kind
+def mr_echo_time_that_varies_by_slice():
+    """Some scanners state the time of each slice as it was."""
+    grid = Grid(4, 5, 6, step=(0, 0, 5))
+    files, values = volumes("MR", grid, [{"EchoTime": "2.46"}, {"EchoTime": "4.92"}])
+    files[1].EchoTime, files[6].EchoTime = "2.461", "4.921"
+    return files, [one_each(values, grid, ["-echo1", "-echo2"])]
+
+
+@kind
+def mr_phase_between_the_slices_of_the_magnitude():
+    grid = Grid(8, 5, 6, step=(0, 0, 5))
+    files = slices("MR", grid, pattern(grid),
+                   each=lambda index: {"ImageType": ["ORIGINAL", "PRIMARY", "MP"[index % 2]]})
+    return refused_ct("differentContrast", files)
+
+
+@kind
+def mr_inversion_time_by_slice():
+    """One pulse inverts all slices, which are read out one after the other."""
+    return mr(Grid(6, 5, 4, step=(0, 0, 5)), each=lambda index: {"InversionTime": decimal(100 + 50 * index)})
+
+
+@kind
+def pet_slice_without_slope():
+    grid = Grid(5, 4, 6, step=(0, 0, -3.27))
+    files = pet(grid, pattern(grid, 1), SLOPES)
+    del files[2].RescaleSlope
+    return refused_ct("differentUnits", files)
 
 
 @kind
@@ -1192,11 +1238,10 @@ def rgb_by_plane():
     return files, [Run([Truth(values, grid, kind="uint8")])]
 
 
-def palette_series(bits):
+def palette_series(bits, unit):
     """The files, the colours and the grid."""
     grid = Grid(2, 5, 6)
     stored = pattern(grid)
-    unit = {8: 1, 16: 257}[bits]
     tables = [unit * numpy.arange(256), unit * (255 - numpy.arange(256)), unit * (numpy.arange(256) // 2)]
     palette = {}
     for name, table in zip(("Red", "Green", "Blue"), tables):
@@ -1218,12 +1263,18 @@ def rgb_points_in_time():
 
 @kind
 def palette_of_8_bits():
-    files, values, grid = palette_series(8)
+    files, values, grid = palette_series(8, 1)
     return files, [Run([Truth(values, grid, kind="uint8")])]
+
+
+@kind
+def palette_of_8_bits_in_16():
+    files, values, grid = palette_series(16, 257)
+    return files, [Run([Truth(values // 257, grid, kind="uint8")])]
 
 
 @kind
 def palette_of_16_bits():
     """NIfTI has no colour of 16 bits."""
-    files, values, grid = palette_series(16)
+    files, values, grid = palette_series(16, 199)
     return files, [Run([Truth(values, grid, kind="uint16")], extensions=[".nrrd"])]

@@ -63,7 +63,6 @@ def read_nrrd(path):
     if not re.fullmatch(r"NRRD000\d", lines[0]):
         raise ValueError("not NRRD: " + lines[0])
     fields = dict(line.split(": ", 1) for line in lines[1:] if not line.startswith("#") and ":=" not in line)
-    more = dict(line.split(":=", 1) for line in lines[1:] if ":=" in line)
     if fields["encoding"] == "gzip":
         data = gzip.decompress(data)
     kind = numpy.dtype(NRRD_TYPES[fields["type"]])
@@ -88,5 +87,8 @@ def read_nrrd(path):
         spacing = [float(numpy.linalg.norm(affine[:3, axis])) for axis in range(3)]
     else:
         spacing = spacings[colour:colour + 3]
-    seconds = float(more["seconds between volumes"]) if "seconds between volumes" in more else None
+    seconds = None
+    if len(sizes) > 3 + colour and len(spacings) == len(sizes):
+        units = re.findall(r'"([^"]*)"', fields["units"])
+        seconds = spacings[-1] * SECONDS.get(units[-1], numpy.nan)
     return Volume(values, affine, spacing, seconds)
