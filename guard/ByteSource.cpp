@@ -9,8 +9,6 @@ namespace {
 
 /// Enough for the headers before the pixels of most images.
 constexpr std::size_t kFirstChunk = std::size_t{8} * 1024;
-/// The next value after a skipped one may be long as well, so only a few headers are read.
-constexpr std::size_t kChunkAfterSkip = 64;
 
 } // namespace
 
@@ -50,7 +48,9 @@ std::size_t FileSource::readOn(std::uint8_t* into, std::size_t room) {
 std::uint64_t FileSource::passOver(std::uint64_t count) {
     const std::uint64_t passed = std::min(count, mFile.size() - std::min(mNext, mFile.size()));
     mNext += passed;
-    mChunk = kChunkAfterSkip;
+    if (count > kLongSkip) {
+        mChunk = kChunkAfterLongSkip;
+    }
     return passed;
 }
 

@@ -85,9 +85,6 @@ class ValueStreamFactory : public DcmInputStreamFactory {
     std::uint64_t mOffset;
 };
 
-/// After a skip: a few headers, and the next value may be long again.
-constexpr std::size_t kWindowAfterSkip = 64;
-
 } // namespace
 
 FileProducer::FileProducer(OpenFile& file, std::uint64_t offset)
@@ -152,8 +149,8 @@ offile_off_t FileProducer::readOn(std::uint8_t* into, std::uint64_t count) {
 offile_off_t FileProducer::skip(offile_off_t count) {
     const offile_off_t passed = std::clamp<offile_off_t>(count, 0, avail());
     mPosition += static_cast<std::uint64_t>(passed);
-    if (mPosition - mWindowStart > mWindowLength) {
-        mChunk = kWindowAfterSkip;
+    if (mPosition - mWindowStart > mWindowLength + kLongSkip) {
+        mChunk = kChunkAfterLongSkip;
     }
     return passed;
 }

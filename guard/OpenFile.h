@@ -17,6 +17,11 @@ struct FileBuffers {
     std::array<std::uint8_t, std::size_t{8} * 1024> window;
 };
 
+/// The value after a long one may be long as well (fragments of a cine loop), so only a few headers are read behind it.
+/// Behind short ones, reading on costs less than a call of the system for each.
+inline constexpr std::uint64_t kLongSkip = 4096;
+inline constexpr std::size_t kChunkAfterLongSkip = 64;
+
 /// A file while it is looked through and parsed. Its beginning is read once and kept, so that who looks through the
 /// headers first and who parses them then share one read; a small file is never read again.
 class OpenFile {
