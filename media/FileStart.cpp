@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <iterator>
 #include <string_view>
@@ -35,6 +36,19 @@ bool FileStart::mayBeBareDataset() const {
     const auto isFirst = [](unsigned number) { return number == 2 || number == 8; };
     return mBytes.size() >= kElementHeader &&
            (isFirst(mBytes[0] + 256U * mBytes[1]) || isFirst(256U * mBytes[0] + mBytes[1]));
+}
+
+std::string FileStart::brokenPromise(std::string_view name) const {
+    std::string ending(name.substr(name.find_last_of('.') == std::string_view::npos ? name.size() : name.rfind('.')));
+    std::ranges::transform(ending, ending.begin(), [](unsigned char letter) { return std::tolower(letter); });
+    constexpr std::string_view kEndings[] = {".dcm", ".ima", ".dicom"};
+    if (std::string_view(reinterpret_cast<const char*>(mBytes.data()), mBytes.size()).starts_with("DICM")) {
+        return "it lacks the 128 bytes in front of \"DICM\"";
+    }
+    if (std::ranges::find(kEndings, ending) == std::end(kEndings)) {
+        return "";
+    }
+    return mBytes.empty() ? "it is empty" : "it is named like a DICOM file and is none";
 }
 
 bool FileStart::isDirectory() const {

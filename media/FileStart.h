@@ -20,6 +20,9 @@ class FileStart {
     bool hasMark() const;
     /// It begins with an element of group 2 or 8, in either byte order, as a dataset without preamble does.
     bool mayBeBareDataset() const;
+    /// Why a file is not DICOM although its name (.dcm, .ima, .dicom) or its first bytes say so, as part of a sentence;
+    /// empty for a file that does not claim to be. An interrupted copy is such a file.
+    std::string brokenPromise(std::string_view name) const;
     /// The meta information says that the file is a DICOMDIR.
     bool isDirectory() const;
     /// TransferSyntaxUID of the meta information; empty if there is none.

@@ -51,7 +51,9 @@ class FolderIndexer : public FolderIndexing {
             return {FileDescription::Refused, "it cannot be read: " + std::generic_category().message(start.reason())};
         }
         if (!start.hasMark() && !start.mayBeBareDataset()) {
-            return {FileDescription::NotForADirectory};
+            const std::string problem = start.brokenPromise(target);
+            return problem.empty() ? FileDescription{FileDescription::NotForADirectory}
+                                   : FileDescription{FileDescription::Refused, problem};
         }
         return describeFile(target, start.hasMark(), before);
     }

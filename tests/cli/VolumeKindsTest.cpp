@@ -276,6 +276,13 @@ TEST_F(VolumeKinds, AFileOfTheFolderThatCannotBeParsedIsAnErrorOfTheVolume) {
     EXPECT_EQ(done.status, 1);
     EXPECT_EQ(findingOf(done, "unreadableFile")["files"], Json::array({path}));
     EXPECT_FALSE(isThere("out.nrrd"));
+    std::filesystem::remove(path);
+    for (const auto& [name, bytes] : std::vector<std::pair<std::string, std::string>>{
+             {"S2.dcm", ""}, {"S2.DCM", "an interrupted copy"}, {"S2.ima", "x"}, {"S2", "DICM\2\0\0\0"}}) {
+        folder.write(name, bytes);
+        EXPECT_EQ(findingOf(convert({}), "unreadableFile")["files"], Json::array({folder.file(name)}));
+        std::filesystem::remove(folder.file(name));
+    }
     folder.write("S2", "Notes about the scan."); // no DICOM file, but now a slice is missing
     EXPECT_EQ(findingOf(convert({}), "missingSlices")["error"], true);
 }

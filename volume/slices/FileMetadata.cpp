@@ -197,6 +197,12 @@ bool FileMetadata::promisesMorePixels(const std::string& path) const {
     return mPromisedBytes > kLargest || !holdsPixels(path, static_cast<std::uint64_t>(mPromisedBytes));
 }
 
+bool FileMetadata::isDoseWithoutScaling() const {
+    const StoreView file = attributesOf(mFound);
+    return file.text("SOPClassUID") == "1.2.840.10008.5.1.4.1.1.481.2" &&
+           decimalOf(firstValue(file.text("DoseGridScaling"))).value_or(0) == 0;
+}
+
 bool FileMetadata::isMosaic() const {
     return attributesOf(mFound).text("ImageType").find("MOSAIC") != std::string_view::npos;
 }

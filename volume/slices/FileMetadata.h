@@ -29,6 +29,8 @@ class FileMetadata {
     /// to rescale them.
     bool needsLibrary() const { return mRule.needsLibrary; }
 
+    /// A dose without DoseGridScaling, whose stored values mean nothing.
+    bool isDoseWithoutScaling() const;
     /// ImageType says that the picture holds several slices as tiles.
     bool isMosaic() const;
 

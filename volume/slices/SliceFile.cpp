@@ -44,6 +44,9 @@ void readSamples(velmora::Host& host, const std::string& path, const FileMetadat
         throw formats::VolumeError(metadata.name() + " has a modality table in place of slope and intercept, which "
                                                      "stored values cannot keep; without --stored they are applied.");
     }
+    if (metadata.isDoseWithoutScaling()) {
+        throw formats::VolumeError(metadata.name() + " is a dose without DoseGridScaling, so that nobody knows its values.");
+    }
     // Stored values are rescaled here: the library would truncate fractions to integers, and DCMTK is slower.
     const velmora::Value values = valuesOf(host, path, metadata, !metadata.needsLibrary());
     const VelmoraNumericArray& array = *values.get<velmora::NumericArray>().handle();
