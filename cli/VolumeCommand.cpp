@@ -124,6 +124,9 @@ class SeriesRun {
             const std::string own = pathWith(suffix + volume.label);
             tell(own, volume.findings);
             const bool isWritten = mOptions.force || !(all.hasErrors() || volume.hasErrors());
+            if (!mOptions.preview.empty()) { // of a refused volume too: it shows what is wrong
+                writePreview(withSuffix(mOptions.preview, ".png", suffix + volume.label), own, all, volume);
+            }
             if (isWritten) {
                 write(own, volume);
                 if (mOptions.bids) {
@@ -131,9 +134,6 @@ class SeriesRun {
                 }
             } else {
                 mSession.reportRefusal("", own + " is not written; --force writes it all the same.");
-            }
-            if (!mOptions.preview.empty()) { // of a refused volume too: it shows what is wrong
-                writePreview(withSuffix(mOptions.preview, ".png", suffix + volume.label), own, all, volume);
             }
             list.push_back(describe(slices, all, volume, isWritten ? formats::Json(own) : formats::Json()));
         }
@@ -179,7 +179,11 @@ class SeriesRun {
         writeText(base + ".json", formats::dumpJson(volume::bidsSidecar(mSession.host(), first)) + '\n');
         if (const auto weightings = volume::weightingsOf(slices, volume); !weightings.empty()) {
             writeText(base + ".bval", volume::bvalText(weightings));
-            writeText(base + ".bvec", volume::bvecText(weightings, volume.header.geometry));
+            if (volume.header.geometry.hasPosition) {
+                writeText(base + ".bvec", volume::bvecText(weightings, volume.header.geometry));
+            } else {
+                printError("warning: " + base + ".bvec is not written: without a position the volume has no axes.");
+            }
         }
     }
 
@@ -205,6 +209,11 @@ class SeriesRun {
                            const volume::Volume& volume, const formats::Json& written) const {
         const formats::VolumeHeader& header = volume.header;
         std::vector<volume::Finding> findings = all.findings;
+        if (&volume != &all.volumes.front()) { // hundreds of volumes need not name the same files again
+            for (volume::Finding& finding : findings) {
+                finding.files.clear();
+            }
+        }
         findings.insert(findings.end(), volume.findings.begin(), volume.findings.end());
         std::vector<std::string> names;
         names.reserve(volume.slices.size());
@@ -221,9 +230,9 @@ class SeriesRun {
                            {"seriesNumber", slices.seriesNumber},
                            {"written", written},
                            {"group", group},
-                           {"values", slices.hasPictures ? "rendered"
-                                      : mOptions.stored  ? "stored"
-                                                         : "modality"},
+                           {"values", volume.isPicture  ? "rendered"
+                                      : mOptions.stored ? "stored"
+                                                        : "modality"},
                            {"unit", header.unit.empty() ? formats::Json() : formats::Json(header.unit)},
                            {"type", formats::typeName(formats::kArrayTypeNames, header.type)},
                            {"shape", header.shape()},

@@ -70,6 +70,9 @@ class Collection {
 
   private:
     void add(const std::string& path, const std::string& name, SliceFile file) {
+        if (!file.refusal.empty()) {
+            throw formats::VolumeError(file.refusal);
+        }
         if (!file.isKnown) {
             return mUnreadable.add(name, whyUnreadable(path, file.reason));
         }
@@ -82,19 +85,16 @@ class Collection {
         if (!file.reason.empty()) {
             return mUnreadable.add(name, whyUnreadable(path, file.reason));
         }
-        if (!file.refusal.empty()) {
-            throw formats::VolumeError(file.refusal);
-        }
         if (file.isMosaic) {
             mMosaics.add(name, "Its slices are tiles of one picture (ImageType MOSAIC), and no standard attribute "
                                "tells how many they are and where they lie.");
         }
         if (file.isShort) {
-            mShort.add(name, "The rest counts as 0.");
+            mShort.add(name, "");
         }
         mResult.samples->add(file.samples);
-        mResult.hasPictures = mResult.hasPictures || file.samples.isPicture;
         std::ranges::move(file.slices, std::back_inserter(mResult.slices));
+        file.rules.resize(file.samples.count); // those of pictures, which have none
         std::ranges::move(file.rules, std::back_inserter(mResult.rules));
     }
 

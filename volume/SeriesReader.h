@@ -14,9 +14,8 @@ namespace radvex::volume {
 /// The slices of a series in memory, in the order of the medium: all frames of all files.
 struct SeriesSlices {
     std::vector<SliceRecord> slices{};
-    std::vector<ModalityRule> rules{}; ///< of stored values, one for each slice; empty for the others
+    std::vector<ModalityRule> rules{}; ///< one for each slice: what stored values lack of modality values
     std::unique_ptr<VolumeBuffer> samples{};
-    bool hasPictures = false; ///< the samples are grey levels or colour, not values
     std::string seriesNumber{};
     std::vector<Finding> findings{}; ///< about files that are not among the slices
 };

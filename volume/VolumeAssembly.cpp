@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <tuple>
 
 #include "volume/samples/Resampling.h"
 
@@ -60,26 +61,29 @@ class Assembly {
     }
 
     void setUnit(Volume& volume) const {
-        if (mSeries.hasPictures) {
+        volume.header.unit.clear();
+        volume.isPicture = mSeries.samples->isPicture(volume.slices.front());
+        if (volume.isPicture) {
             return;
         }
-        const std::string& unit = mSeries.slices[volume.slices.front()].unit;
+        const auto& [unit, isRescaled] =
+            std::tie(mSeries.slices[volume.slices.front()].unit, mSeries.slices[volume.slices.front()].isRescaled);
         Indices others;
-        std::ranges::copy_if(volume.slices, std::back_inserter(others),
-                             [&](std::size_t slice) { return mSeries.slices[slice].unit != unit; });
+        std::ranges::copy_if(
+            volume.slices, std::back_inserter(others), [&, &unit = unit, &isRescaled = isRescaled](std::size_t slice) {
+                return mSeries.slices[slice].unit != unit || mSeries.slices[slice].isRescaled != isRescaled;
+            });
         if (others.empty()) {
             volume.header.unit = unit;
         } else {
-            volume.findings.push_back(findingAbout(FindingKind::differentUnits, true,
-                                                   "The slices differ in the unit of their values",
-                                                   namesAt(mSeries.slices, others)));
+            volume.findings.push_back(
+                findingAbout(FindingKind::differentUnits, true,
+                             "The slices differ in the unit of their values, or in having a rescale",
+                             namesAt(mSeries.slices, others)));
         }
     }
 
     void setRescale(Volume& volume) const {
-        if (mSeries.rules.empty()) {
-            return;
-        }
         const ModalityRule& first = mSeries.rules[volume.slices.front()];
         for (const std::size_t slice : volume.slices) {
             if (!mSeries.rules[slice].hasSameRescale(first)) {
@@ -93,8 +97,14 @@ class Assembly {
     }
 
     static void resample(Volume& volume, const std::vector<double>& heights) {
-        const double step = length(volume.header.geometry.sliceStep);
-        ResampledVolume resampled = resampleVolume(volume.header, volume.bytes, heights, step);
+        const formats::VolumeGeometry& geometry = volume.header.geometry;
+        const formats::Vector3 normal = cross(geometry.columnStep, geometry.rowStep);
+        const double step = std::abs(dot(geometry.sliceStep, normal)) / length(normal); // shorter than a tilted one
+        const double steps = std::round((heights.back() - heights.front()) / step);
+        if (!(steps < 1e6)) {
+            throw formats::VolumeError("The volume would have more than a million slices.");
+        }
+        ResampledVolume resampled = resampleVolume(volume.header, volume.bytes, heights, static_cast<vint>(steps) + 1);
         volume.header = resampled.header;
         volume.bytes = std::move(resampled.slices);
         volume.owner = std::move(resampled.owner);

@@ -21,6 +21,7 @@ struct Volume {
     std::vector<std::size_t> slices{};        ///< indices of the slices of the series, in the same order
     std::vector<double> seconds{};            ///< the time of each volume, where they differ in time
     std::optional<double> tiltDegrees{};
+    bool isPicture = false; ///< the samples are grey levels or colour, not values
     std::vector<Finding> findings{};
     std::shared_ptr<const void> owner{}; ///< keeps interpolated samples alive
 

@@ -60,10 +60,35 @@ Axes axesOf(const VolumeGeometry& geometry) {
     return {unit(geometry.columnStep), unit(geometry.rowStep), unit(geometry.sliceStep)};
 }
 
-bool isOrthogonal(const Axes& axes) {
-    constexpr double kTolerance = 1e-3; // the precision of directions with three decimals
-    return std::abs(dot(axes.column, axes.row)) <= kTolerance && std::abs(dot(axes.column, axes.slice)) <= kTolerance &&
-           std::abs(dot(axes.row, axes.slice)) <= kTolerance;
+/// A rotation may stand for the axes if nothing moves by more than a tenth of a sample at the far end.
+bool isOrthogonal(const Axes& axes, const VolumeHeader& volume) {
+    const VolumeGeometry& geometry = volume.geometry;
+    const double steps[] = {length(geometry.columnStep), length(geometry.rowStep), length(geometry.sliceStep)};
+    const double extents[] = {steps[0] * volume.columns, steps[1] * volume.rows, steps[2] * volume.slices};
+    const auto isRight = [&](double cosine, std::size_t a, std::size_t b) {
+        return std::abs(cosine) * std::max(extents[a] / steps[b], extents[b] / steps[a]) <= 0.1;
+    };
+    return isRight(dot(axes.column, axes.row), 0, 1) && isRight(dot(axes.column, axes.slice), 0, 2) &&
+           isRight(dot(axes.row, axes.slice), 1, 2);
+}
+
+/// The header has 32-bit numbers, whose last digit has to be finer than a tenth of a sample.
+void requireExact(const VolumeGeometry& geometry) {
+    const double finest =
+        0.1 * std::min({length(geometry.columnStep), length(geometry.rowStep), length(geometry.sliceStep)});
+    for (const Vector3& step : {geometry.columnStep, geometry.rowStep, geometry.sliceStep}) {
+        const auto size = static_cast<float>(length(step));
+        if (!std::isnormal(size)) {
+            throw VolumeError("NIfTI holds spacings of 32 bits only, and this one is beyond them; .nrrd holds it.");
+        }
+    }
+    for (const double part : geometry.origin) {
+        if (!(std::abs(part - static_cast<double>(static_cast<float>(part))) <= finest)) {
+            throw VolumeError(
+                "NIfTI holds positions of 32 bits only, which are too coarse for this volume; .nrrd holds "
+                "it.");
+        }
+    }
 }
 
 void setAffineForm(nifti_1_header& header, const VolumeGeometry& geometry) {
@@ -147,6 +172,12 @@ std::string niftiHeader(const VolumeHeader& volume) {
     header.pixdim[1] = static_cast<float>(length(geometry.columnStep));
     header.pixdim[2] = static_cast<float>(length(geometry.rowStep));
     header.pixdim[3] = static_cast<float>(length(geometry.sliceStep));
+    requireExact(geometry);
+    if (!std::isnormal(static_cast<float>(volume.slope)) || !std::isfinite(static_cast<float>(volume.intercept))) {
+        throw VolumeError(
+            "NIfTI holds slope and intercept of 32 bits only, and these are beyond them; without --stored "
+            "they are applied.");
+    }
     header.vox_offset = kHeaderSize;
     header.scl_slope = static_cast<float>(volume.slope);
     header.scl_inter = static_cast<float>(volume.intercept);
@@ -159,7 +190,7 @@ std::string niftiHeader(const VolumeHeader& volume) {
     std::memcpy(header.magic, "n+1", 4);
     if (geometry.hasPosition) {
         setAffineForm(header, geometry);
-        if (const Axes axes = axesOf(geometry); isOrthogonal(axes)) {
+        if (const Axes axes = axesOf(geometry); isOrthogonal(axes, volume)) {
             setRotationForm(header, geometry, axes);
         }
     }

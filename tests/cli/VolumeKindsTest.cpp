@@ -166,6 +166,79 @@ TEST_F(VolumeKinds, StoredValuesKeepTheirSlope) {
     EXPECT_THAT(run({"--stored"}, "out.nii"), exitsSaying(1, HasSubstr("has another slope or intercept")));
 }
 
+TEST_F(VolumeKinds, ARescaleThatIsNoTwoNumbersIsAnError) {
+    const std::pair<const char*, const char*> pairs[] = {{"2,5", "0"}, {"2.5", ""}, {"", "-1024"}, {"1", "-1024,5"}};
+    for (const auto& [slope, intercept] : pairs) {
+        Slice slice{.fileId = "S", .number = 1, .position = "0\\0\\0", .words = {1, 2}};
+        slice.file.slope = slope;
+        slice.file.intercept = intercept;
+        if (slope[0] == '\0' || std::strcmp(slope, "2,5") == 0) {
+            add(slice);
+        } else {
+            writeSlice(folder, slice);
+        }
+        EXPECT_THAT(run(), exitsSaying(1, HasSubstr("are no usable pair of numbers, so that nobody knows the values."))) << slope;
+    }
+}
+
+TEST_F(VolumeKinds, ARescaleOfFramesCountsForAllFramesOrNone) {
+    Slice multi{.fileId = "M", .number = 1, .position = "", .words = {1, 2, 3, 4}};
+    multi.file.frames = "2";
+    multi.file.slope = "5"; // does not count beside that of the frames
+    multi.file.intercept = "0";
+    int rescaled = 2;
+    multi.file.more = [&](DcmDataset& dataset) {
+        for (int frame = 0; frame < 2; ++frame) {
+            DcmItem& item = addItem(dataset, DCM_PerFrameFunctionalGroupsSequence);
+            if (frame < rescaled) {
+                put(addItem(item, DCM_PixelValueTransformationSequence),
+                    {{DCM_RescaleSlope, std::to_string(frame + 2)}, {DCM_RescaleIntercept, "0"}});
+            }
+        }
+    };
+    add(multi);
+    EXPECT_EQ(run().status, 0);
+    EXPECT_THAT(samplesOf<Uint16>(folder.file("out.nrrd")), ElementsAre(2, 4, 9, 12));
+    rescaled = 1;
+    writeSlice(folder, multi);
+    EXPECT_THAT(run(), exitsSaying(1, HasSubstr("Some frames have a rescale and others have none.")));
+}
+
+TEST_F(VolumeKinds, ThreeSamplesOfAGreyPictureAreGrey) {
+    Slice slice{.fileId = "S", .number = 1, .position = "0\\0\\0", .words = {0x0201, 0x0403, 0x0605}};
+    slice.file.samples = 3;
+    slice.file.bitsAllocated = slice.file.bitsStored = 8;
+    slice.file.planarConfiguration = 0;
+    add(slice);
+    const ProcessResult done = run({"--json"});
+    if (done.status == 0) { // the header says what follows it
+        const Json shape = Json::parse(done.output)[0]["shape"];
+        EXPECT_EQ(samplesOf<Uint8>(folder.file("out.nrrd")).size(), shape.size() == 4 ? 6U : 2U);
+    }
+}
+
+TEST_F(VolumeKinds, StoredValuesBesideColourKeepTheirOwnSlope) {
+    Slice colour{.fileId = "C", .number = 1, .position = "0\\0\\9", .words = {0x0201, 0x0403, 0x0605}};
+    colour.file.samples = 3;
+    colour.file.bitsAllocated = colour.file.bitsStored = 8;
+    colour.file.photometric = "RGB";
+    colour.file.planarConfiguration = 0;
+    add(colour);
+    for (int height = 0; height < 2; ++height) {
+        Slice slice{.fileId = "S" + std::to_string(height),
+                    .number = height + 2,
+                    .position = "0\\0\\" + std::to_string(height),
+                    .words = {1000, 2000}};
+        slice.file.slope = "0.5";
+        slice.file.intercept = "-10";
+        add(slice);
+    }
+    const ProcessResult done = run({"--stored", "--split", "--json"}, "out.nii");
+    EXPECT_EQ(done.status, 0) << done.errors;
+    EXPECT_EQ(Json::parse(done.output)[0]["slope"], 0.5);
+    EXPECT_EQ(Json::parse(done.output)[1]["slope"], 1.0);
+}
+
 TEST_F(VolumeKinds, AMosaicIsNoSlice) {
     add(0, 1, {{DCM_ImageType, "ORIGINAL\\PRIMARY\\M\\MOSAIC"}});
     const ProcessResult done = run({"--json"});
@@ -173,6 +246,8 @@ TEST_F(VolumeKinds, AMosaicIsNoSlice) {
     EXPECT_THAT(findingOf(done, "mosaic")["sentence"].get<std::string>(),
                 HasSubstr("Its slices are tiles of one picture"));
     EXPECT_FALSE(isThere("out.nrrd"));
+    EXPECT_EQ(run({"--force"}).status, 0);
+    EXPECT_EQ(headerOf(folder.file("out.nrrd")).find("space"), std::string::npos) << "the tiles lie elsewhere";
 }
 
 TEST_F(VolumeKinds, CopiesOfAnInstanceAreSaidAndDropped) {
@@ -210,8 +285,12 @@ TEST_F(VolumeKinds, ADoseHasItsOffsetsScalingAndUnit) {
     writeSlice(folder, dose);
     EXPECT_EQ(run().status, 0);
     EXPECT_THAT(headerOf(folder.file("out.nrrd")), HasSubstr("(0,0,2.5)\nspace origin: (10,20,30)\n"));
-    dose.file.more =
-        with({{DCM_SOPClassUID, "1.2.840.10008.5.1.4.1.1.481.2"}, {DCM_GridFrameOffsetVector, "7\\9\\11"}});
+    dose.file.more = with({{DCM_SOPClassUID, "1.2.840.10008.5.1.4.1.1.481.2"}, {DCM_GridFrameOffsetVector, "0\\2\\4"}});
+    writeSlice(folder, dose);
+    EXPECT_THAT(run(), exitsSaying(1, HasSubstr("is a dose without DoseGridScaling")));
+    dose.file.more = with({{DCM_SOPClassUID, "1.2.840.10008.5.1.4.1.1.481.2"},
+                           {DCM_GridFrameOffsetVector, "7\\9\\11"}, // neither of the two
+                           {DCM_DoseGridScaling, "0.25"}});
     writeSlice(folder, dose);
     EXPECT_THAT(run(), exitsSaying(0, HasSubstr("no usable ImagePositionPatient")));
     EXPECT_EQ(headerOf(folder.file("out.nrrd")).find("space"), std::string::npos);

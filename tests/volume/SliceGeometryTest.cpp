@@ -158,6 +158,16 @@ TEST(SliceGeometry, UnevenDistancesHaveAPositionWithinATenthOfTheSpacing) {
     EXPECT_FALSE(geometry(axialStack({0, 5, 10.6, 15, 20})).hasPosition);
 }
 
+TEST(SliceGeometry, SmallDifferencesThatAddUpAreUnevenToo) {
+    std::vector<double> heights{0};
+    for (int index = 0; index < 60; ++index) {
+        heights.push_back(heights.back() + (index < 30 ? 1.0 : 1.009)); // each within 0.01 mm of the usual one
+    }
+    EXPECT_THAT(kinds(axialStack(heights)), ElementsAre("unevenSpacing!")) << "0.135 spacings off in the middle";
+    heights.resize(41);
+    EXPECT_THAT(kinds(axialStack(heights)), IsEmpty()) << "0.0675";
+}
+
 TEST(SliceGeometry, UnevenStacksAreResampledOnRequest) {
     const auto slices = axialStack({0, 5, 11.5, 16.5, 21.5});
     EXPECT_THAT(kinds(slices), ElementsAre("unevenSpacing!"));
@@ -253,6 +263,25 @@ TEST(SliceGeometry, DirectionsThatDifferByRoundingAreTheSame) {
     slices[1].orientation = orientationOf("0.9999999\\0.0004\\0\\-0.0004\\0.9999999\\0");
     EXPECT_THAT(kinds(slices), IsEmpty());
     slices[1].orientation = orientationOf("0.99999\\0.0045\\0\\-0.0045\\0.99999\\0");
+    EXPECT_THAT(kinds(slices), ElementsAre("differentOrientation!"));
+}
+
+TEST(SliceGeometry, AnUnknownFrameOfReferenceDoesNotJoinTwoOthers) {
+    auto slices = axialStack({0, 5, 10, 15, 20});
+    for (std::size_t index = 1; index < slices.size(); ++index) {
+        slices[index].frameOfReferenceUid = index < 4 ? "1.2.3" : "1.2.4";
+    }
+    const VolumePlan plan = planVolumes(slices, {});
+    ASSERT_THAT(kinds(plan), ElementsAre("differentFrameOfReference!"));
+    EXPECT_THAT(plan.findings[0].files, ElementsAre("e"));
+}
+
+TEST(SliceGeometry, DirectionsAreComparedAtTheFarEdgeOfThePicture) {
+    auto slices = axialStack({0, 5, 10});
+    slices[1].orientation = orientationOf("0.9999999\\0.0004\\0\\-0.0004\\0.9999999\\0");
+    for (SliceRecord& slice : slices) {
+        slice.rows = slice.columns = 512; // 0.2 pixels off at the last column
+    }
     EXPECT_THAT(kinds(slices), ElementsAre("differentOrientation!"));
 }
 

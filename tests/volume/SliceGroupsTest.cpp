@@ -166,6 +166,17 @@ TEST(SliceGroups, AStackThatAlternatesBetweenContrastsIsAnError) {
     EXPECT_THAT(planVolumes(inversion, {}).volumes.at(0).findings, IsEmpty());
 }
 
+TEST(SliceGroups, AFewSlicesOfDifferentEchoesAreNoStack) {
+    EXPECT_TRUE(planVolumes({sliceAt(0, {{Trait::echoTime, "20"}}), sliceAt(1, {{Trait::echoTime, "90"}})}, {})
+                    .volumes.at(0)
+                    .hasErrors());
+}
+
+TEST(SliceGroups, LabelsAreNeverTheSame) {
+    EXPECT_THAT(labelsOf(planOf({{{Trait::stack, "1.5"}}, {{Trait::stack, "15"}}})),
+                ElementsAre("-stack15", "-stack15-2"));
+}
+
 TEST(SliceGroups, VolumesOfOneStackRunTheSameWay) {
     auto slices = volumesOf({{{Trait::temporalIndex, "1"}}, {{Trait::temporalIndex, "2"}}});
     std::swap(slices[3].instanceNumber, slices[5].instanceNumber); // the second runs against the first

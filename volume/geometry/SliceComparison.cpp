@@ -8,15 +8,22 @@
 #include <optional>
 
 #include "formats/json/Text.h"
+#include "formats/volumes/VolumeFile.h"
 
 namespace radvex::volume {
 
 namespace {
 
-/// By how much a cosine, or a spacing in relation to itself, may differ: 1e-3, or less if this would be a tenth of a
-/// pixel at the far edge of the picture.
+/// By how much a cosine, or a spacing in relation to itself, may differ: 1e-3, or less if this would move the far edge
+/// of the picture by a tenth of a pixel or of the distance between slices.
 double toleranceOf(const SliceRecord& slice) {
-    return std::min(1e-3, 0.1 / std::max({slice.rows, slice.columns, vint{1}}));
+    const PixelSpacing pixel = slice.pixelSpacing.value_or(PixelSpacing{});
+    const double extent = std::max({slice.rows * pixel.betweenRows, slice.columns * pixel.betweenColumns, 1e-9});
+    double finest = std::min(pixel.betweenRows, pixel.betweenColumns);
+    for (const auto& distance : {slice.spacingBetweenSlices, slice.sliceThickness}) {
+        finest = std::min(finest, distance.value_or(finest));
+    }
+    return std::min(1e-3, 0.1 * finest / extent);
 }
 
 bool isSameVector(const formats::Vector3& a, const formats::Vector3& b, double tolerance) {
@@ -108,14 +115,24 @@ bool fits(const SliceRecord& a, const SliceRecord& b) {
 } // namespace
 
 std::vector<Indices> stacksOf(const std::vector<SliceRecord>& slices, const Indices& among) {
+    constexpr std::size_t kMostStacks = 4000; // each slice is compared with all of them
     std::vector<Indices> stacks;
+    std::vector<SliceRecord> usual; // of each stack; its frame of reference is the first that is known
     for (const std::size_t index : among) {
-        const auto known = std::ranges::find_if(
-            stacks, [&](const Indices& stack) { return fits(slices[stack.front()], slices[index]); });
-        if (known == stacks.end()) {
+        const auto known =
+            std::ranges::find_if(usual, [&](const SliceRecord& slice) { return fits(slice, slices[index]); });
+        if (known == usual.end()) {
+            if (stacks.size() == kMostStacks) {
+                throw formats::VolumeError("The series holds over " + std::to_string(kMostStacks) +
+                                           " kinds of slices, each with its own size or direction.");
+            }
             stacks.push_back({index});
+            usual.push_back(slices[index]);
         } else {
-            known->push_back(index);
+            stacks[static_cast<std::size_t>(known - usual.begin())].push_back(index);
+            if (known->frameOfReferenceUid.empty()) {
+                known->frameOfReferenceUid = slices[index].frameOfReferenceUid;
+            }
         }
     }
     std::ranges::stable_sort(stacks, std::greater(), &Indices::size);
@@ -127,11 +144,16 @@ std::vector<Finding> differencesOf(const std::vector<SliceRecord>& slices, const
     if (stacks.empty()) {
         return findings;
     }
-    const SliceRecord& usual = slices[stacks.front().front()];
+    const auto knownFrame = std::ranges::find_if(
+        stacks.front(), [&](std::size_t index) { return !slices[index].frameOfReferenceUid.empty(); });
+    SliceRecord usual = slices[stacks.front().front()];
+    usual.frameOfReferenceUid = knownFrame == stacks.front().end() ? "" : slices[*knownFrame].frameOfReferenceUid;
     for (const Comparison& question : kComparisons) {
         Indices others;
         for (const Indices& stack : stacks) {
-            if (!question.isSame(usual, slices[stack.front()])) {
+            const bool differs =
+                std::ranges::any_of(stack, [&](std::size_t index) { return !question.isSame(usual, slices[index]); });
+            if (&stack != &stacks.front() && differs) {
                 others.insert(others.end(), stack.begin(), stack.end());
             }
         }

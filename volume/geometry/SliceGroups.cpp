@@ -8,6 +8,7 @@
 #include <tuple>
 
 #include "formats/json/Text.h"
+#include "formats/volumes/VolumeFile.h"
 #include "volume/geometry/SliceGeometry.h"
 
 namespace radvex::volume {
@@ -74,7 +75,7 @@ class Grouping {
     }
 
   private:
-    static bool isContrast(Trait trait) { return ruleOf(trait).role == TraitRole::contrast || trait == Trait::stack; }
+    static bool isContrast(Trait trait) { return ruleOf(trait).role == TraitRole::contrast || trait == Trait::segment || trait == Trait::stack; }
 
     /// Numbers of a contrast that nearly agree count as the first of them: scanners write 2.460 and 2.461 for one echo.
     const std::string& valueOf(std::size_t slice, Trait trait) const {
@@ -140,6 +141,9 @@ class Grouping {
     /// Uses an index or a time if it tells all slices apart and all volumes have the same positions; the order of its
     /// values at each position if it is a time.
     void tryOrderOf(Trait trait) {
+        if (mayPassMidnight(trait)) {
+            return;
+        }
         const auto before = mKeys;
         use(trait);
         const bool isPart = ruleOf(trait).role == TraitRole::part;
@@ -177,6 +181,21 @@ class Grouping {
             const std::size_t span = *positions.rbegin() - *positions.begin() + 1;
             return (positions.size() > 1 || mPositions.size() == 1) && 2 * positions.size() > span;
         });
+    }
+
+    /// Times of day that are far apart may be those of two days, and some with a date cannot be compared with others.
+    bool mayPassMidnight(Trait trait) const {
+        double earliest = kSecondsOfDay;
+        double latest = 0;
+        for (const std::size_t slice : mStack) {
+            const double time = decimalOf(valueOf(slice, trait)).value_or(0);
+            earliest = std::min(earliest, time);
+            latest = std::max(latest, time);
+        }
+        const bool isOfDay = trait == Trait::acquisitionTime || trait == Trait::contentTime;
+        const bool isSpread = latest <= kSecondsOfDay && latest - earliest > kSecondsOfDay / 2;
+        const bool haveSomeDates = earliest <= kSecondsOfDay && latest > kSecondsOfDay;
+        return isOfDay && (isSpread || haveSomeDates);
     }
 
     /// The k-th value at each position is that of volume k, if every position has as many.
@@ -219,6 +238,7 @@ class Grouping {
             found.groups.push_back(std::move(group));
         }
         label(found.groups);
+        makeUnique(found.groups);
         found.isInTime = found.groups.size() > 1 && std::ranges::all_of(mTraits, [](Trait trait) {
                              return std::string_view(ruleOf(trait).label) == "time";
                          });
@@ -282,6 +302,7 @@ class Grouping {
             slices.push_back(slice);
         }
         std::vector<std::pair<Key, Indices>> result;
+        result.reserve(sorted.size());
         for (auto& [ranks, entry] : sorted) {
             result.push_back(std::move(entry));
         }
@@ -295,34 +316,55 @@ class Grouping {
             for (const SliceGroup& group : groups) {
                 valuesOfLabel[group.label].insert(group.traits[trait].second);
             }
+            std::map<std::string, std::map<std::string, std::size_t>> numbersOfLabel;
+            for (const auto& [label, values] : valuesOfLabel) {
+                numbersOfLabel[label] = numbersOf(trait, values);
+            }
             for (SliceGroup& group : groups) {
                 const auto& values = valuesOfLabel[group.label];
                 const std::string& value = group.traits[trait].second;
                 if (values.size() > 1 && !(value.empty() && mTraits[trait] == Trait::diffusionDirection)) {
-                    group.label += "-" + labelOf(trait, value, values);
+                    group.label += "-" + labelOf(trait, value, values, numbersOfLabel[group.label].at(value));
                 }
             }
         }
     }
 
-    std::string labelOf(std::size_t trait, const std::string& value, const std::set<std::string>& others) const {
+    /// Values may differ in what file names cannot hold.
+    static void makeUnique(std::vector<SliceGroup>& groups) {
+        std::set<std::string> known;
+        for (SliceGroup& group : groups) {
+            const std::string label = group.label;
+            for (std::size_t number = 2; !known.insert(lowerCase(group.label)).second; ++number) {
+                group.label = label + "-" + std::to_string(number);
+            }
+        }
+    }
+
+    std::string labelOf(std::size_t trait, const std::string& value, const std::set<std::string>& others,
+                        std::size_t number) const {
         const TraitRule& rule = ruleOf(mTraits[trait]);
         if (rule.trait == Trait::complexComponent || rule.trait == Trait::imageType) {
             return typeLabel(value, others);
         }
         const bool isValue = rule.trait == Trait::diffusionBValue || rule.role == TraitRole::part;
-        const std::string name = isValue ? formats::fileNamePart(value, 16) : "";
-        return rule.label + (name.empty() ? std::to_string(rankAmong(trait, value, others)) : name);
+        std::string text = value;
+        std::ranges::replace(text, '.', 'p'); // 100.5 is not 1005
+        const std::string name = isValue ? formats::fileNamePart(text, 16) : "";
+        return rule.label + (name.empty() ? std::to_string(number) : name);
     }
 
-    /// From 1.
-    std::size_t rankAmong(std::size_t trait, const std::string& value, const std::set<std::string>& others) const {
-        const auto& ranks = mRanks[trait];
-        const bool isDirection =
-            mTraits[trait] == Trait::diffusionDirection; // one without is a mean or none, not a number
-        return static_cast<std::size_t>(std::ranges::count_if(others, [&](const std::string& other) {
-            return ranks.at(other) <= ranks.at(value) && !(isDirection && other.empty());
-        }));
+    /// Values in their order, from 1. A direction that is absent is a mean or none, and has no number.
+    std::map<std::string, std::size_t> numbersOf(std::size_t trait, const std::set<std::string>& values) const {
+        std::vector<std::string> sorted(values.begin(), values.end());
+        std::ranges::sort(sorted, std::less(), [&](const std::string& value) { return mRanks[trait].at(value); });
+        std::map<std::string, std::size_t> numbers;
+        std::size_t number = 0;
+        for (const std::string& value : sorted) {
+            const bool isCounted = mTraits[trait] != Trait::diffusionDirection || !value.empty();
+            numbers.emplace(value, isCounted ? ++number : number);
+        }
+        return numbers;
     }
 
     /// "magnitude" for M, or the first value of ImageType that no other has.
@@ -451,6 +493,7 @@ Positions positionsOf(const std::vector<SliceRecord>& slices, const Indices& sta
     std::ranges::transform(sorted, std::back_inserter(heights), heightOf);
     const StackGaps gaps = gapsOf(heights);
     const double tolerance = std::max(gaps.tolerance, 1e-6);
+    constexpr std::size_t kMostPlaces = 4000; // each slice is compared with all of its height
     Positions positions;
     std::size_t firstOfHeight = 0; // among the positions
     for (std::size_t index = 0; index < sorted.size(); ++index) {
@@ -465,6 +508,10 @@ Positions positionsOf(const std::vector<SliceRecord>& slices, const Indices& sta
                              return length(shift - dot(shift, normal) * normal) <= std::max(tolerance, 0.01);
                          });
         if (known == positions.end()) {
+            if (positions.size() - firstOfHeight == kMostPlaces) {
+                throw formats::VolumeError("Over " + std::to_string(kMostPlaces) +
+                                           " slices lie beside each other at one height.");
+            }
             positions.push_back({sorted[index]});
         } else {
             known->push_back(sorted[index]);

@@ -95,8 +95,10 @@ class SliceJudge {
 
     /// A stack that alternates between two echoes, or between magnitude and phase, is no volume.
     void judgeContrasts() {
-        for (const Trait trait : {Trait::echoTime, Trait::inversionTime, Trait::diffusionBValue,
-                                  Trait::complexComponent, Trait::energyWindow}) {
+        for (const Trait trait :
+             {Trait::echoTime, Trait::inversionTime, Trait::tubeVoltage, Trait::kernel, Trait::diffusionBValue,
+              Trait::diffusionDirection, Trait::complexComponent, Trait::energyWindow, Trait::segment,
+              Trait::temporalIndex, Trait::temporalIdentifier}) {
             const std::string& usual = first().traits[trait];
             Indices others;
             std::set<std::string> values;
@@ -108,8 +110,9 @@ class SliceJudge {
                 }
             }
             // One inversion may serve all slices, which are read one after the other: each has a time of its own.
-            const bool isTime = trait == Trait::echoTime || trait == Trait::inversionTime;
-            const bool isOfSlice = isTime && 2 * values.size() > mVerdict.byInstance.size();
+            constexpr std::size_t kFew = 3; // slices, whose times may as well be those of volumes
+            const bool isOfSlice =
+                trait == Trait::inversionTime && values.size() > kFew && values.size() == mVerdict.byInstance.size();
             if (!others.empty() && !isOfSlice) {
                 add(FindingKind::differentContrast, true,
                     formats::counted(others.size(), "slice differs", "slices differ") + " from the first in " +
@@ -183,14 +186,26 @@ class SliceJudge {
                     shortNumber(largestHole) + " mm apart instead of " + shortNumber(gaps.usual),
                 around);
         }
-        if (!uneven.empty()) {
-            const bool isError = missing > 0 || !isNearlyEven(heights);
+        // Small differences may add up. Doubled slices are told of by themselves.
+        const bool isFarOff = !hasDuplicates(gaps) && !isNearlyEven(heights);
+        if (!uneven.empty() || (isFarOff && missing == 0)) {
+            const bool isError = missing > 0 || isFarOff;
             add(FindingKind::unevenSpacing, isError,
-                "The spacing is uneven: neighbours lie " + shortNumber(smallest) + " to " + shortNumber(largest) +
-                    " mm apart, most of them " + shortNumber(gaps.usual) +
+                (uneven.empty() ? std::string("The spacing is uneven: small differences between slices add up")
+                                : "The spacing is uneven: neighbours lie " + shortNumber(smallest) + " to " +
+                                      shortNumber(largest) + " mm apart, most of them " + shortNumber(gaps.usual)) +
                     (isError && missing == 0 ? " (--resample interpolates an even volume)" : ""),
                 uneven);
         }
+    }
+
+    static bool hasDuplicates(const StackGaps& gaps) {
+        for (std::size_t index = 0; index < gaps.gaps.size(); ++index) {
+            if (gaps.isDuplicate(index)) {
+                return true;
+            }
+        }
+        return false;
     }
 
     void judgeDuplicates(const StackGaps& gaps) {

@@ -35,19 +35,16 @@ void interpolate(const formats::SliceBytes& before, const formats::SliceBytes& a
 } // namespace
 
 ResampledVolume resampleVolume(const formats::VolumeHeader& header, const std::vector<formats::SliceBytes>& slices,
-                               const std::vector<double>& heights, double step) {
+                               const std::vector<double>& heights, vint count) {
     if (header.channels > 1) {
         throw formats::VolumeError(
             "Colour is not interpolated; without --resample the volume can be written by force.");
     }
-    const double count = std::round((heights.back() - heights.front()) / step) + 1;
-    if (!(count < 1e6)) {
-        throw formats::VolumeError("The volume would have more than a million slices.");
-    }
+    const double step = (heights.back() - heights.front()) / (count - 1);
     ResampledVolume result;
     result.header = header;
     result.header.isResampled = true;
-    result.header.slices = static_cast<vint>(count);
+    result.header.slices = count;
     result.header.type =
         header.type == VNumericArray_F64 || header.type == VNumericArray_S32 || header.type == VNumericArray_U32
             ? VNumericArray_F64

@@ -16,10 +16,10 @@ struct ResampledVolume {
 
 /// Interpolates linearly between neighbouring slices, to slices at even distances from the first one to the last one.
 /// Values become f32, or f64 if that could not hold them; colour is not interpolated.
-/// @param heights  of the slices in mm, ascending
-/// @param step     distance of the new slices in mm: the whole distance divided by a whole number
+/// @param heights  of the slices along their normal in mm, ascending
+/// @param count    new slices, at least 2
 /// @throws VolumeError  colour, or no memory
 ResampledVolume resampleVolume(const formats::VolumeHeader& header, const std::vector<formats::SliceBytes>& slices,
-                               const std::vector<double>& heights, double step);
+                               const std::vector<double>& heights, vint count);
 
 } // namespace radvex::volume

@@ -55,6 +55,8 @@ class VolumeBuffer {
     VolumeType typeOf(std::span<const std::size_t> slices) const;
     /// The bytes of slices in a type that holds them. @throws VolumeError  there is no memory
     std::vector<formats::SliceBytes> bytesOf(std::span<const std::size_t> slices, vint type);
+    /// The samples of a slice are grey levels or colour.
+    bool isPicture(std::size_t slice) const { return mFiles[mSlices[slice].file].isPicture; }
     /// Whether two slices have the same type and samples.
     bool isSame(std::size_t one, std::size_t other) const;
 

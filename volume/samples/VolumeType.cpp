@@ -22,10 +22,10 @@ constexpr ValueRange limitsOf() {
 
 /// The integer types of volumes, from the narrowest on.
 struct IntegerType {
-    vint type;
-    int bits;
-    bool isSigned;
-    ValueRange range;
+    vint type = 0;
+    int bits = 0;
+    bool isSigned = false;
+    ValueRange range{};
 };
 constexpr IntegerType kIntegers[] = {
     {VNumericArray_U8, 8, false, limitsOf<std::uint8_t>()},    {VNumericArray_S8, 8, true, limitsOf<std::int8_t>()},

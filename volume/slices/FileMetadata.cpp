@@ -85,20 +85,26 @@ bool hasNoModalityTransformation(std::string_view sopClass) {
     return std::find(kClasses.begin(), kClasses.end(), sopClass) != kClasses.end();
 }
 
-/// Sets slope and intercept, which are only valid together. False if one is absent.
-bool takeRescale(ModalityRule& rule, StoreView attributes) {
+/// Sets slope and intercept. False if both are absent.
+/// @throws VolumeError  one of them is absent or no number, or the slope is 0: DCMTK reads "2,5" as 2, and ignores a
+/// slope
+///                      that is alone or 0
+bool takeRescale(ModalityRule& rule, StoreView attributes, const std::string& name) {
     const std::string_view slopeText = attributes.text("RescaleSlope");
     const std::string_view interceptText = attributes.text("RescaleIntercept");
-    if (slopeText.empty() || interceptText.empty()) {
+    if (slopeText.empty() && interceptText.empty()) {
         return false;
     }
-    const auto slope = decimalOf(firstValue(slopeText));
-    const auto intercept = decimalOf(firstValue(interceptText));
-    rule.needsLibrary = !slope || !intercept; // only the library may know how to read such numbers
-    if (!rule.needsLibrary && *slope != 0) {  // the library ignores a transformation whose slope is 0
-        rule.slope = *slope;
-        rule.intercept = *intercept;
+    const auto slope = slopeText.empty() ? std::optional(1.0) : decimalOf(firstValue(slopeText));
+    const auto intercept = interceptText.empty() ? std::optional(0.0) : decimalOf(firstValue(interceptText));
+    const bool isWhole = !slopeText.empty() && !interceptText.empty();
+    if (!slope || !intercept || *slope == 0 || (!isWhole && (*slope != 1 || *intercept != 0))) {
+        throw formats::VolumeError(name + ": RescaleSlope \"" + std::string(slopeText) + "\" and RescaleIntercept \"" +
+                                   std::string(interceptText) +
+                                   "\" are no usable pair of numbers, so that nobody knows the values.");
     }
+    rule.slope = *slope;
+    rule.intercept = *intercept;
     return true;
 }
 
@@ -143,8 +149,18 @@ bool takeDoseScaling(ModalityRule& rule, StoreView file) {
     return scaling.has_value();
 }
 
+bool hasRescaleByFrame(StoreView file) {
+    for (const NodeView item : file.store("PerFrameFunctionalGroupsSequence")) {
+        const StoreView rescale = firstItem(innerStore(item), "PixelValueTransformationSequence");
+        if (!rescale.text("RescaleSlope").empty() || !rescale.text("RescaleIntercept").empty()) {
+            return true;
+        }
+    }
+    return false;
+}
+
 /// Sets the rule of the whole file. False if frames may have their own.
-bool wholeFileRule(ModalityRule& rule, StoreView file, StoreView shared) {
+bool wholeFileRule(ModalityRule& rule, StoreView file, const std::string& name) {
     if (hasNoModalityTransformation(file.text("SOPClassUID"))) {
         return true;
     }
@@ -153,8 +169,13 @@ bool wholeFileRule(ModalityRule& rule, StoreView file, StoreView shared) {
         rule.tableBits = tableBitsOf(table);
         return true;
     }
-    return takeDoseScaling(rule, file) || takeRescale(rule, file) ||
-           takeRescale(rule, firstItem(shared, "PixelValueTransformationSequence"));
+    if (hasRescaleByFrame(file)) { // counts, whatever the dataset says beside it
+        return false;
+    }
+    return takeDoseScaling(rule, file) || takeRescale(rule, file, name) ||
+           takeRescale(rule,
+                       firstItem(firstItem(file, "SharedFunctionalGroupsSequence"), "PixelValueTransformationSequence"),
+                       name);
 }
 
 /// Visits the functional groups of each frame, as far as there are frames.
@@ -184,10 +205,15 @@ FileMetadata::FileMetadata(velmora::Host& host, const std::string& path, std::st
     mPromisedFrames = std::max(1, integerOf(firstValue(file.text("NumberOfFrames"))).value_or(1));
     mPromisedBytes = promisedBytes(file, mPromisedFrames);
     mRule = storedValues(file);
-    mIsRuleWhole = wholeFileRule(mRule, file, firstItem(file, "SharedFunctionalGroupsSequence"));
+    mIsRescaledByFrame = hasRescaleByFrame(file);
+    mIsRuleWhole = wholeFileRule(mRule, file, mName);
 }
 
-bool FileMetadata::promisesMorePixels(const std::string& path) const {
+bool FileMetadata::promisesMorePixels(const std::string& path, std::size_t frames) const {
+    const std::size_t groups = attributesOf(mFound).store("PerFrameFunctionalGroupsSequence").size();
+    if (frames < static_cast<std::size_t>(mPromisedFrames) || frames < groups) {
+        return true;
+    }
     constexpr std::array<std::string_view, 4> kUncompressed{"", "1.2.840.10008.1.2", "1.2.840.10008.1.2.1",
                                                             "1.2.840.10008.1.2.2"};
     constexpr double kLargest = 0xFFFFFFFE; // of a value
@@ -197,10 +223,12 @@ bool FileMetadata::promisesMorePixels(const std::string& path) const {
     return mPromisedBytes > kLargest || !holdsPixels(path, static_cast<std::uint64_t>(mPromisedBytes));
 }
 
+bool FileMetadata::isDose() const {
+    return attributesOf(mFound).text("SOPClassUID") == "1.2.840.10008.5.1.4.1.1.481.2";
+}
+
 bool FileMetadata::isDoseWithoutScaling() const {
-    const StoreView file = attributesOf(mFound);
-    return file.text("SOPClassUID") == "1.2.840.10008.5.1.4.1.1.481.2" &&
-           decimalOf(firstValue(file.text("DoseGridScaling"))).value_or(0) == 0;
+    return isDose() && decimalOf(firstValue(attributesOf(mFound).text("DoseGridScaling"))).value_or(0) == 0;
 }
 
 bool FileMetadata::isMosaic() const {
@@ -213,18 +241,22 @@ std::vector<SliceRecord> FileMetadata::slices(vint frames) const {
     whole.rows = mRows;
     whole.columns = mColumns;
     whole.isColour = mIsColour;
+    whole.isRescaled =
+        mIsRescaledByFrame || mRule.needsLibrary || !mRule.isIdentity() || !file.text("RescaleSlope").empty();
     return framesOf(file, whole, mPromisedFrames, frames);
 }
 
 std::vector<ModalityRule> FileMetadata::rules(vint frames) const {
     std::vector<ModalityRule> rules(static_cast<std::size_t>(frames), mRule);
-    if (!mIsRuleWhole) {
-        forEachFrame(attributesOf(mFound), rules.size(), [&](std::size_t index, StoreView group) {
-            ModalityRule own = mRule;
-            if (takeRescale(own, firstItem(group, "PixelValueTransformationSequence")) && !own.needsLibrary) {
-                rules[index] = own;
-            }
-        });
+    if (mIsRuleWhole) {
+        return rules;
+    }
+    std::size_t count = 0;
+    forEachFrame(attributesOf(mFound), rules.size(), [&](std::size_t index, StoreView group) {
+        count += takeRescale(rules[index], firstItem(group, "PixelValueTransformationSequence"), mName) ? 1U : 0U;
+    });
+    if (count != 0 && count != rules.size()) {
+        throw formats::VolumeError(mName + ": Some frames have a rescale and others have none.");
     }
     return rules;
 }

@@ -34,8 +34,11 @@ class FileMetadata {
     /// ImageType says that the picture holds several slices as tiles.
     bool isMosaic() const;
 
-    /// The pixels, which are not compressed, are fewer than the attributes promise. What is missing counts as 0.
-    bool promisesMorePixels(const std::string& path) const;
+    /// The frames that were found, or the pixels of an uncompressed file, are fewer than the attributes promise.
+    bool promisesMorePixels(const std::string& path, std::size_t frames) const;
+    /// The rescale is that of each frame, which DCMTK does not look at when it renders.
+    bool isRescaledByFrame() const { return mIsRescaledByFrame; }
+    bool isDose() const;
 
     /// As framesOf gives them, with the rescale of each.
     std::vector<SliceRecord> slices(vint frames) const;
@@ -50,6 +53,7 @@ class FileMetadata {
     double mPromisedBytes = 0; ///< of the pixels, if they are not compressed
     std::string mSeriesNumber{};
     vint mPromisedFrames = 1;
+    bool mIsRescaledByFrame = false;
     ModalityRule mRule{};
     bool mIsRuleWhole = false; ///< false: frames may have their own rules
 };

@@ -19,18 +19,19 @@ constexpr std::string_view kNuclearMedicine = "1.2.840.10008.5.1.4.1.1.20";
 
 /// Sets what a functional group says; the rest stays.
 void takeGroup(SliceRecord& slice, StoreView group) {
-    const auto take = [](auto& target, auto value) {
-        if (value) {
-            target = value;
+    // What is there and unusable counts as absent: no other value stands in for it.
+    const auto take = [](auto& target, std::string_view text, auto parse) {
+        if (!text.empty()) {
+            target = parse(text);
         }
     };
-    take(slice.position, positionOf(firstItem(group, "PlanePositionSequence").text("ImagePositionPatient")));
-    take(slice.orientation,
-         orientationOf(firstItem(group, "PlaneOrientationSequence").text("ImageOrientationPatient")));
+    take(slice.position, firstItem(group, "PlanePositionSequence").text("ImagePositionPatient"), positionOf);
+    take(slice.orientation, firstItem(group, "PlaneOrientationSequence").text("ImageOrientationPatient"),
+         orientationOf);
     const StoreView measures = firstItem(group, "PixelMeasuresSequence");
-    take(slice.pixelSpacing, pixelSpacingOf(measures.text("PixelSpacing")));
-    take(slice.sliceThickness, lengthOf(measures.text("SliceThickness")));
-    take(slice.spacingBetweenSlices, lengthOf(measures.text("SpacingBetweenSlices")));
+    take(slice.pixelSpacing, measures.text("PixelSpacing"), pixelSpacingOf);
+    take(slice.sliceThickness, measures.text("SliceThickness"), lengthOf);
+    take(slice.spacingBetweenSlices, measures.text("SpacingBetweenSlices"), lengthOf);
     const std::string_view unit = firstItem(group, "PixelValueTransformationSequence").text("RescaleType");
     if (!unit.empty() && unit != "US") {
         slice.unit = unit;
@@ -102,6 +103,9 @@ void placeReconstruction(std::vector<SliceRecord>& slices, const SliceRecord& wh
         return;
     }
     const auto numbers = vectorOf(file, "SliceVector", slices.size());
+    if (numbers.empty() && file.store("SliceVector").size() > 0) {
+        return; // it does not say where all frames lie
+    }
     std::vector<double> offsets;
     for (std::size_t index = 0; index < slices.size(); ++index) {
         offsets.push_back(*step * (numbers.empty() ? static_cast<double>(index) : numbers[index] - 1.0));

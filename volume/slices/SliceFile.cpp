@@ -45,7 +45,8 @@ void readSamples(velmora::Host& host, const std::string& path, const FileMetadat
                                                      "stored values cannot keep; without --stored they are applied.");
     }
     if (metadata.isDoseWithoutScaling()) {
-        throw formats::VolumeError(metadata.name() + " is a dose without DoseGridScaling, so that nobody knows its values.");
+        throw formats::VolumeError(metadata.name() +
+                                   " is a dose without DoseGridScaling, so that nobody knows its values.");
     }
     // Stored values are rescaled here: the library would truncate fractions to integers, and DCMTK is slower.
     const velmora::Value values = valuesOf(host, path, metadata, !metadata.needsLibrary());
@@ -86,13 +87,26 @@ SliceFile readSliceFile(velmora::Host& host, const std::string& path, const std:
         if (file.rows < 1 || file.columns < 1) {
             return file;
         }
+        if (!metadata.isColour() && reading.kind == SampleKind::rendered &&
+            (metadata.isRescaledByFrame() || metadata.isDose())) {
+            throw formats::VolumeError(name +
+                                       " has a rescale for each frame, or is a dose, whose scaling pictures would "
+                                       "ignore; without --rendered it is applied.");
+        }
         if (metadata.isColour() || reading.kind == SampleKind::rendered) {
             readPictures(host, path, reading.scaling, allocate, file);
         } else {
             readSamples(host, path, metadata, reading.kind, allocate, file);
         }
         file.slices = metadata.slices(static_cast<vint>(file.samples.count));
-        file.isShort = metadata.promisesMorePixels(path);
+        const auto pixels = static_cast<std::size_t>(file.rows) * static_cast<std::size_t>(file.columns);
+        for (SliceRecord& slice : file.slices) {
+            slice.isColour = file.samples.sliceSamples != pixels; // three samples may be one grey level
+            if (file.isMosaic) {
+                slice.position.reset(); // that of the whole picture
+            }
+        }
+        file.isShort = metadata.promisesMorePixels(path, file.samples.count);
     } catch (const velmora::LibraryError& error) {
         file.reason = error.what();
     } catch (const Error& error) {
@@ -108,9 +122,9 @@ std::optional<ValueRange> rangeOfFile(velmora::Host& host, const std::string& pa
         if (metadata.isColour()) {
             return std::nullopt;
         }
-        const velmora::Value values = valuesOf(host, path, metadata, false);
+        const velmora::Value values = valuesOf(host, path, metadata, !metadata.needsLibrary());
         const Statistics found = statisticsOf(*values.get<velmora::NumericArray>().handle());
-        return ValueRange{found.minimum, found.maximum};
+        return rescaled({found.minimum, found.maximum}, metadata.rules(1).front()); // one rule for all frames
     } catch (const velmora::LibraryError&) {
         return std::nullopt;
     } catch (const Error&) {

@@ -1,6 +1,8 @@
 #include "volume/slices/SliceRecord.h"
 
+#include <algorithm>
 #include <charconv>
+#include <cmath>
 
 namespace radvex::volume {
 
@@ -16,6 +18,8 @@ std::optional<T> numberOf(std::string_view text) {
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     return error == std::errc{} && end == text.data() + text.size() ? std::optional<T>(value) : std::nullopt;
 }
+
+bool isLength(double value) { return value >= 1e-6 && value <= 1e6; }
 
 /// Exactly N decimals, separated by backslashes.
 template <std::size_t N>
@@ -61,12 +65,15 @@ std::optional<vint> leadingInteger(std::string_view text) {
 
 std::optional<double> lengthOf(std::string_view text) {
     const auto value = decimalOf(text);
-    return value && *value > 0 ? value : std::nullopt;
+    return value && isLength(*value) ? value : std::nullopt;
 }
 
 std::optional<formats::Vector3> positionOf(std::string_view text) {
     const auto values = decimalsOf<3>(text);
-    return values ? std::optional(formats::Vector3{*values}) : std::nullopt;
+    constexpr double kFarthest = 1e7; // numbers beyond it would overflow what is computed with them
+    const bool isPosition =
+        values && std::ranges::all_of(*values, [](double part) { return std::abs(part) <= kFarthest; });
+    return isPosition ? std::optional(formats::Vector3{*values}) : std::nullopt;
 }
 
 std::optional<Orientation> orientationOf(std::string_view text) {
@@ -88,7 +95,7 @@ std::optional<Orientation> orientationOf(std::string_view text) {
 
 std::optional<PixelSpacing> pixelSpacingOf(std::string_view text) {
     const auto values = decimalsOf<2>(text);
-    if (!values || (*values)[0] <= 0 || (*values)[1] <= 0) {
+    if (!values || !isLength((*values)[0]) || !isLength((*values)[1])) {
         return std::nullopt;
     }
     return PixelSpacing{(*values)[0], (*values)[1]};

@@ -42,6 +42,7 @@ struct SliceRecord {
     std::string sopInstanceUid{};
     std::string frameOfReferenceUid{};
     std::string unit{};                         ///< of the modality values; empty if unknown
+    bool isRescaled = false;                    ///< the modality values are not the stored ones as they are
     std::optional<formats::Vector3> position{}; ///< centre of the first pixel
     std::optional<Orientation> orientation{};
     std::optional<PixelSpacing> pixelSpacing{};
@@ -53,8 +54,9 @@ struct SliceRecord {
     template <typename Self>
     static auto fields(Self& self) {
         return std::tie(self.frame, self.frames, self.rows, self.columns, self.isColour, self.instanceNumber,
-                        self.sopInstanceUid, self.frameOfReferenceUid, self.unit, self.position, self.orientation,
-                        self.pixelSpacing, self.sliceThickness, self.spacingBetweenSlices, self.traits);
+                        self.sopInstanceUid, self.frameOfReferenceUid, self.unit, self.isRescaled, self.position,
+                        self.orientation, self.pixelSpacing, self.sliceThickness, self.spacingBetweenSlices,
+                        self.traits);
     }
 
     bool hasPosition() const { return position.has_value() && orientation.has_value(); }
@@ -73,9 +75,9 @@ std::optional<double> decimalOf(std::string_view text);
 std::optional<vint> integerOf(std::string_view text);
 /// The integer that a text begins with: 3 for "3a", as the library orders the files of a series.
 std::optional<vint> leadingInteger(std::string_view text);
-/// A length in mm: a decimal above zero.
+/// A length in mm: a decimal from a nanometre to a kilometre.
 std::optional<double> lengthOf(std::string_view text);
-/// Three decimals, separated by backslashes.
+/// Three decimals, separated by backslashes, of ten kilometres at most.
 std::optional<formats::Vector3> positionOf(std::string_view text);
 /// Six decimals that are two perpendicular unit vectors, within 0.01, so that directions with two decimals pass. The
 /// result has length 1.

@@ -20,11 +20,15 @@ namespace {
 constexpr TraitRule kRules[] = {
     {Trait::echoTime, TraitRole::contrast, "EchoTime", "echo"},
     {Trait::inversionTime, TraitRole::contrast, "InversionTime", "ti"},
+    {Trait::flipAngle, TraitRole::contrast, "FlipAngle", "flip"},
+    {Trait::tubeVoltage, TraitRole::contrast, "KVP", "kvp"},
+    {Trait::kernel, TraitRole::contrast, "ConvolutionKernel", "kernel"},
     {Trait::diffusionBValue, TraitRole::contrast, "DiffusionBValue", "b"},
     {Trait::diffusionDirection, TraitRole::contrast, "DiffusionGradientOrientation", "dir"},
     {Trait::complexComponent, TraitRole::contrast, "ComplexImageComponent", ""},
     {Trait::imageType, TraitRole::contrast, "ImageType", "type"},
     {Trait::energyWindow, TraitRole::contrast, "EnergyWindowVector", "window"},
+    {Trait::segment, TraitRole::part, "ReferencedSegmentNumber", "segment"},
     {Trait::stack, TraitRole::part, "StackID", "stack"},
     {Trait::temporalIndex, TraitRole::index, "TemporalPositionIndex", "time"},
     {Trait::temporalIdentifier, TraitRole::index, "TemporalPositionIdentifier", "time"},
@@ -85,6 +89,13 @@ std::optional<int> daysOf(std::string_view date) {
                                           std::chrono::month(static_cast<unsigned>(*number / 100 % 100)),
                                           std::chrono::day(static_cast<unsigned>(*number % 100))};
     return day.ok() ? std::optional(std::chrono::sys_days(day).time_since_epoch().count()) : std::nullopt;
+}
+
+/// Seconds since midnight, or since 1970 if the date is known.
+std::optional<double> secondsOnDate(StoreView dataset, const char* date, const char* time) {
+    const auto days = daysOf(dataset.text(date));
+    const auto seconds = secondsOfTime(firstValue(dataset.text(time)));
+    return seconds ? std::optional(days.value_or(0) * kSecondsOfDay + *seconds) : seconds;
 }
 
 void takeDimensions(SliceTraits& traits, StoreView content) {
@@ -152,6 +163,9 @@ void SliceTraits::set(Trait trait, std::string_view text) {
 
 const std::vector<std::string> kTraitKeywords{"EchoTime",
                                               "InversionTime",
+                                              "FlipAngle",
+                                              "KVP",
+                                              "ConvolutionKernel",
                                               "DiffusionBValue",
                                               "DiffusionDirectionality",
                                               "DiffusionGradientOrientation",
@@ -168,31 +182,33 @@ const std::vector<std::string> kTraitKeywords{"EchoTime",
                                               "AcquisitionDate",
                                               "AcquisitionTime",
                                               "AcquisitionDateTime",
+                                              "ContentDate",
                                               "ContentTime"};
 
 void takeTraits(SliceTraits& traits, StoreView dataset) {
-    for (const Trait trait : {Trait::echoTime, Trait::inversionTime, Trait::temporalIndex, Trait::temporalIdentifier,
-                              Trait::triggerTime, Trait::frameReferenceTime, Trait::acquisitionNumber}) {
+    for (const Trait trait :
+         {Trait::echoTime, Trait::inversionTime, Trait::flipAngle, Trait::tubeVoltage, Trait::temporalIndex,
+          Trait::temporalIdentifier, Trait::triggerTime, Trait::frameReferenceTime, Trait::acquisitionNumber}) {
         traits.set(trait, numberText(dataset, ruleOf(trait).keyword));
     }
     takeDiffusion(traits, dataset);
     takeComponentOfType(traits, dataset.text("ImageType"));
-    for (const Trait trait : {Trait::complexComponent, Trait::imageType, Trait::stack}) {
+    for (const Trait trait : {Trait::complexComponent, Trait::imageType, Trait::kernel, Trait::stack}) {
         traits.set(trait, dataset.text(ruleOf(trait).keyword));
     }
     setSeconds(traits, Trait::frameReferenceDateTime, secondsOfDateTime(dataset.text("FrameReferenceDateTime")));
-    const auto days = daysOf(dataset.text("AcquisitionDate"));
-    const auto seconds = secondsOfTime(firstValue(dataset.text("AcquisitionTime")));
-    setSeconds(traits, Trait::acquisitionTime,
-               seconds ? std::optional(days.value_or(0) * 86400.0 + *seconds) : seconds);
+    setSeconds(traits, Trait::acquisitionTime, secondsOnDate(dataset, "AcquisitionDate", "AcquisitionTime"));
     setSeconds(traits, Trait::acquisitionTime, secondsOfDateTime(dataset.text("AcquisitionDateTime")));
-    setSeconds(traits, Trait::contentTime, secondsOfTime(firstValue(dataset.text("ContentTime"))));
+    setSeconds(traits, Trait::contentTime, secondsOnDate(dataset, "ContentDate", "ContentTime"));
 }
 
 void takeGroupTraits(SliceTraits& traits, StoreView group) {
     traits.set(Trait::echoTime, numberText(firstItem(group, "MREchoSequence"), "EffectiveEchoTime"));
     traits.set(Trait::inversionTime, listText(firstItem(group, "MRModifierSequence"), "InversionTimes"));
     takeDiffusion(traits, group);
+    traits.set(Trait::segment,
+               numberText(firstItem(group, "SegmentIdentificationSequence"), "ReferencedSegmentNumber"));
+    traits.set(Trait::flipAngle, numberText(firstItem(group, "MRTimingAndRelatedParametersSequence"), "FlipAngle"));
     for (const char* const sequence :
          {"MRImageFrameTypeSequence", "CTImageFrameTypeSequence", "PETFrameTypeSequence"}) {
         const StoreView type = firstItem(group, sequence);
@@ -233,7 +249,7 @@ std::optional<double> secondsOfDateTime(std::string_view text) {
     text = text.substr(0, text.find_first_of("+-")); // all of one file have the same offset from UTC
     const auto days = daysOf(text.substr(0, 8));
     const auto seconds = text.size() > 8 ? secondsOfTime(text.substr(8)) : std::optional(0.0);
-    return days && seconds ? std::optional(*days * 86400.0 + *seconds) : std::nullopt;
+    return days && seconds ? std::optional(*days * kSecondsOfDay + *seconds) : std::nullopt;
 }
 
 } // namespace radvex::volume

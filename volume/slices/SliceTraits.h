@@ -16,11 +16,15 @@ namespace radvex::volume {
 enum class Trait : std::size_t {
     echoTime,
     inversionTime,
+    flipAngle,
+    tubeVoltage,
+    kernel,
     diffusionBValue,
     diffusionDirection,
     complexComponent,
     imageType,
     energyWindow,
+    segment,
     stack,
     temporalIndex,
     temporalIdentifier,
@@ -53,6 +57,8 @@ struct TraitRule {
     const char* keyword; ///< of the DICOM attribute
     const char* label;   ///< in the names of volumes: "echo" in "-echo2"
 };
+
+inline constexpr double kSecondsOfDay = 86400;
 
 /// In the order of the traits.
 const TraitRule& ruleOf(Trait trait);
