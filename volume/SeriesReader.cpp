@@ -85,9 +85,9 @@ class Collection {
         if (!file.refusal.empty()) {
             throw formats::VolumeError(file.refusal);
         }
-        if (file.isMosaic) {
-            mMosaics.add(name, "Its slices are tiles of one picture (ImageType MOSAIC), and no standard attribute "
-                               "tells how many they are and where they lie.");
+        if (!file.mosaicProblem.empty()) {
+            mMosaics.add(name,
+                         "Its slices are tiles of one picture (ImageType MOSAIC), and " + file.mosaicProblem + ".");
         }
         if (file.isShort) {
             mShort.add(name, "The rest counts as 0.");
