@@ -85,9 +85,9 @@ class Collection {
         if (!file.reason.empty()) {
             return mUnreadable.add(name, whyUnreadable(path, file.reason));
         }
-        if (file.isMosaic) {
-            mMosaics.add(name, "Its slices are tiles of one picture (ImageType MOSAIC), and no standard attribute "
-                               "tells how many they are and where they lie.");
+        if (!file.mosaicProblem.empty()) {
+            mMosaics.add(name,
+                         "Its slices are tiles of one picture (ImageType MOSAIC), and " + file.mosaicProblem + ".");
         }
         if (file.isShort) {
             mShort.add(name, "");

@@ -2,8 +2,10 @@
 
 #include <cstring>
 #include <filesystem>
+#include <optional>
 
 #include "tests/cli/Commands.h"
+#include "tests/support/CsaHeaders.h"
 
 using namespace radvex::test;
 
@@ -24,6 +26,44 @@ std::string headerOf(const std::string& path) {
     return bytes.substr(0, bytes.find("\n\n"));
 }
 
+void putPrivate(DcmItem& item, Uint16 group, Uint16 element, DcmEVR vr, const std::string& bytes) {
+    const DcmTag tag(group, element, vr);
+    if (vr == EVR_LO) {
+        item.putAndInsertString(tag, bytes.c_str());
+        return;
+    }
+    auto* const value = new DcmOtherByteOtherWord(tag); // the item frees it
+    value->putUint8Array(reinterpret_cast<const Uint8*>(bytes.data()), bytes.size());
+    item.insert(value, OFTrue);
+}
+
+/// What a mosaic of five tiles says in private attributes.
+struct MosaicFile {
+    std::optional<Uint16> count = 5;               ///< NumberOfImagesInMosaic
+    std::string normal = "1.00000000";             ///< the last part of SliceNormalVector
+    Uint16 block = 0x11;                           ///< of private attributes; another creator has the first one
+    std::optional<DcmEVR> representation = EVR_OB; ///< of the CSA image header; none: it is left out
+    Attributes more{};
+
+    void put(DcmItem& item) const {
+        radvex::test::put(item,
+                          {{DCM_ImageType, "ORIGINAL\\PRIMARY\\M\\ND\\MOSAIC"}, {DCM_SpacingBetweenSlices, "2.5"}});
+        radvex::test::put(item, more);
+        const auto number = [this](Uint16 element) { return static_cast<Uint16>(block * 0x100 + element); };
+        for (const Uint16 group : {Uint16{0x0019}, Uint16{0x0029}}) {
+            putPrivate(item, group, 0x10, EVR_LO, "SOMEBODY ELSE");
+            putPrivate(item, group, block, EVR_LO, group == 0x0019 ? "SIEMENS MR HEADER" : "SIEMENS CSA HEADER");
+        }
+        if (count) {
+            item.putAndInsertUint16(DcmTag(0x0019, number(0x0A), EVR_US), *count);
+        }
+        if (representation) {
+            putPrivate(item, 0x0029, number(0x10), *representation,
+                       csaHeader({{"NumberOfImagesInMosaic", {"5"}}, {"SliceNormalVector", {"0.0", "0.0", normal}}}));
+        }
+    }
+};
+
 class VolumeKinds : public ::testing::Test {
   protected:
     /// Adds a slice of 1 x 2 pixels with its value and one more.
@@ -42,6 +82,33 @@ class VolumeKinds : public ::testing::Test {
     ProcessResult run(const Words& words = {}, const std::string& name = "out.nrrd") {
         writeMedium(folder, {patientRecord("P", "N", {studyRecord("1.2", {seriesOf("1.2.3", mFileIds)})})});
         return runRadvex(joined({"volume", folder.file("DICOMDIR"), "-o", folder.file(name)}, words));
+    }
+    /// Adds a mosaic of 3 x 3 tiles, the last four of which are empty. A tile has two rows and three columns, whose
+    /// values are their places: 1000 * time + 100 * slice + 10 * row + column, all from 1.
+    void addMosaic(Uint16 time, const MosaicFile& mosaic = {}) {
+        Slice file{.fileId = "M" + std::to_string(time),
+                   .number = time,
+                   .position = "9.25\\19\\30", // for a first slice at 10, 20, 30
+                   .file = {.rows = 6, .columns = 9, .words = std::vector<Uint16>(54), .more = {}}};
+        for (std::size_t slice = 0; slice < 5; ++slice) {
+            for (std::size_t row = 0; row < 2; ++row) {
+                for (std::size_t column = 0; column < 3; ++column) {
+                    file.file.words[(slice / 3 * 2 + row) * 9 + slice % 3 * 3 + column] =
+                        static_cast<Uint16>(1000 * time + 100 * (slice + 1) + 10 * (row + 1) + column + 1);
+                }
+            }
+        }
+        file.file.more = [mosaic](DcmDataset& dataset) { mosaic.put(dataset); };
+        add(file);
+    }
+    /// What the command says against a mosaic.
+    std::string refusalOf(const MosaicFile& mosaic) {
+        mFileIds.clear();
+        addMosaic(1, mosaic);
+        const ProcessResult done = run({"--json"});
+        EXPECT_EQ(done.status, 1);
+        EXPECT_FALSE(isThere("out.nrrd"));
+        return findingOf(done, "mosaic")["sentence"];
     }
     bool isThere(const std::string& name) const { return std::filesystem::exists(folder.file(name)); }
     static Json findingOf(const ProcessResult& done, const std::string& kind) {
@@ -248,6 +315,49 @@ TEST_F(VolumeKinds, AMosaicIsNoSlice) {
     EXPECT_FALSE(isThere("out.nrrd"));
     EXPECT_EQ(run({"--force"}).status, 0);
     EXPECT_EQ(headerOf(folder.file("out.nrrd")).find("space"), std::string::npos) << "the tiles lie elsewhere";
+}
+
+TEST_F(VolumeKinds, AMosaicWhosePrivateAttributesGiveItsTilesIsAVolume) {
+    addMosaic(1);
+    EXPECT_THAT(run(), exitsSaying(0, ""));
+    const std::vector<Uint16> slices{1111, 1112, 1113, 1121, 1122, 1123, 1211, 1212, 1213, 1221,
+                                     1222, 1223, 1311, 1312, 1313, 1321, 1322, 1323, 1411, 1412,
+                                     1413, 1421, 1422, 1423, 1511, 1512, 1513, 1521, 1522, 1523};
+    EXPECT_EQ(samplesOf<Uint16>(folder.file("out.nrrd")), slices);
+    EXPECT_THAT(headerOf(folder.file("out.nrrd")), HasSubstr("sizes: 3 2 5\n"));
+    EXPECT_THAT(headerOf(folder.file("out.nrrd")),
+                HasSubstr("space directions: (0.25,0,0) (0,0.5,0) (0,0,2.5)\nspace origin: (10,20,30)\n"));
+}
+
+TEST_F(VolumeKinds, MosaicsAreVolumesInTime) {
+    addMosaic(1, {.more = {{DCM_AcquisitionNumber, "1"}, {DCM_AcquisitionTime, "100000"}}});
+    addMosaic(2, {.more = {{DCM_AcquisitionNumber, "2"}, {DCM_AcquisitionTime, "100002.5"}}});
+    const ProcessResult done = run({"--4d", "--json"});
+    EXPECT_EQ(done.status, 0) << done.errors;
+    EXPECT_EQ(Json::parse(done.output)[0]["shape"], Json({2, 5, 2, 3}));
+    EXPECT_EQ(Json::parse(done.output)[0]["findings"], Json::array());
+    EXPECT_THAT(headerOf(folder.file("out.nrrd")), HasSubstr("\nspacings: NaN NaN NaN 2.5\n"));
+    const auto samples = samplesOf<Uint16>(folder.file("out.nrrd"));
+    ASSERT_EQ(samples.size(), 60U);
+    for (std::size_t index = 0; index < samples.size(); ++index) {
+        const std::size_t place = 1000 * (index / 30 + 1) + 100 * (index / 6 % 5 + 1) + 10 * (index / 3 % 2 + 1);
+        EXPECT_EQ(samples[index], place + index % 3 + 1) << index;
+    }
+    EXPECT_EQ(run({"--rendered", "--4d"}).status, 0);
+    EXPECT_THAT(headerOf(folder.file("out.nrrd")), HasSubstr("sizes: 3 2 5 2\n"));
+    EXPECT_EQ(run({"--stored", "--4d"}, "out.nii").status, 0);
+    EXPECT_EQ(run({}).status, 0);
+    EXPECT_TRUE(isThere("out-time1.nrrd"));
+    EXPECT_TRUE(isThere("out-time2.nrrd"));
+}
+
+TEST_F(VolumeKinds, AMosaicSaysWhichAttributeIsMissingOrContradicts) {
+    EXPECT_THAT(refusalOf({.count = 6}), HasSubstr("NumberOfImagesInMosaic contradicts itself: 6 and 5."));
+    EXPECT_THAT(refusalOf({.representation = {}}), HasSubstr("the CSA image header, private attribute (0029,xx10)"));
+    EXPECT_THAT(refusalOf({.representation = EVR_UN}), HasSubstr("is missing or of unknown representation (UN)"));
+    EXPECT_THAT(refusalOf({.normal = "-1.0"}), HasSubstr("points against the normal"));
+    EXPECT_THAT(refusalOf({.more = {{DCM_SpacingBetweenSlices, ""}}}), HasSubstr("SpacingBetweenSlices is missing"));
+    EXPECT_THAT(refusalOf({.more = {{DCM_NumberOfFrames, "2"}}}), HasSubstr("several frames"));
 }
 
 TEST_F(VolumeKinds, CopiesOfAnInstanceAreSaidAndDropped) {

@@ -4,6 +4,9 @@ A kind is a function that returns the files (datasets, or bytes of whole files) 
 runs of `radvex volume`. Values spell their place: 1000 * volume + 100 * slice + 10 * row + column.
 """
 
+import math
+import struct
+
 import numpy
 from pydicom.uid import DeflatedExplicitVRLittleEndian, ExplicitVRBigEndian, ImplicitVRLittleEndian, RLELossless
 
@@ -941,6 +944,49 @@ def mr_mosaic():
     grid = Grid(3, 8, 10, step=(0, 0, 0.5))
     files = slices("MR", grid, pattern(grid), ImageType=["ORIGINAL", "PRIMARY", "M", "ND", "MOSAIC"])
     return refused_ct("mosaic", files)
+
+
+def csa_header(fields):
+    """The value of the private attribute with what a Siemens scanner knows of an image, by names, as texts."""
+    header = b"SV10\4\3\2\1" + struct.pack("<2I", len(fields), 77)
+    for name, values in fields.items():
+        header += struct.pack("<64si4s3i", name.encode(), len(values), b"FD", 4, 6, 77)
+        for index in range(6):  # most of them are not used
+            text = values[index].encode() + b"\0" if index < len(values) else b""
+            header += struct.pack("<4i", len(text), len(text), 77, len(text)) + text + b"\0" * (-len(text) % 4)
+    return header
+
+
+def siemens_mosaic(grid, values, number, time):
+    """A dataset whose picture has the slices as tiles, row by row. Its corner lies where it would if all of it were the
+    first slice, around the same centre."""
+    count, rows, columns = grid.shape
+    side = math.ceil(math.sqrt(count))
+    picture = numpy.zeros((side * rows, side * columns), int)
+    for index, stored in enumerate(values):
+        row, column = index // side * rows, index % side * columns
+        picture[row:row + rows, column:column + columns] = stored
+    whole = grid.part([0])
+    whole.origins = whole.origins - (side - 1) / 2 * (columns * grid.column_step + rows * grid.row_step)
+    [dataset] = slices("MR", whole, [picture], [number], Manufacturer="SIEMENS", AcquisitionNumber=number,
+                       ImageType=["ORIGINAL", "PRIMARY", "M", "ND", "MOSAIC"], AcquisitionDate="20200101",
+                       AcquisitionTime=time, SpacingBetweenSlices=decimal(grid.thickness))
+    dataset.private_block(0x0019, "SIEMENS MR HEADER", create=True).add_new(0x0A, "US", count)
+    fields = {"NumberOfImagesInMosaic": [str(count)], "SliceNormalVector": ["%.8f" % part for part in grid.normal]}
+    dataset.private_block(0x0029, "SIEMENS CSA HEADER", create=True).add_new(0x10, "OB", csa_header(fields))
+    return dataset
+
+
+@kind
+def mr_mosaics_of_siemens():
+    """Points in time, in oblique slices."""
+    along_columns, along_rows = (0.8, 0.48, -0.36), (-0.6, 0.64, -0.48)
+    grid = Grid(5, 4, 6, 2.2 * numpy.cross(along_columns, along_rows), along_columns, along_rows)
+    values = [pattern(grid, number + 1) for number in range(3)]
+    files = [siemens_mosaic(grid, values[index], index + 1, time)
+             for index, time in enumerate(("095959", "100001", "100003"))]
+    return files, [one_each(values, grid, ["-time1", "-time2", "-time3"], kind="uint16"),
+                   one_4d(values, grid, seconds=2)]
 
 
 # Many frames

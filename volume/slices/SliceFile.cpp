@@ -2,7 +2,9 @@
 
 #include "media/Rendering.h"
 #include "volume/slices/FileMetadata.h"
+#include "volume/slices/Mosaic.h"
 #include "volume/slices/PixelMeaning.h"
+#include "volume/slices/PrivateElement.h"
 #include "workers/Parcel.h"
 
 namespace radvex::volume {
@@ -71,6 +73,25 @@ void readPictures(velmora::Host& host, const std::string& path, const velmora::T
     file.samples = storePictures(allocate, file.rows, file.columns, pictures.get<velmora::Store>().view());
 }
 
+/// Makes the tiles of a picture slices of their own, if the file tells where they lie.
+void unpackMosaic(velmora::Host& host, const std::string& path, SliceFile& file) {
+    if (file.slices.size() != 1) {
+        file.mosaicProblem = "the file has several frames of them";
+        return;
+    }
+    const MosaicAttributes attributes{privateValues(host, path, 0x0019, "SIEMENS MR HEADER", 0x0A),
+                                      privateValues(host, path, 0x0029, "SIEMENS CSA HEADER", 0x10)};
+    const TilingVerdict verdict = tilingOf(file.slices.front(), attributes);
+    file.mosaicProblem = verdict.problem;
+    if (verdict.problem.empty()) {
+        file.slices = tilesOf(file.slices.front(), verdict.tiling);
+        if (!file.rules.empty()) {
+            file.rules.assign(file.slices.size(), ModalityRule(file.rules.front()));
+        }
+        unpackTiles(file.samples, file.rows, file.columns, verdict.tiling);
+    }
+}
+
 } // namespace
 
 SliceFile readSliceFile(velmora::Host& host, const std::string& path, const std::string& name,
@@ -80,7 +101,6 @@ SliceFile readSliceFile(velmora::Host& host, const std::string& path, const std:
     try {
         const FileMetadata metadata(host, path, name);
         file.isKnown = true;
-        file.isMosaic = metadata.isMosaic();
         file.seriesNumber = metadata.seriesNumber();
         file.rows = metadata.rows();
         file.columns = metadata.columns();
@@ -99,14 +119,19 @@ SliceFile readSliceFile(velmora::Host& host, const std::string& path, const std:
             readSamples(host, path, metadata, reading.kind, allocate, file);
         }
         file.slices = metadata.slices(static_cast<vint>(file.samples.count));
+        file.isShort = metadata.promisesMorePixels(path, file.samples.count);
         const auto pixels = static_cast<std::size_t>(file.rows) * static_cast<std::size_t>(file.columns);
         for (SliceRecord& slice : file.slices) {
             slice.isColour = file.samples.sliceSamples != pixels; // three samples may be one grey level
-            if (file.isMosaic) {
+        }
+        if (metadata.isMosaic()) {
+            unpackMosaic(host, path, file);
+        }
+        if (!file.mosaicProblem.empty()) {
+            for (SliceRecord& slice : file.slices) {
                 slice.position.reset(); // that of the whole picture
             }
         }
-        file.isShort = metadata.promisesMorePixels(path, file.samples.count);
     } catch (const velmora::LibraryError& error) {
         file.reason = error.what();
     } catch (const Error& error) {

@@ -19,13 +19,13 @@ enum class SampleKind {
 
 /// What a file contributes to a volume.
 struct SliceFile {
-    std::string reason{};  ///< why the library cannot read it; empty if it can
-    std::string refusal{}; ///< why there can be no volume with this file; empty if there can
-    bool isKnown = false;  ///< the attributes were read
-    bool isMosaic = false; ///< its picture holds several slices as tiles
-    bool isShort = false;  ///< it is too short for the pixels that its attributes promise
+    std::string reason{};        ///< why the library cannot read it; empty if it can
+    std::string refusal{};       ///< why there can be no volume with this file; empty if there can
+    bool isKnown = false;        ///< the attributes were read
+    std::string mosaicProblem{}; ///< why the tiles of its picture cannot be told apart; empty if they are slices now
+    bool isShort = false;        ///< it is too short for the pixels that its attributes promise
     std::string seriesNumber{};
-    vint rows = 0; ///< below 1 in a file without a picture
+    vint rows = 0; ///< of the whole picture; below 1 in a file without one
     vint columns = 0;
     StoredSlices samples{};
     std::vector<SliceRecord> slices{}; ///< one for each slice of the samples
@@ -34,7 +34,7 @@ struct SliceFile {
 
     template <typename Self>
     static auto fields(Self& self) {
-        return std::tie(self.reason, self.refusal, self.isKnown, self.isMosaic, self.isShort, self.seriesNumber,
+        return std::tie(self.reason, self.refusal, self.isKnown, self.mosaicProblem, self.isShort, self.seriesNumber,
                         self.rows, self.columns, self.samples.wanted, self.samples.sliceSamples, self.samples.count,
                         self.samples.isPicture, self.slices, self.rules, self.offset);
     }

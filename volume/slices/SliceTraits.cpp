@@ -161,6 +161,12 @@ void SliceTraits::set(Trait trait, std::string_view text) {
     }
 }
 
+void SliceTraits::forget(Trait trait) {
+    if (!mTexts.empty()) {
+        mTexts[static_cast<std::size_t>(trait)].clear();
+    }
+}
+
 const std::vector<std::string> kTraitKeywords{"EchoTime",
                                               "InversionTime",
                                               "FlipAngle",

@@ -74,6 +74,8 @@ class SliceTraits {
     }
     /// Empty texts change nothing.
     void set(Trait trait, std::string_view text);
+    /// As if the file did not have the attribute.
+    void forget(Trait trait);
 
     template <typename Self>
     static auto fields(Self& self) {
