@@ -244,7 +244,8 @@ TEST_F(VolumeKinds, ARescaleThatIsNoTwoNumbersIsAnError) {
         } else {
             writeSlice(folder, slice);
         }
-        EXPECT_THAT(run(), exitsSaying(1, HasSubstr("are no usable pair of numbers, so that nobody knows the values."))) << slope;
+        EXPECT_THAT(run(), exitsSaying(1, HasSubstr("are no usable pair of numbers, so that nobody knows the values.")))
+            << slope;
     }
 }
 

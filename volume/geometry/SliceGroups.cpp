@@ -75,7 +75,9 @@ class Grouping {
     }
 
   private:
-    static bool isContrast(Trait trait) { return ruleOf(trait).role == TraitRole::contrast || trait == Trait::segment || trait == Trait::stack; }
+    static bool isContrast(Trait trait) {
+        return ruleOf(trait).role == TraitRole::contrast || trait == Trait::segment || trait == Trait::stack;
+    }
 
     /// Numbers of a contrast that nearly agree count as the first of them: scanners write 2.460 and 2.461 for one echo.
     const std::string& valueOf(std::size_t slice, Trait trait) const {
