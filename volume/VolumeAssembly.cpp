@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
-#include <tuple>
 
 #include "volume/samples/Resampling.h"
 
@@ -61,25 +60,34 @@ class Assembly {
     }
 
     void setUnit(Volume& volume) const {
-        volume.header.unit.clear();
         volume.isPicture = mSeries.samples->isPicture(volume.slices.front());
         if (volume.isPicture) {
             return;
         }
-        const auto& [unit, isRescaled] =
-            std::tie(mSeries.slices[volume.slices.front()].unit, mSeries.slices[volume.slices.front()].isRescaled);
+        const SliceRecord& first = mSeries.slices[volume.slices.front()];
         Indices others;
-        std::ranges::copy_if(
-            volume.slices, std::back_inserter(others), [&, &unit = unit, &isRescaled = isRescaled](std::size_t slice) {
-                return mSeries.slices[slice].unit != unit || mSeries.slices[slice].isRescaled != isRescaled;
-            });
+        std::ranges::copy_if(volume.slices, std::back_inserter(others), [&](std::size_t index) {
+            const SliceRecord& slice = mSeries.slices[index];
+            return slice.unit != first.unit || slice.isRescaled != first.isRescaled;
+        });
         if (others.empty()) {
-            volume.header.unit = unit;
+            volume.header.unit = first.unit;
         } else {
             volume.findings.push_back(
                 findingAbout(FindingKind::differentUnits, true,
                              "The slices differ in the unit of their values, or in having a rescale",
                              namesAt(mSeries.slices, others)));
+        }
+    }
+
+    /// Takes over what is said of another of the joined volumes. Magnitude and phase may have a unit each.
+    static void join(Volume& volume, const Volume& other) {
+        std::ranges::copy(other.findings, std::back_inserter(volume.findings));
+        if (other.header.unit != volume.header.unit && !volume.header.unit.empty()) {
+            volume.header.unit.clear();
+            volume.findings.push_back({FindingKind::differentUnits, false,
+                                       "The volumes differ in the unit of their values; the file names none.",
+                                       {}});
         }
     }
 
@@ -120,19 +128,18 @@ class Assembly {
         Volume volume = single(mPlan.volumes.front(), type);
         volume.label.clear();
         volume.traits.clear();
-        volume.slices = all;
-        volume.bytes = mSeries.samples->bytesOf(all, type);
-        setUnit(volume);
-        setRescale(volume);
-        volume.header.volumes = static_cast<vint>(mPlan.volumes.size());
         for (const PlannedVolume& planned : mPlan.volumes) {
             if (&planned != &mPlan.volumes.front()) {
-                std::ranges::copy(planned.findings, std::back_inserter(volume.findings));
+                join(volume, single(planned, type));
             }
             if (planned.seconds) {
                 volume.seconds.push_back(*planned.seconds);
             }
         }
+        volume.slices = all;
+        volume.bytes = mSeries.samples->bytesOf(all, type);
+        setRescale(volume);
+        volume.header.volumes = static_cast<vint>(mPlan.volumes.size());
         setTimeStep(volume);
         return volume;
     }

@@ -202,7 +202,7 @@ TEST(SliceGeometry, SlicesAtOnePositionThatNothingTellsApartAreAnError) {
     EXPECT_EQ(plan.findings[0].kind, FindingKind::duplicatePosition);
     EXPECT_THAT(plan.findings[0].files, ElementsAre("b", "c"));
     EXPECT_THAT(plan.findings[0].sentence, testing::StartsWith("2 slices lie at one position, and nothing tells"));
-    EXPECT_THAT(plan.findings[0].sentence, testing::HasSubstr("EchoTime, InversionTime, DiffusionBValue"));
+    EXPECT_THAT(plan.findings[0].sentence, testing::HasSubstr("EchoTime, InversionTime, FlipAngle, KVP"));
     EXPECT_FALSE(plan.volumes[0].geometry.hasPosition);
     EXPECT_TRUE(planVolumes(axialStack({3, 3}), {}).hasErrors());
     EXPECT_TRUE(planVolumes(axialStack({0, 5, 5.004, 10}), {}).hasErrors()) << "rounded";

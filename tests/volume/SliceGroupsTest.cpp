@@ -173,8 +173,8 @@ TEST(SliceGroups, AFewSlicesOfDifferentEchoesAreNoStack) {
 }
 
 TEST(SliceGroups, LabelsAreNeverTheSame) {
-    EXPECT_THAT(labelsOf(planOf({{{Trait::stack, "1.5"}}, {{Trait::stack, "15"}}})),
-                ElementsAre("-stack15", "-stack15-2"));
+    EXPECT_THAT(labelsOf(planOf({{{Trait::stack, "A-1"}}, {{Trait::stack, "A1"}}})),
+                ElementsAre("-stackA1", "-stackA1-2"));
 }
 
 TEST(SliceGroups, VolumesOfOneStackRunTheSameWay) {
@@ -278,4 +278,28 @@ TEST(SliceTraits, TimesAreSeconds) {
     EXPECT_EQ(secondsOfDateTime("20240102"), 19724 * 86400.0);
     EXPECT_EQ(secondsOfDateTime("2024"), std::nullopt);
     EXPECT_EQ(secondsOfDateTime("20241302"), std::nullopt);
+}
+
+TEST(SliceGroups, TimesAcrossMidnightAreNotRanked) {
+    const auto across = [](const char* first, const char* second) {
+        return planOf({{{Trait::contentTime, first}}, {{Trait::contentTime, second}}});
+    };
+    EXPECT_EQ(across("86390", "10").findings.at(0).kind, FindingKind::duplicatePosition);
+    EXPECT_EQ(across("10", "1700000000").findings.at(0).kind, FindingKind::duplicatePosition) << "one has a date";
+    EXPECT_THAT(labelsOf(across("1700000000", "1700000100")), ElementsAre("-time1", "-time2"));
+    EXPECT_THAT(labelsOf(across("100", "10")), ElementsAre("-time1", "-time2"));
+}
+
+TEST(SliceGroups, TubeVoltagesAreNeverMixedByTime) {
+    std::vector<SliceRecord> slices;
+    for (int position = 0; position < 4; ++position) {
+        for (int time = 0; time < 2; ++time) { // the first voltage of a position alternates
+            slices.push_back(sliceAt(position, {{Trait::tubeVoltage, (time + position) % 2 == 0 ? "80" : "140"},
+                                                {Trait::acquisitionTime, std::to_string(10 * position + time)}}));
+            slices.back().file = slices.back().traits[Trait::tubeVoltage];
+        }
+    }
+    const VolumePlan plan = planVolumes(slices, {});
+    ASSERT_THAT(labelsOf(plan), ElementsAre("-kvp1", "-kvp2"));
+    EXPECT_THAT(filesOf(slices, plan.volumes[0]), ElementsAre("80", "80", "80", "80"));
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <map>
 #include <numeric>
 #include <set>
@@ -187,12 +188,13 @@ class Grouping {
 
     /// Times of day that are far apart may be those of two days, and some with a date cannot be compared with others.
     bool mayPassMidnight(Trait trait) const {
-        double earliest = kSecondsOfDay;
+        double earliest = std::numeric_limits<double>::infinity();
         double latest = 0;
         for (const std::size_t slice : mStack) {
-            const double time = decimalOf(valueOf(slice, trait)).value_or(0);
-            earliest = std::min(earliest, time);
-            latest = std::max(latest, time);
+            if (const auto time = decimalOf(valueOf(slice, trait))) {
+                earliest = std::min(earliest, *time);
+                latest = std::max(latest, *time);
+            }
         }
         const bool isOfDay = trait == Trait::acquisitionTime || trait == Trait::contentTime;
         const bool isSpread = latest <= kSecondsOfDay && latest - earliest > kSecondsOfDay / 2;
