@@ -173,6 +173,7 @@ TEST(SliceGeometry, UnevenStacksAreResampledOnRequest) {
     EXPECT_THAT(kinds(slices), ElementsAre("unevenSpacing!"));
     const PlannedVolume volume = only(slices, {.isResampled = true});
     EXPECT_FALSE(volume.hasErrors());
+    EXPECT_THAT(volume.findings[0].sentence, testing::Not(testing::HasSubstr("--resample"))) << "it was done";
     EXPECT_TRUE(volume.geometry.hasPosition);
     expectVector(volume.geometry.sliceStep, {0, 0, 21.5 / 4}); // nearest to the usual 5 that ends at the last slice
     EXPECT_THAT(volume.heights, ElementsAre(0, 5, 11.5, 16.5, 21.5));
@@ -204,6 +205,7 @@ TEST(SliceGeometry, SlicesAtOnePositionThatNothingTellsApartAreAnError) {
     EXPECT_THAT(plan.findings[0].sentence, testing::StartsWith("2 slices lie at one position, and nothing tells"));
     EXPECT_THAT(plan.findings[0].sentence, testing::HasSubstr("EchoTime, InversionTime, FlipAngle, KVP"));
     EXPECT_FALSE(plan.volumes[0].geometry.hasPosition);
+    EXPECT_THAT(plan.volumes[0].findings, IsEmpty()) << "it is said once";
     EXPECT_TRUE(planVolumes(axialStack({3, 3}), {}).hasErrors());
     EXPECT_TRUE(planVolumes(axialStack({0, 5, 5.004, 10}), {}).hasErrors()) << "rounded";
 }

@@ -194,7 +194,7 @@ class SliceJudge {
                 (uneven.empty() ? std::string("The spacing is uneven: small differences between slices add up")
                                 : "The spacing is uneven: neighbours lie " + shortNumber(smallest) + " to " +
                                       shortNumber(largest) + " mm apart, most of them " + shortNumber(gaps.usual)) +
-                    (isError && missing == 0 ? " (--resample interpolates an even volume)" : ""),
+                    std::string(isError && missing == 0 ? kResampleHint : ""),
                 uneven);
         }
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string_view>
 #include <vector>
 
 #include "volume/geometry/GeometryVerdict.h"
@@ -7,6 +8,9 @@
 #include "volume/slices/SliceRecord.h"
 
 namespace radvex::volume {
+
+/// Ends a sentence about uneven slices.
+inline constexpr std::string_view kResampleHint = " (--resample interpolates an even volume)";
 
 /// Compares the positions of the slices of one volume: slices that fit together, as stacksOf gives them.
 ///

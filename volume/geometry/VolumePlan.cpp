@@ -128,6 +128,10 @@ class Planner {
         for (SliceGroup& group : groups.groups) {
             PlannedVolume volume = planVolume(group.slices, isAscending);
             volume.label = label + group.label;
+            if (!groups.findings.empty()) { // of the series, which say more
+                std::erase_if(volume.findings,
+                              [](const Finding& finding) { return finding.kind == FindingKind::duplicatePosition; });
+            }
             volume.traits = std::move(group.traits);
             volume.seconds = group.seconds;
             mPlan.volumes.push_back(std::move(volume));
@@ -171,6 +175,9 @@ class Planner {
             return;
         }
         uneven->isError = false;
+        if (const std::size_t hint = uneven->sentence.find(kResampleHint); hint != std::string::npos) {
+            uneven->sentence.erase(hint, kResampleHint.size()); // it was followed
+        }
         volume.order = verdict.byPosition;
         const SliceRecord& first = mSlices[volume.order.front()];
         const formats::Vector3 normal = first.orientation->normal();
