@@ -85,7 +85,8 @@ class Assembly {
         std::ranges::copy(other.findings, std::back_inserter(volume.findings));
         if (other.header.unit != volume.header.unit && !volume.header.unit.empty()) {
             volume.header.unit.clear();
-            volume.findings.push_back({FindingKind::differentUnits, false,
+            volume.findings.push_back({FindingKind::differentUnits,
+                                       false,
                                        "The volumes differ in the unit of their values; the file names none.",
                                        {}});
         }
