@@ -131,7 +131,12 @@ TEST(Medium, AnythingElseIsRefusedWithASentence) {
     EXPECT_THAT(messageOf<UsageError>(file), HasSubstr("Give the folder of the files, or rename it to DICOMDIR."));
     EXPECT_EQ(messageOf<FileError>("/nowhere/at/all"), "/nowhere/at/all cannot be read: No such file or directory.");
     EXPECT_EQ(messageOf<FileError>(folder.path().string()),
-              folder.path().string() + " holds no DICOM file that can be indexed (1 skipped, 0 refused).");
+              folder.path().string() + " holds no DICOM file that can be indexed (0 skipped, 1 refused; " +
+                  folder.file("scan.dcm") + ": it is empty).");
+    std::filesystem::rename(folder.file("scan.dcm"), folder.file("scan"));
+    EXPECT_EQ(messageOf<FileError>(folder.path().string()),
+              folder.path().string() + " holds no DICOM file that can be indexed (1 skipped, 0 refused).")
+        << "nothing says that it should be DICOM";
 }
 
 TEST(Medium, NothingStaysBehindWhenAFolderCannotBeIndexed) {
