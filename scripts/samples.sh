@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
 # Prints the folder of public DICOM sample files that Debian's python3-pydicom installs.
 set -euo pipefail
-dpkg -L python3-pydicom | grep -m1 '/test_files$'
+# All of the list is read: who stops at the first match leaves dpkg with a broken pipe, which counts as a failure.
+dpkg -L python3-pydicom | awk '/\/test_files$/ && !isFound { print; isFound = 1 }'
