@@ -10,8 +10,6 @@ namespace radvex::volume {
 
 namespace {
 
-bool isError(const Finding& finding) { return finding.isError; }
-
 class Assembly {
   public:
     Assembly(SeriesSlices& series, VolumePlan plan) : mSeries(series), mPlan(std::move(plan)) {}
@@ -190,10 +188,6 @@ class Assembly {
 };
 
 } // namespace
-
-bool Volume::hasErrors() const { return std::ranges::any_of(findings, isError); }
-
-bool SeriesVolumes::hasErrors() const { return std::ranges::any_of(findings, isError); }
 
 SeriesVolumes assembleVolumes(SeriesSlices& series, PlanOptions options, bool isFourD) {
     options.hasSameSamples = [&series](std::size_t one, std::size_t other) {

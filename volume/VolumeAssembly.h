@@ -25,7 +25,7 @@ struct Volume {
     std::vector<Finding> findings{};
     std::shared_ptr<const void> owner{}; ///< keeps interpolated samples alive
 
-    bool hasErrors() const;
+    bool hasErrors() const { return volume::hasErrors(findings); }
 };
 
 /// The volumes of a series, and what is to be said about it. An error among the findings of the series concerns all its
@@ -34,7 +34,7 @@ struct SeriesVolumes {
     std::vector<Volume> volumes{};
     std::vector<Finding> findings{};
 
-    bool hasErrors() const;
+    bool hasErrors() const { return volume::hasErrors(findings); }
 };
 
 /// Makes volumes of the slices of a series. The samples stay where they are, so the series has to outlive the volumes.

@@ -9,7 +9,7 @@ const char* findingName(FindingKind kind) {
     return std::ranges::find(kFindingNames, kind, &std::pair<FindingKind, const char*>::first)->second;
 }
 
-bool Verdict::hasErrors() const { return std::ranges::any_of(findings, &Finding::isError); }
+bool hasErrors(const std::vector<Finding>& findings) { return std::ranges::any_of(findings, &Finding::isError); }
 
 bool Verdict::has(FindingKind kind) const {
     return std::ranges::find(findings, kind, &Finding::kind) != findings.end();

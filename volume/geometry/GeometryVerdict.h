@@ -77,6 +77,8 @@ struct Finding {
     std::vector<std::string> files{}; ///< the affected files, with the frame if a file has several
 };
 
+bool hasErrors(const std::vector<Finding>& findings);
+
 /// What the slices of one volume say together. Orders are indices of slices.
 struct Verdict {
     std::vector<std::size_t> byInstance{}; ///< by InstanceNumber (absent counts as 0), then in the order of the slices
@@ -86,7 +88,6 @@ struct Verdict {
     std::optional<double> tiltDegrees{}; ///< angle between the direction of stacking and the normal
     std::vector<Finding> findings{};
 
-    bool hasErrors() const;
     bool has(FindingKind kind) const;
 };
 

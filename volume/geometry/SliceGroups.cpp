@@ -10,6 +10,7 @@
 
 #include "formats/json/Text.h"
 #include "formats/volumes/VolumeFile.h"
+#include "volume/geometry/GroupLabels.h"
 #include "volume/geometry/SliceGeometry.h"
 
 namespace radvex::volume {
@@ -18,24 +19,6 @@ namespace {
 
 /// What tells the volume of a slice from others: the values of the traits in use.
 using Key = std::vector<std::string>;
-
-std::string lowerCase(std::string_view text) {
-    std::string lower;
-    for (const char letter : text) {
-        lower += letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
-    }
-    return lower;
-}
-
-std::vector<std::string_view> valuesOf(std::string_view text) {
-    std::vector<std::string_view> values;
-    for (std::size_t end = 0; end != std::string_view::npos;) {
-        end = text.find('\\');
-        values.push_back(text.substr(0, end));
-        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
-    }
-    return values;
-}
 
 /// Finds out what tells the slices of a stack apart.
 class Grouping {
@@ -241,8 +224,7 @@ class Grouping {
             group.seconds = secondsOf(slices);
             found.groups.push_back(std::move(group));
         }
-        label(found.groups);
-        makeUnique(found.groups);
+        labelGroups(found.groups, mTraits, mRanks);
         found.isInTime = found.groups.size() > 1 && std::ranges::all_of(mTraits, [](Trait trait) {
                              return std::string_view(ruleOf(trait).label) == "time";
                          });
@@ -265,7 +247,7 @@ class Grouping {
     }
 
     /// Values of a trait in their order: numbers by size, others as they first appear by InstanceNumber.
-    std::map<std::string, std::size_t> ranksOf(std::size_t trait) const {
+    ValueRanks ranksOf(std::size_t trait) const {
         std::vector<std::string> values;
         bool areNumbers = true;
         std::set<std::string> known;
@@ -281,7 +263,7 @@ class Grouping {
                 return decimalOf(value).value_or(-1e300); // slices without the attribute first
             });
         }
-        std::map<std::string, std::size_t> ranks;
+        ValueRanks ranks;
         for (const std::string& value : values) {
             ranks.emplace(value, ranks.size() + 1);
         }
@@ -311,82 +293,6 @@ class Grouping {
             result.push_back(std::move(entry));
         }
         return result;
-    }
-
-    /// Names what tells each group apart; traits that tell no more than those before them are left out.
-    void label(std::vector<SliceGroup>& groups) const {
-        for (std::size_t trait = 0; trait < mTraits.size(); ++trait) {
-            std::map<std::string, std::set<std::string>> valuesOfLabel;
-            for (const SliceGroup& group : groups) {
-                valuesOfLabel[group.label].insert(group.traits[trait].second);
-            }
-            std::map<std::string, std::map<std::string, std::size_t>> numbersOfLabel;
-            for (const auto& [label, values] : valuesOfLabel) {
-                numbersOfLabel[label] = numbersOf(trait, values);
-            }
-            for (SliceGroup& group : groups) {
-                const auto& values = valuesOfLabel[group.label];
-                const std::string& value = group.traits[trait].second;
-                if (values.size() > 1 && !(value.empty() && mTraits[trait] == Trait::diffusionDirection)) {
-                    group.label += "-" + labelOf(trait, value, values, numbersOfLabel[group.label].at(value));
-                }
-            }
-        }
-    }
-
-    /// Values may differ in what file names cannot hold.
-    static void makeUnique(std::vector<SliceGroup>& groups) {
-        std::set<std::string> known;
-        for (SliceGroup& group : groups) {
-            const std::string label = group.label;
-            for (std::size_t number = 2; !known.insert(lowerCase(group.label)).second; ++number) {
-                group.label = label + "-" + std::to_string(number);
-            }
-        }
-    }
-
-    std::string labelOf(std::size_t trait, const std::string& value, const std::set<std::string>& others,
-                        std::size_t number) const {
-        const TraitRule& rule = ruleOf(mTraits[trait]);
-        if (rule.trait == Trait::complexComponent || rule.trait == Trait::imageType) {
-            return typeLabel(value, others);
-        }
-        const bool isValue = rule.trait == Trait::diffusionBValue || rule.role == TraitRole::part;
-        std::string text = value;
-        std::ranges::replace(text, '.', 'p'); // 100.5 is not 1005
-        const std::string name = isValue ? formats::fileNamePart(text, 16) : "";
-        return rule.label + (name.empty() ? std::to_string(number) : name);
-    }
-
-    /// Values in their order, from 1. A direction that is absent is a mean or none, and has no number.
-    std::map<std::string, std::size_t> numbersOf(std::size_t trait, const std::set<std::string>& values) const {
-        std::vector<std::string> sorted(values.begin(), values.end());
-        std::ranges::sort(sorted, std::less(), [&](const std::string& value) { return mRanks[trait].at(value); });
-        std::map<std::string, std::size_t> numbers;
-        std::size_t number = 0;
-        for (const std::string& value : sorted) {
-            const bool isCounted = mTraits[trait] != Trait::diffusionDirection || !value.empty();
-            numbers.emplace(value, isCounted ? ++number : number);
-        }
-        return numbers;
-    }
-
-    /// "magnitude" for M, or the first value of ImageType that no other has.
-    static std::string typeLabel(const std::string& value, const std::set<std::string>& others) {
-        static const std::map<std::string, std::string, std::less<>> kComponents{
-            {"M", "magnitude"},     {"P", "phase"},         {"R", "real"},     {"I", "imaginary"},
-            {"M_FFE", "magnitude"}, {"PHASE MAP", "phase"}, {"MIXED", "mixed"}};
-        for (const std::string_view part : valuesOf(value)) {
-            const bool isOwn = std::ranges::none_of(others, [&](const std::string& other) {
-                const auto parts = valuesOf(other);
-                return other != value && std::ranges::find(parts, part) != parts.end();
-            });
-            if (isOwn && !part.empty()) {
-                const auto known = kComponents.find(part);
-                return known == kComponents.end() ? lowerCase(formats::fileNamePart(part, 16)) : known->second;
-            }
-        }
-        return "type" + std::to_string(std::distance(others.begin(), others.find(value)) + 1);
     }
 
     /// The earliest time of the slices, by the attribute that tells volumes apart if that is a time.
@@ -480,7 +386,7 @@ class Grouping {
     std::map<std::size_t, Key> mKeys{};
     std::vector<Trait> mTraits{};
     std::map<std::pair<Trait, std::string>, std::string> mUsual{}; ///< values in place of nearly equal ones
-    std::vector<std::map<std::string, std::size_t>> mRanks{};
+    std::vector<ValueRanks> mRanks{};
     std::optional<Trait> mPartial{};
 };
 

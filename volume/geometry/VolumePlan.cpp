@@ -17,8 +17,6 @@ namespace radvex::volume {
 
 namespace {
 
-bool isError(const Finding& finding) { return finding.isError; }
-
 bool isSamePosition(const SliceRecord& a, const SliceRecord& b) {
     return a.position == b.position && a.instanceNumber == b.instanceNumber && a.rows == b.rows &&
            a.columns == b.columns;
@@ -171,7 +169,7 @@ class Planner {
     void resample(PlannedVolume& volume, Verdict& verdict) const {
         const auto uneven = std::ranges::find(verdict.findings, FindingKind::unevenSpacing, &Finding::kind);
         if (uneven == verdict.findings.end() || !uneven->isError ||
-            std::ranges::count_if(verdict.findings, isError) > 1) {
+            std::ranges::count_if(verdict.findings, &Finding::isError) > 1) {
             return;
         }
         uneven->isError = false;
@@ -201,10 +199,6 @@ class Planner {
 };
 
 } // namespace
-
-bool PlannedVolume::hasErrors() const { return std::ranges::any_of(findings, isError); }
-
-bool VolumePlan::hasErrors() const { return std::ranges::any_of(findings, isError); }
 
 VolumePlan planVolumes(const std::vector<SliceRecord>& slices, const PlanOptions& options) {
     return slices.empty() ? VolumePlan{} : Planner(slices, options).plan();

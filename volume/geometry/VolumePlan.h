@@ -41,7 +41,7 @@ struct PlannedVolume {
     std::optional<double> tiltDegrees{};
     std::vector<Finding> findings{};
 
-    bool hasErrors() const;
+    bool hasErrors() const { return volume::hasErrors(findings); }
 };
 
 /// What becomes of the slices of a series.
@@ -51,7 +51,7 @@ struct VolumePlan {
     bool isInTime = false;           ///< the volumes are points in time of one stack, and nothing else
     bool isOneStack = true;          ///< the volumes have the same positions, and fit into four dimensions
 
-    bool hasErrors() const;
+    bool hasErrors() const { return volume::hasErrors(findings); }
 };
 
 /// Plans the volumes of a series. Either every voxel of a volume lies where its slice does, or the geometry has no

@@ -12,16 +12,6 @@ using velmora::StoreView;
 
 namespace {
 
-std::vector<std::string_view> splitValues(std::string_view text) {
-    std::vector<std::string_view> values;
-    for (std::size_t end = text.find('\\'); end != std::string_view::npos; end = text.find('\\')) {
-        values.push_back(trimmed(text.substr(0, end)));
-        text.remove_prefix(end + 1);
-    }
-    values.push_back(trimmed(text));
-    return values;
-}
-
 std::optional<double> realIn(NodeView node) {
     switch (node.type()) {
     case VType_Integer: return node.cell().integer;
@@ -56,6 +46,16 @@ std::vector<double> realsIn(NodeView node) {
 }
 
 } // namespace
+
+std::vector<std::string_view> splitValues(std::string_view text) {
+    std::vector<std::string_view> values;
+    for (std::size_t end = text.find('\\'); end != std::string_view::npos; end = text.find('\\')) {
+        values.push_back(trimmed(text.substr(0, end)));
+        text.remove_prefix(end + 1);
+    }
+    values.push_back(trimmed(text));
+    return values;
+}
 
 StoreView innerStore(NodeView node) { return node.isStore() ? node.store() : StoreView(nullptr); }
 

@@ -16,6 +16,8 @@ velmora::StoreView innerStore(velmora::NodeView node);
 /// The first item of a sequence; empty if there is none.
 velmora::StoreView firstItem(velmora::StoreView attributes, std::string_view keyword);
 
+/// The values of a text between backslashes, without the padding around each; one empty value of an empty text.
+std::vector<std::string_view> splitValues(std::string_view text);
 /// The values of a text, without the padding around each; some may be empty. None if all are.
 std::vector<std::string_view> textsOf(velmora::StoreView attributes, std::string_view keyword);
 /// The values of an attribute of numbers or decimal strings. None if one of them is not a finite number: the others

@@ -55,18 +55,12 @@ const velmora::Value& keywords() {
     return all;
 }
 
-/// Without the padding of the value.
-std::string uidOf(std::string_view text) {
-    const std::size_t end = text.find_last_not_of(std::string_view(" \0", 2));
-    return std::string(text.substr(0, end == std::string_view::npos ? 0 : end + 1));
-}
-
 SliceRecord wholeFile(StoreView file, const std::string& name) {
     SliceRecord slice;
     slice.file = name;
     slice.instanceNumber = leadingInteger(firstValue(file.text("InstanceNumber")));
-    slice.sopInstanceUid = uidOf(file.text("SOPInstanceUID"));
-    slice.frameOfReferenceUid = uidOf(file.text("FrameOfReferenceUID"));
+    slice.sopInstanceUid = trimmed(file.text("SOPInstanceUID"));
+    slice.frameOfReferenceUid = trimmed(file.text("FrameOfReferenceUID"));
     slice.position = positionOf(file.text("ImagePositionPatient"));
     slice.orientation = orientationOf(file.text("ImageOrientationPatient"));
     slice.pixelSpacing = pixelSpacingOf(file.text("PixelSpacing"));

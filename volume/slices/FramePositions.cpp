@@ -39,21 +39,6 @@ void takeGroup(SliceRecord& slice, StoreView group) {
     takeGroupTraits(slice.traits, group);
 }
 
-/// Decimals separated by backslashes; empty if one of them is none.
-std::vector<double> decimalsOf(std::string_view text) {
-    std::vector<double> values;
-    while (!text.empty()) {
-        const std::size_t end = text.find('\\');
-        const auto value = decimalOf(text.substr(0, end));
-        if (!value) {
-            return {};
-        }
-        values.push_back(*value);
-        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
-    }
-    return values;
-}
-
 /// Moves the slices by these distances along their normal from where the first one lies.
 void placeAlongNormal(std::vector<SliceRecord>& slices, const SliceRecord& first, const std::vector<double>& offsets) {
     if (!first.hasPosition() || offsets.size() < slices.size()) {
@@ -68,7 +53,7 @@ void placeAlongNormal(std::vector<SliceRecord>& slices, const SliceRecord& first
 
 /// Offsets of a dose start with 0, or are the heights of axial planes themselves.
 void placeDose(std::vector<SliceRecord>& slices, const SliceRecord& whole, StoreView file) {
-    auto offsets = decimalsOf(file.text("GridFrameOffsetVector"));
+    auto offsets = realsOf(file, "GridFrameOffsetVector");
     if (offsets.empty() || !whole.hasPosition()) {
         return;
     }

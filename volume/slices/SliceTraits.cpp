@@ -115,15 +115,12 @@ void takeComponentOfType(SliceTraits& traits, std::string_view imageType) {
                                                                                         {"I", "IMAGINARY"},
                                                                                         {"PHASE MAP", "PHASE"},
                                                                                         {"M_FFE", "MAGNITUDE"}}};
-    std::size_t number = 0;
-    while (!imageType.empty()) {
-        const std::string_view value = firstValue(imageType);
-        for (const auto& [code, component] : kComponents) {
-            if (value == code && ++number == 1) {
-                traits.set(Trait::complexComponent, component);
-            }
+    for (const std::string_view value : splitValues(imageType)) {
+        const auto* const known =
+            std::ranges::find(kComponents, value, &std::pair<std::string_view, std::string_view>::first);
+        if (known != kComponents.end()) {
+            return traits.set(Trait::complexComponent, known->second);
         }
-        imageType.remove_prefix(std::min(value.size() + 1, imageType.size()));
     }
 }
 
@@ -235,13 +232,11 @@ std::optional<DiffusionWeighting> weightingOf(const SliceTraits& traits) {
 }
 
 std::optional<double> secondsOfTime(std::string_view text) {
-    // "HHMMSS.FFFFFF", of which anything from the right may be missing.
+    text = trimmed(text); // "HHMMSS.FFFFFF", of which anything from the right may be missing
     const auto part = [&](std::size_t first) {
         return first >= text.size() ? std::optional(0.0)
                                     : decimalOf(text.substr(first, first == 4 ? std::string_view::npos : 2));
     };
-    const std::size_t end = text.find_last_not_of(std::string_view(" \0", 2));
-    text = text.substr(0, end == std::string_view::npos ? 0 : end + 1);
     const auto hours = part(0);
     const auto minutes = part(2);
     const auto seconds = part(4);
