@@ -249,6 +249,18 @@ TEST_F(VolumeKinds, ARescaleThatIsNoTwoNumbersIsAnError) {
     }
 }
 
+TEST_F(VolumeKinds, HalfARescaleThatChangesNothingIsRead) {
+    Slice slice{.fileId = "S", .number = 1, .position = "0\\0\\0", .words = {1, 2}};
+    slice.file.slope = "1";
+    add(slice);
+    EXPECT_EQ(run().status, 0);
+    slice.file.slope.clear();
+    slice.file.intercept = "0";
+    writeSlice(folder, slice);
+    EXPECT_EQ(run().status, 0);
+    EXPECT_THAT(samplesOf<Uint16>(folder.file("out.nrrd")), ElementsAre(1, 2));
+}
+
 TEST_F(VolumeKinds, ARescaleOfFramesCountsForAllFramesOrNone) {
     Slice multi{.fileId = "M", .number = 1, .position = "", .words = {1, 2, 3, 4}};
     multi.file.frames = "2";

@@ -270,3 +270,24 @@ TEST(VolumeFile, AFullDiskIsToldAndNothingIsLeft) {
     }
     EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
 }
+
+TEST(Nifti, PositionsAndSpacingsHaveToFitThirtyTwoBits) {
+    VolumeHeader header = Sample().header;
+    header.geometry.origin = {100000.25, 0, 0}; // held exactly
+    EXPECT_NO_THROW(niftiHeader(header));
+    header.geometry.origin = {100000000.3, 0, 0}; // 2.3 mm off as a float
+    EXPECT_THROW(niftiHeader(header), VolumeError);
+    header = Sample().header;
+    header.geometry.sliceStep = {0, 0, 1e39};
+    EXPECT_THROW(niftiHeader(header), VolumeError);
+}
+
+TEST(Nifti, SlopesHaveToFitThirtyTwoBits) {
+    VolumeHeader header = Sample().header;
+    header.slope = 1e-30;
+    EXPECT_NO_THROW(niftiHeader(header));
+    for (const double slope : {1e-46, 1e300}) { // 0 and infinity as floats
+        header.slope = slope;
+        EXPECT_THROW(niftiHeader(header), VolumeError) << slope;
+    }
+}

@@ -11,13 +11,12 @@ import json
 import os
 import subprocess
 import sys
-import tempfile
 
 import nibabel
 import numpy
 from pydicom.uid import MRImageStorage
 
-from volumes import Series
+from volumes import Series, compare_each
 
 TOLERANCE = 1e-4  # of a unit vector: dcm2niix prints six digits
 TURN = numpy.radians(20)
@@ -164,16 +163,5 @@ def check(command, series, target):
     return problems + sidecar_differences(*sidecars)
 
 
-def main(command):
-    failures = 0
-    for series in SERIES:
-        with tempfile.TemporaryDirectory() as target:
-            for problem in check(command, series, target):
-                failures += 1
-                print("%s: %s" % (series.name, problem))
-    print("%d series compared, %d differences" % (len(SERIES), failures))
-    return 1 if failures else 0
-
-
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1]))
+    sys.exit(compare_each(SERIES, check, sys.argv[1]))

@@ -9,12 +9,11 @@ import glob
 import os
 import subprocess
 import sys
-import tempfile
 
 import nibabel
 import numpy
 
-from volumes import Series, canonical, values_of
+from volumes import Series, canonical, compare_each, values_of
 
 TOLERANCE = 1e-4  # mm
 TURN = numpy.radians(20)
@@ -84,16 +83,5 @@ def check(command, series, target):
     return problems
 
 
-def main(command):
-    failures = 0
-    for series in SERIES:
-        with tempfile.TemporaryDirectory() as target:
-            for problem in check(command, series, target):
-                failures += 1
-                print("%s: %s" % (series.name, problem))
-    print("%d series compared, %d differences" % (len(SERIES), failures))
-    return 1 if failures else 0
-
-
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1]))
+    sys.exit(compare_each(SERIES, check, sys.argv[1]))

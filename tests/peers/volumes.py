@@ -1,6 +1,7 @@
 """Series of slices that spell their position in space, and volumes read back with an independent reader."""
 
 import os
+import tempfile
 
 import nibabel
 import numpy
@@ -83,3 +84,15 @@ def canonical(image):
     """The same volume with its axes in the order and direction nearest to RAS: values and matrix."""
     image = nibabel.as_closest_canonical(image)
     return numpy.asarray(image.dataobj).astype("float64"), image.affine
+
+
+def compare_each(all_series, check, command):
+    """Prints what `check` finds wrong with each series. Gives the exit status."""
+    failures = 0
+    for series in all_series:
+        with tempfile.TemporaryDirectory() as target:
+            for problem in check(command, series, target):
+                failures += 1
+                print("%s: %s" % (series.name, problem))
+    print("%d series compared, %d differences" % (len(all_series), failures))
+    return 1 if failures else 0

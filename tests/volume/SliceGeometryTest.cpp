@@ -287,6 +287,33 @@ TEST(SliceGeometry, DirectionsAreComparedAtTheFarEdgeOfThePicture) {
     EXPECT_THAT(kinds(slices), ElementsAre("differentOrientation!"));
 }
 
+TEST(SliceGeometry, FourThousandKindsOfSlicesAreComparedAndNoMore) {
+    std::vector<SliceRecord> slices(4001);
+    Indices all(slices.size());
+    for (std::size_t index = 0; index < slices.size(); ++index) {
+        slices[index].rows = static_cast<vint>(index) + 1;
+        all[index] = index;
+    }
+    EXPECT_THROW(stacksOf(slices, all), VolumeError);
+    all.pop_back();
+    EXPECT_EQ(stacksOf(slices, all).size(), 4000U);
+}
+
+TEST(SliceGeometry, FourThousandSlicesMayLieBesideEachOther) {
+    std::vector<Vector3> beside;
+    for (int index = 0; index < 4001; ++index) {
+        beside.push_back({static_cast<double>(index), 0, 0});
+    }
+    auto slices = stack(beside);
+    Indices all(slices.size());
+    for (std::size_t index = 0; index < all.size(); ++index) {
+        all[index] = index;
+    }
+    EXPECT_THROW(positionsOf(slices, all), VolumeError);
+    all.pop_back();
+    EXPECT_EQ(positionsOf(slices, all).size(), 4000U);
+}
+
 TEST(SliceGeometry, PixelSpacingsThatDifferAreAnError) {
     auto slices = axialStack({0, 5, 10});
     slices[2].pixelSpacing = PixelSpacing{2, 3.01};

@@ -70,3 +70,13 @@ TEST(SliceRecord, ItsNameSaysTheFrameWhereThereAreSeveral) {
     slice.frame = 3;
     EXPECT_EQ(slice.name(), "a.dcm frame 3");
 }
+
+TEST(SliceRecord, LengthsAndPositionsThatNothingHasAreAbsent) {
+    EXPECT_EQ(lengthOf("0.000001"), 1e-6);
+    EXPECT_EQ(lengthOf("0.0000009"), std::nullopt);
+    EXPECT_EQ(lengthOf("1000000"), 1e6);
+    EXPECT_EQ(lengthOf("1000001"), std::nullopt);
+    EXPECT_TRUE(positionOf("10000000\\0\\-10000000").has_value());
+    EXPECT_FALSE(positionOf("10000001\\0\\0").has_value());
+    EXPECT_FALSE(positionOf("1e308\\0\\0").has_value());
+}
