@@ -7,6 +7,7 @@
 #include "cli/arguments/Words.h"
 #include "deidentify/AnonymizationReport.h"
 #include "deidentify/Anonymizer.h"
+#include "deidentify/KeptPrivates.h"
 #include "files/Errors.h"
 #include "files/InputFile.h"
 #include "files/OutputFile.h"
@@ -23,16 +24,27 @@ struct AnonymizeOptions {
     std::string output{};
     std::vector<std::string> assignments{};
     std::string rules{};
-    std::string profile{};
+    std::string profile = "basic";
+    std::vector<std::string> kept{};
+    std::vector<std::string> cleaned{};
+    std::vector<std::string> acceptedPixels{};
+    std::string keptPrivates{};
+    std::string masks{};
+    std::string pseudonyms{};
     std::string key{};
     std::string report{};
+    bool shiftsDates = false;
     bool isIndependent = false;
     bool hasOriginals = false;
     bool hasNeutralNames = false;
     bool mayReplace = false;
+    bool resumes = false;
+    bool isDryRun = false;
     bool isStrict = false;
     bool isQuiet = false;
     FileJobs jobs{};
+
+    bool hasProfile() const { return profile != "none"; }
 };
 
 std::string readKey(const std::string& path) {
@@ -45,15 +57,9 @@ std::string readKey(const std::string& path) {
     return key;
 }
 
-/// Later rules replace earlier ones: first the profile, then the file of rules, then the options of the command.
-deidentify::ReplacementRules collectRules(const AnonymizeOptions& options,
-                                          const std::optional<deidentify::Profile>& profile) {
+/// Options of the command take precedence over the file of rules.
+deidentify::ReplacementRules collectRules(const AnonymizeOptions& options) {
     deidentify::ReplacementRules rules;
-    if (profile) {
-        for (const deidentify::ProfileRule& rule : profile->rules) {
-            rules.set(rule.keyword, rule.value);
-        }
-    }
     if (!options.rules.empty()) {
         rules.read(options.rules);
     }
@@ -62,6 +68,78 @@ deidentify::ReplacementRules collectRules(const AnonymizeOptions& options,
         rules.set(assignment.keyword, assignment.value);
     }
     return rules;
+}
+
+/// Adds the options that the words of one option of the command name.
+void choose(deidentify::ProfileOptions& profile, const char* option, const std::vector<std::string>& words,
+            const std::vector<deidentify::ProfileOption>& allowed) {
+    const auto [chosen, unknown] = deidentify::parseProfileOptions(words, allowed);
+    if (!unknown.empty()) {
+        std::string known;
+        for (const deidentify::ProfileOption one : allowed) {
+            known.append(known.empty() ? "" : ", ").append(deidentify::namesOf(one).word);
+        }
+        throw UsageError(std::string(option) + " does not know '" + unknown + "'; it takes a list of " + known + ".");
+    }
+    for (const deidentify::ProfileOption one : chosen) {
+        profile.choose(one);
+    }
+}
+
+deidentify::ProfileOptions profileOptions(const AnonymizeOptions& options) {
+    using enum deidentify::ProfileOption;
+    deidentify::ProfileOptions profile;
+    choose(profile, "--keep", options.kept, {Uids, Device, Institution, PatientCharacteristics, FullDates});
+    choose(profile, "--clean", options.cleaned, {Descriptors, StructuredContent, Graphics});
+    if (options.shiftsDates && profile.has(FullDates)) {
+        throw UsageError("--shift-dates moves the dates that --keep dates would leave; name one of them.");
+    }
+    if (options.shiftsDates) {
+        profile.choose(ModifiedDates);
+    }
+    if (!options.keptPrivates.empty()) {
+        profile.choose(SafePrivate);
+    }
+    return profile;
+}
+
+/// Options that only mean something with a profile, or only without one.
+void checkCombination(const AnonymizeOptions& options) {
+    const bool wantsProfile = !options.kept.empty() || !options.cleaned.empty() || options.shiftsDates ||
+                              !options.keptPrivates.empty() || !options.masks.empty() ||
+                              !options.acceptedPixels.empty() || !options.pseudonyms.empty() || options.isDryRun ||
+                              options.resumes;
+    if (!options.hasProfile() && wantsProfile) {
+        throw UsageError("--keep, --clean, --shift-dates, --keep-private, --mask, --accept-pixels, --pseudonyms, "
+                         "--dry-run and --resume belong to a profile; --profile none has none.");
+    }
+    if (options.hasProfile() && options.isIndependent) {
+        throw UsageError("--independent leaves original identifiers in texts; it needs --profile none.");
+    }
+    if (options.resumes && options.key.empty()) {
+        throw UsageError("--resume needs the --key of the run that it goes on with.");
+    }
+}
+
+std::optional<deidentify::ProfileSettings> profileSettings(const AnonymizeOptions& options) {
+    if (!options.hasProfile()) {
+        return std::nullopt;
+    }
+    deidentify::ProfileSettings settings;
+    settings.options = profileOptions(options);
+    if (!options.keptPrivates.empty()) {
+        settings.keptPrivates = deidentify::readKeptPrivates(options.keptPrivates);
+    }
+    if (!options.masks.empty()) {
+        settings.masksName = options.masks;
+        settings.masks = files::readInputText(options.masks);
+    }
+    for (const std::string& words : options.acceptedPixels) {
+        for (const std::string& word : deidentify::splitList(words)) {
+            settings.acceptedPixels.insert(word);
+        }
+    }
+    return settings;
 }
 
 bool isWithin(const fs::path& inner, const fs::path& outer) {
@@ -95,7 +173,7 @@ void checkOutput(const AnonymizeOptions& options, bool isFolder) {
     if (!isFolder && fs::is_directory(options.output, error)) {
         throw FileError(options.output + " is a folder; name the file to write.");
     }
-    if (options.mayReplace || !exists) {
+    if (options.mayReplace || options.resumes || options.isDryRun || !exists) {
         return;
     }
     if (!isFolder) {
@@ -125,9 +203,9 @@ std::string inputFolder(const std::string& input, deidentify::Anonymization& loo
 }
 
 void report(const AnonymizeOptions& options, const deidentify::AnonymizationResult& result,
-            const std::optional<deidentify::Profile>& profile) {
+            const deidentify::ReportedRun& run) {
     if (!options.report.empty()) {
-        const std::string text = deidentify::anonymizationReport(result, profile, options.hasOriginals);
+        const std::string text = deidentify::anonymizationReport(result, run);
         files::writeOutputFile(options.report, [&](std::FILE* file) {
             return std::fwrite(text.data(), 1, text.size(), file) == text.size();
         });
@@ -135,11 +213,29 @@ void report(const AnonymizeOptions& options, const deidentify::AnonymizationResu
     if (!options.isQuiet) {
         // Nothing else is mixed with a report on the standard output.
         (options.report == "-" ? std::cerr : std::cout)
-            << deidentify::anonymizationSummary(options.output, result, profile);
+            << deidentify::anonymizationSummary(options.output, result, run);
     }
 }
 
+deidentify::AnonymizerOptions anonymizerOptions(const AnonymizeOptions& options) {
+    deidentify::AnonymizerOptions chosen;
+    chosen.mayReplace = options.mayReplace;
+    chosen.isStrict = options.isStrict;
+    chosen.examines = options.isStrict || !options.isQuiet || !options.report.empty();
+    chosen.keepsChanges = !options.report.empty();
+    chosen.hasNeutralNames = options.hasNeutralNames;
+    chosen.hasProfile = options.hasProfile();
+    chosen.isDryRun = options.isDryRun;
+    chosen.resumes = options.resumes;
+    chosen.pseudonyms = options.pseudonyms;
+    chosen.jobs = options.jobs.count();
+    chosen.progress = ProgressBar::forEachWork();
+    return chosen;
+}
+
 void run(Session& session, const AnonymizeOptions& options) {
+    checkCombination(options);
+    const auto profile = profileSettings(options);
     const auto looker = deidentify::openAnonymization({});
     const std::string folder = inputFolder(options.input, *looker);
     const bool isFolder = !folder.empty();
@@ -147,17 +243,11 @@ void run(Session& session, const AnonymizeOptions& options) {
         checkFolders(folder, options.output);
     }
     checkOutput(options, isFolder);
-    std::optional<deidentify::Profile> profile;
-    if (!options.profile.empty()) {
-        profile = looker->basicProfile();
-    }
-    const deidentify::ReplacementRules rules = collectRules(options, profile);
+    const deidentify::ReplacementRules rules = collectRules(options);
     deidentify::AnonymizationSettings settings{options.key.empty() ? "" : readKey(options.key), options.isIndependent,
-                                               rules.resolve(session.host())};
-    deidentify::Anonymizer anonymizer(
-        session.host(), rules, deidentify::openAnonymization(settings),
-        {options.mayReplace, options.isStrict, options.isStrict || !options.isQuiet || !options.report.empty(),
-         !options.report.empty(), options.hasNeutralNames, options.jobs.count(), ProgressBar::forEachWork()});
+                                               rules.resolve(session.host()), profile};
+    deidentify::Anonymizer anonymizer(session.host(), rules, deidentify::openAnonymization(settings),
+                                      anonymizerOptions(options));
     const deidentify::AnonymizationResult result = isFolder ? anonymizer.anonymizeFolder(folder, options.output)
                                                             : anonymizer.anonymizeFile(options.input, options.output);
     for (const deidentify::AnonymizedFile& file : result.files) {
@@ -165,7 +255,8 @@ void run(Session& session, const AnonymizeOptions& options) {
             session.reportRefusal("", file.error);
         }
     }
-    report(options, result, profile);
+    report(options, result,
+           {profile ? std::optional(profile->options) : std::nullopt, options.isDryRun, options.hasOriginals});
 }
 
 } // namespace
@@ -177,8 +268,24 @@ void addAnonymizeCommand(const CommandLine& program, Session& session) {
     command.addRequired("OUT", options.output, "File or folder to write");
     command.addRepeatable("--set", options.assignments, "KEYWORD=VALUE: the attribute's new value");
     command.addOption("--rules", options.rules, "JSON file with an object of keywords and new values");
-    command.addChoice("--profile", options.profile, {"basic"},
-                      "basic: new values as the basic profile of DICOM asks for");
+    command.addChoice(
+        "--profile", options.profile, {"basic", "none"},
+        "basic: the basic confidentiality profile of DICOM, the default; none: only identifiers and given "
+        "values change");
+    command.addRepeatable("--keep", options.kept,
+                          "LIST: keep uids, device, institution, patient (characteristics), dates");
+    command.addFlag("--shift-dates", options.shiftsDates, "Move all dates of a patient by the same number of days");
+    command.addRepeatable("--clean", options.cleaned,
+                          "LIST: clean descriptors, structured-content, graphics instead of removing them");
+    command.addOption("--keep-private", options.keptPrivates,
+                      "JSON file with private creators and lists of their attributes that identify nobody");
+    command.addOption("--mask", options.masks, "JSON file with rules that blank parts of pixels");
+    command.addRepeatable("--accept-pixels", options.acceptedPixels,
+                          "LIST: classes of pixels that somebody has looked at, such as face, ultrasound");
+    command.addOption("--pseudonyms", options.pseudonyms,
+                      "CSV file with original ID, new ID and new name of each patient; new patients are added");
+    command.addFlag("--dry-run", options.isDryRun, "Report what would be done, and write no file");
+    command.addFlag("--resume", options.resumes, "Go on with an interrupted run of the same --key and options");
     command.addOption("--key", options.key,
                       "File of 16 or more secret bytes; runs with the same key give the same identifiers");
     command.addFlag("--independent", options.isIndependent, "A new value for every identifier of every file");
@@ -191,11 +298,10 @@ void addAnonymizeCommand(const CommandLine& program, Session& session) {
                     "Show paths of the input and original values in the report, which then identifies the patient");
     command.addFlag("-q,--quiet", options.isQuiet, "Do not list what may still identify the patient");
     options.jobs.addTo(command);
-    command.setFooter("Names, dates and descriptions stay the same unless --set, --rules or --profile gives them a "
-                      "value. Attributes that "
-                      "may still identify the patient are listed. Files and folders keep their names unless "
-                      "--neutral-names is given. "
-                      "When a file fails, it is named, the others go on, and the exit status is 1.");
+    command.setFooter(
+        "What may still identify the patient is listed. Files and folders keep their names but for "
+        "identifiers in them. When a file fails, it is named, the others go on, and the exit status is 1. "
+        "docs/deidentification.md says what is done and what is not promised.");
 }
 
 } // namespace radvex::cli

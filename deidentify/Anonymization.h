@@ -4,11 +4,14 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "deidentify/identifiers/KnownIdentifiers.h"
+#include "deidentify/profile/ProfileOptions.h"
 #include "media/FolderWalk.h"
 
 // The second step of de-identification, after the library has anonymized a file: one run over a file, a folder or a
@@ -23,10 +26,29 @@ struct GivenValue {
     std::string value{};
 };
 
+/// A private attribute that identifies nobody, as the user says: PS3.15, E.3.10.
+struct KeptPrivate {
+    std::string creator{};
+    std::uint16_t group = 0;
+    std::uint8_t element = 0; ///< within the block that the creator reserves
+
+    friend auto operator<=>(const KeptPrivate&, const KeptPrivate&) = default;
+};
+
+/// How the confidentiality profile is applied.
+struct ProfileSettings {
+    ProfileOptions options{};
+    std::set<KeptPrivate> keptPrivates{};
+    std::string masks{};                    ///< rules for masking pixels, as JSON; empty for none
+    std::string masksName{};                ///< file of the rules, for messages
+    std::set<std::string> acceptedPixels{}; ///< classes of pixels that may stay, see pixelClasses()
+};
+
 struct AnonymizationSettings {
-    std::string key{};               ///< key of the pseudonyms; empty: a random key for this run
-    bool isIndependent = false;      ///< keep the identifiers that the library made
-    std::vector<GivenValue> given{}; ///< take precedence over every other new value
+    std::string key{};                        ///< key of the pseudonyms; empty: a random key for this run
+    bool isIndependent = false;               ///< keep the identifiers that the library made
+    std::vector<GivenValue> given{};          ///< take precedence over every other new value
+    std::optional<ProfileSettings> profile{}; ///< nothing: only identifiers and given values change
 };
 
 /// A value that differs between an original file and its result.
@@ -52,17 +74,6 @@ enum class FileKind {
     Other
 };
 
-/// A new value for one attribute.
-struct ProfileRule {
-    std::string keyword{};
-    std::string value{}; ///< may be empty
-};
-
-struct Profile {
-    std::vector<ProfileRule> rules{};
-    std::vector<std::string> notExpressible{}; ///< keywords and descriptions of other attributes
-};
-
 /// Identifiers and names in the original files of a run.
 struct Originals {
     std::map<std::string, std::string> newOf{}; ///< new values of UIDs, PatientIDs and StudyIDs by old ones
@@ -73,6 +84,47 @@ struct Originals {
     static auto fields(Self& self) {
         return std::tie(self.newOf, self.ids, self.names);
     }
+};
+
+/// What the profile did to one attribute.
+struct ProfileStep {
+    std::string attribute{}; ///< as in Change
+    std::string action{};    ///< "removed", "emptied", "dummy value", "new UID", ...
+    std::string rule{};      ///< "basic X/Z", "clean descriptors C", "private attribute", ...
+
+    template <typename Self>
+    static auto fields(Self& self) {
+        return std::tie(self.attribute, self.action, self.rule);
+    }
+};
+
+/// A file that the profile was applied to.
+struct RewrittenFile {
+    std::vector<ProfileStep> steps{};
+    Leaks leaks{};
+
+    template <typename Self>
+    static auto fields(Self& self) {
+        return std::tie(self.steps, self.leaks);
+    }
+};
+
+/// What an original file tells about its patient.
+struct LearntFile {
+    KnownIdentifiers identifiers{};
+    std::set<std::string> patients{}; ///< PatientIDs, in UTF-8 and without padding
+    std::string instance{};           ///< SOPInstanceUID
+
+    template <typename Self>
+    static auto fields(Self& self) {
+        return std::tie(self.identifiers, self.patients, self.instance);
+    }
+};
+
+/// The pseudonym of a patient.
+struct PatientPseudonym {
+    std::string id{};
+    std::string name{};
 };
 
 /// One run. It goes over the files in two rounds, first `map` for each file and then `clean` for each, because a text
@@ -113,6 +165,24 @@ class Anonymization {
     /// @throws std::runtime_error  part of a sentence
     virtual bool clean(const std::string& path, std::vector<Change>* changes) = 0;
 
+    // The two rounds of a run with a profile: `learn` for each file, then `know`, then `rewrite` for each file.
+
+    /// Reads what identifies somebody in an original file. @throws std::runtime_error  part of a sentence
+    virtual LearntFile learn(const std::string& original) = 0;
+    /// Takes what all files of the run told, for this and all later calls.
+    virtual void know(KnownIdentifiers identifiers) = 0;
+    /// The pseudonym that the key gives to a PatientID.
+    virtual PatientPseudonym pseudonymOf(const std::string& patient) = 0;
+    /// Pseudonyms that somebody assigned, by PatientID.
+    virtual void assign(std::map<std::string, PatientPseudonym> pseudonyms) = 0;
+    /// Whether a file is what a run with the same key and options made of an instance.
+    virtual bool isResultOf(const std::string& path, const std::string& instance) = 0;
+    /// Writes a file as the profile wants it, and searches it for identifiers of the run.
+    /// @throws std::runtime_error  part of a sentence; the new file may then be incomplete
+    virtual RewrittenFile rewrite(const std::string& original, const std::string& rewritten) = 0;
+    /// The path of the output for one of the input, both relative: identifiers in it get their new values.
+    virtual std::string outputPath(const std::string& path) = 0;
+
     /// Finds attributes of a written file or directory that may still identify the patient.
     /// @throws std::runtime_error  part of a sentence
     virtual Leaks examine(const std::string& path) = 0;
@@ -136,9 +206,6 @@ class Anonymization {
     /// @throws std::runtime_error  a sentence
     virtual std::vector<media::RefusedFile> writeDirectory(const std::string& path,
                                                            const std::vector<Listed>& files) = 0;
-
-    /// The replacements of the basic profile of confidentiality.
-    virtual Profile basicProfile() = 0;
 };
 
 /// Starts a run. Only radvexDatasets.so holds this function; others call its entry.

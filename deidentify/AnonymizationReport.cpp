@@ -32,9 +32,12 @@ formats::Json changesOf(const AnonymizedFile& file, bool hasOriginals) {
         formats::Json entry{{"attribute", change.attribute}};
         if (hasOriginals) {
             entry["before"] = formats::printable(change.before);
+            entry["after"] = formats::printable(change.after);
         }
-        entry["after"] = formats::printable(change.after);
         changes.push_back(std::move(entry));
+    }
+    for (const ProfileStep& step : file.steps) {
+        changes.push_back({{"attribute", step.attribute}, {"action", step.action}, {"rule", step.rule}});
     }
     return changes;
 }
@@ -45,6 +48,9 @@ formats::Json entryOf(const AnonymizedFile& file, bool hasOriginals) {
         entry["input"] = formats::printable(file.source);
     }
     entry["output"] = file.isWritten ? formats::Json(formats::printable(file.name)) : formats::Json();
+    if (file.isEarlier) {
+        entry["writtenBefore"] = true;
+    }
     if (!file.error.empty()) { // the sentence holds the path of the input
         entry["error"] = hasOriginals ? formats::printable(file.error) : "said on standard error";
     }
@@ -56,22 +62,58 @@ formats::Json entryOf(const AnonymizedFile& file, bool hasOriginals) {
     return entry;
 }
 
-formats::Json entryOf(const Profile& profile) {
-    formats::Json replaced = formats::Json::array();
-    for (const ProfileRule& rule : profile.rules) {
-        replaced.push_back(rule.keyword);
+formats::Json entryOf(const ProfileOptions& profile) {
+    formats::Json options = formats::Json::array();
+    for (const ProfileOptionNames& names : profileOptionNames()) {
+        if (profile.has(names.option)) {
+            options.push_back(names.column);
+        }
     }
-    return {{"replaced", std::move(replaced)}, {"notExpressible", profile.notExpressible}};
+    return {{"name", "Basic Application Level Confidentiality Profile"},
+            {"standard", "PS3.15, table E.1-1"},
+            {"edition", kProfileEdition},
+            {"options", std::move(options)}};
+}
+
+/// How many attributes were treated in each way.
+std::map<std::string, std::size_t> actionCounts(const AnonymizationResult& result) {
+    std::map<std::string, std::size_t> counts;
+    for (const AnonymizedFile& file : result.files) {
+        for (const ProfileStep& step : file.steps) {
+            ++counts[step.action];
+        }
+    }
+    return counts;
+}
+
+std::string actionLine(const AnonymizationResult& result) {
+    std::string line;
+    for (const auto& [action, count] : actionCounts(result)) {
+        line += (line.empty() ? "  " : ", ") + action + ' ' + std::to_string(count);
+    }
+    return line.empty() ? "" : "Attributes:" + line.substr(1) + '\n';
+}
+
+std::string leakLines(const AnonymizationResult& result) {
+    constexpr std::size_t kColumn = 44;
+    const auto counts = leakCounts(result);
+    std::string text = counts.empty() ? "" : "What may still identify the patient:\n";
+    for (const auto& [attribute, count] : counts) {
+        std::string line = "  " + formats::printable(attribute);
+        line.resize(std::max(kColumn, line.size() + 1), ' ');
+        text += line + formats::counted(count, "file", "files") + '\n';
+    }
+    return text;
 }
 
 } // namespace
 
-std::string anonymizationReport(const AnonymizationResult& result, const std::optional<Profile>& profile,
-                                bool hasOriginals) {
+std::string anonymizationReport(const AnonymizationResult& result, const ReportedRun& run) {
     formats::Json report{
         {"written", result.writtenCount()}, {"failed", failedCount(result)}, {"skipped", result.skippedCount}};
-    if (profile) {
-        report["profile"] = entryOf(*profile);
+    if (run.profile) {
+        report["profile"] = entryOf(*run.profile);
+        report["dryRun"] = run.isDryRun;
     }
     report["remaining"] = formats::Json::object();
     for (const auto& [attribute, count] : leakCounts(result)) {
@@ -79,31 +121,25 @@ std::string anonymizationReport(const AnonymizationResult& result, const std::op
     }
     report["files"] = formats::Json::array();
     for (const AnonymizedFile& file : result.files) {
-        report["files"].push_back(entryOf(file, hasOriginals));
+        report["files"].push_back(entryOf(file, run.hasOriginals));
     }
     return formats::dumpJson(report, 1) + '\n';
 }
 
-std::string anonymizationSummary(const std::string& output, const AnonymizationResult& result,
-                                 const std::optional<Profile>& profile) {
-    constexpr std::size_t kColumn = 44;
+std::string anonymizationSummary(const std::string& output, const AnonymizationResult& result, const ReportedRun& run) {
     std::string text = formats::printable(output) + ": " + formats::counted(result.writtenCount(), "file", "files") +
-                       " written, " + std::to_string(failedCount(result)) + " failed, " +
-                       std::to_string(result.skippedCount) + " skipped\n";
-    const auto counts = leakCounts(result);
-    text += counts.empty() ? "" : "What may still identify the patient:\n";
-    for (const auto& [attribute, count] : counts) {
-        std::string line = "  " + formats::printable(attribute);
-        line.resize(std::max(kColumn, line.size() + 1), ' ');
-        text += line + formats::counted(count, "file", "files") + '\n';
+                       (run.isDryRun ? " would be written, " : " written, ") + std::to_string(failedCount(result)) +
+                       " failed, " + std::to_string(result.skippedCount) + " skipped\n";
+    const auto earlier = std::ranges::count(result.files, true, &AnonymizedFile::isEarlier);
+    if (earlier > 0) {
+        text += std::to_string(earlier) + " of them were there already, from an earlier run.\n";
     }
+    if (run.profile) {
+        text += "By the " + run.profile->describe() + ".\n" + actionLine(result);
+    }
+    text += leakLines(result);
     if (result.shownNameCount > 0) {
         text += "With --neutral-names no name of the input is kept.\n";
-    }
-    if (profile) {
-        text += "The basic profile also asks for what new values cannot express: the removal of " +
-                std::to_string(profile->notExpressible.size()) +
-                " attributes and groups, of which the files above hold those that are listed; --report names all.\n";
     }
     return text;
 }

@@ -7,15 +7,19 @@
 
 namespace radvex::deidentify {
 
-/// The result for each file, as JSON.
-/// @param profile       the profile that was applied
-/// @param hasOriginals  whether to show paths of the input and original values, which identify the patient
-std::string anonymizationReport(const AnonymizationResult& result, const std::optional<Profile>& profile,
-                                bool hasOriginals);
+/// What a run was asked to do.
+struct ReportedRun {
+    std::optional<ProfileOptions> profile{}; ///< that was applied
+    bool isDryRun = false;
+    bool hasOriginals = false; ///< show paths of the input and original values, which identify the patient
+};
 
-/// Several lines for people: how many files, which attributes may still identify the patient, in how many files, and
-/// what a profile could not do.
-std::string anonymizationSummary(const std::string& output, const AnonymizationResult& result,
-                                 const std::optional<Profile>& profile);
+/// The result for each file, as JSON. Without originals it can be passed on: it holds values that this program made,
+/// and no others.
+std::string anonymizationReport(const AnonymizationResult& result, const ReportedRun& run);
+
+/// Ten lines or so for people: how many files, what was done to their attributes, and what may still identify the
+/// patient, in how many files.
+std::string anonymizationSummary(const std::string& output, const AnonymizationResult& result, const ReportedRun& run);
 
 } // namespace radvex::deidentify

@@ -7,6 +7,7 @@
 #include <functional>
 #include <map>
 
+#include "deidentify/PseudonymTable.h"
 #include "files/Errors.h"
 #include "files/Interruption.h"
 #include "files/StagingFolder.h"
@@ -43,6 +44,18 @@ struct CheckedFile {
     template <typename Self>
     static auto fields(Self& self) {
         return std::tie(self.isClean, self.changes, self.leaks);
+    }
+};
+
+/// What a worker sends for a file in the first round of a run with a profile.
+struct LearntJob {
+    bool isDicom = false;
+    std::string error{}; ///< a sentence; empty too for a file that is not DICOM
+    LearntFile file{};
+
+    template <typename Self>
+    static auto fields(Self& self) {
+        return std::tie(self.isDicom, self.error, self.file);
     }
 };
 
@@ -88,28 +101,34 @@ void requireFolder(const fs::path& path) {
 class Anonymizer::Work {
   public:
     Work(Anonymizer& owner, std::string output, bool showsNames)
-        : mOwner(owner), mOutput(std::move(output)), mShowsNames(showsNames), mStaging(mOutput) {}
+        : mOwner(owner),
+          mOutput(std::move(output)),
+          mShowsNames(showsNames),
+          mStaging(owner.mOptions.isDryRun ? files::StagingFolder() : files::StagingFolder(mOutput)) {}
 
     void add(const std::string& source, const std::string& name, bool mayBeOther) {
         mJobs.push_back({mResult.files.size(), mStaging.file(std::to_string(mJobs.size())), mayBeOther});
-        mResult.files.push_back({source, name, false, "", {}, {}});
+        AnonymizedFile& file = mResult.files.emplace_back();
+        file.source = source;
+        file.name = name;
     }
 
     void addFailed(const std::string& source, const std::string& name, const std::string& reason) {
-        mResult.files.push_back({source, name, false, source + ": " + reason + ".", {}, {}});
+        AnonymizedFile& file = mResult.files.emplace_back();
+        file.source = source;
+        file.name = name;
+        file.error = source + ": " + reason + ".";
     }
 
     void addSkipped(std::size_t count = 1) { mResult.skippedCount += count; }
 
-    /// The first round learns all identifiers of the run, the second one looks for them in every file.
+    /// The first round learns all identifiers of the run, the second one removes them from every file.
     void run(const std::string& what) {
-        forEachJob(
-            "Anonymizing " + what, [this](std::size_t job) { return make(job); },
-            [this](Job& job, AnonymizedFile& file, const std::string& made) { take(job, file, made); });
-        std::erase_if(mJobs, [](const Job& job) { return !job.isMade; });
-        forEachJob(
-            "Checking " + what, [this](std::size_t job) { return check(job); },
-            [this](Job& job, AnonymizedFile& file, const std::string& found) { finish(job, file, found); });
+        if (mOwner.mOptions.hasProfile) {
+            runProfile(what);
+        } else {
+            runLibrary(what);
+        }
         std::erase_if(mResult.files,
                       [](const AnonymizedFile& file) { return !file.isWritten && file.error.empty(); }); // skipped
     }
@@ -128,6 +147,7 @@ class Anonymizer::Work {
         std::string staged;
         bool mayBeOther; ///< may be no DICOM file: it is then skipped and not an error
         bool isMade = false;
+        std::string instance{}; ///< SOPInstanceUID of the original
         std::string raw() const { return staged + ".raw"; }
     };
     /// Works on one file, in a worker when there are workers. Returns a parcel.
@@ -137,7 +157,15 @@ class Anonymizer::Work {
 
     std::string target(const AnonymizedFile& file) const { return (fs::path(mOutput) / file.name).string(); }
 
+    void runLibrary(const std::string& what);
+    void runProfile(const std::string& what);
     void forEachJob(const std::string& what, const Step& step, const Take& take);
+    std::string learn(std::size_t index);
+    void takeLearnt(Job& job, const std::string& parcel);
+    void assignPseudonyms();
+    void nameOutputs();
+    bool isDone(const Job& job, AnonymizedFile& file);
+    std::string rewrite(std::size_t index);
     void endWhenInterrupted() const;
     std::string make(std::size_t index);
     void take(Job& job, AnonymizedFile& file, const std::string& made);
@@ -149,14 +177,18 @@ class Anonymizer::Work {
     using Listed = std::vector<Anonymization::Listed>;
     void writeDirectory(AnonymizedFile& directory, const Listed& listed);
     Listed listFiles(AnonymizedFile& directory) const;
+    std::string fileIdOf(const AnonymizedFile& file, const AnonymizedFile& directory, const std::string& fileId) const;
 
     Anonymizer& mOwner;
     std::string mOutput;
-    bool mShowsNames;       ///< names of the results come from the input
-    bool mIsShared = false; ///< workers work on the files
+    bool mShowsNames;        ///< names of the results come from the input
+    bool mIsShared = false;  ///< workers work on the files
+    bool mIsListing = false; ///< directories are written; a run that goes on replaces those of the first one
     files::StagingFolder mStaging;
     files::Interruption mInterruption{};
     std::vector<Job> mJobs{};
+    KnownIdentifiers mIdentifiers{};
+    std::set<std::string> mPatients{};
     std::vector<AnonymizedFile> mDirectories{};
     AnonymizationResult mResult{};
 };
@@ -193,6 +225,110 @@ void Anonymizer::Work::forEachJob(const std::string& what, const Step& step, con
         mOwner.mOptions.progress(what, index + 1, mJobs.size());
         endWhenInterrupted();
     });
+}
+
+void Anonymizer::Work::runLibrary(const std::string& what) {
+    forEachJob(
+        "Anonymizing " + what, [this](std::size_t job) { return make(job); },
+        [this](Job& job, AnonymizedFile& file, const std::string& made) { take(job, file, made); });
+    std::erase_if(mJobs, [](const Job& job) { return !job.isMade; });
+    forEachJob(
+        "Checking " + what, [this](std::size_t job) { return check(job); },
+        [this](Job& job, AnonymizedFile& file, const std::string& found) { finish(job, file, found); });
+}
+
+void Anonymizer::Work::runProfile(const std::string& what) {
+    forEachJob(
+        "Reading " + what, [this](std::size_t job) { return learn(job); },
+        [this](Job& job, AnonymizedFile&, const std::string& parcel) { takeLearnt(job, parcel); });
+    std::erase_if(mJobs, [](const Job& job) { return !job.isMade; });
+    rewriter().know(std::move(mIdentifiers));
+    assignPseudonyms();
+    nameOutputs();
+    std::erase_if(mJobs, [this](const Job& job) { return isDone(job, mResult.files[job.file]); });
+    forEachJob(
+        "De-identifying " + what, [this](std::size_t job) { return rewrite(job); },
+        [this](Job& job, AnonymizedFile& file, const std::string& parcel) {
+            auto rewritten = workers::fromParcel<RewrittenFile>(parcel);
+            file.steps = std::move(rewritten.steps);
+            file.leaks = std::move(rewritten.leaks);
+            judge(file, true);
+            publish(job.staged, file);
+        });
+}
+
+std::string Anonymizer::Work::learn(std::size_t index) {
+    const Job& job = mJobs[index];
+    LearntJob learnt;
+    try {
+        learnt.file = rewriter().learn(mResult.files[job.file].source);
+        learnt.isDicom = true;
+    } catch (const std::exception& error) {
+        learnt.error = job.mayBeOther ? "" : std::string(error.what()) + '.';
+    }
+    return workers::toParcel(learnt);
+}
+
+void Anonymizer::Work::takeLearnt(Job& job, const std::string& parcel) {
+    auto learnt = workers::fromParcel<LearntJob>(parcel);
+    if (!learnt.error.empty()) {
+        throw FileError(learnt.error);
+    }
+    job.isMade = learnt.isDicom;
+    if (!learnt.isDicom) {
+        addSkipped();
+        return;
+    }
+    job.instance = learnt.file.instance;
+    mIdentifiers.merge(std::move(learnt.file.identifiers));
+    mPatients.merge(learnt.file.patients);
+}
+
+void Anonymizer::Work::assignPseudonyms() {
+    if (!mOwner.mOptions.pseudonyms.empty()) {
+        rewriter().assign(pseudonymsOf(mOwner.mOptions.pseudonyms, mPatients, !mOwner.mOptions.isDryRun,
+                                       [this](const std::string& patient) { return rewriter().pseudonymOf(patient); }));
+    }
+}
+
+/// Names of the output without identifiers. Two that become alike are told apart by a number.
+void Anonymizer::Work::nameOutputs() {
+    if (!mShowsNames) {
+        return;
+    }
+    std::set<std::string> taken;
+    for (AnonymizedFile& file : mResult.files) {
+        const std::string name = rewriter().outputPath(file.name);
+        file.name = name;
+        for (int number = 2; !taken.insert(file.name).second; ++number) {
+            const fs::path path(name);
+            file.name =
+                (path.parent_path() / path.stem()).string() + '-' + std::to_string(number) + path.extension().string();
+        }
+    }
+    for (AnonymizedFile& directory : mDirectories) {
+        directory.name = rewriter().outputPath(directory.name);
+    }
+}
+
+bool Anonymizer::Work::isDone(const Job& job, AnonymizedFile& file) {
+    std::error_code error;
+    if (!mOwner.mOptions.resumes || !fs::is_regular_file(target(file), error) ||
+        !rewriter().isResultOf(target(file), job.instance)) {
+        return false;
+    }
+    file.isWritten = true;
+    file.isEarlier = true;
+    return true;
+}
+
+std::string Anonymizer::Work::rewrite(std::size_t index) {
+    const Job& job = mJobs[index];
+    try {
+        return workers::toParcel(rewriter().rewrite(mResult.files[job.file].source, job.staged));
+    } catch (const std::exception& error) {
+        throw std::runtime_error(std::string(error.what()) + '.');
+    }
 }
 
 std::string Anonymizer::Work::make(std::size_t index) {
@@ -271,9 +407,14 @@ void Anonymizer::Work::publish(const std::string& staged, AnonymizedFile& file) 
         file.error = file.source + ": not written, because it may still identify the patient.";
         return;
     }
-    const std::string path = target(file);
-    requireFolder(fs::path(path).parent_path());
-    files::StagingFolder::publish(staged, path, mOwner.mOptions.mayReplace);
+    const bool mayReplace = mOwner.mOptions.mayReplace || mIsListing;
+    if (mOwner.mOptions.isDryRun) {
+        removeFile(staged);
+    } else {
+        const std::string path = target(file);
+        requireFolder(fs::path(path).parent_path());
+        files::StagingFolder::publish(staged, path, mayReplace);
+    }
     file.isWritten = true;
 }
 
@@ -297,7 +438,7 @@ Anonymizer::Work::Listed Anonymizer::Work::listFiles(AnonymizedFile& directory) 
         if (file == nullptr) {
             directory.error = directory.source + ": the listed file " + fileId + " does not exist.";
         } else if (file->isWritten) {
-            listed.push_back({target(*file), mShowsNames ? fileId : file->name});
+            listed.push_back({target(*file), fileIdOf(*file, directory, fileId)});
         }
     }
     if (listed.empty() && !fileIds.empty()) {
@@ -306,11 +447,25 @@ Anonymizer::Work::Listed Anonymizer::Work::listFiles(AnonymizedFile& directory) 
     return listed;
 }
 
+/// A file that keeps its name keeps its File ID too, which may be in other letters on the disk.
+std::string Anonymizer::Work::fileIdOf(const AnonymizedFile& file, const AnonymizedFile& directory,
+                                       const std::string& fileId) const {
+    if (!mShowsNames) {
+        return file.name;
+    }
+    const fs::path folder = fs::path(directory.name).parent_path();
+    const std::string name = fs::path(file.name).lexically_relative(folder).string();
+    return smallLetters(name) == smallLetters(fileId) ? fileId : name;
+}
+
 void Anonymizer::Work::addDirectory(const std::string& dicomdir, const std::string& name) {
-    mDirectories.push_back({dicomdir, mShowsNames ? name : "DICOMDIR", false, "", {}, {}});
+    AnonymizedFile& directory = mDirectories.emplace_back();
+    directory.source = dicomdir;
+    directory.name = mShowsNames ? name : "DICOMDIR";
 }
 
 void Anonymizer::Work::writeDirectories() {
+    mIsListing = mOwner.mOptions.resumes;
     Listed all;
     for (AnonymizedFile& directory : mDirectories) {
         try {
@@ -331,7 +486,7 @@ void Anonymizer::Work::writeDirectory(AnonymizedFile& directory, const Listed& l
     for (const media::RefusedFile& refused : rewriter().writeDirectory(staged, listed)) {
         directory.error = directory.source + ": " + refused.path + " is not listed: " + refused.reason + ".";
     }
-    if (mOwner.mOptions.examines) {
+    if (mOwner.mOptions.examines && !mOwner.mOptions.hasProfile) {
         directory.leaks = rewriter().examine(staged);
     }
     judge(directory, !rewriter().holdsIdentifier(staged));
@@ -360,9 +515,11 @@ AnonymizationResult Anonymizer::anonymizeFile(const std::string& input, const st
 }
 
 AnonymizationResult Anonymizer::anonymizeFolder(const std::string& input, const std::string& output) {
-    requireFolder(output);
-    if (mOptions.mayReplace) {
-        files::StagingFolder::removeLeftovers(output);
+    if (!mOptions.isDryRun) {
+        requireFolder(output);
+        if (mOptions.mayReplace || mOptions.resumes) {
+            files::StagingFolder::removeLeftovers(output);
+        }
     }
     Work work(*this, output, !mOptions.hasNeutralNames);
     const media::FolderWalk walk = mRun->list(input);
@@ -388,7 +545,9 @@ AnonymizationResult Anonymizer::anonymizeFolder(const std::string& input, const 
         }
     }
     work.run(input);
-    work.writeDirectories();
+    if (!mOptions.isDryRun) { // a directory lists files of the output
+        work.writeDirectories();
+    }
     return work.takeResult();
 }
 

@@ -19,17 +19,23 @@ struct AnonymizerOptions {
     bool examines = true;         ///< look for attributes that may still identify the patient
     bool keepsChanges = false;    ///< collect the changes of each file, for a report
     bool hasNeutralNames = false; ///< number the files instead of keeping the names of the input
+    bool hasProfile = false;      ///< the run applies a profile
+    bool isDryRun = false;        ///< do everything but write the output
+    bool resumes = false;         ///< leave files that an earlier run with the same key has made
+    std::string pseudonyms{};     ///< path of a table of pseudonyms, which is extended; empty for none
     std::size_t jobs = 0;         ///< number of processes that work on the files; 0: this process does the work
     workers::Progress progress = workers::withoutProgress;
 };
 
 /// The result for one file of the input.
 struct AnonymizedFile {
-    std::string source{}; ///< path of the input
-    std::string name{};   ///< path of the result, relative to the output folder
-    bool isWritten = false;
-    std::string error{}; ///< a sentence: why the file is not written or not listed
+    std::string source{};   ///< path of the input
+    std::string name{};     ///< path of the result, relative to the output folder
+    bool isWritten = false; ///< or would be, in a dry run
+    bool isEarlier = false; ///< an earlier run has made it
+    std::string error{};    ///< a sentence: why the file is not written or not listed
     std::vector<Change> changes{};
+    std::vector<ProfileStep> steps{};
     Leaks leaks{};
 };
 

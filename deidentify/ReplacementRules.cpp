@@ -12,7 +12,7 @@ namespace radvex::deidentify {
 using velmora::Store;
 
 void ReplacementRules::set(const std::string& keyword, const std::string& value) {
-    const auto known = std::ranges::find(mRules, keyword, &ProfileRule::keyword);
+    const auto known = std::ranges::find(mRules, keyword, &ReplacementRule::keyword);
     if (known != mRules.end()) {
         known->value = value;
     } else {
@@ -42,7 +42,7 @@ void ReplacementRules::read(const std::string& path) {
 
 Store ReplacementRules::toStore() const {
     Store store = Store::empty();
-    for (const ProfileRule& rule : mRules) {
+    for (const ReplacementRule& rule : mRules) {
         store.add(rule.keyword, rule.value);
     }
     return store;
@@ -51,7 +51,7 @@ Store ReplacementRules::toStore() const {
 std::vector<GivenValue> ReplacementRules::resolve(velmora::Host& host) const {
     std::vector<GivenValue> given;
     formats::Dictionary dictionary(host);
-    for (const ProfileRule& rule : mRules) {
+    for (const ReplacementRule& rule : mRules) {
         const auto tag = dictionary.tagOf(rule.keyword);
         given.push_back({tag.group, tag.element, rule.value});
     }

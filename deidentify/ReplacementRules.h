@@ -8,6 +8,12 @@
 
 namespace radvex::deidentify {
 
+/// A new value for one attribute.
+struct ReplacementRule {
+    std::string keyword{};
+    std::string value{}; ///< may be empty
+};
+
 /// New values by keyword. Each keyword stands once.
 class ReplacementRules {
   public:
@@ -25,7 +31,7 @@ class ReplacementRules {
     std::vector<GivenValue> resolve(velmora::Host& host) const;
 
   private:
-    std::vector<ProfileRule> mRules{};
+    std::vector<ReplacementRule> mRules{};
 };
 
 } // namespace radvex::deidentify

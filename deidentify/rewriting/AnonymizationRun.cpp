@@ -8,8 +8,11 @@
 #include "dcmtk/dcmdata/dcsequen.h"
 #include "dcmtk/dcmdata/dcxfer.h"
 #include "deidentify/Anonymization.h"
-#include "deidentify/rewriting/BasicProfile.h"
+#include "deidentify/rewriting/IdentifierCollector.h"
 #include "deidentify/rewriting/Identities.h"
+#include "deidentify/rewriting/MethodAttributes.h"
+#include "deidentify/rewriting/OutputPath.h"
+#include "deidentify/rewriting/ProfileRewriter.h"
 #include "deidentify/rewriting/TextReplacement.h"
 #include "media/FileStart.h"
 #include "media/dicomdir/DcmtkSettings.h"
@@ -33,12 +36,32 @@ bool isDeflated(DcmFileFormat& file) {
     return DcmXfer(file.getDataset()->getOriginalXfer()).getStreamCompression() != ESC_none;
 }
 
+/// What a find in the bytes of a file is, without the find.
+const char* describe(IdentifierKind kind) {
+    switch (kind) {
+    case IdentifierKind::Uid: return "UID of an original";
+    case IdentifierKind::PatientId: return "number of a patient";
+    case IdentifierKind::OtherId: return "number of a visit, a request or a study";
+    case IdentifierKind::PatientName: return "name of a patient";
+    case IdentifierKind::OtherName: return "name of a person";
+    case IdentifierKind::BirthDate: return "birth date";
+    case IdentifierKind::OtherDate: return "date";
+    case IdentifierKind::Address: return "address";
+    case IdentifierKind::Telephone: return "telephone number";
+    case IdentifierKind::Organization: return "name of an institution";
+    case IdentifierKind::Device: return "name or number of a device";
+    }
+    return "identifier";
+}
+
 class AnonymizationRun : public Anonymization {
   public:
     explicit AnonymizationRun(AnonymizationSettings settings)
         : mIsIndependent(settings.isIndependent),
-          mIdentities(Pseudonyms(settings.key.empty() ? Pseudonyms::randomKey() : std::move(settings.key)),
-                      givenValues(settings.given)) {
+          mPseudonyms(settings.key.empty() ? Pseudonyms::randomKey() : settings.key),
+          mGiven(givenValues(settings.given)),
+          mProfile(std::move(settings.profile)),
+          mIdentities(mPseudonyms, mGiven) {
         media::silenceDcmtk();
     }
 
@@ -105,6 +128,47 @@ class AnonymizationRun : public Anonymization {
         return !holdsIdentifier(path);
     }
 
+    LearntFile learn(const std::string& original) override {
+        const media::KnownTypes knownTypes;
+        DcmFileFormat file;
+        media::loadDicomHead(file, original);
+        return learnIdentifiers(file, profile().options, mDecoder);
+    }
+
+    void know(KnownIdentifiers identifiers) override { mProfileFinder = IdentifierFinder(identifiers); }
+
+    PatientPseudonym pseudonymOf(const std::string& patient) override {
+        return deidentify::pseudonymOf(tools(), patient);
+    }
+
+    void assign(std::map<std::string, PatientPseudonym> pseudonyms) override { mAssigned = std::move(pseudonyms); }
+
+    bool isResultOf(const std::string& path, const std::string& instance) override;
+
+    RewrittenFile rewrite(const std::string& original, const std::string& rewritten) override {
+        const media::KnownTypes knownTypes;
+        DcmFileFormat file;
+        media::loadDicom(file, original);
+        RewrittenFile result = applyProfile(file, tools(), mDecoder);
+        media::saveDicom(file, rewritten, media::MetaInformation::New);
+        addBytesFound(rewritten, result.leaks);
+        return result;
+    }
+
+    std::string outputPath(const std::string& path) override {
+        const auto shortWord = [this](const std::string& word) {
+            return 'X' + mPseudonyms.id("word of a path", capitals(word)).substr(0, 7);
+        };
+        return pathWithoutIdentifiers(
+            path, mProfileFinder,
+            [&](const Identifier& identifier, std::string_view) {
+                return identifier.kind == IdentifierKind::Uid         ? mPseudonyms.uid(identifier.text)
+                       : identifier.kind == IdentifierKind::PatientId ? pseudonymOf(identifier.text).id
+                                                                      : shortWord(identifier.text);
+            },
+            shortWord);
+    }
+
     Leaks examine(const std::string& path) override {
         const media::KnownTypes knownTypes;
         DcmFileFormat file;
@@ -113,11 +177,17 @@ class AnonymizationRun : public Anonymization {
     }
 
     bool holdsIdentifier(const std::string& path) override {
+        if (mProfile) {
+            return mProfileFinder.findInFile(path).has_value();
+        }
         learnTexts();
         return mFinder.isIn(path);
     }
 
     bool showsIdentity(const std::string& path) override {
+        if (mProfile) {
+            return outputPath(path) != path;
+        }
         constexpr std::size_t kShortestId = 4; // shorter ones are parts of too many names
         const std::string shown = capitals(path);
         const auto isShown = [&](const std::string& text) { return shown.find(capitals(text)) != std::string::npos; };
@@ -130,9 +200,23 @@ class AnonymizationRun : public Anonymization {
 
     std::vector<std::string> fileIdsOf(const std::string& dicomdir) override;
     std::vector<media::RefusedFile> writeDirectory(const std::string& path, const std::vector<Listed>& files) override;
-    Profile basicProfile() override { return basicProfileRules(); }
 
   private:
+    const ProfileSettings& profile() const {
+        if (!mProfile) {
+            throw std::logic_error("The run has no profile.");
+        }
+        return *mProfile;
+    }
+
+    ProfileTools tools() const { return {profile(), mGiven, mPseudonyms, mAssigned, mProfileFinder}; }
+
+    void addBytesFound(const std::string& path, Leaks& leaks) const {
+        if (const auto found = mProfileFinder.findInFile(path)) {
+            leaks.insert(std::string("bytes of the file: ") + describe(found->kind));
+        }
+    }
+
     void learnTexts() {
         const auto& newOf = mIdentities.originals().newOf;
         if (mLearned != newOf.size()) {
@@ -144,10 +228,34 @@ class AnonymizationRun : public Anonymization {
     }
 
     bool mIsIndependent;
+    Pseudonyms mPseudonyms;
+    GivenValues mGiven;
+    std::optional<ProfileSettings> mProfile;
+    std::map<std::string, PatientPseudonym> mAssigned{};
+    IdentifierFinder mProfileFinder{KnownIdentifiers{}};
+    TextDecoder mDecoder{};
     Identities mIdentities;
     TextFinder mFinder{};
     std::size_t mLearned = 0; ///< number of originals that the finder knows
 };
+
+/// Written by a run with the same key and options.
+bool AnonymizationRun::isResultOf(const std::string& path, const std::string& instance) {
+    DcmFileFormat file;
+    try {
+        media::loadDicomHead(file, path);
+    } catch (const std::runtime_error&) {
+        return false;
+    }
+    OFString uid;
+    OFString method;
+    (void)file.getDataset()->findAndGetOFString(DCM_SOPInstanceUID, uid);
+    (void)file.getDataset()->findAndGetOFStringArray(DCM_DeidentificationMethod, method);
+    const bool keepsUids = profile().options.has(ProfileOption::Uids);
+    const std::string expected = keepsUids ? instance : mPseudonyms.uid(instance);
+    return !instance.empty() && expected == withoutPadding({uid.c_str(), uid.size()}) &&
+           std::string(method.c_str(), method.size()).find(methodOf(profile().options)) != std::string::npos;
+}
 
 std::vector<std::string> AnonymizationRun::fileIdsOf(const std::string& dicomdir) {
     DcmFileFormat file;

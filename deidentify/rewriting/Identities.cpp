@@ -1,14 +1,15 @@
 #include "deidentify/rewriting/Identities.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcmetinf.h"
 #include "dcmtk/dcmdata/dcsequen.h"
-#include "dcmtk/dcmdata/dcuid.h"
-#include "deidentify/rewriting/BasicProfile.h"
+#include "deidentify/profile/ConfidentialityTable.h"
 #include "deidentify/rewriting/DatasetWalk.h"
+#include "deidentify/rewriting/UidKinds.h"
 
 namespace radvex::deidentify {
 
@@ -17,39 +18,6 @@ namespace {
 bool isId(const DcmTagKey& key) { return key == DCM_PatientID || key == DCM_StudyID; }
 
 bool isUid(DcmElement& element) { return element.ident() == EVR_UI; }
-
-/// Whether the attribute's UIDs name a kind of thing (a class, a transfer syntax, a coding scheme, a program) and not
-/// one thing of that kind. Such UIDs are the same in the files of all patients.
-bool namesAKind(const DcmTagKey& key) {
-    static const std::set<DcmTagKey> kinds{
-        DCM_AffectedSOPClassUID,
-        DCM_RequestedSOPClassUID,
-        DCM_MediaStorageSOPClassUID,
-        DCM_TransferSyntaxUID,
-        DCM_ImplementationClassUID,
-        DCM_PrivateInformationCreatorUID,
-        DCM_PrivateRecordUID,
-        DCM_ReferencedSOPClassUIDInFile,
-        DCM_ReferencedTransferSyntaxUIDInFile,
-        DCM_ReferencedRelatedGeneralSOPClassUIDInFile,
-        DCM_SOPClassUID,
-        DCM_RelatedGeneralSOPClassUID,
-        DCM_OriginalSpecializedSOPClassUID,
-        DCM_SOPClassesInStudy,
-        DCM_CodingSchemeUID,
-        DCM_ContextUID,
-        DCM_MappingResourceUID,
-        DCM_ReferencedSOPClassUID,
-        DCM_SOPClassesSupported,
-        DCM_EncryptedContentTransferSyntaxUID,
-        DCM_MACCalculationTransferSyntaxUID,
-        DCM_AvailableTransferSyntaxUID,
-    };
-    return kinds.contains(key);
-}
-
-/// Whether DICOM itself defines the UID: well-known instances and frames of reference too.
-bool isWellKnown(const std::string& uid) { return dcmFindNameOfUID(uid.c_str(), nullptr) != nullptr; }
 
 /// Whether the value is an identifier that gets a new one: PatientID, StudyID, UIDs of instances.
 bool isIdentifier(DcmElement& element) {
@@ -105,6 +73,29 @@ std::string privateCreator(const Visit& visit) {
     return isKnown ? trimmed(textOf(*creator)) : "unknown";
 }
 
+/// Sequences in which nothing but UIDs identifies anybody, and these are new ones.
+bool holdsReferences(const DcmTagKey& key) {
+    static const std::set<DcmTagKey> keys{DCM_ReferencedStudySequence, DCM_ReferencedPatientSequence,
+                                          DCM_ReferencedPerformedProcedureStepSequence, DCM_ReferencedImageSequence,
+                                          DCM_SourceImageSequence};
+    return keys.contains(key);
+}
+
+/// Whether the table of the profile has the attribute, or its type or place alone is dangerous.
+bool mayIdentify(DcmElement& element) {
+    constexpr Uint16 kMeta = 0x0002;
+    constexpr Uint16 kOverlays = 0x6000;
+    const DcmTagKey key = element.getTag().getXTag();
+    const bool isOverlayText = (key.getGroup() & 0xFF00) == kOverlays &&
+                               (key.getElement() == 0x0022 || key.getElement() == 0x1500); // description and label
+    const bool isOfNetwork = key.getGroup() == kMeta &&
+                             (element.ident() == EVR_AE || element.ident() == EVR_UR || key == DCM_PrivateInformation);
+    const ConfidentialityRow* row = ConfidentialityTable::instance().find(key.getGroup(), key.getElement());
+    const bool isInTable = row != nullptr && row->basic.front() != Action::NewUid && !holdsReferences(key);
+    constexpr std::array kDangerous{EVR_DA, EVR_DT, EVR_PN, EVR_TM, EVR_UR};
+    return isInTable || isOverlayText || isOfNetwork || std::ranges::count(kDangerous, element.ident()) > 0;
+}
+
 bool isPrivateValue(const DcmTagKey& key) {
     constexpr Uint16 kFirstAfterCreators = 0x0100;
     return key.getGroup() % 2 == 1 && key.getElement() >= kFirstAfterCreators;
@@ -139,10 +130,10 @@ std::string Identities::newValue(const DcmTagKey& key, const std::string& origin
     std::string values;
     for (const std::string& part : isId(key) ? std::vector{original} : split(original, "\\")) {
         const std::string before = trimmed(part);
-        const std::string after = isGivenByUser         ? given->second
-                                  : isId(key)           ? mPseudonyms.id(nameOf(key), before)
-                                  : isWellKnown(before) ? before
-                                                        : mPseudonyms.uid(before);
+        const std::string after = isGivenByUser            ? given->second
+                                  : isId(key)              ? mPseudonyms.id(nameOf(key), before)
+                                  : isWellKnownUid(before) ? before
+                                                           : mPseudonyms.uid(before);
         if (!before.empty() && before != after) {
             mOriginals.newOf.try_emplace(before, after);
             if (isId(key)) {
@@ -228,7 +219,7 @@ Leaks Identities::findLeaks(DcmFileFormat& file) const {
         }
         if (isPrivateValue(key)) {
             leaks.insert("private attributes of " + privateCreator(visit));
-        } else if (isIdentifier(element) ? isOriginal(element) : isConfidential(key) || element.ident() == EVR_PN) {
+        } else if (isIdentifier(element) ? isOriginal(element) : mayIdentify(element)) {
             leaks.insert(nameOf(key));
         } else if (key == DCM_BurnedInAnnotation && withoutPadding(textOf(element)) == "YES") {
             leaks.insert("pixels (BurnedInAnnotation is YES)");

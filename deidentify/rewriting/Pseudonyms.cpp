@@ -88,4 +88,12 @@ std::string Pseudonyms::id(std::string_view attribute, std::string_view original
     return text;
 }
 
+int Pseudonyms::daysToShift(std::string_view patient) const {
+    constexpr unsigned kLeast = 30;
+    constexpr unsigned kMost = 1826;
+    const Digest hash = digest("days to shift", withoutPadding(patient));
+    const unsigned number = (unsigned{hash[0]} << 16) + (unsigned{hash[1]} << 8) + hash[2];
+    return -static_cast<int>(kLeast + number % (kMost - kLeast + 1));
+}
+
 } // namespace radvex::deidentify

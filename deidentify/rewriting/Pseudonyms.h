@@ -26,6 +26,10 @@ class Pseudonyms {
     /// @param attribute  a keyword such as "PatientID"
     std::string id(std::string_view attribute, std::string_view original) const;
 
+    /// By how many days the dates of a patient move: into the past, by one month to five years.
+    /// @param patient  PatientID, or what stands for it where a file has none
+    int daysToShift(std::string_view patient) const;
+
   private:
     using Digest = std::array<unsigned char, 32>;
     Digest digest(std::string_view attribute, std::string_view value) const;

@@ -45,15 +45,13 @@ class FileStream : public DcmOutputStream {
     explicit FileStream(FileConsumer& consumer) : DcmOutputStream(&consumer) {}
 };
 
-} // namespace
-
-void loadDicom(DcmFileFormat& file, const std::string& path) {
-    if (const auto failure = loadGuardedWhole(file, path)) {
+void require(const std::optional<LoadFailure>& failure) {
+    if (failure) {
         throw std::runtime_error((failure->isRefused ? "" : "it cannot be read: ") + failure->reason);
     }
 }
 
-void saveDicom(DcmFileFormat& file, const std::string& path) {
+void write(DcmFileFormat& file, const std::string& path, E_FileWriteMode mode) {
     errno = 0;
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> out(std::fopen(path.c_str(), "wb"), std::fclose);
     if (!out) {
@@ -62,12 +60,9 @@ void saveDicom(DcmFileFormat& file, const std::string& path) {
     FileConsumer consumer(out.get());
     FileStream stream(consumer);
     DcmWriteCache cache;
-    // DCMTK keeps the old length of the meta information, so readers would look for the dataset at a wrong offset.
-    (void)file.getMetaInfo()->computeGroupLengthAndPadding(EGL_recalcGL, EPD_noChange, EXS_LittleEndianExplicit,
-                                                           EET_UndefinedLength);
     file.transferInit();
     const OFCondition written = file.write(stream, file.getDataset()->getOriginalXfer(), EET_UndefinedLength, &cache,
-                                           EGL_recalcGL, EPD_noChange, 0, 0, 0, EWM_dontUpdateMeta);
+                                           EGL_recalcGL, EPD_noChange, 0, 0, 0, mode);
     file.transferEnd();
     stream.flush();
     if (!consumer.good() || std::fflush(out.get()) != 0 || std::fclose(out.release()) != 0) {
@@ -75,6 +70,24 @@ void saveDicom(DcmFileFormat& file, const std::string& path) {
     }
     if (written.bad()) {
         failToWrite(written.text());
+    }
+}
+
+} // namespace
+
+void loadDicom(DcmFileFormat& file, const std::string& path) { require(loadGuardedWhole(file, path)); }
+
+void loadDicomHead(DcmFileFormat& file, const std::string& path) { require(loadGuarded(file, path)); }
+
+void saveDicom(DcmFileFormat& file, const std::string& path, MetaInformation meta) {
+    if (meta == MetaInformation::New) {
+        DcmFileFormat fresh(file.getAndRemoveDataset(), OFFalse); // DCMTK keeps the preamble with the meta information
+        write(fresh, path, EWM_createNewMeta);
+    } else {
+        // DCMTK keeps the old length of the meta information, so readers would look for the dataset at a wrong offset.
+        (void)file.getMetaInfo()->computeGroupLengthAndPadding(EGL_recalcGL, EPD_noChange, EXS_LittleEndianExplicit,
+                                                               EET_UndefinedLength);
+        write(file, path, EWM_dontUpdateMeta);
     }
 }
 

@@ -12,10 +12,17 @@ namespace radvex::media {
 /// @throws std::runtime_error  part of a sentence
 void loadDicom(DcmFileFormat& file, const std::string& path);
 
-/// Writes a loaded file in its own transfer syntax and with its own meta information, of which only the length is
-/// updated. Checks that everything was written.
+/// The same without long values such as pixels. @throws std::runtime_error  part of a sentence
+void loadDicomHead(DcmFileFormat& file, const std::string& path);
+
+enum class MetaInformation {
+    Kept, ///< only its length is updated
+    New   ///< nothing of the old one is left, nor of the preamble
+};
+
+/// Writes a loaded file in its own transfer syntax. Checks that everything was written.
 /// @param path  not that of the loaded file
 /// @throws std::runtime_error  part of a sentence; an incomplete file may be left at the path
-void saveDicom(DcmFileFormat& file, const std::string& path);
+void saveDicom(DcmFileFormat& file, const std::string& path, MetaInformation meta = MetaInformation::Kept);
 
 } // namespace radvex::media

@@ -31,8 +31,12 @@ const std::map<std::string, std::set<std::string>> kSees{
     {"media", {"files", "formats", "host", "workers"}},
     {"media/dicomdir", {"files", "guard", "media", "dcmtk"}},
     {"volume", {"files", "formats", "host", "include", "media", "workers"}},
-    {"deidentify", {"files", "formats", "host", "media", "workers"}},
-    {"deidentify/rewriting", {"deidentify", "media", "media/dicomdir", "guard", "dcmtk"}},
+    {"deidentify/identifiers", {}},
+    {"deidentify/profile", {}},
+    {"deidentify",
+     {"deidentify/identifiers", "deidentify/profile", "files", "formats", "host", "media", "workers"}},
+    {"deidentify/rewriting",
+     {"deidentify", "deidentify/identifiers", "deidentify/profile", "media", "media/dicomdir", "guard", "dcmtk"}},
     {"cli", {"deidentify", "files", "formats", "host", "include", "media", "volume", "workers"}},
 };
 

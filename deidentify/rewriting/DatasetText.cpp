@@ -1,0 +1,123 @@
+#include "deidentify/rewriting/DatasetText.h"
+
+#include <algorithm>
+#include <array>
+
+#include "dcmtk/dcmdata/dcdeftag.h"
+#include "dcmtk/dcmdata/dcsequen.h"
+#include "deidentify/rewriting/DatasetWalk.h"
+#include "deidentify/rewriting/Pseudonyms.h"
+
+#include <utf8.h>
+
+namespace radvex::deidentify {
+
+namespace {
+
+constexpr char kEscape = 0x1B; // changes the character set within a text
+
+std::string latin1AsUtf8(const std::string& bytes) {
+    std::string text;
+    for (const char byte : bytes) {
+        utf8::append(static_cast<char32_t>(static_cast<unsigned char>(byte)), std::back_inserter(text));
+    }
+    return text;
+}
+
+/// Characters behind which the text is in the default character set again (PS3.5, 6.1.2.5.3).
+const char* delimitersOf(DcmEVR vr) {
+    return vr == EVR_PN ? "\\^=" : vr == EVR_LO || vr == EVR_SH || vr == EVR_UC ? "\\" : "";
+}
+
+} // namespace
+
+bool isAscii(std::string_view text) {
+    return std::ranges::all_of(text, [](char byte) { return static_cast<signed char>(byte) >= 0 && byte != kEscape; });
+}
+
+bool isUtf8(std::string_view text) { return utf8::is_valid(text.begin(), text.end()); }
+
+bool hasCharacterSet(DcmEVR vr) {
+    constexpr std::array kTypes{EVR_LO, EVR_LT, EVR_PN, EVR_SH, EVR_ST, EVR_UC, EVR_UT};
+    return std::ranges::find(kTypes, vr) != kTypes.end();
+}
+
+std::string characterSetOf(DcmItem& item, const std::string& outerSet) {
+    OFString value;
+    const bool isDeclared = item.findAndGetOFStringArray(DCM_SpecificCharacterSet, value).good() && !value.empty();
+    return isDeclared ? std::string(withoutPadding({value.c_str(), value.size()})) : outerSet;
+}
+
+DcmSpecificCharacterSet* TextDecoder::converterOf(const std::string& characterSet) {
+    const auto known = mConverters.find(characterSet);
+    if (known != mConverters.end()) {
+        return known->second.get();
+    }
+    auto converter = std::make_unique<DcmSpecificCharacterSet>();
+    if (characterSet.empty() || converter->selectCharacterSet(characterSet.c_str(), "ISO_IR 192").bad()) {
+        converter.reset();
+    }
+    return mConverters.emplace(characterSet, std::move(converter)).first->second.get();
+}
+
+std::string TextDecoder::utf8(DcmElement& element, const std::string& characterSet) {
+    std::string bytes = textOf(element);
+    if (isAscii(bytes)) {
+        return bytes;
+    }
+    if (DcmSpecificCharacterSet* converter = hasCharacterSet(element.ident()) ? converterOf(characterSet) : nullptr) {
+        OFString converted;
+        const OFString original(bytes.data(), bytes.size());
+        if (converter->convertString(original, converted, delimitersOf(element.ident())).good() &&
+            isUtf8({converted.c_str(), converted.size()})) {
+            return {converted.c_str(), converted.size()};
+        }
+    }
+    return isUtf8(bytes) ? bytes : latin1AsUtf8(bytes);
+}
+
+void TextWriter::put(DcmElement& element, const std::string& utf8) {
+    mWaiting.erase(&element);
+    if (isAscii(utf8)) {
+        putText(element, utf8);
+    } else {
+        putText(element, ""); // the old value is gone even if the new one is refused
+        mWaiting[&element] = utf8;
+    }
+}
+
+void TextWriter::finish() {
+    if (mWaiting.empty()) {
+        return;
+    }
+    convert(mDataset, "");
+    (void)mDataset.putAndInsertString(DCM_SpecificCharacterSet, "ISO_IR 192");
+    for (const auto& [element, text] : mWaiting) {
+        putText(*element, text);
+    }
+}
+
+void TextWriter::convert(DcmItem& item, const std::string& outerSet) {
+    const std::string characterSet = characterSetOf(item, outerSet);
+    for (DcmObject* object = item.nextInContainer(nullptr); object != nullptr; object = item.nextInContainer(object)) {
+        auto* element = dynamic_cast<DcmElement*>(object);
+        if (element == nullptr) {
+            continue;
+        }
+        if (DcmSequenceOfItems* sequence = asSequence(*element)) {
+            for (DcmObject* inner = sequence->nextInContainer(nullptr); inner != nullptr;
+                 inner = sequence->nextInContainer(inner)) {
+                if (auto* innerItem = dynamic_cast<DcmItem*>(inner)) {
+                    convert(*innerItem, characterSet);
+                }
+            }
+        } else if (hasCharacterSet(element->ident()) && !isAscii(textOf(*element))) {
+            putText(*element, mDecoder.utf8(*element, characterSet));
+        }
+    }
+    if (&item != &mDataset) {
+        (void)item.findAndDeleteElement(DCM_SpecificCharacterSet);
+    }
+}
+
+} // namespace radvex::deidentify

@@ -1,0 +1,80 @@
+#include "deidentify/rewriting/MethodAttributes.h"
+
+#include <stdexcept>
+#include <string>
+
+#include "dcmtk/dcmdata/dcdeftag.h"
+#include "dcmtk/dcmdata/dcsequen.h"
+
+namespace radvex::deidentify {
+
+namespace {
+
+void require(const OFCondition& condition) {
+    if (condition.bad()) {
+        throw std::runtime_error(std::string("what was done cannot be written into it: ") + condition.text());
+    }
+}
+
+void put(DcmItem& item, const DcmTag& tag, std::string_view text) {
+    require(item.putAndInsertString(tag, std::string(text).c_str()));
+}
+
+bool hasCode(DcmDataset& dataset, std::string_view code) {
+    DcmSequenceOfItems* codes = nullptr;
+    if (dataset.findAndGetSequence(DCM_DeidentificationMethodCodeSequence, codes).bad()) {
+        return false;
+    }
+    for (unsigned long index = 0; index < codes->card(); ++index) {
+        OFString value;
+        if (codes->getItem(index)->findAndGetOFString(DCM_CodeValue, value).good() &&
+            code == std::string_view(value.c_str(), value.size())) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void addCode(DcmDataset& dataset, std::string_view code, std::string_view meaning) {
+    if (hasCode(dataset, code)) {
+        return;
+    }
+    DcmItem* item = nullptr;
+    require(dataset.findOrCreateSequenceItem(DCM_DeidentificationMethodCodeSequence, item, -2));
+    put(*item, DCM_CodeValue, code);
+    put(*item, DCM_CodingSchemeDesignator, "DCM");
+    put(*item, DCM_CodeMeaning, meaning);
+}
+
+} // namespace
+
+std::string methodOf(const ProfileOptions& options) {
+    std::string method = options.describe();
+    for (std::size_t comma = method.find(", "); comma != std::string::npos; comma = method.find(", ")) {
+        method.replace(comma, 2, "\\");
+    }
+    return "PS3.15 E " + method;
+}
+
+void addMethod(DcmDataset& dataset, const ProfileOptions& options) {
+    put(dataset, DCM_PatientIdentityRemoved, "YES");
+    OFString earlier;
+    (void)dataset.findAndGetOFStringArray(DCM_DeidentificationMethod, earlier);
+    const std::string before(earlier.c_str(), earlier.size());
+    const std::string method = methodOf(options);
+    if (before.find(method) == std::string::npos) {
+        put(dataset, DCM_DeidentificationMethod, before.empty() ? method : before + '\\' + method);
+    }
+    addCode(dataset, "113100", "Basic Application Confidentiality Profile");
+    for (const ProfileOptionNames& names : profileOptionNames()) {
+        if (options.has(names.option)) {
+            addCode(dataset, names.code, names.meaning);
+        }
+    }
+    put(dataset, DCM_LongitudinalTemporalInformationModified,
+        options.has(ProfileOption::FullDates)       ? "UNMODIFIED"
+        : options.has(ProfileOption::ModifiedDates) ? "MODIFIED"
+                                                    : "REMOVED");
+}
+
+} // namespace radvex::deidentify

@@ -1,0 +1,447 @@
+#include "deidentify/rewriting/ProfileRewriter.h"
+
+#include <algorithm>
+#include <array>
+#include <set>
+#include <vector>
+
+#include "dcmtk/dcmdata/dcdeftag.h"
+#include "dcmtk/dcmdata/dcdict.h"
+#include "dcmtk/dcmdata/dcsequen.h"
+#include "deidentify/profile/AttributeTypes.h"
+#include "deidentify/profile/ConfidentialityTable.h"
+#include "deidentify/rewriting/DatasetWalk.h"
+#include "deidentify/rewriting/DateShift.h"
+#include "deidentify/rewriting/DummyValues.h"
+#include "deidentify/rewriting/IdentifierCollector.h"
+#include "deidentify/rewriting/MethodAttributes.h"
+#include "deidentify/rewriting/TextCleaner.h"
+#include "deidentify/rewriting/UidKinds.h"
+
+namespace radvex::deidentify {
+
+namespace {
+
+/// An item and where it stands.
+struct Place {
+    DcmItem& item;
+    std::string prefix;       ///< "ContentSequence[1]."; empty for the dataset
+    std::string characterSet; ///< in effect in the item
+    bool isCleaned = false;   ///< an option keeps the item only after cleaning its texts
+    bool isDummy = false;     ///< the item is a dummy: its texts say nothing
+};
+
+bool isPrivateCreator(const DcmTagKey& key) {
+    return key.getGroup() % 2 == 1 && key.getElement() >= 0x10 && key.getElement() <= 0xFF;
+}
+
+bool isOverlay(const DcmTagKey& key) { return (key.getGroup() & 0xFF00) == 0x6000 && key.getGroup() % 2 == 0; }
+bool isPixelGroup(const DcmTagKey& key) { return key.getGroup() == 0x7FE0; }
+
+bool isOne(DcmEVR vr, std::initializer_list<DcmEVR> types) { return std::ranges::find(types, vr) != types.end(); }
+
+bool isDateOrTime(DcmEVR vr) { return isOne(vr, {EVR_DA, EVR_DT, EVR_TM}); }
+
+bool isFreeText(DcmEVR vr) { return isOne(vr, {EVR_LO, EVR_LT, EVR_PN, EVR_SH, EVR_ST, EVR_UC, EVR_UR, EVR_UT}); }
+
+bool isKnownToDictionary(const DcmTagKey& key) {
+    const DcmDataDictionary& dictionary = dcmDataDict.rdlock();
+    const bool isKnown = dictionary.findEntry(key, nullptr) != nullptr;
+    dcmDataDict.rdunlock();
+    return isKnown;
+}
+
+/// Attributes whose texts are words of a vocabulary: a word of a name among them is most likely no name.
+bool holdsVocabulary(const DcmTagKey& key) {
+    static const std::array kKeys{DCM_CodeMeaning,
+                                  DCM_CodeValue,
+                                  DCM_LongCodeValue,
+                                  DCM_CodingSchemeDesignator,
+                                  DCM_Manufacturer,
+                                  DCM_ManufacturerModelName,
+                                  DCM_SoftwareVersions,
+                                  DCM_CodingSchemeName,
+                                  DCM_CodingSchemeResponsibleOrganization,
+                                  DCM_LUTExplanation,
+                                  DCM_ConvolutionKernel,
+                                  DCM_SequenceName,
+                                  DCM_PulseSequenceName,
+                                  DCM_ReceiveCoilName,
+                                  DCM_TransmitCoilName,
+                                  DCM_FilterType,
+                                  DCM_Radiopharmaceutical};
+    return std::ranges::find(kKeys, key) != kKeys.end();
+}
+
+/// Applies the profile to one file.
+class FileRewriting {
+  public:
+    FileRewriting(DcmFileFormat& file, const ProfileTools& tools, TextDecoder& decoder)
+        : mDataset(*file.getDataset()),
+          mTools(tools),
+          mDecoder(decoder),
+          mWriter(mDataset, decoder),
+          mPatient(patientOf(mDataset, decoder)),
+          mDays(tools.pseudonyms.daysToShift(mPatient)),
+          mCleaner(tools.finder, [this](const Identifier& identifier, std::string_view found) {
+              return newTextOf(identifier, found);
+          }) {
+        OFString sopClass;
+        (void)mDataset.findAndGetOFString(DCM_SOPClassUID, sopClass);
+        mSopClass = std::string(withoutPadding({sopClass.c_str(), sopClass.size()}));
+    }
+
+    RewrittenFile run() {
+        rewrite({mDataset, "", characterSetOf(mDataset, "")});
+        mWriter.finish();
+        addMethod(mDataset, mTools.settings.options);
+        return std::move(mResult);
+    }
+
+  private:
+    const ProfileOptions& options() const { return mTools.settings.options; }
+
+    void note(const Place& place, const DcmTagKey& key, const char* action, std::string rule) {
+        mResult.steps.push_back({place.prefix + nameOf(key), action, std::move(rule)});
+    }
+
+    void remove(const Place& place, DcmElement& element, const std::string& rule) {
+        note(place, element.getTag().getXTag(), "removed", rule);
+        mWriter.forget(element);
+        delete place.item.remove(&element);
+    }
+
+    void rewrite(const Place& place) {
+        std::vector<DcmElement*> elements;
+        for (DcmObject* object = place.item.nextInContainer(nullptr); object != nullptr;
+             object = place.item.nextInContainer(object)) {
+            if (auto* element = dynamic_cast<DcmElement*>(object)) {
+                elements.push_back(element);
+            }
+        }
+        const std::set<DcmTagKey> keptCreators = creatorsToKeep(place, elements);
+        const std::set<Uint16> overlays = overlaysToKeep(place.item);
+        for (DcmElement* element : elements) {
+            const DcmTagKey key = element->getTag().getXTag();
+            if (isPrivateCreator(key)) {
+                if (!keptCreators.contains(key)) {
+                    remove(place, *element, "private attribute");
+                }
+            } else if (isOverlay(key) && !overlays.contains(key.getGroup())) {
+                remove(place, *element, "basic X");
+            } else {
+                rewrite(place, *element);
+            }
+        }
+    }
+
+    /// Creators of private attributes that the user lets stay.
+    std::set<DcmTagKey> creatorsToKeep(const Place& place, const std::vector<DcmElement*>& elements) {
+        std::set<DcmTagKey> creators;
+        if (mTools.settings.keptPrivates.empty()) {
+            return creators;
+        }
+        for (DcmElement* element : elements) {
+            const DcmTagKey key = element->getTag().getXTag();
+            if (isKeptPrivate(place, key)) {
+                creators.insert({key.getGroup(), static_cast<Uint16>(key.getElement() >> 8)});
+            }
+        }
+        return creators;
+    }
+
+    bool isKeptPrivate(const Place& place, const DcmTagKey& key) {
+        if (key.getGroup() % 2 == 0 || key.getElement() < 0x1000 || mTools.settings.keptPrivates.empty()) {
+            return false;
+        }
+        DcmElement* creator = nullptr;
+        const DcmTagKey creatorKey(key.getGroup(), static_cast<Uint16>(key.getElement() >> 8));
+        if (place.item.findAndGetElement(creatorKey, creator).bad() || creator == nullptr) {
+            return false;
+        }
+        return mTools.settings.keptPrivates.contains({std::string(withoutPadding(textOf(*creator))), key.getGroup(),
+                                                      static_cast<std::uint8_t>(key.getElement() & 0xFF)});
+    }
+
+    /// Groups of overlays that mark regions and hold no drawn text, when graphics are cleaned and not removed.
+    std::set<Uint16> overlaysToKeep(DcmItem& item) const {
+        std::set<Uint16> groups;
+        for (Uint16 group = 0x6000; options().has(ProfileOption::Graphics) && group <= 0x601E; group += 2) {
+            OFString type;
+            if (item.findAndGetOFString(DcmTagKey(group, 0x0040), type).good() && type == "R") {
+                groups.insert(group);
+            }
+        }
+        return groups;
+    }
+
+    void rewrite(const Place& place, DcmElement& element) {
+        const DcmTagKey key = element.getTag().getXTag();
+        const auto given = mTools.given.find(key);
+        if (given != mTools.given.end()) {
+            mWriter.put(element, given->second);
+            note(place, key, "set", "given value");
+            return;
+        }
+        const bool isPrivate = key.getGroup() % 2 == 1;
+        if (isPixelGroup(key) || (key.getElement() == 0 && !isPrivate)) {
+            return; // lengths of groups are written anew
+        }
+        if (isPrivate && isKeptPrivate(place, key)) {
+            apply(place, element, {byType(element.ident()), "retain safe private C"});
+        } else if (isPrivate) {
+            remove(place, element, "private attribute");
+        } else if (!isKnownToDictionary(key)) {
+            remove(place, element, "attribute that no dictionary knows");
+        } else {
+            apply(place, element, decisionOf(element));
+        }
+    }
+
+    Decision decisionOf(DcmElement& element) const {
+        const DcmTagKey key = element.getTag().getXTag();
+        if (const ConfidentialityRow* row = ConfidentialityTable::instance().find(key.getGroup(), key.getElement())) {
+            return decide(*row, options(), attributeType(key.getGroup(), key.getElement(), mSopClass));
+        }
+        const Action action = namesAKind(key) ? Action::Keep : byType(element.ident());
+        return {action, action == Action::Keep ? "" : std::string("type ") + DcmVR(element.ident()).getVRName()};
+    }
+
+    /// The action for an attribute that the table does not have: names, dates, UIDs and addresses of the web are
+    /// dangerous wherever they stand.
+    Action byType(DcmEVR vr) const {
+        if (isDateOrTime(vr)) {
+            return options().has(ProfileOption::FullDates)       ? Action::Keep
+                   : options().has(ProfileOption::ModifiedDates) ? Action::Clean
+                                                                 : Action::Dummy;
+        }
+        if (vr == EVR_UI) {
+            return options().has(ProfileOption::Uids) ? Action::Keep : Action::NewUid;
+        }
+        return vr == EVR_PN || vr == EVR_UR ? Action::Dummy : Action::Keep;
+    }
+
+    void apply(const Place& place, DcmElement& element, const Decision& decision) {
+        switch (decision.action) {
+        case Action::Remove: remove(place, element, decision.rule); break;
+        case Action::Empty: empty(place, element, decision.rule); break;
+        case Action::Dummy: putDummyValue(place, element, decision.rule); break;
+        case Action::NewUid: renew(place, element, decision.rule); break;
+        case Action::Keep: keep(place, element, decision.rule); break;
+        case Action::Clean: clean(place, element, decision.rule); break;
+        }
+    }
+
+    void empty(const Place& place, DcmElement& element, const std::string& rule) {
+        const DcmTagKey key = element.getTag().getXTag();
+        if (key == DCM_PatientName || key == DCM_PatientID) {
+            putPseudonym(place, element, rule);
+        } else if (DcmSequenceOfItems* sequence = asSequence(element)) {
+            sequence->clear();
+            note(place, key, "emptied", rule);
+        } else {
+            (void)element.putString("");
+            note(place, key, "emptied", rule);
+        }
+    }
+
+    /// The dataset's own patient gets a name that tells patients apart and nothing else.
+    void putPseudonym(const Place& place, DcmElement& element, const std::string& rule) {
+        const std::string before(withoutPadding(mDecoder.utf8(element, place.characterSet)));
+        if (before.empty()) {
+            return;
+        }
+        const bool isName = element.getTag() == DCM_PatientName;
+        const bool isOwn = place.prefix.empty();
+        const std::string patient = isName ? (isOwn ? mPatient : "") : before;
+        const PatientPseudonym pseudonym = pseudonymOf(mTools, patient);
+        const std::string after = isName ? pseudonym.name : pseudonym.id;
+        mWriter.put(element, after.empty() ? dummyText(element.ident()) : after);
+        note(place, element.getTag(), "pseudonym", rule);
+    }
+
+    void putDummyValue(const Place& place, DcmElement& element, const std::string& rule) {
+        const DcmTagKey key = element.getTag().getXTag();
+        if (key == DCM_PatientID) {
+            putPseudonym(place, element, rule);
+        } else if (element.ident() == EVR_UI) {
+            renew(place, element, rule);
+        } else if (key == DCM_EncapsulatedDocument) {
+            replaceDocument(place, element, rule);
+        } else if (key == DCM_ContentSequence) {
+            putDummyContent(place.item, key);
+            note(place, key, "dummy value", rule);
+        } else if (DcmSequenceOfItems* sequence = asSequence(element)) {
+            while (sequence->card() > 1) {
+                delete sequence->remove(sequence->card() - 1);
+            }
+            note(place, key, "dummy value", rule);
+            rewriteItems(place, *sequence, false, true);
+        } else if (element.getLengthField() > 0) {
+            putDummy(element);
+            note(place, key, "dummy value", rule);
+        }
+    }
+
+    void replaceDocument(const Place& place, DcmElement& element, const std::string& rule) {
+        if (mTools.settings.acceptedPixels.contains("document")) {
+            note(place, element.getTag(), "kept", "accepted by the user");
+            mResult.leaks.insert("encapsulated document, which nothing here can read");
+            return;
+        }
+        putDummyDocument(place.item);
+        note(place, element.getTag(), "dummy value", rule);
+        for (const DcmTagKey& key : {DCM_DocumentTitle, DCM_HL7InstanceIdentifier}) {
+            DcmElement* title = nullptr;
+            if (place.item.findAndGetElement(key, title).good()) {
+                mWriter.put(*title, key == DCM_DocumentTitle ? "" : "ANONYMIZED");
+                note(place, key, "emptied", "describes the removed document");
+            }
+        }
+    }
+
+    std::string newUids(const std::string& values) const {
+        std::string result;
+        for (std::size_t begin = 0; begin <= values.size();) {
+            const std::size_t end = std::min(values.find('\\', begin), values.size());
+            const std::string before(withoutPadding(std::string_view(values).substr(begin, end - begin)));
+            result += (begin > 0 ? "\\" : "") + (isWellKnownUid(before) ? before : mTools.pseudonyms.uid(before));
+            begin = end + 1;
+        }
+        return result;
+    }
+
+    void renew(const Place& place, DcmElement& element, const std::string& rule) {
+        const DcmTagKey key = element.getTag().getXTag();
+        if (DcmSequenceOfItems* sequence = asSequence(element)) {
+            rewriteItems(place, *sequence, place.isCleaned, place.isDummy);
+        } else if (element.ident() == EVR_UI && !namesAKind(key)) {
+            const std::string before = textOf(element);
+            const std::string after = newUids(before);
+            if (after != before) {
+                putText(element, after);
+                note(place, key, "new UID", rule);
+            }
+        }
+    }
+
+    void keep(const Place& place, DcmElement& element, const std::string& rule) {
+        if (!rule.empty()) {
+            note(place, element.getTag(), "kept", rule);
+        }
+        if (DcmSequenceOfItems* sequence = asSequence(element)) {
+            rewriteItems(place, *sequence, place.isCleaned, place.isDummy);
+        } else if (place.isDummy && isFreeText(element.ident()) && !textOf(element).empty()) {
+            putDummy(element);
+            note(place, element.getTag(), "dummy value", "item of a dummy");
+        } else {
+            replaceIdentifiers(place, element,
+                               holdsVocabulary(element.getTag()) ? Cleaning::Vocabulary
+                               : place.isCleaned                 ? Cleaning::Descriptions
+                                                                 : Cleaning::Identifiers);
+        }
+    }
+
+    void clean(const Place& place, DcmElement& element, const std::string& rule) {
+        const DcmTagKey key = element.getTag().getXTag();
+        if (DcmSequenceOfItems* sequence = asSequence(element)) {
+            note(place, key, "cleaned", rule);
+            rewriteItems(place, *sequence, true, place.isDummy);
+        } else if (isOne(element.ident(), {EVR_DA, EVR_DT})) {
+            shift(place, element, rule);
+        } else if (element.ident() == EVR_TM) {
+            note(place, key, "kept", rule); // whole days leave the time of day
+        } else if (isOverlay(key)) {
+            note(place, key, "kept", rule);
+        } else if (holdsText(element) && element.ident() != EVR_UN) {
+            note(place, key, "cleaned", rule);
+            replaceIdentifiers(place, element, Cleaning::Descriptions);
+        } else { // bytes cannot be cleaned
+            const ConfidentialityRow* row = ConfidentialityTable::instance().find(key.getGroup(), key.getElement());
+            apply(place, element, row == nullptr ? Decision{} : decide(*row, {}, 0));
+        }
+    }
+
+    void shift(const Place& place, DcmElement& element, const std::string& rule) {
+        const std::string before(withoutPadding(textOf(element)));
+        const auto after = shiftDates(before, mDays);
+        putText(element, after ? *after : dummyText(element.ident()));
+        note(place, element.getTag(), after ? "date shifted" : "dummy value", rule);
+    }
+
+    void rewriteItems(const Place& outer, DcmSequenceOfItems& sequence, bool isCleaned, bool isDummy) {
+        std::size_t number = 0;
+        const std::string path = outer.prefix + nameOf(sequence.getTag());
+        for (DcmObject* object = sequence.nextInContainer(nullptr); object != nullptr;
+             object = sequence.nextInContainer(object)) {
+            ++number;
+            if (auto* item = dynamic_cast<DcmItem*>(object)) {
+                rewrite({*item, path + '[' + std::to_string(number) + "].", characterSetOf(*item, outer.characterSet),
+                         isCleaned, isDummy});
+            }
+        }
+    }
+
+    void replaceIdentifiers(const Place& place, DcmElement& element, Cleaning cleaning) {
+        const DcmEVR vr = element.ident();
+        if (isFreeText(vr) || vr == EVR_AE || vr == EVR_CS) {
+            const Cleaning allowed = vr == EVR_AE || vr == EVR_CS ? Cleaning::Vocabulary : cleaning;
+            const auto after = mCleaner.clean(mDecoder.utf8(element, place.characterSet), vr, allowed);
+            if (after) {
+                mWriter.put(element, vr == EVR_AE || vr == EVR_CS ? "REMOVED" : *after);
+                note(place, element.getTag(), "cleaned", "identifier of the run");
+            }
+        } else if (isOne(vr, {EVR_OB, EVR_UN}) && holdsIdentifier(element)) {
+            remove(place, element, "identifier of the run in its bytes");
+        }
+    }
+
+    bool holdsIdentifier(DcmElement& element) const {
+        Uint8* bytes = nullptr;
+        return element.getUint8Array(bytes).good() && bytes != nullptr &&
+               mTools.finder.findInBytes({reinterpret_cast<const char*>(bytes), element.getLength()}).has_value();
+    }
+
+    std::string newTextOf(const Identifier& identifier, std::string_view found) const {
+        const bool isDate = identifier.kind == IdentifierKind::OtherDate;
+        if (identifier.kind == IdentifierKind::Uid) {
+            return mTools.pseudonyms.uid(identifier.text);
+        }
+        if (identifier.kind == IdentifierKind::PatientId) {
+            return pseudonymOf(mTools, identifier.text).id;
+        }
+        if (isDate && options().has(ProfileOption::ModifiedDates)) {
+            const std::string moved = shiftDates(identifier.text, mDays).value_or("");
+            const bool isPlain = found.size() == moved.size();
+            return isPlain ? moved : moved.substr(0, 4) + '-' + moved.substr(4, 2) + '-' + moved.substr(6, 2);
+        }
+        return std::string(kRemovedText);
+    }
+
+    DcmDataset& mDataset;
+    const ProfileTools& mTools;
+    TextDecoder& mDecoder;
+    TextWriter mWriter;
+    std::string mPatient;
+    int mDays;
+    TextCleaner mCleaner;
+    std::string mSopClass{};
+    RewrittenFile mResult{};
+};
+
+} // namespace
+
+PatientPseudonym pseudonymOf(const ProfileTools& tools, const std::string& patient) {
+    const auto assigned = tools.assigned.find(patient);
+    if (assigned != tools.assigned.end()) {
+        return assigned->second;
+    }
+    const std::string id = tools.pseudonyms.id("PatientID", patient);
+    return {id, id};
+}
+
+RewrittenFile applyProfile(DcmFileFormat& file, const ProfileTools& tools, TextDecoder& decoder) {
+    return FileRewriting(file, tools, decoder).run();
+}
+
+} // namespace radvex::deidentify

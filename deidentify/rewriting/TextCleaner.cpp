@@ -1,0 +1,95 @@
+#include "deidentify/rewriting/TextCleaner.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <map>
+
+#include "deidentify/identifiers/SuspiciousText.h"
+
+namespace radvex::deidentify {
+
+namespace {
+
+bool isSeparator(char character) {
+    return std::string_view(" ,.^=\\_-\t\r\n").find(character) != std::string_view::npos;
+}
+
+bool isSingleNameWord(const Identifier& identifier, std::string_view found) {
+    const bool isName = identifier.kind == IdentifierKind::PatientName ||
+                        identifier.kind == IdentifierKind::OtherName ||
+                        identifier.kind == IdentifierKind::Organization || identifier.kind == IdentifierKind::Device;
+    return isName && std::ranges::none_of(found, isSeparator);
+}
+
+/// Characters that a value may have (PS3.5, table 6.2-1); 0: no limit that matters.
+std::size_t longestValue(DcmEVR vr) {
+    switch (vr) {
+    case EVR_AE:
+    case EVR_CS:
+    case EVR_SH: return 16;
+    case EVR_LO:
+    case EVR_PN: return 64;
+    case EVR_ST: return 1024;
+    case EVR_LT: return 10240;
+    default: return 0;
+    }
+}
+
+bool isContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U; }
+
+/// Cuts each value at the limit of the type.
+std::string limited(const std::string& text, DcmEVR vr) {
+    const std::size_t most = longestValue(vr);
+    const bool hasValues = vr != EVR_ST && vr != EVR_LT;
+    if (most == 0) {
+        return text;
+    }
+    std::string result;
+    std::size_t length = 0;
+    for (const char byte : text) {
+        if (hasValues && byte == '\\') {
+            length = 0;
+        } else if (!isContinuation(byte)) {
+            ++length;
+        }
+        if (length <= most) {
+            result += byte;
+        }
+    }
+    return result;
+}
+
+} // namespace
+
+std::optional<std::string> TextCleaner::clean(const std::string& text, DcmEVR vr, Cleaning cleaning) const {
+    struct Part {
+        std::size_t end;
+        std::string replacement;
+    };
+    std::map<std::size_t, Part> parts; // by their begin
+    for (const Find& find : mFinder.findAll(text)) {
+        const std::string_view found = std::string_view(text).substr(find.begin, find.length);
+        if (cleaning != Cleaning::Vocabulary || !isSingleNameWord(*find.identifier, found)) {
+            parts[find.begin] = {find.begin + find.length, mNewText(*find.identifier, found)};
+        }
+    }
+    if (cleaning == Cleaning::Descriptions) {
+        for (const TextSpan& span : suspiciousParts(text)) {
+            parts.try_emplace(span.begin, Part{span.begin + span.length, std::string(kRemovedText)});
+        }
+    }
+    if (parts.empty()) {
+        return std::nullopt;
+    }
+    std::string result;
+    std::size_t done = 0;
+    for (const auto& [begin, part] : parts) {
+        if (begin >= done) {
+            result.append(text, done, begin - done).append(part.replacement);
+        }
+        done = std::max(done, part.end); // of two that overlap, all of both goes
+    }
+    return limited(result.append(text, done), vr);
+}
+
+} // namespace radvex::deidentify

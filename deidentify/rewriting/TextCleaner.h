@@ -1,0 +1,43 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "dcmtk/config/osconfig.h"
+#include "deidentify/identifiers/IdentifierFinder.h"
+
+#include "dcmtk/dcmdata/dcvr.h"
+
+namespace radvex::deidentify {
+
+/// How much of a text may go.
+enum class Cleaning {
+    Identifiers,  ///< what is known from the files of the run
+    Vocabulary,   ///< the same, but no single word of a name: "Stone" is more likely a finding than Mr Stone
+    Descriptions, ///< identifiers, and what looks like one
+};
+
+/// Replaces identifiers in texts.
+class TextCleaner {
+  public:
+    /// What stands for an identifier that was found.
+    /// @param found  as it was spelt
+    using NewText = std::function<std::string(const Identifier& identifier, std::string_view found)>;
+
+    TextCleaner(const IdentifierFinder& finder, NewText newText) : mFinder(finder), mNewText(std::move(newText)) {}
+
+    /// @param text  UTF-8, with backslashes between values
+    /// @return the new text, no longer than the type allows; nothing when it holds nothing to replace
+    std::optional<std::string> clean(const std::string& text, DcmEVR vr, Cleaning cleaning) const;
+
+  private:
+    const IdentifierFinder& mFinder;
+    NewText mNewText;
+};
+
+/// Stands in texts for what was removed.
+inline constexpr std::string_view kRemovedText = "[removed]";
+
+} // namespace radvex::deidentify

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+
+#include "dcmtk/config/osconfig.h"
+
+#include "dcmtk/dcmdata/dctagkey.h"
+
+namespace radvex::deidentify {
+
+/// Whether the attribute's UIDs name a kind of thing (a class, a transfer syntax, a coding scheme, a program) and not
+/// one thing of that kind. Such UIDs are the same in the files of all patients.
+bool namesAKind(const DcmTagKey& key);
+
+/// Whether DICOM itself defines the UID: well-known instances and frames of reference too.
+bool isWellKnownUid(const std::string& uid);
+
+} // namespace radvex::deidentify
