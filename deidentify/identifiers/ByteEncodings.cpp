@@ -10,7 +10,7 @@ namespace radvex::deidentify {
 namespace {
 
 constexpr std::size_t kLongestIdentifier = 4096; ///< longer ones are found by their parts
-constexpr std::size_t kShortestAnchor = 3;
+constexpr std::size_t kShortestAnchor = 2;
 constexpr std::size_t kFewestDigits = 8; ///< of a telephone number
 constexpr std::uint64_t kFirstHash = 0xCBF29CE484222325ULL;
 
@@ -66,6 +66,11 @@ std::string utf16Reading(std::string_view bytes, bool isBigEndian) {
     return utf8Of(text);
 }
 
+/// Whether a text has characters of 3 bytes of UTF-8, of which 3 make a name.
+bool hasWideLetters(std::string_view utf8) {
+    return std::any_of(utf8.begin(), utf8.end(), [](char byte) { return static_cast<unsigned char>(byte) >= 0xE0; });
+}
+
 /// A text without what stands between its words, twice, so that its parts are beside each other in either order.
 std::string runTogether(std::string_view utf8) {
     std::string text;
@@ -81,22 +86,46 @@ std::string runTogether(std::string_view utf8) {
 ByteEncodings::ByteEncodings(const IdentifierIndex& index) : mHasTelephones(index.hasTelephones()) {
     constexpr std::size_t kPunctuation = 1024;
     constexpr std::size_t kShortestUnspaced = 6; // 3 characters of UTF-16
+    constexpr std::size_t kBitsEach = 16;
     allowAscii();
+    mAnchors.resize(std::bit_ceil(std::max<std::size_t>(index.anchors().size() * kBitsEach, 4096)));
+    for (const std::string& word : index.anchors()) {
+        addAnchor(word);
+    }
     for (const Identifier& identifier : index.all()) {
         mLongestRun = std::max(mLongestRun, std::min(identifier.text.size(), kLongestIdentifier));
         if (!isAscii(identifier.text) && identifier.text.size() <= kLongestIdentifier) {
             allowEncodingsOf(identifier.text);
             allowEncodingsOf(runTogether(identifier.text));
-            mShortestRun = kShortestUnspaced - 1;
+            addAsciiPartsOf(identifier.text);
+            mShortestRun = hasWideLetters(identifier.text) ? kShortestUnspaced : mShortestRun;
         }
     }
     mLongestRun = 4 * mLongestRun + kPunctuation;
-    addAnchors(index);
+}
+
+std::size_t ByteEncodings::nextText(std::string_view bytes, std::size_t from) const {
+    // The shortest run holds a whole window wherever it begins.
+    const std::size_t step = mShortestRun - kWindow + 1;
+    const auto classAt = [&](std::size_t offset) { return mClasses[static_cast<unsigned char>(bytes[offset])]; };
+    for (std::size_t offset = from; offset + kWindow <= bytes.size(); offset += step) {
+        const unsigned first = classAt(offset);
+        const unsigned second = classAt(offset + 1);
+        const unsigned third = classAt(offset + 2);
+        const unsigned fourth = classAt(offset + 3);
+        const unsigned isRun = first & second & third & fourth & kZero;
+        const unsigned hasText = (first | second) & (third | fourth) & (kText - kZero);
+        if ((isRun & hasText >> 1U) != 0) {
+            return offset;
+        }
+    }
+    return bytes.size();
 }
 
 void ByteEncodings::allowAscii() {
+    mClasses[0] = kZero;
     for (unsigned first = 0x20; first < 0x7F; ++first) {
-        mIsText[first] = 1;
+        mClasses[first] = kText;
         mIsPair[first << 8U] = true; // UTF-16 of either byte order
         mIsPair[first] = true;
         for (unsigned second = 0x20; second < 0x7F; ++second) {
@@ -105,20 +134,21 @@ void ByteEncodings::allowAscii() {
     }
 }
 
-/// Allows the bytes of an encoded text beside each other, and beside ASCII.
+/// Allows the bytes of an encoded text beside each other, and beside ASCII and zeros.
 void ByteEncodings::allow(std::string_view encoded) {
     for (std::size_t index = 0; index < encoded.size(); ++index) {
-        const auto byte = static_cast<unsigned char>(encoded[index]);
+        const char byte = encoded[index];
         if (index > 0) {
-            mIsPair[std::size_t{static_cast<unsigned char>(encoded[index - 1])} << 8U | byte] = true;
+            mIsPair[pairOf(encoded[index - 1], byte)] = true;
         }
-        if (byte == 0 || mIsText[byte] != 0) {
+        unsigned char& known = mClasses[static_cast<unsigned char>(byte)];
+        if (known != kNothing) {
             continue;
         }
-        mIsText[byte] = 1;
-        for (unsigned other = 0; other < 0x7F; other = other == 0 ? 0x20 : other + 1) {
-            mIsPair[std::size_t{byte} << 8U | other] = true;
-            mIsPair[std::size_t{other} << 8U | byte] = true;
+        known = kText;
+        for (int other = 0; other < 0x7F; other = other == 0 ? 0x20 : other + 1) {
+            mIsPair[pairOf(byte, static_cast<char>(other))] = true;
+            mIsPair[pairOf(static_cast<char>(other), byte)] = true;
         }
     }
 }
@@ -146,15 +176,32 @@ void ByteEncodings::allowEncodingsOf(std::string_view utf8) {
     }
 }
 
-void ByteEncodings::addAnchors(const IdentifierIndex& index) {
-    constexpr std::size_t kBitsEach = 16;
-    mAnchors.resize(std::bit_ceil(std::max<std::size_t>(index.anchors().size() * kBitsEach, 4096)));
-    for (const std::string& word : index.anchors()) {
-        std::uint64_t hash = kFirstHash;
-        for (const char byte : word) {
-            hash = extended(hash, static_cast<unsigned char>(byte));
+void ByteEncodings::addAnchor(std::string_view word) {
+    std::uint64_t hash = kFirstHash;
+    for (const char byte : word) {
+        const unsigned char letter = foldedByte(static_cast<unsigned char>(byte));
+        hash = extended(hash, letter != 0 ? letter : static_cast<unsigned char>(byte));
+    }
+    mAnchors[mixed(hash) & (mAnchors.size() - 1)] = true;
+}
+
+/// Adds the longest part of ASCII of each word. Letters beyond ASCII separate words for `holdsAnchor`, because each
+/// encoding has other bytes for them.
+void ByteEncodings::addAsciiPartsOf(std::string_view utf8) {
+    const TextWords words(utf8);
+    for (std::size_t index = 0; index < words.count(); ++index) {
+        const std::size_t begin = words.folded().beginOf(words[index].begin);
+        const std::size_t end = words.folded().endOf(words[index].end - 1);
+        std::string_view rest = utf8.substr(begin, end - begin);
+        std::string_view longest;
+        while (!rest.empty()) {
+            const auto stop = std::find_if(rest.begin(), rest.end(), [](char byte) { return byte < 0; });
+            const auto size = static_cast<std::size_t>(stop - rest.begin());
+            longest = size > longest.size() ? rest.substr(0, size) : longest;
+            rest.remove_prefix(std::min(size + 1, rest.size()));
         }
-        mAnchors[mixed(hash) & (mAnchors.size() - 1)] = true;
+        mHasUnanchored = mHasUnanchored || longest.size() < kShortestAnchor;
+        addAnchor(longest);
     }
 }
 
@@ -194,10 +241,10 @@ bool ByteEncodings::holdsAnchor(std::string_view text, std::size_t first, std::s
 
 bool ByteEncodings::mayHold(std::string_view run) const {
     const auto isOther = [](char byte) { return byte != 0 && !isAsciiText(static_cast<unsigned char>(byte)); };
-    if (std::any_of(run.begin(), run.end(), isOther) || holdsAnchor(run, 0, 1)) {
+    if (holdsAnchor(run, 0, 1) || (mHasUnanchored && std::any_of(run.begin(), run.end(), isOther))) {
         return true;
     }
-    constexpr std::ptrdiff_t kFewestZeros = 5;
+    constexpr std::ptrdiff_t kFewestZeros = 3;
     return std::count(run.begin(), run.end(), '\0') >= kFewestZeros &&
            (holdsAnchor(run, 0, 2) || holdsAnchor(run, 1, 2));
 }

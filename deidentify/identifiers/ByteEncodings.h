@@ -1,8 +1,10 @@
 #pragma once
 
+#include <array>
 #include <bitset>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -15,12 +17,12 @@ class ByteEncodings {
   public:
     explicit ByteEncodings(const IdentifierIndex& index);
 
-    /// Whether the byte can be a character of an identifier, in any of the encodings.
-    bool isText(unsigned char byte) const { return mIsText[byte] != 0; }
+    /// Where the next bytes stand that may be a part of an identifier: the first of a few in which letters are beside
+    /// each other or beside zeros. No identifier lies before them and behind `from`. The size of the bytes when there
+    /// are none.
+    std::size_t nextText(std::string_view bytes, std::size_t from) const;
     /// Whether the bytes can stand beside each other in an identifier, in any of the encodings.
-    bool isPair(unsigned char first, unsigned char second) const { return mIsPair[std::size_t{first} << 8U | second]; }
-    /// Of this many bytes beside each other in an identifier one is a text byte, also of letter-zero pairs.
-    std::size_t step() const { return mShortestRun; }
+    bool isPair(char first, char second) const { return mIsPair[pairOf(first, second)]; }
     /// The fewest bytes of an identifier.
     std::size_t shortestRun() const { return mShortestRun; }
     /// The most bytes of an identifier, with much punctuation between its words.
@@ -30,17 +32,27 @@ class ByteEncodings {
     bool mayHold(std::string_view run) const;
 
   private:
+    /// How many bytes `nextText` looks at.
+    static constexpr std::size_t kWindow = 4;
+    /// What a byte can be.
+    enum Class : unsigned char { kNothing = 0, kZero = 1, kText = 3 };
+
+    static std::size_t pairOf(char first, char second) {
+        return std::size_t{static_cast<unsigned char>(first)} << 8U | static_cast<unsigned char>(second);
+    }
     void allowAscii();
     void allow(std::string_view encoded);
     void allowEncodingsOf(std::string_view utf8);
-    void addAnchors(const IdentifierIndex& index);
+    void addAnchor(std::string_view word);
+    void addAsciiPartsOf(std::string_view utf8);
     bool isAnchor(std::uint64_t hash) const;
     bool holdsAnchor(std::string_view text, std::size_t first, std::size_t step) const;
 
-    std::vector<unsigned char> mIsText = std::vector<unsigned char>(256);
+    std::array<unsigned char, 256> mClasses{};
     std::bitset<65536> mIsPair{};
     std::vector<bool> mAnchors{};
     bool mHasTelephones = false;
+    bool mHasUnanchored = false; ///< an identifier has a word with hardly an ASCII letter
     std::size_t mShortestRun = 7;
     std::size_t mLongestRun = 0;
 };

@@ -29,29 +29,24 @@ std::optional<Identifier> ByteSearch::finish() { return searchHeld(true); }
 
 std::optional<Identifier> ByteSearch::searchHeld(bool isLast) {
     const ByteEncodings& encodings = *mFinder.mEncodings;
-    const auto byteAt = [&](std::size_t offset) { return static_cast<unsigned char>(mHeld[offset]); };
-    std::size_t searched = 0;
-    for (std::size_t probe = encodings.step() - 1; probe < mHeld.size() && !mFinder.isEmpty();
-         probe += encodings.step()) {
-        if (!encodings.isText(byteAt(probe))) {
-            continue;
-        }
-        std::size_t begin = probe;
-        while (begin > searched && encodings.isPair(byteAt(begin - 1), byteAt(begin))) {
+    const std::string_view bytes = mHeld;
+    std::size_t searched = mFinder.isEmpty() ? bytes.size() : 0;
+    for (std::size_t seen = encodings.nextText(bytes, searched); seen < bytes.size();
+         seen = encodings.nextText(bytes, searched)) {
+        std::size_t begin = seen;
+        while (begin > searched && encodings.isPair(bytes[begin - 1], bytes[begin])) {
             --begin;
         }
-        std::size_t end = probe + 1;
-        while (end < mHeld.size() && encodings.isPair(byteAt(end - 1), byteAt(end))) {
+        std::size_t end = seen + 1;
+        while (end < bytes.size() && encodings.isPair(bytes[end - 1], bytes[end])) {
             ++end;
         }
-        if (end - begin >= encodings.shortestRun() &&
-            encodings.mayHold(std::string_view(mHeld).substr(begin, end - begin))) {
+        if (end - begin >= encodings.shortestRun() && encodings.mayHold(bytes.substr(begin, end - begin))) {
             if (std::optional<Identifier> found = lookCloselyAt(begin, end, isLast)) {
                 return found;
             }
         }
         searched = end;
-        probe += (end - probe - 1) / encodings.step() * encodings.step();
     }
     return std::nullopt;
 }
@@ -65,7 +60,7 @@ std::optional<Identifier> ByteSearch::lookCloselyAt(std::size_t begin, std::size
         const TextWords words(reading);
         for (const Candidate& find : index.candidatesIn(words)) {
             const bool isCut = (isCutBefore && find.begin == 0) || (isCutAfter && find.end == words.text().size());
-            if (!isCut && index.isTelling(find, words)) {
+            if (!isCut && index.isTelling(find, words, reading)) {
                 return index[find.number];
             }
         }

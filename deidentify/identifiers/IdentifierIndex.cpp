@@ -39,6 +39,22 @@ std::size_t charactersIn(const TextWords& words) {
     return count;
 }
 
+/// Whether the capitals of a word are where people put them: "smith", "SMITH", "Smith", "JSmith", "McDonald".
+bool isPlausibleWord(std::string_view word) {
+    const auto isCapital = [](char byte) { return byte >= 'A' && byte <= 'Z'; };
+    const auto capitals = std::count_if(word.begin(), word.end(), isCapital);
+    const auto firstSmall =
+        std::find_if(word.begin(), word.end(), [](char byte) { return byte >= 'a' && byte <= 'z'; });
+    const bool isCapitalsFirst = std::none_of(firstSmall, word.end(), isCapital);
+    return isCapitalsFirst || (capitals == 2 && isCapital(word.front()) && !isCapital(word.back()));
+}
+
+/// Letters that noise shows by chance have capitals anywhere.
+bool isPlausibleCase(std::string_view spelling) {
+    const std::vector<std::string_view> words = partsOf(spelling, " ,.-_^=/'");
+    return std::all_of(words.begin(), words.end(), isPlausibleWord);
+}
+
 std::string_view longestWordOf(const TextWords& words) {
     std::string_view longest;
     for (std::size_t index = 0; index < words.count(); ++index) {
@@ -125,6 +141,7 @@ void IdentifierIndex::addAddress(std::string_view text, std::uint32_t number) {
 }
 
 void IdentifierIndex::addName(std::uint32_t number) {
+    ++mNameCount;
     const NameForms forms = formsOfName(mIdentifiers[number].text);
     for (const std::string& word : forms.words) {
         mTree.mark(mTree.grow(Name, mTree.symbolFor(word)), number);
@@ -183,12 +200,17 @@ WordTree::Node IdentifierIndex::nextAfterGap(Spacing spacing, WordTree::Node nod
 }
 
 std::vector<Candidate> IdentifierIndex::candidatesIn(const TextWords& words) const {
+    Reading text{words};
+    text.symbols.reserve(words.count());
+    for (std::size_t index = 0; index < words.count(); ++index) {
+        text.symbols.push_back(mTree.symbolOf(words.wordAt(index)));
+    }
     std::vector<Candidate> found;
     for (std::size_t index = 0; index < words.count(); ++index) {
-        collectWalks(words, index, found);
+        collectWalks(text, index, found);
         collectDates(words, index, found);
     }
-    collectNames(words, found);
+    collectNames(text, found);
     collectWhole(words, found);
     mTelephones.findIn(words.text(), [&](std::size_t begin, std::size_t end, std::uint32_t number) {
         found.push_back({begin, end, number, 1});
@@ -196,59 +218,63 @@ std::vector<Candidate> IdentifierIndex::candidatesIn(const TextWords& words) con
     return found;
 }
 
-void IdentifierIndex::collectWalks(const TextWords& words, std::size_t first, std::vector<Candidate>& found) const {
-    const WordTree::Symbol symbol = mTree.symbolOf(words.wordAt(first));
+void IdentifierIndex::collectWalks(const Reading& text, std::size_t first, std::vector<Candidate>& found) const {
+    const TextWords& words = text.words;
     for (const Spacing spacing : {Code, Name, Phrase}) {
-        WordTree::Node node = mTree.next(spacing, symbol);
+        WordTree::Node node = mTree.next(spacing, text.symbols[first]);
         for (std::size_t last = first; node != WordTree::kNone; ++last) {
             if (const std::uint32_t number = mTree.numberAt(node); number != WordTree::kNone) {
-                found.push_back(
-                    {words[first].begin, words[last].end, number, static_cast<std::uint32_t>(last - first + 1)});
+                const auto count = static_cast<std::uint32_t>(last - first + 1);
+                found.push_back({words[first].begin, words[last].end, number, count});
             }
             if (last + 1 >= words.count()) {
                 break;
             }
             node = nextAfterGap(spacing, node, words.gapBefore(last + 1));
-            node = node == WordTree::kNone ? node : mTree.next(node, mTree.symbolOf(words.wordAt(last + 1)));
+            node = node == WordTree::kNone ? node : mTree.next(node, text.symbols[last + 1]);
         }
     }
 }
 
 /// How a word and the one before it stand beside each other in a name; null when they do not.
-const IdentifierIndex::Link* IdentifierIndex::linkBetween(const TextWords& words, std::size_t second) const {
-    const WordTree::Symbol one = mTree.symbolOf(words.wordAt(second - 1));
-    const WordTree::Symbol other = mTree.symbolOf(words.wordAt(second));
-    if (one == WordTree::kNone || other == WordTree::kNone ||
-        nextAfterGap(Name, Name, words.gapBefore(second)) == WordTree::kNone) {
+const IdentifierIndex::Link* IdentifierIndex::linkBetween(const Reading& text, std::size_t second) const {
+    const WordTree::Symbol one = text.symbols[second - 1];
+    const WordTree::Symbol other = text.symbols[second];
+    if (one == WordTree::kNone || other == WordTree::kNone) {
         return nullptr;
     }
     const auto found = mLinks.find(linkKey(one, other));
-    return found == mLinks.end() ? nullptr : &found->second;
+    const bool isBeside = nextAfterGap(Name, Name, text.words.gapBefore(second)) != WordTree::kNone;
+    return found == mLinks.end() || !isBeside ? nullptr : &found->second;
+}
+
+/// Whether the word is found by itself as a part of a name.
+bool IdentifierIndex::isNameWord(WordTree::Symbol symbol) const {
+    const WordTree::Node node = mTree.next(Name, symbol);
+    return node != WordTree::kNone && mTree.numberAt(node) != WordTree::kNone;
 }
 
 /// Collects words of names that stand beside each other, when they tell more than a few initials.
-void IdentifierIndex::collectNames(const TextWords& words, std::vector<Candidate>& found) const {
+void IdentifierIndex::collectNames(const Reading& text, std::vector<Candidate>& found) const {
     constexpr std::size_t kFewestLetters = 3;
-    const auto isStrong = [&](std::size_t index) {
-        const WordTree::Node node = mTree.next(Name, mTree.symbolOf(words.wordAt(index)));
-        return node != WordTree::kNone && mTree.numberAt(node) != WordTree::kNone;
-    };
+    const TextWords& words = text.words;
     for (std::size_t first = 0; !mLinks.empty() && first < words.count();) {
-        bool isName = isStrong(first);
+        bool isName = false;
         std::uint32_t number = 0;
         std::size_t last = first;
         for (; last + 1 < words.count(); ++last) {
-            const Link* link = linkBetween(words, last + 1);
+            const Link* link = linkBetween(text, last + 1);
             if (link == nullptr) {
                 break;
             }
             const std::size_t letters = words[last].characters + words[last + 1].characters;
-            isName = isName || isStrong(last + 1) || (link->isTelling && letters >= kFewestLetters);
+            isName = isName || (link->isTelling && letters >= kFewestLetters) || isNameWord(text.symbols[last]) ||
+                     isNameWord(text.symbols[last + 1]);
             number = last == first ? link->number : number;
         }
-        if (isName && last > first) {
-            found.push_back(
-                {words[first].begin, words[last].end, number, static_cast<std::uint32_t>(last - first + 1)});
+        if (isName) {
+            const auto count = static_cast<std::uint32_t>(last - first + 1);
+            found.push_back({words[first].begin, words[last].end, number, count});
         }
         first = last + 1;
     }
@@ -275,24 +301,32 @@ void IdentifierIndex::collectWhole(const TextWords& words, std::vector<Candidate
     }
 }
 
-bool IdentifierIndex::isTelling(const Candidate& find, const TextWords& words) const {
+bool IdentifierIndex::isTelling(const Candidate& find, const TextWords& words, std::string_view original) const {
+    constexpr std::size_t kShortest = 8;
     const std::string_view text = words.text().substr(find.begin, find.end - find.begin);
-    const bool isAscii = std::all_of(text.begin(), text.end(), [](char byte) { return byte >= 0; });
+    const auto isAscii = [](char byte) { return isDigit(byte) || (byte >= 'a' && byte <= 'z'); };
+    const auto isOther = [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0xC0U; };
+    const std::ptrdiff_t ascii = std::count_if(text.begin(), text.end(), isAscii);
+    const std::ptrdiff_t others = std::count_if(text.begin(), text.end(), isOther); // a byte of each
+    // A letter beyond ASCII is at least two bytes where there is nothing else. Punctuation between words is one byte.
+    const auto letters = static_cast<std::size_t>(ascii == 0 ? 2 * others : ascii + others);
+    const std::size_t size = letters + find.words - 1;
     switch (mIdentifiers[find.number].kind) {
+    case IdentifierKind::Uid: return text.size() >= kShortest;
     case IdentifierKind::PatientName:
     case IdentifierKind::OtherName: {
-        constexpr std::size_t kShortestName = 7;
-        return text.size() >= kShortestName || (!isAscii && find.words >= 3);
+        constexpr std::size_t kFewNames = 1000; // so few that short ones are no chance
+        const bool isLong = size >= (find.words == 1 || mNameCount <= kFewNames ? kShortest - 1 : kShortest);
+        const std::size_t begin = words.folded().beginOf(find.begin);
+        const std::string_view spelling = original.substr(begin, words.folded().endOf(find.end - 1) - begin);
+        return isLong && isPlausibleCase(spelling);
     }
     case IdentifierKind::BirthDate: {
         constexpr std::size_t kSpelledDate = 10;
         return text.size() == kSpelledDate && (text.find('-') != text.npos || text.find('.') != text.npos);
     }
     case IdentifierKind::OtherDate: return false;
-    default: {
-        constexpr std::size_t kShortestText = 8;
-        return text.size() >= kShortestText;
-    }
+    default: return size >= kShortest;
     }
 }
 

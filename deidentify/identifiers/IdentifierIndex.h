@@ -34,7 +34,8 @@ class IdentifierIndex {
     std::vector<Candidate> candidatesIn(const TextWords& words) const;
 
     /// Whether a find is one that bytes which are no text do not show by chance: enough characters of a certain kind.
-    bool isTelling(const Candidate& find, const TextWords& words) const;
+    /// @param original  the text of the words as it was before it was folded
+    bool isTelling(const Candidate& find, const TextWords& words, std::string_view original) const;
 
     /// Words of which at least one, folded, is in every telling find but telephone numbers.
     const std::vector<std::string>& anchors() const { return mAnchors; }
@@ -63,11 +64,16 @@ class IdentifierIndex {
     void addDate(std::uint32_t number);
 
     WordTree::Node nextAfterGap(Spacing spacing, WordTree::Node node, std::string_view gap) const;
-    const Link* linkBetween(const TextWords& words, std::size_t second) const;
-    bool isStrong(std::size_t word) const;
+    /// A text whose words have been looked up.
+    struct Reading {
+        const TextWords& words;
+        std::vector<WordTree::Symbol> symbols{};
+    };
+    const Link* linkBetween(const Reading& text, std::size_t second) const;
+    bool isNameWord(WordTree::Symbol symbol) const;
 
-    void collectWalks(const TextWords& words, std::size_t first, std::vector<Candidate>& found) const;
-    void collectNames(const TextWords& words, std::vector<Candidate>& found) const;
+    void collectWalks(const Reading& text, std::size_t first, std::vector<Candidate>& found) const;
+    void collectNames(const Reading& text, std::vector<Candidate>& found) const;
     void collectDates(const TextWords& words, std::size_t first, std::vector<Candidate>& found) const;
     void collectWhole(const TextWords& words, std::vector<Candidate>& found) const;
 
@@ -79,6 +85,7 @@ class IdentifierIndex {
     std::unordered_map<int, std::uint32_t> mShortBirthDates{}; ///< by YYMMDD
     std::unordered_map<int, std::uint32_t> mShortDates{};      ///< the same of all dates
     TelephoneNumbers mTelephones{};
+    std::size_t mNameCount = 0;
     std::vector<std::string> mAnchors{};
 };
 

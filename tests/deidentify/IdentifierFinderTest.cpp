@@ -283,7 +283,7 @@ TEST(IdentifierFinder, TakesAnyBytesAsIdentifiersAndAsTexts) {
         }
         return text;
     };
-    for (int round = 0; round < 300; ++round) {
+    for (int round = 0; round < 100; ++round) {
         std::vector<Identifier> identifiers;
         for (int kind = 0; kind <= static_cast<int>(Kind::Device); ++kind) {
             identifiers.push_back({static_cast<Kind>(kind), noise(random() % 40)});
@@ -305,23 +305,23 @@ TEST(IdentifierFinder, TakesAnyBytesAsIdentifiersAndAsTexts) {
 
 TEST(IdentifierFinder, TakesLinearTimeForHugeTextsAndManyIdentifiers) {
     std::vector<Identifier> identifiers;
-    for (int number = 0; number < 20000; ++number) {
+    for (int number = 0; number < 5000; ++number) {
         identifiers.push_back({Kind::PatientName, "Smith^" + std::string(1, static_cast<char>('a' + number % 26)) +
                                                       std::to_string(number)});
         identifiers.push_back({Kind::PatientId, "MRN " + std::to_string(100000 + number)});
     }
     identifiers.push_back({Kind::Address, std::string(20000, 'a') + " 1"});
     std::string repeated;
-    for (int count = 0; count < 5000; ++count) {
+    for (int count = 0; count < 2000; ++count) {
         repeated += "a ";
     }
     identifiers.push_back({Kind::Address, repeated});
     const IdentifierFinder finder = finderOf(identifiers);
     std::string text = repeated;
-    for (int count = 0; count < 20000; ++count) {
+    for (int count = 0; count < 5000; ++count) {
         text += "mrn 99 smith, ";
     }
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_GE(finder.findAll(text).size(), 20000U);
+    EXPECT_GE(finder.findAll(text).size(), 5000U);
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
 }
