@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -35,13 +36,15 @@ struct Picture {
 /// Writes Pixel Data of these bytes, as words where samples are longer than a byte.
 inline void putPixels(DcmDataset& dataset, const Picture& picture, std::vector<Uint8> bytes) {
     bytes.resize((bytes.size() + 1) / 2 * 2);
+    auto pixels = std::make_unique<DcmPixelData>(DcmTag(DCM_PixelData, picture.allocated > 8 ? EVR_OW : EVR_OB));
     if (picture.allocated > 8) {
         std::vector<Uint16> words(bytes.size() / 2);
         std::memcpy(words.data(), bytes.data(), bytes.size());
-        dataset.putAndInsertUint16Array(DcmTag(DCM_PixelData, EVR_OW), words.data(), words.size());
+        pixels->putUint16Array(words.data(), words.size());
     } else {
-        dataset.putAndInsertUint8Array(DcmTag(DCM_PixelData, EVR_OB), bytes.data(), bytes.size());
+        pixels->putUint8Array(bytes.data(), bytes.size());
     }
+    dataset.insert(pixels.release(), OFTrue);
 }
 
 inline void fillPicture(DcmFileFormat& file, const Picture& picture, const std::vector<Uint8>& bytes) {
