@@ -158,14 +158,14 @@ void maskPixels(DcmFileFormat& file, const std::vector<const MaskRule*>& rules) 
 
 bool mask(DcmFileFormat& file, const MaskRules& rules) {
     DcmDataset& dataset = *file.getDataset();
-    if (pixelElementOf(dataset) == nullptr) {
-        return false;
-    }
     const std::vector<const MaskRule*> matching = rules.matching(dataset);
     if (matching.empty()) {
         return false;
     }
     try {
+        if (pixelElementOf(dataset) == nullptr) {
+            return false;
+        }
         maskPixels(file, matching);
     } catch (const std::runtime_error& error) {
         throw std::runtime_error(std::string("it cannot be masked, because ") + error.what());

@@ -100,6 +100,12 @@ std::vector<DcmTagKey> describedByCodecs() {
             DCM_LossyImageCompressionMethod};
 }
 
+long framesOf(DcmItem& dataset) {
+    long frames = 1;
+    (void)dataset.findAndGetLongInt(DCM_NumberOfFrames, frames, 0, OFFalse);
+    return std::max(frames, 1L);
+}
+
 double encodedBytes(DcmPixelData& pixels, E_TransferSyntax syntax) {
     DcmPixelSequence* fragments = nullptr;
     double bytes = 0;
@@ -125,12 +131,10 @@ void checkDecodedSize(DcmDataset& dataset, DcmPixelData& pixels, E_TransferSynta
         (void)dataset.findAndGetUint16(key, value, 0, OFFalse);
         return static_cast<double>(value);
     };
-    long frames = 1;
-    (void)dataset.findAndGetLongInt(DCM_NumberOfFrames, frames, 0, OFFalse);
     // A colour has three samples and JPEG two bytes, whatever the attributes say.
     const double samples = number(DCM_Rows) * number(DCM_Columns) * std::max(3.0, number(DCM_SamplesPerPixel));
     const double bytes =
-        samples * std::max(1.0, static_cast<double>(frames)) * std::max(2.0, number(DCM_BitsAllocated) / 8.0);
+        samples * static_cast<double>(framesOf(dataset)) * std::max(2.0, number(DCM_BitsAllocated) / 8.0);
     const bool isJpegLs = syntax == EXS_JPEGLSLossless || syntax == EXS_JPEGLSLossy;
     const double explained = encodedBytes(pixels, syntax) * (isJpegLs ? kMaxRatioOfJpegLs : kMaxRatio);
     if (bytes > kMostBytes) {
@@ -240,12 +244,16 @@ E_TransferSyntax decodePixels(DcmDataset& dataset) {
         fail(std::string("pixels in ") + DcmXfer(syntax).getXferName() + " cannot be decoded");
     }
     checkDecodedSize(dataset, *pixels, syntax);
+    const long frames = framesOf(dataset);
     KeptAttributes kept(dataset, describedByCodecs());
-    OFString lossy;
     const OFCondition decoded = dataset.chooseRepresentation(EXS_LittleEndianExplicit, nullptr);
     if (decoded.bad()) {
         fail(std::string("its pixels cannot be decoded: ") + decoded.text());
     }
+    if (framesOf(dataset) != frames) { // decoders correct the number to what they find
+        fail("its compressed frames are not all there");
+    }
+    OFString lossy;
     (void)dataset.findAndGetOFString(DCM_LossyImageCompression, lossy, 0, OFFalse);
     kept.restore();
     if (!lossy.empty() && dataset.tagExistsWithValue(DCM_LossyImageCompression) == OFFalse) {

@@ -110,13 +110,17 @@ void checkByteOrder(DcmItem& dataset, const PixelLayout& layout) {
 } // namespace
 
 DcmElement* pixelElementOf(DcmItem& dataset) {
+    DcmElement* found = nullptr;
     for (const DcmTagKey& key : {DCM_PixelData, DCM_FloatPixelData, DCM_DoubleFloatPixelData}) {
         DcmElement* element = nullptr;
         if (dataset.findAndGetElement(key, element, OFFalse, OFFalse).good() && element != nullptr) {
-            return element;
+            if (found != nullptr) {
+                fail("it has pixels of several kinds");
+            }
+            found = element;
         }
     }
-    return nullptr;
+    return found;
 }
 
 PixelLayout pixelLayoutOf(DcmItem& dataset) {

@@ -33,6 +33,7 @@ struct PixelLayout {
 };
 
 /// Pixel Data, Float Pixel Data or Double Float Pixel Data of a dataset; null when it has none.
+/// @throws std::runtime_error  a part of a sentence: it has several, of which others would show what one does not
 DcmElement* pixelElementOf(DcmItem& dataset);
 
 /// What the attributes say. Nothing of it is compared with the value.

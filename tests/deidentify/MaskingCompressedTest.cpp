@@ -230,6 +230,15 @@ TEST_F(CompressedMask, BrokenStreamsAreErrors) {
     }
 }
 
+TEST_F(CompressedMask, FramesThatAreMissingAreAnError) {
+    for (const Words& encoder : {Words{"dcmcjpls", "+el"}, Words{"dcmcjpeg", "+e1"}, Words{"dcmcrle"}}) {
+        DcmFileFormat file;
+        ASSERT_TRUE(file.loadFile(run(encoder, write(kGrey, spelledBytes(162))).c_str()).good());
+        file.getDataset()->putAndInsertString(DCM_NumberOfFrames, "4");
+        EXPECT_THAT(refusalOf(file, kRectangle), StartsWith("it cannot be masked, because ")) << encoder.front();
+    }
+}
+
 TEST_F(CompressedMask, AFewBytesClaimNoMemory) {
     for (const auto& [size, frames] : {std::pair(65535, 1), std::pair(65535, 2147483647), std::pair(16384, 1)}) {
         DcmFileFormat file;

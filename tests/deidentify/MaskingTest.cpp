@@ -364,6 +364,15 @@ TEST(Masking, AttributesThatContradictEachOtherAreAnError) {
     EXPECT_THAT(refusal({.columns = 7, .samples = 3, .model = "YBR_FULL_422"}, 70, kRectangle), HasSubstr("pairs"));
 }
 
+TEST(Masking, PixelsOfSeveralKindsAreAnError) {
+    EXPECT_THAT(refusal({}, 40, kRectangle,
+                        [](DcmItem& dataset) {
+                            const Float32 value = 1.0F;
+                            dataset.putAndInsertFloat32Array(DCM_FloatPixelData, &value, 1);
+                        }),
+                HasSubstr("several kinds"));
+}
+
 TEST(Masking, WhatFollowsTheLastFrameIsCleared) {
     const auto result = masked({}, spelledBytes(60), kRectangle); // half a frame more
     ASSERT_EQ(result.size(), 60U);
