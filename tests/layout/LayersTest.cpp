@@ -32,11 +32,12 @@ const std::map<std::string, std::set<std::string>> kSees{
     {"media/dicomdir", {"files", "guard", "media", "dcmtk"}},
     {"volume", {"files", "formats", "host", "include", "media", "workers"}},
     {"deidentify/identifiers", {}},
+    {"deidentify/pixels", {"formats", "dcmtk"}},
     {"deidentify/profile", {}},
     {"deidentify",
      {"deidentify/identifiers", "deidentify/profile", "files", "formats", "host", "media", "workers"}},
     {"deidentify/rewriting",
-     {"deidentify", "deidentify/identifiers", "deidentify/profile", "media", "media/dicomdir", "guard", "dcmtk"}},
+     {"deidentify", "deidentify/identifiers", "deidentify/pixels", "deidentify/profile", "media", "media/dicomdir", "guard", "dcmtk"}},
     {"cli", {"deidentify", "files", "formats", "host", "include", "media", "volume", "workers"}},
 };
 

@@ -1,0 +1,449 @@
+#include "deidentify/pixels/Masking.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "tests/deidentify/PixelPictures.h"
+#include "tests/support/DicomFiles.h"
+
+using namespace radvex::deidentify;
+using namespace radvex::test;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+/// Two columns from the third on, of rows 1 to 3.
+const std::string kRectangle = R"("rectangles": [[2, 1, 2, 3]])";
+bool isInside(int row, int column) { return column >= 2 && column < 4 && row >= 1 && row < 4; }
+
+using InPlace = std::function<void(std::vector<Uint8>& bytes, int frame, int row, int column)>;
+
+/// Calls `change` for every pixel inside the rectangle, in every frame.
+std::vector<Uint8> changed(std::vector<Uint8> bytes, const Picture& picture, const InPlace& change) {
+    for (int frame = 0; frame < picture.frames; ++frame) {
+        for (int row = 0; row < picture.rows; ++row) {
+            for (int column = 0; column < picture.columns; ++column) {
+                if (isInside(row, column)) {
+                    change(bytes, frame, row, column);
+                }
+            }
+        }
+    }
+    return bytes;
+}
+
+std::size_t pixelAt(const Picture& picture, int frame, int row, int column) {
+    return static_cast<std::size_t>((frame * picture.rows + row) * picture.columns + column);
+}
+
+std::vector<Uint8> masked(const Picture& picture, const std::vector<Uint8>& bytes, const std::string& rule,
+                          const Fill& more = {}) {
+    DcmFileFormat file;
+    fillPicture(file, picture, bytes);
+    if (more) {
+        more(*file.getDataset());
+    }
+    EXPECT_TRUE(mask(file, rulesOf(rule)));
+    return pixelBytes(*file.getDataset());
+}
+
+std::string refusal(const Picture& picture, std::size_t count, const std::string& rule, const Fill& more = {}) {
+    DcmFileFormat file;
+    fillPicture(file, picture, spelledBytes(count));
+    if (more) {
+        more(*file.getDataset());
+    }
+    return refusalOf(file, rule);
+}
+
+void putRegion(DcmItem& dataset, Uint32 left, Uint32 top, Uint32 right, Uint32 bottom) {
+    DcmItem& region = addItem(dataset, DCM_SequenceOfUltrasoundRegions);
+    region.putAndInsertUint32(DCM_RegionLocationMinX0, left);
+    region.putAndInsertUint32(DCM_RegionLocationMinY0, top);
+    region.putAndInsertUint32(DCM_RegionLocationMaxX1, right);
+    region.putAndInsertUint32(DCM_RegionLocationMaxY1, bottom);
+}
+
+/// One frame of 5 rows of 8 bytes, of which `isBlank` says what is 0.
+std::vector<Uint8> blankedWhere(const std::function<bool(int row, int column)>& isBlank) {
+    std::vector<Uint8> bytes = spelledBytes(40);
+    for (int row = 0; row < 5; ++row) {
+        for (int column = 0; column < 8; ++column) {
+            if (isBlank(row, column)) {
+                bytes[static_cast<std::size_t>(row * 8 + column)] = 0;
+            }
+        }
+    }
+    return bytes;
+}
+
+} // namespace
+
+TEST(Masking, BlanksBytesInAllFramesAndNothingElse) {
+    const Picture picture{.frames = 3};
+    const auto bytes = spelledBytes(3 * 40);
+    const auto wanted = changed(bytes, picture, [&](auto& all, int frame, int row, int column) {
+        all[pixelAt(picture, frame, row, column)] = 0;
+    });
+    EXPECT_EQ(masked(picture, bytes, kRectangle), wanted);
+}
+
+TEST(Masking, AnOddNumberOfBytesKeepsItsPadding) {
+    const Picture picture{.rows = 5, .columns = 7};
+    const auto result = masked(picture, spelledBytes(35), kRectangle);
+    ASSERT_EQ(result.size(), 36U);
+    EXPECT_EQ(result[34], spelledBytes(35)[34]);
+}
+
+TEST(Masking, ChangesOnlyTheBitsOfTheStoredValue) {
+    // 10 bits of 16, from bit 2 on; the other six hold what they held.
+    const Picture picture{.frames = 2, .allocated = 16, .stored = 10, .high = 11};
+    const auto bytes = spelledBytes(2 * 80);
+    const auto wanted = changed(bytes, picture, [&](auto& all, int frame, int row, int column) {
+        const std::size_t at = 2 * pixelAt(picture, frame, row, column);
+        all[at] = all[at] & 0x03;
+        all[at + 1] = all[at + 1] & 0xF0;
+    });
+    EXPECT_EQ(masked(picture, bytes, kRectangle), wanted);
+}
+
+TEST(Masking, BlackIsTheEndOfTheScaleThatIsShownBlack) {
+    struct Case {
+        Picture picture;
+        std::uint16_t black;
+    };
+    const Case cases[] = {
+        {{.allocated = 16, .stored = 12, .high = 11, .isSigned = true}, 0x0800}, // -2048 in 12 bits
+        {{.allocated = 16, .stored = 16, .high = 15, .isSigned = true}, 0x8000},
+        {{.allocated = 16, .stored = 12, .high = 11, .model = "MONOCHROME1"}, 0x0FFF},
+        {{.allocated = 16, .stored = 12, .high = 11, .isSigned = true, .model = "MONOCHROME1"}, 0x07FF}};
+    for (const auto& [picture, black] : cases) {
+        const unsigned stored = picture.stored == 16 ? 0xFFFFU : 0x0FFFU;
+        const auto bytes = spelledBytes(80);
+        const Uint16 value = black;
+        const auto wanted = changed(bytes, picture, [&](auto& all, int frame, int row, int column) {
+            const std::size_t at = 2 * pixelAt(picture, frame, row, column);
+            const unsigned word = all[at] + 256U * all[at + 1];
+            const unsigned blanked = (word & ~stored & 0xFFFFU) | value;
+            all[at] = static_cast<Uint8>(blanked & 0xFF);
+            all[at + 1] = static_cast<Uint8>(blanked >> 8);
+        });
+        EXPECT_EQ(masked(picture, bytes, kRectangle), wanted) << picture.model << picture.stored;
+    }
+}
+
+TEST(Masking, LongWordsAndSingleBitsLieWhereTheyShould) {
+    const Picture words{.allocated = 32, .stored = 32, .high = 31};
+    const auto bytes = spelledBytes(160);
+    const auto wanted = changed(bytes, words, [&](auto& all, int frame, int row, int column) {
+        std::memset(all.data() + 4 * pixelAt(words, frame, row, column), 0, 4);
+    });
+    EXPECT_EQ(masked(words, bytes, kRectangle), wanted);
+
+    // 35 bits of a frame: the second frame begins inside a byte.
+    const Picture bits{.rows = 5, .columns = 7, .frames = 2, .allocated = 1, .stored = 1, .high = 0};
+    std::vector<Uint8> all(10, 0xFF);
+    all[8] = 0x3F; // 70 bits
+    all[9] = 0;
+    const auto blanked = changed(all, bits, [&](auto& octets, int frame, int row, int column) {
+        const std::size_t bit = pixelAt(bits, frame, row, column);
+        octets[bit / 8] = static_cast<Uint8>(octets[bit / 8] & ~(1U << (bit % 8)));
+    });
+    EXPECT_EQ(masked(bits, all, kRectangle), blanked);
+}
+
+TEST(Masking, ColoursAreBlackByPixelAndByPlane) {
+    for (const int planar : {0, 1}) {
+        const Picture picture{.frames = 2, .samples = 3, .planar = planar, .model = "RGB"};
+        const auto bytes = spelledBytes(2 * 120);
+        const auto wanted = changed(bytes, picture, [&](auto& all, int frame, int row, int column) {
+            for (std::size_t sample = 0; sample < 3; ++sample) {
+                const auto place = static_cast<std::size_t>(row * 8 + column);
+                const auto start = static_cast<std::size_t>(frame) * 120;
+                all[start + (planar == 0 ? place * 3 + sample : sample * 40 + place)] = 0;
+            }
+        });
+        EXPECT_EQ(masked(picture, bytes, kRectangle), wanted) << planar;
+    }
+}
+
+TEST(Masking, LuminanceIsBlackWithoutAColour) {
+    for (const int planar : {0, 1}) {
+        const Picture picture{.samples = 3, .planar = planar, .model = "YBR_FULL"};
+        const auto wanted = changed(spelledBytes(120), picture, [&](auto& all, int, int row, int column) {
+            const Uint8 black[] = {0, 128, 128};
+            for (std::size_t sample = 0; sample < 3; ++sample) {
+                const auto place = static_cast<std::size_t>(row * 8 + column);
+                all[planar == 0 ? place * 3 + sample : sample * 40 + place] = black[sample];
+            }
+        });
+        EXPECT_EQ(masked(picture, spelledBytes(120), kRectangle), wanted) << planar;
+    }
+}
+
+TEST(Masking, PixelsThatShareTheirColourAreBlankedInPairs) {
+    const Picture picture{.samples = 3, .planar = 0, .model = "YBR_FULL_422"};
+    const auto bytes = spelledBytes(80); // Y Y B R for two pixels
+    std::vector<Uint8> wanted = bytes;
+    // Columns 3 and 4 are halves of the pairs 2, 3 and 4, 5.
+    for (const std::size_t pair : {2U, 4U}) {
+        const std::size_t at = (2 * 8 + pair) * 2;
+        wanted[at] = wanted[at + 1] = 0;
+        wanted[at + 2] = wanted[at + 3] = 128;
+    }
+    EXPECT_EQ(masked(picture, bytes, R"("rectangles": [[3, 2, 2, 1]])"), wanted);
+}
+
+TEST(Masking, APaletteGivesItsDarkestEntry) {
+    const Picture picture{.model = "PALETTE COLOR"};
+    const auto palette = [](DcmItem& dataset) {
+        const Uint16 descriptor[] = {4, 10, 16};
+        // Brightness: 0.299 * 100, 0.587 * 100, 0.114 * 100, 0.299 * 200: the third entry, for the stored value 12.
+        const Uint16 red[] = {100, 0, 0, 200};
+        const Uint16 green[] = {0, 100, 0, 0};
+        const Uint16 blue[] = {0, 0, 100, 0};
+        for (const auto& key : {DCM_RedPaletteColorLookupTableDescriptor, DCM_GreenPaletteColorLookupTableDescriptor,
+                                DCM_BluePaletteColorLookupTableDescriptor}) {
+            dataset.putAndInsertUint16Array(DcmTag(key, EVR_US), descriptor, 3);
+        }
+        dataset.putAndInsertUint16Array(DcmTag(DCM_RedPaletteColorLookupTableData, EVR_OW), red, 4);
+        dataset.putAndInsertUint16Array(DcmTag(DCM_GreenPaletteColorLookupTableData, EVR_OW), green, 4);
+        dataset.putAndInsertUint16Array(DcmTag(DCM_BluePaletteColorLookupTableData, EVR_OW), blue, 4);
+    };
+    const auto wanted = changed(spelledBytes(40), picture, [&](auto& all, int frame, int row, int column) {
+        all[pixelAt(picture, frame, row, column)] = 12;
+    });
+    EXPECT_EQ(masked(picture, spelledBytes(40), kRectangle, palette), wanted);
+    EXPECT_THAT(refusal(picture, 40, kRectangle), HasSubstr("palette"));
+    EXPECT_EQ(refusal(picture, 40, kRectangle + R"(, "fill": 3)"), "");
+}
+
+TEST(Masking, APaletteShorterThanItSaysIsNotRead) {
+    const auto palette = [](DcmItem& dataset) {
+        const Uint16 descriptor[] = {0, 0, 16}; // 65536 entries
+        const Uint16 values[] = {1, 2};
+        for (const auto& [key, data] :
+             {std::pair(DCM_RedPaletteColorLookupTableDescriptor, DCM_RedPaletteColorLookupTableData),
+              std::pair(DCM_GreenPaletteColorLookupTableDescriptor, DCM_GreenPaletteColorLookupTableData),
+              std::pair(DCM_BluePaletteColorLookupTableDescriptor, DCM_BluePaletteColorLookupTableData)}) {
+            dataset.putAndInsertUint16Array(DcmTag(key, EVR_US), descriptor, 3);
+            dataset.putAndInsertUint16Array(DcmTag(data, EVR_OW), values, 2);
+        }
+    };
+    EXPECT_THAT(refusal({.model = "PALETTE COLOR"}, 40, kRectangle, palette), HasSubstr("palette"));
+}
+
+TEST(Masking, FloatingPointPixelsBecomeZero) {
+    const Picture picture{.rows = 2, .columns = 3, .allocated = 32, .stored = 32, .high = 31};
+    DcmFileFormat file;
+    fillPicture(file, picture, spelledBytes(24));
+    DcmDataset& dataset = *file.getDataset();
+    delete dataset.remove(DCM_PixelData);
+    const Float32 values[] = {1.5F, 2.5F, 3.5F, 4.5F, 5.5F, 6.5F};
+    dataset.putAndInsertFloat32Array(DCM_FloatPixelData, values, 6);
+    ASSERT_TRUE(mask(file, rulesOf(R"("rectangles": [[1, 0, 5, 1]])")));
+    const Float32* read = nullptr;
+    ASSERT_TRUE(dataset.findAndGetFloat32Array(DCM_FloatPixelData, read).good());
+    EXPECT_THAT(std::vector<Float32>(read, read + 6), testing::ElementsAre(1.5F, 0.0F, 0.0F, 4.5F, 5.5F, 6.5F));
+}
+
+TEST(Masking, DoublesTakeTheFillOfTheRule) {
+    const Picture picture{.rows = 2, .columns = 1, .allocated = 64, .stored = 64, .high = 63};
+    DcmFileFormat file;
+    fillPicture(file, picture, spelledBytes(16));
+    DcmDataset& dataset = *file.getDataset();
+    delete dataset.remove(DCM_PixelData);
+    const Float64 values[] = {1.5, 2.5};
+    dataset.putAndInsertFloat64Array(DCM_DoubleFloatPixelData, values, 2);
+    ASSERT_TRUE(mask(file, rulesOf(R"("rectangles": [[0, 1, 1, 1]], "fill": -0.25)")));
+    const Float64* read = nullptr;
+    ASSERT_TRUE(dataset.findAndGetFloat64Array(DCM_DoubleFloatPixelData, read).good());
+    EXPECT_EQ(read[0], 1.5);
+    EXPECT_EQ(read[1], -0.25);
+}
+
+TEST(Masking, AFillIsAStoredValueAndNoOther) {
+    const Picture twelve{.allocated = 16, .stored = 12, .high = 11};
+    const auto bytes = std::vector<Uint8>(80, 0);
+    const auto wanted = changed(bytes, twelve, [&](auto& all, int frame, int row, int column) {
+        const std::size_t at = 2 * pixelAt(twelve, frame, row, column);
+        all[at] = 0xD2; // 1234 = 0x4D2
+        all[at + 1] = 0x04;
+    });
+    EXPECT_EQ(masked(twelve, bytes, kRectangle + R"(, "fill": 1234)"), wanted);
+    EXPECT_THAT(refusal(twelve, 80, kRectangle + R"(, "fill": 4096)"), HasSubstr("12 bits"));
+    EXPECT_THAT(refusal(twelve, 80, kRectangle + R"(, "fill": -1)"), HasSubstr("12 bits"));
+    EXPECT_THAT(refusal(twelve, 80, kRectangle + R"(, "fill": 0.5)"), HasSubstr("12 bits"));
+    EXPECT_THAT(refusal(twelve, 80, kRectangle + R"(, "fill": 1e300)"), HasSubstr("12 bits"));
+}
+
+TEST(Masking, RectanglesCountFromEitherEdgeAndEndAtTheImage) {
+    const Picture picture{};
+    EXPECT_EQ(masked(picture, spelledBytes(40), R"("rectangles": [[-2, -1, 9, 9]])"),
+              blankedWhere([](int row, int column) { return row == 4 && column >= 6; }));
+    EXPECT_EQ(masked(picture, spelledBytes(40), R"("rectangles": [[-10, 0, 3, 2]])"),
+              blankedWhere([](int row, int column) { return row < 2 && column < 1; }));
+    EXPECT_EQ(masked(picture, spelledBytes(40), R"("rectangles": [[0, 3, 9223372036854775807, 18446744073709551615]])"),
+              blankedWhere([](int row, int) { return row >= 3; }));
+}
+
+TEST(Masking, ARectangleThatMissesTheImageIsNoMask) {
+    EXPECT_THAT(refusal({}, 40, R"("rectangles": [[0, 0, 1, 1], [8, 0, 1, 1]])"),
+                AllOf(StartsWith("it cannot be masked, because rectangle 2 lies outside of its 8 columns and 5 rows"),
+                      HasSubstr("rule 1")));
+    EXPECT_THAT(refusal({}, 40, R"("rectangles": [[0, -9, 8, 4]])"), HasSubstr("rectangle 1 lies outside"));
+}
+
+TEST(Masking, SeveralRectanglesAndRulesAddUp) {
+    DcmFileFormat file;
+    fillPicture(file, {}, spelledBytes(40));
+    ASSERT_TRUE(mask(file, MaskRules::parse(R"([{"rectangles": [[0, 0, 3, 1], [2, 0, 2, 2], [7, 4, 1, 1]]},
+        {"match": {"Modality": "CT"}, "rectangles": [[0, 0, 8, 5]]}, {"rectangles": [[0, 3, 1, 1]]}])",
+                                            "r")));
+    EXPECT_EQ(pixelBytes(*file.getDataset()), blankedWhere([](int row, int column) {
+                  return (row == 0 && column < 4) || (row == 1 && (column == 2 || column == 3)) ||
+                         (row == 4 && column == 7) || (row == 3 && column == 0);
+              }));
+}
+
+TEST(Masking, OutsideRegionsLeavesTheRegionsWithTheirEdges) {
+    const auto regions = [](DcmItem& dataset) {
+        putRegion(dataset, 1, 1, 3, 3);
+        putRegion(dataset, 3, 2, 99, 2); // reaches beyond the image
+    };
+    EXPECT_EQ(masked({}, spelledBytes(40), R"("outsideRegions": true)", regions), blankedWhere([](int row, int column) {
+                  const bool isFirst = row >= 1 && row <= 3 && column >= 1 && column <= 3;
+                  return !isFirst && !(row == 2 && column >= 3);
+              }));
+    EXPECT_EQ(
+        masked({}, spelledBytes(40), R"("outsideRegions": true, "rectangles": [[2, 2, 1, 1]])", regions)[2 * 8 + 2], 0);
+}
+
+TEST(Masking, RegionsThatSayNothingAreAnError) {
+    const std::string rule = R"("outsideRegions": true)";
+    EXPECT_THAT(refusal({}, 40, rule), HasSubstr("it has no regions"));
+    EXPECT_THAT(refusal({}, 40, rule, [](DcmItem& dataset) { putRegion(dataset, 3, 0, 2, 4); }),
+                HasSubstr("makes no sense"));
+    EXPECT_THAT(refusal({}, 40, rule, [](DcmItem& dataset) { putRegion(dataset, 8, 0, 9, 4); }),
+                HasSubstr("makes no sense"));
+    EXPECT_THAT(refusal({}, 40, rule, [](DcmItem& dataset) { putRegion(dataset, 0, 0, 0xFFFFFFFF, 0xFFFFFFFF); }),
+                HasSubstr("leave nothing outside"));
+    EXPECT_THAT(refusal({}, 40, rule, [](DcmItem& dataset) { addItem(dataset, DCM_SequenceOfUltrasoundRegions); }),
+                HasSubstr("has no place"));
+}
+
+TEST(Masking, PixelsThatAreNotAllThereAreAnError) {
+    const auto with = [](const DcmTagKey& key, const char* value) {
+        return [key, value](DcmDataset& dataset) { dataset.putAndInsertString(key, value); };
+    };
+    EXPECT_THAT(refusal({}, 38, kRectangle), HasSubstr("fewer than its attributes say"));
+    for (const char* frames : {"2", "2147483647", "18446744073709551615"}) {
+        EXPECT_THAT(refusal({}, 40, kRectangle, with(DCM_NumberOfFrames, frames)), HasSubstr("fewer than")) << frames;
+    }
+    for (const char* frames : {"0", "-1", "x", "99999999999999999999"}) {
+        EXPECT_THAT(refusal({}, 40, kRectangle, with(DCM_NumberOfFrames, frames)), HasSubstr("number of frames"))
+            << frames;
+    }
+    EXPECT_THAT(refusal({.rows = 65535, .columns = 65535, .allocated = 32, .stored = 32, .high = 31}, 40, kRectangle),
+                HasSubstr("fewer than"));
+    EXPECT_THAT(refusal({.rows = 0}, 40, kRectangle), HasSubstr("no rows"));
+}
+
+TEST(Masking, AttributesThatContradictEachOtherAreAnError) {
+    EXPECT_THAT(refusal({.stored = 9}, 40, kRectangle), HasSubstr("contradict"));
+    EXPECT_THAT(refusal({.stored = 0}, 40, kRectangle), HasSubstr("contradict"));
+    EXPECT_THAT(refusal({.high = 8}, 40, kRectangle), HasSubstr("contradict"));
+    EXPECT_THAT(refusal({.high = 6}, 40, kRectangle), HasSubstr("contradict"));
+    EXPECT_THAT(refusal({.samples = 3}, 120, kRectangle), HasSubstr("contradict"));
+    EXPECT_THAT(refusal({.allocated = 12, .stored = 12, .high = 11}, 60, kRectangle), HasSubstr("12 bits"));
+    EXPECT_THAT(refusal({.samples = 4, .model = "CMYK"}, 160, kRectangle), HasSubstr("PhotometricInterpretation"));
+    EXPECT_THAT(refusal({.columns = 7, .samples = 3, .model = "YBR_FULL_422"}, 70, kRectangle), HasSubstr("pairs"));
+}
+
+TEST(Masking, PixelsOfSeveralKindsAreAnError) {
+    EXPECT_THAT(refusal({}, 40, kRectangle,
+                        [](DcmItem& dataset) {
+                            const Float32 value = 1.0F;
+                            dataset.putAndInsertFloat32Array(DCM_FloatPixelData, &value, 1);
+                        }),
+                HasSubstr("several kinds"));
+}
+
+TEST(Masking, WhatFollowsTheLastFrameIsCleared) {
+    const auto result = masked({}, spelledBytes(60), kRectangle); // half a frame more
+    ASSERT_EQ(result.size(), 60U);
+    EXPECT_EQ(std::vector<Uint8>(result.begin() + 40, result.end()), std::vector<Uint8>(20, 0));
+}
+
+TEST(Masking, OverlaysAreBlankedAtTheirPlaceInTheImage) {
+    DcmFileFormat file;
+    fillPicture(file, {}, spelledBytes(40));
+    DcmDataset& dataset = *file.getDataset();
+    // 4 rows of 4 columns, of which the first lies on the second row and the third column: it is all set.
+    putOverlay(dataset, 0x6002, {.rows = 4, .columns = 4, .bits = 0xFFFF, .origin = {2, 3}});
+    // One row and one column before the image.
+    putOverlay(dataset, 0x6004, {.rows = 4, .columns = 4, .bits = 0xFFFF, .origin = {0, 0}});
+    ASSERT_TRUE(mask(file, rulesOf(kRectangle))); // columns 2 and 3, rows 1 to 3
+    EXPECT_EQ(pixelBytes(dataset, DcmTagKey(0x6002, 0x3000)), (std::vector<Uint8>{0xCC, 0xFC}));
+    // Rows of 4 bits: all of the first; of the others the first, which lies before the image. Of rows 1 and 2 of the
+    // image also column 2, the last one.
+    EXPECT_EQ(pixelBytes(dataset, DcmTagKey(0x6004, 0x3000)), (std::vector<Uint8>{0xE0, 0x66}));
+}
+
+TEST(Masking, AnOverlayThatIsShorterThanItSaysIsAnError) {
+    EXPECT_THAT(refusal({}, 40, kRectangle,
+                        [](DcmItem& dataset) { putOverlay(dataset, 0x6000, {.rows = 5, .columns = 8, .bits = 1}); }),
+                HasSubstr("overlay"));
+    EXPECT_THAT(refusal({}, 40, kRectangle,
+                        [](DcmItem& dataset) {
+                            putOverlay(dataset, 0x6000,
+                                       {.rows = 4, .columns = 4, .bits = 1, .frames = "1152921504606846977"});
+                        }),
+                HasSubstr("overlay"));
+}
+
+TEST(Masking, OverlaysInThePixelWordsAreBlankedToo) {
+    const Picture picture{.allocated = 16, .stored = 12, .high = 11};
+    const std::vector<Uint8> bytes(80, 0xFF);
+    const auto wanted = changed(bytes, picture, [&](auto& all, int frame, int row, int column) {
+        const std::size_t at = 2 * pixelAt(picture, frame, row, column);
+        all[at] = 0;
+        all[at + 1] = 0xB0; // without the stored value and bit 14
+    });
+    EXPECT_EQ(masked(picture, bytes, kRectangle,
+                     [](DcmItem& dataset) {
+                         dataset.putAndInsertUint16(DcmTag(0x6000, 0x0100, EVR_US), 16);
+                         dataset.putAndInsertUint16(DcmTag(0x6000, 0x0102, EVR_US), 14);
+                     }),
+              wanted);
+}
+
+TEST(Masking, RemovesIconsAndSaysNoOnlyForTheUser) {
+    for (const bool claims : {false, true}) {
+        DcmFileFormat file;
+        fillPicture(file, {}, spelledBytes(40));
+        DcmDataset& dataset = *file.getDataset();
+        dataset.putAndInsertString(DCM_BurnedInAnnotation, "YES");
+        addItem(dataset, DCM_IconImageSequence);
+        addItem(addItem(dataset, DCM_ReferencedImageSequence), DCM_IconImageSequence);
+        ASSERT_TRUE(mask(file, rulesOf(kRectangle + (claims ? R"(, "burnedIn": "NO")" : ""))));
+        EXPECT_EQ(textOf(dataset, DCM_BurnedInAnnotation), claims ? "NO" : "YES");
+        EXPECT_EQ(dataset.tagExists(DCM_IconImageSequence, OFTrue), OFFalse);
+    }
+}
+
+TEST(Masking, LeavesFilesAloneThatNoRuleMatchesOrThatHaveNoPixels) {
+    DcmFileFormat file;
+    fillPicture(file, {}, spelledBytes(40));
+    addItem(*file.getDataset(), DCM_IconImageSequence);
+    EXPECT_FALSE(mask(file, rulesOf(R"("match": {"Modality": "CT"}, )" + kRectangle)));
+    EXPECT_EQ(pixelBytes(*file.getDataset()), spelledBytes(40));
+    EXPECT_TRUE(file.getDataset()->tagExists(DCM_IconImageSequence));
+    delete file.getDataset()->remove(DCM_PixelData);
+    EXPECT_FALSE(mask(file, rulesOf(kRectangle)));
+    EXPECT_TRUE(file.getDataset()->tagExists(DCM_IconImageSequence));
+}
