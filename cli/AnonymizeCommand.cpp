@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <filesystem>
 #include <iostream>
 
@@ -121,7 +122,25 @@ void checkCombination(const AnonymizeOptions& options) {
     }
 }
 
-std::optional<deidentify::ProfileSettings> profileSettings(const AnonymizeOptions& options) {
+std::set<std::string> acceptedPixels(const AnonymizeOptions& options, const std::vector<std::string>& known) {
+    std::set<std::string> accepted;
+    for (const std::string& list : options.acceptedPixels) {
+        for (const std::string& word : deidentify::splitList(list)) {
+            if (std::ranges::find(known, word) == known.end()) {
+                std::string words;
+                for (const std::string& one : known) {
+                    words += (words.empty() ? "" : ", ") + one;
+                }
+                throw UsageError("--accept-pixels does not know '" + word + "'; it takes a list of " + words + ".");
+            }
+            accepted.insert(word);
+        }
+    }
+    return accepted;
+}
+
+std::optional<deidentify::ProfileSettings> profileSettings(const AnonymizeOptions& options,
+                                                           deidentify::Anonymization& looker) {
     if (!options.hasProfile()) {
         return std::nullopt;
     }
@@ -134,11 +153,7 @@ std::optional<deidentify::ProfileSettings> profileSettings(const AnonymizeOption
         settings.masksName = options.masks;
         settings.masks = files::readInputText(options.masks);
     }
-    for (const std::string& words : options.acceptedPixels) {
-        for (const std::string& word : deidentify::splitList(words)) {
-            settings.acceptedPixels.insert(word);
-        }
-    }
+    settings.acceptedPixels = acceptedPixels(options, looker.acceptablePixels());
     return settings;
 }
 
@@ -235,8 +250,8 @@ deidentify::AnonymizerOptions anonymizerOptions(const AnonymizeOptions& options)
 
 void run(Session& session, const AnonymizeOptions& options) {
     checkCombination(options);
-    const auto profile = profileSettings(options);
     const auto looker = deidentify::openAnonymization({});
+    const auto profile = profileSettings(options, *looker);
     const std::string folder = inputFolder(options.input, *looker);
     const bool isFolder = !folder.empty();
     if (isFolder) {

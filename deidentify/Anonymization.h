@@ -41,7 +41,7 @@ struct ProfileSettings {
     std::set<KeptPrivate> keptPrivates{};
     std::string masks{};                    ///< rules for masking pixels, as JSON; empty for none
     std::string masksName{};                ///< file of the rules, for messages
-    std::set<std::string> acceptedPixels{}; ///< classes of pixels that may stay, see pixelClasses()
+    std::set<std::string> acceptedPixels{}; ///< classes of pixels that may stay, see acceptablePixels()
 };
 
 struct AnonymizationSettings {
@@ -182,6 +182,9 @@ class Anonymization {
     virtual RewrittenFile rewrite(const std::string& original, const std::string& rewritten) = 0;
     /// The path of the output for one of the input, both relative: identifiers in it get their new values.
     virtual std::string outputPath(const std::string& path) = 0;
+
+    /// The classes of pixels that may show who a patient is, as settings name those that are accepted.
+    virtual std::vector<std::string> acceptablePixels() = 0;
 
     /// Finds attributes of a written file or directory that may still identify the patient.
     /// @throws std::runtime_error  part of a sentence

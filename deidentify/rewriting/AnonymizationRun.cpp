@@ -8,6 +8,7 @@
 #include "dcmtk/dcmdata/dcsequen.h"
 #include "dcmtk/dcmdata/dcxfer.h"
 #include "deidentify/Anonymization.h"
+#include "deidentify/pixels/PixelRisks.h"
 #include "deidentify/rewriting/IdentifierCollector.h"
 #include "deidentify/rewriting/Identities.h"
 #include "deidentify/rewriting/MethodAttributes.h"
@@ -63,6 +64,9 @@ class AnonymizationRun : public Anonymization {
           mProfile(std::move(settings.profile)),
           mIdentities(mPseudonyms, mGiven) {
         media::silenceDcmtk();
+        if (mProfile && !mProfile->masks.empty()) {
+            mMasks = MaskRules::parse(mProfile->masks, mProfile->masksName);
+        }
     }
 
     media::FolderWalk list(const std::string& folder) override { return media::walkFolder(folder); }
@@ -169,6 +173,8 @@ class AnonymizationRun : public Anonymization {
             shortWord);
     }
 
+    std::vector<std::string> acceptablePixels() override { return {pixelClasses().begin(), pixelClasses().end()}; }
+
     Leaks examine(const std::string& path) override {
         const media::KnownTypes knownTypes;
         DcmFileFormat file;
@@ -209,7 +215,7 @@ class AnonymizationRun : public Anonymization {
         return *mProfile;
     }
 
-    ProfileTools tools() const { return {profile(), mGiven, mPseudonyms, mAssigned, mProfileFinder}; }
+    ProfileTools tools() const { return {profile(), mGiven, mPseudonyms, mAssigned, mProfileFinder, mMasks}; }
 
     void addBytesFound(const std::string& path, Leaks& leaks) const {
         if (const auto found = mProfileFinder.findInFile(path)) {
@@ -233,6 +239,7 @@ class AnonymizationRun : public Anonymization {
     std::optional<ProfileSettings> mProfile;
     std::map<std::string, PatientPseudonym> mAssigned{};
     IdentifierFinder mProfileFinder{KnownIdentifiers{}};
+    MaskRules mMasks{};
     TextDecoder mDecoder{};
     Identities mIdentities;
     TextFinder mFinder{};

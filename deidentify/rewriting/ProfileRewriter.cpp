@@ -8,6 +8,9 @@
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcdict.h"
 #include "dcmtk/dcmdata/dcsequen.h"
+#include "deidentify/pixels/Masking.h"
+#include "deidentify/pixels/OverlayBits.h"
+#include "deidentify/pixels/PixelRisks.h"
 #include "deidentify/profile/AttributeTypes.h"
 #include "deidentify/profile/ConfidentialityTable.h"
 #include "deidentify/rewriting/DatasetWalk.h"
@@ -91,7 +94,8 @@ class FileRewriting {
         mSopClass = std::string(withoutPadding({sopClass.c_str(), sopClass.size()}));
     }
 
-    RewrittenFile run() {
+    RewrittenFile run(DcmFileFormat& file) {
+        treatPixels(file); // while the attributes say what the original said
         rewrite({mDataset, "", characterSetOf(mDataset, "")});
         mWriter.finish();
         addMethod(mDataset, mTools.settings.options);
@@ -103,6 +107,33 @@ class FileRewriting {
 
     void note(const Place& place, const DcmTagKey& key, const char* action, std::string rule) {
         mResult.steps.push_back({place.prefix + nameOf(key), action, std::move(rule)});
+    }
+
+    /// What masks cannot take away from a picture: the shape of a face, and the text of a document.
+    static bool isBeyondMasks(const std::string& pixelClass) {
+        return pixelClass == "face" || pixelClass == "document";
+    }
+
+    void treatPixels(DcmFileFormat& file) {
+        const std::vector<PixelRisk> risks = pixelRisks(mDataset);
+        const bool isMasked = !mTools.masks.empty() && mask(file, mTools.masks);
+        if (isMasked) {
+            mResult.steps.push_back({"PixelData", "masked", "rules of the user"});
+        }
+        for (const PixelRisk& risk : risks) {
+            if (mTools.settings.acceptedPixels.contains(risk.pixelClass)) {
+                mResult.steps.push_back({"PixelData", "kept", "accepted by the user: " + risk.pixelClass});
+            } else if (risk.pixelClass != "document" && (!isMasked || isBeyondMasks(risk.pixelClass))) {
+                mResult.leaks.insert("pixels (" + risk.pixelClass + "): " + risk.reason);
+            }
+        }
+        const OverlayBits bits = clearOverlayBits(mDataset);
+        if (bits.cleared != 0) {
+            mResult.steps.push_back({"PixelData", "overlay bits cleared", "basic X"});
+        }
+        if (!bits.problem.empty()) {
+            mResult.leaks.insert("pixels (overlay): " + bits.problem);
+        }
     }
 
     void remove(const Place& place, DcmElement& element, const std::string& rule) {
@@ -441,7 +472,7 @@ PatientPseudonym pseudonymOf(const ProfileTools& tools, const std::string& patie
 }
 
 RewrittenFile applyProfile(DcmFileFormat& file, const ProfileTools& tools, TextDecoder& decoder) {
-    return FileRewriting(file, tools, decoder).run();
+    return FileRewriting(file, tools, decoder).run(file);
 }
 
 } // namespace radvex::deidentify

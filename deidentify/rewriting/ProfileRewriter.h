@@ -7,6 +7,7 @@
 #include "dcmtk/config/osconfig.h"
 #include "deidentify/Anonymization.h"
 #include "deidentify/identifiers/IdentifierFinder.h"
+#include "deidentify/pixels/MaskRules.h"
 #include "deidentify/rewriting/DatasetText.h"
 #include "deidentify/rewriting/Identities.h"
 #include "deidentify/rewriting/Pseudonyms.h"
@@ -22,6 +23,7 @@ struct ProfileTools {
     const Pseudonyms& pseudonyms;
     const std::map<std::string, PatientPseudonym>& assigned; ///< by PatientID
     const IdentifierFinder& finder;
+    const MaskRules& masks;
 };
 
 PatientPseudonym pseudonymOf(const ProfileTools& tools, const std::string& patient);

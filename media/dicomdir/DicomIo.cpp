@@ -61,7 +61,7 @@ void write(DcmFileFormat& file, const std::string& path, E_FileWriteMode mode) {
     FileStream stream(consumer);
     DcmWriteCache cache;
     file.transferInit();
-    const OFCondition written = file.write(stream, file.getDataset()->getOriginalXfer(), EET_UndefinedLength, &cache,
+    const OFCondition written = file.write(stream, file.getDataset()->getCurrentXfer(), EET_UndefinedLength, &cache,
                                            EGL_recalcGL, EPD_noChange, 0, 0, 0, mode);
     file.transferEnd();
     stream.flush();
