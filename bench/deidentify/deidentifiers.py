@@ -1,4 +1,4 @@
-"""Runs each program over the generated files, each with the best that its options can do. All write into a new folder."""
+"""Runs each program over the generated files, with the best that its options can do. All write into a new folder."""
 
 import os
 import re
@@ -71,7 +71,7 @@ class Gdcmanon:
             code, tag = row.code(table.BASIC), table.text_of(row.tag).lower()
             if "U" in code or row.tag >> 16 in (0, 2, 4):
                 continue
-            # it refuses a file when it is to empty an attribute that its dictionary lacks, and adds it when it is absent
+            # it refuses a file when it is to empty an attribute that its dictionary lacks, and adds absent ones
             usual = row.tag in (0x00080020, 0x00080030, 0x00080050, 0x00080090, 0x00100010, 0x00100020, 0x00100030,
                                 0x00100040, 0x00200010)
             words += ["--empty" if usual else "--remove", tag]
@@ -107,7 +107,7 @@ class Dcmodify:
             words += ["-ea", f"({group:04x},3000)", "-ea", f"({group:04x},4000)"]
         for element in CURVE:
             words += ["-ea", f"(5000,{element:04x})"]
-        return words + ["-e", "(0002,0016)", "-e", "(0002,0100)", "-e", "(0002,0102)"]
+        return words + ["-e", "(0002,0016)", "-e", "(0002,0017)", "-e", "(0002,0018)", "-e", "(0002,0100)", "-e", "(0002,0102)"]
 
     def _new_uid(self, original):
         return self.uids.setdefault(original, "2.25." + str(int.from_bytes(os.urandom(15), "big")))

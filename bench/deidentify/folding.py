@@ -19,7 +19,7 @@ def folded(text):
 
 
 def holds(text, needle):
-    """Whether folded text holds a folded needle. Numbers, UIDs and short words have to stand alone: others hold them."""
+    """Whether folded text holds a folded needle. Numbers, UIDs and short words only count when they stand alone."""
     if not needle:
         return False
     is_number = all(letter.isdigit() or letter == "." for letter in needle)

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Writes a folder of invented studies with identifiers planted in many kinds of places, and the key of what was planted.
+"""Writes invented studies with identifiers planted in many kinds of places, and the key of what was planted.
 
 Usage: generate.py FOLDER [--patients N] [--seed N]
 FOLDER/data holds the files and FOLDER/truth.jsonl one line for each. The same numbers give the same files.

@@ -20,7 +20,7 @@ class Finished:
 
     @property
     def index(self):
-        """The number that pairs the file with its original; None for what is no file of the run, such as a directory."""
+        """The number that pairs the file with its original; None for what is no file of the run."""
         try:
             return int(self.dataset.get("InstanceNumber"))
         except (TypeError, ValueError):
@@ -128,6 +128,8 @@ def replaced(finished, action, truth):
     if isinstance(element.value, bytes):
         original = bytes.fromhex(action["value"])
         return original not in element.value and _is_free(readings(element.value), action.get("identifiers", []))
+    if element.VR in ("DA", "DT") and not date_replaced(finished, action, truth):
+        return False  # the day is what identifies, also when the time is gone
     originals = [one for one in _as_list(action.get("value", "")) if len(one) > 3]  # "1" occurs in many new values
     wanted = originals + action.get("identifiers", [])
     return not same_values(element, action.get("value", "")) and _is_free(texts_of(element), wanted)

@@ -105,8 +105,8 @@ def deep_nesting(planting, shared):
     top = ("PrimaryAnatomicStructureSequence", 0, "PrimaryAnatomicStructureModifierSequence", 0,
            "AnatomicRegionModifierSequence", 0, "CodeMeaning")
     planting.require("meaning of a nested code", FREE_OF, path_of(*top), value=identifiers)
-    planting.keep("meaning of a nested code, values", KEPT, path_of("PrimaryAnatomicStructureSequence", 0,
-                                                                             "CodeValue"), value="X7")
+    planting.keep("meaning of a nested code, values", KEPT, path_of("PrimaryAnatomicStructureSequence", 0, "CodeValue"),
+                  value="X7")
 
 
 @place()
@@ -171,8 +171,7 @@ def second_value(planting, shared):
 
 @place()
 def uid_in_text(planting, shared):
-    planting.put("UID in a text", "GridAbsorbingMaterial", f"see {shared.study}",
-                 [shared.study], ["see"])
+    planting.put("UID in a text", "GridAbsorbingMaterial", f"see {shared.study}", [shared.study], ["see"])
 
 
 @place()
@@ -364,8 +363,9 @@ def preamble(planting, shared):
 @place()
 def source_application(planting, shared):
     title = planting.person.operator.family.upper()[:16]
-    planting.extra_meta["SourceApplicationEntityTitle"] = title
-    planting.require("application in the meta information", FREE_OF, ["0002,0016"], value=[title])
+    for keyword in ("SourceApplicationEntityTitle", "SendingApplicationEntityTitle", "ReceivingApplicationEntityTitle"):
+        planting.extra_meta[keyword] = title
+        planting.require("application in the meta information", FREE_OF, path_of(keyword), value=[title])
 
 
 @place()

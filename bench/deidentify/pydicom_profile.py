@@ -31,12 +31,17 @@ TEXTS = ("LO", "SH", "ST", "LT", "UT", "UC", "PN", "CS", "AE")
 PEOPLE = ("PatientName", "OtherPatientNames", "ReferringPhysicianName", "OperatorsName", "PerformingPhysicianName",
           "NameOfPhysiciansReadingStudy")
 NUMBERS = ("PatientID", "OtherPatientIDs", "AccessionNumber", "StudyID", "PatientAddress")
+SPELLED = {"ä": "ae", "ö": "oe", "ü": "ue", "ß": "ss", "ø": "oe", "å": "aa", "æ": "ae"}
 UIDS = r"\b[012]\.\d+\.\d[\d.]{10,}\d\b|\b2\.25\.\d{20,}"
 REPEATED = {0x3000, 0x4000}  # of overlays: the plane and its comment
 
 
 def _plain(text):
     return "".join(part for part in unicodedata.normalize("NFKD", text) if not unicodedata.combining(part))
+
+
+def _spelled_out(text):
+    return "".join(SPELLED.get(letter, letter) for letter in text.lower())
 
 
 def _date_spellings(day):
@@ -55,12 +60,12 @@ def _loosely(digits):
 
 
 def _patterns(dataset):
-    """Patterns for the identifiers of a file: names word by word, with and without accents."""
+    """Patterns for the identifiers of a file: names word by word, with and without accents, with ue for ü."""
     parts = set()
     for keyword in PEOPLE:
         names = str(dataset.get(keyword) or "").replace("=", "^").replace("\\", "^").split("^")
         for word in (word for name in names for word in name.split() if len(word) > 1):
-            parts |= {re.escape(word), re.escape(_plain(word))}
+            parts |= {re.escape(spelling) for spelling in (word, _plain(word), _plain(_spelled_out(word)))}
     for keyword in NUMBERS:
         for value in str(dataset.get(keyword) or "").split("\\"):
             parts |= {re.escape(one) for one in re.split(r"\s*,\s*", value) if len(one) > 3}

@@ -2,12 +2,13 @@
 """Judges what a de-identifier made of the generated files: identifiers left, and things lost that research needs.
 
 Usage: score.py TRUTH ORIGINAL OUTPUT [--setting basic|research] [--json FILE] [--examples N]
-TRUTH is truth.jsonl, ORIGINAL the folder data beside it, OUTPUT the folder of the finished files, in any layout and with
-any names. Files are paired by InstanceNumber, which differs in every generated file and which no profile touches.
+TRUTH is truth.jsonl, ORIGINAL the folder data beside it, OUTPUT the folder of the finished files, in any layout and
+with any names. Files are paired by InstanceNumber, which differs in every file and which no profile touches.
 """
 
 import argparse
 import collections
+import functools
 import json
 import os
 import warnings
@@ -42,7 +43,7 @@ class Tally:
         return sum(total for _, total in self.places.values())
 
     def share(self):
-        return self.good / self.total if self.total else 1.0
+        return self.good / self.total if self.total else 0.0  # nothing judged is nothing done
 
     def as_json(self, examples):
         shown = collections.Counter()
@@ -73,8 +74,17 @@ def finished_files(folder):
     return found, others
 
 
+def spelled(texts, readings):
+    return [text for text in texts if any(holds(reading, folded(text)) for reading in readings)]
+
+
+@functools.lru_cache(maxsize=None)
+def original_readings(path):
+    return judging.Finished(path, path).readings
+
+
 class Judge:
-    """Goes through the key of one setting. Two rounds: which new UID stands for an original has to be known first."""
+    """Goes through the key of one setting. Which new UID stands for an original has to be known first."""
 
     def __init__(self, truths, original, setting):
         self.truths, self.original, self.setting = truths, original, setting
@@ -156,10 +166,12 @@ class Judge:
         """No byte of the finished file spells an identifier, wherever it was planted."""
         groups = dict(truth["texts"])
         groups["UIDs"] = [one["value"] for one in self._actions(truth, "uid replaced")]
+        original = original_readings(os.path.join(self.original, truth["file"]))
         for what, texts in groups.items():
-            left = [text for text in texts if any(holds(reading, folded(text)) for reading in file.readings)]
-            self.required.count(f"bytes of the file, {what}", not left,
-                                {"file": truth["file"], "kind": "bytes", "value": left[:3], "output": file.relative})
+            left = spelled(texts, file.readings)
+            if left or spelled(texts, original):
+                self.required.count(f"bytes of the file, {what}", not left, {
+                    "file": truth["file"], "kind": "bytes", "value": left[:3], "output": file.relative})
 
 
 def score(truth_file, original, output, setting=BASIC):

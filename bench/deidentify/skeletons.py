@@ -1,25 +1,22 @@
 """Small instances of many modalities: what a file of each kind holds before anything unusual is planted into it."""
 
 import numpy
+from pydicom import uid
 from pydicom.sequence import Sequence
-from pydicom.uid import (CTImageStorage, ComputedRadiographyImageStorage, DigitalMammographyXRayImageStorageForPresentation,
-                         DigitalXRayImageStorageForPresentation, EnhancedMRImageStorage, MRImageStorage,
-                         NuclearMedicineImageStorage, PositronEmissionTomographyImageStorage,
-                         SecondaryCaptureImageStorage, UltrasoundImageStorage, XRayAngiographicImageStorage,
-                         XRayRadiofluoroscopicImageStorage)
 
 from planting import PIXELS_KEPT, code_item, item, path_of
 
 DESCRIPTIONS = {"CT": "Abdomen portal venous thin slices", "MR": "Knee sagittal native", "PT": "Whole body delayed",
                 "NM": "Perfusion routine", "US": "Abdomen routine", "CR": "Pelvis oblique", "DX": "Lung routine",
                 "MG": "Screening oblique", "XA": "Native oblique", "RF": "Contrast follow", "OT": "Captured screen",
-                "SR": "Measurements", "KO": "Key objects", "RTSTRUCT": "Structures", "RTPLAN": "Plan", "DOC": "Document",
-                "ECG": "Routine", "PR": "Presentation"}
-CLASSES = {"CT": CTImageStorage, "MR": MRImageStorage, "PT": PositronEmissionTomographyImageStorage,
-           "NM": NuclearMedicineImageStorage, "US": UltrasoundImageStorage, "CR": ComputedRadiographyImageStorage,
-           "DX": DigitalXRayImageStorageForPresentation, "MG": DigitalMammographyXRayImageStorageForPresentation,
-           "XA": XRayAngiographicImageStorage, "RF": XRayRadiofluoroscopicImageStorage,
-           "OT": SecondaryCaptureImageStorage, "MRE": EnhancedMRImageStorage}
+                "SR": "Measurements", "KO": "Key objects", "RTSTRUCT": "Structures", "RTPLAN": "Plan",
+                "DOC": "Document", "ECG": "Routine", "PR": "Presentation"}
+CLASSES = {"CT": uid.CTImageStorage, "MR": uid.MRImageStorage, "PT": uid.PositronEmissionTomographyImageStorage,
+           "NM": uid.NuclearMedicineImageStorage, "US": uid.UltrasoundImageStorage,
+           "CR": uid.ComputedRadiographyImageStorage, "DX": uid.DigitalXRayImageStorageForPresentation,
+           "MG": uid.DigitalMammographyXRayImageStorageForPresentation, "XA": uid.XRayAngiographicImageStorage,
+           "RF": uid.XRayRadiofluoroscopicImageStorage, "OT": uid.SecondaryCaptureImageStorage,
+           "MRE": uid.EnhancedMRImageStorage}
 IMAGES = tuple(CLASSES)
 
 
