@@ -200,8 +200,9 @@ def comments_of_many_lines(planting, shared):
     spellings, words = person.name.spellings(), planting.words(4)
     known = [spellings["natural order"], person.telephone, person.id, dates(person.birth)["dots"]]
     text = (f"{words[0]} {words[1]}\r\n{known[0]}, born {known[3]}\r\ncall {known[1]}\r\nno. {known[2]}\r\n"
-            f"{words[2]} {words[3]}")
-    planting.put("comments of many lines", "PatientComments", text, known, words)
+            f"{words[2]} {words[3]}\r\nphase 1")
+    # the 1 stays, also where the study has that ID: too short a number to say anything
+    planting.put("comments of many lines", "PatientComments", text, known, words + ["phase", "1"])
 
 
 @place()

@@ -137,15 +137,17 @@ class Judge:
     def _is_good(self, file, action, truth):
         kind = action["kind"]
         if kind in ("uid replaced", "uid follows"):
-            return self._is_new_uid(file.element(action["path"]), action["value"], kind == "uid follows")
+            return self._is_good_uid(file.element(action["path"]), action["value"], kind == "uid follows")
         if kind == "pixels kept":
             return judging.pixels_kept(file, pydicom.dcmread(os.path.join(self.original, truth["file"])))
         return {**judging.REQUIRED, **judging.KEPT}[kind](file, action, truth)
 
-    def _is_new_uid(self, element, original, is_needed):
+    def _is_good_uid(self, element, original, is_kept):
+        """Required: the original is gone and what replaces it is the same everywhere. Kept: references stay valid."""
         if element is None or not element.value:
-            return not is_needed
-        return str(element.value) != original and str(element.value) == self.uids.get(original)
+            return not is_kept
+        is_same = str(element.value) == self.uids.get(original)
+        return is_same and (is_kept or str(element.value) != original)
 
     def _note_day(self, file, action, truth, what):
         element = file.element(action["path"])
@@ -155,9 +157,9 @@ class Judge:
         self.days[truth["patient"]].append((moved, action["place"], what))
 
     def _judge_days(self):
-        """All dates of a patient have to be moved by the same number of days, which is not none."""
+        """All dates of a patient have to be moved by the same number of days, so that the intervals stay."""
         for noted in self.days.values():
-            moves = collections.Counter(moved for moved, _, _ in noted if moved)
+            moves = collections.Counter(moved for moved, _, _ in noted if moved is not None)
             usual = moves.most_common(1)[0][0] if moves else None
             for moved, place, what in noted:
                 self.kept.count(place, moved is not None and moved == usual, what)

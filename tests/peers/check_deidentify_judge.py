@@ -1,6 +1,6 @@
 """Whether the judge of bench/deidentify sees what is wrong: it is shown outputs whose defects are known.
 
-The originals themselves leave every identifier and lose nothing but new UIDs; the output of a sound program gets a
+The originals themselves leave every identifier and lose nothing; the output of a sound program gets a
 defect of each kind, which the judge has to name. Usage: check_deidentify_judge.py
 """
 
@@ -35,13 +35,11 @@ def judged(folder, output, setting):
 
 
 def check_originals(folder):
-    """Nothing was done: no action may count as taken, and nothing as lost but what only a new file can have."""
+    """Nothing was done: no action may count as taken, and nothing as lost."""
     for setting in SETTINGS:
         judge = judged(folder, os.path.join(folder, "data"), setting)
         demand(judge.required.good == 0, f"originals, {setting}: {judge.required.good} actions count as taken")
-        kinds = {miss["kind"] for miss in judge.kept.misses}
-        wanted = {"uid follows"} if setting == BASIC else {"uid follows", "interval kept"}
-        demand(kinds == wanted, f"originals, {setting}: lost {kinds}")
+        demand(not judge.kept.misses, f"originals, {setting}: lost {judge.kept.misses[:2]}")
 
 
 def check_nothing_written(folder):
