@@ -1,6 +1,6 @@
 # The two commands that matter: `make demo` and `make test`. Each sets up what it needs on a fresh Debian 12 machine.
 
-.PHONY: demo test test-release test-asan build build-asan bench fuzz soak coverage lint lint-changed format setup setup-bench setup-fuzz clean
+.PHONY: demo test test-release test-asan build build-asan bench bench-deidentify fuzz soak coverage lint lint-changed format setup setup-bench setup-fuzz clean
 
 demo: build
 	@scripts/demo.sh build/release
@@ -19,6 +19,10 @@ bench: setup-bench
 	cmake --build --preset release
 	@build/release/bench/bridgeBenchmarks
 	@/usr/bin/python3 bench/compare.py build/release $(BENCH)
+
+# De-identifies planted identifiers with radvex and with other programs. PLANTED="--patients 30 --misses 2" tries it.
+bench-deidentify: setup-bench build
+	@/usr/bin/python3 bench/deidentify/run.py $(PLANTED)
 
 # Runs every fuzz target for SECONDS, on a DCMTK built for it (once, about 10 minutes). Findings: build/fuzz/findings.
 SECONDS ?= 60
