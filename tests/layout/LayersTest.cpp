@@ -32,7 +32,7 @@ const std::map<std::string, std::set<std::string>> kSees{
     {"media/dicomdir", {"files", "guard", "media", "dcmtk"}},
     {"volume", {"files", "formats", "host", "include", "media", "workers"}},
     {"deidentify", {"files", "formats", "host", "media", "workers"}},
-    {"deidentify/pixels", {"formats", "dcmtk"}},
+    {"deidentify/pixels", {"formats", "guard", "dcmtk"}},
     {"deidentify/rewriting", {"deidentify", "deidentify/pixels", "media", "media/dicomdir", "guard", "dcmtk"}},
     {"cli", {"deidentify", "files", "formats", "host", "include", "media", "volume", "workers"}},
 };
