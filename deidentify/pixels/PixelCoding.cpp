@@ -187,15 +187,8 @@ bool decodesTo(DcmDataset& dataset, const std::vector<Uint8>& wanted) {
     return std::equal(decoded.begin(), decoded.end(), wanted.begin(), wanted.end());
 }
 
-} // namespace
-
-bool isCompressed(DcmDataset& dataset) {
-    DcmPixelData* pixels = pixelDataOf(dataset);
-    return pixels != nullptr && DcmXfer(syntaxOf(*pixels)).isEncapsulated();
-}
-
-E_TransferSyntax decodePixels(DcmDataset& dataset) {
-    registerCodecs();
+/// @throws std::runtime_error  a part of a sentence: the pixels must or can not be decoded
+E_TransferSyntax decodableSyntaxOf(DcmDataset& dataset) {
     DcmPixelData* pixels = pixelDataOf(dataset);
     if (pixels == nullptr) {
         fail("it has no pixels");
@@ -210,6 +203,19 @@ E_TransferSyntax decodePixels(DcmDataset& dataset) {
     if (const std::string reason = reasonNotToDecode(dataset); !reason.empty()) {
         fail(reason);
     }
+    return syntax;
+}
+
+} // namespace
+
+bool isCompressed(DcmDataset& dataset) {
+    DcmPixelData* pixels = pixelDataOf(dataset);
+    return pixels != nullptr && DcmXfer(syntaxOf(*pixels)).isEncapsulated();
+}
+
+E_TransferSyntax decodePixels(DcmDataset& dataset) {
+    registerCodecs();
+    const E_TransferSyntax syntax = decodableSyntaxOf(dataset);
     const long frames = framesOf(dataset);
     KeptAttributes kept(dataset, describedByCodecs());
     const OFCondition decoded = dataset.chooseRepresentation(EXS_LittleEndianExplicit, nullptr);

@@ -3,8 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <limits>
+#include <random>
 
+#include "deidentify/pixels/OverlayBits.h"
 #include "tests/deidentify/PixelPictures.h"
 #include "tests/support/DicomFiles.h"
 
@@ -446,4 +447,43 @@ TEST(Masking, LeavesFilesAloneThatNoRuleMatchesOrThatHaveNoPixels) {
     delete file.getDataset()->remove(DCM_PixelData);
     EXPECT_FALSE(mask(file, rulesOf(kRectangle)));
     EXPECT_TRUE(file.getDataset()->tagExists(DCM_IconImageSequence));
+}
+
+TEST(Masking, SurvivesAnyAttributes) {
+    // Sizes that fit, sizes that nearly fit and nonsense: either the mask is refused, or the value keeps its length.
+    std::mt19937 random(20);
+    const auto oneOf = [&](std::initializer_list<int> values) { return values.begin()[random() % values.size()]; };
+    const char* const models[] = {"MONOCHROME1", "MONOCHROME2", "RGB", "YBR_FULL", "YBR_FULL_422", "PALETTE COLOR"};
+    int done = 0;
+    for (int round = 0; round < 3000; ++round) {
+        const Picture picture{.rows = oneOf({1, 3, 5, 8, 65535}),
+                              .columns = oneOf({1, 2, 7, 8, 65535}),
+                              .frames = oneOf({1, 1, 1, 2, 2147483647}),
+                              .samples = oneOf({1, 1, 3, 3, 4}),
+                              .allocated = oneOf({1, 8, 8, 8, 16, 32}),
+                              .stored = oneOf({1, 1, 8, 8, 12}),
+                              .high = oneOf({0, 7, 7, 11, 31}),
+                              .isSigned = oneOf({0, 1}) == 1,
+                              .planar = oneOf({-1, 0, 1, 2}),
+                              .model = models[random() % std::size(models)]};
+        DcmFileFormat file;
+        fillPicture(file, picture, spelledBytes(random() % 600 + 1));
+        DcmDataset& dataset = *file.getDataset();
+        const std::size_t length = pixelBytes(dataset).size();
+        putOverlay(dataset, 0x6000,
+                   {.rows = oneOf({1, 4, 9}),
+                    .columns = oneOf({1, 4, 9}),
+                    .bits = 0xFFFF,
+                    .origin = {static_cast<Sint16>(oneOf({-32768, 0, 1, 32767})),
+                               static_cast<Sint16>(oneOf({-32768, 0, 1, 32767}))}});
+        dataset.putAndInsertUint16(DcmTag(0x6002, 0x0102, EVR_US), static_cast<Uint16>(oneOf({0, 9, 15, 63, 65535})));
+        putRegion(dataset, 1, static_cast<Uint32>(oneOf({0, 1, 3})), static_cast<Uint32>(oneOf({0, 2, 9, -1})),
+                  static_cast<Uint32>(oneOf({0, 4, -1})));
+        const std::string rule =
+            oneOf({0, 1}) == 1 ? R"("outsideRegions": true)" : R"("rectangles": [[-9, -3, 12, 2]])";
+        done += refusalOf(file, rule).empty() ? 1 : 0;
+        EXPECT_EQ(pixelBytes(dataset).size(), length);
+        (void)clearOverlayBits(dataset);
+    }
+    EXPECT_GT(done, 50) << "or nothing was tried";
 }
