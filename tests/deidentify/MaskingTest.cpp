@@ -79,10 +79,11 @@ TEST(Masking, BlackIsTheEndOfTheScaleThatIsShownBlack) {
         {{.allocated = 16, .stored = 16, .high = 15, .isSigned = true}, 0x8000},
         {{.allocated = 16, .stored = 12, .high = 11, .model = "MONOCHROME1"}, 0x0FFF},
         {{.allocated = 16, .stored = 12, .high = 11, .isSigned = true, .model = "MONOCHROME1"}, 0x07FF}};
-    for (const auto& [picture, black] : cases) {
+    for (const Case& entry : cases) { // clang 14 captures no structured bindings
+        const Picture& picture = entry.picture;
         const unsigned stored = picture.stored == 16 ? 0xFFFFU : 0x0FFFU;
         const auto bytes = spelledBytes(80);
-        const Uint16 value = black;
+        const Uint16 value = entry.black;
         const auto wanted = changed(bytes, picture, [&](auto& all, int frame, int row, int column) {
             const std::size_t at = 2 * pixelAt(picture, frame, row, column);
             const unsigned word = all[at] + 256U * all[at + 1];
