@@ -55,11 +55,15 @@ bool isKnownToDictionary(const DcmTagKey& key) {
     return isKnown;
 }
 
-/// Attributes whose texts are words of a vocabulary: a word of a name among them is most likely no name.
-bool holdsVocabulary(const DcmTagKey& key) {
-    static const std::array kKeys{DCM_CodeMeaning,   DCM_CodeValue,    DCM_CodingSchemeDesignator,
-                                  DCM_LongCodeValue, DCM_Manufacturer, DCM_ManufacturerModelName};
-    return std::ranges::find(kKeys, key) != kKeys.end();
+/// Whether the text is a word of a vocabulary that others keep: a word of a name in it is most likely no name. Codes of
+/// schemes that begin with 99 are of somebody's own (PS3.16, 8.2).
+bool holdsVocabulary(DcmItem& item, const DcmTagKey& key) {
+    if (key == DCM_CodeMeaning || key == DCM_CodeValue || key == DCM_LongCodeValue) {
+        OFString scheme;
+        return item.findAndGetOFString(DCM_CodingSchemeDesignator, scheme).good() && !scheme.empty() &&
+               scheme.compare(0, 2, "99") != 0;
+    }
+    return key == DCM_CodingSchemeDesignator || key == DCM_Manufacturer || key == DCM_ManufacturerModelName;
 }
 
 /// Applies the profile to one file.
@@ -358,12 +362,14 @@ class FileRewriting {
         } else if (place.isDummy && isFreeText(element.ident()) && !textOf(element).empty()) {
             putDummy(element);
             note(place, element.getTag(), "dummy value", "item of a dummy");
+        } else if (place.isDummy && element.ident() == EVR_UI) {
+            renew(place, element, "item of a dummy");
         } else {
             replaceIdentifiers(place, element,
-                               !rule.empty()                       ? Cleaning::Patient
-                               : holdsVocabulary(element.getTag()) ? Cleaning::Vocabulary
-                               : place.isCleaned                   ? Cleaning::Descriptions
-                                                                   : Cleaning::Identifiers);
+                               !rule.empty()                                   ? Cleaning::Patient
+                               : holdsVocabulary(place.item, element.getTag()) ? Cleaning::Vocabulary
+                               : place.isCleaned                               ? Cleaning::Descriptions
+                                                                               : Cleaning::Identifiers);
         }
     }
 
