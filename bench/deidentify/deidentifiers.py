@@ -153,7 +153,7 @@ def _uids(node, prefix):
 
 
 class Pydicom:
-    """pydicom_profile.py, which is as long as such scripts are."""
+    """pydicom_profile.py: the profile by its table, and a second round for the identifiers in texts."""
 
     def __init__(self, setting):
         self.setting, self.name = setting, "pydicom" if setting == table.BASIC else "pydicom, options"

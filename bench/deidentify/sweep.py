@@ -5,7 +5,7 @@ from pydicom.dataelem import DataElement
 from pydicom.sequence import Sequence
 
 from planting import LENGTHS, TEXTS, code_item, item
-from table import RESEARCH, text_of
+from table import BASIC, RESEARCH, text_of
 
 ELSEWHERE = (0x0000, 0x0002, 0x0004)  # groups of commands, meta information and directories
 HANDLED = {0x0040A730, 0x00700001, 0x00420011, 0xFFFCFFFC, 0xFFFAFFFA, 0x00880200}  # places of their own
@@ -40,7 +40,7 @@ def _value(planting, vr):
 
 def _sequence(planting, row, path):
     """Codes: one that says nothing of the patient, and one whose meaning somebody wrote by hand."""
-    if "UID" in row.name or row.code("basic").endswith("U*") or row.name.startswith("Referenced S"):
+    if row.code(BASIC).endswith("U*") or row.name.startswith("Referenced S"):  # items that name an instance
         uid = planting.uid()
         value = [item(ReferencedSOPClassUID="1.2.840.10008.5.1.4.1.1.2", ReferencedSOPInstanceUID=uid)]
         planting.dataset.add(DataElement(row.tag, "SQ", Sequence(value)))

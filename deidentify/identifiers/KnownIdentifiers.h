@@ -1,6 +1,5 @@
 #pragma once
 
-#include <compare>
 #include <set>
 #include <string>
 #include <string_view>
@@ -28,12 +27,13 @@ struct Identifier {
     IdentifierKind kind = IdentifierKind::Uid;
     std::string text{}; ///< UTF-8 as it stood in the file, without spaces and nulls around it
 
-    friend auto operator<=>(const Identifier&, const Identifier&) = default;
-
     template <typename Self>
     static auto fields(Self& self) {
         return std::tie(self.kind, self.text);
     }
+
+    friend bool operator<(const Identifier& one, const Identifier& other) { return fields(one) < fields(other); }
+    friend bool operator==(const Identifier& one, const Identifier& other) { return fields(one) == fields(other); }
 };
 
 /// All identifiers of a run, each once. Several processes may each collect some of them.

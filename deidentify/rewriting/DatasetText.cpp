@@ -24,6 +24,12 @@ std::string latin1AsUtf8(const std::string& bytes) {
     return text;
 }
 
+/// Without a change to ASCII where the text begins, which changes nothing, and which DCMTK's conversion refuses.
+std::string withoutFirstEscape(const std::string& bytes) {
+    constexpr std::string_view kToAscii = "\x1B(B";
+    return bytes.starts_with(kToAscii) ? bytes.substr(kToAscii.size()) : bytes;
+}
+
 /// Characters behind which the text is in the default character set again (PS3.5, 6.1.2.5.3).
 const char* delimitersOf(DcmEVR vr) {
     return vr == EVR_PN ? "\\^=" : vr == EVR_LO || vr == EVR_SH || vr == EVR_UC ? "\\" : "";
@@ -61,7 +67,7 @@ DcmSpecificCharacterSet* TextDecoder::converterOf(const std::string& characterSe
 }
 
 std::string TextDecoder::utf8(DcmElement& element, const std::string& characterSet) {
-    std::string bytes = textOf(element);
+    const std::string bytes = withoutFirstEscape(textOf(element));
     if (isAscii(bytes)) {
         return bytes;
     }

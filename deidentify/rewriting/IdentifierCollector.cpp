@@ -99,7 +99,9 @@ std::optional<IdentifierKind> kindOf(DcmElement& element, const ProfileOptions& 
     }
     const auto known = kindsOfAttributes().find(key);
     if (known != kindsOfAttributes().end()) {
-        return known->second;
+        // An institution that is kept may stand in other attributes too.
+        const bool isKeptToo = known->second == IdentifierKind::Organization && options.has(ProfileOption::Institution);
+        return isKeptToo ? std::nullopt : std::optional(known->second);
     }
     switch (element.ident()) {
     case EVR_UI:

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <set>
 #include <vector>
 
@@ -54,26 +55,15 @@ bool isKnownToDictionary(const DcmTagKey& key) {
     return isKnown;
 }
 
-/// Attributes whose texts are words of a vocabulary: a word of a name among them is most likely no name.
-bool holdsVocabulary(const DcmTagKey& key) {
-    static const std::array kKeys{DCM_CodeMeaning,
-                                  DCM_CodeValue,
-                                  DCM_LongCodeValue,
-                                  DCM_CodingSchemeDesignator,
-                                  DCM_Manufacturer,
-                                  DCM_ManufacturerModelName,
-                                  DCM_SoftwareVersions,
-                                  DCM_CodingSchemeName,
-                                  DCM_CodingSchemeResponsibleOrganization,
-                                  DCM_LUTExplanation,
-                                  DCM_ConvolutionKernel,
-                                  DCM_SequenceName,
-                                  DCM_PulseSequenceName,
-                                  DCM_ReceiveCoilName,
-                                  DCM_TransmitCoilName,
-                                  DCM_FilterType,
-                                  DCM_Radiopharmaceutical};
-    return std::ranges::find(kKeys, key) != kKeys.end();
+/// Whether the text is a word of a vocabulary that others keep: a word of a name in it is most likely no name. Codes of
+/// schemes that begin with 99 are of somebody's own (PS3.16, 8.2).
+bool holdsVocabulary(DcmItem& item, const DcmTagKey& key) {
+    if (key == DCM_CodeMeaning || key == DCM_CodeValue || key == DCM_LongCodeValue) {
+        OFString scheme;
+        return item.findAndGetOFString(DCM_CodingSchemeDesignator, scheme).good() && !scheme.empty() &&
+               scheme.compare(0, 2, "99") != 0;
+    }
+    return key == DCM_CodingSchemeDesignator || key == DCM_Manufacturer || key == DCM_ManufacturerModelName;
 }
 
 /// Applies the profile to one file.
@@ -222,20 +212,25 @@ class FileRewriting {
             apply(place, element, {byType(element.ident()), "retain safe private C"});
         } else if (isPrivate) {
             remove(place, element, "private attribute");
-        } else if (!isKnownToDictionary(key)) {
-            remove(place, element, "attribute that no dictionary knows");
+        } else if (const auto decision = decisionOf(element)) {
+            apply(place, element, *decision);
         } else {
-            apply(place, element, decisionOf(element));
+            remove(place, element, "attribute that no dictionary knows");
         }
     }
 
-    Decision decisionOf(DcmElement& element) const {
+    /// @return nothing for an attribute of which nobody knows what it holds
+    std::optional<Decision> decisionOf(DcmElement& element) const {
         const DcmTagKey key = element.getTag().getXTag();
         if (const ConfidentialityRow* row = ConfidentialityTable::instance().find(key.getGroup(), key.getElement())) {
             return decide(*row, options(), attributeType(key.getGroup(), key.getElement(), mSopClass));
         }
+        if (!isKnownToDictionary(key)) {
+            return std::nullopt;
+        }
         const Action action = namesAKind(key) ? Action::Keep : byType(element.ident());
-        return {action, action == Action::Keep ? "" : std::string("type ") + DcmVR(element.ident()).getVRName()};
+        return Decision{action,
+                        action == Action::Keep ? "" : std::string("type ") + DcmVR(element.ident()).getVRName()};
     }
 
     /// The action for an attribute that the table does not have: names, dates, UIDs and addresses of the web are
@@ -322,12 +317,14 @@ class FileRewriting {
         }
         putDummyDocument(place.item);
         note(place, element.getTag(), "dummy value", rule);
-        for (const DcmTagKey& key : {DCM_DocumentTitle, DCM_HL7InstanceIdentifier}) {
-            DcmElement* title = nullptr;
-            if (place.item.findAndGetElement(key, title).good()) {
-                mWriter.put(*title, key == DCM_DocumentTitle ? "" : "ANONYMIZED");
-                note(place, key, "emptied", "describes the removed document");
-            }
+        DcmElement* instance = nullptr;
+        if (place.item.findAndGetElement(DCM_HL7InstanceIdentifier, instance).good()) {
+            mWriter.put(*instance, dummyText(instance->ident()));
+            note(place, DCM_HL7InstanceIdentifier, "dummy value", "names the removed document");
+        }
+        DcmElement* title = nullptr;
+        if (place.item.findAndGetElement(DCM_DocumentTitle, title).good()) {
+            replaceIdentifiers(place, *title, Cleaning::Descriptions);
         }
     }
 
@@ -365,11 +362,14 @@ class FileRewriting {
         } else if (place.isDummy && isFreeText(element.ident()) && !textOf(element).empty()) {
             putDummy(element);
             note(place, element.getTag(), "dummy value", "item of a dummy");
+        } else if (place.isDummy && element.ident() == EVR_UI) {
+            renew(place, element, "item of a dummy");
         } else {
             replaceIdentifiers(place, element,
-                               holdsVocabulary(element.getTag()) ? Cleaning::Vocabulary
-                               : place.isCleaned                 ? Cleaning::Descriptions
-                                                                 : Cleaning::Identifiers);
+                               !rule.empty()                                   ? Cleaning::Patient
+                               : holdsVocabulary(place.item, element.getTag()) ? Cleaning::Vocabulary
+                               : place.isCleaned                               ? Cleaning::Descriptions
+                                                                               : Cleaning::Identifiers);
         }
     }
 
@@ -416,7 +416,8 @@ class FileRewriting {
     void replaceIdentifiers(const Place& place, DcmElement& element, Cleaning cleaning) {
         const DcmEVR vr = element.ident();
         if (isFreeText(vr) || vr == EVR_AE || vr == EVR_CS) {
-            const Cleaning allowed = vr == EVR_AE || vr == EVR_CS ? Cleaning::Vocabulary : cleaning;
+            // Code strings are words of a vocabulary, and titles of applications have no room for suspicious ones.
+            const Cleaning allowed = vr == EVR_CS ? Cleaning::Vocabulary : cleaning;
             const auto after = mCleaner.clean(mDecoder.utf8(element, place.characterSet), vr, allowed);
             if (after) {
                 mWriter.put(element, vr == EVR_AE || vr == EVR_CS ? "REMOVED" : *after);

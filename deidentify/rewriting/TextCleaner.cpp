@@ -1,14 +1,15 @@
 #include "deidentify/rewriting/TextCleaner.h"
 
 #include <algorithm>
-#include <cstddef>
-#include <map>
 
 #include "deidentify/identifiers/SuspiciousText.h"
 
 namespace radvex::deidentify {
 
 namespace {
+
+/// Stands for an identifier where there is no room for more.
+constexpr char kBriefly[] = "_";
 
 bool isSeparator(char character) {
     return std::string_view(" ,.^=\\_-\t\r\n").find(character) != std::string_view::npos;
@@ -19,6 +20,23 @@ bool isSingleNameWord(const Identifier& identifier, std::string_view found) {
                         identifier.kind == IdentifierKind::OtherName ||
                         identifier.kind == IdentifierKind::Organization || identifier.kind == IdentifierKind::Device;
     return isName && std::ranges::none_of(found, isSeparator);
+}
+
+/// What the option that keeps an attribute leaves in it.
+bool isOfPatient(IdentifierKind kind) {
+    return kind == IdentifierKind::PatientId || kind == IdentifierKind::PatientName ||
+           kind == IdentifierKind::BirthDate || kind == IdentifierKind::OtherId;
+}
+
+bool counts(const Identifier& identifier, std::string_view found, Cleaning cleaning) {
+    constexpr std::size_t kTelling = 4;
+    switch (cleaning) {
+    case Cleaning::Patient: return isOfPatient(identifier.kind) && identifier.text.size() >= kTelling;
+    case Cleaning::Vocabulary: return identifier.text.size() >= kTelling && !isSingleNameWord(identifier, found);
+    case Cleaning::Identifiers: return identifier.text.size() >= kTelling || found.size() >= kTelling;
+    case Cleaning::Descriptions: break;
+    }
+    return true;
 }
 
 /// Characters that a value may have (PS3.5, table 6.2-1); 0: no limit that matters.
@@ -61,15 +79,11 @@ std::string limited(const std::string& text, DcmEVR vr) {
 
 } // namespace
 
-std::optional<std::string> TextCleaner::clean(const std::string& text, DcmEVR vr, Cleaning cleaning) const {
-    struct Part {
-        std::size_t end;
-        std::string replacement;
-    };
-    std::map<std::size_t, Part> parts; // by their begin
+TextCleaner::Parts TextCleaner::partsToReplace(const std::string& text, Cleaning cleaning) const {
+    Parts parts;
     for (const Find& find : mFinder.findAll(text)) {
         const std::string_view found = std::string_view(text).substr(find.begin, find.length);
-        if (cleaning != Cleaning::Vocabulary || !isSingleNameWord(*find.identifier, found)) {
+        if (counts(*find.identifier, found, cleaning)) {
             parts[find.begin] = {find.begin + find.length, mNewText(*find.identifier, found)};
         }
     }
@@ -78,18 +92,27 @@ std::optional<std::string> TextCleaner::clean(const std::string& text, DcmEVR vr
             parts.try_emplace(span.begin, Part{span.begin + span.length, std::string(kRemovedText)});
         }
     }
+    return parts;
+}
+
+std::optional<std::string> TextCleaner::clean(const std::string& text, DcmEVR vr, Cleaning cleaning) const {
+    const Parts parts = partsToReplace(text, cleaning);
     if (parts.empty()) {
         return std::nullopt;
     }
-    std::string result;
+    std::string full;
+    std::string brief;
     std::size_t done = 0;
     for (const auto& [begin, part] : parts) {
         if (begin >= done) {
-            result.append(text, done, begin - done).append(part.replacement);
+            full.append(text, done, begin - done).append(part.replacement);
+            brief.append(text, done, begin - done).append(kBriefly);
         }
         done = std::max(done, part.end); // of two that overlap, all of both goes
     }
-    return limited(result.append(text, done), vr);
+    full.append(text, done);
+    brief.append(text, done);
+    return limited(full, vr) == full ? full : limited(brief, vr);
 }
 
 } // namespace radvex::deidentify

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -14,9 +16,10 @@ namespace radvex::deidentify {
 
 /// How much of a text may go.
 enum class Cleaning {
-    Identifiers,  ///< what is known from the files of the run
-    Vocabulary,   ///< the same, but no single word of a name: "Stone" is more likely a finding than Mr Stone
-    Descriptions, ///< identifiers, and what looks like one
+    Patient,      ///< only what tells the patient: an option keeps the rest, such as the name of an institution
+    Vocabulary,   ///< identifiers, but no single word of a name: "Stone" is more likely a finding than Mr Stone
+    Identifiers,  ///< what is known from the files of the run; a number such as "1" is too short to be known here
+    Descriptions, ///< all identifiers, and what looks like one
 };
 
 /// Replaces identifiers in texts.
@@ -29,10 +32,19 @@ class TextCleaner {
     TextCleaner(const IdentifierFinder& finder, NewText newText) : mFinder(finder), mNewText(std::move(newText)) {}
 
     /// @param text  UTF-8, with backslashes between values
-    /// @return the new text, no longer than the type allows; nothing when it holds nothing to replace
+    /// @return the new text, no longer than the type allows; nothing when it holds nothing to replace. Where the type
+    ///         has no room for what stands for identifiers, less stands there
     std::optional<std::string> clean(const std::string& text, DcmEVR vr, Cleaning cleaning) const;
 
   private:
+    struct Part {
+        std::size_t end;
+        std::string replacement;
+    };
+    using Parts = std::map<std::size_t, Part>; // by their begin
+
+    Parts partsToReplace(const std::string& text, Cleaning cleaning) const;
+
     const IdentifierFinder& mFinder;
     NewText mNewText;
 };
