@@ -1,10 +1,13 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <system_error>
 
 #include "dcmtk/dcmdata/dcdeftag.h"
+#include "dcmtk/dcmdata/dcmetinf.h"
 #include "dcmtk/dcmdata/dcsequen.h"
 #include "dcmtk/dcmdata/dcxfer.h"
 #include "deidentify/Anonymization.h"
@@ -35,6 +38,18 @@ GivenValues givenValues(const std::vector<GivenValue>& given) {
 
 bool isDeflated(DcmFileFormat& file) {
     return DcmXfer(file.getDataset()->getOriginalXfer()).getStreamCompression() != ESC_none;
+}
+
+/// What tells the instance from others, where its dataset has no SOPInstanceUID: what the meta information says, or
+/// all bytes of the file.
+std::string instanceOf(DcmFileFormat& file, const std::string& path) {
+    OFString uid;
+    (void)file.getMetaInfo()->findAndGetOFString(DCM_MediaStorageSOPInstanceUID, uid);
+    if (!uid.empty() || file.getDataset()->tagExistsWithValue(DCM_SOPInstanceUID)) {
+        return {uid.c_str(), uid.size()};
+    }
+    std::ifstream bytes(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(bytes), std::istreambuf_iterator<char>()};
 }
 
 /// What a find in the bytes of a file is, without the find.
@@ -153,8 +168,9 @@ class AnonymizationRun : public Anonymization {
         const media::KnownTypes knownTypes;
         DcmFileFormat file;
         media::loadDicom(file, original);
+        const std::string instance = instanceOf(file, original);
         RewrittenFile result = applyProfile(file, tools(), mDecoder);
-        media::saveDicom(file, rewritten, media::MetaInformation::New);
+        media::saveDicom(file, rewritten, media::MetaInformation::New, mPseudonyms.uid(instance));
         addBytesFound(rewritten, result.leaks);
         return result;
     }

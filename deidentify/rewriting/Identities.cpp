@@ -91,7 +91,8 @@ bool mayIdentify(DcmElement& element) {
     const bool isOfNetwork = key.getGroup() == kMeta &&
                              (element.ident() == EVR_AE || element.ident() == EVR_UR || key == DCM_PrivateInformation);
     const ConfidentialityRow* row = ConfidentialityTable::instance().find(key.getGroup(), key.getElement());
-    const bool isInTable = row != nullptr && !key.isPrivate() && row->basic.front() != Action::NewUid && !holdsReferences(key);
+    const bool isInTable =
+        row != nullptr && !key.isPrivate() && row->basic.front() != Action::NewUid && !holdsReferences(key);
     constexpr std::array kDangerous{EVR_DA, EVR_DT, EVR_PN, EVR_TM, EVR_UR};
     return isInTable || isOverlayText || isOfNetwork || std::ranges::count(kDangerous, element.ident()) > 0;
 }

@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcmetinf.h"
 #include "dcmtk/dcmdata/dcostrma.h"
 #include "dcmtk/dcmdata/dcwcache.h"
@@ -51,7 +52,7 @@ void require(const std::optional<LoadFailure>& failure) {
     }
 }
 
-void write(DcmFileFormat& file, const std::string& path, E_FileWriteMode mode) {
+void write(DcmFileFormat& file, const std::string& path) {
     errno = 0;
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> out(std::fopen(path.c_str(), "wb"), std::fclose);
     if (!out) {
@@ -62,7 +63,7 @@ void write(DcmFileFormat& file, const std::string& path, E_FileWriteMode mode) {
     DcmWriteCache cache;
     file.transferInit();
     const OFCondition written = file.write(stream, file.getDataset()->getCurrentXfer(), EET_UndefinedLength, &cache,
-                                           EGL_recalcGL, EPD_noChange, 0, 0, 0, mode);
+                                           EGL_recalcGL, EPD_noChange, 0, 0, 0, EWM_dontUpdateMeta);
     file.transferEnd();
     stream.flush();
     if (!consumer.good() || std::fflush(out.get()) != 0 || std::fclose(out.release()) != 0) {
@@ -79,16 +80,23 @@ void loadDicom(DcmFileFormat& file, const std::string& path) { require(loadGuard
 
 void loadDicomHead(DcmFileFormat& file, const std::string& path) { require(loadGuarded(file, path)); }
 
-void saveDicom(DcmFileFormat& file, const std::string& path, MetaInformation meta) {
-    if (meta == MetaInformation::New) {
-        DcmFileFormat fresh(file.getAndRemoveDataset(), OFFalse); // DCMTK keeps the preamble with the meta information
-        write(fresh, path, EWM_createNewMeta);
-    } else {
-        // DCMTK keeps the old length of the meta information, so readers would look for the dataset at a wrong offset.
-        (void)file.getMetaInfo()->computeGroupLengthAndPadding(EGL_recalcGL, EPD_noChange, EXS_LittleEndianExplicit,
-                                                               EET_UndefinedLength);
-        write(file, path, EWM_dontUpdateMeta);
+void saveDicom(DcmFileFormat& file, const std::string& path, MetaInformation meta, const std::string& instance) {
+    std::unique_ptr<DcmFileFormat> fresh;
+    if (meta == MetaInformation::New) { // DCMTK keeps the preamble with the meta information
+        fresh = std::make_unique<DcmFileFormat>(file.getAndRemoveDataset(), OFFalse);
+        DcmDataset& dataset = *fresh->getDataset();
+        if (fresh->validateMetaInfo(dataset.getCurrentXfer(), EWM_createNewMeta).bad()) {
+            failToWrite("its meta information cannot be made");
+        }
+        if (!instance.empty() && !dataset.tagExistsWithValue(DCM_SOPInstanceUID)) {
+            (void)fresh->getMetaInfo()->putAndInsertString(DCM_MediaStorageSOPInstanceUID, instance.c_str());
+        }
     }
+    DcmFileFormat& written = fresh ? *fresh : file;
+    // DCMTK keeps the old length of the meta information, so readers would look for the dataset at a wrong offset.
+    (void)written.getMetaInfo()->computeGroupLengthAndPadding(EGL_recalcGL, EPD_noChange, EXS_LittleEndianExplicit,
+                                                              EET_UndefinedLength);
+    write(written, path);
 }
 
 } // namespace radvex::media

@@ -21,8 +21,12 @@ enum class MetaInformation {
 };
 
 /// Writes a loaded file in its own transfer syntax. Checks that everything was written.
-/// @param path  not that of the loaded file
+/// @param path      not that of the loaded file
+/// @param instance  MediaStorageSOPInstanceUID of new meta information where the dataset has no SOPInstanceUID: DCMTK
+/// would
+///                  make one of this machine's number and the time
 /// @throws std::runtime_error  part of a sentence; an incomplete file may be left at the path
-void saveDicom(DcmFileFormat& file, const std::string& path, MetaInformation meta = MetaInformation::Kept);
+void saveDicom(DcmFileFormat& file, const std::string& path, MetaInformation meta = MetaInformation::Kept,
+               const std::string& instance = "");
 
 } // namespace radvex::media
