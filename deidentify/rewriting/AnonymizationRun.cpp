@@ -11,6 +11,7 @@
 #include "dcmtk/dcmdata/dcsequen.h"
 #include "dcmtk/dcmdata/dcxfer.h"
 #include "deidentify/Anonymization.h"
+#include "deidentify/identifiers/ByteSearch.h"
 #include "deidentify/pixels/PixelRisks.h"
 #include "deidentify/rewriting/IdentifierCollector.h"
 #include "deidentify/rewriting/Identities.h"
@@ -150,8 +151,10 @@ class AnonymizationRun : public Anonymization {
     LearntFile learn(const std::string& original) override {
         const media::KnownTypes knownTypes;
         DcmFileFormat file;
-        media::loadDicomHead(file, original);
-        return learnIdentifiers(file, profile().options, mDecoder);
+        const auto source = media::loadDicomHead(file, original);
+        LearntFile learnt = learnIdentifiers(file, profile().options, mDecoder);
+        media::requireRead(*source);
+        return learnt;
     }
 
     void know(KnownIdentifiers identifiers) override { mProfileFinder = IdentifierFinder(identifiers); }
@@ -167,11 +170,22 @@ class AnonymizationRun : public Anonymization {
     RewrittenFile rewrite(const std::string& original, const std::string& rewritten) override {
         const media::KnownTypes knownTypes;
         DcmFileFormat file;
-        media::loadDicom(file, original);
+        const auto source = media::loadDicomHead(file, original); // pixels go from file to file
         const std::string instance = instanceOf(file, original);
         RewrittenFile result = applyProfile(file, tools(), mDecoder);
-        media::saveDicom(file, rewritten, media::MetaInformation::New, mPseudonyms.uid(instance));
-        addBytesFound(rewritten, result.leaks);
+        ByteSearch search(mProfileFinder);
+        std::optional<Identifier> found;
+        media::saveDicom(file, rewritten, media::MetaInformation::New, mPseudonyms.uid(instance),
+                         [&](std::string_view bytes) {
+                             if (!found) {
+                                 found = search.add(bytes);
+                             }
+                         });
+        media::requireRead(*source);
+        found = found ? found : search.finish();
+        if (found) {
+            result.leaks.insert(std::string("bytes of the file: ") + describe(found->kind));
+        }
         return result;
     }
 
@@ -232,12 +246,6 @@ class AnonymizationRun : public Anonymization {
     }
 
     ProfileTools tools() const { return {profile(), mGiven, mPseudonyms, mAssigned, mProfileFinder, mMasks}; }
-
-    void addBytesFound(const std::string& path, Leaks& leaks) const {
-        if (const auto found = mProfileFinder.findInFile(path)) {
-            leaks.insert(std::string("bytes of the file: ") + describe(found->kind));
-        }
-    }
 
     void learnTexts() {
         const auto& newOf = mIdentities.originals().newOf;
