@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcsequen.h"
 #include "deidentify/rewriting/DatasetWalk.h"
 #include "deidentify/rewriting/Pseudonyms.h"
 
+#include <unicode/ucnv.h>
+#include <unicode/unistr.h>
 #include <utf8.h>
 
 namespace radvex::deidentify {
@@ -22,6 +25,25 @@ std::string latin1AsUtf8(const std::string& bytes) {
         utf8::append(static_cast<char32_t>(static_cast<unsigned char>(byte)), std::back_inserter(text));
     }
     return text;
+}
+
+/// Texts in the Japanese sets with code extensions (PS3.3, C.12.1.1.2), which DCMTK's conversion lacks: the same escape
+/// sequences, and half-width katakana in the upper half.
+std::optional<std::string> japaneseAsUtf8(const std::string& bytes) {
+    UErrorCode status = U_ZERO_ERROR;
+    const icu::LocalUConverterPointer converter(ucnv_open("ISO_2022,locale=ja,version=4", &status));
+    if (U_FAILURE(status)) {
+        return std::nullopt;
+    }
+    ucnv_setToUCallBack(converter.getAlias(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
+    const icu::UnicodeString text(bytes.data(), static_cast<std::int32_t>(bytes.size()), converter.getAlias(), status);
+    std::string utf8;
+    return U_FAILURE(status) ? std::nullopt : std::optional(text.toUTF8String(utf8));
+}
+
+bool isJapanese(const std::string& characterSet) {
+    return characterSet.find("IR 87") != std::string::npos || characterSet.find("IR 159") != std::string::npos ||
+           characterSet.find("IR 13") != std::string::npos;
 }
 
 /// Without a change to ASCII where the text begins, which changes nothing, and which DCMTK's conversion refuses.
@@ -70,6 +92,11 @@ std::string TextDecoder::utf8(DcmElement& element, const std::string& characterS
     const std::string bytes = withoutFirstEscape(textOf(element));
     if (isAscii(bytes)) {
         return bytes;
+    }
+    if (hasCharacterSet(element.ident()) && isJapanese(characterSet)) {
+        if (const auto text = japaneseAsUtf8(bytes)) {
+            return *text;
+        }
     }
     if (DcmSpecificCharacterSet* converter = hasCharacterSet(element.ident()) ? converterOf(characterSet) : nullptr) {
         OFString converted;
