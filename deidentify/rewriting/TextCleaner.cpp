@@ -89,7 +89,9 @@ TextCleaner::Parts TextCleaner::partsToReplace(const std::string& text, Cleaning
     }
     if (cleaning == Cleaning::Descriptions) {
         for (const TextSpan& span : suspiciousParts(text)) {
-            parts.try_emplace(span.begin, Part{span.begin + span.length, std::string(kRemovedText)});
+            const std::size_t end = span.begin + span.length;
+            Part& part = parts.try_emplace(span.begin, Part{end, std::string(kRemovedText)}).first->second;
+            part.end = std::max(part.end, end); // a known name may be only the first word of a suspicious one
         }
     }
     return parts;
