@@ -22,9 +22,9 @@ bool isSingleNameWord(const Identifier& identifier, std::string_view found) {
     return isName && std::ranges::none_of(found, isSeparator);
 }
 
-/// What the option that keeps an attribute leaves in it.
+/// What no option that keeps an attribute leaves in it. A UID is the patient's as much as his or her number.
 bool isOfPatient(IdentifierKind kind) {
-    return kind == IdentifierKind::PatientId || kind == IdentifierKind::PatientName ||
+    return kind == IdentifierKind::Uid || kind == IdentifierKind::PatientId || kind == IdentifierKind::PatientName ||
            kind == IdentifierKind::BirthDate || kind == IdentifierKind::OtherId;
 }
 

@@ -77,6 +77,11 @@ TEST(TextCleaner, TakesOnlyWhatTellsThePatientWhereAnOptionKeepsTheRest) {
     EXPECT_EQ(cleaned(known, "Elbe Clinic, Jane", EVR_LO, Cleaning::Patient), "Elbe Clinic, [removed]");
 }
 
+TEST(TextCleaner, LeavesNoUidInWhatAnOptionKeeps) {
+    const Known known{{IdentifierKind::Uid, "1.2.826.0.1.99.5"}};
+    EXPECT_EQ(cleaned(known, "of 1.2.826.0.1.99.5", EVR_LO, Cleaning::Patient), "of [removed]");
+}
+
 TEST(TextCleaner, AnIdentifierOfFewCharactersCountsInDescriptionsOnly) {
     const Known one{{IdentifierKind::OtherId, "1"}};
     EXPECT_EQ(cleaned(one, "1", EVR_SH, Cleaning::Identifiers), "(nothing)");
