@@ -2,15 +2,13 @@
 
 #include <algorithm>
 #include <array>
-#include <optional>
 
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcsequen.h"
 #include "deidentify/rewriting/DatasetWalk.h"
+#include "deidentify/rewriting/EscapedText.h"
 #include "deidentify/rewriting/Pseudonyms.h"
 
-#include <unicode/ucnv.h>
-#include <unicode/unistr.h>
 #include <utf8.h>
 
 namespace radvex::deidentify {
@@ -25,25 +23,6 @@ std::string latin1AsUtf8(const std::string& bytes) {
         utf8::append(static_cast<char32_t>(static_cast<unsigned char>(byte)), std::back_inserter(text));
     }
     return text;
-}
-
-/// Texts in the Japanese sets with code extensions (PS3.3, C.12.1.1.2), which DCMTK's conversion lacks: the same escape
-/// sequences, and half-width katakana in the upper half.
-std::optional<std::string> japaneseAsUtf8(const std::string& bytes) {
-    UErrorCode status = U_ZERO_ERROR;
-    const icu::LocalUConverterPointer converter(ucnv_open("ISO_2022,locale=ja,version=4", &status));
-    if (U_FAILURE(status)) {
-        return std::nullopt;
-    }
-    ucnv_setToUCallBack(converter.getAlias(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
-    const icu::UnicodeString text(bytes.data(), static_cast<std::int32_t>(bytes.size()), converter.getAlias(), status);
-    std::string utf8;
-    return U_FAILURE(status) ? std::nullopt : std::optional(text.toUTF8String(utf8));
-}
-
-bool isJapanese(const std::string& characterSet) {
-    return characterSet.find("IR 87") != std::string::npos || characterSet.find("IR 159") != std::string::npos ||
-           characterSet.find("IR 13") != std::string::npos;
 }
 
 /// Without a change to ASCII where the text begins, which changes nothing, and which DCMTK's conversion refuses.
@@ -93,20 +72,23 @@ std::string TextDecoder::utf8(DcmElement& element, const std::string& characterS
     if (isAscii(bytes)) {
         return bytes;
     }
-    if (hasCharacterSet(element.ident()) && isJapanese(characterSet)) {
-        if (const auto text = japaneseAsUtf8(bytes)) {
-            return *text;
-        }
+    if (!hasCharacterSet(element.ident())) {
+        return isUtf8(bytes) ? bytes : latin1AsUtf8(bytes);
     }
-    if (DcmSpecificCharacterSet* converter = hasCharacterSet(element.ident()) ? converterOf(characterSet) : nullptr) {
+    if (DcmSpecificCharacterSet* converter = converterOf(characterSet)) {
         OFString converted;
         const OFString original(bytes.data(), bytes.size());
         if (converter->convertString(original, converted, delimitersOf(element.ident())).good() &&
-            isUtf8({converted.c_str(), converted.size()})) {
+            isUtf8({converted.c_str(), converted.size()}) && converted.find(kEscape) == OFString_npos) {
             return {converted.c_str(), converted.size()};
         }
     }
-    return isUtf8(bytes) ? bytes : latin1AsUtf8(bytes);
+    const bool isEscaped = bytes.find(kEscape) != std::string::npos;
+    if (!isEscaped && isUtf8(bytes)) {
+        return bytes;
+    }
+    const bool isExtended = isEscaped || characterSet.find("2022") != std::string::npos;
+    return isExtended ? utf8FromEscapes(bytes, characterSet, delimitersOf(element.ident())) : latin1AsUtf8(bytes);
 }
 
 void TextWriter::put(DcmElement& element, const std::string& utf8) {
