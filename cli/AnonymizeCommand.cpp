@@ -146,6 +146,7 @@ std::optional<deidentify::ProfileSettings> profileSettings(const AnonymizeOption
     }
     deidentify::ProfileSettings settings;
     settings.options = profileOptions(options);
+    settings.isStrict = options.isStrict;
     if (!options.keptPrivates.empty()) {
         settings.keptPrivates = deidentify::readKeptPrivates(options.keptPrivates);
     }

@@ -41,6 +41,7 @@ struct ProfileSettings {
     std::set<KeptPrivate> keptPrivates{};
     std::string masks{};                    ///< rules for masking pixels, as JSON; empty for none
     std::string masksName{};                ///< file of the rules, for messages
+    bool isStrict = false;                  ///< no file is written that may still identify the patient
     std::set<std::string> acceptedPixels{}; ///< classes of pixels that may stay, see acceptablePixels()
 };
 
@@ -175,8 +176,9 @@ class Anonymization {
     virtual PatientPseudonym pseudonymOf(const std::string& patient) = 0;
     /// Pseudonyms that somebody assigned, by PatientID.
     virtual void assign(std::map<std::string, PatientPseudonym> pseudonyms) = 0;
-    /// Whether a file is what a run with the same key and options made of an instance.
-    virtual bool isResultOf(const std::string& path, const std::string& instance) = 0;
+    /// What may still identify the patient in a file that an earlier run with the same key and settings made of an
+    /// instance; nothing when it is another file.
+    virtual std::optional<Leaks> earlierResult(const std::string& path, const std::string& instance) = 0;
     /// Writes a file as the profile wants it, and searches it for identifiers of the run.
     /// @throws std::runtime_error  part of a sentence; the new file may then be incomplete
     virtual RewrittenFile rewrite(const std::string& original, const std::string& rewritten) = 0;

@@ -313,10 +313,14 @@ void Anonymizer::Work::nameOutputs() {
 
 bool Anonymizer::Work::isDone(const Job& job, AnonymizedFile& file) {
     std::error_code error;
-    if (!mOwner.mOptions.resumes || !fs::is_regular_file(target(file), error) ||
-        !rewriter().isResultOf(target(file), job.instance)) {
+    if (!mOwner.mOptions.resumes || !fs::is_regular_file(target(file), error)) {
         return false;
     }
+    auto leaks = rewriter().earlierResult(target(file), job.instance);
+    if (!leaks) {
+        return false;
+    }
+    file.leaks = std::move(*leaks);
     file.isWritten = true;
     file.isEarlier = true;
     return true;

@@ -17,7 +17,6 @@ namespace {
 unsigned claimedBit(DcmItem& dataset, Uint16 group) {
     constexpr Uint16 kBitsAllocated = 0x0100;
     constexpr Uint16 kBitPosition = 0x0102;
-    constexpr Uint16 kData = 0x3000;
     constexpr unsigned kNone = 64;
     Uint16 allocated = 1;
     Uint16 position = 0;
@@ -25,7 +24,7 @@ unsigned claimedBit(DcmItem& dataset, Uint16 group) {
     (void)dataset.findAndGetUint16(DcmTagKey(group, kBitPosition), position, 0, OFFalse);
     // A plane without data of its own can be nowhere else, also where it forgets to say how long the words are.
     const bool isClaim = allocated > 1 || position > 0;
-    return isClaim && dataset.tagExists(DcmTagKey(group, kData), OFFalse) == OFFalse ? position : kNone;
+    return isClaim ? position : kNone; // also beside a plane of its own: nothing says what the bit holds
 }
 
 template <typename Word>

@@ -41,6 +41,24 @@ bool isDeflated(DcmFileFormat& file) {
     return DcmXfer(file.getDataset()->getOriginalXfer()).getStreamCompression() != ESC_none;
 }
 
+/// All that makes files of two runs differ, but for their key.
+std::string settingsText(const ProfileSettings& profile, const GivenValues& given) {
+    std::string text = profile.options.describe() + '\0' + profile.masks + '\0' + (profile.isStrict ? "strict" : "");
+    for (const std::string& word : profile.acceptedPixels) {
+        text.append(1, '\0').append(word);
+    }
+    for (const KeptPrivate& kept : profile.keptPrivates) {
+        text.append(1, '\0')
+            .append(kept.creator)
+            .append(1, '\0')
+            .append(std::to_string(kept.group * 256 + kept.element));
+    }
+    for (const auto& [key, value] : given) {
+        text.append(1, '\0').append(key.toString().c_str()).append(value);
+    }
+    return text;
+}
+
 /// What tells the instance from others, where its dataset has no SOPInstanceUID: what the meta information says, or
 /// all bytes of the file.
 std::string instanceOf(DcmFileFormat& file, const std::string& path) {
@@ -82,6 +100,9 @@ class AnonymizationRun : public Anonymization {
         media::silenceDcmtk();
         if (mProfile && !mProfile->masks.empty()) {
             mMasks = MaskRules::parse(mProfile->masks, mProfile->masksName);
+        }
+        if (mProfile) {
+            mSettingsMark = mPseudonyms.id("settings", settingsText(*mProfile, mGiven)).substr(0, 8);
         }
     }
 
@@ -165,7 +186,7 @@ class AnonymizationRun : public Anonymization {
 
     void assign(std::map<std::string, PatientPseudonym> pseudonyms) override { mAssigned = std::move(pseudonyms); }
 
-    bool isResultOf(const std::string& path, const std::string& instance) override;
+    std::optional<Leaks> earlierResult(const std::string& path, const std::string& instance) override;
 
     RewrittenFile rewrite(const std::string& original, const std::string& rewritten) override {
         const media::KnownTypes knownTypes;
@@ -245,7 +266,9 @@ class AnonymizationRun : public Anonymization {
         return *mProfile;
     }
 
-    ProfileTools tools() const { return {profile(), mGiven, mPseudonyms, mAssigned, mProfileFinder, mMasks}; }
+    ProfileTools tools() const {
+        return {profile(), mGiven, mPseudonyms, mAssigned, mProfileFinder, mMasks, mSettingsMark};
+    }
 
     void learnTexts() {
         const auto& newOf = mIdentities.originals().newOf;
@@ -264,26 +287,34 @@ class AnonymizationRun : public Anonymization {
     std::map<std::string, PatientPseudonym> mAssigned{};
     IdentifierFinder mProfileFinder{KnownIdentifiers{}};
     MaskRules mMasks{};
+    std::string mSettingsMark{};
     TextDecoder mDecoder{};
     Identities mIdentities;
     TextFinder mFinder{};
     std::size_t mLearned = 0; ///< number of originals that the finder knows
 };
 
-/// Written by a run with the same key and options.
-bool AnonymizationRun::isResultOf(const std::string& path, const std::string& instance) {
+std::optional<Leaks> AnonymizationRun::earlierResult(const std::string& path, const std::string& instance) {
     DcmFileFormat file;
     try {
         media::loadDicomHead(file, path);
     } catch (const std::runtime_error&) {
-        return false;
+        return std::nullopt;
     }
+    DcmDataset& dataset = *file.getDataset();
     OFString uid;
-    (void)file.getDataset()->findAndGetOFString(DCM_SOPInstanceUID, uid);
+    (void)dataset.findAndGetOFString(DCM_SOPInstanceUID, uid);
     const bool keepsUids = profile().options.has(ProfileOption::Uids);
     const std::string expected = keepsUids ? instance : mPseudonyms.uid(instance);
-    return !instance.empty() && expected == withoutPadding({uid.c_str(), uid.size()}) &&
-           isMadeWith(*file.getDataset(), profile().options);
+    if (instance.empty() || expected != withoutPadding({uid.c_str(), uid.size()}) ||
+        !isMadeWith(dataset, profile().options, mSettingsMark)) {
+        return std::nullopt;
+    }
+    Leaks leaks = pixelLeaks(dataset, profile(), !mMasks.matching(dataset).empty());
+    if (const auto found = mProfileFinder.findInFile(path)) {
+        leaks.insert(std::string("bytes of the file: ") + describe(found->kind));
+    }
+    return leaks;
 }
 
 std::vector<std::string> AnonymizationRun::fileIdsOf(const std::string& dicomdir) {

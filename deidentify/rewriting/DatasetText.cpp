@@ -25,6 +25,13 @@ std::string latin1AsUtf8(const std::string& bytes) {
     return text;
 }
 
+/// No set at all, or one of those of western, central and southern Europe.
+bool isLatin(const std::string& characterSet) {
+    static constexpr std::array<std::string_view, 7> kSets{"",           "ISO_IR 6",   "ISO_IR 100", "ISO_IR 101",
+                                                           "ISO_IR 109", "ISO_IR 110", "ISO_IR 148"};
+    return std::ranges::find(kSets, characterSet) != kSets.end();
+}
+
 /// Without a change to ASCII where the text begins, which changes nothing, and which DCMTK's conversion refuses.
 std::string withoutFirstEscape(const std::string& bytes) {
     constexpr std::string_view kToAscii = "\x1B(B";
@@ -74,6 +81,9 @@ std::string TextDecoder::utf8(DcmElement& element, const std::string& characterS
     }
     if (!hasCharacterSet(element.ident())) {
         return isUtf8(bytes) ? bytes : latin1AsUtf8(bytes);
+    }
+    if (isLatin(characterSet) && isUtf8(bytes) && bytes.find(kEscape) == std::string::npos) {
+        return bytes; // no Latin text looks like this by chance; some programs write it all the same
     }
     if (DcmSpecificCharacterSet* converter = converterOf(characterSet)) {
         OFString converted;

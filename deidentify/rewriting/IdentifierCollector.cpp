@@ -103,7 +103,7 @@ std::optional<IdentifierKind> kindOf(DcmElement& element, const ProfileOptions& 
         const bool isKeptToo = known->second == IdentifierKind::Organization && options.has(ProfileOption::Institution);
         return isKeptToo ? std::nullopt : std::optional(known->second);
     }
-    switch (element.ident()) {
+    switch (meantType(element)) {
     case EVR_UI:
         return namesAKind(key) || options.has(ProfileOption::Uids) ? std::nullopt : std::optional(IdentifierKind::Uid);
     case EVR_PN: return IdentifierKind::OtherName;

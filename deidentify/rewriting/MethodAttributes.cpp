@@ -47,11 +47,11 @@ void addCode(DcmDataset& dataset, std::string_view code, std::string_view meanin
     put(*item, DCM_CodeMeaning, meaning);
 }
 
-/// One value for the profile and one for each option.
-std::string methodOf(const ProfileOptions& options) {
+/// One value for the profile, one for each option, and one for all settings.
+std::string methodOf(const ProfileOptions& options, const std::string& settings) {
     std::string method("PS3.15 E ");
     method += options.describe("\\");
-    return method;
+    return settings.empty() ? method : method.append("\\settings ").append(settings);
 }
 
 std::string methodIn(DcmDataset& dataset) {
@@ -72,17 +72,17 @@ const char* datesAfter(DcmDataset& dataset, const ProfileOptions& options) {
 
 } // namespace
 
-bool isMadeWith(DcmDataset& dataset, const ProfileOptions& options) {
+bool isMadeWith(DcmDataset& dataset, const ProfileOptions& options, const std::string& settings) {
     const std::string said = '\\' + methodIn(dataset);
-    return said.ends_with('\\' + methodOf(options));
+    return said.ends_with('\\' + methodOf(options, settings));
 }
 
-void addMethod(DcmDataset& dataset, const ProfileOptions& options) {
+void addMethod(DcmDataset& dataset, const ProfileOptions& options, const std::string& settings) {
     put(dataset, DCM_PatientIdentityRemoved, "YES");
-    if (!isMadeWith(dataset, options)) {
+    if (!isMadeWith(dataset, options, settings)) {
         const std::string before = methodIn(dataset);
         put(dataset, DCM_DeidentificationMethod,
-            before.empty() ? methodOf(options) : before + '\\' + methodOf(options));
+            before.empty() ? methodOf(options, settings) : before + '\\' + methodOf(options, settings));
     }
     addCode(dataset, "113100", "Basic Application Confidentiality Profile");
     for (const ProfileOptionNames& names : profileOptionNames()) {

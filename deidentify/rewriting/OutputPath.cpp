@@ -1,6 +1,7 @@
 #include "deidentify/rewriting/OutputPath.h"
 
 #include <algorithm>
+#include <array>
 
 #include <utf8.h>
 
@@ -35,13 +36,13 @@ std::string asUtf8(const std::string& name) {
     return text;
 }
 
-/// The name without its extension: a dot, a letter, and three more characters at most.
+/// The name without an extension of images; any other may be a word of a name: "Anna.Lee".
 std::size_t endOfStem(const std::string& name) {
-    constexpr std::size_t kLongest = 5;
-    const std::size_t dot = name.rfind('.');
-    const bool isExtension = dot != std::string::npos && dot > 0 && name.size() - dot <= kLongest &&
-                             name.size() - dot >= 2 && std::isalpha(static_cast<unsigned char>(name[dot + 1])) != 0;
-    return isExtension ? dot : name.size();
+    static constexpr std::array<std::string_view, 8> kExtensions{".dcm", ".dicom", ".ima", ".img",
+                                                                 ".DCM", ".DICOM", ".IMA", ".IMG"};
+    const auto* const found =
+        std::ranges::find_if(kExtensions, [&](std::string_view extension) { return name.ends_with(extension); });
+    return found != kExtensions.end() && name.size() > found->size() ? name.size() - found->size() : name.size();
 }
 
 } // namespace

@@ -11,6 +11,7 @@
 #include "dcmtk/dcmdata/dcsequen.h"
 #include "deidentify/pixels/Masking.h"
 #include "deidentify/pixels/OverlayBits.h"
+#include "deidentify/pixels/PixelRemains.h"
 #include "deidentify/pixels/PixelRisks.h"
 #include "deidentify/profile/AttributeTypes.h"
 #include "deidentify/profile/ConfidentialityTable.h"
@@ -40,20 +41,37 @@ bool isPrivateCreator(const DcmTagKey& key) {
 }
 
 bool isOverlay(const DcmTagKey& key) { return (key.getGroup() & 0xFF00) == 0x6000 && key.getGroup() % 2 == 0; }
-bool isPixelGroup(const DcmTagKey& key) { return key.getGroup() == 0x7FE0; }
-
-bool isOne(DcmEVR vr, std::initializer_list<DcmEVR> types) { return std::ranges::find(types, vr) != types.end(); }
-
-bool isDateOrTime(DcmEVR vr) { return isOne(vr, {EVR_DA, EVR_DT, EVR_TM}); }
-
-bool isFreeText(DcmEVR vr) { return isOne(vr, {EVR_LO, EVR_LT, EVR_PN, EVR_SH, EVR_ST, EVR_UC, EVR_UR, EVR_UT}); }
-
 bool isKnownToDictionary(const DcmTagKey& key) {
     const DcmDataDictionary& dictionary = dcmDataDict.rdlock();
     const bool isKnown = dictionary.findEntry(key, nullptr) != nullptr;
     dcmDataDict.rdunlock();
     return isKnown;
 }
+
+bool isReadable(std::string_view text) {
+    return std::ranges::none_of(text, [](char character) {
+        const auto byte = static_cast<unsigned char>(character);
+        return byte < 0x20 && byte != '\t' && byte != '\n' && byte != '\r' && byte != '\f';
+    });
+}
+
+/// Pixels of any kind and the tables of their frames.
+bool holdsPixels(DcmElement& element) {
+    const DcmTagKey key = element.getTag().getXTag();
+    return key.getGroup() == 0x7FE0 && !holdsText(element) && isKnownToDictionary(key);
+}
+
+/// Attributes of messages, of meta information and of directories have no place in a dataset.
+bool isOfOtherPlaces(const DcmTagKey& key) {
+    const Uint16 group = key.getGroup();
+    return group == 0x0000 || group == 0x0002 || group == 0x0004;
+}
+
+bool isOne(DcmEVR vr, std::initializer_list<DcmEVR> types) { return std::ranges::find(types, vr) != types.end(); }
+
+bool isDateOrTime(DcmEVR vr) { return isOne(vr, {EVR_DA, EVR_DT, EVR_TM}); }
+
+bool isFreeText(DcmEVR vr) { return isOne(vr, {EVR_LO, EVR_LT, EVR_PN, EVR_SH, EVR_ST, EVR_UC, EVR_UR, EVR_UT}); }
 
 /// Whether the text is a word of a vocabulary that others keep: a word of a name in it is most likely no name. Codes of
 /// schemes that begin with 99 are of somebody's own (PS3.16, 8.2).
@@ -88,7 +106,7 @@ class FileRewriting {
         treatPixels(file); // while the attributes say what the original said
         rewrite({mDataset, "", characterSetOf(mDataset, "")});
         mWriter.finish();
-        addMethod(mDataset, mTools.settings.options);
+        addMethod(mDataset, mTools.settings.options, mTools.settingsMark);
         return std::move(mResult);
     }
 
@@ -99,23 +117,25 @@ class FileRewriting {
         mResult.steps.push_back({place.prefix + nameOf(key), action, std::move(rule)});
     }
 
-    /// What masks cannot take away from a picture: the shape of a face, and the text of a document.
-    static bool isBeyondMasks(const std::string& pixelClass) {
-        return pixelClass == "face" || pixelClass == "document";
-    }
-
     void treatPixels(DcmFileFormat& file) {
         const std::vector<PixelRisk> risks = pixelRisks(mDataset);
-        const bool isMasked = !mTools.masks.empty() && mask(file, mTools.masks);
-        if (isMasked) {
+        // Rules match what the original says, and a mask may change what it says of burnt-in text.
+        const bool willBeMasked = !mTools.masks.matching(mDataset).empty() && mDataset.tagExists(DCM_PixelData);
+        mResult.leaks.merge(pixelLeaks(mDataset, mTools.settings, willBeMasked));
+        if (!mTools.masks.empty() && mask(file, mTools.masks)) {
             mResult.steps.push_back({"PixelData", "masked", "rules of the user"});
         }
         for (const PixelRisk& risk : risks) {
             if (mTools.settings.acceptedPixels.contains(risk.pixelClass)) {
                 mResult.steps.push_back({"PixelData", "kept", "accepted by the user: " + risk.pixelClass});
-            } else if (risk.pixelClass != "document" && (!isMasked || isBeyondMasks(risk.pixelClass))) {
-                mResult.leaks.insert("pixels (" + risk.pixelClass + "): " + risk.reason);
             }
+        }
+        const PixelRemains remains = clearPixelRemains(mDataset);
+        if (remains.areCleared) {
+            mResult.steps.push_back({"PixelData", "bytes that are no pixels cleared", "around the pixels"});
+        }
+        if (!remains.problem.empty()) {
+            mResult.leaks.insert("pixels (metadata): " + remains.problem);
         }
         const OverlayBits bits = clearOverlayBits(mDataset);
         if (bits.cleared != 0) {
@@ -205,11 +225,15 @@ class FileRewriting {
             return;
         }
         const bool isPrivate = key.getGroup() % 2 == 1;
-        if (isPixelGroup(key) || (key.getElement() == 0 && !isPrivate)) {
+        if (holdsPixels(element) && !place.prefix.empty()) {
+            remove(place, element, "pixels in a sequence, which no mask reaches");
+            return;
+        }
+        if (holdsPixels(element) || (key.getElement() == 0 && !isPrivate)) {
             return; // lengths of groups are written anew
         }
         if (isPrivate && isKeptPrivate(place, key)) {
-            apply(place, element, {byType(element.ident()), "retain safe private C"});
+            keepPrivate(place, element);
         } else if (isPrivate) {
             remove(place, element, "private attribute");
         } else if (const auto decision = decisionOf(element)) {
@@ -219,18 +243,51 @@ class FileRewriting {
         }
     }
 
+    /// Where the file does not tell the type of a private attribute, its bytes do, as far as they can.
+    void keepPrivate(const Place& place, DcmElement& element) {
+        const std::string rule = "retain safe private C";
+        if (element.ident() != EVR_UN) {
+            apply(place, element,
+                  {asSequence(element) != nullptr ? Action::Clean : cleanedByType(element.ident()), rule});
+            return;
+        }
+        const std::string text(withoutPadding(mDecoder.utf8(element, place.characterSet)));
+        const bool isUid =
+            text.find_first_not_of("0123456789.") == std::string::npos && std::ranges::count(text, '.') > 2;
+        if (isUid && !options().has(ProfileOption::Uids)) {
+            putText(element, newUids(text));
+            note(place, element.getTag(), "new UID", rule);
+        } else if (!isReadable(text) || text.find('^') != std::string::npos) {
+            remove(place, element, rule + ", of a type that the file does not tell");
+        } else {
+            note(place, element.getTag(), "cleaned", rule);
+            if (const auto after = mCleaner.clean(text, EVR_UT, Cleaning::Descriptions)) {
+                putText(element, *after);
+            }
+        }
+    }
+
+    /// A kept text is cleaned, since nobody knows what makers write into it.
+    Action cleanedByType(DcmEVR vr) const {
+        const Action action = byType(vr);
+        return action == Action::Keep && isFreeText(vr) ? Action::Clean : action;
+    }
+
     /// @return nothing for an attribute of which nobody knows what it holds
     std::optional<Decision> decisionOf(DcmElement& element) const {
         const DcmTagKey key = element.getTag().getXTag();
+        if (key == DCM_EncryptedAttributesSequence) {
+            return Decision{Action::Remove, "encrypted attributes of an earlier file"};
+        }
         if (const ConfidentialityRow* row = ConfidentialityTable::instance().find(key.getGroup(), key.getElement())) {
             return decide(*row, options(), attributeType(key.getGroup(), key.getElement(), mSopClass));
         }
-        if (!isKnownToDictionary(key)) {
+        if (!isKnownToDictionary(key) || isOfOtherPlaces(key)) {
             return std::nullopt;
         }
-        const Action action = namesAKind(key) ? Action::Keep : byType(element.ident());
-        return Decision{action,
-                        action == Action::Keep ? "" : std::string("type ") + DcmVR(element.ident()).getVRName()};
+        const DcmEVR vr = meantType(element);
+        const Action action = namesAKind(key) ? Action::Keep : byType(vr);
+        return Decision{action, action == Action::Keep ? "" : std::string("type ") + DcmVR(vr).getVRName()};
     }
 
     /// The action for an attribute that the table does not have: names, dates, UIDs and addresses of the web are
@@ -290,7 +347,7 @@ class FileRewriting {
         const DcmTagKey key = element.getTag().getXTag();
         if (key == DCM_PatientID) {
             putPseudonym(place, element, rule);
-        } else if (element.ident() == EVR_UI) {
+        } else if (meantType(element) == EVR_UI) {
             renew(place, element, rule);
         } else if (key == DCM_EncapsulatedDocument) {
             replaceDocument(place, element, rule);
@@ -343,7 +400,7 @@ class FileRewriting {
         const DcmTagKey key = element.getTag().getXTag();
         if (DcmSequenceOfItems* sequence = asSequence(element)) {
             rewriteItems(place, *sequence, place.isCleaned, place.isDummy);
-        } else if (element.ident() == EVR_UI && !namesAKind(key)) {
+        } else if (meantType(element) == EVR_UI && !namesAKind(key)) {
             const std::string before = textOf(element);
             const std::string after = newUids(before);
             if (after != before) {
@@ -362,14 +419,14 @@ class FileRewriting {
         } else if (place.isDummy && isFreeText(element.ident()) && !textOf(element).empty()) {
             putDummy(element);
             note(place, element.getTag(), "dummy value", "item of a dummy");
-        } else if (place.isDummy && element.ident() == EVR_UI) {
+        } else if (place.isDummy && meantType(element) == EVR_UI) {
             renew(place, element, "item of a dummy");
         } else {
             replaceIdentifiers(place, element,
-                               !rule.empty()                                   ? Cleaning::Patient
-                               : holdsVocabulary(place.item, element.getTag()) ? Cleaning::Vocabulary
-                               : place.isCleaned                               ? Cleaning::Descriptions
-                                                                               : Cleaning::Identifiers);
+                               rule.starts_with("retain institution")           ? Cleaning::Patient
+                               : holdsVocabulary(place.item, element.getTag())  ? Cleaning::Vocabulary
+                               : place.isCleaned || isOverlay(element.getTag()) ? Cleaning::Descriptions
+                                                                                : Cleaning::Identifiers);
         }
     }
 
@@ -378,11 +435,14 @@ class FileRewriting {
         if (DcmSequenceOfItems* sequence = asSequence(element)) {
             note(place, key, "cleaned", rule);
             rewriteItems(place, *sequence, true, place.isDummy);
-        } else if (isOne(element.ident(), {EVR_DA, EVR_DT})) {
+        } else if (isShared(key)) {
+            const ConfidentialityRow* row = ConfidentialityTable::instance().find(key.getGroup(), key.getElement());
+            apply(place, element, row == nullptr ? Decision{Action::Dummy, rule} : decide(*row, {}, 0));
+        } else if (isOne(meantType(element), {EVR_DA, EVR_DT})) {
             shift(place, element, rule);
-        } else if (element.ident() == EVR_TM) {
+        } else if (meantType(element) == EVR_TM) {
             note(place, key, "kept", rule); // whole days leave the time of day
-        } else if (isOverlay(key)) {
+        } else if (isOverlay(key) && !isFreeText(element.ident())) {
             note(place, key, "kept", rule);
         } else if (holdsText(element) && element.ident() != EVR_UN) {
             note(place, key, "cleaned", rule);
@@ -391,6 +451,24 @@ class FileRewriting {
             const ConfidentialityRow* row = ConfidentialityTable::instance().find(key.getGroup(), key.getElement());
             apply(place, element, row == nullptr ? Decision{} : decide(*row, {}, 0));
         }
+    }
+
+    /// Dates of code tables and machines are the same in files of many patients: moved, they would tell by how much.
+    static bool isShared(const DcmTagKey& key) {
+        static const std::set<DcmTagKey> keys{
+            DCM_ContextGroupVersion,
+            DCM_ContextGroupLocalVersion,
+            DCM_RETIRED_TemplateVersion,
+            DCM_RETIRED_TemplateLocalVersion,
+            DCM_CalibrationDate,
+            DCM_CalibrationDateTime,
+            DCM_DateOfLastCalibration,
+            DCM_DateTimeOfLastCalibration,
+            DcmTagKey(0x0018, 0x1204), // of manufacture
+            DcmTagKey(0x0018, 0x1205), // of installation
+            DCM_DateOfLastDetectorCalibration,
+        };
+        return keys.contains(key);
     }
 
     void shift(const Place& place, DcmElement& element, const std::string& rule) {
@@ -421,8 +499,9 @@ class FileRewriting {
                 note(place, element.getTag(), "cleaned", "identifier of the run");
             }
         } else if (vr == EVR_AE || vr == EVR_CS) {
-            cleanCodes(place, element, vr == EVR_CS ? Cleaning::Vocabulary : cleaning);
-        } else if (isOne(vr, {EVR_OB, EVR_UN}) && holdsIdentifier(element)) {
+            const bool isVocabulary = vr == EVR_CS && element.getTag() != DCM_ContentLabel;
+            cleanCodes(place, element, isVocabulary ? Cleaning::Vocabulary : cleaning);
+        } else if (isOne(vr, {EVR_OB, EVR_UN}) && (holdsIdentifier(element) || showsIdentifier(place, element))) {
             remove(place, element, "identifier of the run in its bytes");
         }
     }
@@ -442,6 +521,16 @@ class FileRewriting {
             putText(element, after);
             note(place, element.getTag(), "cleaned", "identifier of the run");
         }
+    }
+
+    /// Bytes of an unknown type that may be a text.
+    bool showsIdentifier(const Place& place, DcmElement& element) {
+        constexpr Uint32 kLongestText = 1U << 16;
+        if (element.ident() != EVR_UN || element.getLengthField() > kLongestText) {
+            return false;
+        }
+        const std::string text = mDecoder.utf8(element, place.characterSet);
+        return isReadable(text) && mCleaner.clean(text, EVR_UT, Cleaning::Identifiers).has_value();
     }
 
     bool holdsIdentifier(DcmElement& element) const {
@@ -486,6 +575,18 @@ PatientPseudonym pseudonymOf(const ProfileTools& tools, const std::string& patie
     }
     const std::string id = tools.pseudonyms.id("PatientID", patient);
     return {id, id};
+}
+
+Leaks pixelLeaks(DcmDataset& dataset, const ProfileSettings& settings, bool isMasked) {
+    Leaks leaks;
+    for (const PixelRisk& risk : pixelRisks(dataset)) {
+        const bool isBeyondMasks = risk.pixelClass == "face" || risk.pixelClass == "unclear-face";
+        const bool isAnswered = settings.acceptedPixels.contains(risk.pixelClass) || (isMasked && !isBeyondMasks);
+        if (!isAnswered && risk.pixelClass != "document") { // a document is replaced, or listed where it is kept
+            leaks.insert("pixels (" + risk.pixelClass + "): " + risk.reason);
+        }
+    }
+    return leaks;
 }
 
 RewrittenFile applyProfile(DcmFileFormat& file, const ProfileTools& tools, TextDecoder& decoder) {

@@ -24,9 +24,13 @@ struct ProfileTools {
     const std::map<std::string, PatientPseudonym>& assigned; ///< by PatientID
     const IdentifierFinder& finder;
     const MaskRules& masks;
+    const std::string& settingsMark; ///< the same for runs with the same key and settings
 };
 
 PatientPseudonym pseudonymOf(const ProfileTools& tools, const std::string& patient);
+
+/// The risks of pixels that no mask takes away and no user accepted. @param isMasked  a mask applied
+Leaks pixelLeaks(DcmDataset& dataset, const ProfileSettings& settings, bool isMasked);
 
 /// Applies the confidentiality profile to a file in memory: PS3.15, annex E. The file gets no preamble, and its meta
 /// information is left for the writer to make.

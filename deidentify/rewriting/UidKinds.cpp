@@ -4,8 +4,18 @@
 
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcuid.h"
+#include "deidentify/rewriting/DatasetWalk.h"
 
 namespace radvex::deidentify {
+
+DcmEVR meantType(DcmElement& element) {
+    const DcmEVR type = element.ident();
+    if (type == EVR_UN || !holdsText(element) || element.getTag().isPrivate()) {
+        return type;
+    }
+    const DcmEVR known = DcmTag(element.getTag().getXTag()).getEVR();
+    return DcmVR(known).isaString() ? known : type;
+}
 
 bool namesAKind(const DcmTagKey& key) {
     static const std::set<DcmTagKey> kinds{

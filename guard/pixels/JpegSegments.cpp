@@ -181,6 +181,7 @@ void JpegSegments::inspect(Bytes segment) {
     constexpr std::size_t kMaxInspectedBytes = std::size_t{256} << 20;
     if (segment.size() >= 2 && segment[1] == kStartOfScan) {
         countScan();
+        inspectScan(segment);
     }
     if (segment.size() < kSegmentHeader || !isTablesOrFrame(segment[1])) {
         return;
@@ -215,6 +216,24 @@ void JpegSegments::countScan() {
     constexpr double kMaxVisits = 268435456.0; // of samples, one for each in each scan
     ++mScans;
     note(mScans > kUsualScans && mScans * mSamples > kMaxVisits, "the JPEG frame has too many scans");
+}
+
+/// B.2.3: number of components, and for each its own number and those of its two tables. DCMTK computes the address of
+/// a table before it looks whether there is one.
+void JpegSegments::inspectScan(Bytes segment) {
+    constexpr Uint8 kLastNumber = 3;
+    if (segment.size() <= kSegmentHeader) {
+        return;
+    }
+    const std::size_t components = segment[kSegmentHeader];
+    if (statedLength(segment) != 6 + 2 * components || segment.size() < kSegmentHeader + 1 + 2 * components) {
+        return; // no scan that a decoder takes up
+    }
+    for (std::size_t index = 0; index < components; ++index) {
+        const Uint8 tables = segment[kSegmentHeader + 2 + 2 * index];
+        note((tables >> 4) > kLastNumber || (tables & 0x0F) > kLastNumber,
+             "a scan of the JPEG stream has a table with a number over 3");
+    }
 }
 
 /// B.2.4.2, for each table: class and number, the number of codes of each of 16 lengths, the value of each code.

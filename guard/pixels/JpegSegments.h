@@ -23,6 +23,7 @@ class JpegSegments {
     /// Why DCMTK never comes to an end of the stream, takes hours for it, or reads or writes outside its own tables or
     /// the fragment, in a few words; empty when it does not. Because of
     ///  - a table for differences of more than 16 bits (15 in lossy processes), or with a number over 3;
+    ///  - a scan that names a table with a number over 3;
     ///  - a frame of more than four components;
     ///  - a table or a frame's header in more than two fragments: decoding goes on at the start of the second one, as
     ///    if the segment began there;
@@ -50,6 +51,7 @@ class JpegSegments {
     void inspect(Bytes segment);
     void inspectFrame(Uint8 kind, Bytes content);
     void countScan();
+    void inspectScan(Bytes segment);
     void inspectTables(Bytes content);
 
     bool mHasCutSegment = false;    ///< a fragment held a segment only in part

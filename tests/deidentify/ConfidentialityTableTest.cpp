@@ -48,8 +48,8 @@ TEST(ConfidentialityTable, KeepingStandsAboveCleaningAndThatAboveTheBasicProfile
     using enum ProfileOption;
     EXPECT_EQ(decide(row, choosing({Uids, Graphics}), 1).action, Action::Keep);
     EXPECT_EQ(decide(row, choosing({Uids}), 1).action, Action::Clean);
-    EXPECT_EQ(decide(row, choosing({Device}), 1).action, Action::Remove);
-    EXPECT_EQ(decide(row, {}, 1).action, Action::Remove);
+    EXPECT_EQ(decide(row, choosing({Device}), 3).action, Action::Remove);
+    EXPECT_EQ(decide(row, {}, 3).action, Action::Remove);
 }
 
 TEST(ConfidentialityTable, ADecisionNamesTheColumnAndTheLetters) {
@@ -76,7 +76,10 @@ TEST(ConfidentialityTable, ALetterThatIsNotThereIsNotChosen) {
     EXPECT_EQ(basicOf(removedOrDummy, 2), Action::Dummy) << "an attribute of type 2 has to be there";
     EXPECT_EQ(basicOf(removedOrDummy, 3), Action::Remove);
     const ConfidentialityRow removed = rowWith("X", {Action::Remove});
-    EXPECT_EQ(basicOf(removed, 1), Action::Remove);
+    EXPECT_EQ(basicOf(removed, 0), Action::Remove);
+    EXPECT_EQ(basicOf(removed, 3), Action::Remove);
+    EXPECT_EQ(basicOf(removed, 1), Action::Dummy) << "a file without it would not be valid";
+    EXPECT_EQ(basicOf(removed, 2), Action::Empty);
 }
 
 TEST(ConfidentialityTable, ReferencesGetNewUidsWhateverTheirType) {

@@ -58,6 +58,18 @@ TEST(JpegSegments, DifferencesOfSixteenBitsAreForLosslessFramesOnly) {
     }
 }
 
+TEST(JpegSegments, AScanNamesTablesFromZeroToThree) {
+    const auto scan = [](char tables) {
+        return segment('\xDA', std::string("\x01\x01") + tables + std::string("\0\x3F\0", 3));
+    };
+    EXPECT_FALSE(isImpossible({kStart + kFrame + scan('\x33') + kRest}));
+    EXPECT_TRUE(isImpossible({kStart + kFrame + scan('\x43') + kRest})) << "for differences";
+    EXPECT_TRUE(isImpossible({kStart + kFrame + scan('\x34') + kRest})) << "for coefficients";
+    EXPECT_TRUE(isImpossible({kStart + kFrame + scan('\xE0') + kRest}));
+    EXPECT_FALSE(isImpossible({kStart + kFrame + segment('\xDA', std::string("\x02\x01\xE0\0\x3F\0", 6)) + kRest}))
+        << "of another length: no decoder takes it up";
+}
+
 TEST(JpegSegments, ManyScansOfALargeFrameAreGivenUp) {
     const std::string large = segment('\xC2', std::string("\x08\x27\x10\x27\x10\x01\x01\x11\0", 9)); // 10,000 x 10,000
     const std::string scan = segment('\xDA', std::string("\x01\x01\0\0\0\0", 6));

@@ -1,0 +1,100 @@
+#include "deidentify/pixels/PixelRemains.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/support/DicomFiles.h"
+#include "tests/support/TemporaryFolder.h"
+
+using namespace radvex::test;
+using namespace radvex::deidentify;
+
+namespace {
+
+std::string segment(char marker, const std::string& content) {
+    const std::size_t length = content.size() + 2;
+    return {std::string("\xFF") + marker + static_cast<char>(length >> 8) + static_cast<char>(length & 0xFF) + content};
+}
+
+const std::string kStart = "\xFF\xD8";
+const std::string kTable = segment('\xDB', "table, no text");
+const std::string kScan = segment('\xDA', "scan") + "data \xFF" + std::string(1, '\0') + " data \xFF\xD0 data";
+const std::string kEnd = "\xFF\xD9";
+
+struct Cleared {
+    std::string bytes;
+    bool isWhole;
+    bool areCleared;
+};
+
+Cleared clear(std::string bytes) {
+    bool areCleared = false;
+    const bool isWhole = clearStreamRemains({reinterpret_cast<Uint8*>(bytes.data()), bytes.size()}, areCleared);
+    return {bytes, isWhole, areCleared};
+}
+
+std::string zeros(std::size_t count) { return std::string(count, '\0'); }
+
+} // namespace
+
+TEST(PixelRemains, CommentsAndWhatApplicationsStoredBecomeZerosOfTheSameLength) {
+    const Cleared result = clear(kStart + segment('\xE1', "Exif Doe^Jane") + kTable + segment('\xFE', "for J. Doe") +
+                                 kScan + segment('\xFE', "late") + kScan + kEnd);
+    EXPECT_EQ(result.bytes, kStart + segment('\xE1', zeros(13)) + kTable + segment('\xFE', zeros(10)) + kScan +
+                                segment('\xFE', zeros(4)) + kScan + kEnd);
+    EXPECT_TRUE(result.isWhole);
+    EXPECT_TRUE(result.areCleared);
+}
+
+TEST(PixelRemains, WhatDecodingNeedsStays) {
+    const std::string needed = segment('\xE0', "JFIF" + zeros(1) + "\x01\x02\x01" + zeros(4) + zeros(2)) +
+                               segment('\xEE', "Adobe" + zeros(6) + "\x01") + segment('\xE8', "mrfx\x03");
+    const Cleared result = clear(kStart + needed + kTable + kScan + kEnd);
+    EXPECT_EQ(result.bytes, kStart + needed + kTable + kScan + kEnd);
+    EXPECT_FALSE(result.areCleared);
+    EXPECT_EQ(clear(kStart + segment('\xE0', "JFIF" + zeros(8) + "\x01\x01" + "Doe") + kScan + kEnd).bytes,
+              kStart + segment('\xE0', "JFIF" + zeros(8) + "\x01\x01" + zeros(3)) + kScan + kEnd)
+        << "a thumbnail";
+}
+
+TEST(PixelRemains, BytesBehindTheEndOfAnImageGo) {
+    EXPECT_EQ(clear(kStart + kTable + kScan + kEnd + "Doe^Jane").bytes, kStart + kTable + kScan + kEnd + zeros(8));
+}
+
+TEST(PixelRemains, CommentsOfJpeg2000GoAndTheirKindStays) {
+    const std::string start = "\xFF\x4F" + segment('\x51', "size of the image");
+    const std::string tile = segment('\x90', "tile") + "data";
+    const Cleared result = clear(start + segment('\x64', std::string("\0\x01", 2) + "Doe") + tile);
+    EXPECT_EQ(result.bytes, start + segment('\x64', std::string("\0\x01", 2) + zeros(3)) + tile);
+    EXPECT_TRUE(result.isWhole);
+}
+
+TEST(PixelRemains, HeadersThatEndInAnotherFragmentAreSaid) {
+    const std::string whole = kStart + segment('\xFE', "for J. Doe") + kTable + kScan + kEnd;
+    const std::size_t scan = whole.find("scan") + 4;
+    for (std::size_t size = 4; size < whole.size(); ++size) {
+        EXPECT_EQ(clear(whole.substr(0, size)).isWhole, size >= scan) << size;
+    }
+    EXPECT_TRUE(clear("data of a frame that began before").isWhole);
+    EXPECT_TRUE(clear("").isWhole);
+}
+
+TEST(PixelRemains, BytesBehindTheLastFrameOfRawPixelsGoUnlessTheyAreAFrame) {
+    for (const auto& [words, isProblem] : {std::pair<std::size_t, bool>{15, false}, {17, false}, {30, true}}) {
+        TemporaryFolder folder;
+        ImageFile image;
+        image.rows = 3;
+        image.columns = 5;
+        image.words = std::vector<Uint16>(words, 0x4142);
+        DcmFileFormat file;
+        ASSERT_TRUE(file.loadFile(writeImageFile(folder.file("image"), image).c_str()).good());
+        const PixelRemains remains = clearPixelRemains(*file.getDataset());
+        const Uint16* pixels = nullptr;
+        unsigned long count = 0;
+        ASSERT_TRUE(file.getDataset()->findAndGetUint16Array(DCM_PixelData, pixels, &count).good());
+        EXPECT_EQ(count, words);
+        EXPECT_EQ(std::count(pixels, pixels + 15, 0x4142), 15) << "pixels stay";
+        EXPECT_EQ(remains.areCleared, words == 17);
+        EXPECT_EQ(pixels[words - 1], words == 17 ? 0 : 0x4142);
+        EXPECT_EQ(!remains.problem.empty(), isProblem);
+    }
+}
