@@ -40,7 +40,13 @@ bool hasType(const Facts& facts, std::string_view type) {
 
 bool isFromScanner(const Facts& facts) {
     // A spectrum has rows and columns, but they show no surface of a body.
-    return isOneOf(facts.modality, {"CT", "MR", "PT"}) && facts.sopClass != UID_MRSpectroscopyStorage;
+    const bool isOfClass = isOneOf(
+        facts.sopClass, {UID_CTImageStorage, UID_EnhancedCTImageStorage, UID_LegacyConvertedEnhancedCTImageStorage,
+                         UID_MRImageStorage, UID_EnhancedMRImageStorage, UID_EnhancedMRColorImageStorage,
+                         UID_LegacyConvertedEnhancedMRImageStorage, UID_PositronEmissionTomographyImageStorage,
+                         UID_EnhancedPETImageStorage, UID_LegacyConvertedEnhancedPETImageStorage,
+                         UID_XRay3DAngiographicImageStorage, UID_XRay3DCraniofacialImageStorage});
+    return (isOfClass || isOneOf(facts.modality, {"CT", "MR", "PT"})) && facts.sopClass != UID_MRSpectroscopyStorage;
 }
 
 bool isCaptured(const Facts& facts) {

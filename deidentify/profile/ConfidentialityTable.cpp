@@ -109,6 +109,12 @@ ConfidentialityTable::ConfidentialityTable() {
             mRows.emplace(keyOf(hexadecimal(tag.substr(0, 4)), hexadecimal(tag.substr(5))), std::move(row));
         }
     }
+    for (const auto& cells : tableRows(kAdditions)) {
+        const std::string_view tag = cells.front();
+        ConfidentialityRow row = rowOf(cells);
+        row.isAddition = true;
+        mRows.emplace(keyOf(hexadecimal(tag.substr(0, 4)), hexadecimal(tag.substr(5))), std::move(row));
+    }
 }
 
 const ConfidentialityRow* ConfidentialityTable::find(std::uint16_t group, std::uint16_t element) const {
@@ -143,7 +149,8 @@ Decision decide(const ConfidentialityRow& row, const ProfileOptions& options, in
             }
         }
     }
-    return {chooseBasic(row, type), "basic " + std::string(row.basicLetters)};
+    std::string rule(row.isAddition ? "addition " : "basic ");
+    return {chooseBasic(row, type), rule.append(row.basicLetters)};
 }
 
 } // namespace radvex::deidentify

@@ -26,6 +26,7 @@ struct ConfidentialityRow {
     std::string_view basicLetters{};                              ///< "X/Z/D"
     std::vector<Action> basic{};                                  ///< in that order; U* is NewUid
     std::array<std::string_view, kProfileOptionCount> optional{}; ///< "K", "C", or empty, by option
+    bool isAddition = false; ///< not of the standard's table: see additions-to-2024b.tsv
 };
 
 /// What to do, and why.
@@ -43,7 +44,7 @@ class ConfidentialityTable {
     /// The row of an attribute, with repeating groups and private attributes; null when the table has none.
     const ConfidentialityRow* find(std::uint16_t group, std::uint16_t element) const;
 
-    /// Tags of all rows that name one attribute.
+    /// Tags of all rows that name one attribute, additions included.
     std::vector<std::pair<std::uint16_t, std::uint16_t>> tags() const;
 
   private:

@@ -5,8 +5,10 @@
 
 namespace radvex::deidentify {
 
-/// The files confidentiality-2024b.tsv and attribute-types.tsv, which the build puts into the program.
+/// The files confidentiality-2024b.tsv, additions-to-2024b.tsv and attribute-types.tsv, which the build puts into the
+/// program.
 extern const std::string_view kConfidentialityTable;
+extern const std::string_view kAdditions;
 extern const std::string_view kAttributeTypes;
 
 /// The cells of each line that is no comment and no heading. Empty cells are kept.

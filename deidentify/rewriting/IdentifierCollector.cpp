@@ -37,6 +37,8 @@ const Kinds& kindsOfAttributes() {
         {DCM_ScheduledProcedureStepID, OtherId},
         {DCM_PerformedProcedureStepID, OtherId},
         {DCM_PlacerOrderNumberImagingServiceRequest, OtherId},
+        {DCM_RETIRED_PlacerOrderNumberProcedure, OtherId},
+        {DCM_RETIRED_FillerOrderNumberProcedure, OtherId},
         {DCM_FillerOrderNumberImagingServiceRequest, OtherId},
         {DCM_RETIRED_InsurancePlanIdentification, OtherId},
         {DCM_RETIRED_MedicalRecordLocator, OtherId},

@@ -423,10 +423,12 @@ class FileRewriting {
             renew(place, element, "item of a dummy");
         } else {
             replaceIdentifiers(place, element,
-                               rule.starts_with("retain institution")           ? Cleaning::Patient
-                               : holdsVocabulary(place.item, element.getTag())  ? Cleaning::Vocabulary
-                               : place.isCleaned || isOverlay(element.getTag()) ? Cleaning::Descriptions
-                                                                                : Cleaning::Identifiers);
+                               rule.starts_with("retain institution")          ? Cleaning::Patient
+                               : holdsVocabulary(place.item, element.getTag()) ? Cleaning::Vocabulary
+                               : place.isCleaned || isOverlay(element.getTag()) ||
+                                       options().has(ProfileOption::Descriptors)
+                                   ? Cleaning::Descriptions
+                                   : Cleaning::Identifiers);
         }
     }
 
