@@ -160,7 +160,7 @@ TEST_F(AnonymizeProfile, FilesThatAreNotReadableAreErrorsBeforeAnythingIsWritten
 TEST_F(AnonymizeProfile, ADateThatIsNoneDoesNotStopTheMovingOfOthers) {
     writeDicom(in.file("a"), [](DcmDataset& dataset) {
         patient(1)(dataset);
-        put(dataset, {{DCM_StudyDate, "20241399"}, {DCM_SeriesDescription, "seen 20241399"}});
+        put(dataset, {{DCM_StudyDate, "20240231"}, {DCM_SeriesDescription, "seen 20240231"}});
     });
     const ProcessResult run = anonymize({"--shift-dates", "--clean", "descriptors"});
     EXPECT_EQ(run.status, 0) << run.errors;
