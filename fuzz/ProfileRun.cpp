@@ -142,12 +142,12 @@ class ProfileRun {
     void rewriteAll() {
         mWords = tellingTexts(mKnown);
         mRun->know(std::move(mKnown));
-        for (const auto& [original, instance] : mLearnt) {
+        for (const auto& file : mLearnt) {
             const std::string name = "P" + std::to_string(mListed.size());
             const std::string rewritten = mHarness.claim(name);
-            if (tries([&] { (void)mRun->rewrite(original, rewritten); })) {
+            if (tries([&] { (void)mRun->rewrite(file.first, rewritten); })) {
                 check(rewritten);
-                (void)mRun->isResultOf(rewritten, instance);
+                (void)mRun->isResultOf(rewritten, file.second);
                 mListed.push_back({rewritten, name});
             }
         }
