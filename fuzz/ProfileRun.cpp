@@ -1,6 +1,8 @@
 #include "fuzz/ProfileRun.h"
 
+#include <algorithm>
 #include <array>
+#include <memory>
 #include <set>
 #include <stdexcept>
 
@@ -118,41 +120,65 @@ bool tries(Step step) {
     }
 }
 
+/// The steps of the command for the files of one input.
+class ProfileRun {
+  public:
+    ProfileRun(Harness& harness, const Choices& choices) : mHarness(harness) {
+        deidentify::AnonymizationSettings settings;
+        settings.key = "0123456789abcdef";
+        settings.profile = settingsOf(choices);
+        mRun = deidentify::startAnonymization(settings);
+    }
+
+    void learn(const std::string& original) {
+        (void)mRun->kindOf(original);
+        (void)tries([&] {
+            deidentify::LearntFile file = mRun->learn(original);
+            mKnown.merge(std::move(file.identifiers));
+            mLearnt.emplace_back(original, file.instance);
+        });
+    }
+
+    void rewriteAll() {
+        mWords = tellingTexts(mKnown);
+        mRun->know(std::move(mKnown));
+        for (const auto& file : mLearnt) {
+            const std::string name = "P" + std::to_string(mListed.size());
+            const std::string rewritten = mHarness.claim(name);
+            if (tries([&] { (void)mRun->rewrite(file.first, rewritten); })) {
+                check(rewritten);
+                (void)mRun->earlierResult(rewritten, file.second);
+                mListed.push_back({rewritten, name});
+            }
+        }
+        const std::string directory = mHarness.claim("DICOMDIR");
+        if (tries([&] { (void)mRun->writeDirectory(directory, mListed); })) {
+            check(directory);
+        }
+    }
+
+  private:
+    void check(const std::string& path) {
+        (void)mHarness.callOnOwn("ReadAllMetadata", {path, velmora::Store::empty(), false});
+        expectNone(path, mWords);
+    }
+
+    Harness& mHarness;
+    std::unique_ptr<deidentify::Anonymization> mRun{};
+    deidentify::KnownIdentifiers mKnown{};
+    std::set<std::string> mWords{};                             ///< no new file may hold them
+    std::vector<std::pair<std::string, std::string>> mLearnt{}; ///< originals and their instances
+    std::vector<deidentify::Anonymization::Listed> mListed{};
+};
+
 } // namespace
 
 void runProfile(Harness& harness, const Choices& choices, const std::vector<std::string>& originals) {
-    deidentify::AnonymizationSettings settings;
-    settings.key = "0123456789abcdef";
-    settings.profile = settingsOf(choices);
-    const auto run = deidentify::startAnonymization(settings);
-    deidentify::KnownIdentifiers known;
-    std::vector<std::pair<std::string, std::string>> learnt; // with the instance
+    ProfileRun run(harness, choices);
     for (const std::string& original : originals) {
-        (void)run->kindOf(original);
-        (void)tries([&] {
-            deidentify::LearntFile file = run->learn(original);
-            known.merge(std::move(file.identifiers));
-            learnt.emplace_back(original, file.instance);
-        });
+        run.learn(original);
     }
-    const std::set<std::string> words = tellingTexts(known);
-    run->know(std::move(known));
-    std::vector<deidentify::Anonymization::Listed> listed;
-    for (const auto& [original, instance] : learnt) {
-        const std::string name = "P" + std::to_string(listed.size());
-        const std::string rewritten = harness.claim(name);
-        if (tries([&] { (void)run->rewrite(original, rewritten); })) {
-            (void)harness.callOnOwn("ReadAllMetadata", {rewritten, velmora::Store::empty(), false});
-            expectNone(rewritten, words);
-            (void)run->earlierResult(rewritten, instance);
-            listed.push_back({rewritten, name});
-        }
-    }
-    const std::string directory = harness.claim("DICOMDIR");
-    if (tries([&] { (void)run->writeDirectory(directory, listed); })) {
-        (void)harness.callOnOwn("ReadAllMetadata", {directory, velmora::Store::empty(), false});
-        expectNone(directory, words);
-    }
+    run.rewriteAll();
 }
 
 } // namespace radvex::fuzz

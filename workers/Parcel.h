@@ -39,7 +39,7 @@ class Writer {
     template <typename T>
     void put(const T& value) {
         if constexpr (HasFields<const T> || HasFields<T>) {
-            std::apply([this](const auto&... field) { (put(field), ...); }, T::fields(value));
+            std::apply([this](const auto&... field) { (this->put(field), ...); }, T::fields(value));
         } else if constexpr (IsPlain<T>) {
             const auto bytes = std::bit_cast<std::array<char, sizeof(T)>>(value);
             mBytes.append(bytes.data(), bytes.size());
@@ -70,7 +70,7 @@ class Reader {
     template <typename T>
     void get(T& value) {
         if constexpr (HasFields<T>) {
-            std::apply([this](auto&... field) { (get(field), ...); }, T::fields(value));
+            std::apply([this](auto&... field) { (this->get(field), ...); }, T::fields(value));
         } else if constexpr (IsPlain<T>) {
             std::array<char, sizeof(T)> bytes{};
             std::memcpy(bytes.data(), next(sizeof(T)).data(), sizeof(T));

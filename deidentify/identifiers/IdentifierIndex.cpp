@@ -14,7 +14,6 @@ constexpr std::size_t kShortestCode = 4;
 constexpr std::size_t kShortestPart = 5;
 constexpr std::size_t kShortestOrganization = 4;
 constexpr std::size_t kMostWords = 256; ///< of one identifier; nobody writes longer ones again
-constexpr std::size_t kMostSymbols = 2 * kMostWords;
 
 bool isMadeOf(std::string_view gap, std::string_view characters, std::size_t most) {
     return gap.size() <= most && gap.find_first_not_of(characters) == std::string_view::npos;

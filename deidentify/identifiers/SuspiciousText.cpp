@@ -172,8 +172,39 @@ class Scanner {
         while (end > begin && !isDigit(mText[end - 1])) {
             --end;
         }
+        if (mText[begin] == '+') {
+            end = endOfGroups(end);
+        }
         const std::string_view run = mText.substr(begin, end - begin);
-        addOrPass(begin, end, isFullDate(run) || isLongNumber(run));
+        const bool isCall = run.front() == '+' && countDigits(run) >= kInternational;
+        addOrPass(begin, end, isCall || isFullDate(run) || isLongNumber(run) || isInDottedGroups(run));
+    }
+
+    static constexpr std::ptrdiff_t kInternational = 9; ///< digits of a telephone number with its country or area
+
+    static std::ptrdiff_t countDigits(std::string_view run) { return std::ranges::count_if(run, isDigit); }
+
+    /// The end of "+49 30 123 45 67": groups of digits with single spaces between them.
+    std::size_t endOfGroups(std::size_t end) const {
+        while (at(end) == ' ' && isDigit(at(end + 1))) {
+            end = endOf(end + 1, isDigit);
+        }
+        return end;
+    }
+
+    /// "555.123.4567" and "01.23.45.67.89". A UID has a number of one digit among its first three.
+    static bool isInDottedGroups(std::string_view run) {
+        std::size_t digits = 0;
+        for (const char character : run) {
+            if (character == '.' && (digits < 2 || digits > 4)) {
+                return false;
+            }
+            if (character != '.' && !isDigit(character)) {
+                return false;
+            }
+            digits = character == '.' ? 0 : digits + 1;
+        }
+        return digits >= 2 && digits <= 4 && std::ranges::count(run, '.') >= 2 && countDigits(run) >= kInternational;
     }
 
     /// Three numbers with the same separator, of which one is a year, or eight digits that are a day since 1900.

@@ -18,11 +18,12 @@ bool mayBeFileId(const std::string& name) {
            });
 }
 
-/// A new ID that somebody chose, such as "..", must not lead out of the folder, or hide a file.
+/// A new ID that somebody chose, such as "..", must not lead out of the folder, hide a file, or take the name of a
+/// directory, which is written later.
 bool mayBeName(const std::string& name, const std::string& before) {
     constexpr std::size_t kLongest = 255;
-    const bool isOfFolders = name == "." || name == "..";
-    return !name.empty() && name.size() <= kLongest && !isOfFolders && (name.front() != '.' || before.starts_with('.'));
+    const bool isTaken = name == "." || name == ".." || (name == "DICOMDIR" && before != name);
+    return !name.empty() && name.size() <= kLongest && !isTaken && (name.front() != '.' || before.starts_with('.'));
 }
 
 std::string asUtf8(const std::string& name) {

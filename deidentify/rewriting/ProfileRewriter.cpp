@@ -551,6 +551,9 @@ class FileRewriting {
         }
         if (isDate && options().has(ProfileOption::ModifiedDates)) {
             const std::string moved = shiftDates(identifier.text, mDays).value_or("");
+            if (moved.empty()) { // eight digits that are no date
+                return std::string(kRemovedText);
+            }
             const bool isPlain = found.size() == moved.size();
             return isPlain ? moved : moved.substr(0, 4) + '-' + moved.substr(4, 2) + '-' + moved.substr(6, 2);
         }

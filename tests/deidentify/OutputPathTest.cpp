@@ -96,6 +96,16 @@ TEST(OutputPath, NeverLeavesTheFolderWhateverTheNewIdIs) {
     }
 }
 
+TEST(OutputPath, ANewIdTakesNoNameOfADirectory) {
+    EXPECT_EQ(pathFor(kId, "DICOMDIR"), "XSHORT08");
+    EXPECT_EQ(pathFor("DICOMDIR"), "DICOMDIR");
+}
+
+TEST(OutputPath, ANameFitsFileSystems) {
+    const std::string part = std::string(kId) + ' ' + kId + ' ' + kId + ' ' + kId;
+    EXPECT_EQ(pathFor(part + "/x", std::string(64, 'N')), "XSHORT08/x") << "259 bytes would be too many";
+}
+
 TEST(OutputPath, ANewIdCannotHideAFile) {
     EXPECT_NE(pathFor(std::string(kId) + "/x", ".radvex-000000").front(), '.') << "runs remove such folders";
 }

@@ -84,6 +84,16 @@ TEST(SuspiciousText, FindsLongNumbersBehindLetters) {
     EXPECT_THAT(partsOf("ACC2024000123"), ElementsAre("ACC2024000123"));
 }
 
+TEST(SuspiciousText, FindsTelephoneNumbersInGroups) {
+    EXPECT_THAT(partsOf("call 555.123.4567."), ElementsAre("555.123.4567"));
+    EXPECT_THAT(partsOf("tel 01.23.45.67.89"), ElementsAre("01.23.45.67.89"));
+    EXPECT_THAT(partsOf("call +49 30 123 45 67 today"), ElementsAre("+49 30 123 45 67"));
+    for (const char* text : {"v10.20.30", "1.2.840.10008.1.2", "2.16.840.1.113883", "12.345.6", "T1 +10 20 30",
+                             "+49 30", "256 256 128 120 200"}) {
+        EXPECT_THAT(partsOf(text), IsEmpty()) << text;
+    }
+}
+
 TEST(SuspiciousText, FindsAddressesOfMailAndOfTheWeb) {
     EXPECT_THAT(partsOf("to jane.doe@clinic.example, please"), ElementsAre("jane.doe@clinic.example"));
     EXPECT_THAT(partsOf("at https://pacs.example/doe?x=1 now"), ElementsAre("https://pacs.example/doe?x=1"));
