@@ -1,19 +1,18 @@
 #include "deidentify/rewriting/ProfileRewriter.h"
 
 #include <algorithm>
-#include <array>
 #include <optional>
 #include <set>
 #include <vector>
 
 #include "dcmtk/dcmdata/dcdeftag.h"
-#include "dcmtk/dcmdata/dcdict.h"
 #include "dcmtk/dcmdata/dcsequen.h"
 #include "deidentify/pixels/Masking.h"
 #include "deidentify/pixels/OverlayBits.h"
 #include "deidentify/pixels/PixelRisks.h"
 #include "deidentify/profile/AttributeTypes.h"
 #include "deidentify/profile/ConfidentialityTable.h"
+#include "deidentify/rewriting/AttributeKinds.h"
 #include "deidentify/rewriting/DatasetWalk.h"
 #include "deidentify/rewriting/DateShift.h"
 #include "deidentify/rewriting/DummyValues.h"
@@ -35,32 +34,7 @@ struct Place {
     bool isDummy = false;     ///< the item is a dummy: its texts say nothing
 };
 
-bool isPrivateCreator(const DcmTagKey& key) {
-    return key.getGroup() % 2 == 1 && key.getElement() >= 0x10 && key.getElement() <= 0xFF;
-}
-
-bool isOverlay(const DcmTagKey& key) { return (key.getGroup() & 0xFF00) == 0x6000 && key.getGroup() % 2 == 0; }
-bool isPixelGroup(const DcmTagKey& key) { return key.getGroup() == 0x7FE0; }
-
 bool isOne(DcmEVR vr, std::initializer_list<DcmEVR> types) { return std::ranges::find(types, vr) != types.end(); }
-
-bool isDateOrTime(DcmEVR vr) { return isOne(vr, {EVR_DA, EVR_DT, EVR_TM}); }
-
-bool isFreeText(DcmEVR vr) { return isOne(vr, {EVR_LO, EVR_LT, EVR_PN, EVR_SH, EVR_ST, EVR_UC, EVR_UR, EVR_UT}); }
-
-bool isKnownToDictionary(const DcmTagKey& key) {
-    const DcmDataDictionary& dictionary = dcmDataDict.rdlock();
-    const bool isKnown = dictionary.findEntry(key, nullptr) != nullptr;
-    dcmDataDict.rdunlock();
-    return isKnown;
-}
-
-/// Attributes whose texts are words of a vocabulary: a word of a name among them is most likely no name.
-bool holdsVocabulary(const DcmTagKey& key) {
-    static const std::array kKeys{DCM_CodeMeaning,   DCM_CodeValue,    DCM_CodingSchemeDesignator,
-                                  DCM_LongCodeValue, DCM_Manufacturer, DCM_ManufacturerModelName};
-    return std::ranges::find(kKeys, key) != kKeys.end();
-}
 
 /// Applies the profile to one file.
 class FileRewriting {
@@ -137,7 +111,7 @@ class FileRewriting {
             }
         }
         const std::set<DcmTagKey> keptCreators = creatorsToKeep(place, elements);
-        const std::set<Uint16> overlays = overlaysToKeep(place.item);
+        const std::set<Uint16> overlays = overlaysToKeep(place.item, options());
         for (DcmElement* element : elements) {
             const DcmTagKey key = element->getTag().getXTag();
             if (isPrivateCreator(key)) {
@@ -167,29 +141,8 @@ class FileRewriting {
         return creators;
     }
 
-    bool isKeptPrivate(const Place& place, const DcmTagKey& key) {
-        if (key.getGroup() % 2 == 0 || key.getElement() < 0x1000 || mTools.settings.keptPrivates.empty()) {
-            return false;
-        }
-        DcmElement* creator = nullptr;
-        const DcmTagKey creatorKey(key.getGroup(), static_cast<Uint16>(key.getElement() >> 8));
-        if (place.item.findAndGetElement(creatorKey, creator).bad() || creator == nullptr) {
-            return false;
-        }
-        return mTools.settings.keptPrivates.contains({std::string(withoutPadding(textOf(*creator))), key.getGroup(),
-                                                      static_cast<std::uint8_t>(key.getElement() & 0xFF)});
-    }
-
-    /// Groups of overlays that mark regions and hold no drawn text, when graphics are cleaned and not removed.
-    std::set<Uint16> overlaysToKeep(DcmItem& item) const {
-        std::set<Uint16> groups;
-        for (Uint16 group = 0x6000; options().has(ProfileOption::Graphics) && group <= 0x601E; group += 2) {
-            OFString type;
-            if (item.findAndGetOFString(DcmTagKey(group, 0x0040), type).good() && type == "R") {
-                groups.insert(group);
-            }
-        }
-        return groups;
+    bool isKeptPrivate(const Place& place, const DcmTagKey& key) const {
+        return deidentify::isKeptPrivate(place.item, key, mTools.settings.keptPrivates);
     }
 
     void rewrite(const Place& place, DcmElement& element) {
@@ -205,7 +158,7 @@ class FileRewriting {
             return; // lengths of groups are written anew
         }
         if (isPrivate && isKeptPrivate(place, key)) {
-            apply(place, element, {byType(element.ident()), "retain safe private C"});
+            apply(place, element, {actionByType(element.ident(), options()), "retain safe private C"});
         } else if (isPrivate) {
             remove(place, element, "private attribute");
         } else if (const auto decision = decisionOf(element)) {
@@ -224,23 +177,9 @@ class FileRewriting {
         if (!isKnownToDictionary(key)) {
             return std::nullopt;
         }
-        const Action action = namesAKind(key) ? Action::Keep : byType(element.ident());
+        const Action action = namesAKind(key) ? Action::Keep : actionByType(element.ident(), options());
         return Decision{action,
                         action == Action::Keep ? "" : std::string("type ") + DcmVR(element.ident()).getVRName()};
-    }
-
-    /// The action for an attribute that the table does not have: names, dates, UIDs and addresses of the web are
-    /// dangerous wherever they stand.
-    Action byType(DcmEVR vr) const {
-        if (isDateOrTime(vr)) {
-            return options().has(ProfileOption::FullDates)       ? Action::Keep
-                   : options().has(ProfileOption::ModifiedDates) ? Action::Clean
-                                                                 : Action::Dummy;
-        }
-        if (vr == EVR_UI) {
-            return options().has(ProfileOption::Uids) ? Action::Keep : Action::NewUid;
-        }
-        return vr == EVR_PN || vr == EVR_UR ? Action::Dummy : Action::Keep;
     }
 
     void apply(const Place& place, DcmElement& element, const Decision& decision) {

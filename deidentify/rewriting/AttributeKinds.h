@@ -1,0 +1,37 @@
+#pragma once
+
+#include <set>
+
+#include "dcmtk/config/osconfig.h"
+#include "deidentify/Anonymization.h"
+#include "deidentify/profile/ConfidentialityTable.h"
+
+#include "dcmtk/dcmdata/dcitem.h"
+#include "dcmtk/dcmdata/dcvr.h"
+
+namespace radvex::deidentify {
+
+bool isPrivateCreator(const DcmTagKey& key);
+bool isOverlay(const DcmTagKey& key);
+bool isPixelGroup(const DcmTagKey& key);
+
+bool isDateOrTime(DcmEVR vr);
+/// Whether values of the type are texts that people write.
+bool isFreeText(DcmEVR vr);
+
+bool isKnownToDictionary(const DcmTagKey& key);
+
+/// Attributes whose texts are words of a vocabulary: a word of a name among them is most likely no name.
+bool holdsVocabulary(const DcmTagKey& key);
+
+/// Whether a private attribute of an item is one that the user lets stay.
+bool isKeptPrivate(DcmItem& item, const DcmTagKey& key, const std::set<KeptPrivate>& kept);
+
+/// Groups of overlays that mark regions and hold no drawn text, when graphics are cleaned and not removed.
+std::set<Uint16> overlaysToKeep(DcmItem& item, const ProfileOptions& options);
+
+/// The action for an attribute that the table does not have: names, dates, UIDs and addresses of the web are dangerous
+/// wherever they stand.
+Action actionByType(DcmEVR vr, const ProfileOptions& options);
+
+} // namespace radvex::deidentify
