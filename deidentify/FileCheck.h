@@ -84,13 +84,14 @@ struct CheckedFile {
     std::set<std::string> hints{};  ///< what may be nothing
     ProfileOptions options{};       ///< that the file was judged by
     bool showsIdentity = false;     ///< its path holds an identifier
+    bool isDirectory = false;       ///< of a medium
     InstanceFacts facts{};
     std::vector<ListedRecord> records{}; ///< of a directory
 
     template <typename Self>
     static auto fields(Self& self) {
-        return std::tie(self.findings, self.pixels, self.hints, self.options, self.showsIdentity, self.facts,
-                        self.records);
+        return std::tie(self.findings, self.pixels, self.hints, self.options, self.showsIdentity, self.isDirectory,
+                        self.facts, self.records);
     }
 };
 
@@ -118,8 +119,10 @@ class FileCheck {
 
     /// Looks for everything that should not be in a finished file, which may be a directory of a medium.
     /// @param name  path that goes with the file, relative to the folder that is passed on
+    /// @param optionsOfFiles  for a directory, which says nothing of itself: what its files say
     /// @throws std::runtime_error  part of a sentence: it cannot be read
-    virtual CheckedFile check(const std::string& path, const std::string& name) = 0;
+    virtual CheckedFile check(const std::string& path, const std::string& name,
+                              const ProfileOptions& optionsOfFiles) = 0;
     /// Looks for identifiers of the originals in the bytes and in the path of a file that is not DICOM.
     /// @throws std::runtime_error  part of a sentence: it cannot be read
     virtual CheckedFile search(const std::string& path, const std::string& name) = 0;

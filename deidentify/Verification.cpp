@@ -38,12 +38,28 @@ std::unique_ptr<FileCheck> openCheck(const CheckSettings& settings) {
     return check;
 }
 
+void add(ProfileOptions& options, const ProfileOptions& more) {
+    for (const ProfileOptionNames& names : profileOptionNames()) {
+        if (more.has(names.option)) {
+            options.choose(names.option);
+        }
+    }
+}
+
 /// Whether a key of a record, where both have one, is that of the file.
 bool agree(ValueHash record, ValueHash file) { return record == 0 || file == 0 || record == file; }
 
 bool agree(const InstanceFacts& record, const InstanceFacts& file) {
     return agree(record.patientId, file.patientId) && agree(record.study, file.study) &&
            agree(record.series, file.series) && agree(record.instance, file.instance);
+}
+
+using Files = std::vector<FoundFile>;
+
+Files instancesOf(Files files) {
+    std::erase_if(
+        files, [](const FoundFile& file) { return file.kind == FileKind::Other || file.kind == FileKind::Directory; });
+    return files;
 }
 
 class Work {
@@ -54,7 +70,6 @@ class Work {
     VerificationResult run(const std::string& originals, const std::string& output);
 
   private:
-    using Files = std::vector<FoundFile>;
     /// Works on one file and returns a parcel, in a process of its own when there are several.
     using Step = std::function<std::string(const FoundFile& file)>;
     using Take = std::function<void(const FoundFile& file, const std::string& parcel)>;
@@ -80,6 +95,7 @@ class Work {
     std::map<std::string, InstanceFacts> mFactsOf{}; ///< of the files that a directory may list, by small letters
     std::map<std::string, std::vector<ListedRecord>> mDirectories{}; ///< by the name of the directory
     bool mHasDirectory = false;
+    ProfileOptions mClaimed{}; ///< by any of the files
     VerificationResult mResult{};
 };
 
@@ -91,7 +107,7 @@ void Work::addFile(Files& files, const std::string& path, const std::string& nam
     }
 }
 
-Work::Files Work::filesIn(const std::string& path) {
+Files Work::filesIn(const std::string& path) {
     std::error_code error;
     Files files;
     std::string folder = fs::is_directory(path, error) ? path : "";
@@ -156,6 +172,11 @@ void Work::readClaims(const Files& files) {
             claimed.insert(workers::fromParcel<ProfileOptions>(parcel).chosen);
         });
     mResult = before;
+    ProfileOptions all;
+    for (const auto& chosen : claimed) {
+        add(all, {chosen});
+    }
+    claimed.insert(all.chosen); // a directory is judged by these
     for (const auto& chosen : claimed) {
         mKnown.options.push_back({chosen});
     }
@@ -195,7 +216,7 @@ void Work::checkFiles(const Files& files) {
                 return search();
             }
             try {
-                return workers::toParcel(mCheck->check(file.path, file.name));
+                return workers::toParcel(mCheck->check(file.path, file.name, mClaimed));
             } catch (const std::exception&) {
                 if (file.kind != FileKind::MaybeDicom) {
                     throw;
@@ -214,6 +235,7 @@ void Work::takeChecked(const FoundFile& file, CheckedFile checked) {
     (isDicom ? mResult.checkedCount : mResult.otherCount) += 1;
     if (isDicom && file.kind != FileKind::Directory) {
         ++mResult.profiles[checked.options.describe()];
+        add(mClaimed, checked.options);
         mTree.add(checked.facts);
         if (mHasDirectory) {
             checked.facts.references.clear();
@@ -252,23 +274,20 @@ void Work::compareDirectories() {
 }
 
 VerificationResult Work::run(const std::string& originals, const std::string& output) {
-    const Files files = filesIn(output);
+    Files files = filesIn(output);
     mResult.failedCount = mResult.errors.size();
     const std::size_t failedCount = mResult.failedCount;
     mHasDirectory = std::ranges::any_of(files, [](const FoundFile& file) { return file.kind == FileKind::Directory; });
     if (!originals.empty()) {
-        Files dicom = files;
-        std::erase_if(dicom, [](const FoundFile& file) { return file.kind == FileKind::Other; });
-        readClaims(dicom);
-        Files read = filesIn(originals);
-        std::erase_if(read, [](const FoundFile& file) {
-            return file.kind == FileKind::Other || file.kind == FileKind::Directory;
-        });
-        readOriginals(read);
+        readClaims(instancesOf(files));
+        readOriginals(instancesOf(filesIn(originals)));
         mResult.hasOriginals = true;
     }
     mResult.failedCount = failedCount;
-    checkFiles(files);
+    const auto directories =
+        std::ranges::stable_partition(files, [](const FoundFile& file) { return file.kind != FileKind::Directory; });
+    checkFiles({files.begin(), directories.begin()});
+    checkFiles({directories.begin(), directories.end()});
     compareDirectories();
     mResult.differences = mTree.differencesFrom(mResult.hasOriginals ? &mOriginalTree : nullptr);
     return std::move(mResult);

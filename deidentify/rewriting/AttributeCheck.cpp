@@ -182,10 +182,21 @@ class AttributeCheck {
             if (mTools.hasOriginals && std::ranges::binary_search(mTools.values, hashOf(key, value))) {
                 find(element, "has a value of an original", rule);
             } else if (!mTools.hasOriginals && mayTell(key, element.ident(), value)) {
-                find(element, "has a value", rule);
+                findSuspicious(element, rule);
             }
         }
         search(place, element, Cleaning::Descriptions);
+    }
+
+    /// A record of a study must have a date and a time (PS3.3, F.5.2). Where the files have none, programs write the
+    /// day on which the directory was made.
+    void findSuspicious(DcmElement& element, const std::string& rule) {
+        const DcmTagKey key = element.getTag().getXTag();
+        if (mChecked.isDirectory && (key == DCM_StudyDate || key == DCM_StudyTime)) {
+            mChecked.hints.insert(nameOf(key) + " of a directory may be that of a study");
+        } else {
+            find(element, "has a value", rule);
+        }
     }
 
     void checkNewUid(const Place& place, DcmElement& element) {

@@ -15,6 +15,7 @@
 #include "deidentify/rewriting/OutputPath.h"
 #include "deidentify/rewriting/Pseudonyms.h"
 #include "deidentify/rewriting/TextCleaner.h"
+#include "media/FileStart.h"
 #include "media/dicomdir/DcmtkSettings.h"
 #include "media/dicomdir/DicomIo.h"
 
@@ -95,16 +96,17 @@ class FileCheckRun : public FileCheck {
         }
     }
 
-    CheckedFile check(const std::string& path, const std::string& name) override {
+    CheckedFile check(const std::string& path, const std::string& name, const ProfileOptions& optionsOfFiles) override {
         const media::KnownTypes knownTypes;
         DcmFileFormat file;
         media::loadDicom(file, path);
         DcmDataset& dataset = *file.getDataset();
         CheckedFile checked;
-        checked.options = optionsFor(dataset);
+        checked.isDirectory = media::FileStart(path).isDirectory();
+        checked.options = checked.isDirectory && !mSettings.options ? optionsOfFiles : optionsFor(dataset);
         const IdentifierFinder& finder = finderFor(checked.options);
         checkAttributes(file, {mSettings, checked.options, finder, mValues, mHasOriginals}, mDecoder, checked);
-        if (dataset.tagExists(DCM_DirectoryRecordSequence)) {
+        if (checked.isDirectory) {
             checked.records = recordsOf(path);
         } else {
             checkInstance(file, checked);

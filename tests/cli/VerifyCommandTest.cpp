@@ -239,9 +239,9 @@ TEST_F(VerifyCommand, TypesThatAreDangerousAnywhereAreFoundBeyondTheTable) {
     expectFoundAlone(setting({{{0x0014, 0x0102}, "20240229"}}), "has a value (type DA)");
     expectFoundAlone(
         [](DcmDataset& dataset) {
-            put(addItem(dataset, DCM_ReferencedImageSequence), {{{0x0040, 0xA193}, "101112"}});
+            put(addItem(dataset, DCM_ReferencedImageSequence), {{{0x0014, 0x0102}, "20240229"}});
         },
-        "has a value (type TM)");
+        "has a value (type DA)");
 }
 
 TEST_F(VerifyCommand, TheContentOfAReportMayNotStay) {
@@ -502,6 +502,10 @@ TEST_F(VerifyCommand, AMediumIsCheckedWithItsDirectory) {
     for (const ProcessResult& run : {verifyBoth(), verifyAlone(), runRadvex({"verify", out + "/DICOMDIR"})}) {
         EXPECT_EQ(run.status, 0) << run.output << run.errors;
         EXPECT_THAT(run.output, HasSubstr("7 files checked"));
+    }
+    makeOutput({"--keep", "uids,dates"});
+    for (const ProcessResult& run : {verifyBoth(), verifyAlone()}) {
+        EXPECT_EQ(run.status, 0) << run.output << run.errors;
     }
     edit(setting({{DCM_PatientID, "0123456789ABCDEF"}}));
     EXPECT_THAT(verifyAlone().output, HasSubstr("directory has other keys than a file that it lists"));
