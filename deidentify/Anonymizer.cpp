@@ -173,7 +173,7 @@ class Anonymizer::Work {
     void finish(Job& job, AnonymizedFile& file, const std::string& found);
     void judge(AnonymizedFile& file, bool isClean);
     bool keepsChanges() const { return mOwner.mOptions.keepsChanges; }
-    void publish(const std::string& staged, AnonymizedFile& file);
+    void publish(const std::string& staged, AnonymizedFile& file, bool mayReplace = false);
     using Listed = std::vector<Anonymization::Listed>;
     void writeDirectory(AnonymizedFile& directory, const Listed& listed);
     Listed listFiles(AnonymizedFile& directory) const;
@@ -181,9 +181,8 @@ class Anonymizer::Work {
 
     Anonymizer& mOwner;
     std::string mOutput;
-    bool mShowsNames;        ///< names of the results come from the input
-    bool mIsShared = false;  ///< workers work on the files
-    bool mIsListing = false; ///< directories are written; a run that goes on replaces those of the first one
+    bool mShowsNames;       ///< names of the results come from the input
+    bool mIsShared = false; ///< workers work on the files
     files::StagingFolder mStaging;
     files::Interruption mInterruption{};
     std::vector<Job> mJobs{};
@@ -253,7 +252,8 @@ void Anonymizer::Work::runProfile(const std::string& what) {
             file.steps = std::move(rewritten.steps);
             file.leaks = std::move(rewritten.leaks);
             judge(file, true);
-            publish(job.staged, file);
+            // Nothing tells whether a file without an instance is done: it is done again.
+            publish(job.staged, file, mOwner.mOptions.resumes && job.instance.empty());
         });
 }
 
@@ -401,19 +401,18 @@ void Anonymizer::Work::judge(AnonymizedFile& file, bool isClean) {
     }
 }
 
-void Anonymizer::Work::publish(const std::string& staged, AnonymizedFile& file) {
+void Anonymizer::Work::publish(const std::string& staged, AnonymizedFile& file, bool mayReplace) {
     if (mOwner.mOptions.isStrict && !file.leaks.empty()) {
         removeFile(staged);
         file.error = file.source + ": not written, because it may still identify the patient.";
         return;
     }
-    const bool mayReplace = mOwner.mOptions.mayReplace || mIsListing;
     if (mOwner.mOptions.isDryRun) {
         removeFile(staged);
     } else {
         const std::string path = target(file);
         requireFolder(fs::path(path).parent_path());
-        files::StagingFolder::publish(staged, path, mayReplace);
+        files::StagingFolder::publish(staged, path, mayReplace || mOwner.mOptions.mayReplace);
     }
     file.isWritten = true;
 }
@@ -465,7 +464,6 @@ void Anonymizer::Work::addDirectory(const std::string& dicomdir, const std::stri
 }
 
 void Anonymizer::Work::writeDirectories() {
-    mIsListing = mOwner.mOptions.resumes;
     Listed all;
     for (AnonymizedFile& directory : mDirectories) {
         try {
@@ -490,7 +488,7 @@ void Anonymizer::Work::writeDirectory(AnonymizedFile& directory, const Listed& l
         directory.leaks = rewriter().examine(staged);
     }
     judge(directory, !rewriter().holdsIdentifier(staged));
-    publish(staged, directory);
+    publish(staged, directory, mOwner.mOptions.resumes);
 }
 
 std::unique_ptr<Anonymization> openAnonymization(const AnonymizationSettings& settings) {

@@ -8,7 +8,7 @@
 namespace radvex::deidentify {
 
 std::optional<Identifier> ByteSearch::add(std::string_view piece) {
-    constexpr std::size_t kBlock = std::size_t{1} << 20;
+    constexpr std::size_t kBlock = std::size_t{1} << 16; // stays in the cache of the processor
     while (!piece.empty()) {
         const std::size_t most = mFinder.mEncodings->longestRun() + kBlock;
         const std::size_t count = std::min(piece.size(), most - mHeld.size());

@@ -12,7 +12,6 @@
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcpixel.h"
 #include "dcmtk/dcmdata/dcpixseq.h"
-#include "dcmtk/dcmdata/dcpxitem.h"
 #include "dcmtk/dcmdata/dcrledrg.h"
 #include "dcmtk/dcmdata/dcrleerg.h"
 #include "dcmtk/dcmdata/dcstack.h"
@@ -25,6 +24,7 @@
 #include "dcmtk/dcmjpls/djdecode.h"
 #include "dcmtk/dcmjpls/djrparam.h"
 #include "deidentify/pixels/PixelLayout.h"
+#include "guard/pixels/DecodingSafety.h"
 
 namespace radvex::deidentify {
 
@@ -104,45 +104,6 @@ long framesOf(DcmItem& dataset) {
     long frames = 1;
     (void)dataset.findAndGetLongInt(DCM_NumberOfFrames, frames, 0, OFFalse);
     return std::max(frames, 1L);
-}
-
-double encodedBytes(DcmPixelData& pixels, E_TransferSyntax syntax) {
-    DcmPixelSequence* fragments = nullptr;
-    double bytes = 0;
-    if (pixels.getEncapsulatedRepresentation(syntax, nullptr, fragments).bad() || fragments == nullptr) {
-        fail("its compressed pixels cannot be read");
-    }
-    for (DcmObject* object = fragments->nextInContainer(nullptr); object != nullptr;
-         object = fragments->nextInContainer(object)) {
-        bytes += object->getLengthField();
-    }
-    return bytes;
-}
-
-/// DCMTK counts the bytes of all frames in 32 bits, and reserves them before it decodes the first: a few bytes could
-/// claim the memory of the machine.
-void checkDecodedSize(DcmDataset& dataset, DcmPixelData& pixels, E_TransferSyntax syntax) {
-    constexpr double kMostBytes = 0xFFFFFFFE;
-    constexpr double kMaxRatio = 1000.0;
-    constexpr double kMaxRatioOfJpegLs = 10000.0; // a line of one value is a bit
-    constexpr double kMaxSpareBytes = 256.0 * 1024 * 1024;
-    const auto number = [&](const DcmTagKey& key) {
-        Uint16 value = 1;
-        (void)dataset.findAndGetUint16(key, value, 0, OFFalse);
-        return static_cast<double>(value);
-    };
-    // A colour has three samples and JPEG two bytes, whatever the attributes say.
-    const double samples = number(DCM_Rows) * number(DCM_Columns) * std::max(3.0, number(DCM_SamplesPerPixel));
-    const double bytes =
-        samples * static_cast<double>(framesOf(dataset)) * std::max(2.0, number(DCM_BitsAllocated) / 8.0);
-    const bool isJpegLs = syntax == EXS_JPEGLSLossless || syntax == EXS_JPEGLSLossy;
-    const double explained = encodedBytes(pixels, syntax) * (isJpegLs ? kMaxRatioOfJpegLs : kMaxRatio);
-    if (bytes > kMostBytes) {
-        fail("its pixels are more than 4 GiB");
-    }
-    if (bytes - explained > kMaxSpareBytes) {
-        fail("its compressed pixels are too few for its size");
-    }
 }
 
 void interleaveFrame(std::span<Uint8> frame, std::size_t samples, std::size_t size) {
@@ -226,6 +187,25 @@ bool decodesTo(DcmDataset& dataset, const std::vector<Uint8>& wanted) {
     return std::equal(decoded.begin(), decoded.end(), wanted.begin(), wanted.end());
 }
 
+/// @throws std::runtime_error  a part of a sentence: the pixels must or can not be decoded
+E_TransferSyntax decodableSyntaxOf(DcmDataset& dataset) {
+    DcmPixelData* pixels = pixelDataOf(dataset);
+    if (pixels == nullptr) {
+        fail("it has no pixels");
+    }
+    const E_TransferSyntax syntax = syntaxOf(*pixels);
+    if (!hasDecoder(syntax) || !DcmCodecList::canChangeCoding(syntax, EXS_LittleEndianExplicit)) {
+        fail(std::string("pixels in ") + DcmXfer(syntax).getXferName() + " cannot be decoded");
+    }
+    if (dataset.getCurrentXfer() != syntax) { // which the guard goes by
+        fail("its pixels are not compressed as it says");
+    }
+    if (const std::string reason = reasonNotToDecode(dataset); !reason.empty()) {
+        fail(reason);
+    }
+    return syntax;
+}
+
 } // namespace
 
 bool isCompressed(DcmDataset& dataset) {
@@ -235,15 +215,7 @@ bool isCompressed(DcmDataset& dataset) {
 
 E_TransferSyntax decodePixels(DcmDataset& dataset) {
     registerCodecs();
-    DcmPixelData* pixels = pixelDataOf(dataset);
-    if (pixels == nullptr) {
-        fail("it has no pixels");
-    }
-    const E_TransferSyntax syntax = syntaxOf(*pixels);
-    if (!hasDecoder(syntax) || !DcmCodecList::canChangeCoding(syntax, EXS_LittleEndianExplicit)) {
-        fail(std::string("pixels in ") + DcmXfer(syntax).getXferName() + " cannot be decoded");
-    }
-    checkDecodedSize(dataset, *pixels, syntax);
+    const E_TransferSyntax syntax = decodableSyntaxOf(dataset);
     const long frames = framesOf(dataset);
     KeptAttributes kept(dataset, describedByCodecs());
     const OFCondition decoded = dataset.chooseRepresentation(EXS_LittleEndianExplicit, nullptr);

@@ -12,8 +12,8 @@ bool isCompressed(DcmDataset& dataset);
 /// Decodes compressed pixels, and makes the attributes say what the decoded ones are. Lossy pixels that do not say so
 /// (LossyImageCompression) say it from now on.
 /// @return the transfer syntax that they had
-/// @throws std::runtime_error  a part of a sentence: DCMTK has no decoder, or decoding would take memory that the size
-/// of the file does not explain, or fails
+/// @throws std::runtime_error  a part of a sentence: DCMTK has no decoder, or it must not decode them
+/// (DecodingSafety.h), or decoding fails
 E_TransferSyntax decodePixels(DcmDataset& dataset);
 
 /// Compresses raw pixels without loss, decodes them again and compares. The transfer syntax is the one before where

@@ -107,6 +107,13 @@ void checkByteOrder(DcmItem& dataset, const PixelLayout& layout) {
     }
 }
 
+/// Null when they cannot be read.
+template <typename Value>
+Uint8* bytesOf(DcmElement& element, OFCondition (DcmElement::*get)(Value*&)) {
+    Value* values = nullptr;
+    return (element.*get)(values).good() ? reinterpret_cast<Uint8*>(values) : nullptr;
+}
+
 } // namespace
 
 DcmElement* pixelElementOf(DcmItem& dataset) {
@@ -147,35 +154,18 @@ PixelLayout pixelLayoutOf(DcmItem& dataset) {
 }
 
 std::span<Uint8> rawBytes(DcmElement& element) {
-    OFCondition got = EC_IllegalCall;
-    void* bytes = nullptr;
-    Uint8* octets = nullptr;
-    Uint16* words = nullptr;
-    Float32* floats = nullptr;
-    Float64* doubles = nullptr;
+    Uint8* bytes = nullptr;
     switch (element.getVR()) {
-    case EVR_OF:
-        got = element.getFloat32Array(floats);
-        bytes = floats;
-        break;
-    case EVR_OD:
-        got = element.getFloat64Array(doubles);
-        bytes = doubles;
-        break;
+    case EVR_OF: bytes = bytesOf<Float32>(element, &DcmElement::getFloat32Array); break;
+    case EVR_OD: bytes = bytesOf<Float64>(element, &DcmElement::getFloat64Array); break;
     case EVR_OB:
-    case EVR_UN:
-        got = element.getUint8Array(octets);
-        bytes = octets;
-        break;
-    default:
-        got = element.getUint16Array(words);
-        bytes = words;
-        break;
+    case EVR_UN: bytes = bytesOf<Uint8>(element, &DcmElement::getUint8Array); break;
+    default: bytes = bytesOf<Uint16>(element, &DcmElement::getUint16Array); break;
     }
-    if (got.bad() || bytes == nullptr) {
+    if (bytes == nullptr) {
         fail("its pixels cannot be read");
     }
-    return {static_cast<Uint8*>(bytes), element.getLengthField()};
+    return {bytes, element.getLengthField()};
 }
 
 std::span<Uint8> bytesOfFrames(std::span<Uint8> value, const PixelLayout& layout) {

@@ -64,6 +64,9 @@ Action chooseBasic(const ConfidentialityRow& row, int type) {
     if (has(row, Action::NewUid)) {
         return Action::NewUid; // in items new UIDs serve every type
     }
+    if (row.basicLetters == "X" && type != 0 && type != 3) {
+        return type == 1 ? Action::Dummy : Action::Empty; // a file without the attribute would not be valid
+    }
     if (type == 3 && has(row, Action::Remove)) {
         return Action::Remove;
     }

@@ -29,11 +29,11 @@ const ProfileOptionNames& namesOf(ProfileOption option) {
     return profileOptionNames()[static_cast<std::size_t>(option)];
 }
 
-std::string ProfileOptions::describe() const {
+std::string ProfileOptions::describe(std::string_view separator) const {
     std::string text = "basic profile " + std::string(kProfileEdition);
     for (const ProfileOptionNames& names : profileOptionNames()) {
         if (has(names.option)) {
-            text.append(", ").append(names.column);
+            text.append(separator).append(names.column);
         }
     }
     return text;

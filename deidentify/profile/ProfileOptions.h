@@ -53,7 +53,7 @@ struct ProfileOptions {
     bool removesDates() const { return !has(ProfileOption::FullDates) && !has(ProfileOption::ModifiedDates); }
 
     /// The basic profile and its options, in words for people: "basic profile 2024b, retain UIDs".
-    std::string describe() const;
+    std::string describe(std::string_view separator = ", ") const;
 
     template <typename Self>
     static auto fields(Self& self) {

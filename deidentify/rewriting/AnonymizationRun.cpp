@@ -1,13 +1,17 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <system_error>
 
 #include "dcmtk/dcmdata/dcdeftag.h"
+#include "dcmtk/dcmdata/dcmetinf.h"
 #include "dcmtk/dcmdata/dcsequen.h"
 #include "dcmtk/dcmdata/dcxfer.h"
 #include "deidentify/Anonymization.h"
+#include "deidentify/identifiers/ByteSearch.h"
 #include "deidentify/pixels/PixelRisks.h"
 #include "deidentify/rewriting/IdentifierCollector.h"
 #include "deidentify/rewriting/Identities.h"
@@ -35,6 +39,18 @@ GivenValues givenValues(const std::vector<GivenValue>& given) {
 
 bool isDeflated(DcmFileFormat& file) {
     return DcmXfer(file.getDataset()->getOriginalXfer()).getStreamCompression() != ESC_none;
+}
+
+/// What tells the instance from others, where its dataset has no SOPInstanceUID: what the meta information says, or
+/// all bytes of the file.
+std::string instanceOf(DcmFileFormat& file, const std::string& path) {
+    OFString uid;
+    (void)file.getMetaInfo()->findAndGetOFString(DCM_MediaStorageSOPInstanceUID, uid);
+    if (!uid.empty() || file.getDataset()->tagExistsWithValue(DCM_SOPInstanceUID)) {
+        return {uid.c_str(), uid.size()};
+    }
+    std::ifstream bytes(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(bytes), std::istreambuf_iterator<char>()};
 }
 
 class AnonymizationRun : public Anonymization {
@@ -117,8 +133,10 @@ class AnonymizationRun : public Anonymization {
     LearntFile learn(const std::string& original) override {
         const media::KnownTypes knownTypes;
         DcmFileFormat file;
-        media::loadDicomHead(file, original);
-        return learnIdentifiers(file, profile().options, mDecoder);
+        const auto source = media::loadDicomHead(file, original);
+        LearntFile learnt = learnIdentifiers(file, profile().options, mDecoder);
+        media::requireRead(*source);
+        return learnt;
     }
 
     void know(KnownIdentifiers identifiers) override { mProfileFinder = IdentifierFinder(identifiers); }
@@ -134,10 +152,22 @@ class AnonymizationRun : public Anonymization {
     RewrittenFile rewrite(const std::string& original, const std::string& rewritten) override {
         const media::KnownTypes knownTypes;
         DcmFileFormat file;
-        media::loadDicom(file, original);
+        const auto source = media::loadDicomHead(file, original); // pixels go from file to file
+        const std::string instance = instanceOf(file, original);
         RewrittenFile result = applyProfile(file, tools(), mDecoder);
-        media::saveDicom(file, rewritten, media::MetaInformation::New);
-        addBytesFound(rewritten, result.leaks);
+        ByteSearch search(mProfileFinder);
+        std::optional<Identifier> found;
+        media::saveDicom(file, rewritten, media::MetaInformation::New, mPseudonyms.uid(instance),
+                         [&](std::string_view bytes) {
+                             if (!found) {
+                                 found = search.add(bytes);
+                             }
+                         });
+        media::requireRead(*source);
+        found = found ? found : search.finish();
+        if (found) {
+            result.leaks.insert(std::string("bytes of the file: ") + describe(found->kind));
+        }
         return result;
     }
 
@@ -198,12 +228,6 @@ class AnonymizationRun : public Anonymization {
     }
 
     ProfileTools tools() const { return {profile(), mGiven, mPseudonyms, mAssigned, mProfileFinder, mMasks}; }
-
-    void addBytesFound(const std::string& path, Leaks& leaks) const {
-        if (const auto found = mProfileFinder.findInFile(path)) {
-            leaks.insert(std::string("bytes of the file: ") + describe(found->kind));
-        }
-    }
 
     void learnTexts() {
         const auto& newOf = mIdentities.originals().newOf;

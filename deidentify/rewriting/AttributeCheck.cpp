@@ -7,6 +7,7 @@
 #include "dcmtk/dcmdata/dcmetinf.h"
 #include "dcmtk/dcmdata/dcsequen.h"
 #include "deidentify/identifiers/SuspiciousText.h"
+#include "deidentify/profile/AttributeTypes.h"
 #include "deidentify/profile/ConfidentialityTable.h"
 #include "deidentify/rewriting/AttributeKinds.h"
 #include "deidentify/rewriting/DatasetWalk.h"
@@ -50,9 +51,10 @@ bool isCodeOfMethod(DcmItem& item) {
 
 class AttributeCheck {
   public:
-    AttributeCheck(const CheckTools& tools, TextDecoder& decoder, CheckedFile& checked)
+    AttributeCheck(const CheckTools& tools, std::string sopClass, TextDecoder& decoder, CheckedFile& checked)
         : mTools(tools),
           mDecoder(decoder),
+          mSopClass(std::move(sopClass)),
           mChecked(checked),
           mCleaner(tools.finder, [](const Identifier&, std::string_view) { return std::string(); }) {}
 
@@ -114,8 +116,7 @@ class AttributeCheck {
         const DcmTagKey key = element.getTag().getXTag();
         const ConfidentialityRow* row = ConfidentialityTable::instance().find(key.getGroup(), key.getElement());
         if (row != nullptr) {
-            // The type of an attribute does not matter here: what any type allows may stand.
-            judge(place, element, decide(*row, options(), 0));
+            judge(place, element, mostOf(*row, key));
         } else if (!isKnownToDictionary(key)) {
             mChecked.findings.insert("attributes that no dictionary knows");
         } else if (key == DCM_DeidentificationMethodCodeSequence) {
@@ -127,6 +128,15 @@ class AttributeCheck {
             const bool isKept = action == Action::Keep;
             judge(place, element, {action, isKept ? "" : std::string("type ") + DcmVR(element.ident()).getVRName()});
         }
+    }
+
+    /// What may be left at most, whatever the type of the attribute; but where the SOP class wants a value of an
+    /// attribute that has to go, this may be a dummy.
+    Decision mostOf(const ConfidentialityRow& row, const DcmTagKey& key) const {
+        Decision decision = decide(row, options(), 0);
+        return decision.action == Action::Remove
+                   ? decide(row, options(), attributeType(key.getGroup(), key.getElement(), mSopClass))
+                   : decision;
     }
 
     void judge(const Place& place, DcmElement& element, const Decision& decision) {
@@ -222,14 +232,15 @@ class AttributeCheck {
         const DcmTagKey key = element.getTag().getXTag();
         if (asSequence(element) != nullptr) {
             checkAllItems(place, element, false, false);
-        } else if (place.isDummy && isFreeText(element.ident()) && !(place.isDummyContent && holdsVocabulary(key))) {
+        } else if (place.isDummy && isFreeText(element.ident()) &&
+                   !(place.isDummyContent && holdsVocabulary(place.item, key))) {
             checkDummyValues(place, element, rule.empty() ? "item of a dummy" : rule);
         } else {
             search(place, element,
-                   !rule.empty()          ? Cleaning::Patient
-                   : holdsVocabulary(key) ? Cleaning::Vocabulary
-                   : place.isCleaned      ? Cleaning::Descriptions
-                                          : Cleaning::Identifiers);
+                   !rule.empty()                      ? Cleaning::Patient
+                   : holdsVocabulary(place.item, key) ? Cleaning::Vocabulary
+                   : place.isCleaned                  ? Cleaning::Descriptions
+                                                      : Cleaning::Identifiers);
         }
     }
 
@@ -267,7 +278,17 @@ class AttributeCheck {
             const std::size_t begin = text.find(own);
             text = begin == std::string::npos ? text : text.erase(begin, own.size());
         }
-        for (const Find& one : mCleaner.identifiersIn(text, vr == EVR_CS ? Cleaning::Vocabulary : cleaning)) {
+        if (isFreeText(vr)) {
+            searchText(element, text, cleaning);
+            return;
+        }
+        for (const std::string& value : valuesOf(text, vr)) { // each is a word of its own
+            searchText(element, value, vr == EVR_CS ? Cleaning::Vocabulary : cleaning);
+        }
+    }
+
+    void searchText(DcmElement& element, const std::string& text, Cleaning cleaning) {
+        for (const Find& one : mCleaner.identifiersIn(text, cleaning)) {
             // A moved date may be by chance the date of another original.
             const bool isByChance =
                 one.identifier->kind == IdentifierKind::OtherDate && options().has(ProfileOption::ModifiedDates);
@@ -280,6 +301,7 @@ class AttributeCheck {
 
     const CheckTools& mTools;
     TextDecoder& mDecoder;
+    std::string mSopClass;
     CheckedFile& mChecked;
     TextCleaner mCleaner;
 };
@@ -287,7 +309,9 @@ class AttributeCheck {
 } // namespace
 
 void checkAttributes(DcmFileFormat& file, const CheckTools& tools, TextDecoder& decoder, CheckedFile& checked) {
-    AttributeCheck check(tools, decoder, checked);
+    OFString sopClass;
+    (void)file.getDataset()->findAndGetOFString(DCM_SOPClassUID, sopClass);
+    AttributeCheck check(tools, std::string(withoutPadding({sopClass.c_str(), sopClass.size()})), decoder, checked);
     check.checkMeta(*file.getMetaInfo());
     check.checkItem({*file.getDataset(), characterSetOf(*file.getDataset(), "")});
     const bool isMoved = tools.options.has(ProfileOption::ModifiedDates);

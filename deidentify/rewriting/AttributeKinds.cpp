@@ -1,7 +1,6 @@
 #include "deidentify/rewriting/AttributeKinds.h"
 
 #include <algorithm>
-#include <array>
 
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcdict.h"
@@ -35,10 +34,13 @@ bool isKnownToDictionary(const DcmTagKey& key) {
     return isKnown;
 }
 
-bool holdsVocabulary(const DcmTagKey& key) {
-    static const std::array kKeys{DCM_CodeMeaning,   DCM_CodeValue,    DCM_CodingSchemeDesignator,
-                                  DCM_LongCodeValue, DCM_Manufacturer, DCM_ManufacturerModelName};
-    return std::ranges::find(kKeys, key) != kKeys.end();
+bool holdsVocabulary(DcmItem& item, const DcmTagKey& key) {
+    if (key == DCM_CodeMeaning || key == DCM_CodeValue || key == DCM_LongCodeValue) {
+        OFString scheme;
+        return item.findAndGetOFString(DCM_CodingSchemeDesignator, scheme).good() && !scheme.empty() &&
+               scheme.compare(0, 2, "99") != 0;
+    }
+    return key == DCM_CodingSchemeDesignator || key == DCM_Manufacturer || key == DCM_ManufacturerModelName;
 }
 
 bool isKeptPrivate(DcmItem& item, const DcmTagKey& key, const std::set<KeptPrivate>& kept) {

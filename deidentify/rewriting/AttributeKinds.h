@@ -21,8 +21,9 @@ bool isFreeText(DcmEVR vr);
 
 bool isKnownToDictionary(const DcmTagKey& key);
 
-/// Attributes whose texts are words of a vocabulary: a word of a name among them is most likely no name.
-bool holdsVocabulary(const DcmTagKey& key);
+/// Whether the text is a word of a vocabulary that others keep: a word of a name in it is most likely no name. Codes of
+/// schemes that begin with 99 are of somebody's own (PS3.16, 8.2).
+bool holdsVocabulary(DcmItem& item, const DcmTagKey& key);
 
 /// Whether a private attribute of an item is one that the user lets stay.
 bool isKeptPrivate(DcmItem& item, const DcmTagKey& key, const std::set<KeptPrivate>& kept);

@@ -49,6 +49,9 @@ std::string dummyDocument(const std::string& mimeType) {
     if (mimeType == "application/pdf") {
         return pdfOfOneLine();
     }
+    if (mimeType == "model/stl") {
+        return std::string(84, '\0'); // a header and the number of triangles: none
+    }
     if (mimeType == "text/XML" || mimeType == "text/xml") {
         return std::string("<?xml version=\"1.0\"?><ClinicalDocument xmlns=\"urn:hl7-org:v3\"><title>") + kRemoved +
                "</title></ClinicalDocument>\n";

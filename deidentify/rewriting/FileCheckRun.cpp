@@ -51,7 +51,7 @@ bool hasEmptyPreamble(const std::string& path) {
     return !hasMark || std::all_of(start.begin(), start.begin() + 128, [](char byte) { return byte == 0; });
 }
 
-/// A document of one line that says that another one was removed.
+/// A document of one line that says that another one was removed, or an empty one.
 bool isDummyDocument(DcmDataset& dataset) {
     constexpr Uint32 kLongest = 4096;
     DcmElement* document = nullptr;
@@ -59,9 +59,12 @@ bool isDummyDocument(DcmDataset& dataset) {
     if (dataset.findAndGetElement(DCM_EncapsulatedDocument, document).bad()) {
         return true;
     }
-    return document->getLengthField() <= kLongest && document->getUint8Array(bytes).good() && bytes != nullptr &&
-           std::string_view(reinterpret_cast<const char*>(bytes), document->getLengthField())
-                   .find("Removed by de-identification") != std::string_view::npos;
+    if (document->getLengthField() > kLongest || document->getUint8Array(bytes).bad() || bytes == nullptr) {
+        return document->getLengthField() == 0;
+    }
+    const std::string_view text(reinterpret_cast<const char*>(bytes), document->getLengthField());
+    return text.find("Removed by de-identification") != std::string_view::npos ||
+           text.find_first_not_of('\0') == std::string_view::npos;
 }
 
 class FileCheckRun : public FileCheck {
@@ -148,7 +151,8 @@ class FileCheckRun : public FileCheck {
             checked.findings.insert("DeidentificationMethod is absent");
         }
         const std::string stored = textAt(*file.getMetaInfo(), DCM_MediaStorageSOPInstanceUID);
-        if (!stored.empty() && stored != textAt(dataset, DCM_SOPInstanceUID)) {
+        const std::string instance = textAt(dataset, DCM_SOPInstanceUID);
+        if (!stored.empty() && !instance.empty() && stored != instance) {
             checked.findings.insert("MediaStorageSOPInstanceUID is not SOPInstanceUID");
         }
         for (const PixelRisk& risk : pixelRisks(dataset)) {

@@ -91,14 +91,18 @@ bool mayIdentify(DcmElement& element) {
     const bool isOfNetwork = key.getGroup() == kMeta &&
                              (element.ident() == EVR_AE || element.ident() == EVR_UR || key == DCM_PrivateInformation);
     const ConfidentialityRow* row = ConfidentialityTable::instance().find(key.getGroup(), key.getElement());
-    const bool isInTable = row != nullptr && row->basic.front() != Action::NewUid && !holdsReferences(key);
+    const bool isInTable =
+        row != nullptr && !key.isPrivate() && row->basic.front() != Action::NewUid && !holdsReferences(key);
     constexpr std::array kDangerous{EVR_DA, EVR_DT, EVR_PN, EVR_TM, EVR_UR};
     return isInTable || isOverlayText || isOfNetwork || std::ranges::count(kDangerous, element.ident()) > 0;
 }
 
+/// Everything but creators, which only say whose the values are, and the length of the group.
 bool isPrivateValue(const DcmTagKey& key) {
+    constexpr Uint16 kFirstCreator = 0x0010;
     constexpr Uint16 kFirstAfterCreators = 0x0100;
-    return key.getGroup() % 2 == 1 && key.getElement() >= kFirstAfterCreators;
+    const Uint16 element = key.getElement();
+    return key.getGroup() % 2 == 1 && element != 0 && (element < kFirstCreator || element >= kFirstAfterCreators);
 }
 
 } // namespace

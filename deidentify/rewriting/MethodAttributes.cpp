@@ -49,11 +49,9 @@ void addCode(DcmDataset& dataset, std::string_view code, std::string_view meanin
 } // namespace
 
 std::string methodOf(const ProfileOptions& options) {
-    std::string method = options.describe();
-    for (std::size_t comma = method.find(", "); comma != std::string::npos; comma = method.find(", ")) {
-        method.replace(comma, 2, "\\");
-    }
-    return "PS3.15 E " + method;
+    std::string method("PS3.15 E ");
+    method += options.describe("\\");
+    return method;
 }
 
 void addMethod(DcmDataset& dataset, const ProfileOptions& options) {

@@ -297,12 +297,14 @@ class FileRewriting {
         } else if (place.isDummy && isFreeText(element.ident()) && !textOf(element).empty()) {
             putDummy(element);
             note(place, element.getTag(), "dummy value", "item of a dummy");
+        } else if (place.isDummy && element.ident() == EVR_UI) {
+            renew(place, element, "item of a dummy");
         } else {
             replaceIdentifiers(place, element,
-                               !rule.empty()                       ? Cleaning::Patient
-                               : holdsVocabulary(element.getTag()) ? Cleaning::Vocabulary
-                               : place.isCleaned                   ? Cleaning::Descriptions
-                                                                   : Cleaning::Identifiers);
+                               !rule.empty()                                   ? Cleaning::Patient
+                               : holdsVocabulary(place.item, element.getTag()) ? Cleaning::Vocabulary
+                               : place.isCleaned                               ? Cleaning::Descriptions
+                                                                               : Cleaning::Identifiers);
         }
     }
 
@@ -348,16 +350,32 @@ class FileRewriting {
 
     void replaceIdentifiers(const Place& place, DcmElement& element, Cleaning cleaning) {
         const DcmEVR vr = element.ident();
-        if (isFreeText(vr) || vr == EVR_AE || vr == EVR_CS) {
-            // Code strings are words of a vocabulary, and titles of applications have no room for suspicious ones.
-            const Cleaning allowed = vr == EVR_CS ? Cleaning::Vocabulary : cleaning;
-            const auto after = mCleaner.clean(mDecoder.utf8(element, place.characterSet), vr, allowed);
-            if (after) {
-                mWriter.put(element, vr == EVR_AE || vr == EVR_CS ? "REMOVED" : *after);
+        if (isFreeText(vr)) {
+            if (const auto after = mCleaner.clean(mDecoder.utf8(element, place.characterSet), vr, cleaning)) {
+                mWriter.put(element, *after);
                 note(place, element.getTag(), "cleaned", "identifier of the run");
             }
+        } else if (vr == EVR_AE || vr == EVR_CS) {
+            cleanCodes(place, element, vr == EVR_CS ? Cleaning::Vocabulary : cleaning);
         } else if (isOne(vr, {EVR_OB, EVR_UN}) && holdsIdentifier(element)) {
             remove(place, element, "identifier of the run in its bytes");
+        }
+    }
+
+    /// Values that have room for capital letters only.
+    void cleanCodes(const Place& place, DcmElement& element, Cleaning cleaning) {
+        const std::string before = textOf(element);
+        std::string after;
+        for (std::size_t begin = 0; begin <= before.size();) {
+            const std::size_t end = std::min(before.find('\\', begin), before.size());
+            const std::string value = before.substr(begin, end - begin);
+            after += begin > 0 ? "\\" : "";
+            after += mCleaner.clean(value, element.ident(), cleaning) ? "REMOVED" : value;
+            begin = end + 1;
+        }
+        if (after != before) {
+            putText(element, after);
+            note(place, element.getTag(), "cleaned", "identifier of the run");
         }
     }
 

@@ -15,11 +15,15 @@ bool isSeparator(char character) {
     return std::string_view(" ,.^=\\_-\t\r\n").find(character) != std::string_view::npos;
 }
 
-bool isSingleNameWord(const Identifier& identifier, std::string_view found) {
-    const bool isName = identifier.kind == IdentifierKind::PatientName ||
-                        identifier.kind == IdentifierKind::OtherName ||
-                        identifier.kind == IdentifierKind::Organization || identifier.kind == IdentifierKind::Device;
-    return isName && std::ranges::none_of(found, isSeparator);
+bool isDigit(char character) { return character >= '0' && character <= '9'; }
+
+/// One word that may as well be no identifier: a name, or a number without digits.
+bool isSingleWord(const Identifier& identifier, std::string_view found) {
+    using enum IdentifierKind;
+    const IdentifierKind kind = identifier.kind;
+    const bool isName = kind == PatientName || kind == OtherName || kind == Organization || kind == Device;
+    const bool isNumber = kind == PatientId || kind == OtherId;
+    return (isName || (isNumber && std::ranges::none_of(found, isDigit))) && std::ranges::none_of(found, isSeparator);
 }
 
 /// What the option that keeps an attribute leaves in it.
@@ -32,7 +36,7 @@ bool counts(const Identifier& identifier, std::string_view found, Cleaning clean
     constexpr std::size_t kTelling = 4;
     switch (cleaning) {
     case Cleaning::Patient: return isOfPatient(identifier.kind) && identifier.text.size() >= kTelling;
-    case Cleaning::Vocabulary: return identifier.text.size() >= kTelling && !isSingleNameWord(identifier, found);
+    case Cleaning::Vocabulary: return identifier.text.size() >= kTelling && !isSingleWord(identifier, found);
     case Cleaning::Identifiers: return identifier.text.size() >= kTelling || found.size() >= kTelling;
     case Cleaning::Descriptions: break;
     }

@@ -5,7 +5,7 @@
 
 #include "bridge/containers/NumericArray.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
-#include "dicom/pixels/ImagePixelAttributes.h"
+#include "guard/pixels/ImagePixelAttributes.h"
 
 namespace radvex {
 

@@ -11,8 +11,8 @@
 #include "dcmtk/dcmjpls/djcodece.h"
 #include "dcmtk/dcmjpls/djcparam.h"
 #include "dcmtk/dcmjpls/djrparam.h"
-#include "dicom/pixels/EncodedPixels.h"
-#include "dicom/pixels/ImagePixelAttributes.h"
+#include "guard/pixels/EncodedPixels.h"
+#include "guard/pixels/ImagePixelAttributes.h"
 
 namespace radvex {
 

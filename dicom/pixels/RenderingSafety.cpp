@@ -8,7 +8,7 @@
 #include "dcmtk/dcmdata/dcuid.h"
 #include "dcmtk/dcmdata/dcxfer.h"
 #include "dcmtk/dcmimgle/dcmimage.h"
-#include "dicom/pixels/ImagePixelAttributes.h"
+#include "guard/pixels/ImagePixelAttributes.h"
 
 namespace radvex {
 

@@ -7,9 +7,9 @@
 
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcelem.h"
-#include "dicom/pixels/ImagePixelAttributes.h"
 #include "dicom/pixels/ImageRendering.h"
 #include "dicom/readers/DcmFileReader.h"
+#include "guard/pixels/ImagePixelAttributes.h"
 
 namespace radvex {
 

@@ -3,10 +3,10 @@
 #include "bridge/containers/NumericArray.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dicom/metadata/MemoryWatch.h"
-#include "dicom/pixels/ImagePixelAttributes.h"
 #include "dicom/pixels/ImageRendering.h"
 #include "dicom/pixels/RenderingSafety.h"
 #include "dicom/readers/DcmFileReader.h"
+#include "guard/pixels/ImagePixelAttributes.h"
 
 namespace radvex {
 

@@ -14,9 +14,9 @@
 #include "dicom/metadata/HierarchicalMetadata.h"
 #include "dicom/metadata/MemoryWatch.h"
 #include "dicom/metadata/TagNaming.h"
-#include "dicom/pixels/DecodingSafety.h"
-#include "dicom/pixels/EncodedPixels.h"
 #include "guard/GuardedLoad.h"
+#include "guard/pixels/DecodingSafety.h"
+#include "guard/pixels/EncodedPixels.h"
 
 namespace radvex {
 

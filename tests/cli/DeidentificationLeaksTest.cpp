@@ -294,7 +294,7 @@ TEST_F(DeidentificationLeaks, PrivateElementsWithoutACreatorAreRemoved) {
 }
 
 TEST_F(DeidentificationLeaks, AnOverlayInUnusedBitsOfThePixelsIsCleared) {
-    const std::vector<Uint16> words{0x1123, 0x0456, 0xF789, 0x10AB};
+    const std::vector<Uint16> words{0x1123, 0x0456, 0x9789, 0x80AB}; // two planes, in bits 12 and 15
     DcmDataset& dataset = anonymized([&](DcmDataset& original) {
         for (const auto& [key, value] : std::map<DcmTagKey, Uint16>{{DCM_Rows, 2},
                                                                     {DCM_Columns, 2},
@@ -310,13 +310,19 @@ TEST_F(DeidentificationLeaks, AnOverlayInUnusedBitsOfThePixelsIsCleared) {
             original.putAndInsertUint16(key, value);
         }
         put(original, {{DCM_PhotometricInterpretation, "MONOCHROME2"}, {DCM_OverlayType, "G"}});
+        for (const auto& [element, value] :
+             std::map<Uint16, Uint16>{{0x0010, 2}, {0x0011, 2}, {0x0100, 16}, {0x0102, 15}}) {
+            original.putAndInsertUint16(DcmTagKey(0x6002, element), value);
+        }
         original.putAndInsertUint16Array(DcmTag(DCM_PixelData, EVR_OW), words.data(), words.size());
     });
     const Uint16* found = nullptr;
     unsigned long count = 0;
     ASSERT_TRUE(dataset.findAndGetUint16Array(DCM_PixelData, found, &count).good());
     EXPECT_THAT(std::vector<Uint16>(found, found + count), ElementsAre(0x0123, 0x0456, 0x0789, 0x00AB));
-    EXPECT_FALSE(dataset.tagExists(DCM_OverlayBitPosition)) << "a reader would look for the plane";
+    for (const DcmTagKey& key : {DcmTagKey(0x6000, 0x0102), DcmTagKey(0x6002, 0x0102)}) {
+        EXPECT_FALSE(dataset.tagExists(key)) << "a reader would look for the plane";
+    }
 }
 
 TEST_F(DeidentificationLeaks, ASetValueBeyondTheCharacterSetMovesTheFileToUtf8) {

@@ -214,6 +214,7 @@ TEST_F(CompressedMask, RefusesWhatItCannotDecode) {
         DcmFileFormat file;
         fillPicture(file, kGrey, spelledBytes(162));
         putFragments(*file.getDataset(), syntax, {"abcd"});
+        file.getDataset()->updateOriginalXfer();
         EXPECT_THAT(refusalOf(file, kRectangle), StartsWith("it cannot be masked, because pixels in "));
     }
 }
@@ -225,6 +226,7 @@ TEST_F(CompressedMask, BrokenStreamsAreErrors) {
             DcmFileFormat file;
             fillPicture(file, kGrey, spelledBytes(162));
             putFragments(*file.getDataset(), syntax, {bytes});
+            file.getDataset()->updateOriginalXfer();
             EXPECT_THAT(refusalOf(file, kRectangle), StartsWith("it cannot be masked, because ")) << syntax;
         }
     }
@@ -239,8 +241,28 @@ TEST_F(CompressedMask, FramesThatAreMissingAreAnError) {
     }
 }
 
+TEST_F(CompressedMask, FragmentsInARawTransferSyntaxAreAnError) {
+    const std::string path = run({"dcmcrle"}, write(kGrey, spelledBytes(162)));
+    std::string bytes = readFile(path);
+    const std::string uid = UID_RLELosslessTransferSyntax;
+    const std::size_t at = bytes.find(uid);
+    ASSERT_NE(at, std::string::npos);
+    bytes.replace(at, uid.size(), UID_LittleEndianExplicitTransferSyntax);
+    DcmFileFormat file;
+    if (file.loadFile(folder.write("lying.dcm", bytes).c_str()).good()) {
+        EXPECT_THAT(refusalOf(file, kRectangle), StartsWith("it cannot be masked, because "));
+    }
+}
+
+TEST_F(CompressedMask, FragmentsThatTheDatasetKnowsNothingOfAreAnError) {
+    DcmFileFormat file;
+    fillPicture(file, kGrey, spelledBytes(162));
+    putFragments(*file.getDataset(), EXS_RLELossless, {std::string(64, '\0')});
+    EXPECT_THAT(refusalOf(file, kRectangle), HasSubstr("not compressed as it says"));
+}
+
 TEST_F(CompressedMask, AFewBytesClaimNoMemory) {
-    for (const auto& [size, frames] : {std::pair(65535, 1), std::pair(65535, 2147483647), std::pair(16384, 1)}) {
+    for (const auto& [size, frames] : {std::pair(65535, 1), std::pair(65535, 2147483647), std::pair(20000, 1)}) {
         DcmFileFormat file;
         Picture picture = kGrey;
         fillPicture(file, picture, spelledBytes(162));
@@ -249,6 +271,7 @@ TEST_F(CompressedMask, AFewBytesClaimNoMemory) {
         dataset.putAndInsertUint16(DCM_Columns, static_cast<Uint16>(size));
         dataset.putAndInsertString(DCM_NumberOfFrames, std::to_string(frames).c_str());
         putFragments(dataset, EXS_RLELossless, {std::string(64, '\0')});
+        dataset.updateOriginalXfer();
         EXPECT_THAT(refusalOf(file, kRectangle),
                     testing::AnyOf(HasSubstr("too few for its size"), HasSubstr("more than 4 GiB")));
     }

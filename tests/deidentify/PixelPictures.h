@@ -16,6 +16,7 @@
 #include "dcmtk/dcmdata/dctk.h"
 #include "deidentify/pixels/MaskRules.h"
 #include "deidentify/pixels/Masking.h"
+#include "tests/support/DicomFiles.h"
 
 namespace radvex::test {
 
@@ -111,6 +112,36 @@ inline std::string refusalOf(DcmFileFormat& file, const std::string& rule) {
     } catch (const std::runtime_error& error) {
         return error.what();
     }
+}
+
+/// The pixels after a mask. @param more  changes the dataset before
+inline std::vector<Uint8> masked(const Picture& picture, const std::vector<Uint8>& bytes, const std::string& rule,
+                                 const Fill& more = {}) {
+    DcmFileFormat file;
+    fillPicture(file, picture, bytes);
+    if (more) {
+        more(*file.getDataset());
+    }
+    EXPECT_TRUE(deidentify::mask(file, rulesOf(rule)));
+    return pixelBytes(*file.getDataset());
+}
+
+/// What masking a picture of so many bytes refuses with; empty when it does not.
+inline std::string refusal(const Picture& picture, std::size_t count, const std::string& rule, const Fill& more = {}) {
+    DcmFileFormat file;
+    fillPicture(file, picture, spelledBytes(count));
+    if (more) {
+        more(*file.getDataset());
+    }
+    return refusalOf(file, rule);
+}
+
+inline void putRegion(DcmItem& dataset, Uint32 left, Uint32 top, Uint32 right, Uint32 bottom) {
+    DcmItem& region = addItem(dataset, DCM_SequenceOfUltrasoundRegions);
+    region.putAndInsertUint32(DCM_RegionLocationMinX0, left);
+    region.putAndInsertUint32(DCM_RegionLocationMinY0, top);
+    region.putAndInsertUint32(DCM_RegionLocationMaxX1, right);
+    region.putAndInsertUint32(DCM_RegionLocationMaxY1, bottom);
 }
 
 } // namespace radvex::test

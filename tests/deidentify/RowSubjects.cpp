@@ -111,7 +111,8 @@ void putSequence(DcmItem& item, const RowSubject& subject, const Person& person)
                    {DCM_ReferencedSOPInstanceUID, referenceOf(subject, person)},
                    {DCM_CodeValue, spelled("C%04d", subject.index)},
                    {DCM_CodingSchemeDesignator, "99TEST"},
-                   {DCM_CodeMeaning, textFor(subject, person)}});
+                   {DCM_CodeMeaning, spelled("Code%04d", subject.index)},
+                   {DCM_TextValue, textFor(subject, person)}});
     auto sequence = std::make_unique<DcmSequenceOfItems>(DcmTag(subject.key, DcmVR(EVR_SQ)));
     if (sequence->append(content.get()).good()) {
         (void)content.release();

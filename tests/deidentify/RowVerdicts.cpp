@@ -49,9 +49,11 @@ bool isDummy(const Case& one) {
         return false;
     }
     const bool isSequence = one.subject.vr == EVR_SQ;
-    const std::string word =
-        isSequence ? elementText(one.beforeItem, one.subject.key, DCM_ReferencedSOPInstanceUID) : one.before;
-    if (one.has(word)) {
+    if (!isSequence && one.has(one.before)) {
+        return false;
+    }
+    if (isSequence && !one.keepsUids &&
+        one.has(elementText(one.beforeItem, one.subject.key, DCM_ReferencedSOPInstanceUID))) {
         return false;
     }
     char own[16];
@@ -86,8 +88,8 @@ bool isReferenceRight(const Case& one) {
 
 bool isKept(const Case& one) {
     if (one.subject.vr == EVR_SQ) {
-        const std::string meaning = elementText(one.beforeItem, one.subject.key, DCM_CodeMeaning);
-        return one.has(one.isHelix() ? "Helix" : meaning) && isReferenceRight(one);
+        const std::string text = elementText(one.beforeItem, one.subject.key, DCM_TextValue);
+        return one.has(one.isHelix() ? "Helix" : text) && isReferenceRight(one);
     }
     return one.isHelix() ? one.has("Helix") : one.after == one.before;
 }

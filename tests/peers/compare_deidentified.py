@@ -36,7 +36,7 @@ PIXELS = ("PixelData", "FloatPixelData", "DoubleFloatPixelData")
 def complaints_of(path):
     """Errors that dciodvfy reports, without values and numbers of items."""
     lines = {line.strip() for line in report_on(path) if line.startswith("Error")}
-    return {re.sub(r"\[\d+\]", "", re.sub(r"= <[^>]*>|<\d+>", "<>", line)) for line in lines}
+    return {re.sub(r"\[\d+\]", "", re.sub(r"(=|is) <[^>]*>|<\d+>", "<>", line)) for line in lines}
 
 
 def fragments_of(value):

@@ -4,6 +4,7 @@ dciodvfy knows what each class requires: it is asked what is missing, that is pu
 come the rows of the table that the class has room for, at the top level and in every item.
 """
 
+import functools
 import itertools
 import os
 import re
@@ -49,7 +50,7 @@ FINDING = re.compile(r"^(Error|Warning) - <(/[^>]*)> - (.*)$")
 STEP = re.compile(r"(\w+)\([0-9a-f]{4},[0-9a-f]{4}\)(?:\[(\d+)\])?$")
 MISSING = re.compile(r"Missing attribute for Type [12]C?\b")
 
-_UIDS = itertools.count(1)
+_NUMBERS = itertools.count(1)
 
 
 def validator():
@@ -79,7 +80,9 @@ def fill(item, keyword):
     elif vr == "SQ":
         value = Sequence([Dataset()])
     elif vr == "UI":
-        value = "1.2.826.0.1.99.%d" % next(_UIDS)
+        value = "1.2.826.0.1.99.%d" % next(_NUMBERS)
+    elif vr in ("LO", "SH", "ST", "LT", "UT", "UC") and keyword in rows():
+        value = "Row%05d" % next(_NUMBERS)  # may identify, so it must not be the word of any code
     else:
         value = VALUES[vr]
     setattr(item, keyword, value)
@@ -121,6 +124,7 @@ def items_of(dataset):
                 yield from items_of(item)
 
 
+@functools.cache
 def rows():
     """Keywords of the table."""
     with open(TABLE, encoding="utf-8") as table:

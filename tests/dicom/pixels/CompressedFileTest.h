@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "dicom/pixels/EncodedPixels.h"
+#include "guard/pixels/EncodedPixels.h"
 #include "tests/dicom/DicomTest.h"
 
 namespace radvex::test {

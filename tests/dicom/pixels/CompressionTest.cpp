@@ -4,7 +4,7 @@
 #include <tuple>
 
 #include "dicom/pixels/Compression.h"
-#include "dicom/pixels/EncodedPixels.h"
+#include "guard/pixels/EncodedPixels.h"
 #include "tests/dicom/DicomTest.h"
 #include "tests/support/WriterTest.h"
 

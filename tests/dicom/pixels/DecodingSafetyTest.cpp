@@ -3,7 +3,7 @@
 
 #include "dcmtk/dcmjpeg/djencode.h"
 #include "dcmtk/dcmjpeg/djrploss.h"
-#include "dicom/pixels/DecodingSafety.h"
+#include "guard/pixels/DecodingSafety.h"
 #include "tests/dicom/DicomTest.h"
 
 using namespace radvex::test;

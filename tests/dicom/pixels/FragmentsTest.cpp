@@ -4,7 +4,7 @@
 #include <random>
 
 #include "dcmtk/dcmdata/dcvrov.h"
-#include "dicom/pixels/DecodingSafety.h"
+#include "guard/pixels/DecodingSafety.h"
 #include "tests/dicom/pixels/CompressedFileTest.h"
 #include "tests/support/JpegStreams.h"
 

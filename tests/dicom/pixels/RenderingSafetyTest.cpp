@@ -6,7 +6,7 @@
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcpixel.h"
 #include "dcmtk/dcmdata/dcuid.h"
-#include "dicom/pixels/ImagePixelAttributes.h"
+#include "guard/pixels/ImagePixelAttributes.h"
 #include "tests/dicom/DicomTest.h"
 
 using namespace radvex::test;

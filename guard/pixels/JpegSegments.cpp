@@ -1,4 +1,4 @@
-#include "dicom/pixels/JpegSegments.h"
+#include "guard/pixels/JpegSegments.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,4 +1,4 @@
-#include "dicom/pixels/ImagePixelAttributes.h"
+#include "guard/pixels/ImagePixelAttributes.h"
 
 #include <cctype>
 

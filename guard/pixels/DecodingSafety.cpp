@@ -1,4 +1,4 @@
-#include "dicom/pixels/DecodingSafety.h"
+#include "guard/pixels/DecodingSafety.h"
 
 #include <algorithm>
 #include <span>
@@ -9,9 +9,9 @@
 #include "dcmtk/dcmdata/dcpixel.h"
 #include "dcmtk/dcmdata/dcstack.h"
 #include "dcmtk/dcmdata/dcxfer.h"
-#include "dicom/pixels/EncodedPixels.h"
-#include "dicom/pixels/ImagePixelAttributes.h"
-#include "dicom/pixels/JpegSegments.h"
+#include "guard/pixels/EncodedPixels.h"
+#include "guard/pixels/ImagePixelAttributes.h"
+#include "guard/pixels/JpegSegments.h"
 
 namespace radvex {
 
