@@ -40,6 +40,12 @@ bool hasValue(DcmElement& element) {
            (!holdsText(element) || element.getLengthField() > 1024 || !withoutPadding(textOf(element)).empty());
 }
 
+std::string sopClassOf(DcmDataset& dataset) {
+    OFString sopClass;
+    (void)dataset.findAndGetOFString(DCM_SOPClassUID, sopClass);
+    return std::string(withoutPadding({sopClass.c_str(), sopClass.size()}));
+}
+
 /// What the profile says of itself; an item of DeidentificationMethodCodeSequence has a code of CID 7050.
 bool isCodeOfMethod(DcmItem& item) {
     OFString code;
@@ -51,10 +57,11 @@ bool isCodeOfMethod(DcmItem& item) {
 
 class AttributeCheck {
   public:
-    AttributeCheck(const CheckTools& tools, std::string sopClass, TextDecoder& decoder, CheckedFile& checked)
+    AttributeCheck(DcmDataset& dataset, const CheckTools& tools, TextDecoder& decoder, CheckedFile& checked)
         : mTools(tools),
           mDecoder(decoder),
-          mSopClass(std::move(sopClass)),
+          mSopClass(sopClassOf(dataset)),
+          mMark(markOf(dataset)),
           mChecked(checked),
           mCleaner(tools.finder, [](const Identifier&, std::string_view) { return std::string(); }) {}
 
@@ -70,7 +77,7 @@ class AttributeCheck {
             if (isOverlay(key) && !overlays.contains(key.getGroup())) {
                 mChecked.findings.insert("overlay that is no region (basic X)");
             } else if (isPrivateCreator(key)) {
-                search(place, *element, Cleaning::Identifiers);
+                checkCreator(*element);
             } else if (key.getGroup() % 2 == 1) {
                 checkPrivate(place, *element);
             } else {
@@ -102,6 +109,14 @@ class AttributeCheck {
 
     void find(DcmElement& element, const std::string& what, const std::string& rule) {
         mChecked.findings.insert(nameOf(element.getTag()) + ' ' + what + (rule.empty() ? "" : " (" + rule + ')'));
+    }
+
+    void checkCreator(DcmElement& element) {
+        const std::string creator(withoutPadding(textOf(element)));
+        const auto& kept = mTools.settings.keptPrivates;
+        if (!creator.empty() && std::ranges::find(kept, creator, &KeptPrivate::creator) == kept.end()) {
+            mChecked.findings.insert("private attributes of no listed creator (basic X)");
+        }
     }
 
     void checkPrivate(const Place& place, DcmElement& element) {
@@ -248,14 +263,29 @@ class AttributeCheck {
         const DcmTagKey key = element.getTag().getXTag();
         if (asSequence(element) != nullptr) {
             checkAllItems(place, element, true, false);
-        } else if (isDateOrTime(element.ident()) || isOverlay(key)) {
-            return; // moved dates are looked at together
+        } else if (isDateOrTime(element.ident())) {
+            checkMoved(place, element, decision.rule);
+        } else if (isOverlay(key)) {
+            return;
         } else if (holdsText(element) && element.ident() != EVR_UN) {
             search(place, element, Cleaning::Descriptions);
             hint(place, element);
         } else { // bytes cannot be cleaned
             const ConfidentialityRow* row = ConfidentialityTable::instance().find(key.getGroup(), key.getElement());
             judge(place, element, row == nullptr ? Decision{Action::Remove, decision.rule} : decide(*row, {}, 0));
+        }
+    }
+
+    void checkMoved(const Place& place, DcmElement& element, const std::string& rule) {
+        const DcmTagKey key = element.getTag().getXTag();
+        if (!mTools.hasOriginals || element.ident() == EVR_TM) { // whole days leave the time of day
+            return;
+        }
+        for (const std::string& value : valuesAsText(element, place.characterSet, mDecoder)) {
+            if (!saysNothing(value, element.ident()) &&
+                std::ranges::binary_search(mTools.values, hashOfDate(key, value, mMark))) {
+                find(element, "is that of an original", rule);
+            }
         }
     }
 
@@ -302,6 +332,7 @@ class AttributeCheck {
     const CheckTools& mTools;
     TextDecoder& mDecoder;
     std::string mSopClass;
+    ValueHash mMark;
     CheckedFile& mChecked;
     TextCleaner mCleaner;
 };
@@ -309,15 +340,9 @@ class AttributeCheck {
 } // namespace
 
 void checkAttributes(DcmFileFormat& file, const CheckTools& tools, TextDecoder& decoder, CheckedFile& checked) {
-    OFString sopClass;
-    (void)file.getDataset()->findAndGetOFString(DCM_SOPClassUID, sopClass);
-    AttributeCheck check(tools, std::string(withoutPadding({sopClass.c_str(), sopClass.size()})), decoder, checked);
+    AttributeCheck check(*file.getDataset(), tools, decoder, checked);
     check.checkMeta(*file.getMetaInfo());
     check.checkItem({*file.getDataset(), characterSetOf(*file.getDataset(), "")});
-    const bool isMoved = tools.options.has(ProfileOption::ModifiedDates);
-    if (isMoved && std::ranges::binary_search(tools.values, moment(*file.getDataset()))) {
-        checked.findings.insert("dates and times are those of an original (modified dates C)");
-    }
 }
 
 } // namespace radvex::deidentify

@@ -30,13 +30,13 @@ ValueHash mixed(ValueHash hash, std::string_view bytes) {
     return hash == 0 ? 1 : hash;
 }
 
-std::string uidAt(DcmItem& item, const DcmTagKey& key) {
+std::string textAt(DcmItem& item, const DcmTagKey& key) {
     OFString uid;
     (void)item.findAndGetOFString(key, uid);
     return std::string(withoutPadding({uid.c_str(), uid.size()}));
 }
 
-ValueHash hashAt(DcmItem& item, const DcmTagKey& key) { return hashOf(uidAt(item, key)); }
+ValueHash hashAt(DcmItem& item, const DcmTagKey& key) { return hashOf(textAt(item, key)); }
 
 /// Below the top of a dataset these name other instances.
 bool isReference(const Visit& visit) {
@@ -134,43 +134,44 @@ InstanceFacts factsOf(DcmDataset& dataset, TextDecoder& decoder) {
     return facts;
 }
 
-ValueHash moment(DcmDataset& dataset) {
+ValueHash markOf(DcmDataset& dataset) {
     ValueHash hash = kFirst;
-    bool hasDate = false;
     bool hasTime = false;
-    for (DcmObject* object = dataset.nextInContainer(nullptr); object != nullptr;
-         object = dataset.nextInContainer(object)) {
-        auto* element = dynamic_cast<DcmElement*>(object);
-        const DcmTagKey key = object->getTag().getXTag();
-        const bool isDated = isDateOrTime(object->ident());
-        // What no profile changes, and differs between the instances of a study.
-        const bool isPlace = key == DCM_InstanceNumber || key == DCM_SeriesNumber || key == DCM_ImagePositionPatient ||
-                             key == DCM_Rows || key == DCM_Columns || key == DCM_Modality;
-        OFString text;
-        if (element == nullptr || (!isDated && !isPlace) || element->getOFStringArray(text).bad() || text.empty()) {
-            continue;
-        }
-        hasDate = hasDate || (isDated && object->ident() != EVR_TM);
-        hasTime = hasTime || object->ident() == EVR_TM || object->ident() == EVR_DT;
-        if (key != DCM_PatientBirthDate && key != DCM_PatientBirthTime) {
-            hash = mixed(mixed(hash, std::to_string(key.hash())), {text.c_str(), text.size()});
-        }
+    for (const DcmTagKey& key : {DCM_StudyTime, DCM_SeriesTime, DCM_AcquisitionTime, DCM_ContentTime}) {
+        const std::string time = textAt(dataset, key);
+        hash = mixed(mixed(hash, time), "\\");
+        hasTime = hasTime || time.find_first_not_of("0.") != std::string::npos;
     }
-    return hasDate && hasTime ? hash : 0;
+    for (const DcmTagKey& key : {DCM_Modality, DCM_SeriesNumber, DCM_InstanceNumber, DCM_ImagePositionPatient}) {
+        OFString text;
+        (void)dataset.findAndGetOFStringArray(key, text);
+        hash = mixed(mixed(hash, {text.c_str(), text.size()}), "\\");
+    }
+    return hasTime ? hash : 0;
+}
+
+ValueHash hashOfDate(const DcmTagKey& key, std::string_view value, ValueHash mark) {
+    constexpr std::size_t kWithSeconds = 14;
+    const bool isMoment = value.size() >= kWithSeconds;
+    return isMoment || mark != 0 ? mixed(hashOf(key, value), isMoment ? "moment" : std::to_string(mark)) : 0;
 }
 
 std::vector<ValueHash> changeableValues(DcmDataset& dataset, TextDecoder& decoder) {
     std::set<ValueHash> values;
     const std::string characterSet = characterSetOf(dataset, "");
+    const ValueHash mark = markOf(dataset);
     walkElements(dataset, nullptr, [&](const Visit& visit) {
         if (isChangeable(visit.element) && visit.element.ident() != EVR_UI) {
             const std::string set = characterSetOf(visit.item, characterSet);
             for (const std::string& value : valuesAsText(visit.element, set, decoder)) {
-                values.insert(hashOf(visit.element.getTag().getXTag(), value));
+                const DcmTagKey key = visit.element.getTag().getXTag();
+                values.insert(hashOf(key, value));
+                if (isDateOrTime(visit.element.ident())) {
+                    values.insert(hashOfDate(key, value, mark));
+                }
             }
         }
     });
-    values.insert(moment(dataset));
     values.erase(0);
     return {values.begin(), values.end()};
 }

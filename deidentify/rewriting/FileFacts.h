@@ -24,11 +24,15 @@ std::vector<std::string> valuesAsText(DcmElement& element, const std::string& ch
 /// Where an instance belongs and what it refers to.
 InstanceFacts factsOf(DcmDataset& dataset, TextDecoder& decoder);
 
-/// Dates and times of an instance together with what tells it from others of its series, so that two instances have the
-/// same only when one was made of the other; 0 for one without dates and times.
-ValueHash moment(DcmDataset& dataset);
+/// Hash of what tells an instance from others and stays when its dates are moved: times of day and numbers; 0 when it
+/// has no time of day.
+ValueHash markOf(DcmDataset& dataset);
 
-/// All values that a profile may change, each with its attribute, and the moment.
+/// Hash of a date of the instance with this mark, which no other instance has by chance. 0 for a date of which that
+/// cannot be said.
+ValueHash hashOfDate(const DcmTagKey& key, std::string_view value, ValueHash mark);
+
+/// All values that a profile may change, each with its attribute, and the dates with the mark of the instance.
 std::vector<ValueHash> changeableValues(DcmDataset& dataset, TextDecoder& decoder);
 
 /// Whether raw pixels hold less than the attributes say. The pixels are not read.

@@ -303,14 +303,21 @@ TEST_F(VerifyCommand, UidsOfOriginalsAreFound) {
         "ReferencedSOPInstanceUID is a UID of an original");
 }
 
-TEST_F(VerifyCommand, DatesThatWereNotMovedAreFound) {
+TEST_F(VerifyCommand, ADateThatWasNotMovedIsFound) {
     const Words options{"--shift-dates"};
+    expectFound(setting({{DCM_StudyDate, "20190412"}}), "StudyDate is that of an original (modified dates C)", options);
+    expectFound(setting({{DCM_AcquisitionDateTime, "20190412101601.25"}}),
+                "AcquisitionDateTime is that of an original (modified dates C)", options);
     makeOutput(options);
-    edit(setting(
-        {{DCM_StudyDate, "20190412"}, {DCM_SeriesDate, "20190412"}, {DCM_AcquisitionDateTime, "20190412101601.25"}}));
-    const ProcessResult run = verifyBoth();
-    EXPECT_EQ(run.status, 1) << run.output;
-    EXPECT_THAT(run.output, HasSubstr("dates and times are those of an original"));
+    edit(setting({{DCM_StudyDate, "20200903"}})); // of the other patient, whose times are others
+    edit(setting({{DCM_StudyTime, "101113"}}));
+    EXPECT_EQ(verifyBoth().status, 0) << "a moved date may be that of somebody else";
+}
+
+TEST_F(VerifyCommand, ACreatorOfPrivateAttributesMustBeListed) {
+    expectFoundAlone(
+        [](DcmDataset& dataset) { dataset.putAndInsertString(DcmTag(0x0029, 0x0010, DcmVR(EVR_LO)), "MAKER 78"); },
+        "private attributes of no listed creator");
 }
 
 TEST_F(VerifyCommand, InstancesMustFormTheSameTree) {
