@@ -5,6 +5,7 @@
 #include "cli/ProgressBar.h"
 #include "cli/arguments/Files.h"
 #include "cli/arguments/ProfileArguments.h"
+#include "cli/arguments/Words.h"
 #include "deidentify/Anonymizer.h"
 #include "deidentify/VerificationReport.h"
 #include "files/Errors.h"
@@ -20,6 +21,8 @@ struct VerifyOptions {
     std::string first{};
     std::string second{};
     ProfileArguments profile{};
+    std::vector<std::string> assignments{};
+    std::string rules{};
     std::string report{};
     bool isQuiet = false;
     FileJobs jobs{};
@@ -38,6 +41,20 @@ void checkFolders(const std::string& originals, const std::string& output) {
     if (in == out || isWithin(out, in) || isWithin(in, out)) {
         throw UsageError("The originals and the output must not lie in each other; name two separate folders.");
     }
+}
+
+/// Values that the user gave when the files were made.
+std::vector<deidentify::GivenValue> givenValues(Session& session, const VerifyOptions& options) {
+    deidentify::ReplacementRules rules;
+    if (!options.rules.empty()) {
+        rules.read(options.rules);
+    }
+    for (const std::string& word : options.assignments) {
+        const Assignment assignment = parseAssignment("--set", word);
+        rules.set(assignment.keyword, assignment.value);
+    }
+    return options.rules.empty() && options.assignments.empty() ? std::vector<deidentify::GivenValue>()
+                                                                : rules.resolve(session.host());
 }
 
 void printResult(const VerifyOptions& options, const std::string& output,
@@ -69,6 +86,7 @@ void run(Session& session, const VerifyOptions& options) {
     settings.check.keptPrivates = options.profile.keptPrivates();
     settings.check.acceptedPixels =
         options.profile.acceptedPixels(deidentify::openAnonymization({})->acceptablePixels());
+    settings.check.given = givenValues(session, options);
     settings.jobs = options.jobs.count();
     settings.progress = ProgressBar::forEachWork();
     const deidentify::VerificationResult result = deidentify::verify(originals, output, settings);
@@ -93,6 +111,8 @@ void addVerifyCommand(const CommandLine& program, Session& session) {
                         "File, folder or DICOMDIR to check; the originals of OUTPUT when that is given too");
     command.addOption("OUTPUT", options.second, "File, folder or DICOMDIR to check");
     options.profile.addTo(command);
+    command.addRepeatable("--set", options.assignments, "KEYWORD=VALUE: a value that the attribute may have");
+    command.addOption("--rules", options.rules, "JSON file with an object of keywords and values that they may have");
     command.addOption("--report", options.report,
                       "JSON file with the findings of each file; - for the standard output");
     command.addFlag("-q,--quiet", options.isQuiet, "Print nothing but errors");

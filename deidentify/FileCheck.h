@@ -23,6 +23,7 @@ struct CheckSettings {
     std::optional<ProfileOptions> options{}; ///< nothing: those that each file says were applied to it
     std::set<KeptPrivate> keptPrivates{};
     std::set<std::string> acceptedPixels{}; ///< classes of pixels that somebody has looked at
+    std::vector<GivenValue> given{};        ///< values that the user gave to attributes, which may stand
 };
 
 /// Hash of an identifier or of a value, so that big archives fit into memory; 0: there is none.

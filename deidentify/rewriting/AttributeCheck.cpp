@@ -74,6 +74,9 @@ class AttributeCheck {
             if (element == nullptr || isPixelGroup(key) || (key.getElement() == 0 && key.getGroup() % 2 == 0)) {
                 continue; // pixels have checks of their own
             }
+            if (isGiven(place, *element)) {
+                continue;
+            }
             if (isOverlay(key) && !overlays.contains(key.getGroup())) {
                 mChecked.findings.insert("overlay that is no region (basic X)");
             } else if (isPrivateCreator(key)) {
@@ -106,6 +109,14 @@ class AttributeCheck {
 
   private:
     const ProfileOptions& options() const { return mTools.options; }
+
+    bool isGiven(const Place& place, DcmElement& element) {
+        const DcmTagKey key = element.getTag().getXTag();
+        return std::ranges::any_of(mTools.settings.given, [&](const GivenValue& given) {
+            return DcmTagKey(given.group, given.element) == key &&
+                   withoutPadding(mDecoder.utf8(element, place.characterSet)) == withoutPadding(given.value);
+        });
+    }
 
     void find(DcmElement& element, const std::string& what, const std::string& rule) {
         mChecked.findings.insert(nameOf(element.getTag()) + ' ' + what + (rule.empty() ? "" : " (" + rule + ')'));

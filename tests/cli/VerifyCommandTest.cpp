@@ -191,6 +191,20 @@ TEST_F(VerifyCommand, OwnFilesPassWithSeveralOptionsTogether) {
     }
 }
 
+TEST_F(VerifyCommand, OwnFilesPassWithTheOptionsThatNameFilesAndValues) {
+    makeOutput({"--neutral-names", "--pseudonyms", folder.file("patients.csv")});
+    EXPECT_EQ(verifyBoth().status, 0) << verifyBoth().output;
+    EXPECT_EQ(verifyAlone().status, 0) << verifyAlone().output;
+    const Words set{"--set", "PatientAge=044Y", "--set", "PatientName=Rabbit^Peter"};
+    makeOutput(set);
+    for (const ProcessResult& run : {verifyBoth(set), verifyAlone(set)}) {
+        EXPECT_EQ(run.status, 0) << run.output << run.errors;
+    }
+    const ProcessResult other = verifyAlone({"--set", "PatientAge=045Y", "--set", "PatientName=Rabbit^Peter"});
+    EXPECT_EQ(other.status, 1);
+    EXPECT_THAT(other.output, HasSubstr("PatientAge is there"));
+}
+
 TEST_F(VerifyCommand, ValuesOfAnOriginalAreFoundWhereADummyShouldBe) {
     expectFound(setting({{DCM_PatientBirthDate, "19560317"}}), "PatientBirthDate has a value of an original (basic Z)");
     expectFound(setting({{DCM_PatientName, "Zyxwvut^Quirina"}}), "PatientName has a value of an original (basic Z)");
