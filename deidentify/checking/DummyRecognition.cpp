@@ -1,4 +1,4 @@
-#include "deidentify/rewriting/DummyRecognition.h"
+#include "deidentify/checking/DummyRecognition.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "deidentify/rewriting/FileFacts.h"
+#include "deidentify/checking/FileFacts.h"
 
 #include <algorithm>
 #include <set>

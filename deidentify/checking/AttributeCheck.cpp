@@ -1,4 +1,4 @@
-#include "deidentify/rewriting/AttributeCheck.h"
+#include "deidentify/checking/AttributeCheck.h"
 
 #include <algorithm>
 #include <set>
@@ -6,13 +6,13 @@
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcmetinf.h"
 #include "dcmtk/dcmdata/dcsequen.h"
+#include "deidentify/checking/DummyRecognition.h"
+#include "deidentify/checking/FileFacts.h"
 #include "deidentify/identifiers/SuspiciousText.h"
 #include "deidentify/profile/AttributeTypes.h"
 #include "deidentify/profile/ConfidentialityTable.h"
 #include "deidentify/rewriting/AttributeKinds.h"
 #include "deidentify/rewriting/DatasetWalk.h"
-#include "deidentify/rewriting/DummyRecognition.h"
-#include "deidentify/rewriting/FileFacts.h"
 #include "deidentify/rewriting/IdentifierCollector.h"
 #include "deidentify/rewriting/MethodAttributes.h"
 #include "deidentify/rewriting/Pseudonyms.h"
