@@ -263,12 +263,18 @@ void Work::compareRecord(const fs::path& folder, const ListedRecord& record, std
 
 void Work::compareDirectories() {
     for (const auto& [name, records] : mDirectories) {
-        VerifiedFile directory{.name = name};
+        std::set<std::string> findings;
         for (const ListedRecord& record : records) {
-            compareRecord(fs::path(name).parent_path(), record, directory.findings);
+            compareRecord(fs::path(name).parent_path(), record, findings);
         }
-        if (!directory.findings.empty()) {
-            mResult.files.push_back(std::move(directory));
+        if (findings.empty()) {
+            continue;
+        }
+        const auto known = std::ranges::find(mResult.files, name, &VerifiedFile::name);
+        if (known == mResult.files.end()) {
+            mResult.files.push_back({.name = name, .findings = std::move(findings)});
+        } else {
+            known->findings.merge(findings);
         }
     }
 }

@@ -310,6 +310,9 @@ class AttributeCheck {
 
     void search(const Place& place, DcmElement& element, Cleaning cleaning) {
         const DcmEVR vr = element.ident();
+        if (mTools.isDeflated && (vr == EVR_OB || vr == EVR_UN)) {
+            searchBytes(element);
+        }
         if (mTools.finder.isEmpty() || (!isFreeText(vr) && vr != EVR_AE && vr != EVR_CS)) {
             return; // of other types the bytes of the file are searched
         }
@@ -325,6 +328,19 @@ class AttributeCheck {
         }
         for (const std::string& value : valuesOf(text, vr)) { // each is a word of its own
             searchText(element, value, vr == EVR_CS ? Cleaning::Vocabulary : cleaning);
+        }
+    }
+
+    /// The bytes of a deflated file show nothing.
+    void searchBytes(DcmElement& element) {
+        Uint8* bytes = nullptr;
+        if (element.getUint8Array(bytes).bad() || bytes == nullptr) {
+            return;
+        }
+        const std::string_view held(reinterpret_cast<const char*>(bytes), element.getLengthField());
+        if (const auto found = mTools.finder.findInBytes(held)) {
+            mChecked.findings.insert(std::string(describe(found->kind)) + " in the bytes of " +
+                                     nameOf(element.getTag()));
         }
     }
 

@@ -19,6 +19,7 @@ struct CheckTools {
     const IdentifierFinder& finder;       ///< empty without originals
     const std::vector<ValueHash>& values; ///< of the originals, in ascending order
     bool hasOriginals;
+    bool isDeflated; ///< so that the bytes of the file show no text
 };
 
 /// Looks at every attribute of a file, at any depth: what may stand in it by the table, and whether a text that may

@@ -7,6 +7,7 @@
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcmetinf.h"
 #include "dcmtk/dcmdata/dcsequen.h"
+#include "dcmtk/dcmdata/dcxfer.h"
 #include "deidentify/FileCheck.h"
 #include "deidentify/checking/AttributeCheck.h"
 #include "deidentify/checking/FileFacts.h"
@@ -43,6 +44,8 @@ ProfileOptions claims(DcmDataset& dataset) {
     }
     return options;
 }
+
+bool isDeflated(DcmDataset& dataset) { return DcmXfer(dataset.getOriginalXfer()).getStreamCompression() != ESC_none; }
 
 bool hasEmptyPreamble(const std::string& path) {
     std::array<char, 132> start{};
@@ -108,7 +111,8 @@ class FileCheckRun : public FileCheck {
         checked.isDirectory = media::FileStart(path).isDirectory();
         checked.options = checked.isDirectory && !mSettings.options ? optionsOfFiles : optionsFor(dataset);
         const IdentifierFinder& finder = finderFor(checked.options);
-        checkAttributes(file, {mSettings, checked.options, finder, mValues, mHasOriginals}, mDecoder, checked);
+        checkAttributes(file, {mSettings, checked.options, finder, mValues, mHasOriginals, isDeflated(dataset)},
+                        mDecoder, checked);
         if (checked.isDirectory) {
             checked.records = recordsOf(path);
         } else {

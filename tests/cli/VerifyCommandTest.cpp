@@ -288,6 +288,21 @@ TEST_F(VerifyCommand, IdentifiersAreFoundInBytesThatNoTextHas) {
     EXPECT_EQ(verifyAlone().status, 0) << "nobody knows that it is a name";
 }
 
+TEST_F(VerifyCommand, ADeflatedFileIsSearchedToo) {
+    makeOutput();
+    const std::string path = out + "/P0/I11";
+    DcmFileFormat file;
+    ASSERT_TRUE(file.loadFile(path.c_str()).good());
+    ASSERT_TRUE(file.loadAllDataIntoMemory().good());
+    ASSERT_TRUE(file.saveFile(path.c_str(), EXS_DeflatedLittleEndianExplicit).good());
+    EXPECT_EQ(verifyBoth().status, 0) << verifyBoth().output;
+    const std::string name = "Zyxwvut^Quirina Zyxwvut^";
+    file.getDataset()->putAndInsertUint8Array(DcmTag(DCM_ICCProfile, EVR_OB),
+                                              reinterpret_cast<const Uint8*>(name.data()), name.size());
+    ASSERT_TRUE(file.saveFile(path.c_str(), EXS_DeflatedLittleEndianExplicit).good());
+    EXPECT_THAT(verifyBoth().output, HasSubstr("name of a patient in the bytes of ICCProfile"));
+}
+
 TEST_F(VerifyCommand, IdentifiersAreFoundInPathsAndInFilesOfOtherKinds) {
     makeOutput();
     fs::rename(fs::path(out) / "P0", fs::path(out) / "Zyxwvut_Quirina");
