@@ -137,7 +137,9 @@ InstanceFacts factsOf(DcmDataset& dataset, TextDecoder& decoder) {
 ValueHash markOf(DcmDataset& dataset) {
     ValueHash hash = kFirst;
     bool hasTime = false;
-    for (const DcmTagKey& key : {DCM_StudyTime, DCM_SeriesTime, DCM_AcquisitionTime, DCM_ContentTime}) {
+    for (const DcmTagKey& key :
+         {DCM_StudyTime, DCM_SeriesTime, DCM_AcquisitionTime, DCM_ContentTime, DCM_InstanceCreationTime,
+          DCM_StructureSetTime, DCM_RTPlanTime, DCM_PerformedProcedureStepStartTime}) {
         const std::string time = textAt(dataset, key);
         hash = mixed(mixed(hash, time), "\\");
         hasTime = hasTime || time.find_first_not_of("0.") != std::string::npos;
