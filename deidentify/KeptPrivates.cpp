@@ -16,12 +16,16 @@ bool readHexadecimal(const std::string& text, std::size_t begin, std::size_t cou
     return error == std::errc{} && stop == end;
 }
 
+bool isAnyBlock(const std::string& text) { return text == "xx" || text == "XX"; }
+
 /// "0019,xx0C", or "0019,100C" for the same.
 bool readTag(const std::string& text, KeptPrivate& kept) {
     constexpr std::size_t kLength = 9;
     unsigned group = 0;
     unsigned element = 0;
+    unsigned block = 0;
     const bool isRead = text.size() == kLength && text[4] == ',' && readHexadecimal(text, 0, 4, group) &&
+                        (isAnyBlock(text.substr(5, 2)) || readHexadecimal(text, 5, 2, block)) &&
                         readHexadecimal(text, 7, 2, element) && group % 2 == 1;
     kept.group = static_cast<std::uint16_t>(group);
     kept.element = static_cast<std::uint8_t>(element);

@@ -7,15 +7,20 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <string_view>
 #include <vector>
 
 #include "files/Errors.h"
+#include "formats/json/Text.h"
 
 namespace radvex::deidentify {
 
 namespace {
 
 constexpr const char* kHeading = "original ID,new ID,new name";
+constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF"; // some programs begin a file with it
+
+bool isBlank(const std::vector<std::string>& line) { return line.size() == 1 && trimmed(line.front()).empty(); }
 
 /// The table, open and locked until this object ends.
 class LockedFile {
@@ -55,10 +60,10 @@ class LockedFile {
     /// All or nothing: what a full disk cut short is taken back.
     void append(const std::string& text) const {
         const off_t end = lseek(mDescriptor, 0, SEEK_END);
-        const bool isWritten = write(mDescriptor, text.data(), text.size()) == static_cast<ssize_t>(text.size()) &&
-                               fsync(mDescriptor) == 0;
-        if (!isWritten) {
-            const int reason = errno;
+        const ssize_t count = write(mDescriptor, text.data(), text.size());
+        const bool isCutShort = count >= 0 && count < static_cast<ssize_t>(text.size());
+        if (count < 0 || isCutShort || fsync(mDescriptor) != 0) {
+            const int reason = isCutShort ? ENOSPC : errno;
             (void)!ftruncate(mDescriptor, end);
             errno = reason;
             fail("cannot be written");
@@ -75,11 +80,12 @@ class LockedFile {
 };
 
 /// The cells of all lines. A cell in quotes may hold commas, line breaks and doubled quotes.
-std::vector<std::vector<std::string>> readCells(const std::string& text) {
+/// @throws FileError  a quote does not end: what is added behind it would be a part of its cell
+std::vector<std::vector<std::string>> readCells(const std::string& path, const std::string& text) {
     std::vector<std::vector<std::string>> lines;
     std::vector<std::string> line{""};
     bool isQuoted = false;
-    for (std::size_t index = 0; index < text.size(); ++index) {
+    for (std::size_t index = text.starts_with(kUtf8Mark) ? kUtf8Mark.size() : 0; index < text.size(); ++index) {
         const char character = text[index];
         if (character == '"') {
             const bool isDoubled = isQuoted && index + 1 < text.size() && text[index + 1] == '"';
@@ -95,7 +101,10 @@ std::vector<std::vector<std::string>> readCells(const std::string& text) {
             line.back() += character;
         }
     }
-    if (line.size() > 1 || !line.front().empty()) {
+    if (isQuoted) {
+        throw FileError(path + ": a quote does not end.");
+    }
+    if (!isBlank(line)) {
         lines.push_back(std::move(line));
     }
     return lines;
@@ -112,34 +121,47 @@ std::string quoted(const std::string& cell) {
     return text + '"';
 }
 
-/// A PatientID holds 64 characters, and a backslash would make it two values.
-bool mayBeId(const std::string& id) {
+/// A PatientID or a name holds 64 characters, and a backslash would make it two values.
+bool mayBeValue(const std::string& text) {
     constexpr std::size_t kLongest = 64;
-    return !id.empty() && id.size() <= kLongest && std::ranges::none_of(id, [](char character) {
-        return character == '\\' || static_cast<unsigned char>(character) < ' ';
-    });
+    return text.size() <= kLongest && std::ranges::none_of(text, [](char character) {
+               return character == '\\' || static_cast<unsigned char>(character) < ' ';
+           });
+}
+
+/// @throws FileError  no file could hold them
+PatientPseudonym pseudonymIn(const std::vector<std::string>& cells, const std::string& where) {
+    if (cells.size() != 3) {
+        throw FileError(where + "an original ID, a new ID and a new name are expected, with commas between them.");
+    }
+    const PatientPseudonym pseudonym{std::string(trimmed(cells[1])), std::string(trimmed(cells[2]))};
+    if (pseudonym.id.empty() || !mayBeValue(pseudonym.id)) {
+        throw FileError(where + "the new ID has to have 1 to 64 characters and no backslash.");
+    }
+    if (!mayBeValue(pseudonym.name)) {
+        throw FileError(where + "the new name may have 64 characters and no backslash.");
+    }
+    if (!formats::isValidUtf8(pseudonym.id) || !formats::isValidUtf8(pseudonym.name)) {
+        throw FileError(where + "the table is not in UTF-8.");
+    }
+    return pseudonym;
 }
 
 std::map<std::string, PatientPseudonym> readTable(const std::string& path, const std::string& text) {
     std::map<std::string, PatientPseudonym> table;
     std::set<std::string> newIds;
     std::size_t number = 0;
-    for (const auto& cells : readCells(text)) {
+    for (const auto& cells : readCells(path, text)) {
         ++number;
-        if (number == 1 && cells.front() == "original ID") {
+        if (isBlank(cells) || (number == 1 && cells.front() == "original ID")) {
             continue;
         }
         const std::string where = path + ", line " + std::to_string(number) + ": ";
-        if (cells.size() != 3) {
-            throw FileError(where + "an original ID, a new ID and a new name are expected, with commas between them.");
-        }
-        if (!mayBeId(cells[1])) {
-            throw FileError(where + "the new ID has to have 1 to 64 characters and no backslash.");
-        }
-        if (!table.emplace(cells[0], PatientPseudonym{cells[1], cells[2]}).second) {
+        const PatientPseudonym pseudonym = pseudonymIn(cells, where);
+        if (!table.emplace(trimmed(cells[0]), pseudonym).second) {
             throw FileError(where + "the original ID stands in an earlier line too.");
         }
-        if (!newIds.insert(cells[1]).second) {
+        if (!newIds.insert(pseudonym.id).second) {
             throw FileError(where + "another patient has the same new ID.");
         }
     }

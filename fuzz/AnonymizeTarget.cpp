@@ -4,6 +4,7 @@
 #include "deidentify/Anonymization.h"
 #include "fuzz/Choices.h"
 #include "fuzz/InputParts.h"
+#include "fuzz/ProfileRun.h"
 #include "fuzz/Supply.h"
 
 namespace radvex::fuzz {
@@ -165,6 +166,14 @@ void runAnonymize(Bytes input) {
     Harness& harness = Harness::instance();
     const Replacements replacements = replacementsOf(Supply(parts.size() > 1 ? parts[1] : Bytes{}));
     const std::string first = harness.write("input.dcm", parts[0]);
+    if (choices.bit(1, 0)) {
+        std::vector<std::string> files{first};
+        if (parts.size() == kMostParts) {
+            files.push_back(harness.write("other.dcm", parts[2]));
+        }
+        runProfile(harness, choices, files);
+        return;
+    }
     Run run(harness, choices, replacements);
     run.add(first, "A");
     if (parts.size() == kMostParts) {

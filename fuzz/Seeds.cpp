@@ -117,6 +117,16 @@ std::vector<SeedFile> writeSeeds() {
     return seeds;
 }
 
+/// Of a run with a profile: no option, then all kinds of options.
+std::string profileChoices(std::size_t index) {
+    std::string choices = choiceBytes(0);
+    choices[1] = 1;
+    choices[2] = static_cast<char>(index * 37);
+    choices[3] = static_cast<char>(index % 4);
+    choices[4] = static_cast<char>(index % 8);
+    return choices;
+}
+
 std::vector<SeedFile> anonymizeSeeds() {
     const std::string next = kNextFile;
     const std::string rules{3, 0, 2, 1, 6, 1, 1, 13, 1, 0};
@@ -128,6 +138,8 @@ std::vector<SeedFile> anonymizeSeeds() {
         seeds.push_back({files[index].name, choices + files[index].bytes});
         seeds.push_back(
             {files[index].name + "-" + other.name, choices + files[index].bytes + next + rules + next + other.bytes});
+        const std::string profile = profileChoices(index);
+        seeds.push_back({"profile-" + files[index].name, profile + files[index].bytes + next + next + other.bytes});
     }
     seeds.push_back({"directory", choiceBytes(0) + seedDirectory() + next + rules});
     return seeds;

@@ -42,7 +42,7 @@ void runMedium(Bytes input);
 /// WriteImage with what the bytes say, then reads of the file: lossless forms have to give the same pixels.
 void runWrite(Bytes input);
 /// DicomAnonymize and what the command does after it, for one or two files of a run, with replacements between them.
-/// What is written has to open.
+/// Or the steps of a run with a profile, after which no text may hold an identifier. What is written has to open.
 void runAnonymize(Bytes input);
 /// The guard before DCMTK's parser: what it lets pass is loaded, and must stay within what it counted.
 void runGuard(Bytes input);

@@ -9,6 +9,7 @@ import string
 from pydicom.datadict import tag_for_keyword
 from pydicom.dataset import Dataset
 from pydicom.sequence import Sequence
+from pydicom.uid import GrayscaleSoftcopyPresentationStateStorage
 
 from table import SETTINGS, text_of
 
@@ -174,10 +175,15 @@ class Planting:
                 self.keep("dates, shifted", INTERVAL, **at, value=original)
         elif code == "C":
             self._record_cleaned(place, at, element, identifiers, words, how)
-        elif code == "X":
+        elif code == "X" and not self._is_required(path):
             self.require(place, REMOVED, **at, value=original, how=how)
         else:
             self.require(place, REPLACED, **at, value=original, identifiers=identifiers, how=how)
+
+    def _is_required(self, path):
+        """Without these dates a presentation state is not valid: another value is as good as none."""
+        return (path[-1] in ("0070,0082", "0070,0083")
+                and self.dataset.get("SOPClassUID") == GrayscaleSoftcopyPresentationStateStorage)
 
     def _record_uid(self, place, original, at):
         """The original goes, and what takes its place is the same everywhere."""

@@ -14,7 +14,6 @@
 #include "deidentify/rewriting/AttributeKinds.h"
 #include "deidentify/rewriting/DatasetWalk.h"
 #include "deidentify/rewriting/IdentifierCollector.h"
-#include "deidentify/rewriting/MethodAttributes.h"
 #include "deidentify/rewriting/Pseudonyms.h"
 #include "deidentify/rewriting/TextCleaner.h"
 #include "deidentify/rewriting/UidKinds.h"
@@ -318,7 +317,7 @@ class AttributeCheck {
         }
         std::string text = mDecoder.utf8(element, place.characterSet);
         if (element.getTag() == DCM_DeidentificationMethod) {
-            const std::string own = methodOf(options());
+            const std::string own = options().describe("\\");
             const std::size_t begin = text.find(own);
             text = begin == std::string::npos ? text : text.erase(begin, own.size());
         }

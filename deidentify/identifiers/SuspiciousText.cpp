@@ -83,8 +83,26 @@ class Scanner {
         } else if (whole.find("://") != std::string_view::npos || smallLetters(whole).starts_with("www.")) {
             add(begin, chunk);
         } else if (!readLabelled(word, end) && !readTitled(word, end)) {
+            addOrPass(begin, end, holdsLongNumber(word));
+        }
+    }
+
+    void addOrPass(std::size_t begin, std::size_t end, bool isSuspicious) {
+        if (isSuspicious) {
+            add(begin, end);
+        } else {
             mAt = std::max(end, mAt + 1);
         }
+    }
+
+    /// "ACC2024000123": seven digits in a row.
+    static bool holdsLongNumber(std::string_view word) {
+        constexpr std::size_t kLong = 7;
+        std::size_t digits = 0;
+        return std::ranges::any_of(word, [&](char character) {
+            digits = isDigit(character) ? digits + 1 : 0;
+            return digits == kLong;
+        });
     }
 
     std::size_t behind(std::size_t index, std::string_view skipped) const {
@@ -125,11 +143,19 @@ class Scanner {
         return end;
     }
 
+    /// "MR Brain", "TE 98 ms Axial" and "MS Protocol", but not "Mr Smith" and "MR. SMITH".
+    bool isModalityOrUnit(const std::string& word, std::size_t end) const {
+        const bool isUnit = word == "ms" && !isCapital(mText[mAt]);
+        const bool isInCapitals = isCapital(mText[mAt]) && isCapital(at(mAt + 1));
+        return isUnit || ((word == "mr" || word == "ms") && isInCapitals && at(end) != '.');
+    }
+
     /// "Dr. Meier".
     bool readTitled(const std::string& word, std::size_t end) {
         static constexpr std::array kTitles{"dr", "prof", "mr", "mrs", "ms", "herr", "frau", "mme", "mlle", "monsieur"};
         const std::size_t value = behind(end, ". ");
-        if (std::ranges::find(kTitles, word) == kTitles.end() || value == end || !isCapital(at(value))) {
+        if (std::ranges::find(kTitles, word) == kTitles.end() || value == end || !isCapital(at(value)) ||
+            isModalityOrUnit(word, end)) {
             return false;
         }
         add(value, endOfName(value));
@@ -147,11 +173,7 @@ class Scanner {
             --end;
         }
         const std::string_view run = mText.substr(begin, end - begin);
-        if (isFullDate(run) || isLongNumber(run)) {
-            add(begin, end);
-        } else {
-            mAt = std::max(end, mAt + 1);
-        }
+        addOrPass(begin, end, isFullDate(run) || isLongNumber(run));
     }
 
     /// Three numbers with the same separator, of which one is a year, or eight digits that are a day since 1900.

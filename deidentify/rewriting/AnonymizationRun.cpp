@@ -261,13 +261,11 @@ bool AnonymizationRun::isResultOf(const std::string& path, const std::string& in
         return false;
     }
     OFString uid;
-    OFString method;
     (void)file.getDataset()->findAndGetOFString(DCM_SOPInstanceUID, uid);
-    (void)file.getDataset()->findAndGetOFStringArray(DCM_DeidentificationMethod, method);
     const bool keepsUids = profile().options.has(ProfileOption::Uids);
     const std::string expected = keepsUids ? instance : mPseudonyms.uid(instance);
     return !instance.empty() && expected == withoutPadding({uid.c_str(), uid.size()}) &&
-           std::string(method.c_str(), method.size()).find(methodOf(profile().options)) != std::string::npos;
+           isMadeWith(*file.getDataset(), profile().options);
 }
 
 std::vector<std::string> AnonymizationRun::fileIdsOf(const std::string& dicomdir) {

@@ -6,6 +6,7 @@
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcsequen.h"
 #include "deidentify/rewriting/DatasetWalk.h"
+#include "deidentify/rewriting/EscapedText.h"
 #include "deidentify/rewriting/Pseudonyms.h"
 
 #include <utf8.h>
@@ -71,15 +72,23 @@ std::string TextDecoder::utf8(DcmElement& element, const std::string& characterS
     if (isAscii(bytes)) {
         return bytes;
     }
-    if (DcmSpecificCharacterSet* converter = hasCharacterSet(element.ident()) ? converterOf(characterSet) : nullptr) {
+    if (!hasCharacterSet(element.ident())) {
+        return isUtf8(bytes) ? bytes : latin1AsUtf8(bytes);
+    }
+    if (DcmSpecificCharacterSet* converter = converterOf(characterSet)) {
         OFString converted;
         const OFString original(bytes.data(), bytes.size());
         if (converter->convertString(original, converted, delimitersOf(element.ident())).good() &&
-            isUtf8({converted.c_str(), converted.size()})) {
+            isUtf8({converted.c_str(), converted.size()}) && converted.find(kEscape) == OFString_npos) {
             return {converted.c_str(), converted.size()};
         }
     }
-    return isUtf8(bytes) ? bytes : latin1AsUtf8(bytes);
+    const bool isEscaped = bytes.find(kEscape) != std::string::npos;
+    if (!isEscaped && isUtf8(bytes)) {
+        return bytes;
+    }
+    const bool isExtended = isEscaped || characterSet.find("2022") != std::string::npos;
+    return isExtended ? utf8FromEscapes(bytes, characterSet, delimitersOf(element.ident())) : latin1AsUtf8(bytes);
 }
 
 void TextWriter::put(DcmElement& element, const std::string& utf8) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <string_view>
 
 #include "deidentify/rewriting/Pseudonyms.h"
 
@@ -14,15 +15,39 @@ int numberAt(const std::string& digits, std::size_t begin, std::size_t count) {
     return std::stoi(digits.substr(begin, count));
 }
 
+std::size_t countDigits(std::string_view text) {
+    const auto isDigit = [](char character) { return character >= '0' && character <= '9'; };
+    return static_cast<std::size_t>(std::ranges::find_if_not(text, isDigit) - text.begin());
+}
+
+/// A year, month, day, hour, minute and second from the left, a fraction of the second, and an offset from UTC. Other
+/// text behind a date, such as a second date, may not stay beside a moved one.
+bool isDateTime(std::string_view text) {
+    constexpr std::size_t kSecond = 14;
+    const std::size_t digits = countDigits(text);
+    if (digits < 4 || digits > kSecond || digits % 2 != 0) {
+        return false;
+    }
+    text.remove_prefix(digits);
+    if (digits == kSecond && text.starts_with('.')) {
+        const std::size_t fraction = countDigits(text.substr(1));
+        if (fraction < 1 || fraction > 6) {
+            return false;
+        }
+        text.remove_prefix(1 + fraction);
+    }
+    const bool isOffset = (text.starts_with('+') || text.starts_with('-')) && text.size() == 5;
+    return text.empty() || (isOffset && countDigits(text.substr(1)) == 4);
+}
+
 std::optional<std::string> shiftOne(std::string text, int days) {
     if (text.size() == 10 && text[4] == '.' && text[7] == '.') {
         text.erase(7, 1).erase(4, 1); // the form before DICOM 3.0
     }
-    const auto isDigit = [](char character) { return character >= '0' && character <= '9'; };
-    const auto digits = static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), isDigit) - text.begin());
-    if (digits != 4 && digits != 6 && digits < 8) {
+    if (!isDateTime(text)) {
         return std::nullopt;
     }
+    const std::size_t digits = countDigits(text);
     using namespace std::chrono;
     const std::size_t dated = std::min<std::size_t>(digits, 8);
     const unsigned monthNumber = dated >= 6 ? static_cast<unsigned>(numberAt(text, 4, 2)) : 7;
@@ -33,6 +58,9 @@ std::optional<std::string> shiftOne(std::string text, int days) {
         return std::nullopt;
     }
     const year_month_day after{sys_days(before) + std::chrono::days(days)};
+    if (after.year() > year{9999}) {
+        return std::nullopt;
+    }
     char moved[32];
     std::snprintf(moved, sizeof moved, "%04d%02u%02u", static_cast<int>(after.year()),
                   static_cast<unsigned>(after.month()), static_cast<unsigned>(after.day()));

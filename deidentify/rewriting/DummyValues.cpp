@@ -88,10 +88,13 @@ void putDummy(DcmElement& element) {
     if (vr == EVR_UI || asSequence(element) != nullptr) {
         return;
     }
-    const bool isBytes = vr == EVR_OB || vr == EVR_OW || vr == EVR_UN || vr == EVR_ox;
+    const bool isBytes = vr == EVR_OB || vr == EVR_UN || vr == EVR_ox;
     constexpr std::array<Uint8, 2> kZeros{};
+    constexpr Uint16 kZero = 0;
     if (holdsText(element) && !isBytes) {
         putText(element, dummyText(vr));
+    } else if (vr == EVR_OW) {
+        require(element.putUint16Array(&kZero, 1));
     } else if (isBytes ? element.putUint8Array(kZeros.data(), kZeros.size()).bad() : element.putString("0").bad()) {
         require(element.putString("")); // a type that takes neither
     }

@@ -5,6 +5,7 @@
 
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcsequen.h"
+#include "deidentify/rewriting/Pseudonyms.h"
 
 namespace radvex::deidentify {
 
@@ -46,22 +47,42 @@ void addCode(DcmDataset& dataset, std::string_view code, std::string_view meanin
     put(*item, DCM_CodeMeaning, meaning);
 }
 
-} // namespace
-
+/// One value for the profile and one for each option.
 std::string methodOf(const ProfileOptions& options) {
     std::string method("PS3.15 E ");
     method += options.describe("\\");
     return method;
 }
 
+std::string methodIn(DcmDataset& dataset) {
+    OFString method;
+    (void)dataset.findAndGetOFStringArray(DCM_DeidentificationMethod, method);
+    return std::string(withoutPadding({method.c_str(), method.size()}));
+}
+
+/// A run that leaves dates as they are does not bring back what an earlier one removed or moved.
+const char* datesAfter(DcmDataset& dataset, const ProfileOptions& options) {
+    OFString earlier;
+    (void)dataset.findAndGetOFString(DCM_LongitudinalTemporalInformationModified, earlier);
+    if (options.removesDates() || earlier == "REMOVED") {
+        return "REMOVED";
+    }
+    return options.has(ProfileOption::FullDates) && earlier != "MODIFIED" ? "UNMODIFIED" : "MODIFIED";
+}
+
+} // namespace
+
+bool isMadeWith(DcmDataset& dataset, const ProfileOptions& options) {
+    const std::string said = '\\' + methodIn(dataset);
+    return said.ends_with('\\' + methodOf(options));
+}
+
 void addMethod(DcmDataset& dataset, const ProfileOptions& options) {
     put(dataset, DCM_PatientIdentityRemoved, "YES");
-    OFString earlier;
-    (void)dataset.findAndGetOFStringArray(DCM_DeidentificationMethod, earlier);
-    const std::string before(earlier.c_str(), earlier.size());
-    const std::string method = methodOf(options);
-    if (before.find(method) == std::string::npos) {
-        put(dataset, DCM_DeidentificationMethod, before.empty() ? method : before + '\\' + method);
+    if (!isMadeWith(dataset, options)) {
+        const std::string before = methodIn(dataset);
+        put(dataset, DCM_DeidentificationMethod,
+            before.empty() ? methodOf(options) : before + '\\' + methodOf(options));
     }
     addCode(dataset, "113100", "Basic Application Confidentiality Profile");
     for (const ProfileOptionNames& names : profileOptionNames()) {
@@ -69,10 +90,7 @@ void addMethod(DcmDataset& dataset, const ProfileOptions& options) {
             addCode(dataset, names.code, names.meaning);
         }
     }
-    put(dataset, DCM_LongitudinalTemporalInformationModified,
-        options.has(ProfileOption::FullDates)       ? "UNMODIFIED"
-        : options.has(ProfileOption::ModifiedDates) ? "MODIFIED"
-                                                    : "REMOVED");
+    put(dataset, DCM_LongitudinalTemporalInformationModified, datesAfter(dataset, options));
 }
 
 } // namespace radvex::deidentify

@@ -17,6 +17,13 @@ bool mayBeFileId(const std::string& name) {
            });
 }
 
+/// A new ID that somebody chose, such as "..", must not lead out of the folder, or hide a file.
+bool mayBeName(const std::string& name, const std::string& before) {
+    constexpr std::size_t kLongest = 255;
+    const bool isOfFolders = name == "." || name == "..";
+    return !name.empty() && name.size() <= kLongest && !isOfFolders && (name.front() != '.' || before.starts_with('.'));
+}
+
 std::string asUtf8(const std::string& name) {
     if (utf8::is_valid(name.begin(), name.end())) {
         return name;
@@ -57,8 +64,8 @@ std::string pathWithoutIdentifiers(const std::string& path, const IdentifierFind
         }
         cleaned.append(readable, done);
         std::ranges::replace(cleaned, '/', '_');
-        const bool isChanged = cleaned != readable;
-        result += !isChanged ? name : mayBeFileId(name) && !mayBeFileId(cleaned) ? shortWord(name) : cleaned;
+        const bool isLost = (mayBeFileId(name) && !mayBeFileId(cleaned)) || !mayBeName(cleaned, name);
+        result += cleaned == readable ? name : isLost ? shortWord(name) : cleaned;
         result += end < path.size() ? "/" : "";
         begin = end + 1;
     }

@@ -26,9 +26,9 @@ bool isSingleWord(const Identifier& identifier, std::string_view found) {
     return (isName || (isNumber && std::ranges::none_of(found, isDigit))) && std::ranges::none_of(found, isSeparator);
 }
 
-/// What the option that keeps an attribute leaves in it.
+/// What no option that keeps an attribute leaves in it. A UID is the patient's as much as his or her number.
 bool isOfPatient(IdentifierKind kind) {
-    return kind == IdentifierKind::PatientId || kind == IdentifierKind::PatientName ||
+    return kind == IdentifierKind::Uid || kind == IdentifierKind::PatientId || kind == IdentifierKind::PatientName ||
            kind == IdentifierKind::BirthDate || kind == IdentifierKind::OtherId;
 }
 
@@ -99,7 +99,9 @@ TextCleaner::Parts TextCleaner::partsToReplace(const std::string& text, Cleaning
     }
     if (cleaning == Cleaning::Descriptions) {
         for (const TextSpan& span : suspiciousParts(text)) {
-            parts.try_emplace(span.begin, Part{span.begin + span.length, std::string(kRemovedText)});
+            const std::size_t end = span.begin + span.length;
+            Part& part = parts.try_emplace(span.begin, Part{end, std::string(kRemovedText)}).first->second;
+            part.end = std::max(part.end, end); // a known name may be only the first word of a suspicious one
         }
     }
     return parts;
