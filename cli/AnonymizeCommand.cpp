@@ -5,10 +5,10 @@
 #include "cli/Commands.h"
 #include "cli/ProgressBar.h"
 #include "cli/arguments/Files.h"
+#include "cli/arguments/ProfileArguments.h"
 #include "cli/arguments/Words.h"
 #include "deidentify/AnonymizationReport.h"
 #include "deidentify/Anonymizer.h"
-#include "deidentify/KeptPrivates.h"
 #include "files/Errors.h"
 #include "files/InputFile.h"
 #include "files/OutputFile.h"
@@ -26,15 +26,11 @@ struct AnonymizeOptions {
     std::vector<std::string> assignments{};
     std::string rules{};
     std::string profile = "basic";
-    std::vector<std::string> kept{};
-    std::vector<std::string> cleaned{};
-    std::vector<std::string> acceptedPixels{};
-    std::string keptPrivates{};
+    ProfileArguments arguments{};
     std::string masks{};
     std::string pseudonyms{};
     std::string key{};
     std::string report{};
-    bool shiftsDates = false;
     bool isIndependent = false;
     bool hasOriginals = false;
     bool hasNeutralNames = false;
@@ -71,45 +67,10 @@ deidentify::ReplacementRules collectRules(const AnonymizeOptions& options) {
     return rules;
 }
 
-/// Adds the options that the words of one option of the command name.
-void choose(deidentify::ProfileOptions& profile, const char* option, const std::vector<std::string>& words,
-            const std::vector<deidentify::ProfileOption>& allowed) {
-    const auto [chosen, unknown] = deidentify::parseProfileOptions(words, allowed);
-    if (!unknown.empty()) {
-        std::string known;
-        for (const deidentify::ProfileOption one : allowed) {
-            known.append(known.empty() ? "" : ", ").append(deidentify::namesOf(one).word);
-        }
-        throw UsageError(std::string(option) + " does not know '" + unknown + "'; it takes a list of " + known + ".");
-    }
-    for (const deidentify::ProfileOption one : chosen) {
-        profile.choose(one);
-    }
-}
-
-deidentify::ProfileOptions profileOptions(const AnonymizeOptions& options) {
-    using enum deidentify::ProfileOption;
-    deidentify::ProfileOptions profile;
-    choose(profile, "--keep", options.kept, {Uids, Device, Institution, PatientCharacteristics, FullDates});
-    choose(profile, "--clean", options.cleaned, {Descriptors, StructuredContent, Graphics});
-    if (options.shiftsDates && profile.has(FullDates)) {
-        throw UsageError("--shift-dates moves the dates that --keep dates would leave; name one of them.");
-    }
-    if (options.shiftsDates) {
-        profile.choose(ModifiedDates);
-    }
-    if (!options.keptPrivates.empty()) {
-        profile.choose(SafePrivate);
-    }
-    return profile;
-}
-
 /// Options that only mean something with a profile, or only without one.
 void checkCombination(const AnonymizeOptions& options) {
-    const bool wantsProfile = !options.kept.empty() || !options.cleaned.empty() || options.shiftsDates ||
-                              !options.keptPrivates.empty() || !options.masks.empty() ||
-                              !options.acceptedPixels.empty() || !options.pseudonyms.empty() || options.isDryRun ||
-                              options.resumes;
+    const bool wantsProfile = options.arguments.isGiven() || !options.masks.empty() || !options.pseudonyms.empty() ||
+                              options.isDryRun || options.resumes;
     if (!options.hasProfile() && wantsProfile) {
         throw UsageError("--keep, --clean, --shift-dates, --keep-private, --mask, --accept-pixels, --pseudonyms, "
                          "--dry-run and --resume belong to a profile; --profile none has none.");
@@ -122,39 +83,20 @@ void checkCombination(const AnonymizeOptions& options) {
     }
 }
 
-std::set<std::string> acceptedPixels(const AnonymizeOptions& options, const std::vector<std::string>& known) {
-    std::set<std::string> accepted;
-    for (const std::string& list : options.acceptedPixels) {
-        for (const std::string& word : deidentify::splitList(list)) {
-            if (std::ranges::find(known, word) == known.end()) {
-                std::string words;
-                for (const std::string& one : known) {
-                    words += (words.empty() ? "" : ", ") + one;
-                }
-                throw UsageError("--accept-pixels does not know '" + word + "'; it takes a list of " + words + ".");
-            }
-            accepted.insert(word);
-        }
-    }
-    return accepted;
-}
-
 std::optional<deidentify::ProfileSettings> profileSettings(const AnonymizeOptions& options,
                                                            deidentify::Anonymization& looker) {
     if (!options.hasProfile()) {
         return std::nullopt;
     }
     deidentify::ProfileSettings settings;
-    settings.options = profileOptions(options);
+    settings.options = options.arguments.options();
+    settings.keptPrivates = options.arguments.keptPrivates();
     settings.isStrict = options.isStrict;
-    if (!options.keptPrivates.empty()) {
-        settings.keptPrivates = deidentify::readKeptPrivates(options.keptPrivates);
-    }
     if (!options.masks.empty()) {
         settings.masksName = options.masks;
         settings.masks = files::readInputText(options.masks);
     }
-    settings.acceptedPixels = acceptedPixels(options, looker.acceptablePixels());
+    settings.acceptedPixels = options.arguments.acceptedPixels(looker.acceptablePixels());
     return settings;
 }
 
@@ -288,16 +230,8 @@ void addAnonymizeCommand(const CommandLine& program, Session& session) {
         "--profile", options.profile, {"basic", "none"},
         "basic: the basic confidentiality profile of DICOM, the default; none: only identifiers and given "
         "values change");
-    command.addRepeatable("--keep", options.kept,
-                          "LIST: keep uids, device, institution, patient (characteristics), dates");
-    command.addFlag("--shift-dates", options.shiftsDates, "Move all dates of a patient by the same number of days");
-    command.addRepeatable("--clean", options.cleaned,
-                          "LIST: clean descriptors, structured-content, graphics instead of removing them");
-    command.addOption("--keep-private", options.keptPrivates,
-                      "JSON file with private creators and lists of their attributes that identify nobody");
+    options.arguments.addTo(command);
     command.addOption("--mask", options.masks, "JSON file with rules that blank parts of pixels");
-    command.addRepeatable("--accept-pixels", options.acceptedPixels,
-                          "LIST: classes of pixels that somebody has looked at, such as face, ultrasound");
     command.addOption("--pseudonyms", options.pseudonyms,
                       "CSV file with original ID, new ID and new name of each patient; new patients are added");
     command.addFlag("--dry-run", options.isDryRun, "Report what would be done, and write no file");

@@ -41,6 +41,7 @@ void addDefaultsCommand(const CommandLine& program, Session& session);
 void addFramesCommand(const CommandLine& program, Session& session);
 void addIndexCommand(const CommandLine& program, Session& session);
 void addAnonymizeCommand(const CommandLine& program, Session& session);
+void addVerifyCommand(const CommandLine& program, Session& session);
 void addTreeCommand(const CommandLine& program, Session& session);
 void addSeriesCommand(const CommandLine& program, Session& session);
 

@@ -31,6 +31,8 @@ class Session {
     }
 
     void reportRefusal(const std::string& what, const std::string& message);
+    /// Makes the status 1 without a message.
+    void refuse() { mStatus = kRefused; }
     int status() const { return mStatus; }
 
   private:

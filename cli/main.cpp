@@ -21,6 +21,7 @@ int run(int argc, char** argv) {
     addVolumeCommand(program, session);
     addIndexCommand(program, session);
     addAnonymizeCommand(program, session);
+    addVerifyCommand(program, session);
     addTreeCommand(program, session);
     addSeriesCommand(program, session);
     addWriteCommand(program, session);

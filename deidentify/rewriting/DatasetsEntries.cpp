@@ -1,6 +1,7 @@
 // The entries of radvexDatasets.so.
 
 #include "deidentify/Anonymization.h"
+#include "deidentify/FileCheck.h"
 #include "media/dicomdir/FolderIndexer.h"
 
 using radvex::deidentify::Anonymization;
@@ -20,3 +21,10 @@ radvexStartAnonymization(const radvex::deidentify::AnonymizationSettings& settin
 }
 
 static_assert(std::is_same_v<decltype(&radvexStartAnonymization), radvex::deidentify::StartAnonymizationEntry>);
+
+extern "C" [[gnu::visibility("default")]] void radvexStartCheck(const radvex::deidentify::CheckSettings& settings,
+                                                                std::unique_ptr<radvex::deidentify::FileCheck>& check) {
+    check = radvex::deidentify::startCheck(settings);
+}
+
+static_assert(std::is_same_v<decltype(&radvexStartCheck), radvex::deidentify::StartCheckEntry>);

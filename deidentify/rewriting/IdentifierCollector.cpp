@@ -115,20 +115,6 @@ std::optional<IdentifierKind> kindOf(DcmElement& element, const ProfileOptions& 
     }
 }
 
-/// Sets of values may stand in one attribute, but a text in which backslashes mean nothing is one value.
-std::vector<std::string> valuesOf(const std::string& text, DcmEVR vr) {
-    if (vr == EVR_ST || vr == EVR_LT || vr == EVR_UT) {
-        return {std::string(withoutPadding(text))};
-    }
-    std::vector<std::string> values;
-    for (std::size_t begin = 0; begin <= text.size();) {
-        const std::size_t end = std::min(text.find('\\', begin), text.size());
-        values.emplace_back(withoutPadding(std::string_view(text).substr(begin, end - begin)));
-        begin = end + 1;
-    }
-    return values;
-}
-
 bool isDigits(std::string_view text) {
     return std::ranges::all_of(text, [](char character) { return character >= '0' && character <= '9'; });
 }
@@ -207,6 +193,24 @@ std::string textAt(DcmItem& item, const DcmTagKey& key, const std::string& chara
 }
 
 } // namespace
+
+std::optional<IdentifierKind> kindOfAttribute(const DcmTagKey& key) {
+    const auto known = kindsOfAttributes().find(key);
+    return known == kindsOfAttributes().end() ? std::nullopt : std::optional(known->second);
+}
+
+std::vector<std::string> valuesOf(const std::string& text, DcmEVR vr) {
+    if (vr == EVR_ST || vr == EVR_LT || vr == EVR_UT) {
+        return {std::string(withoutPadding(text))};
+    }
+    std::vector<std::string> values;
+    for (std::size_t begin = 0; begin <= text.size();) {
+        const std::size_t end = std::min(text.find('\\', begin), text.size());
+        values.emplace_back(withoutPadding(std::string_view(text).substr(begin, end - begin)));
+        begin = end + 1;
+    }
+    return values;
+}
 
 std::string patientOf(DcmDataset& dataset, TextDecoder& decoder) {
     const std::string characterSet = characterSetOf(dataset, "");

@@ -1,13 +1,11 @@
 #include "deidentify/rewriting/ProfileRewriter.h"
 
 #include <algorithm>
-#include <array>
 #include <optional>
 #include <set>
 #include <vector>
 
 #include "dcmtk/dcmdata/dcdeftag.h"
-#include "dcmtk/dcmdata/dcdict.h"
 #include "dcmtk/dcmdata/dcsequen.h"
 #include "deidentify/pixels/Masking.h"
 #include "deidentify/pixels/OverlayBits.h"
@@ -15,6 +13,7 @@
 #include "deidentify/pixels/PixelRisks.h"
 #include "deidentify/profile/AttributeTypes.h"
 #include "deidentify/profile/ConfidentialityTable.h"
+#include "deidentify/rewriting/AttributeKinds.h"
 #include "deidentify/rewriting/DatasetWalk.h"
 #include "deidentify/rewriting/DateShift.h"
 #include "deidentify/rewriting/DummyValues.h"
@@ -36,53 +35,7 @@ struct Place {
     bool isDummy = false;     ///< the item is a dummy: its texts say nothing
 };
 
-bool isPrivateCreator(const DcmTagKey& key) {
-    return key.getGroup() % 2 == 1 && key.getElement() >= 0x10 && key.getElement() <= 0xFF;
-}
-
-bool isOverlay(const DcmTagKey& key) { return (key.getGroup() & 0xFF00) == 0x6000 && key.getGroup() % 2 == 0; }
-bool isKnownToDictionary(const DcmTagKey& key) {
-    const DcmDataDictionary& dictionary = dcmDataDict.rdlock();
-    const bool isKnown = dictionary.findEntry(key, nullptr) != nullptr;
-    dcmDataDict.rdunlock();
-    return isKnown;
-}
-
-bool isReadable(std::string_view text) {
-    return std::ranges::none_of(text, [](char character) {
-        const auto byte = static_cast<unsigned char>(character);
-        return byte < 0x20 && byte != '\t' && byte != '\n' && byte != '\r' && byte != '\f';
-    });
-}
-
-/// Pixels of any kind and the tables of their frames.
-bool holdsPixels(DcmElement& element) {
-    const DcmTagKey key = element.getTag().getXTag();
-    return key.getGroup() == 0x7FE0 && !holdsText(element) && isKnownToDictionary(key);
-}
-
-/// Attributes of messages, of meta information and of directories have no place in a dataset.
-bool isOfOtherPlaces(const DcmTagKey& key) {
-    const Uint16 group = key.getGroup();
-    return group == 0x0000 || group == 0x0002 || group == 0x0004;
-}
-
 bool isOne(DcmEVR vr, std::initializer_list<DcmEVR> types) { return std::ranges::find(types, vr) != types.end(); }
-
-bool isDateOrTime(DcmEVR vr) { return isOne(vr, {EVR_DA, EVR_DT, EVR_TM}); }
-
-bool isFreeText(DcmEVR vr) { return isOne(vr, {EVR_LO, EVR_LT, EVR_PN, EVR_SH, EVR_ST, EVR_UC, EVR_UR, EVR_UT}); }
-
-/// Whether the text is a word of a vocabulary that others keep: a word of a name in it is most likely no name. Codes of
-/// schemes that begin with 99 are of somebody's own (PS3.16, 8.2).
-bool holdsVocabulary(DcmItem& item, const DcmTagKey& key) {
-    if (key == DCM_CodeMeaning || key == DCM_CodeValue || key == DCM_LongCodeValue) {
-        OFString scheme;
-        return item.findAndGetOFString(DCM_CodingSchemeDesignator, scheme).good() && !scheme.empty() &&
-               scheme.compare(0, 2, "99") != 0;
-    }
-    return key == DCM_CodingSchemeDesignator || key == DCM_Manufacturer || key == DCM_ManufacturerModelName;
-}
 
 /// Applies the profile to one file.
 class FileRewriting {
@@ -161,7 +114,7 @@ class FileRewriting {
             }
         }
         const std::set<DcmTagKey> keptCreators = creatorsToKeep(place, elements);
-        const std::set<Uint16> overlays = overlaysToKeep(place.item);
+        const std::set<Uint16> overlays = overlaysToKeep(place.item, options());
         for (DcmElement* element : elements) {
             const DcmTagKey key = element->getTag().getXTag();
             if (isPrivateCreator(key)) {
@@ -191,29 +144,8 @@ class FileRewriting {
         return creators;
     }
 
-    bool isKeptPrivate(const Place& place, const DcmTagKey& key) {
-        if (key.getGroup() % 2 == 0 || key.getElement() < 0x1000 || mTools.settings.keptPrivates.empty()) {
-            return false;
-        }
-        DcmElement* creator = nullptr;
-        const DcmTagKey creatorKey(key.getGroup(), static_cast<Uint16>(key.getElement() >> 8));
-        if (place.item.findAndGetElement(creatorKey, creator).bad() || creator == nullptr) {
-            return false;
-        }
-        return mTools.settings.keptPrivates.contains({std::string(withoutPadding(textOf(*creator))), key.getGroup(),
-                                                      static_cast<std::uint8_t>(key.getElement() & 0xFF)});
-    }
-
-    /// Groups of overlays that mark regions and hold no drawn text, when graphics are cleaned and not removed.
-    std::set<Uint16> overlaysToKeep(DcmItem& item) const {
-        std::set<Uint16> groups;
-        for (Uint16 group = 0x6000; options().has(ProfileOption::Graphics) && group <= 0x601E; group += 2) {
-            OFString type;
-            if (item.findAndGetOFString(DcmTagKey(group, 0x0040), type).good() && type == "R") {
-                groups.insert(group);
-            }
-        }
-        return groups;
+    bool isKeptPrivate(const Place& place, const DcmTagKey& key) const {
+        return deidentify::isKeptPrivate(place.item, key, mTools.settings.keptPrivates);
     }
 
     void rewrite(const Place& place, DcmElement& element) {
@@ -269,7 +201,7 @@ class FileRewriting {
 
     /// A kept text is cleaned, since nobody knows what makers write into it.
     Action cleanedByType(DcmEVR vr) const {
-        const Action action = byType(vr);
+        const Action action = actionByType(vr, options());
         return action == Action::Keep && isFreeText(vr) ? Action::Clean : action;
     }
 
@@ -286,22 +218,8 @@ class FileRewriting {
             return std::nullopt;
         }
         const DcmEVR vr = meantType(element);
-        const Action action = namesAKind(key) ? Action::Keep : byType(vr);
+        const Action action = namesAKind(key) ? Action::Keep : actionByType(vr, options());
         return Decision{action, action == Action::Keep ? "" : std::string("type ") + DcmVR(vr).getVRName()};
-    }
-
-    /// The action for an attribute that the table does not have: names, dates, UIDs and addresses of the web are
-    /// dangerous wherever they stand.
-    Action byType(DcmEVR vr) const {
-        if (isDateOrTime(vr)) {
-            return options().has(ProfileOption::FullDates)       ? Action::Keep
-                   : options().has(ProfileOption::ModifiedDates) ? Action::Clean
-                                                                 : Action::Dummy;
-        }
-        if (vr == EVR_UI) {
-            return options().has(ProfileOption::Uids) ? Action::Keep : Action::NewUid;
-        }
-        return vr == EVR_PN || vr == EVR_UR ? Action::Dummy : Action::Keep;
     }
 
     void apply(const Place& place, DcmElement& element, const Decision& decision) {

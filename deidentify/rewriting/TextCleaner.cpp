@@ -83,13 +83,19 @@ std::string limited(const std::string& text, DcmEVR vr) {
 
 } // namespace
 
+std::vector<Find> TextCleaner::identifiersIn(const std::string& text, Cleaning cleaning) const {
+    std::vector<Find> finds = mFinder.findAll(text);
+    std::erase_if(finds, [&](const Find& find) {
+        return !counts(*find.identifier, std::string_view(text).substr(find.begin, find.length), cleaning);
+    });
+    return finds;
+}
+
 TextCleaner::Parts TextCleaner::partsToReplace(const std::string& text, Cleaning cleaning) const {
     Parts parts;
-    for (const Find& find : mFinder.findAll(text)) {
+    for (const Find& find : identifiersIn(text, cleaning)) {
         const std::string_view found = std::string_view(text).substr(find.begin, find.length);
-        if (counts(*find.identifier, found, cleaning)) {
-            parts[find.begin] = {find.begin + find.length, mNewText(*find.identifier, found)};
-        }
+        parts[find.begin] = {find.begin + find.length, mNewText(*find.identifier, found)};
     }
     if (cleaning == Cleaning::Descriptions) {
         for (const TextSpan& span : suspiciousParts(text)) {

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "dcmtk/config/osconfig.h"
 #include "deidentify/identifiers/IdentifierFinder.h"
@@ -35,6 +36,9 @@ class TextCleaner {
     /// @return the new text, no longer than the type allows; nothing when it holds nothing to replace. Where the type
     ///         has no room for what stands for identifiers, less stands there
     std::optional<std::string> clean(const std::string& text, DcmEVR vr, Cleaning cleaning) const;
+
+    /// The identifiers in a text that have to go. @param text  as for `clean`
+    std::vector<Find> identifiersIn(const std::string& text, Cleaning cleaning) const;
 
   private:
     struct Part {
