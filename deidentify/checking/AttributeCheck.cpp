@@ -70,7 +70,7 @@ class AttributeCheck {
              object = place.item.nextInContainer(object)) {
             auto* element = dynamic_cast<DcmElement*>(object);
             const DcmTagKey key = object->getTag().getXTag();
-            if (element == nullptr || isPixelGroup(key) || (key.getElement() == 0 && key.getGroup() % 2 == 0)) {
+            if (element == nullptr || holdsPixels(*element) || (key.getElement() == 0 && key.getGroup() % 2 == 0)) {
                 continue; // pixels have checks of their own
             }
             if (isGiven(place, *element)) {

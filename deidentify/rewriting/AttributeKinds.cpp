@@ -49,13 +49,16 @@ bool isKnownToDictionary(const DcmTagKey& key) {
     return isKnown;
 }
 
+bool holdsCode(DcmItem& item, const DcmTagKey& key) {
+    OFString scheme;
+    return (key == DCM_CodeValue || key == DCM_LongCodeValue) &&
+           item.findAndGetOFString(DCM_CodingSchemeDesignator, scheme).good() && !scheme.empty() &&
+           scheme.compare(0, 2, "99") != 0;
+}
+
 bool holdsVocabulary(DcmItem& item, const DcmTagKey& key) {
-    if (key == DCM_CodeMeaning || key == DCM_CodeValue || key == DCM_LongCodeValue) {
-        OFString scheme;
-        return item.findAndGetOFString(DCM_CodingSchemeDesignator, scheme).good() && !scheme.empty() &&
-               scheme.compare(0, 2, "99") != 0;
-    }
-    return key == DCM_CodingSchemeDesignator || key == DCM_Manufacturer || key == DCM_ManufacturerModelName;
+    return (key == DCM_CodeMeaning && (holdsCode(item, DCM_CodeValue) || item.tagExists(DCM_URNCodeValue))) ||
+           key == DCM_CodingSchemeDesignator || key == DCM_Manufacturer || key == DCM_ManufacturerModelName;
 }
 
 bool isKeptPrivate(DcmItem& item, const DcmTagKey& key, const std::set<KeptPrivate>& kept) {

@@ -32,6 +32,10 @@ bool isKnownToDictionary(const DcmTagKey& key);
 /// schemes that begin with 99 are of somebody's own (PS3.16, 8.2).
 bool holdsVocabulary(DcmItem& item, const DcmTagKey& key);
 
+/// Whether the value is the code of a concept in a scheme that others keep: digits that are a patient's number
+/// elsewhere mean what they say here.
+bool holdsCode(DcmItem& item, const DcmTagKey& key);
+
 /// Whether a private attribute of an item is one that the user lets stay.
 bool isKeptPrivate(DcmItem& item, const DcmTagKey& key, const std::set<KeptPrivate>& kept);
 

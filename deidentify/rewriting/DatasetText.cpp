@@ -103,7 +103,7 @@ std::string TextDecoder::utf8(DcmElement& element, const std::string& characterS
 
 void TextWriter::put(DcmElement& element, const std::string& utf8) {
     mWaiting.erase(&element);
-    if (isAscii(utf8)) {
+    if (isAscii(utf8) || !hasCharacterSet(element.ident())) {
         putText(element, utf8);
     } else {
         putText(element, ""); // the old value is gone even if the new one is refused

@@ -127,8 +127,10 @@ void putDummyDocument(DcmItem& item) {
     DcmElement* element = nullptr;
     require(item.findAndGetElement(DCM_EncapsulatedDocument, element));
     require(element->putUint8Array(reinterpret_cast<const Uint8*>(even.data()), even.size()));
-    if (item.tagExists(DCM_EncapsulatedDocumentLength)) {
-        require(item.putAndInsertUint32(DCM_EncapsulatedDocumentLength, static_cast<Uint32>(document.size())));
+    // In place: whoever walks over the item holds its elements.
+    if (item.findAndGetElement(DCM_EncapsulatedDocumentLength, element).good() && element->ident() == EVR_UL) {
+        const auto length = static_cast<Uint32>(document.size());
+        require(element->putUint32Array(&length, 1));
     }
 }
 

@@ -36,17 +36,6 @@ bool hasCode(DcmDataset& dataset, std::string_view code) {
     return false;
 }
 
-void addCode(DcmDataset& dataset, std::string_view code, std::string_view meaning) {
-    if (hasCode(dataset, code)) {
-        return;
-    }
-    DcmItem* item = nullptr;
-    require(dataset.findOrCreateSequenceItem(DCM_DeidentificationMethodCodeSequence, item, -2));
-    put(*item, DCM_CodeValue, code);
-    put(*item, DCM_CodingSchemeDesignator, "DCM");
-    put(*item, DCM_CodeMeaning, meaning);
-}
-
 /// One value for the profile, one for each option, and one for all settings.
 std::string methodOf(const ProfileOptions& options, const std::string& settings) {
     std::string method("PS3.15 E ");
@@ -77,6 +66,17 @@ bool isMadeWith(DcmDataset& dataset, const ProfileOptions& options, const std::s
     return said.ends_with('\\' + methodOf(options, settings));
 }
 
+void addMethodCode(DcmDataset& dataset, std::string_view code, std::string_view meaning) {
+    if (hasCode(dataset, code)) {
+        return;
+    }
+    DcmItem* item = nullptr;
+    require(dataset.findOrCreateSequenceItem(DCM_DeidentificationMethodCodeSequence, item, -2));
+    put(*item, DCM_CodeValue, code);
+    put(*item, DCM_CodingSchemeDesignator, "DCM");
+    put(*item, DCM_CodeMeaning, meaning);
+}
+
 void addMethod(DcmDataset& dataset, const ProfileOptions& options, const std::string& settings) {
     put(dataset, DCM_PatientIdentityRemoved, "YES");
     if (!isMadeWith(dataset, options, settings)) {
@@ -84,10 +84,10 @@ void addMethod(DcmDataset& dataset, const ProfileOptions& options, const std::st
         put(dataset, DCM_DeidentificationMethod,
             before.empty() ? methodOf(options, settings) : before + '\\' + methodOf(options, settings));
     }
-    addCode(dataset, "113100", "Basic Application Confidentiality Profile");
+    addMethodCode(dataset, "113100", "Basic Application Confidentiality Profile");
     for (const ProfileOptionNames& names : profileOptionNames()) {
         if (options.has(names.option)) {
-            addCode(dataset, names.code, names.meaning);
+            addMethodCode(dataset, names.code, names.meaning);
         }
     }
     put(dataset, DCM_LongitudinalTemporalInformationModified, datesAfter(dataset, options));

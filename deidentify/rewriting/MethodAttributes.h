@@ -7,6 +7,9 @@
 
 namespace radvex::deidentify {
 
+/// Adds a code of CID 7050 to those of what was done. @throws std::runtime_error  part of a sentence
+void addMethodCode(DcmDataset& dataset, std::string_view code, std::string_view meaning);
+
 /// Writes what was done into a dataset (PS3.15, E.1.1): PatientIdentityRemoved, DeidentificationMethod and its codes,
 /// and LongitudinalTemporalInformationModified. What an earlier de-identification wrote stays before it, and dates that
 /// it removed or moved stay called so.

@@ -60,6 +60,9 @@ class FileRewriting {
         rewrite({mDataset, "", characterSetOf(mDataset, "")});
         mWriter.finish();
         addMethod(mDataset, mTools.settings.options, mTools.settingsMark);
+        if (mHasCleanPixels) {
+            addMethodCode(mDataset, "113101", "Clean Pixel Data Option");
+        }
         return std::move(mResult);
     }
 
@@ -77,6 +80,8 @@ class FileRewriting {
         mResult.leaks.merge(pixelLeaks(mDataset, mTools.settings, willBeMasked));
         if (!mTools.masks.empty() && mask(file, mTools.masks)) {
             mResult.steps.push_back({"PixelData", "masked", "rules of the user"});
+            OFString text;
+            mHasCleanPixels = mDataset.findAndGetOFString(DCM_BurnedInAnnotation, text).good() && text == "NO";
         }
         for (const PixelRisk& risk : risks) {
             if (mTools.settings.acceptedPixels.contains(risk.pixelClass)) {
@@ -218,7 +223,7 @@ class FileRewriting {
             return std::nullopt;
         }
         const DcmEVR vr = meantType(element);
-        const Action action = namesAKind(key) ? Action::Keep : actionByType(vr, options());
+        const Action action = namesAKind(key) || key == DCM_URNCodeValue ? Action::Keep : actionByType(vr, options());
         return Decision{action, action == Action::Keep ? "" : std::string("type ") + DcmVR(vr).getVRName()};
     }
 
@@ -339,7 +344,7 @@ class FileRewriting {
             note(place, element.getTag(), "dummy value", "item of a dummy");
         } else if (place.isDummy && meantType(element) == EVR_UI) {
             renew(place, element, "item of a dummy");
-        } else {
+        } else if (!holdsCode(place.item, element.getTag()) && element.getTag() != DCM_URNCodeValue) {
             replaceIdentifiers(place, element,
                                rule.starts_with("retain institution")          ? Cleaning::Patient
                                : holdsVocabulary(place.item, element.getTag()) ? Cleaning::Vocabulary
@@ -486,6 +491,7 @@ class FileRewriting {
     int mDays;
     TextCleaner mCleaner;
     std::string mSopClass{};
+    bool mHasCleanPixels = false; ///< a mask left no text, as its rule says
     RewrittenFile mResult{};
 };
 
