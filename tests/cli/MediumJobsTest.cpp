@@ -196,10 +196,23 @@ TEST_F(MediumJobs, IdentifiersDoNotDependOnTheNumberOfProcesses) {
 
 TEST_F(MediumJobs, AFileThatEndsItsAnonymizerIsNamedAndTheOthersAreWritten) {
     writeTwelve();
-    EXPECT_THAT(endingAt("/S04", {"anonymize", in.path().string(), out, "-q", "--jobs", "2"}),
+    EXPECT_THAT(endingAt("/S04", {"anonymize", in.path().string(), out, "-q", "--profile", "none", "--jobs", "2"}),
                 exitsSaying(1, HasSubstr("radvex: " + endOf(in.file("S04")))));
     EXPECT_EQ(fs::exists(out + "/S04"), false);
     const Tree files = take(out);
     EXPECT_EQ(files.size(), 12U) << "eleven files and the directory, and nothing half-made";
-    EXPECT_EQ(endingAt("/S04", {"anonymize", in.path().string(), out, "--jobs", "0"}).status, 128 + SIGSEGV);
+    EXPECT_EQ(endingAt("/S04", {"anonymize", in.path().string(), out, "--profile", "none", "--jobs", "0"}).status,
+              128 + SIGSEGV);
 }
+
+#ifdef FAILING_OPEN
+TEST_F(MediumJobs, AFileThatEndsItsReaderCostsOnlyThatFileWithAProfileToo) {
+    writeTwelve();
+    const ProcessResult run =
+        runProcess({"env", "LD_PRELOAD=" FAILING_OPEN, "RADVEX_TEST_ENDS_AT=/S04", "RADVEX_TEST_SPARES=1",
+                    RADVEX_COMMAND, "anonymize", in.path().string(), out, "-q", "--jobs", "2"});
+    EXPECT_THAT(run, exitsSaying(1, HasSubstr("radvex: " + endOf(in.file("S04")))));
+    EXPECT_FALSE(fs::exists(out + "/S04"));
+    EXPECT_EQ(take(out).size(), 12U) << "eleven files and the directory, and nothing half-made";
+}
+#endif
