@@ -30,8 +30,8 @@ struct Find {
 /// - Of a name each word of 3 letters is found, and shorter ones and initials beside another word of the name. It is
 ///   found with "ae" for "ä" and the other way round, and run together: "smithjohn", "jsmith". Scripts without spaces
 ///   between words are found anywhere from 2 characters on.
-/// - A date is found in the usual spellings, with two digits for the year only a birth date, or with a month in
-/// letters.
+/// - A date is found in the usual spellings, with two digits for the year too, and with the name of the month in eight
+///   languages. Only a birth date is found in six digits, "700305", and as "05-03-70".
 /// - An address, and each part of it that has a digit or two words, is found with any punctuation; so is an
 /// organization.
 /// - A telephone number is found however its digits are grouped, with and without the code of its country.
