@@ -40,7 +40,7 @@ TEST(IdentifierFinder, FindsAUidAsAWholeOnly) {
 
 TEST(IdentifierFinder, FindsAnIdAsWholeWordsWithoutCase) {
     EXPECT_EQ(found(Kind::PatientId, "Abc123", "ABC123 of abc123_x"), (Texts{"ABC123", "abc123"}));
-    EXPECT_EQ(found(Kind::PatientId, "Abc123", "ABC1234 xabc123 abc-123"), Texts{});
+    EXPECT_EQ(found(Kind::PatientId, "Abc123", "ABC1234 xabc123 abc1-23"), Texts{});
     EXPECT_EQ(found(Kind::PatientId, "MRN 12-34", "mrn_12_34, MRN 12-34"), (Texts{"mrn_12_34", "MRN 12-34"}));
     EXPECT_EQ(found(Kind::PatientId, "MRN 12-34", "MRN 12 MRN 12-345 MRN, 12-34"), Texts{});
     EXPECT_EQ(found(Kind::Device, "A:12#34", "A:12#34 a:12#34"), (Texts{"A:12#34", "a:12#34"}));
@@ -68,7 +68,7 @@ TEST(IdentifierFinder, FindsEachWordOfANameAndNeighboursTogether) {
     EXPECT_EQ(name("Smith^John", "Report for JOHN of the smith family"), (Texts{"JOHN", "smith"}));
     EXPECT_EQ(name("Smith^John", "John Smith; Smith, John; SMITH_JOHN_1970; Smith^John"),
               (Texts{"John Smith", "Smith, John", "SMITH_JOHN", "Smith^John"}));
-    EXPECT_EQ(name("Smith^John", "blacksmith smiths Johnson john1"), Texts{});
+    EXPECT_EQ(name("Smith^John", "blacksmith smiths Johnson"), Texts{});
     EXPECT_EQ(name("Smith-Jones^Mary Ann", "jones ANN"), (Texts{"jones ANN"}));
     EXPECT_EQ(name("Doe^Jane\\Roe^Rick", "jane rick"), (Texts{"jane", "rick"}));
 }
