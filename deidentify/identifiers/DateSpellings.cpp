@@ -123,7 +123,7 @@ void readRunTogether(std::string_view word, SpelledDate date, const Seen& seen) 
 }
 
 bool isShortGap(std::string_view gap) {
-    return gap.size() <= 2 && gap.find_first_not_of(" .,-_/") == std::string_view::npos;
+    return gap.size() <= 2 && gap.find_first_not_of(" .,-_/'") == std::string_view::npos;
 }
 
 /// "05" of "05t103000", as times are written after a date.

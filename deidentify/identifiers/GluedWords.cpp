@@ -1,6 +1,7 @@
 #include "deidentify/identifiers/GluedWords.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "deidentify/identifiers/MeaninglessWords.h"
 

@@ -43,7 +43,7 @@ TEST(DateSpellings, FindsADateInATime) {
 
 TEST(DateSpellings, FindsAYearOfTwoDigitsBetweenSeparators) {
     for (const std::string spelling :
-         {"17.4.61", "17.04.61", "4/17/61", "17/4/61", "04/17/61", "17/04/61", "17-Apr-61", "17APR61"}) {
+         {"17.4.61", "17.04.61", "4/17/61", "17/4/61", "04/17/61", "17/04/61", "17-Apr-61", "17APR61", "17 Apr '61"}) {
         expectFound("19610417", "19610418", spelling);
     }
     for (const std::string spelling : {"23.7.19", "23/07/19", "7/23/19"}) {

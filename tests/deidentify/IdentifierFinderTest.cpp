@@ -197,8 +197,9 @@ TEST(IdentifierFinder, FindsWhatIsPlantedInAnyText) {
         {Kind::OtherId, "00778899"},     {Kind::PatientName, "Gr\u00FCnwald^Ottokar"},
         {Kind::BirthDate, "19610417"},   {Kind::Organization, "Praxis am Ring"},
         {Kind::Telephone, "089 5554433"}};
-    const Texts planted{"1.2.840.99.17",   "px_90817",   "778899",         "GRUENWALD",      "O. Gr\u00FCnwald",
-                        "ottokargrunwald", "17.04.1961", "April 17, 1961", "praxis-am-ring", "+49 89 555 44 33"};
+    const Texts planted{"1.2.840.99.17",   "px_90817",   "778899",         "GRUENWALD",       "O. Gr\u00FCnwald",
+                        "ottokargrunwald", "17.04.1961", "April 17, 1961", "17.4.61",         "610417",
+                        "PX90817",         "px 90817",   "praxis-am-ring", "+49 89 555 44 33"};
     const Texts others{"ct",   "17",     "1.2.840.99", "lung", "19610418", "\u00E9t\u00E9",
                        "\xFF", "778898", "Otto",       "ring", "am",       "\u5C71"};
     const Texts separators{" ", "; ", "\n", " \u2013 ", ": "};
