@@ -5,6 +5,8 @@
 #include <string>
 #include <utility>
 
+#include "deidentify/identifiers/MonthNames.h"
+
 namespace radvex::deidentify {
 
 namespace {
@@ -25,25 +27,9 @@ bool isNumberOf(std::string_view text, std::size_t fewest, std::size_t most) {
     return text.size() >= fewest && text.size() <= most && isNumber(text);
 }
 
-/// 1 to 12 for the name of a month in English or German, in full or in short; 0 for other words.
-int monthOf(std::string_view word) {
-    using Month = std::pair<std::string_view, int>;
-    static constexpr std::array<Month, 37> kMonths{
-        {{"jan", 1},      {"january", 1}, {"januar", 1},    {"janner", 1}, {"feb", 2},       {"february", 2},
-         {"februar", 2},  {"mar", 3},     {"march", 3},     {"marz", 3},   {"maerz", 3},     {"mrz", 3},
-         {"apr", 4},      {"april", 4},   {"may", 5},       {"mai", 5},    {"jun", 6},       {"june", 6},
-         {"juni", 6},     {"jul", 7},     {"july", 7},      {"juli", 7},   {"aug", 8},       {"august", 8},
-         {"sep", 9},      {"sept", 9},    {"september", 9}, {"oct", 10},   {"october", 10},  {"okt", 10},
-         {"oktober", 10}, {"nov", 11},    {"november", 11}, {"dec", 12},   {"december", 12}, {"dez", 12},
-         {"dezember", 12}}};
-    const auto* found =
-        std::find_if(kMonths.begin(), kMonths.end(), [&](const Month& month) { return month.first == word; });
-    return found == kMonths.end() ? 0 : found->second;
-}
-
-/// The number of "5" and "5th"; 0 for other words.
+/// The number of "5", "5th", "1er" and "1o"; 0 for other words.
 int dayOf(std::string_view word) {
-    for (const std::string_view ending : {"st", "nd", "rd", "th"}) {
+    for (const std::string_view ending : {"st", "nd", "rd", "th", "er", "o"}) {
         if (word.size() > ending.size() && word.ends_with(ending)) {
             word.remove_suffix(ending.size());
             break;
@@ -52,21 +38,22 @@ int dayOf(std::string_view word) {
     return isNumberOf(word, 1, 2) ? valueOf(word) : 0;
 }
 
-/// Reads "1970-03-05", "05.03.1970", "3/5/1970" and "03/05/70".
+/// Reads "1970-03-05", "05.03.1970", "3/5/1970", "3/5/70" and "03/05/70".
 /// @param separator  what stands between all parts
 void readNumbers(const Parts& parts, char separator, SpelledDate date, const Seen& seen) {
     const auto& [first, second, third] = parts;
-    if (isNumberOf(first, 4, 4) && isNumberOf(second, 2, 2) && isNumberOf(third, 2, 2)) {
+    const bool isDay = isNumberOf(second, 1, 2);
+    if (isNumberOf(first, 4, 4) && isDay && isNumberOf(third, 1, 2)) {
         date.year = valueOf(first);
         date.month = valueOf(second);
         date.day = valueOf(third);
         seen(date);
         return;
     }
-    const bool isLong = isNumberOf(first, 1, 2) && isNumberOf(second, 1, 2) && isNumberOf(third, 4, 4);
-    date.isShort = separator != '-' && isNumberOf(first, 2, 2) && isNumberOf(second, 2, 2) && isNumberOf(third, 2, 2);
-    date.hasTwoDigits = date.isShort;
-    if (!isLong && !date.isShort) {
+    date.hasTwoDigits = third.size() == 2;
+    // "17-04-61" may as well count something else.
+    date.isShort = date.isShort || (date.hasTwoDigits && separator == '-');
+    if (!isNumberOf(first, 1, 2) || !isDay || (!date.hasTwoDigits && third.size() != 4) || !isNumber(third)) {
         return;
     }
     date.year = valueOf(third);
@@ -75,6 +62,18 @@ void readNumbers(const Parts& parts, char separator, SpelledDate date, const See
     seen(date);
     if (separator != '.') {
         std::swap(date.day, date.month);
+        seen(date);
+    }
+}
+
+/// Reads "700305".
+void readSixDigits(std::string_view word, SpelledDate date, const Seen& seen) {
+    if (word.size() == 6 && isNumber(word)) {
+        date.year = valueOf(word.substr(0, 2));
+        date.month = valueOf(word.substr(2, 2));
+        date.day = valueOf(word.substr(4, 2));
+        date.isShort = true;
+        date.hasTwoDigits = true;
         seen(date);
     }
 }
@@ -112,11 +111,11 @@ void readYear(std::string_view word, SpelledDate date, const Seen& seen) {
     }
 }
 
-/// Reads "05mar1970", whose parts are of 1 or 2 digits, letters and 4 digits.
+/// Reads "05mar1970" and "05mar70", whose parts are of 1 or 2 digits, letters, and 2 or 4 digits.
 void readRunTogether(std::string_view word, SpelledDate date, const Seen& seen) {
     const std::size_t month = std::min(word.find_first_not_of("0123456789"), word.size());
     const std::size_t year = std::min(word.find_first_of("0123456789", month), word.size());
-    if (month < year && word.size() - year == 4) {
+    if (month < year) {
         date.day = dayOf(word.substr(0, month));
         date.month = monthOf(word.substr(month, year - month));
         readYear(word.substr(year), date, seen);
@@ -124,7 +123,7 @@ void readRunTogether(std::string_view word, SpelledDate date, const Seen& seen) 
 }
 
 bool isShortGap(std::string_view gap) {
-    return gap.size() <= 2 && gap.find_first_not_of(" .,-_/") == std::string_view::npos;
+    return gap.size() <= 2 && gap.find_first_not_of(" .,-_/'") == std::string_view::npos;
 }
 
 /// "05" of "05t103000", as times are written after a date.
@@ -133,26 +132,55 @@ std::string_view withoutTime(std::string_view word) {
     return hasTime ? word.substr(0, 2) : word;
 }
 
-void readThreeWords(const TextWords& words, std::size_t index, SpelledDate date, const Seen& seen) {
+/// The word after a word of a date, behind "of" in any of the languages; the number of words when it stands apart.
+std::size_t nextPart(const TextWords& words, std::size_t index) {
+    constexpr std::array<std::string_view, 4> kOf{"of", "de", "del", "di"};
+    std::size_t next = index + 1;
+    if (next + 1 < words.count() && std::find(kOf.begin(), kOf.end(), words.wordAt(next)) != kOf.end() &&
+        isShortGap(words.gapBefore(next))) {
+        ++next;
+    }
+    return next < words.count() && isShortGap(words.gapBefore(next)) ? next : words.count();
+}
+
+/// Reads "5 march 1970", "march 5, 1970", "1970-mar-05", "5 de marzo de 1970" and "5.III.1970".
+void readMonthInLetters(const TextWords& words, std::size_t index, SpelledDate date, const Seen& seen) {
+    const std::size_t middle = nextPart(words, index);
+    const std::size_t last = middle < words.count() ? nextPart(words, middle) : middle;
+    if (last >= words.count()) {
+        return;
+    }
     const std::string_view first = words.wordAt(index);
-    const std::string_view second = words.wordAt(index + 1);
+    const std::string_view second = words.wordAt(middle);
+    const std::string_view third = words.wordAt(last);
+    date.end = words[last].end;
+    date.month = isDigit(first.front()) ? monthOf(second) : monthOf(first);
+    date.day = isDigit(first.front()) ? dayOf(first) : dayOf(second);
+    readYear(third, date, seen);
+    if (isNumberOf(first, 4, 4)) {
+        date.day = dayOf(third);
+        readYear(first, date, seen);
+    }
+    // Between spaces, "5 v 10" is more often something else.
+    if (const int month = romanMonthOf(second); month > 0 && (words.gapBefore(middle) != " " || third.size() == 4)) {
+        date.month = month;
+        date.day = dayOf(first);
+        readYear(third, date, seen);
+    }
+}
+
+/// Reads "1970-03-05", "3/5/70" and "5. 3. 1970".
+void readThreeNumbers(const TextWords& words, std::size_t index, SpelledDate date, const Seen& seen) {
+    const std::string_view first = words.wordAt(index);
     const std::string_view third = words.wordAt(index + 2);
     const std::string_view gap = words.gapBefore(index + 1);
-    date.end = words[index + 2].end;
-    if ((gap == "-" || gap == "/") && gap == words.gapBefore(index + 2)) {
-        const std::string_view last = first.size() == 4 ? withoutTime(third) : third;
-        date.end -= third.size() - last.size();
-        readNumbers({first, second, last}, gap.front(), date, seen);
-        date.end = words[index + 2].end;
+    if ((gap != "-" && gap != "/" && gap != ". ") || gap != words.gapBefore(index + 2)) {
+        return;
     }
-    if (isShortGap(gap) && isShortGap(words.gapBefore(index + 2))) {
-        date.day = dayOf(first);
-        date.month = monthOf(second);
-        readYear(third, date, seen);
-        date.day = dayOf(second);
-        date.month = monthOf(first);
-        readYear(third, date, seen);
-    }
+    const std::string_view last = first.size() == 4 ? withoutTime(third) : third;
+    date.end = words[index + 2].end - (third.size() - last.size());
+    date.isShort = gap.size() > 1 && last.size() == 2; // "1. 2. 10" may as well be a list
+    readNumbers({first, words.wordAt(index + 1), last}, gap.front(), date, seen);
 }
 
 } // namespace
@@ -163,12 +191,14 @@ void readDates(const TextWords& words, std::size_t index, const Seen& seen) {
     date.begin = words[index].begin;
     date.end = words[index].end;
     if (isDigit(word.front())) {
+        readSixDigits(word, date, seen);
         readDigits(word, date, seen);
         readDotted(word, date, seen);
         readRunTogether(word, date, seen);
     }
     if (index + 2 < words.count()) {
-        readThreeWords(words, index, date, seen);
+        readThreeNumbers(words, index, date, seen);
+        readMonthInLetters(words, index, date, seen);
     }
 }
 

@@ -14,7 +14,7 @@ struct SpelledDate {
     int year = 0; ///< 0 to 99 when it was spelled with two digits
     int month = 0;
     int day = 0;
-    bool isShort = false;      ///< numbers alone, with two digits of the year, which may as well be another number
+    bool isShort = false;      ///< "700305", "05-03-70", "5. 3. 70": such numbers are often something else
     bool hasTwoDigits = false; ///< of the year
     std::size_t begin = 0;     ///< bytes of the folded text
     std::size_t end = 0;

@@ -193,4 +193,12 @@ std::string withDigraphs(std::string_view utf8) {
     return result;
 }
 
+std::size_t charactersIn(std::string_view utf8) {
+    std::size_t count = 0;
+    for (std::size_t offset = 0; offset < utf8.size(); offset += characterAt(utf8, offset).size) {
+        ++count;
+    }
+    return count;
+}
+
 } // namespace radvex::deidentify

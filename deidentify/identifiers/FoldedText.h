@@ -51,4 +51,7 @@ struct Character {
 /// @param offset  less than the size
 Character characterAt(std::string_view utf8, std::size_t offset);
 
+/// How many characters a text has.
+std::size_t charactersIn(std::string_view utf8);
+
 } // namespace radvex::deidentify

@@ -76,8 +76,11 @@ std::vector<Find> IdentifierFinder::findAll(std::string_view utf8Text) const {
         return {};
     }
     const TextWords words(utf8Text);
+    std::vector<Candidate> candidates = mIndex->candidatesIn(words);
+    const std::vector<Candidate> glued = mIndex->gluedCandidatesIn(words);
+    candidates.insert(candidates.end(), glued.begin(), glued.end());
     std::vector<Find> finds;
-    for (const Candidate& candidate : mIndex->candidatesIn(words)) {
+    for (const Candidate& candidate : candidates) {
         const std::size_t begin = words.folded().beginOf(candidate.begin);
         const std::size_t end = words.folded().endOf(candidate.end - 1);
         finds.push_back({begin, end - begin, &(*mIndex)[candidate.number]});

@@ -21,17 +21,21 @@ struct Find {
     const Identifier* identifier = nullptr; ///< lives as long as the finder
 };
 
-/// Finds known identifiers in texts and in bytes. A find is made of whole words, and neither case nor accents count.
-/// The time does not depend on how many identifiers are known.
+/// Finds known identifiers in texts and in bytes. A find is made of whole words; in texts, letters that stand beside
+/// digits in one word count as words too. Neither case nor accents count. The time does not depend on how many
+/// identifiers are known.
 ///
 /// - A UID is found as a whole: "1.2.3" is not in "1.2.3.4", but in "CT.1.2.3.dcm".
 /// - An ID or a device is found with any of " _-./" between its parts. One of fewer than 4 characters must be the whole
-///   text. Without the zeros that it begins with it is found too when 4 digits are left.
+///   text. Without the zeros that it begins with it is found too when 4 digits are left. In texts, one of 5 characters
+///   may have a separator between letters and digits or lack it, and it may begin and end beside other letters with 5
+///   digits: "AB 123", "MRN12345".
 /// - Of a name each word of 3 letters is found, and shorter ones and initials beside another word of the name. It is
-///   found with "ae" for "ä" and the other way round, and run together: "smithjohn", "jsmith". Scripts without spaces
-///   between words are found anywhere from 2 characters on.
-/// - A date is found in the usual spellings, with two digits for the year only a birth date, or with a month in
-/// letters.
+///   found with "ae" for "ä" and the other way round, and run together: "smithjohn", "jsmith", "xuli". In texts, words
+///   of 4 letters are found beside digits: "smith2020". Scripts without spaces between words are found anywhere from 2
+///   characters on.
+/// - A date is found in the usual spellings, with two digits for the year too, and with the name of the month in eight
+///   languages. Only a birth date is found in six digits, "700305", and as "05-03-70".
 /// - An address, and each part of it that has a digit or two words, is found with any punctuation; so is an
 /// organization.
 /// - A telephone number is found however its digits are grouped, with and without the code of its country.

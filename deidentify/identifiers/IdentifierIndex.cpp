@@ -99,10 +99,15 @@ void IdentifierIndex::addCode(std::uint32_t number) {
         return;
     }
     addWords(Code, words, number);
+    if (!isUid) {
+        mGlued.addCode(words, number);
+    }
     const std::string_view text = words.text();
     const std::size_t digits = std::min(text.find_first_not_of('0'), text.size());
     if (!isUid && digits > 0 && isNumber(text) && text.size() - digits >= kShortestCode) {
-        addWords(Code, TextWords(text.substr(digits)), number);
+        const TextWords rest(text.substr(digits));
+        addWords(Code, rest, number);
+        mGlued.addCode(rest, number);
     }
 }
 
@@ -144,6 +149,7 @@ void IdentifierIndex::addName(std::uint32_t number) {
     const NameForms forms = formsOfName(mIdentifiers[number].text);
     for (const std::string& word : forms.words) {
         mTree.mark(mTree.grow(Name, mTree.symbolFor(word)), number);
+        mGlued.addName(word, number);
         mAnchors.push_back(word);
     }
     for (const NameForms::Link& link : forms.links) {
@@ -192,7 +198,7 @@ void IdentifierIndex::addDate(std::uint32_t number) {
 WordTree::Node IdentifierIndex::nextAfterGap(Spacing spacing, WordTree::Node node, std::string_view gap) const {
     constexpr std::size_t kLongestGap = 3;
     switch (spacing) {
-    case Code: return isMadeOf(gap, " _-./", kLongestGap) ? node : mTree.next(node, mTree.symbolOf(gap));
+    case Code: return isCodeGap(gap) ? node : mTree.next(node, mTree.symbolOf(gap));
     case Name: return isMadeOf(gap, " ,.-_^=/'", kLongestGap) ? node : WordTree::kNone;
     default: return node;
     }
@@ -212,6 +218,14 @@ std::vector<Candidate> IdentifierIndex::candidatesIn(const TextWords& words) con
     collectNames(text, found);
     collectWhole(words, found);
     mTelephones.findIn(words.text(), [&](std::size_t begin, std::size_t end, std::uint32_t number) {
+        found.push_back({begin, end, number, 1});
+    });
+    return found;
+}
+
+std::vector<Candidate> IdentifierIndex::gluedCandidatesIn(const TextWords& words) const {
+    std::vector<Candidate> found;
+    mGlued.findIn(words, [&](std::size_t begin, std::size_t end, std::uint32_t number) {
         found.push_back({begin, end, number, 1});
     });
     return found;

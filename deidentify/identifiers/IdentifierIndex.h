@@ -6,6 +6,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "deidentify/identifiers/GluedWords.h"
 #include "deidentify/identifiers/KnownIdentifiers.h"
 #include "deidentify/identifiers/NameForms.h"
 #include "deidentify/identifiers/TelephoneNumbers.h"
@@ -30,8 +31,11 @@ class IdentifierIndex {
     const Identifier& operator[](std::uint32_t number) const { return mIdentifiers[number]; }
     const std::vector<Identifier>& all() const { return mIdentifiers; }
 
-    /// Every place of a text where an identifier may stand.
+    /// Every place of a text where an identifier may stand as whole words.
     std::vector<Candidate> candidatesIn(const TextWords& words) const;
+    /// Places where an identifier may begin or end inside a word, in a text and not in bytes, in which letters stand
+    /// beside digits by chance.
+    std::vector<Candidate> gluedCandidatesIn(const TextWords& words) const;
 
     /// Whether a find is one that bytes which are no text do not show by chance: enough characters of a certain kind.
     /// @param original  the text of the words as it was before it was folded
@@ -85,6 +89,7 @@ class IdentifierIndex {
     std::unordered_map<int, std::uint32_t> mShortBirthDates{}; ///< by YYMMDD
     std::unordered_map<int, std::uint32_t> mShortDates{};      ///< the same of all dates
     TelephoneNumbers mTelephones{};
+    GluedWords mGlued{};
     std::size_t mNameCount = 0;
     std::vector<std::string> mAnchors{};
 };

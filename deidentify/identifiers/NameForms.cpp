@@ -14,6 +14,7 @@ namespace {
 constexpr std::size_t kMostWords = 12;
 constexpr std::size_t kShortestStrong = 3;
 constexpr std::size_t kShortestRunTogether = 5;
+constexpr std::size_t kShortestWholeName = 4; ///< run together of parts that are no initials
 constexpr std::size_t kShortestBesideInitial = 4;
 
 struct NameWord {
@@ -56,8 +57,27 @@ bool isGiven(const NameWord& word) { return word.component == 1; }
 bool isGivenOrMiddle(const NameWord& word) { return word.component == 1 || word.component == 2; }
 
 void addRunTogether(std::string word, std::size_t shortest, NameForms& forms) {
-    if (word.size() >= shortest && !isMeaningless(word)) {
+    if (charactersIn(word) >= shortest && !isMeaningless(word)) {
         forms.words.push_back(std::move(word));
+    }
+}
+
+void addBothOrders(const std::string& one, const std::string& other, std::size_t shortest, NameForms& forms) {
+    const bool hasInitial = charactersIn(one) < 2 || charactersIn(other) < 2;
+    shortest = hasInitial ? kShortestRunTogether : shortest;
+    addRunTogether(one + other, shortest, forms);
+    addRunTogether(other + one, shortest, forms);
+}
+
+/// "bergli" for "von Berg^Anna Li": a word of the family and a given one, as many are called.
+void addPairsRunTogether(const NameWords& words, NameForms& forms) {
+    for (const NameWord& family : words) {
+        for (const NameWord& given : words) {
+            const bool isPair = isFamily(family) && isGivenOrMiddle(given);
+            if (isPair && !isParticle(family.text) && !isParticle(given.text)) {
+                addBothOrders(family.text, given.text, kShortestRunTogether, forms);
+            }
+        }
     }
 }
 
@@ -71,9 +91,9 @@ void addRunTogether(const NameWords& words, NameForms& forms) {
         return;
     }
     for (const std::string& other : {rest, given.empty() ? rest : given}) {
-        addRunTogether(family + other, kShortestRunTogether, forms);
-        addRunTogether(other + family, kShortestRunTogether, forms);
+        addBothOrders(family, other, kShortestWholeName, forms);
     }
+    addPairsRunTogether(words, forms);
     std::string initials;
     for (const NameWord& word : words) {
         initials += isGivenOrMiddle(word) ? word.initial() : std::string{};

@@ -63,8 +63,13 @@ class Scanner {
     }
 
     /// The end of a run without spaces, and without the punctuation that ends a sentence.
-    std::size_t endOfChunk(std::size_t begin) const {
-        std::size_t end = endOf(begin, [](char character) { return !isSpace(character) && character != '\\'; });
+    /// @param most  bytes that are looked at: each word of a long run would look at all of it again
+    std::size_t endOfChunk(std::size_t begin, std::size_t most = std::string_view::npos) const {
+        const std::size_t stop = begin + std::min(most, mText.size() - begin);
+        std::size_t end = begin;
+        while (end < stop && !isSpace(mText[end]) && mText[end] != '\\') {
+            ++end;
+        }
         while (end > begin && std::string_view(".,;:)]>\"'").find(mText[end - 1]) != std::string_view::npos) {
             --end;
         }
@@ -75,14 +80,14 @@ class Scanner {
         const std::size_t begin = mAt;
         const std::size_t end = endOf(begin, [](char character) { return isLetter(character) || isDigit(character); });
         const std::string word = smallLetters(mText.substr(begin, end - begin));
-        const std::size_t chunk = endOfChunk(begin);
-        const std::string_view whole = mText.substr(begin, chunk - begin);
-        const std::size_t mail = whole.find('@');
-        if (mail != std::string_view::npos && whole.find('.', mail) != std::string_view::npos) {
-            add(begin, chunk);
-        } else if (whole.find("://") != std::string_view::npos || smallLetters(whole).starts_with("www.")) {
-            add(begin, chunk);
-        } else if (!readLabelled(word, end) && !readTitled(word, end)) {
+        const std::string_view start = mText.substr(begin, endOfChunk(begin, kLongestAddress) - begin);
+        const std::size_t mail = start.find('@');
+        if (mail != std::string_view::npos && start.find('.', mail) != std::string_view::npos) {
+            add(begin, endOfChunk(begin));
+        } else if (start.find("://") != std::string_view::npos || smallLetters(start.substr(0, 4)) == "www.") {
+            add(begin, endOfChunk(begin));
+        } else if (!readLabelled(word, end) && !readTelephone(word, end) && !readBirth(word, end) &&
+                   !readTitled(word, end)) {
             addOrPass(begin, end, holdsLongNumber(word));
         }
     }
@@ -117,10 +122,9 @@ class Scanner {
         const std::size_t value = behind(end, " .:#=");
         const bool hasColon = mText.substr(end, value - end).find_first_of(":=#") != std::string_view::npos;
         if (std::ranges::find(kNumbers, word) != kNumbers.end() && value > end) {
-            const std::size_t valueEnd = endOfChunk(value);
-            if (std::any_of(mText.begin() + static_cast<std::ptrdiff_t>(value),
-                            mText.begin() + static_cast<std::ptrdiff_t>(valueEnd), isDigit)) {
-                add(value, valueEnd);
+            const std::size_t startEnd = endOfChunk(value, kLongestAddress);
+            if (std::ranges::any_of(mText.substr(value, startEnd - value), isDigit)) {
+                add(value, endOfChunk(value));
                 return true;
             }
         }
@@ -129,6 +133,88 @@ class Scanner {
             return true;
         }
         return false;
+    }
+
+    /// The start of the value behind a label and, where the label is a phrase, behind the second word of it.
+    template <typename Words>
+    std::size_t behindLabel(std::size_t end, const Words& secondWords) const {
+        const std::size_t next = behind(end, kBehindLabels);
+        const std::size_t wordEnd = endOf(next, isLetter);
+        const bool isPhrase =
+            std::ranges::find(secondWords, smallLetters(mText.substr(next, wordEnd - next))) != secondWords.end();
+        return isPhrase ? behind(wordEnd, kBehindLabels) : next;
+    }
+
+    /// The end of the groups of digits that together are no more than a telephone number has.
+    std::size_t endOfTelephone(std::size_t begin) const {
+        constexpr std::size_t kMostDigits = 15;
+        std::size_t end = begin;
+        std::size_t digits = 0;
+        for (std::size_t group = behind(begin, "+("); isDigit(at(group)); group = behind(end, " +-./()")) {
+            const std::size_t groupEnd = endOf(group, isDigit);
+            digits += groupEnd - group;
+            if (digits > kMostDigits) {
+                break;
+            }
+            end = groupEnd;
+        }
+        return end;
+    }
+
+    /// "Tel. 0711/12 34 56" and "Fax: 12345". What is mobile may be a machine, so that it takes a longer number.
+    bool readTelephone(const std::string& word, std::size_t end) {
+        static constexpr std::array kTelephones{"tel", "telephone", "telefon", "telefono",
+                                                "fon", "phone",     "fax",     "telefax"};
+        static constexpr std::array kMobiles{"mobile", "mobil", "handy", "cell", "cellphone", "cellular", "pager"};
+        static constexpr std::array kNumber{"no", "nr", "number", "nummer"};
+        constexpr std::ptrdiff_t kFewest = 3;
+        constexpr std::ptrdiff_t kFewestMobile = 5;
+        const bool isMobile = std::ranges::find(kMobiles, word) != kMobiles.end();
+        if (!isMobile && std::ranges::find(kTelephones, word) == kTelephones.end()) {
+            return false;
+        }
+        const std::size_t value = behindLabel(end, kNumber);
+        const std::size_t valueEnd = endOfTelephone(value);
+        const std::ptrdiff_t digits = std::ranges::count_if(mText.substr(value, valueEnd - value), isDigit);
+        const bool hasUnit = isLetter(at(valueEnd));
+        if (value == end || hasUnit || digits < (isMobile ? kFewestMobile : kFewest)) {
+            return false;
+        }
+        add(value, valueEnd);
+        return true;
+    }
+
+    /// "born on 17.4.61" and "birth: 4/17/61": two digits for the year are a date behind such a word only.
+    bool readBirth(const std::string& word, std::size_t end) {
+        static constexpr std::array kBirths{"birth",   "birthdate",    "birthday",   "born",     "dob",      "geb",
+                                            "geboren", "geburtsdatum", "geburtstag", "n\u00E9",  "n\u00E9e", "nato",
+                                            "nata",    "nacido",       "nacida",     "naissance"};
+        static constexpr std::array kOn{"on", "am", "le", "il", "el", "date"};
+        if (std::ranges::find(kBirths, word) == kBirths.end()) {
+            return false;
+        }
+        const std::size_t value = behindLabel(end, kOn);
+        const std::size_t valueEnd = endOfChunk(value, kLongestAddress);
+        if (value == end || !isShortDate(mText.substr(value, valueEnd - value))) {
+            return false;
+        }
+        add(value, valueEnd);
+        return true;
+    }
+
+    /// Three numbers of one or two digits with the same separator.
+    static bool isShortDate(std::string_view run) {
+        std::size_t parts = 0;
+        const std::size_t separator = run.find_first_of("-./");
+        for (std::size_t begin = 0; separator != std::string_view::npos && begin <= run.size(); ++parts) {
+            const std::size_t end = std::min(run.find(run[separator], begin), run.size());
+            const std::string_view part = run.substr(begin, end - begin);
+            if (part.empty() || part.size() > 2 || !std::ranges::all_of(part, isDigit)) {
+                return false;
+            }
+            begin = end + 1;
+        }
+        return parts == 3;
     }
 
     /// Up to three words that begin with capital letters.
@@ -233,6 +319,9 @@ class Scanner {
         const auto dots = std::ranges::count(run, '.');
         return std::ranges::count_if(run, isDigit) >= kTelephone && dots == 0;
     }
+
+    static constexpr std::size_t kLongestAddress = 320; ///< of mail; one of the web shows what it is before that
+    static constexpr std::string_view kBehindLabels = " .:#=-)";
 
     std::string_view mText;
     std::size_t mAt = 0;

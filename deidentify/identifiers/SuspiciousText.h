@@ -14,8 +14,8 @@ struct TextSpan {
 
 /// Parts of a free text that look like identifiers of a person although no file of the run says whose they are: full
 /// dates, telephone numbers, numbers of seven or more digits, also in a word, addresses of mail and of the web, what
-/// follows a label such as "MRN:" or "Name:", and the word behind a title such as "Dr.". They stand in order and do not
-/// overlap.
+/// follows a label such as "MRN:", "Tel.", "born on" or "Name:", and the word behind a title such as "Dr.". They stand
+/// in order and do not overlap.
 /// @param text  UTF-8; other bytes are taken for letters
 std::vector<TextSpan> suspiciousParts(std::string_view text);
 

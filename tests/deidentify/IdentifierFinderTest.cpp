@@ -5,37 +5,18 @@
 #include <chrono>
 #include <random>
 
+#include "tests/deidentify/FoundTexts.h"
 #include "workers/Parcel.h"
 
 using namespace radvex::deidentify;
+using radvex::test::finderOf;
+using radvex::test::found;
+using radvex::test::name;
+using radvex::test::Texts;
 
 namespace {
 
 using Kind = IdentifierKind;
-using Texts = std::vector<std::string>;
-
-IdentifierFinder finderOf(const std::vector<Identifier>& identifiers) {
-    KnownIdentifiers known;
-    for (const auto& [kind, text] : identifiers) {
-        known.add(kind, text);
-    }
-    return IdentifierFinder(known);
-}
-
-/// What is found of one identifier in a text.
-Texts found(Kind kind, const std::string& identifier, const std::string& text) {
-    const IdentifierFinder finder = finderOf({{kind, identifier}});
-    Texts texts;
-    for (const Find& find : finder.findAll(text)) {
-        EXPECT_EQ(find.identifier->text, identifier);
-        texts.push_back(text.substr(find.begin, find.length));
-    }
-    return texts;
-}
-
-Texts name(const std::string& identifier, const std::string& text) {
-    return found(Kind::PatientName, identifier, text);
-}
 
 } // namespace
 
@@ -59,7 +40,7 @@ TEST(IdentifierFinder, FindsAUidAsAWholeOnly) {
 
 TEST(IdentifierFinder, FindsAnIdAsWholeWordsWithoutCase) {
     EXPECT_EQ(found(Kind::PatientId, "Abc123", "ABC123 of abc123_x"), (Texts{"ABC123", "abc123"}));
-    EXPECT_EQ(found(Kind::PatientId, "Abc123", "ABC1234 xabc123 abc-123"), Texts{});
+    EXPECT_EQ(found(Kind::PatientId, "Abc123", "ABC1234 xabc123 abc1-23"), Texts{});
     EXPECT_EQ(found(Kind::PatientId, "MRN 12-34", "mrn_12_34, MRN 12-34"), (Texts{"mrn_12_34", "MRN 12-34"}));
     EXPECT_EQ(found(Kind::PatientId, "MRN 12-34", "MRN 12 MRN 12-345 MRN, 12-34"), Texts{});
     EXPECT_EQ(found(Kind::Device, "A:12#34", "A:12#34 a:12#34"), (Texts{"A:12#34", "a:12#34"}));
@@ -87,7 +68,7 @@ TEST(IdentifierFinder, FindsEachWordOfANameAndNeighboursTogether) {
     EXPECT_EQ(name("Smith^John", "Report for JOHN of the smith family"), (Texts{"JOHN", "smith"}));
     EXPECT_EQ(name("Smith^John", "John Smith; Smith, John; SMITH_JOHN_1970; Smith^John"),
               (Texts{"John Smith", "Smith, John", "SMITH_JOHN", "Smith^John"}));
-    EXPECT_EQ(name("Smith^John", "blacksmith smiths Johnson john1"), Texts{});
+    EXPECT_EQ(name("Smith^John", "blacksmith smiths Johnson"), Texts{});
     EXPECT_EQ(name("Smith-Jones^Mary Ann", "jones ANN"), (Texts{"jones ANN"}));
     EXPECT_EQ(name("Doe^Jane\\Roe^Rick", "jane rick"), (Texts{"jane", "rick"}));
 }
@@ -142,35 +123,6 @@ TEST(IdentifierFinder, LeavesOutTitlesAndWordsThatSayNothing) {
     EXPECT_EQ(found(Kind::PatientId, "PHANTOM", "phantom"), Texts{});
     EXPECT_EQ(found(Kind::PatientId, "PHANTOM7", "phantom7"), Texts{"phantom7"});
     EXPECT_EQ(found(Kind::Organization, "Hospital", "hospital"), Texts{});
-}
-
-TEST(IdentifierFinder, FindsADateInTheUsualSpellings) {
-    for (const std::string spelling :
-         {"19700305", "1970-03-05", "1970/03/05", "1970.03.05", "05.03.1970", "5.3.1970", "05/03/1970", "03/05/1970",
-          "5/3/1970", "3/5/1970", "05-03-1970", "05MAR1970", "5 March 1970", "5. M\u00E4rz 1970", "March 5, 1970",
-          "Mar 5 1970", "5-Mar-70", "5th March 1970"}) {
-        EXPECT_EQ(found(Kind::BirthDate, "19700305", "born " + spelling + "."), Texts{spelling});
-        EXPECT_EQ(found(Kind::OtherDate, "19700305", spelling + ", then"), Texts{spelling});
-        EXPECT_EQ(found(Kind::BirthDate, "19700306", spelling), Texts{}) << spelling;
-    }
-    EXPECT_EQ(found(Kind::BirthDate, "19700305", "MUELLER_HANS_19700305"), Texts{"19700305"});
-}
-
-TEST(IdentifierFinder, FindsADateInATime) {
-    for (const std::string time : {"103000", "103000.123456", "1030", "10", "103000+0100", "103000.1-0500"}) {
-        EXPECT_EQ(found(Kind::BirthDate, "19700305", "19700305" + time), Texts{"19700305"}) << time;
-    }
-    EXPECT_EQ(found(Kind::BirthDate, "19700305", "1970-03-05T10:30:00"), Texts{"1970-03-05"});
-    EXPECT_EQ(found(Kind::BirthDate, "19700305", "1970030599 197003051 19700305103 19700305.1 119700305"), Texts{});
-    EXPECT_EQ(found(Kind::BirthDate, "19700305", "1.2.19700305.3 1.5.3.1970 5.3.1970.1"), Texts{}) << "UIDs";
-}
-
-TEST(IdentifierFinder, FindsAYearOfTwoDigitsInBirthDatesOnly) {
-    for (const std::string spelling : {"05.03.70", "03/05/70", "05/03/70"}) {
-        EXPECT_EQ(found(Kind::BirthDate, "19700305", spelling), Texts{spelling});
-        EXPECT_EQ(found(Kind::OtherDate, "19700305", spelling), Texts{}) << spelling;
-    }
-    EXPECT_EQ(found(Kind::BirthDate, "19700305", "5.3.70 700305 70-03-05 05-03-70 03.05.70"), Texts{});
 }
 
 TEST(IdentifierFinder, FindsAnAddressAndItsTellingParts) {
@@ -245,8 +197,9 @@ TEST(IdentifierFinder, FindsWhatIsPlantedInAnyText) {
         {Kind::OtherId, "00778899"},     {Kind::PatientName, "Gr\u00FCnwald^Ottokar"},
         {Kind::BirthDate, "19610417"},   {Kind::Organization, "Praxis am Ring"},
         {Kind::Telephone, "089 5554433"}};
-    const Texts planted{"1.2.840.99.17",   "px_90817",   "778899",         "GRUENWALD",      "O. Gr\u00FCnwald",
-                        "ottokargrunwald", "17.04.1961", "April 17, 1961", "praxis-am-ring", "+49 89 555 44 33"};
+    const Texts planted{"1.2.840.99.17",   "px_90817",   "778899",         "GRUENWALD",       "O. Gr\u00FCnwald",
+                        "ottokargrunwald", "17.04.1961", "April 17, 1961", "17.4.61",         "610417",
+                        "PX90817",         "px 90817",   "praxis-am-ring", "+49 89 555 44 33"};
     const Texts others{"ct",   "17",     "1.2.840.99", "lung", "19610418", "\u00E9t\u00E9",
                        "\xFF", "778898", "Otto",       "ring", "am",       "\u5C71"};
     const Texts separators{" ", "; ", "\n", " \u2013 ", ": "};

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
 
 using radvex::deidentify::suspiciousParts;
@@ -114,6 +115,47 @@ TEST(SuspiciousText, FindsWhatFollowsALabel) {
     EXPECT_THAT(partsOf("MRN:"), IsEmpty());
 }
 
+TEST(SuspiciousText, FindsATelephoneNumberBehindItsLabel) {
+    EXPECT_THAT(partsOf("tel 0711 123456"), ElementsAre("0711 123456"));
+    EXPECT_THAT(partsOf("Tel. 0711/123456, supine"), ElementsAre("0711/123456"));
+    EXPECT_THAT(partsOf("Fax: 12345 of"), ElementsAre("12345"));
+    EXPECT_THAT(partsOf("phone 555 12 34."), ElementsAre("555 12 34"));
+    EXPECT_THAT(partsOf("mobile 0171 12345"), ElementsAre("0171 12345"));
+    EXPECT_THAT(partsOf("Mobile phone no. 555-12"), ElementsAre("555-12"));
+    EXPECT_THAT(partsOf("Handy: +49 (171) 123"), ElementsAre("+49 (171) 123"));
+    EXPECT_THAT(partsOf("Fon (0711) 12-34"), ElementsAre("(0711) 12-34"));
+    EXPECT_THAT(partsOf("Telefon-Nr.: 123"), ElementsAre("123"));
+    EXPECT_THAT(partsOf("(phone) 555 12"), ElementsAre("555 12"));
+    EXPECT_THAT(partsOf("tel"), IsEmpty());
+    EXPECT_THAT(partsOf("tel."), IsEmpty());
+}
+
+TEST(SuspiciousText, TakesNoOtherNumberForATelephone) {
+    for (const char* text :
+         {"telescope 10", "telescope 12345", "hotel 12345", "intel 1234", "Tel Aviv 12345", "tel 12", "phone 125kV",
+          "mobile 125 kV", "Mobile 2 chest", "handy 1234", "phones 12345", "microphone 12345", "cell 10 x 10",
+          "fax, 12345", "telemetry: 12345", "fon 3.0T", "tel +"}) {
+        EXPECT_THAT(partsOf(text), IsEmpty()) << text;
+    }
+    EXPECT_THAT(partsOf("tel 0711 123456 and 20 mm"), ElementsAre("0711 123456"));
+    EXPECT_THAT(partsOf("tel 123456789012345 99"), ElementsAre("123456789012345")) << "no number has more digits";
+}
+
+TEST(SuspiciousText, FindsAShortDateBehindABirth) {
+    EXPECT_THAT(partsOf("born 17.4.61"), ElementsAre("17.4.61"));
+    EXPECT_THAT(partsOf("DOB 4/17/61"), ElementsAre("4/17/61"));
+    EXPECT_THAT(partsOf("DOB: 17-04-61,"), ElementsAre("17-04-61"));
+    EXPECT_THAT(partsOf("born on 17.4.61."), ElementsAre("17.4.61"));
+    EXPECT_THAT(partsOf("geb. am 17.4.61"), ElementsAre("17.4.61"));
+    EXPECT_THAT(partsOf("n\u00E9e le 17/4/61"), ElementsAre("17/4/61"));
+    EXPECT_THAT(partsOf("date of birth: 4/17/61"), ElementsAre("4/17/61"));
+    EXPECT_THAT(partsOf("Birth date 4/17/61"), ElementsAre("4/17/61"));
+    for (const char* text : {"17.4.61", "seen 17.4.61", "birth 3500", "birth weight 3.5", "stillborn 17.4.61",
+                             "birth 17.4", "birth 1.2.3.4", "birth 17.4/61", "birth on 5", "born at term", "birth"}) {
+        EXPECT_THAT(partsOf(text), IsEmpty()) << text;
+    }
+}
+
 TEST(SuspiciousText, FindsTheNameBehindATitle) {
     EXPECT_THAT(partsOf("for Dr. Meier-Schulz by bus"), ElementsAre("Meier-Schulz"));
     EXPECT_THAT(partsOf("Mrs O'Hara"), ElementsAre("O'Hara"));
@@ -127,6 +169,18 @@ TEST(SuspiciousText, TakesAModalityAndAUnitForNoTitle) {
         EXPECT_THAT(partsOf(text), IsEmpty()) << text;
     }
     EXPECT_THAT(partsOf("MR. SMITH"), ElementsAre("SMITH"));
+}
+
+TEST(SuspiciousText, TakesLinearTimeForAHugeTextWithoutSpaces) {
+    for (const std::string part : {"a-", "mrn-", "tel-", "dob-", "tel 1 ", "1-", "mail@", "Dr.", "Name:", "geb.1/"}) {
+        std::string text;
+        while (text.size() < 200000) {
+            text += part;
+        }
+        const auto start = std::chrono::steady_clock::now();
+        (void)suspiciousParts(text);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5)) << part;
+    }
 }
 
 TEST(SuspiciousText, ReadsAnyBytes) {
