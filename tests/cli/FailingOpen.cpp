@@ -1,6 +1,6 @@
 // Preloaded: ends the process when it opens a file whose name ends with what RADVEX_TEST_ENDS_AT says, as a defect in
-// the reading of that file would. For what the command reads without the library. The first opens of the file, as many as
-// RADVEX_TEST_SPARES says, go well: a command may look at its start before a worker reads it.
+// the reading of that file would. For what the command reads without the library. The first opens of the file, as many
+// as RADVEX_TEST_SPARES says, go well: a command may look at its start before a worker reads it.
 
 #include <dlfcn.h>
 

@@ -34,13 +34,13 @@ const std::map<std::string, std::set<std::string>> kSees{
     {"deidentify/identifiers", {}},
     {"deidentify/pixels", {"formats", "guard", "dcmtk"}},
     {"deidentify/profile", {}},
-    {"deidentify",
-     {"deidentify/identifiers", "deidentify/profile", "files", "formats", "host", "media", "workers"}},
+    {"deidentify", {"deidentify/identifiers", "deidentify/profile", "files", "formats", "host", "media", "workers"}},
     {"deidentify/rewriting",
-     {"deidentify", "deidentify/identifiers", "deidentify/pixels", "deidentify/profile", "media", "media/dicomdir", "guard", "dcmtk"}},
+     {"deidentify", "deidentify/identifiers", "deidentify/pixels", "deidentify/profile", "media", "media/dicomdir",
+      "guard", "dcmtk"}},
     {"deidentify/checking",
-     {"deidentify", "deidentify/identifiers", "deidentify/pixels", "deidentify/profile", "deidentify/rewriting", "media",
-      "media/dicomdir", "dcmtk"}},
+     {"deidentify", "deidentify/identifiers", "deidentify/pixels", "deidentify/profile", "deidentify/rewriting",
+      "media", "media/dicomdir", "dcmtk"}},
     {"cli", {"deidentify", "files", "formats", "host", "include", "media", "volume", "workers"}},
 };
 
