@@ -21,6 +21,11 @@ WORDS = ("lipid", "nasal", "angled", "analysis", "T1", "C7", "5mm", "B30f", "3.0
 LENGTHS = {"SH": 16, "AE": 16, "CS": 16, "LO": 64, "PN": 64, "ST": 1024}
 TEXTS = ("LO", "ST", "LT", "UT", "UC", "SH")
 
+# Dates of code tables and of machines stand in files of many patients. Moved with those of one, they tell by how much,
+# so that they have to go and need not keep an interval.
+SHARED_DATES = ("0008,0106", "0008,0107", "0040,DB06", "0040,DB07", "0014,407E", "0018,1200", "0018,1202", "0018,1203",
+                "0018,1204", "0018,1205", "0018,700C")
+
 # Kinds of required actions, and of things that are kept
 REMOVED, REPLACED, FREE_OF = "removed", "replaced", "free of"
 UID_REPLACED, DATE_REPLACED, BYTES_FREE, PATH_FREE = "uid replaced", "date replaced", "bytes free of", "path free of"
@@ -172,7 +177,8 @@ class Planting:
         elif code == "M":
             if element.VR in ("DA", "DT"):
                 self.require(place, DATE_REPLACED, **at, value=original)
-                self.keep("dates, shifted", INTERVAL, **at, value=original)
+                if path[-1] not in SHARED_DATES:
+                    self.keep("dates, shifted", INTERVAL, **at, value=original)
         elif code == "C":
             self._record_cleaned(place, at, element, identifiers, words, how)
         elif code == "X" and not self._is_required(path):

@@ -145,6 +145,9 @@ class Scanner {
         return isPhrase ? behind(wordEnd, kBehindLabels) : next;
     }
 
+    /// Whether digits that end here are part of a measure, such as "5mm" or "3.0".
+    bool isMeasure(std::size_t end) const { return isLetter(at(end)) || (at(end) == '.' && isDigit(at(end + 1))); }
+
     /// The end of the groups of digits that together are no more than a telephone number has.
     std::size_t endOfTelephone(std::size_t begin) const {
         constexpr std::size_t kMostDigits = 15;
@@ -153,7 +156,8 @@ class Scanner {
         for (std::size_t group = behind(begin, "+("); isDigit(at(group)); group = behind(end, " +-./()")) {
             const std::size_t groupEnd = endOf(group, isDigit);
             digits += groupEnd - group;
-            if (digits > kMostDigits) {
+            const bool isApart = group > end && end > begin && mText[group - 1] == ' ';
+            if (digits > kMostDigits || (isApart && isMeasure(groupEnd))) {
                 break;
             }
             end = groupEnd;
@@ -272,7 +276,7 @@ class Scanner {
 
     /// The end of "+49 30 123 45 67": groups of digits with single spaces between them.
     std::size_t endOfGroups(std::size_t end) const {
-        while (at(end) == ' ' && isDigit(at(end + 1))) {
+        while (at(end) == ' ' && isDigit(at(end + 1)) && !isMeasure(endOf(end + 1, isDigit))) {
             end = endOf(end + 1, isDigit);
         }
         return end;

@@ -77,7 +77,8 @@ bool clearJpeg(Bytes bytes, bool& areCleared) {
         } else if (hasNoLength(marker)) {
             offset += 2;
         } else if (marker == kEnd) {
-            clear(bytes.subspan(offset + 2), areCleared);
+            const Bytes behind = bytes.subspan(offset + 2);
+            clear(behind.subspan(behind.size() == 1 ? 1 : 0), areCleared); // one byte is padding, of any value
             return true;
         } else {
             const std::size_t end = offset + 4 <= bytes.size() ? offset + 2 + lengthAt(bytes, offset + 2) : 0;

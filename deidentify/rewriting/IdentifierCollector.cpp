@@ -101,8 +101,10 @@ std::optional<IdentifierKind> kindOf(DcmElement& element, const ProfileOptions& 
     }
     const auto known = kindsOfAttributes().find(key);
     if (known != kindsOfAttributes().end()) {
-        // An institution that is kept may stand in other attributes too.
-        const bool isKeptToo = known->second == IdentifierKind::Organization && options.has(ProfileOption::Institution);
+        // An institution or a device that is kept may stand in other attributes too.
+        const bool isKeptToo =
+            (known->second == IdentifierKind::Organization && options.has(ProfileOption::Institution)) ||
+            (known->second == IdentifierKind::Device && options.has(ProfileOption::Device));
         return isKeptToo ? std::nullopt : std::optional(known->second);
     }
     switch (meantType(element)) {

@@ -333,6 +333,20 @@ class FileRewriting {
         }
     }
 
+    /// How much of a text goes that stays. @param rule  of the option that keeps it; empty when none names it
+    Cleaning cleaningOf(const Place& place, DcmElement& element, const std::string& rule) const {
+        if (rule.starts_with("retain institution")) {
+            return Cleaning::Patient;
+        }
+        if (holdsVocabulary(place.item, element.getTag())) {
+            return Cleaning::Vocabulary;
+        }
+        if (place.isCleaned || isOverlay(element.getTag())) {
+            return Cleaning::Descriptions;
+        }
+        return rule.empty() && options().has(ProfileOption::Descriptors) ? Cleaning::Texts : Cleaning::Identifiers;
+    }
+
     void keep(const Place& place, DcmElement& element, const std::string& rule) {
         if (!rule.empty()) {
             note(place, element.getTag(), "kept", rule);
@@ -345,13 +359,7 @@ class FileRewriting {
         } else if (place.isDummy && meantType(element) == EVR_UI) {
             renew(place, element, "item of a dummy");
         } else if (!holdsCode(place.item, element.getTag()) && element.getTag() != DCM_URNCodeValue) {
-            replaceIdentifiers(place, element,
-                               rule.starts_with("retain institution")          ? Cleaning::Patient
-                               : holdsVocabulary(place.item, element.getTag()) ? Cleaning::Vocabulary
-                               : place.isCleaned || isOverlay(element.getTag()) ||
-                                       options().has(ProfileOption::Descriptors)
-                                   ? Cleaning::Descriptions
-                                   : Cleaning::Identifiers);
+            replaceIdentifiers(place, element, cleaningOf(place, element, rule));
         }
     }
 

@@ -37,7 +37,8 @@ bool counts(const Identifier& identifier, std::string_view found, Cleaning clean
     switch (cleaning) {
     case Cleaning::Patient: return isOfPatient(identifier.kind) && identifier.text.size() >= kTelling;
     case Cleaning::Vocabulary: return identifier.text.size() >= kTelling && !isSingleWord(identifier, found);
-    case Cleaning::Identifiers: return identifier.text.size() >= kTelling || found.size() >= kTelling;
+    case Cleaning::Identifiers:
+    case Cleaning::Texts: return identifier.text.size() >= kTelling || found.size() >= kTelling;
     case Cleaning::Descriptions: break;
     }
     return true;
@@ -97,7 +98,7 @@ TextCleaner::Parts TextCleaner::partsToReplace(const std::string& text, Cleaning
         const std::string_view found = std::string_view(text).substr(find.begin, find.length);
         parts[find.begin] = {find.begin + find.length, mNewText(*find.identifier, found)};
     }
-    if (cleaning == Cleaning::Descriptions) {
+    if (cleaning == Cleaning::Descriptions || cleaning == Cleaning::Texts) {
         for (const TextSpan& span : suspiciousParts(text)) {
             const std::size_t end = span.begin + span.length;
             Part& part = parts.try_emplace(span.begin, Part{end, std::string(kRemovedText)}).first->second;

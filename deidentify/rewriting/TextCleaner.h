@@ -20,7 +20,8 @@ enum class Cleaning {
     Patient,      ///< only what tells the patient: an option keeps the rest, such as the name of an institution
     Vocabulary,   ///< identifiers, but no single word of a name: "Stone" is more likely a finding than Mr Stone
     Identifiers,  ///< what is known from the files of the run; a number such as "1" is too short to be known here
-    Descriptions, ///< all identifiers, and what looks like one
+    Texts,        ///< the same, and what looks like an identifier
+    Descriptions, ///< all identifiers of any length, and what looks like one
 };
 
 /// Replaces identifiers in texts.

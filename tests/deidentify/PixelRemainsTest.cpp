@@ -58,6 +58,8 @@ TEST(PixelRemains, WhatDecodingNeedsStays) {
 
 TEST(PixelRemains, BytesBehindTheEndOfAnImageGo) {
     EXPECT_EQ(clear(kStart + kTable + kScan + kEnd + "Doe^Jane").bytes, kStart + kTable + kScan + kEnd + zeros(8));
+    EXPECT_EQ(clear(kStart + kTable + kScan + kEnd + "\xFF").bytes, kStart + kTable + kScan + kEnd + "\xFF")
+        << "padding";
 }
 
 TEST(PixelRemains, CommentsOfJpeg2000GoAndTheirKindStays) {

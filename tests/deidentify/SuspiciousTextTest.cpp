@@ -194,3 +194,9 @@ TEST(SuspiciousText, ReadsAnyBytes) {
     EXPECT_THAT(partsOf("Dr. \xFF\xFE"), IsEmpty());
     EXPECT_THAT(partsOf("Name: \xFF"), ElementsAre("\xFF"));
 }
+
+TEST(SuspiciousText, AMeasureBehindATelephoneNumberIsNoPartOfIt) {
+    EXPECT_THAT(partsOf("tel 0711 123456 5mm slices"), ElementsAre("0711 123456"));
+    EXPECT_THAT(partsOf("+49 30 123 45 67 3.0 T"), ElementsAre("+49 30 123 45 67"));
+    EXPECT_THAT(partsOf("+49 30 123 45 67 89"), ElementsAre("+49 30 123 45 67 89"));
+}

@@ -47,10 +47,23 @@ def fragments_of(value):
     return list(generate_pixel_data_fragment(stream))
 
 
+def without_comments(fragment):
+    """A JPEG 2000 or JPEG stream whose comments and metadata of cameras are zero, as far as its first headers go."""
+    told = (0x64,) if fragment[:2] == b"\xff\x4f" else (0xFE, *range(0xE1, 0xEE)) if fragment[:2] == b"\xff\xd8" else ()
+    kept = 2 if told == (0x64,) else 0  # says of what kind a comment is
+    stream, at = bytearray(fragment), 2
+    while told and at + 4 <= len(stream) and stream[at] == 0xFF and stream[at + 1] not in (0x90, 0xDA, 0xD9):
+        end = at + 2 + int.from_bytes(stream[at + 2:at + 4], "big")
+        if stream[at + 1] in told:
+            stream[at + 4 + kept:end] = bytes(max(0, end - at - 4 - kept))
+        at = end
+    return bytes(stream)
+
+
 def pixels_of(dataset):
-    """Bytes of the pixels by keyword; of compressed ones each fragment."""
+    """Bytes of the pixels by keyword; of compressed ones each fragment, without the comments that have to go."""
     elements = {keyword: dataset[keyword] for keyword in PIXELS if keyword in dataset}
-    return {keyword: fragments_of(element.value) if element.is_undefined_length else element.value
+    return {keyword: [without_comments(one) for one in fragments_of(element.value)] if element.is_undefined_length else element.value
             for keyword, element in elements.items()}
 
 
