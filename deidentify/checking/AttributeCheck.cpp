@@ -277,7 +277,7 @@ class AttributeCheck {
             checkMoved(place, element, decision.rule);
         } else if (isOverlay(key)) {
             return;
-        } else if (holdsText(element) && element.ident() != EVR_UN) {
+        } else if (holdsText(element) && !isOfUnknownType(element)) {
             search(place, element, Cleaning::Descriptions);
             hint(place, element);
         } else { // bytes cannot be cleaned
@@ -309,7 +309,7 @@ class AttributeCheck {
 
     void search(const Place& place, DcmElement& element, Cleaning cleaning) {
         const DcmEVR vr = element.ident();
-        if (mTools.isDeflated && (vr == EVR_OB || vr == EVR_UN)) {
+        if (mTools.isDeflated && (vr == EVR_OB || isOfUnknownType(element))) {
             searchBytes(element);
         }
         if (mTools.finder.isEmpty() || (!isFreeText(vr) && vr != EVR_AE && vr != EVR_CS)) {

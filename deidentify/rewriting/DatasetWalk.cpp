@@ -91,8 +91,13 @@ DcmSequenceOfItems* asSequence(DcmElement& element) {
     return element.ident() == EVR_pixelSQ ? nullptr : dynamic_cast<DcmSequenceOfItems*>(&element);
 }
 
+bool isOfUnknownType(DcmElement& element) {
+    const DcmEVR vr = element.ident();
+    return vr == EVR_UN || vr == EVR_UNKNOWN || vr == EVR_UNKNOWN2B;
+}
+
 bool holdsText(DcmElement& element) {
-    return dynamic_cast<DcmByteString*>(&element) != nullptr || element.ident() == EVR_UN;
+    return dynamic_cast<DcmByteString*>(&element) != nullptr || isOfUnknownType(element);
 }
 
 std::string textOf(DcmElement& element) {
@@ -102,7 +107,7 @@ std::string textOf(DcmElement& element) {
         return element.getString(text, length).good() && text != nullptr ? std::string(text, length) : std::string();
     }
     Uint8* bytes = nullptr;
-    if (element.ident() != EVR_UN || element.getUint8Array(bytes).bad() || bytes == nullptr) {
+    if (!isOfUnknownType(element) || element.getUint8Array(bytes).bad() || bytes == nullptr) {
         return "";
     }
     return {reinterpret_cast<const char*>(bytes), element.getLength()};
@@ -110,7 +115,7 @@ std::string textOf(DcmElement& element) {
 
 void putText(DcmElement& element, const std::string& text) {
     OFCondition put;
-    if (element.ident() == EVR_UN) {
+    if (isOfUnknownType(element)) {
         const std::string even = text + std::string(text.size() % 2, ' ');
         put = element.putUint8Array(reinterpret_cast<const Uint8*>(even.data()), even.size());
     } else {

@@ -36,6 +36,10 @@ DcmSequenceOfItems* asSequence(DcmElement& element);
 /// The value of an element that holds text, with backslashes between its parts. Empty for all other elements.
 std::string textOf(DcmElement& element);
 
+/// Whether nobody tells the type of the value: the file says UN, or says nothing and the dictionary does not know the
+/// attribute.
+bool isOfUnknownType(DcmElement& element);
+
 /// Whether the element is a string, or bytes of an unknown type.
 bool holdsText(DcmElement& element);
 

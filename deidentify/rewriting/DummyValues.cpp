@@ -88,7 +88,7 @@ void putDummy(DcmElement& element) {
     if (vr == EVR_UI || asSequence(element) != nullptr) {
         return;
     }
-    const bool isBytes = vr == EVR_OB || vr == EVR_UN || vr == EVR_ox;
+    const bool isBytes = vr == EVR_OB || vr == EVR_ox || isOfUnknownType(element);
     constexpr std::array<Uint8, 2> kZeros{};
     constexpr Uint16 kZero = 0;
     if (holdsText(element) && !isBytes) {

@@ -183,7 +183,7 @@ class FileRewriting {
     /// Where the file does not tell the type of a private attribute, its bytes do, as far as they can.
     void keepPrivate(const Place& place, DcmElement& element) {
         const std::string rule = "retain safe private C";
-        if (element.ident() != EVR_UN) {
+        if (!isOfUnknownType(element)) {
             apply(place, element,
                   {asSequence(element) != nullptr ? Action::Clean : cleanedByType(element.ident()), rule});
             return;
@@ -377,7 +377,7 @@ class FileRewriting {
             note(place, key, "kept", rule); // whole days leave the time of day
         } else if (isOverlay(key) && !isFreeText(element.ident())) {
             note(place, key, "kept", rule);
-        } else if (holdsText(element) && element.ident() != EVR_UN) {
+        } else if (holdsText(element) && !isOfUnknownType(element)) {
             note(place, key, "cleaned", rule);
             replaceIdentifiers(place, element, Cleaning::Descriptions);
         } else { // bytes cannot be cleaned
@@ -434,7 +434,8 @@ class FileRewriting {
         } else if (vr == EVR_AE || vr == EVR_CS) {
             const bool isVocabulary = vr == EVR_CS && element.getTag() != DCM_ContentLabel;
             cleanCodes(place, element, isVocabulary ? Cleaning::Vocabulary : cleaning);
-        } else if (isOne(vr, {EVR_OB, EVR_UN}) && (holdsIdentifier(element) || showsIdentifier(place, element))) {
+        } else if ((vr == EVR_OB || isOfUnknownType(element)) &&
+                   (holdsIdentifier(element) || showsIdentifier(place, element))) {
             remove(place, element, "identifier of the run in its bytes");
         }
     }
@@ -459,7 +460,7 @@ class FileRewriting {
     /// Bytes of an unknown type that may be a text.
     bool showsIdentifier(const Place& place, DcmElement& element) {
         constexpr Uint32 kLongestText = 1U << 16;
-        if (element.ident() != EVR_UN || element.getLengthField() > kLongestText) {
+        if (!isOfUnknownType(element) || element.getLengthField() > kLongestText) {
             return false;
         }
         const std::string text = mDecoder.utf8(element, place.characterSet);

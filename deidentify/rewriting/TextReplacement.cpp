@@ -35,15 +35,15 @@ bool isReadable(std::string_view text) {
 
 /// Codes, numbers, dates and UIDs that name a kind have to stay the same, even when a PatientID looks like one.
 bool holdsFreeText(DcmElement& element) {
-    constexpr std::array kFreeTexts{EVR_LO, EVR_LT, EVR_PN, EVR_SH, EVR_ST, EVR_UC, EVR_UN, EVR_UR, EVR_UT};
-    return std::ranges::find(kFreeTexts, element.ident()) != kFreeTexts.end();
+    constexpr std::array kFreeTexts{EVR_LO, EVR_LT, EVR_PN, EVR_SH, EVR_ST, EVR_UC, EVR_UR, EVR_UT};
+    return isOfUnknownType(element) || std::ranges::find(kFreeTexts, element.ident()) != kFreeTexts.end();
 }
 
 /// Bytes that are no text, such as private blocks and documents.
 bool holdsBytes(DcmElement& element) {
     constexpr Uint16 kPixelGroup = 0x7FE0;
     constexpr Uint32 kLongest = Uint32{1} << 26;
-    const bool isText = element.ident() != EVR_OB && (element.ident() != EVR_UN || isReadable(textOf(element)));
+    const bool isText = element.ident() != EVR_OB && (!isOfUnknownType(element) || isReadable(textOf(element)));
     return !isText && element.getTag().getGroup() != kPixelGroup && element.getLengthField() <= kLongest;
 }
 

@@ -10,7 +10,7 @@ namespace radvex::deidentify {
 
 DcmEVR meantType(DcmElement& element) {
     const DcmEVR type = element.ident();
-    if (type == EVR_UN || !holdsText(element) || element.getTag().isPrivate()) {
+    if (isOfUnknownType(element) || !holdsText(element) || element.getTag().isPrivate()) {
         return type;
     }
     const DcmEVR known = DcmTag(element.getTag().getXTag()).getEVR();
