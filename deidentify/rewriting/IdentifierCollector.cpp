@@ -182,7 +182,7 @@ class Collector {
         }
     }
 
-    static constexpr Uint32 kLongest = 4096; // no identifier, but a text
+    static constexpr Uint32 kLongest = 1024; // no identifier, but a text
 
     const ProfileOptions& mOptions;
     TextDecoder& mDecoder;

@@ -3,6 +3,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "dcmtk/config/osconfig.h"
+
+#include "dcmtk/dcmdata/dcrledrg.h"
+#include "dcmtk/dcmdata/dcrleerg.h"
+#include "dcmtk/dcmjpeg/djdecode.h"
+#include "dcmtk/dcmjpeg/djencode.h"
+#include "dcmtk/dcmjpls/djdecode.h"
+#include "dcmtk/dcmjpls/djencode.h"
 #include "tests/deidentify/PixelPictures.h"
 #include "tests/support/DicomFiles.h"
 #include "tests/support/Process.h"
@@ -14,6 +22,21 @@ using testing::HasSubstr;
 using testing::StartsWith;
 
 namespace {
+
+/// In the command the library unregisters the codecs when it ends.
+class Codecs : public ::testing::Environment {
+  public:
+    void TearDown() override {
+        DJEncoderRegistration::cleanup();
+        DJLSEncoderRegistration::cleanup();
+        DcmRLEEncoderRegistration::cleanup();
+        DJDecoderRegistration::cleanup();
+        DJLSDecoderRegistration::cleanup();
+        DcmRLEDecoderRegistration::cleanup();
+    }
+};
+
+const ::testing::Environment* const kCodecs = ::testing::AddGlobalTestEnvironment(new Codecs);
 
 const std::string kRectangle = R"("rectangles": [[2, 1, 5, 3]])";
 bool isInside(int row, int column) { return column >= 2 && column < 7 && row >= 1 && row < 4; }
