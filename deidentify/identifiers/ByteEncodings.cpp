@@ -81,6 +81,26 @@ std::string runTogether(std::string_view utf8) {
     return text + text;
 }
 
+/// What a byte is in a word or a number. A table, since every byte of a run is looked at.
+struct ByteKind {
+    unsigned char letter = 0; ///< folded; 0 for what is neither letter nor digit
+    bool isDigit = false;
+    bool isGrouping = false; ///< between the digits of a telephone number
+};
+
+const std::array<ByteKind, 256>& byteKinds() {
+    static const std::array<ByteKind, 256> kinds = [] {
+        std::array<ByteKind, 256> all{};
+        for (std::size_t byte = 0; byte < all.size(); ++byte) {
+            const auto character = static_cast<unsigned char>(byte);
+            all[byte] = {foldedByte(character), isDigit(static_cast<char>(character)),
+                         std::string_view(" ()-./+").find(static_cast<char>(character)) != std::string_view::npos};
+        }
+        return all;
+    }();
+    return kinds;
+}
+
 } // namespace
 
 ByteEncodings::ByteEncodings(const IdentifierIndex& index) : mHasTelephones(index.hasTelephones()) {
@@ -209,32 +229,31 @@ bool ByteEncodings::isAnchor(std::uint64_t hash) const { return mAnchors[mixed(h
 
 /// Looks at every byte, or at every second one, where those between are zeros of UTF-16.
 bool ByteEncodings::holdsAnchor(std::string_view text, std::size_t first, std::size_t step) const {
-    const auto byteAt = [&](std::size_t offset) {
-        return offset < text.size() ? static_cast<unsigned char>(text[offset]) : static_cast<unsigned char>(0);
+    const std::array<ByteKind, 256>& kinds = byteKinds();
+    const auto kindAt = [&](std::size_t offset) {
+        return offset < text.size() ? kinds[static_cast<unsigned char>(text[offset])] : ByteKind{};
     };
     std::uint64_t hash = kFirstHash;
     std::size_t length = 0;
     std::size_t digits = 0; // and what groups them
     for (std::size_t offset = first; offset < text.size() + step; offset += step) {
-        const unsigned char byte = byteAt(offset);
-        const unsigned char letter = foldedByte(byte);
-        const bool isInNumber = byte == '.' && length > 0 && isDigit(text[offset - step]) &&
-                                isDigit(static_cast<char>(byteAt(offset + step)));
-        const bool isGrouping = std::string_view(" ()-./+").find(static_cast<char>(byte)) != std::string_view::npos;
-        digits = isDigit(static_cast<char>(byte)) ? digits + 1 : isGrouping ? digits : 0;
+        const ByteKind kind = kindAt(offset);
+        digits = kind.isDigit ? digits + 1 : kind.isGrouping ? digits : 0;
         if (mHasTelephones && digits >= kFewestDigits) {
             return true;
         }
-        if (letter != 0 || isInNumber) {
-            hash = extended(hash, letter != 0 ? letter : byte);
+        const bool isInNumber = kind.isGrouping && length > 0 && text[offset] == '.' && kindAt(offset - step).isDigit &&
+                                kindAt(offset + step).isDigit;
+        if (kind.letter != 0 || isInNumber) {
+            hash = extended(hash, kind.letter != 0 ? kind.letter : static_cast<unsigned char>('.'));
             ++length;
-            continue;
+        } else {
+            if (length >= kShortestAnchor && isAnchor(hash)) {
+                return true;
+            }
+            hash = kFirstHash;
+            length = 0;
         }
-        if (length >= kShortestAnchor && isAnchor(hash)) {
-            return true;
-        }
-        hash = kFirstHash;
-        length = 0;
     }
     return false;
 }
