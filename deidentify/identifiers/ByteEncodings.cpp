@@ -146,8 +146,13 @@ void ByteEncodings::allowAscii() {
     mClasses[0] = kZero;
     for (unsigned first = 0x20; first < 0x7F; ++first) {
         mClasses[first] = kText;
-        mIsPair[first << 8U] = true; // UTF-16 of either byte order
-        mIsPair[first] = true;
+        // UTF-16 of either byte order. Dark pixels of 16 bits look like it: characters that no identifier has end a
+        // run.
+        const bool isPart =
+            foldedByte(static_cast<unsigned char>(first)) != 0 ||
+            std::string_view(" ,.-_/'()^=+&:;@\\").find(static_cast<char>(first)) != std::string_view::npos;
+        mIsPair[first << 8U] = isPart;
+        mIsPair[first] = isPart;
         for (unsigned second = 0x20; second < 0x7F; ++second) {
             mIsPair[first << 8U | second] = true;
         }
