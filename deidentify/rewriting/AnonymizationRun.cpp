@@ -54,7 +54,7 @@ std::string settingsText(const ProfileSettings& profile, const GivenValues& give
             .append(std::to_string(kept.group * 256 + kept.element));
     }
     for (const auto& [key, value] : given) {
-        text.append(1, '\0').append(key.toString().c_str()).append(value);
+        text.append(1, '\0').append(key.toString()).append(value);
     }
     return text;
 }
