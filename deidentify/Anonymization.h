@@ -32,7 +32,12 @@ struct KeptPrivate {
     std::uint16_t group = 0;
     std::uint8_t element = 0; ///< within the block that the creator reserves
 
-    friend auto operator<=>(const KeptPrivate&, const KeptPrivate&) = default;
+    friend bool operator<(const KeptPrivate& left, const KeptPrivate& right) {
+        return std::tie(left.creator, left.group, left.element) < std::tie(right.creator, right.group, right.element);
+    }
+    friend bool operator==(const KeptPrivate& left, const KeptPrivate& right) {
+        return std::tie(left.creator, left.group, left.element) == std::tie(right.creator, right.group, right.element);
+    }
 };
 
 /// How the confidentiality profile is applied.

@@ -290,10 +290,10 @@ VerificationResult Work::run(const std::string& originals, const std::string& ou
         mResult.hasOriginals = true;
     }
     mResult.failedCount = failedCount;
-    const auto directories =
-        std::ranges::stable_partition(files, [](const FoundFile& file) { return file.kind != FileKind::Directory; });
-    checkFiles({files.begin(), directories.begin()});
-    checkFiles({directories.begin(), directories.end()});
+    const auto directories = std::stable_partition(
+        files.begin(), files.end(), [](const FoundFile& file) { return file.kind != FileKind::Directory; });
+    checkFiles({files.begin(), directories});
+    checkFiles({directories, files.end()});
     compareDirectories();
     mResult.differences = mTree.differencesFrom(mResult.hasOriginals ? &mOriginalTree : nullptr);
     return std::move(mResult);
