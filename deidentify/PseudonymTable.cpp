@@ -134,7 +134,7 @@ PatientPseudonym pseudonymIn(const std::vector<std::string>& cells, const std::s
     if (cells.size() != 3) {
         throw FileError(where + "an original ID, a new ID and a new name are expected, with commas between them.");
     }
-    const PatientPseudonym pseudonym{std::string(trimmed(cells[1])), std::string(trimmed(cells[2]))};
+    PatientPseudonym pseudonym{std::string(trimmed(cells[1])), std::string(trimmed(cells[2]))};
     if (pseudonym.id.empty() || !mayBeValue(pseudonym.id)) {
         throw FileError(where + "the new ID has to have 1 to 64 characters and no backslash.");
     }

@@ -216,7 +216,7 @@ std::vector<std::string> valuesOf(const std::string& text, DcmEVR vr) {
 
 std::string patientOf(DcmDataset& dataset, TextDecoder& decoder) {
     const std::string characterSet = characterSetOf(dataset, "");
-    const std::string id = textAt(dataset, DCM_PatientID, characterSet, decoder);
+    std::string id = textAt(dataset, DCM_PatientID, characterSet, decoder);
     if (!id.empty()) {
         return id;
     }

@@ -43,8 +43,8 @@ class TextCleaner {
 
   private:
     struct Part {
-        std::size_t end;
-        std::string replacement;
+        std::size_t end = 0;
+        std::string replacement{};
     };
     using Parts = std::map<std::size_t, Part>; // by their begin
 
