@@ -6,7 +6,7 @@
 #include "cli/ProgressBar.h"
 #include "cli/arguments/Files.h"
 #include "cli/arguments/ProfileArguments.h"
-#include "cli/arguments/Words.h"
+#include "cli/arguments/ReplacementArguments.h"
 #include "deidentify/AnonymizationReport.h"
 #include "deidentify/Anonymizer.h"
 #include "files/Errors.h"
@@ -23,8 +23,7 @@ namespace fs = std::filesystem;
 struct AnonymizeOptions {
     std::string input{};
     std::string output{};
-    std::vector<std::string> assignments{};
-    std::string rules{};
+    ReplacementArguments replacements{};
     std::string profile = "basic";
     ProfileArguments arguments{};
     std::string masks{};
@@ -52,19 +51,6 @@ std::string readKey(const std::string& path) {
                         " bytes that nobody can guess are expected.");
     }
     return key;
-}
-
-/// Options of the command take precedence over the file of rules.
-deidentify::ReplacementRules collectRules(const AnonymizeOptions& options) {
-    deidentify::ReplacementRules rules;
-    if (!options.rules.empty()) {
-        rules.read(options.rules);
-    }
-    for (const std::string& word : options.assignments) {
-        const Assignment assignment = parseAssignment("--set", word);
-        rules.set(assignment.keyword, assignment.value);
-    }
-    return rules;
 }
 
 /// Options that only mean something with a profile, or only without one.
@@ -100,23 +86,14 @@ std::optional<deidentify::ProfileSettings> profileSettings(const AnonymizeOption
     return settings;
 }
 
-bool isWithin(const fs::path& inner, const fs::path& outer) {
-    const fs::path relative = inner.lexically_relative(outer);
-    return !relative.empty() && *relative.begin() != "..";
-}
-
 /// Neither folder may hold the other: new files would be read as input, or needed files replaced.
 void checkFolders(const std::string& input, const std::string& output) {
-    std::error_code error;
-    const fs::path in = fs::weakly_canonical(input, error);
-    const fs::path out = fs::weakly_canonical(output, error);
-    if (in == out) {
-        throw UsageError("The output folder is the input folder; name another one.");
-    }
-    if (isWithin(out, in)) {
+    switch (nestingOf(output, input)) {
+    case Nesting::Apart: return;
+    case Nesting::Same: throw UsageError("The output folder is the input folder; name another one.");
+    case Nesting::FirstInSecond:
         throw UsageError(output + " lies inside the input folder; name a folder outside of it.");
-    }
-    if (isWithin(in, out)) {
+    case Nesting::SecondInFirst:
         throw UsageError("The input lies inside " + output + "; name an output folder that does not hold it.");
     }
 }
@@ -163,10 +140,7 @@ std::string inputFolder(const std::string& input, deidentify::Anonymization& loo
 void report(const AnonymizeOptions& options, const deidentify::AnonymizationResult& result,
             const deidentify::ReportedRun& run) {
     if (!options.report.empty()) {
-        const std::string text = deidentify::anonymizationReport(result, run);
-        files::writeOutputFile(options.report, [&](std::FILE* file) {
-            return std::fwrite(text.data(), 1, text.size(), file) == text.size();
-        });
+        files::writeOutputText(options.report, deidentify::anonymizationReport(result, run));
     }
     if (!options.isQuiet) {
         // Nothing else is mixed with a report on the standard output.
@@ -201,7 +175,7 @@ void run(Session& session, const AnonymizeOptions& options) {
         checkFolders(folder, options.output);
     }
     checkOutput(options, isFolder);
-    const deidentify::ReplacementRules rules = collectRules(options);
+    const deidentify::ReplacementRules rules = options.replacements.rules();
     deidentify::AnonymizationSettings settings{options.key.empty() ? "" : readKey(options.key), options.isIndependent,
                                                rules.resolve(session.host()), profile};
     deidentify::Anonymizer anonymizer(session.host(), rules, deidentify::openAnonymization(settings),
@@ -224,8 +198,7 @@ void addAnonymizeCommand(const CommandLine& program, Session& session) {
         addCommand<AnonymizeOptions>(program, session, "anonymize", "De-identify a file, a folder or a medium", run);
     command.addRequired("IN", options.input, "DICOM file, folder, or DICOMDIR of a medium");
     command.addRequired("OUT", options.output, "File or folder to write");
-    command.addRepeatable("--set", options.assignments, "KEYWORD=VALUE: the attribute's new value");
-    command.addOption("--rules", options.rules, "JSON file with an object of keywords and new values");
+    options.replacements.addTo(command, "the attribute's new value");
     command.addChoice(
         "--profile", options.profile, {"basic", "none"},
         "basic: the basic confidentiality profile of DICOM, the default; none: only identifiers and given "

@@ -98,11 +98,6 @@ std::string suffixOfSeries(std::size_t number, const std::string& seriesNumber) 
     return '-' + fileNumber(number) + (name.empty() ? "" : "-" + name);
 }
 
-void writeText(const std::string& path, const std::string& text) {
-    files::writeOutputFile(
-        path, [&](std::FILE* file) { return std::fwrite(text.data(), 1, text.size(), file) == text.size(); });
-}
-
 /// Turns one series into volume files.
 class SeriesRun {
   public:
@@ -176,11 +171,11 @@ class SeriesRun {
     void writeSidecar(const std::string& path, const volume::SeriesSlices& slices, const volume::Volume& volume) const {
         const std::string base = path.substr(0, path.size() - formats::volumeExtension(path).size());
         const std::string& first = slices.slices[volume.slices.front()].file;
-        writeText(base + ".json", formats::dumpJson(volume::bidsSidecar(mSession.host(), first)) + '\n');
+        files::writeOutputText(base + ".json", formats::dumpJson(volume::bidsSidecar(mSession.host(), first)) + '\n');
         if (const auto weightings = volume::weightingsOf(slices, volume); !weightings.empty()) {
-            writeText(base + ".bval", volume::bvalText(weightings));
+            files::writeOutputText(base + ".bval", volume::bvalText(weightings));
             if (volume.header.geometry.hasPosition) {
-                writeText(base + ".bvec", volume::bvecText(weightings, volume.header.geometry));
+                files::writeOutputText(base + ".bvec", volume::bvecText(weightings, volume.header.geometry));
             } else {
                 printError("warning: " + base + ".bvec is not written: without a position the volume has no axes.");
             }

@@ -8,6 +8,7 @@
 #include <map>
 
 #include "deidentify/PseudonymTable.h"
+#include "deidentify/identifiers/AsciiText.h"
 #include "files/Errors.h"
 #include "files/Interruption.h"
 #include "files/StagingFolder.h"
@@ -64,12 +65,6 @@ std::string neutralName(std::size_t index) {
     char name[24];
     std::snprintf(name, sizeof name, "I%07zu", index);
     return name;
-}
-
-std::string smallLetters(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
-    return text;
 }
 
 /// A file that cannot be removed goes with the staging folder.

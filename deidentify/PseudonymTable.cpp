@@ -1,4 +1,5 @@
 #include "deidentify/PseudonymTable.h"
+#include "deidentify/identifiers/AsciiText.h"
 
 #include <fcntl.h>
 #include <sys/file.h>

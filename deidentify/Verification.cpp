@@ -8,6 +8,7 @@
 
 #include "deidentify/Anonymizer.h"
 #include "deidentify/InstanceTree.h"
+#include "deidentify/identifiers/AsciiText.h"
 #include "files/Errors.h"
 #include "media/DatasetsModule.h"
 #include "workers/Parcel.h"
@@ -23,12 +24,6 @@ struct FoundFile {
     std::string name{}; ///< relative to the folder
     FileKind kind = FileKind::Other;
 };
-
-std::string smallLetters(std::string text) {
-    std::ranges::transform(text, text.begin(),
-                           [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
-    return text;
-}
 
 std::unique_ptr<FileCheck> openCheck(const CheckSettings& settings) {
     const auto start =

@@ -72,6 +72,11 @@ void writeOutputFile(const std::string& path, const std::function<bool(std::FILE
     });
 }
 
+void writeOutputText(const std::string& path, const std::string& text) {
+    writeOutputFile(path,
+                    [&](std::FILE* file) { return std::fwrite(text.data(), 1, text.size(), file) == text.size(); });
+}
+
 void writeOutputPath(const std::string& path, const std::function<void(const std::string& temporary)>& write) {
     if (path == "-") {
         const StagingFolder staging;

@@ -12,6 +12,9 @@ namespace radvex::files {
 /// @throws FileError
 void writeOutputFile(const std::string& path, const std::function<bool(std::FILE*)>& write);
 
+/// The same with a text. @throws FileError
+void writeOutputText(const std::string& path, const std::string& text);
+
 /// The same for a writer that needs a path. If it throws, nothing is left behind. For "-" the complete file is copied
 /// to the standard output.
 /// @param write  receives the path of the file to make, which does not exist yet

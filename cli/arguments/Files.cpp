@@ -1,6 +1,7 @@
 #include "cli/arguments/Files.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <thread>
 
 #include "files/Errors.h"
@@ -69,6 +70,20 @@ void FileJobs::forEach(Session& session, const std::vector<std::string>& files, 
                 session.reportRefusal(namesFile || !result.end.empty() ? file : "", result.problem());
             }
         });
+}
+
+Nesting nestingOf(const std::string& first, const std::string& second) {
+    const auto isWithin = [](const std::filesystem::path& inner, const std::filesystem::path& outer) {
+        const std::filesystem::path relative = inner.lexically_relative(outer);
+        return !relative.empty() && *relative.begin() != "..";
+    };
+    std::error_code error;
+    const std::filesystem::path one = std::filesystem::weakly_canonical(first, error);
+    const std::filesystem::path other = std::filesystem::weakly_canonical(second, error);
+    return one == other           ? Nesting::Same
+           : isWithin(one, other) ? Nesting::FirstInSecond
+           : isWithin(other, one) ? Nesting::SecondInFirst
+                                  : Nesting::Apart;
 }
 
 std::string fileNumber(std::size_t number) {

@@ -48,6 +48,10 @@ class FileJobs {
     std::optional<std::size_t> mGiven{};
 };
 
+/// How two paths lie to each other, links followed.
+enum class Nesting { Apart, Same, FirstInSecond, SecondInFirst };
+Nesting nestingOf(const std::string& first, const std::string& second);
+
 /// At least four digits, so that numbered files sort in the order of their numbers: "0007".
 std::string fileNumber(std::size_t number);
 

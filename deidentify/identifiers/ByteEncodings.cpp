@@ -16,10 +16,6 @@ constexpr std::uint64_t kFirstHash = 0xCBF29CE484222325ULL;
 
 bool isAsciiText(unsigned char byte) { return byte >= 0x20 && byte < 0x7F; }
 
-bool isAscii(std::string_view text) {
-    return std::all_of(text.begin(), text.end(), [](char byte) { return static_cast<unsigned char>(byte) < 0x80; });
-}
-
 /// Letters in lower case and digits; 0 for all other characters.
 unsigned char foldedByte(unsigned char byte) {
     if (byte >= 'A' && byte <= 'Z') {

@@ -10,6 +10,8 @@
 #include <array>
 #include <utility>
 
+#include "deidentify/identifiers/AsciiText.h"
+
 namespace radvex::deidentify {
 
 namespace {
@@ -19,11 +21,7 @@ constexpr std::size_t kMostInCluster = 32;
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 
-bool isAscii(std::string_view text) {
-    return std::all_of(text.begin(), text.end(), [](char byte) { return static_cast<unsigned char>(byte) < 0x80; });
-}
-
-char lowerOf(char byte) { return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte + ('a' - 'A')) : byte; }
+char lowerOf(char byte) { return isCapital(byte) ? static_cast<char>(byte + ('a' - 'A')) : byte; }
 
 struct Normalizers {
     const icu::Normalizer2* caseless = nullptr;

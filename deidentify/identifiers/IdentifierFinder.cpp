@@ -1,47 +1,15 @@
 #include "deidentify/identifiers/IdentifierFinder.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <stdexcept>
-#include <system_error>
 
 #include "deidentify/identifiers/ByteEncodings.h"
 #include "deidentify/identifiers/ByteSearch.h"
+#include "deidentify/identifiers/FilePieces.h"
 #include "deidentify/identifiers/IdentifierIndex.h"
 
 namespace radvex::deidentify {
 
 namespace {
-
-class Descriptor {
-  public:
-    explicit Descriptor(const std::string& path) : mNumber(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
-    ~Descriptor() {
-        if (mNumber >= 0) {
-            close(mNumber);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    /// The number of bytes read, 0 at the end. @throws std::runtime_error  part of a sentence
-    std::size_t readInto(std::string& bytes) const {
-        ssize_t count = -1;
-        do {
-            count = mNumber < 0 ? -1 : read(mNumber, bytes.data(), bytes.size());
-        } while (count < 0 && mNumber >= 0 && errno == EINTR);
-        if (count < 0) {
-            throw std::runtime_error("it cannot be read: " + std::generic_category().message(errno));
-        }
-        return static_cast<std::size_t>(count);
-    }
-
-  private:
-    int mNumber;
-};
 
 /// Takes candidates that overlap no longer one.
 std::vector<Find> withoutOverlaps(std::vector<Find> finds, std::size_t size) {
@@ -95,16 +63,13 @@ std::optional<Identifier> IdentifierFinder::findInBytes(std::string_view bytes) 
 }
 
 std::optional<Identifier> IdentifierFinder::findInFile(const std::string& path) const {
-    constexpr std::size_t kPiece = std::size_t{1} << 18;
-    const Descriptor file(path);
     ByteSearch search(*this);
-    std::string bytes(kPiece, '\0');
-    for (std::size_t count = file.readInto(bytes); count > 0; count = file.readInto(bytes)) {
-        if (std::optional<Identifier> found = search.add(std::string_view(bytes).substr(0, count))) {
-            return found;
-        }
-    }
-    return search.finish();
+    std::optional<Identifier> found;
+    readInPieces(path, [&](std::string_view piece) {
+        found = search.add(piece);
+        return !found;
+    });
+    return found ? found : search.finish();
 }
 
 } // namespace radvex::deidentify

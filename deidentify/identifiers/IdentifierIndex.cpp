@@ -40,12 +40,11 @@ std::size_t charactersIn(const TextWords& words) {
 
 /// Whether the capitals of a word are where people put them: "smith", "SMITH", "Smith", "JSmith", "McDonald".
 bool isPlausibleWord(std::string_view word) {
-    const auto isCapital = [](char byte) { return byte >= 'A' && byte <= 'Z'; };
-    const auto capitals = std::count_if(word.begin(), word.end(), isCapital);
+    const auto capitalCount = std::count_if(word.begin(), word.end(), isCapital);
     const auto firstSmall =
         std::find_if(word.begin(), word.end(), [](char byte) { return byte >= 'a' && byte <= 'z'; });
     const bool isCapitalsFirst = std::none_of(firstSmall, word.end(), isCapital);
-    return isCapitalsFirst || (capitals == 2 && isCapital(word.front()) && !isCapital(word.back()));
+    return isCapitalsFirst || (capitalCount == 2 && isCapital(word.front()) && !isCapital(word.back()));
 }
 
 /// Letters that noise shows by chance have capitals anywhere.
@@ -317,9 +316,9 @@ void IdentifierIndex::collectWhole(const TextWords& words, std::vector<Candidate
 bool IdentifierIndex::isTelling(const Candidate& find, const TextWords& words, std::string_view original) const {
     constexpr std::size_t kShortest = 8;
     const std::string_view text = words.text().substr(find.begin, find.end - find.begin);
-    const auto isAscii = [](char byte) { return isDigit(byte) || (byte >= 'a' && byte <= 'z'); };
+    const auto isAsciiWord = [](char byte) { return isDigit(byte) || (byte >= 'a' && byte <= 'z'); };
     const auto isOther = [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0xC0U; };
-    const std::ptrdiff_t ascii = std::count_if(text.begin(), text.end(), isAscii);
+    const std::ptrdiff_t ascii = std::count_if(text.begin(), text.end(), isAsciiWord);
     const std::ptrdiff_t others = std::count_if(text.begin(), text.end(), isOther); // a byte of each
     // A letter beyond ASCII is at least two bytes where there is nothing else. Punctuation between words is one byte.
     const auto letters = static_cast<std::size_t>(ascii == 0 ? 2 * others : ascii + others);

@@ -59,7 +59,4 @@ class KnownIdentifiers {
 /// What an identifier is, for people: "name of a patient".
 const char* describe(IdentifierKind kind);
 
-/// The text without the spaces, control characters and nulls around it.
-std::string_view trimmed(std::string_view text);
-
 } // namespace radvex::deidentify

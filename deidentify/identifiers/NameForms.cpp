@@ -1,4 +1,5 @@
 #include "deidentify/identifiers/NameForms.h"
+#include "deidentify/identifiers/AsciiText.h"
 
 #include <algorithm>
 

@@ -4,12 +4,11 @@
 #include <array>
 #include <string>
 
+#include "deidentify/identifiers/AsciiText.h"
+
 namespace radvex::deidentify {
 
 namespace {
-
-bool isDigit(char character) { return character >= '0' && character <= '9'; }
-bool isCapital(char character) { return character >= 'A' && character <= 'Z'; }
 
 /// Bytes beyond ASCII are parts of letters.
 bool isLetter(char character) {
@@ -17,14 +16,6 @@ bool isLetter(char character) {
 }
 
 bool isSpace(char character) { return character == ' ' || character == '\t' || character == '\r' || character == '\n'; }
-
-std::string smallLetters(std::string_view text) {
-    std::string small(text);
-    std::ranges::transform(small, small.begin(), [](char character) {
-        return isCapital(character) ? static_cast<char>(character - 'A' + 'a') : character;
-    });
-    return small;
-}
 
 /// Reads a text from its start to its end and collects what is suspicious.
 class Scanner {

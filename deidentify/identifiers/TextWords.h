@@ -4,6 +4,7 @@
 #include <string_view>
 #include <vector>
 
+#include "deidentify/identifiers/AsciiText.h"
 #include "deidentify/identifiers/FoldedText.h"
 
 namespace radvex::deidentify {
@@ -42,8 +43,6 @@ class TextWords {
     FoldedText mFolded;
     std::vector<Word> mWords{};
 };
-
-inline bool isDigit(char byte) { return byte >= '0' && byte <= '9'; }
 
 /// Whether a text has nothing but digits, at least one.
 bool isNumber(std::string_view text);

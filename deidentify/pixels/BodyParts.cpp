@@ -102,14 +102,14 @@ bool lookAtRegions(DcmItem& item, Named& named) {
     bool isNamed = false;
     forEachItem(item, DCM_AnatomicRegionSequence, [&](DcmItem& region) {
         isNamed = true;
-        named.isHead = named.isHead || isCodeOfHead(inCapitals(wholeText(region, DCM_CodeValue)));
-        look(withPairsJoined(inCapitals(wholeText(region, DCM_CodeMeaning))), named);
+        named.isHead = named.isHead || isCodeOfHead(capitals(wholeText(region, DCM_CodeValue)));
+        look(withPairsJoined(capitals(wholeText(region, DCM_CodeMeaning))), named);
     });
     return isNamed;
 }
 
 bool lookAtParts(DcmItem& dataset, Named& named) {
-    const std::string part = withPairsJoined(inCapitals(wholeText(dataset, DCM_BodyPartExamined)));
+    const std::string part = withPairsJoined(capitals(wholeText(dataset, DCM_BodyPartExamined)));
     look(part, named);
     bool isNamed = !part.empty();
     isNamed = lookAtRegions(dataset, named) || isNamed;
@@ -129,7 +129,7 @@ HeadInView headInView(DcmItem& dataset) {
     }
     for (const DcmTagKey& key : {DCM_StudyDescription, DCM_SeriesDescription, DCM_ProtocolName,
                                  DCM_RequestedProcedureDescription, DCM_PerformedProcedureStepDescription}) {
-        look(withPairsJoined(inCapitals(wholeText(dataset, key))), named);
+        look(withPairsJoined(capitals(wholeText(dataset, key))), named);
     }
     return named.isHead ? HeadInView::Yes : named.isOther ? HeadInView::No : HeadInView::Unclear;
 }

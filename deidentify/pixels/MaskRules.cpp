@@ -50,7 +50,7 @@ bool holds(const MaskCondition& condition, DcmItem& dataset) {
     if (std::any_of(values.begin(), values.end(), isWanted)) {
         return true;
     }
-    return !condition.number && isLike(inCapitals(wholeText(dataset, condition.key)), condition.pattern);
+    return !condition.number && isLike(capitals(wholeText(dataset, condition.key)), condition.pattern);
 }
 
 } // namespace

@@ -70,7 +70,7 @@ unsigned samplesOfModel(const std::string& model) {
 }
 
 void readColours(DcmItem& dataset, PixelLayout& layout) {
-    layout.colourModel = inCapitals(wholeText(dataset, DCM_PhotometricInterpretation));
+    layout.colourModel = capitals(wholeText(dataset, DCM_PhotometricInterpretation));
     layout.samples = numberOr(dataset, DCM_SamplesPerPixel, 1);
     if (layout.isFloat) {
         if (layout.samples != 1) {

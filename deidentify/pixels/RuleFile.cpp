@@ -113,7 +113,7 @@ MaskCondition readCondition(const std::string& keyword, const Json& value, const
     if (value.is_number()) {
         condition.number = value.get<double>();
     } else if (value.is_string()) {
-        condition.pattern = inCapitals(trimmed(value.get_ref<const std::string&>()));
+        condition.pattern = capitals(trimmed(value.get_ref<const std::string&>()));
     } else {
         place.fail('"' + formats::printable(keyword) + "\" in \"match\" is neither a text nor a number.");
     }

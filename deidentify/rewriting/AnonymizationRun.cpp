@@ -11,6 +11,7 @@
 #include "dcmtk/dcmdata/dcsequen.h"
 #include "dcmtk/dcmdata/dcxfer.h"
 #include "deidentify/Anonymization.h"
+#include "deidentify/identifiers/AsciiText.h"
 #include "deidentify/identifiers/ByteSearch.h"
 #include "deidentify/pixels/PixelRisks.h"
 #include "deidentify/rewriting/IdentifierCollector.h"

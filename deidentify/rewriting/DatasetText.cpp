@@ -17,14 +17,6 @@ namespace {
 
 constexpr char kEscape = 0x1B; // changes the character set within a text
 
-std::string latin1AsUtf8(const std::string& bytes) {
-    std::string text;
-    for (const char byte : bytes) {
-        utf8::append(static_cast<char32_t>(static_cast<unsigned char>(byte)), std::back_inserter(text));
-    }
-    return text;
-}
-
 /// No set at all, or one of those of western, central and southern Europe.
 bool isLatin(const std::string& characterSet) {
     static constexpr std::array<std::string_view, 7> kSets{"",           "ISO_IR 6",   "ISO_IR 100", "ISO_IR 101",
@@ -45,8 +37,16 @@ const char* delimitersOf(DcmEVR vr) {
 
 } // namespace
 
-bool isAscii(std::string_view text) {
+bool hasOneReading(std::string_view text) {
     return std::ranges::all_of(text, [](char byte) { return static_cast<signed char>(byte) >= 0 && byte != kEscape; });
+}
+
+std::string latin1AsUtf8(std::string_view bytes) {
+    std::string text;
+    for (const char byte : bytes) {
+        utf8::append(static_cast<char32_t>(static_cast<unsigned char>(byte)), std::back_inserter(text));
+    }
+    return text;
 }
 
 bool isUtf8(std::string_view text) { return utf8::is_valid(text.begin(), text.end()); }
@@ -76,7 +76,7 @@ DcmSpecificCharacterSet* TextDecoder::converterOf(const std::string& characterSe
 
 std::string TextDecoder::utf8(DcmElement& element, const std::string& characterSet) {
     const std::string bytes = withoutFirstEscape(textOf(element));
-    if (isAscii(bytes)) {
+    if (hasOneReading(bytes)) {
         return bytes;
     }
     if (!hasCharacterSet(element.ident())) {
@@ -103,7 +103,7 @@ std::string TextDecoder::utf8(DcmElement& element, const std::string& characterS
 
 void TextWriter::put(DcmElement& element, const std::string& utf8) {
     mWaiting.erase(&element);
-    if (isAscii(utf8) || !hasCharacterSet(element.ident())) {
+    if (hasOneReading(utf8) || !hasCharacterSet(element.ident())) {
         putText(element, utf8);
     } else {
         putText(element, ""); // the old value is gone even if the new one is refused
@@ -115,33 +115,33 @@ void TextWriter::finish() {
     if (mWaiting.empty()) {
         return;
     }
-    convert(mDataset, "");
+    forEachText(mDataset, "", [this](DcmElement& element, const std::string& characterSet) {
+        if (hasCharacterSet(element.ident()) && !hasOneReading(textOf(element))) {
+            putText(element, mDecoder.utf8(element, characterSet));
+        }
+    });
+    (void)mDataset.findAndDeleteElement(DCM_SpecificCharacterSet, OFTrue, OFTrue); // of items too
     (void)mDataset.putAndInsertString(DCM_SpecificCharacterSet, "ISO_IR 192");
     for (const auto& [element, text] : mWaiting) {
         putText(*element, text);
     }
 }
 
-void TextWriter::convert(DcmItem& item, const std::string& outerSet) {
+void forEachText(DcmItem& item, const std::string& outerSet,
+                 const std::function<void(DcmElement& element, const std::string& characterSet)>& visit) {
     const std::string characterSet = characterSetOf(item, outerSet);
     for (DcmObject* object = item.nextInContainer(nullptr); object != nullptr; object = item.nextInContainer(object)) {
         auto* element = dynamic_cast<DcmElement*>(object);
-        if (element == nullptr) {
-            continue;
+        DcmSequenceOfItems* sequence = element == nullptr ? nullptr : asSequence(*element);
+        if (sequence == nullptr && element != nullptr) {
+            visit(*element, characterSet);
         }
-        if (DcmSequenceOfItems* sequence = asSequence(*element)) {
-            for (DcmObject* inner = sequence->nextInContainer(nullptr); inner != nullptr;
-                 inner = sequence->nextInContainer(inner)) {
-                if (auto* innerItem = dynamic_cast<DcmItem*>(inner)) {
-                    convert(*innerItem, characterSet);
-                }
+        for (DcmObject* inner = sequence == nullptr ? nullptr : sequence->nextInContainer(nullptr); inner != nullptr;
+             inner = sequence->nextInContainer(inner)) {
+            if (auto* innerItem = dynamic_cast<DcmItem*>(inner)) {
+                forEachText(*innerItem, characterSet, visit);
             }
-        } else if (hasCharacterSet(element->ident()) && !isAscii(textOf(*element))) {
-            putText(*element, mDecoder.utf8(*element, characterSet));
         }
-    }
-    if (&item != &mDataset) {
-        (void)item.findAndDeleteElement(DCM_SpecificCharacterSet);
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -43,17 +44,22 @@ class TextWriter {
     void finish();
 
   private:
-    void convert(DcmItem& item, const std::string& outerSet);
-
     DcmDataset& mDataset;
     TextDecoder& mDecoder;
     std::map<DcmElement*, std::string> mWaiting{};
 };
 
+/// Calls `visit` with each element of an item and of all items in it, but with no sequence, and the character set that
+/// holds where the element stands. The visit must not add or remove elements.
+void forEachText(DcmItem& item, const std::string& outerSet,
+                 const std::function<void(DcmElement& element, const std::string& characterSet)>& visit);
+
 /// SpecificCharacterSet of an item; that of the item around it when it has none.
 std::string characterSetOf(DcmItem& item, const std::string& outerSet);
 
-bool isAscii(std::string_view text);
+/// Whether the bytes are the same text in every character set: ASCII, and no escape sequence.
+bool hasOneReading(std::string_view text);
 bool isUtf8(std::string_view text);
+std::string latin1AsUtf8(std::string_view bytes);
 
 } // namespace radvex::deidentify

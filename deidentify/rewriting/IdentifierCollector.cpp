@@ -7,6 +7,7 @@
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcmetinf.h"
 #include "dcmtk/dcmdata/dcsequen.h"
+#include "deidentify/identifiers/AsciiText.h"
 #include "deidentify/profile/ConfidentialityTable.h"
 #include "deidentify/rewriting/DatasetWalk.h"
 #include "deidentify/rewriting/Pseudonyms.h"
@@ -117,41 +118,21 @@ std::optional<IdentifierKind> kindOf(DcmElement& element, const ProfileOptions& 
     }
 }
 
-bool isDigits(std::string_view text) {
-    return std::ranges::all_of(text, [](char character) { return character >= '0' && character <= '9'; });
-}
-
 /// The first eight digits of a date or date-time, which may have points between them; empty for no full date.
 std::string dayOf(std::string value) {
     if (value.size() == 10 && value[4] == '.' && value[7] == '.') {
         value.erase(7, 1).erase(4, 1);
     }
-    return value.size() >= 8 && isDigits(std::string_view(value).substr(0, 8)) ? value.substr(0, 8) : "";
+    return value.size() >= 8 && std::ranges::all_of(value.substr(0, 8), isDigit) ? value.substr(0, 8) : "";
 }
 
 class Collector {
   public:
     Collector(const ProfileOptions& options, TextDecoder& decoder) : mOptions(options), mDecoder(decoder) {}
 
-    void collect(DcmItem& item, const std::string& outerSet) {
-        const std::string characterSet = characterSetOf(item, outerSet);
-        for (DcmObject* object = item.nextInContainer(nullptr); object != nullptr;
-             object = item.nextInContainer(object)) {
-            auto* element = dynamic_cast<DcmElement*>(object);
-            if (element == nullptr) {
-                continue;
-            }
-            if (DcmSequenceOfItems* sequence = asSequence(*element)) {
-                for (DcmObject* inner = sequence->nextInContainer(nullptr); inner != nullptr;
-                     inner = sequence->nextInContainer(inner)) {
-                    if (auto* innerItem = dynamic_cast<DcmItem*>(inner)) {
-                        collect(*innerItem, characterSet);
-                    }
-                }
-            } else {
-                collect(*element, characterSet);
-            }
-        }
+    void collect(DcmItem& dataset) {
+        forEachText(dataset, "",
+                    [this](DcmElement& element, const std::string& characterSet) { collect(element, characterSet); });
     }
 
     LearntFile learnt{};
@@ -227,8 +208,8 @@ std::string patientOf(DcmDataset& dataset, TextDecoder& decoder) {
 
 LearntFile learnIdentifiers(DcmFileFormat& file, const ProfileOptions& options, TextDecoder& decoder) {
     Collector collector(options, decoder);
-    collector.collect(*file.getMetaInfo(), "");
-    collector.collect(*file.getDataset(), "");
+    collector.collect(*file.getMetaInfo());
+    collector.collect(*file.getDataset());
     OFString instance;
     if (file.getDataset()->findAndGetOFString(DCM_SOPInstanceUID, instance).good()) {
         collector.learnt.instance = withoutPadding({instance.c_str(), instance.size()});

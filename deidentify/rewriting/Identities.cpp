@@ -7,6 +7,7 @@
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcmetinf.h"
 #include "dcmtk/dcmdata/dcsequen.h"
+#include "deidentify/identifiers/AsciiText.h"
 #include "deidentify/profile/ConfidentialityTable.h"
 #include "deidentify/rewriting/DatasetWalk.h"
 #include "deidentify/rewriting/UidKinds.h"
@@ -25,7 +26,7 @@ bool isIdentifier(DcmElement& element) {
     return (isId(key) && holdsText(element)) || (isUid(element) && !namesAKind(key));
 }
 
-std::string trimmed(const std::string& text) { return std::string(withoutPadding(text)); }
+std::string unpadded(const std::string& text) { return std::string(withoutPadding(text)); }
 
 /// The parts of a text between separators. Empty parts are kept.
 std::vector<std::string> split(const std::string& text, const char* separators) {
@@ -48,7 +49,7 @@ bool isLong(DcmElement& element) {
 
 std::string shownValue(DcmElement& element) {
     if (holdsText(element)) {
-        return trimmed(textOf(element));
+        return unpadded(textOf(element));
     }
     OFString text;
     const bool isShown = asSequence(element) == nullptr && !isLong(element) && element.getOFStringArray(text).good();
@@ -70,7 +71,7 @@ std::string privateCreator(const Visit& visit) {
     const DcmTagKey creatorKey(key.getGroup(), static_cast<Uint16>(key.getElement() >> 8));
     DcmElement* creator = nullptr;
     const bool isKnown = visit.item.findAndGetElement(creatorKey, creator).good() && holdsText(*creator);
-    return isKnown ? trimmed(textOf(*creator)) : "unknown";
+    return isKnown ? unpadded(textOf(*creator)) : "unknown";
 }
 
 /// Sequences in which nothing but UIDs identifies anybody, and these are new ones.
@@ -107,12 +108,6 @@ bool isPrivateValue(const DcmTagKey& key) {
 
 } // namespace
 
-std::string capitals(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char character) { return static_cast<char>(std::toupper(character)); });
-    return text;
-}
-
 void Identities::add(Originals others) {
     mOriginals.newOf.merge(others.newOf);
     mOriginals.ids.merge(others.ids);
@@ -133,7 +128,7 @@ std::string Identities::newValue(const DcmTagKey& key, const std::string& origin
     const bool isGivenByUser = given != mGiven.end();
     std::string values;
     for (const std::string& part : isId(key) ? std::vector{original} : split(original, "\\")) {
-        const std::string before = trimmed(part);
+        const std::string before = unpadded(part);
         const std::string after = isGivenByUser            ? given->second
                                   : isId(key)              ? mPseudonyms.id(nameOf(key), before)
                                   : isWellKnownUid(before) ? before
@@ -206,7 +201,7 @@ bool Identities::isGiven(DcmElement& element) const {
 
 /// Whether an identifier still has an original value.
 bool Identities::isOriginal(DcmElement& element) const {
-    const std::string value = trimmed(textOf(element));
+    const std::string value = unpadded(textOf(element));
     return isId(element.getTag().getXTag()) ? mOriginals.ids.contains(value) : mOriginals.newOf.contains(value);
 }
 

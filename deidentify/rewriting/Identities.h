@@ -54,9 +54,6 @@ class Identities {
     Originals mOriginals{};
 };
 
-/// The text with its ASCII letters in upper case; names are remembered like this.
-std::string capitals(std::string text);
-
 /// The values that differ between two datasets, in the order of the walk. Long values, such as pixels, are not
 /// compared.
 void collectChanges(DcmFileFormat& original, DcmFileFormat& changed, std::vector<Change>& changes);

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include <utf8.h>
+#include "deidentify/rewriting/DatasetText.h"
 
 namespace radvex::deidentify {
 
@@ -26,17 +26,6 @@ bool mayBeName(const std::string& name, const std::string& before) {
     return !name.empty() && name.size() <= kLongest && !isTaken && (name.front() != '.' || before.starts_with('.'));
 }
 
-std::string asUtf8(const std::string& name) {
-    if (utf8::is_valid(name.begin(), name.end())) {
-        return name;
-    }
-    std::string text;
-    for (const char byte : name) {
-        utf8::append(static_cast<char32_t>(static_cast<unsigned char>(byte)), std::back_inserter(text));
-    }
-    return text;
-}
-
 /// The name without an extension of images; any other may be a word of a name: "Anna.Lee".
 std::size_t endOfStem(const std::string& name) {
     static constexpr std::array<std::string_view, 8> kExtensions{".dcm", ".dicom", ".ima", ".img",
@@ -55,7 +44,7 @@ std::string pathWithoutIdentifiers(const std::string& path, const IdentifierFind
     for (std::size_t begin = 0; begin <= path.size();) {
         const std::size_t end = std::min(path.find('/', begin), path.size());
         const std::string name = path.substr(begin, end - begin);
-        const std::string readable = asUtf8(name);
+        const std::string readable = isUtf8(name) ? name : latin1AsUtf8(name);
         const std::string stem = readable.substr(0, endOfStem(readable));
         std::string cleaned;
         std::size_t done = 0;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "deidentify/identifiers/AsciiText.h"
 #include "deidentify/identifiers/SuspiciousText.h"
 
 namespace radvex::deidentify {
@@ -14,8 +15,6 @@ constexpr char kBriefly[] = "_";
 bool isSeparator(char character) {
     return std::string_view(" ,.^=\\_-\t\r\n").find(character) != std::string_view::npos;
 }
-
-bool isDigit(char character) { return character >= '0' && character <= '9'; }
 
 /// One word that may as well be no identifier: a name, or a number without digits.
 bool isSingleWord(const Identifier& identifier, std::string_view found) {

@@ -1,12 +1,8 @@
 #include "deidentify/rewriting/TextFinder.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <stdexcept>
-#include <system_error>
+
+#include "deidentify/identifiers/FilePieces.h"
 
 namespace radvex::deidentify {
 
@@ -25,23 +21,6 @@ constexpr std::uint64_t power(std::uint64_t base, std::size_t exponent) {
 std::uint64_t next(std::uint64_t hash, char byte) { return hash * kBase + static_cast<unsigned char>(byte) + 1; }
 
 std::size_t filterIndex(std::uint64_t hash) { return (hash * kBase) >> 44; }
-
-class Descriptor {
-  public:
-    explicit Descriptor(const std::string& path) : mNumber(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
-    ~Descriptor() {
-        if (mNumber >= 0) {
-            close(mNumber);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    ssize_t readInto(char* bytes, std::size_t count) const { return mNumber < 0 ? -1 : read(mNumber, bytes, count); }
-
-  private:
-    int mNumber;
-};
 
 } // namespace
 
@@ -109,29 +88,17 @@ bool TextFinder::isIn(const std::string& path) const {
     if (isEmpty()) {
         return false;
     }
-    constexpr std::size_t kPiece = std::size_t{1} << 20;
-    const Descriptor file(path);
-    std::string bytes(mLongest + kPiece, '\0');
-    std::size_t kept = 0; // bytes of the piece before, in which a text may begin
-    for (bool isFound = false;;) {
-        const ssize_t count = file.readInto(bytes.data() + kept, kPiece);
-        if (count < 0) {
-            throw std::runtime_error("it cannot be read: " + std::generic_category().message(errno));
-        }
-        if (count == 0) {
-            return false;
-        }
-        const std::size_t held = kept + static_cast<std::size_t>(count);
-        scan(std::string_view(bytes).substr(0, held), [&](std::size_t, const std::string&) {
+    std::string bytes; // with those before the piece in which a text may begin
+    bool isFound = false;
+    readInPieces(path, [&](std::string_view piece) {
+        bytes.erase(0, bytes.size() - std::min(bytes.size(), mLongest - 1)).append(piece);
+        scan(bytes, [&](std::size_t, const std::string&) {
             isFound = true;
             return false;
         });
-        if (isFound) {
-            return true;
-        }
-        kept = std::min(held, mLongest - 1);
-        std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(held - kept), kept, bytes.begin());
-    }
+        return !isFound;
+    });
+    return isFound;
 }
 
 } // namespace radvex::deidentify

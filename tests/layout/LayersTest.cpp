@@ -32,7 +32,7 @@ const std::map<std::string, std::set<std::string>> kSees{
     {"media/dicomdir", {"files", "guard", "media", "dcmtk"}},
     {"volume", {"files", "formats", "host", "include", "media", "workers"}},
     {"deidentify/identifiers", {}},
-    {"deidentify/pixels", {"formats", "guard", "dcmtk"}},
+    {"deidentify/pixels", {"deidentify/identifiers", "formats", "guard", "dcmtk"}},
     {"deidentify/profile", {}},
     {"deidentify", {"deidentify/identifiers", "deidentify/profile", "files", "formats", "host", "media", "workers"}},
     {"deidentify/rewriting",
