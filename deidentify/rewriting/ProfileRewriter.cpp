@@ -35,6 +35,18 @@ struct Place {
     bool isDummy = false;     ///< the item is a dummy: its texts say nothing
 };
 
+/// An attribute that an item may have only beside another one.
+struct Companion {
+    DcmTagKey key{};
+    DcmTagKey needed{};
+};
+
+const std::vector<Companion> kCompanions{
+    {DCM_ResponsiblePersonRole, DCM_ResponsiblePerson}, // PS3.3, table C.7-1
+    {DCM_ClinicalTrialProtocolEthicsCommitteeName,
+     DCM_ClinicalTrialProtocolEthicsCommitteeApprovalNumber}, // PS3.3, table C.7-2b
+};
+
 bool isOne(DcmEVR vr, std::initializer_list<DcmEVR> types) { return std::ranges::find(types, vr) != types.end(); }
 
 /// Applies the profile to one file.
@@ -130,6 +142,24 @@ class FileRewriting {
                 remove(place, *element, "basic X");
             } else {
                 rewrite(place, *element);
+            }
+        }
+        removeWhatStandsAlone(place);
+    }
+
+    /// What is left without the attribute that it belongs to would make the file illegal, and says nothing.
+    void removeWhatStandsAlone(const Place& place) {
+        for (const Companion& companion : kCompanions) {
+            DcmElement* element = nullptr;
+            if (place.item.tagExists(companion.needed) || mTools.given.contains(companion.key) ||
+                place.item.findAndGetElement(companion.key, element).bad()) {
+                continue;
+            }
+            const ConfidentialityRow* row =
+                ConfidentialityTable::instance().find(companion.key.getGroup(), companion.key.getElement());
+            const bool isKept = row != nullptr && decide(*row, options(), 0).action == Action::Keep;
+            if (!isKept) {
+                remove(place, *element, "without the attribute that it belongs to");
             }
         }
     }

@@ -227,3 +227,19 @@ TEST_F(ProfileRewriter, AnEarlierResultIsKnownByItsSettingsAndTellsWhatIsLeft) {
     EXPECT_FALSE(start(uids)->earlierResult(path, kUid).has_value()) << "another instance";
     EXPECT_FALSE(start(uids)->earlierResult(folder.file("original"), instance).has_value());
 }
+
+TEST_F(ProfileRewriter, WhatMayStandOnlyBesideAnotherAttributeGoesWithIt) {
+    const auto fill = [](DcmDataset& original) {
+        put(original, {{DCM_ResponsiblePerson, "Li^Xu"},
+                       {DCM_ResponsiblePersonRole, "OWNER"},
+                       {DCM_ClinicalTrialProtocolEthicsCommitteeName, "Board of Ulm"},
+                       {DCM_ClinicalTrialProtocolEthicsCommitteeApprovalNumber, "U-17"}});
+    };
+    DcmDataset& basic = rewrite(fill);
+    EXPECT_FALSE(basic.tagExists(DCM_ResponsiblePersonRole));
+    EXPECT_FALSE(basic.tagExists(DCM_ClinicalTrialProtocolEthicsCommitteeName));
+
+    DcmDataset& institution = rewrite(fill, with({ProfileOption::Institution}));
+    EXPECT_EQ(textOf(institution, DCM_ClinicalTrialProtocolEthicsCommitteeName), "Board of Ulm")
+        << "an option keeps it";
+}

@@ -138,8 +138,9 @@ bool isRight(const std::string& letter, const Case& one) {
         return one.after && (one.after->empty() || isDummy(one));
     }
     if (letter == "D") {
-        // A document may also be gone as a whole.
-        return isDummy(one) || (one.subject.key == DCM_EncapsulatedDocument && !one.after);
+        // A document may also be gone as a whole, and a committee's name with the number that it is required with.
+        return isDummy(one) || (!one.after && (one.subject.key == DCM_EncapsulatedDocument ||
+                                               one.subject.key == DCM_ClinicalTrialProtocolEthicsCommitteeName));
     }
     if (letter == "U") {
         return one.after && isReplacedUid(one.before, *one.after, one.ledger);
