@@ -4,8 +4,9 @@
 
 namespace radvex {
 
-/// How a run of the command ends.
-enum ExitStatus { kDone = 0, kRefused = 1, kUsage = 2 };
+/// How a run of the command ends: all done; something that was asked for is not there or cannot be done; wrong usage;
+/// done but for files that were named.
+enum ExitStatus { kDone = 0, kRefused = 1, kUsage = 2, kPartly = 3 };
 
 /// An error that is reported to the user. Its text is a sentence.
 class Error : public std::runtime_error {

@@ -8,6 +8,12 @@
 
 namespace radvex::cli {
 
+namespace {
+
+const std::string kExamples = "Examples:";
+
+} // namespace
+
 CommandLine::CommandLine(const std::string& name, const std::string& description)
     : mApp(std::make_shared<CLI::App>(description, name)) {}
 
@@ -64,6 +70,13 @@ void CommandLine::exclude(const std::string& name, const std::string& other) con
 }
 
 void CommandLine::setFooter(const std::string& text) const { mApp->footer(text); }
+
+void CommandLine::addExample(const std::string& words, const std::string& meaning) const {
+    const std::string before = mApp->get_footer();
+    const std::string title =
+        before.find(kExamples) == std::string::npos ? (before.empty() ? "" : "\n\n") + kExamples : "";
+    mApp->footer(before + title + "\n  " + words + "\n      " + meaning);
+}
 
 void CommandLine::setAction(std::function<void()> action) const { mApp->callback(std::move(action)); }
 

@@ -46,7 +46,11 @@ class CommandLine {
     std::vector<std::string> remaining() const;
 
     void exclude(const std::string& name, const std::string& other) const;
+    /// Sentences behind the options in the help text, above the examples.
     void setFooter(const std::string& text) const;
+    /// An example in the help text. A test runs each of them in a folder with a file of every name that they use.
+    /// @param words  what a person types: "radvex tags ct.dcm --tag PatientName"
+    void addExample(const std::string& words, const std::string& meaning) const;
     /// `action` runs after the arguments of the command are parsed.
     void setAction(std::function<void()> action) const;
 
