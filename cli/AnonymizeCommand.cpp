@@ -5,6 +5,7 @@
 #include "cli/Commands.h"
 #include "cli/ProgressBar.h"
 #include "cli/arguments/Files.h"
+#include "cli/arguments/OutputRule.h"
 #include "cli/arguments/ProfileArguments.h"
 #include "cli/arguments/ReplacementArguments.h"
 #include "deidentify/AnonymizationReport.h"
@@ -33,7 +34,7 @@ struct AnonymizeOptions {
     bool isIndependent = false;
     bool hasOriginals = false;
     bool hasNeutralNames = false;
-    bool mayReplace = false;
+    OutputRule rule{};
     bool resumes = false;
     bool isDryRun = false;
     bool isStrict = false;
@@ -100,23 +101,19 @@ void checkFolders(const std::string& input, const std::string& output) {
 
 void checkOutput(const AnonymizeOptions& options, bool isFolder) {
     std::error_code error;
-    const fs::file_status status = fs::symlink_status(options.output, error);
-    const bool exists = fs::exists(status);
-    if (isFolder && exists && !fs::is_directory(options.output, error)) {
-        throw FileError(options.output + " is not a folder.");
-    }
     if (!isFolder && fs::is_directory(options.output, error)) {
         throw FileError(options.output + " is a folder; name the file to write.");
     }
-    if (options.mayReplace || options.resumes || options.isDryRun || !exists) {
+    options.rule.check({options.report}, {options.input, options.key, options.masks, options.pseudonyms});
+    if (options.isDryRun) {
         return;
     }
     if (!isFolder) {
-        throw FileError(options.output + " exists already; --force replaces it.");
-    }
-    const bool isEmpty = fs::is_empty(options.output, error);
-    if (!error && !isEmpty) {
-        throw FileError(options.output + " is not empty; --force writes into it and replaces files of the same names.");
+        options.rule.check({options.output}, {options.input, options.key, options.masks, options.pseudonyms});
+    } else if (!options.resumes) {
+        options.rule.checkFolder(options.output);
+    } else if (fs::exists(options.output, error) && !fs::is_directory(options.output, error)) {
+        throw FileError(options.output + " is not a folder.");
     }
 }
 
@@ -140,7 +137,7 @@ std::string inputFolder(const std::string& input, deidentify::Anonymization& loo
 void report(const AnonymizeOptions& options, const deidentify::AnonymizationResult& result,
             const deidentify::ReportedRun& run) {
     if (!options.report.empty()) {
-        files::writeOutputText(options.report, deidentify::anonymizationReport(result, run));
+        files::writeOutputText(options.rule.to(options.report), deidentify::anonymizationReport(result, run));
     }
     if (!options.isQuiet) {
         // Nothing else is mixed with a report on the standard output.
@@ -151,7 +148,7 @@ void report(const AnonymizeOptions& options, const deidentify::AnonymizationResu
 
 deidentify::AnonymizerOptions anonymizerOptions(const AnonymizeOptions& options) {
     deidentify::AnonymizerOptions chosen;
-    chosen.mayReplace = options.mayReplace;
+    chosen.mayReplace = options.rule.isForced();
     chosen.isStrict = options.isStrict;
     chosen.examines = options.isStrict || !options.isQuiet || !options.report.empty();
     chosen.keepsChanges = !options.report.empty();
@@ -214,7 +211,7 @@ void addAnonymizeCommand(const CommandLine& program, Session& session) {
     command.addFlag("--independent", options.isIndependent, "A new value for every identifier of every file");
     command.exclude("--independent", "--key");
     command.addFlag("--neutral-names", options.hasNeutralNames, "Number the files instead of keeping their names");
-    command.addFlag("--force", options.mayReplace, "Replace files that exist already");
+    options.rule.addTo(command);
     command.addFlag("--strict", options.isStrict, "Write no file that may still identify the patient");
     command.addOption("--report", options.report, "JSON file with the changes of each file; - for the standard output");
     command.addFlag("--report-originals", options.hasOriginals,

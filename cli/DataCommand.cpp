@@ -1,6 +1,7 @@
 #include <iostream>
 
 #include "cli/Commands.h"
+#include "cli/arguments/OutputRule.h"
 #include "cli/arguments/PictureOptions.h"
 #include "files/Errors.h"
 #include "formats/json/Text.h"
@@ -19,6 +20,7 @@ namespace {
 struct DataOptions {
     std::string file{};
     std::string output{};
+    OutputRule rule{};
     PictureOptions picture{};
     bool rendered = false;
     bool json = false;
@@ -74,13 +76,13 @@ volume::Statistics statisticsOfAll(const Data& data) {
     return all;
 }
 
-void write(const std::string& path, const Data& data) {
+void write(const files::Output& output, const Data& data) {
     std::vector<std::span<const std::byte>> parts;
     for (const VelmoraNumericArray* array : data.arrays) {
         parts.emplace_back(static_cast<const std::byte*>(array->data.get()),
                            static_cast<std::size_t>(array->length) * velmora::numericArrayElementSize(array->type));
     }
-    formats::writeNpy(path, data.type, data.shape, parts);
+    formats::writeNpy(output, data.type, data.shape, parts);
 }
 
 void print(const DataOptions& options, const Data& data, const volume::PixelMeaning& meaning) {
@@ -113,10 +115,11 @@ void run(Session& session, const DataOptions& options) {
         throw UsageError("Windows, overlays and frames need --rendered; without it the modality values of all frames "
                          "are read.");
     }
+    options.rule.check({options.output}, {options.file});
     const volume::PixelMeaning meaning = volume::readPixelMeaning(host, options.file);
     const Data data = options.rendered ? readRenderedValues(host, options, meaning) : readModalityValues(host, options);
     if (!options.output.empty()) {
-        write(options.output, data);
+        write(options.rule.to(options.output), data);
     }
     print(options, data, meaning);
 }
@@ -130,6 +133,7 @@ void addDataCommand(const CommandLine& program, Session& session) {
     command.addOption("-o,--output", options.output, ".npy file to write; - for the standard output");
     command.addFlag("--rendered", options.rendered, "Windowed values as in a picture, not modality values");
     options.picture.addTo(command);
+    options.rule.addTo(command);
     command.addFlag("--json", options.json, "Describe the values as JSON");
 }
 

@@ -3,6 +3,7 @@
 
 #include "cli/Commands.h"
 #include "cli/arguments/Files.h"
+#include "cli/arguments/OutputRule.h"
 #include "cli/arguments/PictureOptions.h"
 #include "files/Errors.h"
 #include "formats/json/Text.h"
@@ -20,6 +21,7 @@ namespace {
 struct ImageOptions {
     std::string file{};
     std::string output{};
+    OutputRule rule{};
     PictureOptions picture{};
     bool sheet = false;
     bool json = false;
@@ -109,6 +111,23 @@ std::string numberedName(const std::string& path, std::size_t number) {
     return (whole.parent_path() / name).string();
 }
 
+/// The files to write, in the order of the pictures. @throws UsageError, FileError
+std::vector<std::string> namesOf(const ImageOptions& options, std::size_t firstFrame, std::size_t count) {
+    std::vector<std::string> names{options.output};
+    if (count > 1) {
+        if (options.output == "-") {
+            throw UsageError(
+                "Several pictures cannot go to the standard output: choose one frame with --frame, or use --sheet.");
+        }
+        names.clear();
+        for (std::size_t index = 0; index < count; ++index) {
+            names.push_back(numberedName(options.output, firstFrame + index + 1));
+        }
+    }
+    options.rule.check(names, {options.file}); // before the first is written
+    return names;
+}
+
 std::vector<std::string> writePictures(const ImageOptions& options, const Reading& reading) {
     auto pictures = formats::picturesOf(reading.image);
     if (!reading.isRendered) { // a copy of stored values always holds all frames
@@ -118,25 +137,18 @@ std::vector<std::string> writePictures(const ImageOptions& options, const Readin
     if (options.sheet) {
         pictures = {formats::contactSheet(pictures)};
     }
-    if (pictures.size() == 1) {
-        formats::writePng(options.output, pictures.front());
-        return {options.output};
+    const std::vector<std::string> names =
+        namesOf(options, static_cast<std::size_t>(reading.firstFrame), pictures.size());
+    for (std::size_t index = 0; index < names.size(); ++index) {
+        formats::writePng(options.rule.to(names[index]), pictures[index]);
     }
-    if (options.output == "-") {
-        throw UsageError(
-            "Several pictures cannot go to the standard output: choose one frame with --frame, or use --sheet.");
-    }
-    std::vector<std::string> written;
-    for (std::size_t index = 0; index < pictures.size(); ++index) {
-        written.push_back(numberedName(options.output, static_cast<std::size_t>(reading.firstFrame) + index + 1));
-        formats::writePng(written.back(), pictures[index]);
-    }
-    return written;
+    return names;
 }
 
 void run(Session& session, const ImageOptions& options) {
     velmora::Host& host = session.host();
     (void)options.picture.rendering(); // finds wrong usage before the file is read
+    options.rule.check({options.output}, {options.file});
     const Reading reading = read(host, options);
     const auto written = options.output.empty() ? std::vector<std::string>{} : writePictures(options, reading);
     if (options.json) {
@@ -157,6 +169,7 @@ void addImageCommand(const CommandLine& program, Session& session) {
     command.addOption("-o,--output", options.output,
                       "PNG to write; several frames become numbered files; - for the standard output");
     options.picture.addTo(command);
+    options.rule.addTo(command);
     command.addFlag("--sheet", options.sheet, "All frames in one picture");
     command.addFlag("--json", options.json, "Describe the picture as JSON");
 }

@@ -3,6 +3,7 @@
 #include "cli/Commands.h"
 #include "cli/ProgressBar.h"
 #include "cli/arguments/Files.h"
+#include "cli/arguments/OutputRule.h"
 #include "files/Errors.h"
 #include "files/OutputFile.h"
 #include "formats/json/LosslessJson.h"
@@ -16,6 +17,7 @@ namespace {
 struct IndexOptions {
     std::string folder{};
     std::string output{};
+    OutputRule rule{};
     FileJobs jobs{};
     bool json = false;
 };
@@ -26,18 +28,18 @@ formats::Json toJson(const media::FolderIndex& index) {
         files.push_back({{"fileId", file.fileId}, {"path", file.path}});
     }
     formats::Json refused = formats::Json::array();
-    for (const media::RefusedFile& file : index.refused) {
+    for (const media::RefusedFile& file : index.leftOut.refused) {
         refused.push_back({{"path", file.path}, {"reason", file.reason}});
     }
     return {{"dicomdir", index.dicomdir},   {"patients", index.patientCount}, {"studies", index.studyCount},
-            {"series", index.seriesCount},  {"files", std::move(files)},      {"skipped", index.skippedCount},
+            {"series", index.seriesCount},  {"files", std::move(files)},      {"skipped", index.leftOut.skippedCount},
             {"refused", std::move(refused)}};
 }
 
 void run(Session&, const IndexOptions& options) {
-    const media::FolderIndex index =
-        media::indexFolder(options.folder, options.output, options.jobs.count(), ProgressBar::forEachWork());
-    for (const std::string& sentence : media::whatIsLeftOut(index)) {
+    const media::FolderIndex index = media::indexFolder(options.folder, options.output, options.rule.isForced(),
+                                                        options.jobs.count(), ProgressBar::forEachWork());
+    for (const std::string& sentence : media::sentencesOf(index.leftOut)) {
         printError(sentence);
     }
     if (index.files.empty()) {
@@ -50,8 +52,8 @@ void run(Session&, const IndexOptions& options) {
     std::cout << formats::printable(index.dicomdir) << ": "
               << formats::counted(index.patientCount, "patient", "patients") << ", "
               << formats::counted(index.studyCount, "study", "studies") << ", " << index.seriesCount << " series, "
-              << formats::counted(index.files.size(), "file", "files") << " (" << index.skippedCount << " skipped, "
-              << index.refused.size() << " refused)\n";
+              << formats::counted(index.files.size(), "file", "files") << " (" << index.leftOut.skippedCount
+              << " skipped, " << index.leftOut.refused.size() << " refused)\n";
 }
 
 } // namespace
@@ -62,11 +64,11 @@ void addIndexCommand(const CommandLine& program, Session& session) {
     command.addRequired("FOLDER", options.folder, "Folder of DICOM files and of folders that hold some");
     command.addRequired("-o,--output", options.output,
                         "Folder for the DICOMDIR and a symbolic link to each file; made when it is missing");
+    options.rule.addTo(command);
     options.jobs.addTo(command);
     command.addFlag("--json", options.json, "List indexed, skipped and refused files as JSON");
     command.setFooter("Files that are not DICOM are skipped. DICOM files that cannot be indexed are named on standard "
-                      "error. The exit "
-                      "status is 0 when at least one file was indexed. An existing DICOMDIR is never replaced.");
+                      "error. The exit status is 0 when at least one file was indexed.");
 }
 
 } // namespace radvex::cli

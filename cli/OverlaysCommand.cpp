@@ -2,6 +2,7 @@
 #include <iostream>
 
 #include "cli/Commands.h"
+#include "cli/arguments/OutputRule.h"
 #include "files/Errors.h"
 #include "files/OutputFile.h"
 #include "formats/json/LosslessJson.h"
@@ -18,12 +19,20 @@ namespace {
 struct OverlaysOptions {
     std::string file{};
     std::string folder{};
+    OutputRule rule{};
     bool json = false;
 };
+
+std::string nameOf(const OverlaysOptions& options, velmora::NodeView plane) {
+    return (std::filesystem::path(options.folder) / ("overlay-" + std::string(plane.name()) + ".png")).string();
+}
 
 void run(Session& session, const OverlaysOptions& options) {
     const velmora::Value result = session.host().call("ReadOverlays", {options.file});
     const Store& planes = result.get<Store>();
+    for (const velmora::NodeView plane : planes) { // before the first is written
+        options.rule.check({options.folder.empty() ? "" : nameOf(options, plane)}, {options.file});
+    }
     if (!options.folder.empty() && planes.size() > 0) {
         std::error_code error;
         std::filesystem::create_directories(options.folder, error);
@@ -37,8 +46,8 @@ void run(Session& session, const OverlaysOptions& options) {
         const std::string name(node.name());
         std::string written;
         if (!options.folder.empty()) {
-            written = (std::filesystem::path(options.folder) / ("overlay-" + name + ".png")).string();
-            formats::writePng(written, formats::picturesOf(plane).front());
+            written = nameOf(options, node);
+            formats::writePng(options.rule.to(written), formats::picturesOf(plane).front());
         }
         if (options.json) {
             list.push_back({{"plane", std::stoi(name)},
@@ -64,6 +73,7 @@ void addOverlaysCommand(const CommandLine& program, Session& session) {
         program, session, "overlays", "Write the overlay planes of a file as one-bit PNG", run);
     command.addRequired("FILE", options.file, "DICOM file");
     command.addOption("-o,--output", options.folder, "Folder for overlay-1.png and so on; made when it is missing");
+    options.rule.addTo(command);
     command.addFlag("--json", options.json, "Print a JSON list of the planes");
 }
 

@@ -1,12 +1,16 @@
 #include <filesystem>
 #include <iostream>
+#include <memory>
+#include <optional>
 #include <set>
 #include <utility>
 
 #include "cli/Commands.h"
 #include "cli/ProgressBar.h"
 #include "cli/arguments/MediumOptions.h"
+#include "cli/arguments/OutputRule.h"
 #include "cli/arguments/PictureOptions.h"
+#include "files/Errors.h"
 #include "files/OutputFile.h"
 #include "formats/json/LosslessJson.h"
 #include "formats/json/Text.h"
@@ -14,6 +18,7 @@
 #include "media/FolderWalk.h"
 #include "media/Medium.h"
 #include "media/MediumTree.h"
+#include "media/TemporaryIndex.h"
 #include "workers/Parcel.h"
 #include "workers/SharedMemory.h"
 #include "workers/Workers.h"
@@ -33,7 +38,7 @@ struct SeriesOptions {
     std::string output{};
     SelectionOptions selection{};
     PictureOptions picture{};
-    bool force = false;
+    OutputRule rule{};
     bool json = false;
     FileJobs jobs{};
 };
@@ -141,29 +146,47 @@ std::string whyMissing(velmora::Host& host, const std::string& file, const media
     return reason;
 }
 
-/// Lets the library render a series as a whole, which a window common to all its pictures needs.
-Shown showWhole(velmora::Host& host, const std::string& dicomdir, const Choice& choice,
-                const media::Rendering& rendering) {
-    Shown shown;
-    std::set<std::string> known;
-    const media::Selection& selection = choice.selection;
-    const Value result =
-        host.call("Read2DImagesDir", {dicomdir, rendering.scalingTensor(), rendering.hasOverlays, media::kImageFlags,
-                                      selection.patient, selection.study, selection.series});
-    forEachPicture(result, choice.series.key, [&](const std::string& path, const Image& image) {
-        known.insert(path);
-        shown.pictures.push_back({path, {}});
-        for (const formats::Picture& picture : formats::picturesOf(image)) {
-            shown.pictures.back().pngs.push_back(formats::pngOf(picture));
-        }
-    });
-    for (const std::string& file : choice.series.files) {
-        if (!known.contains(file)) {
-            shown.missing.push_back({file, whyMissing(host, file, rendering)});
+/// A DICOMDIR of the whole medium, which a window common to all pictures of a series needs.
+class CommonWindow {
+  public:
+    CommonWindow(const media::Medium& medium, std::size_t jobs) : mMedium(medium) {
+        if (medium.isFolder()) {
+            mIndex = std::make_unique<media::TemporaryIndex>(medium.path(), jobs, ProgressBar::forEachWork());
         }
     }
-    return shown;
-}
+
+    /// Lets the library render a series as a whole.
+    Shown show(velmora::Host& host, const Choice& choice, const media::Rendering& rendering) const {
+        Shown shown;
+        std::set<std::string> known;
+        media::Selection selection = choice.selection;
+        if (mIndex != nullptr) { // an index invents the IDs that files do not have
+            selection.patient = ".*";
+        }
+        const std::string& dicomdir = mIndex == nullptr ? mMedium.dicomdir() : mIndex->dicomdir();
+        const Value result =
+            host.call("Read2DImagesDir", {dicomdir, rendering.scalingTensor(), rendering.hasOverlays,
+                                          media::kImageFlags, selection.patient, selection.study, selection.series});
+        forEachPicture(result, choice.series.key, [&](const std::string& libraryPath, const Image& image) {
+            const std::string path = mIndex == nullptr ? libraryPath : mIndex->userPath(libraryPath);
+            known.insert(path);
+            shown.pictures.push_back({path, {}});
+            for (const formats::Picture& picture : formats::picturesOf(image)) {
+                shown.pictures.back().pngs.push_back(formats::pngOf(picture));
+            }
+        });
+        for (const std::string& file : choice.series.files) {
+            if (!known.contains(file)) {
+                shown.missing.push_back({file, whyMissing(host, file, rendering)});
+            }
+        }
+        return shown;
+    }
+
+  private:
+    const media::Medium& mMedium;
+    std::unique_ptr<media::TemporaryIndex> mIndex{};
+};
 
 std::string suffix(const std::string& text) {
     const std::string safe = formats::fileNamePart(text, 32);
@@ -171,19 +194,23 @@ std::string suffix(const std::string& text) {
 }
 
 /// Writes 0001.png and so on, or 0001-0001.png and so on for several frames. @return what each picture shows
-formats::Json writePictures(const fs::path& folder, const media::Medium& medium, const Shown& shown) {
+formats::Json writePictures(const OutputRule& rule, const fs::path& folder, const Shown& shown) {
     formats::Json written = formats::Json::array();
     for (std::size_t index = 0; index < shown.pictures.size(); ++index) {
         const auto& [file, pngs] = shown.pictures[index];
-        fs::create_directories(folder);
+        std::error_code error;
+        if (fs::create_directories(folder, error); error) {
+            throw FileError(folder.string() + " cannot be made: " + error.message() + ".");
+        }
         for (std::size_t frame = 0; frame < pngs.size(); ++frame) {
             const std::string& png = pngs[frame];
             const std::string name =
                 fileNumber(index + 1) + (pngs.size() > 1 ? "-" + fileNumber(frame + 1) : std::string{}) + ".png";
             const std::string path = (folder / name).string();
-            files::writeOutputFile(
-                path, [&](std::FILE* output) { return std::fwrite(png.data(), 1, png.size(), output) == png.size(); });
-            written.push_back({{"file", medium.userPath(file)}, {"frame", frame + 1}, {"written", path}});
+            files::writeOutputFile(rule.to(path), [&](std::FILE* output) {
+                return std::fwrite(png.data(), 1, png.size(), output) == png.size();
+            });
+            written.push_back({{"file", file}, {"frame", frame + 1}, {"written", path}});
         }
     }
     return written;
@@ -193,9 +220,9 @@ formats::Json writePictures(const fs::path& folder, const media::Medium& medium,
 formats::Json describeMissing(const media::Medium& medium, const Shown& shown) {
     formats::Json list = formats::Json::array();
     for (const media::RefusedFile& file : shown.missing) {
-        list.push_back({{"file", medium.userPath(file.path)}, {"reason", medium.userText(file.reason)}});
+        list.push_back({{"file", file.path}, {"reason", file.reason}});
     }
-    for (const media::RefusedFile& file : medium.index().refused) {
+    for (const media::RefusedFile& file : medium.listing().leftOut.refused) {
         list.push_back({{"file", file.path}, {"reason", file.reason}});
     }
     return list;
@@ -203,6 +230,7 @@ formats::Json describeMissing(const media::Medium& medium, const Shown& shown) {
 
 void run(Session& session, const SeriesOptions& options) {
     options.selection.check();
+    options.rule.checkFolder(options.output);
     workers::keepMemoryBetweenFiles();
     const media::Rendering rendering = options.picture.rendering(); // finds wrong usage before the medium is read
     const auto opened = openMedium(options.medium, options.jobs);
@@ -211,23 +239,28 @@ void run(Session& session, const SeriesOptions& options) {
         media::listMedium(session.host(), medium, options.selection, media::Records::all, options.jobs.count()));
     formats::Json report = formats::Json::array();
     ProgressBar progress("Series");
+    std::optional<CommonWindow> commonWindow;
+    if (options.picture.commonWindow) {
+        commonWindow.emplace(medium, options.jobs.count());
+    }
     FileByFile files(session, options, all);
     for (std::size_t index = 0; index < all.size(); ++index) {
         progress.show(index, all.size());
         session.attempt("", [&] {
             const media::MediumSeries& series = all[index].series;
-            const Shown shown = options.picture.commonWindow
-                                    ? showWhole(session.host(), medium.dicomdir(), all[index], rendering)
-                                    : files.show(series);
+            const Shown shown =
+                commonWindow ? commonWindow->show(session.host(), all[index], rendering) : files.show(series);
             const std::string folder = fileNumber(index + 1) + suffix(series.modality) + suffix(series.number);
-            const bool isWritten = options.force || (shown.missing.empty() && medium.index().refused.empty());
-            report.push_back({{"SeriesInstanceUID", series.uid},
-                              {"SeriesNumber", series.number},
-                              {"pictures", isWritten ? writePictures(fs::path(options.output) / folder, medium, shown)
-                                                     : formats::Json::array()},
-                              {"missing", describeMissing(medium, shown)}});
+            const bool isWritten =
+                options.rule.isForced() || (shown.missing.empty() && medium.listing().leftOut.refused.empty());
+            report.push_back(
+                {{"SeriesInstanceUID", series.uid},
+                 {"SeriesNumber", series.number},
+                 {"pictures", isWritten ? writePictures(options.rule, fs::path(options.output) / folder, shown)
+                                        : formats::Json::array()},
+                 {"missing", describeMissing(medium, shown)}});
             for (const media::RefusedFile& missing : shown.missing) {
-                session.reportRefusal(medium.userPath(missing.path), medium.userText(missing.reason));
+                session.reportRefusal(missing.path, missing.reason);
             }
             if (!isWritten) { // the numbers of pictures are those of slices
                 session.reportRefusal("", "Series " + series.uid +
@@ -254,7 +287,7 @@ void addSeriesCommand(const CommandLine& program, Session& session) {
     options.picture.addSeriesWindowTo(command);
     options.picture.addOverlaysTo(command);
     options.jobs.addTo(command);
-    command.addFlag("--force", options.force, "Write the pictures of a series even when some are missing");
+    options.rule.addTo(command, "Also write the pictures of a series when some are missing");
     command.addFlag("--json", options.json, "List as JSON which picture shows which file");
 }
 

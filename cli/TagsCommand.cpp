@@ -160,22 +160,13 @@ void printMedium(Session& session, const TagsOptions& options, const std::string
     const media::Medium& medium = *opened;
     checkKeywords(session.host(), options);
     std::vector<std::string> files;
-    std::unordered_map<std::string, std::string> libraryPaths;
     const auto patients = media::listMedium(session.host(), medium, {.series = options.series}, media::Records::keys,
                                             options.jobs.count());
     media::forEachSeries(patients, [&](const auto&, const auto&, const media::MediumSeries& series) {
-        for (const std::string& path : series.files) {
-            files.push_back(medium.userPath(path));
-            libraryPaths.emplace(files.back(), path);
-        }
+        files.insert(files.end(), series.files.begin(), series.files.end());
     });
-    printFiles(session, options, files, true, [&](const std::string& file) {
-        try {
-            return readTags(session.host(), libraryPaths.at(file), options);
-        } catch (const velmora::LibraryError& error) {
-            throw velmora::LibraryError(error.code(), error.name(), medium.userText(error.what()));
-        }
-    });
+    printFiles(session, options, files, true,
+               [&](const std::string& file) { return readTags(session.host(), file, options); });
 }
 
 void run(Session& session, const TagsOptions& options) {

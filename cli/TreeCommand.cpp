@@ -19,6 +19,11 @@ struct TreeOptions {
     bool json = false;
 };
 
+/// What identifies and is not there is shown as a dash, so that nobody takes the next text for it.
+std::string orDash(const std::string& text) { return text.empty() ? "-" : text; }
+
+formats::Json orNull(const std::string& text) { return text.empty() ? formats::Json() : formats::Json(text); }
+
 /// The texts that are not empty, with two blanks between them.
 std::string joined(std::initializer_list<std::string> texts) {
     std::string line;
@@ -30,63 +35,68 @@ std::string joined(std::initializer_list<std::string> texts) {
     return line;
 }
 
-void printSeries(const media::MediumSeries& series, const media::Medium& medium, bool withFiles) {
+void printSeries(const media::MediumSeries& series, bool withFiles) {
     std::cout << "    Series "
-              << joined({series.number, series.modality, formats::counted(series.files.size(), "file", "files"),
-                         series.description, series.uid.empty() ? series.key : series.uid})
+              << joined({orDash(series.number), orDash(series.modality),
+                         formats::counted(series.files.size(), "file", "files"), series.description,
+                         series.uid.empty() ? series.key : series.uid})
               << '\n';
     for (std::size_t index = 0; withFiles && index < series.files.size(); ++index) {
-        std::cout << "      " << formats::printable(medium.userPath(series.files[index])) << '\n';
+        std::cout << "      " << formats::printable(series.files[index]) << '\n';
     }
 }
 
-void printTree(const std::vector<media::MediumPatient>& patients, const media::Medium& medium, bool withFiles) {
+void printTree(const std::vector<media::MediumPatient>& patients, bool withFiles) {
     for (const media::MediumPatient& patient : patients) {
-        std::cout << "Patient " << joined({patient.id, patient.name}) << '\n';
+        std::cout << "Patient " << joined({orDash(patient.id), orDash(patient.name)}) << '\n';
         for (const media::MediumStudy& study : patient.studies) {
             std::cout << "  Study "
-                      << joined({study.date, study.description, study.uid.empty() ? study.key : study.uid}) << '\n';
+                      << joined({orDash(study.date), study.description, study.uid.empty() ? study.key : study.uid})
+                      << '\n';
             for (const media::MediumSeries& series : study.series) {
-                printSeries(series, medium, withFiles);
+                printSeries(series, withFiles);
             }
         }
     }
 }
 
-formats::Json describe(const media::MediumSeries& series, const media::Medium& medium, bool withFiles) {
-    formats::Json json{
-        {"key", series.key},           {"SeriesInstanceUID", series.uid},         {"SeriesNumber", series.number},
-        {"Modality", series.modality}, {"SeriesDescription", series.description}, {"fileCount", series.files.size()}};
+formats::Json describe(const media::MediumSeries& series, bool withFiles) {
+    formats::Json json{{"key", series.key},
+                       {"SeriesInstanceUID", orNull(series.uid)},
+                       {"SeriesNumber", orNull(series.number)},
+                       {"Modality", orNull(series.modality)},
+                       {"SeriesDescription", orNull(series.description)},
+                       {"fileCount", series.files.size()}};
     if (withFiles) {
         json["files"] = formats::Json::array();
         for (const std::string& file : series.files) {
-            json["files"].push_back(medium.userPath(file));
+            json["files"].push_back(file);
         }
     }
     return json;
 }
 
-formats::Json describe(const media::MediumStudy& study, const media::Medium& medium, bool withFiles) {
+formats::Json describe(const media::MediumStudy& study, bool withFiles) {
     formats::Json json{{"key", study.key},
-                       {"StudyInstanceUID", study.uid},
-                       {"StudyDate", study.date},
-                       {"StudyDescription", study.description},
+                       {"StudyInstanceUID", orNull(study.uid)},
+                       {"StudyDate", orNull(study.date)},
+                       {"StudyDescription", orNull(study.description)},
                        {"series", formats::Json::array()}};
     for (const media::MediumSeries& series : study.series) {
-        json["series"].push_back(describe(series, medium, withFiles));
+        json["series"].push_back(describe(series, withFiles));
     }
     return json;
 }
 
-formats::Json describe(const std::vector<media::MediumPatient>& patients, const media::Medium& medium, bool withFiles) {
+formats::Json describe(const std::vector<media::MediumPatient>& patients, bool withFiles) {
     formats::Json json = formats::Json::array();
     for (const media::MediumPatient& patient : patients) {
         json.push_back({{"key", patient.key},
-                        {"PatientID", patient.id},
-                        {"PatientName", patient.name},
+                        {"PatientID", orNull(patient.id)},
+                        {"PatientName", orNull(patient.name)},
                         {"studies", formats::Json::array()}});
         for (const media::MediumStudy& study : patient.studies) {
-            json.back()["studies"].push_back(describe(study, medium, withFiles));
+            json.back()["studies"].push_back(describe(study, withFiles));
         }
     }
     return json;
@@ -94,14 +104,16 @@ formats::Json describe(const std::vector<media::MediumPatient>& patients, const 
 
 void run(Session& session, const TreeOptions& options) {
     options.selection.check();
-    const auto opened = openMedium(options.medium, options.jobs);
-    const media::Medium& medium = *opened;
+    const auto medium = openMedium(options.medium, options.jobs);
     const auto patients =
-        media::listMedium(session.host(), medium, options.selection, media::Records::all, options.jobs.count());
+        media::listMedium(session.host(), *medium, options.selection, media::Records::all, options.jobs.count());
+    if (patients.empty()) {
+        session.reportRefusal("", options.medium + " holds no series that matches.");
+    }
     if (options.json) {
-        std::cout << formats::dumpJson(describe(patients, medium, options.files)) << '\n';
+        std::cout << formats::dumpJson(describe(patients, options.files)) << '\n';
     } else {
-        printTree(patients, medium, options.files);
+        printTree(patients, options.files);
     }
 }
 

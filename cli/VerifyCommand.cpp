@@ -3,6 +3,7 @@
 #include "cli/Commands.h"
 #include "cli/ProgressBar.h"
 #include "cli/arguments/Files.h"
+#include "cli/arguments/OutputRule.h"
 #include "cli/arguments/ProfileArguments.h"
 #include "cli/arguments/ReplacementArguments.h"
 #include "deidentify/Anonymizer.h"
@@ -20,6 +21,7 @@ struct VerifyOptions {
     ProfileArguments profile{};
     ReplacementArguments replacements{};
     std::string report{};
+    OutputRule rule{};
     bool isQuiet = false;
     FileJobs jobs{};
 };
@@ -34,7 +36,7 @@ void checkFolders(const std::string& originals, const std::string& output) {
 void printResult(const VerifyOptions& options, const std::string& output,
                  const deidentify::VerificationResult& result) {
     if (!options.report.empty()) {
-        files::writeOutputText(options.report, deidentify::verificationReport(result));
+        files::writeOutputText(options.rule.to(options.report), deidentify::verificationReport(result));
     }
     if (!options.isQuiet) {
         // Nothing else is mixed with a report on the standard output.
@@ -49,6 +51,7 @@ void run(Session& session, const VerifyOptions& options) {
     if (hasOriginals) {
         checkFolders(originals, output);
     }
+    options.rule.check({options.report}, {options.first, options.second});
     deidentify::VerificationSettings settings;
     const deidentify::ProfileOptions chosen = options.profile.options();
     if (options.profile.hasOptions()) {
@@ -87,6 +90,7 @@ void addVerifyCommand(const CommandLine& program, Session& session) {
     options.replacements.addTo(command, "a value that the attribute may have");
     command.addOption("--report", options.report,
                       "JSON file with the findings of each file; - for the standard output");
+    options.rule.addTo(command);
     command.addFlag("-q,--quiet", options.isQuiet, "Print nothing but errors");
     options.jobs.addTo(command);
     command.setFooter(

@@ -4,6 +4,7 @@
 #include "cli/Commands.h"
 #include "cli/ProgressBar.h"
 #include "cli/arguments/MediumOptions.h"
+#include "cli/arguments/OutputRule.h"
 #include "cli/arguments/PictureOptions.h"
 #include "files/Errors.h"
 #include "files/OutputFile.h"
@@ -30,7 +31,7 @@ struct VolumeOptions {
     bool resample = false;
     bool stored = false;
     bool rendered = false;
-    bool force = false;
+    OutputRule rule{};
     bool gzip = false;
     bool bids = false;
     std::string preview{};
@@ -50,7 +51,7 @@ struct VolumeOptions {
                 .strangers = split     ? Plan::Strangers::split
                              : largest ? Plan::Strangers::leaveOut
                                        : Plan::Strangers::refuse,
-                .isForced = force,
+                .isForced = rule.isForced(),
                 .isResampled = resample};
     }
 };
@@ -118,7 +119,7 @@ class SeriesRun {
         for (const volume::Volume& volume : all.volumes) {
             const std::string own = pathWith(suffix + volume.label);
             tell(own, volume.findings);
-            const bool isWritten = mOptions.force || !(all.hasErrors() || volume.hasErrors());
+            const bool isWritten = mOptions.rule.isForced() || !(all.hasErrors() || volume.hasErrors());
             if (!mOptions.preview.empty()) { // of a refused volume too: it shows what is wrong
                 writePreview(withSuffix(mOptions.preview, ".png", suffix + volume.label), own, all, volume);
             }
@@ -143,7 +144,7 @@ class SeriesRun {
 
     void tell(const std::string& path, const std::vector<volume::Finding>& findings) const {
         for (const volume::Finding& finding : findings) {
-            const bool isRefusal = finding.isError && !mOptions.force;
+            const bool isRefusal = finding.isError && !mOptions.rule.isForced();
             printError((isRefusal ? "" : "warning: ") + path + ": " + finding.sentence);
         }
     }
@@ -171,30 +172,32 @@ class SeriesRun {
     void writeSidecar(const std::string& path, const volume::SeriesSlices& slices, const volume::Volume& volume) const {
         const std::string base = path.substr(0, path.size() - formats::volumeExtension(path).size());
         const std::string& first = slices.slices[volume.slices.front()].file;
-        files::writeOutputText(base + ".json", formats::dumpJson(volume::bidsSidecar(mSession.host(), first)) + '\n');
+        files::writeOutputText(mOptions.rule.to(base + ".json"),
+                               formats::dumpJson(volume::bidsSidecar(mSession.host(), first)) + '\n');
         if (const auto weightings = volume::weightingsOf(slices, volume); !weightings.empty()) {
-            files::writeOutputText(base + ".bval", volume::bvalText(weightings));
+            files::writeOutputText(mOptions.rule.to(base + ".bval"), volume::bvalText(weightings));
             if (volume.header.geometry.hasPosition) {
-                files::writeOutputText(base + ".bvec", volume::bvecText(weightings, volume.header.geometry));
+                files::writeOutputText(mOptions.rule.to(base + ".bvec"),
+                                       volume::bvecText(weightings, volume.header.geometry));
             } else {
                 printError("warning: " + base + ".bvec is not written: without a position the volume has no axes.");
             }
         }
     }
 
-    static void writePreview(const std::string& path, const std::string& name, const volume::SeriesVolumes& all,
-                             const volume::Volume& volume) {
+    void writePreview(const std::string& path, const std::string& name, const volume::SeriesVolumes& all,
+                      const volume::Volume& volume) const {
         volume::PreviewText text{.title = name, .unit = volume.header.unit, .findings = all.findings};
         text.findings.insert(text.findings.end(), volume.findings.begin(), volume.findings.end());
         formats::VolumeHeader header = volume.header;
         auto bytes = volume.bytes;
         bytes.resize(static_cast<std::size_t>(header.slices)); // the first of several volumes
         header.volumes = 1;
-        volume::writePreview(path, header, bytes, text);
+        volume::writePreview(mOptions.rule.to(path), header, bytes, text);
     }
 
     void write(const std::string& path, const volume::Volume& volume) const {
-        formats::writeVolume(path, volume.header, joined(volume), mOptions.gzip);
+        formats::writeVolume(mOptions.rule.to(path), volume.header, joined(volume), mOptions.gzip);
         if (!mOptions.json && path != "-") {
             std::cout << formats::printable(path) << ": " << volume::volumeSummary(volume.header) << '\n';
         }
@@ -302,7 +305,7 @@ void run(Session& session, const VolumeOptions& options) {
         } catch (const Error& error) {
             refuse(error.what());
         } catch (const velmora::LibraryError& error) {
-            refuse(medium.userText(error.what()));
+            refuse(error.what());
         }
     }
     if (options.json) {
@@ -328,7 +331,7 @@ void addVolumeCommand(const CommandLine& program, Session& session) {
     command.addFlag("--4d", options.isFourD, "Join the volumes of a series (points in time, echoes) to one file");
     command.addFlag("--resample", options.resample, "Interpolate unevenly spaced slices to an even volume");
     command.addFlag("--stored", options.stored, "Write stored values, with slope and intercept in the header (NIfTI)");
-    command.addFlag("--force", options.force, "Write even when slices are missing, duplicated or do not fit together");
+    options.rule.addTo(command, "Also write when slices are missing, duplicated or do not fit together");
     command.addFlag("--rendered", options.rendered, "Write windowed pictures, not modality values");
     options.picture.addSeriesWindowTo(command);
     command.addFlag("--bids", options.bids,

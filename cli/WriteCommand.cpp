@@ -5,6 +5,7 @@
 #include "cli/Commands.h"
 #include "cli/arguments/Compression.h"
 #include "cli/arguments/Files.h"
+#include "cli/arguments/OutputRule.h"
 #include "cli/arguments/OverlayInput.h"
 #include "cli/arguments/Words.h"
 #include "files/Errors.h"
@@ -26,6 +27,7 @@ namespace {
 struct WriteOptions {
     FileArguments pictures{};
     std::string output{};
+    OutputRule rule{};
     std::string axes{};
     std::vector<std::string> tags{};
     std::string metadata{};
@@ -146,6 +148,10 @@ std::string explain(const velmora::LibraryError& error, const std::string& pictu
 
 void run(Session& session, const WriteOptions& options) {
     const Request request = parse(options);
+    std::vector<std::string> inputs = request.pictures;
+    inputs.insert(inputs.end(), options.overlays.begin(), options.overlays.end());
+    inputs.push_back(options.metadata);
+    options.rule.check({options.output}, inputs);
     Image image = formats::readPictureFiles(request.pictures, request.axes);
     Store overlays = readOverlays(options.overlays);
     velmora::Host& host = session.host();
@@ -156,7 +162,7 @@ void run(Session& session, const WriteOptions& options) {
     }
     const std::string picture = formats::describePicture(image);
     try {
-        files::writeOutputPath(options.output, [&](const std::string& temporary) {
+        files::writeOutputPath(options.rule.to(options.output), [&](const std::string& temporary) {
             host.call("WriteImage", argumentsOf(temporary, std::move(image), attributes, std::move(overlays), request));
         });
     } catch (const velmora::LibraryError& error) {
@@ -173,6 +179,7 @@ void addWriteCommand(const CommandLine& program, Session& session) {
     options.pictures.addTo(command, "PICTURE",
                            "PNG (grey or RGB) or .npy (bool, u1, u2, f4, f8); more become further frames");
     command.addRequired("-o,--output", options.output, "DICOM file to write; - for the standard output");
+    options.rule.addTo(command);
     command.addOption("--axes", options.axes,
                       "Axes of .npy files, such as frames,rows,columns; by themselves [a][b][3] is rows, columns and "
                       "RGB, any other [a][b][c] frames, rows and columns");

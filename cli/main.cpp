@@ -1,6 +1,7 @@
 #include <iostream>
 
 #include "cli/Commands.h"
+#include "files/EndSignals.h"
 #include "files/Errors.h"
 
 namespace {
@@ -51,6 +52,7 @@ int run(int argc, char** argv) {
 } // namespace
 
 int main(int argc, char** argv) {
+    radvex::files::removeFoldersOnEndSignals();
     try {
         return run(argc, argv);
     } catch (const std::exception& error) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <compare>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -34,7 +33,12 @@ struct Reference {
     ValueHash place = 0;
     ValueHash target = 0;
 
-    friend auto operator<=>(const Reference&, const Reference&) = default;
+    friend bool operator<(const Reference& left, const Reference& right) {
+        return std::tie(left.place, left.target) < std::tie(right.place, right.target);
+    }
+    friend bool operator==(const Reference& left, const Reference& right) {
+        return std::tie(left.place, left.target) == std::tie(right.place, right.target);
+    }
 };
 
 /// Where an instance belongs and what it refers to.

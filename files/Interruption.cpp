@@ -1,33 +1,37 @@
 #include "files/Interruption.h"
 
+#include <array>
 #include <csignal>
-#include <initializer_list>
+#include <cstddef>
 
 namespace radvex::files {
 
 namespace {
 
+constexpr std::array kSignals{SIGINT, SIGTERM, SIGHUP};
+
 volatile std::sig_atomic_t received = 0;
+std::array<void (*)(int), kSignals.size()> formerHandlers{};
 
 void record(int number) { received = number; }
-
-/// Handles the signals, except those that the process ignores, as under nohup.
-void handleSignals(void (*handler)(int)) {
-    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
-        if (std::signal(number, handler) == SIG_IGN) {
-            (void)std::signal(number, SIG_IGN);
-        }
-    }
-}
 
 } // namespace
 
 Interruption::Interruption() {
     received = 0;
-    handleSignals(record);
+    for (std::size_t index = 0; index < kSignals.size(); ++index) {
+        formerHandlers[index] = std::signal(kSignals[index], record);
+        if (formerHandlers[index] == SIG_IGN) { // as under nohup
+            (void)std::signal(kSignals[index], SIG_IGN);
+        }
+    }
 }
 
-Interruption::~Interruption() { handleSignals(SIG_DFL); }
+Interruption::~Interruption() {
+    for (std::size_t index = 0; index < kSignals.size(); ++index) {
+        (void)std::signal(kSignals[index], formerHandlers[index]);
+    }
+}
 
 int Interruption::signal() const { return received; }
 

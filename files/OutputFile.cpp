@@ -23,9 +23,10 @@ bool finish(std::FILE* file, bool isWritten) {
 
 /// A staging folder beside a file to be written. Its errors name the file, not the folder.
 StagingFolder stagingBeside(const std::string& path) {
-    const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+    const std::filesystem::path parent = std::filesystem::path(path).parent_path();
+    const std::string folder = parent.empty() ? "." : parent.string();
     try {
-        return StagingFolder(folder.empty() ? "." : folder.string());
+        return StagingFolder(folder);
     } catch (const WriteError& error) {
         throw WriteError(path, error.reason());
     }
@@ -49,14 +50,26 @@ void copyToStandardOutput(const std::string& name) {
 
 } // namespace
 
-void writeOutputFile(const std::string& path, const std::function<bool(std::FILE*)>& write) {
+void requireWritable(const Output& output) {
+    const std::string& path = output.path;
+    requireRegular(path);
+    std::error_code ignored;
+    const bool isTaken = std::filesystem::exists(std::filesystem::symlink_status(path, ignored));
+    if (isTaken && output.existing == Existing::Stays) {
+        throw FileError(path + " exists already; --force replaces it.");
+    }
+}
+
+void writeOutputFile(const Output& output, const std::function<bool(std::FILE*)>& write) {
+    const std::string& path = output.path;
     if (path == "-") {
+        errno = 0;
         if (!finish(stdout, write(stdout))) {
-            throw WriteError(kStandardOutput, errno);
+            throw WriteError(kStandardOutput, errno != 0 ? errno : EIO);
         }
         return;
     }
-    writeOutputPath(path, [&](const std::string& temporary) {
+    writeOutputPath(output, [&](const std::string& temporary) {
         OutputStream file(std::fopen(temporary.c_str(), "wb"), std::fclose);
         if (file == nullptr) {
             throw WriteError(path, errno);
@@ -72,22 +85,30 @@ void writeOutputFile(const std::string& path, const std::function<bool(std::FILE
     });
 }
 
-void writeOutputText(const std::string& path, const std::string& text) {
-    writeOutputFile(path,
+void writeOutputText(const Output& output, const std::string& text) {
+    writeOutputFile(output,
                     [&](std::FILE* file) { return std::fwrite(text.data(), 1, text.size(), file) == text.size(); });
 }
 
-void writeOutputPath(const std::string& path, const std::function<void(const std::string& temporary)>& write) {
+void writeOutputPath(const Output& output, const std::function<void(const std::string& temporary)>& write) {
+    const std::string& path = output.path;
     if (path == "-") {
         const StagingFolder staging;
         write(staging.file(kStaged));
         copyToStandardOutput(staging.file(kStaged));
         return;
     }
-    requireReplaceable(path);
+    requireWritable(output);
     const StagingFolder staging = stagingBeside(path);
     write(staging.file(kStaged));
-    StagingFolder::publish(staging.file(kStaged), path, true);
+    try {
+        StagingFolder::publish(staging.file(kStaged), path, output.existing == Existing::MayBeReplaced);
+    } catch (const WriteError& error) {
+        if (error.reason() == EEXIST) {
+            requireWritable(output); // made meanwhile
+        }
+        throw;
+    }
 }
 
 } // namespace radvex::files

@@ -2,14 +2,19 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <set>
 #include <utility>
+
+#include "files/EndSignals.h"
 
 namespace radvex::files {
 
@@ -87,26 +92,48 @@ StagingFolder::StagingFolder() {
 StagingFolder::StagingFolder(const std::string& parent) { make(parent); }
 
 void StagingFolder::make(const std::string& parent) {
+    static std::set<std::string> swept; // once for each folder: looking through one takes time
+    if (swept.insert(parent).second) {
+        removeLeftovers(parent);
+    }
     // Until it is locked, another process may take the folder for a leftover and remove it; then a new one is made.
     // On a file system without locks, only the removal of leftovers is lost.
     for (bool isOurs = false; !isOurs;) {
-        std::string pattern = (fs::path(parent) / (std::string(kPrefix) + "XXXXXX")).string();
-        if (mkdtemp(pattern.data()) == nullptr) {
-            throw WriteError(parent, errno);
-        }
-        mPath = pattern;
+        makeNoted((fs::path(parent) / (std::string(kPrefix) + "XXXXXX")).string(), parent);
         const Hold hold = lock(mPath, mLock);
         std::error_code error;
         isOurs = hold == Hold::Impossible || (hold == Hold::Ours && fs::exists(mPath, error));
         if (!isOurs) {
             leaveToOwner();
+            forgetFolder(std::exchange(mNote, -1));
         }
     }
 }
 
+/// No signal comes between the folder and its note.
+void StagingFolder::makeNoted(std::string pattern, const std::string& parent) {
+    sigset_t all;
+    sigset_t former;
+    (void)sigfillset(&all);
+    (void)sigprocmask(SIG_SETMASK, &all, &former);
+    const bool isMade = mkdtemp(pattern.data()) != nullptr;
+    const int reason = errno;
+    if (isMade) {
+        mNote = noteFolder(pattern);
+    }
+    (void)sigprocmask(SIG_SETMASK, &former, nullptr);
+    if (!isMade) {
+        throw WriteError(parent, reason);
+    }
+    mPath = std::move(pattern);
+}
+
 StagingFolder::~StagingFolder() {
-    std::error_code ignored;
-    fs::remove_all(mPath, ignored);
+    if (!mPath.empty()) {
+        std::error_code ignored;
+        fs::remove_all(mPath, ignored);
+    }
+    forgetFolder(mNote);
     leaveToOwner();
 }
 
@@ -118,13 +145,23 @@ void StagingFolder::leaveToOwner() {
 
 void StagingFolder::publish(const std::string& staged, const std::string& target, bool mayReplace) {
     if (mayReplace) {
-        requireReplaceable(target);
+        requireRegular(target);
     }
     const bool isNamed =
         mayReplace ? std::rename(staged.c_str(), target.c_str()) == 0 : renameToFreeName(staged, target);
     if (!isNamed) {
         throw WriteError(target, errno);
     }
+}
+
+void StagingFolder::publishWhole(const std::string& target) {
+    const mode_t mask = umask(0);
+    (void)umask(mask);
+    if (chmod(mPath.c_str(), 0777 & ~mask) != 0 || std::rename(mPath.c_str(), target.c_str()) != 0) {
+        throw WriteError(target, errno);
+    }
+    mPath.clear();
+    forgetFolder(std::exchange(mNote, -1));
 }
 
 void StagingFolder::removeLeftovers(const std::string& parent) {
@@ -140,7 +177,7 @@ void StagingFolder::removeLeftovers(const std::string& parent) {
     }
 }
 
-void requireReplaceable(const std::string& path) {
+void requireRegular(const std::string& path) {
     std::error_code ignored;
     const auto status = fs::status(path, ignored);
     if (fs::exists(status) && !fs::is_regular_file(status)) {

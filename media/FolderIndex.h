@@ -18,14 +18,19 @@ struct RefusedFile {
     std::string reason{}; ///< part of a sentence: "it has no StudyInstanceUID"
 };
 
+/// What a listing or an index of a folder does not hold.
+struct LeftOut {
+    std::size_t skippedCount = 0;       ///< files that are not DICOM, and media directories
+    std::vector<RefusedFile> refused{}; ///< DICOM files that cannot be taken, and what cannot be read
+};
+
 struct FolderIndex {
     std::string dicomdir{}; ///< path of the DICOMDIR; empty if no file could be indexed, and nothing was written
     std::vector<IndexedFile> files{};
     std::size_t patientCount = 0;
     std::size_t studyCount = 0;
     std::size_t seriesCount = 0;
-    std::size_t skippedCount = 0;       ///< files that are not DICOM, and media directories
-    std::vector<RefusedFile> refused{}; ///< DICOM files that cannot be indexed, and what cannot be read
+    LeftOut leftOut{};
 };
 
 /// Indexes a folder and everything below it: writes a DICOMDIR into the folder `output`, and beside it a symbolic link
@@ -38,15 +43,17 @@ struct FolderIndex {
 /// and instance are not. The files are read by other processes: a file that crashes its process is refused, and the
 /// others go on.
 ///
-/// @param output  made if it does not exist. It must not be or contain the folder, unless the links may join its files
-/// @param jobs    processes at a time; 0: this one reads the files
-/// @throws FileError  a sentence: the folder cannot be read, there is a DICOMDIR in `output` already, or it cannot be
-///                    written there. Nothing is left in `output`
-FolderIndex indexFolder(const std::string& folder, const std::string& output, std::size_t jobs,
+/// @param output      made if it does not exist. It must not be or contain the folder, unless the links may join its
+///                    files
+/// @param mayReplace  whether a DICOMDIR that is there already is replaced
+/// @param jobs        processes at a time; 0: this one reads the files
+/// @throws FileError  a sentence: the folder cannot be read, there is a DICOMDIR in `output` that stays, or it cannot
+///                    be written there. A new folder `output` is complete or not there at all
+FolderIndex indexFolder(const std::string& folder, const std::string& output, bool mayReplace, std::size_t jobs,
                         const workers::Progress& progress);
 
-/// Sentences about what an index leaves out: the number of skipped files, and for each refused file the reason. None if
-/// every file was indexed.
-std::vector<std::string> whatIsLeftOut(const FolderIndex& index);
+/// Sentences about what is left out: the number of skipped files, and for each refused file the reason. None if nothing
+/// is.
+std::vector<std::string> sentencesOf(const LeftOut& leftOut);
 
 } // namespace radvex::media

@@ -129,22 +129,79 @@ class TreeReader {
     std::unordered_map<std::string, std::string> mModalities{};
 };
 
+/// Drops patients and studies of which nothing was chosen.
+void dropEmpty(std::vector<MediumPatient>& patients, const Selection& selection) {
+    const std::string any = Selection().series;
+    for (MediumPatient& patient : patients) {
+        if (selection.series != any) {
+            std::erase_if(patient.studies, [](const MediumStudy& study) { return study.series.empty(); });
+        }
+    }
+    if (selection.series != any || selection.study != any) {
+        std::erase_if(patients, [](const MediumPatient& patient) { return patient.studies.empty(); });
+    }
+}
+
+/// Chooses among what was read from a folder, as the library does from a DICOMDIR.
+class ListingFilter {
+  public:
+    explicit ListingFilter(const Selection& selection)
+        : mPatient(selection.patient), mStudy(selection.study), mSeries(selection.series) {}
+
+    void apply(std::vector<MediumPatient>& patients) const {
+        std::erase_if(patients, [&](const MediumPatient& patient) { return !mPatient.matches(patient.id); });
+        for (MediumPatient& patient : patients) {
+            std::erase_if(patient.studies, [&](const MediumStudy& study) { return !mStudy.matches(study.uid); });
+            for (MediumStudy& study : patient.studies) {
+                std::erase_if(study.series, [&](const MediumSeries& series) { return !mSeries.matches(series.uid); });
+            }
+        }
+    }
+
+  private:
+    class Pattern {
+      public:
+        explicit Pattern(const std::string& text) : mIsAny(text == ".*") {
+            try { // its call stack does not grow with the value
+                mRegex.assign(text, std::regex::ECMAScript | std::regex_constants::__polynomial);
+            } catch (const std::regex_error&) { // a back-reference
+                mRegex.assign(text, std::regex::ECMAScript);
+            }
+        }
+        bool matches(const std::string& value) const {
+            constexpr std::size_t kLongest = 1024; // far over what IDs and UIDs may have
+            return mIsAny || (value.size() <= kLongest && std::regex_match(value, mRegex));
+        }
+
+      private:
+        bool mIsAny;
+        std::regex mRegex{};
+    };
+
+    Pattern mPatient;
+    Pattern mStudy;
+    Pattern mSeries;
+};
+
 } // namespace
 
 std::vector<MediumPatient> listMedium(velmora::Host& host, const Medium& medium, const Selection& selection,
                                       Records records, std::size_t jobs) {
-    const auto read = [&] {
-        TreeReader reader(host, medium.dicomdir(), selection);
-        if (records == Records::all) {
-            reader.readRecords();
-        }
-        return workers::toParcel(reader.read());
-    };
-    try {
-        return workers::fromParcel<std::vector<MediumPatient>>(workers::workAlone(jobs, medium.path(), read));
-    } catch (const FileError& error) {
-        throw FileError(medium.userText(error.what()));
+    std::vector<MediumPatient> patients;
+    if (medium.isFolder()) {
+        patients = medium.listing().patients;
+        ListingFilter(selection).apply(patients);
+    } else {
+        patients = workers::fromParcel<std::vector<MediumPatient>>(workers::workAlone(jobs, medium.path(), [&] {
+            TreeReader reader(host, medium.dicomdir(), selection);
+            if (records == Records::all) {
+                reader.readRecords();
+            }
+            return workers::toParcel(reader.read());
+        }));
     }
+    dropEmpty(patients, selection);
+    return patients;
 }
 
 Selection selectionOf(const MediumPatient& patient, const MediumStudy& study, const MediumSeries& series) {

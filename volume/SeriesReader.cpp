@@ -42,14 +42,13 @@ class Collection {
         mResult.samples = std::make_unique<VolumeBuffer>(memory);
     }
 
-    void add(const std::string& path, const workers::WorkResult& result, SliceFile file) {
-        const std::string name = mMedium.userPath(path);
+    void add(const std::string& name, const workers::WorkResult& result, SliceFile file) {
         if (!result.end.empty()) {
             mEnded.push_back({FindingKind::unreadableFile, true, name + ": " + result.problem(), {name}});
         } else if (!result.error.empty()) {
-            mUnreadable.add(name, whyUnreadable(path, result.error));
+            mUnreadable.add(name, whyUnreadable(name, result.error));
         } else {
-            add(path, name, std::move(file));
+            add(name, std::move(file));
         }
     }
 
@@ -69,12 +68,12 @@ class Collection {
     }
 
   private:
-    void add(const std::string& path, const std::string& name, SliceFile file) {
+    void add(const std::string& name, SliceFile file) {
         if (!file.refusal.empty()) {
             throw formats::VolumeError(file.refusal);
         }
         if (!file.isKnown) {
-            return mUnreadable.add(name, whyUnreadable(path, file.reason));
+            return mUnreadable.add(name, whyUnreadable(name, file.reason));
         }
         if (mResult.seriesNumber.empty()) {
             mResult.seriesNumber = file.seriesNumber;
@@ -83,7 +82,7 @@ class Collection {
             return mPictureless.add(name, "");
         }
         if (!file.reason.empty()) {
-            return mUnreadable.add(name, whyUnreadable(path, file.reason));
+            return mUnreadable.add(name, whyUnreadable(name, file.reason));
         }
         if (!file.mosaicProblem.empty()) {
             mMosaics.add(name,
@@ -98,16 +97,15 @@ class Collection {
         std::ranges::move(file.rules, std::back_inserter(mResult.rules));
     }
 
-    std::string whyUnreadable(const std::string& path, const std::string& reason) const {
+    static std::string whyUnreadable(const std::string& path, const std::string& reason) {
         const std::string syntax = media::undecodedSyntaxName(media::FileStart(path).transferSyntax());
-        return syntax.empty() ? mMedium.userText(reason)
-                              : "Its pixels are compressed with " + syntax + ", which cannot be decoded.";
+        return syntax.empty() ? reason : "Its pixels are compressed with " + syntax + ", which cannot be decoded.";
     }
 
     /// Files of a plain folder whose series nobody knows may belong to this one.
     void tellRefused() {
         NamedFiles refused;
-        for (const media::RefusedFile& file : mMedium.index().refused) {
+        for (const media::RefusedFile& file : mMedium.listing().leftOut.refused) {
             refused.add(file.path, "The reason for the first: " + file.reason + ".");
         }
         refused.tell(mResult.findings, FindingKind::unreadableFile,
@@ -249,7 +247,7 @@ class SeriesReader::Reader {
         const auto allocate = [this](std::size_t bytes) {
             return mJobs == 0 ? mVolume.allocate(bytes) : mFileMemory.allocate(bytes);
         };
-        SliceFile file = readSliceFile(mHost, path, mMedium.userPath(path), mReading, allocate);
+        SliceFile file = readSliceFile(mHost, path, mReading, allocate);
         return toParcel(std::move(file), mJobs == 0 ? mVolume : mShared);
     }
 
@@ -258,7 +256,7 @@ class SeriesReader::Reader {
         if (!result.error.empty()) {
             return;
         }
-        SliceFile file = fromParcel(result.output, mMedium.userPath(pathOf(item)), mJobs == 0 ? mVolume : mShared);
+        SliceFile file = fromParcel(result.output, pathOf(item), mJobs == 0 ? mVolume : mShared);
         if (mJobs > 0 && file.samples.count > 0) {
             std::byte* copy = mVolume.allocate(file.bytes());
             std::memcpy(copy, file.samples.samples, file.bytes());

@@ -16,7 +16,7 @@ void checkPattern(const char* option, const std::string& pattern) {
 
 std::unique_ptr<media::Medium> openMedium(const std::string& path, const FileJobs& jobs) {
     auto medium = std::make_unique<media::Medium>(path, jobs.count(), ProgressBar::forEachWork());
-    for (const std::string& sentence : media::whatIsLeftOut(medium->index())) {
+    for (const std::string& sentence : media::sentencesOf(medium->listing().leftOut)) {
         printError(sentence);
     }
     return medium;

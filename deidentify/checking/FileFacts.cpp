@@ -66,7 +66,7 @@ bool isChangeable(DcmElement& element) {
            ConfidentialityTable::instance().find(key.getGroup(), key.getElement()) != nullptr;
 }
 
-void addRecords(DcmDirectoryRecord& parent, InstanceFacts keys, int depth, std::vector<ListedRecord>& records) {
+void addRecords(DcmDirectoryRecord& parent, const InstanceFacts& keys, int depth, std::vector<ListedRecord>& records) {
     constexpr int kDeepest = 8; // PS3.3, F.4: four levels
     for (unsigned long index = 0; depth < kDeepest && index < parent.cardSub(); ++index) {
         DcmDirectoryRecord& record = *parent.getSub(index);

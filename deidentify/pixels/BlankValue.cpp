@@ -20,7 +20,8 @@ struct Palette {
     std::span<const Uint8> values{};
 
     unsigned at(std::uint32_t index) const {
-        return isOfBytes ? values[index] : values[2 * index] + 256U * values[2 * index + 1];
+        const std::size_t at = isOfBytes ? index : std::size_t{2} * index;
+        return isOfBytes ? values[at] : values[at] + 256U * values[at + 1];
     }
 };
 

@@ -68,14 +68,15 @@ DcmSpecificCharacterSet* TextDecoder::converterOf(const std::string& characterSe
         return known->second.get();
     }
     auto converter = std::make_unique<DcmSpecificCharacterSet>();
-    if (characterSet.empty() || converter->selectCharacterSet(characterSet.c_str(), "ISO_IR 192").bad()) {
+    if (characterSet.empty() ||
+        converter->selectCharacterSet(OFString(characterSet.data(), characterSet.size()), "ISO_IR 192").bad()) {
         converter.reset();
     }
     return mConverters.emplace(characterSet, std::move(converter)).first->second.get();
 }
 
 std::string TextDecoder::utf8(DcmElement& element, const std::string& characterSet) {
-    const std::string bytes = withoutFirstEscape(textOf(element));
+    std::string bytes = withoutFirstEscape(textOf(element));
     if (hasOneReading(bytes)) {
         return bytes;
     }

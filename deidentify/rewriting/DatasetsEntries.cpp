@@ -6,10 +6,19 @@
 
 using radvex::deidentify::Anonymization;
 using radvex::media::FolderIndexing;
+using radvex::media::FolderReading;
+using radvex::media::IndexTarget;
 
-extern "C" [[gnu::visibility("default")]] void radvexStartIndexing(const std::string& folder, const std::string& output,
+extern "C" [[gnu::visibility("default")]] void radvexStartListing(const std::string& folder,
+                                                                  std::unique_ptr<FolderReading>& reading) {
+    reading = radvex::media::startListing(folder);
+}
+
+static_assert(std::is_same_v<decltype(&radvexStartListing), radvex::media::StartListingEntry>);
+
+extern "C" [[gnu::visibility("default")]] void radvexStartIndexing(const std::string& folder, IndexTarget& target,
                                                                    std::unique_ptr<FolderIndexing>& indexing) {
-    indexing = radvex::media::startIndexing(folder, output);
+    indexing = radvex::media::startIndexing(folder, target);
 }
 
 static_assert(std::is_same_v<decltype(&radvexStartIndexing), radvex::media::StartIndexingEntry>);

@@ -26,10 +26,10 @@ void require(const OFCondition& condition) {
 /// A page of A4 with one line. The table at its end holds the offset of each object.
 std::string pdfOfOneLine() {
     const std::string stream = std::string("BT /F1 12 Tf 72 770 Td (") + kRemoved + ") Tj ET";
+    const std::string page = "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 595 842] /Contents 4 0 R "
+                             "/Resources << /Font << /F1 5 0 R >> >> >>";
     const std::vector<std::string> objects{
-        "<< /Type /Catalog /Pages 2 0 R >>", "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
-        "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 595 842] /Contents 4 0 R "
-        "/Resources << /Font << /F1 5 0 R >> >> >>",
+        "<< /Type /Catalog /Pages 2 0 R >>", "<< /Type /Pages /Kids [3 0 R] /Count 1 >>", page,
         "<< /Length " + std::to_string(stream.size()) + " >>\nstream\n" + stream + "\nendstream",
         "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>"};
     std::string pdf = "%PDF-1.4\n";

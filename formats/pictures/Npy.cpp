@@ -147,9 +147,9 @@ velmora::Image readNpy(const std::string& name, std::span<const std::byte> bytes
     return image;
 }
 
-void writeNpy(const std::string& path, vint type, const std::vector<vint>& shape,
+void writeNpy(const files::Output& output, vint type, const std::vector<vint>& shape,
               const std::vector<std::span<const std::byte>>& parts) {
-    files::writeOutputFile(path, [&](std::FILE* file) {
+    files::writeOutputFile(output, [&](std::FILE* file) {
         const std::string start = npyHeader(type, shape);
         return std::fwrite(start.data(), 1, start.size(), file) == start.size() &&
                std::ranges::all_of(

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "files/OutputFile.h"
 #include "host/Value.h"
 
 namespace radvex::formats {
@@ -34,7 +35,7 @@ velmora::Image readNpy(const std::string& name, std::span<const std::byte> bytes
 /// Writes a .npy file: a header with type and shape (slowest index first), then the parts one after the other,
 /// little-endian.
 /// @throws FileError
-void writeNpy(const std::string& path, vint type, const std::vector<vint>& shape,
+void writeNpy(const files::Output& output, vint type, const std::vector<vint>& shape,
               const std::vector<std::span<const std::byte>>& parts);
 
 } // namespace radvex::formats

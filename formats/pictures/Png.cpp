@@ -184,9 +184,9 @@ bool copyOpaque(std::span<const std::byte> source, std::span<std::byte> target, 
 
 } // namespace
 
-void writePng(const std::string& path, const Picture& picture) {
+void writePng(const files::Output& output, const Picture& picture) {
     const std::vector<png_byte> bytes = bytesOf(picture);
-    files::writeOutputFile(path, [&](std::FILE* file) { return writeRows(file, picture, bytes.data()); });
+    files::writeOutputFile(output, [&](std::FILE* file) { return writeRows(file, picture, bytes.data()); });
 }
 
 std::string pngOf(const Picture& picture) {

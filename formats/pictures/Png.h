@@ -4,6 +4,7 @@
 #include <span>
 #include <string>
 
+#include "files/OutputFile.h"
 #include "formats/pictures/Picture.h"
 #include "host/Value.h"
 
@@ -13,7 +14,7 @@ namespace radvex::formats {
 
 /// Writes a picture as PNG: grey of 1, 8 or 16 bits, or RGB of 8 or 16 bits.
 /// @throws FileError
-void writePng(const std::string& path, const Picture& picture);
+void writePng(const files::Output& output, const Picture& picture);
 
 /// The bytes of that file. @throws FileError
 std::string pngOf(const Picture& picture);

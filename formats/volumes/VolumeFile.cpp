@@ -71,23 +71,24 @@ std::string volumeExtension(const std::string& path) {
 
 bool isVolumePath(const std::string& path) { return path == "-" || !volumeExtension(path).empty(); }
 
-void writeVolume(const std::string& path, const VolumeHeader& header, const std::vector<SliceBytes>& slices,
+void writeVolume(const files::Output& output, const VolumeHeader& header, const std::vector<SliceBytes>& slices,
                  bool compress) {
+    const std::string& path = output.path;
     const std::string extension = volumeExtension(path);
     if (extension == ".npy") {
-        return writeNpy(path, header.type, header.shape(), slices);
+        return writeNpy(output, header.type, header.shape(), slices);
     }
     const bool isNrrd = path == "-" || extension == ".nrrd";
     const std::string text = isNrrd ? nrrdHeader(header, compress) : niftiHeader(header);
     std::vector<SliceBytes> parts{std::as_bytes(std::span(text))};
     if (isNrrd && compress) { // the header stays readable
         return files::writeOutputFile(
-            path, [&](std::FILE* file) { return writeAll(file, parts) && compressAll(file, slices); });
+            output, [&](std::FILE* file) { return writeAll(file, parts) && compressAll(file, slices); });
     }
     parts.insert(parts.end(), slices.begin(), slices.end());
     const bool isWholeCompressed = extension == ".nii.gz";
     files::writeOutputFile(
-        path, [&](std::FILE* file) { return isWholeCompressed ? compressAll(file, parts) : writeAll(file, parts); });
+        output, [&](std::FILE* file) { return isWholeCompressed ? compressAll(file, parts) : writeAll(file, parts); });
 }
 
 } // namespace radvex::formats

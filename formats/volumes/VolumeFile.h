@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "files/Errors.h"
+#include "files/OutputFile.h"
 #include "formats/volumes/VolumeGeometry.h"
 #include "velmora/VelmoraLibrary.h"
 
@@ -45,7 +46,7 @@ using SliceBytes = std::span<const std::byte>;
 /// @param compress  compress the samples of an NRRD file with gzip
 /// @throws VolumeError  the format cannot hold the volume
 /// @throws FileError
-void writeVolume(const std::string& path, const VolumeHeader& header, const std::vector<SliceBytes>& slices,
+void writeVolume(const files::Output& output, const VolumeHeader& header, const std::vector<SliceBytes>& slices,
                  bool compress);
 
 /// Whether writeVolume knows a format for this path.

@@ -21,7 +21,7 @@ DirectoryBuilder::DirectoryBuilder(const std::string& path)
     : mDirectory(std::make_unique<DcmDicomDir>(path.c_str(), "RADVEX")) {}
 
 std::array<DirectoryBuilder::Level, 3> DirectoryBuilder::levelsOf(const FileDescription& file) {
-    return {{{mPatients, patientKey(file), ERT_Patient, file.patientRecord},
+    return {{{mPatients, mPatientKeys.keyOf(file), ERT_Patient, file.patientRecord},
              {mStudies, file.study, ERT_Study, file.studyRecord},
              {mSeries, file.series, ERT_Series, file.seriesRecord}}};
 }
@@ -69,7 +69,6 @@ void DirectoryBuilder::insertBelowSeries(NewRecord instance, const FileDescripti
         }
         parent = level.made ? level.made.get() : known->second;
     }
-    mPatientOfStudy.try_emplace(file.study, levels.front().key);
     parent = &mDirectory->getRootRecord();
     for (Level& level : levels) {
         DcmDirectoryRecord*& record = level.records[Key(parent, level.key)];
@@ -80,18 +79,6 @@ void DirectoryBuilder::insertBelowSeries(NewRecord instance, const FileDescripti
         parent = record;
     }
     insert(parent, std::move(instance));
-}
-
-/// Patients are identified by their ID; without one, by the patient of the study if that is known, else by the name.
-std::string DirectoryBuilder::patientKey(const FileDescription& file) const {
-    if (!file.patientId.empty()) {
-        return "id " + file.patientId;
-    }
-    const auto known = mPatientOfStudy.find(file.study);
-    if (known != mPatientOfStudy.end()) {
-        return known->second;
-    }
-    return file.patientName.empty() ? "study " + file.study : "name " + file.patientName;
 }
 
 void DirectoryBuilder::insert(DcmDirectoryRecord* parent, NewRecord record) {

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "dcmtk/config/osconfig.h"
-#include "media/FolderIndexing.h"
+#include "media/FileDescription.h"
 
 #include "dcmtk/dcmdata/dcddirif.h"
 
@@ -54,14 +54,13 @@ class DirectoryBuilder : private DicomDirInterface {
     std::array<Level, 3> levelsOf(const FileDescription& file);
     void insert(DcmDirectoryRecord* parent, NewRecord record);
     void insertBelowSeries(NewRecord instance, const FileDescription& file);
-    std::string patientKey(const FileDescription& file) const;
 
     std::unique_ptr<DcmDicomDir> mDirectory;
     std::size_t mRecordCount = 0;
     Records mPatients{};
     Records mStudies{};
     Records mSeries{};
-    std::map<std::string, std::string> mPatientOfStudy{};
+    PatientKeys mPatientKeys{};
 };
 
 } // namespace radvex::media

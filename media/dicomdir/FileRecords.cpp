@@ -1,6 +1,7 @@
 #include "media/dicomdir/FileRecords.h"
 
 #include <array>
+#include <functional>
 #include <stdexcept>
 
 #include "dcmtk/dcmdata/dcdatset.h"
@@ -69,7 +70,10 @@ class Describer : private DicomDirInterface {
   public:
     explicit Describer(const std::string& path) : mPath(path) {}
 
-    FileDescription describe(bool hasMark, const FileDescription* before) {
+    using Complete = std::function<void(Describer&, FileDescription&)>;
+
+    /// @param complete  adds what the description is for, once patient, study and series are known
+    FileDescription describe(bool hasMark, const Complete& complete) {
         const auto failure = loadGuarded(mFile, mPath);
         if (failure && failure->isRefused) {
             return refusal(failure->reason);
@@ -78,50 +82,79 @@ class Describer : private DicomDirInterface {
             if (metaValue(DCM_MediaStorageSOPClassUID) == UID_MediaStorageDirectoryStorage) {
                 return {FileDescription::NotForADirectory};
             }
-            complete(DCM_SOPClassUID, DCM_MediaStorageSOPClassUID);
-            complete(DCM_SOPInstanceUID, DCM_MediaStorageSOPInstanceUID);
+            copyFromMeta(DCM_SOPClassUID, DCM_MediaStorageSOPClassUID);
+            copyFromMeta(DCM_SOPInstanceUID, DCM_MediaStorageSOPInstanceUID);
         }
         if (!hasMark && (failure || value(DCM_SOPClassUID).empty())) {
             return {FileDescription::NotForADirectory};
         }
-        return failure ? refusal("it cannot be read: " + failure->reason) : describeLoaded(before);
+        return failure ? refusal("it cannot be read: " + failure->reason) : describeLoaded(complete);
+    }
+
+    void addRecords(FileDescription& description, const FileDescription* before) {
+        const std::string sopClass = value(DCM_SOPClassUID);
+        const auto type = recordTypeOf(sopClass, mFile.getDataset()->tagExists(DCM_Rows));
+        if (!type) {
+            description = refusal("no directory lists its SOP class, " + sopClass);
+            return;
+        }
+        if (metaValue(DCM_TransferSyntaxUID).empty()) { // a bare dataset
+            mFile.validateMetaInfo(mFile.getDataset()->getOriginalXfer());
+        }
+        description.instanceType = *type;
+        if (belongsToRoot(*type)) {
+            description.instanceRecord = record(ERT_root, *type);
+            return;
+        }
+        description.instanceRecord = record(ERT_Series, *type);
+        addUpperRecords(description, before);
+    }
+
+    void addTexts(FileDescription& description) {
+        DcmDataset texts;
+        for (const DcmTagKey& key : {DCM_SpecificCharacterSet, DCM_PatientID, DCM_PatientName, DCM_StudyDate,
+                                     DCM_StudyDescription, DCM_SeriesNumber, DCM_SeriesDescription, DCM_Modality}) {
+            (void)mFile.getDataset()->findAndInsertCopyOfElement(key, &texts);
+        }
+        (void)texts.convertToUTF8(); // what cannot be converted stays as it is
+        const auto text = [&](const DcmTagKey& key) {
+            OFString whole;
+            (void)texts.findAndGetOFStringArray(key, whole);
+            return std::string(whole.c_str(), whole.size());
+        };
+        description.patientId = text(DCM_PatientID);
+        description.patientName = text(DCM_PatientName);
+        description.studyDate = text(DCM_StudyDate);
+        description.studyDescription = text(DCM_StudyDescription);
+        description.seriesNumber = text(DCM_SeriesNumber);
+        description.seriesDescription = text(DCM_SeriesDescription);
+        description.modality = text(DCM_Modality);
     }
 
   private:
     static FileDescription refusal(const std::string& reason) { return {FileDescription::Refused, reason}; }
 
-    FileDescription describeLoaded(const FileDescription* before) {
+    FileDescription describeLoaded(const Complete& complete) {
         const std::string sopClass = value(DCM_SOPClassUID);
         if (sopClass.empty()) {
             return refusal("it has no SOPClassUID");
         }
-        const auto type = recordTypeOf(sopClass, mFile.getDataset()->tagExists(DCM_Rows));
-        if (!type) {
-            return refusal("no directory lists its SOP class, " + sopClass);
-        }
         if (value(DCM_SOPInstanceUID).empty()) {
             return refusal("it has no SOPInstanceUID");
         }
-        if (metaValue(DCM_TransferSyntaxUID).empty()) { // a bare dataset
-            mFile.validateMetaInfo(mFile.getDataset()->getOriginalXfer());
-        }
         FileDescription description;
-        description.instanceType = *type;
-        if (belongsToRoot(*type)) {
-            description.instanceRecord = record(ERT_root, *type);
-            return description;
-        }
-        for (const DcmTagKey& key : {DCM_StudyInstanceUID, DCM_SeriesInstanceUID}) {
-            if (value(key).empty()) {
-                return refusal(std::string("it has no ") + DcmTag(key).getTagName());
+        if (const auto type = recordTypeOf(sopClass, false); !type || !belongsToRoot(*type)) {
+            for (const DcmTagKey& key : {DCM_StudyInstanceUID, DCM_SeriesInstanceUID}) {
+                if (value(key).empty()) {
+                    return refusal(std::string("it has no ") + DcmTag(key).getTagName());
+                }
             }
+            description.patientId = value(DCM_PatientID);
+            description.patientName = value(DCM_PatientName);
+            description.study = value(DCM_StudyInstanceUID);
+            description.series = value(DCM_SeriesInstanceUID);
         }
-        description.patientId = value(DCM_PatientID);
-        description.patientName = value(DCM_PatientName);
-        description.study = value(DCM_StudyInstanceUID);
-        description.series = value(DCM_SeriesInstanceUID);
-        description.instanceRecord = record(ERT_Series, *type);
-        addUpperRecords(description, before);
+        complete(*this, description);
         return description;
     }
 
@@ -158,7 +191,7 @@ class Describer : private DicomDirInterface {
     }
 
     /// Copies a value from the meta information if the dataset has none.
-    void complete(const DcmTagKey& key, const DcmTagKey& metaKey) {
+    void copyFromMeta(const DcmTagKey& key, const DcmTagKey& metaKey) {
         const std::string known = metaValue(metaKey);
         if (value(key).empty() && !known.empty()) {
             mFile.getDataset()->putAndInsertString(key, known.c_str());
@@ -171,12 +204,27 @@ class Describer : private DicomDirInterface {
 
 } // namespace
 
-FileDescription describeFile(const std::string& path, bool hasMark, const FileDescription* before) {
+namespace {
+
+FileDescription describeAs(const std::string& path, bool hasMark, const Describer::Complete& complete) {
     try {
-        return Describer(path).describe(hasMark, before);
+        return Describer(path).describe(hasMark, complete);
     } catch (const std::exception& error) {
         return {FileDescription::Refused, whyUnreadable(error)};
     }
+}
+
+} // namespace
+
+FileDescription describeFile(const std::string& path, bool hasMark, const FileDescription* before) {
+    return describeAs(path, hasMark, [before](Describer& describer, FileDescription& description) {
+        describer.addRecords(description, before);
+    });
+}
+
+FileDescription listFile(const std::string& path, bool hasMark) {
+    return describeAs(path, hasMark,
+                      [](Describer& describer, FileDescription& description) { describer.addTexts(description); });
 }
 
 std::unique_ptr<DcmDirectoryRecord> recordOfBytes(E_DirRecType type, const std::string& bytes) {

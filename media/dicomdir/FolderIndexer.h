@@ -3,11 +3,12 @@
 #include <memory>
 #include <string>
 
-#include "media/FolderIndexing.h"
+#include "media/FolderReading.h"
 
 namespace radvex::media {
 
-/// Starts the indexing of a folder; see StartIndexingEntry.
-std::unique_ptr<FolderIndexing> startIndexing(const std::string& folder, const std::string& output);
+/// See StartListingEntry and StartIndexingEntry.
+std::unique_ptr<FolderReading> startListing(const std::string& folder);
+std::unique_ptr<FolderIndexing> startIndexing(const std::string& folder, IndexTarget& target);
 
 } // namespace radvex::media

@@ -309,16 +309,21 @@ TEST_F(AnonymizeCommand, NothingIsReplacedWithoutForce) {
     writeStudy();
     const std::string file = in.file("A/I1");
     const std::string before = readFile(file);
-    EXPECT_THAT(anonymize({file, file}), exitsSaying(1, HasSubstr("exists already; --force replaces it.")));
-    EXPECT_EQ(readFile(file), before);
+    for (const Words& force : {Words{}, Words{"--force"}}) {
+        EXPECT_THAT(anonymize(joined({file, file}, force)), exitsSaying(1, HasSubstr("would be lost")));
+        EXPECT_EQ(readFile(file), before);
+    }
+    const std::string other = folder.write("other", "text");
+    EXPECT_THAT(anonymize({file, other}), exitsSaying(1, HasSubstr("exists already; --force replaces it.")));
+    EXPECT_EQ(readFile(other), "text");
+    EXPECT_EQ(anonymize({file, other, "--force"}).status, 0);
+    EXPECT_NE(readFile(other), "text");
     fs::create_directory(output);
     folder.write("out/mine", "text");
     EXPECT_EQ(anonymize({input, output}).status, 1);
     EXPECT_EQ(namesIn(output), std::set<std::string>{"mine"});
     EXPECT_EQ(anonymize({input, output, "--force"}).status, 0);
     EXPECT_EQ(readFile(out("mine")), "text");
-    EXPECT_EQ(anonymize({file, file, "--force"}).status, 0); // a file may be replaced by its own result
-    EXPECT_NE(valueOf(file, DCM_PatientID), kPatient);
     EXPECT_EQ(namesIn(in.path()).size(), 3U) << "nothing is left beside it";
 }
 

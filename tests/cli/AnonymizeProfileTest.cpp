@@ -60,7 +60,7 @@ TEST_F(AnonymizeProfile, ADryRunReportsTheSameAndWritesNothing) {
     EXPECT_FALSE(fs::exists(output)) << "not even the folder";
     EXPECT_FALSE(fs::exists(table));
     Json planned = Json::parse(readFile(folder.file("report.json")));
-    const ProcessResult real = anonymize(words);
+    const ProcessResult real = anonymize(joined(words, {"--force"})); // replaces the report
     EXPECT_EQ(real.status, 0) << real.errors;
     Json done = Json::parse(readFile(folder.file("report.json")));
     EXPECT_EQ(planned["dryRun"], true);

@@ -198,7 +198,7 @@ TEST_F(ImageCommand, DataAreNumpysAndSayTheirShape) {
         runProcess({"/usr/bin/python3", "-c",
                     "import numpy,sys; a=numpy.load(sys.argv[1]); print(a.dtype, a.shape, a[1,1,2], a[0,0,1])", out});
     EXPECT_EQ(numpy.output, "int16 (2, 2, 3) -888 -999\n") << numpy.errors;
-    EXPECT_EQ(runRadvex({"data", "--rendered", "--scaling", "none", path, "-o", out}).status, 0);
+    EXPECT_EQ(runRadvex({"data", "--rendered", "--scaling", "none", path, "-o", out, "--force"}).status, 0);
     EXPECT_EQ(runProcess({"/usr/bin/python3", "-c", "import numpy,sys; a=numpy.load(sys.argv[1]); print(a.shape)", out})
                   .output,
               "(2, 2, 3)\n");

@@ -31,7 +31,7 @@ TEST_F(IndexCommand, SaysWhatItWroteAndWhatItLeftOut) {
     EXPECT_EQ(run.status, 0) << "the others are indexed";
     EXPECT_EQ(run.output, mTarget + "/DICOMDIR: 1 patient, 1 study, 2 series, 2 files (2 skipped, 1 refused)\n");
     EXPECT_EQ(run.errors, "radvex: 2 files are not DICOM and were skipped.\nradvex: " + refused +
-                              " was not indexed: it has no StudyInstanceUID.\n");
+                              " was left out: it has no StudyInstanceUID.\n");
     EXPECT_EQ(readFile(mTarget + "/I0000001"), readFile(mFolder.file("b.dcm")));
     EXPECT_EQ(readFile(mTarget + "/DICOMDIR").substr(128, 4), "DICM");
 }
@@ -58,8 +58,11 @@ TEST_F(IndexCommand, ADicomdirThatIsThereIsNotReplaced) {
     EXPECT_EQ(again.status, 1);
     EXPECT_EQ(again.output, "");
     EXPECT_EQ(again.errors, "radvex: There is a DICOMDIR in " + mTarget +
-                                " already, and it stays. Remove it, or name another folder.\n");
+                                " already, and it stays. --force replaces it; or name another folder.\n");
     EXPECT_EQ(readFile(mTarget + "/DICOMDIR"), before);
+    write("b.dcm", "1.2.4");
+    EXPECT_THAT(index({"--force"}).output, HasSubstr(": 1 patient, 1 study, 2 series, 2 files"));
+    EXPECT_NE(readFile(mTarget + "/DICOMDIR"), before);
 }
 
 TEST_F(IndexCommand, AFolderWithNothingToIndexIsAFailureThatWritesNothing) {
@@ -67,7 +70,7 @@ TEST_F(IndexCommand, AFolderWithNothingToIndexIsAFailureThatWritesNothing) {
     const ProcessResult run = index();
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.output, "");
-    EXPECT_THAT(run.errors, HasSubstr(refused + " was not indexed: it has no StudyInstanceUID."));
+    EXPECT_THAT(run.errors, HasSubstr(refused + " was left out: it has no StudyInstanceUID."));
     EXPECT_THAT(run.errors, HasSubstr("holds no DICOM file that can be indexed; nothing was written."));
     EXPECT_FALSE(std::filesystem::exists(mTarget));
 }

@@ -150,7 +150,7 @@ TEST_F(MediumJobs, AnIndexDoesNotDependOnTheNumberOfProcesses) {
     for (const char* jobs : {"0", "1", "2", "5"}) {
         const ProcessResult run = runRadvex({"index", in.path().string(), "-o", out, "--json", "--jobs", jobs});
         EXPECT_THAT(run, exitsSaying(0, HasSubstr("1 file is not DICOM")));
-        EXPECT_THAT(run.errors, HasSubstr(in.file("broken") + " was not indexed: "));
+        EXPECT_THAT(run.errors, HasSubstr(in.file("broken") + " was left out: "));
         if (std::string(jobs) == "0") {
             said = run.output + run.errors;
             tree = directoryOf(out);
@@ -174,7 +174,7 @@ TEST_F(MediumJobs, AFileThatEndsItsIndexerIsNamedAndTheOthersAreIndexed) {
     const ProcessResult run = index("2");
     EXPECT_EQ(run.status, 0) << "as with any file that cannot be indexed";
     EXPECT_EQ(run.errors,
-              "radvex: " + in.file("S04") + " was not indexed: the reading process ended with signal 11 (SIGSEGV).\n");
+              "radvex: " + in.file("S04") + " was left out: the reading process ended with signal 11 (SIGSEGV).\n");
     EXPECT_THAT(run.output, HasSubstr("2 series, 11 files (0 skipped, 1 refused)"));
 }
 #endif

@@ -60,9 +60,13 @@ TEST(Readme, EveryCommandPrintsWhatItShows) {
     ASSERT_GE(shown.size(), 7U);
     const ProcessResult samples = runProcess({RADVEX_SOURCE_DIR "/scripts/samples.sh"});
     const std::string folder = samples.output.substr(0, samples.output.find('\n'));
+    const TemporaryFolder written;
     for (const Example& example : shown) {
         ASSERT_TRUE(example.command.starts_with("radvex ")) << example.command;
-        const std::string script = "cd '" + folder + "' && " RADVEX_COMMAND + example.command.substr(6) + " 2>&1";
+        // What the page writes into /tmp may be there already.
+        const std::string command =
+            std::regex_replace(example.command, std::regex("/tmp/"), written.path().string() + '/');
+        const std::string script = "cd '" + folder + "' && " RADVEX_COMMAND + command.substr(6) + " 2>&1";
         EXPECT_EQ(runProcess({"bash", "-c", script}).output, example.output) << example.command;
     }
 }

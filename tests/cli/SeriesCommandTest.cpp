@@ -99,6 +99,7 @@ TEST_F(SeriesCommand, AFileOfTheFolderThatCannotBeParsedMayBelongToAnySeries) {
     file.more = with({{DCM_StudyInstanceUID, "1.2"}, {DCM_SeriesInstanceUID, "1.2.3"}, {DCM_PatientID, "P"}});
     const std::string whole = writeImageFile(mFolder.file("a.dcm"), file);
     EXPECT_EQ(series(mFolder.path().string()).status, 0);
+    std::filesystem::remove_all(mOut);
     mFolder.write("b.dcm", readFile(whole).substr(0, 400)); // cut in the middle of an element
     const ProcessResult refused = series(mFolder.path().string(), {"--json"});
     EXPECT_EQ(refused.status, 1);

@@ -32,10 +32,10 @@ TEST_F(TreeCommand, PrintsPatientsStudiesAndSeriesWithTheirNumberOfFiles) {
                           "  Study 20260102  1.2\n"
                           "    Series 1  CT  2 files  Axial  1.2.1\n"
                           "    Series 1  MR  1 file  1.2.2\n"
-                          "  Study 1.3\n"
+                          "  Study -  1.3\n"
                           "    Series 1  CT  1 file  1.3.1\n"
                           "Patient P2  Roe^Rick\n"
-                          "  Study 2.2\n"
+                          "  Study -  2.2\n"
                           "    Series 1  CR  0 files  2.2.1\n");
     EXPECT_EQ(run.errors, "");
 }
@@ -52,9 +52,9 @@ TEST_F(TreeCommand, PatternsChooseByTheWholeValue) {
     EXPECT_THAT(patient.output, StartsWith("Patient P2"));
     const ProcessResult part = runRadvex({"tree", path, "--patient", "P"});
     EXPECT_EQ(part.output, "");
+    EXPECT_THAT(part, exitsSaying(1, HasSubstr("holds no series that matches.")));
     const ProcessResult study = runRadvex({"tree", path, "--study", "1\\.3"});
-    EXPECT_EQ(study.output,
-              "Patient P1  Doe^Jane\n  Study 1.3\n    Series 1  CT  1 file  1.3.1\nPatient P2  Roe^Rick\n");
+    EXPECT_EQ(study.output, "Patient P1  Doe^Jane\n  Study -  1.3\n    Series 1  CT  1 file  1.3.1\n");
 }
 
 TEST_F(TreeCommand, JsonHoldsWhatTheTextHolds) {
@@ -63,12 +63,12 @@ TEST_F(TreeCommand, JsonHoldsWhatTheTextHolds) {
               Json({{"key", "1.2"},
                     {"StudyInstanceUID", "1.2"},
                     {"StudyDate", "20260102"},
-                    {"StudyDescription", ""},
+                    {"StudyDescription", nullptr},
                     {"series", Json::array({{{"key", "1.2.2"},
                                              {"SeriesInstanceUID", "1.2.2"},
                                              {"SeriesNumber", "1"},
                                              {"Modality", "MR"},
-                                             {"SeriesDescription", ""},
+                                             {"SeriesDescription", nullptr},
                                              {"fileCount", 1},
                                              {"files", Json::array({mFolder.file("B/I1")})}}})}}));
 }
@@ -97,8 +97,8 @@ TEST_F(TreeCommand, InformationStaysWithItsRecordWhenKeysAreMissingOrAlike) {
     EXPECT_EQ(runRadvex({"tree", path}).output, "Patient P  One\n"
                                                 "Patient P  Two\n"
                                                 "  Study 20260102  1.2\n"
-                                                "    Series 4  1 file  4\n"
-                                                "    Series 4  0 files  4\n");
+                                                "    Series 4  -  1 file  4\n"
+                                                "    Series 4  -  0 files  4\n");
 }
 
 TEST_F(TreeCommand, ShowsTextOfAnyCharacterSetAndControlCharactersHarmlessly) {
@@ -108,6 +108,38 @@ TEST_F(TreeCommand, ShowsTextOfAnyCharacterSetAndControlCharactersHarmlessly) {
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.output, Not(HasSubstr("\x1B")));
     EXPECT_THAT(run.output, HasSubstr("M\xC3\xBCller"));
+}
+
+TEST_F(TreeCommand, OfAPlainFolderNothingIsInvented) {
+    const TemporaryFolder plain;
+    writeDicom(plain.file("a"), with({{DCM_StudyInstanceUID, "1.2"}, {DCM_SeriesInstanceUID, "1.2.3"}}));
+    EXPECT_EQ(runRadvex({"tree", plain.path().string()}).output,
+              "Patient -  -\n  Study -  1.2\n    Series -  -  1 file  1.2.3\n");
+    const Json patient = Json::parse(runRadvex({"tree", "--json", plain.path().string()}).output)[0];
+    EXPECT_EQ(patient["PatientID"], nullptr);
+    EXPECT_EQ(patient["studies"][0]["StudyDate"], nullptr);
+    EXPECT_EQ(patient["studies"][0]["series"][0]["SeriesNumber"], nullptr);
+    EXPECT_EQ(runRadvex({"tree", plain.path().string(), "--patient", "DCMTKPAT.*"}).status, 1);
+    EXPECT_EQ(runRadvex({"tree", plain.path().string(), "--patient", ".*"}).status, 0);
+}
+
+TEST_F(TreeCommand, PatternsChooseInAPlainFolderToo) {
+    const TemporaryFolder plain;
+    for (const std::string patient : {"P1", "P2"}) {
+        for (const std::string series : {"3", "4"}) {
+            writeDicom(plain.file(patient + series),
+                       with({{DCM_PatientID, patient},
+                             {DCM_StudyInstanceUID, "1.2." + patient.substr(1)},
+                             {DCM_SeriesInstanceUID, "1.2." + patient.substr(1) + '.' + series}}));
+        }
+    }
+    const std::string path = plain.path().string();
+    EXPECT_EQ(runRadvex({"tree", path, "--series", R"(1\.2\.2\.3)"}).output,
+              "Patient P2  -\n  Study -  1.2.2\n    Series -  -  1 file  1.2.2.3\n");
+    EXPECT_EQ(runRadvex({"tree", path, "--patient", "P1", "--series", R"(.*\.4)"}).output,
+              "Patient P1  -\n  Study -  1.2.1\n    Series -  -  1 file  1.2.1.4\n");
+    EXPECT_EQ(runRadvex({"tree", path, "--patient", R"((P)2|\1)"}).status, 0) << "a back-reference is usable";
+    EXPECT_EQ(runRadvex({"tree", path, "--patient", "p1"}).status, 1);
 }
 
 TEST_F(TreeCommand, AMalformedPatternIsWrongUsageAndSaysWhy) {

@@ -48,7 +48,9 @@ class VolumeCommand : public ::testing::Test {
         return writeMedium(
             folder, {patientRecord("P", "N", {studyRecord("1.2", {seriesOf("1.2.3", joined(fileIds, missing))})})});
     }
+    /// Runs the command where no volume is yet.
     ProcessResult run(const Words& words, const std::string& name = "out.nrrd") const {
+        std::filesystem::remove(folder.file(name));
         return runRadvex(joined({"volume", folder.file("DICOMDIR"), "-o", folder.file(name)}, words));
     }
     bool isThere(const std::string& name = "out.nrrd") const { return std::filesystem::exists(folder.file(name)); }

@@ -81,6 +81,7 @@ class VolumeKinds : public ::testing::Test {
     }
     ProcessResult run(const Words& words = {}, const std::string& name = "out.nrrd") {
         writeMedium(folder, {patientRecord("P", "N", {studyRecord("1.2", {seriesOf("1.2.3", mFileIds)})})});
+        std::filesystem::remove(folder.file(name)); // of an earlier run
         return runRadvex(joined({"volume", folder.file("DICOMDIR"), "-o", folder.file(name)}, words));
     }
     /// Adds a mosaic of 3 x 3 tiles, the last four of which are empty. A tile has two rows and three columns, whose

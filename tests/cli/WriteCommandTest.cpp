@@ -18,7 +18,7 @@ class WriteCommand : public ::testing::Test {
     std::string picture() const {
         return npy("u8.npy", "|u1", "(2, 5)", std::string("\x00\x01\x02\x03\x04\x05\x06\x07\x08\x09", 10));
     }
-    ProcessResult run(const Words& words) const { return runRadvex(joined({"write", "-o", out}, words)); }
+    ProcessResult run(const Words& words) const { return runRadvex(joined({"write", "-o", out, "--force"}, words)); }
     /// Writes and gives what `tags --json` says of the file.
     Json tagsOf(const Words& words) const {
         const ProcessResult done = run(words);

@@ -14,6 +14,7 @@
 #include "tests/support/TemporaryFolder.h"
 
 using radvex::FileError;
+using radvex::files::Existing;
 using radvex::files::writeOutputFile;
 using radvex::files::writeOutputPath;
 using radvex::test::readFile;
@@ -83,12 +84,33 @@ TEST(OutputFile, AFileIsWrittenOrReplaced) {
     const TemporaryFolder folder;
     const std::string path = folder.file("file");
     for (const char* bytes : {"first", "second"}) {
-        writeOutputFile(path, text(bytes));
+        writeOutputFile({path, Existing::MayBeReplaced}, text(bytes));
         EXPECT_EQ(readFile(path), bytes);
-        writeOutputPath(path, [&](const std::string& temporary) { writePath(temporary, std::string(bytes) + '!'); });
+        writeOutputPath({path, Existing::MayBeReplaced},
+                        [&](const std::string& temporary) { writePath(temporary, std::string(bytes) + '!'); });
         EXPECT_EQ(readFile(path), std::string(bytes) + '!');
     }
     EXPECT_EQ(countIn(folder), 1) << "nothing is left beside it";
+}
+
+TEST(OutputFile, WhatIsThereStaysUnlessItMayBeReplaced) {
+    const TemporaryFolder folder;
+    const std::string path = folder.write("file", "precious");
+    fs::create_symlink("nowhere", folder.file("link"));
+    for (const std::string& taken : {path, folder.file("link")}) {
+        EXPECT_EQ(reasonNotToWrite([&] { writeOutputFile(taken, text("new")); }),
+                  taken + " exists already; --force replaces it.");
+        const auto late = [&] { // made while the new one is written
+            writeOutputPath(folder.file("late"), [&](const std::string& temporary) {
+                writePath(temporary, "new");
+                folder.write("late", "precious");
+            });
+        };
+        EXPECT_EQ(reasonNotToWrite(late), folder.file("late") + " exists already; --force replaces it.");
+    }
+    EXPECT_EQ(readFile(path), "precious");
+    EXPECT_EQ(readFile(folder.file("late")), "precious");
+    EXPECT_EQ(countIn(folder), 3) << "nothing is left beside them";
 }
 
 TEST(OutputFile, ANewFileHasWhatTheMaskLeaves) {
@@ -106,13 +128,17 @@ TEST(OutputFile, AFailureLeavesWhatWasThere) {
     const TemporaryFolder folder;
     const std::string path = folder.write("file", "precious");
     const auto fail = [](std::FILE* file) { return text("half")(file) && false; };
-    EXPECT_EQ(reasonNotToWrite([&] { writeOutputFile(path, fail); }), path + " cannot be written: Input/output error.");
+    EXPECT_EQ(reasonNotToWrite([&] {
+                  writeOutputFile({path, Existing::MayBeReplaced}, fail);
+              }),
+              path + " cannot be written: Input/output error.");
     const auto stop = [](const std::string& temporary) {
         writePath(temporary, "half");
         throw std::runtime_error("stopped");
     };
-    EXPECT_THROW(writeOutputPath(path, stop), std::runtime_error);
-    EXPECT_THROW(writeOutputPath(path, [](const std::string&) {}), FileError) << "nothing was written";
+    EXPECT_THROW(writeOutputPath({path, Existing::MayBeReplaced}, stop), std::runtime_error);
+    EXPECT_THROW(writeOutputPath({path, Existing::MayBeReplaced}, [](const std::string&) {}), FileError)
+        << "nothing was written";
     EXPECT_EQ(readFile(path), "precious");
     EXPECT_EQ(countIn(folder), 1);
 }
@@ -149,7 +175,7 @@ TEST(OutputFile, ADiskThatIsFullIsAnErrorAndLeavesWhatWasThere) {
     for (const std::size_t length : {65537U, 1U << 20}) { // found when the file is closed, and while it is written
         const int status = inAnotherProcess("/dev/null", said, [&] {
             limitFiles();
-            writeOutputFile(path, text(std::string(length, 'x')));
+            writeOutputFile({path, Existing::MayBeReplaced}, text(std::string(length, 'x')));
         });
         EXPECT_EQ(status, 1) << length;
         EXPECT_EQ(readFile(said), path + " cannot be written: File too large.");

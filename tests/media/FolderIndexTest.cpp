@@ -12,6 +12,7 @@
 #include "dcmtk/dcmdata/dcdicdir.h"
 #include "dcmtk/dcmdata/dcdirrec.h"
 #include "files/StagingFolder.h"
+#include "media/IndexOutput.h"
 #include "tests/support/MediumFiles.h"
 
 using namespace radvex::test;
@@ -85,8 +86,10 @@ std::map<std::string, std::string> contents(const fs::path& folder) {
 using Progress = std::function<void(std::size_t done, std::size_t total)>;
 
 /// Indexes a folder in this process and calls `progress` after each file.
-FolderIndex indexFolder(const std::string& folder, const std::string& target, const Progress& progress = {}) {
-    const auto indexing = startIndexing(folder, target);
+FolderIndex indexFolder(const std::string& folder, const std::string& target, const Progress& progress = {},
+                        bool mayReplace = false) {
+    IndexOutput output(target, mayReplace);
+    const auto indexing = startIndexing(folder, output);
     for (std::size_t file = 0; file < indexing->fileCount(); ++file) {
         indexing->take(file, indexing->describe(file));
         if (progress) {
@@ -108,7 +111,7 @@ class FolderIndexTest : public testing::Test {
         write("a.dcm", fill);
         const FolderIndex result = index();
         EXPECT_EQ(result.files.size(), 0U);
-        return result.refused.size() == 1 ? result.refused[0].reason : "(not refused)";
+        return result.leftOut.refused.size() == 1 ? result.leftOut.refused[0].reason : "(not refused)";
     }
 
     TemporaryFolder mFolder{};
@@ -129,7 +132,7 @@ TEST_F(FolderIndexTest, RecordsStandUnderTheirPatientStudyAndSeriesInTheOrderOfP
     EXPECT_EQ(result.patientCount, 2U);
     EXPECT_EQ(result.studyCount, 2U);
     EXPECT_EQ(result.seriesCount, 3U);
-    EXPECT_EQ(result.skippedCount, 0U);
+    EXPECT_EQ(result.leftOut.skippedCount, 0U);
 }
 
 TEST_F(FolderIndexTest, EachLinkLeadsToTheFileThatTheUserNames) {
@@ -211,8 +214,8 @@ TEST_F(FolderIndexTest, WhatIsNotDicomIsSkippedAndPipesAreNotOpened) {
     ASSERT_EQ(mkfifo(mFolder.file("pipe").c_str(), 0600), 0);
     const FolderIndex result = index();
     EXPECT_EQ(result.files.size(), 1U);
-    EXPECT_EQ(result.skippedCount, 5U);
-    EXPECT_TRUE(result.refused.empty());
+    EXPECT_EQ(result.leftOut.skippedCount, 5U);
+    EXPECT_TRUE(result.leftOut.refused.empty());
 }
 
 TEST_F(FolderIndexTest, ABareDatasetIsIndexed) {
@@ -254,9 +257,9 @@ TEST_F(FolderIndexTest, WhatCannotBeReadIsRefusedByName) {
     fs::create_symlink("/nowhere/at/all", mFolder.file("nowhere"));
     const FolderIndex result = index();
     EXPECT_EQ(result.files.size(), 1U);
-    ASSERT_EQ(result.refused.size(), 1U);
-    EXPECT_EQ(result.refused[0].path, mFolder.file("nowhere"));
-    EXPECT_EQ(result.refused[0].reason, "it cannot be read: No such file or directory");
+    ASSERT_EQ(result.leftOut.refused.size(), 1U);
+    EXPECT_EQ(result.leftOut.refused[0].path, mFolder.file("nowhere"));
+    EXPECT_EQ(result.leftOut.refused[0].reason, "it cannot be read: No such file or directory");
 }
 
 TEST_F(FolderIndexTest, AFileCutAtAnyByteIsIndexedRefusedOrSkipped) {
@@ -267,9 +270,9 @@ TEST_F(FolderIndexTest, AFileCutAtAnyByteIsIndexedRefusedOrSkipped) {
         ++files;
     }
     const FolderIndex result = index();
-    EXPECT_EQ(result.files.size() + result.refused.size() + result.skippedCount, files);
-    EXPECT_GE(result.skippedCount, 132U) << "without its mark it is no DICOM file";
-    EXPECT_GT(result.refused.size(), 0U);
+    EXPECT_EQ(result.files.size() + result.leftOut.refused.size() + result.leftOut.skippedCount, files);
+    EXPECT_GE(result.leftOut.skippedCount, 132U) << "without its mark it is no DICOM file";
+    EXPECT_GT(result.leftOut.refused.size(), 0U);
 }
 
 TEST_F(FolderIndexTest, AFileThatWouldExhaustTheStackIsRefused) {
@@ -280,9 +283,9 @@ TEST_F(FolderIndexTest, AFileThatWouldExhaustTheStackIsRefused) {
     mFolder.write("b.dcm", bytes);
     const FolderIndex result = index();
     EXPECT_EQ(result.files.size(), 1U) << "the others are indexed";
-    ASSERT_EQ(result.refused.size(), 1U);
-    EXPECT_EQ(result.refused[0].path, mFolder.file("b.dcm"));
-    EXPECT_EQ(result.refused[0].reason, "sequences nested over 100 levels");
+    ASSERT_EQ(result.leftOut.refused.size(), 1U);
+    EXPECT_EQ(result.leftOut.refused[0].path, mFolder.file("b.dcm"));
+    EXPECT_EQ(result.leftOut.refused[0].reason, "sequences nested over 100 levels");
 }
 
 TEST_F(FolderIndexTest, ADicomdirThatIsThereStays) {
@@ -296,6 +299,28 @@ TEST_F(FolderIndexTest, ADicomdirThatIsThereStays) {
     }
     EXPECT_EQ(readFile(mTarget.file("DICOMDIR")), "precious");
     EXPECT_EQ(std::distance(fs::directory_iterator(mTarget.path()), {}), 1) << "no link is left";
+}
+
+TEST_F(FolderIndexTest, ADicomdirIsReplacedWhenThatIsAsked) {
+    write("a.dcm", slice("P", "1.2", "1.2.3", 1));
+    mTarget.write("DICOMDIR", "old");
+    EXPECT_EQ(treeOf(indexFolder(mFolder.path().string(), mTarget.path().string(), {}, true)).size(), 4U);
+}
+
+TEST_F(FolderIndexTest, LinksOfAnInterruptedRunAreTakenOver) {
+    const std::string path = write("a.dcm", slice("P", "1.2", "1.2.3", 1));
+    fs::create_symlink(path, mTarget.file("I0000000"));
+    EXPECT_THAT(treeOf(index()), testing::Contains("   IMAGE 1 I0000000"));
+    EXPECT_EQ(std::distance(fs::directory_iterator(mTarget.path()), {}), 2) << "a link and a DICOMDIR";
+}
+
+TEST_F(FolderIndexTest, ANewTargetIsThereOnlyWhenItIsWhole) {
+    write("a.dcm", slice("P", "1.2", "1.2.3", 1));
+    const std::string target = mTarget.file("new");
+    const auto look = [&](std::size_t, std::size_t) { EXPECT_FALSE(fs::exists(target)); };
+    (void)indexFolder(mFolder.path().string(), target, look);
+    EXPECT_EQ(std::distance(fs::directory_iterator(target), {}), 2);
+    EXPECT_EQ(std::distance(fs::directory_iterator(mTarget.path()), {}), 1) << "nothing stays beside it";
 }
 
 TEST_F(FolderIndexTest, TheFolderItselfMayTakeTheIndexAgainAndAgain) {

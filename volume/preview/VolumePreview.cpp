@@ -256,12 +256,12 @@ class PreviewPage {
 
 } // namespace
 
-void writePreview(const std::string& path, const formats::VolumeHeader& header,
+void writePreview(const files::Output& output, const formats::VolumeHeader& header,
                   const std::vector<formats::SliceBytes>& slices, const PreviewText& text) {
     const VoxelReader voxels(header, slices);
     const std::vector<PreviewPanel> panels = previewPanels(voxels, header.geometry);
     const PreviewWindow window = previewWindow(voxels, panels, text.unit);
-    formats::writePng(path, PreviewPage(header, panels, window, text).draw());
+    formats::writePng(output, PreviewPage(header, panels, window, text).draw());
 }
 
 } // namespace radvex::volume

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "files/OutputFile.h"
 #include "formats/volumes/VolumeFile.h"
 #include "volume/geometry/GeometryVerdict.h"
 
@@ -26,7 +27,7 @@ struct PreviewText {
 /// @param slices  in the order of the file, each of one or several whole slices
 /// @throws formats::VolumeError  no voxels, or not the bytes that the header says
 /// @throws FileError
-void writePreview(const std::string& path, const formats::VolumeHeader& header,
+void writePreview(const files::Output& output, const formats::VolumeHeader& header,
                   const std::vector<formats::SliceBytes>& slices, const PreviewText& text);
 
 } // namespace radvex::volume

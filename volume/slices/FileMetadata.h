@@ -14,9 +14,8 @@ class FileMetadata {
   public:
     /// Reads it through ReadMetadata.
     /// @param path  for the library
-    /// @param name  of the file, as the user knows it
     /// @throws LibraryError
-    FileMetadata(velmora::Host& host, const std::string& path, std::string name);
+    FileMetadata(velmora::Host& host, const std::string& path);
 
     const std::string& name() const { return mName; }
     vint rows() const { return mRows; }

@@ -94,12 +94,12 @@ void unpackMosaic(velmora::Host& host, const std::string& path, SliceFile& file)
 
 } // namespace
 
-SliceFile readSliceFile(velmora::Host& host, const std::string& path, const std::string& name,
-                        const SliceReading& reading, const Allocate& allocate) {
+SliceFile readSliceFile(velmora::Host& host, const std::string& path, const SliceReading& reading,
+                        const Allocate& allocate) {
     const ClosingReader closing(host, path);
     SliceFile file;
     try {
-        const FileMetadata metadata(host, path, name);
+        const FileMetadata metadata(host, path);
         file.isKnown = true;
         file.seriesNumber = metadata.seriesNumber();
         file.rows = metadata.rows();
@@ -109,7 +109,7 @@ SliceFile readSliceFile(velmora::Host& host, const std::string& path, const std:
         }
         if (!metadata.isColour() && reading.kind == SampleKind::rendered &&
             (metadata.isRescaledByFrame() || metadata.isDose())) {
-            throw formats::VolumeError(name +
+            throw formats::VolumeError(path +
                                        " has a rescale for each frame, or is a dose, whose scaling pictures would "
                                        "ignore; without --rendered it is applied.");
         }
@@ -143,7 +143,7 @@ SliceFile readSliceFile(velmora::Host& host, const std::string& path, const std:
 std::optional<ValueRange> rangeOfFile(velmora::Host& host, const std::string& path) {
     const ClosingReader closing(host, path);
     try {
-        const FileMetadata metadata(host, path, path);
+        const FileMetadata metadata(host, path);
         if (metadata.isColour()) {
             return std::nullopt;
         }

@@ -49,10 +49,8 @@ struct SliceReading {
 };
 
 /// Reads a file with all its frames. Colour gives pictures, whatever the kind.
-/// @param path  for the library
-/// @param name  of the file, as the user knows it
-SliceFile readSliceFile(velmora::Host& host, const std::string& path, const std::string& name,
-                        const SliceReading& reading, const Allocate& allocate);
+SliceFile readSliceFile(velmora::Host& host, const std::string& path, const SliceReading& reading,
+                        const Allocate& allocate);
 
 /// Lowest and highest modality value of a grey file; nothing for colour, or if the file cannot be read.
 std::optional<ValueRange> rangeOfFile(velmora::Host& host, const std::string& path);

@@ -1,4 +1,4 @@
-#include "media/dicomdir/IndexOutput.h"
+#include "media/IndexOutput.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -18,41 +18,31 @@ constexpr unsigned kMostFiles = 10'000'000; // seven digits
 
 [[noreturn]] void failBecauseOfDicomdir(const fs::path& folder) {
     throw std::runtime_error("There is a DICOMDIR in " + folder.string() +
-                             " already, and it stays. Remove it, or name another folder.");
+                             " already, and it stays. --force replaces it; or name another folder.");
 }
 
 } // namespace
 
-IndexOutput::IndexOutput(const std::string& folder) : mFolder(folder) {
+IndexOutput::IndexOutput(const std::string& folder, bool mayReplace) : mFolder(folder), mMayReplace(mayReplace) {
+    if (!mFolder.has_filename() && mFolder.has_parent_path()) { // "out/" has the folder "out" beside its files
+        mFolder = mFolder.parent_path();
+    }
     std::error_code error;
-    if (fs::exists(fs::symlink_status(mFolder / "DICOMDIR", error))) {
+    if (!mMayReplace && fs::exists(fs::symlink_status(mFolder / "DICOMDIR", error))) {
         failBecauseOfDicomdir(mFolder);
     }
-    if (mkdir(mFolder.c_str(), 0777) == 0) {
-        mIsFolderNew = true;
-    } else if (errno != EEXIST) {
-        fail(errno);
-    }
+    mIsFolderNew = !fs::exists(fs::symlink_status(mFolder, error));
     try {
-        mStaging.emplace(mFolder.string());
+        const fs::path parent = mFolder.parent_path();
+        mStaging.emplace(!mIsFolderNew ? mFolder.string() : parent.empty() ? "." : parent.string());
     } catch (const files::WriteError& failure) {
-        if (mIsFolderNew) {
-            rmdir(mFolder.c_str());
-        }
         fail(failure.reason());
     }
 }
 
 IndexOutput::~IndexOutput() {
-    mStaging.reset(); // first: a folder that contains it cannot be removed
-    if (mIsPublished) {
-        return;
-    }
-    for (const fs::path& link : mLinks) {
+    for (const fs::path& link : mPublished) {
         unlink(link.c_str());
-    }
-    if (mIsFolderNew) {
-        rmdir(mFolder.c_str());
     }
 }
 
@@ -72,27 +62,44 @@ std::string IndexOutput::fileIdFor(const std::string& target) {
 }
 
 void IndexOutput::link(const std::string& fileId, const std::string& target) {
-    const fs::path path = mFolder / fileId;
-    if (symlink(target.c_str(), path.c_str()) == 0) {
-        mLinks.push_back(path);
-    } else if (std::error_code error; errno != EEXIST || fs::read_symlink(path, error) != target) {
+    if (symlink(target.c_str(), mStaging->file(fileId).c_str()) != 0) {
         fail(errno);
     }
+    mFileIds.push_back(fileId);
     ++mNextNumber;
 }
 
 std::string IndexOutput::publish() {
     const fs::path path = mFolder / "DICOMDIR";
     try {
-        files::StagingFolder::publish(draft(), path.string(), false);
+        if (mIsFolderNew) {
+            mStaging->publishWhole(mFolder.string());
+        } else {
+            publishOneByOne();
+            files::StagingFolder::publish(draft(), path.string(), mMayReplace);
+        }
     } catch (const files::WriteError& failure) {
-        if (failure.reason() == EEXIST) {
+        if (failure.reason() == EEXIST && !mIsFolderNew) {
             failBecauseOfDicomdir(mFolder);
         }
         fail(failure.reason());
     }
-    mIsPublished = true;
+    mPublished.clear();
     return path.string();
+}
+
+void IndexOutput::publishOneByOne() {
+    for (const std::string& fileId : mFileIds) {
+        const fs::path path = mFolder / fileId;
+        std::error_code error;
+        if (fs::is_symlink(fs::symlink_status(path, error))) {
+            continue; // an earlier run made the same link
+        }
+        if (std::rename(mStaging->file(fileId).c_str(), path.c_str()) != 0) {
+            fail(errno);
+        }
+        mPublished.push_back(path);
+    }
 }
 
 void IndexOutput::fail(int reason) const {

@@ -1,0 +1,248 @@
+// Commands that are ended at any moment leave nothing behind but finished results.
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <map>
+#include <ostream>
+#include <set>
+#include <thread>
+
+#include "tests/cli/Commands.h"
+#include "tests/support/PictureFiles.h"
+
+using namespace radvex::test;
+
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+#ifdef __SANITIZE_ADDRESS__
+constexpr int kMoments = 16; // runs take ten times as long
+constexpr int kKills = 4;
+#else
+constexpr int kMoments = 200;
+constexpr int kKills = 20;
+#endif
+
+constexpr std::array kSignals{SIGINT, SIGTERM, SIGHUP, SIGPIPE};
+
+struct EndedCommand {
+    std::string name{};
+    Words words{};
+    /// Results that an interrupted run may leave: whole files under their final names.
+    bool leavesFinishedFiles = false;
+    /// Whether two runs give the same bytes.
+    bool isRepeatable = true;
+};
+
+void PrintTo(const EndedCommand& command, std::ostream* stream) { *stream << command.name; }
+
+/// IN holds two series of CT, PICTURE a picture. The rest are names of results.
+const std::vector<EndedCommand> kCommands{
+    {"tree", {"tree", "IN"}},
+    {"tags", {"tags", "--recursive", "IN"}},
+    {"info", {"info", "IN/a0", "IN/a1", "IN/b0"}},
+    {"series", {"series", "IN", "-o", "out"}, true},
+    {"commonWindow", {"series", "IN", "-o", "out", "--common-window"}, true},
+    {"volume", {"volume", "IN", "-o", "out.nrrd"}, true},
+    {"image", {"image", "IN/a0", "-o", "out.png"}, true},
+    {"data", {"data", "IN/a0", "-o", "out.npy"}, true},
+    {"write", {"write", "PICTURE", "-o", "out.dcm"}, true, false},
+    {"index", {"index", "IN", "-o", "out"}, true, false},
+    {"anonymize", {"anonymize", "IN", "out", "--key", "KEY", "--report", "out.json"}, true, false},
+    {"verify", {"verify", "IN", "--report", "out.json"}, true},
+};
+
+/// Everything below a folder by its relative path: bytes of files, targets of links.
+std::map<std::string, std::string> contentOf(const fs::path& folder) {
+    std::map<std::string, std::string> found;
+    std::error_code error;
+    for (fs::recursive_directory_iterator entry(folder, error), end; entry != end; entry.increment(error)) {
+        const std::string name = fs::relative(entry->path(), folder).string();
+        if (entry->is_symlink(error)) {
+            found[name] = "-> " + fs::read_symlink(entry->path(), error).string();
+        } else if (entry->is_regular_file(error)) {
+            found[name] = readFile(entry->path().string());
+        } else {
+            found[name] = "(folder)";
+        }
+    }
+    return found;
+}
+
+class EndedCommands : public testing::TestWithParam<EndedCommand> {
+  protected:
+    void SetUp() override {
+        fs::create_directory(around.file("IN"));
+        for (const char* series : {"a", "b"}) {
+            for (int number = 0; number < 6; ++number) {
+                ImageFile file{.rows = 32, .columns = 32, .words = std::vector<Uint16>(32 * 32, 7)};
+                file.more = [&](DcmDataset& dataset) {
+                    const std::string uid = std::string("1.2.3.") + (*series == 'a' ? "1" : "2");
+                    put(dataset, {{DCM_PatientID, "HOSP-550137"},
+                                  {DCM_PatientName, "Zyxwvut^Quirina"},
+                                  {DCM_StudyInstanceUID, "1.2.3"},
+                                  {DCM_SeriesInstanceUID, uid},
+                                  {DCM_SOPInstanceUID, uid + '.' + std::to_string(number)},
+                                  {DCM_InstanceNumber, std::to_string(number + 1)},
+                                  {DCM_PixelSpacing, "1\\1"},
+                                  {DCM_ImageOrientationPatient, "1\\0\\0\\0\\1\\0"},
+                                  {DCM_ImagePositionPatient, "0\\0\\" + std::to_string(number)}});
+                };
+                writeImageFile(around.file("IN/" + std::string(series) + std::to_string(number)), file);
+            }
+        }
+        around.write("PICTURE", pngFile({.columns = 4, .rows = 2, .data = "12345678"}));
+        around.write("KEY", "0123456789abcdef0123456789abcdef");
+        for (const char* folder : {"home", "tmp", "runtime"}) {
+            fs::create_directory(around.file(folder));
+        }
+        before = contentOf(around.path());
+    }
+
+    pid_t start() const {
+        Words words = joined({"/usr/bin/env", "-C", around.path().string(), "HOME=" + around.file("home"),
+                              "TMPDIR=" + around.file("tmp"), "XDG_CACHE_HOME=" + around.file("home/cache"),
+                              "XDG_RUNTIME_DIR=" + around.file("runtime"), RADVEX_COMMAND},
+                             GetParam().words);
+        std::vector<char*> argv;
+        for (std::string& word : words) {
+            argv.push_back(word.data());
+        }
+        argv.push_back(nullptr);
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+        posix_spawnattr_t attributes; // a group of its own, as a terminal gives it
+        posix_spawnattr_init(&attributes);
+        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+        pid_t child = 0;
+        EXPECT_EQ(posix_spawn(&child, argv[0], &actions, &attributes, argv.data(), environ), 0);
+        posix_spawnattr_destroy(&attributes);
+        posix_spawn_file_actions_destroy(&actions);
+        return child;
+    }
+
+    static int waitFor(pid_t child) {
+        int state = 0;
+        EXPECT_EQ(waitpid(child, &state, 0), child);
+        return state;
+    }
+
+    /// Seconds of a run that nobody disturbs. Its results are remembered.
+    double undisturbed() {
+        const auto begin = Clock::now();
+        EXPECT_TRUE(WIFEXITED(waitFor(start())));
+        const std::chrono::duration<double> seconds = Clock::now() - begin;
+        whole = contentOf(around.path());
+        removeResults();
+        return seconds.count();
+    }
+
+    void removeResults() {
+        for (const auto& [name, content] : contentOf(around.path())) {
+            if (!before.contains(name)) {
+                fs::remove_all(around.file(name));
+            }
+        }
+    }
+
+    /// What is there and may not be.
+    std::set<std::string> remains() const {
+        std::set<std::string> names;
+        const auto now = contentOf(around.path());
+        for (const auto& [name, content] : now) {
+            const auto finished = whole.find(name);
+            const bool isResult = GetParam().leavesFinishedFiles && finished != whole.end() &&
+                                  (!GetParam().isRepeatable || finished->second == content);
+            if (!before.contains(name) && !isResult) {
+                names.insert(name);
+            }
+        }
+        for (const auto& [name, content] : before) {
+            const auto still = now.find(name);
+            if (still == now.end() || still->second != content) {
+                names.insert(name + " (changed)");
+            }
+        }
+        return names;
+    }
+
+    /// Processes of the group end a moment after their parent.
+    std::set<std::string> remainsAtLast() const {
+        std::set<std::string> names = remains();
+        for (int attempt = 0; attempt < 50 && !names.empty(); ++attempt) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+            names = remains();
+        }
+        return names;
+    }
+
+    TemporaryFolder around{};
+    std::map<std::string, std::string> before{};
+    std::map<std::string, std::string> whole{};
+};
+
+} // namespace
+
+TEST_P(EndedCommands, LeaveNothingButFinishedResults) {
+    const double seconds = undisturbed();
+    int endedCount = 0;
+    for (int moment = 0; moment < kMoments; ++moment) {
+        const int signal = kSignals[static_cast<std::size_t>(moment) % kSignals.size()];
+        const bool toGroup = moment / static_cast<int>(kSignals.size()) % 2 == 0;
+        const pid_t child = start();
+        std::this_thread::sleep_for(std::chrono::duration<double>(seconds * moment / kMoments));
+        (void)kill(toGroup ? -child : child, signal);
+        const int state = waitFor(child);
+        endedCount += WIFSIGNALED(state) ? 1 : 0;
+        ASSERT_THAT(remainsAtLast(), IsEmpty())
+            << "signal " << signal << " after " << seconds * moment / kMoments << " of " << seconds << " s";
+        removeResults();
+    }
+    EXPECT_GT(endedCount, kMoments / 8) << "most runs were over before their signal";
+}
+
+TEST_P(EndedCommands, TheNextRunRemovesWhatAKilledOneLeft) {
+    const double seconds = undisturbed();
+    for (int kills = 0; kills < kKills; ++kills) {
+        const pid_t child = start();
+        std::this_thread::sleep_for(std::chrono::duration<double>(seconds * kills / kKills));
+        (void)kill(child, SIGKILL);
+        (void)waitFor(child);
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        for (const auto& [name, content] : contentOf(around.path())) {
+            if (!before.contains(name) && whole.contains(name)) { // the next run would refuse to replace it
+                fs::remove_all(around.file(name));
+            }
+        }
+    }
+    EXPECT_TRUE(WIFEXITED(waitFor(start())));
+    EXPECT_THAT(remainsAtLast(), IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(All, EndedCommands, testing::ValuesIn(kCommands),
+                         [](const auto& command) { return command.param.name; });
+
+TEST(ReaderThatGoesAway, LeavesNothing) {
+    const TemporaryFolder in;
+    for (int number = 0; number < 20; ++number) {
+        writeDicom(in.file(std::to_string(number)),
+                   with({{DCM_StudyInstanceUID, "1.2"}, {DCM_SeriesInstanceUID, "1.2." + std::to_string(number)}}));
+    }
+    const TemporaryFolder temporary;
+    for (const std::string words : {"tree --files", "tags --recursive", "tags --json --recursive"}) {
+        const std::string script = "TMPDIR='" + temporary.path().string() + "' " RADVEX_COMMAND " " + words + " '" +
+                                   in.path().string() + "' | head -n 1";
+        EXPECT_EQ(runProcess({"bash", "-c", script}).status, 0);
+        EXPECT_THAT(contentOf(temporary.path()), IsEmpty()) << words;
+    }
+}
