@@ -21,7 +21,7 @@ struct OverlaysOptions {
     bool json = false;
 };
 
-void run(Session& session, const OverlaysOptions& options) {
+void describe(Session& session, const OverlaysOptions& options) {
     const velmora::Value result = session.host().call("ReadOverlays", {options.file});
     const Store& planes = result.get<Store>();
     if (!options.folder.empty() && planes.size() > 0) {
@@ -55,6 +55,10 @@ void run(Session& session, const OverlaysOptions& options) {
     } else if (planes.size() == 0) {
         std::cout << formats::printable(options.file) << " has no overlay planes.\n";
     }
+}
+
+void run(Session& session, const OverlaysOptions& options) {
+    session.attemptFile(options.file, [&] { describe(session, options); });
 }
 
 } // namespace

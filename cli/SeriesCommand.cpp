@@ -11,6 +11,7 @@
 #include "formats/json/LosslessJson.h"
 #include "formats/json/Text.h"
 #include "formats/pictures/Png.h"
+#include "media/FileDiagnosis.h"
 #include "media/FolderWalk.h"
 #include "media/Medium.h"
 #include "media/MediumTree.h"
@@ -135,7 +136,7 @@ std::string whyMissing(velmora::Host& host, const std::string& file, const media
         (void)host.call("ReadImage",
                         {file, 0, 0, rendering.scalingTensor(), rendering.hasOverlays, media::kImageFlags});
     } catch (const velmora::LibraryError& error) {
-        reason = error.what();
+        reason = media::explain(error, file, file);
     }
     host.call("CloseReader", {file});
     return reason;
@@ -227,7 +228,10 @@ void run(Session& session, const SeriesOptions& options) {
                                                      : formats::Json::array()},
                               {"missing", describeMissing(medium, shown)}});
             for (const media::RefusedFile& missing : shown.missing) {
-                session.reportRefusal(medium.userPath(missing.path), medium.userText(missing.reason));
+                Session::reportFile(medium.userPath(missing.path), medium.userText(missing.reason));
+            }
+            if (!shown.missing.empty() || !medium.index().refused.empty()) {
+                session.leaveOut();
             }
             if (!isWritten) { // the numbers of pictures are those of slices
                 session.reportRefusal("", "Series " + series.uid +
@@ -235,10 +239,11 @@ void run(Session& session, const SeriesOptions& options) {
             }
         });
     }
+    if (all.empty()) {
+        session.reportRefusal("", options.medium + " holds no series that matches.");
+    }
     if (options.json) {
         std::cout << formats::dumpJson(report) << '\n';
-    } else if (all.empty()) {
-        printError("No series matches.");
     }
 }
 

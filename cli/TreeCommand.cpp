@@ -94,7 +94,7 @@ formats::Json describe(const std::vector<media::MediumPatient>& patients, const 
 
 void run(Session& session, const TreeOptions& options) {
     options.selection.check();
-    const auto opened = openMedium(options.medium, options.jobs);
+    const auto opened = openListedMedium(session, options.medium, options.jobs);
     const media::Medium& medium = *opened;
     const auto patients =
         media::listMedium(session.host(), medium, options.selection, media::Records::all, options.jobs.count());
