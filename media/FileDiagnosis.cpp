@@ -96,6 +96,19 @@ std::string describeCut(const DatasetScan& scan) {
            std::to_string(scan.needed);
 }
 
+namespace {
+
+std::string describeDamage(const DatasetScan& scan) {
+    const bool isAtOnce = scan.damagedAt == scan.datasetOffset && !scan.transferSyntax.empty();
+    return "is damaged at byte " + std::to_string(scan.damagedAt) +
+           (isAtOnce
+                ? ": its elements are not written in the form that its meta information names (TransferSyntaxUID " +
+                      scan.transferSyntax + ")"
+                : ": no element of DICOM can begin like that");
+}
+
+} // namespace
+
 std::string whatIsWrong(const std::string& path) {
     if (std::string problem = whatTheSystemSays(path); !problem.empty()) {
         return problem;
@@ -114,8 +127,7 @@ std::string whatIsWrong(const std::string& path) {
     const DatasetScan scan = scanDataset(path);
     switch (scan.end) {
     case DatasetScan::End::cut: return describeCut(scan) + placeOfCut(scan);
-    case DatasetScan::End::damaged:
-        return "is damaged at byte " + std::to_string(scan.damagedAt) + ": no element of DICOM can begin like that";
+    case DatasetScan::End::damaged: return describeDamage(scan);
     default: return scan.isDeflated ? "is compressed as a whole (deflated), and ends too early or is damaged" : "";
     }
 }

@@ -4,6 +4,7 @@
 #include <unordered_map>
 
 #include "files/Errors.h"
+#include "media/FileDiagnosis.h"
 #include "workers/Parcel.h"
 #include "workers/Workers.h"
 
@@ -134,11 +135,15 @@ class TreeReader {
 std::vector<MediumPatient> listMedium(velmora::Host& host, const Medium& medium, const Selection& selection,
                                       Records records, std::size_t jobs) {
     const auto read = [&] {
-        TreeReader reader(host, medium.dicomdir(), selection);
-        if (records == Records::all) {
-            reader.readRecords();
+        try {
+            TreeReader reader(host, medium.dicomdir(), selection);
+            if (records == Records::all) {
+                reader.readRecords();
+            }
+            return workers::toParcel(reader.read());
+        } catch (const velmora::LibraryError& error) {
+            throw velmora::LibraryError(error.code(), error.name(), explain(error, medium.dicomdir(), medium.path()));
         }
-        return workers::toParcel(reader.read());
     };
     try {
         return workers::fromParcel<std::vector<MediumPatient>>(workers::workAlone(jobs, medium.path(), read));

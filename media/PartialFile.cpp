@@ -15,7 +15,9 @@ namespace {
 
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
-/// "rows 3 to 5 are", "row 5 is"
+const char* const kShownAsZero = " missing and shown as 0.";
+
+/// "rows 3 to 5", "row 5"
 std::string rangeText(const char* one, const char* several, std::uint64_t first, std::uint64_t last) {
     return first == last ? one + (' ' + std::to_string(last))
                          : several + (' ' + std::to_string(first)) + " to " + std::to_string(last);
@@ -33,38 +35,40 @@ std::uint64_t bytesOfRow(const ScannedFacts& facts) {
     return isInterleaved && bits % 8 == 0 ? bits / 8 : 0;
 }
 
-/// Which rows and frames lie behind the end of the file.
-std::string missingRows(const DatasetScan& scan) {
-    const ScannedFacts& facts = scan.facts;
-    const std::uint64_t present = scan.size - scan.last.valueOffset;
-    const std::uint64_t row = bytesOfRow(facts);
-    const std::uint64_t frames = std::max<std::uint64_t>(1, facts.frames);
-    const std::uint64_t rows = facts.rows;
-    // Sizes that do not fit the attributes, such as those of YBR_FULL_422, tell nothing about rows.
-    const bool isKnown =
-        row > 0 && rows > 0 && frames <= scan.last.length / row / rows && scan.last.length - frames * rows * row <= 1;
-    if (!isKnown) {
-        return "The last " + std::to_string(scan.last.length - present) + " of " + std::to_string(scan.last.length) +
-               " bytes of its pixels are missing and shown as 0.";
-    }
-    const std::uint64_t whole = present / row;
-    const std::uint64_t frame = whole / rows;
-    if (frame >= frames) {
-        return ""; // of a byte that fills up the length
-    }
+/// A sentence about the rows behind the first `whole` ones of all frames.
+std::string missingBehind(std::uint64_t whole, std::uint64_t rows, std::uint64_t frames) {
+    const std::uint64_t frame = whole / rows + 1;
     const std::uint64_t first = whole % rows + 1;
-    const bool isWholeFrame = first == 1 && frames > 1;
-    std::string text = isWholeFrame ? "" : rangeText("row", "rows", first, rows);
-    if (frames > 1 && !isWholeFrame) {
-        text += " of frame " + std::to_string(frame + 1);
+    if (frame > frames) {
+        return ""; // only a byte that fills up the length
     }
-    const std::uint64_t firstFrame = isWholeFrame ? frame + 1 : frame + 2;
-    if (frames > 1 && firstFrame <= frames) {
-        text += (text.empty() ? "" : " and ") + rangeText("frame", "frames", firstFrame, frames);
+    if (frames == 1) {
+        return capitalized(rangeText("row", "rows", first, rows)) + (first == rows ? " is" : " are") + kShownAsZero;
     }
-    const bool isOne = (first == rows && !isWholeFrame && (frames == 1 || firstFrame > frames)) ||
-                       (isWholeFrame && firstFrame == frames);
-    return capitalized(text) + (isOne ? " is" : " are") + " missing and shown as 0.";
+    if (first == 1) {
+        return capitalized(rangeText("frame", "frames", frame, frames)) + (frame == frames ? " is" : " are") +
+               kShownAsZero;
+    }
+    const std::string start = capitalized(rangeText("row", "rows", first, rows)) + " of frame " + std::to_string(frame);
+    if (frame == frames) {
+        return start + (first == rows ? " is" : " are") + kShownAsZero;
+    }
+    return start + " and " + rangeText("frame", "frames", frame + 1, frames) + " are" + kShownAsZero;
+}
+
+/// What of uncompressed pixels lies behind the end of the file.
+std::string missingPixels(const DatasetScan& scan) {
+    const std::uint64_t length = scan.last.length;
+    const std::uint64_t present = scan.size - scan.last.valueOffset;
+    const std::uint64_t row = bytesOfRow(scan.facts);
+    const std::uint64_t rows = scan.facts.rows;
+    const std::uint64_t frames = std::max<std::uint64_t>(1, scan.facts.frames);
+    // Sizes that do not fit the attributes, such as those of YBR_FULL_422, tell nothing about rows.
+    if (row > 0 && rows > 0 && frames <= length / row / rows && length - frames * rows * row <= 1) {
+        return missingBehind(present / row, rows, frames);
+    }
+    return "The last " + std::to_string(length - present) + " of " + std::to_string(length) +
+           " bytes of its pixels are" + kShownAsZero;
 }
 
 /// A small file may claim gigabytes of pixels; zeros for all of them would only cost time and memory.
@@ -149,7 +153,7 @@ PartialPlan planPartial(const DatasetScan& scan) {
         plan.keptBytes = scan.size;
         plan.zeroBytes = scan.last.valueOffset + scan.last.length - scan.size;
         plan.hasPixels = true;
-        plan.missing = missingRows(scan);
+        plan.missing = missingPixels(scan);
     } else {
         keepElements(scan, plan);
     }

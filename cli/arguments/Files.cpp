@@ -65,6 +65,8 @@ std::string readExplained(const FileJobs::Read& read, const std::string& file) {
         return read(file);
     } catch (const velmora::LibraryError& error) {
         throw UnreadFile(media::explain(error, file, file));
+    } catch (const FileError& error) { // no copy of what is left of it can be made
+        throw UnreadFile(error.what());
     }
 }
 

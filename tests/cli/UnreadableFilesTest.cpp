@@ -128,6 +128,20 @@ TEST_F(UnreadableFiles, AnErrorAboutSomethingElseStaysWhatItIs) {
                 exitsSaying(1, "radvex: " + plan + ": Attribute tag named NoSuchWord does not exist.\n"));
 }
 
+TEST_F(UnreadableFiles, ADicomdirThatCannotBeReadSaysWhy) {
+    std::filesystem::create_directory(folder.file("M"));
+    const std::string text = folder.write("M/DICOMDIR", "A letter.");
+    const std::string missing = folder.file("nowhere/DICOMDIR");
+    for (const char* jobs : {"0", "2"}) {
+        EXPECT_THAT(runRadvex({"tree", "--jobs", jobs, text}),
+                    exitsSaying(1, "radvex: " + text + " is not a DICOM file: it looks like a text.\n"));
+        EXPECT_THAT(runRadvex({"tree", "--jobs", jobs, missing}),
+                    exitsSaying(1, "radvex: " + missing + " does not exist.\n"));
+    }
+    EXPECT_THAT(runRadvex({"tree", folder.file("nowhere")}),
+                exitsSaying(1, "radvex: " + folder.file("nowhere") + " does not exist.\n"));
+}
+
 TEST_F(UnreadableFiles, NoWordsOfDcmtkAreSaid) {
     // Whatever byte a file ends at, people read about their file and not about streams.
     const std::string whole = readFile(image("whole.dcm"));

@@ -91,6 +91,17 @@ TEST_F(DiagnosisOfAFile, SaysWhereAFileIsCutOff) {
                   std::to_string(name + 8 + static_cast<unsigned char>(whole[name + 6])) + ", in (0008,0018)");
 }
 
+TEST_F(DiagnosisOfAFile, SaysWhereAFileIsDamaged) {
+    const std::string before = withMeta(kExplicit, kExplicitForm.element(0x00080060, "CS", "CT"));
+    EXPECT_EQ(problemOf(before + std::string(30, '\x11')),
+              "is damaged at byte " + std::to_string(before.size()) + ": no element of DICOM can begin like that");
+    const std::string implicit = withMeta(kExplicit, kImplicitForm.element(0x00080060, "CS", "CT"));
+    EXPECT_EQ(problemOf(implicit),
+              "is damaged at byte " + std::to_string(withMeta(kExplicit, "").size()) +
+                  ": its elements are not written in the form that its meta information names (TransferSyntaxUID " +
+                  kExplicit + ")");
+}
+
 TEST_F(DiagnosisOfAFile, ADeflatedFileOnlySaysWhatIsKnown) {
     EXPECT_EQ(problemOf(withMeta(kDeflated, "\x03\x04")),
               "is compressed as a whole (deflated), and ends too early or is damaged");
