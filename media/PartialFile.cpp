@@ -35,6 +35,12 @@ std::uint64_t bytesOfRow(const ScannedFacts& facts) {
     return isInterleaved && bits % 8 == 0 ? bits / 8 : 0;
 }
 
+/// Bytes of uncompressed pixels that belong to whole samples: half a number would be another number.
+std::uint64_t wholeSamples(const DatasetScan& scan) {
+    const std::uint64_t sample = std::max(1U, scan.facts.bitsAllocated / 8);
+    return (scan.size - scan.last.valueOffset) / sample * sample;
+}
+
 /// A sentence about the rows behind the first `whole` ones of all frames.
 std::string missingBehind(std::uint64_t whole, std::uint64_t rows, std::uint64_t frames) {
     const std::uint64_t frame = whole / rows + 1;
@@ -59,7 +65,7 @@ std::string missingBehind(std::uint64_t whole, std::uint64_t rows, std::uint64_t
 /// What of uncompressed pixels lies behind the end of the file.
 std::string missingPixels(const DatasetScan& scan) {
     const std::uint64_t length = scan.last.length;
-    const std::uint64_t present = scan.size - scan.last.valueOffset;
+    const std::uint64_t present = wholeSamples(scan);
     const std::uint64_t row = bytesOfRow(scan.facts);
     const std::uint64_t rows = scan.facts.rows;
     const std::uint64_t frames = std::max<std::uint64_t>(1, scan.facts.frames);
@@ -75,7 +81,7 @@ std::string missingPixels(const DatasetScan& scan) {
 bool isWorthFilling(const DatasetScan& scan) {
     constexpr std::uint64_t kFreeBytes = std::uint64_t{64} << 20;
     constexpr std::uint64_t kLeastShare = 16;
-    const std::uint64_t present = scan.size - scan.last.valueOffset;
+    const std::uint64_t present = wholeSamples(scan);
     return present > 0 && (scan.last.length <= kFreeBytes || scan.last.length / kLeastShare <= present);
 }
 
@@ -150,8 +156,8 @@ PartialPlan planPartial(const DatasetScan& scan) {
     if (scan.isCutInPixels() && scan.last.isUndefined && scan.fragments > 0) {
         keepFragments(scan, plan);
     } else if (scan.isCutInPixels() && !scan.last.isUndefined && isWorthFilling(scan)) {
-        plan.keptBytes = scan.size;
-        plan.zeroBytes = scan.last.valueOffset + scan.last.length - scan.size;
+        plan.keptBytes = scan.last.valueOffset + wholeSamples(scan);
+        plan.zeroBytes = scan.last.valueOffset + scan.last.length - plan.keptBytes;
         plan.hasPixels = true;
         plan.missing = missingPixels(scan);
     } else {

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cctype>
 #include <filesystem>
 #include <regex>
 #include <set>
@@ -68,23 +70,28 @@ std::size_t lineOf(const std::string& text, std::size_t at) {
     return 1 + static_cast<std::size_t>(std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(at), '\n'));
 }
 
+/// The offset of the quotation mark that closes the one at `at`; the last offset if none does.
+std::size_t closingOf(const std::string& text, std::size_t at) {
+    const char mark = text[at];
+    for (++at; at + 1 < text.size() && text[at] != mark; ++at) {
+        at += text[at] == '\\' ? 1U : 0U;
+    }
+    return at;
+}
+
 /// The literals between the bracket at `at` and the one that closes it.
 void collect(const std::string& text, std::size_t at, Message& message) {
-    int depth = 0;
-    for (; at < text.size(); ++at) {
+    for (int depth = 0; at < text.size(); ++at) {
         const char character = text[at];
-        if (character == '\'') { // a character, such as '(' or '"'
-            at = text.find('\'', at + (text[at + 1] == '\\' ? 3U : 1U));
-            message.endsWithLiteral = false;
-        } else if (character == '/' && text[at + 1] == '/') {
-            at = text.find('\n', at);
-        } else if (character == '"') {
-            const std::size_t start = ++at;
-            for (; text[at] != '"'; ++at) {
-                at += text[at] == '\\' ? 1U : 0U;
+        if (character == '"' || character == '\'') { // a text, or a character such as '(' or '"'
+            const std::size_t end = closingOf(text, at);
+            message.endsWithLiteral = character == '"';
+            if (message.endsWithLiteral) {
+                message.literals.push_back(text.substr(at + 1, end - at - 1));
             }
-            message.literals.push_back(text.substr(start, at - start));
-            message.endsWithLiteral = true;
+            at = end;
+        } else if (text.compare(at, 2, "//") == 0) {
+            at = std::min(text.find('\n', at), text.size());
         } else if (character == '(' || character == '{') {
             ++depth;
         } else if (character == ')' || character == '}') {
@@ -132,10 +139,17 @@ std::vector<Message> allMessages() {
 /// The word of the table that a message holds; null if there is none. What stands in quotation marks or behind two
 /// dashes is what people typed.
 const Word* forbiddenIn(const std::string& literal) {
-    for (const Word& word : kForbidden) {
-        if (std::regex_search(literal, std::regex(std::string("(^|[^\\w`'-])(") + word.pattern + ")($|[^\\w`'-])",
-                                                  std::regex::icase))) {
-            return &word;
+    static const std::vector<std::regex> patterns = [] {
+        std::vector<std::regex> all;
+        for (const Word& word : kForbidden) {
+            all.emplace_back(std::string("(^|[^\\w`'-])(") + word.pattern + ")($|[^\\w`'-])",
+                             std::regex::icase | std::regex::optimize);
+        }
+        return all;
+    }();
+    for (std::size_t index = 0; index < patterns.size(); ++index) {
+        if (std::regex_search(literal, patterns[index])) {
+            return &kForbidden[index];
         }
     }
     return nullptr;

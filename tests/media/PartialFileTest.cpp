@@ -62,6 +62,15 @@ TEST_F(PartialCopy, PixelsThatAreMissingAreZeroAndTheOthersStay) {
     }
 }
 
+TEST_F(PartialCopy, HalfANumberIsNotShownAsANumber) {
+    const std::string whole = image(1);
+    for (const std::size_t bytes : {13U, 14U}) { // the sixth of 12 words: half of it, and all of it
+        DcmFileFormat file = loaded(whole.substr(0, whole.size() - bytes));
+        EXPECT_EQ(wordsOf(file), (std::vector<Uint16>{1, 2, 3, 4, 5, 0, 0, 0, 0, 0, 0, 0}));
+    }
+    EXPECT_FALSE(planOf(whole.substr(0, whole.size() - 23)).hasPixels) << "half a number is none";
+}
+
 TEST_F(PartialCopy, NamesTheRowsAndFramesThatAreNotWhole) {
     const std::string one = image(1); // rows of 6 bytes
     const auto missing = [&](const std::string& whole, std::size_t bytes) {
@@ -70,7 +79,7 @@ TEST_F(PartialCopy, NamesTheRowsAndFramesThatAreNotWhole) {
     EXPECT_EQ(missing(one, 1), "Row 4 is missing and shown as 0.");
     EXPECT_EQ(missing(one, 6), "Row 4 is missing and shown as 0.");
     EXPECT_EQ(missing(one, 7), "Rows 3 to 4 are missing and shown as 0.");
-    EXPECT_EQ(missing(one, 23), "Rows 1 to 4 are missing and shown as 0.");
+    EXPECT_EQ(missing(one, 22), "Rows 1 to 4 are missing and shown as 0.");
     const std::string three = image(3); // frames of 24 bytes
     EXPECT_EQ(missing(three, 1), "Row 4 of frame 3 is missing and shown as 0.");
     EXPECT_EQ(missing(three, 24), "Frame 3 is missing and shown as 0.");
