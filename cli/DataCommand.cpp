@@ -125,7 +125,8 @@ void run(Session& session, const DataOptions& options) {
         throw UsageError("Windows, overlays and frames need --rendered; without it the modality values of all frames "
                          "are read.");
     }
-    const ReadableFile file(options.file, options.partial.isGiven);
+    FileOpener opener(options.partial);
+    const ReadableFile file = opener.open(options.file);
     PartialOption::tell(session, file.notice());
     session.attemptFile(options.file, [&] {
         file.read([&](const std::string& path) {

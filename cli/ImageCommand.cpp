@@ -152,7 +152,8 @@ void show(Session& session, const ImageOptions& options) {
 
 void run(Session& session, const ImageOptions& options) {
     (void)options.picture.rendering(); // finds wrong usage before the file is read
-    const ReadableFile file(options.file, options.partial.isGiven);
+    FileOpener opener(options.partial);
+    const ReadableFile file = opener.open(options.file);
     PartialOption::tell(session, file.notice());
     session.attemptFile(options.file, [&] {
         file.read([&](const std::string& path) {

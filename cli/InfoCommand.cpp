@@ -65,8 +65,9 @@ void run(Session& session, const InfoOptions& options) {
     options.selection.check();
     const auto files = options.files.all();
     const bool several = files.size() > 1;
+    FileOpener opener(options.partial);
     const auto read = [&](const std::string& file) {
-        return ReadableFile(file, options.partial.isGiven).read([&](const std::string& path) {
+        return opener.open(file).read([&](const std::string& path) {
             const auto sections = readInfo(session.host(), path, options.selection);
             session.host().call("CloseReader", {path});
             return describe(sections, options.json);

@@ -193,10 +193,10 @@ void run(Session& session, const TagsOptions& options) {
         throw UsageError("--series chooses among the series of a medium and needs --recursive.");
     }
     if (!options.recursive) {
+        FileOpener opener(options.partial);
         return printFiles(session, options, files, files.size() > 1, [&](const std::string& file) {
-            return ReadableFile(file, options.partial.isGiven).read([&](const std::string& path) {
-                return readTags(session.host(), path, options);
-            });
+            return opener.open(file).read(
+                [&](const std::string& path) { return readTags(session.host(), path, options); });
         });
     }
     if (files.size() > 1) {

@@ -5,9 +5,11 @@
 #include <cstdio>
 #include <memory>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "files/Errors.h"
+#include "files/StagingFolder.h"
 
 namespace radvex::media {
 
@@ -166,12 +168,15 @@ PartialPlan planPartial(const DatasetScan& scan) {
     return plan;
 }
 
-PartialFile::PartialFile(const std::string& path, const DatasetScan& scan, const PartialPlan& plan) {
+PartialFile::~PartialFile() { std::remove(mCopy.c_str()); }
+
+PartialFile::PartialFile(const std::string& path, const DatasetScan& scan, const PartialPlan& plan, std::string copy)
+    : mCopy(std::move(copy)) {
     const File from(std::fopen(path.c_str(), "rb"), std::fclose);
     if (from == nullptr) {
         throw FileError(path + " cannot be read: " + std::generic_category().message(errno) + ".");
     }
-    File to(std::fopen(this->path().c_str(), "wb"), std::fclose);
+    File to(std::fopen(mCopy.c_str(), "wb"), std::fclose);
     if (to == nullptr) {
         throw files::WriteError("A copy of " + path, errno);
     }

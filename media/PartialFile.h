@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <string>
 
-#include "files/StagingFolder.h"
 #include "media/DatasetScan.h"
 
 namespace radvex::media {
@@ -23,17 +22,20 @@ struct PartialPlan {
 /// of compressed pixels the whole fragments are kept. Pixels of which very few are there are not made up.
 PartialPlan planPartial(const DatasetScan& scan);
 
-/// A whole DICOM file with what a cut one still holds, in a private folder that goes with this object. The cut file
-/// stays as it is.
+/// A whole DICOM file with what a cut one still holds. It goes with this object. The cut file stays as it is.
 class PartialFile {
   public:
+    /// @param copy  path of the file to make, in a folder that nobody else can read: it holds what the patient's does
     /// @throws FileError  the file cannot be read, or the copy not written
-    PartialFile(const std::string& path, const DatasetScan& scan, const PartialPlan& plan);
+    PartialFile(const std::string& path, const DatasetScan& scan, const PartialPlan& plan, std::string copy);
+    ~PartialFile();
+    PartialFile(const PartialFile&) = delete;
+    PartialFile& operator=(const PartialFile&) = delete;
 
-    std::string path() const { return mFolder.file("partial.dcm"); }
+    const std::string& path() const { return mCopy; }
 
   private:
-    files::StagingFolder mFolder{};
+    std::string mCopy;
 };
 
 } // namespace radvex::media

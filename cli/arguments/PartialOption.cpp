@@ -1,5 +1,7 @@
 #include "cli/arguments/PartialOption.h"
 
+#include <unistd.h>
+
 namespace radvex::cli {
 
 namespace {
@@ -11,17 +13,28 @@ std::string noticeFor(const std::string& file, const media::DatasetScan& scan, c
 
 } // namespace
 
-ReadableFile::ReadableFile(const std::string& file, bool isPartial) : mFile(file), mPath(file) {
-    if (!isPartial) {
-        return;
-    }
+ReadableFile::ReadableFile(const std::string& file, const std::string& copy) : mFile(file), mPath(file) {
     const media::DatasetScan scan = media::scanDataset(file);
     const media::PartialPlan plan = media::planPartial(scan);
     if (plan.isPossible) {
-        mCopy.emplace(file, scan, plan);
-        mPath = mCopy->path();
+        mCopy.emplace(file, scan, plan, copy);
+        mPath = copy;
         mNotice = noticeFor(file, scan, plan);
     }
+}
+
+FileOpener::FileOpener(const PartialOption& option) {
+    if (option.isGiven) {
+        mFolder.emplace();
+    }
+}
+
+ReadableFile FileOpener::open(const std::string& file) {
+    if (!mFolder) {
+        return ReadableFile(file);
+    }
+    // The library remembers files by their paths, so that each copy needs a name of its own, in every process.
+    return {file, mFolder->file(std::to_string(getpid()) + "-" + std::to_string(++mCount))};
 }
 
 std::string ReadableFile::inWordsOfTheFile(std::string message) const {
