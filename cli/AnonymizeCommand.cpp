@@ -179,11 +179,16 @@ void run(Session& session, const AnonymizeOptions& options) {
                                       anonymizerOptions(options));
     const deidentify::AnonymizationResult result = isFolder ? anonymizer.anonymizeFolder(folder, options.output)
                                                             : anonymizer.anonymizeFile(options.input, options.output);
+    std::size_t failed = 0;
+    std::size_t done = 0;
     for (const deidentify::AnonymizedFile& file : result.files) {
+        done += file.isWritten && !file.isDirectory ? 1 : 0; // a directory alone shows nothing
         if (!file.error.empty()) {
-            session.reportRefusal("", file.error);
+            Session::reportFile("", file.error);
+            ++failed;
         }
     }
+    session.endFiles(done, failed);
     report(options, result,
            {profile ? std::optional(profile->options) : std::nullopt, options.isDryRun, options.hasOriginals});
 }
@@ -220,7 +225,8 @@ void addAnonymizeCommand(const CommandLine& program, Session& session) {
     options.jobs.addTo(command);
     command.setFooter(
         "What may still identify the patient is listed. Files and folders keep their names but for "
-        "identifiers in them. When a file fails, it is named, the others go on, and the exit status is 1. "
+        "identifiers in them. When a file fails, it is named and the others go on; the exit status is then 3, or 1 if "
+        "no file was written. "
         "docs/deidentification.md says what is done and what is not promised.");
 }
 

@@ -2,6 +2,7 @@
 
 #include "cli/Commands.h"
 #include "cli/arguments/OutputRule.h"
+#include "cli/arguments/PartialOption.h"
 #include "cli/arguments/PictureOptions.h"
 #include "files/Errors.h"
 #include "formats/json/Text.h"
@@ -19,9 +20,11 @@ namespace {
 
 struct DataOptions {
     std::string file{};
+    std::string readable{}; ///< what the library reads: the file, or a copy of what is left of it
     std::string output{};
     OutputRule rule{};
     PictureOptions picture{};
+    PartialOption partial{};
     bool rendered = false;
     bool json = false;
 };
@@ -36,7 +39,7 @@ struct Data {
 
 /// Modality values of all frames. The library cannot read a range of frames here.
 Data readModalityValues(velmora::Host& host, const DataOptions& options) {
-    Data data{host.call("ReadIntermediatePixelData", {options.file, media::kImageFlags, 0})};
+    Data data{host.call("ReadIntermediatePixelData", {options.readable, media::kImageFlags, 0})};
     if (!data.owner.is<NumericArray>()) {
         throw velmora::LibraryError(0, "", options.file + ": DCMTK's intermediate values have no array type.");
     }
@@ -50,7 +53,7 @@ Data readModalityValues(velmora::Host& host, const DataOptions& options) {
 Data readRenderedValues(velmora::Host& host, const DataOptions& options, const volume::PixelMeaning& meaning) {
     const auto [first, count] = options.picture.frameRange(meaning.frames);
     const media::Rendering rendering = options.picture.rendering();
-    Data data{host.call("ReadImageData", {options.file, first, count == meaning.frames ? 0 : count,
+    Data data{host.call("ReadImageData", {options.readable, first, count == meaning.frames ? 0 : count,
                                           rendering.scalingTensor(), rendering.hasOverlays, media::kImageFlags})};
     for (const velmora::NodeView node : data.owner.get<Store>()) {
         data.arrays.push_back(node.cell().numericArray);
@@ -108,20 +111,33 @@ void print(const DataOptions& options, const Data& data, const volume::PixelMean
     }
 }
 
-void run(Session& session, const DataOptions& options) {
+void describe(Session& session, const DataOptions& options) {
     velmora::Host& host = session.host();
+    const volume::PixelMeaning meaning = volume::readPixelMeaning(host, options.readable);
+    const Data data = options.rendered ? readRenderedValues(host, options, meaning) : readModalityValues(host, options);
+    if (!options.output.empty()) {
+        write(options.rule.to(options.output), data);
+    }
+    print(options, data, meaning);
+}
+
+void run(Session& session, const DataOptions& options) {
     if (!options.rendered && (!options.picture.frame.empty() || !options.picture.frames.empty() ||
                               !options.picture.window.empty() || options.picture.overlays)) {
         throw UsageError("Windows, overlays and frames need --rendered; without it the modality values of all frames "
                          "are read.");
     }
     options.rule.check({options.output}, {options.file});
-    const volume::PixelMeaning meaning = volume::readPixelMeaning(host, options.file);
-    const Data data = options.rendered ? readRenderedValues(host, options, meaning) : readModalityValues(host, options);
-    if (!options.output.empty()) {
-        write(options.rule.to(options.output), data);
-    }
-    print(options, data, meaning);
+    FileOpener opener(options.partial);
+    const ReadableFile file = opener.open(options.file);
+    PartialOption::tell(session, file.notice());
+    session.attemptFile(options.file, [&] {
+        file.read([&](const std::string& path) {
+            DataOptions chosen = options;
+            chosen.readable = path;
+            describe(session, chosen);
+        });
+    });
 }
 
 } // namespace
@@ -135,6 +151,8 @@ void addDataCommand(const CommandLine& program, Session& session) {
     options.picture.addTo(command);
     options.rule.addTo(command);
     command.addFlag("--json", options.json, "Describe the values as JSON");
+    options.partial.addTo(command);
+    command.addExample("radvex data broken.dcm --partial -o part.npy", "The values that are left of a cut file");
 }
 
 } // namespace radvex::cli

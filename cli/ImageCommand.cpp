@@ -4,6 +4,7 @@
 #include "cli/Commands.h"
 #include "cli/arguments/Files.h"
 #include "cli/arguments/OutputRule.h"
+#include "cli/arguments/PartialOption.h"
 #include "cli/arguments/PictureOptions.h"
 #include "files/Errors.h"
 #include "formats/json/Text.h"
@@ -20,9 +21,11 @@ namespace {
 
 struct ImageOptions {
     std::string file{};
+    std::string readable{}; ///< what the library reads: the file, or a copy of what is left of it
     std::string output{};
     OutputRule rule{};
     PictureOptions picture{};
+    PartialOption partial{};
     bool sheet = false;
     bool json = false;
 };
@@ -49,12 +52,12 @@ std::string whyNotRendered(velmora::Host& host, const std::string& file, vint fi
 }
 
 Reading read(velmora::Host& host, const ImageOptions& options) {
-    const volume::PixelMeaning meaning = volume::readPixelMeaning(host, options.file);
+    const volume::PixelMeaning meaning = volume::readPixelMeaning(host, options.readable);
     const auto [first, count] = options.picture.frameRange(meaning.frames);
     const media::Rendering rendering = options.picture.rendering();
-    const std::string reason = whyNotRendered(host, options.file, first, rendering);
+    const std::string reason = whyNotRendered(host, options.readable, first, rendering);
     try {
-        Value image = host.call("ReadImage", {options.file, first, count == meaning.frames ? 0 : count,
+        Value image = host.call("ReadImage", {options.readable, first, count == meaning.frames ? 0 : count,
                                               rendering.scalingTensor(), rendering.hasOverlays, media::kImageFlags});
         return {std::get<Image>(std::move(image)), meaning, reason.empty(), first};
     } catch (const velmora::LibraryError& error) { // of the copy, which does not know the reason
@@ -69,7 +72,7 @@ formats::Json describeWindow(velmora::Host& host, const ImageOptions& options, c
     }
     formats::Json window = options.picture.describeWindow();
     if (window["method"] == "minmax") {
-        const Value values = host.call("ReadIntermediatePixelData", {options.file, media::kImageFlags, 0});
+        const Value values = host.call("ReadIntermediatePixelData", {options.readable, media::kImageFlags, 0});
         if (values.is<velmora::NumericArray>()) {
             const volume::Statistics all = volume::statisticsOf(*values.get<velmora::NumericArray>().handle());
             window["from"] = all.minimum;
@@ -145,10 +148,8 @@ std::vector<std::string> writePictures(const ImageOptions& options, const Readin
     return names;
 }
 
-void run(Session& session, const ImageOptions& options) {
+void show(Session& session, const ImageOptions& options) {
     velmora::Host& host = session.host();
-    (void)options.picture.rendering(); // finds wrong usage before the file is read
-    options.rule.check({options.output}, {options.file});
     const Reading reading = read(host, options);
     const auto written = options.output.empty() ? std::vector<std::string>{} : writePictures(options, reading);
     if (options.json) {
@@ -158,6 +159,21 @@ void run(Session& session, const ImageOptions& options) {
     } else if (options.output.empty()) {
         printSummary(options, reading);
     }
+}
+
+void run(Session& session, const ImageOptions& options) {
+    (void)options.picture.rendering(); // finds wrong usage before the file is read
+    options.rule.check({options.output}, {options.file});
+    FileOpener opener(options.partial);
+    const ReadableFile file = opener.open(options.file);
+    PartialOption::tell(session, file.notice());
+    session.attemptFile(options.file, [&] {
+        file.read([&](const std::string& path) {
+            ImageOptions chosen = options;
+            chosen.readable = path;
+            show(session, chosen);
+        });
+    });
 }
 
 } // namespace
@@ -172,6 +188,8 @@ void addImageCommand(const CommandLine& program, Session& session) {
     options.rule.addTo(command);
     command.addFlag("--sheet", options.sheet, "All frames in one picture");
     command.addFlag("--json", options.json, "Describe the picture as JSON");
+    options.partial.addTo(command);
+    command.addExample("radvex image broken.dcm --partial -o part.png", "The rows that are left of a cut file");
 }
 
 } // namespace radvex::cli

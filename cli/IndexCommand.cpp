@@ -36,7 +36,7 @@ formats::Json toJson(const media::FolderIndex& index) {
             {"refused", std::move(refused)}};
 }
 
-void run(Session&, const IndexOptions& options) {
+void run(Session& session, const IndexOptions& options) {
     const media::FolderIndex index = media::indexFolder(options.folder, options.output, options.rule.isForced(),
                                                         options.jobs.count(), ProgressBar::forEachWork());
     for (const std::string& sentence : media::sentencesOf(index.leftOut)) {
@@ -45,6 +45,7 @@ void run(Session&, const IndexOptions& options) {
     if (index.files.empty()) {
         throw FileError(options.folder + " holds no DICOM file that can be indexed; nothing was written.");
     }
+    session.endFiles(index.files.size(), index.leftOut.refused.size());
     if (options.json) {
         std::cout << formats::dumpJson(toJson(index)) << '\n';
         return;
@@ -68,7 +69,7 @@ void addIndexCommand(const CommandLine& program, Session& session) {
     options.jobs.addTo(command);
     command.addFlag("--json", options.json, "List indexed, skipped and refused files as JSON");
     command.setFooter("Files that are not DICOM are skipped. DICOM files that cannot be indexed are named on standard "
-                      "error. The exit status is 0 when at least one file was indexed.");
+                      "error; the exit status is then 3, or 1 if no file was indexed.");
 }
 
 } // namespace radvex::cli

@@ -4,6 +4,7 @@
 #include "cli/MetadataTree.h"
 #include "cli/arguments/Files.h"
 #include "cli/arguments/MediumOptions.h"
+#include "cli/arguments/PartialOption.h"
 #include "formats/json/MetadataJson.h"
 #include "formats/json/Text.h"
 
@@ -17,6 +18,7 @@ struct InfoOptions {
     FileArguments files{};
     FileJobs jobs{};
     SelectionOptions selection{};
+    PartialOption partial{};
     bool json = false;
 };
 
@@ -63,13 +65,17 @@ void run(Session& session, const InfoOptions& options) {
     options.selection.check();
     const auto files = options.files.all();
     const bool several = files.size() > 1;
+    FileOpener opener(options.partial);
     const auto read = [&](const std::string& file) {
-        const auto sections = readInfo(session.host(), file, options.selection);
-        session.host().call("CloseReader", {file});
-        return describe(sections, options.json);
+        return opener.open(file).read([&](const std::string& path) {
+            const auto sections = readInfo(session.host(), path, options.selection);
+            session.host().call("CloseReader", {path});
+            return describe(sections, options.json);
+        });
     };
     std::string text;
     options.jobs.forEach(session, files, true, read, [&](const std::string& file, const std::string& info) {
+        PartialOption::tell(session, options.partial.noticeOf(file));
         if (options.json) {
             text += text.empty() ? "" : ",\n";
             if (several) {
@@ -91,7 +97,11 @@ void addInfoCommand(const CommandLine& program, Session& session) {
         addCommand<InfoOptions>(program, session, "info", "Print patient, study and series of files", run);
     options.files.addTo(command);
     options.selection.addTo(command);
-    command.addFlag("--json", options.json, "Print JSON");
+    command.addFlag("--json", options.json,
+                    "Print JSON: of one file, an object; of several, an object by path of those "
+                    "that can be read");
+    options.partial.addTo(command);
+    command.addExample("radvex info broken.dcm --partial", "Whose a cut file is");
     options.jobs.addTo(command);
 }
 

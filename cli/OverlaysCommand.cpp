@@ -27,7 +27,7 @@ std::string nameOf(const OverlaysOptions& options, velmora::NodeView plane) {
     return (std::filesystem::path(options.folder) / ("overlay-" + std::string(plane.name()) + ".png")).string();
 }
 
-void run(Session& session, const OverlaysOptions& options) {
+void describe(Session& session, const OverlaysOptions& options) {
     const velmora::Value result = session.host().call("ReadOverlays", {options.file});
     const Store& planes = result.get<Store>();
     for (const velmora::NodeView plane : planes) { // before the first is written
@@ -64,6 +64,10 @@ void run(Session& session, const OverlaysOptions& options) {
     } else if (planes.size() == 0) {
         std::cout << formats::printable(options.file) << " has no overlay planes.\n";
     }
+}
+
+void run(Session& session, const OverlaysOptions& options) {
+    session.attemptFile(options.file, [&] { describe(session, options); });
 }
 
 } // namespace

@@ -15,6 +15,7 @@
 #include "formats/json/LosslessJson.h"
 #include "formats/json/Text.h"
 #include "formats/pictures/Png.h"
+#include "media/FileDiagnosis.h"
 #include "media/FolderWalk.h"
 #include "media/Medium.h"
 #include "media/MediumTree.h"
@@ -140,7 +141,7 @@ std::string whyMissing(velmora::Host& host, const std::string& file, const media
         (void)host.call("ReadImage",
                         {file, 0, 0, rendering.scalingTensor(), rendering.hasOverlays, media::kImageFlags});
     } catch (const velmora::LibraryError& error) {
-        reason = error.what();
+        reason = media::explain(error, file, file);
     }
     host.call("CloseReader", {file});
     return reason;
@@ -260,7 +261,10 @@ void run(Session& session, const SeriesOptions& options) {
                                         : formats::Json::array()},
                  {"missing", describeMissing(medium, shown)}});
             for (const media::RefusedFile& missing : shown.missing) {
-                session.reportRefusal(missing.path, missing.reason);
+                Session::reportFile(missing.path, missing.reason);
+            }
+            if (!shown.missing.empty() || !medium.listing().leftOut.refused.empty()) {
+                session.leaveOut();
             }
             if (!isWritten) { // the numbers of pictures are those of slices
                 session.reportRefusal("", "Series " + series.uid +
@@ -268,10 +272,11 @@ void run(Session& session, const SeriesOptions& options) {
             }
         });
     }
+    if (all.empty()) {
+        session.reportRefusal("", options.medium + " holds no series that matches.");
+    }
     if (options.json) {
         std::cout << formats::dumpJson(report) << '\n';
-    } else if (all.empty()) {
-        printError("No series matches.");
     }
 }
 

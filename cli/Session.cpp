@@ -32,8 +32,21 @@ std::string Session::findLibrary() {
 }
 
 void Session::reportRefusal(const std::string& what, const std::string& message) {
-    printError(what.empty() ? message : what + ": " + message);
+    reportFile(what, message);
     mStatus = kRefused;
+}
+
+void Session::reportFile(const std::string& what, const std::string& message) {
+    const bool isNamed = what.empty() || message.starts_with(what + ' ') || message.starts_with(what + ':');
+    printError(isNamed ? message : what + ": " + message);
+}
+
+void Session::endFiles(std::size_t doneCount, std::size_t failedCount) {
+    if (failedCount > 0 && doneCount == 0) {
+        refuse();
+    } else if (failedCount > 0) {
+        leaveOut();
+    }
 }
 
 } // namespace radvex::cli

@@ -5,6 +5,7 @@
 
 #include "files/Errors.h"
 #include "host/Host.h"
+#include "media/FileDiagnosis.h"
 
 namespace radvex::cli {
 
@@ -20,7 +21,7 @@ class Session {
     velmora::Host& host();
 
     /// Runs `body`. An error of the library is printed and makes the status 1, so that a command can go on with its
-    /// next file. `what` is put in front of the message when it is not empty.
+    /// next work. `what` is put in front of the message when it is not empty.
     template <typename Body>
     void attempt(const std::string& what, Body body) {
         try {
@@ -30,9 +31,28 @@ class Session {
         }
     }
 
+    /// The same for what is done with one file. When the library fails for it, the file is looked at, and what is
+    /// found is said in place of the library's message.
+    template <typename Body>
+    void attemptFile(const std::string& file, Body body) {
+        try {
+            body();
+        } catch (const velmora::LibraryError& error) {
+            reportRefusal("", media::explain(error, file, file));
+        }
+    }
+
+    /// Prints a message and makes the status 1. `what` is put in front of it when it is not empty, and when the message
+    /// does not begin with it anyway.
     void reportRefusal(const std::string& what, const std::string& message);
+    /// The same for one of several files, without a change of the status: see endFiles.
+    static void reportFile(const std::string& what, const std::string& message);
+    /// Sets the status after several files: 1 if none was done, 3 if some were and others, which were named, not.
+    void endFiles(std::size_t doneCount, std::size_t failedCount);
     /// Makes the status 1 without a message.
     void refuse() { mStatus = kRefused; }
+    /// Makes the status 3, unless it is 1 already: files that were named are not in the result.
+    void leaveOut() { mStatus = mStatus == kDone ? kPartly : mStatus; }
     int status() const { return mStatus; }
 
   private:

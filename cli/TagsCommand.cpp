@@ -6,6 +6,7 @@
 #include "cli/MetadataTree.h"
 #include "cli/arguments/Files.h"
 #include "cli/arguments/MediumOptions.h"
+#include "cli/arguments/PartialOption.h"
 #include "cli/arguments/Words.h"
 #include "files/OutputFile.h"
 #include "formats/json/Dictionary.h"
@@ -23,6 +24,7 @@ namespace {
 struct TagsOptions {
     FileArguments files{};
     FileJobs jobs{};
+    PartialOption partial{};
     bool recursive = false;
     std::string series = ".*";
     std::vector<std::string> tags{};
@@ -139,8 +141,10 @@ void printFiles(Session& session, const TagsOptions& options, const std::vector<
         return text;
     };
     TagsPrinter printer(options.json, several);
-    options.jobs.forEach(session, files, true, describe,
-                         [&](const std::string& file, const std::string& tags) { printer.print(file, tags); });
+    options.jobs.forEach(session, files, true, describe, [&](const std::string& file, const std::string& tags) {
+        PartialOption::tell(session, options.partial.noticeOf(file));
+        printer.print(file, tags);
+    });
     printer.finish();
 }
 
@@ -156,7 +160,7 @@ void checkKeywords(velmora::Host& host, const TagsOptions& options) {
 }
 
 void printMedium(Session& session, const TagsOptions& options, const std::string& mediumPath) {
-    const auto opened = openMedium(mediumPath, options.jobs);
+    const auto opened = openListedMedium(session, mediumPath, options.jobs);
     const media::Medium& medium = *opened;
     checkKeywords(session.host(), options);
     std::vector<std::string> files;
@@ -179,8 +183,11 @@ void run(Session& session, const TagsOptions& options) {
         throw UsageError("--series chooses among the series of a medium and needs --recursive.");
     }
     if (!options.recursive) {
-        return printFiles(session, options, files, files.size() > 1,
-                          [&](const std::string& file) { return readTags(session.host(), file, options); });
+        FileOpener opener(options.partial);
+        return printFiles(session, options, files, files.size() > 1, [&](const std::string& file) {
+            return opener.open(file).read(
+                [&](const std::string& path) { return readTags(session.host(), path, options); });
+        });
     }
     if (files.size() > 1) {
         throw UsageError("--recursive takes one medium or folder at a time.");
@@ -200,7 +207,10 @@ void addTagsCommand(const CommandLine& program, Session& session) {
     command.addFlag("--recursive", options.recursive, "Read every file of a medium; FILE is a DICOMDIR or a folder");
     command.addOption("--series", options.series, "With --recursive: only if the whole SeriesInstanceUID matches");
     command.addFlag("--json", options.json, "Print JSON: one object, for several files by path");
+    options.partial.addTo(command);
+    command.exclude("--partial", "--recursive");
     options.jobs.addTo(command);
+    command.addExample("radvex tags broken.dcm --partial", "The attributes in front of the place where a file is cut");
 }
 
 } // namespace radvex::cli

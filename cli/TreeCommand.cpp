@@ -104,7 +104,7 @@ formats::Json describe(const std::vector<media::MediumPatient>& patients, bool w
 
 void run(Session& session, const TreeOptions& options) {
     options.selection.check();
-    const auto medium = openMedium(options.medium, options.jobs);
+    const auto medium = openListedMedium(session, options.medium, options.jobs);
     const auto patients =
         media::listMedium(session.host(), *medium, options.selection, media::Records::all, options.jobs.count());
     if (patients.empty()) {

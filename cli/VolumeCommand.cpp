@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <filesystem>
 #include <iostream>
 
@@ -124,6 +125,8 @@ class SeriesRun {
                 writePreview(withSuffix(mOptions.preview, ".png", suffix + volume.label), own, all, volume);
             }
             if (isWritten) {
+                noteLeftOut(all.findings);
+                noteLeftOut(volume.findings);
                 write(own, volume);
                 if (mOptions.bids) {
                     writeSidecar(own, slices, volume);
@@ -146,6 +149,16 @@ class SeriesRun {
         for (const volume::Finding& finding : findings) {
             const bool isRefusal = finding.isError && !mOptions.rule.isForced();
             printError((isRefusal ? "" : "warning: ") + path + ": " + finding.sentence);
+        }
+    }
+
+    /// Files that a volume written by force lacks are named, and the run is then not all done.
+    void noteLeftOut(const std::vector<volume::Finding>& findings) const {
+        const bool isAny = std::ranges::any_of(findings, [](const volume::Finding& finding) {
+            return finding.isError && finding.kind == volume::FindingKind::unreadableFile;
+        });
+        if (isAny) {
+            mSession.leaveOut();
         }
     }
 

@@ -13,6 +13,8 @@ int run(int argc, char** argv) {
     const CommandLine program("radvex", "Read and write DICOM images and their metadata.");
     program.addVersion(RADVEX_VERSION);
     program.addOption("--library", session.libraryPath, "Radvex.so to use instead of the one beside this command");
+    program.setFooter("Exit status: 0 all done; 1 something that was asked for is not there or cannot be done; 2 wrong "
+                      "usage; 3 done but for files that are named on standard error.");
     addTagsCommand(program, session);
     addInfoCommand(program, session);
     addFramesCommand(program, session);

@@ -14,6 +14,7 @@
 #include "files/StagingFolder.h"
 #include "formats/json/Text.h"
 #include "media/DatasetsModule.h"
+#include "media/FileDiagnosis.h"
 #include "workers/Parcel.h"
 #include "workers/Workers.h"
 
@@ -112,7 +113,7 @@ class Anonymizer::Work {
         AnonymizedFile& file = mResult.files.emplace_back();
         file.source = source;
         file.name = name;
-        file.error = source + ": " + reason + ".";
+        file.error = media::sentenceAbout(source, reason);
     }
 
     void addSkipped(std::size_t count = 1) { mResult.skippedCount += count; }
@@ -212,7 +213,7 @@ void Anonymizer::Work::forEachJob(const std::string& what, const Step& step, con
             }
             take(job, file, result.output);
         } catch (const FileError& error) {
-            file.error = file.source + ": " + error.what();
+            file.error = media::sentenceAbout(file.source, error.what());
             removeFile(job.staged);
             removeFile(job.raw());
         }
@@ -343,7 +344,7 @@ std::string Anonymizer::Work::make(std::size_t index) {
         made.isDicom = true;
     } catch (const velmora::LibraryError& error) {
         const bool isOther = job.mayBeOther && error.name() == "OpenFileError";
-        made.error = isOther ? "" : error.what();
+        made.error = isOther ? "" : media::explain(error, file.source, file.source);
     } catch (const velmora::HostError&) {
         throw;
     } catch (const std::exception& error) { // DCMTK throws for some values too
@@ -459,6 +460,7 @@ std::string Anonymizer::Work::fileIdOf(const AnonymizedFile& file, const Anonymi
 void Anonymizer::Work::addDirectory(const std::string& dicomdir, const std::string& name) {
     AnonymizedFile& directory = mDirectories.emplace_back();
     directory.source = dicomdir;
+    directory.isDirectory = true;
     directory.name = mShowsNames ? name : "DICOMDIR";
 }
 

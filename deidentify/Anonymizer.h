@@ -29,11 +29,12 @@ struct AnonymizerOptions {
 
 /// The result for one file of the input.
 struct AnonymizedFile {
-    std::string source{};   ///< path of the input
-    std::string name{};     ///< path of the result, relative to the output folder
-    bool isWritten = false; ///< or would be, in a dry run
-    bool isEarlier = false; ///< an earlier run has made it
-    std::string error{};    ///< a sentence: why the file is not written or not listed
+    std::string source{};     ///< path of the input
+    std::string name{};       ///< path of the result, relative to the output folder
+    bool isWritten = false;   ///< or would be, in a dry run
+    bool isEarlier = false;   ///< an earlier run has made it
+    bool isDirectory = false; ///< a DICOMDIR
+    std::string error{};      ///< a sentence: why the file is not written or not listed
     std::vector<Change> changes{};
     std::vector<ProfileStep> steps{};
     Leaks leaks{};

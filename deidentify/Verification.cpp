@@ -11,6 +11,7 @@
 #include "deidentify/identifiers/AsciiText.h"
 #include "files/Errors.h"
 #include "media/DatasetsModule.h"
+#include "media/FileDiagnosis.h"
 #include "workers/Parcel.h"
 
 namespace radvex::deidentify {
@@ -98,7 +99,7 @@ void Work::addFile(Files& files, const std::string& path, const std::string& nam
     try {
         files.push_back({path, name, mLooker->kindOf(path)});
     } catch (const std::runtime_error& error) {
-        mResult.errors.push_back(path + ": " + error.what() + '.');
+        mResult.errors.push_back(media::sentenceAbout(path, error.what()));
     }
 }
 
@@ -124,7 +125,7 @@ Files Work::filesIn(const std::string& path) {
         throw FileError(failure.what());
     }
     for (const media::RefusedFile& refused : walk.refused) {
-        mResult.errors.push_back((fs::path(folder) / refused.path).string() + ": " + refused.reason + '.');
+        mResult.errors.push_back(media::sentenceAbout((fs::path(folder) / refused.path).string(), refused.reason));
     }
     for (const std::string& name : walk.files) {
         addFile(files, (fs::path(folder) / name).string(), name);
@@ -145,7 +146,7 @@ void Work::forEach(const std::string& what, const Files& files, const Step& step
         if (result.isDone()) {
             take(file, result.output);
         } else if (file.kind != FileKind::MaybeDicom || !result.end.empty()) {
-            mResult.errors.push_back(file.path + ": " + result.problem());
+            mResult.errors.push_back(media::sentenceAbout(file.path, result.problem()));
             mResult.failedCount += 1;
         }
         mSettings.progress(what, index + 1, files.size());

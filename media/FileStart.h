@@ -16,6 +16,9 @@ class FileStart {
     /// The errno of the failure to read it.
     int reason() const { return mReason; }
 
+    /// At most 4096 bytes; fewer of a shorter file.
+    const std::vector<unsigned char>& bytes() const { return mBytes; }
+
     /// The preamble is followed by "DICM".
     bool hasMark() const;
     /// It begins with an element of group 2 or 8, in either byte order, as a dataset without preamble does.

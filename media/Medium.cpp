@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "files/Errors.h"
+#include "media/FileDiagnosis.h"
 
 namespace radvex::media {
 
@@ -50,7 +51,7 @@ Medium::Medium(const std::string& path, std::size_t jobs, const workers::Progres
     } else if (isNamedAsDicomdir(path)) {
         mDicomdir = path; // if anything is wrong with it, the library says so
     } else if (status.type() == fs::file_type::not_found || status.type() == fs::file_type::none) {
-        throw FileError(path + " cannot be read: " + error.message() + ".");
+        throw FileError(path + ' ' + whatIsWrong(path) + '.');
     } else {
         throw UsageError(
             path + " is not read as a DICOMDIR, because its name does not end in DICOMDIR. Give the folder of the "

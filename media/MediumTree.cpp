@@ -4,6 +4,7 @@
 #include <unordered_map>
 
 #include "files/Errors.h"
+#include "media/FileDiagnosis.h"
 #include "workers/Parcel.h"
 #include "workers/Workers.h"
 
@@ -183,6 +184,22 @@ class ListingFilter {
     Pattern mSeries;
 };
 
+std::vector<MediumPatient> readDirectory(velmora::Host& host, const Medium& medium, const Selection& selection,
+                                         Records records, std::size_t jobs) {
+    const auto read = [&] {
+        try {
+            TreeReader reader(host, medium.dicomdir(), selection);
+            if (records == Records::all) {
+                reader.readRecords();
+            }
+            return workers::toParcel(reader.read());
+        } catch (const velmora::LibraryError& error) {
+            throw velmora::LibraryError(error.code(), error.name(), explain(error, medium.dicomdir(), medium.path()));
+        }
+    };
+    return workers::fromParcel<std::vector<MediumPatient>>(workers::workAlone(jobs, medium.path(), read));
+}
+
 } // namespace
 
 std::vector<MediumPatient> listMedium(velmora::Host& host, const Medium& medium, const Selection& selection,
@@ -192,13 +209,7 @@ std::vector<MediumPatient> listMedium(velmora::Host& host, const Medium& medium,
         patients = medium.listing().patients;
         ListingFilter(selection).apply(patients);
     } else {
-        patients = workers::fromParcel<std::vector<MediumPatient>>(workers::workAlone(jobs, medium.path(), [&] {
-            TreeReader reader(host, medium.dicomdir(), selection);
-            if (records == Records::all) {
-                reader.readRecords();
-            }
-            return workers::toParcel(reader.read());
-        }));
+        patients = readDirectory(host, medium, selection, records, jobs);
     }
     dropEmpty(patients, selection);
     return patients;

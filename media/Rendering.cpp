@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "formats/pictures/Png.h"
+#include "media/FileDiagnosis.h"
 
 namespace radvex::media {
 
@@ -48,7 +49,7 @@ ShownFile showFile(velmora::Host& host, const std::string& path, const Rendering
             file.pngs.push_back(formats::pngOf(picture));
         }
     } catch (const velmora::LibraryError& error) {
-        file.error = error.what();
+        file.error = explain(error, path, path);
     }
     host.call("CloseReader", {path});
     return file;

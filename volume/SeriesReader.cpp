@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "formats/json/Text.h"
+#include "media/FileDiagnosis.h"
 #include "media/FileStart.h"
 #include "workers/Parcel.h"
 #include "workers/Workers.h"
@@ -99,7 +100,7 @@ class Collection {
 
     static std::string whyUnreadable(const std::string& path, const std::string& reason) {
         const std::string syntax = media::undecodedSyntaxName(media::FileStart(path).transferSyntax());
-        return syntax.empty() ? reason : "Its pixels are compressed with " + syntax + ", which cannot be decoded.";
+        return syntax.empty() ? reason : "It " + media::whyNoPicture(path) + '.';
     }
 
     /// Files of a plain folder whose series nobody knows may belong to this one.

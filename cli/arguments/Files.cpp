@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "files/Errors.h"
+#include "media/FileDiagnosis.h"
 #include "workers/Workers.h"
 
 namespace radvex::cli {
@@ -12,6 +13,12 @@ namespace radvex::cli {
 namespace {
 
 constexpr std::size_t kMostJobs = 256;
+
+/// One file cannot be read; the others can be.
+class UnreadFile : public FileError {
+  public:
+    using FileError::FileError;
+};
 
 } // namespace
 
@@ -50,26 +57,49 @@ std::size_t FileJobs::count() const {
     return mGiven ? *mGiven : std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, kMostJobs);
 }
 
+namespace {
+
+/// A file that cannot be read, in a sentence: all that another process can send.
+std::string readExplained(const FileJobs::Read& read, const std::string& file) {
+    try {
+        return read(file);
+    } catch (const velmora::LibraryError& error) {
+        throw UnreadFile(media::explain(error, file, file));
+    } catch (const FileError& error) { // no copy of what is left of it can be made
+        throw UnreadFile(error.what());
+    }
+}
+
+} // namespace
+
 void FileJobs::forEach(Session& session, const std::vector<std::string>& files, bool namesFile, const Read& read,
                        const Print& print) const {
     const std::size_t most = count();
+    std::size_t done = 0;
     if (files.size() == 1 || most == 0) {
         for (const std::string& file : files) {
-            session.attempt(namesFile ? file : "", [&] { print(file, read(file)); });
+            try {
+                print(file, readExplained(read, file));
+                ++done;
+            } catch (const UnreadFile& error) {
+                Session::reportFile(namesFile ? file : "", error.what());
+            }
         }
-        return;
+        return session.endFiles(done, files.size() - done);
     }
     (void)session.host(); // load the library once instead of in each process
-    const auto work = [&](std::size_t index) { return read(files[index]); };
+    const auto work = [&](std::size_t index) { return readExplained(read, files[index]); };
     workers::forEachInBlocks(
         std::min(most, files.size()), files.size(), work, [&](std::size_t index, const workers::WorkResult& result) {
             const std::string& file = files[index];
             if (result.isDone()) {
                 print(file, result.output);
+                ++done;
             } else {
-                session.reportRefusal(namesFile || !result.end.empty() ? file : "", result.problem());
+                Session::reportFile(namesFile || !result.end.empty() ? file : "", result.problem());
             }
         });
+    session.endFiles(done, files.size() - done);
 }
 
 Nesting nestingOf(const std::string& first, const std::string& second) {

@@ -39,7 +39,8 @@ class FileJobs {
     /// Prints that text. Runs in this process, in the order of the files.
     using Print = std::function<void(const std::string& file, const std::string& text)>;
 
-    /// Prints an error of the library and the end of a process; both make the session's status 1.
+    /// Prints what is wrong with a file that cannot be read, or how the process that read it ended. The session's
+    /// status becomes 1 if no file was read, 3 if some were.
     /// @param namesFile  whether to put the file in front of the library's message
     void forEach(Session& session, const std::vector<std::string>& files, bool namesFile, const Read& read,
                  const Print& print) const;

@@ -22,6 +22,14 @@ std::unique_ptr<media::Medium> openMedium(const std::string& path, const FileJob
     return medium;
 }
 
+std::unique_ptr<media::Medium> openListedMedium(Session& session, const std::string& path, const FileJobs& jobs) {
+    auto medium = openMedium(path, jobs);
+    if (!medium->listing().leftOut.refused.empty()) {
+        session.leaveOut();
+    }
+    return medium;
+}
+
 void SelectionOptions::addTo(const CommandLine& command) {
     command.addOption("--patient", patient, "Only if the whole PatientID matches this regular expression");
     command.addOption("--study", study, "Only if the whole StudyInstanceUID matches");

@@ -20,6 +20,9 @@ struct SelectionOptions : media::Selection {
 /// Opens a medium or a plain folder. Files of the folder that are left out are named on standard error.
 std::unique_ptr<media::Medium> openMedium(const std::string& path, const FileJobs& jobs);
 
+/// The same for a list of what the medium holds: files that are left out of it make the status 3.
+std::unique_ptr<media::Medium> openListedMedium(Session& session, const std::string& path, const FileJobs& jobs);
+
 /// @throws UsageError  the pattern of an option cannot be used
 void checkPattern(const char* option, const std::string& pattern);
 

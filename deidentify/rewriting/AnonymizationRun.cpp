@@ -20,6 +20,7 @@
 #include "deidentify/rewriting/OutputPath.h"
 #include "deidentify/rewriting/ProfileRewriter.h"
 #include "deidentify/rewriting/TextReplacement.h"
+#include "media/FileDiagnosis.h"
 #include "media/FileStart.h"
 #include "media/dicomdir/DcmtkSettings.h"
 #include "media/dicomdir/DicomIo.h"
@@ -94,7 +95,7 @@ class AnonymizationRun : public Anonymization {
     FileKind kindOf(const std::string& path) override {
         const media::FileStart start(path);
         if (!start.isRead()) {
-            throw std::runtime_error("it cannot be read: " + std::generic_category().message(start.reason()));
+            throw std::runtime_error(media::whyNotLoaded(path, std::generic_category().message(start.reason())));
         }
         return start.isDirectory()        ? FileKind::Directory
                : start.hasMark()          ? FileKind::Dicom

@@ -122,7 +122,8 @@ void putText(DcmElement& element, const std::string& text) {
         put = element.putString(text.c_str(), static_cast<Uint32>(text.size()));
     }
     if (put.bad()) {
-        throw std::runtime_error(nameOf(element.getTag()) + " cannot take a new value: " + put.text());
+        throw std::runtime_error(nameOf(element.getTag()) + " cannot take a new value: its value representation, " +
+                                 element.getTag().getVRName() + ", does not hold \"" + text + "\"");
     }
 }
 

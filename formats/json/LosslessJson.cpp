@@ -130,7 +130,7 @@ vint toVint(const Json& json) {
                           ? json.get<std::uint64_t>() <= static_cast<std::uint64_t>(std::numeric_limits<vint>::max())
                           : json.get<std::int64_t>() >= std::numeric_limits<vint>::min();
     if (!fits) {
-        throw JsonError("The number " + dumpJson(json) + " does not fit the host's 32-bit integer.");
+        throw JsonError("The number " + dumpJson(json) + " does not fit into the host's 32 bits.");
     }
     return json.get<vint>();
 }

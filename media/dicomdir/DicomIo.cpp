@@ -11,6 +11,7 @@
 #include "dcmtk/dcmdata/dcostrma.h"
 #include "dcmtk/dcmdata/dcwcache.h"
 #include "guard/GuardedLoad.h"
+#include "media/FileDiagnosis.h"
 
 namespace radvex::media {
 
@@ -52,9 +53,9 @@ class FileStream : public DcmOutputStream {
     explicit FileStream(FileConsumer& consumer) : DcmOutputStream(&consumer) {}
 };
 
-void require(const std::optional<LoadFailure>& failure) {
+void require(const std::optional<LoadFailure>& failure, const std::string& path) {
     if (failure) {
-        throw std::runtime_error((failure->isRefused ? "" : "it cannot be read: ") + failure->reason);
+        throw std::runtime_error(failure->isRefused ? failure->reason : whyNotLoaded(path, failure->reason));
     }
 }
 
@@ -82,11 +83,11 @@ void write(DcmFileFormat& file, const std::string& path, const SeeBytes& see) {
 
 } // namespace
 
-void loadDicom(DcmFileFormat& file, const std::string& path) { require(loadGuardedWhole(file, path)); }
+void loadDicom(DcmFileFormat& file, const std::string& path) { require(loadGuardedWhole(file, path), path); }
 
 std::shared_ptr<SourceFile> loadDicomHead(DcmFileFormat& file, const std::string& path) {
     std::shared_ptr<SourceFile> source;
-    require(loadGuarded(file, path, DCM_MaxReadLength, &source));
+    require(loadGuarded(file, path, DCM_MaxReadLength, &source), path);
     return source;
 }
 

@@ -13,6 +13,7 @@
 #include "dcmtk/dcmdata/dcuid.h"
 #include "dcmtk/dcmdata/dcwcache.h"
 #include "guard/GuardedLoad.h"
+#include "media/FileDiagnosis.h"
 #include "media/dicomdir/RecordTypes.h"
 
 namespace radvex::media {
@@ -88,7 +89,7 @@ class Describer : private DicomDirInterface {
         if (!hasMark && (failure || value(DCM_SOPClassUID).empty())) {
             return {FileDescription::NotForADirectory};
         }
-        return failure ? refusal("it cannot be read: " + failure->reason) : describeLoaded(complete);
+        return failure ? refusal(whyNotLoaded(mPath, failure->reason)) : describeLoaded(complete);
     }
 
     void addRecords(FileDescription& description, const FileDescription* before) {

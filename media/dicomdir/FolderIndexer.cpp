@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "media/FileDiagnosis.h"
 #include "media/FileStart.h"
 #include "media/FolderWalk.h"
 #include "media/dicomdir/DcmtkSettings.h"
@@ -39,7 +40,7 @@ class FolderFiles {
         const std::string target = targetOf(file);
         const FileStart start(target);
         if (!start.isRead()) {
-            return {FileDescription::Refused, "it cannot be read: " + std::generic_category().message(start.reason())};
+            return {FileDescription::Refused, whyNotLoaded(target, std::generic_category().message(start.reason()))};
         }
         if (!start.hasMark() && !start.mayBeBareDataset()) {
             const std::string problem = start.brokenPromise(target);

@@ -83,13 +83,13 @@ TEST_F(SeriesCommand, WritesNothingOfASeriesThatLacksPicturesUnlessForced) {
     const auto medium = writeThree();
     fs::remove(mediumPath(mFolder, "S\\B"));
     const ProcessResult refused = series(medium, {"--json"});
-    EXPECT_THAT(refused, exitsSaying(1, HasSubstr("radvex: " + mFolder.file("S/B") + ": Error when opening file")));
+    EXPECT_THAT(refused, exitsSaying(1, HasSubstr("radvex: " + mFolder.file("S/B") + " does not exist.\n")));
     EXPECT_THAT(refused.errors, HasSubstr("is not written, since pictures may be missing; --force writes it."));
     EXPECT_THAT(written(), IsEmpty());
     const Json report = Json::parse(refused.output)[0];
     EXPECT_TRUE(report["pictures"].empty());
     EXPECT_EQ(report["missing"][0]["file"], mFolder.file("S/B"));
-    EXPECT_EQ(series(medium, {"--force"}).status, 1);
+    EXPECT_EQ(series(medium, {"--force"}).status, 3);
     EXPECT_THAT(written(), ElementsAre("0001-CT-1/0001.png", "0001-CT-1/0002.png"));
 }
 
@@ -132,7 +132,7 @@ TEST_F(SeriesCommand, APlainFolderIsNamedInMessagesAndNotItsIndex) {
         writeImageFile(mFolder.file("slice " + std::to_string(number) + ".dcm"), file);
     }
     const ProcessResult run = series(mFolder.path().string(), {"--json", "--force"});
-    EXPECT_THAT(run, exitsSaying(1, HasSubstr(mFolder.file("slice 2.dcm"))));
+    EXPECT_THAT(run, exitsSaying(3, HasSubstr(mFolder.file("slice 2.dcm") + " has no pixels")));
     EXPECT_THAT(run.errors, Not(HasSubstr("I000000")));
     EXPECT_EQ(Json::parse(run.output)[0]["pictures"][0]["file"], mFolder.file("slice 1.dcm"));
 }

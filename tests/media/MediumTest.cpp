@@ -99,7 +99,7 @@ TEST(Medium, AnythingElseIsRefusedWithASentence) {
     const TemporaryFolder folder;
     const std::string file = folder.write("scan.dcm", "");
     EXPECT_THAT(messageOf<UsageError>(file), HasSubstr("Give the folder of the files, or rename it to DICOMDIR."));
-    EXPECT_EQ(messageOf<FileError>("/nowhere/at/all"), "/nowhere/at/all cannot be read: No such file or directory.");
+    EXPECT_EQ(messageOf<FileError>("/nowhere/at/all"), "/nowhere/at/all does not exist.");
     EXPECT_EQ(messageOf<FileError>(folder.path().string()),
               folder.path().string() + " holds no DICOM file that can be listed (0 skipped, 1 refused; " +
                   folder.file("scan.dcm") + ": it is empty).");

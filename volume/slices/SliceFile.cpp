@@ -1,5 +1,6 @@
 #include "volume/slices/SliceFile.h"
 
+#include "media/FileDiagnosis.h"
 #include "media/Rendering.h"
 #include "volume/slices/FileMetadata.h"
 #include "volume/slices/Mosaic.h"
@@ -133,7 +134,7 @@ SliceFile readSliceFile(velmora::Host& host, const std::string& path, const Slic
             }
         }
     } catch (const velmora::LibraryError& error) {
-        file.reason = error.what();
+        file.reason = media::explain(error, path, path);
     } catch (const Error& error) {
         file.refusal = error.what();
     }
