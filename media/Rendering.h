@@ -19,6 +19,13 @@ struct Window {
     double center = 0;
 };
 
+/// A window that is asked for by name, so that its numbers depend on the file.
+struct NamedWindow {
+    std::string name{};             ///< as it was given: "lung", "file:2"
+    std::optional<Window> preset{}; ///< in HU; nothing: one of the file's own
+    std::size_t number = 1;         ///< of the file's own windows
+};
+
 /// How values become grey levels.
 struct Rendering {
     enum class Scaling {
@@ -29,8 +36,9 @@ struct Rendering {
     };
 
     Scaling scaling = Scaling::minMax;
-    std::optional<Window> window{}; ///< used instead of the scaling
-    bool hasOverlays = false;       ///< overlay planes are burnt into the pictures
+    std::optional<Window> window{};     ///< used instead of the scaling
+    std::optional<NamedWindow> named{}; ///< has to become a window of each file: see volume/slices/FileWindow.h
+    bool hasOverlays = false;           ///< overlay planes are burnt into the pictures
 
     /// Window and scaling as the library takes them.
     velmora::Tensor scalingTensor() const;
