@@ -5,12 +5,12 @@
 
 #include "cli/Commands.h"
 #include "cli/ProgressBar.h"
+#include "cli/SeriesPictures.h"
 #include "cli/arguments/MediumOptions.h"
+#include "cli/arguments/OutputNames.h"
 #include "cli/arguments/PictureOptions.h"
-#include "files/OutputFile.h"
 #include "formats/json/LosslessJson.h"
 #include "formats/json/Text.h"
-#include "formats/pictures/Png.h"
 #include "media/FolderWalk.h"
 #include "media/Medium.h"
 #include "media/MediumTree.h"
@@ -33,6 +33,7 @@ struct SeriesOptions {
     std::string output{};
     SelectionOptions selection{};
     PictureOptions picture{};
+    bool isSheet = false;
     bool force = false;
     bool json = false;
     FileJobs jobs{};
@@ -52,15 +53,15 @@ std::vector<Choice> choicesOf(const std::vector<media::MediumPatient>& patients)
     return all;
 }
 
-/// The pictures of one series, and the reason for each file without a picture.
-struct Shown {
-    struct Picture {
-        std::string file{}; ///< path in the form that the library takes
-        std::vector<std::string> pngs{};
-    };
-    std::vector<Picture> pictures{}; ///< in the library's order
-    std::vector<media::RefusedFile> missing{};
-};
+std::vector<std::string> firstFilesOf(const std::vector<Choice>& all) {
+    std::vector<std::string> files;
+    for (const Choice& choice : all) {
+        if (!choice.series.files.empty()) {
+            files.push_back(choice.series.files.front());
+        }
+    }
+    return files;
+}
 
 /// Renders each file alone, in other processes.
 class FileByFile {
@@ -68,11 +69,12 @@ class FileByFile {
     FileByFile(Session& session, const SeriesOptions& options, const std::vector<Choice>& all)
         : mFiles(filesOf(all)),
           mWorkers(mFiles.size() < 2 ? 0 : options.jobs.count(), [this, &session, &options](std::size_t index) {
-              return workers::toParcel(media::showFile(session.host(), mFiles[index], options.picture.rendering()));
+              return workers::toParcel(
+                  showFile(session.host(), mFiles[index], options.picture.rendering(), options.isSheet));
           }) {}
 
     /// To be called for each series in turn.
-    Shown show(const media::MediumSeries& series) {
+    SeriesPictures show(const media::MediumSeries& series) {
         const std::size_t first = std::exchange(mNext, mNext + series.files.size());
         std::vector<media::ShownFile> files(series.files.size());
         mWorkers.run(first, mNext, [&](std::size_t index, const workers::WorkResult& result) {
@@ -83,10 +85,10 @@ class FileByFile {
                 file.error = result.problem();
             }
         });
-        Shown shown;
+        SeriesPictures shown;
         for (const std::size_t index : libraryOrder(files)) {
             if (files[index].error.empty()) {
-                shown.pictures.push_back({series.files[index], std::move(files[index].pngs)});
+                shown.files.push_back({series.files[index], std::move(files[index].pngs)});
             }
         }
         for (std::size_t index = 0; index < files.size(); ++index) {
@@ -142,9 +144,9 @@ std::string whyMissing(velmora::Host& host, const std::string& file, const media
 }
 
 /// Lets the library render a series as a whole, which a window common to all its pictures needs.
-Shown showWhole(velmora::Host& host, const std::string& dicomdir, const Choice& choice,
-                const media::Rendering& rendering) {
-    Shown shown;
+SeriesPictures showWhole(velmora::Host& host, const std::string& dicomdir, const Choice& choice,
+                         const media::Rendering& rendering, bool isForSheet) {
+    SeriesPictures shown;
     std::set<std::string> known;
     const media::Selection& selection = choice.selection;
     const Value result =
@@ -152,10 +154,7 @@ Shown showWhole(velmora::Host& host, const std::string& dicomdir, const Choice& 
                                       selection.patient, selection.study, selection.series});
     forEachPicture(result, choice.series.key, [&](const std::string& path, const Image& image) {
         known.insert(path);
-        shown.pictures.push_back({path, {}});
-        for (const formats::Picture& picture : formats::picturesOf(image)) {
-            shown.pictures.back().pngs.push_back(formats::pngOf(picture));
-        }
+        shown.files.push_back({path, encoded(host, path, formats::picturesOf(image), isForSheet)});
     });
     for (const std::string& file : choice.series.files) {
         if (!known.contains(file)) {
@@ -170,27 +169,8 @@ std::string suffix(const std::string& text) {
     return safe.empty() ? "" : "-" + safe;
 }
 
-/// Writes 0001.png and so on, or 0001-0001.png and so on for several frames. @return what each picture shows
-formats::Json writePictures(const fs::path& folder, const media::Medium& medium, const Shown& shown) {
-    formats::Json written = formats::Json::array();
-    for (std::size_t index = 0; index < shown.pictures.size(); ++index) {
-        const auto& [file, pngs] = shown.pictures[index];
-        fs::create_directories(folder);
-        for (std::size_t frame = 0; frame < pngs.size(); ++frame) {
-            const std::string& png = pngs[frame];
-            const std::string name =
-                fileNumber(index + 1) + (pngs.size() > 1 ? "-" + fileNumber(frame + 1) : std::string{}) + ".png";
-            const std::string path = (folder / name).string();
-            files::writeOutputFile(
-                path, [&](std::FILE* output) { return std::fwrite(png.data(), 1, png.size(), output) == png.size(); });
-            written.push_back({{"file", medium.userPath(file)}, {"frame", frame + 1}, {"written", path}});
-        }
-    }
-    return written;
-}
-
 /// The files without a picture, and those of the folder that may belong to any series.
-formats::Json describeMissing(const media::Medium& medium, const Shown& shown) {
+formats::Json describeMissing(const media::Medium& medium, const SeriesPictures& shown) {
     formats::Json list = formats::Json::array();
     for (const media::RefusedFile& file : shown.missing) {
         list.push_back({{"file", medium.userPath(file.path)}, {"reason", medium.userText(file.reason)}});
@@ -203,12 +183,14 @@ formats::Json describeMissing(const media::Medium& medium, const Shown& shown) {
 
 void run(Session& session, const SeriesOptions& options) {
     options.selection.check();
+    requireFolderName(options.output);
     workers::keepMemoryBetweenFiles();
     const media::Rendering rendering = options.picture.rendering(); // finds wrong usage before the medium is read
     const auto opened = openMedium(options.medium, options.jobs);
     const media::Medium& medium = *opened;
     const auto all = choicesOf(
         media::listMedium(session.host(), medium, options.selection, media::Records::all, options.jobs.count()));
+    warnAboutWindow(session.host(), medium, firstFilesOf(all), rendering, options.jobs);
     formats::Json report = formats::Json::array();
     ProgressBar progress("Series");
     FileByFile files(session, options, all);
@@ -216,16 +198,20 @@ void run(Session& session, const SeriesOptions& options) {
         progress.show(index, all.size());
         session.attempt("", [&] {
             const media::MediumSeries& series = all[index].series;
-            const Shown shown = options.picture.commonWindow
-                                    ? showWhole(session.host(), medium.dicomdir(), all[index], rendering)
-                                    : files.show(series);
+            const SeriesPictures shown =
+                options.picture.commonWindow
+                    ? showWhole(session.host(), medium.dicomdir(), all[index], rendering, options.isSheet)
+                    : files.show(series);
             const std::string folder = fileNumber(index + 1) + suffix(series.modality) + suffix(series.number);
+            const auto write = [&](const fs::path& path) {
+                return options.isSheet ? writeSheets(path, medium, shown) : writePictures(path, medium, shown);
+            };
             const bool isWritten = options.force || (shown.missing.empty() && medium.index().refused.empty());
-            report.push_back({{"SeriesInstanceUID", series.uid},
-                              {"SeriesNumber", series.number},
-                              {"pictures", isWritten ? writePictures(fs::path(options.output) / folder, medium, shown)
-                                                     : formats::Json::array()},
-                              {"missing", describeMissing(medium, shown)}});
+            report.push_back(
+                {{"SeriesInstanceUID", series.uid},
+                 {"SeriesNumber", series.number},
+                 {"pictures", isWritten ? write(fs::path(options.output) / folder) : formats::Json::array()},
+                 {"missing", describeMissing(medium, shown)}});
             for (const media::RefusedFile& missing : shown.missing) {
                 session.reportRefusal(medium.userPath(missing.path), medium.userText(missing.reason));
             }
@@ -253,9 +239,14 @@ void addSeriesCommand(const CommandLine& program, Session& session) {
     options.selection.addTo(command);
     options.picture.addSeriesWindowTo(command);
     options.picture.addOverlaysTo(command);
+    command.addFlag("--sheet", options.isSheet,
+                    "One picture of each series in place of the pictures of its slices: tiles with their numbers and "
+                    "the directions R, L, A, P, H, F");
     options.jobs.addTo(command);
     command.addFlag("--force", options.force, "Write the pictures of a series even when some are missing");
     command.addFlag("--json", options.json, "List as JSON which picture shows which file");
+    command.addExample("radvex series SERIES -o PICTURES --window lung", "Pictures of all slices for the lungs");
+    command.addExample("radvex series STUDIES -o SHEETS --sheet", "A contact sheet of each series");
 }
 
 } // namespace radvex::cli

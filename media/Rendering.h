@@ -1,10 +1,12 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "formats/pictures/Picture.h"
 #include "host/Host.h"
 #include "host/Value.h"
 
@@ -49,7 +51,7 @@ struct ShownFile {
     bool isOpen = false;             ///< the library opened it, so the order of the series includes it
     long number = 0;                 ///< InstanceNumber, 0 for none
     std::string error{};             ///< why there is no picture; empty if there is one
-    std::vector<std::string> pngs{}; ///< PNG files, one for each frame
+    std::vector<std::string> pngs{}; ///< what was made of its pictures, mostly PNG files: one for each frame
 
     template <typename Self>
     static auto fields(Self& self) {
@@ -57,9 +59,13 @@ struct ShownFile {
     }
 };
 
+/// Makes files of the pictures of one DICOM file.
+using EncodePictures = std::function<std::vector<std::string>(const std::vector<formats::Picture>& pictures)>;
+
 /// Renders a file, each picture with its own window or the chosen one.
 /// @param path  as the library takes it
-ShownFile showFile(velmora::Host& host, const std::string& path, const Rendering& rendering);
+ShownFile showFile(velmora::Host& host, const std::string& path, const Rendering& rendering,
+                   const EncodePictures& encode);
 
 /// Indices of the open files in the library's order of a series: by InstanceNumber, and for equal numbers in the order
 /// that the library's sorting happens to leave.

@@ -35,7 +35,9 @@ Window windowOf(const Limits& limits) {
     return {limits.white - limits.black + 1, (limits.black + limits.white) / 2 + 0.5};
 }
 
-[[noreturn]] void refuse(const std::string& name, const std::string& why) { throw Error(name + ": " + why); }
+[[noreturn]] void refuse(const std::string& name, const std::string& why) {
+    throw Error(name.empty() ? why : name + ": " + why);
+}
 
 /// What a file says about its values and windows.
 class WindowSource {
@@ -52,6 +54,7 @@ class WindowSource {
           mName(name) {}
 
     bool isColour() const { return mMetadata.isColour(); }
+    vint frameCount() const { return mMetadata.promisedFrames(); }
 
     void requireHu(const std::string& preset) const {
         const std::string unit = isRescaledByDataset() ? unitOf(dataset()) : mMetadata.slices(1).front().unit;
@@ -218,11 +221,12 @@ std::string doubtAboutOrder(velmora::Host& host, const std::string& path, const 
 } // namespace
 
 media::Rendering renderingOf(velmora::Host& host, const std::string& path, const std::string& name,
-                             const media::Rendering& wanted, const FrameSpan& frames) {
+                             const media::Rendering& wanted, const FrameSpan& span) {
     if (!wanted.named) {
         return wanted;
     }
     const WindowSource source(host, path, name);
+    const FrameSpan frames{span.first, span.count == 0 ? source.frameCount() - span.first : span.count};
     if (source.isColour()) {
         return wanted;
     }

@@ -11,14 +11,15 @@ namespace radvex::volume {
 /// Frames of a file, from 0.
 struct FrameSpan {
     vint first = 0;
-    vint count = 1;
+    vint count = 1; ///< 0: all from the first on
 };
+inline constexpr FrameSpan kAllFrames{0, 0};
 
 /// Replaces a window that is asked for by name by its numbers for one file, in the values that the library renders: it
 /// knows nothing of a rescale in functional groups (PS3.3 C.7.6.16.2.9), nor of their windows (C.7.6.16.2.10). Colour
 /// has no window, and nothing is replaced.
 /// @param path    for the library
-/// @param name    of the file, as the user knows it
+/// @param name    of the file, as the user knows it; empty if the sentence is to begin behind it
 /// @param frames  that are rendered together; they need one window
 /// @throws Error         a sentence: a preset is for HU and the file has other values, or the file has no such window
 /// @throws LibraryError  the file cannot be read

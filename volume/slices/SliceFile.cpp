@@ -69,7 +69,7 @@ void readSamples(velmora::Host& host, const std::string& path, const FileMetadat
 /// The pictures of ReadImageData, which unlike ReadImage never gives raw values for a file that cannot be rendered.
 void readPictures(velmora::Host& host, const std::string& path, const FileMetadata& metadata,
                   const media::Rendering& wanted, const Allocate& allocate, SliceFile& file) {
-    const media::Rendering rendering = renderingOf(host, path, metadata.name(), wanted, {0, metadata.promisedFrames()});
+    const media::Rendering rendering = renderingOf(host, path, metadata.name(), wanted, kAllFrames);
     const velmora::Value pictures =
         host.call("ReadImageData", {path, 0, 0, rendering.scalingTensor(), false, media::kImageFlags});
     file.samples = storePictures(allocate, file.rows, file.columns, pictures.get<velmora::Store>().view());
