@@ -86,6 +86,7 @@ class DiffRun {
         const compare::FileComparison found =
             compare::compareFiles(mSession.host(), mOptions.first, mOptions.second, mSettings);
         mDifferent = found.areEqual() ? 0 : 1;
+        tellPixelProblem(mOptions.first, mOptions.second, found);
         if (mOptions.json && !mOptions.isQuiet) {
             formats::Json json{{"first", mOptions.first}, {"second", mOptions.second}};
             json.update(compare::reportJson(found));
@@ -127,6 +128,13 @@ class DiffRun {
         mJson["unreadable"].push_back({{"file", path}, {"reason", reason}});
     }
 
+    void tellPixelProblem(const std::string& first, const std::string& second, const compare::FileComparison& found) {
+        if (!found.pixelProblem.empty()) {
+            ++mTroubles;
+            printError(first + " and " + second + ": the pixels cannot be compared: " + found.pixelProblem);
+        }
+    }
+
     void comparePairs(const std::vector<compare::FilePair>& pairs) {
         const std::size_t jobs = pairs.size() < 2 ? 0 : std::min(mOptions.jobs.count(), pairs.size());
         const auto work = [&](std::size_t index) {
@@ -144,6 +152,7 @@ class DiffRun {
         }
         const auto found = workers::fromParcel<compare::FileComparison>(result.output);
         mDifferent += found.areEqual() ? 0U : 1U;
+        tellPixelProblem(pair.first, pair.second, found);
         if (mOptions.json) {
             formats::Json json{{"first", pair.first}, {"second", pair.second}};
             json.update(compare::reportJson(found));

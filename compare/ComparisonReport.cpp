@@ -78,7 +78,9 @@ Json pixelJson(const FileComparison& comparison) {
     case PixelBytes::same: return {{"equal", true}, {"values", nameOf(PixelKind::stored)}};
     case PixelBytes::onlyFirst: return {{"equal", false}, {"reason", "only the first file has pixels"}};
     case PixelBytes::onlySecond: return {{"equal", false}, {"reason", "only the second file has pixels"}};
-    default: return jsonOf(comparison.pixels);
+    default:
+        return comparison.pixelProblem.empty() ? jsonOf(comparison.pixels)
+                                               : Json({{"equal", nullptr}, {"reason", comparison.pixelProblem}});
     }
 }
 

@@ -15,9 +15,15 @@ FileComparison compareFiles(velmora::Host& host, const std::string& first, const
         media::datasetsEntry(kCompareAttributesEntry, "Files cannot be compared"));
     AttributeComparison attributes;
     compare(first, second, settings.attributes, attributes);
-    FileComparison result{std::move(attributes.differences), attributes.pixels, {}};
+    FileComparison result{std::move(attributes.differences), attributes.pixels, {}, {}};
     if (result.pixelBytes == PixelBytes::unknown) {
-        result.pixels = comparePixels(host, first, second, settings.tolerance);
+        try {
+            result.pixels = comparePixels(host, first, second, settings.tolerance);
+        } catch (const velmora::LibraryError& error) {
+            result.pixelProblem = error.what();
+        } catch (const Error& error) {
+            result.pixelProblem = error.what();
+        }
     }
     return result;
 }

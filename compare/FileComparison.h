@@ -19,18 +19,20 @@ struct ComparisonSettings {
 struct FileComparison {
     std::vector<AttributeDifference> attributes{};
     PixelBytes pixelBytes = PixelBytes::none;
-    PixelComparison pixels{}; ///< where the bytes do not answer the question
+    PixelComparison pixels{};   ///< where the bytes do not answer the question
+    std::string pixelProblem{}; ///< a sentence: why the pixels cannot be compared; empty if they can
 
     template <typename Self>
     static auto fields(Self& self) {
-        return std::tie(self.attributes, self.pixelBytes, self.pixels);
+        return std::tie(self.attributes, self.pixelBytes, self.pixels, self.pixelProblem);
     }
 
+    /// Whether nothing differs, as far as it could be compared.
     bool areEqual() const;
 };
 
 /// Compares two files. Pixels are decoded only if their bytes differ.
-/// @throws LibraryError, std::runtime_error  a sentence: a file cannot be read or decoded
+/// @throws std::runtime_error  a sentence: a file cannot be read
 FileComparison compareFiles(velmora::Host& host, const std::string& first, const std::string& second,
                             const ComparisonSettings& settings);
 

@@ -26,6 +26,7 @@ struct NamedWindow {
     std::string name{};             ///< as it was given: "lung", "file:2"
     std::optional<Window> preset{}; ///< in HU; nothing: one of the file's own
     std::size_t number = 1;         ///< of the file's own windows
+    std::optional<Window> found{};  ///< what it is in a file, on modality values
 };
 
 /// How values become grey levels.

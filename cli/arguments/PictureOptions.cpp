@@ -106,8 +106,9 @@ media::Rendering PictureOptions::rendering() const {
 
 formats::Json PictureOptions::describeWindow(const media::Rendering& used) const {
     if (used.window) {
-        const std::string method = used.named ? used.named->name : "explicit";
-        return {{"method", method}, {"width", used.window->width}, {"center", used.window->center}};
+        const bool isNamed = used.named && used.named->found;
+        const media::Window& own = isNamed ? *used.named->found : *used.window;
+        return {{"method", isNamed ? used.named->name : "explicit"}, {"width", own.width}, {"center", own.center}};
     }
     return {{"method", scaling}};
 }

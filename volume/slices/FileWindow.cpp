@@ -57,7 +57,8 @@ class WindowSource {
     vint frameCount() const { return mMetadata.promisedFrames(); }
 
     void requireHu(const std::string& preset) const {
-        const std::string unit = isRescaledByDataset() ? unitOf(dataset()) : mMetadata.slices(1).front().unit;
+        const bool isOfDataset = !dataset().text("RescaleSlope").empty();
+        const std::string unit = isOfDataset ? unitOf(dataset()) : mMetadata.slices(1).front().unit;
         if (unit != "HU") {
             refuse(mName, "--window " + preset + " is for values in HU, and those of this file " +
                               (unit.empty() ? "have no unit" : "are in " + unit) +
@@ -81,7 +82,7 @@ class WindowSource {
 
     /// A window on modality values as one on the values that the library renders.
     Window forLibrary(const Window& window, const FrameSpan& frames) const {
-        if (isRescaledByDataset() && !mMetadata.isRescaledByFrame()) {
+        if (isRescaledByRenderer() && !mMetadata.isRescaledByFrame()) {
             return window;
         }
         const ModalityRule rule = ruleOf(frames);
@@ -91,14 +92,20 @@ class WindowSource {
 
   private:
     StoreView dataset() const { return mFound.get<velmora::Store>().view(); }
-    bool isRescaledByDataset() const { return mMetadata.needsLibrary() || !dataset().text("RescaleSlope").empty(); }
+    /// The renderer applies a rescale of the dataset and of the functional groups of all frames, not those of each.
+    bool isRescaledByRenderer() const {
+        const StoreView shared =
+            firstItem(firstItem(dataset(), "SharedFunctionalGroupsSequence"), "PixelValueTransformationSequence");
+        return mMetadata.needsLibrary() || !dataset().text("RescaleSlope").empty() ||
+               !shared.text("RescaleSlope").empty();
+    }
 
     /// The rescale that all the frames have.
     ModalityRule ruleOf(const FrameSpan& frames) const {
         if (!mMetadata.isRescaledByFrame()) {
             return requireRising(mMetadata.rules(1).front());
         }
-        if (isRescaledByDataset() || frames.count > kMostFrames - frames.first) {
+        if (isRescaledByRenderer() || frames.count > kMostFrames - frames.first) {
             refuse(mName, "each frame has a rescale of its own, which pictures ignore; a window cannot be drawn.");
         }
         const auto rules = mMetadata.rules(std::min(mMetadata.promisedFrames(), kMostFrames));
@@ -230,13 +237,12 @@ media::Rendering renderingOf(velmora::Host& host, const std::string& path, const
     if (source.isColour()) {
         return wanted;
     }
-    media::Rendering rendering = wanted;
     if (wanted.named->preset) {
         source.requireHu(wanted.named->name);
-        rendering.window = source.forLibrary(*wanted.named->preset, frames);
-    } else {
-        rendering.window = source.forLibrary(source.own(wanted.named->number, frames), frames);
     }
+    media::Rendering rendering = wanted;
+    rendering.named->found = wanted.named->preset ? *wanted.named->preset : source.own(wanted.named->number, frames);
+    rendering.window = source.forLibrary(*rendering.named->found, frames);
     return rendering;
 }
 
