@@ -1,5 +1,7 @@
 #include "cli/SeriesPictures.h"
 
+#include <algorithm>
+
 #include "cli/arguments/Files.h"
 #include "files/OutputFile.h"
 #include "formats/pictures/Png.h"
@@ -49,7 +51,9 @@ std::vector<std::string> tilesOf(velmora::Host& host, const std::string& path,
 std::vector<std::string> encoded(velmora::Host& host, const std::string& path,
                                  const std::vector<formats::Picture>& pictures, bool isForSheet) {
     if (isForSheet) {
-        return tilesOf(host, path, pictures);
+        auto tiles = tilesOf(host, path, pictures);
+        host.call("CloseReader", {path});
+        return tiles;
     }
     std::vector<std::string> pngs;
     for (const formats::Picture& picture : pictures) {
@@ -94,24 +98,26 @@ formats::Json writePictures(const fs::path& folder, const media::Medium& medium,
 }
 
 formats::Json writeSheets(const fs::path& base, const media::Medium& medium, const SeriesPictures& series) {
-    std::vector<volume::SheetTile> tiles;
+    std::vector<const std::string*> parcels;
     formats::Json shown = formats::Json::array();
     for (const SeriesPictures::OfFile& file : series.files) {
         for (std::size_t frame = 0; frame < file.frames.size(); ++frame) {
-            tiles.push_back(workers::fromParcel<volume::SheetTile>(file.frames[frame]));
-            shown.push_back({{"file", medium.userPath(file.file)}, {"frame", frame + 1}, {"number", tiles.size()}});
+            parcels.push_back(&file.frames[frame]);
+            shown.push_back({{"file", medium.userPath(file.file)}, {"frame", frame + 1}, {"number", parcels.size()}});
         }
     }
-    const bool isOne = tiles.size() <= volume::kMostTiles;
-    for (std::size_t first = 0; first < tiles.size(); first += volume::kMostTiles) {
-        const std::size_t count = std::min(volume::kMostTiles, tiles.size() - first);
+    const bool isOne = parcels.size() <= volume::kMostTiles;
+    for (std::size_t first = 0; first < parcels.size(); first += volume::kMostTiles) {
+        const std::size_t end = std::min(first + volume::kMostTiles, parcels.size());
         const std::string path =
             base.string() + (isOne ? std::string() : '-' + fileNumber(first / volume::kMostTiles + 1)) + ".png";
-        fs::create_directories(base.parent_path());
-        formats::writePng(path, volume::sheetOf(std::span(tiles).subspan(first, count), first + 1));
-        for (std::size_t index = first; index < first + count; ++index) {
+        std::vector<volume::SheetTile> tiles;
+        for (std::size_t index = first; index < end; ++index) {
+            tiles.push_back(workers::fromParcel<volume::SheetTile>(*parcels[index]));
             shown[index]["written"] = path;
         }
+        fs::create_directories(base.parent_path());
+        formats::writePng(path, volume::sheetOf(tiles, first + 1));
     }
     return shown;
 }
