@@ -14,10 +14,10 @@ using formats::Picture;
 
 namespace {
 
-constexpr formats::Colour kBackground{32, 32, 32};
-constexpr formats::Colour kText{255, 220, 90};
-constexpr formats::Colour kShadow{0, 0, 0};
-constexpr int kMargin = 4;
+constexpr formats::Colour kEmptyTile{32, 32, 32};
+constexpr formats::Colour kLabelColour{255, 220, 90};
+constexpr formats::Colour kLabelShadow{0, 0, 0};
+constexpr int kLabelMargin = 4;
 
 /// The end of the patient that a direction points to. Volume files say superior and inferior, pictures head and feet.
 std::string lettersOf(const formats::Vector3& direction) {
@@ -80,8 +80,8 @@ double heightOf(const SliceRecord& slice) {
 }
 
 void drawLegibly(Picture& sheet, int left, int top, const std::string& text) {
-    formats::drawText(sheet, left + 1, top + 1, text, formats::kRegularFont, kShadow);
-    formats::drawText(sheet, left, top, text, formats::kRegularFont, kText);
+    formats::drawText(sheet, left + 1, top + 1, text, formats::kRegularFont, kLabelShadow);
+    formats::drawText(sheet, left, top, text, formats::kRegularFont, kLabelColour);
 }
 
 void drawTile(Picture& sheet, const SheetTile& tile, int left, int top) {
@@ -102,11 +102,12 @@ void drawLabels(Picture& sheet, const SheetTile& tile, int left, int top, std::s
     const auto width = [&](const std::string& text) { return formats::textWidth(text, font); };
     const int middle = top + (kTileSide - font.lineHeight) / 2;
     const auto centre = [&](const std::string& text) { return left + (kTileSide - width(text)) / 2; };
-    drawLegibly(sheet, left + kMargin, top + kMargin, std::to_string(number));
-    drawLegibly(sheet, left + kMargin, middle, tile.letters.left);
-    drawLegibly(sheet, left + kTileSide - kMargin - width(tile.letters.right), middle, tile.letters.right);
-    drawLegibly(sheet, centre(tile.letters.top), top + kMargin, tile.letters.top);
-    drawLegibly(sheet, centre(tile.letters.bottom), top + kTileSide - kMargin - font.lineHeight, tile.letters.bottom);
+    drawLegibly(sheet, left + kLabelMargin, top + kLabelMargin, std::to_string(number));
+    drawLegibly(sheet, left + kLabelMargin, middle, tile.letters.left);
+    drawLegibly(sheet, left + kTileSide - kLabelMargin - width(tile.letters.right), middle, tile.letters.right);
+    drawLegibly(sheet, centre(tile.letters.top), top + kLabelMargin, tile.letters.top);
+    drawLegibly(sheet, centre(tile.letters.bottom), top + kTileSide - kLabelMargin - font.lineHeight,
+                tile.letters.bottom);
 }
 
 } // namespace
@@ -151,7 +152,7 @@ Picture sheetOf(std::span<const SheetTile> tiles, std::size_t number) {
     const auto across = static_cast<std::size_t>(std::ceil(std::sqrt(static_cast<double>(tiles.size()))));
     const std::size_t down = (tiles.size() + across - 1) / across;
     Picture sheet =
-        formats::canvasOf(static_cast<int>(down) * kTileSide, static_cast<int>(across) * kTileSide, kBackground);
+        formats::canvasOf(static_cast<int>(down) * kTileSide, static_cast<int>(across) * kTileSide, kEmptyTile);
     for (std::size_t index = 0; index < tiles.size(); ++index) {
         const int left = static_cast<int>(index % across) * kTileSide;
         const int top = static_cast<int>(index / across) * kTileSide;
