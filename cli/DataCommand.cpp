@@ -1,6 +1,8 @@
 #include <iostream>
 
 #include "cli/Commands.h"
+#include "cli/PixelReading.h"
+#include "cli/arguments/OutputNames.h"
 #include "cli/arguments/OutputRule.h"
 #include "cli/arguments/PartialOption.h"
 #include "cli/arguments/PictureOptions.h"
@@ -8,6 +10,9 @@
 #include "formats/json/Text.h"
 #include "formats/pictures/Npy.h"
 #include "formats/pictures/NpyHeader.h"
+#include "formats/volumes/VolumeFile.h"
+#include "volume/samples/VolumeType.h"
+#include "volume/slices/FileWindow.h"
 #include "volume/slices/PixelMeaning.h"
 
 namespace radvex::cli {
@@ -23,69 +28,90 @@ struct DataOptions {
     std::string readable{}; ///< what the library reads: the file, or a copy of what is left of it
     std::string output{};
     OutputRule rule{};
+    std::string pixel{};
     PictureOptions picture{};
     PartialOption partial{};
     bool rendered = false;
     bool json = false;
 };
 
-/// Values of one type and shape in one or several arrays of the host.
+/// Values of one type and shape, frame by frame.
 struct Data {
     Value owner{};
     vint type = 0;
     std::vector<vint> shape{};
-    std::vector<const VelmoraNumericArray*> arrays{};
+    std::vector<formats::SliceBytes> parts{}; ///< one after the other
+    media::Rendering rendering{};             ///< of rendered values
 };
 
-/// Modality values of all frames. The library cannot read a range of frames here.
+formats::SliceBytes bytesOf(const VelmoraNumericArray& array) {
+    return {static_cast<const std::byte*>(array.data.get()),
+            static_cast<std::size_t>(array.length) * velmora::numericArrayElementSize(array.type)};
+}
+
+/// Modality values. The library reads all frames, of which the chosen ones are taken.
 Data readModalityValues(velmora::Host& host, const DataOptions& options) {
     Data data{host.call("ReadIntermediatePixelData", {options.readable, media::kImageFlags, 0})};
     if (!data.owner.is<NumericArray>()) {
         throw velmora::LibraryError(0, "", options.file + ": DCMTK's intermediate values have no array type.");
     }
-    const VelmoraNumericArray* array = data.owner.get<NumericArray>().handle();
-    data.type = array->type;
-    data.shape = array->dimensions;
-    data.arrays = {array};
+    const VelmoraNumericArray& array = *data.owner.get<NumericArray>().handle();
+    data.type = array.type;
+    data.shape = array.dimensions;
+    data.parts = {bytesOf(array)};
+    if (options.picture.choosesFrames()) {
+        const vint frames = data.shape.size() > 2 ? data.shape.front() : 1;
+        const auto [first, count] = options.picture.frameRange(frames);
+        const std::size_t frameBytes = data.parts.front().size() / static_cast<std::size_t>(frames);
+        data.parts = {data.parts.front().subspan(static_cast<std::size_t>(first) * frameBytes,
+                                                 static_cast<std::size_t>(count) * frameBytes)};
+        data.shape.erase(data.shape.begin(), data.shape.end() - 2);
+        if (count > 1) {
+            data.shape.insert(data.shape.begin(), count);
+        }
+    }
     return data;
 }
 
 Data readRenderedValues(velmora::Host& host, const DataOptions& options, const volume::PixelMeaning& meaning) {
     const auto [first, count] = options.picture.frameRange(meaning.frames);
-    const media::Rendering rendering = options.picture.rendering();
+    const media::Rendering wanted = options.picture.rendering();
+    const media::Rendering rendering =
+        volume::renderingOf(host, options.readable, options.file, wanted, {first, count});
+    warnAboutWindow(host, options.readable, options.file, wanted);
     Data data{host.call("ReadImageData", {options.readable, first, count == meaning.frames ? 0 : count,
                                           rendering.scalingTensor(), rendering.hasOverlays, media::kImageFlags})};
+    data.rendering = rendering;
     for (const velmora::NodeView node : data.owner.get<Store>()) {
-        data.arrays.push_back(node.cell().numericArray);
+        const VelmoraNumericArray& array = *node.cell().numericArray;
+        data.type = array.type;
+        data.shape = array.dimensions;
+        data.parts.push_back(bytesOf(array));
     }
-    data.type = data.arrays.front()->type;
-    data.shape = data.arrays.front()->dimensions;
-    if (data.arrays.size() > 1) {
-        data.shape.insert(data.shape.begin(), static_cast<vint>(data.arrays.size()));
+    if (data.parts.size() > 1) {
+        data.shape.insert(data.shape.begin(), static_cast<vint>(data.parts.size()));
     }
     return data;
 }
 
+volume::Statistics statisticsOf(vint type, formats::SliceBytes bytes) {
+    return volume::withType(type, [&](auto sample) {
+        return volume::statisticsOf(reinterpret_cast<const decltype(sample)*>(bytes.data()),
+                                    bytes.size() / sizeof sample);
+    });
+}
+
 volume::Statistics statisticsOfAll(const Data& data) {
-    volume::Statistics all = volume::statisticsOf(*data.arrays.front());
+    volume::Statistics all = statisticsOf(data.type, data.parts.front());
     double sum = 0;
-    for (const VelmoraNumericArray* array : data.arrays) {
-        const volume::Statistics one = volume::statisticsOf(*array);
+    for (const formats::SliceBytes part : data.parts) {
+        const volume::Statistics one = statisticsOf(data.type, part);
         all.minimum = std::min(all.minimum, one.minimum);
         all.maximum = std::max(all.maximum, one.maximum);
         sum += one.mean;
     }
-    all.mean = sum / static_cast<double>(data.arrays.size());
+    all.mean = sum / static_cast<double>(data.parts.size());
     return all;
-}
-
-void write(const files::Output& output, const Data& data) {
-    std::vector<std::span<const std::byte>> parts;
-    for (const VelmoraNumericArray* array : data.arrays) {
-        parts.emplace_back(static_cast<const std::byte*>(array->data.get()),
-                           static_cast<std::size_t>(array->length) * velmora::numericArrayElementSize(array->type));
-    }
-    formats::writeNpy(output, data.type, data.shape, parts);
 }
 
 void print(const DataOptions& options, const Data& data, const volume::PixelMeaning& meaning) {
@@ -96,7 +122,7 @@ void print(const DataOptions& options, const Data& data, const volume::PixelMean
             {"file", options.file}, {"values", values}, {"type", formats::numpyType(data.type)}, {"shape", data.shape}};
         json.update(volume::describeMeaning(meaning, options.rendered));
         if (options.rendered) {
-            json["window"] = options.picture.describeWindow();
+            json["window"] = options.picture.describeWindow(data.rendering);
         }
         volume::addStatistics(json, statisticsOfAll(data));
         json["written"] = options.output.empty() ? formats::Json() : formats::Json(options.output);
@@ -111,23 +137,44 @@ void print(const DataOptions& options, const Data& data, const volume::PixelMean
     }
 }
 
+void checkUsage(const DataOptions& options) {
+    if (!options.rendered && (!options.picture.window.empty() || options.picture.overlays)) {
+        throw UsageError("Windows and overlays need --rendered; without it modality values are read.");
+    }
+    if (!options.pixel.empty() && (options.rendered || !options.output.empty())) {
+        throw UsageError("--pixel prints modality values; it goes with neither --rendered nor --output.");
+    }
+    requireArrayName(options.output);
+    options.rule.check({options.output}, {options.file});
+}
+
+void printPixel(velmora::Host& host, const DataOptions& options, vint frames) {
+    const PixelReading reading =
+        readPixel(host, options.readable, parsePixel(options.pixel), options.picture.frameRange(frames));
+    if (options.json) {
+        formats::Json json{{"file", options.file}};
+        json["pixel"] = jsonOf(reading);
+        std::cout << formats::dumpJson(json) << '\n';
+    } else {
+        std::cout << textOf(reading);
+    }
+}
+
 void describe(Session& session, const DataOptions& options) {
     velmora::Host& host = session.host();
     const volume::PixelMeaning meaning = volume::readPixelMeaning(host, options.readable);
+    if (!options.pixel.empty()) {
+        return printPixel(host, options, meaning.frames);
+    }
     const Data data = options.rendered ? readRenderedValues(host, options, meaning) : readModalityValues(host, options);
     if (!options.output.empty()) {
-        write(options.rule.to(options.output), data);
+        formats::writeNpy(options.rule.to(options.output), data.type, data.shape, data.parts);
     }
     print(options, data, meaning);
 }
 
 void run(Session& session, const DataOptions& options) {
-    if (!options.rendered && (!options.picture.frame.empty() || !options.picture.frames.empty() ||
-                              !options.picture.window.empty() || options.picture.overlays)) {
-        throw UsageError("Windows, overlays and frames need --rendered; without it the modality values of all frames "
-                         "are read.");
-    }
-    options.rule.check({options.output}, {options.file});
+    checkUsage(options);
     FileOpener opener(options.partial);
     const ReadableFile file = opener.open(options.file);
     PartialOption::tell(session, file.notice());
@@ -150,8 +197,13 @@ void addDataCommand(const CommandLine& program, Session& session) {
     command.addFlag("--rendered", options.rendered, "Windowed values as in a picture, not modality values");
     options.picture.addTo(command);
     options.rule.addTo(command);
+    command.addOption("--pixel", options.pixel,
+                      "Print the modality value of the pixel ROW,COLUMN, both counted from 1, in each frame");
     command.addFlag("--json", options.json, "Describe the values as JSON");
     options.partial.addTo(command);
+    command.addExample("radvex data ct.dcm --pixel 10,20", "The value in row 10 and column 20, with its unit");
+    command.addExample("radvex data cine.dcm --frames 2:4 -o frames.npy", "Three frames as an array");
+    command.addExample("radvex data ct.dcm --rendered --window lung -o lung.npy", "Grey levels under a lung window");
     command.addExample("radvex data broken.dcm --partial -o part.npy", "The values that are left of a cut file");
 }
 

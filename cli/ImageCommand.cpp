@@ -3,6 +3,7 @@
 
 #include "cli/Commands.h"
 #include "cli/arguments/Files.h"
+#include "cli/arguments/OutputNames.h"
 #include "cli/arguments/OutputRule.h"
 #include "cli/arguments/PartialOption.h"
 #include "cli/arguments/PictureOptions.h"
@@ -10,6 +11,7 @@
 #include "formats/json/Text.h"
 #include "formats/json/TypeNames.h"
 #include "formats/pictures/Png.h"
+#include "volume/slices/FileWindow.h"
 #include "volume/slices/PixelMeaning.h"
 
 namespace radvex::cli {
@@ -36,6 +38,7 @@ struct Reading {
     volume::PixelMeaning meaning;
     bool isRendered = false; ///< false: a copy of stored values that DCMTK cannot render
     vint firstFrame = 0;     ///< from 0
+    media::Rendering rendering{};
 };
 
 /// Why DCMTK does not render these frames; empty if it does. ReadImage would copy stored values instead, but
@@ -54,12 +57,13 @@ std::string whyNotRendered(velmora::Host& host, const std::string& file, vint fi
 Reading read(velmora::Host& host, const ImageOptions& options) {
     const volume::PixelMeaning meaning = volume::readPixelMeaning(host, options.readable);
     const auto [first, count] = options.picture.frameRange(meaning.frames);
-    const media::Rendering rendering = options.picture.rendering();
+    const media::Rendering rendering =
+        volume::renderingOf(host, options.readable, options.file, options.picture.rendering(), {first, count});
     const std::string reason = whyNotRendered(host, options.readable, first, rendering);
     try {
         Value image = host.call("ReadImage", {options.readable, first, count == meaning.frames ? 0 : count,
                                               rendering.scalingTensor(), rendering.hasOverlays, media::kImageFlags});
-        return {std::get<Image>(std::move(image)), meaning, reason.empty(), first};
+        return {std::get<Image>(std::move(image)), meaning, reason.empty(), first, rendering};
     } catch (const velmora::LibraryError& error) { // of the copy, which does not know the reason
         throw velmora::LibraryError(error.code(), error.name(), reason.empty() ? error.what() : reason);
     }
@@ -70,7 +74,7 @@ formats::Json describeWindow(velmora::Host& host, const ImageOptions& options, c
     if (!reading.isRendered || reading.image.info().channels != 1) {
         return nullptr;
     }
-    formats::Json window = options.picture.describeWindow();
+    formats::Json window = options.picture.describeWindow(reading.rendering);
     if (window["method"] == "minmax") {
         const Value values = host.call("ReadIntermediatePixelData", {options.readable, media::kImageFlags, 0});
         if (values.is<velmora::NumericArray>()) {
@@ -150,7 +154,9 @@ std::vector<std::string> writePictures(const ImageOptions& options, const Readin
 
 void show(Session& session, const ImageOptions& options) {
     velmora::Host& host = session.host();
+    const media::Rendering wanted = options.picture.rendering();
     const Reading reading = read(host, options);
+    warnAboutWindow(host, options.readable, options.file, wanted);
     const auto written = options.output.empty() ? std::vector<std::string>{} : writePictures(options, reading);
     if (options.json) {
         formats::Json json = describe(host, options, reading);
@@ -163,6 +169,7 @@ void show(Session& session, const ImageOptions& options) {
 
 void run(Session& session, const ImageOptions& options) {
     (void)options.picture.rendering(); // finds wrong usage before the file is read
+    requirePictureName(options.output);
     options.rule.check({options.output}, {options.file});
     FileOpener opener(options.partial);
     const ReadableFile file = opener.open(options.file);
@@ -189,6 +196,9 @@ void addImageCommand(const CommandLine& program, Session& session) {
     command.addFlag("--sheet", options.sheet, "All frames in one picture");
     command.addFlag("--json", options.json, "Describe the picture as JSON");
     options.partial.addTo(command);
+    command.addExample("radvex image ct.dcm --window lung -o lung.png", "A CT as it is looked at for the lungs");
+    command.addExample("radvex image ct.dcm --window file -o ct.png", "With the window that the file brings");
+    command.addExample("radvex image cine.dcm --frame 3 -o frame.png", "The third of several frames");
     command.addExample("radvex image broken.dcm --partial -o part.png", "The rows that are left of a cut file");
 }
 

@@ -7,14 +7,14 @@
 
 #include "cli/Commands.h"
 #include "cli/ProgressBar.h"
+#include "cli/SeriesPictures.h"
 #include "cli/arguments/MediumOptions.h"
+#include "cli/arguments/OutputNames.h"
 #include "cli/arguments/OutputRule.h"
 #include "cli/arguments/PictureOptions.h"
 #include "files/Errors.h"
-#include "files/OutputFile.h"
 #include "formats/json/LosslessJson.h"
 #include "formats/json/Text.h"
-#include "formats/pictures/Png.h"
 #include "media/FileDiagnosis.h"
 #include "media/FolderWalk.h"
 #include "media/Medium.h"
@@ -40,6 +40,7 @@ struct SeriesOptions {
     SelectionOptions selection{};
     PictureOptions picture{};
     OutputRule rule{};
+    bool isSheet = false;
     bool json = false;
     FileJobs jobs{};
 };
@@ -58,15 +59,15 @@ std::vector<Choice> choicesOf(const std::vector<media::MediumPatient>& patients)
     return all;
 }
 
-/// The pictures of one series, and the reason for each file without a picture.
-struct Shown {
-    struct Picture {
-        std::string file{}; ///< path in the form that the library takes
-        std::vector<std::string> pngs{};
-    };
-    std::vector<Picture> pictures{}; ///< in the library's order
-    std::vector<media::RefusedFile> missing{};
-};
+std::vector<std::string> firstFilesOf(const std::vector<Choice>& all) {
+    std::vector<std::string> files;
+    for (const Choice& choice : all) {
+        if (!choice.series.files.empty()) {
+            files.push_back(choice.series.files.front());
+        }
+    }
+    return files;
+}
 
 /// Renders each file alone, in other processes.
 class FileByFile {
@@ -74,11 +75,12 @@ class FileByFile {
     FileByFile(Session& session, const SeriesOptions& options, const std::vector<Choice>& all)
         : mFiles(filesOf(all)),
           mWorkers(mFiles.size() < 2 ? 0 : options.jobs.count(), [this, &session, &options](std::size_t index) {
-              return workers::toParcel(media::showFile(session.host(), mFiles[index], options.picture.rendering()));
+              return workers::toParcel(
+                  showFile(session.host(), mFiles[index], options.picture.rendering(), options.isSheet));
           }) {}
 
     /// To be called for each series in turn.
-    Shown show(const media::MediumSeries& series) {
+    SeriesPictures show(const media::MediumSeries& series) {
         const std::size_t first = std::exchange(mNext, mNext + series.files.size());
         std::vector<media::ShownFile> files(series.files.size());
         mWorkers.run(first, mNext, [&](std::size_t index, const workers::WorkResult& result) {
@@ -89,10 +91,10 @@ class FileByFile {
                 file.error = result.problem();
             }
         });
-        Shown shown;
+        SeriesPictures shown;
         for (const std::size_t index : libraryOrder(files)) {
             if (files[index].error.empty()) {
-                shown.pictures.push_back({series.files[index], std::move(files[index].pngs)});
+                shown.files.push_back({series.files[index], std::move(files[index].pngs)});
             }
         }
         for (std::size_t index = 0; index < files.size(); ++index) {
@@ -157,8 +159,9 @@ class CommonWindow {
     }
 
     /// Lets the library render a series as a whole.
-    Shown show(velmora::Host& host, const Choice& choice, const media::Rendering& rendering) const {
-        Shown shown;
+    SeriesPictures show(velmora::Host& host, const Choice& choice, const media::Rendering& rendering,
+                        bool isForSheet) const {
+        SeriesPictures shown;
         std::set<std::string> known;
         media::Selection selection = choice.selection;
         if (mIndex != nullptr) { // an index invents the IDs that files do not have
@@ -171,10 +174,7 @@ class CommonWindow {
         forEachPicture(result, choice.series.key, [&](const std::string& libraryPath, const Image& image) {
             const std::string path = mIndex == nullptr ? libraryPath : mIndex->userPath(libraryPath);
             known.insert(path);
-            shown.pictures.push_back({path, {}});
-            for (const formats::Picture& picture : formats::picturesOf(image)) {
-                shown.pictures.back().pngs.push_back(formats::pngOf(picture));
-            }
+            shown.files.push_back({path, encoded(host, path, formats::picturesOf(image), isForSheet)});
         });
         for (const std::string& file : choice.series.files) {
             if (!known.contains(file)) {
@@ -194,31 +194,8 @@ std::string suffix(const std::string& text) {
     return safe.empty() ? "" : "-" + safe;
 }
 
-/// Writes 0001.png and so on, or 0001-0001.png and so on for several frames. @return what each picture shows
-formats::Json writePictures(const OutputRule& rule, const fs::path& folder, const Shown& shown) {
-    formats::Json written = formats::Json::array();
-    for (std::size_t index = 0; index < shown.pictures.size(); ++index) {
-        const auto& [file, pngs] = shown.pictures[index];
-        std::error_code error;
-        if (fs::create_directories(folder, error); error) {
-            throw FileError(folder.string() + " cannot be made: " + error.message() + ".");
-        }
-        for (std::size_t frame = 0; frame < pngs.size(); ++frame) {
-            const std::string& png = pngs[frame];
-            const std::string name =
-                fileNumber(index + 1) + (pngs.size() > 1 ? "-" + fileNumber(frame + 1) : std::string{}) + ".png";
-            const std::string path = (folder / name).string();
-            files::writeOutputFile(rule.to(path), [&](std::FILE* output) {
-                return std::fwrite(png.data(), 1, png.size(), output) == png.size();
-            });
-            written.push_back({{"file", file}, {"frame", frame + 1}, {"written", path}});
-        }
-    }
-    return written;
-}
-
 /// The files without a picture, and those of the folder that may belong to any series.
-formats::Json describeMissing(const media::Medium& medium, const Shown& shown) {
+formats::Json describeMissing(const media::Medium& medium, const SeriesPictures& shown) {
     formats::Json list = formats::Json::array();
     for (const media::RefusedFile& file : shown.missing) {
         list.push_back({{"file", file.path}, {"reason", file.reason}});
@@ -231,6 +208,7 @@ formats::Json describeMissing(const media::Medium& medium, const Shown& shown) {
 
 void run(Session& session, const SeriesOptions& options) {
     options.selection.check();
+    requireFolderName(options.output);
     options.rule.checkFolder(options.output);
     workers::keepMemoryBetweenFiles();
     const media::Rendering rendering = options.picture.rendering(); // finds wrong usage before the medium is read
@@ -238,6 +216,7 @@ void run(Session& session, const SeriesOptions& options) {
     const media::Medium& medium = *opened;
     const auto all = choicesOf(
         media::listMedium(session.host(), medium, options.selection, media::Records::all, options.jobs.count()));
+    warnAboutWindow(session.host(), firstFilesOf(all), rendering, options.jobs);
     formats::Json report = formats::Json::array();
     ProgressBar progress("Series");
     std::optional<CommonWindow> commonWindow;
@@ -249,16 +228,20 @@ void run(Session& session, const SeriesOptions& options) {
         progress.show(index, all.size());
         session.attempt("", [&] {
             const media::MediumSeries& series = all[index].series;
-            const Shown shown =
-                commonWindow ? commonWindow->show(session.host(), all[index], rendering) : files.show(series);
+            const SeriesPictures shown =
+                commonWindow ? commonWindow->show(session.host(), all[index], rendering, options.isSheet)
+                             : files.show(series);
             const std::string folder = fileNumber(index + 1) + suffix(series.modality) + suffix(series.number);
+            const auto write = [&](const fs::path& path) {
+                return options.isSheet ? writeSheets(options.rule, path, shown)
+                                       : writePictures(options.rule, path, shown);
+            };
             const bool isWritten =
                 options.rule.isForced() || (shown.missing.empty() && medium.listing().leftOut.refused.empty());
             report.push_back(
                 {{"SeriesInstanceUID", series.uid},
                  {"SeriesNumber", series.number},
-                 {"pictures", isWritten ? writePictures(options.rule, fs::path(options.output) / folder, shown)
-                                        : formats::Json::array()},
+                 {"pictures", isWritten ? write(fs::path(options.output) / folder) : formats::Json::array()},
                  {"missing", describeMissing(medium, shown)}});
             for (const media::RefusedFile& missing : shown.missing) {
                 Session::reportFile(missing.path, missing.reason);
@@ -291,9 +274,14 @@ void addSeriesCommand(const CommandLine& program, Session& session) {
     options.selection.addTo(command);
     options.picture.addSeriesWindowTo(command);
     options.picture.addOverlaysTo(command);
+    command.addFlag("--sheet", options.isSheet,
+                    "One picture of each series in place of the pictures of its slices: tiles with their numbers and "
+                    "the directions R, L, A, P, H, F");
     options.jobs.addTo(command);
     options.rule.addTo(command, "Also write the pictures of a series when some are missing");
     command.addFlag("--json", options.json, "List as JSON which picture shows which file");
+    command.addExample("radvex series SERIES -o PICTURES --window lung", "Pictures of all slices for the lungs");
+    command.addExample("radvex series STUDIES -o SHEETS --sheet", "A contact sheet of each series");
 }
 
 } // namespace radvex::cli

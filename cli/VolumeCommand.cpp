@@ -39,6 +39,12 @@ struct VolumeOptions {
     bool json = false;
     FileJobs jobs{};
 
+    /// Whether one file is to become a volume, and no medium.
+    bool isFile() const {
+        std::error_code error;
+        const bool isDirectory = medium.ends_with("DICOMDIR") || medium.ends_with("dicomdir");
+        return !isDirectory && std::filesystem::is_regular_file(medium, error);
+    }
     volume::SampleKind kind() const {
         return rendered ? volume::SampleKind::rendered
                : stored ? volume::SampleKind::stored
@@ -69,6 +75,10 @@ void checkUsage(const VolumeOptions& options) {
     }
     if (options.gzip && extension != ".nrrd" && options.output != "-") {
         throw UsageError("--gzip is for .nrrd; .nii.gz is always compressed.");
+    }
+    if (options.isFile() && options.selection.isGiven()) {
+        throw UsageError("--patient, --study and --series choose among the files of a medium; " + options.medium +
+                         " is one file.");
     }
     if (options.stored && !extension.starts_with(".nii")) {
         throw UsageError("--stored is for .nii and .nii.gz, which hold slope and intercept beside stored values.");
@@ -109,6 +119,9 @@ class SeriesRun {
     /// Adds the JSON of each volume. @throws NoPicturesError, VolumeError, FileError, LibraryError
     void run(volume::SeriesReader& reader, std::size_t index, bool isOnly, formats::Json& list) {
         volume::SeriesSlices slices = readShown(reader, index);
+        if (mOptions.isFile() && !mOptions.rule.isForced()) {
+            requireSlices(slices);
+        }
         volume::SeriesVolumes all = volume::assembleVolumes(slices, mOptions.plan(), mOptions.isFourD);
         const std::string suffix = isOnly ? "" : suffixOfSeries(index + 1, slices.seriesNumber);
         const std::string path = pathWith(suffix);
@@ -120,6 +133,7 @@ class SeriesRun {
         for (const volume::Volume& volume : all.volumes) {
             const std::string own = pathWith(suffix + volume.label);
             tell(own, volume.findings);
+            mOptions.rule.check({own}, {mOptions.medium});
             const bool isWritten = mOptions.rule.isForced() || !(all.hasErrors() || volume.hasErrors());
             if (!mOptions.preview.empty()) { // of a refused volume too: it shows what is wrong
                 writePreview(withSuffix(mOptions.preview, ".png", suffix + volume.label), own, all, volume);
@@ -139,6 +153,18 @@ class SeriesRun {
     }
 
   private:
+    /// Frames of a file may be points in time, as those of ultrasound are.
+    void requireSlices(const volume::SeriesSlices& slices) const {
+        const bool arePlaced =
+            std::ranges::any_of(slices.slices, [](const volume::SliceRecord& slice) { return slice.hasPosition(); });
+        if (slices.slices.size() > 1 && !arePlaced) {
+            throw formats::VolumeError(
+                mOptions.medium + ": nothing says where its " + std::to_string(slices.slices.size()) +
+                " frames lie in the patient (functional groups, GridFrameOffsetVector, detectors), so that they need "
+                "not be slices of a volume; --force stacks them in their order.");
+        }
+    }
+
     volume::SeriesSlices readShown(volume::SeriesReader& reader, std::size_t index) const {
         ProgressBar bar("Reading series " + mSeries.series); // erased before anything else is printed
         std::size_t done = 0;
@@ -290,11 +316,38 @@ std::vector<volume::SeriesFiles> requireSeries(Session& session, const media::Me
     return all;
 }
 
+/// One file as a series of its own. @throws LibraryError  it cannot be read
+std::vector<volume::SeriesFiles> seriesOfFile(velmora::Host& host, const std::string& path) {
+    const velmora::Value found = host.call(
+        "ReadMetadata", {path, velmora::Store::ofTexts({"PatientID", "StudyInstanceUID", "SeriesInstanceUID"}), false});
+    const velmora::StoreView attributes = found.get<velmora::Store>().view();
+    volume::SeriesFiles series;
+    series.patient = attributes.text("PatientID");
+    series.study = attributes.text("StudyInstanceUID");
+    series.series = attributes.text("SeriesInstanceUID");
+    series.files = {path};
+    return {series};
+}
+
+std::vector<std::string> firstFilesOf(const std::vector<volume::SeriesFiles>& all) {
+    std::vector<std::string> files;
+    for (const volume::SeriesFiles& series : all) {
+        files.push_back(series.files.front());
+    }
+    return files;
+}
+
 void run(Session& session, const VolumeOptions& options) {
     checkUsage(options);
-    const auto opened = openMedium(options.medium, options.jobs);
+    options.rule.check({options.output, options.preview}, {options.medium});
+    const bool isFile = options.isFile();
+    const auto opened = isFile ? std::make_unique<media::Medium>(media::Medium::SingleFile{options.medium})
+                               : openMedium(options.medium, options.jobs);
     const media::Medium& medium = *opened;
-    const auto all = requireSeries(session, medium, options);
+    const auto all = isFile ? seriesOfFile(session.host(), options.medium) : requireSeries(session, medium, options);
+    if (options.rendered) {
+        warnAboutWindow(session.host(), firstFilesOf(all), options.picture.rendering(), options.jobs);
+    }
     volume::SeriesReader reader(session.host(), medium, all, options.kind(), options.picture.rendering(),
                                 options.jobs.count());
     formats::Json list = formats::Json::array();
@@ -331,7 +384,8 @@ void run(Session& session, const VolumeOptions& options) {
 void addVolumeCommand(const CommandLine& program, Session& session) {
     const auto [command, options] =
         addCommand<VolumeOptions>(program, session, "volume", "Write each series of a medium as one volume file", run);
-    command.addRequired("MEDIUM", options.medium, "DICOMDIR, or a folder of DICOM files");
+    command.addRequired("MEDIUM", options.medium,
+                        "DICOMDIR, a folder of DICOM files, or one file whose frames are slices");
     command.addRequired("-o,--output", options.output,
                         "Volume to write: .nrrd, .nii, .nii.gz or .npy; several series become numbered files; - for "
                         "the standard output, as NRRD");
@@ -354,6 +408,9 @@ void addVolumeCommand(const CommandLine& program, Session& session) {
     command.addFlag("--gzip", options.gzip, "Compress the samples of .nrrd");
     command.addFlag("--json", options.json, "Describe findings and written volumes as JSON");
     options.jobs.addTo(command);
+    command.addExample("radvex volume SERIES -o ct.nii.gz", "The series of a folder as a volume in HU");
+    command.addExample("radvex volume SERIES -o lung.nrrd --rendered --window lung", "Grey levels under a lung window");
+    command.addExample("radvex volume ct.dcm -o slice.nrrd", "One file; several frames become slices");
 }
 
 } // namespace radvex::cli

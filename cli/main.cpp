@@ -27,6 +27,7 @@ int run(int argc, char** argv) {
     addVerifyCommand(program, session);
     addTreeCommand(program, session);
     addSeriesCommand(program, session);
+    addDiffCommand(program, session);
     addWriteCommand(program, session);
     addDefaultsCommand(program, session);
     addDictionaryCommands(program, session);

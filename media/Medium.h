@@ -18,6 +18,11 @@ class Medium {
     /// @throws FileError   the path does not exist, or the folder cannot be read or holds nothing to list
     explicit Medium(const std::string& path, std::size_t jobs = 0,
                     const workers::Progress& progress = workers::withoutProgress);
+    /// A file alone, which no directory lists: the library reads it by its path.
+    struct SingleFile {
+        std::string path{};
+    };
+    explicit Medium(const SingleFile& file) : mPath(file.path) {}
     Medium(const Medium&) = delete;
     Medium& operator=(const Medium&) = delete;
 

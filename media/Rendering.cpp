@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "formats/pictures/Png.h"
 #include "media/FileDiagnosis.h"
 
 namespace radvex::media {
@@ -37,7 +36,8 @@ velmora::Tensor Rendering::scalingTensor() const {
     }
 }
 
-ShownFile showFile(velmora::Host& host, const std::string& path, const Rendering& rendering) {
+ShownFile showFile(velmora::Host& host, const std::string& path, const Rendering& rendering,
+                   const EncodePictures& encode) {
     ShownFile file;
     try {
         file.number =
@@ -45,9 +45,7 @@ ShownFile showFile(velmora::Host& host, const std::string& path, const Rendering
         file.isOpen = true;
         const velmora::Value image =
             host.call("ReadImage", {path, 0, 0, rendering.scalingTensor(), rendering.hasOverlays, kImageFlags});
-        for (const formats::Picture& picture : formats::picturesOf(image.get<velmora::Image>())) {
-            file.pngs.push_back(formats::pngOf(picture));
-        }
+        file.pngs = encode(formats::picturesOf(image.get<velmora::Image>()));
     } catch (const velmora::LibraryError& error) {
         file.error = explain(error, path, path);
     }

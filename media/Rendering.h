@@ -1,10 +1,12 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "formats/pictures/Picture.h"
 #include "host/Host.h"
 #include "host/Value.h"
 
@@ -19,6 +21,14 @@ struct Window {
     double center = 0;
 };
 
+/// A window that is asked for by name, so that its numbers depend on the file.
+struct NamedWindow {
+    std::string name{};             ///< as it was given: "lung", "file:2"
+    std::optional<Window> preset{}; ///< in HU; nothing: one of the file's own
+    std::size_t number = 1;         ///< of the file's own windows
+    std::optional<Window> found{};  ///< what it is in a file, on modality values
+};
+
 /// How values become grey levels.
 struct Rendering {
     enum class Scaling {
@@ -29,8 +39,9 @@ struct Rendering {
     };
 
     Scaling scaling = Scaling::minMax;
-    std::optional<Window> window{}; ///< used instead of the scaling
-    bool hasOverlays = false;       ///< overlay planes are burnt into the pictures
+    std::optional<Window> window{};     ///< used instead of the scaling
+    std::optional<NamedWindow> named{}; ///< has to become a window of each file: see volume/slices/FileWindow.h
+    bool hasOverlays = false;           ///< overlay planes are burnt into the pictures
 
     /// Window and scaling as the library takes them.
     velmora::Tensor scalingTensor() const;
@@ -41,7 +52,7 @@ struct ShownFile {
     bool isOpen = false;             ///< the library opened it, so the order of the series includes it
     long number = 0;                 ///< InstanceNumber, 0 for none
     std::string error{};             ///< why there is no picture; empty if there is one
-    std::vector<std::string> pngs{}; ///< PNG files, one for each frame
+    std::vector<std::string> pngs{}; ///< what was made of its pictures, mostly PNG files: one for each frame
 
     template <typename Self>
     static auto fields(Self& self) {
@@ -49,9 +60,13 @@ struct ShownFile {
     }
 };
 
+/// Makes files of the pictures of one DICOM file.
+using EncodePictures = std::function<std::vector<std::string>(const std::vector<formats::Picture>& pictures)>;
+
 /// Renders a file, each picture with its own window or the chosen one.
 /// @param path  as the library takes it
-ShownFile showFile(velmora::Host& host, const std::string& path, const Rendering& rendering);
+ShownFile showFile(velmora::Host& host, const std::string& path, const Rendering& rendering,
+                   const EncodePictures& encode);
 
 /// Indices of the open files in the library's order of a series: by InstanceNumber, and for equal numbers in the order
 /// that the library's sorting happens to leave.

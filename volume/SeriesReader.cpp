@@ -194,7 +194,7 @@ class SeriesReader::Reader {
           mHasCommonWindow(kind == SampleKind::rendered &&
                            rendering.scaling == media::Rendering::Scaling::commonWindow),
           mJobs(mFirsts.back() < 2 ? 0 : std::min(jobs, mFirsts.back())),
-          mReading{kind, rendering.scalingTensor()} {
+          mReading{kind, rendering} {
         if (!mHasCommonWindow) {
             startReading();
         }
@@ -204,7 +204,7 @@ class SeriesReader::Reader {
         mVolume.clear();
         mArrived.clear();
         if (mHasCommonWindow) {
-            mReading.scaling = windowOver(rangeOfSeries(series)).scalingTensor();
+            mReading.rendering = windowOver(rangeOfSeries(series));
             startReading(); // processes know the window only from their start
         }
         Collection collection(mMedium, mVolume);

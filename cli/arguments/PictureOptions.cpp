@@ -2,8 +2,10 @@
 
 #include <cmath>
 
+#include "cli/Session.h"
 #include "cli/arguments/Words.h"
 #include "files/Errors.h"
+#include "volume/slices/FileWindow.h"
 
 namespace radvex::cli {
 
@@ -15,6 +17,16 @@ std::optional<std::pair<std::string, std::string>> splitAt(const std::string& te
     return index == std::string::npos ? std::nullopt
                                       : std::optional(std::pair(text.substr(0, index), text.substr(index + 1)));
 }
+
+/// Windows of the field's textbooks, in HU. Scanners and hospitals differ by some hundred HU in the wide ones.
+constexpr struct {
+    std::string_view name;
+    media::Window window;
+} kPresets[] = {{"lung", {1500, -600}},
+                {"bone", {1500, 300}},
+                {"brain", {80, 40}},
+                {"abdomen", {400, 60}},
+                {"mediastinum", {400, 40}}};
 
 } // namespace
 
@@ -36,9 +48,26 @@ void PictureOptions::addOverlaysTo(const CommandLine& command) {
 }
 
 void PictureOptions::addWindowTo(const CommandLine& command) {
-    command.addOption("--window", window, "Window as WIDTH,CENTER in the unit of the rescaled values");
+    command.addOption("--window", window,
+                      "Window as WIDTH,CENTER in the unit of the rescaled values; for HU also lung (1500,-600), bone "
+                      "(1500,300), brain (80,40), abdomen (400,60) or mediastinum (400,40); file for the file's own, "
+                      "file:2 for its second one");
     command.addChoice("--scaling", scaling, {"minmax", "trimmed", "none"},
                       "Automatic window: minmax, trimmed (without extreme values) or none");
+}
+
+std::optional<media::NamedWindow> PictureOptions::namedWindow() const {
+    for (const auto& [name, values] : kPresets) {
+        if (window == name) {
+            return media::NamedWindow{.name = window, .preset = values};
+        }
+    }
+    if (window == "file") {
+        return media::NamedWindow{.name = window};
+    }
+    const auto number =
+        window.starts_with("file:") ? parseNumber<std::size_t>(window.substr(5)) : std::optional<std::size_t>();
+    return number && *number > 0 ? std::optional(media::NamedWindow{.name = window, .number = *number}) : std::nullopt;
 }
 
 std::optional<media::Window> PictureOptions::explicitWindow() const {
@@ -49,18 +78,23 @@ std::optional<media::Window> PictureOptions::explicitWindow() const {
     const auto width = parts ? parseNumber<double>(parts->first) : std::nullopt;
     const auto center = parts ? parseNumber<double>(parts->second) : std::nullopt;
     if (!width || !center || !std::isfinite(*width) || !std::isfinite(*center)) {
-        throw UsageError("--window '" + window + "' is not a window: WIDTH,CENTER is expected, such as 400,40.");
+        throw UsageError("--window '" + window +
+                         "' is not a window: WIDTH,CENTER is expected, such as 400,40; or lung, bone, brain, abdomen, "
+                         "mediastinum, file or file:2.");
     }
     if (*width < 1.0) {
-        throw UsageError("--window '" + window + "' has a width below 1; a window is at least 1 wide.");
+        throw UsageError("--window '" + window + "' has a width below 1; a window is at least 1 wide." +
+                         (*center >= 1.0 ? " The width comes first: " + parts->second + ',' + parts->first + "?" : ""));
     }
     return media::Window{*width, *center};
 }
 
 media::Rendering PictureOptions::rendering() const {
     using Scaling = media::Rendering::Scaling;
-    media::Rendering rendering{.window = explicitWindow(), .hasOverlays = overlays};
-    if (rendering.window && commonWindow) {
+    const auto named = namedWindow();
+    media::Rendering rendering{
+        .window = named ? std::nullopt : explicitWindow(), .named = named, .hasOverlays = overlays};
+    if (!window.empty() && commonWindow) {
         throw UsageError("--window and --common-window exclude each other.");
     }
     rendering.scaling = commonWindow           ? Scaling::commonWindow
@@ -70,9 +104,11 @@ media::Rendering PictureOptions::rendering() const {
     return rendering;
 }
 
-formats::Json PictureOptions::describeWindow() const {
-    if (const auto own = explicitWindow()) {
-        return {{"method", "explicit"}, {"width", own->width}, {"center", own->center}};
+formats::Json PictureOptions::describeWindow(const media::Rendering& used) const {
+    if (used.window) {
+        const bool isNamed = used.named && used.named->found;
+        const media::Window& own = isNamed ? *used.named->found : *used.window;
+        return {{"method", isNamed ? used.named->name : "explicit"}, {"width", own.width}, {"center", own.center}};
     }
     return {{"method", scaling}};
 }
@@ -95,6 +131,15 @@ std::pair<vint, vint> PictureOptions::frameRange(vint available) const {
         throw UsageError("'" + text + "' lies outside the file: it has frames 1 to " + std::to_string(available) + ".");
     }
     return {*first - 1, *last - *first + 1};
+}
+
+bool warnAboutWindow(velmora::Host& host, const std::string& path, const std::string& name,
+                     const media::Rendering& rendering) {
+    const auto doubts = volume::doubtsAbout(host, path, name, rendering);
+    for (const std::string& doubt : doubts) {
+        printError("warning: " + doubt);
+    }
+    return !doubts.empty();
 }
 
 } // namespace radvex::cli

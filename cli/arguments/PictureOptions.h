@@ -6,6 +6,7 @@
 
 #include "cli/arguments/CommandLine.h"
 #include "formats/json/LosslessJson.h"
+#include "host/Host.h"
 #include "media/Rendering.h"
 
 namespace radvex::cli {
@@ -29,14 +30,22 @@ struct PictureOptions {
     media::Rendering rendering() const;
     /// Whether an option chooses how values become grey.
     bool choosesGrey() const { return !window.empty() || commonWindow || scaling != "minmax"; }
-    /// The window of the pictures as JSON: width and center, or the name of the scaling. @throws UsageError
-    formats::Json describeWindow() const;
+    /// Whether --frame or --frames was given.
+    bool choosesFrames() const { return !frame.empty() || !frames.empty(); }
+    /// The window of the pictures as JSON: width and center, or the name of the scaling.
+    /// @param used  what they were rendered with
+    formats::Json describeWindow(const media::Rendering& used) const;
     /// First frame (from 0) and number of frames among `available`. @throws UsageError
     std::pair<vint, vint> frameRange(vint available) const;
 
   private:
     void addWindowTo(const CommandLine& command);
     std::optional<media::Window> explicitWindow() const;
+    std::optional<media::NamedWindow> namedWindow() const;
 };
+
+/// Says on standard error what volume::doubtsAbout finds. @return whether there was anything
+bool warnAboutWindow(velmora::Host& host, const std::string& path, const std::string& name,
+                     const media::Rendering& rendering);
 
 } // namespace radvex::cli

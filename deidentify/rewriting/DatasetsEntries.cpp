@@ -1,5 +1,6 @@
 // The entries of radvexDatasets.so.
 
+#include "compare/AttributeComparison.h"
 #include "deidentify/Anonymization.h"
 #include "deidentify/FileCheck.h"
 #include "media/dicomdir/FolderIndexer.h"
@@ -37,3 +38,12 @@ extern "C" [[gnu::visibility("default")]] void radvexStartCheck(const radvex::de
 }
 
 static_assert(std::is_same_v<decltype(&radvexStartCheck), radvex::deidentify::StartCheckEntry>);
+
+extern "C" [[gnu::visibility("default")]] void
+radvexCompareAttributes(const std::string& first, const std::string& second,
+                        const radvex::compare::AttributeSettings& settings,
+                        radvex::compare::AttributeComparison& result) {
+    result = radvex::compare::compareAttributes(first, second, settings);
+}
+
+static_assert(std::is_same_v<decltype(&radvexCompareAttributes), radvex::compare::CompareAttributesEntry>);

@@ -202,7 +202,6 @@ TEST_F(ImageCommand, DataAreNumpysAndSayTheirShape) {
     EXPECT_EQ(runProcess({"/usr/bin/python3", "-c", "import numpy,sys; a=numpy.load(sys.argv[1]); print(a.shape)", out})
                   .output,
               "(2, 2, 3)\n");
-    EXPECT_EQ(runRadvex({"data", "--frame", "1", path}).status, 2);
 }
 
 TEST_F(ImageCommand, OverlaysAreOneBitPictures) {

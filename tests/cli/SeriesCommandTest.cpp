@@ -142,3 +142,56 @@ TEST_F(SeriesCommand, TwoWindowsAtOnceAreWrongUsage) {
                 exitsSaying(2, HasSubstr("--window and --common-window exclude each other.")));
     EXPECT_FALSE(fs::exists(mOut));
 }
+
+TEST_F(SeriesCommand, ASheetShowsAllSlicesInOnePicture) {
+    const std::string medium = writeThree();
+    const ProcessResult run = series(medium, {"--sheet", "--json"});
+    EXPECT_EQ(run.status, 0) << run.errors;
+    EXPECT_THAT(written(), ElementsAre("0001-CT-1.png"));
+    const PngFile sheet = readPng(mOut + "/0001-CT-1.png");
+    EXPECT_EQ(sheet.columns, 2 * 192) << "two tiles across";
+    EXPECT_EQ(sheet.rows, 2 * 192);
+    const Json report = Json::parse(run.output)[0];
+    EXPECT_EQ(report["pictures"].size(), 3);
+    EXPECT_EQ(report["pictures"][0]["file"], mFolder.file("S/B")) << "in slice order";
+    EXPECT_EQ(report["pictures"][0]["number"], 1);
+    EXPECT_EQ(report["pictures"][2]["written"], mOut + "/0001-CT-1.png");
+    // A picture of 1 x 2 pixels fills its tile from side to side: the left half black, the right one white.
+    const auto greyAt = [&](std::size_t row, std::size_t column) { return sheet.grey8[row * 384 + column]; };
+    EXPECT_EQ(greyAt(96, 90), 0);
+    EXPECT_EQ(greyAt(96, 102), 255);
+    EXPECT_EQ(greyAt(96, 192 + 90), 0);
+    EXPECT_EQ(greyAt(192 + 96, 102), 255);
+    EXPECT_EQ(greyAt(192 + 96, 192 + 102), greyAt(192 + 96, 192 + 90)) << "no fourth slice";
+}
+
+TEST_F(SeriesCommand, ASheetTakesACommonWindowAndSaysWhatIsMissing) {
+    const std::string medium = writeThree();
+    EXPECT_EQ(series(medium, {"--sheet", "--common-window"}).status, 0);
+    const PngFile sheet = readPng(mOut + "/0001-CT-1.png");
+    EXPECT_LT(sheet.grey8[96 * 384 + 102], 150) << "10 of 30";
+    EXPECT_EQ(sheet.grey8[(192 + 96) * 384 + 102], 255) << "30 of 30";
+    fs::remove_all(mOut);
+    fs::remove(mediumPath(mFolder, "S\\B"));
+    EXPECT_EQ(series(medium, {"--sheet"}).status, 1);
+    EXPECT_THAT(written(), IsEmpty());
+}
+
+TEST_F(SeriesCommand, AFolderIsNotNamedLikeAPicture) {
+    const std::string medium = writeThree();
+    const std::string named = mAround.file("out.png");
+    EXPECT_THAT(runRadvex({"series", medium, "-o", named}), exitsSaying(2, HasSubstr("would be a folder")));
+    EXPECT_FALSE(fs::exists(named));
+    fs::create_directories(named); // whoever has such a folder means it
+    EXPECT_EQ(runRadvex({"series", medium, "-o", named}).status, 0);
+    EXPECT_TRUE(fs::exists(named + "/0001-CT-1/0001.png"));
+}
+
+TEST_F(SeriesCommand, ExchangedNumbersOfAWindowAreNoticedOnce) {
+    const std::string medium = writeThree();
+    const std::string doubt = "has the width 1 and the centre 30";
+    const ProcessResult run = series(medium, {"--window", "1,30"});
+    EXPECT_THAT(run, exitsSaying(0, HasSubstr(doubt)));
+    EXPECT_EQ(run.errors.find(doubt), run.errors.rfind(doubt));
+    EXPECT_EQ(series(medium, {"--window", "30,1"}).errors, "");
+}

@@ -35,13 +35,15 @@ const std::map<std::string, std::set<std::string>> kSees{
     {"deidentify/pixels", {"deidentify/identifiers", "formats", "guard", "dcmtk"}},
     {"deidentify/profile", {}},
     {"deidentify", {"deidentify/identifiers", "deidentify/profile", "files", "formats", "host", "media", "workers"}},
+    {"compare", {"files", "formats", "host", "media", "volume", "workers"}},
+    {"compare/attributes", {"compare", "deidentify/rewriting", "guard", "media", "media/dicomdir", "dcmtk"}},
     {"deidentify/rewriting",
-     {"deidentify", "deidentify/identifiers", "deidentify/pixels", "deidentify/profile", "media", "media/dicomdir",
-      "guard", "dcmtk"}},
+     {"compare", "deidentify", "deidentify/identifiers", "deidentify/pixels", "deidentify/profile", "media",
+      "media/dicomdir", "guard", "dcmtk"}},
     {"deidentify/checking",
      {"deidentify", "deidentify/identifiers", "deidentify/pixels", "deidentify/profile", "deidentify/rewriting",
       "media", "media/dicomdir", "dcmtk"}},
-    {"cli", {"deidentify", "files", "formats", "host", "include", "media", "volume", "workers"}},
+    {"cli", {"compare", "deidentify", "files", "formats", "host", "include", "media", "volume", "workers"}},
 };
 
 /// The room of a path relative to the sources: the longest one in the table. Empty when it is in none.

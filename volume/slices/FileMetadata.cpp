@@ -188,8 +188,8 @@ StoreView attributesOf(const velmora::Value& found) { return found.get<Store>().
 
 } // namespace
 
-FileMetadata::FileMetadata(velmora::Host& host, const std::string& path)
-    : mFound(host.call("ReadMetadata", {path, keywords(), false})), mName(path) {
+FileMetadata::FileMetadata(velmora::Host& host, const std::string& path, const std::string& name)
+    : mFound(host.call("ReadMetadata", {path, keywords(), false})), mName(name.empty() ? path : name) {
     const StoreView file = attributesOf(mFound);
     mRows = file.integer("Rows").value_or(-1);
     mColumns = file.integer("Columns").value_or(-1);

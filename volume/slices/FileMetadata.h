@@ -14,8 +14,9 @@ class FileMetadata {
   public:
     /// Reads it through ReadMetadata.
     /// @param path  for the library
+    /// @param name  of the file for messages, where the library reads a copy
     /// @throws LibraryError
-    FileMetadata(velmora::Host& host, const std::string& path);
+    FileMetadata(velmora::Host& host, const std::string& path, const std::string& name = "");
 
     const std::string& name() const { return mName; }
     vint rows() const { return mRows; }

@@ -1,8 +1,8 @@
 #include "volume/slices/SliceFile.h"
 
 #include "media/FileDiagnosis.h"
-#include "media/Rendering.h"
 #include "volume/slices/FileMetadata.h"
+#include "volume/slices/FileWindow.h"
 #include "volume/slices/Mosaic.h"
 #include "volume/slices/PixelMeaning.h"
 #include "volume/slices/PrivateElement.h"
@@ -68,9 +68,11 @@ void readSamples(velmora::Host& host, const std::string& path, const FileMetadat
 }
 
 /// The pictures of ReadImageData, which unlike ReadImage never gives raw values for a file that cannot be rendered.
-void readPictures(velmora::Host& host, const std::string& path, const velmora::Tensor& scaling,
-                  const Allocate& allocate, SliceFile& file) {
-    const velmora::Value pictures = host.call("ReadImageData", {path, 0, 0, scaling, false, media::kImageFlags});
+void readPictures(velmora::Host& host, const std::string& path, const FileMetadata& metadata,
+                  const media::Rendering& wanted, const Allocate& allocate, SliceFile& file) {
+    const media::Rendering rendering = renderingOf(host, path, metadata.name(), wanted, kAllFrames);
+    const velmora::Value pictures =
+        host.call("ReadImageData", {path, 0, 0, rendering.scalingTensor(), false, media::kImageFlags});
     file.samples = storePictures(allocate, file.rows, file.columns, pictures.get<velmora::Store>().view());
 }
 
@@ -115,7 +117,7 @@ SliceFile readSliceFile(velmora::Host& host, const std::string& path, const Slic
                                        "ignore; without --rendered it is applied.");
         }
         if (metadata.isColour() || reading.kind == SampleKind::rendered) {
-            readPictures(host, path, reading.scaling, allocate, file);
+            readPictures(host, path, metadata, reading.rendering, allocate, file);
         } else {
             readSamples(host, path, metadata, reading.kind, allocate, file);
         }

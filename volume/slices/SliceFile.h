@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "host/Host.h"
+#include "media/Rendering.h"
 #include "volume/samples/VolumeBuffer.h"
 #include "volume/slices/SliceRecord.h"
 
@@ -45,7 +46,7 @@ struct SliceFile {
 /// How the files of a series are read.
 struct SliceReading {
     SampleKind kind = SampleKind::modality;
-    velmora::Tensor scaling{}; ///< of rendered pictures, as the library takes it
+    media::Rendering rendering{}; ///< of pictures; a window by name becomes that of each file
 };
 
 /// Reads a file with all its frames. Colour gives pictures, whatever the kind.

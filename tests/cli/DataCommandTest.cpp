@@ -1,0 +1,123 @@
+// `radvex data`: frames and single pixels, and names of outputs.
+
+#include <filesystem>
+
+#include "tests/cli/Commands.h"
+
+using namespace radvex::test;
+
+namespace {
+
+class DataCommand : public testing::Test {
+  protected:
+    /// Three frames of 2 x 3 pixels: 100 * frame + 10 * row + column, all from 1, in HU by a rescale of half.
+    static ImageFile frames() {
+        ImageFile file{.rows = 2,
+                       .columns = 3,
+                       .frames = "3",
+                       .slope = "0.5",
+                       .intercept = "-1000",
+                       .words = {},
+                       .more = with({{DCM_Modality, "CT"}})};
+        for (int frame = 1; frame <= 3; ++frame) {
+            for (int pixel = 0; pixel < 6; ++pixel) {
+                file.words.push_back(static_cast<Uint16>(100 * frame + 10 * (pixel / 3 + 1) + pixel % 3 + 1));
+            }
+        }
+        return file;
+    }
+    std::string write(const ImageFile& file) { return writeImageFile(mFolder.file("f.dcm"), file); }
+    static ProcessResult run(const Words& words) { return runRadvex(joined({"data"}, words)); }
+    /// What NumPy says about the array that was written.
+    std::string numpy(const std::string& expression) {
+        const ProcessResult done = runProcess({"/usr/bin/python3", "-c",
+                                               "import numpy,sys; a=numpy.load(sys.argv[1]); print(" + expression + ")",
+                                               mFolder.file("out.npy")});
+        EXPECT_EQ(done.errors, "");
+        return done.output;
+    }
+
+    TemporaryFolder mFolder{};
+};
+
+} // namespace
+
+TEST_F(DataCommand, FramesOfModalityValuesAreChosenByTheirNumber) {
+    ImageFile file = frames();
+    file.slope = "1";
+    const std::string path = write(file);
+    const std::string out = mFolder.file("out.npy");
+    EXPECT_EQ(run({path, "--frame", "2", "-o", out}).status, 0);
+    EXPECT_EQ(numpy("a.shape, a[0,0], a[1,2]"), "(2, 3) -789 -777\n");
+    EXPECT_EQ(run({path, "--frames", "2:3", "-o", out}).status, 0);
+    EXPECT_EQ(numpy("a.shape, a[0,0,0], a[1,1,2]"), "(2, 2, 3) -789 -677\n");
+    EXPECT_EQ(run({path, "--frame", "3"}).output,
+              path + ": modality values, <i2 2 x 3, unit HU, minimum -689, maximum -677, mean -683\n");
+    EXPECT_THAT(run({path, "--frame", "4"}), exitsSaying(2, HasSubstr("it has frames 1 to 3")));
+}
+
+TEST_F(DataCommand, APixelIsShownWithItsUnitAndNotRounded) {
+    const std::string path = write(frames());
+    EXPECT_EQ(run({path, "--pixel", "2,3", "--frame", "2"}).output, "frame 2, row 2, column 3: -888.5 HU\n");
+    EXPECT_EQ(run({path, "--pixel", "1,1"}).output, "frame 1, row 1, column 1: -944.5 HU\n"
+                                                    "frame 2, row 1, column 1: -894.5 HU\n"
+                                                    "frame 3, row 1, column 1: -844.5 HU\n");
+    const Json json = Json::parse(run({path, "--pixel", "2,1", "--frames", "2:3", "--json"}).output)["pixel"];
+    EXPECT_EQ(json["row"], 2);
+    EXPECT_EQ(json["unit"], "HU");
+    EXPECT_EQ(json["frames"], Json::parse("[{\"frame\":2,\"value\":-889.5},{\"frame\":3,\"value\":-839.5}]"));
+}
+
+TEST_F(DataCommand, APixelInColourHasThreeValues) {
+    for (const int planar : {0, 1}) {
+        const std::string path = write({.rows = 1,
+                                        .columns = 2,
+                                        .samples = 3,
+                                        .bitsAllocated = 8,
+                                        .bitsStored = 8,
+                                        .photometric = "RGB",
+                                        .planarConfiguration = planar,
+                                        .words = {0x0201, 0x0403, 0x0605}});
+        EXPECT_EQ(run({path, "--pixel", "1,2"}).output,
+                  planar == 0 ? "frame 1, row 1, column 2: 4 5 6\n" : "frame 1, row 1, column 2: 2 4 6\n");
+    }
+}
+
+TEST_F(DataCommand, PixelsOutsideOfTheFileAreRefused) {
+    const std::string path = write(frames());
+    for (const char* const pixel : {"3,1", "1,4", "18446744073709551615,1"}) {
+        EXPECT_THAT(run({path, "--pixel", pixel}), exitsSaying(2, HasSubstr("it has rows 1 to 2 and columns 1 to 3.")));
+    }
+    for (const char* const pixel : {"0,1", "1,0", "1", "-1,1", "1,1,1", "a,b", ","}) {
+        EXPECT_THAT(run({path, "--pixel", pixel}), exitsSaying(2, HasSubstr("ROW,COLUMN is expected")));
+    }
+    EXPECT_THAT(run({path, "--pixel", "1,1", "--rendered"}), exitsSaying(2, HasSubstr("--pixel")));
+}
+
+TEST_F(DataCommand, AnOutputThatWouldNotBeWhatItsNameSaysIsRefused) {
+    const std::string path = write(frames());
+    for (const char* const name : {"out.txt", "out.csv", "out.TIF", "out.png", "out.npz"}) {
+        EXPECT_THAT(run({path, "-o", mFolder.file(name)}), exitsSaying(2, HasSubstr("values are written as .npy")));
+        EXPECT_FALSE(std::filesystem::exists(mFolder.file(name)));
+    }
+    for (const char* const name : {"out.npy", "out", "out.v2"}) {
+        EXPECT_EQ(run({path, "-o", mFolder.file(name)}).status, 0) << name;
+        EXPECT_TRUE(std::filesystem::exists(mFolder.file(name)));
+    }
+    EXPECT_THAT(run({path, "-o", "-"}).output, StartsWith("\x93NUMPY"));
+}
+
+TEST_F(DataCommand, PicturesAreNotNamedLikeOtherFormats) {
+    const std::string path = write(frames());
+    for (const char* const name : {"out.jpg", "out.JPEG", "out.tif", "out.bmp", "out.npy"}) {
+        EXPECT_THAT(runRadvex({"image", path, "--frame", "1", "-o", mFolder.file(name)}),
+                    exitsSaying(2, HasSubstr("pictures are written as PNG")));
+        EXPECT_FALSE(std::filesystem::exists(mFolder.file(name)));
+    }
+    EXPECT_THAT(runRadvex({"image", path, "-o", mFolder.file("x.jpg")}).errors,
+                StartsWith("radvex: " + mFolder.file("x.jpg") +
+                           " would not be a JPEG: pictures are written as PNG; name it " + mFolder.file("x.png") +
+                           ".\n"));
+    EXPECT_EQ(runRadvex({"image", path, "--frame", "1", "-o", mFolder.file("out.PNG")}).status, 0);
+    EXPECT_EQ(runRadvex({"image", path, "--frame", "1", "-o", mFolder.file("out")}).status, 0);
+}

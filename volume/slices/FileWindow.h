@@ -1,0 +1,37 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/Host.h"
+#include "media/Rendering.h"
+
+namespace radvex::volume {
+
+/// Frames of a file, from 0.
+struct FrameSpan {
+    vint first = 0;
+    vint count = 1; ///< 0: all from the first on
+};
+inline constexpr FrameSpan kAllFrames{0, 0};
+
+/// Replaces a window that is asked for by name by its numbers for one file, in the values that the library renders: it
+/// knows nothing of the rescale of a single frame (PS3.3 C.7.6.16.2.9) or of a dose, nor of windows in functional
+/// groups (C.7.6.16.2.10). Colour has no window, and nothing is replaced.
+/// @param path    for the library
+/// @param name    of the file, as the user knows it; empty if the sentence is to begin behind it
+/// @param frames  that are rendered together; they need one window
+/// @throws Error         a sentence: a preset is for HU and the file has other values, or the file has no such window
+/// @throws LibraryError  the file cannot be read
+media::Rendering renderingOf(velmora::Host& host, const std::string& path, const std::string& name,
+                             const media::Rendering& wanted, const FrameSpan& frames);
+
+/// What should be said about a window that a file is rendered with: that colour has none, or that width and centre are
+/// likely to have changed places. Sentences; none if there is nothing to say, or if the file cannot be read.
+///
+/// Places have changed, it seems, if the window shows less than a hundredth of the values as grey and the one with the
+/// numbers exchanged a tenth of them or more. That is only looked at when the centre is larger than the width.
+std::vector<std::string> doubtsAbout(velmora::Host& host, const std::string& path, const std::string& name,
+                                     const media::Rendering& rendering);
+
+} // namespace radvex::volume
