@@ -33,6 +33,8 @@ class Session {
     void reportRefusal(const std::string& what, const std::string& message);
     /// Makes the status 1 without a message.
     void refuse() { mStatus = kRefused; }
+    /// Makes the status 3 unless it is 1: everything was done but for files that were named.
+    void refusePart() { mStatus = mStatus == kDone ? kPartly : mStatus; }
     int status() const { return mStatus; }
 
   private:

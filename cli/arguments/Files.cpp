@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "files/Errors.h"
+#include "files/InputFile.h"
 #include "workers/Workers.h"
 
 namespace radvex::cli {
@@ -17,7 +18,10 @@ constexpr std::size_t kMostJobs = 256;
 
 void FileArguments::addTo(const CommandLine& command, const std::string& name, const std::string& description) {
     mCommand = command;
-    command.addRequired(name, mFirst, description);
+    mName = name;
+    command.addOption(name, mFirst, description + "; @LIST: the files that LIST names, one a line");
+    command.addFlag("-0,--null", mFromInput,
+                    "Read more names from the standard input, with a zero character behind each, as from find -print0");
     command.allowMore();
 }
 
@@ -27,15 +31,68 @@ namespace {
     throw UsageError("There is no option " + word + ". A file of that name is ./" + word + ".");
 }
 
+/// The parts of a text between the marks, without empty ones.
+std::vector<std::string> namesIn(const std::string& text, char mark) {
+    std::vector<std::string> names;
+    for (std::size_t start = 0; start < text.size();) {
+        const std::size_t end = std::min(text.find(mark, start), text.size());
+        std::string name = text.substr(start, end - start);
+        if (mark == '\n' && name.ends_with('\r')) {
+            name.pop_back();
+        }
+        if (!name.empty()) {
+            names.push_back(std::move(name));
+        }
+        start = end + 1;
+    }
+    return names;
+}
+
+std::vector<std::string> namesInList(const std::string& list) {
+    const std::string text = files::readInputText(list);
+    if (text.find('\0') != std::string::npos) {
+        throw FileError("The list " + list +
+                        " is no text of one file a line. Names with zero characters between them "
+                        "are read from the standard input with -0.");
+    }
+    auto names = namesIn(text, '\n');
+    if (names.empty()) {
+        throw FileError("The list " + list + " names no file.");
+    }
+    return names;
+}
+
 } // namespace
 
-std::vector<std::string> FileArguments::all() const {
-    std::vector<std::string> files{mFirst};
-    for (const std::string& word : mCommand->remaining()) {
-        if (word.size() > 1 && word.front() == '-') {
-            refuseOption(word);
-        }
+void FileArguments::append(std::vector<std::string>& files, const std::string& word) const {
+    if (word.size() > 1 && word.front() == '-') {
+        refuseOption(word);
+    }
+    if (word.size() > 1 && word.front() == '@') {
+        const auto names = namesInList(word.substr(1));
+        files.insert(files.end(), names.begin(), names.end());
+    } else {
         files.push_back(word);
+    }
+}
+
+std::vector<std::string> FileArguments::all() const {
+    std::vector<std::string> files;
+    if (!mFirst.empty()) {
+        append(files, mFirst);
+    }
+    for (const std::string& word : mCommand->remaining()) {
+        append(files, word);
+    }
+    if (mFromInput) {
+        const auto names = namesIn(files::readInputText("-"), '\0');
+        if (names.empty() && files.empty()) {
+            throw FileError("The standard input names no file.");
+        }
+        files.insert(files.end(), names.begin(), names.end());
+    }
+    if (files.empty()) {
+        throw UsageError(mName + " is required");
     }
     return files;
 }
@@ -50,26 +107,71 @@ std::size_t FileJobs::count() const {
     return mGiven ? *mGiven : std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, kMostJobs);
 }
 
+namespace {
+
+/// Counts what could be done and reports what could not.
+class Outcome {
+  public:
+    Outcome(Session& session, bool namesFile) : mSession(session), mNamesFile(namesFile) {}
+
+    void attempt(const std::string& file, const std::function<void()>& body) {
+        try {
+            body();
+            mHasDone = true;
+        } catch (const velmora::LibraryError& error) {
+            report(mNamesFile ? file : "", error.what());
+        } catch (const FileError& error) {
+            report(file, error.what());
+        }
+    }
+
+    void take(const std::string& file, const workers::WorkResult& result, const std::function<void()>& print) {
+        if (result.isDone()) {
+            print();
+            mHasDone = true;
+        } else {
+            report(mNamesFile || !result.end.empty() ? file : "", result.problem());
+        }
+    }
+
+    void finish() {
+        if (mHasFailed) {
+            mHasDone ? mSession.refusePart() : mSession.refuse();
+        }
+    }
+
+  private:
+    void report(const std::string& file, const std::string& message) {
+        printError(file.empty() ? message : file + ": " + message);
+        mHasFailed = true;
+    }
+
+    Session& mSession;
+    bool mNamesFile;
+    bool mHasDone = false;
+    bool mHasFailed = false;
+};
+
+} // namespace
+
 void FileJobs::forEach(Session& session, const std::vector<std::string>& files, bool namesFile, const Read& read,
                        const Print& print) const {
     const std::size_t most = count();
+    Outcome outcome(session, namesFile);
     if (files.size() == 1 || most == 0) {
         for (const std::string& file : files) {
-            session.attempt(namesFile ? file : "", [&] { print(file, read(file)); });
+            outcome.attempt(file, [&] { print(file, read(file)); });
         }
-        return;
+        return outcome.finish();
     }
     (void)session.host(); // load the library once instead of in each process
     const auto work = [&](std::size_t index) { return read(files[index]); };
-    workers::forEachInBlocks(
-        std::min(most, files.size()), files.size(), work, [&](std::size_t index, const workers::WorkResult& result) {
-            const std::string& file = files[index];
-            if (result.isDone()) {
-                print(file, result.output);
-            } else {
-                session.reportRefusal(namesFile || !result.end.empty() ? file : "", result.problem());
-            }
-        });
+    workers::forEachInBlocks(std::min(most, files.size()), files.size(), work,
+                             [&](std::size_t index, const workers::WorkResult& result) {
+                                 const std::string& file = files[index];
+                                 outcome.take(file, result, [&] { print(file, result.output); });
+                             });
+    outcome.finish();
 }
 
 Nesting nestingOf(const std::string& first, const std::string& second) {

@@ -50,7 +50,7 @@ TEST(FramesCommand, ABadFileIsReportedAndTheOthersGoOn) {
     const TemporaryFolder folder;
     const std::string file = writeDicom(folder.file("a.dcm"), {});
     const ProcessResult run = runRadvex({"frames", "/missing", file, folder.write("b.txt", "no DICOM")});
-    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.status, 3);
     EXPECT_EQ(run.output, file + ": frames 0 (not given), representative frame 0 (not given), overlays 0\n");
     EXPECT_NE(run.errors.find("radvex: Error when opening file /missing: No such file or directory.\n"),
               std::string::npos);
