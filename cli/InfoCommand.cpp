@@ -93,6 +93,7 @@ void addInfoCommand(const CommandLine& program, Session& session) {
     options.selection.addTo(command);
     command.addFlag("--json", options.json, "Print JSON");
     options.jobs.addTo(command);
+    command.addExample("radvex info @files.txt", "the files that a list names, one a line");
 }
 
 } // namespace radvex::cli

@@ -190,6 +190,8 @@ void addWriteCommand(const CommandLine& program, Session& session) {
         "OverlayType, OverlayDescription, OverlaySubtype, OverlayLabel");
     command.addOption("--compress", options.compression, "NAME[:P1[,P2]]: " + compressionHelp());
     command.addRepeatable("--default", options.defaults, "Default value as KEYWORD=VALUE; see 'radvex defaults'");
+    command.addExample("radvex write picture.png -o out.dcm --meta tags.json",
+                       "a DICOM file with attributes from JSON");
 }
 
 } // namespace radvex::cli

@@ -30,8 +30,8 @@ struct Element {
 
 enum class ElementValues {
     None, ///< what elements there are
-    /// Texts in UTF-8 and without their padding, numbers in decimal, tags as GGGGEEEE; several values with a backslash
-    /// between them. Empty for bytes and words.
+    /// Texts in UTF-8 and without their padding, numbers in decimal, tags as (gggg,eeee); several values with a
+    /// backslash between them. Empty for bytes and words.
     Text,
     Dump ///< the whole line that DCMTK's dump prints for an element, without those of the items of a sequence
 };

@@ -20,7 +20,8 @@ bool contains(const List& list, const std::string& vr) {
 
 /// Their JSON is a number, or a list of numbers.
 bool isNumeric(const std::string& vr) {
-    static constexpr std::array<std::string_view, 8> kNumeric{"US", "UL", "SS", "SL", "FL", "FD", "OB", "OW"};
+    static constexpr std::array<std::string_view, 11> kNumeric{"US", "UL", "SS", "SL", "FL", "FD",
+                                                               "OB", "OD", "OF", "OW", "UN"};
     return contains(kNumeric, vr);
 }
 

@@ -61,11 +61,10 @@ std::string withoutOrnament(const std::string& text) {
 std::string numberText(const std::string& vr, const std::string& text) {
     const std::string bare = withoutOrnament(text);
     if (isWhole(vr)) {
-        if (const auto number = parseNumber<std::int64_t>(bare)) {
-            return std::to_string(*number);
-        }
-        const auto large = parseNumber<std::uint64_t>(bare);
-        return large ? std::to_string(*large) : "";
+        // Readers of JSON keep numbers as reals, which hold no larger ones exactly.
+        constexpr std::int64_t kLargest = (std::int64_t{1} << 53) - 1;
+        const auto number = parseNumber<std::int64_t>(bare);
+        return number && *number >= -kLargest && *number <= kLargest ? std::to_string(*number) : "";
     }
     const auto number = parseNumber<double>(bare);
     if (!number || !std::isfinite(*number)) {
@@ -73,6 +72,17 @@ std::string numberText(const std::string& vr, const std::string& text) {
     }
     const std::string shortest = formats::shortestText(*number);
     return shortest.find_first_of(".e") == std::string::npos ? shortest + ".0" : shortest;
+}
+
+/// "(0018,106a)" as the model writes it.
+std::string tagDigits(const std::string& tag) {
+    std::string digits;
+    for (const char character : tag) {
+        if (character != '(' && character != ',' && character != ')') {
+            digits += character >= 'a' && character <= 'f' ? static_cast<char>(character - 'a' + 'A') : character;
+        }
+    }
+    return digits;
 }
 
 void appendName(std::string& json, const std::string& name) {
@@ -99,7 +109,7 @@ void appendValue(std::string& json, const std::string& vr, const std::string& te
     } else if (const std::string number = isWhole(vr) || isReal(vr) ? numberText(vr, text) : ""; !number.empty()) {
         json += number;
     } else {
-        formats::appendJsonText(json, text);
+        formats::appendJsonText(json, vr == "AT" ? tagDigits(text) : text);
     }
 }
 

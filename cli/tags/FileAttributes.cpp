@@ -1,7 +1,9 @@
 #include "cli/tags/FileAttributes.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
+#include <cstring>
 #include <unordered_map>
 
 #include "cli/arguments/Words.h"
@@ -17,7 +19,8 @@ using velmora::Value;
 namespace {
 
 constexpr std::uint16_t kPixelGroup = 0x7FE0;
-constexpr std::size_t kNoPlace = static_cast<std::size_t>(-1);
+/// Each byte becomes a number of several bytes, and files come from strangers.
+constexpr std::uint32_t kLongestUnknown = 1U << 24;
 
 std::string keyOf(NodeView node) { return std::string(node.name()); }
 
@@ -29,6 +32,13 @@ std::string hexadecimal(std::uint16_t number) {
     char text[8];
     std::snprintf(text, sizeof text, "%04X", unsigned{number});
     return text;
+}
+
+/// Whether the library gives no value of this representation, and it is short enough to be listed with all others.
+bool isUnknownToLibrary(const Element& element) {
+    static constexpr std::array<std::string_view, 8> kUnknown{"AT", "OD", "OF", "OL", "OV", "SV", "UN", "UV"};
+    return element.group != kPixelGroup && element.length <= kLongestUnknown &&
+           std::ranges::find(kUnknown, element.vr) != kUnknown.end();
 }
 
 /// The values of a text of numbers with backslashes between them.
@@ -56,11 +66,45 @@ Value integersOf(const Element& element) {
     return velmora::Tensor({count}, integers);
 }
 
+template <typename Number>
+std::vector<Number> numbersIn(const std::string& bytes) {
+    std::vector<Number> all(bytes.size() / sizeof(Number));
+    std::memcpy(all.data(), bytes.data(), all.size() * sizeof(Number));
+    return all;
+}
+
+template <typename Number>
+Value realsOf(const Element& element) {
+    std::vector<Value> reals;
+    for (const Number number : numbersIn<Number>(element.bytes)) {
+        reals.emplace_back(static_cast<double>(number));
+    }
+    return Store::of(std::move(reals));
+}
+
+/// Numbers that the library's integers cannot hold, as text.
+template <typename Number>
+Value decimalsOf(const Element& element) {
+    std::string text;
+    for (const Number number : numbersIn<Number>(element.bytes)) {
+        text += (text.empty() ? "" : "\\") + std::to_string(number);
+    }
+    return text;
+}
+
+Value binaryOf(const Element& element) {
+    return element.vr == "OF"   ? realsOf<float>(element)
+           : element.vr == "OD" ? realsOf<double>(element)
+           : element.vr == "OL" ? decimalsOf<std::uint32_t>(element)
+           : element.vr == "OV" ? decimalsOf<std::uint64_t>(element)
+                                : integersOf(element);
+}
+
 Value valueOf(const Element& element) {
     const auto asInteger = [](std::int64_t number) { return static_cast<vint>(number); };
     const auto asReal = [](double number) { return number; };
     if (element.isBinary()) {
-        return integersOf(element);
+        return binaryOf(element);
     }
     if (element.vr == "US" || element.vr == "UL" || element.vr == "SS" || element.vr == "SL") {
         return numbers<std::int64_t>(element.text, asInteger);
@@ -148,14 +192,13 @@ const FileAttributes::Elements& FileAttributes::elements() {
             return std::ranges::any_of(mChoice.paths,
                                        [&](const TagPath& path) { return matches(path.last(), element); });
         };
-        media::ElementRequest request;
-        if (!mChoice.paths.empty()) {
-            request.values = media::ElementValues::Text;
-            request.binary = true;
-            // The library reads pixels, and their bytes are many.
-            request.wants = [&](const Element& element) { return element.group != kPixelGroup || isAskedFor(element); };
-        }
-        mElements = media::listElements(mElementPath, request);
+        // The library reads pixels, and their bytes are many.
+        const auto isWanted = [&](const Element& element) {
+            return mChoice.paths.empty() ? isUnknownToLibrary(element)
+                                         : element.group != kPixelGroup || isAskedFor(element);
+        };
+        mElements = media::listElements(mElementPath,
+                                        {.values = media::ElementValues::Text, .wants = isWanted, .binary = true});
     }
     return *mElements;
 }
@@ -198,17 +241,19 @@ bool FileAttributes::showElements(const std::vector<FoundElement>& found, bool l
         if (libraryHasNone && mChoice.validate && !element.isEmpty) {
             continue; // left out because it does not fit its value representation
         }
-        mStores.push_back(storeOf(element, each.key));
-        const StoreView nodes = mStores.back().view();
-        mShown.push_back(nodes.size() == 0 ? describeEmpty(element) : describe(*nodes.begin(), element));
+        mShown.push_back(describe(element));
         mShown.back().key = each.key;
         mShown.back().label = found.size() > 1 || each.key.find('[') != std::string::npos ? each.key : labelOf(element);
     }
     return !found.empty();
 }
 
-ShownAttribute FileAttributes::describeEmpty(const Element& element) const {
-    return {.key = media::keyOf(element), .label = labelOf(element), .vr = element.vr};
+ShownAttribute FileAttributes::describe(const Element& element) {
+    if (element.isEmpty) {
+        return {.key = media::keyOf(element), .label = labelOf(element), .vr = element.vr};
+    }
+    mStores.push_back(storeOf(element, media::keyOf(element)));
+    return describe(*mStores.back().begin(), element);
 }
 
 ShownAttribute FileAttributes::describe(NodeView node) {
@@ -233,7 +278,7 @@ ShownAttribute FileAttributes::describe(NodeView node, const Element& element) {
 std::vector<ShownAttribute> FileAttributes::merged(StoreView nodes, const Elements& elements) {
     ElementsByKey unused(elements);
     std::vector<ShownAttribute> withValues;
-    std::vector<std::size_t> places(elements.size(), kNoPlace); // of the elements among the nodes
+    Places places(elements.size());
     for (const NodeView node : nodes) {
         const auto index = unused.take(keyOf(node));
         if (index) {
@@ -241,26 +286,36 @@ std::vector<ShownAttribute> FileAttributes::merged(StoreView nodes, const Elemen
         }
         withValues.push_back(index ? describe(node, elements[*index]) : describe(node));
     }
-    // An empty element goes behind the one that stands in front of it in the file.
-    std::vector<std::vector<std::size_t>> empties(withValues.size() + 1);
-    std::size_t place = 0;
-    for (std::size_t index = 0; index < elements.size(); ++index) {
-        if (places[index] != kNoPlace) {
-            place = places[index] + 1;
-        } else if (elements[index].isEmpty && !mExcluded.contains(media::keyOf(elements[index]))) {
-            empties[place].push_back(index);
-        }
-    }
+    const auto missing = missingBehind(elements, places, withValues.size());
     std::vector<ShownAttribute> all;
-    for (place = 0; place < empties.size(); ++place) {
+    for (std::size_t place = 0; place < missing.size(); ++place) {
         if (place > 0) {
             all.push_back(std::move(withValues[place - 1]));
         }
-        for (const std::size_t index : empties[place]) {
-            all.push_back(describeEmpty(elements[index]));
+        for (const std::size_t index : missing[place]) {
+            all.push_back(describe(elements[index]));
         }
     }
     return all;
+}
+
+std::vector<std::vector<std::size_t>> FileAttributes::missingBehind(const Elements& elements, const Places& places,
+                                                                    std::size_t count) const {
+    std::vector<std::vector<std::size_t>> missing(count + 1);
+    std::size_t place = 0;
+    for (std::size_t index = 0; index < elements.size(); ++index) {
+        if (places[index]) {
+            place = *places[index] + 1;
+        } else if (isMissing(elements[index])) {
+            missing[place].push_back(index);
+        }
+    }
+    return missing;
+}
+
+bool FileAttributes::isMissing(const Element& element) const {
+    return (element.isEmpty || (isUnknownToLibrary(element) && !mChoice.validate)) &&
+           !mExcluded.contains(media::keyOf(element));
 }
 
 } // namespace radvex::cli

@@ -48,6 +48,8 @@ class FileAttributes {
 
   private:
     using Elements = std::vector<media::Element>;
+    /// For each element the index of the node that has its value.
+    using Places = std::vector<std::optional<std::size_t>>;
 
     void showAll();
     void showChosen();
@@ -55,9 +57,14 @@ class FileAttributes {
     bool showElements(const std::vector<FoundElement>& found, bool libraryHasNone);
     const Elements& elements();
     std::vector<ShownAttribute> merged(velmora::StoreView nodes, const Elements& elements);
+    /// Indices of the elements that the library leaves out behind each of `count` nodes, by the order of the file;
+    /// first those before all.
+    std::vector<std::vector<std::size_t>> missingBehind(const Elements& elements, const Places& places,
+                                                        std::size_t count) const;
     ShownAttribute describe(velmora::NodeView node);
     ShownAttribute describe(velmora::NodeView node, const media::Element& element);
-    ShownAttribute describeEmpty(const media::Element& element) const;
+    ShownAttribute describe(const media::Element& element);
+    bool isMissing(const media::Element& element) const;
 
     velmora::Host& mHost;
     formats::Dictionary mDictionary;
@@ -71,7 +78,8 @@ class FileAttributes {
     std::vector<bool> mIsThere{};
 };
 
-/// The element in the form in which the library gives attributes, which leaves out what is empty.
+/// The element in the form in which the library gives attributes, which leaves out what is empty. Numbers of 64 bits,
+/// OL and OV become text.
 velmora::Store storeOf(const media::Element& element, const std::string& key);
 
 /// What an attribute is called in text; --tag takes it again.

@@ -52,7 +52,7 @@ std::string tagsIn(DcmElement& element) {
     DcmTagKey key;
     for (unsigned long index = 0; element.getTagVal(key, index).good(); ++index) {
         std::array<char, 16> text{};
-        std::snprintf(text.data(), text.size(), "%04X%04X", unsigned{key.getGroup()}, unsigned{key.getElement()});
+        std::snprintf(text.data(), text.size(), "(%04x,%04x)", unsigned{key.getGroup()}, unsigned{key.getElement()});
         joined.append(index == 0 ? "" : "\\").append(text.data());
     }
     return joined;
