@@ -15,6 +15,7 @@
 #include "dcmtk/dcmdata/dcpixel.h"
 #include "dcmtk/dcmdata/dcpxitem.h"
 #include "dcmtk/dcmdata/dcsequen.h"
+#include "media/elements/EscapedText.h"
 
 namespace radvex::media {
 
@@ -72,6 +73,18 @@ bool hasCharacterSet(DcmEVR vr) {
     return std::ranges::find(kTypes, vr) != kTypes.end();
 }
 
+/// Whether there is an escape sequence of ISO 2022, and not only one that means something to a terminal.
+bool changesCharacterSet(std::string_view text) {
+    constexpr std::string_view kIntermediate = "$()*+-./";
+    for (std::size_t escape = text.find(kEscape); escape != std::string_view::npos;
+         escape = text.find(kEscape, escape + 1)) {
+        if (escape + 1 < text.size() && kIntermediate.find(text[escape + 1]) != std::string_view::npos) {
+            return true;
+        }
+    }
+    return false;
+}
+
 /// One text, in which a backslash is a character like any other (PS3.5, 6.2).
 bool isOneText(DcmEVR vr) { return vr == EVR_LT || vr == EVR_ST || vr == EVR_UT || vr == EVR_UR; }
 
@@ -123,8 +136,7 @@ std::string fragmentsOf(DcmPixelSequence& sequence) {
         appendItem(bytes, isThere ? length : 0);
         bytes.append(reinterpret_cast<const char*>(fragment), isThere ? length : 0);
     }
-    constexpr std::string_view kEnd("\xFE\xFF\xDD\xE0\0\0\0\0", 8);
-    return bytes.append(kEnd);
+    return bytes;
 }
 
 /// Without what could control a terminal.
@@ -213,9 +225,13 @@ std::string TextReader::converted(const std::string& text, DcmEVR vr, const std:
     const OFString original(text.data(), text.size());
     if (converter != nullptr && converter->convertString(original, result, delimitersOf(vr)).good()) {
         std::string utf8Text(result.c_str(), result.size());
-        if (utf8::is_valid(utf8Text.begin(), utf8Text.end())) {
+        if (utf8::is_valid(utf8Text.begin(), utf8Text.end()) && utf8Text.find(kEscape) == std::string::npos) {
             return utf8Text;
         }
+    }
+    const bool isExtended = characterSet.find("2022") != std::string::npos; // announces such sequences
+    if (isExtended || (hasCharacterSet(vr) && changesCharacterSet(text))) {
+        return utf8FromEscapes(text, characterSet, delimitersOf(vr));
     }
     return utf8::is_valid(text.begin(), text.end()) ? text : latin1AsUtf8(text);
 }

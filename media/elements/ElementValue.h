@@ -30,7 +30,7 @@ class TextReader {
 };
 
 /// The value of bytes or words, little-endian. The fragments of compressed pixels as they stand in the file, with the
-/// headers of their items (PS3.5, A.4).
+/// headers of their items (PS3.5, A.4) and without the delimiter behind them.
 std::string bytesOf(DcmElement& element);
 
 /// The line that DCMTK's dump prints for an element, without its end; several lines for compressed pixels. For a

@@ -43,6 +43,15 @@ TEST_F(TagsForms, CsvCellsAreUtf8AndJoinTheItemsOfASequence) {
         "file,OtherPatientIDsSequence[*].PatientID,OtherPatientIDsSequence\n" + a + ",A1\\B2,(2 items)\n");
 }
 
+TEST_F(TagsForms, JapaneseNamesWithEscapeSequencesAreReadAsTheirCharacters) {
+    // Yamada^Tarou in ISO 2022 IR 87: PS3.5, H.3.1.
+    const std::string path = writeDicom(folder.file("kanji.dcm"),
+                                        with({{DCM_SpecificCharacterSet, "\\ISO 2022 IR 87"},
+                                              {DCM_PatientName, "Yamada^Tarou=\x1B$B;3ED\x1B(B^\x1B$BB@O:\x1B(B"}}));
+    EXPECT_EQ(run({"--csv", "--tag", "PatientName", path}).output,
+              "file,PatientName\n" + path + ",Yamada^Tarou=\xE5\xB1\xB1\xE7\x94\xB0^\xE5\xA4\xAA\xE9\x83\x8E\n");
+}
+
 TEST_F(TagsForms, ALineEndInAValueStaysWithinItsCell) {
     const std::string path = writeDicom(folder.file("lines.dcm"), with({{DCM_PatientComments, "one\r\ntwo"}}));
     EXPECT_EQ(run({"--csv", "--tag", "PatientComments", path}).output,
