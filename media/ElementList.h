@@ -51,6 +51,9 @@ struct ElementRequest {
 /// @throws FileError  a sentence that does not name the file
 std::vector<Element> listElements(const std::string& path, const ElementRequest& request);
 
+/// Whether a value of this representation is one text, in which a backslash is a character like any other (PS3.5, 6.2).
+inline bool isOneText(const std::string& vr) { return vr == "LT" || vr == "ST" || vr == "UR" || vr == "UT"; }
+
 /// The key that attributes have in results: the keyword, or gggg_eeee for a tag that the dictionary does not know.
 std::string keyOf(const Element& element);
 

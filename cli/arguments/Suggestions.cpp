@@ -10,13 +10,6 @@ namespace {
 /// Nobody types a name this long, and the work grows with the square of the length.
 constexpr std::size_t kLongestWord = 100;
 
-std::string inLowerCase(std::string text) {
-    for (char& letter : text) {
-        letter = letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
-    }
-    return text;
-}
-
 /// Number of mistakes between two texts: the distance of Damerau and Levenshtein in which no part is edited twice.
 std::size_t mistakes(const std::string& one, const std::string& other) {
     const std::size_t width = other.size() + 1;
@@ -44,6 +37,13 @@ std::size_t mistakes(const std::string& one, const std::string& other) {
 std::size_t difference(std::size_t one, std::size_t other) { return one > other ? one - other : other - one; }
 
 } // namespace
+
+std::string inLowerCase(std::string text) {
+    for (char& letter : text) {
+        letter = letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+    }
+    return text;
+}
 
 std::string nearest(const std::string& word, const std::vector<std::string>& candidates) {
     if (word.empty() || word.size() > kLongestWord) {

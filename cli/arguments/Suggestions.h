@@ -5,6 +5,9 @@
 
 namespace radvex::cli {
 
+/// The text with small letters for ASCII capitals.
+std::string inLowerCase(std::string text);
+
 /// What a person who typed `word` probably meant: the candidate with the fewest mistakes, where a mistake is a letter
 /// too many, too few, wrong, or swapped with the next one; of equally near ones the first. The case of ASCII letters
 /// does not count.

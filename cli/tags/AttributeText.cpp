@@ -13,22 +13,11 @@ namespace radvex::cli {
 
 namespace {
 
-template <typename List>
-bool contains(const List& list, const std::string& vr) {
-    return std::ranges::find(list, vr) != list.end();
-}
-
 /// Their JSON is a number, or a list of numbers.
 bool isNumeric(const std::string& vr) {
     static constexpr std::array<std::string_view, 11> kNumeric{"US", "UL", "SS", "SL", "FL", "FD",
                                                                "OB", "OD", "OF", "OW", "UN"};
-    return contains(kNumeric, vr);
-}
-
-/// A backslash in them is no mark between values (PS3.5, 6.2).
-bool isOneText(const std::string& vr) {
-    static constexpr std::array<std::string_view, 5> kOne{"", "LT", "ST", "UR", "UT"};
-    return contains(kOne, vr);
+    return std::ranges::find(kNumeric, vr) != kNumeric.end();
 }
 
 std::string valueOf(const ShownAttribute& attribute, const TextForm& form, std::size_t used) {
@@ -93,7 +82,7 @@ void appendValue(std::string& json, const ShownAttribute& attribute, bool lists)
         json += isNumeric(attribute.vr) ? "[]" : "\"\"";
         return;
     }
-    if (lists && attribute.node->isText() && !isOneText(attribute.vr)) {
+    if (lists && attribute.node->isText() && !attribute.vr.empty() && !media::isOneText(attribute.vr)) {
         const std::string_view text = attribute.node->text();
         if (text.find('\\') != std::string_view::npos && formats::isValidUtf8(text)) {
             return appendTexts(json, text);

@@ -33,12 +33,6 @@ bool isReal(const std::string& vr) {
     return isAmong(vr, kReal);
 }
 
-/// A backslash in them is no mark between values (PS3.5, 6.2).
-bool isOneText(const std::string& vr) {
-    static constexpr std::array<std::string_view, 4> kOne{"LT", "ST", "UR", "UT"};
-    return isAmong(vr, kOne);
-}
-
 std::vector<std::string> split(const std::string& text, char mark) {
     std::vector<std::string> parts;
     for (std::size_t start = 0; start <= text.size();) {
@@ -114,12 +108,12 @@ void appendValue(std::string& json, const std::string& vr, const std::string& te
 }
 
 void appendTexts(std::string& json, const Element& element) {
-    if (element.text.find_first_not_of(" \\") == std::string::npos && !isOneText(element.vr)) {
+    if (element.text.find_first_not_of(" \\") == std::string::npos && !media::isOneText(element.vr)) {
         return; // blanks alone are no value
     }
     json += R"(,"Value":[)";
     const std::string& vr = element.vr;
-    if (isOneText(vr)) {
+    if (media::isOneText(vr)) {
         appendValue(json, vr, element.text);
     } else {
         bool isFirst = true;

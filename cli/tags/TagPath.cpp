@@ -22,13 +22,6 @@ std::uint16_t fromHexadecimal(const std::string& digits) {
     return number;
 }
 
-std::string inLowerCase(std::string text) {
-    std::ranges::transform(text, text.begin(), [](char letter) {
-        return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
-    });
-    return text;
-}
-
 /// "Sequence[0].PatientID" at every dot behind an index: creators of private attributes may have dots in their names.
 std::vector<std::string> partsOf(const std::string& words) {
     std::vector<std::string> parts;

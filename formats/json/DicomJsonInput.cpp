@@ -16,12 +16,12 @@ namespace radvex::formats {
 namespace {
 
 /// The library refuses deeper nesting as well.
-constexpr int kMostLevels = 100;
+constexpr int kMostModelLevels = 100;
 
 constexpr const char* kPicture = "the pictures determine them";
 constexpr const char* kUnknown = "only attributes of the dictionary can be written";
 
-[[noreturn]] void fail(const std::string& source, const std::string& sentence) {
+[[noreturn]] void refuseModel(const std::string& source, const std::string& sentence) {
     throw FileError(source + ": " + sentence);
 }
 
@@ -66,12 +66,12 @@ bool comesFromPictures(const std::string& keyword) {
 
 std::vector<std::byte> bytesOf(const Json& text, const std::string& source) {
     if (!text.is_string()) {
-        fail(source, "InlineBinary has to be a text in base64.");
+        refuseModel(source, "InlineBinary has to be a text in base64.");
     }
     try {
         return fromBase64(text.get<std::string>());
     } catch (const std::invalid_argument& error) {
-        fail(source, error.what());
+        refuseModel(source, error.what());
     }
 }
 
@@ -79,8 +79,8 @@ std::vector<std::byte> bytesOf(const Json& text, const std::string& source) {
 template <typename Number>
 std::string numbersIn(const std::vector<std::byte>& bytes, const std::string& source) {
     if (bytes.size() % sizeof(Number) != 0) {
-        fail(source, "InlineBinary has " + std::to_string(bytes.size()) + " bytes, which are no whole numbers of " +
-                         std::to_string(sizeof(Number)) + " bytes.");
+        refuseModel(source, "InlineBinary has " + std::to_string(bytes.size()) +
+                                " bytes, which are no whole numbers of " + std::to_string(sizeof(Number)) + " bytes.");
     }
     std::string text;
     for (std::size_t start = 0; start < bytes.size(); start += sizeof(Number)) {
@@ -120,7 +120,7 @@ std::string binaryText(const std::string& vr, const Json& text, const std::strin
     if (vr == "OD") {
         return numbersIn<double>(bytes, source);
     }
-    fail(source, "bytes of the value representation " + printable(vr) + " cannot be written.");
+    refuseModel(source, "bytes of the value representation " + printable(vr) + " cannot be written.");
 }
 
 std::string nameText(const Json& name, const std::string& source) {
@@ -129,7 +129,7 @@ std::string nameText(const Json& name, const std::string& source) {
     for (const char* group : {"Alphabetic", "Ideographic", "Phonetic"}) {
         if (name.contains(group)) {
             if (!name[group].is_string()) {
-                fail(source, std::string(group) + " has to be a text.");
+                refuseModel(source, std::string(group) + " has to be a text.");
             }
             text.append(empty, '=').append(name[group].get<std::string>());
             empty = 0;
@@ -167,27 +167,29 @@ std::string valueText(const std::string& vr, const Json& value, const std::strin
     if (value.is_number()) {
         return dumpJson(value);
     }
-    fail(source, "a value of the representation " + printable(vr) + " cannot be " + shortened(dumpJson(value)) + ".");
+    refuseModel(source,
+                "a value of the representation " + printable(vr) + " cannot be " + shortened(dumpJson(value)) + ".");
 }
 
 /// "(gggg,eeee)" as DCMTK reads a tag.
 std::string tagText(const std::string& digits, const std::string& source) {
     if (!isTag(digits)) {
-        fail(source, "a tag of eight hexadecimal digits is expected, but " + shortened(digits) + " is given.");
+        refuseModel(source, "a tag of eight hexadecimal digits is expected, but " + shortened(digits) + " is given.");
     }
     return "(" + digits.substr(0, 4) + "," + digits.substr(4) + ")";
 }
 
-class Converter {
+class ModelConverter {
   public:
-    explicit Converter(const std::function<std::string(const std::string& tag)>& keywordOf) : mKeywordOf(keywordOf) {}
+    explicit ModelConverter(const std::function<std::string(const std::string& tag)>& keywordOf)
+        : mKeywordOf(keywordOf) {}
 
     Attributes convert(const Json& object, const std::string& source, int level) {
         Attributes attributes;
         for (const auto& member : object.items()) {
             const std::string memberSource = source + printable(member.key());
             if (!isTag(member.key()) || !member.value().is_object()) {
-                fail(memberSource, "a tag of eight hexadecimal digits with an object is expected.");
+                refuseModel(memberSource, "a tag of eight hexadecimal digits with an object is expected.");
             }
             if (isWritten(member.key())) {
                 attributes.push_back(convertMember(member.key(), member.value(), memberSource, level));
@@ -219,11 +221,12 @@ class Converter {
         Attribute attribute{.keyword = mKeywordOf(tag), .source = source + " (" + mKeywordOf(tag) + ")"};
         const std::string& label = attribute.source;
         if (!member.contains("vr") || !member["vr"].is_string()) {
-            fail(label, "the value representation (vr) is missing.");
+            refuseModel(label, "the value representation (vr) is missing.");
         }
         const std::string vr = member["vr"].get<std::string>();
         if (member.contains("BulkDataURI")) {
-            fail(label, "its value is elsewhere (BulkDataURI) and is not fetched; only InlineBinary can be written.");
+            refuseModel(label,
+                        "its value is elsewhere (BulkDataURI) and is not fetched; only InlineBinary can be written.");
         }
         if (member.contains("InlineBinary")) {
             attribute.value = binaryText(vr, member["InlineBinary"], label);
@@ -242,7 +245,7 @@ class Converter {
             return kNone;
         }
         if (!member["Value"].is_array()) {
-            fail(source, "Value has to be a list.");
+            refuseModel(source, "Value has to be a list.");
         }
         return member["Value"];
     }
@@ -253,7 +256,7 @@ class Converter {
         for (const Json& value : valuesOf(member, source)) {
             const std::string text = valueText(vr, value, source);
             if (text.find('\0') != std::string::npos) {
-                fail(source, "a text cannot contain a zero character.");
+                refuseModel(source, "a text cannot contain a zero character.");
             }
             joined += isFirst ? "" : "\\";
             joined += vr == "AT" && !text.empty() ? tagText(text, source) : text;
@@ -263,14 +266,14 @@ class Converter {
     }
 
     std::vector<Attributes> convertItems(const Json& member, const std::string& source, int level) {
-        if (level >= kMostLevels) {
-            fail(source, "sequences are nested more than 100 deep.");
+        if (level >= kMostModelLevels) {
+            refuseModel(source, "sequences are nested more than 100 deep.");
         }
         std::vector<Attributes> items;
         for (const Json& item : valuesOf(member, source)) {
             const std::string itemSource = source + ", item " + std::to_string(items.size() + 1);
             if (!item.is_object()) {
-                fail(itemSource, "the items of a sequence have to be objects.");
+                refuseModel(itemSource, "the items of a sequence have to be objects.");
             }
             items.push_back(convert(item, itemSource + ", ", level + 1));
         }
@@ -289,7 +292,7 @@ bool isDicomJson(const Json& json) {
 
 DicomJsonInput attributesFromDicomJson(const std::string& name, const Json& json,
                                        const std::function<std::string(const std::string& tag)>& keywordOf) {
-    Converter converter(keywordOf);
+    ModelConverter converter(keywordOf);
     DicomJsonInput input;
     input.attributes = converter.convert(json.is_array() ? json.front() : json, name + ": at ", 0);
     input.leftOut = converter.takeLeftOut();

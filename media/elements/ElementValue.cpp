@@ -15,6 +15,7 @@
 #include "dcmtk/dcmdata/dcpixel.h"
 #include "dcmtk/dcmdata/dcpxitem.h"
 #include "dcmtk/dcmdata/dcsequen.h"
+#include "media/ElementList.h"
 #include "media/elements/EscapedText.h"
 
 namespace radvex::media {
@@ -85,9 +86,6 @@ bool changesCharacterSet(std::string_view text) {
     return false;
 }
 
-/// One text, in which a backslash is a character like any other (PS3.5, 6.2).
-bool isOneText(DcmEVR vr) { return vr == EVR_LT || vr == EVR_ST || vr == EVR_UT || vr == EVR_UR; }
-
 /// Characters behind which the text is in the default character set again (PS3.5, 6.1.2.5.3).
 const char* delimitersOf(DcmEVR vr) {
     return vr == EVR_PN ? "\\^=" : vr == EVR_LO || vr == EVR_SH || vr == EVR_UC ? "\\" : "";
@@ -102,7 +100,7 @@ std::string latin1AsUtf8(std::string_view bytes) {
 }
 
 std::string withoutPadding(const std::string& text, DcmEVR vr) {
-    if (isOneText(vr)) {
+    if (isOneText(DcmVR(vr).getVRName())) {
         return text.substr(0, text.find_last_not_of(' ') + 1);
     }
     std::string trimmed;

@@ -30,8 +30,8 @@ class TagPaths : public ::testing::Test {
     std::string file = writeDicom(folder.file("a.dcm"), fill);
 };
 
-const std::string kName = "PatientName                         PN  Doe^Jane\n";
-const std::string kSecret = "0029,1110 MAKER HEADER              SH  secret\n";
+const std::string kNameLine = "PatientName                         PN  Doe^Jane\n";
+const std::string kSecretLine = "0029,1110 MAKER HEADER              SH  secret\n";
 
 } // namespace
 
@@ -45,7 +45,7 @@ TEST_F(TagPaths, AttributesOfTheMetaInformationCanBeChosen) {
 
 TEST_F(TagPaths, OneAttributeHasManySpellings) {
     for (const char* tag : {"PatientName", "patientname", "PATIENTNAME", "0010,0010", "(0010,0010)", "00100010"}) {
-        EXPECT_EQ(line(tag), kName) << tag;
+        EXPECT_EQ(line(tag), kNameLine) << tag;
     }
     EXPECT_EQ(Json::parse(run({"--json", "--tag", "patientname"}).output), Json({{"PatientName", "Doe^Jane"}}));
 }
@@ -115,10 +115,10 @@ TEST_F(TagPaths, AnAbsentAttributeIsNamed) {
 }
 
 TEST_F(TagPaths, PrivateAttributesAreShownInAFormThatIsTakenAgain) {
-    EXPECT_THAT(run({}).output, HasSubstr(kSecret));
+    EXPECT_THAT(run({}).output, HasSubstr(kSecretLine));
     for (const char* tag : {"0029,1110", "0029,1110 MAKER HEADER", "MAKER HEADER:0029,10", "MAKER HEADER:0029,1010",
                             "(0029,xx10) MAKER HEADER"}) {
-        EXPECT_EQ(line(tag), kSecret) << tag;
+        EXPECT_EQ(line(tag), kSecretLine) << tag;
     }
     EXPECT_EQ(line("0029,0011"), "0029,0011                           LO  MAKER HEADER\n");
     EXPECT_EQ(Json::parse(run({"--json", "--tag", "MAKER HEADER:0029,10"}).output), Json({{"0029_1110", "secret"}}));

@@ -4,7 +4,11 @@
 #include "tests/support/PseudoTerminal.h"
 
 using namespace radvex::test;
-using namespace radvex::cli;
+using radvex::cli::columnsOf;
+using radvex::cli::cutToColumns;
+using radvex::cli::isTerminal;
+using radvex::cli::padded;
+using radvex::cli::terminalWidth;
 
 namespace {
 
