@@ -103,6 +103,7 @@ void addInfoCommand(const CommandLine& program, Session& session) {
     options.partial.addTo(command);
     command.addExample("radvex info broken.dcm --partial", "Whose a cut file is");
     options.jobs.addTo(command);
+    command.addExample("radvex info @files.txt", "the files that a list names, one a line");
 }
 
 } // namespace radvex::cli

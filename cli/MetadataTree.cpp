@@ -9,9 +9,6 @@ using velmora::StoreView;
 
 namespace {
 
-constexpr std::size_t kLongestText = 72;
-constexpr std::size_t kMostNumbers = 12;
-
 std::string shortReal(double number) {
     char text[32];
     std::snprintf(text, sizeof text, "%.10g", number);
@@ -26,39 +23,39 @@ std::string describeArray(const VelmoraNumericArray& array) {
     return text;
 }
 
-std::string describeTensor(const VelmoraTensor& tensor) {
+std::string describeTensor(const VelmoraTensor& tensor, std::size_t most) {
     const auto* numbers = static_cast<const vint*>(tensor.data.get());
     std::string text;
-    for (vint index = 0; index < tensor.length && static_cast<std::size_t>(index) < kMostNumbers; ++index) {
+    for (vint index = 0; index < tensor.length && static_cast<std::size_t>(index) < most; ++index) {
         text += (index == 0 ? "" : " ") + std::to_string(numbers[index]);
     }
-    if (static_cast<std::size_t>(tensor.length) > kMostNumbers) {
+    if (static_cast<std::size_t>(tensor.length) > most) {
         text += " ... (" + std::to_string(tensor.length) + " numbers)";
     }
     return text;
 }
 
 /// The value in one line; empty for a list.
-std::string describe(NodeView node) {
+std::string describe(NodeView node, const ValueLimits& limits) {
     const auto& cell = node.cell();
     switch (node.type()) {
     case VType_Integer: return std::to_string(cell.integer);
     case VType_Real: return shortReal(cell.real);
-    case VType_UTF8String: return formats::shortened(cell.utf8String, kLongestText);
-    case VType_Tensor: return describeTensor(*cell.tensor);
+    case VType_UTF8String: return formats::shortened(cell.utf8String, limits.text);
+    case VType_Tensor: return describeTensor(*cell.tensor, limits.numbers);
     case VType_NumericArray: return describeArray(*cell.numericArray);
     default: return "";
     }
 }
 
-std::string describeList(StoreView list) {
+std::string describeList(StoreView list, const ValueLimits& limits) {
     std::string text;
     std::size_t count = 0;
     for (const NodeView node : list) {
-        if (count++ == kMostNumbers) {
+        if (count++ == limits.numbers) {
             return text + " ... (" + std::to_string(list.size()) + " values)";
         }
-        text += (text.empty() ? "" : " ") + describe(node);
+        text += (text.empty() ? "" : " ") + describe(node, limits);
     }
     return text;
 }
@@ -76,6 +73,14 @@ void appendItems(std::string& text, StoreView items, const VrOfKey& vrOfKey, int
 
 } // namespace
 
+std::string describeValue(NodeView node, const ValueLimits& limits) {
+    if (node.type() != VType_DataStore) {
+        return describe(node, limits);
+    }
+    const StoreView inner(node.cell().dataStore);
+    return isSequence(inner) ? "" : describeList(inner, limits);
+}
+
 void appendTree(std::string& text, StoreView attributes, const VrOfKey& vrOfKey, int level) {
     for (const NodeView node : attributes) {
         const std::string key(node.name());
@@ -90,7 +95,7 @@ void appendTree(std::string& text, StoreView attributes, const VrOfKey& vrOfKey,
             text += (vr.empty() ? "--" : vr) + "  ";
         }
         if (node.type() != VType_DataStore) {
-            text += describe(node) + '\n';
+            text += describeValue(node, {}) + '\n';
             continue;
         }
         const StoreView inner(node.cell().dataStore);
@@ -98,7 +103,7 @@ void appendTree(std::string& text, StoreView attributes, const VrOfKey& vrOfKey,
             text += "(" + std::to_string(inner.size()) + (inner.size() == 1 ? " item)\n" : " items)\n");
             appendItems(text, inner, vrOfKey, level + 1);
         } else {
-            text += describeList(inner) + '\n';
+            text += describeValue(node, {}) + '\n';
         }
     }
 }

@@ -1,10 +1,9 @@
 #include "cli/ProgressBar.h"
 
-#include <sys/ioctl.h>
-
 #include <algorithm>
 #include <memory>
 
+#include "cli/Terminal.h"
 #include "formats/json/Text.h"
 
 namespace radvex::cli {
@@ -14,11 +13,6 @@ namespace {
 constexpr std::chrono::milliseconds kPause{100};
 constexpr std::size_t kBarWidth = 20;
 constexpr const char* kErase = "\r\x1B[K";
-
-std::size_t terminalWidth(int descriptor) {
-    winsize size{};
-    return ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
-}
 
 /// Ignores errors: a bar that is not drawn is no loss.
 void put(int descriptor, const std::string& text) {
@@ -38,7 +32,7 @@ std::string line(const std::string& what, std::size_t done, std::size_t total, s
 } // namespace
 
 ProgressBar::ProgressBar(const std::string& what, int descriptor)
-    : mWhat(formats::printable(what)), mDescriptor(descriptor), mIsTerminal(isatty(descriptor) == 1) {}
+    : mWhat(formats::printable(what)), mDescriptor(descriptor), mIsTerminal(isTerminal(descriptor)) {}
 
 ProgressBar::~ProgressBar() {
     if (mIsDrawn) {

@@ -82,7 +82,9 @@ formats::Attributes readAttributes(const WriteOptions& options, const Request& r
                                    formats::Dictionary& dictionary) {
     formats::Attributes attributes;
     if (!options.metadata.empty()) {
-        attributes = formats::attributesFromJson(options.metadata, files::readInputText(options.metadata), dictionary);
+        auto input = formats::attributesFromJson(options.metadata, files::readInputText(options.metadata), dictionary);
+        attributes = std::move(input.attributes);
+        std::ranges::for_each(input.remarks, printError);
     }
     for (const Assignment& tag : request.tags) {
         if (dictionary.isFileMetaInformation(tag.keyword)) {
@@ -185,8 +187,8 @@ void addWriteCommand(const CommandLine& program, Session& session) {
                       "RGB, any other [a][b][c] frames, rows and columns");
     command.addRepeatable("--tag", options.tags, "Attribute as KEYWORD=VALUE, several values as A\\B");
     command.addOption("--meta", options.metadata,
-                      "Attributes as JSON, as 'radvex tags --json' prints them; an equal --tag takes "
-                      "precedence");
+                      "Attributes as JSON, as 'radvex tags --json' or 'radvex tags --dicom-json' prints them; an equal "
+                      "--tag takes precedence");
     command.addRepeatable("--overlay", options.overlays,
                           "PNG or .npy to lay over the picture; every value but 0 is set");
     command.addRepeatable(
@@ -195,6 +197,8 @@ void addWriteCommand(const CommandLine& program, Session& session) {
         "OverlayType, OverlayDescription, OverlaySubtype, OverlayLabel");
     command.addOption("--compress", options.compression, "NAME[:P1[,P2]]: " + compressionHelp());
     command.addRepeatable("--default", options.defaults, "Default value as KEYWORD=VALUE; see 'radvex defaults'");
+    command.addExample("radvex write picture.png -o out.dcm --meta tags.json",
+                       "a DICOM file with attributes from JSON");
 }
 
 } // namespace radvex::cli

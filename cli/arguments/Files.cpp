@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "files/Errors.h"
+#include "files/InputFile.h"
 #include "media/FileDiagnosis.h"
 #include "workers/Workers.h"
 
@@ -24,7 +25,10 @@ class UnreadFile : public FileError {
 
 void FileArguments::addTo(const CommandLine& command, const std::string& name, const std::string& description) {
     mCommand = command;
-    command.addRequired(name, mFirst, description);
+    mName = name;
+    command.addOption(name, mFirst, description + "; @LIST: the files that LIST names, one a line");
+    command.addFlag("-0,--null", mFromInput,
+                    "Read more names from the standard input, with a zero character behind each, as from find -print0");
     command.allowMore();
 }
 
@@ -34,15 +38,68 @@ namespace {
     throw UsageError("There is no option " + word + ". A file of that name is ./" + word + ".");
 }
 
+/// The parts of a text between the marks, without empty ones.
+std::vector<std::string> namesIn(const std::string& text, char mark) {
+    std::vector<std::string> names;
+    for (std::size_t start = 0; start < text.size();) {
+        const std::size_t end = std::min(text.find(mark, start), text.size());
+        std::string name = text.substr(start, end - start);
+        if (mark == '\n' && name.ends_with('\r')) {
+            name.pop_back();
+        }
+        if (!name.empty()) {
+            names.push_back(std::move(name));
+        }
+        start = end + 1;
+    }
+    return names;
+}
+
+std::vector<std::string> namesInList(const std::string& list) {
+    const std::string text = files::readInputText(list);
+    if (text.find('\0') != std::string::npos) {
+        throw FileError("The list " + list +
+                        " is no text of one file a line. Names with zero characters between them "
+                        "are read from the standard input with -0.");
+    }
+    auto names = namesIn(text, '\n');
+    if (names.empty()) {
+        throw FileError("The list " + list + " names no file.");
+    }
+    return names;
+}
+
 } // namespace
 
-std::vector<std::string> FileArguments::all() const {
-    std::vector<std::string> files{mFirst};
-    for (const std::string& word : mCommand->remaining()) {
-        if (word.size() > 1 && word.front() == '-') {
-            refuseOption(word);
-        }
+void FileArguments::append(std::vector<std::string>& files, const std::string& word) const {
+    if (word.size() > 1 && word.front() == '-') {
+        refuseOption(word);
+    }
+    if (word.size() > 1 && word.front() == '@') {
+        const auto names = namesInList(word.substr(1));
+        files.insert(files.end(), names.begin(), names.end());
+    } else {
         files.push_back(word);
+    }
+}
+
+std::vector<std::string> FileArguments::all() const {
+    std::vector<std::string> files;
+    if (!mFirst.empty()) {
+        append(files, mFirst);
+    }
+    for (const std::string& word : mCommand->remaining()) {
+        append(files, word);
+    }
+    if (mFromInput) {
+        const auto names = namesIn(files::readInputText("-"), '\0');
+        if (names.empty() && files.empty()) {
+            throw FileError("The standard input names no file.");
+        }
+        files.insert(files.end(), names.begin(), names.end());
+    }
+    if (files.empty()) {
+        throw UsageError(mName + " is required");
     }
     return files;
 }

@@ -10,18 +10,27 @@
 
 namespace radvex::cli {
 
-/// One or more files of a command. Not a list option of CLI11, which would split a file name like "[a,b]".
+/// One or more files of a command. Not a list option of CLI11, which would split a file name like "[a,b]". A word
+/// "@LIST" stands for the files that LIST names, one a line; with -0 the standard input names more, with a zero
+/// character behind each, as `find -print0` prints them.
 class FileArguments {
   public:
+    /// Adds the files and -0.
     void addTo(const CommandLine& command, const std::string& name = "FILE",
                const std::string& description = "DICOM file; more may follow");
 
-    /// The files in the order in which they were given. @throws UsageError  a word looks like an unknown option
+    /// The files in the order in which they were given; those of the standard input come last.
+    /// @throws UsageError  a word looks like an unknown option, or no file is given
+    /// @throws FileError   a list cannot be read, or names no file
     std::vector<std::string> all() const;
 
   private:
+    void append(std::vector<std::string>& files, const std::string& word) const;
+
     std::optional<CommandLine> mCommand{};
+    std::string mName{};
     std::string mFirst{};
+    bool mFromInput = false;
 };
 
 /// How a command reads several independent files: in processes of their own. When a file ends the process that reads

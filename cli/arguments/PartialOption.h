@@ -28,6 +28,8 @@ class ReadableFile {
             return body(mPath);
         } catch (const velmora::LibraryError& error) {
             throw velmora::LibraryError(error.code(), error.name(), inWordsOfTheFile(error.what()));
+        } catch (const FileError& error) {
+            throw FileError(inWordsOfTheFile(error.what()));
         }
     }
 

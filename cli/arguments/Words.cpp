@@ -36,7 +36,10 @@ std::optional<std::pair<std::string, std::string>> parseTagNumber(const std::str
     }
     const std::size_t comma = number.find(',');
     if (comma == std::string::npos) {
-        return std::nullopt;
+        // No keyword consists of eight hexadecimal digits.
+        return number.size() == 8 && isHexadecimal(number.substr(0, 4)) && isHexadecimal(number.substr(4))
+                   ? std::optional(std::pair(number.substr(0, 4), number.substr(4)))
+                   : std::nullopt;
     }
     std::pair<std::string, std::string> tag{number.substr(0, comma), number.substr(comma + 1)};
     if (!isHexadecimal(tag.first) || !isHexadecimal(tag.second)) {

@@ -38,8 +38,8 @@ std::string joined(const Texts& texts) {
     return all;
 }
 
-/// Group and element of "gggg,eeee" (hexadecimal, with or without parentheses). Nothing for a text without a comma,
-/// which is a keyword.
+/// Group and element of "gggg,eeee" or "ggggeeee" (hexadecimal, with or without parentheses). Nothing for any other
+/// text without a comma, which is a keyword.
 /// @throws UsageError  a text with a comma that is not a tag
 std::optional<std::pair<std::string, std::string>> parseTagNumber(const std::string& text);
 

@@ -6,8 +6,8 @@
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcsequen.h"
 #include "deidentify/rewriting/DatasetWalk.h"
-#include "deidentify/rewriting/EscapedText.h"
 #include "deidentify/rewriting/Pseudonyms.h"
+#include "media/elements/EscapedText.h"
 
 #include <utf8.h>
 
@@ -99,7 +99,8 @@ std::string TextDecoder::utf8(DcmElement& element, const std::string& characterS
         return bytes;
     }
     const bool isExtended = isEscaped || characterSet.find("2022") != std::string::npos;
-    return isExtended ? utf8FromEscapes(bytes, characterSet, delimitersOf(element.ident())) : latin1AsUtf8(bytes);
+    return isExtended ? media::utf8FromEscapes(bytes, characterSet, delimitersOf(element.ident()))
+                      : latin1AsUtf8(bytes);
 }
 
 void TextWriter::put(DcmElement& element, const std::string& utf8) {

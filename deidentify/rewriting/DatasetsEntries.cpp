@@ -4,6 +4,8 @@
 #include "deidentify/Anonymization.h"
 #include "deidentify/FileCheck.h"
 #include "media/dicomdir/FolderIndexer.h"
+#include "media/elements/ElementReader.h"
+#include "media/elements/KnownAttributes.h"
 
 using radvex::deidentify::Anonymization;
 using radvex::media::FolderIndexing;
@@ -47,3 +49,18 @@ radvexCompareAttributes(const std::string& first, const std::string& second,
 }
 
 static_assert(std::is_same_v<decltype(&radvexCompareAttributes), radvex::compare::CompareAttributesEntry>);
+
+extern "C" [[gnu::visibility("default")]] void radvexListElements(const std::string& path,
+                                                                  const radvex::media::ElementRequest& request,
+                                                                  std::vector<radvex::media::Element>& elements) {
+    elements = radvex::media::readElements(path, request);
+}
+
+static_assert(std::is_same_v<decltype(&radvexListElements), radvex::media::ListElementsEntry>);
+
+extern "C" [[gnu::visibility("default")]] void
+radvexListAttributes(std::vector<radvex::media::KnownAttribute>& attributes) {
+    attributes = radvex::media::listKnownAttributes();
+}
+
+static_assert(std::is_same_v<decltype(&radvexListAttributes), radvex::media::ListAttributesEntry>);

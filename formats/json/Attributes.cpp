@@ -7,6 +7,7 @@
 
 #include "files/Errors.h"
 #include "formats/json/Base64.h"
+#include "formats/json/DicomJsonInput.h"
 #include "formats/json/LosslessJson.h"
 #include "formats/json/Text.h"
 #include "host/Host.h"
@@ -253,12 +254,36 @@ void addUtf8CharacterSet(Attributes& attributes) {
     }
 }
 
-Attributes attributesFromJson(const std::string& name, const std::string& text, Dictionary& dictionary) {
-    const Json json = parse(name, text);
-    if (!json.is_object()) {
-        fail(name, "an object of keywords and values is expected, as 'radvex tags --json' prints it.");
+namespace {
+
+AttributesInput fromDicomJson(const std::string& name, const Json& json, Dictionary& dictionary) {
+    DicomJsonInput input =
+        attributesFromDicomJson(name, json, [&](const std::string& tag) { return dictionary.keywordOf(tag); });
+    AttributesInput attributes{.attributes = std::move(input.attributes)};
+    for (const auto& [reason, keywords] : input.leftOut) {
+        constexpr std::size_t kMostNamed = 24;
+        std::string list;
+        for (std::size_t index = 0; index < std::min(keywords.size(), kMostNamed); ++index) {
+            list += (index == 0 ? "" : ", ") + keywords[index];
+        }
+        list += keywords.size() > kMostNamed ? " and " + std::to_string(keywords.size() - kMostNamed) + " more" : "";
+        attributes.remarks.push_back(name + ": left out, because " + reason + ": " + list + ".");
     }
-    return Converter(dictionary).convert(json, name + ": at ", 0);
+    return attributes;
+}
+
+} // namespace
+
+AttributesInput attributesFromJson(const std::string& name, const std::string& text, Dictionary& dictionary) {
+    const Json json = parse(name, text);
+    if (isDicomJson(json)) {
+        return fromDicomJson(name, json, dictionary);
+    }
+    if (!json.is_object()) {
+        fail(name, "an object of keywords and values is expected, as 'radvex tags --json' or 'radvex tags "
+                   "--dicom-json' prints it.");
+    }
+    return {.attributes = Converter(dictionary).convert(json, name + ": at ", 0)};
 }
 
 } // namespace radvex::formats

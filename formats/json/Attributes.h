@@ -24,13 +24,20 @@ struct Attribute {
 /// The attributes as the library takes them: texts, and stores of stores for sequences.
 velmora::Store toStore(const Attributes& attributes);
 
-/// Reads a JSON object as `radvex tags --json` prints it: texts; {"bytes":"base64"}, which are written as they are;
+/// Attributes that were read, and sentences about what was left out.
+struct AttributesInput {
+    Attributes attributes{};
+    std::vector<std::string> remarks{};
+};
+
+/// Reads the DICOM JSON Model as `radvex tags --dicom-json` prints it, see DicomJsonInput, or a JSON object as
+/// `radvex tags --json` prints it: texts; {"bytes":"base64"}, which are written as they are;
 /// numbers, which become texts; lists of these, which become several values; lists of objects, which become sequences.
 /// Numbers of a byte or word attribute (OB, OW) become its hexadecimal text.
 /// @param name  the file, for the source of each attribute
 /// @throws FileError  not JSON, or not of that form, or file meta information, which only the library writes; the
 ///                    sentence names the source
-Attributes attributesFromJson(const std::string& name, const std::string& text, Dictionary& dictionary);
+AttributesInput attributesFromJson(const std::string& name, const std::string& text, Dictionary& dictionary);
 
 /// The attribute because of which the library refused the metadata; null for an error of another kind.
 const Attribute* findRefused(const Attributes& attributes, const velmora::LibraryError& error, velmora::Host& host,

@@ -21,12 +21,15 @@ class Dictionary {
     };
     /// @throws velmora::LibraryError  unknown keyword
     Tag tagOf(const std::string& keyword);
+    /// Keyword of a tag of eight hexadecimal digits; empty for an unknown and for a private one.
+    const std::string& keywordOf(const std::string& tag);
     /// Whether the attribute belongs to the file meta information.
     bool isFileMetaInformation(const std::string& keyword);
 
   private:
     velmora::Host& mHost;
     std::unordered_map<std::string, std::string> mVrs{};
+    std::unordered_map<std::string, std::string> mKeywords{};
 };
 
 } // namespace radvex::formats

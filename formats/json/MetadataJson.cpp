@@ -115,29 +115,6 @@ void appendEscaped(std::string& json, char character) {
     }
 }
 
-/// Counts how often each key of an object has occurred.
-class KeyCounts {
-  public:
-    int next(std::string_view key) {
-        // Most objects are items with a few keys, for which a search is faster than a table.
-        constexpr std::size_t kFew = 16;
-        if (mFew.size() < kFew) {
-            mFew.push_back(key);
-            return static_cast<int>(std::count(mFew.begin(), mFew.end(), key));
-        }
-        if (mMany.empty()) {
-            for (const std::string_view seen : mFew) {
-                ++mMany[seen];
-            }
-        }
-        return ++mMany[key];
-    }
-
-  private:
-    std::vector<std::string_view> mFew{};
-    std::unordered_map<std::string_view, int> mMany{};
-};
-
 } // namespace
 
 void appendJsonText(std::string& json, std::string_view text) {
@@ -155,25 +132,49 @@ void appendJsonText(std::string& json, std::string_view text) {
     json += '"';
 }
 
+/// Counts how often a key has occurred.
+int JsonKeys::next(std::string_view key) {
+    // Most objects are items with a few keys, for which a search is faster than a table.
+    constexpr std::size_t kFew = 16;
+    if (mFew.size() < kFew) {
+        mFew.push_back(key);
+        return static_cast<int>(std::count(mFew.begin(), mFew.end(), key));
+    }
+    if (mMany.empty()) {
+        for (const std::string_view seen : mFew) {
+            ++mMany[seen];
+        }
+    }
+    return ++mMany[key];
+}
+
+void JsonKeys::append(std::string& json, std::string_view key) {
+    const int count = next(key);
+    if (count == 1) {
+        appendJsonText(json, key);
+    } else {
+        appendJsonText(json, std::string(key) + '#' + std::to_string(count));
+    }
+}
+
+void appendJsonValue(std::string& json, NodeView node) {
+    if (node.type() == VType_DataStore) {
+        appendElements(json, StoreView(node.cell().dataStore));
+    } else {
+        appendValue(json, node);
+    }
+}
+
 void appendJson(std::string& json, StoreView attributes) {
-    KeyCounts counts;
+    JsonKeys keys;
     json += '{';
     bool isFirst = true;
     for (const NodeView node : attributes) {
         json += isFirst ? "" : ",";
         isFirst = false;
-        const int count = counts.next(node.name());
-        if (count == 1) {
-            appendJsonText(json, node.name());
-        } else {
-            appendJsonText(json, std::string(node.name()) + '#' + std::to_string(count));
-        }
+        keys.append(json, node.name());
         json += ':';
-        if (node.type() == VType_DataStore) {
-            appendElements(json, StoreView(node.cell().dataStore));
-        } else {
-            appendValue(json, node);
-        }
+        appendJsonValue(json, node);
     }
     json += '}';
 }

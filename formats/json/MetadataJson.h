@@ -1,6 +1,9 @@
 #pragma once
 
 #include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
 
 #include "host/Value.h"
 
@@ -13,6 +16,22 @@ namespace radvex::formats {
 /// only type and dims. Text that is not valid UTF-8 becomes {"bytes":"base64"}, so that nothing is lost. A repeated key
 /// becomes `Key#2`, `Key#3`. The JSON is valid UTF-8 whatever the file holds.
 void appendJson(std::string& text, velmora::StoreView attributes);
+
+/// Appends the value of one attribute in the same form.
+void appendJsonValue(std::string& json, velmora::NodeView node);
+
+/// Appends the keys of one object, and numbers those that repeat: `Key`, `Key#2`.
+class JsonKeys {
+  public:
+    /// @param key  has to outlive the keys
+    void append(std::string& json, std::string_view key);
+
+  private:
+    int next(std::string_view key);
+
+    std::vector<std::string_view> mFew{};
+    std::unordered_map<std::string_view, int> mMany{};
+};
 
 /// Appends text as a JSON string; bytes that are not valid UTF-8 become U+FFFD.
 void appendJsonText(std::string& json, std::string_view text);

@@ -65,8 +65,8 @@ TEST_F(TagsCommand, PrintsAnIndentedTreeWithKeywordRepresentationAndValue) {
               "ReferencedImageSequence             SQ  (1 item)\n"
               "  item 1\n"
               "    ReferencedSOPClassUID           UI  1.2\n"
-              "0029_1010                           --  1 0.5\n"
-              "0029_1011                           --  0 255\n");
+              "0029,1010                           FD  1 0.5\n"
+              "0029,1011                           OB  0 255\n");
 }
 
 TEST_F(TagsCommand, ExcludesAndValidates) {
@@ -129,7 +129,7 @@ TEST_F(TagsCommand, NamesEachOfSeveralFilesAndGoesOnAfterABadOne) {
 
 TEST_F(TagsCommand, NamesAKeywordThatDoesNotExist) {
     EXPECT_THAT(runRadvex({"tags", "--tag", "NoSuchWord", file}),
-                exitsSaying(1, "radvex: " + file + ": Attribute tag named NoSuchWord does not exist.\n"));
+                exitsSaying(1, "radvex: There is no attribute 'NoSuchWord'.\n"));
 }
 
 TEST_F(TagsCommand, SaysWhatANumberHasToLookLike) {
@@ -191,10 +191,10 @@ TEST_F(TagsCommand, RecursivelyPrintsEveryFileOfAMedium) {
               "# " + b + "\nPatientID                           LO  B\n");
     EXPECT_EQ(run({"--json", "--series", "none"}).output, "{\n}\n");
     EXPECT_THAT(run({}).output, HasSubstr("MediaStorageSOPInstanceUID"));
-    EXPECT_EQ(run({"--tag", "PatientID", "--tag", "0010,0021", "--tag", "0008,0018"}).status, 0);
+    EXPECT_EQ(run({"--tag", "PatientID", "--tag", "0008,0016", "--tag", "0008,0018"}).status, 0);
     EXPECT_EQ(run({"--tag", "0010,0020", "--series", "1.2.2", "--json"}).output,
               run({"--tag", "PatientID", "--series", "1.2.2", "--json"}).output);
-    EXPECT_EQ(run({"--tag", "NoSuchWord"}).errors, "radvex: Attribute tag named NoSuchWord does not exist.\n");
+    EXPECT_EQ(run({"--tag", "NoSuchWord"}).errors, "radvex: There is no attribute 'NoSuchWord'.\n");
     EXPECT_EQ(runRadvex({"tags", "--series", "1", a}).status, 2);
     EXPECT_EQ(runRadvex({"tags", "--recursive", medium, a}).status, 2);
 

@@ -1,4 +1,4 @@
-#include "deidentify/rewriting/EscapedText.h"
+#include "media/elements/EscapedText.h"
 
 #include <unicode/ucnv.h>
 
@@ -6,7 +6,7 @@
 #include <array>
 #include <vector>
 
-namespace radvex::deidentify {
+namespace radvex::media {
 
 namespace {
 
@@ -138,4 +138,4 @@ std::string utf8FromEscapes(std::string_view bytes, std::string_view characterSe
     return EscapedText(bytes, characterSet, delimiters).run();
 }
 
-} // namespace radvex::deidentify
+} // namespace radvex::media

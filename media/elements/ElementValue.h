@@ -1,0 +1,47 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+
+#include "dcmtk/config/osconfig.h"
+
+#include "dcmtk/dcmdata/dcchrstr.h"
+#include "dcmtk/dcmdata/dcitem.h"
+#include "dcmtk/dcmdata/dcpixel.h"
+#include "dcmtk/dcmdata/dcpixseq.h"
+#include "dcmtk/dcmdata/dcspchrs.h"
+
+namespace radvex::media {
+
+/// Reads texts as UTF-8. Character sets that were needed stay prepared.
+class TextReader {
+  public:
+    /// The value as ElementValues::Text says; numbers are the shortest text that reads back as the same number. What is
+    /// not in the declared character set is read as Latin 1, unless it is UTF-8 already.
+    /// @param characterSet  value of SpecificCharacterSet where the element stands; empty for the default
+    std::string utf8(DcmElement& element, const std::string& characterSet);
+
+  private:
+    DcmSpecificCharacterSet* converterOf(const std::string& characterSet);
+    std::string converted(const std::string& text, DcmEVR vr, const std::string& characterSet);
+
+    std::map<std::string, std::unique_ptr<DcmSpecificCharacterSet>> mConverters{};
+};
+
+/// The value of bytes or words, little-endian. The fragments of compressed pixels as they stand in the file, with the
+/// headers of their items (PS3.5, A.4) and without the delimiter behind them.
+std::string bytesOf(DcmElement& element);
+
+/// The line that DCMTK's dump prints for an element, without its end; several lines for compressed pixels. For a
+/// sequence only the part in front of its items. Characters that control a terminal are escaped.
+/// @param whole  long values are not cut
+std::string dumpLine(DcmElement& element, bool whole);
+
+/// SpecificCharacterSet of an item; empty when it has none.
+std::string declaredCharacterSet(DcmItem& item);
+
+/// The fragments of compressed pixels; null when they are not compressed.
+DcmPixelSequence* pixelSequenceOf(DcmPixelData& pixels);
+
+} // namespace radvex::media
