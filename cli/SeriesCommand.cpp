@@ -15,7 +15,7 @@
 #include "files/Errors.h"
 #include "formats/json/LosslessJson.h"
 #include "formats/json/Text.h"
-#include "media/FileDiagnosis.h"
+#include "media/scan/FileDiagnosis.h"
 #include "media/FolderWalk.h"
 #include "media/Medium.h"
 #include "media/MediumTree.h"

@@ -5,7 +5,7 @@
 
 #include "files/Errors.h"
 #include "host/Host.h"
-#include "media/FileDiagnosis.h"
+#include "media/scan/FileDiagnosis.h"
 
 namespace radvex::cli {
 

@@ -8,7 +8,7 @@
 #include <tuple>
 
 #include "files/Errors.h"
-#include "media/FileStart.h"
+#include "media/scan/FileStart.h"
 #include "media/FolderWalk.h"
 #include "volume/slices/SliceRecord.h"
 #include "workers/Parcel.h"

@@ -14,7 +14,7 @@
 #include "files/StagingFolder.h"
 #include "formats/json/Text.h"
 #include "media/DatasetsModule.h"
-#include "media/FileDiagnosis.h"
+#include "media/scan/FileDiagnosis.h"
 #include "workers/Parcel.h"
 #include "workers/Workers.h"
 

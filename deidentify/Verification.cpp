@@ -11,7 +11,7 @@
 #include "deidentify/identifiers/AsciiText.h"
 #include "files/Errors.h"
 #include "media/DatasetsModule.h"
-#include "media/FileDiagnosis.h"
+#include "media/scan/FileDiagnosis.h"
 #include "workers/Parcel.h"
 
 namespace radvex::deidentify {

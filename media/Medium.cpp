@@ -3,7 +3,7 @@
 #include <filesystem>
 
 #include "files/Errors.h"
-#include "media/FileDiagnosis.h"
+#include "media/scan/FileDiagnosis.h"
 
 namespace radvex::media {
 

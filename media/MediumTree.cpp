@@ -4,7 +4,7 @@
 #include <unordered_map>
 
 #include "files/Errors.h"
-#include "media/FileDiagnosis.h"
+#include "media/scan/FileDiagnosis.h"
 #include "workers/Parcel.h"
 #include "workers/Workers.h"
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "media/FileDiagnosis.h"
+#include "media/scan/FileDiagnosis.h"
 
 namespace radvex::media {
 

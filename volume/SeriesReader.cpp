@@ -7,8 +7,8 @@
 #include <optional>
 
 #include "formats/json/Text.h"
-#include "media/FileDiagnosis.h"
-#include "media/FileStart.h"
+#include "media/scan/FileDiagnosis.h"
+#include "media/scan/FileStart.h"
 #include "workers/Parcel.h"
 #include "workers/Workers.h"
 

@@ -6,7 +6,7 @@
 
 #include "files/Errors.h"
 #include "files/InputFile.h"
-#include "media/FileDiagnosis.h"
+#include "media/scan/FileDiagnosis.h"
 #include "workers/Workers.h"
 
 namespace radvex::cli {
@@ -99,7 +99,7 @@ std::vector<std::string> FileArguments::all() const {
         files.insert(files.end(), names.begin(), names.end());
     }
     if (files.empty()) {
-        throw UsageError(mName + " is required");
+        throw UsageError(mName + " is missing: name at least one file.");
     }
     return files;
 }

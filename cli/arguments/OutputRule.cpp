@@ -4,7 +4,7 @@
 
 #include "cli/arguments/Files.h"
 #include "files/Errors.h"
-#include "media/FileStart.h"
+#include "media/scan/FileStart.h"
 
 namespace radvex::cli {
 

@@ -6,7 +6,7 @@
 #include "cli/Session.h"
 #include "cli/arguments/CommandLine.h"
 #include "files/StagingFolder.h"
-#include "media/PartialFile.h"
+#include "media/scan/PartialFile.h"
 
 namespace radvex::cli {
 

@@ -16,7 +16,7 @@
 #include "deidentify/rewriting/OutputPath.h"
 #include "deidentify/rewriting/Pseudonyms.h"
 #include "deidentify/rewriting/TextCleaner.h"
-#include "media/FileStart.h"
+#include "media/scan/FileStart.h"
 #include "media/dicomdir/DcmtkSettings.h"
 #include "media/dicomdir/DicomIo.h"
 

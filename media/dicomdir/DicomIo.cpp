@@ -11,7 +11,7 @@
 #include "dcmtk/dcmdata/dcostrma.h"
 #include "dcmtk/dcmdata/dcwcache.h"
 #include "guard/GuardedLoad.h"
-#include "media/FileDiagnosis.h"
+#include "media/scan/FileDiagnosis.h"
 
 namespace radvex::media {
 

@@ -13,7 +13,7 @@
 #include "dcmtk/dcmdata/dcuid.h"
 #include "dcmtk/dcmdata/dcwcache.h"
 #include "guard/GuardedLoad.h"
-#include "media/FileDiagnosis.h"
+#include "media/scan/FileDiagnosis.h"
 #include "media/dicomdir/RecordTypes.h"
 
 namespace radvex::media {

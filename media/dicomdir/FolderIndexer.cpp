@@ -4,8 +4,8 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "media/FileDiagnosis.h"
-#include "media/FileStart.h"
+#include "media/scan/FileDiagnosis.h"
+#include "media/scan/FileStart.h"
 #include "media/FolderWalk.h"
 #include "media/dicomdir/DcmtkSettings.h"
 #include "media/dicomdir/DirectoryBuilder.h"

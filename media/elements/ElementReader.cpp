@@ -119,10 +119,7 @@ std::vector<Element> readElements(const std::string& path, const ElementRequest&
         }
         return elements;
     } catch (const std::runtime_error& error) {
-        const std::string_view reason = error.what();
-        constexpr std::string_view kStart = "it cannot be read: ";
-        throw std::runtime_error("The file cannot be read: " +
-                                 std::string(reason.starts_with(kStart) ? reason.substr(kStart.size()) : reason) + ".");
+        throw std::runtime_error(std::string(error.what()) + '.');
     }
 }
 

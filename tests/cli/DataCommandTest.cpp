@@ -49,7 +49,7 @@ TEST_F(DataCommand, FramesOfModalityValuesAreChosenByTheirNumber) {
     const std::string out = mFolder.file("out.npy");
     EXPECT_EQ(run({path, "--frame", "2", "-o", out}).status, 0);
     EXPECT_EQ(numpy("a.shape, a[0,0], a[1,2]"), "(2, 3) -789 -777\n");
-    EXPECT_EQ(run({path, "--frames", "2:3", "-o", out}).status, 0);
+    EXPECT_EQ(run({path, "--frames", "2:3", "-o", out, "--force"}).status, 0);
     EXPECT_EQ(numpy("a.shape, a[0,0,0], a[1,1,2]"), "(2, 2, 3) -789 -677\n");
     EXPECT_EQ(run({path, "--frame", "3"}).output,
               path + ": modality values, <i2 2 x 3, unit HU, minimum -689, maximum -677, mean -683\n");

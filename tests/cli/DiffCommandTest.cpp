@@ -235,7 +235,7 @@ TEST_F(DiffCommand, TroubleHasTheStatusTwoAndSaysWhat) {
     EXPECT_THAT(runRadvex({"diff", whole, broken}), exitsSaying(kTrouble, StartsWith("radvex: " + broken)));
     EXPECT_THAT(
         runRadvex({"diff", mFolder.file("none"), whole}),
-        exitsSaying(kTrouble, "radvex: " + mFolder.file("none") + ": it cannot be read: No such file or directory.\n"));
+        exitsSaying(kTrouble, "radvex: " + mFolder.file("none") + ": it does not exist.\n"));
     EXPECT_THAT(runRadvex({"diff", whole, mFolder.path().string()}),
                 exitsSaying(kTrouble, HasSubstr("A file is compared with a file")));
     EXPECT_THAT(runRadvex({"diff", whole, whole, "--tolerance", "-1"}),

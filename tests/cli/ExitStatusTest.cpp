@@ -122,7 +122,7 @@ TEST_F(ExitStatus, IsOneWhenWhatWasAskedForIsNotThere) {
 TEST_F(ExitStatus, IsTwoForWrongUsage) {
     for (const char* line :
          {"", "nonsense", "tags", "tags --tag 1,2,3 @good/a.dcm", "info --study ( @good/a.dcm",
-          "frames --nope @good/a.dcm", "image --window 1 @good/a.dcm", "data --frame 1 @good/a.dcm", "overlays",
+          "frames --nope @good/a.dcm", "image --window 1 @good/a.dcm", "data --overlays @good/a.dcm", "overlays",
           "tags --recursive @good @bad", "tree @good/a.dcm", "index @good",
           "series @good -o @new --window 1,2 --common-window", "volume @good -o @new.txt", "anonymize @good @good",
           "verify @good @good", "write @picture.png", "tags --partial --recursive @good", "keyword PatientName"}) {

@@ -60,6 +60,6 @@ TEST_F(FileLists, AListWithoutFilesIsAnError) {
     EXPECT_THAT(csv({"@/missing"}), exitsSaying(1, "radvex: /missing cannot be read: No such file or directory.\n"));
     EXPECT_THAT(csv({"@" + folder.write("zeros", std::string("a\0b\0", 4))}), exitsSaying(1, HasSubstr("-0")));
     EXPECT_THAT(csv({"-0"}), exitsSaying(1, "radvex: The standard input names no file.\n"));
-    EXPECT_THAT(csv({}), exitsSaying(2, StartsWith("radvex: FILE is required\n")));
+    EXPECT_THAT(csv({}), exitsSaying(2, StartsWith("radvex: FILE is missing: name at least one file.\n")));
     EXPECT_THAT(csv({"a", "--nonsense"}), exitsSaying(2, StartsWith("radvex: There is no option --nonsense.")));
 }

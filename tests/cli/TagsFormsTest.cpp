@@ -70,7 +70,7 @@ TEST_F(TagsForms, ARowThatCannotBeReadIsMissingAndNamed) {
     const ProcessResult csv = run({"--csv", "--tag", "Rows", a, "/missing", b});
     EXPECT_EQ(csv.status, 3);
     EXPECT_EQ(csv.output, "file,Rows\n" + a + ",512\n" + b + ",7\n");
-    EXPECT_EQ(csv.errors, "radvex: /missing: The file cannot be read: No such file or directory.\n");
+    EXPECT_EQ(csv.errors, "radvex: /missing: it does not exist.\n");
     EXPECT_EQ(run({"--csv", "--tag", "Rows", "/missing"}).status, 1);
 }
 

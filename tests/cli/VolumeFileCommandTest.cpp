@@ -35,6 +35,7 @@ class VolumeOfFile : public testing::Test {
         return writeImageFile(mFolder.file(name), file);
     }
     ProcessResult run(const std::string& file, const Words& more = {}) {
+        std::filesystem::remove(mFolder.file("out.nrrd")); // of an earlier run
         return runRadvex(joined({"volume", file, "-o", mFolder.file("out.nrrd")}, more));
     }
     bool isWritten() const { return std::filesystem::exists(mFolder.file("out.nrrd")); }
@@ -97,7 +98,7 @@ TEST_F(VolumeOfFile, WhatIsNoPictureIsRefusedWithItsName) {
     EXPECT_THAT(run(text), exitsSaying(1, HasSubstr(text)));
     const std::string empty = writeDicom(mFolder.file("report.dcm"), {});
     EXPECT_THAT(run(empty), exitsSaying(1, HasSubstr("holds no pictures")));
-    EXPECT_THAT(run(mFolder.file("none.dcm")), exitsSaying(1, HasSubstr("No such file")));
+    EXPECT_THAT(run(mFolder.file("none.dcm")), exitsSaying(1, HasSubstr("does not exist")));
     EXPECT_FALSE(isWritten());
 }
 

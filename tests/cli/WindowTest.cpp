@@ -55,7 +55,7 @@ class WindowTest : public testing::Test {
         return writeImageFile(mFolder.file(name), file);
     }
     ProcessResult image(const std::string& file, const std::string& window, const Words& more = {}) {
-        return runRadvex(joined({"image", file, "--window", window, "-o", mFolder.file("out.png")}, more));
+        return runRadvex(joined({"image", file, "--window", window, "-o", mFolder.file("out.png"), "--force"}, more));
     }
     std::vector<double> drawn() { return greysOf(mFolder.file("out.png")); }
     /// Expects the picture of `image` to show these values under this window.

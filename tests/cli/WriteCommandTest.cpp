@@ -84,7 +84,7 @@ TEST_F(WriteCommand, PixelsComeBackAsTheyWere) {
     const std::string file = npy("u16.npy", "<u2", "(2, 3, 5)", bytesOf(words));
     EXPECT_EQ(tagsOf({file})["NumberOfFrames"], "2");
     const std::string back = folder.file("back.npy");
-    ASSERT_EQ(runRadvex({"data", out, "-o", back}).status, 0);
+    ASSERT_EQ(runRadvex({"data", out, "-o", back, "--force"}).status, 0);
     const std::string bytes = readFile(back);
     EXPECT_THAT(bytes, HasSubstr("'<u2', 'fortran_order': False, 'shape': (2,3,5,)"));
     EXPECT_EQ(bytes.substr(bytes.size() - 60), bytesOf(words));
@@ -162,7 +162,7 @@ TEST_F(WriteCommand, ReadsAPictureFromTheStandardInput) {
         runRadvex({"write", "-", "-o", out}, pngFile({.columns = 2, .rows = 1, .data = "\x01\x02"}));
     EXPECT_EQ(done.status, 0) << done.errors;
     EXPECT_EQ(pixels(), "\x01\x02");
-    const ProcessResult none = runRadvex({"write", "-", "-o", out});
+    const ProcessResult none = runRadvex({"write", "-", "-o", out, "--force"});
     EXPECT_EQ(none.errors, "radvex: The standard input is neither a PNG nor a .npy file.\n");
 }
 

@@ -1,4 +1,4 @@
-#include "media/DatasetScan.h"
+#include "media/scan/DatasetScan.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "media/FileDiagnosis.h"
+#include "media/scan/FileDiagnosis.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -8,8 +8,8 @@
 #include <filesystem>
 
 #include "dcmtk/dcmdata/dcuid.h"
-#include "media/ClassNames.h"
-#include "media/FileKinds.h"
+#include "media/scan/ClassNames.h"
+#include "media/scan/FileKinds.h"
 #include "tests/support/DicomFiles.h"
 #include "tests/support/HostileFiles.h"
 #include "tests/support/PictureFiles.h"

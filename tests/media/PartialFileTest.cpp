@@ -1,4 +1,4 @@
-#include "media/PartialFile.h"
+#include "media/scan/PartialFile.h"
 
 #include <gtest/gtest.h>
 

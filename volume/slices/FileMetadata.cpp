@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "media/FileStart.h"
+#include "media/scan/FileStart.h"
 #include "volume/slices/AttributeValues.h"
 #include "volume/slices/FramePositions.h"
 #include "volume/slices/PixelElement.h"

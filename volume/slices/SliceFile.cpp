@@ -1,6 +1,6 @@
 #include "volume/slices/SliceFile.h"
 
-#include "media/FileDiagnosis.h"
+#include "media/scan/FileDiagnosis.h"
 #include "volume/slices/FileMetadata.h"
 #include "volume/slices/FileWindow.h"
 #include "volume/slices/Mosaic.h"

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "host/Host.h"
-#include "media/DatasetScan.h"
+#include "media/scan/DatasetScan.h"
 
 namespace radvex::media {
 

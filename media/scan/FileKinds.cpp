@@ -1,4 +1,4 @@
-#include "media/FileKinds.h"
+#include "media/scan/FileKinds.h"
 
 #include <algorithm>
 #include <cctype>

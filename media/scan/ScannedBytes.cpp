@@ -1,4 +1,4 @@
-#include "media/ScannedBytes.h"
+#include "media/scan/ScannedBytes.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

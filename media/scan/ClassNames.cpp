@@ -1,4 +1,4 @@
-#include "media/ClassNames.h"
+#include "media/scan/ClassNames.h"
 
 #include <algorithm>
 

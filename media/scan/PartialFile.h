@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "media/DatasetScan.h"
+#include "media/scan/DatasetScan.h"
 
 namespace radvex::media {
 

@@ -1,4 +1,4 @@
-#include "media/DatasetScan.h"
+#include "media/scan/DatasetScan.h"
 
 #include <algorithm>
 #include <array>
@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "media/FileStart.h"
-#include "media/ScannedBytes.h"
+#include "media/scan/FileStart.h"
+#include "media/scan/ScannedBytes.h"
 
 namespace radvex::media {
 

@@ -1,4 +1,4 @@
-#include "media/FileDiagnosis.h"
+#include "media/scan/FileDiagnosis.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -6,9 +6,9 @@
 #include <iterator>
 #include <string_view>
 
-#include "media/ClassNames.h"
-#include "media/FileKinds.h"
-#include "media/FileStart.h"
+#include "media/scan/ClassNames.h"
+#include "media/scan/FileKinds.h"
+#include "media/scan/FileStart.h"
 
 namespace radvex::media {
 

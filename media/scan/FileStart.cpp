@@ -1,4 +1,4 @@
-#include "media/FileStart.h"
+#include "media/scan/FileStart.h"
 
 #include <fcntl.h>
 #include <unistd.h>
