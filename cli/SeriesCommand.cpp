@@ -209,9 +209,9 @@ formats::Json describeMissing(const media::Medium& medium, const SeriesPictures&
 void run(Session& session, const SeriesOptions& options) {
     options.selection.check();
     requireFolderName(options.output);
-    options.rule.checkFolder(options.output);
     workers::keepMemoryBetweenFiles();
     const media::Rendering rendering = options.picture.rendering(); // finds wrong usage before the medium is read
+    options.rule.checkFolder(options.output);
     const auto opened = openMedium(options.medium, options.jobs);
     const media::Medium& medium = *opened;
     const auto all = choicesOf(

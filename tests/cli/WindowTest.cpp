@@ -204,7 +204,7 @@ TEST_F(WindowTest, AWindowOnColourIsSaidToHaveNoEffect) {
         EXPECT_THAT(image(file, window),
                     exitsSaying(0, "radvex: warning: " + file + " is in colour, on which a window has no effect.\n"));
     }
-    EXPECT_EQ(runRadvex({"image", file, "-o", mFolder.file("out.png")}).errors, "");
+    EXPECT_EQ(runRadvex({"image", file, "-o", mFolder.file("plain.png")}).errors, "");
 }
 
 TEST_F(WindowTest, SeriesAndVolumesHaveTheWindowOfEachFile) {
