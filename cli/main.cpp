@@ -38,7 +38,7 @@ int run(int argc, char** argv) {
         return answered ? *answered : session.status();
     } catch (const radvex::UsageError& error) {
         printError(error.what());
-        std::cerr << program.help();
+        std::cerr << "See '" << program.helpCommand() << "'.\n";
         return error.exitStatus();
     } catch (const radvex::Error& error) {
         printError(error.what());

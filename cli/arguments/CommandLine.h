@@ -54,15 +54,24 @@ class CommandLine {
     /// `action` runs after the arguments of the command are parsed.
     void setAction(std::function<void()> action) const;
 
-    /// Parses the words after the program's name and runs the command among them.
+    /// Parses the words after the program's name and runs the command among them. "help" and "help COMMAND" are
+    /// answered like --help.
     /// @return the exit status when the words ask for help or the version, which is printed; nothing otherwise
-    /// @throws UsageError
+    /// @throws UsageError  a sentence that says what is wrong, and what was probably meant
     std::optional<int> run(const std::vector<std::string>& words) const;
     /// The help text of the program, or of the command that the parsed words chose.
     std::string help() const;
+    /// What to type for that text: "radvex help tags".
+    std::string helpCommand() const;
+
+    /// The long names of the options: "--output".
+    std::vector<std::string> optionNames() const;
 
   private:
     explicit CommandLine(std::shared_ptr<CLI::App> app);
+
+    void printHelpOf(const std::vector<std::string>& words) const;
+    std::string whatIsWrong(const std::string& said) const;
 
     std::shared_ptr<CLI::App> mApp;
 };

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "cli/arguments/Suggestions.h"
 #include "files/Errors.h"
 #include "files/InputFile.h"
 #include "media/scan/FileDiagnosis.h"
@@ -34,8 +35,10 @@ void FileArguments::addTo(const CommandLine& command, const std::string& name, c
 
 namespace {
 
-[[noreturn]] void refuseOption(const std::string& word) {
-    throw UsageError("There is no option " + word + ". A file of that name is ./" + word + ".");
+[[noreturn]] void refuseOption(const std::string& word, const std::vector<std::string>& known) {
+    const std::string meant = nearest(word, known);
+    throw UsageError("There is no option " + word +
+                     (meant.empty() ? ". A file of that name is ./" + word + '.' : "; did you mean " + meant + "?"));
 }
 
 /// The parts of a text between the marks, without empty ones.
@@ -73,7 +76,7 @@ std::vector<std::string> namesInList(const std::string& list) {
 
 void FileArguments::append(std::vector<std::string>& files, const std::string& word) const {
     if (word.size() > 1 && word.front() == '-') {
-        refuseOption(word);
+        refuseOption(word, mCommand->optionNames());
     }
     if (word.size() > 1 && word.front() == '@') {
         const auto names = namesInList(word.substr(1));
