@@ -11,6 +11,7 @@ namespace radvex::cli {
 namespace {
 
 constexpr std::chrono::milliseconds kPause{100};
+constexpr std::chrono::milliseconds kDelay{700}; // work that is done sooner needs no bar
 constexpr std::size_t kBarWidth = 20;
 constexpr const char* kErase = "\r\x1B[K";
 
@@ -20,10 +21,23 @@ void put(int descriptor, const std::string& text) {
     (void)ignored;
 }
 
-std::string line(const std::string& what, std::size_t done, std::size_t total, std::size_t width) {
+/// ", 2:05 left", or nothing as long as that cannot be told.
+std::string timeLeft(std::chrono::duration<double> passed, std::size_t done, std::size_t total) {
+    if (done == 0 || done >= total) {
+        return "";
+    }
+    const double seconds = passed.count() * static_cast<double>(total - done) / static_cast<double>(done);
+    constexpr double kMost = 100.0 * 3600;
+    const auto whole = static_cast<unsigned>(std::min(seconds, kMost)) + 1;
+    const std::string rest = std::to_string(whole % 60);
+    return ", " + std::to_string(whole / 60) + ':' + (rest.size() < 2 ? "0" : "") + rest + " left";
+}
+
+std::string line(const std::string& what, std::size_t done, std::size_t total, const std::string& time,
+                 std::size_t width) {
     const std::size_t filled = total == 0 ? kBarWidth : kBarWidth * std::min(done, total) / total;
     const std::string bar = " [" + std::string(filled, '#') + std::string(kBarWidth - filled, ' ') + "] " +
-                            std::to_string(done) + " of " + std::to_string(total);
+                            std::to_string(done) + " of " + std::to_string(total) + time;
     // A line that wraps could not be erased, so the text in front is cut.
     const std::size_t room = width > bar.size() + 1 ? width - bar.size() - 1 : 0;
     return room == 0 ? "" : (what.size() <= room ? what : what.substr(0, room)) + bar;
@@ -31,12 +45,19 @@ std::string line(const std::string& what, std::size_t done, std::size_t total, s
 
 } // namespace
 
-ProgressBar::ProgressBar(const std::string& what, int descriptor)
-    : mWhat(formats::printable(what)), mDescriptor(descriptor), mIsTerminal(isTerminal(descriptor)) {}
+ProgressBar::ProgressBar(const std::string& what, int descriptor, Clock::time_point start)
+    : mWhat(formats::printable(what)),
+      mDescriptor(descriptor),
+      mIsTerminal(isTerminal(descriptor)),
+      mStart(start),
+      mNext(start + kDelay) {}
 
-ProgressBar::~ProgressBar() {
+ProgressBar::~ProgressBar() { hide(); }
+
+void ProgressBar::hide() {
     if (mIsDrawn) {
         put(mDescriptor, kErase);
+        mIsDrawn = false;
     }
 }
 
@@ -50,7 +71,8 @@ void ProgressBar::show(std::size_t done, std::size_t total) {
     }
     mNext = now + kPause;
     mIsDrawn = true;
-    put(mDescriptor, kErase + line(mWhat, done, total, terminalWidth(mDescriptor)));
+    put(mDescriptor,
+        kErase + line(mWhat, done, total, timeLeft(now - mStart, done, total), terminalWidth(mDescriptor)));
 }
 
 workers::Progress ProgressBar::forEachWork() {

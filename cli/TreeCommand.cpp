@@ -1,6 +1,9 @@
+#include <unistd.h>
+
 #include <iostream>
 
 #include "cli/Commands.h"
+#include "cli/Terminal.h"
 #include "cli/arguments/MediumOptions.h"
 #include "formats/json/LosslessJson.h"
 #include "formats/json/Text.h"
@@ -35,8 +38,8 @@ std::string joined(std::initializer_list<std::string> texts) {
     return line;
 }
 
-void printSeries(const media::MediumSeries& series, bool withFiles) {
-    std::cout << "    Series "
+void printSeries(const media::MediumSeries& series, bool withFiles, bool isColoured) {
+    std::cout << "    " << toned("Series", Tone::Quiet, isColoured) << ' '
               << joined({orDash(series.number), orDash(series.modality),
                          formats::counted(series.files.size(), "file", "files"), series.description,
                          series.uid.empty() ? series.key : series.uid})
@@ -47,14 +50,16 @@ void printSeries(const media::MediumSeries& series, bool withFiles) {
 }
 
 void printTree(const std::vector<media::MediumPatient>& patients, bool withFiles) {
+    const Look look = Look::of(STDOUT_FILENO);
     for (const media::MediumPatient& patient : patients) {
-        std::cout << "Patient " << joined({orDash(patient.id), orDash(patient.name)}) << '\n';
+        std::cout << toned("Patient", Tone::Strong, look.isColoured) << ' '
+                  << joined({orDash(patient.id), orDash(patient.name)}) << '\n';
         for (const media::MediumStudy& study : patient.studies) {
-            std::cout << "  Study "
+            std::cout << "  " << toned("Study", Tone::Name, look.isColoured) << ' '
                       << joined({orDash(study.date), study.description, study.uid.empty() ? study.key : study.uid})
                       << '\n';
             for (const media::MediumSeries& series : study.series) {
-                printSeries(series, withFiles);
+                printSeries(series, withFiles, look.isColoured);
             }
         }
     }

@@ -1,9 +1,13 @@
 #include "cli/arguments/Files.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <thread>
 
+#include "cli/ProgressBar.h"
+#include "cli/Terminal.h"
 #include "cli/arguments/Suggestions.h"
 #include "files/Errors.h"
 #include "files/InputFile.h"
@@ -136,6 +140,8 @@ void FileJobs::forEach(Session& session, const std::vector<std::string>& files, 
                        const Print& print) const {
     const std::size_t most = count();
     std::size_t done = 0;
+    // On a terminal, what is printed shows the progress.
+    ProgressBar bar("Reading files", isTerminal(STDOUT_FILENO) ? -1 : STDERR_FILENO);
     if (files.size() == 1 || most == 0) {
         for (const std::string& file : files) {
             try {
@@ -152,10 +158,12 @@ void FileJobs::forEach(Session& session, const std::vector<std::string>& files, 
     workers::forEachInBlocks(
         std::min(most, files.size()), files.size(), work, [&](std::size_t index, const workers::WorkResult& result) {
             const std::string& file = files[index];
+            bar.show(index, files.size());
             if (result.isDone()) {
                 print(file, result.output);
                 ++done;
             } else {
+                bar.hide();
                 Session::reportFile(namesFile || !result.end.empty() ? file : "", result.problem());
             }
         });

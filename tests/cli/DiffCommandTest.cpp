@@ -233,9 +233,8 @@ TEST_F(DiffCommand, TroubleHasTheStatusTwoAndSaysWhat) {
     const std::string whole = write("a.dcm", ct());
     const std::string broken = mFolder.write("cut.dcm", readFile(whole).substr(0, readFile(whole).size() - 5));
     EXPECT_THAT(runRadvex({"diff", whole, broken}), exitsSaying(kTrouble, StartsWith("radvex: " + broken)));
-    EXPECT_THAT(
-        runRadvex({"diff", mFolder.file("none"), whole}),
-        exitsSaying(kTrouble, "radvex: " + mFolder.file("none") + ": it does not exist.\n"));
+    EXPECT_THAT(runRadvex({"diff", mFolder.file("none"), whole}),
+                exitsSaying(kTrouble, "radvex: " + mFolder.file("none") + ": it does not exist.\n"));
     EXPECT_THAT(runRadvex({"diff", whole, mFolder.path().string()}),
                 exitsSaying(kTrouble, HasSubstr("A file is compared with a file")));
     EXPECT_THAT(runRadvex({"diff", whole, whole, "--tolerance", "-1"}),

@@ -533,6 +533,6 @@ TEST_F(WriteCommand, WritesToTheStandardOutput) {
 TEST_F(WriteCommand, WithoutPictureOrOutputShowsItsUsage) {
     for (const auto& words : std::vector<Words>{
              {"write"}, {"write", picture()}, {"write", "-o", out}, {"write", picture(), "-o", out, "--nope"}}) {
-        EXPECT_THAT(runRadvex(words), exitsSaying(2, HasSubstr("Usage: ")));
+        EXPECT_THAT(runRadvex(words), exitsSaying(2, HasSubstr("See 'radvex help write'.")));
     }
 }
