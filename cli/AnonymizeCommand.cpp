@@ -228,6 +228,12 @@ void addAnonymizeCommand(const CommandLine& program, Session& session) {
         "identifiers in them. When a file fails, it is named and the others go on; the exit status is then 3, or 1 if "
         "no file was written. "
         "docs/deidentification.md says what is done and what is not promised.");
+    command.addExample("radvex anonymize STUDIES SHARED", "A folder under the basic confidentiality profile");
+    command.addExample("radvex anonymize STUDIES SHARED --key key --shift-dates",
+                       "The same pseudonyms in every run, dates moved");
+    command.addExample("radvex anonymize ct.dcm new.dcm --set PatientID=S01", "One file with an ID of your choice");
+    command.addExample("radvex anonymize STUDIES SHARED --dry-run --report plan.json",
+                       "What would be done, and nothing written");
 }
 
 } // namespace radvex::cli

@@ -174,8 +174,9 @@ void addCallCommand(const CommandLine& program, Session& session) {
     command.addOption("NAME", options->function,
                       "Function, or - to answer lines '[\"name\", arg, ...]' from standard input");
     command.leaveTheRest(); // CLI11 would read lists and options in the JSON
-    command.setFooter("NAME is followed by its arguments, each one JSON value; text needs its double quotes:\n"
-                      "  radvex call GetFrameCount '\"scan.dcm\"'");
+    command.setFooter("NAME is followed by its arguments, each one JSON value; text needs its double quotes.");
+    command.addExample("radvex call GetFrameCount '\"ct.dcm\"'", "One function with one argument");
+    command.addExample("radvex call --list ReadImage", "The arguments and the result of a function");
     command.addFlag("--list", options->list,
                     "List the functions with their arguments and results; with a NAME, explain that function");
     command.addFlag("--markdown", options->markdown, "Print the whole list of functions as a page in Markdown");

@@ -84,6 +84,8 @@ void addDefaultsCommand(const CommandLine& program, Session& session) {
     command.addWords("KEYWORD", options.words,
                      "Show only this one; KEYWORD=VALUE sets it for this run of the command first");
     command.addFlag("--json", options.json, "Print one JSON object");
+    command.addExample("radvex defaults", "The values that new files get");
+    command.addExample("radvex defaults PatientName=Doe^Jane", "Whether a value would be taken");
 }
 
 } // namespace radvex::cli

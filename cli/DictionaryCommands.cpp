@@ -34,20 +34,24 @@ void printVr(velmora::Host& host, const std::string& tag) {
     std::cout << answer.get<Store>().view().at(0).text() << '\n';
 }
 
-void add(const CommandLine& program, Session& session, const std::string& name, const std::string& what,
-         const std::string& argument, void (*print)(velmora::Host&, const std::string&)) {
+CommandLine add(const CommandLine& program, Session& session, const std::string& name, const std::string& what,
+                const std::string& argument, void (*print)(velmora::Host&, const std::string&)) {
     auto text = std::make_shared<std::string>();
     const CommandLine command = program.addCommand(name, what);
     command.addRequired(argument, *text);
     command.setAction([&session, text, print] { print(session.host(), *text); });
+    return command;
 }
 
 } // namespace
 
 void addDictionaryCommands(const CommandLine& program, Session& session) {
-    add(program, session, "keyword", "Print the keyword of a tag given as gggg,eeee", "TAG", printKeyword);
-    add(program, session, "number", "Print the tag of a keyword as gggg,eeee", "KEYWORD", printNumber);
-    add(program, session, "vr", "Print the value representation of a keyword or of a tag gggg,eeee", "TAG", printVr);
+    add(program, session, "keyword", "Print the keyword of a tag given as gggg,eeee", "TAG", printKeyword)
+        .addExample("radvex keyword 0010,0010", "PatientName");
+    add(program, session, "number", "Print the tag of a keyword as gggg,eeee", "KEYWORD", printNumber)
+        .addExample("radvex number PatientName", "0010,0010");
+    add(program, session, "vr", "Print the value representation of a keyword or of a tag gggg,eeee", "TAG", printVr)
+        .addExample("radvex vr PatientName", "PN, a person's name");
 }
 
 } // namespace radvex::cli

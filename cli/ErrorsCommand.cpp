@@ -24,6 +24,7 @@ void addErrorsCommand(const CommandLine& program, Session& session) {
             std::cout << formats::dumpJson(list, 2) << '\n';
         }
     });
+    command.addExample("radvex errors", "Every error of the library with its number and its text");
 }
 
 } // namespace radvex::cli

@@ -68,6 +68,8 @@ void addFramesCommand(const CommandLine& program, Session& session) {
     options.files.addTo(command);
     command.addFlag("--json", options.json, "Print a JSON list with one object for each file");
     options.jobs.addTo(command);
+    command.addExample("radvex frames cine.dcm", "How many frames and overlays a file has");
+    command.addExample("radvex frames --json SERIES/*.dcm", "The same of several files, for programs");
 }
 
 } // namespace radvex::cli

@@ -70,6 +70,7 @@ void addIndexCommand(const CommandLine& program, Session& session) {
     command.addFlag("--json", options.json, "List indexed, skipped and refused files as JSON");
     command.setFooter("Files that are not DICOM are skipped. DICOM files that cannot be indexed are named on standard "
                       "error; the exit status is then 3, or 1 if no file was indexed.");
+    command.addExample("radvex index SERIES -o NEW", "A DICOMDIR for a folder of files, with links to them");
 }
 
 } // namespace radvex::cli

@@ -79,6 +79,8 @@ void addOverlaysCommand(const CommandLine& program, Session& session) {
     command.addOption("-o,--output", options.folder, "Folder for overlay-1.png and so on; made when it is missing");
     options.rule.addTo(command);
     command.addFlag("--json", options.json, "Print a JSON list of the planes");
+    command.addExample("radvex overlays ct.dcm", "The overlay planes of a file");
+    command.addExample("radvex overlays ct.dcm -o PLANES", "Each as a picture in black and white");
 }
 
 } // namespace radvex::cli

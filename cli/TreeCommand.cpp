@@ -132,6 +132,9 @@ void addTreeCommand(const CommandLine& program, Session& session) {
     options.jobs.addTo(command);
     command.addFlag("--files", options.files, "List the files of each series too");
     command.addFlag("--json", options.json, "Print JSON: a list of patients");
+    command.addExample("radvex tree STUDIES", "Patients, studies and series of a folder");
+    command.addExample("radvex tree MEDIUM/DICOMDIR --files", "Those of a medium, with the files");
+    command.addExample("radvex tree STUDIES --patient A --json", "One patient, for programs");
 }
 
 } // namespace radvex::cli

@@ -98,6 +98,9 @@ void addVerifyCommand(const CommandLine& program, Session& session) {
         "are judged by --keep, --shift-dates and --clean, or else by the options that they say were applied to them. "
         "Pixels that may show the patient count as a finding, because a status of 0 means that files may be passed "
         "on, and this command cannot see what a picture shows; --accept-pixels says that somebody has looked.");
+    command.addExample("radvex verify SERIES", "What may still tell who the patients are");
+    command.addExample("radvex verify OLD SERIES --report report.json",
+                       "Whether anything of the originals in OLD is left in SERIES");
 }
 
 } // namespace radvex::cli

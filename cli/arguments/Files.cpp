@@ -42,7 +42,7 @@ namespace {
 [[noreturn]] void refuseOption(const std::string& word, const std::vector<std::string>& known) {
     const std::string meant = nearest(word, known);
     throw UsageError("There is no option " + word +
-                     (meant.empty() ? ". A file of that name is ./" + word + '.' : "; did you mean " + meant + "?"));
+                     (meant.empty() ? ". A file of that name is ./" + word + '.' : didYouMean(word, known)));
 }
 
 /// The parts of a text between the marks, without empty ones.
