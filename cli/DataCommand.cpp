@@ -175,15 +175,10 @@ void describe(Session& session, const DataOptions& options) {
 
 void run(Session& session, const DataOptions& options) {
     checkUsage(options);
-    FileOpener opener(options.partial);
-    const ReadableFile file = opener.open(options.file);
-    PartialOption::tell(session, file.notice());
-    session.attemptFile(options.file, [&] {
-        file.read([&](const std::string& path) {
-            DataOptions chosen = options;
-            chosen.readable = path;
-            describe(session, chosen);
-        });
+    options.partial.read(session, options.file, [&](const std::string& path) {
+        DataOptions chosen = options;
+        chosen.readable = path;
+        describe(session, chosen);
     });
 }
 

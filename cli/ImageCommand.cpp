@@ -171,15 +171,10 @@ void run(Session& session, const ImageOptions& options) {
     (void)options.picture.rendering(); // finds wrong usage before the file is read
     requirePictureName(options.output);
     options.rule.check({options.output}, {options.file});
-    FileOpener opener(options.partial);
-    const ReadableFile file = opener.open(options.file);
-    PartialOption::tell(session, file.notice());
-    session.attemptFile(options.file, [&] {
-        file.read([&](const std::string& path) {
-            ImageOptions chosen = options;
-            chosen.readable = path;
-            show(session, chosen);
-        });
+    options.partial.read(session, options.file, [&](const std::string& path) {
+        ImageOptions chosen = options;
+        chosen.readable = path;
+        show(session, chosen);
     });
 }
 

@@ -58,6 +58,14 @@ void PartialOption::tell(Session& session, const std::string& notice) {
     }
 }
 
+void PartialOption::read(Session& session, const std::string& file,
+                         const std::function<void(const std::string& path)>& body) const {
+    FileOpener opener(*this);
+    const ReadableFile readable = opener.open(file);
+    tell(session, readable.notice());
+    session.attemptFile(file, [&] { readable.read(body); });
+}
+
 std::string PartialOption::noticeOf(const std::string& file) const {
     if (!isGiven) {
         return "";

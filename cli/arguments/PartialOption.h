@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -49,6 +50,10 @@ struct PartialOption {
     void addTo(const CommandLine& command);
     /// Says that what follows of a file is partial, which makes the status 3. Nothing is said of a whole file.
     static void tell(Session& session, const std::string& notice);
+    /// Calls `body` with what the library reads of a single file, and says if that is only a part of it. What is wrong
+    /// with the file is said in the user's words.
+    void read(Session& session, const std::string& file,
+              const std::function<void(const std::string& path)>& body) const;
     /// "X is cut off at byte N of M: what follows is partial." Empty without --partial, and for a whole file.
     std::string noticeOf(const std::string& file) const;
 };

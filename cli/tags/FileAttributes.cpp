@@ -173,12 +173,10 @@ std::string labelOf(const Element& element) {
            (element.creator.empty() ? "" : " " + element.creator);
 }
 
-FileAttributes::FileAttributes(velmora::Host& host, std::string path, std::string elementPath,
-                               const AttributeChoice& choice)
+FileAttributes::FileAttributes(velmora::Host& host, std::string path, const AttributeChoice& choice)
     : mHost(host),
       mDictionary(host),
       mPath(std::move(path)),
-      mElementPath(std::move(elementPath)),
       mChoice(choice),
       mExcluded(choice.excluded.begin(), choice.excluded.end()),
       mIsThere(choice.paths.size()) {
@@ -197,8 +195,8 @@ const FileAttributes::Elements& FileAttributes::elements() {
             return mChoice.paths.empty() ? isUnknownToLibrary(element)
                                          : element.group != kPixelGroup || isAskedFor(element);
         };
-        mElements = media::listElements(mElementPath,
-                                        {.values = media::ElementValues::Text, .wants = isWanted, .binary = true});
+        mElements =
+            media::listElements(mPath, {.values = media::ElementValues::Text, .wants = isWanted, .binary = true});
     }
     return *mElements;
 }

@@ -35,10 +35,8 @@ struct ShownAttribute {
 /// list of the file's elements, which is read only when it is needed.
 class FileAttributes {
   public:
-    /// @param path         for the library
-    /// @param elementPath  of the same file, for the list of its elements
     /// @throws velmora::LibraryError, FileError
-    FileAttributes(velmora::Host& host, std::string path, std::string elementPath, const AttributeChoice& choice);
+    FileAttributes(velmora::Host& host, std::string path, const AttributeChoice& choice);
     FileAttributes(const FileAttributes&) = delete; // nodes are views of the stores
     FileAttributes& operator=(const FileAttributes&) = delete;
 
@@ -69,7 +67,6 @@ class FileAttributes {
     velmora::Host& mHost;
     formats::Dictionary mDictionary;
     std::string mPath;
-    std::string mElementPath;
     const AttributeChoice& mChoice;
     std::set<std::string> mExcluded{};
     std::optional<Elements> mElements{};

@@ -57,9 +57,8 @@ void appendDump(std::string& text, const std::vector<Element>& elements, std::si
     }
 }
 
-FileTags attributesOf(velmora::Host& host, const TagsRequest& request, const std::string& libraryPath,
-                      const std::string& file) {
-    const FileAttributes attributes(host, libraryPath, file, request.choice);
+FileTags attributesOf(velmora::Host& host, const TagsRequest& request, const std::string& file) {
+    const FileAttributes attributes(host, file, request.choice);
     FileTags tags{.isThere = attributes.isThere()};
     if (request.form == TagsForm::Json) {
         appendJson(tags.text, attributes.shown(), request.lists);
@@ -225,7 +224,7 @@ std::string excludedKey(velmora::Host& host, const std::string& words) {
 
 std::string describeFile(velmora::Host& host, const TagsRequest& request, const std::string& path) {
     const bool isFromLibrary = request.form == TagsForm::Text || request.form == TagsForm::Json;
-    return workers::toParcel(isFromLibrary ? attributesOf(host, request, path, path) : elementsOf(request, path));
+    return workers::toParcel(isFromLibrary ? attributesOf(host, request, path) : elementsOf(request, path));
 }
 
 void printTags(Session& session, const TagsRequest& request, const FileJobs& jobs, const PartialOption& partial,

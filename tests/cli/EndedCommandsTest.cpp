@@ -44,7 +44,8 @@ struct EndedCommand {
 
 void PrintTo(const EndedCommand& command, std::ostream* stream) { *stream << command.name; }
 
-/// IN holds two series of CT, PICTURE a picture. The rest are names of results.
+/// IN and OTHER hold two series of CT, BROKEN is a file that is cut off, PICTURE a picture. The rest are names of
+/// results.
 const std::vector<EndedCommand> kCommands{
     {"tree", {"tree", "IN"}},
     {"tags", {"tags", "--recursive", "IN"}},
@@ -57,6 +58,9 @@ const std::vector<EndedCommand> kCommands{
     {"write", {"write", "PICTURE", "-o", "out.dcm"}, true, false},
     {"index", {"index", "IN", "-o", "out"}, true, false},
     {"anonymize", {"anonymize", "IN", "out", "--key", "KEY", "--report", "out.json"}, true, false},
+    {"partialImage", {"image", "BROKEN", "--partial", "-o", "out.png"}, true},
+    {"partialTags", {"tags", "BROKEN", "IN/a0", "--partial"}},
+    {"diff", {"diff", "IN", "OTHER"}},
     {"verify", {"verify", "IN", "--report", "out.json"}, true},
 };
 
@@ -99,6 +103,9 @@ class EndedCommands : public testing::TestWithParam<EndedCommand> {
                 writeImageFile(around.file("IN/" + std::string(series) + std::to_string(number)), file);
             }
         }
+        const std::string bytes = readFile(around.file("IN/a0"));
+        around.write("BROKEN", bytes.substr(0, bytes.size() - 1000));
+        fs::copy(around.file("IN"), around.file("OTHER"));
         around.write("PICTURE", pngFile({.columns = 4, .rows = 2, .data = "12345678"}));
         around.write("KEY", "0123456789abcdef0123456789abcdef");
         for (const char* folder : {"home", "tmp", "runtime"}) {
