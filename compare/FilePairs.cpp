@@ -126,6 +126,7 @@ Cell cellOf(const formats::Vector3& position) {
 /// Files in the order in which those that are alike are paired.
 std::vector<FoundFile*> inOrder(std::vector<FoundFile>& files) {
     std::vector<FoundFile*> order;
+    order.reserve(files.size());
     for (FoundFile& file : files) {
         order.push_back(&file);
     }

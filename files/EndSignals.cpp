@@ -65,7 +65,7 @@ void removeContents(int folder, int depth) {
     if (depth > kDeepest) {
         return;
     }
-    alignas(EntryHead) std::array<char, 4096> buffer;
+    alignas(EntryHead) std::array<char, 4096> buffer{};
     long count = 0;
     while ((count = syscall(SYS_getdents64, folder, buffer.data(), buffer.size())) > 0) {
         for (std::size_t at = 0; at < static_cast<std::size_t>(count);) {

@@ -154,7 +154,9 @@ TagPath parseTagPath(velmora::Host& host, const std::string& words) {
         path.steps.push_back(parseStep(host, part, words, keyword));
         path.keyword = parts.size() == 1 ? keyword : "";
         if (path.steps.size() < parts.size() && !hasIndex(path.last())) {
-            throw UsageError("'" + words + "': '" + part + "' does not say which item: [0] is the first, [*] are all.");
+            std::string problem = "'";
+            problem.append(words).append("': '").append(part);
+            throw UsageError(problem.append("' does not say which item: [0] is the first, [*] are all."));
         }
     }
     if (hasIndex(path.last())) {

@@ -157,7 +157,7 @@ class Comparison {
     }
 
     void visit(const ElementOfBoth& both, const Level& level) {
-        const DcmTagKey key = (both.first != nullptr ? both.first : both.second)->getTag();
+        const DcmTagKey key = (both.first != nullptr ? both.first : both.second)->getTag().getXTag();
         const bool isOfDataset = mLevels.size() == 1;
         if (mIgnored.contain(mPath) || (!mHasPixels && isPixelData(key))) {
             return;

@@ -128,7 +128,7 @@ std::string numbersOf(DcmElement& element) {
     for (unsigned long index = 0; index < std::min(count, kMost); ++index) {
         OFString value;
         (void)element.getOFString(value, index);
-        text.append(index == 0 ? "" : "\\").append(value.c_str());
+        text.append(index == 0 ? "" : "\\").append(value.c_str(), value.size());
     }
     return count > kMost ? text + "... (" + std::to_string(count) + " values)" : text;
 }

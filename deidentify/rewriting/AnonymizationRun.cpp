@@ -20,12 +20,12 @@
 #include "deidentify/rewriting/OutputPath.h"
 #include "deidentify/rewriting/ProfileRewriter.h"
 #include "deidentify/rewriting/TextReplacement.h"
-#include "media/scan/FileDiagnosis.h"
-#include "media/scan/FileStart.h"
 #include "media/dicomdir/DcmtkSettings.h"
 #include "media/dicomdir/DicomIo.h"
 #include "media/dicomdir/DirectoryBuilder.h"
 #include "media/dicomdir/FileRecords.h"
+#include "media/scan/FileDiagnosis.h"
+#include "media/scan/FileStart.h"
 
 namespace radvex::deidentify {
 

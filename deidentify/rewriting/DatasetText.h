@@ -2,32 +2,24 @@
 
 #include <functional>
 #include <map>
-#include <memory>
 #include <string>
-#include <string_view>
 
 #include "dcmtk/config/osconfig.h"
 
 #include "dcmtk/dcmdata/dcelem.h"
 #include "dcmtk/dcmdata/dcfilefo.h"
-#include "dcmtk/dcmdata/dcspchrs.h"
+#include "media/elements/TextDecoder.h"
 
 namespace radvex::deidentify {
 
-/// Whether the character set of the dataset matters for the type (PS3.5, 6.1.2.3).
-bool hasCharacterSet(DcmEVR vr);
-
-/// Text of the type as UTF-8, whatever bytes it holds: what a character set does not explain is taken for UTF-8, or
-/// else for Latin-1.
+/// Reads texts as UTF-8, and takes UTF-8 that stands under a Latin character set for what it is.
 class TextDecoder {
   public:
     /// @param characterSet  value of SpecificCharacterSet; empty for the default
     std::string utf8(DcmElement& element, const std::string& characterSet);
 
   private:
-    DcmSpecificCharacterSet* converterOf(const std::string& characterSet);
-
-    std::map<std::string, std::unique_ptr<DcmSpecificCharacterSet>> mConverters{};
+    media::TextDecoder mDecoder{};
 };
 
 /// Writes UTF-8 into the texts of one dataset. A text that is not ASCII may not fit the dataset's character set; then
@@ -56,10 +48,5 @@ void forEachText(DcmItem& item, const std::string& outerSet,
 
 /// SpecificCharacterSet of an item; that of the item around it when it has none.
 std::string characterSetOf(DcmItem& item, const std::string& outerSet);
-
-/// Whether the bytes are the same text in every character set: ASCII, and no escape sequence.
-bool hasOneReading(std::string_view text);
-bool isUtf8(std::string_view text);
-std::string latin1AsUtf8(std::string_view bytes);
 
 } // namespace radvex::deidentify

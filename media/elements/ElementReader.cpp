@@ -81,13 +81,13 @@ class Reader {
         } else if (element.isBinary()) {
             element.bytes = mRequest.binary ? bytesOf(dcmtk) : "";
         } else if (!element.isSequence()) {
-            element.text = mTexts.utf8(dcmtk, mCharacterSet);
+            element.text = textOf(dcmtk, mCharacterSet, mTexts);
         }
     }
 
     const ElementRequest& mRequest;
     std::string mCharacterSet{};
-    TextReader mTexts{};
+    TextDecoder mTexts{};
 };
 
 } // namespace

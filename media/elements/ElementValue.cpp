@@ -16,13 +16,10 @@
 #include "dcmtk/dcmdata/dcpxitem.h"
 #include "dcmtk/dcmdata/dcsequen.h"
 #include "media/ElementList.h"
-#include "media/elements/EscapedText.h"
 
 namespace radvex::media {
 
 namespace {
-
-constexpr char kEscape = 0x1B; // changes the character set within a text
 
 /// DCMTK has value representations of its own, each of which stands for one of the standard's.
 DcmEVR representationOf(DcmElement& element) { return DcmVR(DcmVR(element.getTag().getEVR()).getValidEVR()).getEVR(); }
@@ -67,36 +64,6 @@ std::string wordsIn(DcmElement& element, OFCondition (DcmElement::*getter)(Word*
         return "";
     }
     return {reinterpret_cast<const char*>(words), element.getLengthField() / sizeof(Word) * sizeof(Word)};
-}
-
-bool hasCharacterSet(DcmEVR vr) {
-    constexpr std::array kTypes{EVR_LO, EVR_LT, EVR_PN, EVR_SH, EVR_ST, EVR_UC, EVR_UT};
-    return std::ranges::find(kTypes, vr) != kTypes.end();
-}
-
-/// Whether there is an escape sequence of ISO 2022, and not only one that means something to a terminal.
-bool changesCharacterSet(std::string_view text) {
-    constexpr std::string_view kIntermediate = "$()*+-./";
-    for (std::size_t escape = text.find(kEscape); escape != std::string_view::npos;
-         escape = text.find(kEscape, escape + 1)) {
-        if (escape + 1 < text.size() && kIntermediate.find(text[escape + 1]) != std::string_view::npos) {
-            return true;
-        }
-    }
-    return false;
-}
-
-/// Characters behind which the text is in the default character set again (PS3.5, 6.1.2.5.3).
-const char* delimitersOf(DcmEVR vr) {
-    return vr == EVR_PN ? "\\^=" : vr == EVR_LO || vr == EVR_SH || vr == EVR_UC ? "\\" : "";
-}
-
-std::string latin1AsUtf8(std::string_view bytes) {
-    std::string text;
-    for (const char byte : bytes) {
-        utf8::append(static_cast<char32_t>(static_cast<unsigned char>(byte)), std::back_inserter(text));
-    }
-    return text;
 }
 
 std::string withoutPadding(const std::string& text, DcmEVR vr) {
@@ -205,45 +172,9 @@ DcmPixelSequence* pixelSequenceOf(DcmPixelData& pixels) {
     return isThere ? sequence : nullptr;
 }
 
-DcmSpecificCharacterSet* TextReader::converterOf(const std::string& characterSet) {
-    const auto known = mConverters.find(characterSet);
-    if (known != mConverters.end()) {
-        return known->second.get();
-    }
-    auto converter = std::make_unique<DcmSpecificCharacterSet>();
-    if (characterSet.empty() || converter->selectCharacterSet(characterSet.c_str(), "ISO_IR 192").bad()) {
-        converter.reset();
-    }
-    return mConverters.emplace(characterSet, std::move(converter)).first->second.get();
-}
-
-std::string TextReader::converted(const std::string& text, DcmEVR vr, const std::string& characterSet) {
-    DcmSpecificCharacterSet* const converter = converterOf(characterSet);
-    OFString result;
-    const OFString original(text.data(), text.size());
-    if (converter != nullptr && converter->convertString(original, result, delimitersOf(vr)).good()) {
-        std::string utf8Text(result.c_str(), result.size());
-        if (utf8::is_valid(utf8Text.begin(), utf8Text.end()) && utf8Text.find(kEscape) == std::string::npos) {
-            return utf8Text;
-        }
-    }
-    const bool isExtended = characterSet.find("2022") != std::string::npos; // announces such sequences
-    if (isExtended || (hasCharacterSet(vr) && changesCharacterSet(text))) {
-        return utf8FromEscapes(text, characterSet, delimitersOf(vr));
-    }
-    return utf8::is_valid(text.begin(), text.end()) ? text : latin1AsUtf8(text);
-}
-
-std::string TextReader::utf8(DcmElement& element, const std::string& characterSet) {
-    const std::string text = storedText(element);
+std::string textOf(DcmElement& element, const std::string& characterSet, TextDecoder& decoder) {
     const DcmEVR vr = representationOf(element);
-    const bool isPlain =
-        std::ranges::all_of(text, [](char byte) { return static_cast<signed char>(byte) >= 0 && byte != kEscape; });
-    if (isPlain) {
-        return withoutPadding(text, vr);
-    }
-    // Only some representations are in the declared set; the others are ASCII, or wrong.
-    return withoutPadding(converted(text, vr, hasCharacterSet(vr) ? characterSet : ""), vr);
+    return withoutPadding(decoder.utf8(storedText(element), vr, characterSet), vr);
 }
 
 std::string bytesOf(DcmElement& element) {

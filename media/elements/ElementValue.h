@@ -1,33 +1,19 @@
 #pragma once
 
-#include <map>
-#include <memory>
 #include <string>
 
 #include "dcmtk/config/osconfig.h"
+#include "media/elements/TextDecoder.h"
 
-#include "dcmtk/dcmdata/dcchrstr.h"
 #include "dcmtk/dcmdata/dcitem.h"
 #include "dcmtk/dcmdata/dcpixel.h"
 #include "dcmtk/dcmdata/dcpixseq.h"
-#include "dcmtk/dcmdata/dcspchrs.h"
 
 namespace radvex::media {
 
-/// Reads texts as UTF-8. Character sets that were needed stay prepared.
-class TextReader {
-  public:
-    /// The value as ElementValues::Text says; numbers are the shortest text that reads back as the same number. What is
-    /// not in the declared character set is read as Latin 1, unless it is UTF-8 already.
-    /// @param characterSet  value of SpecificCharacterSet where the element stands; empty for the default
-    std::string utf8(DcmElement& element, const std::string& characterSet);
-
-  private:
-    DcmSpecificCharacterSet* converterOf(const std::string& characterSet);
-    std::string converted(const std::string& text, DcmEVR vr, const std::string& characterSet);
-
-    std::map<std::string, std::unique_ptr<DcmSpecificCharacterSet>> mConverters{};
-};
+/// The value as ElementValues::Text says; numbers are the shortest text that reads back as the same number.
+/// @param characterSet  value of SpecificCharacterSet where the element stands; empty for the default
+std::string textOf(DcmElement& element, const std::string& characterSet, TextDecoder& decoder);
 
 /// The value of bytes or words, little-endian. The fragments of compressed pixels as they stand in the file, with the
 /// headers of their items (PS3.5, A.4) and without the delimiter behind them.

@@ -201,7 +201,7 @@ def compare_written(command, folder):
             with open(meta, "w", encoding="utf-8") as file:
                 json.dump(theirs, file)
             out = os.path.join(folder, "out.dcm")
-            done = subprocess.run([command, "write", os.path.join(folder, "in.npy"), "-o", out, "--compress", "RLE",
+            done = subprocess.run([command, "write", "--force", os.path.join(folder, "in.npy"), "-o", out, "--compress", "RLE",
                                    "--meta", meta], stderr=subprocess.PIPE, check=False)
             count += 1
             if done.returncode != 0:

@@ -63,7 +63,7 @@ def arrays():
 
 
 def radvex(command, *words):
-    subprocess.run([command, "write", *words], check=True)
+    subprocess.run([command, "write", "--force", *words], check=True)
 
 
 def stored(path):
