@@ -56,6 +56,7 @@ std::vector<std::string> encoded(velmora::Host& host, const std::string& path,
         return tiles;
     }
     std::vector<std::string> pngs;
+    pngs.reserve(pictures.size());
     for (const formats::Picture& picture : pictures) {
         pngs.push_back(formats::pngOf(picture));
     }
