@@ -62,7 +62,8 @@ def make_cine():
     frames[...] = 2 * numpy.arange(64)[None, None, :, None]
     for index in range(12):
         frames[index, 20:24, 4 * index:4 * index + 4] = (200, 0, 0)
-    file = blank("US", NumberOfFrames=12, FrameTime="40", FrameIncrementPointer=0x00181063, InstanceNumber=1)
+    file = blank("US", NumberOfFrames=12, FrameTime="40", FrameIncrementPointer=0x00181063, InstanceNumber=1,
+                 series=7)
     put_pixels(file, frames, bits=8)
     save(file, "cine.dcm")
 
@@ -70,7 +71,7 @@ def make_cine():
 def make_pet():
     grid = Grid(1, 8, 8, step=(0, 0, 3.27), spacing=(4, 4))
     stored = [100 * numpy.arange(64).reshape(8, 8)]
-    file, = slices("PT", grid, stored, Units="BQML", RescaleSlope="0.5", RescaleIntercept="0")
+    file, = slices("PT", grid, stored, Units="BQML", RescaleSlope="0.5", RescaleIntercept="0", series=8)
     save(file, "pet.dcm")
 
 
@@ -80,7 +81,7 @@ def make_mr():
     for number, time in enumerate(("9.2", "18.4"), 1):
         files = slices("MR", grid, [(1000 * number + index) * flat for index in range(4)],
                        range(4 * number - 3, 4 * number + 1), EchoTime=time, EchoNumbers=number,
-                       SeriesDescription="Two echoes")
+                       SeriesDescription="Two echoes", series=6)
         for index, file in enumerate(files, 1):
             save(file, "ECHOES", "echo%d-slice%d.dcm" % (number, index))
     for number, value in enumerate((0, 500, 1000)):
@@ -102,13 +103,13 @@ def make_enhanced():
                {"FrameContentSequence": [{"StackID": "1", "InStackPositionNumber": index + 1,
                                           "DimensionIndexValues": [1, index + 1]}]}) for index in range(6)]
     echo = {"MREchoSequence": [{"EffectiveEchoTime": 12.5}]}
-    save(many_frames("EnhancedMR", grid, frames, echo, ImageType=["ORIGINAL", "PRIMARY", "VOLUME", "NONE"]),
-         "enhanced.dcm")
+    file = many_frames("EnhancedMR", grid, frames, echo, ImageType=["ORIGINAL", "PRIMARY", "VOLUME", "NONE"], series=9)
+    save(file, "enhanced.dcm")
 
 
 def make_overlay():
     """A slice with the outline of a region in an overlay plane."""
-    dataset = ct_series()[2]
+    dataset = ct_series(series=11)[2]
     ring = disc(30, 20, 10) & ~disc(30, 20, 9)
     dataset.add_new(0x60000010, "US", 64)
     dataset.add_new(0x60000011, "US", 64)
@@ -122,11 +123,11 @@ def make_overlay():
 
 
 def make_texts():
-    dataset = ct_series()[0]
+    dataset = ct_series(series=12)[0]
     dataset.SpecificCharacterSet = "ISO_IR 100"
     dataset.PatientName = "Müller^Jörg"
     save(dataset, "umlauts.dcm")
-    dataset = ct_series()[0]
+    dataset = ct_series(series=13)[0]
     block = dataset.private_block(0x0019, "EXAMPLE SCANNER 1", create=True)
     block.add_new(0x0C, "IS", "1000")
     block.add_new(0x0E, "LO", "warm-up done")
@@ -209,7 +210,7 @@ def make_dose():
     file = blank("RTDOSE", DoseUnits="GY", DoseType="PHYSICAL", DoseSummationType="PLAN", DoseGridScaling="0.01",
                  ImagePositionPatient=[0, 0, 0], ImageOrientationPatient=[1, 0, 0, 0, 1, 0], PixelSpacing=[5, 5],
                  NumberOfFrames=3, FrameIncrementPointer=0x3004000c, GridFrameOffsetVector=[0, 5, 10],
-                 InstanceNumber=1)
+                 InstanceNumber=1, series=10)
     put_pixels(file, 100 * numpy.arange(48).reshape(3, 4, 4), bits=32)
     save(file, "dose-gy.dcm")
 
