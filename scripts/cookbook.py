@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""Joins the transcripts of tests/cli/transcripts, which tests run, to docs/cookbook.md. --check: only says whether that page
-is up to date."""
+"""Joins the transcripts of tests/cli/transcripts, which tests run, to docs/cookbook.md. --check: only says whether that
+page is up to date."""
 
 import pathlib
 import re
@@ -10,10 +10,9 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 COOKBOOK = ROOT / "docs" / "cookbook.md"
 OPENING = """# Cookbook
 
-Questions that people have, and the commands that answer them. Every command here runs in a test that compares what it shows,
-so that nothing on this page is out of date. Standard error and standard output stand as a terminal shows them; a status that is not
-0 follows in parentheses, and `...` stands for what differs from run to run. The files are made by
-`tests/cli/transcripts/make_files.py FOLDER`.
+Questions that people have, and the commands that answer them. Every command here runs in a test that compares what it
+shows with this page. Standard error and standard output stand as a terminal shows them, a status that is not 0 follows in
+parentheses, and `...` stands for any text. `tests/cli/transcripts/make_files.py FOLDER` makes the files.
 
 This page is made from `tests/cli/transcripts` by `scripts/cookbook.py`; edit the pages there.
 

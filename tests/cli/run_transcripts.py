@@ -2,9 +2,9 @@
 
 Usage: run_transcripts.py RADVEX PAGE.md
 
-A block of ```console holds commands, `$ ` and what a person types, each followed by what a terminal then shows: standard
-output and standard error as they come. A status that is not 0 follows as `(exit status 3)`. `...` in a line stands for
-any text, and a line of `...` alone for any number of lines. A line behind `> ` goes on with the command."""
+A block of ```console holds commands, `$ ` and what a person types, each followed by what a terminal then shows:
+standard output and standard error as they come. A status that is not 0 follows as `(exit status 3)`. `...` in a line
+stands for any text, and a line of `...` alone for any number of lines. A line behind `> ` goes on with the command."""
 
 import difflib
 import os
