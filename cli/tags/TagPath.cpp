@@ -151,6 +151,9 @@ std::string messageOf(const velmora::LibraryError& error) {
         return message;
     }
     const std::string word = message.substr(kBefore.size(), message.size() - kBefore.size() - kBehind.size());
+    if (word.find('#') != std::string::npos) { // of a further overlay plane, and no misspelling
+        return message;
+    }
     std::vector<std::string> keywords;
     for (const media::KnownAttribute& attribute : media::knownAttributes()) {
         keywords.push_back(attribute.keyword);
