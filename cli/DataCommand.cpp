@@ -1,4 +1,7 @@
+#include <algorithm>
+#include <cmath>
 #include <iostream>
+#include <span>
 
 #include "cli/Commands.h"
 #include "cli/PixelReading.h"
@@ -6,12 +9,14 @@
 #include "cli/arguments/OutputRule.h"
 #include "cli/arguments/PartialOption.h"
 #include "cli/arguments/PictureOptions.h"
+#include "compare/PixelValues.h"
 #include "files/Errors.h"
 #include "formats/json/Text.h"
 #include "formats/pictures/Npy.h"
 #include "formats/pictures/NpyHeader.h"
 #include "formats/volumes/VolumeFile.h"
 #include "volume/samples/VolumeType.h"
+#include "volume/slices/FileMetadata.h"
 #include "volume/slices/FileWindow.h"
 #include "volume/slices/PixelMeaning.h"
 
@@ -40,8 +45,9 @@ struct Data {
     Value owner{};
     vint type = 0;
     std::vector<vint> shape{};
-    std::vector<formats::SliceBytes> parts{}; ///< one after the other
-    media::Rendering rendering{};             ///< of rendered values
+    std::vector<formats::SliceBytes> parts{}; ///< one after the other, in `owner` or `rescaled`
+    std::vector<double> rescaled{};
+    media::Rendering rendering{}; ///< of rendered values
 };
 
 formats::SliceBytes bytesOf(const VelmoraNumericArray& array) {
@@ -49,8 +55,43 @@ formats::SliceBytes bytesOf(const VelmoraNumericArray& array) {
             static_cast<std::size_t>(array.length) * velmora::numericArrayElementSize(array.type)};
 }
 
+/// Whether values have to be rescaled here: the library cuts fractions off, and knows neither the scaling of doses nor
+/// the rescale of single frames.
+bool isRescaledHere(const volume::FileMetadata& metadata) {
+    if (metadata.isColour() || metadata.needsLibrary() || metadata.isDoseWithoutScaling()) {
+        return false;
+    }
+    if (metadata.isDose() || metadata.isRescaledByFrame()) {
+        return true;
+    }
+    const volume::ModalityRule rule = metadata.rules(1).front(); // that of all frames
+    return std::trunc(rule.slope) != rule.slope || std::trunc(rule.intercept) != rule.intercept;
+}
+
+/// Modality values that are no whole numbers, of the chosen frames.
+Data readRescaledValues(velmora::Host& host, const DataOptions& options, const volume::FileMetadata& metadata) {
+    const compare::PixelValues values(host, options.readable, metadata, compare::PixelKind::modality);
+    const auto [first, count] = options.picture.frameRange(static_cast<vint>(values.frames()));
+    Data data{.type = VNumericArray_F64, .shape = {metadata.rows(), metadata.columns()}};
+    if (count > 1) {
+        data.shape.insert(data.shape.begin(), count);
+    }
+    std::vector<double> line;
+    for (auto frame = static_cast<std::size_t>(first); frame < static_cast<std::size_t>(first + count); ++frame) {
+        for (std::size_t row = 0; row < values.rows(); ++row) {
+            values.readRow(frame, row, line);
+            data.rescaled.insert(data.rescaled.end(), line.begin(), line.end());
+        }
+    }
+    data.parts = {std::as_bytes(std::span(data.rescaled))};
+    return data;
+}
+
 /// Modality values. The library reads all frames, of which the chosen ones are taken.
 Data readModalityValues(velmora::Host& host, const DataOptions& options) {
+    if (const volume::FileMetadata metadata(host, options.readable, options.file); isRescaledHere(metadata)) {
+        return readRescaledValues(host, options, metadata);
+    }
     Data data{host.call("ReadIntermediatePixelData", {options.readable, media::kImageFlags, 0})};
     if (!data.owner.is<NumericArray>()) {
         throw velmora::LibraryError(0, "", options.file + ": DCMTK's intermediate values have no array type.");

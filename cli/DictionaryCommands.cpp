@@ -3,6 +3,7 @@
 
 #include "cli/Commands.h"
 #include "cli/arguments/Words.h"
+#include "cli/tags/TagPath.h"
 #include "files/Errors.h"
 #include "formats/json/Dictionary.h"
 
@@ -13,16 +14,23 @@ using velmora::Value;
 
 namespace {
 
+/// What the library answers for a tag that is not in the dictionary.
+constexpr std::string_view kUnknown = "Unknown Tag & Data";
+
 void printKeyword(velmora::Host& host, const std::string& tag) {
     const auto number = parseTagNumber(tag);
     if (!number) {
         throw UsageError("'" + tag + "' is not a tag number: write group,element in hexadecimal, such as 0010,0010.");
     }
-    std::cout << host.call("GetKeyword", {number->first, number->second}).get<std::string>() << '\n';
+    const auto keyword = host.call("GetKeyword", {number->first, number->second}).get<std::string>();
+    if (keyword == kUnknown) {
+        throw Error("The dictionary has no attribute " + number->first + ',' + number->second + '.');
+    }
+    std::cout << keyword << '\n';
 }
 
 void printNumber(velmora::Host& host, const std::string& keyword) {
-    const auto tag = formats::Dictionary(host).tagOf(keyword);
+    const auto tag = formats::Dictionary(host).tagOf(knownKeyword(host, keyword));
     std::printf("%04X,%04X\n", unsigned{tag.group}, unsigned{tag.element});
 }
 
@@ -30,7 +38,7 @@ void printVr(velmora::Host& host, const std::string& tag) {
     const auto number = parseTagNumber(tag);
     const Value answer =
         number ? host.call("ReadVRNameIntTags", {Store::of({Store::ofTexts({number->first, number->second})})})
-               : host.call("ReadVRName", {Store::ofTexts({tag})});
+               : host.call("ReadVRName", {Store::ofTexts({knownKeyword(host, tag)})});
     std::cout << answer.get<Store>().view().at(0).text() << '\n';
 }
 

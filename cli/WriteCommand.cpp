@@ -8,6 +8,7 @@
 #include "cli/arguments/OutputRule.h"
 #include "cli/arguments/OverlayInput.h"
 #include "cli/arguments/Words.h"
+#include "cli/tags/TagPath.h"
 #include "files/Errors.h"
 #include "files/InputFile.h"
 #include "files/OutputFile.h"
@@ -141,7 +142,7 @@ std::string originOf(const velmora::LibraryError& error, velmora::Host& host, fo
 }
 
 std::string explain(const velmora::LibraryError& error, const std::string& picture, const std::string& compression) {
-    std::string message = error.what();
+    std::string message = messageOf(error);
     if (message.find("`reason`") != std::string::npos) { // this refusal has no reason
         return "A picture of " + picture + " cannot be compressed as " + compression + ".";
     }

@@ -1,6 +1,7 @@
 #include <iostream>
 
 #include "cli/Commands.h"
+#include "cli/tags/TagPath.h"
 #include "files/EndSignals.h"
 #include "files/Errors.h"
 
@@ -44,7 +45,7 @@ int run(int argc, char** argv) {
         printError(error.what());
         return error.exitStatus();
     } catch (const velmora::LibraryError& error) {
-        printError(error.what());
+        printError(messageOf(error));
         return radvex::kRefused;
     } catch (const velmora::HostError& error) {
         printError(error.what());

@@ -99,9 +99,8 @@ std::string leakLines(const AnonymizationResult& result) {
     const auto counts = leakCounts(result);
     std::string text = counts.empty() ? "" : "What may still identify the patient:\n";
     for (const auto& [attribute, count] : counts) {
-        std::string line = "  " + formats::printable(attribute);
-        line.resize(std::max(kColumn, line.size() + 1), ' ');
-        text += line + formats::counted(count, "file", "files") + '\n';
+        text += formats::withColumn("  " + formats::printable(attribute), kColumn) +
+                formats::counted(count, "file", "files") + '\n';
     }
     return text;
 }

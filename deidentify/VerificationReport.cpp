@@ -27,11 +27,13 @@ std::string linesOf(const std::string& title, const ByKind& kinds) {
     constexpr std::size_t kExamples = 3;
     std::string text = kinds.empty() ? "" : title + ":\n";
     for (const auto& [kind, names] : kinds) {
-        std::string line = "  " + formats::printable(kind);
-        line.resize(std::max(kColumn, line.size() + 1), ' ');
-        text += line + formats::counted(names.size(), "file", "files") + '\n';
+        text += formats::withColumn("  " + formats::printable(kind), kColumn) +
+                formats::counted(names.size(), "file", "files") + '\n';
         for (std::size_t index = 0; index < std::min(kExamples, names.size()); ++index) {
             text += "      " + formats::printable(names[index]) + '\n';
+        }
+        if (names.size() > kExamples) {
+            text += "      and " + std::to_string(names.size() - kExamples) + " more\n";
         }
     }
     return text;

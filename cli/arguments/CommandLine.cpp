@@ -168,7 +168,7 @@ std::optional<int> CommandLine::run(const std::vector<std::string>& words) const
 
 void CommandLine::printHelpOf(const std::vector<std::string>& words) const {
     if (words.empty()) {
-        std::cout << wrapped(mApp->help(mApp->get_name()));
+        std::cout << wrapped(mApp->help());
         return;
     }
     const auto commands =
@@ -197,7 +197,7 @@ std::string CommandLine::whatIsWrong(const std::string& said) const {
 
 std::string CommandLine::help() const {
     const auto chosen = mApp->get_subcommands();
-    return wrapped((chosen.empty() ? mApp.get() : chosen.front())->help(mApp->get_name()));
+    return wrapped(chosen.empty() ? mApp->help() : chosen.front()->help(mApp->get_name()));
 }
 
 std::string CommandLine::helpCommand() const {

@@ -143,6 +143,24 @@ std::string knownKeyword(velmora::Host& host, const std::string& keyword) {
     throw Error("There is no attribute '" + formats::shortened(keyword) + "'" + didYouMean(keyword, keywords));
 }
 
+std::string messageOf(const velmora::LibraryError& error) {
+    static const std::string kBefore = "Attribute tag named ";
+    static const std::string kBehind = " does not exist.";
+    const std::string message = error.what();
+    if (error.name() != "InvalidTagName" || !message.starts_with(kBefore) || !message.ends_with(kBehind)) {
+        return message;
+    }
+    const std::string word = message.substr(kBefore.size(), message.size() - kBefore.size() - kBehind.size());
+    if (word.find('#') != std::string::npos) { // of a further overlay plane, and no misspelling
+        return message;
+    }
+    std::vector<std::string> keywords;
+    for (const media::KnownAttribute& attribute : media::knownAttributes()) {
+        keywords.push_back(attribute.keyword);
+    }
+    return message.substr(0, message.size() - 1) + didYouMean(word, keywords);
+}
+
 TagPath parseTagPath(velmora::Host& host, const std::string& words) {
     if (words.size() > kLongestPath) {
         throw UsageError("'" + formats::shortened(words) + "' is too long for an attribute.");

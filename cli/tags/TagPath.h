@@ -39,6 +39,9 @@ TagPath parseTagPath(velmora::Host& host, const std::string& words);
 /// The dictionary's spelling of a keyword. @throws Error
 std::string knownKeyword(velmora::Host& host, const std::string& keyword);
 
+/// The message of an error; if the library does not know a keyword, with a suggestion.
+std::string messageOf(const velmora::LibraryError& error);
+
 bool matches(const TagStep& step, const media::Element& element);
 
 struct FoundElement {

@@ -52,6 +52,14 @@ std::string counted(std::size_t count, const char* one, const char* several) {
     return std::to_string(count) + ' ' + (count == 1 ? one : several);
 }
 
+std::string withColumn(std::string text, std::size_t column) {
+    if (text.size() >= column) {
+        return text.append(": ");
+    }
+    text.resize(column, ' ');
+    return text;
+}
+
 std::string fileNamePart(std::string_view text, std::size_t longest) {
     std::string part;
     std::ranges::copy_if(text, std::back_inserter(part), [](char letter) {

@@ -17,6 +17,9 @@ std::string shortestText(double number);
 /// "1 file", "3 files".
 std::string counted(std::size_t count, const char* one, const char* several);
 
+/// The text padded with spaces, so that what follows begins at a column; ": " follows a text that is too long for it.
+std::string withColumn(std::string text, std::size_t column);
+
 /// The first ASCII letters and digits of a text, at most `longest`: they are safe in file names everywhere.
 std::string fileNamePart(std::string_view text, std::size_t longest);
 

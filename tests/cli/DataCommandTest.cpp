@@ -56,6 +56,35 @@ TEST_F(DataCommand, FramesOfModalityValuesAreChosenByTheirNumber) {
     EXPECT_THAT(run({path, "--frame", "4"}), exitsSaying(2, HasSubstr("it has frames 1 to 3")));
 }
 
+TEST_F(DataCommand, FractionsAreNotCutOff) {
+    const std::string path = write(frames()); // 111 / 2 - 1000 is the first value
+    EXPECT_EQ(run({path, "--frame", "1"}).output,
+              path + ": modality values, <f8 2 x 3, unit HU, minimum -944.5, maximum -938.5, mean -941.5\n");
+    EXPECT_EQ(run({path, "--frames", "2:3", "-o", mFolder.file("out.npy")}).status, 0);
+    EXPECT_EQ(numpy("a.dtype, a.shape, a[0,0,0], a[1,1,2]"), "float64 (2, 2, 3) -894.5 -838.5\n");
+    ImageFile whole = frames();
+    whole.slope = "2.0";
+    EXPECT_EQ(run({write(whole), "--frame", "1"}).output,
+              path + ": modality values, <i2 2 x 3, unit HU, minimum -778, maximum -754, mean -766\n");
+}
+
+TEST_F(DataCommand, ADoseIsScaled) {
+    ImageFile file = frames();
+    file.slope = file.intercept = "";
+    file.more = with(
+        {{DCM_SOPClassUID, "1.2.840.10008.5.1.4.1.1.481.2"}, {DCM_DoseGridScaling, "0.25"}, {DCM_DoseUnits, "GY"}});
+    const std::string path = write(file);
+    EXPECT_EQ(run({path, "--frame", "3"}).output,
+              path + ": modality values, <f8 2 x 3, unit GY, minimum 77.75, maximum 80.75, mean 79.25\n");
+    EXPECT_EQ(run({path, "--frame", "3", "--pixel", "2,3"}).output, "frame 3, row 2, column 3: 80.75 GY\n");
+}
+
+TEST_F(DataCommand, ARescaleThatIsNoNumberIsNotGuessed) {
+    ImageFile file = frames();
+    file.slope = "2,5";
+    EXPECT_THAT(run({write(file)}), exitsSaying(1, HasSubstr("RescaleSlope \"2,5\"")));
+}
+
 TEST_F(DataCommand, APixelIsShownWithItsUnitAndNotRounded) {
     const std::string path = write(frames());
     EXPECT_EQ(run({path, "--pixel", "2,3", "--frame", "2"}).output, "frame 2, row 2, column 3: -888.5 HU\n");

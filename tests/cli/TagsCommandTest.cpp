@@ -160,17 +160,6 @@ TEST(InfoCommand, SaysWhichPatternIsNone) {
                 exitsSaying(2, StartsWith("radvex: --study '(' is not a usable regular expression")));
 }
 
-TEST(DictionaryCommands, AnswerInTheFormsThatPeopleWrite) {
-    EXPECT_EQ(runRadvex({"keyword", "0010,0010"}).output, "PatientName\n");
-    EXPECT_EQ(runRadvex({"keyword", "(7fe0,0010)"}).output, "PixelData\n");
-    EXPECT_EQ(runRadvex({"number", "PixelData"}).output, "7FE0,0010\n");
-    EXPECT_EQ(runRadvex({"vr", "PatientName"}).output, "PN\n");
-    EXPECT_EQ(runRadvex({"vr", "0028,0010"}).output, "US\n");
-    EXPECT_EQ(runRadvex({"vr", "NoSuchWord"}).output, "UN\n");
-    EXPECT_EQ(runRadvex({"keyword", "PatientName"}).status, 2);
-    EXPECT_EQ(runRadvex({"number", "NoSuchWord"}).status, 1);
-}
-
 TEST_F(TagsCommand, RecursivelyPrintsEveryFileOfAMedium) {
     for (const char* name : {"A", "B"}) {
         writeDicom(mediumPath(folder, name), with({{DCM_PatientID, name}}));

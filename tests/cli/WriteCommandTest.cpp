@@ -181,6 +181,8 @@ TEST_F(WriteCommand, ATagThatTheLibraryRefusesIsNamed) {
               "--tag Rows=7: Could not write tag Rows because it is exclusively written by Velmora Language.");
     EXPECT_EQ(refusal({picture(), "--tag", "NoSuchTag=x"}),
               "--tag NoSuchTag=x: Attribute tag named NoSuchTag does not exist.");
+    EXPECT_EQ(refusal({picture(), "--tag", "PatentName=x"}),
+              "--tag PatentName=x: Attribute tag named PatentName does not exist; did you mean PatientName?");
     EXPECT_EQ(refusal({picture(), "--tag", "StudyDate=today"}),
               "--tag StudyDate=today: Could not write tag StudyDate with value today.");
     EXPECT_EQ(refusal({picture(), "--tag", "OtherPatientIDsSequence=1"}),

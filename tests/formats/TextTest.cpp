@@ -19,6 +19,13 @@ TEST(ValidUtf8, RefusesOverlongFormsAndSurrogates) {
     EXPECT_FALSE(isValidUtf8("\xC3"));
 }
 
+TEST(WithColumn, PadsShortTextAndPutsAColonBehindLongText) {
+    EXPECT_EQ(withColumn("abc", 5), "abc  ");
+    EXPECT_EQ(withColumn("abcd", 5), "abcd ");
+    EXPECT_EQ(withColumn("abcde", 5), "abcde: ");
+    EXPECT_EQ(withColumn("abcdef", 5), "abcdef: ");
+}
+
 TEST(Shortened, CutsLongTextAndSaysHowLongItIs) {
     EXPECT_EQ(shortened("short", 8), "short");
     EXPECT_EQ(shortened("0123456789", 4), "0123... (10 bytes)");
