@@ -8,8 +8,8 @@
 #include <tuple>
 
 #include "files/Errors.h"
-#include "media/scan/FileStart.h"
 #include "media/FolderWalk.h"
+#include "media/scan/FileStart.h"
 #include "volume/slices/SliceRecord.h"
 #include "workers/Parcel.h"
 #include "workers/Workers.h"

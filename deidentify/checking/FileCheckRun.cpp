@@ -16,9 +16,9 @@
 #include "deidentify/rewriting/OutputPath.h"
 #include "deidentify/rewriting/Pseudonyms.h"
 #include "deidentify/rewriting/TextCleaner.h"
-#include "media/scan/FileStart.h"
 #include "media/dicomdir/DcmtkSettings.h"
 #include "media/dicomdir/DicomIo.h"
+#include "media/scan/FileStart.h"
 
 namespace radvex::deidentify {
 

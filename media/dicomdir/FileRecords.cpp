@@ -13,8 +13,8 @@
 #include "dcmtk/dcmdata/dcuid.h"
 #include "dcmtk/dcmdata/dcwcache.h"
 #include "guard/GuardedLoad.h"
-#include "media/scan/FileDiagnosis.h"
 #include "media/dicomdir/RecordTypes.h"
+#include "media/scan/FileDiagnosis.h"
 
 namespace radvex::media {
 

@@ -4,12 +4,12 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "media/scan/FileDiagnosis.h"
-#include "media/scan/FileStart.h"
 #include "media/FolderWalk.h"
 #include "media/dicomdir/DcmtkSettings.h"
 #include "media/dicomdir/DirectoryBuilder.h"
 #include "media/dicomdir/FileRecords.h"
+#include "media/scan/FileDiagnosis.h"
+#include "media/scan/FileStart.h"
 
 namespace radvex::media {
 

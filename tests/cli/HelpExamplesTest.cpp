@@ -128,8 +128,7 @@ TEST(HelpExamples, EachDoesWhatItSays) {
                                                                                      : 0;
             EXPECT_TRUE(run.status == expected || run.status == 0) << example.line << "\n" << run.status << run.errors;
             EXPECT_FALSE(run.output.empty() && run.errors.empty() && example.line.find("-o ") == std::string::npos &&
-                         example.line.find("anonymize") == std::string::npos &&
-                         !example.line.ends_with(" -q"))
+                         example.line.find("anonymize") == std::string::npos && !example.line.ends_with(" -q"))
                 << example.line;
             ++count;
         }
