@@ -4,6 +4,7 @@
 
 #include "files/Errors.h"
 #include "media/scan/FileDiagnosis.h"
+#include "media/scan/FileStart.h"
 
 namespace radvex::media {
 
@@ -53,9 +54,11 @@ Medium::Medium(const std::string& path, std::size_t jobs, const workers::Progres
     } else if (status.type() == fs::file_type::not_found || status.type() == fs::file_type::none) {
         throw FileError(path + ' ' + whatIsWrong(path) + '.');
     } else {
-        throw UsageError(
-            path + " is not read as a DICOMDIR, because its name does not end in DICOMDIR. Give the folder of the "
-                   "files, or rename it to DICOMDIR.");
+        throw UsageError(path +
+                         (FileStart(path).isDirectory()
+                              ? " is not read as a DICOMDIR, because its name does not end in DICOMDIR. Give the "
+                                "folder of the files, or rename it to DICOMDIR."
+                              : " is a single file; a folder of files or a DICOMDIR is expected here."));
     }
 }
 

@@ -70,7 +70,7 @@ std::string pathText(const std::vector<Step>& path) {
     std::string text;
     for (const Step& step : path) {
         text += (text.empty() ? "" : ".") + step.name.shown;
-        text += step.item == 0 ? "" : '[' + std::to_string(step.item) + ']';
+        text += step.item == 0 ? "" : '[' + std::to_string(step.item - 1) + ']';
     }
     return text;
 }
@@ -99,7 +99,8 @@ IgnoredPaths::IgnoredPaths(const std::vector<std::string>& words) {
 bool IgnoredPaths::isLike(const Part& part, const Step& step) {
     const bool isNamed = part.name == step.name.shown || part.name == step.name.number ||
                          (!step.name.block.empty() && part.name == lowerCase(step.name.block));
-    return isNamed && (part.item.empty() || part.item == std::to_string(step.item));
+    return isNamed &&
+           (part.item.empty() || part.item == "*" || (step.item > 0 && part.item == std::to_string(step.item - 1)));
 }
 
 bool IgnoredPaths::contain(const std::vector<Step>& path) const {

@@ -98,7 +98,7 @@ TEST(Medium, ACleanFolderIsReportedInSilence) {
 TEST(Medium, AnythingElseIsRefusedWithASentence) {
     const TemporaryFolder folder;
     const std::string file = folder.write("scan.dcm", "");
-    EXPECT_THAT(messageOf<UsageError>(file), HasSubstr("Give the folder of the files, or rename it to DICOMDIR."));
+    EXPECT_THAT(messageOf<UsageError>(file), HasSubstr(" is a single file; a folder of files or a DICOMDIR is"));
     EXPECT_EQ(messageOf<FileError>("/nowhere/at/all"), "/nowhere/at/all does not exist.");
     EXPECT_EQ(messageOf<FileError>(folder.path().string()),
               folder.path().string() + " holds no DICOM file that can be listed (0 skipped, 1 refused; " +
