@@ -104,7 +104,7 @@ TEST_F(DiffCommand, ItemsOfSequencesHaveAPath) {
     const ProcessResult done = diff(ct(items({"1", "2"})), ct(items({"1", "3", "4"})));
     expectLines(done, "! RequestAttributesSequence[1].ScheduledProtocolCodeSequence[0].CodeValue: 2 | 3\n"
                       "! RequestAttributesSequence[1].ScheduledProcedureStepID: 2 | 3\n"
-                      "+ RequestAttributesSequence[3]: (item of 2 attributes)\n");
+                      "+ RequestAttributesSequence[2]: (item of 2 attributes)\n");
     expectLines(diff(ct(items({"1"})), ct()), "- RequestAttributesSequence: (1 item)\n");
 }
 
