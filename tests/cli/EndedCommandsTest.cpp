@@ -24,8 +24,8 @@ namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
 #ifdef __SANITIZE_ADDRESS__
-constexpr int kMoments = 16; // runs take ten times as long
-constexpr int kKills = 4;
+constexpr int kMoments = 8; // runs take ten times as long
+constexpr int kKills = 2;
 #else
 constexpr int kMoments = 200;
 constexpr int kKills = 20;
