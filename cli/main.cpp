@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <iostream>
+#include <string_view>
 
 #include "cli/Commands.h"
 #include "cli/tags/TagPath.h"
@@ -9,6 +11,28 @@ namespace {
 
 using namespace radvex::cli;
 
+/// Commands that one function adds.
+struct Commands {
+    std::string_view names; ///< with blanks between them
+    void (*add)(const CommandLine& program, Session& session);
+
+    bool has(const std::string& name) const {
+        return !name.empty() && (' ' + std::string(names) + ' ').find(' ' + name + ' ') != std::string::npos;
+    }
+};
+
+constexpr Commands kCommands[] = {
+    {"tags", addTagsCommand},           {"info", addInfoCommand},
+    {"frames", addFramesCommand},       {"image", addImageCommand},
+    {"data", addDataCommand},           {"overlays", addOverlaysCommand},
+    {"volume", addVolumeCommand},       {"index", addIndexCommand},
+    {"anonymize", addAnonymizeCommand}, {"verify", addVerifyCommand},
+    {"tree", addTreeCommand},           {"series", addSeriesCommand},
+    {"diff", addDiffCommand},           {"write", addWriteCommand},
+    {"defaults", addDefaultsCommand},   {"keyword number vr", addDictionaryCommands},
+    {"errors", addErrorsCommand},       {"call", addCallCommand},
+};
+
 int run(int argc, char** argv) {
     Session session;
     const CommandLine program("radvex", "Read and write DICOM images and their metadata.");
@@ -16,24 +40,14 @@ int run(int argc, char** argv) {
     program.addOption("--library", session.libraryPath, "Radvex.so to use instead of the one beside this command");
     program.setFooter("Exit status: 0 all done; 1 something that was asked for is not there or cannot be done; 2 wrong "
                       "usage; 3 done but for files that are named on standard error.");
-    addTagsCommand(program, session);
-    addInfoCommand(program, session);
-    addFramesCommand(program, session);
-    addImageCommand(program, session);
-    addDataCommand(program, session);
-    addOverlaysCommand(program, session);
-    addVolumeCommand(program, session);
-    addIndexCommand(program, session);
-    addAnonymizeCommand(program, session);
-    addVerifyCommand(program, session);
-    addTreeCommand(program, session);
-    addSeriesCommand(program, session);
-    addDiffCommand(program, session);
-    addWriteCommand(program, session);
-    addDefaultsCommand(program, session);
-    addDictionaryCommands(program, session);
-    addErrorsCommand(program, session);
-    addCallCommand(program, session);
+    // Most runs need one command; the options of all would take longer than the rest of the start.
+    const std::string word = argc > 1 ? argv[1] : "";
+    const bool isKnown = std::ranges::any_of(kCommands, [&](const Commands& each) { return each.has(word); });
+    for (const Commands& each : kCommands) {
+        if (!isKnown || each.has(word)) {
+            each.add(program, session);
+        }
+    }
     try {
         const std::optional<int> answered = program.run(std::vector<std::string>(argv + 1, argv + argc));
         return answered ? *answered : session.status();
