@@ -50,14 +50,12 @@ TEST_F(InstalledCommand, NothingLeadsOutOfItsFolder) {
 }
 
 TEST_F(InstalledCommand, AnotherUserMayStartIt) {
-    if (geteuid() != 0) {
-        GTEST_SKIP() << "only root can become another user";
-    }
     const std::string radvex = folder.file("prefix/bin/radvex");
+    // Only root can become another user; anyone else has at least another home.
+    const Words another =
+        geteuid() == 0 ? Words{"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"} : Words{};
     const auto asNobody = [&](const Words& words) {
-        return runProcess(joined({"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", "env", "-C", "/",
-                                  "HOME=/nonexistent", radvex},
-                                 words));
+        return runProcess(joined(joined(another, {"env", "-C", "/", "HOME=/nonexistent", radvex}), words));
     };
     EXPECT_EQ(asNobody({"tags", "--tag", "PatientID", file}).output, "PatientID                           LO  P\n");
     const ProcessResult tree = asNobody({"tree", folder.path().string()}); // loads the module too

@@ -22,6 +22,27 @@ namespace {
 
 using namespace std::string_literals;
 
+/// Root may read every file, so root is another user meanwhile.
+class WithoutPrivileges {
+  public:
+    WithoutPrivileges() : mUser(geteuid()) {
+        if (mUser == 0) {
+            EXPECT_EQ(seteuid(kNobody), 0);
+        }
+    }
+    ~WithoutPrivileges() {
+        if (mUser == 0) {
+            EXPECT_EQ(seteuid(mUser), 0);
+        }
+    }
+    WithoutPrivileges(const WithoutPrivileges&) = delete;
+    WithoutPrivileges& operator=(const WithoutPrivileges&) = delete;
+
+  private:
+    static constexpr uid_t kNobody = 65534;
+    uid_t mUser;
+};
+
 class DiagnosisOfAFile : public ::testing::Test {
   protected:
     std::string problemOf(const std::string& bytes, const std::string& name = "file") const {
@@ -118,12 +139,19 @@ TEST_F(DiagnosisOfAFile, AFileThatIsNotThereOrIsNoFileSaysSo) {
 }
 
 TEST_F(DiagnosisOfAFile, AFileThatMayNotBeReadSaysSo) {
-    const std::string path = folder.write("closed", "x");
+    const std::string path = writeDicom(folder.file("closed.dcm"), {});
+    std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
     std::filesystem::permissions(path, std::filesystem::perms::none);
-    if (access(path.c_str(), R_OK) == 0) {
-        GTEST_SKIP() << "this user may read every file";
-    }
+    const WithoutPrivileges asAnybody;
     EXPECT_EQ(whatIsWrong(path), "cannot be read: Permission denied");
+}
+
+TEST_F(DiagnosisOfAFile, AFileOfAnotherUserThatMayBeReadIsInOrder) {
+    const std::string path = writeDicom(folder.file("open.dcm"), {});
+    std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
+    std::filesystem::permissions(path, std::filesystem::perms(0644));
+    const WithoutPrivileges asAnybody;
+    EXPECT_EQ(whatIsWrong(path), "");
 }
 
 TEST_F(DiagnosisOfAFile, AnErrorOfTheLibraryBecomesASentenceAboutTheFile) {
