@@ -1,7 +1,5 @@
 #include <algorithm>
-#include <cmath>
 #include <iostream>
-#include <span>
 
 #include "cli/Commands.h"
 #include "cli/PixelReading.h"
@@ -9,20 +7,18 @@
 #include "cli/arguments/OutputRule.h"
 #include "cli/arguments/PartialOption.h"
 #include "cli/arguments/PictureOptions.h"
-#include "compare/PixelValues.h"
 #include "files/Errors.h"
 #include "formats/json/Text.h"
 #include "formats/pictures/Npy.h"
 #include "formats/pictures/NpyHeader.h"
 #include "formats/volumes/VolumeFile.h"
+#include "volume/samples/ModalityArray.h"
 #include "volume/samples/VolumeType.h"
-#include "volume/slices/FileMetadata.h"
 #include "volume/slices/FileWindow.h"
 #include "volume/slices/PixelMeaning.h"
 
 namespace radvex::cli {
 
-using velmora::NumericArray;
 using velmora::Store;
 using velmora::Value;
 
@@ -45,8 +41,8 @@ struct Data {
     Value owner{};
     vint type = 0;
     std::vector<vint> shape{};
-    std::vector<formats::SliceBytes> parts{}; ///< one after the other, in `owner` or `rescaled`
-    std::vector<double> rescaled{};
+    std::vector<formats::SliceBytes> parts{}; ///< one after the other, in `owner` or `modality`
+    volume::ModalityArray modality{};
     media::Rendering rendering{}; ///< of rendered values
 };
 
@@ -55,62 +51,17 @@ formats::SliceBytes bytesOf(const VelmoraNumericArray& array) {
             static_cast<std::size_t>(array.length) * velmora::numericArrayElementSize(array.type)};
 }
 
-/// Whether values have to be rescaled here: the library cuts fractions off, and knows neither the scaling of doses nor
-/// the rescale of single frames.
-bool isRescaledHere(const volume::FileMetadata& metadata) {
-    if (metadata.isColour() || metadata.needsLibrary() || metadata.isDoseWithoutScaling()) {
-        return false;
-    }
-    if (metadata.isDose() || metadata.isRescaledByFrame()) {
-        return true;
-    }
-    const volume::ModalityRule rule = metadata.rules(1).front(); // that of all frames
-    return std::trunc(rule.slope) != rule.slope || std::trunc(rule.intercept) != rule.intercept;
-}
-
-/// Modality values that are no whole numbers, of the chosen frames.
-Data readRescaledValues(velmora::Host& host, const DataOptions& options, const volume::FileMetadata& metadata) {
-    const compare::PixelValues values(host, options.readable, metadata, compare::PixelKind::modality);
-    const auto [first, count] = options.picture.frameRange(static_cast<vint>(values.frames()));
-    Data data{.type = VNumericArray_F64, .shape = {metadata.rows(), metadata.columns()}};
-    if (count > 1) {
-        data.shape.insert(data.shape.begin(), count);
-    }
-    std::vector<double> line;
-    for (auto frame = static_cast<std::size_t>(first); frame < static_cast<std::size_t>(first + count); ++frame) {
-        for (std::size_t row = 0; row < values.rows(); ++row) {
-            values.readRow(frame, row, line);
-            data.rescaled.insert(data.rescaled.end(), line.begin(), line.end());
-        }
-    }
-    data.parts = {std::as_bytes(std::span(data.rescaled))};
-    return data;
-}
-
-/// Modality values. The library reads all frames, of which the chosen ones are taken.
+/// The chosen frames of the modality values.
 Data readModalityValues(velmora::Host& host, const DataOptions& options) {
-    if (const volume::FileMetadata metadata(host, options.readable, options.file); isRescaledHere(metadata)) {
-        return readRescaledValues(host, options, metadata);
-    }
-    Data data{host.call("ReadIntermediatePixelData", {options.readable, media::kImageFlags, 0})};
-    if (!data.owner.is<NumericArray>()) {
-        throw velmora::LibraryError(0, "", options.file + ": DCMTK's intermediate values have no array type.");
-    }
-    const VelmoraNumericArray& array = *data.owner.get<NumericArray>().handle();
-    data.type = array.type;
-    data.shape = array.dimensions;
-    data.parts = {bytesOf(array)};
-    if (options.picture.choosesFrames()) {
-        const vint frames = data.shape.size() > 2 ? data.shape.front() : 1;
-        const auto [first, count] = options.picture.frameRange(frames);
-        const std::size_t frameBytes = data.parts.front().size() / static_cast<std::size_t>(frames);
-        data.parts = {data.parts.front().subspan(static_cast<std::size_t>(first) * frameBytes,
-                                                 static_cast<std::size_t>(count) * frameBytes)};
-        data.shape.erase(data.shape.begin(), data.shape.end() - 2);
-        if (count > 1) {
-            data.shape.insert(data.shape.begin(), count);
-        }
-    }
+    const auto choose = [&](vint available) {
+        const auto [first, count] = options.picture.frameRange(available);
+        return volume::FrameSpan{first, count};
+    };
+    Data data;
+    data.modality = volume::readModalityArray(host, options.readable, options.file, choose);
+    data.type = data.modality.type;
+    data.shape = data.modality.shape;
+    data.parts = {data.modality.bytes};
     return data;
 }
 

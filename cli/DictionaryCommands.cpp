@@ -45,7 +45,7 @@ void printVr(velmora::Host& host, const std::string& tag) {
 CommandLine add(const CommandLine& program, Session& session, const std::string& name, const std::string& what,
                 const std::string& argument, void (*print)(velmora::Host&, const std::string&)) {
     auto text = std::make_shared<std::string>();
-    const CommandLine command = program.addCommand(name, what);
+    CommandLine command = program.addCommand(name, what);
     command.addRequired(argument, *text);
     command.setAction([&session, text, print] { print(session.host(), *text); });
     return command;

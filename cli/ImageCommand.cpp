@@ -144,8 +144,7 @@ std::vector<std::string> writePictures(const ImageOptions& options, const Readin
     if (options.sheet) {
         pictures = {formats::contactSheet(pictures)};
     }
-    const std::vector<std::string> names =
-        namesOf(options, static_cast<std::size_t>(reading.firstFrame), pictures.size());
+    std::vector<std::string> names = namesOf(options, static_cast<std::size_t>(reading.firstFrame), pictures.size());
     for (std::size_t index = 0; index < names.size(); ++index) {
         formats::writePng(options.rule.to(names[index]), pictures[index]);
     }

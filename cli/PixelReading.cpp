@@ -1,16 +1,16 @@
 #include "cli/PixelReading.h"
 
 #include "cli/arguments/Words.h"
-#include "compare/PixelValues.h"
 #include "files/Errors.h"
 #include "formats/json/Text.h"
+#include "volume/samples/PixelValues.h"
 #include "volume/slices/FileMetadata.h"
 
 namespace radvex::cli {
 
 namespace {
 
-void requireInside(const PixelPlace& place, const compare::PixelValues& values, std::size_t frames,
+void requireInside(const PixelPlace& place, const volume::PixelValues& values, std::size_t frames,
                    const std::string& file) {
     if (place.row > values.rows() || place.column > values.columns()) {
         throw UsageError("--pixel " + std::to_string(place.row) + ',' + std::to_string(place.column) +
@@ -45,12 +45,12 @@ PixelReading readPixel(velmora::Host& host, const std::string& file, const Pixel
     if (metadata.isDoseWithoutScaling()) {
         throw FileError(file + " is a dose without DoseGridScaling, so that nobody knows its values.");
     }
-    const auto kind = metadata.isColour() ? compare::PixelKind::colour : compare::PixelKind::modality;
-    const compare::PixelValues values(host, file, metadata, kind);
+    const auto kind = metadata.isColour() ? volume::PixelKind::colour : volume::PixelKind::modality;
+    const volume::PixelValues values(host, file, metadata, kind);
     const auto first = static_cast<std::size_t>(frames.first);
     const auto end = first + static_cast<std::size_t>(frames.second);
     requireInside(place, values, end, file);
-    PixelReading reading{place, compare::nameOf(kind), "", first, {}};
+    PixelReading reading{place, volume::nameOf(kind), "", first, {}};
     if (!metadata.isColour()) {
         reading.unit = metadata.slices(static_cast<vint>(values.frames()))[first].unit;
     }

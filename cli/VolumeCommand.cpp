@@ -10,10 +10,10 @@
 #include "files/Errors.h"
 #include "files/OutputFile.h"
 #include "formats/json/Text.h"
-#include "formats/json/TypeNames.h"
 #include "volume/BidsSidecar.h"
 #include "volume/SeriesReader.h"
 #include "volume/VolumeAssembly.h"
+#include "volume/VolumeDescription.h"
 #include "volume/preview/VolumePreview.h"
 
 namespace radvex::cli {
@@ -120,7 +120,7 @@ class SeriesRun {
     void run(volume::SeriesReader& reader, std::size_t index, bool isOnly, formats::Json& list) {
         volume::SeriesSlices slices = readShown(reader, index);
         if (mOptions.isFile() && !mOptions.rule.isForced()) {
-            requireSlices(slices);
+            volume::requirePlacedFrames(slices, mOptions.medium + ": ", "; --force stacks them in their order");
         }
         volume::SeriesVolumes all = volume::assembleVolumes(slices, mOptions.plan(), mOptions.isFourD);
         const std::string suffix = isOnly ? "" : suffixOfSeries(index + 1, slices.seriesNumber);
@@ -153,18 +153,6 @@ class SeriesRun {
     }
 
   private:
-    /// Frames of a file may be points in time, as those of ultrasound are.
-    void requireSlices(const volume::SeriesSlices& slices) const {
-        const bool arePlaced =
-            std::ranges::any_of(slices.slices, [](const volume::SliceRecord& slice) { return slice.hasPosition(); });
-        if (slices.slices.size() > 1 && !arePlaced) {
-            throw formats::VolumeError(
-                mOptions.medium + ": nothing says where its " + std::to_string(slices.slices.size()) +
-                " frames lie in the patient (functional groups, GridFrameOffsetVector, detectors), so that they need "
-                "not be slices of a volume; --force stacks them in their order.");
-        }
-    }
-
     volume::SeriesSlices readShown(volume::SeriesReader& reader, std::size_t index) const {
         ProgressBar bar("Reading series " + mSeries.series); // erased before anything else is printed
         std::size_t done = 0;
@@ -244,47 +232,9 @@ class SeriesRun {
 
     formats::Json describe(const volume::SeriesSlices& slices, const volume::SeriesVolumes& all,
                            const volume::Volume& volume, const formats::Json& written) const {
-        const formats::VolumeHeader& header = volume.header;
-        std::vector<volume::Finding> findings = all.findings;
-        if (&volume != &all.volumes.front()) { // hundreds of volumes need not name the same files again
-            for (volume::Finding& finding : findings) {
-                finding.files.clear();
-            }
-        }
-        findings.insert(findings.end(), volume.findings.begin(), volume.findings.end());
-        std::vector<std::string> names;
-        names.reserve(volume.slices.size());
-        for (const std::size_t index : volume.slices) {
-            names.push_back(slices.slices[index].name());
-        }
-        formats::Json group = formats::Json::object();
-        for (const auto& [keyword, value] : volume.traits) {
-            group[keyword] = value;
-        }
-        formats::Json json{{"patient", mSeries.patient},
-                           {"study", mSeries.study},
-                           {"series", mSeries.series},
-                           {"seriesNumber", slices.seriesNumber},
-                           {"written", written},
-                           {"group", group},
-                           {"values", volume.isPicture  ? "rendered"
-                                      : mOptions.stored ? "stored"
-                                                        : "modality"},
-                           {"unit", header.unit.empty() ? formats::Json() : formats::Json(header.unit)},
-                           {"type", formats::typeName(formats::kArrayTypeNames, header.type)},
-                           {"shape", header.shape()},
-                           {"sort", mOptions.sort},
-                           {"geometry", volume::describeGeometry(header.geometry)},
-                           {"tiltDegrees", volume.tiltDegrees ? formats::Json(*volume.tiltDegrees) : formats::Json()},
-                           {"findings", volume::describeFindings(findings)},
-                           {"slices", names}};
-        if (mOptions.stored) {
-            json["slope"] = header.slope;
-            json["intercept"] = header.intercept;
-        }
-        if (!volume.seconds.empty()) {
-            json["seconds"] = volume.seconds;
-        }
+        formats::Json json = volume::describeVolume(mSeries, slices, all, volume, mOptions.kind());
+        json["written"] = written;
+        json["sort"] = mOptions.sort;
         return json;
     }
 
@@ -316,21 +266,9 @@ std::vector<volume::SeriesFiles> requireSeries(Session& session, const media::Me
     return all;
 }
 
-/// One file as a series of its own. @throws LibraryError  it cannot be read
-std::vector<volume::SeriesFiles> seriesOfFile(velmora::Host& host, const std::string& path) {
-    const velmora::Value found = host.call(
-        "ReadMetadata", {path, velmora::Store::ofTexts({"PatientID", "StudyInstanceUID", "SeriesInstanceUID"}), false});
-    const velmora::StoreView attributes = found.get<velmora::Store>().view();
-    volume::SeriesFiles series;
-    series.patient = attributes.text("PatientID");
-    series.study = attributes.text("StudyInstanceUID");
-    series.series = attributes.text("SeriesInstanceUID");
-    series.files = {path};
-    return {series};
-}
-
 std::vector<std::string> firstFilesOf(const std::vector<volume::SeriesFiles>& all) {
     std::vector<std::string> files;
+    files.reserve(all.size());
     for (const volume::SeriesFiles& series : all) {
         files.push_back(series.files.front());
     }
@@ -344,7 +282,8 @@ void run(Session& session, const VolumeOptions& options) {
     const auto opened = isFile ? std::make_unique<media::Medium>(media::Medium::SingleFile{options.medium})
                                : openMedium(options.medium, options.jobs);
     const media::Medium& medium = *opened;
-    const auto all = isFile ? seriesOfFile(session.host(), options.medium) : requireSeries(session, medium, options);
+    const auto all = isFile ? std::vector{volume::seriesOfFile(session.host(), options.medium)}
+                            : requireSeries(session, medium, options);
     if (options.rendered) {
         warnAboutWindow(session.host(), firstFilesOf(all), options.picture.rendering(), options.jobs);
     }

@@ -6,6 +6,7 @@ namespace radvex::compare {
 
 using formats::Json;
 using formats::shortestText;
+using volume::PixelKind;
 
 namespace {
 

@@ -9,6 +9,8 @@ namespace radvex::compare {
 
 using volume::FileMetadata;
 using volume::ModalityRule;
+using volume::PixelKind;
+using volume::PixelValues;
 
 namespace {
 

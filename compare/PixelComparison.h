@@ -4,7 +4,7 @@
 #include <string>
 #include <tuple>
 
-#include "compare/PixelValues.h"
+#include "volume/samples/PixelValues.h"
 
 namespace radvex::compare {
 
@@ -13,7 +13,7 @@ struct PixelComparison {
     bool areEqual = true;     ///< within the tolerance
     bool areCompared = false; ///< value by value; false: the bytes are the same, or there is a reason
     std::string reason{};     ///< why no value can be compared: "512 x 512 and 256 x 256 pixels"; empty otherwise
-    PixelKind kind = PixelKind::stored;
+    volume::PixelKind kind = volume::PixelKind::stored;
     std::string note{};        ///< what differs in how values are stored: "12 and 16 bits"; may be empty
     std::size_t count = 0;     ///< of compared values
     std::size_t different = 0; ///< of values that differ by more than the tolerance

@@ -178,7 +178,7 @@ VelmoraDataStoreNode* appendNode(DataStore store, const char* name, vint type, C
         return appendText(store, name, cell.utf8String);
     }
     VelmoraDataStoreNode* node = addNode(store, name, type, cell, 0);
-    if (type == VType_DataStore && isAlive(cell.dataStore)) {
+    if (type == VType_DataStore && cell.dataStore != nullptr && isAlive(cell.dataStore)) {
         cell.dataStore->holder = node;
     }
     return node;

@@ -185,7 +185,8 @@ void Host::throwError(int code) const {
         throw LibraryError(code, "", "The library returned the unregistered code " + std::to_string(code) + ".");
     }
     const RegisteredError& error = found->second;
-    throw LibraryError(code, error.name, fillMessage(error.message, mServices.symbolValues(mParametersSymbol)));
+    const std::vector<std::string> parameters = mServices.symbolValues(mParametersSymbol);
+    throw LibraryError(code, error.name, fillMessage(error.message, parameters), parameters);
 }
 
 std::vector<RegisteredError> Host::errors() const {

@@ -17,15 +17,22 @@ namespace velmora {
 /// An error that a library returned: its code, the name registered for it, and the message with its slots filled.
 class LibraryError : public std::runtime_error {
   public:
-    LibraryError(int errorCode, std::string errorName, const std::string& message)
-        : std::runtime_error(message), mCode(errorCode), mName(std::move(errorName)) {}
+    LibraryError(int errorCode, std::string errorName, const std::string& message,
+                 std::vector<std::string> errorParameters = {})
+        : std::runtime_error(message),
+          mCode(errorCode),
+          mName(std::move(errorName)),
+          mParameters(std::move(errorParameters)) {}
 
     int code() const { return mCode; }
     const std::string& name() const { return mName; }
+    /// The values for the slots of the message, as the library sent them.
+    const std::vector<std::string>& parameters() const { return mParameters; }
 
   private:
     int mCode;
     std::string mName;
+    std::vector<std::string> mParameters;
 };
 
 /// One entry of a library's table of errors.

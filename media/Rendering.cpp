@@ -1,13 +1,26 @@
 #include "media/Rendering.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdlib>
+#include <string_view>
 
 #include "media/scan/FileDiagnosis.h"
 
 namespace radvex::media {
 
 namespace {
+
+/// Windows of the field's textbooks, in HU. Scanners and hospitals differ by some hundred HU in the wide ones.
+constexpr struct {
+    std::string_view name;
+    Window window;
+} kPresets[] = {{"lung", {1500, -600}},
+                {"bone", {1500, 300}},
+                {"brain", {80, 40}},
+                {"abdomen", {400, 60}},
+                {"mediastinum", {400, 40}}};
+constexpr std::string_view kFileWindow = "file";
 
 /// The number that the text begins with, as DCMTK reads it.
 long instanceNumberIn(const velmora::Value& found) {
@@ -20,6 +33,26 @@ long instanceNumberIn(const velmora::Value& found) {
 }
 
 } // namespace
+
+std::optional<NamedWindow> windowNamed(const std::string& name) {
+    for (const auto& [known, values] : kPresets) {
+        if (name == known) {
+            return NamedWindow{.name = name, .preset = values};
+        }
+    }
+    if (name == kFileWindow) {
+        return NamedWindow{.name = name};
+    }
+    if (name.starts_with("file:")) {
+        const char* const end = name.data() + name.size();
+        std::size_t number = 0;
+        const auto [rest, error] = std::from_chars(name.data() + kFileWindow.size() + 1, end, number);
+        if (error == std::errc() && rest == end && number > 0) {
+            return NamedWindow{.name = name, .number = number};
+        }
+    }
+    return std::nullopt;
+}
 
 velmora::Tensor Rendering::scalingTensor() const {
     const auto tensor = [](double first, double second) {

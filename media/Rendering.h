@@ -29,6 +29,10 @@ struct NamedWindow {
     std::optional<Window> found{};  ///< what it is in a file, on modality values
 };
 
+/// lung, bone, brain, abdomen and mediastinum, which are in HU; "file" and "file:2" for windows of the file's own.
+/// @return nothing for any other text
+std::optional<NamedWindow> windowNamed(const std::string& name);
+
 /// How values become grey levels.
 struct Rendering {
     enum class Scaling {

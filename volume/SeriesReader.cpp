@@ -45,7 +45,7 @@ class Collection {
 
     void add(const std::string& name, const workers::WorkResult& result, SliceFile file) {
         if (!result.end.empty()) {
-            mEnded.push_back({FindingKind::unreadableFile, true, name + ": " + result.problem(), {name}});
+            mEnded.push_back({FindingKind::unreadableFile, true, name + ": " + result.problem(), {name}, result.end});
         } else if (!result.error.empty()) {
             mUnreadable.add(name, whyUnreadable(name, result.error));
         } else {
@@ -116,7 +116,7 @@ class Collection {
 
     [[noreturn]] void throwNothing() const {
         if (!mEnded.empty()) {
-            throw formats::VolumeError("No file of the series can be read: " + mEnded.front().sentence);
+            throw ReaderEndedError("No file of the series can be read: " + mEnded.front().sentence, mEnded.front());
         }
         if (!mUnreadable.names.empty()) {
             throw formats::VolumeError("No file of the series can be read: " + mUnreadable.reason);

@@ -2,6 +2,8 @@
 
 #include <functional>
 #include <memory>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "host/Host.h"
@@ -24,6 +26,17 @@ struct SeriesSlices {
 class NoPicturesError : public formats::VolumeError {
   public:
     using formats::VolumeError::VolumeError;
+};
+
+/// Thrown for a series without any readable file, of which at least one ended the process that read it.
+class ReaderEndedError : public formats::VolumeError {
+  public:
+    ReaderEndedError(const std::string& sentence, Finding first) : VolumeError(sentence), mFirst(std::move(first)) {}
+    /// The finding about the first of these files.
+    const Finding& first() const { return mFirst; }
+
+  private:
+    Finding mFirst;
 };
 
 /// Reads the series of a medium. Files are read by other processes, which stay for the next series; if one ends, that

@@ -23,6 +23,18 @@ std::vector<SeriesFiles> seriesOf(const std::vector<media::MediumPatient>& patie
     return all;
 }
 
+SeriesFiles seriesOfFile(velmora::Host& host, const std::string& path) {
+    const velmora::Value found = host.call(
+        "ReadMetadata", {path, velmora::Store::ofTexts({"PatientID", "StudyInstanceUID", "SeriesInstanceUID"}), false});
+    const velmora::StoreView attributes = found.get<velmora::Store>().view();
+    SeriesFiles series;
+    series.patient = attributes.text("PatientID");
+    series.study = attributes.text("StudyInstanceUID");
+    series.series = attributes.text("SeriesInstanceUID");
+    series.files = {path};
+    return series;
+}
+
 formats::Json describeGeometry(const formats::VolumeGeometry& geometry) {
     return {{"space", "LPS"},
             {"hasPosition", geometry.hasPosition},
@@ -40,6 +52,9 @@ formats::Json describeFindings(const std::vector<Finding>& findings) {
                         {"error", finding.isError},
                         {"sentence", finding.sentence},
                         {"files", finding.files}});
+        if (!finding.processEnd.empty()) {
+            list.back()["processEnd"] = finding.processEnd;
+        }
     }
     return list;
 }

@@ -6,6 +6,7 @@
 
 #include "formats/json/LosslessJson.h"
 #include "formats/volumes/VolumeFile.h"
+#include "host/Host.h"
 #include "media/MediumTree.h"
 #include "volume/geometry/GeometryVerdict.h"
 #include "volume/slices/SliceRecord.h"
@@ -26,10 +27,13 @@ struct SeriesFiles {
 /// The series of a medium. @param patients  from listMedium
 std::vector<SeriesFiles> seriesOf(const std::vector<media::MediumPatient>& patients);
 
+/// One file as a series of its own. @throws LibraryError  it cannot be read
+SeriesFiles seriesOfFile(velmora::Host& host, const std::string& path);
+
 /// Steps, origin (null without a position) and spacings, in mm and LPS.
 formats::Json describeGeometry(const formats::VolumeGeometry& geometry);
 
-/// The findings as a list of {"kind", "error", "sentence", "files"}.
+/// The findings as a list of {"kind", "error", "sentence", "files"}, and "processEnd" where a reading process ended.
 formats::Json describeFindings(const std::vector<Finding>& findings);
 
 /// One line: size, type and spacings.

@@ -18,16 +18,6 @@ std::optional<std::pair<std::string, std::string>> splitAt(const std::string& te
                                       : std::optional(std::pair(text.substr(0, index), text.substr(index + 1)));
 }
 
-/// Windows of the field's textbooks, in HU. Scanners and hospitals differ by some hundred HU in the wide ones.
-constexpr struct {
-    std::string_view name;
-    media::Window window;
-} kPresets[] = {{"lung", {1500, -600}},
-                {"bone", {1500, 300}},
-                {"brain", {80, 40}},
-                {"abdomen", {400, 60}},
-                {"mediastinum", {400, 40}}};
-
 } // namespace
 
 void PictureOptions::addTo(const CommandLine& command) {
@@ -56,20 +46,6 @@ void PictureOptions::addWindowTo(const CommandLine& command) {
                       "Automatic window: minmax, trimmed (without extreme values) or none");
 }
 
-std::optional<media::NamedWindow> PictureOptions::namedWindow() const {
-    for (const auto& [name, values] : kPresets) {
-        if (window == name) {
-            return media::NamedWindow{.name = window, .preset = values};
-        }
-    }
-    if (window == "file") {
-        return media::NamedWindow{.name = window};
-    }
-    const auto number =
-        window.starts_with("file:") ? parseNumber<std::size_t>(window.substr(5)) : std::optional<std::size_t>();
-    return number && *number > 0 ? std::optional(media::NamedWindow{.name = window, .number = *number}) : std::nullopt;
-}
-
 std::optional<media::Window> PictureOptions::explicitWindow() const {
     if (window.empty()) {
         return std::nullopt;
@@ -91,7 +67,7 @@ std::optional<media::Window> PictureOptions::explicitWindow() const {
 
 media::Rendering PictureOptions::rendering() const {
     using Scaling = media::Rendering::Scaling;
-    const auto named = namedWindow();
+    const auto named = media::windowNamed(window);
     media::Rendering rendering{
         .window = named ? std::nullopt : explicitWindow(), .named = named, .hasOverlays = overlays};
     if (!window.empty() && commonWindow) {

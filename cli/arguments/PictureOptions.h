@@ -41,7 +41,6 @@ struct PictureOptions {
   private:
     void addWindowTo(const CommandLine& command);
     std::optional<media::Window> explicitWindow() const;
-    std::optional<media::NamedWindow> namedWindow() const;
 };
 
 /// Says on standard error what volume::doubtsAbout finds. @return whether there was anything

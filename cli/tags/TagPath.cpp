@@ -146,7 +146,7 @@ std::string knownKeyword(velmora::Host& host, const std::string& keyword) {
 std::string messageOf(const velmora::LibraryError& error) {
     static const std::string kBefore = "Attribute tag named ";
     static const std::string kBehind = " does not exist.";
-    const std::string message = error.what();
+    std::string message = error.what();
     if (error.name() != "InvalidTagName" || !message.starts_with(kBefore) || !message.ends_with(kBehind)) {
         return message;
     }

@@ -47,7 +47,7 @@ bool ElementName::isBefore(const ElementName& other) const {
 }
 
 ElementName nameOf(DcmItem& item, DcmElement& element) {
-    const DcmTagKey key = element.getTag();
+    const DcmTagKey& key = element.getTag();
     ElementName name{key.getGroup(), key.getElement(), "", deidentify::nameOf(key),
                      formatted("%04x,%04x", key.getGroup(), key.getElement())};
     if (isPrivateCreator(key)) {

@@ -264,9 +264,11 @@ AttributesInput fromDicomJson(const std::string& name, const Json& json, Diction
         constexpr std::size_t kMostNamed = 24;
         std::string list;
         for (std::size_t index = 0; index < std::min(keywords.size(), kMostNamed); ++index) {
-            list += (index == 0 ? "" : ", ") + keywords[index];
+            list.append(index == 0 ? "" : ", ").append(keywords[index]);
         }
-        list += keywords.size() > kMostNamed ? " and " + std::to_string(keywords.size() - kMostNamed) + " more" : "";
+        if (keywords.size() > kMostNamed) {
+            list.append(" and ").append(std::to_string(keywords.size() - kMostNamed)).append(" more");
+        }
         attributes.remarks.push_back(name + ": left out, because " + reason + ": " + list + ".");
     }
     return attributes;

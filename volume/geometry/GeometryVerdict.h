@@ -75,6 +75,7 @@ struct Finding {
     bool isError = false; ///< no volume is written unless the user insists
     std::string sentence{};
     std::vector<std::string> files{}; ///< the affected files, with the frame if a file has several
+    std::string processEnd{};         ///< how the process that read the file ended; empty if none did
 };
 
 bool hasErrors(const std::vector<Finding>& findings);

@@ -7,7 +7,7 @@
 #include "host/Host.h"
 #include "volume/slices/FileMetadata.h"
 
-namespace radvex::compare {
+namespace radvex::volume {
 
 /// What the values of pixels are.
 enum class PixelKind {
@@ -23,7 +23,7 @@ const char* nameOf(PixelKind kind);
 class PixelValues {
   public:
     /// @throws LibraryError, VolumeError  the pixels cannot be decoded, or nobody knows their values
-    PixelValues(velmora::Host& host, const std::string& path, const volume::FileMetadata& metadata, PixelKind kind);
+    PixelValues(velmora::Host& host, const std::string& path, const FileMetadata& metadata, PixelKind kind);
 
     std::size_t frames() const { return mFrames; }
     std::size_t rows() const { return mRows; }
@@ -34,7 +34,7 @@ class PixelValues {
     void readRow(std::size_t frame, std::size_t row, std::vector<double>& line) const;
 
   private:
-    void takeGrey(const volume::FileMetadata& metadata, PixelKind kind);
+    void takeGrey(const FileMetadata& metadata, PixelKind kind);
     void takeColour();
     /// Index of the first value of a row of one channel, and the distance to the next pixel.
     struct Place {
@@ -45,7 +45,7 @@ class PixelValues {
 
     velmora::Value mOwner{};
     std::vector<const VelmoraNumericArray*> mArrays{}; ///< one of all frames, or one for each
-    std::vector<volume::ModalityRule> mRules{};        ///< one for each frame; none: values stay as they are
+    std::vector<ModalityRule> mRules{};                ///< one for each frame; none: values stay as they are
     std::size_t mFrames = 1;
     std::size_t mRows = 0;
     std::size_t mColumns = 0;
@@ -53,4 +53,4 @@ class PixelValues {
     bool mIsPlanar = false;
 };
 
-} // namespace radvex::compare
+} // namespace radvex::volume

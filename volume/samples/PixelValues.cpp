@@ -1,8 +1,8 @@
-#include "compare/PixelValues.h"
+#include "volume/samples/PixelValues.h"
 
 #include "media/Rendering.h"
 
-namespace radvex::compare {
+namespace radvex::volume {
 
 using velmora::NumericArray;
 
@@ -18,8 +18,7 @@ std::size_t sizeOf(vint dimension) { return static_cast<std::size_t>(dimension);
 
 } // namespace
 
-PixelValues::PixelValues(velmora::Host& host, const std::string& path, const volume::FileMetadata& metadata,
-                         PixelKind kind)
+PixelValues::PixelValues(velmora::Host& host, const std::string& path, const FileMetadata& metadata, PixelKind kind)
     : mRows(sizeOf(metadata.rows())), mColumns(sizeOf(metadata.columns())) {
     if (kind == PixelKind::colour) {
         const media::Rendering asStored{.scaling = media::Rendering::Scaling::none};
@@ -42,7 +41,7 @@ PixelValues::PixelValues(velmora::Host& host, const std::string& path, const vol
     }
 }
 
-void PixelValues::takeGrey(const volume::FileMetadata& metadata, PixelKind kind) {
+void PixelValues::takeGrey(const FileMetadata& metadata, PixelKind kind) {
     const VelmoraNumericArray* array = mOwner.get<NumericArray>().handle();
     mArrays = {array};
     mFrames = array->dimensions.size() > 2 ? sizeOf(array->dimensions.front()) : 1;
@@ -77,7 +76,7 @@ void PixelValues::readRow(std::size_t frame, std::size_t row, std::vector<double
     const double slope = mRules.empty() ? 1 : mRules[frame].slope;
     const double intercept = mRules.empty() ? 0 : mRules[frame].intercept;
     line.resize(mColumns * mChannels);
-    volume::withType(array.type, [&](auto sample) {
+    withType(array.type, [&](auto sample) {
         const auto* values = static_cast<const decltype(sample)*>(array.data.get());
         for (std::size_t channel = 0; channel < mChannels; ++channel) {
             const auto [start, step] = placeOf(frame, row, channel);
@@ -97,4 +96,4 @@ const char* nameOf(PixelKind kind) {
     }
 }
 
-} // namespace radvex::compare
+} // namespace radvex::volume
