@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "cli/Commands.h"
-#include "cli/arguments/Compression.h"
 #include "cli/arguments/Files.h"
 #include "cli/arguments/OutputRule.h"
 #include "cli/arguments/OverlayInput.h"
@@ -14,6 +13,7 @@
 #include "files/OutputFile.h"
 #include "formats/json/Attributes.h"
 #include "formats/json/Text.h"
+#include "formats/pictures/Compression.h"
 #include "formats/pictures/Picture.h"
 #include "formats/pictures/PictureFiles.h"
 
@@ -44,7 +44,7 @@ struct Request {
     formats::AxesRule axes{};
     std::vector<Assignment> tags{};
     std::vector<OverlayProperty> overlayProperties{};
-    Compression compression{};
+    formats::Compression compression{};
     std::vector<Assignment> defaults{};
 };
 
@@ -67,7 +67,7 @@ Request parse(const WriteOptions& options) {
     Request request{.pictures = options.pictures.all(),
                     .axes = {.given = formats::parseAxes(options.axes)},
                     .tags = parseAssignments("--tag", options.tags),
-                    .compression = parseCompression(options.compression),
+                    .compression = formats::parseCompression("--compress ", options.compression),
                     .defaults = parseAssignments("--default", options.defaults)};
     for (const std::string& word : options.overlayProperties) {
         request.overlayProperties.push_back(parseOverlayProperty(word, options.overlays.size()));
@@ -196,7 +196,7 @@ void addWriteCommand(const CommandLine& program, Session& session) {
         "--overlay-option", options.overlayProperties,
         "[NUMBER:]PROPERTY=VALUE of one overlay or of all: OriginRow, OriginColumn, ImageFrameOrigin, "
         "OverlayType, OverlayDescription, OverlaySubtype, OverlayLabel");
-    command.addOption("--compress", options.compression, "NAME[:P1[,P2]]: " + compressionHelp());
+    command.addOption("--compress", options.compression, "NAME[:P1[,P2]]: " + formats::compressionHelp());
     command.addRepeatable("--default", options.defaults, "Default value as KEYWORD=VALUE; see 'radvex defaults'");
     command.addExample("radvex write picture.png -o out.dcm --meta tags.json",
                        "a DICOM file with attributes from JSON");

@@ -124,7 +124,7 @@ std::vector<Message> messagesIn(const std::string& path, const std::string& text
 std::vector<Message> allMessages() {
     const fs::path source = RADVEX_SOURCE_DIR;
     std::vector<Message> all;
-    for (const char* room : {"cli", "media", "files", "volume", "deidentify", "formats"}) {
+    for (const char* room : {"cli", "python", "media", "files", "volume", "deidentify", "formats"}) {
         for (const auto& entry : fs::recursive_directory_iterator(source / room)) {
             if (entry.path().extension() == ".cpp" || entry.path().extension() == ".h") {
                 const auto some =
@@ -187,7 +187,7 @@ TEST(Messages, AreFoundInTheSources) {
     for (const Message& message : all) {
         rooms.insert(message.place.substr(0, message.place.find('/')));
     }
-    EXPECT_EQ(rooms, (std::set<std::string>{"cli", "deidentify", "files", "formats", "media", "volume"}));
+    EXPECT_EQ(rooms, (std::set<std::string>{"cli", "deidentify", "files", "formats", "media", "python", "volume"}));
 }
 
 TEST(Messages, TheSearchFindsWhatItShould) {

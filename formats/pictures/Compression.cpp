@@ -1,16 +1,14 @@
-#include "cli/arguments/Compression.h"
+#include "formats/pictures/Compression.h"
 
 #include <algorithm>
 #include <array>
-#include <iterator>
+#include <charconv>
 #include <string_view>
-#include <vector>
 
-#include "cli/arguments/Words.h"
 #include "files/Errors.h"
 #include "formats/json/Text.h"
 
-namespace radvex::cli {
+namespace radvex::formats {
 
 namespace {
 
@@ -42,40 +40,43 @@ constexpr std::array<Method, 8> kMethods{
      {"JPEG-LSLossy", {"largest deviation", 0, 255, 2}, kNone},
      {"RLE", kNone, kNone}}};
 
-const Method& findMethod(const std::string& name) {
+const Method& findMethod(const std::string& label, const std::string& name) {
     const auto* const method = std::ranges::find(kMethods, name, &Method::name);
     if (method == kMethods.end()) {
-        std::vector<std::string_view> names;
-        names.reserve(kMethods.size());
-        std::ranges::transform(kMethods, std::back_inserter(names), &Method::name);
-        throw UsageError("--compress " + formats::shortened(name) + ": the names are " + joined(names) + ".");
+        std::string names;
+        for (const Method& each : kMethods) {
+            names.append(names.empty() ? "" : ", ").append(each.name);
+        }
+        throw UsageError(label + shortened(name) + ": the names are " + names + ".");
     }
     return *method;
 }
 
 vint parseParameter(const std::string& option, const std::string& text, const Parameter& parameter) {
     if (*parameter.meaning == 0) {
-        throw UsageError(option + ": the number " + formats::shortened(text) + " is not expected.");
+        throw UsageError(option + ": the number " + shortened(text) + " is not expected.");
     }
-    const auto number = parseNumber<vint>(text);
-    if (!number || *number < parameter.least || *number > parameter.most) {
+    vint number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc() || rest != end || number < parameter.least || number > parameter.most) {
         const std::string range = std::to_string(parameter.least) + " to " + std::to_string(parameter.most);
         throw UsageError(option + ": the " + parameter.meaning + " is " +
                          (parameter.least == parameter.most ? "always " + std::to_string(parameter.least)
                                                             : "a number from " + range) +
                          ".");
     }
-    return *number;
+    return number;
 }
 
 } // namespace
 
-Compression parseCompression(const std::string& text) {
+Compression parseCompression(const std::string& label, const std::string& text) {
     const std::size_t colon = text.find(':');
-    const Method& method = findMethod(text.substr(0, colon));
+    const Method& method = findMethod(label, text.substr(0, colon));
     Compression compression{std::string(method.name), method.first.usual, method.second.usual};
     if (colon != std::string::npos) {
-        const std::string option = "--compress " + formats::shortened(text);
+        const std::string option = label + shortened(text);
         const std::string numbers = text.substr(colon + 1);
         const std::size_t comma = numbers.find(',');
         compression.first = parseParameter(option, numbers.substr(0, comma), method.first);
@@ -101,4 +102,4 @@ std::string compressionHelp() {
     return help;
 }
 
-} // namespace radvex::cli
+} // namespace radvex::formats

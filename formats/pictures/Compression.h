@@ -4,7 +4,7 @@
 
 #include "velmora/VelmoraLibrary.h"
 
-namespace radvex::cli {
+namespace radvex::formats {
 
 /// How pixels are stored, in the form that the library takes.
 struct Compression {
@@ -14,10 +14,11 @@ struct Compression {
 };
 
 /// Reads NAME[:P1[,P2]]. A number that is not given has the default value of the library's codecs.
+/// @param label  what the text was given as, for messages: "--compress "
 /// @throws UsageError  the name is unknown, or a number is unexpected or out of range
-Compression parseCompression(const std::string& text);
+Compression parseCompression(const std::string& label, const std::string& text);
 
 /// The names and their default numbers, for a help text.
 std::string compressionHelp();
 
-} // namespace radvex::cli
+} // namespace radvex::formats

@@ -1,0 +1,305 @@
+#include "python/module/Files.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "files/Errors.h"
+#include "formats/json/Dictionary.h"
+#include "media/ElementList.h"
+#include "media/Rendering.h"
+#include "media/scan/FileDiagnosis.h"
+#include "python/Pictures.h"
+#include "python/module/Conversion.h"
+#include "python/module/Library.h"
+#include "volume/samples/ModalityArray.h"
+#include "volume/slices/AttributeValues.h"
+#include "volume/slices/FileWindow.h"
+#include "volume/slices/PixelMeaning.h"
+
+namespace radvex::python {
+
+namespace py = pybind11;
+using media::Element;
+using velmora::Host;
+using velmora::Store;
+using velmora::Value;
+
+namespace {
+
+constexpr std::uint16_t kPixelGroup = 0x7FE0;
+/// Representations whose values the library gives as DCMTK has them; others come from the list of elements.
+constexpr std::array<std::string_view, 24> kFromLibrary{"AE", "AS", "CS", "DA", "DS", "DT", "FD", "FL",
+                                                        "IS", "LO", "LT", "PN", "SH", "SL", "SS", "ST",
+                                                        "TM", "UC", "UI", "UL", "UR", "US", "UT", "xs"};
+
+/// Works on a file. An error of the library becomes a sentence about the file.
+template <typename Body>
+auto withFile(const std::string& path, Body body) {
+    return Library::instance().run([&](Host& host) {
+        try {
+            return body(host);
+        } catch (const velmora::LibraryError& error) {
+            throw velmora::LibraryError(error.code(), error.name(), media::explain(error, path, path),
+                                        error.parameters());
+        }
+    });
+}
+
+std::string_view withoutPadding(std::string_view text) {
+    const std::size_t first = text.find_first_not_of(' ');
+    return first == std::string_view::npos ? std::string_view()
+                                           : text.substr(first, text.find_last_not_of(' ') - first + 1);
+}
+
+bool isWholeNumber(std::string_view vr) {
+    return vr == "IS" || vr == "US" || vr == "SS" || vr == "UL" || vr == "SL" || vr == "UV" || vr == "SV" || vr == "xs";
+}
+
+bool isRealNumber(std::string_view vr) { return vr == "DS" || vr == "FL" || vr == "FD"; }
+
+/// One value. A text that should be a number and is none stays a text.
+py::object valueOf(std::string_view text, std::string_view vr) {
+    if (isWholeNumber(vr) || isRealNumber(vr)) {
+        std::string_view digits = withoutPadding(text);
+        if (digits.empty()) {
+            return py::none();
+        }
+        if (digits.starts_with('+')) {
+            digits.remove_prefix(1);
+        }
+        const char* const end = digits.data() + digits.size();
+        if (isWholeNumber(vr)) {
+            if (std::uint64_t large = 0; std::from_chars(digits.data(), end, large).ptr == end) {
+                return py::int_(large);
+            }
+            if (std::int64_t number = 0; std::from_chars(digits.data(), end, number).ptr == end) {
+                return py::int_(number);
+            }
+        } else if (double number = 0; std::from_chars(digits.data(), end, number).ptr == end) {
+            return py::float_(number);
+        }
+    }
+    return textToPython(std::string(text));
+}
+
+py::object valuesFrom(const std::string& text, const std::string& vr) {
+    if (media::isOneText(vr) || text.find('\\') == std::string::npos) {
+        return valueOf(text, vr);
+    }
+    py::list values;
+    for (std::size_t start = 0; start <= text.size();) {
+        const std::size_t end = std::min(text.find('\\', start), text.size());
+        values.append(valueOf(std::string_view(text).substr(start, end - start), vr));
+        start = end + 1;
+    }
+    return values;
+}
+
+py::object valueOf(const Element& element);
+
+py::dict itemOf(const std::vector<Element>& elements) {
+    py::dict item;
+    for (const Element& element : elements) {
+        item[py::str(media::keyOf(element))] = valueOf(element);
+    }
+    return item;
+}
+
+py::object valueOf(const Element& element) {
+    if (element.isSequence()) {
+        py::list items;
+        for (const auto& elements : element.items) {
+            items.append(itemOf(elements));
+        }
+        return items;
+    }
+    if (element.isEmpty) {
+        return py::none();
+    }
+    return element.isBinary() ? py::object(py::bytes(element.bytes)) : valuesFrom(element.text, element.vr);
+}
+
+/// A value as the library gives it; nothing if it is of a kind that only the list of elements explains.
+std::optional<py::object> valueOf(velmora::NodeView node, const std::string& vr) {
+    switch (node.type()) {
+    case VType_Integer: return py::int_(node.cell().integer);
+    case VType_Real: return py::float_(node.cell().real);
+    case VType_UTF8String:
+        return node.isText() ? std::optional(valuesFrom(std::string(node.text()), vr)) : std::nullopt;
+    case VType_DataStore: {
+        py::list values;
+        for (const velmora::NodeView each : node.store()) {
+            if (each.type() == VType_Integer) {
+                values.append(py::int_(each.cell().integer));
+            } else if (each.type() == VType_Real) {
+                values.append(py::float_(each.cell().real));
+            } else {
+                return std::nullopt;
+            }
+        }
+        return values;
+    }
+    default: return std::nullopt;
+    }
+}
+
+bool matches(const Element& element, const std::string& tag) {
+    if (element.keyword == tag) {
+        return true;
+    }
+    std::array<char, 9> digits{};
+    (void)std::snprintf(digits.data(), digits.size(), "%04x%04x", unsigned{element.group}, unsigned{element.number});
+    return tag == digits.data();
+}
+
+/// What the library gives for a keyword, with its representation.
+struct LibraryAnswer {
+    Value found{};
+    std::string vr{};
+};
+
+LibraryAnswer askLibrary(Host& host, const std::string& path, const std::string& keyword) {
+    formats::Dictionary dictionary(host);
+    const std::string& vr = dictionary.vrOf(keyword);
+    if (std::ranges::find(kFromLibrary, vr) == kFromLibrary.end() || dictionary.isFileMetaInformation(keyword)) {
+        return {};
+    }
+    return {host.call("ReadMetadata", {path, Store::ofTexts({keyword}), false}), vr};
+}
+
+/// @throws UsageError  the file has no such frames
+volume::FrameSpan requireFrames(vint first, vint count, vint available) {
+    const volume::FrameSpan frames{first, count == 0 ? available - first : count};
+    if (first < 0 || frames.count < 1 || frames.count > available - first) {
+        throw UsageError("Frames " + std::to_string(first) + " to " + std::to_string(first + frames.count - 1) +
+                         " are not in the file: it has " + std::to_string(available) + ", counted from 0.");
+    }
+    return frames;
+}
+
+std::string meaningOf(const volume::PixelMeaning& meaning, bool isRendered, const char* values) {
+    formats::Json json{{"values", values}};
+    json.update(volume::describeMeaning(meaning, isRendered));
+    return formats::dumpJson(json);
+}
+
+/// The frames of ReadImageData as one value: one array, or a store of them.
+struct Rendered {
+    Value frames{};
+    volume::PixelMeaning meaning{};
+    media::Rendering rendering{};
+    std::vector<std::string> doubts{}; ///< about the window
+};
+
+} // namespace
+
+vint frameCountOf(const std::string& path) {
+    return withFile(path, [&](Host& host) { return host.call("GetFrameCount", {path}).get<vint>(); });
+}
+
+py::tuple attributeOf(const std::string& path, const std::string& tag) {
+    const bool isNumber = tag.size() == 8 && tag.find_first_not_of("0123456789abcdef") == std::string::npos;
+    if (!isNumber) {
+        LibraryAnswer answer = withFile(path, [&](Host& host) { return askLibrary(host, path, tag); });
+        const Lent found(std::move(answer.found));
+        if (found.value().is<Store>()) {
+            for (const velmora::NodeView node : found.value().get<Store>()) {
+                if (const auto value = valueOf(node, answer.vr)) {
+                    return py::make_tuple(true, *value);
+                }
+            }
+        }
+    }
+    const auto isWanted = [&](const Element& element) { return matches(element, tag); };
+    const auto mayBeInside = [&](const Element& element) { return element.group != kPixelGroup || isWanted(element); };
+    const auto elements = withFile(path, [&](Host& /*host*/) {
+        return media::listElements(path, {.values = media::ElementValues::Text, .wants = mayBeInside, .binary = true});
+    });
+    const auto found = std::ranges::find_if(elements, isWanted);
+    return found == elements.end() ? py::make_tuple(false, py::none()) : py::make_tuple(true, valueOf(*found));
+}
+
+py::dict attributesOf(const std::string& path) {
+    const auto isNoPixel = [](const Element& element) { return element.group != kPixelGroup; };
+    auto elements = withFile(path, [&](Host& /*host*/) {
+        return media::listElements(path, {.values = media::ElementValues::Text, .wants = isNoPixel, .binary = true});
+    });
+    std::erase_if(elements, [&](const Element& element) { return !isNoPixel(element); });
+    return itemOf(elements);
+}
+
+py::dict representationsOf(const std::string& path) {
+    const auto elements = withFile(path, [&](Host& /*host*/) { return media::listElements(path, {}); });
+    py::dict representations;
+    for (const Element& element : elements) {
+        representations[py::str(media::keyOf(element))] = py::str(element.vr);
+    }
+    return representations;
+}
+
+py::tuple valuesOf(const std::string& path, vint first, vint count) {
+    volume::PixelMeaning meaning;
+    auto values = withFile(path, [&](Host& host) {
+        meaning = volume::readPixelMeaning(host, path);
+        return volume::readModalityArray(host, path, path,
+                                         [&](vint available) { return requireFrames(first, count, available); });
+    });
+    const std::string json = meaningOf(meaning, false, "modality");
+    if (values.owner.is<velmora::Null>()) { // rescaled here: the vector lives as long as the array
+        auto owner = std::make_unique<std::vector<double>>(std::move(values.rescaled));
+        const double* const data = owner->data();
+        const py::capsule capsule(owner.get(), [](void* held) { delete static_cast<std::vector<double>*>(held); });
+        (void)owner.release();
+        return py::make_tuple(
+            py::array_t<double>(std::vector<py::ssize_t>(values.shape.begin(), values.shape.end()), data, capsule),
+            json);
+    }
+    const std::byte* const data = values.bytes.data();
+    const Lent owner(std::move(values.owner));
+    return py::make_tuple(arrayOf(owner, values.type, values.shape, data, true), json);
+}
+
+py::tuple pictureOf(const std::string& path, vint first, vint count, const std::string& request) {
+    const media::Rendering wanted = renderingFrom(formats::parseJson(request));
+    bool isSeveral = false;
+    Rendered rendered = withFile(path, [&](Host& host) {
+        Rendered result{.meaning = volume::readPixelMeaning(host, path)};
+        const volume::FrameSpan frames = requireFrames(first, count, result.meaning.frames);
+        result.rendering = volume::renderingOf(host, path, path, wanted, frames);
+        isSeveral = frames.count > 1;
+        const auto arguments = [&](vint frameCount) -> std::vector<Value> {
+            return {path,
+                    first,
+                    frameCount,
+                    result.rendering.scalingTensor(),
+                    result.rendering.hasOverlays,
+                    media::kImageFlags};
+        };
+        // What cannot be rendered is an error here; the image of several frames would silently be one of stored values.
+        result.frames = host.call("ReadImageData", arguments(1));
+        if (isSeveral) {
+            result.frames = host.call("ReadImage", arguments(frames.count));
+        }
+        result.doubts = volume::doubtsAbout(host, path, path, wanted);
+        return result;
+    });
+    formats::Json json{{"values", "rendered"}};
+    json.update(volume::describeMeaning(rendered.meaning, true));
+    if (rendered.rendering.window) {
+        json["window"] = {rendered.rendering.window->width, rendered.rendering.window->center};
+    }
+    json["doubts"] = rendered.doubts;
+    const std::string text = formats::dumpJson(json);
+    if (isSeveral) {
+        return py::make_tuple(toPython(std::move(rendered.frames)), text);
+    }
+    py::object frames = toPython(std::move(rendered.frames));
+    return py::make_tuple(frames[py::int_(0)], text);
+}
+
+} // namespace radvex::python

@@ -1,0 +1,66 @@
+"""Reads and writes DICOM images: attributes, pixels, volumes, new files, de-identification.
+
+>>> import radvex
+>>> with radvex.open("CT_small.dcm") as f:
+...     print(f["PatientName"], f.values().max(), f.values().meaning.unit)
+CompressedSamples^CT1 1167 HU
+"""
+
+from radvex import functions
+from radvex._deidentify import Anonymized, Verified, anonymize, verify
+from radvex._errors import (
+    Error,
+    FileError,
+    HostError,
+    LibraryError,
+    NoPicturesError,
+    RadvexWarning,
+    ReaderDied,
+    UsageError,
+    VolumeError,
+)
+from radvex._file import File, image, open, tags, values
+from radvex._library import call
+from radvex._registered import *  # noqa: F401,F403
+from radvex._store import Store
+from radvex._tree import Patient, Series, Study, Tree, tree
+from radvex._values import Meaning, Pixels
+from radvex._version import __version__
+from radvex._volume import Finding, Volume, volume, volumes
+from radvex._write import write
+
+__all__ = [
+    "Anonymized",
+    "Error",
+    "File",
+    "FileError",
+    "Finding",
+    "HostError",
+    "LibraryError",
+    "Meaning",
+    "NoPicturesError",
+    "Patient",
+    "Pixels",
+    "RadvexWarning",
+    "ReaderDied",
+    "Series",
+    "Store",
+    "Study",
+    "Tree",
+    "UsageError",
+    "Verified",
+    "Volume",
+    "VolumeError",
+    "__version__",
+    "anonymize",
+    "call",
+    "functions",
+    "image",
+    "tags",
+    "tree",
+    "values",
+    "verify",
+    "volume",
+    "volumes",
+    "write",
+]

@@ -1,0 +1,200 @@
+from __future__ import annotations
+
+import json
+import os
+import warnings
+from typing import Any, Dict, Iterable, List, Mapping, Optional
+
+from radvex._errors import FileError, RadvexWarning, ReaderDied, UsageError
+from radvex._file import PathLike
+from radvex._jobs import end_of, run_command
+
+
+class Anonymized:
+    """What a run of anonymize did.
+
+    written, failed, skipped: numbers of files
+    remaining: what may still identify the patient -> the number of files. Look at these before you share anything
+    problems: sentences about files that failed
+    report: the whole report, as docs/deidentification.md describes it
+    """
+
+    def __init__(self, report: Dict[str, Any], problems: List[str]) -> None:
+        self.report = report
+        self.written: int = report["written"]
+        self.failed: int = report["failed"]
+        self.skipped: int = report["skipped"]
+        self.remaining: Dict[str, int] = report["remaining"]
+        self.problems = problems
+
+    def __repr__(self) -> str:
+        return (
+            f"<Anonymized: {self.written} written, {self.failed} failed, {self.skipped} skipped, "
+            f"{len(self.remaining)} kinds of remains>"
+        )
+
+
+class Verified:
+    """What verify found.
+
+    clean: nothing was found, and every file could be read
+    checked, failed: numbers of files
+    report: the whole report, as docs/deidentification.md describes it
+    """
+
+    def __init__(self, report: Dict[str, Any], problems: List[str]) -> None:
+        self.report = report
+        self.clean: bool = report["clean"]
+        self.checked: int = report["checked"]
+        self.failed: int = report["failed"]
+        self.problems = problems
+
+    @property
+    def findings(self) -> Dict[str, List[Any]]:
+        """File -> what may still identify the patient in it, pixels included."""
+        found = {each["file"]: each["findings"] + each["pixels"] for each in self.report["files"]}
+        return {file: findings for file, findings in found.items() if findings}
+
+    def __bool__(self) -> bool:
+        return self.clean
+
+    def __repr__(self) -> str:
+        return f"<Verified: {'clean' if self.clean else 'not clean'}, {self.checked} files checked>"
+
+
+def _run(arguments: List[str]) -> Any:
+    """The report of the command, and what it said on standard error."""
+    status, output, errors = run_command(arguments)
+    problems = [line[len("radvex: ") :] for line in errors.splitlines() if line.startswith("radvex: ")]
+    if status < 0:
+        raise ReaderDied(arguments[1], end_of(status))
+    if status == 2:
+        raise UsageError(" ".join(problems).replace("--", ""))
+    if not output.strip():
+        raise FileError(" ".join(problems) or "The command gave no report.")
+    return status, json.loads(output), problems
+
+
+def _flags(**given: bool) -> List[str]:
+    return [f"--{name.replace('_', '-')}" for name, value in given.items() if value]
+
+
+def _options(**given: Any) -> List[str]:
+    return [
+        word
+        for name, value in given.items()
+        if value is not None
+        for word in (f"--{name.replace('_', '-')}", os.fspath(value) if hasattr(value, "__fspath__") else str(value))
+    ]
+
+
+def _words(option: str, words: Iterable[str]) -> List[str]:
+    if isinstance(words, str):
+        words = [words]
+    return [each for word in words for each in (option, word)]
+
+
+def _replacements(new_values: Optional[Mapping[str, str]]) -> List[str]:
+    return _words("--set", [f"{keyword}={value}" for keyword, value in (new_values or {}).items()])
+
+
+def anonymize(
+    source: PathLike,
+    output: PathLike,
+    *,
+    profile: str = "basic",
+    new_values: Optional[Mapping[str, str]] = None,
+    keep: Iterable[str] = (),
+    shift_dates: bool = False,
+    clean: Iterable[str] = (),
+    keep_private: Optional[PathLike] = None,
+    accept_pixels: Iterable[str] = (),
+    mask: Optional[PathLike] = None,
+    pseudonyms: Optional[PathLike] = None,
+    key: Optional[PathLike] = None,
+    independent: bool = False,
+    neutral_names: bool = False,
+    strict: bool = False,
+    dry_run: bool = False,
+    resume: bool = False,
+    force: bool = False,
+    jobs: Optional[int] = None,
+) -> Anonymized:
+    """De-identifies a file, a folder or a medium, as the command `radvex anonymize` does with the same options.
+
+    source, output: file or folder; the output must not be there yet
+    profile: "basic", the basic confidentiality profile of DICOM, or "none": only identifiers and new_values change
+    new_values: keyword -> text that replaces its value
+    keep: of "uids", "device", "institution", "patient", "dates"
+    shift_dates: move all dates of a patient by the same number of days
+    clean: of "descriptors", "structured", "graphics"
+    keep_private, mask, pseudonyms, key: files, see docs/deidentification.md
+    accept_pixels: kinds of pixels that somebody has looked at
+    independent: a new value for every identifier of every file
+    neutral_names: number the files instead of keeping their names
+    strict: write no file that may still identify the patient
+    dry_run: report what would be done, and write nothing
+    resume: go on with an interrupted run
+    force: replace what is there
+    jobs: processes that read files
+
+    Returns what was done. `remaining` says what may still identify the patient: nobody can promise that nothing does.
+    Files that failed are in `problems`, and a RadvexWarning names the first.
+
+    Raises UsageError; FileError when nothing could be written.
+    """
+    arguments = ["anonymize", os.fspath(source), os.fspath(output), "--report", "-", "--profile", profile]
+    arguments += _replacements(new_values)
+    arguments += _words("--keep", keep) + _words("--clean", clean) + _words("--accept-pixels", accept_pixels)
+    arguments += _options(keep_private=keep_private, mask=mask, pseudonyms=pseudonyms, key=key, jobs=jobs)
+    arguments += _flags(
+        shift_dates=shift_dates,
+        independent=independent,
+        neutral_names=neutral_names,
+        strict=strict,
+        dry_run=dry_run,
+        resume=resume,
+        force=force,
+    )
+    status, report, problems = _run(arguments)
+    if status == 1:
+        raise FileError(" ".join(problems[:3]))
+    if problems:
+        warnings.warn(problems[0], RadvexWarning, stacklevel=2)
+    return Anonymized(report, problems)
+
+
+def verify(
+    output: PathLike,
+    originals: Optional[PathLike] = None,
+    *,
+    new_values: Optional[Mapping[str, str]] = None,
+    keep: Iterable[str] = (),
+    shift_dates: bool = False,
+    clean: Iterable[str] = (),
+    keep_private: Optional[PathLike] = None,
+    accept_pixels: Iterable[str] = (),
+    jobs: Optional[int] = None,
+) -> Verified:
+    """Checks what may still identify the patients in de-identified files, as the command `radvex verify` does.
+
+    output: file, folder or medium to check
+    originals: what it was made of; then anything of the originals that is left in it is found too
+    The other arguments are those of anonymize: what was done on purpose is no finding.
+
+    >>> if radvex.verify("SHARED"): ...
+
+    Raises UsageError; FileError when there is nothing to check.
+    """
+    folders = [os.fspath(output)] if originals is None else [os.fspath(originals), os.fspath(output)]
+    arguments = ["verify", *folders, "--report", "-"]
+    arguments += _replacements(new_values)
+    arguments += _words("--keep", keep) + _words("--clean", clean) + _words("--accept-pixels", accept_pixels)
+    arguments += _options(keep_private=keep_private, jobs=jobs) + _flags(shift_dates=shift_dates)
+    _, report, problems = _run(arguments)
+    if report["checked"] == 0:
+        raise FileError(" ".join(problems) or f"{os.fspath(output)} has no DICOM file.")
+    return Verified(report, problems)
+
+
+__all__ = ["Anonymized", "Verified", "anonymize", "verify"]

@@ -1,0 +1,322 @@
+from __future__ import annotations
+
+import json
+import os
+import threading
+import warnings
+import weakref
+from typing import Any, BinaryIO, Dict, Iterator, List, Optional, Sequence, Tuple, Union, cast
+
+import numpy as np
+import numpy.typing as npt
+
+from radvex import _radvex
+from radvex._errors import FileError, LibraryError, RadvexWarning, UsageError, in_python
+from radvex._library import call
+from radvex._values import Meaning, Pixels, pixels
+
+PathLike = Union[str, "os.PathLike[str]"]
+Source = Union[PathLike, BinaryIO, bytes, bytearray, memoryview]
+Tag = Union[str, Tuple[int, int], int]
+Window = Union[str, Tuple[float, float], None]
+
+_PATIENT = ["Name", "ID", "BirthDate", "BirthTime", "Sex", "BirthName", "Age", "Weight"]
+_STUDY = ["ID", "UID", "Date", "Time", "Description", "Modalities"]
+_SERIES = ["UID", "Date", "Time", "Description", "Number", "Type"]
+_PIXELS = ("PixelData", "OverlayData")
+
+
+class _Readers:
+    """How many open files there are of each path: the library keeps one reader for a path."""
+
+    def __init__(self) -> None:
+        self._lock = threading.Lock()
+        self._counts: Dict[str, int] = {}
+
+    def open(self, path: str) -> None:
+        with self._lock:
+            if path not in self._counts:
+                call("CloseReader", path)  # of a direct call, which may have read what the file was before
+            _radvex.frame_count(path)
+            self._counts[path] = self._counts.get(path, 0) + 1
+
+    def close(self, path: str) -> None:
+        with self._lock:
+            left = self._counts.get(path, 0) - 1
+            if left > 0:
+                self._counts[path] = left
+            elif self._counts.pop(path, None) is not None:
+                call("CloseReader", path)
+
+
+_readers = _Readers()
+
+
+def _close(path: str, descriptor: Optional[int]) -> None:
+    _readers.close(path)
+    if descriptor is not None:
+        os.close(descriptor)
+
+
+def _in_memory(content: Union[bytes, bytearray, memoryview]) -> int:
+    """A nameless file in memory, which is gone with its descriptor."""
+    descriptor = os.memfd_create("radvex")
+    with os.fdopen(os.dup(descriptor), "wb") as file:
+        file.write(content)
+    return descriptor
+
+
+def _digits(tag: Tag) -> str:
+    """A keyword, or eight hexadecimal digits."""
+    if isinstance(tag, tuple):
+        return f"{tag[0]:04x}{tag[1]:04x}"
+    if isinstance(tag, int):
+        return f"{tag:08x}"
+    plain = tag.strip("()").replace(",", "").replace("_", "").replace(" ", "").lower()
+    is_number = len(plain) == 8 and all(digit in "0123456789abcdef" for digit in plain)
+    return plain if is_number else tag
+
+
+class File:
+    """One DICOM file, opened with radvex.open. Everything is read when it is asked for; closing it frees the memory.
+
+    f["PatientName"], f["0010,0010"], f[0x0010, 0x0010]: the value of an attribute. Whole numbers (IS, US, ...) are int,
+    decimals (DS, FL, FD) float, texts str, dates and times str as they stand, bytes and words (OB, OW, UN, ...) bytes,
+    little-endian. Several values are a list, a sequence is a list of dicts, an attribute without a value is None, and
+    one that the file does not have is a KeyError. Text that is not valid in its character set is bytes.
+    """
+
+    def __init__(self, source: Source) -> None:
+        descriptor: Optional[int] = None
+        if isinstance(source, (bytes, bytearray, memoryview)):
+            descriptor = _in_memory(source)
+        elif not isinstance(source, str) and hasattr(source, "read"):
+            descriptor = _in_memory(source.read())
+        if descriptor is None:
+            self._path = os.path.abspath(os.fspath(cast(PathLike, source)))
+            self._name = self._path
+        else:
+            self._path = f"/proc/self/fd/{descriptor}"
+            self._name = str(getattr(source, "name", "")) or "The file in memory"
+        try:
+            _require_file(self._path)
+            self._open()
+        except BaseException:
+            if descriptor is not None:
+                os.close(descriptor)
+            raise
+        self._finalizer = weakref.finalize(self, _close, self._path, descriptor)
+
+    def _open(self) -> None:
+        try:
+            _readers.open(self._path)
+        except LibraryError as error:
+            sentence = str(error).replace(self._path, self._name)
+            raise type(error)(sentence, error.code, error.name, error.parameters) from None
+
+    @property
+    def path(self) -> str:
+        """The absolute path."""
+        return self._path
+
+    @property
+    def closed(self) -> bool:
+        """Whether the file was closed."""
+        return not self._finalizer.alive
+
+    def close(self) -> None:
+        """Forgets what was read. Arrays that were given out stay valid."""
+        self._finalizer()
+
+    def __enter__(self) -> File:
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        self.close()
+
+    def _require_open(self) -> str:
+        if self.closed:
+            raise FileError(f"{self._name} was closed.")
+        return self._path
+
+    def __getitem__(self, tag: Tag) -> Any:
+        path = self._require_open()
+        if tag in _PIXELS:
+            frames = call("ReadMetadata", path, [tag], False)
+            if tag not in frames:
+                raise KeyError(tag)
+            return list(frames[tag]) if hasattr(frames[tag], "names") else frames[tag]
+        is_there, value = _radvex.attribute(path, _digits(tag))
+        if not is_there:
+            raise KeyError(tag)
+        return value
+
+    def get(self, tag: Tag, default: Any = None) -> Any:
+        """The value of an attribute, or the default when the file does not have it."""
+        try:
+            return self[tag]
+        except KeyError:
+            return default
+
+    def __contains__(self, tag: object) -> bool:
+        try:
+            self[tag]  # type: ignore[index]
+        except KeyError:
+            return False
+        return True
+
+    def __iter__(self) -> Iterator[str]:
+        return iter(self.vr())
+
+    def __len__(self) -> int:
+        return len(self.vr())
+
+    def tags(self) -> Dict[str, Any]:
+        """All attributes but the pixels, in the order of the file: keyword -> value as by f[keyword]. A tag that the
+        dictionary does not know, such as a private one, has the key gggg_eeee in hexadecimal."""
+        result: Dict[str, Any] = _radvex.attributes(self._require_open())
+        return result
+
+    def vr(self) -> Dict[str, str]:
+        """The value representation of each attribute: keyword -> "PN"."""
+        result: Dict[str, str] = _radvex.representations(self._require_open())
+        return result
+
+    @property
+    def info(self) -> Dict[str, Dict[str, Any]]:
+        """What the file says of its patient, study and series: {"patient": {...}, "study": {...}, "series": {...}},
+        each keyword -> value. What the file does not say is not there."""
+        path = self._require_open()
+        found = {
+            "patient": call("ReadPatientInfo", path, _PATIENT, ".*"),
+            "study": call("ReadStudyInfo", path, _STUDY, ".*", ".*"),
+            "series": call("ReadSeriesInfo", path, _SERIES, ".*", ".*", ".*"),
+        }
+        return {part: {keyword: self[keyword] for keyword in store.names()} for part, store in found.items()}
+
+    @property
+    def frames(self) -> int:
+        """The number of frames; 0 for a file without pixels."""
+        path = self._require_open()
+        if self.get("Rows") is None or self.get("Columns") is None:
+            return 0
+        return max(1, int(call("GetFrameCount", path)))
+
+    def image(
+        self,
+        window: Window = None,
+        *,
+        scaling: str = "minmax",
+        frame: Optional[int] = None,
+        overlays: bool = False,
+    ) -> Pixels:
+        """The pixels as grey levels or colour.
+
+        window: (width, centre) in the unit of the modality values, or "lung", "bone", "brain", "abdomen",
+            "mediastinum" for values in HU, or "file", "file:2" for a window of the file's own
+        scaling: without a window: "minmax" (from the smallest to the largest value), "trimmed" (without the extreme
+            ones) or "none" (as DCMTK does by default)
+        frame: only this one, counted from 0
+        overlays: burn overlay planes into the picture
+
+        Returns a read-only array [row][column], [frame][row][column] for several frames, with [3] (red, green, blue)
+        behind for colour: uint8, uint16 or float32. MONOCHROME1 is turned, so that larger is always brighter. Its
+        `meaning` says how it was made.
+
+        Raises ImageOpenError, ImageReadError for pixels that cannot be decoded or rendered.
+        """
+        request = json.dumps({"window": window, "scaling": scaling, "overlays": overlays})
+        array, meaning = _radvex.picture(self._require_open(), *self._range(frame), request)
+        described = json.loads(meaning)
+        for doubt in described["doubts"]:
+            warnings.warn(in_python(doubt), RadvexWarning, stacklevel=2)
+        return pixels(_channels_last(array, described), Meaning(self._name, described))
+
+    def values(self, *, frame: Optional[int] = None) -> Pixels:
+        """The modality values: HU for most CT, activity for PET, dose for RTDOSE, as the rescale of the file says.
+
+        frame: only this one, counted from 0
+
+        Returns a read-only array [row][column], or [frame][row][column] for several frames: whole numbers where the
+        rescale gives whole numbers, else float64. Its `meaning` has the unit.
+
+        Raises RawPixelReadError, ImageOpenError for pixels that cannot be decoded, and for colour.
+        """
+        array, meaning = _radvex.values(self._require_open(), *self._range(frame))
+        return pixels(array, Meaning(self._name, json.loads(meaning)))
+
+    def overlays(self) -> List[npt.NDArray[np.bool_]]:
+        """The overlay planes as read-only arrays of bool, [row][column], in the size of each plane, of its first
+        frame. An empty list without planes."""
+        planes = list(call("ReadOverlays", self._require_open()))
+        for plane in planes:
+            plane.flags.writeable = False
+        return planes
+
+    @staticmethod
+    def _range(frame: Optional[int]) -> Tuple[int, int]:
+        if frame is not None and frame < 0:
+            raise UsageError(f"frame={frame}: frames are counted from 0.")
+        return (0, 0) if frame is None else (frame, 1)
+
+    def __repr__(self) -> str:
+        if self.closed:
+            return f"<radvex.File {self._name}, closed>"
+        modality = self.get("Modality") or "no modality"
+        size = f"{self.get('Columns')} x {self.get('Rows')}" if self.frames else "no pixels"
+        frames = f", {self.frames} frames" if self.frames > 1 else ""
+        return f"<radvex.File {os.path.basename(self._name)}: {modality}, {size}{frames}>"
+
+
+def _channels_last(array: npt.NDArray[Any], described: Dict[str, Any]) -> npt.NDArray[Any]:
+    """Colour of a single frame comes with its channels first or last."""
+    if described["polarity"] is None and array.ndim == 3 and array.shape[-1] != 3 and array.shape[0] == 3:
+        return np.moveaxis(array, 0, -1)
+    return array
+
+
+def _require_file(path: str) -> None:
+    """Python's own exceptions for what is no matter of DICOM."""
+    if not os.path.exists(path):
+        raise FileNotFoundError(2, "There is no such file", path)
+    if os.path.isdir(path):
+        raise IsADirectoryError(21, "This is a folder; radvex.tree() and radvex.volume() read folders", path)
+
+
+def open(source: Source) -> File:
+    """Opens a DICOM file.
+
+    source: a path, the bytes of a file, or a binary file object. Bytes and file objects are put into a nameless file in
+        memory, which is gone when the file is closed.
+
+    Raises FileNotFoundError, IsADirectoryError, and OpenFileError (an OSError) with the reason for what is no readable
+    DICOM file.
+
+    >>> with radvex.open("CT_small.dcm") as f:
+    ...     f["Modality"], f["Rows"], f.values().meaning.unit
+    ('CT', 128, 'HU')
+    """
+    return File(source)
+
+
+def image(source: Source, window: Window = None, **options: Any) -> Pixels:
+    """The picture of a file; see File.image."""
+    with File(source) as file:
+        return file.image(window, **options)
+
+
+def values(source: Source, *, frame: Optional[int] = None) -> Pixels:
+    """The modality values of a file; see File.values."""
+    with File(source) as file:
+        return file.values(frame=frame)
+
+
+def tags(source: Source, *names: Tag) -> Dict[Any, Any]:
+    """Attributes of a file: all, or those of the given names that it has; see File.tags."""
+    with File(source) as file:
+        if not names:
+            return file.tags()
+        return {name: file[name] for name in names if name in file}
+
+
+__all__: Sequence[str] = ["File", "open", "image", "values", "tags"]

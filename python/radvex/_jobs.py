@@ -1,0 +1,169 @@
+"""Work on folders, done by the package's own program in processes of its own."""
+
+from __future__ import annotations
+
+import json
+import mmap
+import os
+import signal
+import socket
+import subprocess
+from typing import Any, Callable, Dict, Iterator, Optional, Tuple, Union
+
+from radvex._errors import Error, ReaderDied, _exception
+from radvex._library import program
+
+Progress = Union[bool, Callable[[str, int, int], None]]
+"""True for a bar of tqdm where it is installed, or a function of what is being done, how much of it is done, and how
+much there is."""
+
+_LONGEST_MESSAGE = 65536
+
+
+class Bar:
+    """Shows progress as the caller wants it."""
+
+    def __init__(self, progress: Progress) -> None:
+        self._call = progress if callable(progress) else None
+        self._tqdm: Any = None
+        self._bar: Any = None
+        self._what = ""
+        if progress is True:
+            try:
+                from tqdm.auto import tqdm
+            except ImportError:
+                return
+            self._tqdm = tqdm
+
+    def show(self, what: str, done: int, total: int) -> None:
+        if self._call is not None:
+            self._call(what, done, total)
+        if self._tqdm is None:
+            return
+        if self._bar is None or what != self._what:
+            self.close()
+            self._bar, self._what = self._tqdm(total=total, desc=what), what
+        self._bar.update(done - self._bar.n)
+
+    def close(self) -> None:
+        if self._bar is not None:
+            self._bar.close()
+            self._bar = None
+
+
+def default_jobs() -> int:
+    """As many processes as this one has cores."""
+    return len(os.sched_getaffinity(0))
+
+
+def samples_of(descriptor: int) -> Union[mmap.mmap, bytearray]:
+    """The memory behind a descriptor, which is closed; writable."""
+    try:
+        size = os.fstat(descriptor).st_size
+        return mmap.mmap(descriptor, size) if size > 0 else bytearray()
+    finally:
+        os.close(descriptor)
+
+
+def end_of(status: int) -> str:
+    """How a process ended, as part of a sentence."""
+    if status < 0:
+        try:
+            return f"ended with signal {-status} ({signal.Signals(-status).name})"
+        except ValueError:
+            return f"ended with signal {-status}"
+    return f"ended with exit status {status}"
+
+
+class Job:
+    """One run of the program. It is ended with this object."""
+
+    def __init__(self, path: str, request: Dict[str, Any], progress: Progress = False) -> None:
+        self._path = path
+        self._bar = Bar(progress)
+        self._socket, theirs = socket.socketpair(socket.AF_UNIX, socket.SOCK_SEQPACKET)
+        with theirs:
+            number = theirs.fileno()
+            command = [program("radvex-worker"), str(number), os.fsencode(path), json.dumps(request)]
+            try:
+                self._process = subprocess.Popen(command, pass_fds=[number], stdin=subprocess.DEVNULL)
+            except BaseException:
+                self._socket.close()
+                raise
+
+    def __enter__(self) -> Job:
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        self.close()
+
+    def close(self) -> None:
+        """Ends the program if it still works; with it go the processes that it started."""
+        self._bar.close()
+        self._socket.close()
+        if self._process.poll() is None:
+            self._process.terminate()
+        self._process.wait()
+
+    def take(self) -> None:
+        """Asks for the next volume."""
+        try:
+            self._socket.send(b"+")
+        except OSError:
+            pass  # the end says why
+
+    def messages(self) -> Iterator[Tuple[str, Any, Optional[int]]]:
+        """Kind and content of each message but progress, and the descriptor of the samples of a volume.
+
+        Raises what the program reports, and ReaderDied when it ended without a word.
+        """
+        while True:
+            message, descriptor = self._receive()
+            if message is None:
+                raise ReaderDied(self._path, end_of(self._process.wait()))
+            if "progress" in message:
+                self._bar.show(*message["progress"])
+            elif "error" in message:
+                raise _error_of(message["error"])
+            elif "done" in message:
+                return
+            elif "volume" in message:
+                _, samples = self._receive()
+                yield "volume", message["volume"], samples
+            else:
+                for kind, content in message.items():
+                    yield kind, content, descriptor
+
+    def _receive(self) -> Tuple[Optional[Dict[str, Any]], Optional[int]]:
+        text, descriptors, _, _ = socket.recv_fds(self._socket, _LONGEST_MESSAGE, 1)
+        descriptor = descriptors[0] if descriptors else None
+        if not text:
+            return None, None
+        if text == b"\n" and descriptor is not None:  # too long for a message
+            text = bytes(samples_of(descriptor))
+            descriptor = None
+        content: Dict[str, Any] = json.loads(text)
+        return content, descriptor
+
+
+def _error_of(error: Dict[str, Any]) -> Error:
+    return _exception(
+        error["kind"], error["sentence"], error.get("code", 0), error.get("name", ""), error.get("parameters", ())
+    )
+
+
+def run_command(arguments: Any) -> Tuple[int, str, str]:
+    """Runs the command of the package: exit status, standard output, standard error."""
+    done = subprocess.run(
+        [program("radvex"), *arguments], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE
+    )
+    return done.returncode, done.stdout.decode("utf-8", "replace"), done.stderr.decode("utf-8", "replace")
+
+
+def path_text(value: Union[str, Dict[str, str]]) -> str:
+    """A path of a message, whose bytes need not be UTF-8."""
+    if isinstance(value, dict):
+        import base64
+
+        return os.fsdecode(base64.b64decode(value["bytes"]))
+    return value

@@ -1,0 +1,122 @@
+from __future__ import annotations
+
+import datetime
+import os
+from typing import Any, Dict, Iterable, List, Mapping, Optional, Sequence, Tuple, Union
+
+import numpy as np
+import numpy.typing as npt
+
+from radvex import _radvex
+from radvex._errors import UsageError
+from radvex._file import PathLike
+from radvex._library import call
+
+_UTF8 = "ISO_IR 192"
+Overlay = Union[npt.ArrayLike, Tuple[npt.ArrayLike, Mapping[str, Any]]]
+
+
+def write(
+    path: PathLike,
+    array: npt.ArrayLike,
+    tags: Optional[Mapping[str, Any]] = None,
+    *,
+    compress: str = "Uncompressed",
+    overlays: Iterable[Overlay] = (),
+    colour: Optional[bool] = None,
+    force: bool = False,
+) -> None:
+    """Writes an array as a new DICOM file: whole numbers as a Secondary Capture image, floats as a Parametric Map.
+
+    path: of the file
+    array: [row][column] or [frame][row][column], with [3] (red, green, blue) behind for colour; bool, uint8, uint16,
+        float32 or float64
+    tags: keyword -> value: text, numbers, dates, a list of several, or a list of dicts for a sequence. Keywords and
+        values that the standard does not allow are errors. Text beyond ASCII makes the file UTF-8.
+    compress: "Uncompressed", "JPEGLossless", "JPEGLosslessNonhierarchical", "JPEGLossy8bit", "JPEGLossy12bit",
+        "JPEG-LSLossless", "JPEG-LSLossy" or "RLE", some with numbers: "JPEGLossy8bit:90"
+    overlays: planes as arrays, every value but 0 of which is set; or pairs of a plane and its properties: (plane,
+        {"OverlayLabel": "Lesion", "OriginRow": 2})
+    colour: whether the last axis is colour; by default it is when it has 3 elements and there are 3 axes or more
+    force: replace what is there. Without it, an existing file is a FileError.
+
+    A failure leaves no file behind.
+
+    Raises TagWriteError, ImageWriteError, InvalidTagName for what the library refuses; UsageError, TypeError for the
+    arguments.
+    """
+    image = np.asarray(array)
+    is_colour = colour if colour is not None else image.ndim >= 3 and image.shape[-1] == 3
+    if is_colour and (image.ndim < 3 or image.shape[-1] != 3):
+        raise UsageError(f"Colour has three samples a pixel in the last axis; this array is {image.shape}.")
+    attributes = _texts_of(tags or {})
+    planes: List[npt.NDArray[Any]] = []
+    properties: Dict[str, Dict[str, str]] = {}
+    for number, overlay in enumerate(overlays, start=1):
+        plane, given = overlay if isinstance(overlay, tuple) else (overlay, {})
+        planes.append(np.asarray(plane))
+        properties[str(number)] = {name: str(value) for name, value in given.items()}
+    _require_character_set(attributes, properties)
+    _radvex.write_image(os.fspath(path), image, is_colour, attributes, planes, properties, compress, force)
+
+
+def _keyword(tag: str) -> str:
+    """The keyword of a tag, which may be given as gggg,eeee."""
+    plain = tag.strip("()").replace(",", "")
+    if len(plain) == 8 and all(digit in "0123456789abcdefABCDEF" for digit in plain):
+        return str(call("GetKeyword", plain[:4], plain[4:]))
+    return tag
+
+
+def _texts_of(tags: Mapping[str, Any]) -> Dict[str, Any]:
+    return {keyword: _text_of(keyword, value) for keyword, value in ((_keyword(tag), tags[tag]) for tag in tags)}
+
+
+def _text_of(keyword: str, value: Any) -> Any:
+    """Text as it is written, or the items of a sequence."""
+    if isinstance(value, (list, tuple)) and value and all(isinstance(each, Mapping) for each in value):
+        return [_texts_of(item) for item in value]
+    if isinstance(value, (list, tuple, np.ndarray)):
+        return "\\".join(str(_text_of(keyword, each)) for each in value)
+    if isinstance(value, bool):
+        raise UsageError("DICOM has no attributes that are true or false.")
+    if isinstance(value, datetime.datetime):
+        return value.strftime("%Y%m%d%H%M%S.%f")
+    if isinstance(value, datetime.date):
+        return value.strftime("%Y%m%d")
+    if isinstance(value, datetime.time):
+        return value.strftime("%H%M%S.%f")
+    if value is None:
+        return ""
+    if isinstance(value, (float, np.floating)):
+        is_decimal = call("ReadVRName", [keyword])[0] == "DS"
+        return _decimal(float(value)) if is_decimal else repr(float(value))
+    return value if isinstance(value, (str, bytes)) else str(value)
+
+
+def _decimal(number: float) -> str:
+    """At most 16 characters, as a decimal string may have."""
+    if not np.isfinite(number):
+        raise UsageError(f"{number} cannot be written as a decimal.")
+    text = repr(number)
+    digits = 16
+    while len(text) > 16:
+        text = f"{number:.{digits}g}"
+        digits -= 1
+    return text
+
+
+def _is_wide(value: Any) -> bool:
+    if isinstance(value, str):
+        return not value.isascii()
+    if isinstance(value, Mapping):
+        return any(_is_wide(each) for each in value.values())
+    return isinstance(value, Sequence) and not isinstance(value, bytes) and any(_is_wide(each) for each in value)
+
+
+def _require_character_set(attributes: Dict[str, Any], properties: Mapping[str, Any]) -> None:
+    if _is_wide(attributes) or _is_wide(properties):
+        if attributes.setdefault("SpecificCharacterSet", _UTF8) != _UTF8:
+            raise UsageError(
+                "Text beyond ASCII is written as UTF-8; SpecificCharacterSet can only be ISO_IR 192 then."
+            )

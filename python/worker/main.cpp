@@ -1,0 +1,82 @@
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <iostream>
+
+#include "files/EndSignals.h"
+#include "host/Declarations.h"
+#include "media/scan/FileDiagnosis.h"
+#include "python/worker/Jobs.h"
+
+// The program that does the work of the Python module on folders: it starts processes that read files, which an
+// interpreter with several threads could not do safely, and nothing that a file does to it reaches the interpreter.
+//
+//     radvex-worker SOCKET PATH REQUEST
+//
+// SOCKET is the number of an open descriptor over which it answers, REQUEST a JSON object. The last message is {"done"}
+// or {"error"}; without one of them the program was ended.
+
+namespace radvex::python {
+
+namespace {
+
+void work(const Request& request, Messages& messages) {
+    const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / "lib";
+    const auto host = velmora::Host::load((folder / "Radvex.so").string(), velmora::radvexDeclarations());
+    try {
+        if (request.job == "tree") {
+            sendTree(*host, request, messages);
+        } else if (request.job == "volumes") {
+            sendVolumes(*host, request, messages);
+        } else {
+            throw UsageError("'" + request.job + "' is no work.");
+        }
+    } catch (const velmora::LibraryError& error) {
+        throw velmora::LibraryError(error.code(), error.name(), media::explain(error, request.path, request.path),
+                                    error.parameters());
+    }
+}
+
+/// @return what went wrong as JSON; null if nothing did
+formats::Json attempt(const std::string& path, const std::string& json, Messages& messages) {
+    try {
+        work(Request::parse(path, json), messages);
+        return nullptr;
+    } catch (const velmora::LibraryError& error) {
+        return {{"kind", "library"},
+                {"sentence", error.what()},
+                {"code", error.code()},
+                {"name", error.name()},
+                {"parameters", error.parameters()}};
+    } catch (const formats::VolumeError& error) {
+        return {{"kind", "volume"}, {"sentence", error.what()}};
+    } catch (const UsageError& error) {
+        return {{"kind", "usage"}, {"sentence", error.what()}};
+    } catch (const Error& error) {
+        return {{"kind", "file"}, {"sentence", error.what()}};
+    } catch (const std::exception& error) {
+        return {{"kind", "host"}, {"sentence", error.what()}};
+    }
+}
+
+} // namespace
+
+} // namespace radvex::python
+
+int main(int argc, char** argv) {
+    using namespace radvex;
+    if (argc != 4) {
+        std::cerr << "radvex-worker: this program is started by the Python module radvex.\n";
+        return kUsage;
+    }
+    files::removeFoldersOnEndSignals();
+    python::Messages messages(std::atoi(argv[1]));
+    try {
+        const formats::Json error = python::attempt(argv[2], argv[3], messages);
+        messages.send(error.is_null() ? formats::Json{{"done", true}} : formats::Json{{"error", error}});
+        return kDone;
+    } catch (const std::exception&) { // nobody listens
+        return kRefused;
+    }
+}
