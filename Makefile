@@ -1,9 +1,13 @@
 # The two commands that matter: `make demo` and `make test`. Each sets up what it needs on a fresh Debian 12 machine.
 
-.PHONY: demo test test-release test-asan build build-asan bench bench-deidentify fuzz soak coverage lint lint-changed format setup setup-bench setup-fuzz clean
+.PHONY: demo wheel test test-release test-asan build build-asan bench bench-deidentify fuzz soak coverage lint lint-changed format setup setup-bench setup-fuzz clean
 
 demo: build
 	@scripts/demo.sh build/release
+
+# The Python package as a file for pip; prints its path.
+wheel: build
+	@scripts/wheel.sh build/release
 
 test: test-release lint-changed test-asan
 

@@ -4,7 +4,8 @@ set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 radvex=$(realpath "$1/bin/radvex")
 samples=$("$here/samples.sh")
-pictures=$(realpath "$1")/demo
+build=$(realpath "$1")
+pictures=$build/demo
 mkdir -p "$pictures"
 
 title() { printf '\n== %s\n' "$1"; }
@@ -54,6 +55,13 @@ show info picture.dcm
 "$radvex" info picture.dcm
 show anonymize picture.dcm anonymous.dcm --set PatientName=Nobody --force
 "$radvex" anonymize picture.dcm anonymous.dcm --set PatientName=Nobody --force
+cd - >/dev/null
+
+title "The same in Python"
+cd "$samples"
+ask='import radvex; v = radvex.values("CT_small.dcm"); print(v.shape, v.dtype, v.max(), v.meaning.unit)'
+printf "$ python3 -c '%s'\n" "$ask"
+PYTHONPATH=$build/python PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 -c "$ask"
 cd - >/dev/null
 
 title "A file that is not there"
