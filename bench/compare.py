@@ -14,6 +14,7 @@ from comparison import report
 from comparison.growth_jobs import growths
 from comparison.metadata_jobs import metadata_jobs, start_jobs
 from comparison.pixel_jobs import frame_jobs, volume_jobs
+from comparison.python_jobs import python_jobs
 from comparison.setup import PACKAGED, Setup
 from comparison.running import Runner
 from comparison.writing_jobs import writing_jobs
@@ -36,7 +37,7 @@ def measure(chosen, where, setup):
     print(report.heading(where), flush=True)
     runner = Runner(os.path.join(chosen.build, "bench/measure"), chosen.rounds)
     jobs, tables = [], []
-    for group in (start_jobs, metadata_jobs, frame_jobs, volume_jobs, writing_jobs):
+    for group in (start_jobs, metadata_jobs, frame_jobs, volume_jobs, python_jobs, writing_jobs):
         for job in group(setup):
             if chosen.only in job.title:
                 jobs.append(runner.run(job))

@@ -14,6 +14,9 @@ void readAttribute(velmora::Host& host, const std::string& path, const std::stri
 /// The same attribute of a file that is open already: prints the median of many calls in microseconds.
 void readAttributeAgain(velmora::Host& host, const std::string& path, const std::string& keyword);
 
+/// Opens a file, reads the attribute and closes the file, many times: prints the median in microseconds.
+void openAndReadAttribute(velmora::Host& host, const std::string& path, const std::string& keyword);
+
 /// All metadata of a file.
 void readMetadata(velmora::Host& host, const std::string& path);
 

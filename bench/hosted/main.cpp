@@ -26,6 +26,8 @@ const std::map<std::string, Job>& jobs() {
         {"attribute", {2, [](Host& host, const Words& words) { hosted::readAttribute(host, words[0], words[1]); }}},
         {"attribute-again",
          {2, [](Host& host, const Words& words) { hosted::readAttributeAgain(host, words[0], words[1]); }}},
+        {"attribute-opened",
+         {2, [](Host& host, const Words& words) { hosted::openAndReadAttribute(host, words[0], words[1]); }}},
         {"metadata", {1, [](Host& host, const Words& words) { hosted::readMetadata(host, words[0]); }}},
         {"divided-metadata", {1, [](Host& host, const Words& words) { hosted::divideMetadata(host, words[0]); }}},
         {"pixels", {2, [](Host& host, const Words& words) { hosted::readPixels(host, words[0], words[1]); }}},
@@ -50,10 +52,11 @@ int main(int argc, char** argv) {
     const auto job = jobs().find(argc > 1 ? argv[1] : "");
     const Words words(argv + std::min(argc, 2), argv + argc);
     if (job == jobs().end() || words.size() < job->second.leastWords) {
-        std::fprintf(stderr, "Usage: hostedJobs version | attribute FILE KEYWORD | attribute-again FILE KEYWORD | "
-                             "metadata FILE | divided-metadata FILE | pixels FUNCTION FILE | "
-                             "rendered-volume DICOMDIR [OUT] | modality-volume FOLDER [OUT] | "
-                             "medium-metadata DICOMDIR | write OUT FRAMES SIDE [jpegls] | anonymize FOLDER OUT\n");
+        std::fprintf(stderr,
+                     "Usage: hostedJobs version | attribute FILE KEYWORD | attribute-again FILE KEYWORD | "
+                     "attribute-opened FILE KEYWORD | metadata FILE | divided-metadata FILE | pixels FUNCTION FILE | "
+                     "rendered-volume DICOMDIR [OUT] | modality-volume FOLDER [OUT] | "
+                     "medium-metadata DICOMDIR | write OUT FRAMES SIDE [jpegls] | anonymize FOLDER OUT\n");
         return 2;
     }
     try {

@@ -22,6 +22,20 @@ Value attribute(velmora::Host& host, const std::string& path, const std::string&
     return host.call("ReadMetadata", {path, Store::ofTexts({keyword}), false});
 }
 
+/// Does the work again and again, and prints the median of its times in microseconds.
+template <typename Work>
+void printMedian(Work work) {
+    constexpr std::size_t kTimes = 1000;
+    std::vector<double> milliseconds(kTimes);
+    for (double& time : milliseconds) {
+        const auto start = Clock::now();
+        work();
+        time = millisecondsSince(start);
+    }
+    std::nth_element(milliseconds.begin(), milliseconds.begin() + kTimes / 2, milliseconds.end());
+    std::printf("%.3f\n", 1000 * milliseconds[kTimes / 2]);
+}
+
 } // namespace
 
 void readAttribute(velmora::Host& host, const std::string& path, const std::string& keyword) {
@@ -29,16 +43,15 @@ void readAttribute(velmora::Host& host, const std::string& path, const std::stri
 }
 
 void readAttributeAgain(velmora::Host& host, const std::string& path, const std::string& keyword) {
-    constexpr std::size_t kCalls = 1000;
     (void)attribute(host, path, keyword);
-    std::vector<double> milliseconds(kCalls);
-    for (double& time : milliseconds) {
-        const auto start = Clock::now();
+    printMedian([&] { (void)attribute(host, path, keyword); });
+}
+
+void openAndReadAttribute(velmora::Host& host, const std::string& path, const std::string& keyword) {
+    printMedian([&] {
         (void)attribute(host, path, keyword);
-        time = millisecondsSince(start);
-    }
-    std::nth_element(milliseconds.begin(), milliseconds.begin() + kCalls / 2, milliseconds.end());
-    std::printf("%.3f\n", 1000 * milliseconds[kCalls / 2]);
+        host.call("CloseReader", {path});
+    });
 }
 
 void readMetadata(velmora::Host& host, const std::string& path) {

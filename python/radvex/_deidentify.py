@@ -10,7 +10,16 @@ from radvex._file import PathLike
 from radvex._jobs import end_of, run_command
 
 
-class Anonymized:
+class _Outcome:
+    """What both runs have in common."""
+
+    def __init__(self, report: Dict[str, Any], problems: List[str]) -> None:
+        self.report = report
+        self.failed: int = report["failed"]
+        self.problems = problems
+
+
+class Anonymized(_Outcome):
     """What a run of anonymize did.
 
     written, failed, skipped: numbers of files
@@ -20,12 +29,10 @@ class Anonymized:
     """
 
     def __init__(self, report: Dict[str, Any], problems: List[str]) -> None:
-        self.report = report
+        super().__init__(report, problems)
         self.written: int = report["written"]
-        self.failed: int = report["failed"]
         self.skipped: int = report["skipped"]
         self.remaining: Dict[str, int] = report["remaining"]
-        self.problems = problems
 
     def __repr__(self) -> str:
         return (
@@ -34,7 +41,7 @@ class Anonymized:
         )
 
 
-class Verified:
+class Verified(_Outcome):
     """What verify found.
 
     clean: nothing was found, and every file could be read
@@ -43,11 +50,9 @@ class Verified:
     """
 
     def __init__(self, report: Dict[str, Any], problems: List[str]) -> None:
-        self.report = report
+        super().__init__(report, problems)
         self.clean: bool = report["clean"]
         self.checked: int = report["checked"]
-        self.failed: int = report["failed"]
-        self.problems = problems
 
     @property
     def findings(self) -> Dict[str, List[Any]]:
