@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "files/Errors.h"
@@ -163,10 +164,28 @@ struct LibraryAnswer {
     std::string vr{};
 };
 
+/// The representation of a keyword whose values the library gives; empty for any other. The dictionary is the same
+/// all the time, so answers are kept. Runs under the host's lock.
+const std::string& representationOf(Host& host, const std::string& keyword) {
+    static std::unordered_map<std::string, std::string> known;
+    constexpr std::size_t kMost = 10000;
+    if (known.size() > kMost) { // words that are no keywords
+        known.clear();
+    }
+    const auto [entry, isNew] = known.try_emplace(keyword);
+    if (isNew) {
+        formats::Dictionary dictionary(host);
+        const std::string& vr = dictionary.vrOf(keyword);
+        if (std::ranges::find(kFromLibrary, vr) != kFromLibrary.end() && !dictionary.isFileMetaInformation(keyword)) {
+            entry->second = vr;
+        }
+    }
+    return entry->second;
+}
+
 LibraryAnswer askLibrary(Host& host, const std::string& path, const std::string& keyword) {
-    formats::Dictionary dictionary(host);
-    const std::string& vr = dictionary.vrOf(keyword);
-    if (std::ranges::find(kFromLibrary, vr) == kFromLibrary.end() || dictionary.isFileMetaInformation(keyword)) {
+    const std::string& vr = representationOf(host, keyword);
+    if (vr.empty()) {
         return {};
     }
     return {host.call("ReadMetadata", {path, Store::ofTexts({keyword}), false}), vr};
@@ -198,8 +217,17 @@ struct Rendered {
 
 } // namespace
 
-vint frameCountOf(const std::string& path) {
-    return withFile(path, [&](Host& host) { return host.call("GetFrameCount", {path}).get<vint>(); });
+void openReader(const std::string& path, bool anew) {
+    withFile(path, [&](Host& host) {
+        if (anew) {
+            host.call("CloseReader", {path});
+        }
+        host.call("GetFrameCount", {path});
+    });
+}
+
+void closeReader(const std::string& path) {
+    Library::instance().run([&](Host& host) { host.call("CloseReader", {path}); });
 }
 
 py::tuple attributeOf(const std::string& path, const std::string& tag) {

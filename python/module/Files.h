@@ -11,8 +11,9 @@
 
 namespace radvex::python {
 
-/// Opens the file, which stays open until CloseReader, and returns NumberOfFrames; 0 when it says nothing.
-vint frameCountOf(const std::string& path);
+/// Opens the file, which stays open until it is closed. @param anew  also if it is open already
+void openReader(const std::string& path, bool anew);
+void closeReader(const std::string& path);
 
 /// An attribute: (True, value), or (False, None) when the file has none.
 ///

@@ -140,7 +140,8 @@ PYBIND11_MODULE(_radvex, module) {
     module.def("before_fork", [] { Library::instance().beforeFork(); });
     module.def("after_fork", [] { Library::instance().afterFork(); });
     module.def("close", [] { Library::instance().close(); });
-    module.def("frame_count", &frameCountOf);
+    module.def("open_reader", &openReader);
+    module.def("close_reader", &closeReader);
     module.def("attribute", &attributeOf);
     module.def("attributes", &attributesOf);
     module.def("representations", &representationsOf);

@@ -1,11 +1,12 @@
 from __future__ import annotations
 
+import collections
+import errno
 import json
 import os
 import threading
 import warnings
-import weakref
-from typing import Any, BinaryIO, Dict, Iterator, List, Optional, Sequence, Tuple, Union, cast
+from typing import Any, BinaryIO, Deque, Dict, Iterator, List, Optional, Sequence, Tuple, Union, cast
 
 import numpy as np
 import numpy.typing as npt
@@ -32,30 +33,47 @@ class _Readers:
     def __init__(self) -> None:
         self._lock = threading.Lock()
         self._counts: Dict[str, int] = {}
+        self._dropped: Deque[Tuple[str, Optional[int]]] = collections.deque()
+        os.register_at_fork(
+            before=self._lock.acquire, after_in_parent=self._lock.release, after_in_child=self._lock.release
+        )
 
     def open(self, path: str) -> None:
         with self._lock:
-            if path not in self._counts:
-                call("CloseReader", path)  # of a direct call, which may have read what the file was before
-            _radvex.frame_count(path)
-            self._counts[path] = self._counts.get(path, 0) + 1
+            self._close_dropped()
+            count = self._counts.get(path, 0)
+            # A reader that nobody here opened is that of a direct call, and may have read what the file was before.
+            _radvex.open_reader(path, count == 0)
+            self._counts[path] = count + 1
 
-    def close(self, path: str) -> None:
+    def close(self, path: str, descriptor: Optional[int]) -> None:
+        self._dropped.append((path, descriptor))
         with self._lock:
-            left = self._counts.get(path, 0) - 1
+            self._close_dropped()
+
+    def drop(self, path: str, descriptor: Optional[int]) -> None:
+        """Closes a file now or with the next one: the collector of garbage may call this in the middle of the others."""
+        self._dropped.append((path, descriptor))
+        if self._lock.acquire(blocking=False):
+            try:
+                self._close_dropped()
+            finally:
+                self._lock.release()
+
+    def _close_dropped(self) -> None:
+        while self._dropped:
+            path, descriptor = self._dropped.popleft()
+            left = self._counts[path] - 1
             if left > 0:
                 self._counts[path] = left
-            elif self._counts.pop(path, None) is not None:
-                call("CloseReader", path)
+            else:
+                del self._counts[path]
+                _radvex.close_reader(path)
+            if descriptor is not None:
+                os.close(descriptor)
 
 
 _readers = _Readers()
-
-
-def _close(path: str, descriptor: Optional[int]) -> None:
-    _readers.close(path)
-    if descriptor is not None:
-        os.close(descriptor)
 
 
 def _in_memory(content: Union[bytes, bytearray, memoryview]) -> int:
@@ -86,6 +104,8 @@ class File:
     one that the file does not have is a KeyError. Text that is not valid in its character set is bytes.
     """
 
+    _is_open = False
+
     def __init__(self, source: Source) -> None:
         descriptor: Optional[int] = None
         if isinstance(source, (bytes, bytearray, memoryview)):
@@ -98,21 +118,18 @@ class File:
         else:
             self._path = f"/proc/self/fd/{descriptor}"
             self._name = str(getattr(source, "name", "")) or "The file in memory"
-        try:
-            _require_file(self._path)
-            self._open()
-        except BaseException:
-            if descriptor is not None:
-                os.close(descriptor)
-            raise
-        self._finalizer = weakref.finalize(self, _close, self._path, descriptor)
-
-    def _open(self) -> None:
+        self._descriptor = descriptor
         try:
             _readers.open(self._path)
         except LibraryError as error:
+            if descriptor is not None:
+                os.close(descriptor)
+            missing = _missing(self._path)
+            if missing is not None:
+                raise missing from None
             sentence = str(error).replace(self._path, self._name)
             raise type(error)(sentence, error.code, error.name, error.parameters) from None
+        self._is_open = True
 
     @property
     def path(self) -> str:
@@ -122,11 +139,18 @@ class File:
     @property
     def closed(self) -> bool:
         """Whether the file was closed."""
-        return not self._finalizer.alive
+        return not self._is_open
 
     def close(self) -> None:
         """Forgets what was read. Arrays that were given out stay valid."""
-        self._finalizer()
+        if self._is_open:
+            self._is_open = False
+            _readers.close(self._path, self._descriptor)
+
+    def __del__(self) -> None:
+        if self._is_open:
+            self._is_open = False
+            _readers.drop(self._path, self._descriptor)
 
     def __enter__(self) -> File:
         return self
@@ -135,7 +159,7 @@ class File:
         self.close()
 
     def _require_open(self) -> str:
-        if self.closed:
+        if not self._is_open:
             raise FileError(f"{self._name} was closed.")
         return self._path
 
@@ -275,12 +299,13 @@ def _channels_last(array: npt.NDArray[Any], described: Dict[str, Any]) -> npt.ND
     return array
 
 
-def _require_file(path: str) -> None:
-    """Python's own exceptions for what is no matter of DICOM."""
+def _missing(path: str) -> Optional[OSError]:
+    """Python's own exception for what is no matter of DICOM."""
     if not os.path.exists(path):
-        raise FileNotFoundError(2, "There is no such file", path)
+        return FileNotFoundError(errno.ENOENT, "There is no such file", path)
     if os.path.isdir(path):
-        raise IsADirectoryError(21, "This is a folder; radvex.tree() and radvex.volume() read folders", path)
+        return IsADirectoryError(errno.EISDIR, "This is a folder; radvex.tree() and radvex.volume() read folders", path)
+    return None
 
 
 def open(source: Source) -> File:
