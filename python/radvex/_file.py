@@ -124,8 +124,7 @@ class File:
         except LibraryError as error:
             if descriptor is not None:
                 os.close(descriptor)
-            missing = _missing(self._path)
-            if missing is not None:
+            elif missing := _missing(self._path):
                 raise missing from None
             sentence = str(error).replace(self._path, self._name)
             raise type(error)(sentence, error.code, error.name, error.parameters) from None
