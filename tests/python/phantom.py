@@ -61,7 +61,7 @@ def write_series(folder):
 
 
 def write_times(folder):
-    """The middle of the head at three points in time, each 10 HU more than the one before: contrast medium arrives."""
+    """The middle of the head at three points in time, each 10 HU above the one before, as contrast medium does."""
     os.makedirs(folder)
     for time in (1, 2, 3):
         for number in (11, 12, 13, 14):
