@@ -6,7 +6,7 @@ import os
 import threading
 import warnings
 import weakref
-from typing import Any, BinaryIO, Dict, Iterator, List, Optional, Sequence, Tuple, Union, cast
+from typing import IO, Any, Dict, Iterator, List, Optional, Sequence, Tuple, Union, cast
 
 import numpy as np
 import numpy.typing as npt
@@ -17,7 +17,7 @@ from radvex._library import call
 from radvex._values import Meaning, Pixels, pixels
 
 PathLike = Union[str, "os.PathLike[str]"]
-Source = Union[PathLike, BinaryIO, bytes, bytearray, memoryview]
+Source = Union[PathLike, IO[bytes], bytes, bytearray, memoryview]
 Tag = Union[str, Tuple[int, int], int]
 Window = Union[str, Sequence[float], None]
 

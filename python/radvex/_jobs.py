@@ -136,7 +136,10 @@ class Job:
                     yield kind, content, descriptor
 
     def _receive(self) -> Tuple[Optional[Dict[str, Any]], Optional[int]]:
-        text, descriptors, _, _ = socket.recv_fds(self._socket, _LONGEST_MESSAGE, 1)
+        try:
+            text, descriptors, _, _ = socket.recv_fds(self._socket, _LONGEST_MESSAGE, 1)
+        except ConnectionResetError:  # said once, when the program ended without reading take(); what it sent is there
+            text, descriptors, _, _ = socket.recv_fds(self._socket, _LONGEST_MESSAGE, 1)
         descriptor = descriptors[0] if descriptors else None
         if not text:
             return None, None
