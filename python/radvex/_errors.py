@@ -97,6 +97,7 @@ _ARGUMENTS = {
     "--rendered": 'values="rendered"',
     "--frame": "frame=",
     "--window": "window",
+    "WIDTH,CENTER": "window=(width, centre)",
 }
 
 

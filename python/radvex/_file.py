@@ -3,23 +3,24 @@ from __future__ import annotations
 import collections
 import errno
 import json
+import math
 import os
 import threading
 import warnings
-from typing import Any, BinaryIO, Deque, Dict, Iterator, List, Optional, Sequence, Tuple, Union, cast
+from typing import IO, Any, Deque, Dict, Iterator, List, Optional, Sequence, Tuple, Union, cast
 
 import numpy as np
 import numpy.typing as npt
 
 from radvex import _radvex
-from radvex._errors import FileError, LibraryError, RadvexWarning, UsageError, in_python
+from radvex._errors import Error, FileError, LibraryError, RadvexWarning, UsageError, _exception, in_python
 from radvex._library import call
 from radvex._values import Meaning, Pixels, pixels
 
 PathLike = Union[str, "os.PathLike[str]"]
-Source = Union[PathLike, BinaryIO, bytes, bytearray, memoryview]
+Source = Union[PathLike, IO[bytes], bytes, bytearray, memoryview]
 Tag = Union[str, Tuple[int, int], int]
-Window = Union[str, Tuple[float, float], None]
+Window = Union[str, Sequence[float], None]
 
 _PATIENT = ["Name", "ID", "BirthDate", "BirthTime", "Sex", "BirthName", "Age", "Weight"]
 _STUDY = ["ID", "UID", "Date", "Time", "Description", "Modalities"]
@@ -95,6 +96,16 @@ def _digits(tag: Tag) -> str:
     return plain if is_number else tag
 
 
+def window_words(window: Window) -> Union[str, List[float], None]:
+    """A window as the requests to the extension and the worker have it; its numbers may be those of numpy."""
+    if window is None or isinstance(window, str):
+        return window
+    numbers = [float(number) for number in window]
+    if not all(math.isfinite(number) for number in numbers):
+        raise UsageError(f"window={tuple(numbers)}: width and centre have to be finite.")
+    return numbers
+
+
 class File:
     """One DICOM file, opened with radvex.open. Everything is read when it is asked for; closing it frees the memory.
 
@@ -113,7 +124,8 @@ class File:
         elif not isinstance(source, str) and hasattr(source, "read"):
             descriptor = _in_memory(source.read())
         if descriptor is None:
-            self._path = os.path.abspath(os.fspath(cast(PathLike, source)))
+            given = os.fspath(cast(PathLike, source))
+            self._path = os.path.abspath(given) if given else given
             self._name = self._path
         else:
             self._path = f"/proc/self/fd/{descriptor}"
@@ -248,7 +260,7 @@ class File:
 
         Raises ImageOpenError, ImageReadError for pixels that cannot be decoded or rendered.
         """
-        request = json.dumps({"window": window, "scaling": scaling, "overlays": overlays})
+        request = json.dumps({"window": window_words(window), "scaling": scaling, "overlays": bool(overlays)})
         array, meaning = _radvex.picture(self._require_open(), *self._range(frame), request)
         described = json.loads(meaning)
         for doubt in described["doubts"]:
@@ -265,7 +277,11 @@ class File:
 
         Raises RawPixelReadError, ImageOpenError for pixels that cannot be decoded, and for colour.
         """
-        array, meaning = _radvex.values(self._require_open(), *self._range(frame))
+        path = self._require_open()
+        samples = self.get("SamplesPerPixel")
+        if isinstance(samples, int) and samples > 1:  # one channel of several would pass for all of them
+            raise _colour_refusal(self._name)
+        array, meaning = _radvex.values(path, *self._range(frame))
         return pixels(array, Meaning(self._name, json.loads(meaning)))
 
     def overlays(self) -> List[npt.NDArray[np.bool_]]:
@@ -296,6 +312,11 @@ def _channels_last(array: npt.NDArray[Any], described: Dict[str, Any]) -> npt.ND
     if described["polarity"] is None and array.ndim == 3 and array.shape[-1] != 3 and array.shape[0] == 3:
         return np.moveaxis(array, 0, -1)
     return array
+
+
+def _colour_refusal(name: str) -> Error:
+    sentence = f"{name} is in colour, which has no modality values; image() gives its colours."
+    return _exception("library", sentence, name="RawPixelReadError")
 
 
 def _missing(path: str) -> Optional[OSError]:
