@@ -28,6 +28,15 @@ _SERIES = ["UID", "Date", "Time", "Description", "Number", "Type"]
 _PIXELS = ("PixelData", "OverlayData")
 
 
+def _state(path: str) -> Tuple[int, ...]:
+    """What changes when a file is written again; nothing when it is not there, which the library says better."""
+    try:
+        status = os.stat(path)
+    except OSError:
+        return ()
+    return status.st_dev, status.st_ino, status.st_size, status.st_mtime_ns
+
+
 class _Readers:
     """How many open files there are of each path: the library keeps one reader for a path."""
 
@@ -38,13 +47,17 @@ class _Readers:
         os.register_at_fork(
             before=self._lock.acquire, after_in_parent=self._lock.release, after_in_child=self._lock.release
         )
+        self._states: Dict[str, Tuple[int, ...]] = {}
 
     def open(self, path: str) -> None:
+        state = _state(path)
         with self._lock:
             self._close_dropped()
             count = self._counts.get(path, 0)
-            # A reader that nobody here opened is that of a direct call, and may have read what the file was before.
-            _radvex.open_reader(path, count == 0)
+            # A reader that nobody here opened is that of a direct call, and may have read what the file was before. Who
+            # writes a file again must not get the old one because a File of it is still open somewhere.
+            _radvex.open_reader(path, count == 0 or self._states[path] != state)
+            self._states[path] = state
             self._counts[path] = count + 1
 
     def close(self, path: str, descriptor: Optional[int]) -> None:
@@ -68,7 +81,7 @@ class _Readers:
             if left > 0:
                 self._counts[path] = left
             else:
-                del self._counts[path]
+                del self._counts[path], self._states[path]
                 _radvex.close_reader(path)
             if descriptor is not None:
                 os.close(descriptor)

@@ -150,3 +150,16 @@ def test_all_volumes_come_each_time(head):
 
 def test_a_store_shows_names_that_are_no_text():
     assert repr(radvex.Store([(b"\xff", 1), ("Rows", 2)])) == r"Store(b'\xff'=1, Rows=2)"
+
+
+def test_a_file_that_was_written_again_is_read_again(tmp_path):
+    path = tmp_path / "file.dcm"
+    radvex.write(path, np.full((3, 5), 1, np.uint8), {"PatientID": "old"})
+    first = radvex.open(path)
+    assert first["PatientID"] == "old"
+    radvex.write(path, np.full((3, 5), 2, np.uint8), {"PatientID": "new"}, force=True)
+    with radvex.open(path) as second, radvex.open(path) as third:
+        assert second["PatientID"] == third["PatientID"] == "new"
+        assert int(second.values().max()) == 2
+    first.close()
+    assert radvex.tags(path, "PatientID") == {"PatientID": "new"}
