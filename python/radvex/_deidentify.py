@@ -189,7 +189,8 @@ def verify(
     originals: what it was made of; then anything of the originals that is left in it is found too
     The other arguments are those of anonymize: what was done on purpose is no finding.
 
-    >>> if radvex.verify("SHARED"): ...
+    >>> radvex.verify("CT_small.dcm").clean
+    False
 
     Raises UsageError; FileError when there is nothing to check.
     """

@@ -286,7 +286,8 @@ class File:
         frame: only this one, counted from 0
 
         Returns a read-only array [row][column], or [frame][row][column] for several frames: whole numbers where the
-        rescale gives whole numbers, else float64. Its `meaning` has the unit.
+        rescale gives whole numbers, in the smallest type that holds those of this file, else float64. Its `meaning`
+        has the unit.
 
         Raises RawPixelReadError, ImageOpenError for pixels that cannot be decoded, and for colour.
         """

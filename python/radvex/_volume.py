@@ -323,8 +323,9 @@ def volume(
 
     Raises VolumeError with the findings; ReaderDied when a file ended the process that read it; UsageError.
 
-    >>> v = radvex.volume("dicomdirtests/77654033", "1.3.6.1.4.1.5962.1.1.0.0.0.1196530851.28319.0.93")
+    >>> v = radvex.volume("dicomdirtests/98892001", "1.3.6.1.4.1.5962.1.1.0.0.0.1194734704.16302.0.6")
     >>> v.shape, v.unit, v.orientation
+    ((5, 16, 16), 'HU', 'LPI')
     """
     request = _Request(
         path,
