@@ -3,6 +3,7 @@ from __future__ import annotations
 import collections
 import errno
 import json
+import operator
 import os
 import threading
 import warnings
@@ -24,6 +25,7 @@ Window = Union[str, Tuple[float, float], None]
 _PATIENT = ["Name", "ID", "BirthDate", "BirthTime", "Sex", "BirthName", "Age", "Weight"]
 _STUDY = ["ID", "UID", "Date", "Time", "Description", "Modalities"]
 _SERIES = ["UID", "Date", "Time", "Description", "Number", "Type"]
+_LAST_FRAME = 2**31 - 1  # more than any file has
 _PIXELS = ("PixelData", "OverlayData")
 
 
@@ -79,20 +81,36 @@ _readers = _Readers()
 def _in_memory(content: Union[bytes, bytearray, memoryview]) -> int:
     """A nameless file in memory, which is gone with its descriptor."""
     descriptor = os.memfd_create("radvex")
-    with os.fdopen(os.dup(descriptor), "wb") as file:
-        file.write(content)
+    try:
+        with os.fdopen(descriptor, "wb", closefd=False) as file:
+            file.write(content)
+    except BaseException:
+        os.close(descriptor)
+        raise
     return descriptor
 
 
 def _digits(tag: Tag) -> str:
     """A keyword, or eight hexadecimal digits."""
-    if isinstance(tag, tuple):
+    if isinstance(tag, tuple) and len(tag) == 2:
         return f"{tag[0]:04x}{tag[1]:04x}"
     if isinstance(tag, int):
         return f"{tag:08x}"
+    if not isinstance(tag, str):
+        raise TypeError(f"{tag!r} is no tag: a keyword is one, (group, element), or both as one number.")
     plain = tag.strip("()").replace(",", "").replace("_", "").replace(" ", "").lower()
     is_number = len(plain) == 8 and all(digit in "0123456789abcdef" for digit in plain)
     return plain if is_number else tag
+
+
+def _numbers_of(window: Any) -> Any:
+    """A window for JSON, which knows neither numbers of numpy nor infinite ones."""
+    if window is None or isinstance(window, str):
+        return window
+    numbers = [each.item() if isinstance(each, np.generic) else each for each in window]
+    if not all(np.isfinite(each) for each in numbers if isinstance(each, float)):
+        raise UsageError(f"The window {numbers} is not finite.")
+    return numbers
 
 
 class File:
@@ -110,7 +128,7 @@ class File:
         descriptor: Optional[int] = None
         if isinstance(source, (bytes, bytearray, memoryview)):
             descriptor = _in_memory(source)
-        elif not isinstance(source, str) and hasattr(source, "read"):
+        elif not isinstance(source, (str, os.PathLike)) and hasattr(source, "read"):
             descriptor = _in_memory(source.read())
         if descriptor is None:
             self._path = os.path.abspath(os.fspath(cast(PathLike, source)))
@@ -248,7 +266,7 @@ class File:
 
         Raises ImageOpenError, ImageReadError for pixels that cannot be decoded or rendered.
         """
-        request = json.dumps({"window": window, "scaling": scaling, "overlays": overlays})
+        request = json.dumps({"window": _numbers_of(window), "scaling": scaling, "overlays": bool(overlays)})
         array, meaning = _radvex.picture(self._require_open(), *self._range(frame), request)
         described = json.loads(meaning)
         for doubt in described["doubts"]:
@@ -263,10 +281,13 @@ class File:
         Returns a read-only array [row][column], or [frame][row][column] for several frames: whole numbers where the
         rescale gives whole numbers, else float64. Its `meaning` has the unit.
 
-        Raises RawPixelReadError, ImageOpenError for pixels that cannot be decoded, and for colour.
+        Raises RawPixelReadError, ImageOpenError for pixels that cannot be decoded, UsageError for colour.
         """
-        array, meaning = _radvex.values(self._require_open(), *self._range(frame))
-        return pixels(array, Meaning(self._name, json.loads(meaning)))
+        array, text = _radvex.values(self._require_open(), *self._range(frame))
+        described = json.loads(text)
+        if described["polarity"] is None:
+            raise UsageError(f"{self._name} is in colour, which has no modality values; image() gives its pixels.")
+        return pixels(array, Meaning(self._name, described))
 
     def overlays(self) -> List[npt.NDArray[np.bool_]]:
         """The overlay planes as read-only arrays of bool, [row][column], in the size of each plane, of its first
@@ -278,9 +299,12 @@ class File:
 
     @staticmethod
     def _range(frame: Optional[int]) -> Tuple[int, int]:
-        if frame is not None and frame < 0:
+        if frame is None:
+            return 0, 0
+        number = operator.index(frame)
+        if number < 0:
             raise UsageError(f"frame={frame}: frames are counted from 0.")
-        return (0, 0) if frame is None else (frame, 1)
+        return min(number, _LAST_FRAME), 1
 
     def __repr__(self) -> str:
         if self.closed:
