@@ -45,7 +45,7 @@ class _Readers:
             self._close_dropped()
             count = self._counts.get(path, 0)
             # A reader that nobody here opened is that of a direct call, and may have read what the file was before.
-            _radvex.open_reader(path, count == 0)
+            _radvex.open_reader(os.fsencode(path), count == 0)
             self._counts[path] = count + 1
 
     def close(self, path: str, descriptor: Optional[int]) -> None:
@@ -70,7 +70,7 @@ class _Readers:
                 self._counts[path] = left
             else:
                 del self._counts[path]
-                _radvex.close_reader(path)
+                _radvex.close_reader(os.fsencode(path))
             if descriptor is not None:
                 os.close(descriptor)
 
@@ -175,10 +175,11 @@ class File:
     def __exit__(self, *_: object) -> None:
         self.close()
 
-    def _require_open(self) -> str:
+    def _require_open(self) -> bytes:
+        """The path for the library: it need not be text."""
         if not self._is_open:
             raise FileError(f"{self._name} was closed.")
-        return self._path
+        return os.fsencode(self._path)
 
     def __getitem__(self, tag: Tag) -> Any:
         path = self._require_open()
