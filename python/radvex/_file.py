@@ -267,12 +267,23 @@ class File:
 
         Raises ImageOpenError, ImageReadError for pixels that cannot be decoded or rendered.
         """
+        if not isinstance(scaling, str):
+            raise UsageError(f"scaling={scaling!r} is no scaling: minmax, trimmed and none are.")
         request = json.dumps({"window": _numbers_of(window), "scaling": scaling, "overlays": bool(overlays)})
         array, meaning = _radvex.picture(self._require_open(), *self._range(frame), request)
         described = json.loads(meaning)
         for doubt in described["doubts"]:
-            warnings.warn(in_python(doubt), RadvexWarning, stacklevel=2)
-        return pixels(_channels_last(array, described), Meaning(self._name, described))
+            warnings.warn(in_python(doubt).replace(self._path, self._name), RadvexWarning, stacklevel=2)
+        return pixels(self._channels_last(array, described), Meaning(self._name, described))
+
+    def _channels_last(self, array: npt.NDArray[Any], described: Dict[str, Any]) -> npt.NDArray[Any]:
+        """Colour of a single frame comes with its channels first when the file stores its planes apart."""
+        if described["polarity"] is not None or array.ndim != 3 or array.shape[0] != 3:
+            return array
+        sizes = (self.get("Rows"), self.get("Columns"))
+        is_either = array.shape[:2] == sizes == array.shape[1:]  # 3 x 3
+        is_planar = self.get("PlanarConfiguration") == 1 if is_either else array.shape[1:] == sizes
+        return np.moveaxis(array, 0, -1) if is_planar else array
 
     def values(self, *, frame: Optional[int] = None) -> Pixels:
         """The modality values: HU for most CT, activity for PET, dose for RTDOSE, as the rescale of the file says.
@@ -314,13 +325,6 @@ class File:
         size = f"{self.get('Columns')} x {self.get('Rows')}" if self.frames else "no pixels"
         frames = f", {self.frames} frames" if self.frames > 1 else ""
         return f"<radvex.File {os.path.basename(self._name)}: {modality}, {size}{frames}>"
-
-
-def _channels_last(array: npt.NDArray[Any], described: Dict[str, Any]) -> npt.NDArray[Any]:
-    """Colour of a single frame comes with its channels first or last."""
-    if described["polarity"] is None and array.ndim == 3 and array.shape[-1] != 3 and array.shape[0] == 3:
-        return np.moveaxis(array, 0, -1)
-    return array
 
 
 def _missing(path: str) -> Optional[OSError]:

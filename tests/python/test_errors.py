@@ -54,6 +54,7 @@ def provocations(samples, folder):
     """Name of an error -> calls that lead to it, each with the values of its message; and a legal call near it."""
     ct = os.path.join(samples, "CT_small.dcm")
     plan = os.path.join(samples, "rtplan.dcm")
+    jpeg2000 = os.path.join(samples, "JPEG2000.dcm")
     missing = os.path.join(folder, "missing.dcm")
     new = os.path.join(folder, "new.dcm")
     image = builders.places(0)
@@ -75,8 +76,9 @@ def provocations(samples, folder):
         "DLInvalidNodeType": (["ReadVRName", [1]], 0, ["ReadVRName", ["1"]]),
         "FunctionError": (["GetKeyword", None, "0010"], 0, ["GetKeyword", "0028", "0010"]),
         "ImageOpenError": (["ReadIntermediatePixelData", plan], 2, ["ReadIntermediatePixelData", ct]),
-        "ImageReadError": (["ReadImage", plan, 0, 0, MINMAX], 1, ["ReadImage", ct, 0, 0, MINMAX]),
-        "TagWriteError": (with_tags({"PatientName": "x" * 100}), 2, with_tags({"PatientName": "x" * 64})),
+        "ImageReadError": (["ReadImage", jpeg2000, 0, 0, MINMAX], 1, ["ReadImage", ct, 0, 0, MINMAX]),
+        "OverlayReadError": (["ReadOverlay", ct], 1, ["ReadOverlays", ct]),
+        "VArgumentTypeError": (with_tags({"PatientID": 3}), 0, with_tags({"PatientID": "3"})),
         "ReservedTagError": (with_tags({"Rows": "3"}), 1, good),
         "SequenceTagVRError": (
             with_tags({"PatientName": [{"PatientID": "1"}]}),
@@ -86,32 +88,23 @@ def provocations(samples, folder):
         "ImageWriteError": ([*write, {}, [], "JPEG2000"], 1, [*write, {}, [], "RLE"]),
         "OverlayCountError": (with_overlays(17), 0, with_overlays(16)),
         "OverlayPropertyError": (
-            with_overlays(1, {"1": {"OriginRow": "x"}}),
+            with_overlays(1, {"1": {"OriginRow": "99999999999"}}),
             1,
             with_overlays(1, {"1": {"OriginRow": "2"}}),
         ),
-        "InvalidTagValue": (
-            ["SetDefaultTagValue", "StudyDate", "yesterday"],
-            2,
-            ["SetDefaultTagValue", "Modality", "OT"],
-        ),
+        "InvalidTagValue": (with_tags({"StudyDate": "yesterday"}), 2, with_tags({"StudyDate": "20000101"})),
         "AnonymizationError": (
-            ["DicomAnonymize", ct, new, {"StudyDate": "yesterday"}],
+            ["DicomAnonymize", ct, new, {"Rows": "x"}],
             1,
-            ["DicomAnonymize", ct, new, {"StudyDate": "20000101"}],
-        ),
-        "ImageTypeError": (
-            ["WriteImage", new, np.zeros((3, 5), "f8"), {}, [], "JPEGLossless"],
-            0,
-            ["WriteImage", new, np.zeros((3, 5), "f8"), {}, [], "Uncompressed"],
+            ["DicomAnonymize", ct, new, {"Rows": "128"}],
         ),
     }
 
 
 PROVOKED = (
     "OpenFileError InvalidTagName TensorTypeError InvalidPixelScaling CreateFromNullError DLInvalidNodeType "
-    "FunctionError ImageOpenError ImageReadError TagWriteError ReservedTagError SequenceTagVRError ImageWriteError "
-    "OverlayCountError OverlayPropertyError InvalidTagValue AnonymizationError ImageTypeError"
+    "FunctionError ImageOpenError ImageReadError OverlayReadError VArgumentTypeError ReservedTagError "
+    "SequenceTagVRError ImageWriteError OverlayCountError OverlayPropertyError InvalidTagValue AnonymizationError"
 ).split()
 
 
