@@ -33,7 +33,7 @@ class _Readers:
     """How many open files there are of each path: the library keeps one reader for a path."""
 
     def __init__(self) -> None:
-        self._lock = threading.Lock()
+        self._lock = threading.RLock()  # a signal's handler may run in the middle of the others, too
         self._counts: Dict[str, int] = {}
         self._dropped: Deque[Tuple[str, Optional[int]]] = collections.deque()
         os.register_at_fork(

@@ -105,8 +105,8 @@ def _computing(name: str) -> Any:
 
 
 for _name in (
-    "argmax argmin argpartition argsort choose cumprod cumsum dot max mean min nonzero prod round searchsorted std sum "
-    "trace var"
+    "argmax argmin argpartition argsort choose cumprod cumsum dot max mean min nonzero prod round searchsorted std "
+    "sum trace var"
 ).split():
     setattr(Pixels, _name, _computing(_name))
 

@@ -24,7 +24,8 @@ def calls_of(samples, folder):
     ct = os.path.join(samples, "CT_small.dcm")
     dose = os.path.join(samples, "rtdose.dcm")
     medium = os.path.join(samples, "dicomdirtests", "DICOMDIR")
-    overlaid = builders.written(folder, builders.with_plane(builders.picture(builders.places(0)), PLANE), "overlaid.dcm")
+    planar = builders.with_plane(builders.picture(builders.places(0)), PLANE)
+    overlaid = builders.written(folder, planar, "overlaid.dcm")
     source = builders.written(folder, builders.picture(builders.places(0), PatientName="Before"), "source.dcm")
     expected = pydicom.dcmread(ct)
     pixels = expected.pixel_array
@@ -128,14 +129,17 @@ def leaf_of(store):
     return store
 
 
+def snake(name):
+    return "".join("_" + letter.lower() if letter.isupper() else letter for letter in name)
+
+
 def test_each_exported_function_is_a_function_of_python_with_the_same_arguments():
     described = _radvex.functions()
     assert len(described) == 32
     assert [name for name, *_ in described] == functions.__all__
     for name, _, arguments, *_ in described:
         parameters = list(inspect.signature(getattr(functions, name)).parameters)
-        snake = ["".join("_" + letter.lower() if letter.isupper() else letter for letter in each[0]) for each in arguments]
-        assert parameters == snake, name
+        assert parameters == [snake(each[0]) for each in arguments], name
 
 
 def test_each_exported_function_can_be_called(samples, tmp_path):
