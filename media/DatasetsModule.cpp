@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "files/Errors.h"
 
@@ -15,12 +16,27 @@ namespace fs = std::filesystem;
 
 constexpr const char* kModuleFile = "radvexDatasets.so";
 
-/// Looks beside the program and where it is installed; otherwise the run path decides.
+/// The shared library that this code is part of, such as an extension of another program; empty in a program.
+fs::path ownLibrary() {
+    Dl_info found{};
+    const bool isKnown = dladdr(reinterpret_cast<const void*>(&ownLibrary), &found) != 0 && found.dli_fname != nullptr;
+    const fs::path path = isKnown ? found.dli_fname : "";
+    return path.is_absolute() && path.extension() == ".so" ? path : fs::path();
+}
+
+/// Looks where the libraries of an extension are, or beside the program and where it is installed; otherwise the run
+/// path decides.
 void* openModule() {
     std::error_code error;
-    const fs::path folder = fs::read_symlink("/proc/self/exe", error).parent_path();
-    for (const char* relative : {"../lib", RADVEX_INSTALLED_LIBRARIES, "."}) {
-        const fs::path candidate = folder / relative / kModuleFile;
+    std::vector<fs::path> folders;
+    if (const fs::path library = ownLibrary(); !library.empty()) {
+        folders.push_back(library.parent_path() / "lib");
+    } else {
+        const fs::path folder = fs::read_symlink("/proc/self/exe", error).parent_path();
+        folders = {folder / "../lib", folder / RADVEX_INSTALLED_LIBRARIES, folder};
+    }
+    for (const fs::path& folder : folders) {
+        const fs::path candidate = folder / kModuleFile;
         if (fs::exists(candidate, error)) {
             return dlopen(candidate.c_str(), RTLD_NOW | RTLD_LOCAL);
         }

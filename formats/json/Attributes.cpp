@@ -269,7 +269,8 @@ AttributesInput fromDicomJson(const std::string& name, const Json& json, Diction
         if (keywords.size() > kMostNamed) {
             list.append(" and ").append(std::to_string(keywords.size() - kMostNamed)).append(" more");
         }
-        attributes.remarks.push_back(name + ": left out, because " + reason + ": " + list + ".");
+        attributes.remarks.push_back(
+            std::string(name).append(": left out, because ").append(reason).append(": ").append(list).append("."));
     }
     return attributes;
 }

@@ -82,12 +82,14 @@ py::array denseArray(const Lent& owner, const py::dtype& type, const std::vector
 /// Channels are the last axis, however they lie in memory.
 py::array imageArray(const Lent& owner, const VelmoraImage& image, bool isWritable) {
     const py::dtype type = typeOf(kImageTypes, image.type);
-    std::vector<py::ssize_t> shape{image.slices, image.rows, image.columns, image.channels};
+    const py::ssize_t rows = image.rows;
+    const py::ssize_t columns = image.columns;
+    std::vector<py::ssize_t> shape{image.slices, rows, columns, image.channels};
     std::vector<py::ssize_t> strides = stridesOf(shape, type.itemsize());
     if (!image.interleaved) { // [slice][channel][row][column]
-        strides[3] = image.rows * image.columns * type.itemsize();
+        strides[3] = rows * columns * type.itemsize();
         strides[2] = type.itemsize();
-        strides[1] = image.columns * type.itemsize();
+        strides[1] = columns * type.itemsize();
     }
     if (image.channels == 1) {
         shape.pop_back();

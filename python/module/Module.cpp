@@ -107,6 +107,7 @@ void raise(const char* kind, const std::exception& error, int code = 0, const st
     PyErr_SetObject(py::type::of(exception).ptr(), exception.ptr());
 }
 
+// By value, as pybind11 calls it. NOLINTNEXTLINE(performance-unnecessary-value-param)
 void translate(std::exception_ptr pointer) {
     try {
         if (pointer) {

@@ -19,7 +19,8 @@ from radvex._errors import (
     UsageError,
     VolumeError,
 )
-from radvex._file import File, image, open, tags, values
+from radvex._file import File, image, tags, values
+from radvex._file import open as open  # not in __all__, where it would replace Python's own
 from radvex._library import call
 from radvex._registered import *  # noqa: F401,F403
 from radvex._store import Store

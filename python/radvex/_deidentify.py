@@ -5,7 +5,7 @@ import os
 import warnings
 from typing import Any, Dict, Iterable, List, Mapping, Optional
 
-from radvex._errors import FileError, RadvexWarning, ReaderDied, UsageError
+from radvex._errors import FileError, RadvexWarning, ReaderDied, UsageError, in_python
 from radvex._file import PathLike
 from radvex._jobs import end_of, run_command
 
@@ -56,8 +56,10 @@ class Verified(_Outcome):
 
     @property
     def findings(self) -> Dict[str, List[Any]]:
-        """File -> what may still identify the patient in it, pixels included."""
-        found = {each["file"]: each["findings"] + each["pixels"] for each in self.report["files"]}
+        """File -> what may still identify the patient in it, pixels included. Differences between the trees, such as
+        a file too many, are in report["differences"]."""
+        files = self.report["files"]
+        found = {each["file"]: each.get("findings", []) + each.get("pixels", []) for each in files}
         return {file: findings for file, findings in found.items() if findings}
 
     def __bool__(self) -> bool:
@@ -70,7 +72,7 @@ class Verified(_Outcome):
 def _run(arguments: List[str]) -> Any:
     """The report of the command, and what it said on standard error."""
     status, output, errors = run_command(arguments)
-    problems = [line[len("radvex: ") :] for line in errors.splitlines() if line.startswith("radvex: ")]
+    problems = [in_python(line[len("radvex: ") :]) for line in errors.splitlines() if line.startswith("radvex: ")]
     if status < 0:
         raise ReaderDied(arguments[1], end_of(status))
     if status == 2:
@@ -187,7 +189,8 @@ def verify(
     originals: what it was made of; then anything of the originals that is left in it is found too
     The other arguments are those of anonymize: what was done on purpose is no finding.
 
-    >>> if radvex.verify("SHARED"): ...
+    >>> radvex.verify("CT_small.dcm").clean
+    False
 
     Raises UsageError; FileError when there is nothing to check.
     """

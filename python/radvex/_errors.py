@@ -98,6 +98,7 @@ _ARGUMENTS = {
     "--rendered": 'values="rendered"',
     "--frame": "frame=",
     "--window": "window",
+    "WIDTH,CENTER": "window=(width, centre)",
 }
 
 

@@ -3,30 +3,40 @@ from __future__ import annotations
 import collections
 import errno
 import json
+import math
 import operator
 import os
 import threading
 import warnings
-from typing import Any, BinaryIO, Deque, Dict, Iterator, List, Optional, Sequence, Tuple, Union, cast
+from typing import IO, Any, Deque, Dict, Iterator, List, Optional, Sequence, Tuple, Union, cast
 
 import numpy as np
 import numpy.typing as npt
 
 from radvex import _radvex
-from radvex._errors import FileError, LibraryError, RadvexWarning, UsageError, in_python
+from radvex._errors import Error, FileError, LibraryError, RadvexWarning, UsageError, _exception, in_python
 from radvex._library import call
 from radvex._values import Meaning, Pixels, pixels
 
 PathLike = Union[str, "os.PathLike[str]"]
-Source = Union[PathLike, BinaryIO, bytes, bytearray, memoryview]
+Source = Union[PathLike, IO[bytes], bytes, bytearray, memoryview]
 Tag = Union[str, Tuple[int, int], int]
-Window = Union[str, Tuple[float, float], None]
+Window = Union[str, Sequence[float], None]
 
 _PATIENT = ["Name", "ID", "BirthDate", "BirthTime", "Sex", "BirthName", "Age", "Weight"]
 _STUDY = ["ID", "UID", "Date", "Time", "Description", "Modalities"]
 _SERIES = ["UID", "Date", "Time", "Description", "Number", "Type"]
 _LAST_FRAME = 2**31 - 1  # more than any file has
 _PIXELS = ("PixelData", "OverlayData")
+
+
+def _state(path: str) -> Tuple[int, ...]:
+    """What changes when a file is written again; nothing when it is not there, which the library says better."""
+    try:
+        status = os.stat(path)
+    except OSError:
+        return ()
+    return status.st_dev, status.st_ino, status.st_size, status.st_mtime_ns
 
 
 class _Readers:
@@ -39,13 +49,17 @@ class _Readers:
         os.register_at_fork(
             before=self._lock.acquire, after_in_parent=self._lock.release, after_in_child=self._lock.release
         )
+        self._states: Dict[str, Tuple[int, ...]] = {}
 
     def open(self, path: str) -> None:
+        state = _state(path)
         with self._lock:
             self._close_dropped()
             count = self._counts.get(path, 0)
-            # A reader that nobody here opened is that of a direct call, and may have read what the file was before.
-            _radvex.open_reader(os.fsencode(path), count == 0)
+            # A reader that nobody here opened is that of a direct call, and may have read what the file was before. Who
+            # writes a file again must not get the old one because a File of it is still open somewhere.
+            _radvex.open_reader(os.fsencode(path), count == 0 or self._states.get(path) != state)
+            self._states[path] = state
             self._counts[path] = count + 1
 
     def close(self, path: str, descriptor: Optional[int]) -> None:
@@ -69,7 +83,7 @@ class _Readers:
             if left > 0:
                 self._counts[path] = left
             else:
-                del self._counts[path]
+                del self._counts[path], self._states[path]
                 _radvex.close_reader(os.fsencode(path))
             if descriptor is not None:
                 os.close(descriptor)
@@ -103,13 +117,16 @@ def _digits(tag: Tag) -> str:
     return plain if is_number else tag
 
 
-def _numbers_of(window: Any) -> Any:
-    """A window for JSON, which knows neither numbers of numpy nor infinite ones."""
+def window_words(window: Window) -> Union[str, List[float], None]:
+    """A window as the requests to the extension and the worker have it; its numbers may be those of numpy."""
     if window is None or isinstance(window, str):
         return window
-    numbers = [each.item() if isinstance(each, np.generic) else each for each in window]
-    if not all(np.isfinite(each) for each in numbers if isinstance(each, float)):
-        raise UsageError(f"The window {numbers} is not finite.")
+    try:
+        numbers = [float(number) for number in window]
+    except (TypeError, ValueError):
+        raise UsageError(f"window={window!r} is no window: (width, centre), or a name.") from None
+    if not all(math.isfinite(number) for number in numbers):
+        raise UsageError(f"window={tuple(numbers)}: width and centre have to be finite.")
     return numbers
 
 
@@ -131,7 +148,8 @@ class File:
         elif not isinstance(source, (str, os.PathLike)) and hasattr(source, "read"):
             descriptor = _in_memory(source.read())
         if descriptor is None:
-            self._path = os.path.abspath(os.fspath(cast(PathLike, source)))
+            given = os.fspath(cast(PathLike, source))
+            self._path = os.path.abspath(given) if given else given
             self._name = self._path
         else:
             self._path = f"/proc/self/fd/{descriptor}"
@@ -269,7 +287,7 @@ class File:
         """
         if not isinstance(scaling, str):
             raise UsageError(f"scaling={scaling!r} is no scaling: minmax, trimmed and none are.")
-        request = json.dumps({"window": _numbers_of(window), "scaling": scaling, "overlays": bool(overlays)})
+        request = json.dumps({"window": window_words(window), "scaling": scaling, "overlays": bool(overlays)})
         array, meaning = _radvex.picture(self._require_open(), *self._range(frame), request)
         described = json.loads(meaning)
         for doubt in described["doubts"]:
@@ -291,15 +309,17 @@ class File:
         frame: only this one, counted from 0
 
         Returns a read-only array [row][column], or [frame][row][column] for several frames: whole numbers where the
-        rescale gives whole numbers, else float64. Its `meaning` has the unit.
+        rescale gives whole numbers, in the smallest type that holds those of this file, else float64. Its `meaning`
+        has the unit.
 
-        Raises RawPixelReadError, ImageOpenError for pixels that cannot be decoded, UsageError for colour.
+        Raises RawPixelReadError, ImageOpenError for pixels that cannot be decoded, and for colour.
         """
-        array, text = _radvex.values(self._require_open(), *self._range(frame))
-        described = json.loads(text)
-        if described["polarity"] is None:
-            raise UsageError(f"{self._name} is in colour, which has no modality values; image() gives its pixels.")
-        return pixels(array, Meaning(self._name, described))
+        path = self._require_open()
+        samples = self.get("SamplesPerPixel")
+        if isinstance(samples, int) and samples > 1:  # one channel of several would pass for all of them
+            raise _colour_refusal(self._name)
+        array, meaning = _radvex.values(path, *self._range(frame))
+        return pixels(array, Meaning(self._name, json.loads(meaning)))
 
     def overlays(self) -> List[npt.NDArray[np.bool_]]:
         """The overlay planes as read-only arrays of bool, [row][column], in the size of each plane, of its first
@@ -325,6 +345,11 @@ class File:
         size = f"{self.get('Columns')} x {self.get('Rows')}" if self.frames else "no pixels"
         frames = f", {self.frames} frames" if self.frames > 1 else ""
         return f"<radvex.File {os.path.basename(self._name)}: {modality}, {size}{frames}>"
+
+
+def _colour_refusal(name: str) -> Error:
+    sentence = f"{name} is in colour, which has no modality values; image() gives its colours."
+    return _exception("library", sentence, name="RawPixelReadError")
 
 
 def _missing(path: str) -> Optional[OSError]:

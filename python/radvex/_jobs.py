@@ -2,13 +2,14 @@
 
 from __future__ import annotations
 
+import importlib
 import json
 import mmap
 import os
 import signal
 import socket
 import subprocess
-from typing import Any, Callable, Dict, Iterator, Optional, Tuple, Union
+from typing import Any, Callable, Dict, Iterator, List, Optional, Tuple, Union
 
 from radvex._errors import Error, ReaderDied, _exception
 from radvex._library import program
@@ -30,10 +31,9 @@ class Bar:
         self._what = ""
         if progress is True:
             try:
-                from tqdm.auto import tqdm
+                self._tqdm = importlib.import_module("tqdm.auto").tqdm
             except ImportError:
-                return
-            self._tqdm = tqdm
+                pass
 
     def show(self, what: str, done: int, total: int) -> None:
         if self._call is not None:
@@ -84,7 +84,8 @@ class Job:
         self._socket, theirs = socket.socketpair(socket.AF_UNIX, socket.SOCK_SEQPACKET)
         with theirs:
             number = theirs.fileno()
-            command = [program("radvex-worker"), str(number), os.fsencode(path), json.dumps(request)]
+            command: List[Union[str, bytes]] = [program("radvex-worker"), str(number), os.fsencode(path)]
+            command.append(json.dumps(request))
             try:
                 self._process = subprocess.Popen(command, pass_fds=[number], stdin=subprocess.DEVNULL)
             except BaseException:
@@ -135,7 +136,10 @@ class Job:
                     yield kind, content, descriptor
 
     def _receive(self) -> Tuple[Optional[Dict[str, Any]], Optional[int]]:
-        text, descriptors, _, _ = socket.recv_fds(self._socket, _LONGEST_MESSAGE, 1)
+        try:
+            text, descriptors, _, _ = socket.recv_fds(self._socket, _LONGEST_MESSAGE, 1)
+        except ConnectionResetError:  # said once, when the program ended without reading take(); what it sent is there
+            text, descriptors, _, _ = socket.recv_fds(self._socket, _LONGEST_MESSAGE, 1)
         descriptor = descriptors[0] if descriptors else None
         if not text:
             return None, None

@@ -5,6 +5,10 @@ from typing import Any, Dict, Iterator, List, Sequence, Tuple, Union
 Name = Union[str, bytes]
 
 
+def _shown(name: Name) -> str:
+    return name if isinstance(name, str) else repr(name)
+
+
 class Store(Sequence[Any]):
     """A list of named values, as the library's functions return them. Names may be empty, and may repeat.
 
@@ -62,7 +66,7 @@ class Store(Sequence[Any]):
 
     def __repr__(self) -> str:
         if any(name for name, _ in self._nodes):
-            shown = ", ".join(f"{name}={value!r}" for name, value in self._nodes[:4])
+            shown = ", ".join(f"{_shown(name)}={value!r}" for name, value in self._nodes[:4])
         else:
             shown = ", ".join(repr(value) for _, value in self._nodes[:4])
         return f"Store({shown}{', ...' if len(self) > 4 else ''})"

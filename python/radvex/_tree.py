@@ -140,8 +140,12 @@ def tree(
     progress: True for a bar, or a function of (what, done, total)
 
     Files that cannot be taken are in `refused`, and a RadvexWarning says so.
+
+    Raises FileNotFoundError; FileError for what is neither a medium nor a folder.
     """
     root = os.path.abspath(os.fsdecode(path))
+    if not os.path.exists(root):
+        raise FileNotFoundError(2, "There is no such file or folder", root)
     request = {"job": "tree", "patient": patient, "study": study, "series": series, "jobs": jobs or default_jobs()}
     found: Optional[Tree] = None
     with Job(root, request, progress) as job:

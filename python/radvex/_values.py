@@ -1,7 +1,7 @@
 from __future__ import annotations
 
 import functools
-from typing import Any, Dict, Optional, Tuple, cast
+from typing import TYPE_CHECKING, Any, Dict, Optional, Tuple, cast
 
 import numpy as np
 import numpy.typing as npt
@@ -63,10 +63,15 @@ class Pixels(np.ndarray):  # type: ignore[type-arg]
     """A numpy array that says what its numbers stand for. Parts of it say so too; what is computed from it is a plain
     array, since nobody knows its unit."""
 
-    meaning: Optional[Meaning] = None
+    meaning: Meaning  # None in arrays that numpy made of others, which nobody should ask for one
+
+    if TYPE_CHECKING:
+
+        def __getitem__(self, key: Any) -> Any:
+            """A number, or a part that knows its meaning."""
 
     def __array_finalize__(self, source: Optional[npt.NDArray[Any]]) -> None:
-        self.meaning = getattr(source, "meaning", None)
+        self.meaning = cast(Meaning, getattr(source, "meaning", None))
 
     def __array_ufunc__(self, ufunc: Any, method: str, *inputs: Any, **options: Any) -> Any:
         plain = [np.asarray(each) if isinstance(each, Pixels) else each for each in inputs]

@@ -1,5 +1,6 @@
 from __future__ import annotations
 
+import importlib
 import json
 import os
 import tempfile
@@ -11,7 +12,7 @@ import numpy.typing as npt
 
 from radvex import _radvex
 from radvex._errors import NoPicturesError, RadvexWarning, ReaderDied, UsageError, VolumeError, in_python
-from radvex._file import PathLike, Window
+from radvex._file import PathLike, Window, window_words
 from radvex._jobs import Job, Progress, default_jobs, samples_of
 
 _TYPES = {"s8": "i1", "u8": "u1", "s16": "<i2", "u16": "<u2", "s32": "<i4", "u32": "<u4", "f32": "<f4", "f64": "<f8"}
@@ -38,7 +39,7 @@ class Volume:
     array: [k][j][i], which are slice, row, column; [t] in front for four dimensions, [3] behind for colour. It is
         writable. Whole numbers stay whole, so its type is int16, uint8, ... or float32, float64 for other values.
     spacing: millimetres between slices, rows and columns, in the order of the axes
-    unit: of the values, such as "HU"; None when the files do not say
+    unit: of the values, such as "HU"; None when the files do not say, and for stored values
     values: "modality", "stored" or "rendered"
     findings: what should be known about it, see Finding
     group: what tells it from the other volumes of its series: {"EchoTime": "4.6"}
@@ -54,9 +55,10 @@ class Volume:
     def __init__(self, described: Dict[str, Any], array: npt.NDArray[Any]) -> None:
         self._header: Dict[str, Any] = described["header"]
         self.array = array
+        self._shape = array.shape
         self.spacing: Tuple[float, float, float] = tuple(reversed(described["geometry"]["spacing"]))  # type: ignore
-        self.unit: Optional[str] = described["unit"]
         self.values: str = described["values"]
+        self.unit: Optional[str] = None if self.values == "stored" else described["unit"]  # it is of rescaled values
         self.findings = _findings(described)
         self.group: Dict[str, str] = described["group"]
         self.label: str = described["label"].lstrip("-")
@@ -122,8 +124,8 @@ class Volume:
     def to_nibabel(self) -> Any:
         """A nibabel.Nifti1Image with the axes (i, j, k[, t]) and the affine matrix; without a position the spacings.
         The samples are those of this volume, not a copy."""
-        import nibabel
-
+        nibabel = importlib.import_module("nibabel")
+        self._require_shape()
         if self._header["channels"] > 1:
             raise UsageError("nibabel keeps colour in a type of its own; v.save('out.nii') writes colour as NIfTI.")
         data = self.array.transpose(*reversed(range(self.array.ndim)))
@@ -141,8 +143,8 @@ class Volume:
         """An xarray.DataArray with the dimensions ([t, ]z, y, x[, channel]), distances from the first voxel along each
         axis in millimetres as coordinates, and unit, affine and findings as attributes. The samples are those of this
         volume, not a copy."""
-        import xarray
-
+        xarray = importlib.import_module("xarray")
+        self._require_shape()
         names = ["z", "y", "x"]
         coordinates: Dict[str, Any] = {
             name: np.arange(size) * step for name, size, step in zip(names, self._spatial(), self.spacing)
@@ -182,7 +184,13 @@ class Volume:
             with open(path, "rb") as file:
                 return file.read()
 
+    def _require_shape(self) -> None:
+        """The geometry is that of the array as it was read."""
+        if self.array.shape != self._shape:
+            raise UsageError(f"The array is {self.array.shape} now; the volume was read as {self._shape}.")
+
     def _dense(self) -> npt.NDArray[Any]:
+        self._require_shape()
         array = np.ascontiguousarray(self.array)
         expected = np.dtype(_TYPES[_type_name(self._header["type"])])
         if array.dtype != expected:
@@ -239,13 +247,35 @@ def _refusal(described: Dict[str, Any]) -> Exception:
 class _Request:
     """The arguments that volume and volumes have in common."""
 
-    def __init__(self, path: PathLike, single: bool, options: Dict[str, Any]) -> None:
+    def __init__(
+        self,
+        path: PathLike,
+        single: bool,
+        *,
+        values: str,
+        four_d: bool,
+        window: Window,
+        scaling: str,
+        jobs: Optional[int],
+        progress: Progress,
+        **options: Any,
+    ) -> None:
+        if values in ("modality", "stored") and (window is not None or scaling != "minmax"):
+            raise UsageError(f'window and scaling go with values="rendered", not with values="{values}".')
         self.path = os.path.abspath(os.fspath(path))
         if not os.path.exists(self.path):
             raise FileNotFoundError(2, "There is no such file or folder", self.path)
-        self.progress: Progress = options.pop("progress")
-        jobs = options.pop("jobs")
-        self.message = {"job": "volumes", "single": single, "jobs": jobs or default_jobs(), **options}
+        self.progress = progress
+        self.message = {
+            "job": "volumes",
+            "single": single,
+            "values": values,
+            "fourD": four_d,
+            "window": window_words(window),
+            "scaling": scaling,
+            "jobs": jobs or default_jobs(),
+            **options,
+        }
 
     def run(self) -> Iterator[Any]:
         """Volumes, and exceptions for what is none."""
@@ -293,11 +323,28 @@ def volume(
 
     Raises VolumeError with the findings; ReaderDied when a file ended the process that read it; UsageError.
 
-    >>> v = radvex.volume("dicomdirtests/77654033", "1.3.6.1.4.1.5962.1.1.0.0.0.1196530851.28319.0.93")
+    >>> v = radvex.volume("dicomdirtests/98892001", "1.3.6.1.4.1.5962.1.1.0.0.0.1194734704.16302.0.6")
     >>> v.shape, v.unit, v.orientation
+    ((5, 16, 16), 'HU', 'LPI')
     """
-    options = {name: value for name, value in locals().items() if name not in ("path", "four_d")}
-    for outcome in _Request(path, True, {**options, "fourD": four_d}).run():
+    request = _Request(
+        path,
+        True,
+        series=series,
+        study=study,
+        patient=patient,
+        values=values,
+        four_d=four_d,
+        sort=sort,
+        strangers=strangers,
+        resample=resample,
+        force=force,
+        window=window,
+        scaling=scaling,
+        jobs=jobs,
+        progress=progress,
+    )
+    for outcome in request.run():
         if isinstance(outcome, Exception):
             raise outcome
         _warn(outcome)
@@ -331,9 +378,23 @@ def volumes(
     """
     if errors not in ("warn", "raise", "give"):
         raise UsageError(f"errors={errors!r} is unknown: warn, raise, give.")
-    left_out = ("path", "four_d", "errors")
-    options = {name: value for name, value in locals().items() if name not in (*left_out, "left_out")}
-    request = _Request(path, False, {**options, "fourD": four_d})
+    request = _Request(
+        path,
+        False,
+        series=series,
+        study=study,
+        patient=patient,
+        values=values,
+        four_d=four_d,
+        sort=sort,
+        strangers=strangers,
+        resample=resample,
+        force=force,
+        window=window,
+        scaling=scaling,
+        jobs=jobs,
+        progress=progress,
+    )
     return _volumes(request, errors)
 
 
@@ -354,4 +415,4 @@ def _warn(volume: Volume) -> None:
     """A volume that was made by force says what is wrong with it."""
     for finding in volume.findings:
         if finding.is_error:
-            warnings.warn(finding.sentence, RadvexWarning, stacklevel=4)
+            warnings.warn(finding.sentence, RadvexWarning, stacklevel=3)

@@ -71,7 +71,7 @@ int main(int argc, char** argv) {
         return kUsage;
     }
     files::removeFoldersOnEndSignals();
-    python::Messages messages(std::atoi(argv[1]));
+    python::Messages messages(static_cast<int>(std::strtol(argv[1], nullptr, 10)));
     try {
         const formats::Json error = python::attempt(argv[2], argv[3], messages);
         messages.send(error.is_null() ? formats::Json{{"done", true}} : formats::Json{{"error", error}});

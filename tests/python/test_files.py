@@ -571,7 +571,7 @@ def test_a_frame_is_a_whole_number(made, frame):
 def test_colour_has_no_values():
     colour = np.arange(45, dtype="u1").reshape(3, 5, 3)
     with radvex.open(builders.content(builders.picture(colour, colour=True))) as file:
-        with pytest.raises(radvex.UsageError, match="colour"):
+        with pytest.raises(radvex.RawPixelReadError, match="colour"):
             file.values()
         assert np.array_equal(file.image(scaling="none"), colour)
 
@@ -659,7 +659,7 @@ def test_what_is_no_window_is_refused(samples, window):
 
 @pytest.mark.parametrize("window", [(float("nan"), 40), (400, float("inf")), (np.float32("nan"), 40)])
 def test_a_window_is_finite(samples, window):
-    with pytest.raises(radvex.UsageError, match="not finite"):
+    with pytest.raises(radvex.UsageError, match="finite"):
         radvex.image(os.path.join(samples, "CT_small.dcm"), window)
 
 

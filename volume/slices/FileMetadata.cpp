@@ -45,14 +45,15 @@ const std::vector<std::string> kKeywords{"SOPClassUID",
                                          "DoseGridScaling",
                                          "DoseUnits"};
 
-const velmora::Value& keywords() {
-    static const velmora::Value all = [] {
+/// Made anew for each call: an object of the host must not outlive it.
+velmora::Value keywords() {
+    static const std::vector<std::string> all = [] {
         auto names = kKeywords;
         names.insert(names.end(), kTraitKeywords.begin(), kTraitKeywords.end());
         names.insert(names.end(), kFrameKeywords.begin(), kFrameKeywords.end());
-        return Store::ofTexts(names);
+        return names;
     }();
-    return all;
+    return Store::ofTexts(all);
 }
 
 SliceRecord wholeFile(StoreView file, const std::string& name) {
