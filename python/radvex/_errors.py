@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import os
 import re
 from typing import Any, Dict, List, Sequence, Type, Union
 
@@ -118,9 +119,15 @@ _KINDS: Dict[str, Type[Error]] = {
 
 
 def _exception(
-    kind: str, sentence: str, code: int = 0, name: str = "", parameters: Sequence[Union[str, bytes]] = ()
+    kind: str,
+    sentence: Union[str, bytes],
+    code: int = 0,
+    name: str = "",
+    parameters: Sequence[Union[str, bytes]] = (),
 ) -> Error:
     """The exception for an error of the extension or of the worker."""
+    if isinstance(sentence, bytes):  # of a path whose bytes are no text
+        sentence = os.fsdecode(sentence)
     if kind == "library":
         from radvex import _registered
 

@@ -4,6 +4,7 @@ import collections
 import errno
 import json
 import math
+import operator
 import os
 import threading
 import warnings
@@ -25,6 +26,7 @@ Window = Union[str, Sequence[float], None]
 _PATIENT = ["Name", "ID", "BirthDate", "BirthTime", "Sex", "BirthName", "Age", "Weight"]
 _STUDY = ["ID", "UID", "Date", "Time", "Description", "Modalities"]
 _SERIES = ["UID", "Date", "Time", "Description", "Number", "Type"]
+_LAST_FRAME = 2**31 - 1  # more than any file has
 _PIXELS = ("PixelData", "OverlayData")
 
 
@@ -41,7 +43,7 @@ class _Readers:
     """How many open files there are of each path: the library keeps one reader for a path."""
 
     def __init__(self) -> None:
-        self._lock = threading.Lock()
+        self._lock = threading.RLock()  # a signal's handler may run in the middle of the others, too
         self._counts: Dict[str, int] = {}
         self._dropped: Deque[Tuple[str, Optional[int]]] = collections.deque()
         os.register_at_fork(
@@ -56,7 +58,7 @@ class _Readers:
             count = self._counts.get(path, 0)
             # A reader that nobody here opened is that of a direct call, and may have read what the file was before. Who
             # writes a file again must not get the old one because a File of it is still open somewhere.
-            _radvex.open_reader(path, count == 0 or self._states[path] != state)
+            _radvex.open_reader(os.fsencode(path), count == 0 or self._states.get(path) != state)
             self._states[path] = state
             self._counts[path] = count + 1
 
@@ -82,7 +84,7 @@ class _Readers:
                 self._counts[path] = left
             else:
                 del self._counts[path], self._states[path]
-                _radvex.close_reader(path)
+                _radvex.close_reader(os.fsencode(path))
             if descriptor is not None:
                 os.close(descriptor)
 
@@ -93,17 +95,23 @@ _readers = _Readers()
 def _in_memory(content: Union[bytes, bytearray, memoryview]) -> int:
     """A nameless file in memory, which is gone with its descriptor."""
     descriptor = os.memfd_create("radvex")
-    with os.fdopen(os.dup(descriptor), "wb") as file:
-        file.write(content)
+    try:
+        with os.fdopen(descriptor, "wb", closefd=False) as file:
+            file.write(content)
+    except BaseException:
+        os.close(descriptor)
+        raise
     return descriptor
 
 
 def _digits(tag: Tag) -> str:
     """A keyword, or eight hexadecimal digits."""
-    if isinstance(tag, tuple):
+    if isinstance(tag, tuple) and len(tag) == 2:
         return f"{tag[0]:04x}{tag[1]:04x}"
     if isinstance(tag, int):
         return f"{tag:08x}"
+    if not isinstance(tag, str):
+        raise TypeError(f"{tag!r} is no tag: a keyword is one, (group, element), or both as one number.")
     plain = tag.strip("()").replace(",", "").replace("_", "").replace(" ", "").lower()
     is_number = len(plain) == 8 and all(digit in "0123456789abcdef" for digit in plain)
     return plain if is_number else tag
@@ -113,7 +121,10 @@ def window_words(window: Window) -> Union[str, List[float], None]:
     """A window as the requests to the extension and the worker have it; its numbers may be those of numpy."""
     if window is None or isinstance(window, str):
         return window
-    numbers = [float(number) for number in window]
+    try:
+        numbers = [float(number) for number in window]
+    except (TypeError, ValueError):
+        raise UsageError(f"window={window!r} is no window: (width, centre), or a name.") from None
     if not all(math.isfinite(number) for number in numbers):
         raise UsageError(f"window={tuple(numbers)}: width and centre have to be finite.")
     return numbers
@@ -134,7 +145,7 @@ class File:
         descriptor: Optional[int] = None
         if isinstance(source, (bytes, bytearray, memoryview)):
             descriptor = _in_memory(source)
-        elif not isinstance(source, str) and hasattr(source, "read"):
+        elif not isinstance(source, (str, os.PathLike)) and hasattr(source, "read"):
             descriptor = _in_memory(source.read())
         if descriptor is None:
             given = os.fspath(cast(PathLike, source))
@@ -182,10 +193,11 @@ class File:
     def __exit__(self, *_: object) -> None:
         self.close()
 
-    def _require_open(self) -> str:
+    def _require_open(self) -> bytes:
+        """The path for the library: it need not be text."""
         if not self._is_open:
             raise FileError(f"{self._name} was closed.")
-        return self._path
+        return os.fsencode(self._path)
 
     def __getitem__(self, tag: Tag) -> Any:
         path = self._require_open()
@@ -273,12 +285,23 @@ class File:
 
         Raises ImageOpenError, ImageReadError for pixels that cannot be decoded or rendered.
         """
+        if not isinstance(scaling, str):
+            raise UsageError(f"scaling={scaling!r} is no scaling: minmax, trimmed and none are.")
         request = json.dumps({"window": window_words(window), "scaling": scaling, "overlays": bool(overlays)})
         array, meaning = _radvex.picture(self._require_open(), *self._range(frame), request)
         described = json.loads(meaning)
         for doubt in described["doubts"]:
-            warnings.warn(in_python(doubt), RadvexWarning, stacklevel=2)
-        return pixels(_channels_last(array, described), Meaning(self._name, described))
+            warnings.warn(in_python(doubt).replace(self._path, self._name), RadvexWarning, stacklevel=2)
+        return pixels(self._channels_last(array, described), Meaning(self._name, described))
+
+    def _channels_last(self, array: npt.NDArray[Any], described: Dict[str, Any]) -> npt.NDArray[Any]:
+        """Colour of a single frame comes with its channels first when the file stores its planes apart."""
+        if described["polarity"] is not None or array.ndim != 3 or array.shape[0] != 3:
+            return array
+        sizes = (self.get("Rows"), self.get("Columns"))
+        is_either = array.shape[:2] == sizes == array.shape[1:]  # 3 x 3
+        is_planar = self.get("PlanarConfiguration") == 1 if is_either else array.shape[1:] == sizes
+        return np.moveaxis(array, 0, -1) if is_planar else array
 
     def values(self, *, frame: Optional[int] = None) -> Pixels:
         """The modality values: HU for most CT, activity for PET, dose for RTDOSE, as the rescale of the file says.
@@ -308,9 +331,12 @@ class File:
 
     @staticmethod
     def _range(frame: Optional[int]) -> Tuple[int, int]:
-        if frame is not None and frame < 0:
+        if frame is None:
+            return 0, 0
+        number = operator.index(frame)
+        if number < 0:
             raise UsageError(f"frame={frame}: frames are counted from 0.")
-        return (0, 0) if frame is None else (frame, 1)
+        return min(number, _LAST_FRAME), 1
 
     def __repr__(self) -> str:
         if self.closed:
@@ -319,13 +345,6 @@ class File:
         size = f"{self.get('Columns')} x {self.get('Rows')}" if self.frames else "no pixels"
         frames = f", {self.frames} frames" if self.frames > 1 else ""
         return f"<radvex.File {os.path.basename(self._name)}: {modality}, {size}{frames}>"
-
-
-def _channels_last(array: npt.NDArray[Any], described: Dict[str, Any]) -> npt.NDArray[Any]:
-    """Colour of a single frame comes with its channels first or last."""
-    if described["polarity"] is None and array.ndim == 3 and array.shape[-1] != 3 and array.shape[0] == 3:
-        return np.moveaxis(array, 0, -1)
-    return array
 
 
 def _colour_refusal(name: str) -> Error:

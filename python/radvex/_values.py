@@ -1,5 +1,6 @@
 from __future__ import annotations
 
+import functools
 from typing import TYPE_CHECKING, Any, Dict, Optional, Tuple, cast
 
 import numpy as np
@@ -46,6 +47,13 @@ class Meaning:
         self.polarity: Optional[str] = described.get("polarity")
         self.window: Optional[Tuple[float, float]] = (window[0], window[1]) if window else None
 
+    def __getstate__(self) -> Dict[str, Any]:
+        return {name: getattr(self, name) for name in self.__slots__}
+
+    def __setstate__(self, state: Dict[str, Any]) -> None:
+        for name, value in state.items():
+            setattr(self, name, value)
+
     def __repr__(self) -> str:
         unit = f", unit {self.unit}" if self.unit else ""
         return f"<Meaning of {self.values} values{unit}, {self.photometric_interpretation}, of {self.source}>"
@@ -71,6 +79,9 @@ class Pixels(np.ndarray):  # type: ignore[type-arg]
             options["out"] = tuple(np.asarray(each) if isinstance(each, Pixels) else each for each in options["out"])
         return getattr(ufunc, method)(*plain, **options)
 
+    def __array_function__(self, function: Any, types: Any, arguments: Any, options: Any) -> Any:
+        return _parts_only(super().__array_function__(function, types, arguments, options))
+
     def __reduce__(self) -> Any:
         rebuild, arguments, state = cast(Tuple[Any, Any, Any], super().__reduce__())
         return rebuild, arguments, (state, self.meaning)
@@ -78,6 +89,31 @@ class Pixels(np.ndarray):  # type: ignore[type-arg]
     def __setstate__(self, state: Any) -> None:
         super().__setstate__(state[0])
         self.meaning = state[1]
+
+
+def _parts_only(result: Any) -> Any:
+    """What was computed, as a plain array; parts of an array as they are."""
+    if isinstance(result, (list, tuple)):
+        return type(result)(_parts_only(each) for each in result) if type(result) in (list, tuple) else result
+    return np.asarray(result) if isinstance(result, Pixels) and result.base is None else result
+
+
+def _computing(name: str) -> Any:
+    """A method of numpy that computes without a ufunc."""
+    original = getattr(np.ndarray, name)
+
+    @functools.wraps(original)
+    def method(self: Pixels, *arguments: Any, **options: Any) -> Any:
+        return original(np.asarray(self), *arguments, **options)
+
+    return method
+
+
+for _name in (
+    "argmax argmin argpartition argsort choose cumprod cumsum dot max mean min nonzero prod round searchsorted std "
+    "sum trace var"
+).split():
+    setattr(Pixels, _name, _computing(_name))
 
 
 def pixels(array: npt.NDArray[Any], meaning: Meaning) -> Pixels:

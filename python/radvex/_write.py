@@ -46,6 +46,8 @@ def write(
     arguments.
     """
     image = np.asarray(array)
+    if not image.dtype.isnative:
+        image = image.astype(image.dtype.newbyteorder("="))
     is_colour = colour if colour is not None else image.ndim >= 3 and image.shape[-1] == 3
     if is_colour and (image.ndim < 3 or image.shape[-1] != 3):
         raise UsageError(f"Colour has three samples a pixel in the last axis; this array is {image.shape}.")
@@ -57,7 +59,7 @@ def write(
         planes.append(np.asarray(plane))
         properties[str(number)] = {name: str(value) for name, value in given.items()}
     _require_character_set(attributes, properties)
-    _radvex.write_image(os.fspath(path), image, is_colour, attributes, planes, properties, compress, force)
+    _radvex.write_image(os.fsencode(path), image, is_colour, attributes, planes, properties, compress, force)
 
 
 def _keyword(tag: str) -> str:
