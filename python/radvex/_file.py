@@ -119,6 +119,16 @@ def window_words(window: Window) -> Union[str, List[float], None]:
     return numbers
 
 
+def native(path: PathLike) -> str:
+    """The path as the extension takes it: bytes, which it takes in place of text, if they are no UTF-8."""
+    text = os.fsdecode(path)
+    try:
+        text.encode()
+    except UnicodeEncodeError:
+        return cast(str, os.fsencode(text))
+    return text
+
+
 class File:
     """One DICOM file, opened with radvex.open. Everything is read when it is asked for; closing it frees the memory.
 
@@ -144,8 +154,9 @@ class File:
             self._path = f"/proc/self/fd/{descriptor}"
             self._name = str(getattr(source, "name", "")) or "The file in memory"
         self._descriptor = descriptor
+        self._native = native(self._path)
         try:
-            _readers.open(self._path)
+            _readers.open(self._native)
         except LibraryError as error:
             if descriptor is not None:
                 os.close(descriptor)
@@ -169,12 +180,12 @@ class File:
         """Forgets what was read. Arrays that were given out stay valid."""
         if self._is_open:
             self._is_open = False
-            _readers.close(self._path, self._descriptor)
+            _readers.close(self._native, self._descriptor)
 
     def __del__(self) -> None:
         if self._is_open:
             self._is_open = False
-            _readers.drop(self._path, self._descriptor)
+            _readers.drop(self._native, self._descriptor)
 
     def __enter__(self) -> File:
         return self
@@ -185,7 +196,7 @@ class File:
     def _require_open(self) -> str:
         if not self._is_open:
             raise FileError(f"{self._name} was closed.")
-        return self._path
+        return self._native
 
     def __getitem__(self, tag: Tag) -> Any:
         path = self._require_open()
