@@ -56,11 +56,15 @@ class _Readers:
         with self._lock:
             self._close_dropped()
             count = self._counts.get(path, 0)
+            self._counts[path] = count + 1  # first: the last other File of the path may be dropped meanwhile
             # A reader that nobody here opened is that of a direct call, and may have read what the file was before. Who
             # writes a file again must not get the old one because a File of it is still open somewhere.
-            _radvex.open_reader(os.fsencode(path), count == 0 or self._states.get(path) != state)
-            self._states[path] = state
-            self._counts[path] = count + 1
+            try:
+                _radvex.open_reader(os.fsencode(path), count == 0 or self._states.get(path) != state)
+                self._states[path] = state
+            except BaseException:
+                self._forget(path)
+                raise
 
     def close(self, path: str, descriptor: Optional[int]) -> None:
         self._dropped.append((path, descriptor))
@@ -79,14 +83,19 @@ class _Readers:
     def _close_dropped(self) -> None:
         while self._dropped:
             path, descriptor = self._dropped.popleft()
-            left = self._counts[path] - 1
-            if left > 0:
-                self._counts[path] = left
-            else:
-                del self._counts[path], self._states[path]
-                _radvex.close_reader(os.fsencode(path))
+            self._forget(path)
             if descriptor is not None:
                 os.close(descriptor)
+
+
+    def _forget(self, path: str) -> None:
+        left = self._counts[path] - 1
+        if left > 0:
+            self._counts[path] = left
+        else:
+            del self._counts[path]
+            self._states.pop(path, None)
+            _radvex.close_reader(os.fsencode(path))
 
 
 _readers = _Readers()
@@ -202,6 +211,8 @@ class File:
     def __getitem__(self, tag: Tag) -> Any:
         path = self._require_open()
         if tag in _PIXELS:
+            if tag == "PixelData" and self.get("BitsAllocated") not in (8, 16):
+                raise UsageError(f"The pixels of {self._name} are of another size than 8 or 16 bits; values() gives them.")
             frames = call("ReadMetadata", path, [tag], False)
             if tag not in frames:
                 raise KeyError(tag)
@@ -309,8 +320,8 @@ class File:
         frame: only this one, counted from 0
 
         Returns a read-only array [row][column], or [frame][row][column] for several frames: whole numbers where the
-        rescale gives whole numbers, in the smallest type that holds those of this file, else float64. Its `meaning`
-        has the unit.
+        rescale gives whole numbers, in the type of the stored ones or a larger one, else float64. Its `meaning` has the
+        unit.
 
         Raises RawPixelReadError, ImageOpenError for pixels that cannot be decoded, and for colour.
         """
@@ -319,7 +330,8 @@ class File:
         if isinstance(samples, int) and samples > 1:  # one channel of several would pass for all of them
             raise _colour_refusal(self._name)
         array, meaning = _radvex.values(path, *self._range(frame))
-        return pixels(array, Meaning(self._name, json.loads(meaning)))
+        described = Meaning(self._name, json.loads(meaning))
+        return pixels(_as_stored(array, described), described)
 
     def overlays(self) -> List[npt.NDArray[np.bool_]]:
         """The overlay planes as read-only arrays of bool, [row][column], in the size of each plane, of its first
@@ -345,6 +357,16 @@ class File:
         size = f"{self.get('Columns')} x {self.get('Rows')}" if self.frames else "no pixels"
         frames = f", {self.frames} frames" if self.frames > 1 else ""
         return f"<radvex.File {os.path.basename(self._name)}: {modality}, {size}{frames}>"
+
+
+def _as_stored(array: npt.NDArray[Any], meaning: Meaning) -> npt.NDArray[Any]:
+    """Not in less than the stored type: which one DCMTK takes depends on the values of the file, and what fits for one file
+    of a series overflows for the next."""
+    if array.dtype.kind not in "iu" or not meaning.bits_stored:
+        return array
+    bits = 8 if meaning.bits_stored <= 8 else 16 if meaning.bits_stored <= 16 else 32
+    stored = np.dtype(f"{'i' if meaning.signed else 'u'}{bits // 8}")
+    return array.astype(np.promote_types(array.dtype, stored), copy=False)
 
 
 def _colour_refusal(name: str) -> Error:
