@@ -40,8 +40,9 @@ def write(
     path: of the file
     array: [row][column] or [frame][row][column], with [3] (red, green, blue) behind for colour; bool, uint8, uint16,
         float32 or float64
-    tags: keyword, "gggg,eeee" or (gggg, eeee) -> value: text, numbers, dates, a list of several, or a list of dicts for a sequence. Keywords and
-        values that the standard does not allow are errors. Text beyond ASCII makes the file UTF-8.
+    tags: keyword, "gggg,eeee" or (gggg, eeee) -> value: text, numbers, dates, a list of several, or a list of dicts
+        for a sequence. Keywords and values that the standard does not allow are errors. Text beyond ASCII makes the
+        file UTF-8.
     compress: "Uncompressed", "JPEGLossless", "JPEGLosslessNonhierarchical", "JPEGLossy8bit", "JPEGLossy12bit",
         "JPEG-LSLossless", "JPEG-LSLossy" or "RLE", some with numbers: "JPEGLossy8bit:90"
     overlays: planes as arrays, every value but 0 of which is set; or pairs of a plane and its properties: (plane,

@@ -578,7 +578,7 @@ def test_another_type_or_shape_is_refused_and_another_order_in_memory_is_not(pla
     with pytest.raises(radvex.UsageError, match="float32 .* uint16"):
         v.save(tmp_path / "out.nii")
     v.array = whole[:2]
-    with pytest.raises(radvex.UsageError, match="shape"):
+    with pytest.raises(radvex.UsageError, match=r"\(2, 4, 5\) now"):
         v.save(tmp_path / "out.nii")
     with pytest.raises(radvex.UsageError):
         v.preview()
