@@ -89,7 +89,8 @@ py::object valueOf(std::string_view text, std::string_view vr) {
             return py::float_(number);
         }
     }
-    return textToPython(std::string(text));
+    const std::size_t last = text.find_last_not_of(' '); // padding (PS3.5, 6.2)
+    return textToPython(std::string(text.substr(0, last + 1)));
 }
 
 py::object valuesFrom(const std::string& text, const std::string& vr) {
@@ -145,8 +146,12 @@ std::optional<py::object> valueOf(velmora::NodeView node, const std::string& vr)
     switch (node.type()) {
     case VType_Integer: return integerOf(node.cell().integer, vr);
     case VType_Real: return py::float_(node.cell().real);
-    case VType_UTF8String:
-        return node.isText() ? std::optional(valuesFrom(std::string(node.text()), vr)) : std::nullopt;
+    case VType_UTF8String: {
+        // Other texts may be in a character set that the library leaves as it is.
+        const bool isPlain =
+            node.isText() && formats::isAscii(node.text()) && node.text().find('\x1b') == std::string_view::npos;
+        return isPlain ? std::optional(valuesFrom(std::string(node.text()), vr)) : std::nullopt;
+    }
     case VType_DataStore: {
         py::list values;
         for (const velmora::NodeView each : node.store()) {
@@ -179,6 +184,15 @@ struct LibraryAnswer {
     std::string vr{};
 };
 
+/// Whether the library gives the attribute as it is in the file. Private names are those of whoever came first, the
+/// character set is the one after the conversion of texts, and what describes the pixels the one after their decoding.
+bool isOfTheFile(const formats::Dictionary::Tag& tag) {
+    const bool describesPixels =
+        tag.group == 0x0028 && (tag.element < 0x0010 || (tag.element >= 0x0100 && tag.element < 0x0110));
+    const bool isCharacterSet = tag.group == 0x0008 && tag.element == 0x0005;
+    return tag.group % 2 == 0 && tag.group != 2 && !describesPixels && !isCharacterSet;
+}
+
 /// The representation of a keyword whose values the library gives; empty for any other. The dictionary is the same
 /// all the time, so answers are kept. Runs under the host's lock.
 const std::string& representationOf(Host& host, const std::string& keyword) {
@@ -191,7 +205,7 @@ const std::string& representationOf(Host& host, const std::string& keyword) {
     if (isNew) {
         formats::Dictionary dictionary(host);
         const std::string& vr = dictionary.vrOf(keyword);
-        if (std::ranges::find(kFromLibrary, vr) != kFromLibrary.end() && !dictionary.isFileMetaInformation(keyword)) {
+        if (std::ranges::find(kFromLibrary, vr) != kFromLibrary.end() && isOfTheFile(dictionary.tagOf(keyword))) {
             entry->second = vr;
         }
     }
@@ -200,7 +214,8 @@ const std::string& representationOf(Host& host, const std::string& keyword) {
 
 LibraryAnswer askLibrary(Host& host, const std::string& path, const std::string& keyword) {
     const std::string& vr = representationOf(host, keyword);
-    if (vr.empty()) {
+    const bool isMedium = path.ends_with("DICOMDIR") || path.ends_with("dicomdir"); // the library opens it otherwise
+    if (vr.empty() || isMedium) {
         return {};
     }
     return {host.call("ReadMetadata", {path, Store::ofTexts({keyword}), false}), vr};

@@ -173,6 +173,8 @@ def anonymize(
     status, report, problems = _run(arguments)
     if status == 1:
         raise FileError(" ".join(problems[:3]))
+    if report["written"] == 0 and not (dry_run or resume):
+        raise FileError(f"{os.fspath(source)} has no DICOM file.")
     if problems:
         warnings.warn(problems[0], RadvexWarning, stacklevel=2)
     return Anonymized(report, problems)

@@ -8,7 +8,7 @@ import numpy as np
 import numpy.typing as npt
 
 from radvex import _radvex
-from radvex._errors import UsageError
+from radvex._errors import LibraryError, UsageError
 from radvex._file import PathLike, Tag, _digits
 from radvex._library import call
 
@@ -41,8 +41,8 @@ def write(
     array: [row][column] or [frame][row][column], with [3] (red, green, blue) behind for colour; bool, uint8, uint16,
         float32 or float64
     tags: keyword, "gggg,eeee" or (gggg, eeee) -> value: text, numbers, dates, a list of several, or a list of dicts
-        for a sequence. Keywords and values that the standard does not allow are errors. Text beyond ASCII makes the
-        file UTF-8.
+        for a sequence. Unknown keywords and values that no number can be read from are errors; lengths of texts
+        are not checked. Text beyond ASCII makes the file UTF-8.
     compress: "Uncompressed", "JPEGLossless", "JPEGLosslessNonhierarchical", "JPEGLossy8bit", "JPEGLossy12bit",
         "JPEG-LSLossless", "JPEG-LSLossy" or "RLE", some with numbers: "JPEGLossy8bit:90"
     overlays: planes as arrays, every value but 0 of which is set; or pairs of a plane and its properties: (plane,
@@ -50,7 +50,8 @@ def write(
     colour: whether the last axis is colour; by default it is when it has 3 elements and there are 3 axes or more
     force: replace what is there. Without it, an existing file is a FileError.
 
-    A failure leaves no file behind.
+    A failure leaves no file behind. Lossy JPEG keeps the differences between values, not the values themselves: what is
+    read back may be shifted so that the smallest is 0.
 
     Raises TagWriteError, ImageWriteError, InvalidTagName for what the library refuses; UsageError, TypeError for the
     arguments.
@@ -72,7 +73,13 @@ def write(
         planes.append(np.asarray(plane))
         properties[str(number)] = {name: str(value) for name, value in given.items()}
     _require_character_set(attributes, properties)
-    _radvex.write_image(os.fsencode(path), image, is_colour, attributes, planes, properties, compress, force)
+    try:
+        _radvex.write_image(os.fsencode(path), image, is_colour, attributes, planes, properties, compress, force)
+    except LibraryError as error:
+        if "`reason`" not in str(error):
+            raise
+        sentence = f"An image of {image.dtype} {image.shape} cannot be compressed as {compress}."  # for no known reason
+        raise type(error)(sentence, error.code, error.name, error.parameters) from None
 
 
 def _keyword(tag: Tag) -> str:

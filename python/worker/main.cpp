@@ -58,6 +58,8 @@ formats::Json attempt(const std::string& path, const std::string& json, Messages
         return {{"kind", "volume"}, {"sentence", error.what()}};
     } catch (const UsageError& error) {
         return {{"kind", "usage"}, {"sentence", error.what()}};
+    } catch (const formats::JsonError& error) {
+        return {{"kind", "usage"}, {"sentence", error.what()}};
     } catch (const Error& error) {
         return {{"kind", "file"}, {"sentence", error.what()}};
     } catch (const std::exception& error) {
