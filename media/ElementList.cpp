@@ -20,10 +20,9 @@ std::vector<Element> listElements(const std::string& path, const ElementRequest&
     }
 }
 
-std::string keyOf(const Element& element) {
-    if (!element.keyword.empty()) {
-        return element.keyword;
-    }
+std::string keyOf(const Element& element) { return element.keyword.empty() ? numberOf(element) : element.keyword; }
+
+std::string numberOf(const Element& element) {
     std::array<char, 16> text{};
     std::snprintf(text.data(), text.size(), "%04x_%04x", unsigned{element.group}, unsigned{element.number});
     return text.data();

@@ -56,6 +56,8 @@ inline bool isOneText(const std::string& vr) { return vr == "LT" || vr == "ST" |
 
 /// The key that attributes have in results: the keyword, or gggg_eeee for a tag that the dictionary does not know.
 std::string keyOf(const Element& element);
+/// gggg_eeee in lower-case hexadecimal.
+std::string numberOf(const Element& element);
 
 /// An attribute of the standard.
 struct KnownAttribute {

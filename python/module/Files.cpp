@@ -11,6 +11,7 @@
 
 #include "files/Errors.h"
 #include "formats/json/Dictionary.h"
+#include "formats/json/Text.h"
 #include "media/ElementList.h"
 #include "media/Rendering.h"
 #include "media/scan/FileDiagnosis.h"
@@ -18,7 +19,7 @@
 #include "python/module/Conversion.h"
 #include "python/module/Library.h"
 #include "volume/samples/ModalityArray.h"
-#include "volume/slices/AttributeValues.h"
+#include "volume/slices/FileMetadata.h"
 #include "volume/slices/FileWindow.h"
 #include "volume/slices/PixelMeaning.h"
 
@@ -74,6 +75,9 @@ py::object valueOf(std::string_view text, std::string_view vr) {
             digits.remove_prefix(1);
         }
         const char* const end = digits.data() + digits.size();
+        if (float number = 0; vr == "FL" && std::from_chars(digits.data(), end, number).ptr == end) {
+            return py::float_(number); // the number itself, not the decimal that stands for it
+        }
         if (isWholeNumber(vr)) {
             if (std::uint64_t large = 0; std::from_chars(digits.data(), end, large).ptr == end) {
                 return py::int_(large);
@@ -103,10 +107,15 @@ py::object valuesFrom(const std::string& text, const std::string& vr) {
 
 py::object valueOf(const Element& element);
 
+/// The name of a private attribute is its creator's, and several may have it.
+std::string nameOf(const Element& element) {
+    return element.isPrivate() ? media::numberOf(element) : media::keyOf(element);
+}
+
 py::dict itemOf(const std::vector<Element>& elements) {
     py::dict item;
     for (const Element& element : elements) {
-        item[py::str(media::keyOf(element))] = valueOf(element);
+        item[py::str(nameOf(element))] = valueOf(element);
     }
     return item;
 }
@@ -125,10 +134,16 @@ py::object valueOf(const Element& element) {
     return element.isBinary() ? py::object(py::bytes(element.bytes)) : valuesFrom(element.text, element.vr);
 }
 
+/// A number of the library, whose integers have a sign in any case.
+py::int_ integerOf(vint number, const std::string& vr) {
+    const bool isUnsigned = vr == "UL" || vr == "US";
+    return isUnsigned ? py::int_(static_cast<std::uint32_t>(number)) : py::int_(number);
+}
+
 /// A value as the library gives it; nothing if it is of a kind that only the list of elements explains.
 std::optional<py::object> valueOf(velmora::NodeView node, const std::string& vr) {
     switch (node.type()) {
-    case VType_Integer: return py::int_(node.cell().integer);
+    case VType_Integer: return integerOf(node.cell().integer, vr);
     case VType_Real: return py::float_(node.cell().real);
     case VType_UTF8String:
         return node.isText() ? std::optional(valuesFrom(std::string(node.text()), vr)) : std::nullopt;
@@ -136,7 +151,7 @@ std::optional<py::object> valueOf(velmora::NodeView node, const std::string& vr)
         py::list values;
         for (const velmora::NodeView each : node.store()) {
             if (each.type() == VType_Integer) {
-                values.append(py::int_(each.cell().integer));
+                values.append(integerOf(each.cell().integer, vr));
             } else if (each.type() == VType_Real) {
                 values.append(py::float_(each.cell().real));
             } else {
@@ -150,7 +165,7 @@ std::optional<py::object> valueOf(velmora::NodeView node, const std::string& vr)
 }
 
 bool matches(const Element& element, const std::string& tag) {
-    if (element.keyword == tag) {
+    if (element.keyword == tag && !element.isPrivate()) {
         return true;
     }
     std::array<char, 9> digits{};
@@ -195,10 +210,24 @@ LibraryAnswer askLibrary(Host& host, const std::string& path, const std::string&
 volume::FrameSpan requireFrames(vint first, vint count, vint available) {
     const volume::FrameSpan frames{first, count == 0 ? available - first : count};
     if (first < 0 || frames.count < 1 || frames.count > available - first) {
-        throw UsageError("Frames " + std::to_string(first) + " to " + std::to_string(first + frames.count - 1) +
-                         " are not in the file: it has " + std::to_string(available) + ", counted from 0.");
+        throw UsageError("Frame " + std::to_string(first) + " is not in the file: it has " +
+                         formats::counted(static_cast<std::size_t>(available), "frame", "frames") +
+                         ", counted from 0.");
     }
     return frames;
+}
+
+/// The unit that all frames have in their functional groups; empty if there is none.
+std::string unitOfFrames(Host& host, const std::string& path) {
+    constexpr vint kMost = 1 << 16; // a file may promise more frames than memory holds
+    const volume::FileMetadata metadata(host, path);
+    if (metadata.promisedFrames() > kMost) {
+        return "";
+    }
+    const auto slices = metadata.slices(metadata.promisedFrames());
+    const bool isOne = std::ranges::all_of(
+        slices, [&](const volume::SliceRecord& slice) { return slice.unit == slices.front().unit; });
+    return slices.empty() || !isOne ? std::string() : slices.front().unit;
 }
 
 std::string meaningOf(const volume::PixelMeaning& meaning, bool isRendered, const char* values) {
@@ -265,7 +294,7 @@ py::dict representationsOf(const std::string& path) {
     const auto elements = withFile(path, [&](Host& /*host*/) { return media::listElements(path, {}); });
     py::dict representations;
     for (const Element& element : elements) {
-        representations[py::str(media::keyOf(element))] = py::str(element.vr);
+        representations[py::str(nameOf(element))] = py::str(element.vr);
     }
     return representations;
 }
@@ -274,6 +303,7 @@ py::tuple valuesOf(const std::string& path, vint first, vint count) {
     volume::PixelMeaning meaning;
     auto values = withFile(path, [&](Host& host) {
         meaning = volume::readPixelMeaning(host, path);
+        meaning.unit = meaning.unit.empty() ? unitOfFrames(host, path) : meaning.unit;
         return volume::readModalityArray(host, path, path,
                                          [&](vint available) { return requireFrames(first, count, available); });
     });

@@ -2,6 +2,7 @@ from __future__ import annotations
 
 import json
 import os
+import re
 import warnings
 from typing import Any, Dict, Iterable, List, Mapping, Optional
 
@@ -72,14 +73,19 @@ class Verified(_Outcome):
 def _run(arguments: List[str]) -> Any:
     """The report of the command, and what it said on standard error."""
     status, output, errors = run_command(arguments)
-    problems = [in_python(line[len("radvex: ") :]) for line in errors.splitlines() if line.startswith("radvex: ")]
+    problems = [_in_python(line[len("radvex: ") :]) for line in errors.splitlines() if line.startswith("radvex: ")]
     if status < 0:
         raise ReaderDied(arguments[1], end_of(status))
     if status == 2:
-        raise UsageError(" ".join(problems).replace("--", ""))
+        raise UsageError(" ".join(problems))
     if not output.strip():
         raise FileError(" ".join(problems) or "The command gave no report.")
     return status, json.loads(output), problems
+
+
+def _in_python(sentence: str) -> str:
+    """A sentence that names options of the command, with the arguments of the functions here."""
+    return re.sub(r"(?<![\w/.-])--([a-z][a-z-]*)", lambda found: found[1].replace("-", "_"), in_python(sentence))
 
 
 def _flags(**given: bool) -> List[str]:
@@ -101,8 +107,9 @@ def _words(option: str, words: Iterable[str]) -> List[str]:
     return [each for word in words for each in (option, word)]
 
 
-def _replacements(new_values: Optional[Mapping[str, str]]) -> List[str]:
-    return _words("--set", [f"{keyword}={value}" for keyword, value in (new_values or {}).items()])
+def _replacements(new_values: Optional[Mapping[str, Optional[str]]]) -> List[str]:
+    given = (new_values or {}).items()
+    return _words("--set", [f"{keyword}={'' if value is None else value}" for keyword, value in given])
 
 
 def anonymize(
@@ -110,7 +117,7 @@ def anonymize(
     output: PathLike,
     *,
     profile: str = "basic",
-    new_values: Optional[Mapping[str, str]] = None,
+    new_values: Optional[Mapping[str, Optional[str]]] = None,
     keep: Iterable[str] = (),
     shift_dates: bool = False,
     clean: Iterable[str] = (),
@@ -131,10 +138,10 @@ def anonymize(
 
     source, output: file or folder; the output must not be there yet
     profile: "basic", the basic confidentiality profile of DICOM, or "none": only identifiers and new_values change
-    new_values: keyword -> text that replaces its value
+    new_values: keyword -> text that replaces its value; None empties it
     keep: of "uids", "device", "institution", "patient", "dates"
     shift_dates: move all dates of a patient by the same number of days
-    clean: of "descriptors", "structured", "graphics"
+    clean: of "descriptors", "structured-content", "graphics"
     keep_private, mask, pseudonyms, key: files, see docs/deidentification.md
     accept_pixels: kinds of pixels that somebody has looked at
     independent: a new value for every identifier of every file
@@ -175,7 +182,7 @@ def verify(
     output: PathLike,
     originals: Optional[PathLike] = None,
     *,
-    new_values: Optional[Mapping[str, str]] = None,
+    new_values: Optional[Mapping[str, Optional[str]]] = None,
     keep: Iterable[str] = (),
     shift_dates: bool = False,
     clean: Iterable[str] = (),

@@ -5,13 +5,14 @@ from __future__ import annotations
 import importlib
 import json
 import mmap
+import operator
 import os
 import signal
 import socket
 import subprocess
 from typing import Any, Callable, Dict, Iterator, List, Optional, Tuple, Union
 
-from radvex._errors import Error, ReaderDied, _exception
+from radvex._errors import Error, ReaderDied, UsageError, _exception
 from radvex._library import program
 
 Progress = Union[bool, Callable[[str, int, int], None]]
@@ -51,9 +52,22 @@ class Bar:
             self._bar = None
 
 
-def default_jobs() -> int:
-    """As many processes as this one has cores."""
-    return len(os.sched_getaffinity(0))
+def jobs_of(jobs: Optional[int]) -> int:
+    """The number of processes that is meant: without one, as many as this process has cores."""
+    if jobs is None:
+        return len(os.sched_getaffinity(0))
+    if not hasattr(jobs, "__index__"):
+        raise TypeError(f"jobs={jobs!r}: a whole number is expected.")
+    if jobs < 1:
+        raise UsageError(f"jobs={jobs}: at least one process is needed.")
+    return operator.index(jobs)
+
+
+def require_keys(**given: Any) -> None:
+    """Refuses keys of a patient, study or series that are no text."""
+    for name, value in given.items():
+        if value is not None and not isinstance(value, str):
+            raise TypeError(f"{name}={value!r}: text is expected.")
 
 
 def samples_of(descriptor: int) -> Union[mmap.mmap, bytearray]:

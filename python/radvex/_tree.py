@@ -6,7 +6,7 @@ from typing import Any, Dict, Iterator, List, Optional, Tuple
 
 from radvex._errors import RadvexWarning
 from radvex._file import PathLike
-from radvex._jobs import Job, Progress, default_jobs, path_text
+from radvex._jobs import Job, Progress, jobs_of, path_text, require_keys
 
 
 def _counted(number: int, one: str, several: str) -> str:
@@ -14,7 +14,8 @@ def _counted(number: int, one: str, several: str) -> str:
 
 
 class Series:
-    """A series: uid, number, modality and description (None where nothing says so), files (paths in order)."""
+    """A series: uid, number, modality and description (None where nothing says so), files (paths, in
+    the order of the medium; those of a folder are sorted)."""
 
     def __init__(self, root: str, described: Dict[str, Any]) -> None:
         self._root = root
@@ -146,7 +147,8 @@ def tree(
     root = os.path.abspath(os.fsdecode(path))
     if not os.path.exists(root):
         raise FileNotFoundError(2, "There is no such file or folder", root)
-    request = {"job": "tree", "patient": patient, "study": study, "series": series, "jobs": jobs or default_jobs()}
+    require_keys(patient=patient, study=study, series=series)
+    request = {"job": "tree", "patient": patient, "study": study, "series": series, "jobs": jobs_of(jobs)}
     found: Optional[Tree] = None
     with Job(root, request, progress) as job:
         for kind, content, _ in job.messages():
@@ -155,6 +157,6 @@ def tree(
     assert found is not None
     if found.refused:
         first, reason = found.refused[0]
-        left_out = _counted(len(found.refused), "file cannot", "files cannot")
-        warnings.warn(f"{left_out} be read and is left out, such as {first}: {reason}.", RadvexWarning, stacklevel=2)
+        left_out = _counted(len(found.refused), "file cannot be read and is", "files cannot be read and are")
+        warnings.warn(f"{left_out} left out, such as {first}: {reason}.", RadvexWarning, stacklevel=2)
     return found

@@ -13,7 +13,7 @@ import numpy.typing as npt
 from radvex import _radvex
 from radvex._errors import NoPicturesError, RadvexWarning, ReaderDied, UsageError, VolumeError, in_python
 from radvex._file import PathLike, Window, window_words
-from radvex._jobs import Job, Progress, default_jobs, samples_of
+from radvex._jobs import Job, Progress, jobs_of, require_keys, samples_of
 
 _TYPES = {"s8": "i1", "u8": "u1", "s16": "<i2", "u16": "<u2", "s32": "<i4", "u32": "<u4", "f32": "<f4", "f64": "<f8"}
 
@@ -172,7 +172,7 @@ class Volume:
 
         force: replace what is there. Without it, an existing file is a FileError.
         """
-        _radvex.save_volume(os.fspath(path), json.dumps(self._header), self._dense(), force)
+        _radvex.save_volume(os.fsencode(path), json.dumps(self._header), self._dense(), force)
 
     def preview(self) -> bytes:
         """A PNG of the three middle slices in true proportions, with what was found about the volume below."""
@@ -265,6 +265,7 @@ class _Request:
         self.path = os.path.abspath(os.fspath(path))
         if not os.path.exists(self.path):
             raise FileNotFoundError(2, "There is no such file or folder", self.path)
+        require_keys(**{name: options[name] for name in ("patient", "study", "series")})
         self.progress = progress
         self.message = {
             "job": "volumes",
@@ -273,7 +274,7 @@ class _Request:
             "fourD": four_d,
             "window": window_words(window),
             "scaling": scaling,
-            "jobs": jobs or default_jobs(),
+            "jobs": jobs_of(jobs),
             **options,
         }
 

@@ -1,7 +1,7 @@
 from __future__ import annotations
 
 import datetime
-import os
+import numbers
 from typing import Any, Dict, Iterable, List, Mapping, Optional, Sequence, Tuple, Union
 
 import numpy as np
@@ -9,17 +9,26 @@ import numpy.typing as npt
 
 from radvex import _radvex
 from radvex._errors import UsageError
-from radvex._file import PathLike
+from radvex._file import PathLike, Tag, _digits
 from radvex._library import call
 
 _UTF8 = "ISO_IR 192"
+_OVERLAY_PROPERTIES = {
+    "OriginRow",
+    "OriginColumn",
+    "ImageFrameOrigin",
+    "OverlayType",
+    "OverlayDescription",
+    "OverlaySubtype",
+    "OverlayLabel",
+}
 Overlay = Union[npt.ArrayLike, Tuple[npt.ArrayLike, Mapping[str, Any]]]
 
 
 def write(
     path: PathLike,
     array: npt.ArrayLike,
-    tags: Optional[Mapping[str, Any]] = None,
+    tags: Optional[Mapping[Tag, Any]] = None,
     *,
     compress: str = "Uncompressed",
     overlays: Iterable[Overlay] = (),
@@ -31,7 +40,7 @@ def write(
     path: of the file
     array: [row][column] or [frame][row][column], with [3] (red, green, blue) behind for colour; bool, uint8, uint16,
         float32 or float64
-    tags: keyword -> value: text, numbers, dates, a list of several, or a list of dicts for a sequence. Keywords and
+    tags: keyword, "gggg,eeee" or (gggg, eeee) -> value: text, numbers, dates, a list of several, or a list of dicts for a sequence. Keywords and
         values that the standard does not allow are errors. Text beyond ASCII makes the file UTF-8.
     compress: "Uncompressed", "JPEGLossless", "JPEGLosslessNonhierarchical", "JPEGLossy8bit", "JPEGLossy12bit",
         "JPEG-LSLossless", "JPEG-LSLossy" or "RLE", some with numbers: "JPEGLossy8bit:90"
@@ -56,21 +65,25 @@ def write(
     properties: Dict[str, Dict[str, str]] = {}
     for number, overlay in enumerate(overlays, start=1):
         plane, given = overlay if isinstance(overlay, tuple) else (overlay, {})
+        if unknown := set(given) - _OVERLAY_PROPERTIES:
+            known = ", ".join(sorted(_OVERLAY_PROPERTIES))
+            raise UsageError(f"{min(unknown)!r} is no property of an overlay: {known}.")
         planes.append(np.asarray(plane))
         properties[str(number)] = {name: str(value) for name, value in given.items()}
     _require_character_set(attributes, properties)
     _radvex.write_image(os.fsencode(path), image, is_colour, attributes, planes, properties, compress, force)
 
 
-def _keyword(tag: str) -> str:
-    """The keyword of a tag, which may be given as gggg,eeee."""
-    plain = tag.strip("()").replace(",", "")
-    if len(plain) == 8 and all(digit in "0123456789abcdefABCDEF" for digit in plain):
-        return str(call("GetKeyword", plain[:4], plain[4:]))
-    return tag
+def _keyword(tag: Tag) -> str:
+    """The keyword of a tag, which may be given by its number."""
+    digits = _digits(tag)
+    if len(digits) != 8 or any(digit not in "0123456789abcdef" for digit in digits):
+        return digits
+    keyword = str(call("GetKeyword", digits[:4], digits[4:]))
+    return keyword if keyword.isalnum() else digits  # for the sentence of the library that there is none
 
 
-def _texts_of(tags: Mapping[str, Any]) -> Dict[str, Any]:
+def _texts_of(tags: Mapping[Tag, Any]) -> Dict[str, Any]:
     return {keyword: _text_of(keyword, value) for keyword, value in ((_keyword(tag), tags[tag]) for tag in tags)}
 
 
@@ -79,13 +92,14 @@ def _text_of(keyword: str, value: Any) -> Any:
     if isinstance(value, (list, tuple)) and value and all(isinstance(each, Mapping) for each in value):
         return [_texts_of(item) for item in value]
     if isinstance(value, (list, tuple, np.ndarray)):
-        return "\\".join(str(_text_of(keyword, each)) for each in value)
-    if isinstance(value, bool):
+        texts = [_text_of(keyword, each) for each in value]
+        return b"\\".join(texts) if texts and isinstance(texts[0], bytes) else "\\".join(texts)
+    if isinstance(value, (bool, np.bool_)):
         raise UsageError("DICOM has no attributes that are true or false.")
     if isinstance(value, datetime.datetime):
-        return value.strftime("%Y%m%d%H%M%S.%f")
+        return _text_of(keyword, value.date()) + value.strftime("%H%M%S.%f%z")
     if isinstance(value, datetime.date):
-        return value.strftime("%Y%m%d")
+        return value.isoformat().replace("-", "")  # with four digits for the year
     if isinstance(value, datetime.time):
         return value.strftime("%H%M%S.%f")
     if value is None:
@@ -93,7 +107,12 @@ def _text_of(keyword: str, value: Any) -> Any:
     if isinstance(value, (float, np.floating)):
         is_decimal = call("ReadVRName", [keyword])[0] == "DS"
         return _decimal(float(value)) if is_decimal else repr(float(value))
-    return value if isinstance(value, (str, bytes)) else str(value)
+    if isinstance(value, (str, bytes)):
+        return value
+    has_text = any("__str__" in vars(base) for base in type(value).__mro__[:-1])
+    if not has_text and not isinstance(value, numbers.Number):
+        raise TypeError(f"{keyword}: {type(value).__name__} is no value of an attribute.")
+    return str(value)
 
 
 def _decimal(number: float) -> str:

@@ -14,4 +14,14 @@ void sendTree(velmora::Host& host, const Request& request, const Messages& messa
 /// @throws Error, LibraryError
 void sendVolumes(velmora::Host& host, const Request& request, Messages& messages);
 
+/// Sends what lies below a folder: {"folder", "count", "digest", "problem"} for each folder, and behind it the bytes of
+/// its files: name, size, time of the last change in nanoseconds, each with a null behind.
+/// @throws Error
+void sendFiles(const Request& request, const Messages& messages);
+
+/// Sends {"records"}: what each file of a list says about itself, or why it cannot be read, by its index "i". A file
+/// that ends the process that reads it has {"broken", "end"}.
+/// @throws Error
+void sendRecords(velmora::Host& host, const Request& request, const Messages& messages);
+
 } // namespace radvex::python

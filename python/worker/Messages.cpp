@@ -63,13 +63,14 @@ class SharedFile {
 
 } // namespace
 
-void Messages::send(const formats::Json& json) const {
-    const std::string text = formats::dumpJson(json);
-    if (text.size() <= kLongestMessage) {
-        return sendText(text, -1);
+void Messages::send(const formats::Json& json) const { sendBytes(formats::dumpJson(json)); }
+
+void Messages::sendBytes(const std::string& bytes) const {
+    if (!bytes.empty() && bytes.size() <= kLongestMessage) { // an empty message would be the end
+        return sendText(bytes, -1);
     }
-    SharedFile memory(text.size());
-    memory.append(text.data(), text.size());
+    SharedFile memory(bytes.size());
+    memory.append(bytes.data(), bytes.size());
     sendText("\n", memory.descriptor());
 }
 

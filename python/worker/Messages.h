@@ -26,6 +26,9 @@ class Messages {
     /// @throws NobodyListensError, FileError
     void send(const formats::Json& json) const;
 
+    /// Sends bytes that are no JSON, which the message before announced. @throws NobodyListensError, FileError
+    void sendBytes(const std::string& bytes) const;
+
     /// Sends {"volume": json} with the samples. Waits first until the volume before was taken, so that those which
     /// nobody takes do not fill the memory.
     void sendVolume(const formats::Json& json, const std::vector<formats::SliceBytes>& slices);

@@ -49,6 +49,9 @@ Request requestFrom(std::string path, const Json& json) {
     request.path = std::move(path);
     request.selection = {patternOf(json, "patient"), patternOf(json, "study"), patternOf(json, "series")};
     request.jobs = std::max<std::size_t>(1, json.value("jobs", std::size_t{1}));
+    request.list = json.value("list", -1);
+    request.keywords = json.value("keywords", std::vector<std::string>{});
+    request.withPixels = json.value("pixels", false);
     request.isSingle = json.value("single", false);
     request.isFourD = json.value("fourD", false);
     request.kind = chosen(json, "values", kKinds);

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <string>
+#include <vector>
 
 #include "media/MediumTree.h"
 #include "media/Rendering.h"
@@ -12,10 +13,13 @@ namespace radvex::python {
 
 /// What Python asks for, as JSON; members that are missing have their defaults.
 struct Request {
-    std::string job{};                                      ///< "tree" or "volumes"
-    std::string path{};                                     ///< a medium or a folder, for volumes also one file
-    media::Selection selection{};                           ///< "patient", "study", "series": their keys
-    std::size_t jobs = 0;                                   ///< processes that read files, at least 1
+    std::string job{};            ///< "tree", "volumes", "walk" or "describe"
+    std::string path{};           ///< a medium or a folder, for volumes also one file
+    media::Selection selection{}; ///< "patient", "study", "series": their keys
+    std::size_t jobs = 0;         ///< processes that read files, at least 1
+    int list = -1;                ///< "list": descriptor of a file with the paths to describe, each with a null behind
+    std::vector<std::string> keywords{};                    ///< "keywords": of the attributes to describe
+    bool withPixels = false;                                ///< "pixels": describe them too
     bool isSingle = false;                                  ///< "single": there has to be exactly one volume
     bool isFourD = false;                                   ///< "fourD": join the volumes of a series
     volume::SampleKind kind = volume::SampleKind::modality; ///< "values": "modality", "stored" or "rendered"

@@ -22,6 +22,9 @@ namespace radvex::python {
 namespace {
 
 void work(const Request& request, Messages& messages) {
+    if (request.job == "walk") { // without the library
+        return sendFiles(request, messages);
+    }
     const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / "lib";
     const auto host = velmora::Host::load((folder / "Radvex.so").string(), velmora::radvexDeclarations());
     try {
@@ -29,6 +32,8 @@ void work(const Request& request, Messages& messages) {
             sendTree(*host, request, messages);
         } else if (request.job == "volumes") {
             sendVolumes(*host, request, messages);
+        } else if (request.job == "describe") {
+            sendRecords(*host, request, messages);
         } else {
             throw UsageError("'" + request.job + "' is no work.");
         }

@@ -23,7 +23,8 @@ bool isRescaledHere(const FileMetadata& metadata) {
         return true;
     }
     const ModalityRule rule = metadata.rules(1).front(); // that of all frames
-    return !isWhole(rule.slope) || !isWhole(rule.intercept);
+    const bool mayOverflow = rule.bitsStored > 16 && !rule.isIdentity();
+    return mayOverflow || !isWhole(rule.slope) || !isWhole(rule.intercept);
 }
 
 ModalityArray rescaledArray(const PixelValues& values, const FrameSpan& frames) {

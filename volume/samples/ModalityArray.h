@@ -24,8 +24,8 @@ struct ModalityArray {
 /// The frames that are wanted of those that there are.
 using ChooseFrames = std::function<FrameSpan(vint available)>;
 
-/// Reads the modality values of a grey file. The library cuts fractions off, and knows neither the scaling of doses nor
-/// the rescale of single frames; those values are rescaled here.
+/// Reads the modality values of a grey file. The library cuts fractions off, lets values of over 32 bits overflow, and
+/// knows neither the scaling of doses nor the rescale of single frames; those values are rescaled here.
 /// @param path    for the library
 /// @param name    of the file, as the user knows it
 /// @param choose  gets the number of frames; the frames that it chooses have to exist

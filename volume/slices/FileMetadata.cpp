@@ -194,6 +194,7 @@ FileMetadata::FileMetadata(velmora::Host& host, const std::string& path, const s
     const StoreView file = attributesOf(mFound);
     mRows = file.integer("Rows").value_or(-1);
     mColumns = file.integer("Columns").value_or(-1);
+    mBitsAllocated = file.integer("BitsAllocated").value_or(0);
     mIsColour = file.integer("SamplesPerPixel").value_or(1) > 1 ||
                 file.text("PhotometricInterpretation").starts_with("PALETTE");
     mSeriesNumber = firstValue(file.text("SeriesNumber"));

@@ -21,7 +21,8 @@ class FileMetadata {
     const std::string& name() const { return mName; }
     vint rows() const { return mRows; }
     vint columns() const { return mColumns; }
-    bool isColour() const { return mIsColour; } ///< several samples a pixel, or a palette
+    vint bitsAllocated() const { return mBitsAllocated; } ///< 0 without the attribute
+    bool isColour() const { return mIsColour; }           ///< several samples a pixel, or a palette
     const std::string& seriesNumber() const { return mSeriesNumber; }
     /// NumberOfFrames, at least 1. The file may contain fewer or more.
     vint promisedFrames() const { return mPromisedFrames; }
@@ -49,6 +50,7 @@ class FileMetadata {
     std::string mName;
     vint mRows = 0;
     vint mColumns = 0;
+    vint mBitsAllocated = 0;
     bool mIsColour = false;
     double mPromisedBytes = 0; ///< of the pixels, if they are not compressed
     std::string mSeriesNumber{};

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "media/scan/FileStart.h"
 #include "volume/samples/VolumeType.h"
 #include "volume/slices/SliceRecord.h"
 
@@ -31,12 +32,13 @@ PixelMeaning readPixelMeaning(velmora::Host& host, const std::string& file) {
     PixelMeaning meaning;
     meaning.frames = std::max(1, host.call("GetFrameCount", {file}).get<vint>());
     const velmora::Value found = host.call(
-        "ReadMetadata",
-        {file,
-         Store::ofTexts({"PixelRepresentation", "BitsStored", "RescaleSlope", "RescaleIntercept", "RescaleType",
-                         "PhotometricInterpretation", "Modality", "Units", "DoseUnits", "DoseGridScaling"}),
-         false});
+        "ReadMetadata", {file,
+                         Store::ofTexts({"PixelRepresentation", "BitsStored", "RescaleSlope", "RescaleIntercept",
+                                         "RescaleType", "PhotometricInterpretation", "Modality", "Units", "DoseUnits",
+                                         "DoseGridScaling", "BitsAllocated"}),
+                         false});
     const velmora::StoreView attributes = found.get<Store>().view();
+    requireKnownByteOrder(file, attributes.integer("BitsAllocated").value_or(0));
     meaning.isSigned = attributes.integer("PixelRepresentation").value_or(0) != 0;
     meaning.bitsStored = attributes.integer("BitsStored");
     meaning.slope = decimalOf(firstValue(attributes.text("RescaleSlope")));
@@ -44,6 +46,14 @@ PixelMeaning readPixelMeaning(velmora::Host& host, const std::string& file) {
     meaning.photometricInterpretation = attributes.text("PhotometricInterpretation");
     meaning.unit = unitOf(attributes);
     return meaning;
+}
+
+void requireKnownByteOrder(const std::string& file, vint bitsAllocated) {
+    constexpr const char* kBigEndian = "1.2.840.10008.1.2.2";
+    if (bitsAllocated == 32 && media::FileStart(file).transferSyntax() == kBigEndian) {
+        throw formats::VolumeError(file + ": its pixels are big-endian numbers of 32 bits, which cannot be read right: "
+                                          "the order of their bytes gets lost.");
+    }
 }
 
 formats::Json describeMeaning(const PixelMeaning& meaning, bool isRendered) {

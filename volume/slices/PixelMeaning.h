@@ -24,7 +24,12 @@ struct PixelMeaning {
 /// @param attributes  with RescaleType, Units, DoseUnits, Modality, RescaleSlope and DoseGridScaling
 std::string unitOf(velmora::StoreView attributes);
 
+/// @throws VolumeError  see requireKnownByteOrder
 PixelMeaning readPixelMeaning(velmora::Host& host, const std::string& file);
+
+/// Refuses big-endian pixels of 32 bits: DCMTK exchanges the bytes of their halves only, and the values would be wrong.
+/// @throws VolumeError
+void requireKnownByteOrder(const std::string& file, vint bitsAllocated);
 
 /// The same as JSON members; unknown ones are null. "polarity" is that of the numbers that the command gives:
 /// MONOCHROME2 for a rendered grey picture, that of the file for unrendered values, and null for colour.

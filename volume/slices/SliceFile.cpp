@@ -110,6 +110,7 @@ SliceFile readSliceFile(velmora::Host& host, const std::string& path, const Slic
         if (file.rows < 1 || file.columns < 1) {
             return file;
         }
+        requireKnownByteOrder(path, metadata.bitsAllocated());
         if (!metadata.isColour() && reading.kind == SampleKind::rendered &&
             (metadata.isRescaledByFrame() || metadata.isDose())) {
             throw formats::VolumeError(path +

@@ -1,0 +1,142 @@
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "files/Errors.h"
+#include "python/worker/Jobs.h"
+
+namespace radvex::python {
+
+using formats::Json;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct CloseFolder {
+    void operator()(DIR* folder) const { (void)::closedir(folder); }
+};
+using OpenFolder = std::unique_ptr<DIR, CloseFolder>;
+
+/// FNV-1a, 64 bits: tells whether the list of a folder is the one of the last time.
+std::string digestOf(const std::string& bytes) {
+    std::uint64_t hash = 0xcbf29ce484222325U;
+    for (const char byte : bytes) {
+        hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001b3U;
+    }
+    char text[17];
+    std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(hash));
+    return text;
+}
+
+/// What one folder holds.
+struct Content {
+    std::vector<std::string> folders{};
+    std::string files{}; ///< name, size in bytes, time of the last change in nanoseconds, each with a null behind
+    std::size_t count = 0;
+    std::string problem{}; ///< why the folder cannot be read
+};
+
+class Walk {
+  public:
+    Walk(const std::string& root, const Messages& messages) : mRoot(fs::canonical(root)), mMessages(messages) {}
+
+    /// Folder by folder, so that memory does not grow with the files; names are sorted byte by byte.
+    void run() {
+        std::vector<std::string> left{""};
+        while (!left.empty()) {
+            const std::string folder = std::move(left.back());
+            left.pop_back();
+            Content content = read(folder);
+            std::ranges::sort(content.folders, std::greater<>());
+            for (std::string& inner : content.folders) {
+                left.push_back(folder.empty() ? std::move(inner) : folder + '/' + inner);
+            }
+            tell(folder, content);
+        }
+    }
+
+  private:
+    Content read(const std::string& folder) const {
+        Content content;
+        const OpenFolder open(::opendir((mRoot / folder).c_str()));
+        if (open == nullptr) {
+            content.problem = std::strerror(errno);
+            return content;
+        }
+        std::vector<std::string> names;
+        while (const dirent* entry = ::readdir(open.get())) {
+            const std::string name = entry->d_name;
+            if (name != "." && name != "..") {
+                names.push_back(name);
+            }
+        }
+        std::ranges::sort(names);
+        for (const std::string& name : names) {
+            add(content, ::dirfd(open.get()), folder, name);
+        }
+        return content;
+    }
+
+    /// Links to folders are not followed, and a link to a file of the archive is not that file once more.
+    void add(Content& content, int descriptor, const std::string& folder, const std::string& name) const {
+        struct stat found {};
+        if (::fstatat(descriptor, name.c_str(), &found, AT_SYMLINK_NOFOLLOW) != 0) {
+            return; // gone meanwhile
+        }
+        if (S_ISDIR(found.st_mode)) {
+            content.folders.push_back(name);
+            return;
+        }
+        if (S_ISLNK(found.st_mode) &&
+            (isOwnFile(mRoot / folder / name) || ::fstatat(descriptor, name.c_str(), &found, 0) != 0)) {
+            return;
+        }
+        if (S_ISREG(found.st_mode)) {
+            const std::int64_t changed = std::int64_t{found.st_mtim.tv_sec} * 1'000'000'000 + found.st_mtim.tv_nsec;
+            content.files.append(name).append(1, '\0');
+            content.files.append(std::to_string(found.st_size)).append(1, '\0');
+            content.files.append(std::to_string(changed)).append(1, '\0');
+            ++content.count;
+        }
+    }
+
+    bool isOwnFile(const fs::path& link) const {
+        std::error_code error;
+        const std::string target = fs::canonical(link, error).string();
+        return !error && target.starts_with(mRoot.string() + '/');
+    }
+
+    void tell(const std::string& folder, const Content& content) const {
+        mMessages.send({{"folder", formats::toJson(folder)},
+                        {"count", content.count},
+                        {"digest", digestOf(content.files)},
+                        {"problem", content.problem}});
+        mMessages.sendBytes(content.files);
+    }
+
+    fs::path mRoot;
+    const Messages& mMessages;
+};
+
+} // namespace
+
+void sendFiles(const Request& request, const Messages& messages) {
+    std::error_code error;
+    if (!fs::is_directory(request.path, error)) {
+        throw FileError(request.path + " is not a folder.");
+    }
+    Walk(request.path, messages).run();
+}
+
+} // namespace radvex::python
