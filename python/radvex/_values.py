@@ -106,6 +106,7 @@ def _computing(name: str) -> Any:
     def method(self: Pixels, *arguments: Any, **options: Any) -> Any:
         return original(np.asarray(self), *arguments, **options)
 
+    method.__doc__ = original.__doc__ or f"As {name} of a plain array."
     return method
 
 
