@@ -18,7 +18,8 @@ struct Element {
     std::uint32_t length = 0; ///< bytes of the value; 0xFFFFFFFF when the file leaves it open
     bool isEmpty = false;     ///< has no value; a sequence without items is empty too
     std::string text{};       ///< the value as ElementValues says
-    std::string bytes{};      ///< values of OB, OD, OF, OL, OV, OW and UN when asked for: little-endian
+    std::string bytes{};      ///< values of OB, OD, OF, OL, OV, OW and UN when asked for, little-endian; also those of
+                              ///< texts that are in no known character set, which `text` takes for Latin 1
     std::vector<std::vector<Element>> items{}; ///< of a sequence
 
     bool isPrivate() const { return group % 2 != 0; }

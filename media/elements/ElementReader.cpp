@@ -82,6 +82,7 @@ class Reader {
             element.bytes = mRequest.binary ? bytesOf(dcmtk) : "";
         } else if (!element.isSequence()) {
             element.text = textOf(dcmtk, mCharacterSet, mTexts);
+            element.bytes = mRequest.binary ? unknownTextOf(dcmtk, mCharacterSet, mTexts) : "";
         }
     }
 

@@ -177,6 +177,12 @@ std::string textOf(DcmElement& element, const std::string& characterSet, TextDec
     return withoutPadding(decoder.utf8(storedText(element), vr, characterSet), vr);
 }
 
+std::string unknownTextOf(DcmElement& element, const std::string& characterSet, TextDecoder& decoder) {
+    const DcmEVR vr = representationOf(element);
+    std::string text = storedText(element);
+    return decoder.known(text, vr, characterSet) ? "" : withoutPadding(std::move(text), vr);
+}
+
 std::string bytesOf(DcmElement& element) {
     if (auto* pixels = dynamic_cast<DcmPixelData*>(&element)) {
         if (DcmPixelSequence* sequence = pixelSequenceOf(*pixels)) {

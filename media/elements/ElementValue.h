@@ -15,6 +15,9 @@ namespace radvex::media {
 /// @param characterSet  value of SpecificCharacterSet where the element stands; empty for the default
 std::string textOf(DcmElement& element, const std::string& characterSet, TextDecoder& decoder);
 
+/// The bytes of a text that is in no known character set, which textOf takes for Latin 1; empty for any other.
+std::string unknownTextOf(DcmElement& element, const std::string& characterSet, TextDecoder& decoder);
+
 /// The value of bytes or words, little-endian. The fragments of compressed pixels as they stand in the file, with the
 /// headers of their items (PS3.5, A.4) and without the delimiter behind them.
 std::string bytesOf(DcmElement& element);

@@ -72,25 +72,30 @@ DcmSpecificCharacterSet* TextDecoder::converterOf(const std::string& characterSe
 }
 
 std::string TextDecoder::utf8(const std::string& bytes, DcmEVR vr, const std::string& characterSet) {
+    auto text = known(bytes, vr, characterSet);
+    return text ? *std::move(text) : latin1AsUtf8(withoutFirstEscape(bytes));
+}
+
+std::optional<std::string> TextDecoder::known(const std::string& bytes, DcmEVR vr, const std::string& characterSet) {
     std::string text = withoutFirstEscape(bytes);
     if (hasOneReading(text)) {
         return text;
     }
     if (!hasCharacterSet(vr)) { // ASCII, or wrong
-        return isUtf8(text) ? text : latin1AsUtf8(text);
+        return isUtf8(text) ? std::optional(text) : std::nullopt;
     }
     if (DcmSpecificCharacterSet* converter = converterOf(characterSet)) {
         OFString converted;
         const OFString original(text.data(), text.size());
         if (converter->convertString(original, converted, delimitersOf(vr)).good() &&
             isUtf8({converted.c_str(), converted.size()}) && converted.find(kEscape) == OFString_npos) {
-            return {converted.c_str(), converted.size()};
+            return std::string(converted.c_str(), converted.size());
         }
     }
     if (changesCharacterSet(text) || characterSet.find("2022") != std::string::npos) {
         return utf8FromEscapes(text, characterSet, delimitersOf(vr));
     }
-    return isUtf8(text) ? text : latin1AsUtf8(text);
+    return isUtf8(text) ? std::optional(text) : std::nullopt;
 }
 
 } // namespace radvex::media

@@ -2,6 +2,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -27,6 +28,9 @@ class TextDecoder {
     /// or else for Latin 1.
     /// @param characterSet  value of SpecificCharacterSet where the element stands; empty for the default
     std::string utf8(const std::string& bytes, DcmEVR vr, const std::string& characterSet);
+
+    /// The same; nothing where it would be taken for Latin 1.
+    std::optional<std::string> known(const std::string& bytes, DcmEVR vr, const std::string& characterSet);
 
   private:
     DcmSpecificCharacterSet* converterOf(const std::string& characterSet);

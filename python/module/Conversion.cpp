@@ -48,8 +48,9 @@ py::dtype typeOf(const Types& types, vint code) {
 /// The code of the type in which an array is taken over; nothing if it is none of these.
 template <typename Types>
 std::optional<vint> codeOf(const Types& types, const py::array& array) {
+    const py::object type = array.dtype().attr("newbyteorder")("="); // the elements are converted to this machine's
     for (const auto& [code, name] : types) {
-        if (array.dtype().is(py::dtype(name)) || array.dtype().equal(py::dtype(name))) {
+        if (type.equal(py::dtype(name))) {
             return code;
         }
     }
@@ -265,10 +266,12 @@ Value convert(py::handle object, vint kind, int level) {
         return {};
     }
     if (py::isinstance<py::bool_>(object)) { // before the numbers: it is one of them
-        return py::cast<bool>(object);
+        return kind == VType_Integer ? Value(vint{py::cast<bool>(object)}) : Value(py::cast<bool>(object));
     }
     if (py::isinstance<py::int_>(object)) {
-        return kind == VType_Real ? Value(py::cast<double>(object)) : Value(toVint(object));
+        return kind == VType_Real      ? Value(py::cast<double>(object))
+               : kind == VType_Boolean ? Value(py::cast<py::int_>(object).not_equal(py::int_(0)))
+                                       : Value(toVint(object));
     }
     if (py::isinstance<py::float_>(object)) {
         return py::cast<double>(object);

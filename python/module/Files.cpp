@@ -132,13 +132,13 @@ py::object valueOf(const Element& element) {
     if (element.isEmpty) {
         return py::none();
     }
-    return element.isBinary() ? py::object(py::bytes(element.bytes)) : valuesFrom(element.text, element.vr);
+    const bool isBytes = element.isBinary() || !element.bytes.empty();
+    return isBytes ? py::object(py::bytes(element.bytes)) : valuesFrom(element.text, element.vr);
 }
 
 /// A number of the library, whose integers have a sign in any case.
 py::int_ integerOf(vint number, const std::string& vr) {
-    const bool isUnsigned = vr == "UL" || vr == "US";
-    return isUnsigned ? py::int_(static_cast<std::uint32_t>(number)) : py::int_(number);
+    return vr == "UL" ? py::int_(static_cast<std::uint32_t>(number)) : py::int_(number);
 }
 
 /// A value as the library gives it; nothing if it is of a kind that only the list of elements explains.
@@ -147,9 +147,9 @@ std::optional<py::object> valueOf(velmora::NodeView node, const std::string& vr)
     case VType_Integer: return integerOf(node.cell().integer, vr);
     case VType_Real: return py::float_(node.cell().real);
     case VType_UTF8String: {
-        // Other texts may be in a character set that the library leaves as it is.
+        // Other texts are in a character set that the library leaves as it is.
         const bool isPlain =
-            node.isText() && formats::isAscii(node.text()) && node.text().find('\x1b') == std::string_view::npos;
+            node.isText() && formats::isValidUtf8(node.text()) && node.text().find('\x1b') == std::string_view::npos;
         return isPlain ? std::optional(valuesFrom(std::string(node.text()), vr)) : std::nullopt;
     }
     case VType_DataStore: {
@@ -230,6 +230,28 @@ volume::FrameSpan requireFrames(vint first, vint count, vint available) {
                          ", counted from 0.");
     }
     return frames;
+}
+
+/// Refuses what would give other numbers than the modality values: one channel of several, and values whose scaling
+/// stands in the file in an unknown representation (UN), which nothing applies. @throws LibraryError
+void requireKnownValues(Host& host, const std::string& path) {
+    const auto refuse = [&](const std::string& sentence) {
+        throw velmora::LibraryError(0, "RawPixelReadError", path + sentence);
+    };
+    const Value found = host.call("ReadMetadata", {path, Store::ofTexts({"SamplesPerPixel", "SOPClassUID"}), false});
+    const velmora::StoreView attributes = found.get<Store>().view();
+    if (attributes.integer("SamplesPerPixel").value_or(1) > 1) {
+        refuse(" is in colour, which has no modality values; image() gives its colours.");
+    }
+    if (!attributes.text("SOPClassUID").empty()) {
+        return; // a file has its representations, or it has none
+    }
+    constexpr std::array<std::string_view, 3> kScaling{"RescaleSlope", "RescaleIntercept", "DoseGridScaling"};
+    for (const Element& element : media::listElements(path, {})) {
+        if (element.vr == "UN" && std::ranges::find(kScaling, element.keyword) != kScaling.end()) {
+            refuse(": " + element.keyword + " stands there in an unknown representation (UN) and is not applied.");
+        }
+    }
 }
 
 /// The unit that all frames have in their functional groups; empty if there is none.
@@ -317,6 +339,7 @@ py::dict representationsOf(const std::string& path) {
 py::tuple valuesOf(const std::string& path, vint first, vint count) {
     volume::PixelMeaning meaning;
     auto values = withFile(path, [&](Host& host) {
+        requireKnownValues(host, path);
         meaning = volume::readPixelMeaning(host, path);
         meaning.unit = meaning.unit.empty() ? unitOfFrames(host, path) : meaning.unit;
         return volume::readModalityArray(host, path, path,

@@ -20,8 +20,8 @@ void Library::acquire() {
 }
 
 void Library::beforeFork() {
-    const pybind11::gil_scoped_release released;
-    std::lock(mUse, mDiscard);
+    acquire();
+    mDiscard.lock(); // with Python's lock: nobody needs that to give this one back
 }
 
 void Library::afterFork() {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/Host.h"
+#include "python/module/HostLock.h"
 
 namespace radvex::python {
 
@@ -70,7 +71,7 @@ class Library {
     velmora::Host& host();
     void freeDiscarded() noexcept;
 
-    std::mutex mUse{};
+    HostLock mUse{};
     std::mutex mDiscard{}; ///< for the list below; nobody waits for anything else under it
     std::vector<std::unique_ptr<velmora::Value>> mDiscarded{};
     std::string mPath{};

@@ -42,6 +42,18 @@ velmora::Value emptyValue(vint kind) {
     }
 }
 
+/// An argument of another kind would reach the library as 0 or null, and the result would be one of another request.
+void requireKind(const velmora::Declaration& declaration, std::size_t index, const velmora::Value& value) {
+    const vint kind = declaration.arguments[index];
+    const bool isNull =
+        value.is<velmora::Null>() && kind != VType_Integer && kind != VType_Boolean && kind != VType_Real;
+    if (!isNull && value.type() != kind) {
+        throw py::type_error(declaration.name + " takes " + velmora::kindName(kind) + " as " +
+                             std::string(declaration.description.arguments[index].name) + ", and " +
+                             velmora::kindName(value.type()) + " is given.");
+    }
+}
+
 py::object call(const std::string& name, const py::args& arguments) {
     const velmora::Declaration& declaration = declarationOf(name);
     if (arguments.size() > declaration.arguments.size()) {
@@ -54,6 +66,9 @@ py::object call(const std::string& name, const py::args& arguments) {
     for (std::size_t index = 0; index < declaration.arguments.size(); ++index) {
         const vint kind = declaration.arguments[index];
         values.push_back(index < arguments.size() ? fromPython(arguments[index], kind) : emptyValue(kind));
+        if (index < arguments.size()) {
+            requireKind(declaration, index, values.back());
+        }
     }
     velmora::Value result;
     {

@@ -14,7 +14,7 @@ import numpy as np
 import numpy.typing as npt
 
 from radvex import _radvex
-from radvex._errors import Error, FileError, LibraryError, RadvexWarning, UsageError, _exception, in_python
+from radvex._errors import FileError, LibraryError, RadvexWarning, UsageError, in_python
 from radvex._library import call
 from radvex._values import Meaning, Pixels, pixels
 
@@ -211,7 +211,7 @@ class File:
     def __getitem__(self, tag: Tag) -> Any:
         path = self._require_open()
         if tag in _PIXELS:
-            if tag == "PixelData" and self.get("BitsAllocated") not in (8, 16):
+            if tag == "PixelData" and call("ReadMetadata", path, ["BitsAllocated"]).get("BitsAllocated") not in (8, 16):
                 raise UsageError(f"The pixels of {self._name} are of another size than 8 or 16 bits; values() gives them.")
             frames = call("ReadMetadata", path, [tag], False)
             if tag not in frames:
@@ -325,11 +325,7 @@ class File:
 
         Raises RawPixelReadError, ImageOpenError for pixels that cannot be decoded, and for colour.
         """
-        path = self._require_open()
-        samples = self.get("SamplesPerPixel")
-        if isinstance(samples, int) and samples > 1:  # one channel of several would pass for all of them
-            raise _colour_refusal(self._name)
-        array, meaning = _radvex.values(path, *self._range(frame))
+        array, meaning = _radvex.values(self._require_open(), *self._range(frame))
         described = Meaning(self._name, json.loads(meaning))
         return pixels(_as_stored(array, described), described)
 
@@ -367,11 +363,6 @@ def _as_stored(array: npt.NDArray[Any], meaning: Meaning) -> npt.NDArray[Any]:
     bits = 8 if meaning.bits_stored <= 8 else 16 if meaning.bits_stored <= 16 else 32
     stored = np.dtype(f"{'i' if meaning.signed else 'u'}{bits // 8}")
     return array.astype(np.promote_types(array.dtype, stored), copy=False)
-
-
-def _colour_refusal(name: str) -> Error:
-    sentence = f"{name} is in colour, which has no modality values; image() gives its colours."
-    return _exception("library", sentence, name="RawPixelReadError")
 
 
 def _missing(path: str) -> Optional[OSError]:

@@ -1,6 +1,7 @@
 from __future__ import annotations
 
 import datetime
+import os
 import numbers
 from typing import Any, Dict, Iterable, List, Mapping, Optional, Sequence, Tuple, Union
 
@@ -28,7 +29,7 @@ Overlay = Union[npt.ArrayLike, Tuple[npt.ArrayLike, Mapping[str, Any]]]
 def write(
     path: PathLike,
     array: npt.ArrayLike,
-    tags: Optional[Mapping[Tag, Any]] = None,
+    tags: Optional[Mapping[Any, Any]] = None,
     *,
     compress: str = "Uncompressed",
     overlays: Iterable[Overlay] = (),

@@ -19,7 +19,6 @@ ACCEPTED = {
     "pixels": "tags() leaves PixelData out",
     "group length": "lengths of groups are retired, and are not kept when a file is read",
     "unknown": "an attribute whose representation is UN in the file is its bytes; pydicom looks up what it might be",
-    "single precision": "FL is the shortest decimal of the number, which rounds to the same 32 bits",
     "padding": "spaces and zero bytes at the end of a text or of bytes do not count; pydicom keeps some of them",
     "empty group of a name": "pydicom drops the = of an empty group of components at the end of a name",
     "no number": "text in IS or DS that is no number is text; pydicom refuses it",
@@ -42,12 +41,14 @@ NOT_OF_PYDICOM = {
     "badVR.dcm": "pydicom does not take the text 1A for NumberOfFrames, which has to be a number",
 }
 
-# Explicit VR Big Endian of 32 bits: DCMTK takes words of 16 bits, the lower one first; pydicom takes 32 bits at once.
-LOW_WORD_FIRST = ("rtdose_expb.dcm", "rtdose_expb_1frame.dcm")
-
-# The representation of DoseGridScaling is UN in these files. What is UN is not read, so that they hold no
-# scaling, and their values have no unit.
-WITHOUT_SCALING = ("rtdose_rle.dcm", "rtdose_rle_1frame.dcm")
+# Refused, because what DCMTK gives is wrong: in Explicit VR Big Endian it takes numbers of 32 bits for words of 16, and
+# scalings in the representation UN are not applied.
+REFUSED = {
+    "rtdose_expb.dcm": (radvex.VolumeError, "big-endian"),
+    "rtdose_expb_1frame.dcm": (radvex.VolumeError, "big-endian"),
+    "rtdose_rle.dcm": (radvex.RawPixelReadError, "DoseGridScaling"),
+    "rtdose_rle_1frame.dcm": (radvex.RawPixelReadError, "DoseGridScaling"),
+}
 
 
 def readable(folder):
@@ -111,7 +112,7 @@ def difference(ours, theirs):
     if type(theirs) is np.float32:
         if type(ours) is not float or np.float32(ours) != theirs:
             return "?"
-        return None if ours == float(theirs) else "single precision"
+        return None if ours == float(theirs) else "?"
     if type(ours) is not type(theirs):
         return "?"
     if ours == theirs or (ours != ours and theirs != theirs):
@@ -243,10 +244,6 @@ def pydicom_values(instance):
     return apply_modality_lut(instance.pixel_array, instance)
 
 
-def low_word_first(array):
-    return ((array >> 16) | (array << 16)).astype(np.uint32)
-
-
 def test_modality_values_are_those_of_pydicom_and_gdcm(samples):
     compared, not_compared = 0, set()
     for path, f in readable(samples):
@@ -265,22 +262,22 @@ def test_modality_values_are_those_of_pydicom_and_gdcm(samples):
             assert f.values().size
             not_compared.add(name)
             continue
+        if name in REFUSED:
+            error, why = REFUSED[name]
+            with pytest.raises(error, match=why):
+                f.values()
+            not_compared.add(name)
+            continue
         values = f.values()
-        if name in LOW_WORD_FIRST:
-            expected = low_word_first(instance.pixel_array) * float(instance.DoseGridScaling)
-        elif name in WITHOUT_SCALING:
-            expected = instance.pixel_array
-            assert values.meaning.unit is None
-        else:
-            expected = pydicom_values(instance)
+        expected = pydicom_values(instance)
         assert values.shape == expected.shape, name
         if np.all(expected == np.round(expected)):
             assert np.array_equal(values, expected), name
         assert np.allclose(values, expected, rtol=1e-12, atol=0), name
         compared += 1
-    assert compared >= 50
+    assert compared >= 46
     grey = {name for name in NOT_DECODED if "RGB" not in name and "rgb" not in name and "GBR" not in name}
-    assert not_compared == grey | set(NOT_OF_PYDICOM)  # no file is in the tables without need
+    assert not_compared == grey | set(NOT_OF_PYDICOM) | set(REFUSED)  # no file is in the tables without need
 
 
 def test_colour_is_that_of_pydicom_and_gdcm(samples):

@@ -40,6 +40,11 @@ def is_running(process):
         return False
 
 
+def workers(recursive=True):
+    """The processes of the package: the interpreter may have others of its own."""
+    return [each for each in psutil.Process().children(recursive) if each.name().startswith("radvex")]
+
+
 def ended(processes, seconds=5):
     """Whether all of the processes end within a time."""
     processes = list(processes)
@@ -54,9 +59,9 @@ def ended(processes, seconds=5):
 @pytest.fixture(autouse=True)
 def no_process_is_left():
     """No test leaves a process that it did not find."""
-    before = set(psutil.Process().children(recursive=True))
+    before = set(workers())
     yield
-    assert ended(each for each in psutil.Process().children(recursive=True) if each not in before)
+    assert ended(each for each in workers() if each not in before)
 
 
 @pytest.fixture
@@ -686,7 +691,7 @@ def test_a_series_without_pictures_is_no_volume_and_no_warning(tmp_path):
 def test_leaving_the_loop_ends_the_processes(tmp_path):
     several_series(tmp_path, 4)
     for v in radvex.volumes(tmp_path, jobs=2):
-        started = psutil.Process().children(recursive=True)
+        started = workers()
         assert any(each.name() == "radvex-worker" for each in started)
         break
     assert ended(started)
@@ -697,8 +702,7 @@ def test_series_that_nobody_takes_are_not_read_ahead(tmp_path):
     several_series(tmp_path, 8)
     loop = radvex.volumes(tmp_path, jobs=1, errors="give")
     first = next(loop)
-    workers = psutil.Process().children(recursive=True)
-    settle(workers)
+    settle(workers())
     for path in (tmp_path / "s7").iterdir():
         path.unlink()
     rest = list(loop)
@@ -728,7 +732,7 @@ def test_memory_does_not_grow_with_series_that_nobody_takes(tmp_path):
     before = shared()
     loop = radvex.volumes(tmp_path, jobs=1)
     next(loop)
-    settle(psutil.Process().children(recursive=True))
+    settle(workers())
     assert shared() - before < 20e6  # all would be 32 MB
     loop.close()
 
@@ -739,7 +743,7 @@ def test_the_last_messages_come_although_the_program_has_ended(tmp_path):
     stack(tmp_path / "b", many, heights=[*range(79), 80], SeriesInstanceUID="1.2.3.2", SeriesNumber=2)
     loop = radvex.volumes(tmp_path, jobs=1, errors="give")
     assert next(loop).series == "1.2.3.1"
-    assert ended(psutil.Process().children())  # nobody reads any more that the first volume was taken
+    assert ended(workers())  # nobody reads any more that the first volume was taken
     assert [kinds(each.findings) for each in loop] == [["missingSlices"]]
 
 
@@ -773,7 +777,7 @@ def test_an_exception_in_the_callback_ends_the_run_and_its_processes(plain, read
     started = []
 
     def progress(*_):
-        started.extend(psutil.Process().children(recursive=True))
+        started.extend(workers())
         raise OwnError("enough")
 
     with pytest.raises(OwnError, match="enough"):
@@ -787,7 +791,7 @@ def test_ctrl_c_during_a_read_leaves_no_process(plain, read):
     started = []
 
     def progress(*_):
-        started.extend(psutil.Process().children(recursive=True))
+        started.extend(workers())
         signal.raise_signal(signal.SIGINT)
 
     with pytest.raises(KeyboardInterrupt):
@@ -848,8 +852,8 @@ def test_the_end_of_the_worker_itself_is_no_hang(tmp_path):
     several_series(tmp_path, 6)
     loop = radvex.volumes(tmp_path, jobs=2, errors="give")
     next(loop)
-    started = psutil.Process().children(recursive=True)
-    worker = psutil.Process().children()[-1]
+    started = workers()
+    worker = workers(recursive=False)[-1]
     worker.kill()
     given = 1
     with pytest.raises(radvex.ReaderDied, match="SIGKILL") as caught:
