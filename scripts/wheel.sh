@@ -9,8 +9,9 @@ staging=$(mktemp -d)
 trap 'rm -rf "$staging"' EXIT
 
 cp "$here/python/setup.py" "$here/python/pyproject.toml" "$staging"
-mkdir -p "$staging/radvex/bin" "$staging/radvex/lib"
+mkdir -p "$staging/radvex/bin" "$staging/radvex/lib" "$staging/radvex/archive"
 cp "$package"/*.py "$package"/*.pyi "$package"/py.typed "$package"/_radvex.*.so "$staging/radvex"
+cp "$package"/archive/*.py "$staging/radvex/archive"
 cp -L "$package"/bin/* "$staging/radvex/bin"
 # Each library once, under the name by which the others ask for it.
 cp -L "$package"/lib/{Radvex.so,radvexDatasets.so,libTT32i4.so,libdcmtk.so.17} "$staging/radvex/lib"

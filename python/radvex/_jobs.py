@@ -10,7 +10,7 @@ import os
 import signal
 import socket
 import subprocess
-from typing import Any, Callable, Dict, Iterator, List, Optional, Tuple, Union
+from typing import Any, Callable, Dict, Iterator, List, Optional, Sequence, Tuple, Union
 
 from radvex._errors import Error, ReaderDied, UsageError, _exception
 from radvex._library import program
@@ -92,7 +92,9 @@ def end_of(status: int) -> str:
 class Job:
     """One run of the program. It is ended with this object."""
 
-    def __init__(self, path: str, request: Dict[str, Any], progress: Progress = False) -> None:
+    def __init__(
+        self, path: str, request: Dict[str, Any], progress: Progress = False, descriptors: Sequence[int] = ()
+    ) -> None:
         self._path = path
         self._bar = Bar(progress)
         self._socket, theirs = socket.socketpair(socket.AF_UNIX, socket.SOCK_SEQPACKET)
@@ -101,7 +103,7 @@ class Job:
             command: List[Union[str, bytes]] = [program("radvex-worker"), str(number), os.fsencode(path)]
             command.append(json.dumps(request))
             try:
-                self._process = subprocess.Popen(command, pass_fds=[number], stdin=subprocess.DEVNULL)
+                self._process = subprocess.Popen(command, pass_fds=[number, *descriptors], stdin=subprocess.DEVNULL)
             except BaseException:
                 self._socket.close()
                 raise
@@ -149,7 +151,27 @@ class Job:
                 for kind, content in message.items():
                     yield kind, content, descriptor
 
+    def announced(self, key: str) -> Iterator[Tuple[Dict[str, Any], bytes]]:
+        """Messages that have the key, each with the bytes that follow it."""
+        while True:
+            message, _ = self._receive()
+            if message is None:
+                raise ReaderDied(self._path, end_of(self._process.wait()))
+            if "error" in message:
+                raise _error_of(message["error"])
+            if "done" in message:
+                return
+            if key in message:
+                content, _ = self._receive_bytes()
+                yield message, content or b""
+
     def _receive(self) -> Tuple[Optional[Dict[str, Any]], Optional[int]]:
+        text, descriptor = self._receive_bytes()
+        content: Optional[Dict[str, Any]] = json.loads(text) if text is not None else None
+        return content, descriptor
+
+    def _receive_bytes(self) -> Tuple[Optional[bytes], Optional[int]]:
+        """Nothing at the end."""
         try:
             text, descriptors, _, _ = socket.recv_fds(self._socket, _LONGEST_MESSAGE, 1)
         except ConnectionResetError:  # said once, when the program ended without reading take(); what it sent is there
@@ -160,8 +182,7 @@ class Job:
         if text == b"\n" and descriptor is not None:  # too long for a message
             text = bytes(samples_of(descriptor))
             descriptor = None
-        content: Dict[str, Any] = json.loads(text)
-        return content, descriptor
+        return text, descriptor
 
 
 def _error_of(error: Dict[str, Any]) -> Error:

@@ -153,19 +153,23 @@ class Describer {
 
 void sendRecords(velmora::Host& host, const Request& request, const Messages& messages) {
     Describer describer(host, request);
-    Json records = Json::array();
+    std::string records;
+    std::size_t count = 0;
     const auto flush = [&] {
-        if (!records.empty()) {
-            messages.send({{"records", std::move(records)}});
-            records = Json::array();
+        if (count > 0) { // each is JSON already
+            messages.sendBytes("{\"records\":[" + records + "]}");
+            records.clear();
+            count = 0;
         }
     };
     workers::forEachInBlocks(
         request.jobs, describer.count(), [&](std::size_t item) { return describer.describe(item); },
         [&](std::size_t item, const workers::WorkResult& result) {
-            records.push_back(result.isDone() ? formats::parseJson(result.output)
-                                              : Json{{"i", item}, {"broken", result.problem()}, {"end", result.end}});
-            if (records.size() >= kRecordsInMessage) {
+            records += count++ == 0 ? "" : ",";
+            records += result.isDone()
+                           ? result.output
+                           : formats::dumpJson({{"i", item}, {"broken", result.problem()}, {"end", result.end}});
+            if (count >= kRecordsInMessage) {
                 flush();
             }
         });

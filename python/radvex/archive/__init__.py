@@ -1,0 +1,12 @@
+"""Archives: folders of more files than one process should read. The work is done by the workers of a Dask cluster, which
+may be processes of this machine.
+
+>>> import radvex.archive
+>>> counts = radvex.archive.index("ARCHIVE", "index.sqlite")
+>>> radvex.archive.find("index.sqlite", "Modality = 'CT'")
+"""
+
+from radvex.archive._find import Found, find, frame
+from radvex.archive._index import index
+
+__all__ = ["Found", "find", "frame", "index"]

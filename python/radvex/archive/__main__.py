@@ -1,0 +1,105 @@
+"""The command radvex-archive."""
+
+from __future__ import annotations
+
+import argparse
+import csv
+import json
+import os
+import sys
+from typing import Any, Dict, List, Optional
+
+from radvex._errors import Error, UsageError
+from radvex.archive._find import find
+from radvex.archive._index import index
+
+
+def _say(state: Dict[str, Any]) -> None:
+    text = "{read} files read, {unchanged} unchanged, {failed} failed, {perSecond:.0f} a second".format(**state)
+    sys.stderr.write("\r" + text.ljust(79) if sys.stderr.isatty() else "")
+    sys.stderr.flush()
+
+
+def _index(options: argparse.Namespace) -> None:
+    counts = index(
+        options.archive,
+        options.index,
+        workers=options.workers,
+        cluster=options.cluster,
+        digests=options.digests,
+        progress=None if options.quiet else _say,
+    )
+    if sys.stderr.isatty() and not options.quiet:
+        sys.stderr.write("\r" + " " * 79 + "\r")
+    if options.json:
+        print(json.dumps(counts))
+    elif not options.quiet:
+        print(
+            "{read} files read ({perSecond:.0f} a second), {unchanged} unchanged: {dicom} DICOM, {notDicom} other, "
+            "{broken} broken, {vanished} vanished".format(**counts)
+        )
+
+
+def _find(options: argparse.Namespace) -> None:
+    found = find(options.index, options.where, sql=options.sql)
+    if options.paths:
+        if "path" not in found.columns:
+            raise UsageError("The query has no column 'path'.")
+        place = found.columns.index("path")
+        for row in found.rows:
+            sys.stdout.buffer.write(os.fsencode(row[place]) + (b"\0" if options.null else b"\n"))
+    elif options.json:
+        for row in found.rows:
+            values = {name: value for name, value in zip(found.columns, row) if value is not None}
+            print(json.dumps(values, default=lambda value: value.decode("utf-8", "replace")))
+    else:
+        writer = csv.writer(sys.stdout, lineterminator="\n")
+        writer.writerow(found.columns)
+        writer.writerows(found.rows)
+
+
+def _parser() -> argparse.ArgumentParser:
+    parser = argparse.ArgumentParser(prog="radvex-archive", description="Works on whole archives of DICOM files")
+    commands = parser.add_subparsers(dest="command", metavar="COMMAND", required=True)
+
+    command = commands.add_parser("index", help="index the files of an archive, or what changed in it")
+    command.add_argument("archive", metavar="ARCHIVE", help="folder, which every worker sees under this path")
+    command.add_argument("index", metavar="INDEX", help="SQLite file, made if it is not there")
+    command.add_argument("--workers", type=int, metavar="N", help="processes of this machine; 0: this one alone")
+    command.add_argument("--cluster", metavar="ADDRESS", help="Dask scheduler, such as tcp://host:8786")
+    command.add_argument("--digests", action="store_true", help="read the pixels too, and keep their SHA-256")
+    command.add_argument("--json", action="store_true", help="print the counts as JSON")
+    command.add_argument("-q", "--quiet", action="store_true", help="print errors only")
+    command.set_defaults(run=_index)
+
+    command = commands.add_parser("find", help="ask an index, also while it is written")
+    command.add_argument("index", metavar="INDEX")
+    command.add_argument("--where", metavar="SQL", help="condition on the files: \"Modality = 'CT' AND Rows >= 512\"")
+    command.add_argument("--sql", metavar="QUERY", help="whole query, on files, paths, series, studies, folders")
+    command.add_argument("--paths", action="store_true", help="print the paths only, below the archive")
+    command.add_argument("-0", "--null", action="store_true", help="a null behind each path, not a line feed")
+    command.add_argument("--json", action="store_true", help="one JSON object a line, not CSV")
+    command.set_defaults(run=_find)
+    return parser
+
+
+def main(words: Optional[List[str]] = None) -> int:
+    """Runs the command. Returns its exit status: 0 done, 1 cannot be done, 2 wrong usage."""
+    options = _parser().parse_args(words)
+    try:
+        options.run(options)
+        sys.stdout.flush()
+        return 0
+    except BrokenPipeError:  # who reads has enough
+        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
+        return 0
+    except UsageError as error:
+        print(f"radvex-archive: {error}", file=sys.stderr)
+        return 2
+    except (Error, OSError, ImportError) as error:
+        print(f"radvex-archive: {error}", file=sys.stderr)
+        return 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,172 @@
+from __future__ import annotations
+
+import os
+import sqlite3
+import time
+from typing import Any, Callable, Dict, Iterator, List, Optional, Tuple
+
+from radvex._errors import FileError
+from radvex._file import PathLike
+from radvex.archive._cluster import workers_of
+from radvex.archive._describe import Batch, Record, describe, seconds_of
+from radvex.archive._listing import Folder, folders
+from radvex.archive._store import COLUMNS, Index, stored_name
+
+_SECONDS = 2.0  # of work in a batch
+_MOST = 4000  # files in a batch
+_BETWEEN_COMMITS = 1.0
+
+Progress = Callable[[Dict[str, Any]], None]
+
+
+class _Pending:
+    """A folder of which files are on their way."""
+
+    def __init__(self, folder: int, digest: str) -> None:
+        self.folder = folder
+        self.digest = digest
+        self.left = 0
+        self.is_listed = False
+
+
+class _Run:
+    """One run of the indexer."""
+
+    def __init__(self, index: Index, root: str, digests: bool, progress: Optional[Progress]) -> None:
+        self._index = index
+        self._root = root
+        self._digests = digests
+        self._progress = progress
+        self._places: Dict[str, Tuple[_Pending, str, int, int]] = {}  # path -> folder, name, size, changed
+        self._start = self._told = self._committed = time.monotonic()
+        self.read = self.unchanged = self.failed = 0
+
+    def batches(self) -> Iterator[Batch]:
+        """The files that have to be read, in batches of about the same work. Reads the list of the archive as it goes."""
+        paths: List[str] = []
+        seconds = 0.0
+        for folder in folders(self._root):
+            for path, size in self._changed(folder):
+                paths.append(path)
+                seconds += seconds_of(size, self._digests)
+                if seconds >= _SECONDS or len(paths) >= _MOST:
+                    yield Batch(self._root, paths, self._digests)
+                    paths, seconds = [], 0.0
+            self._tell()
+        if paths:
+            yield Batch(self._root, paths, self._digests)
+
+    def _changed(self, folder: Folder) -> Iterator[Tuple[str, int]]:
+        """The files of a folder that the index does not have as they are."""
+        number, digest = self._index.folder(folder.path)
+        kept = folder.digest + ("+" if self._digests else "")
+        if folder.problem:
+            self._index.finish_folder(number, None, folder.problem)
+            return
+        if digest in (kept, folder.digest + "+"):
+            self.unchanged += folder.count
+            return
+        self._index.finish_folder(number, None)
+        known = self._index.files(number)
+        pending = _Pending(number, kept)
+        for name, size, changed in folder.files():
+            was = known.pop(name, None)
+            is_same = was is not None and was[:2] == (size, changed) and was[2] != "vanished"
+            if is_same and was is not None and (was[3] or not self._digests or was[2] != "dicom"):
+                self.unchanged += 1
+                continue
+            path = f"{folder.path}/{name}" if folder.path else name
+            pending.left += 1
+            self._places[path] = (pending, name, size, changed)
+            yield path, size
+        self._index.vanish(number, known)
+        pending.is_listed = True
+        self._finish(pending)
+
+    def take(self, batch: Batch, records: List[Record]) -> None:
+        """Writes what the workers found."""
+        rows = []
+        touched: Dict[int, _Pending] = {}
+        for path, (state, reason, signal, digest, values) in zip(batch.paths, records):
+            pending, name, size, changed = self._places.pop(path)
+            columns = [values.get(column) for column in COLUMNS]
+            rows.append(
+                (pending.folder, stored_name(name), size, changed, state, reason, signal, digest, *columns)
+            )
+            pending.left -= 1
+            touched[pending.folder] = pending
+            self.read += 1
+            self.failed += state == "broken" or bool(reason and state == "dicom")
+        self._index.write(rows)
+        for pending in touched.values():
+            self._finish(pending)
+        self._commit()
+
+    def _finish(self, pending: _Pending) -> None:
+        if pending.is_listed and pending.left == 0:
+            self._index.finish_folder(pending.folder, pending.digest)
+
+    def _commit(self) -> None:
+        if time.monotonic() - self._committed >= _BETWEEN_COMMITS:
+            self._index.commit()
+            self._committed = time.monotonic()
+        self._tell()
+
+    def _tell(self) -> None:
+        now = time.monotonic()
+        if self._progress is not None and now - self._told >= 0.5:
+            self._told = now
+            self._progress(self.state())
+
+    def state(self) -> Dict[str, Any]:
+        """How far it is."""
+        seconds = time.monotonic() - self._start
+        return {
+            "read": self.read,
+            "unchanged": self.unchanged,
+            "failed": self.failed,
+            "seconds": seconds,
+            "perSecond": self.read / seconds if seconds else 0.0,
+        }
+
+
+def index(
+    archive: PathLike,
+    path: PathLike,
+    *,
+    workers: Optional[int] = None,
+    cluster: Optional[str] = None,
+    digests: bool = False,
+    progress: Optional[Progress] = None,
+) -> Dict[str, Any]:
+    """Indexes an archive: one row for each file below a folder, with what the file says about itself or why it cannot be
+    read, and tables of series and studies. What did not change since the last run is not read again, and what is gone is
+    marked. A run that was ended in any way goes on where it was.
+
+    archive: the folder, which every worker has to see under the same path
+    path: of the index, an SQLite file. It is made if it is not there, and belongs to one archive
+    workers: processes of this machine; by default as many as there are cores; 0: this process reads
+    cluster: the address of a Dask scheduler, whose workers read instead; they need this package
+    digests: also read all pixels, and keep the SHA-256 of the stored values of each file
+    progress: gets a dict with "read", "unchanged", "failed", "seconds" and "perSecond" from time to time
+
+    Returns the numbers of files: "read" and "unchanged" in this run, "dicom", "notDicom", "broken" and "vanished" in all.
+
+    Raises FileError, FileNotFoundError.
+    """
+    root = os.path.realpath(os.fspath(archive))
+    if not os.path.isdir(root):
+        raise FileNotFoundError(2, "There is no such folder", os.fspath(archive))
+    kept = Index(os.fspath(path), root)
+    try:
+        run = _Run(kept, root, digests, progress)
+        with workers_of(workers, cluster) as crew:
+            for batch, records in crew.run(describe, run.batches()):
+                run.take(batch, records)
+        kept.commit()
+        kept.finish()
+        return {**run.state(), "dicom": 0, "notDicom": 0, "broken": 0, "vanished": 0, **kept.counts()}
+    except sqlite3.DatabaseError as error:
+        raise FileError(f"{os.fspath(path)} cannot be written: {error}. What was read before is in it.") from None
+    finally:
+        kept.close()

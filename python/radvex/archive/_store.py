@@ -1,0 +1,191 @@
+"""The index: one SQLite file, written by one process and read by any number."""
+
+from __future__ import annotations
+
+import os
+import sqlite3
+from typing import Any, Dict, Iterable, Iterator, List, Optional, Sequence, Tuple, Union
+
+from radvex._errors import FileError
+
+COLUMNS: Dict[str, str] = {
+    "SOPClassUID": "TEXT",
+    "SOPInstanceUID": "TEXT",
+    "TransferSyntaxUID": "TEXT",
+    "PatientID": "TEXT",
+    "StudyInstanceUID": "TEXT",
+    "SeriesInstanceUID": "TEXT",
+    "Modality": "TEXT",
+    "StudyDate": "TEXT",
+    "SeriesDate": "TEXT",
+    "AcquisitionDate": "TEXT",
+    "SeriesNumber": "TEXT",
+    "InstanceNumber": "TEXT",
+    "SeriesDescription": "TEXT",
+    "StudyDescription": "TEXT",
+    "Manufacturer": "TEXT",
+    "ManufacturerModelName": "TEXT",
+    "Rows": "INTEGER",
+    "Columns": "INTEGER",
+    "NumberOfFrames": "TEXT",
+    "BitsStored": "INTEGER",
+}
+"""The attributes that a file has a column for."""
+
+_VERSION = 1
+_SCHEMA = f"""
+CREATE TABLE archive (root, runs INTEGER NOT NULL, version INTEGER NOT NULL);
+CREATE TABLE folders (id INTEGER PRIMARY KEY, path UNIQUE NOT NULL, digest TEXT, run INTEGER NOT NULL, problem TEXT);
+CREATE TABLE files (
+    folder INTEGER NOT NULL REFERENCES folders(id), name NOT NULL, size INTEGER NOT NULL, changed INTEGER NOT NULL,
+    state TEXT NOT NULL, reason TEXT, signal INTEGER, digest TEXT, {", ".join(f"{name} {kind}" for name, kind in COLUMNS.items())},
+    PRIMARY KEY (folder, name)) WITHOUT ROWID;
+CREATE INDEX files_series ON files(SeriesInstanceUID) WHERE state = 'dicom';
+CREATE TABLE series (SeriesInstanceUID TEXT, StudyInstanceUID TEXT, PatientID TEXT, Modality TEXT, SeriesNumber TEXT,
+    SeriesDescription TEXT, files INTEGER, bytes INTEGER);
+CREATE TABLE studies (StudyInstanceUID TEXT, PatientID TEXT, StudyDate TEXT, StudyDescription TEXT, series INTEGER,
+    files INTEGER, bytes INTEGER);
+CREATE VIEW paths AS SELECT CASE folders.path WHEN '' THEN name ELSE folders.path || '/' || name END AS path, files.*
+    FROM files JOIN folders ON folders.id = files.folder;
+"""
+
+_SUMMARIES = """
+DELETE FROM series;
+INSERT INTO series SELECT SeriesInstanceUID, min(StudyInstanceUID), min(PatientID), min(Modality), min(SeriesNumber),
+    min(SeriesDescription), count(*), sum(size) FROM files WHERE state = 'dicom' GROUP BY SeriesInstanceUID;
+DELETE FROM studies;
+INSERT INTO studies SELECT StudyInstanceUID, min(PatientID), min(StudyDate), min(StudyDescription),
+    count(DISTINCT SeriesInstanceUID), count(*), sum(size) FROM files WHERE state = 'dicom' GROUP BY StudyInstanceUID;
+"""
+
+Name = Union[str, bytes]
+
+
+def stored_name(name: str) -> Name:
+    """A file name as it is kept: text, or its bytes if they are no UTF-8."""
+    try:
+        name.encode()
+    except UnicodeEncodeError:
+        return os.fsencode(name)
+    return name
+
+
+class Index:
+    """An index that this process writes. Nothing counts before `commit`."""
+
+    def __init__(self, path: str, root: str) -> None:
+        self.path = path
+        try:
+            self._database = sqlite3.connect(path, isolation_level=None)
+            self._open(root)
+        except sqlite3.DatabaseError as error:
+            raise FileError(f"{path} cannot be used as an index: {error}.") from None
+
+    def _open(self, root: str) -> None:
+        database = self._database
+        database.execute("PRAGMA journal_mode = WAL")
+        database.execute("PRAGMA synchronous = NORMAL")
+        known = database.execute("SELECT count(*) FROM sqlite_master WHERE name = 'archive'").fetchone()[0]
+        database.execute("BEGIN IMMEDIATE")
+        if not known:
+            if database.execute("SELECT count(*) FROM sqlite_master").fetchone()[0]:
+                raise FileError(f"{self.path} is a database of something else.")
+            for statement in _SCHEMA.split(";\n"):
+                if statement.strip():
+                    database.execute(statement)
+            database.execute("INSERT INTO archive VALUES (?, 0, ?)", (stored_name(root), _VERSION))
+        kept, runs, version = database.execute("SELECT root, runs, version FROM archive").fetchone()
+        if version != _VERSION:
+            raise FileError(f"{self.path} was written by another version of this program.")
+        if os.fsdecode(kept) != root:
+            raise FileError(f"{self.path} is the index of {os.fsdecode(kept)}, not of {root}.")
+        self.run: int = runs + 1
+        database.execute("UPDATE archive SET runs = ?", (self.run,))
+
+    def close(self) -> None:
+        """Leaves out what was not committed."""
+        self._database.close()
+
+    def commit(self) -> None:
+        """What was written counts from here on."""
+        self._database.execute("COMMIT")
+        self._database.execute("BEGIN IMMEDIATE")
+
+    def folder(self, path: str) -> Tuple[int, Optional[str]]:
+        """The number of a folder, which is noted as seen in this run, and the digest of the list of its files as it was
+        last read to the end; None when it was not."""
+        name = stored_name(path)
+        found = self._database.execute("SELECT id, digest FROM folders WHERE path = ?", (name,)).fetchone()
+        if found is None:
+            row = self._database.execute("INSERT INTO folders(path, run) VALUES (?, ?)", (name, self.run))
+            return int(row.lastrowid or 0), None
+        self._database.execute("UPDATE folders SET run = ? WHERE id = ?", (self.run, found[0]))
+        return found[0], found[1]
+
+    def finish_folder(self, folder: int, digest: Optional[str], problem: str = "") -> None:
+        """Every file of the folder's list is in the index; None: not yet."""
+        self._database.execute(
+            "UPDATE folders SET digest = ?, problem = ? WHERE id = ?", (digest, problem or None, folder)
+        )
+
+    def files(self, folder: int) -> Dict[str, Tuple[int, int, str, bool]]:
+        """Size, time of the last change, state, and whether there is a digest of the pixels, by name."""
+        rows = self._database.execute(
+            "SELECT name, size, changed, state, digest IS NOT NULL FROM files WHERE folder = ?", (folder,)
+        )
+        return {os.fsdecode(row[0]): (row[1], row[2], row[3], bool(row[4])) for row in rows}
+
+    def write(self, records: Iterable[Sequence[Any]]) -> None:
+        """Folder, name, size, changed, state, reason, signal, digest and the columns of each file."""
+        marks = ", ".join("?" * (8 + len(COLUMNS)))
+        self._database.executemany(f"INSERT OR REPLACE INTO files VALUES ({marks})", records)
+
+    def vanish(self, folder: int, names: Iterable[str]) -> None:
+        """Marks files that are no longer there."""
+        self._database.executemany(
+            "UPDATE files SET state = 'vanished' WHERE folder = ? AND name = ?",
+            ((folder, stored_name(name)) for name in names),
+        )
+
+    def finish(self) -> None:
+        """Marks the files of folders that are no longer there, and counts series and studies anew."""
+        self._database.execute(
+            "UPDATE files SET state = 'vanished' WHERE state != 'vanished' AND folder IN "
+            "(SELECT id FROM folders WHERE run != ?)",
+            (self.run,),
+        )
+        self._database.execute("UPDATE folders SET digest = NULL WHERE run != ?", (self.run,))
+        for statement in _SUMMARIES.split(";\n"):
+            if statement.strip():
+                self._database.execute(statement)
+        self.commit()
+
+    def counts(self) -> Dict[str, int]:
+        """The number of files in each state."""
+        rows = self._database.execute("SELECT state, count(*) FROM files GROUP BY state")
+        return {state: count for state, count in rows}
+
+
+def read_only(path: str) -> sqlite3.Connection:
+    """An index to be queried, also while it is being written."""
+    if not os.path.exists(path):
+        raise FileNotFoundError(2, "There is no such index", path)
+    database = sqlite3.connect(f"file:{_quoted(path)}?mode=ro", uri=True)
+    try:
+        database.execute("SELECT root FROM archive")
+    except sqlite3.DatabaseError as error:
+        database.close()
+        raise FileError(f"{path} is no index: {error}.") from None
+    return database
+
+
+def _quoted(path: str) -> str:
+    from urllib.parse import quote
+
+    return quote(os.path.abspath(path))
+
+
+def rows_of(database: sqlite3.Connection, sql: str, values: Sequence[Any] = ()) -> Tuple[List[str], Iterator[Tuple[Any, ...]]]:
+    """The names of the columns of a query, and its rows as they come."""
+    cursor = database.execute(sql, values)
+    return [column[0] for column in cursor.description or ()], iter(cursor)
