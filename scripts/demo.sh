@@ -64,6 +64,12 @@ printf "$ python3 -c '%s'\n" "$ask"
 PYTHONPATH=$build/python PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 -c "$ask"
 cd - >/dev/null
 
+title "An index of all samples"
+index=$(mktemp -d)
+echo "$ radvex-archive index SAMPLES index.sqlite --workers 0"
+PYTHONPATH=$build/python PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 -m radvex.archive index "$samples" "$index/index.sqlite" --workers 0
+rm -r "$index"
+
 title "A file that is not there"
 show frames missing.dcm
 "$radvex" frames missing.dcm || echo "(exit status $?)"

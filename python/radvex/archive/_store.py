@@ -77,9 +77,16 @@ class Index:
         self.path = path
         try:
             self._database = sqlite3.connect(path, isolation_level=None)
+        except sqlite3.DatabaseError as error:
+            raise FileError(f"{path} cannot be opened: {error}.") from None
+        try:
             self._open(root)
         except sqlite3.DatabaseError as error:
+            self.close()
             raise FileError(f"{path} cannot be used as an index: {error}.") from None
+        except BaseException:
+            self.close()
+            raise
 
     def _open(self, root: str) -> None:
         database = self._database
