@@ -11,14 +11,14 @@ import sys
 import time
 
 import numpy as np
+import psutil
 import pydicom
 import pytest
 
 import builders
 import radvex
 from radvex.archive import find, frame, index
-from radvex.archive._cluster import halves
-from radvex.archive._describe import Batch, describe
+from radvex.archive._describe import Batch, describe, halves
 
 COLUMNS = "SOPClassUID, SOPInstanceUID, TransferSyntaxUID, PatientID, SeriesInstanceUID, Modality, Rows, Columns"
 
@@ -240,6 +240,7 @@ def indexing(archive, path, workers=2, **options):
     with open(script, "w") as file:
         file.write(CLUSTER)
     command = [sys.executable, script, archive, path, str(workers)]
+    options["env"] = {**os.environ, "TMPDIR": os.path.dirname(path)}
     return subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, **options)
 
 
@@ -298,19 +299,19 @@ def test_a_run_whose_client_is_killed_goes_on_where_it_was(tmp_path):
     assert counts["read"] == 20053 - before and counts["unchanged"] == before  # nothing twice
 
 
-def test_a_worker_that_is_killed_costs_only_time(tmp_path):
-    import psutil
+def readers(process):
+    """The programs that read files for the workers of Dask."""
+    found = [each for each in psutil.Process(process.pid).children(recursive=True) if each.name() == "radvex-worker"]
+    return [each for each in found if each.ppid() not in (process.pid, *(other.pid for other in found))]
 
+
+@pytest.mark.parametrize("ended", ["worker", "program"])
+def test_a_worker_that_is_killed_costs_only_time(tmp_path, ended):
     many(tmp_path / "archive", 20000)
     process = indexing(tmp_path / "archive", tmp_path / "i.sqlite")
-
-    def workers():
-        return [each for each in psutil.Process(process.pid).children(recursive=True) if each.name() == "radvex-worker"]
-
-    wait_for(lambda: len(workers()) > 1)
-    worker = workers()[-1].parent()  # the process of Dask that waits for it
-    if worker.pid != process.pid:
-        worker.kill()
+    wait_for(lambda: readers(process))
+    reader = readers(process)[0]
+    (reader.parent() if ended == "worker" else reader).kill()
     counts = numbers(finished(process))
     assert counts["dicom"] == 20003 and counts["broken"] == 50 and counts["read"] == 20053
 

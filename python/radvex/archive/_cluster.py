@@ -3,23 +3,18 @@
 from __future__ import annotations
 
 import importlib
+import tempfile
 from collections import deque
 from contextlib import contextmanager
-from typing import Any, Callable, Deque, Iterable, Iterator, List, Optional, Tuple
+from typing import Any, Callable, Deque, Dict, Iterable, Iterator, List, Optional, Tuple
 
 from radvex._jobs import jobs_of
-from radvex.archive._describe import Batch, Record
+from radvex.archive._describe import Batch, Record, halves
 
 Work = Callable[[Batch], List[Record]]
 Outcome = Tuple[Batch, List[Record]]
 
 _AHEAD = 2  # batches that wait at each worker while it works on another
-
-
-def halves(batch: Batch) -> List[Batch]:
-    """The batch in two parts."""
-    middle = len(batch.paths) // 2
-    return [batch._replace(paths=batch.paths[:middle]), batch._replace(paths=batch.paths[middle:])]
 
 
 def killer(batch: Batch) -> Outcome:
@@ -51,11 +46,13 @@ class Cluster:
         source = iter(batches)
         again: Deque[Batch] = deque()
         running = self._distributed.as_completed()
-        on_their_way = {}
+        on_their_way: Dict[Any, Batch] = {}
 
         def give() -> None:
             while len(on_their_way) < _AHEAD * max(1, len(self._client.scheduler_info()["workers"])):
-                batch = again.popleft() if again else next(source, None)
+                batch = again.popleft() if again else None
+                if batch is None:
+                    batch = next(source, None)
                 if batch is None:
                     return
                 future = self._client.submit(work, batch, pure=False)
@@ -97,7 +94,13 @@ def workers_of(workers: Optional[int], cluster: Optional[str]) -> Iterator[Any]:
         with distributed.Client(cluster) as client:
             yield Cluster(client)
         return
-    with distributed.LocalCluster(
-        n_workers=count, threads_per_worker=1, processes=True, dashboard_address=None, silence_logs=50
-    ) as local, distributed.Client(local) as client:
-        yield Cluster(client)
+    with tempfile.TemporaryDirectory(prefix="radvex-") as folder:  # where workers would put what their memory cannot hold
+        with distributed.LocalCluster(
+            n_workers=count,
+            threads_per_worker=1,
+            processes=True,
+            dashboard_address=None,
+            silence_logs=50,
+            local_directory=folder,
+        ) as local, distributed.Client(local) as client:
+            yield Cluster(client)

@@ -6,6 +6,7 @@ import os
 import re
 from typing import Any, Dict, List, NamedTuple, Optional, Tuple
 
+from radvex._errors import ReaderDied
 from radvex._jobs import Job
 from radvex.archive._store import COLUMNS
 
@@ -23,7 +24,23 @@ class Batch(NamedTuple):
 
 def describe(batch: Batch) -> List[Record]:
     """A record for each file of the batch, in its order. The files are read by a process of their own, so that one that
-    ends its reader is charged with that, and the others are read all the same."""
+    ends its reader is charged with that, and the others are read all the same. If the program around that process ends,
+    too, as the system may end what takes all memory, the halves of the batch are tried."""
+    try:
+        return _described(batch)
+    except ReaderDied as error:
+        if len(batch.paths) == 1:
+            return [("broken", str(error), error.signal, None, {})]
+    return [record for half in halves(batch) for record in describe(half)]
+
+
+def halves(batch: Batch) -> List[Batch]:
+    """The batch in two parts."""
+    middle = len(batch.paths) // 2
+    return [batch._replace(paths=batch.paths[:middle]), batch._replace(paths=batch.paths[middle:])]
+
+
+def _described(batch: Batch) -> List[Record]:
     records: List[Optional[Record]] = [None] * len(batch.paths)
     descriptor = os.memfd_create("radvex-batch")
     try:

@@ -64,7 +64,7 @@ class _Run:
             self._index.finish_folder(number, None, folder.problem)
             return
         if digest in (kept, folder.digest + "+"):
-            self.unchanged += folder.count
+            self.unchanged += folder.number
             return
         self._index.finish_folder(number, None)
         known = self._index.files(number)

@@ -12,14 +12,14 @@ class Folder(NamedTuple):
 
     path: str  # below the root; empty for the root itself
     digest: str  # of the list of its files
-    count: int
+    number: int  # of its files
     problem: str  # why it cannot be read; empty if it can
     raw: bytes
 
     def files(self) -> Iterator[Tuple[str, int, int]]:
         """Name, size in bytes and time of the last change in nanoseconds of each file."""
         parts = self.raw.split(b"\0")
-        for index in range(0, 3 * self.count, 3):
+        for index in range(0, 3 * self.number, 3):
             yield parts[index].decode("utf-8", "surrogateescape"), int(parts[index + 1]), int(parts[index + 2])
 
 
