@@ -38,7 +38,7 @@ class Anonymized(_Outcome):
     def __repr__(self) -> str:
         return (
             f"<Anonymized: {self.written} written, {self.failed} failed, {self.skipped} skipped, "
-            f"{len(self.remaining)} kinds of remains>"
+            f"{len(self.remaining)} kind{'' if len(self.remaining) == 1 else 's'} of remains>"
         )
 
 
