@@ -2,6 +2,7 @@ from __future__ import annotations
 
 import collections
 import errno
+import functools
 import json
 import math
 import operator
@@ -113,6 +114,7 @@ def _in_memory(content: Union[bytes, bytearray, memoryview]) -> int:
     return descriptor
 
 
+@functools.lru_cache(maxsize=4096)
 def _digits(tag: Tag) -> str:
     """A keyword, or eight hexadecimal digits."""
     if isinstance(tag, tuple) and len(tag) == 2:
@@ -164,6 +166,7 @@ class File:
             self._path = f"/proc/self/fd/{descriptor}"
             self._name = str(getattr(source, "name", "")) or "The file in memory"
         self._descriptor = descriptor
+        self._native = os.fsencode(self._path)
         try:
             _readers.open(self._path)
         except LibraryError as error:
@@ -206,7 +209,7 @@ class File:
         """The path for the library: it need not be text."""
         if not self._is_open:
             raise FileError(f"{self._name} was closed.")
-        return os.fsencode(self._path)
+        return self._native
 
     def __getitem__(self, tag: Tag) -> Any:
         path = self._require_open()

@@ -10,7 +10,7 @@ import os
 import signal
 import socket
 import subprocess
-from typing import Any, Callable, Dict, Iterator, List, Optional, Sequence, Tuple, Union
+from typing import Any, Callable, Dict, Iterable, Iterator, List, Optional, Sequence, Tuple, Union
 
 from radvex._errors import Error, ReaderDied, UsageError, _exception
 from radvex._library import program
@@ -189,6 +189,19 @@ def _error_of(error: Dict[str, Any]) -> Error:
     return _exception(
         error["kind"], error["sentence"], error.get("code", 0), error.get("name", ""), error.get("parameters", ())
     )
+
+
+def path_list(paths: Iterable[str]) -> int:
+    """The descriptor of a file in memory with paths, each with a null behind, as the program takes them."""
+    descriptor = os.memfd_create("radvex-list")
+    try:
+        with os.fdopen(descriptor, "wb", closefd=False) as file:
+            for path in paths:
+                file.write(os.fsencode(path) + b"\0")
+    except BaseException:
+        os.close(descriptor)
+        raise
+    return descriptor
 
 
 def run_command(arguments: Any) -> Tuple[int, str, str]:

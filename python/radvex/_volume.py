@@ -5,7 +5,8 @@ import json
 import os
 import tempfile
 import warnings
-from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Tuple
+from contextlib import ExitStack
+from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple, Union, cast
 
 import numpy as np
 import numpy.typing as npt
@@ -13,7 +14,7 @@ import numpy.typing as npt
 from radvex import _radvex
 from radvex._errors import NoPicturesError, RadvexWarning, ReaderDied, UsageError, VolumeError, in_python
 from radvex._file import PathLike, Window, window_words
-from radvex._jobs import Job, Progress, jobs_of, require_keys, samples_of
+from radvex._jobs import Job, Progress, jobs_of, path_list, require_keys, samples_of
 
 _TYPES = {"s8": "i1", "u8": "u1", "s16": "<i2", "u16": "<u2", "s32": "<i4", "u32": "<u4", "f32": "<f4", "f64": "<f8"}
 
@@ -83,6 +84,12 @@ class Volume:
         return self.array.dtype
 
     @property
+    def axes(self) -> List[str]:
+        """The names of the axes: "t" for four dimensions, "z", "y", "x", and "channel" for colour."""
+        time = ["t"] if self._header["volumes"] > 1 else []
+        return [*time, "z", "y", "x", *(["channel"] if self._header["channels"] > 1 else [])]
+
+    @property
     def has_position(self) -> bool:
         """Whether one matrix tells where every voxel lies."""
         return bool(self._header["hasPosition"])
@@ -141,28 +148,23 @@ class Volume:
 
     def to_xarray(self) -> Any:
         """An xarray.DataArray with the dimensions ([t, ]z, y, x[, channel]), distances from the first voxel along each
-        axis in millimetres as coordinates, and unit, affine and findings as attributes. The samples are those of this
+        axis in millimetres as coordinates, and units, affine and findings as attributes. The samples are those of this
         volume, not a copy."""
         xarray = importlib.import_module("xarray")
         self._require_shape()
-        names = ["z", "y", "x"]
         coordinates: Dict[str, Any] = {
-            name: np.arange(size) * step for name, size, step in zip(names, self._spatial(), self.spacing)
+            name: np.arange(size) * step for name, size, step in zip("zyx", self._spatial(), self.spacing)
         }
-        if self._header["volumes"] > 1:
-            names.insert(0, "t")
-            if self.seconds is not None:
-                coordinates["t"] = self.seconds
-        if self._header["channels"] > 1:
-            names.append("channel")
+        if self.seconds is not None:
+            coordinates["t"] = self.seconds
         attributes: Dict[str, Any] = {
-            "unit": self.unit or "",
+            "units": self.unit or "",
             "series": self.series,
             "findings": [finding.sentence for finding in self.findings],
         }
         if self.has_position:
             attributes["affine"] = self.affine
-        return xarray.DataArray(self.array, dims=names, coords=coordinates, attrs=attributes, name=self.values)
+        return xarray.DataArray(self.array, dims=self.axes, coords=coordinates, attrs=attributes, name=self.values)
 
     def _spatial(self) -> Tuple[int, int, int]:
         return self._header["slices"], self._header["rows"], self._header["columns"]
@@ -249,7 +251,7 @@ class _Request:
 
     def __init__(
         self,
-        path: PathLike,
+        path: Union[PathLike, Sequence[PathLike]],
         single: bool,
         *,
         values: str,
@@ -262,7 +264,15 @@ class _Request:
     ) -> None:
         if values in ("modality", "stored") and (window is not None or scaling != "minmax"):
             raise UsageError(f'window and scaling go with values="rendered", not with values="{values}".')
-        self.path = os.path.abspath(os.fspath(path))
+        self.files: List[str] = []
+        if isinstance(path, (list, tuple)):
+            self.files = [os.path.abspath(os.fspath(each)) for each in path]
+            if not self.files:
+                raise UsageError("The list of files is empty.")
+            if any(options[name] is not None for name in ("patient", "study", "series")):
+                raise UsageError("series, study and patient choose from a folder; a list of files is one series.")
+            path = self.files[0]
+        self.path = os.path.abspath(os.fspath(cast(PathLike, path)))
         if not os.path.exists(self.path):
             raise FileNotFoundError(2, "There is no such file or folder", self.path)
         require_keys(**{name: options[name] for name in ("patient", "study", "series")})
@@ -280,7 +290,13 @@ class _Request:
 
     def run(self) -> Iterator[Any]:
         """Volumes, and exceptions for what is none."""
-        with Job(self.path, self.message, self.progress) as job:
+        with ExitStack() as kept:
+            descriptors = []
+            if self.files:
+                descriptors.append(path_list(self.files))
+                kept.callback(os.close, descriptors[0])
+                self.message["list"] = descriptors[0]
+            job = kept.enter_context(Job(self.path, self.message, self.progress, descriptors))
             for kind, content, descriptor in job.messages():
                 if kind == "volume" and descriptor is not None:
                     volume = _volume_of(content, descriptor)
@@ -291,7 +307,7 @@ class _Request:
 
 
 def volume(
-    path: PathLike,
+    path: Union[PathLike, Sequence[PathLike]],
     series: Optional[str] = None,
     *,
     study: Optional[str] = None,
@@ -309,7 +325,7 @@ def volume(
 ) -> Volume:
     """Reads a series as a volume. Either every voxel lies where its slice says, or an exception says why not.
 
-    path: a DICOMDIR, a folder, or one file whose frames are slices
+    path: a DICOMDIR, a folder, one file whose frames are slices, or a list with the files of one series
     series, study, patient: SeriesInstanceUID, StudyInstanceUID, PatientID; needed when there is more than one
     values: "modality" (HU for CT), "stored" (with slope and intercept), or "rendered" (grey levels; see window)
     four_d: join points in time, echoes or b-values to one volume [t][k][j][i]
@@ -351,11 +367,11 @@ def volume(
         _warn(outcome)
         found: Volume = outcome
         return found
-    raise VolumeError(f"{os.fspath(path)} gave no volume.")
+    raise VolumeError(f"{request.path} gave no volume.")
 
 
 def volumes(
-    path: PathLike,
+    path: Union[PathLike, Sequence[PathLike]],
     *,
     series: Optional[str] = None,
     study: Optional[str] = None,

@@ -17,7 +17,7 @@ struct Request {
     std::string path{};           ///< a medium or a folder, for volumes also one file
     media::Selection selection{}; ///< "patient", "study", "series": their keys
     std::size_t jobs = 0;         ///< processes that read files, at least 1
-    int list = -1;                ///< "list": descriptor of a file with the paths to describe, each with a null behind
+    int list = -1; ///< "list": descriptor of a file with paths, see pathsIn: files to describe, or those of one series
     std::vector<std::string> keywords{};                    ///< "keywords": of the attributes to describe
     bool withPixels = false;                                ///< "pixels": describe them too
     bool isSingle = false;                                  ///< "single": there has to be exactly one volume

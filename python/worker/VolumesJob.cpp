@@ -5,6 +5,7 @@
 #include "media/Medium.h"
 #include "media/MediumTree.h"
 #include "python/HeaderJson.h"
+#include "python/worker/FileList.h"
 #include "python/worker/Jobs.h"
 #include "volume/SeriesReader.h"
 #include "volume/VolumeAssembly.h"
@@ -39,6 +40,20 @@ std::vector<volume::SeriesFiles> requireSeries(velmora::Host& host, const media:
     return all;
 }
 
+/// The one file, or the files of a list as one series. @throws VolumeError, LibraryError
+volume::SeriesFiles seriesOfFiles(velmora::Host& host, const Request& request) {
+    if (request.list < 0) {
+        return volume::seriesOfFile(host, request.path);
+    }
+    std::vector<std::string> files = pathsIn(request.list);
+    if (files.empty()) {
+        throw VolumeError("The list of files is empty.");
+    }
+    volume::SeriesFiles series = volume::seriesOfFile(host, files.front());
+    series.files = std::move(files);
+    return series;
+}
+
 class VolumesJob {
   public:
     VolumesJob(const Request& request, Messages& messages) : mRequest(request), mMessages(messages) {}
@@ -49,7 +64,8 @@ class VolumesJob {
         std::size_t done = 0;
         volume::SeriesSlices slices =
             reader.read(index, [&] { progress("Reading series " + series.series, ++done, series.files.size()); });
-        if (isFile(mRequest.path) && !mRequest.plan.isForced) {
+        const bool isFileAlone = mRequest.list < 0 ? isFile(mRequest.path) : series.files.size() == 1;
+        if (isFileAlone && !mRequest.plan.isForced) {
             volume::requirePlacedFrames(slices, mRequest.path + ": ", "; force=True stacks them in their order");
         }
         const volume::SeriesVolumes all = volume::assembleVolumes(slices, mRequest.plan, mRequest.isFourD);
@@ -89,11 +105,10 @@ class VolumesJob {
 } // namespace
 
 void sendVolumes(velmora::Host& host, const Request& request, Messages& messages) {
-    const bool isAlone = isFile(request.path);
+    const bool isAlone = request.list >= 0 || isFile(request.path);
     const auto medium = isAlone ? std::make_unique<media::Medium>(media::Medium::SingleFile{request.path})
                                 : std::make_unique<media::Medium>(request.path, request.jobs, messages.progress());
-    const auto all =
-        isAlone ? std::vector{volume::seriesOfFile(host, request.path)} : requireSeries(host, *medium, request);
+    const auto all = isAlone ? std::vector{seriesOfFiles(host, request)} : requireSeries(host, *medium, request);
     volume::SeriesReader reader(host, *medium, all, request.kind, request.rendering, request.jobs);
     VolumesJob job(request, messages);
     for (std::size_t index = 0; index < all.size(); ++index) {

@@ -614,7 +614,7 @@ def test_xarray_gets_the_samples_with_their_places(tmp_path):
     assert array.coords["z"].values.tolist() == [0, 2.5, 5]
     assert array.coords["y"].values.tolist() == [0, 0.5, 1, 1.5]
     assert array.coords["x"].values.tolist() == [0, 0.75, 1.5, 2.25, 3]
-    assert array.attrs["unit"] == "HU" and array.attrs["series"] == v.series and array.attrs["findings"] == []
+    assert array.attrs["units"] == "HU" and array.attrs["series"] == v.series and array.attrs["findings"] == []
     assert np.array_equal(array.attrs["affine"], v.affine)
     assert int(array.sel(z=2.5, y=1.0, x=0.75)) == 1021
 

@@ -8,5 +8,6 @@ may be processes of this machine.
 
 from radvex.archive._find import Found, find, frame
 from radvex.archive._index import index
+from radvex.archive._volumes import LazyVolume, open, volumes
 
-__all__ = ["Found", "find", "frame", "index"]
+__all__ = ["Found", "LazyVolume", "find", "frame", "index", "volumes"]  # not open, which is Python's own elsewhere

@@ -1,4 +1,4 @@
-"""Work on batches, by this process or by the workers of a Dask cluster."""
+"""Work on items, by this process or by the workers of a Dask cluster."""
 
 from __future__ import annotations
 
@@ -6,74 +6,77 @@ import importlib
 import tempfile
 from collections import deque
 from contextlib import contextmanager
-from typing import Any, Callable, Deque, Dict, Iterable, Iterator, List, Optional, Tuple
+from typing import Any, Callable, Deque, Dict, Iterable, Iterator, Optional, Protocol, Sequence, Tuple, TypeVar
 
 from radvex._jobs import jobs_of
-from radvex.archive._describe import Batch, Record, halves
 
-Work = Callable[[Batch], List[Record]]
-Outcome = Tuple[Batch, List[Record]]
-
-_AHEAD = 2  # batches that wait at each worker while it works on another
+_AHEAD = 2  # items that are on their way to each worker, with the one on which it works
 
 
-def killer(batch: Batch) -> Outcome:
-    """What is recorded of a file that ended each worker that took it."""
-    reason = "every worker that read it was ended by it"
-    return batch, [("broken", reason, None, None, {}) for _ in batch.paths]
+class Item(Protocol):
+    """Work for one worker."""
+
+    def parts(self) -> Sequence[Any]:
+        """Smaller items that are the same work together; none if it cannot be divided."""
+
+    def lost(self, reason: str, number: Optional[int]) -> Any:
+        """The result of an item that ends whoever works on it, with a signal if one is known."""
+
+
+AnyItem = TypeVar("AnyItem", bound=Item)
 
 
 class OneProcess:
     """This process does the work, one batch after the other."""
 
-    def run(self, work: Work, batches: Iterable[Batch]) -> Iterator[Outcome]:
-        """Batches with their records."""
-        for batch in batches:
-            yield batch, work(batch)
+    def run(self, work: Callable[[AnyItem], Any], items: Iterable[AnyItem]) -> Iterator[Tuple[AnyItem, Any]]:
+        """Items with their results."""
+        for item in items:
+            yield item, work(item)
 
 
 class Cluster:
-    """The workers of a Dask cluster do the work. As many batches as they need are on their way, never all: the graph of
+    """The workers of a Dask cluster do the work. As many items as they need are on their way, never all: the graph of
     an archive would not fit into the memory of a scheduler."""
 
     def __init__(self, client: Any) -> None:
         self._client = client
         self._distributed = importlib.import_module("distributed")
 
-    def run(self, work: Work, batches: Iterable[Batch]) -> Iterator[Outcome]:
-        """Batches with their records, in the order in which they are finished. A batch whose worker goes away is done
-        by another one; when that happens again and again, its halves are tried, down to the file that does it."""
-        source = iter(batches)
-        again: Deque[Batch] = deque()
+    def run(self, work: Callable[[AnyItem], Any], items: Iterable[AnyItem]) -> Iterator[Tuple[AnyItem, Any]]:
+        """Items with their results, in the order in which they are finished. An item whose worker goes away is done by
+        another one; when that happens again and again, its parts are tried, down to the file that does it."""
+        source = iter(items)
+        again: Deque[AnyItem] = deque()
         running = self._distributed.as_completed()
-        on_their_way: Dict[Any, Batch] = {}
+        on_their_way: Dict[Any, AnyItem] = {}
 
         def give() -> None:
             while len(on_their_way) < _AHEAD * max(1, len(self._client.scheduler_info()["workers"])):
-                batch = again.popleft() if again else None
-                if batch is None:
-                    batch = next(source, None)
-                if batch is None:
+                item = again.popleft() if again else None
+                if item is None:
+                    item = next(source, None)
+                if item is None:
                     return
-                future = self._client.submit(work, batch, pure=False)
-                on_their_way[future] = batch
+                future = self._client.submit(work, item, pure=False)
+                on_their_way[future] = item
                 running.add(future)
 
         give()
         while on_their_way:
             future = next(running)
-            batch = on_their_way.pop(future)
+            item = on_their_way.pop(future)
             if future.status == "finished":
-                yield batch, future.result()
+                yield item, future.result()
             elif future.status == "error" and isinstance(future.exception(), self._distributed.KilledWorker):
-                if len(batch.paths) > 1:
-                    again.extend(halves(batch))
-                else:
-                    yield killer(batch)
+                parts = item.parts()
+                again.extend(parts)
+                if not parts:
+                    yield item, item.lost("each worker that took it was ended by it", None)
             elif future.status == "error":
                 raise future.exception()
             else:  # lost with a scheduler's memory
-                again.append(batch)
+                again.append(item)
             future.release()
             give()
 

@@ -7,7 +7,7 @@ import re
 from typing import Any, Dict, List, NamedTuple, Optional, Tuple
 
 from radvex._errors import ReaderDied
-from radvex._jobs import Job
+from radvex._jobs import Job, path_list
 from radvex.archive._store import COLUMNS
 
 Record = Tuple[str, Optional[str], Optional[int], Optional[str], Dict[str, Any]]
@@ -21,6 +21,16 @@ class Batch(NamedTuple):
     paths: List[str]  # below the root
     digests: bool
 
+    def parts(self) -> List[Batch]:
+        """Two halves; none of a single file."""
+        middle = len(self.paths) // 2
+        halves = [self._replace(paths=self.paths[:middle]), self._replace(paths=self.paths[middle:])]
+        return halves if middle else []
+
+    def lost(self, reason: str, number: Optional[int]) -> List[Record]:
+        """What is recorded of files that nobody could read. The signal is that which ended the reader."""
+        return [("broken", reason, number, None, {}) for _ in self.paths]
+
 
 def describe(batch: Batch) -> List[Record]:
     """A record for each file of the batch, in its order. The files are read by a process of their own, so that one that
@@ -29,23 +39,16 @@ def describe(batch: Batch) -> List[Record]:
     try:
         return _described(batch)
     except ReaderDied as error:
-        if len(batch.paths) == 1:
-            return [("broken", str(error), error.signal, None, {})]
-    return [record for half in halves(batch) for record in describe(half)]
-
-
-def halves(batch: Batch) -> List[Batch]:
-    """The batch in two parts."""
-    middle = len(batch.paths) // 2
-    return [batch._replace(paths=batch.paths[:middle]), batch._replace(paths=batch.paths[middle:])]
+        parts = batch.parts()
+        if not parts:
+            return batch.lost(str(error), error.signal)
+    return [record for part in parts for record in describe(part)]
 
 
 def _described(batch: Batch) -> List[Record]:
     records: List[Optional[Record]] = [None] * len(batch.paths)
-    descriptor = os.memfd_create("radvex-batch")
+    descriptor = path_list(os.path.join(batch.root, path) for path in batch.paths)
     try:
-        with os.fdopen(descriptor, "wb", closefd=False) as file:
-            file.write(b"\0".join(os.fsencode(os.path.join(batch.root, path)) for path in batch.paths))
         keywords = [name for name in COLUMNS if name != "TransferSyntaxUID"]
         request = {"job": "describe", "list": descriptor, "keywords": keywords, "pixels": batch.digests, "jobs": 1}
         with Job(batch.root, request, descriptors=[descriptor]) as job:

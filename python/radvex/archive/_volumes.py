@@ -1,0 +1,279 @@
+from __future__ import annotations
+
+import importlib
+import json
+import os
+import re
+import shutil
+import sqlite3
+import uuid
+import warnings
+from typing import Any, Callable, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple
+
+import numpy as np
+
+from radvex._errors import FileError, ReaderDied, UsageError, VolumeError
+from radvex._file import PathLike
+from radvex._volume import Volume, volumes as read_volumes
+from radvex.archive._cluster import workers_of
+from radvex.archive._store import stored_name
+
+_ENDINGS = {"zarr": ".zarr", "nifti": ".nii.gz"}
+_CHUNK = 1 << 24  # bytes, about: large enough for the disk, small enough for many at a time
+_TABLE = """
+CREATE TABLE IF NOT EXISTS volumes (
+    SeriesInstanceUID TEXT NOT NULL, label TEXT NOT NULL, state TEXT NOT NULL, reason TEXT, signal INTEGER, file TEXT,
+    format TEXT NOT NULL, shape TEXT, type TEXT, unit TEXT, spacing TEXT, affine TEXT, findings TEXT, source TEXT NOT NULL,
+    PRIMARY KEY (SeriesInstanceUID, format, label))
+"""
+
+Row = Tuple[Any, ...]
+"""Label, state, reason, signal, file, shape, type, unit, spacing, affine, findings."""
+
+
+class Series(NamedTuple):
+    """A series to make volumes of."""
+
+    uid: str
+    root: str
+    paths: List[str]  # below the root
+    output: str
+    format: str
+    source: str  # tells whether its files have changed since
+
+    def parts(self) -> Sequence[Series]:
+        """A series is not divided."""
+        return []
+
+    def lost(self, reason: str, number: Optional[int]) -> List[Row]:
+        """No volume."""
+        return [("", "refused", reason, number, *[None] * 7)]
+
+
+def make(series: Series) -> List[Row]:
+    """Writes the volumes of a series, each under another name first."""
+    files = [os.path.join(series.root, path) for path in series.paths]
+    rows: List[Row] = []
+    with warnings.catch_warnings():
+        warnings.simplefilter("ignore")
+        for volume in read_volumes(files, errors="give", jobs=1):
+            if isinstance(volume, Exception):
+                rows.append(_refused(volume))
+            else:
+                rows.append(_written(series, volume))
+    return rows
+
+
+def _refused(error: Any) -> Row:
+    findings = [finding._asdict() for finding in getattr(error, "findings", ())]
+    number = error.signal if isinstance(error, ReaderDied) else None
+    return ("", "refused", str(error), number, *[None] * 6, json.dumps(findings))
+
+
+def _written(series: Series, volume: Volume) -> Row:
+    name = re.sub(r"[^0-9A-Za-z.]", "_", series.uid) + (f"-{volume.label}" if volume.label else "")
+    name += _ENDINGS[series.format]
+    final = os.path.join(series.output, name)
+    draft = os.path.join(series.output, f".{uuid.uuid4().hex}{_ENDINGS[series.format]}")
+    try:
+        if series.format == "zarr":
+            _save_zarr(draft, volume)
+            shutil.rmtree(final, ignore_errors=True)
+        else:
+            volume.save(draft)
+        os.replace(draft, final)
+    except BaseException:
+        shutil.rmtree(draft, ignore_errors=True)
+        if os.path.exists(draft):
+            os.remove(draft)
+        raise
+    affine = volume.affine.tolist() if volume.has_position else None
+    findings = [finding._asdict() for finding in volume.findings]
+    return (
+        volume.label,
+        "written",
+        None,
+        None,
+        name,
+        json.dumps(volume.shape),
+        str(volume.dtype),
+        volume.unit,
+        json.dumps(volume.spacing),
+        json.dumps(affine),
+        json.dumps(findings),
+    )
+
+
+def _save_zarr(path: str, volume: Volume) -> None:
+    """A group with the array "values" and what is known about it as attributes; xarray.open_zarr reads it too."""
+    zarr = importlib.import_module("zarr")
+    group = zarr.open_group(path, mode="w")
+    array, axes = volume.array, volume.axes
+    chunks = list(array.shape)
+    slices = axes.index("z")
+    bytes_of_slice = int(np.prod(array.shape[slices + 1 :])) * array.itemsize
+    chunks[:slices] = [1] * slices
+    chunks[slices] = max(1, min(chunks[slices], _CHUNK // max(1, bytes_of_slice)))
+    values = group.create_dataset("values", data=array, chunks=tuple(chunks))
+    values.attrs["_ARRAY_DIMENSIONS"] = axes
+    values.attrs["units"] = volume.unit or ""
+    group.attrs.update(
+        {
+            "series": volume.series,
+            "study": volume.study,
+            "patient": volume.patient,
+            "label": volume.label,
+            "unit": volume.unit,
+            "spacing": list(volume.spacing),
+            "affine": volume.affine.tolist() if volume.has_position else None,
+            "findings": [finding.sentence for finding in volume.findings],
+        }
+    )
+
+
+def _series_of(database: sqlite3.Connection, where: Optional[str], values: Sequence[Any]) -> Iterator[Tuple[str, str]]:
+    """Identifier and source of each series that has a file that matches."""
+    chosen = f"AND ({where})" if where is not None else ""
+    query = (
+        "SELECT SeriesInstanceUID, count(*) || ' ' || sum(size) || ' ' || max(changed) FROM files "
+        f"WHERE state = 'dicom' AND SeriesInstanceUID IN (SELECT SeriesInstanceUID FROM paths WHERE state = 'dicom' {chosen}) "
+        "GROUP BY SeriesInstanceUID ORDER BY SeriesInstanceUID"
+    )
+    try:
+        return iter(database.execute(query, values).fetchall())
+    except sqlite3.Error as error:
+        raise UsageError(f"where= is no condition of SQL: {error}.") from None
+
+
+def volumes(
+    index: PathLike,
+    output: PathLike,
+    where: Optional[str] = None,
+    values: Sequence[Any] = (),
+    *,
+    format: str = "nifti",
+    workers: Optional[int] = None,
+    cluster: Optional[str] = None,
+    progress: Optional[Callable[[Dict[str, Any]], None]] = None,
+) -> Dict[str, int]:
+    """Makes volumes of the series of an archive, as radvex.volume makes them, and keeps the verdict on each in the table
+    `volumes` of the index. Series that were done and have not changed are not done again.
+
+    index: of the archive
+    output: folder for the volumes, which every worker has to see under the same path; made if it is not there
+    where, values: the series that have a file for which this holds; see find
+    format: "nifti" (.nii.gz), or "zarr": a group with the array "values" in chunks, for open
+    workers, cluster: see index
+    progress: gets a dict with "done" and "left" series from time to time
+
+    Returns the numbers: "written" and "refused" volumes, "unchanged" series.
+    """
+    if format not in _ENDINGS:
+        raise UsageError(f"format={format!r} is unknown: nifti, zarr.")
+    if not os.path.exists(index):
+        raise FileNotFoundError(2, "There is no such index", os.fspath(index))
+    folder = os.path.abspath(os.fspath(output))
+    os.makedirs(folder, exist_ok=True)
+    counts = {"written": 0, "refused": 0, "unchanged": 0}
+    database = sqlite3.connect(os.fspath(index), isolation_level=None)
+    try:
+        root = os.fsdecode(database.execute("SELECT root FROM archive").fetchone()[0])
+        database.execute(_TABLE)
+        wanted = list(_wanted(database, folder, format, where, values, counts))
+
+        def items() -> Iterator[Series]:
+            for uid, source in wanted:
+                rows = database.execute(
+                    "SELECT path FROM paths WHERE SeriesInstanceUID = ? AND state = 'dicom' ORDER BY folder, name", (uid,)
+                )
+                yield Series(uid, root, [os.fsdecode(row[0]) for row in rows], folder, format, source)
+
+        with workers_of(workers, cluster) as crew:
+            for done, (series, rows) in enumerate(crew.run(make, items()), start=1):
+                _keep(database, series, rows)
+                for row in rows:
+                    counts[row[1]] += 1
+                if progress is not None:
+                    progress({"done": done, "left": len(wanted) - done})
+        return counts
+    except sqlite3.DatabaseError as error:
+        raise FileError(f"{os.fspath(index)} cannot be used: {error}.") from None
+    finally:
+        database.close()
+
+
+def _wanted(
+    database: sqlite3.Connection,
+    folder: str,
+    format: str,
+    where: Optional[str],
+    values: Sequence[Any],
+    counts: Dict[str, int],
+) -> Iterator[Tuple[str, str]]:
+    """Series that were not done, or have changed, or whose volumes are gone."""
+    for uid, source in _series_of(database, where, values):
+        rows = database.execute(
+            "SELECT source, file FROM volumes WHERE SeriesInstanceUID = ? AND format = ?", (uid, format)
+        ).fetchall()
+        is_done = all(row[0] == source and (not row[1] or os.path.exists(os.path.join(folder, row[1]))) for row in rows)
+        if rows and is_done:
+            counts["unchanged"] += 1
+        else:
+            yield uid, source
+
+
+def _keep(database: sqlite3.Connection, series: Series, rows: List[Row]) -> None:
+    database.execute("BEGIN IMMEDIATE")
+    database.execute("DELETE FROM volumes WHERE SeriesInstanceUID = ? AND format = ?", (series.uid, series.format))
+    for number, row in enumerate(rows):
+        label, state, reason, signal, file, *described = row
+        label = label or (f"refused-{number}" if state == "refused" and number else "")
+        database.execute(
+            f"INSERT INTO volumes VALUES ({', '.join('?' * 14)})",
+            (series.uid, label, state, reason, signal, stored_name(file) if file else None, series.format, *described,
+             series.source),
+        )
+    database.execute("COMMIT")
+
+
+class LazyVolume:
+    """A volume on the disk. `array` is a dask array that is read when it is computed; the rest is as of radvex.Volume."""
+
+    def __init__(self, path: str) -> None:
+        zarr, dask = importlib.import_module("zarr"), importlib.import_module("dask.array")
+        group = zarr.open_group(path, mode="r")
+        described = dict(group.attrs)
+        self.path = path
+        self.array: Any = dask.from_zarr(group["values"])
+        self.series: str = described["series"]
+        self.study: str = described["study"]
+        self.patient: str = described["patient"]
+        self.label: str = described["label"]
+        self.unit: Optional[str] = described["unit"]
+        self.spacing: Tuple[float, ...] = tuple(described["spacing"])
+        self.findings: List[str] = described["findings"]
+        self._affine = described["affine"]
+
+    @property
+    def affine(self) -> Any:
+        """See radvex.Volume.affine."""
+        if self._affine is None:
+            raise VolumeError("Nothing says where the slices of this volume lie; only its spacing is known.")
+        return np.array(self._affine)
+
+    def __repr__(self) -> str:
+        return f"<LazyVolume {' x '.join(map(str, self.array.shape))} {self.array.dtype}, series {self.series}>"
+
+
+def open(output: PathLike) -> List[LazyVolume]:
+    """The Zarr volumes of a folder, by name, without reading their voxels.
+
+    >>> mean = sum(v.array.mean() for v in radvex.archive.open("VOLUMES")).compute()
+    """
+    folder = os.fspath(output)
+    if not os.path.isdir(folder):
+        raise FileNotFoundError(2, "There is no such folder", folder)
+    names = sorted(name for name in os.listdir(folder) if name.endswith(".zarr") and not name.startswith("."))
+    return [LazyVolume(os.path.join(folder, name)) for name in names]
+
+
