@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "formats/json/Text.h"
-#include "python/module/Library.h"
 
 namespace radvex::python {
 
@@ -165,7 +164,16 @@ py::array dense(const py::array& array, const char* type) {
     return py::array(py::module_::import("numpy").attr("ascontiguousarray")(array, py::dtype(type)));
 }
 
-/// @param make  makes the value for a type code and dimensions, and returns where its elements go
+/// Copies the elements of a dense array. Another thread may have given it another type or shape meanwhile.
+void copyElements(const py::array& elements, void* target, std::size_t bytes) {
+    if (static_cast<std::size_t>(elements.nbytes()) != bytes) {
+        throw py::value_error("The array was changed while it was being read.");
+    }
+    if (bytes > 0) {
+        std::memcpy(target, elements.data(), bytes);
+    }
+}
+
 template <typename Object, typename Types>
 Object copied(const py::array& array, const Types& types, const char* expected) {
     const auto code = codeOf(types, array);
@@ -175,10 +183,10 @@ Object copied(const py::array& array, const Types& types, const char* expected) 
     for (const auto& [known, name] : types) {
         if (known == *code) {
             const py::array elements = dense(array, name);
-            Object object(*code, dimensionsOf(array));
-            if (array.size() > 0) {
-                std::memcpy(object.handle()->data.get(), elements.data(), static_cast<std::size_t>(elements.nbytes()));
-            }
+            Object object(*code, dimensionsOf(elements));
+            const auto length = static_cast<std::size_t>(object.handle()->length);
+            copyElements(elements, object.handle()->data.get(),
+                         length * static_cast<std::size_t>(py::dtype(name).itemsize()));
             return object;
         }
     }
@@ -304,12 +312,12 @@ Value convert(py::handle object, vint kind, int level) {
 } // namespace
 
 Lent::Lent(Value value)
-    : mValue(new Value(std::move(value)),
-             [](Value* owned) { Library::instance().discard(std::unique_ptr<Value>(owned)); }) {}
+    : mLending(new Lending{std::move(value)},
+               [](Lending* lending) { Library::instance().discard(std::unique_ptr<Lending>(lending)); }) {}
 
 py::capsule Lent::capsule() const {
-    auto share = std::make_unique<std::shared_ptr<Value>>(mValue);
-    py::capsule capsule(share.get(), [](void* held) { delete static_cast<std::shared_ptr<Value>*>(held); });
+    auto share = std::make_unique<std::shared_ptr<Lending>>(mLending);
+    py::capsule capsule(share.get(), [](void* held) { delete static_cast<std::shared_ptr<Lending>*>(held); });
     (void)share.release();
     return capsule;
 }
@@ -352,12 +360,15 @@ Image imageFromArray(const py::array& array, bool isColour) {
     if (array.size() == 0) {
         throw py::value_error("An image needs at least one pixel.");
     }
+    if (constexpr vint kMost = 65535; sizes[row] > kMost || sizes[row + 1] > kMost) {
+        throw py::value_error("An image has at most 65535 rows and columns; this one would have " +
+                              std::to_string(sizes[row]) + " rows and " + std::to_string(sizes[row + 1]) + " columns.");
+    }
     Image image(spatial == 3 ? sizes[0] : 0, sizes[row], sizes[row + 1], isColour ? sizes.back() : 1, *code,
                 isColour ? VColorSpace_RGB : VColorSpace_Grey, true);
     for (const auto& [known, name] : kImageTypes) {
         if (known == *code) {
-            const py::array elements = dense(array, name);
-            std::memcpy(image.handle()->data.get(), elements.data(), static_cast<std::size_t>(elements.nbytes()));
+            copyElements(dense(array, name), image.handle()->data.get(), image.bytes().size());
         }
     }
     return image;

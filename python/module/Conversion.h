@@ -7,6 +7,7 @@
 #include <string>
 
 #include "host/Value.h"
+#include "python/module/Library.h"
 
 // Values of the host as Python objects, and the other way round.
 //
@@ -28,12 +29,12 @@ class Lent {
   public:
     explicit Lent(velmora::Value value);
 
-    const velmora::Value& value() const { return *mValue; }
+    const velmora::Value& value() const { return mLending->value; }
     /// A Python object that keeps the value alive.
     pybind11::capsule capsule() const;
 
   private:
-    std::shared_ptr<velmora::Value> mValue;
+    std::shared_ptr<Lending> mLending;
 };
 
 /// Memory of a value as an array. @param type  VNumericArray_...

@@ -1,5 +1,7 @@
 #include "python/module/Files.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -64,6 +66,15 @@ bool isWholeNumber(std::string_view vr) {
 
 bool isRealNumber(std::string_view vr) { return vr == "DS" || vr == "FL" || vr == "FD"; }
 
+/// The number that the whole text stands for; nothing for any other text, and for a number out of range.
+template <typename Number>
+std::optional<Number> numberIn(std::string_view text) {
+    Number number{};
+    const char* const end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, number);
+    return error == std::errc() && rest == end ? std::optional(number) : std::nullopt;
+}
+
 /// One value. A text that should be a number and is none stays a text.
 py::object valueOf(std::string_view text, std::string_view vr) {
     if (isWholeNumber(vr) || isRealNumber(vr)) {
@@ -74,19 +85,18 @@ py::object valueOf(std::string_view text, std::string_view vr) {
         if (digits.starts_with('+')) {
             digits.remove_prefix(1);
         }
-        const char* const end = digits.data() + digits.size();
-        if (float number = 0; vr == "FL" && std::from_chars(digits.data(), end, number).ptr == end) {
-            return py::float_(number); // the number itself, not the decimal that stands for it
-        }
-        if (isWholeNumber(vr)) {
-            if (std::uint64_t large = 0; std::from_chars(digits.data(), end, large).ptr == end) {
-                return py::int_(large);
+        if (vr == "FL") { // the number itself, not the decimal that stands for it
+            if (const auto number = numberIn<float>(digits)) {
+                return py::float_(*number);
             }
-            if (std::int64_t number = 0; std::from_chars(digits.data(), end, number).ptr == end) {
-                return py::int_(number);
+        } else if (isRealNumber(vr)) {
+            if (const auto number = numberIn<double>(digits)) {
+                return py::float_(*number);
             }
-        } else if (double number = 0; std::from_chars(digits.data(), end, number).ptr == end) {
-            return py::float_(number);
+        } else if (const auto large = numberIn<std::uint64_t>(digits)) {
+            return py::int_(*large);
+        } else if (const auto number = numberIn<std::int64_t>(digits)) {
+            return py::int_(*number);
         }
     }
     const std::size_t last = text.find_last_not_of(' '); // padding (PS3.5, 6.2)
@@ -176,6 +186,35 @@ bool matches(const Element& element, const std::string& tag) {
     std::array<char, 9> digits{};
     (void)std::snprintf(digits.data(), digits.size(), "%04x%04x", unsigned{element.group}, unsigned{element.number});
     return tag == digits.data();
+}
+
+void requireNoNull(const std::string& text) {
+    if (text.find('\0') != std::string::npos) {
+        throw py::value_error("A text with a null character is neither a path nor a tag.");
+    }
+}
+
+/// A file that Python has open, as often as `count` says: the library keeps one reader for a path.
+struct OpenReader {
+    std::size_t count = 0;
+    std::string state{}; ///< of the file when it was opened
+};
+
+/// By path. Used under the host's lock.
+std::unordered_map<std::string, OpenReader>& openReaders() {
+    static std::unordered_map<std::string, OpenReader> all;
+    return all;
+}
+
+/// Changes when the file is written again: who opens it then must not get what another reader of the path keeps. A
+/// reader that is not counted is that of a direct call, and may be older still.
+std::string stateOf(const std::string& path) {
+    struct stat found {};
+    if (::stat(path.c_str(), &found) != 0) {
+        return "";
+    }
+    return std::to_string(found.st_dev) + ' ' + std::to_string(found.st_ino) + ' ' + std::to_string(found.st_size) +
+           ' ' + std::to_string(found.st_mtim.tv_sec) + ' ' + std::to_string(found.st_mtim.tv_nsec);
 }
 
 /// What the library gives for a keyword, with its representation.
@@ -283,20 +322,39 @@ struct Rendered {
 
 } // namespace
 
-void openReader(const std::string& path, bool anew) {
+void openReader(const std::string& path) {
+    requireNoNull(path);
     withFile(path, [&](Host& host) {
-        if (anew) {
+        OpenReader& reader = openReaders()[path];
+        const std::string state = stateOf(path);
+        if (reader.count == 0 || reader.state != state) {
             host.call("CloseReader", {path});
         }
-        host.call("GetFrameCount", {path});
+        try {
+            host.call("GetFrameCount", {path});
+        } catch (...) {
+            if (reader.count == 0) {
+                openReaders().erase(path);
+            }
+            throw;
+        }
+        reader.state = state;
+        ++reader.count;
     });
 }
 
 void closeReader(const std::string& path) {
-    Library::instance().run([&](Host& host) { host.call("CloseReader", {path}); });
+    Library::instance().runUntilEnd([&](Host& host) {
+        const auto reader = openReaders().find(path);
+        if (reader != openReaders().end() && --reader->second.count == 0) {
+            openReaders().erase(reader);
+            host.call("CloseReader", {path});
+        }
+    });
 }
 
 py::tuple attributeOf(const std::string& path, const std::string& tag) {
+    requireNoNull(tag);
     const bool isNumber = tag.size() == 8 && tag.find_first_not_of("0123456789abcdef") == std::string::npos;
     if (!isNumber) {
         LibraryAnswer answer = withFile(path, [&](Host& host) { return askLibrary(host, path, tag); });
@@ -345,18 +403,18 @@ py::tuple valuesOf(const std::string& path, vint first, vint count) {
         return volume::readModalityArray(host, path, path,
                                          [&](vint available) { return requireFrames(first, count, available); });
     });
+    const Lent owner(std::move(values.owner));
     const std::string json = meaningOf(meaning, false, "modality");
-    if (values.owner.is<velmora::Null>()) { // rescaled here: the vector lives as long as the array
-        auto owner = std::make_unique<std::vector<double>>(std::move(values.rescaled));
-        const double* const data = owner->data();
-        const py::capsule capsule(owner.get(), [](void* held) { delete static_cast<std::vector<double>*>(held); });
-        (void)owner.release();
+    if (owner.value().is<velmora::Null>()) { // rescaled here: the vector lives as long as the array
+        auto kept = std::make_unique<std::vector<double>>(std::move(values.rescaled));
+        const double* const data = kept->data();
+        const py::capsule capsule(kept.get(), [](void* held) { delete static_cast<std::vector<double>*>(held); });
+        (void)kept.release();
         return py::make_tuple(
             py::array_t<double>(std::vector<py::ssize_t>(values.shape.begin(), values.shape.end()), data, capsule),
             json);
     }
     const std::byte* const data = values.bytes.data();
-    const Lent owner(std::move(values.owner));
     return py::make_tuple(arrayOf(owner, values.type, values.shape, data, true), json);
 }
 
@@ -384,6 +442,7 @@ py::tuple pictureOf(const std::string& path, vint first, vint count, const std::
         result.doubts = volume::doubtsAbout(host, path, path, wanted);
         return result;
     });
+    const py::object frames = toPython(std::move(rendered.frames));
     formats::Json json{{"values", "rendered"}};
     json.update(volume::describeMeaning(rendered.meaning, true));
     if (rendered.rendering.window) {
@@ -391,11 +450,7 @@ py::tuple pictureOf(const std::string& path, vint first, vint count, const std::
     }
     json["doubts"] = rendered.doubts;
     const std::string text = formats::dumpJson(json);
-    if (isSeveral) {
-        return py::make_tuple(toPython(std::move(rendered.frames)), text);
-    }
-    py::object frames = toPython(std::move(rendered.frames));
-    return py::make_tuple(frames[py::int_(0)], text);
+    return py::make_tuple(isSeveral ? frames : py::object(frames[py::int_(0)]), text);
 }
 
 } // namespace radvex::python

@@ -11,8 +11,10 @@
 
 namespace radvex::python {
 
-/// Opens the file, which stays open until it is closed. @param anew  also if it is open already
-void openReader(const std::string& path, bool anew);
+/// Opens the file, which stays open until it was closed as often as it was opened. A file that was written again
+/// meanwhile is read anew.
+void openReader(const std::string& path);
+/// Does nothing when the interpreter ends.
 void closeReader(const std::string& path);
 
 /// An attribute: (True, value), or (False, None) when the file has none.

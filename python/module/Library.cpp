@@ -1,5 +1,8 @@
 #include "python/module/Library.h"
 
+#include <chrono>
+#include <thread>
+
 #include "host/Declarations.h"
 #include "host/Ledger.h"
 
@@ -13,38 +16,33 @@ Library& Library::instance() {
 
 void Library::acquire() {
     while (!mUse.try_lock()) {
+        Returning returning(mReturning);
         const pybind11::gil_scoped_release released;
         const std::scoped_lock wait(mUse);
+        returning.begin();
     }
     freeDiscarded();
 }
 
-void Library::beforeFork() {
-    acquire();
-    mDiscard.lock(); // with Python's lock: nobody needs that to give this one back
-}
-
-void Library::afterFork() {
-    mDiscard.unlock();
-    mUse.unlock();
-}
-
 void Library::setPath(std::string path) {
-    const std::scoped_lock lock(mUse);
+    const Use use;
     mPath = std::move(path);
 }
 
 velmora::Host& Library::host() {
+    if (mIsEnding) {
+        throw velmora::HostError("The interpreter ends; nothing can be read any more.");
+    }
     if (mHost == nullptr) {
         mHost = velmora::Host::load(mPath, velmora::radvexDeclarations());
     }
     return *mHost;
 }
 
-void Library::discard(std::unique_ptr<velmora::Value> value) noexcept {
-    {
-        const std::scoped_lock lock(mDiscard);
-        mDiscarded.push_back(std::move(value));
+void Library::discard(std::unique_ptr<Lending> value) noexcept {
+    Lending* const lending = value.release();
+    lending->next = mDiscarded.load();
+    while (!mDiscarded.compare_exchange_weak(lending->next, lending)) {
     }
     if (mUse.try_lock()) {
         freeDiscarded();
@@ -53,21 +51,37 @@ void Library::discard(std::unique_ptr<velmora::Value> value) noexcept {
 }
 
 void Library::freeDiscarded() noexcept {
-    std::vector<std::unique_ptr<velmora::Value>> discarded;
-    const std::scoped_lock lock(mDiscard);
-    discarded.swap(mDiscarded);
+    for (Lending* lending = mDiscarded.exchange(nullptr); lending != nullptr;) {
+        const std::unique_ptr<Lending> freed(lending);
+        lending = lending->next;
+    }
 }
 
 void Library::close() {
+    Returning returning(mReturning);
     const pybind11::gil_scoped_release released;
     const std::scoped_lock lock(mUse);
+    returning.begin();
     freeDiscarded();
     mHost.reset();
 }
 
+void Library::end() {
+    const pybind11::gil_scoped_release released;
+    mUse.lock(); // for ever: only this thread, which ends the interpreter, gets any further
+    while (mReturning > 0) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    freeDiscarded();
+    mHost.reset();
+    mIsEnding = true;
+}
+
 Library::Account Library::account() {
+    Returning returning(mReturning);
     const pybind11::gil_scoped_release released;
     const std::scoped_lock lock(mUse);
+    returning.begin();
     freeDiscarded();
     return {velmora::ledger().alive(), velmora::ledger().violations()};
 }

@@ -2,6 +2,7 @@
 
 #include <pybind11/pybind11.h>
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -12,6 +13,12 @@
 #include "python/module/HostLock.h"
 
 namespace radvex::python {
+
+/// A value of the host that Python has borrowed.
+struct Lending {
+    velmora::Value value{};
+    Lending* next = nullptr; ///< of those that wait to be freed
+};
 
 /// The host of this process with the library loaded into it, and the lock under which both work: neither is made for
 /// several threads. Objects of the host are made and freed under it, too. It exists once in a process.
@@ -42,17 +49,35 @@ class Library {
     /// touch Python objects. Values of the host in the result have to go into a Lent.
     template <typename Body>
     auto run(Body body) {
+        Returning returning(mReturning);
         const pybind11::gil_scoped_release released; // taken back after the host's lock is free
         const std::scoped_lock lock(mUse);
+        returning.begin();
         freeDiscarded();
         return body(host());
     }
 
-    /// Frees a value that an array lent to Python: at once if no call is running, else with the next one.
-    void discard(std::unique_ptr<velmora::Value> value) noexcept;
+    /// The same for a body without result; nothing once the interpreter ends.
+    template <typename Body>
+    void runUntilEnd(Body body) {
+        Returning returning(mReturning);
+        const pybind11::gil_scoped_release released;
+        const std::scoped_lock lock(mUse);
+        returning.begin();
+        freeDiscarded();
+        if (!mIsEnding) {
+            body(host());
+        }
+    }
+
+    /// Frees a value: at once if no call is running, else with the next one.
+    void discard(std::unique_ptr<Lending> value) noexcept;
 
     /// Unloads the library; the next use loads it again.
     void close();
+    /// Unloads the library when the interpreter ends. Threads that come later sleep until the process is gone: they
+    /// could not get Python's lock back.
+    void end();
 
     struct Account {
         long alive = 0;                        ///< objects of the host
@@ -62,20 +87,39 @@ class Library {
 
     // A fork while another thread works would leave the new process with a lock that nobody frees, and a host half
     // changed.
-    void beforeFork();
-    void afterFork();
+    void beforeFork() { acquire(); }
+    void afterFork() { mUse.unlock(); }
 
   private:
+    /// Counts a thread from its getting the host's lock until it has Python's lock back.
+    class Returning {
+      public:
+        explicit Returning(std::atomic<int>& count) : mCount(count) {}
+        ~Returning() { mCount -= mIsCounted ? 1 : 0; }
+        Returning(const Returning&) = delete;
+        Returning& operator=(const Returning&) = delete;
+
+        void begin() {
+            mIsCounted = true;
+            ++mCount;
+        }
+
+      private:
+        std::atomic<int>& mCount;
+        bool mIsCounted = false;
+    };
+
     Library() = default;
     void acquire();
     velmora::Host& host();
     void freeDiscarded() noexcept;
 
     HostLock mUse{};
-    std::mutex mDiscard{}; ///< for the list below; nobody waits for anything else under it
-    std::vector<std::unique_ptr<velmora::Value>> mDiscarded{};
+    std::atomic<int> mReturning = 0;
+    std::atomic<Lending*> mDiscarded = nullptr; ///< without a lock: arrays are dropped anywhere, in a fork's hooks too
     std::string mPath{};
     std::unique_ptr<velmora::Host> mHost{};
+    bool mIsEnding = false;
 };
 
 } // namespace radvex::python

@@ -72,7 +72,7 @@ py::object call(const std::string& name, const py::args& arguments) {
     }
     velmora::Value result;
     {
-        const py::gil_scoped_release released;
+        const py::gil_scoped_release released; // taken back under the host's lock, for which nobody waits with Python's
         result = library.host().call(name, values);
     }
     return toPython(std::move(result));
@@ -156,6 +156,8 @@ PYBIND11_MODULE(_radvex, module) {
     module.def("before_fork", [] { Library::instance().beforeFork(); });
     module.def("after_fork", [] { Library::instance().afterFork(); });
     module.def("close", [] { Library::instance().close(); });
+    module.def("end", [] { Library::instance().end(); });
+    module.def("map_samples", &mapSamples);
     module.def("open_reader", &openReader);
     module.def("close_reader", &closeReader);
     module.def("attribute", &attributeOf);

@@ -1,6 +1,12 @@
 #include "python/module/VolumeFiles.h"
 
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cstddef>
+#include <cstdint>
+#include <memory>
 #include <span>
 
 #include "files/Errors.h"
@@ -32,6 +38,19 @@ SliceBytes samplesOf(const VolumeHeader& header, const py::array& samples) {
     return {static_cast<const std::byte*>(samples.data()), static_cast<std::size_t>(samples.nbytes())};
 }
 
+/// Memory that was mapped.
+class Mapping {
+  public:
+    Mapping(void* memory, std::size_t bytes) : mMemory(memory), mBytes(bytes) {}
+    ~Mapping() { (void)::munmap(mMemory, mBytes); }
+    Mapping(const Mapping&) = delete;
+    Mapping& operator=(const Mapping&) = delete;
+
+  private:
+    void* mMemory;
+    std::size_t mBytes;
+};
+
 volume::FindingKind findingKind(const std::string& name) {
     for (const auto& [kind, known] : volume::kFindingNames) {
         if (name == known) {
@@ -43,9 +62,31 @@ volume::FindingKind findingKind(const std::string& name) {
 
 } // namespace
 
+py::array mapSamples(int descriptor) {
+    struct stat found {};
+    const bool isKnown = ::fstat(descriptor, &found) == 0;
+    const auto bytes = isKnown ? static_cast<std::size_t>(found.st_size) : 0;
+    void* const memory =
+        bytes == 0 ? nullptr : ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE, descriptor, 0);
+    (void)::close(descriptor);
+    if (!isKnown || memory == MAP_FAILED) {
+        throw velmora::HostError("There is no room for the volume in the memory of this process.");
+    }
+    if (bytes == 0) {
+        return py::array_t<std::uint8_t>(0);
+    }
+    auto mapping = std::make_unique<Mapping>(memory, bytes);
+    const py::capsule owner(mapping.get(), [](void* held) { delete static_cast<Mapping*>(held); });
+    (void)mapping.release();
+    return py::array_t<std::uint8_t>(static_cast<py::ssize_t>(bytes), static_cast<std::uint8_t*>(memory), owner);
+}
+
 void saveVolume(const std::string& path, const std::string& header, const py::array& samples, bool mayReplace) {
     const VolumeHeader volume = headerOf(formats::parseJson(header));
     const SliceBytes bytes = samplesOf(volume, samples);
+    if (path.find('\0') != std::string::npos) {
+        throw py::value_error("A text with a null character is no path.");
+    }
     if (!formats::isVolumePath(path) || path == "-") {
         throw UsageError("'" + path + "' has no known format: .nrrd, .nii, .nii.gz or .npy is expected.");
     }

@@ -10,6 +10,9 @@
 
 namespace radvex::python {
 
+/// The memory behind a descriptor, which is closed, as an array of bytes: this process alone sees what it writes there.
+pybind11::array mapSamples(int descriptor);
+
 /// Writes a volume file, as formats::writeVolume does.
 void saveVolume(const std::string& path, const std::string& header, const pybind11::array& samples, bool mayReplace);
 

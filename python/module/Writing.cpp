@@ -27,6 +27,9 @@ Store planesOf(const py::list& overlays) {
 } // namespace
 
 void writeImage(const std::string& path, const py::array& array, bool isColour, const NewFile& file, bool mayReplace) {
+    if (path.find('\0') != std::string::npos) {
+        throw py::value_error("A text with a null character is no path.");
+    }
     const formats::Compression compression = formats::parseCompression("compress=", file.compression);
     const files::Output output(path, mayReplace ? files::Existing::MayBeReplaced : files::Existing::Stays);
     files::requireWritable(output);

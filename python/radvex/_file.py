@@ -1,15 +1,13 @@
 from __future__ import annotations
 
-import collections
 import errno
 import functools
 import json
 import math
 import operator
 import os
-import threading
 import warnings
-from typing import IO, Any, Deque, Dict, Iterator, List, Optional, Sequence, Tuple, Union, cast
+from typing import IO, Any, Dict, Iterator, List, Optional, Sequence, Tuple, Union, cast
 
 import numpy as np
 import numpy.typing as npt
@@ -29,77 +27,6 @@ _STUDY = ["ID", "UID", "Date", "Time", "Description", "Modalities"]
 _SERIES = ["UID", "Date", "Time", "Description", "Number", "Type"]
 _LAST_FRAME = 2**31 - 1  # more than any file has
 _PIXELS = ("PixelData", "OverlayData")
-
-
-def _state(path: str) -> Tuple[int, ...]:
-    """What changes when a file is written again; nothing when it is not there, which the library says better."""
-    try:
-        status = os.stat(path)
-    except OSError:
-        return ()
-    return status.st_dev, status.st_ino, status.st_size, status.st_mtime_ns
-
-
-class _Readers:
-    """How many open files there are of each path: the library keeps one reader for a path."""
-
-    def __init__(self) -> None:
-        self._lock = threading.RLock()  # a signal's handler may run in the middle of the others, too
-        self._counts: Dict[str, int] = {}
-        self._dropped: Deque[Tuple[str, Optional[int]]] = collections.deque()
-        os.register_at_fork(
-            before=self._lock.acquire, after_in_parent=self._lock.release, after_in_child=self._lock.release
-        )
-        self._states: Dict[str, Tuple[int, ...]] = {}
-
-    def open(self, path: str) -> None:
-        state = _state(path)
-        with self._lock:
-            self._close_dropped()
-            count = self._counts.get(path, 0)
-            self._counts[path] = count + 1  # first: the last other File of the path may be dropped meanwhile
-            # A reader that nobody here opened is that of a direct call, and may have read what the file was before. Who
-            # writes a file again must not get the old one because a File of it is still open somewhere.
-            try:
-                _radvex.open_reader(os.fsencode(path), count == 0 or self._states.get(path) != state)
-                self._states[path] = state
-            except BaseException:
-                self._forget(path)
-                raise
-
-    def close(self, path: str, descriptor: Optional[int]) -> None:
-        self._dropped.append((path, descriptor))
-        with self._lock:
-            self._close_dropped()
-
-    def drop(self, path: str, descriptor: Optional[int]) -> None:
-        """Closes a file now or with the next one: the collector of garbage may call this in the middle of the others."""
-        self._dropped.append((path, descriptor))
-        if self._lock.acquire(blocking=False):
-            try:
-                self._close_dropped()
-            finally:
-                self._lock.release()
-
-    def _close_dropped(self) -> None:
-        while self._dropped:
-            path, descriptor = self._dropped.popleft()
-            self._forget(path)
-            if descriptor is not None:
-                os.close(descriptor)
-
-
-    def _forget(self, path: str) -> None:
-        left = self._counts[path] - 1
-        if left > 0:
-            self._counts[path] = left
-        else:
-            del self._counts[path]
-            self._states.pop(path, None)
-            _radvex.close_reader(os.fsencode(path))
-
-
-_readers = _Readers()
 
 
 def _in_memory(content: Union[bytes, bytearray, memoryview]) -> int:
@@ -168,12 +95,14 @@ class File:
         self._descriptor = descriptor
         self._native = os.fsencode(self._path)
         try:
-            _readers.open(self._path)
-        except LibraryError as error:
+            _radvex.open_reader(self._native)
+        except BaseException as error:
             if descriptor is not None:
                 os.close(descriptor)
             elif missing := _missing(self._path):
                 raise missing from None
+            if not isinstance(error, LibraryError):
+                raise
             sentence = str(error).replace(self._path, self._name)
             raise type(error)(sentence, error.code, error.name, error.parameters) from None
         self._is_open = True
@@ -192,12 +121,12 @@ class File:
         """Forgets what was read. Arrays that were given out stay valid."""
         if self._is_open:
             self._is_open = False
-            _readers.close(self._path, self._descriptor)
+            _radvex.close_reader(self._native)
+            if self._descriptor is not None:
+                os.close(self._descriptor)
 
     def __del__(self) -> None:
-        if self._is_open:
-            self._is_open = False
-            _readers.drop(self._path, self._descriptor)
+        self.close()
 
     def __enter__(self) -> File:
         return self

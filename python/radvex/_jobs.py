@@ -2,9 +2,9 @@
 
 from __future__ import annotations
 
+import errno
 import importlib
 import json
-import mmap
 import operator
 import os
 import signal
@@ -70,15 +70,6 @@ def require_keys(**given: Any) -> None:
             raise TypeError(f"{name}={value!r}: text is expected.")
 
 
-def samples_of(descriptor: int) -> Union[mmap.mmap, bytearray]:
-    """The memory behind a descriptor, which is closed; writable."""
-    try:
-        size = os.fstat(descriptor).st_size
-        return mmap.mmap(descriptor, size) if size > 0 else bytearray()
-    finally:
-        os.close(descriptor)
-
-
 def end_of(status: int) -> str:
     """How a process ended, as part of a sentence."""
     if status < 0:
@@ -97,12 +88,13 @@ class Job:
     ) -> None:
         self._path = path
         self._bar = Bar(progress)
+        message = json.dumps(request).encode()
         self._socket, theirs = socket.socketpair(socket.AF_UNIX, socket.SOCK_SEQPACKET)
         with theirs:
             number = theirs.fileno()
             command: List[Union[str, bytes]] = [program("radvex-worker"), str(number), os.fsencode(path)]
-            command.append(json.dumps(request))
             try:
+                self._socket.send(message)  # no argument, which other users of the machine could see
                 self._process = subprocess.Popen(command, pass_fds=[number, *descriptors], stdin=subprocess.DEVNULL)
             except BaseException:
                 self._socket.close()
@@ -163,7 +155,9 @@ class Job:
                 return
             if key in message:
                 content, _ = self._receive_bytes()
-                yield message, content or b""
+                if content is None:
+                    raise ReaderDied(self._path, end_of(self._process.wait()))
+                yield message, content
 
     def _receive(self) -> Tuple[Optional[Dict[str, Any]], Optional[int]]:
         text, descriptor = self._receive_bytes()
@@ -173,14 +167,18 @@ class Job:
     def _receive_bytes(self) -> Tuple[Optional[bytes], Optional[int]]:
         """Nothing at the end."""
         try:
-            text, descriptors, _, _ = socket.recv_fds(self._socket, _LONGEST_MESSAGE, 1)
+            text, descriptors, flags, _ = socket.recv_fds(self._socket, _LONGEST_MESSAGE, 1)
         except ConnectionResetError:  # said once, when the program ended without reading take(); what it sent is there
-            text, descriptors, _, _ = socket.recv_fds(self._socket, _LONGEST_MESSAGE, 1)
+            text, descriptors, flags, _ = socket.recv_fds(self._socket, _LONGEST_MESSAGE, 1)
+        if flags & socket.MSG_CTRUNC:
+            raise OSError(errno.EMFILE, os.strerror(errno.EMFILE), self._path)
         descriptor = descriptors[0] if descriptors else None
         if not text:
             return None, None
         if text == b"\n" and descriptor is not None:  # too long for a message
-            text = bytes(samples_of(descriptor))
+            with os.fdopen(descriptor, "rb") as file:
+                file.seek(0)
+                text = file.read()
             descriptor = None
         return text, descriptor
 

@@ -17,7 +17,7 @@ except ImportError as error:
 _HERE = os.path.dirname(os.path.abspath(__file__))
 
 _radvex.set_library(os.path.join(_HERE, "lib", "Radvex.so"))
-atexit.register(_radvex.close)
+atexit.register(_radvex.end)
 os.register_at_fork(
     before=_radvex.before_fork, after_in_parent=_radvex.after_fork, after_in_child=_radvex.after_fork
 )

@@ -12,9 +12,9 @@ import numpy as np
 import numpy.typing as npt
 
 from radvex import _radvex
-from radvex._errors import NoPicturesError, RadvexWarning, ReaderDied, UsageError, VolumeError, in_python
+from radvex._errors import HostError, NoPicturesError, RadvexWarning, ReaderDied, UsageError, VolumeError, in_python
 from radvex._file import PathLike, Window, window_words
-from radvex._jobs import Job, Progress, jobs_of, path_list, require_keys, samples_of
+from radvex._jobs import Job, Progress, jobs_of, path_list, require_keys
 
 _TYPES = {"s8": "i1", "u8": "u1", "s16": "<i2", "u16": "<u2", "s32": "<i4", "u32": "<u4", "f32": "<f4", "f64": "<f8"}
 
@@ -224,7 +224,7 @@ def _findings(described: Dict[str, Any]) -> List[Finding]:
 
 def _volume_of(described: Dict[str, Any], descriptor: int) -> Volume:
     dtype = np.dtype(_TYPES[described["type"]])
-    array = np.frombuffer(samples_of(descriptor), dtype=dtype).reshape(described["shape"])
+    array = _radvex.map_samples(descriptor).view(dtype).reshape(described["shape"])
     return Volume(described, array)
 
 
@@ -298,7 +298,9 @@ class _Request:
                 self.message["list"] = descriptors[0]
             job = kept.enter_context(Job(self.path, self.message, self.progress, descriptors))
             for kind, content, descriptor in job.messages():
-                if kind == "volume" and descriptor is not None:
+                if kind == "volume":
+                    if descriptor is None:
+                        raise HostError("The samples of a volume did not arrive.")
                     volume = _volume_of(content, descriptor)
                     job.take()
                     yield volume

@@ -57,6 +57,8 @@ def write(
     Raises TagWriteError, ImageWriteError, InvalidTagName for what the library refuses; UsageError, TypeError for the
     arguments.
     """
+    if isinstance(array, np.ma.MaskedArray) and np.any(array.mask):
+        raise UsageError("A file cannot say which pixels are masked; give the array filled, as by array.filled(0).")
     image = np.asarray(array)
     if not image.dtype.isnative:
         image = image.astype(image.dtype.newbyteorder("="))

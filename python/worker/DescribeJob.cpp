@@ -22,7 +22,7 @@ namespace {
 constexpr std::size_t kRecordsInMessage = 256;
 
 Json valueOf(velmora::NodeView node) {
-    return node.isText()                  ? Json(std::string(node.text()))
+    return node.isText()                  ? formats::toJson(std::string(node.text())) // bytes if it is no UTF-8
            : node.type() == VType_Integer ? Json(node.cell().integer)
                                           : Json();
 }

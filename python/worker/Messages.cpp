@@ -24,8 +24,13 @@ constexpr auto kBetweenProgress = std::chrono::milliseconds(100);
 class SharedFile {
   public:
     explicit SharedFile(std::size_t bytes) : mDescriptor(::memfd_create("radvex", MFD_CLOEXEC)) {
-        if (mDescriptor < 0 || ::ftruncate(mDescriptor, static_cast<off_t>(bytes)) != 0) {
-            refuse();
+        if (mDescriptor < 0) {
+            refuse(errno);
+        }
+        if (::ftruncate(mDescriptor, static_cast<off_t>(bytes)) != 0) {
+            const int reason = errno;
+            (void)::close(mDescriptor);
+            refuse(reason);
         }
     }
     ~SharedFile() {
@@ -46,7 +51,7 @@ class SharedFile {
                 continue;
             }
             if (written <= 0) {
-                refuse();
+                refuse(errno);
             }
             next += written;
             size -= static_cast<std::size_t>(written);
@@ -54,8 +59,8 @@ class SharedFile {
     }
 
   private:
-    [[noreturn]] static void refuse() {
-        throw FileError(std::string("There is no memory for the volume: ") + std::strerror(errno) + ".");
+    [[noreturn]] static void refuse(int reason) {
+        throw FileError(std::string("There is no memory for the volume: ") + std::strerror(reason) + ".");
     }
 
     int mDescriptor;
@@ -122,6 +127,16 @@ void Messages::sendText(const std::string& text, int descriptor) const {
     if (sent < 0) {
         throw NobodyListensError(std::string("The answer cannot be sent: ") + std::strerror(errno) + ".");
     }
+}
+
+std::string Messages::receive() const {
+    std::string text(std::size_t{1} << 20, '\0');
+    ssize_t received = 0;
+    do {
+        received = ::recv(mSocket, text.data(), text.size(), 0);
+    } while (received < 0 && errno == EINTR);
+    text.resize(received < 0 ? 0 : static_cast<std::size_t>(received));
+    return text;
 }
 
 void Messages::awaitTaken() {

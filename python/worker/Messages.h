@@ -23,6 +23,9 @@ class Messages {
   public:
     explicit Messages(int socket) : mSocket(socket) {}
 
+    /// Waits for a message; empty when nobody is there.
+    std::string receive() const;
+
     /// @throws NobodyListensError, FileError
     void send(const formats::Json& json) const;
 

@@ -12,10 +12,11 @@
 // The program that does the work of the Python module on folders: it starts processes that read files, which an
 // interpreter with several threads could not do safely, and nothing that a file does to it reaches the interpreter.
 //
-//     radvex-worker SOCKET PATH REQUEST
+//     radvex-worker SOCKET PATH
 //
-// SOCKET is the number of an open descriptor over which it answers, REQUEST a JSON object. The last message is {"done"}
-// or {"error"}; without one of them the program was ended.
+// SOCKET is the number of an open descriptor. The request, a JSON object, comes over it, and not in the arguments:
+// every user of the machine sees those, and it may name a patient. The answer goes the same way. The last message is
+// {"done"} or {"error"}; without one of them the program was ended.
 
 namespace radvex::python {
 
@@ -73,14 +74,14 @@ formats::Json attempt(const std::string& path, const std::string& json, Messages
 
 int main(int argc, char** argv) {
     using namespace radvex;
-    if (argc != 4) {
+    if (argc != 3) {
         std::cerr << "radvex-worker: this program is started by the Python module radvex.\n";
         return kUsage;
     }
     files::removeFoldersOnEndSignals();
     python::Messages messages(static_cast<int>(std::strtol(argv[1], nullptr, 10)));
     try {
-        const formats::Json error = python::attempt(argv[2], argv[3], messages);
+        const formats::Json error = python::attempt(argv[2], messages.receive(), messages);
         messages.send(error.is_null() ? formats::Json{{"done", true}} : formats::Json{{"error", error}});
         return kDone;
     } catch (const std::exception&) { // nobody listens

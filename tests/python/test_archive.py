@@ -17,8 +17,9 @@ import pytest
 
 import builders
 import radvex
+import radvex.archive
 from radvex.archive import find, frame, index
-from radvex.archive._describe import Batch, describe, halves
+from radvex.archive._describe import Batch, describe
 
 COLUMNS = "SOPClassUID, SOPInstanceUID, TransferSyntaxUID, PatientID, SeriesInstanceUID, Modality, Rows, Columns"
 
@@ -188,8 +189,10 @@ def test_queries_change_nothing_and_are_refused_with_a_sentence(archive, tmp_pat
     assert len(list(find(path).rows)) == 26
     with pytest.raises(radvex.UsageError, match="no query"):
         find(path, "Modalty = 'CT'")
-    with pytest.raises(radvex.UsageError, match="readonly|read-only"):
-        list(find(path, sql="DELETE FROM files").rows)
+    for sql in ("DELETE FROM files", f"VACUUM INTO '{tmp_path}/copy'", f"ATTACH '{tmp_path}/copy' AS copy"):
+        with pytest.raises(radvex.UsageError, match="denied|not authorized|prohibited"):
+            list(find(path, sql=sql).rows)
+    assert not (tmp_path / "copy").exists()
     with pytest.raises(radvex.UsageError):
         find(path, "1", sql="SELECT 1")
     with pytest.raises(FileNotFoundError):
@@ -217,7 +220,8 @@ def test_the_command_indexes_and_finds(archive, tmp_path):
 
 def test_a_batch_is_halved_without_a_loss():
     batch = Batch("/", [str(number) for number in range(7)], False)
-    first, second = halves(batch)
+    first, second = batch.parts()
+    assert Batch("/", ["1"], False).parts() == []
     assert first.paths + second.paths == batch.paths and abs(len(first.paths) - len(second.paths)) == 1
 
 
@@ -329,3 +333,116 @@ def test_a_full_disk_loses_nothing_that_was_written(tmp_path):
     assert done.returncode == 1 and b"cannot be written" in done.stderr
     counts = numbers(index(tmp_path / "archive", tmp_path / "i.sqlite", workers=0))
     assert counts["dicom"] == 3003 and counts["broken"] == 50
+
+
+def series_of(root, number, slope="1", rows=6, columns=5):
+    """A CT series of 4 slices; voxel (k, j, i) is 100 * number + 10 * k + j."""
+    for k in range(4):
+        values = np.broadcast_to(100 * number + 10 * k + np.arange(rows)[:, None], (rows, columns)).astype("u2")
+        dataset = builders.picture(values)
+        dataset.Modality, dataset.PatientID = "CT", f"P{number}"
+        dataset.StudyInstanceUID, dataset.SeriesInstanceUID = f"1.2.{number}", f"1.2.{number}.1"
+        dataset.SOPInstanceUID = dataset.file_meta.MediaStorageSOPInstanceUID = f"1.2.{number}.1.{k}"
+        dataset.InstanceNumber, dataset.RescaleSlope, dataset.RescaleIntercept = k + 1, slope, "-1024"
+        dataset.ImagePositionPatient, dataset.ImageOrientationPatient = [0, 0, 3 * k], [1, 0, 0, 0, 1, 0]
+        dataset.PixelSpacing, dataset.SliceThickness = [2, 1.5], 3
+        put(root / f"{k}" / f"{number}.dcm", builders.content(dataset))  # the files of a series lie apart
+
+
+def expected(number, rows=6, columns=5):
+    k, j, _ = np.indices((4, rows, columns))
+    return 100 * number + 10 * k + j - 1024
+
+
+@pytest.fixture
+def cohort(tmp_path):
+    """Three series, and one of which a slice is missing."""
+    for number in (1, 2, 3, 4):
+        series_of(tmp_path / "archive", number)
+    os.remove(tmp_path / "archive" / "1" / "4.dcm")
+    index(tmp_path / "archive", tmp_path / "i.sqlite", workers=0)
+    return tmp_path
+
+
+def verdicts(path):
+    sql = "SELECT SeriesInstanceUID, state, file FROM volumes ORDER BY 1"
+    return list(find(path, sql=sql).rows)
+
+
+def test_volumes_of_an_archive_are_files_that_others_read(cohort):
+    import nibabel
+
+    counts = radvex.archive.volumes(cohort / "i.sqlite", cohort / "out", workers=0)
+    assert counts == {"written": 3, "refused": 1, "unchanged": 0}
+    assert sorted(os.listdir(cohort / "out")) == [f"1.2.{number}.1.nii.gz" for number in (1, 2, 3)]
+    image = nibabel.load(cohort / "out" / "1.2.2.1.nii.gz")
+    assert np.array_equal(np.asarray(image.dataobj).T, expected(2))
+    assert np.allclose(image.affine, [[-1.5, 0, 0, 0], [0, -2, 0, 0], [0, 0, 3, 0], [0, 0, 0, 1]])
+    assert verdicts(cohort / "i.sqlite")[3] == ("1.2.4.1", "refused", None)
+    reason = next(iter(find(cohort / "i.sqlite", sql="SELECT reason FROM volumes WHERE state = 'refused'").rows))[0]
+    assert "missing" in reason
+
+
+def test_volumes_that_were_made_are_not_made_again(cohort):
+    radvex.archive.volumes(cohort / "i.sqlite", cohort / "out", workers=0)
+    again = radvex.archive.volumes(cohort / "i.sqlite", cohort / "out", workers=0)
+    assert again == {"written": 0, "refused": 0, "unchanged": 4}
+    os.remove(cohort / "out" / "1.2.1.1.nii.gz")
+    series_of(cohort / "archive", 3, slope="2")
+    index(cohort / "archive", cohort / "i.sqlite", workers=0)
+    counts = radvex.archive.volumes(cohort / "i.sqlite", cohort / "out", workers=0)
+    assert counts == {"written": 2, "refused": 0, "unchanged": 2}
+
+
+def test_zarr_volumes_are_lazy_and_equal_the_generated_voxels(cohort):
+    import xarray
+
+    counts = radvex.archive.volumes(
+        cohort / "i.sqlite", cohort / "out", "PatientID != ?", ["P1"], format="zarr", workers=0
+    )
+    assert counts == {"written": 2, "refused": 1, "unchanged": 0}
+    lazy = radvex.archive.open(cohort / "out")
+    assert [volume.series for volume in lazy] == ["1.2.2.1", "1.2.3.1"]
+    for number, volume in zip((2, 3), lazy):
+        assert np.array_equal(volume.array.compute(), expected(number))
+        assert (volume.unit, volume.spacing) == ("HU", (3, 2, 1.5))
+        assert np.allclose(volume.affine[:3, :3], np.diag([-1.5, -2, 3]))
+    assert float(sum(volume.array.mean() for volume in lazy).compute()) == expected(2).mean() + expected(3).mean()
+    data = xarray.open_zarr(cohort / "out" / "1.2.2.1.zarr", consolidated=False)
+    assert data["values"].dims == ("z", "y", "x") and np.array_equal(data["values"], expected(2))
+
+
+def test_two_workers_make_the_volumes_of_one_process(cohort):
+    code = (
+        "import sys, radvex.archive\n"
+        "if __name__ == '__main__':\n"
+        "    print(radvex.archive.volumes(sys.argv[1], sys.argv[2], format='zarr', workers=2))\n"
+    )
+    (cohort / "making.py").write_text(code)
+    words = [sys.executable, cohort / "making.py", cohort / "i.sqlite", cohort / "two"]
+    done = subprocess.run(words, stdout=subprocess.PIPE, check=True, env={**os.environ, "TMPDIR": str(cohort)})
+    assert eval(done.stdout.decode()) == {"written": 3, "refused": 1, "unchanged": 0}
+    for number, volume in zip((1, 2, 3), radvex.archive.open(cohort / "two")):
+        assert np.array_equal(volume.array.compute(), expected(number))
+
+
+def test_wrong_requests_for_volumes_are_refused(cohort):
+    with pytest.raises(radvex.UsageError, match="nifti, zarr"):
+        radvex.archive.volumes(cohort / "i.sqlite", cohort / "out", format="png", workers=0)
+    with pytest.raises(radvex.UsageError, match="SQL"):
+        radvex.archive.volumes(cohort / "i.sqlite", cohort / "out", "nonsense", workers=0)
+    with pytest.raises(FileNotFoundError):
+        radvex.archive.volumes(cohort / "absent.sqlite", cohort / "out", workers=0)
+    with pytest.raises(FileNotFoundError):
+        radvex.archive.open(cohort / "absent")
+
+
+def test_a_list_of_files_is_one_series(cohort):
+    files = [cohort / "archive" / f"{k}" / "2.dcm" for k in (3, 1, 0, 2)]
+    assert np.array_equal(radvex.volume(files).array, expected(2))
+    with pytest.raises(radvex.VolumeError, match="missing"):
+        radvex.volume([files[0], files[1], files[2]])
+    with pytest.raises(radvex.UsageError):
+        radvex.volume([])
+    with pytest.raises(radvex.UsageError):
+        radvex.volume(files, "1.2.2.1")

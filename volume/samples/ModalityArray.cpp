@@ -23,7 +23,8 @@ bool isRescaledHere(const FileMetadata& metadata) {
         return true;
     }
     const ModalityRule rule = metadata.rules(1).front(); // that of all frames
-    const bool mayOverflow = rule.bitsStored > 16 && !rule.isIdentity();
+    const double largest = std::ldexp(std::abs(rule.slope), rule.bitsStored) + std::abs(rule.intercept);
+    const bool mayOverflow = !rule.isIdentity() && largest >= std::ldexp(1, 31); // the library counts in 32 bits
     return mayOverflow || !isWhole(rule.slope) || !isWhole(rule.intercept);
 }
 

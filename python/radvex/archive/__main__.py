@@ -12,6 +12,7 @@ from typing import Any, Dict, List, Optional
 from radvex._errors import Error, UsageError
 from radvex.archive._find import find
 from radvex.archive._index import index
+from radvex.archive._volumes import volumes
 
 
 def _say(state: Dict[str, Any]) -> None:
@@ -58,6 +59,25 @@ def _find(options: argparse.Namespace) -> None:
         writer.writerows(found.rows)
 
 
+def _volumes(options: argparse.Namespace) -> None:
+    def say(state: Dict[str, Any]) -> None:
+        sys.stderr.write(("\r{done} series done, {left} left".format(**state)).ljust(79) if sys.stderr.isatty() else "")
+
+    counts = volumes(
+        options.index,
+        options.output,
+        options.where,
+        format=options.format,
+        workers=options.workers,
+        cluster=options.cluster,
+        progress=None if options.quiet else say,
+    )
+    if sys.stderr.isatty() and not options.quiet:
+        sys.stderr.write("\r" + " " * 79 + "\r")
+    if not options.quiet:
+        print("{written} volumes written, {refused} refused, {unchanged} series unchanged".format(**counts))
+
+
 def _parser() -> argparse.ArgumentParser:
     parser = argparse.ArgumentParser(prog="radvex-archive", description="Works on whole archives of DICOM files")
     commands = parser.add_subparsers(dest="command", metavar="COMMAND", required=True)
@@ -71,6 +91,16 @@ def _parser() -> argparse.ArgumentParser:
     command.add_argument("--json", action="store_true", help="print the counts as JSON")
     command.add_argument("-q", "--quiet", action="store_true", help="print errors only")
     command.set_defaults(run=_index)
+
+    command = commands.add_parser("volumes", help="make volumes of the series of an archive")
+    command.add_argument("index", metavar="INDEX")
+    command.add_argument("output", metavar="OUT", help="folder, which every worker sees under this path")
+    command.add_argument("--where", metavar="SQL", help="series that have a file for which this holds")
+    command.add_argument("--format", choices=["nifti", "zarr"], default="nifti")
+    command.add_argument("--workers", type=int, metavar="N", help="processes of this machine; 0: this one alone")
+    command.add_argument("--cluster", metavar="ADDRESS", help="Dask scheduler, such as tcp://host:8786")
+    command.add_argument("-q", "--quiet", action="store_true", help="print errors only")
+    command.set_defaults(run=_volumes)
 
     command = commands.add_parser("find", help="ask an index, also while it is written")
     command.add_argument("index", metavar="INDEX")

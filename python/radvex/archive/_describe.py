@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import base64
 import os
 import re
 from typing import Any, Dict, List, NamedTuple, Optional, Tuple
@@ -67,8 +68,13 @@ def _record_of(found: Dict[str, Any]) -> Record:
     if "broken" in found:
         end = re.search(r"signal (\d+)", found.get("end", ""))
         return "broken", found["broken"], int(end.group(1)) if end else None, None, {}
-    values = {name: found["values"].get(name) for name in COLUMNS}
+    values = {name: _plain(found["values"].get(name)) for name in COLUMNS}
     return "dicom", found.get("brokenPixels"), None, found.get("digest"), values
+
+
+def _plain(value: Any) -> Any:
+    """A value as it is kept: text in no known character set is bytes."""
+    return base64.b64decode(value["bytes"]) if isinstance(value, dict) else value
 
 
 def seconds_of(size: int, digests: bool) -> float:

@@ -180,10 +180,17 @@ def read_only(path: str) -> sqlite3.Connection:
     database = sqlite3.connect(f"file:{_quoted(path)}?mode=ro", uri=True)
     try:
         database.execute("SELECT root FROM archive")
+        database.set_authorizer(_reads_only)
     except sqlite3.DatabaseError as error:
         database.close()
         raise FileError(f"{path} is no index: {error}.") from None
     return database
+
+
+def _reads_only(action: int, *_: Any) -> int:
+    """Refuses what is no question: VACUUM INTO and ATTACH write files of their own."""
+    allowed = (sqlite3.SQLITE_SELECT, sqlite3.SQLITE_READ, sqlite3.SQLITE_FUNCTION, sqlite3.SQLITE_RECURSIVE)
+    return sqlite3.SQLITE_OK if action in allowed else sqlite3.SQLITE_DENY
 
 
 def _quoted(path: str) -> str:
