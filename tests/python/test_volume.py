@@ -722,21 +722,6 @@ def settle(processes):
         time.sleep(0.15)
 
 
-def test_memory_does_not_grow_with_series_that_nobody_takes(tmp_path):
-    several_series(tmp_path, 8, rows=1024, columns=1024)  # 4 MB each
-
-    def shared():
-        with open("/proc/meminfo") as file:
-            return next(int(line.split()[1]) for line in file if line.startswith("Shmem:")) * 1024
-
-    before = shared()
-    loop = radvex.volumes(tmp_path, jobs=1)
-    next(loop)
-    settle(workers())
-    assert shared() - before < 20e6  # all would be 32 MB
-    loop.close()
-
-
 def test_the_last_messages_come_although_the_program_has_ended(tmp_path):
     stack(tmp_path / "a", SeriesInstanceUID="1.2.3.1", SeriesNumber=1)
     many = np.zeros((80, 4, 5), np.uint16)
