@@ -254,13 +254,17 @@ def finished(process, seconds=120):
     return eval(output.decode().splitlines()[-1])
 
 
-def many(root, count, seed=0):
+def many(root, count):
     """Small files of four syntaxes in folders of 200, 50 broken ones, and 3 that end their reader."""
-    contents = [generated(number + seed) for number in range(8)]
+    contents = [generated(number) for number in range(5)]
+    for compress in ("RLE", "JPEG-LSLossless", "JPEGLossless"):
+        made = root.parent / "made.dcm"
+        radvex.write(made, builders.places(0).astype("u2"), compress=compress, force=True)
+        contents.append(made.read_bytes())
     for number in range(count):
         put(root / f"{number // 200:03}" / f"{number:05}.dcm", contents[number % 8])
     for number in range(50):
-        put(root / "broken" / f"{number:02}.dcm", contents[number % 8][: -1 - number % 20])  # in the pixels
+        put(root / "broken" / f"{number:02}.dcm", contents[number % 5][: -1 - number % 20])  # in the pixels
     for number in range(3):
         put(root / f"{number:03}" / "killer.dcm", contents[number])
 
