@@ -179,8 +179,8 @@ std::string textOf(DcmElement& element, const std::string& characterSet, TextDec
 
 std::string unknownTextOf(DcmElement& element, const std::string& characterSet, TextDecoder& decoder) {
     const DcmEVR vr = representationOf(element);
-    std::string text = storedText(element);
-    return decoder.known(text, vr, characterSet) ? "" : withoutPadding(std::move(text), vr);
+    const std::string text = storedText(element);
+    return decoder.known(text, vr, characterSet) ? "" : withoutPadding(text, vr);
 }
 
 std::string bytesOf(DcmElement& element) {

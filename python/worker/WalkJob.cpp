@@ -60,7 +60,7 @@ class Walk {
             Content content = read(folder);
             std::ranges::sort(content.folders, std::greater<>());
             for (std::string& inner : content.folders) {
-                left.push_back(folder.empty() ? std::move(inner) : folder + '/' + inner);
+                left.push_back(folder.empty() ? std::move(inner) : std::string(folder).append("/").append(inner));
             }
             tell(folder, content);
         }
