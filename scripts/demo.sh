@@ -6,6 +6,7 @@ radvex=$(realpath "$1/bin/radvex")
 samples=$("$here/samples.sh")
 build=$(realpath "$1")
 pictures=$build/demo
+rm -rf "$pictures" # of an earlier run: nothing is replaced
 mkdir -p "$pictures"
 
 title() { printf '\n== %s\n' "$1"; }
@@ -19,8 +20,8 @@ title "Metadata of a CT slice"
 cd "$samples"
 show info CT_small.dcm
 "$radvex" info CT_small.dcm
-show tags --tag OtherPatientIDsSequence --tag WindowCenter --tag RescaleIntercept CT_small.dcm
-"$radvex" tags --tag OtherPatientIDsSequence --tag WindowCenter --tag RescaleIntercept CT_small.dcm
+show tags --tag OtherPatientIDsSequence --tag RescaleIntercept CT_small.dcm
+"$radvex" tags --tag OtherPatientIDsSequence --tag RescaleIntercept CT_small.dcm
 
 title "Its pixels: modality values, and a picture"
 show data CT_small.dcm
