@@ -10,7 +10,8 @@ import os
 import signal
 import socket
 import subprocess
-from typing import Any, Callable, Dict, Iterable, Iterator, List, Optional, Sequence, Tuple, Union
+import threading
+from typing import Any, Callable, Dict, Iterable, Iterator, List, Optional, Sequence, Tuple, Type, Union
 
 from radvex._errors import Error, ReaderDied, UsageError, _exception
 from radvex._library import program
@@ -103,16 +104,22 @@ class Job:
     def __enter__(self) -> Job:
         return self
 
-    def __exit__(self, *_: object) -> None:
-        self.close()
+    def __exit__(self, kind: Optional[Type[BaseException]], *_: object) -> None:
+        self.close(waits=kind is not None and kind is not GeneratorExit)
 
-    def close(self) -> None:
-        """Ends the program if it still works; with it go the processes that it started."""
+    def close(self, waits: bool = True) -> None:
+        """Ends the program if it still works; with it go the processes that it started.
+
+        waits: until it is gone. Giving back the memory of a series takes it longer than it takes us to go on
+        """
         self._bar.close()
         self._socket.close()
         if self._process.poll() is None:
             self._process.terminate()
-        self._process.wait()
+        if waits:
+            self._process.wait()
+        elif self._process.poll() is None:
+            threading.Thread(target=self._process.wait, daemon=True).start()
 
     def take(self) -> None:
         """Asks for the next volume."""

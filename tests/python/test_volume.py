@@ -42,7 +42,14 @@ def is_running(process):
 
 def workers(recursive=True):
     """The processes of the package: the interpreter may have others of its own."""
-    return [each for each in psutil.Process().children(recursive) if each.name().startswith("radvex")]
+    found = []
+    for each in psutil.Process().children(recursive):
+        try:
+            if each.name().startswith("radvex"):
+                found.append(each)
+        except psutil.NoSuchProcess:  # it has ended just now
+            pass
+    return found
 
 
 def ended(processes, seconds=5):
