@@ -15,23 +15,29 @@ from radvex.archive._index import index
 from radvex.archive._volumes import volumes
 
 
-def _say(state: Dict[str, Any]) -> None:
-    text = "{read} files read, {unchanged} unchanged, {failed} failed, {perSecond:.0f} a second".format(**state)
-    sys.stderr.write("\r" + text.ljust(79) if sys.stderr.isatty() else "")
-    sys.stderr.flush()
+_WIDTH = 79
+
+
+def _say(text: str) -> None:
+    """Shows progress in the last line of a terminal."""
+    if sys.stderr.isatty():
+        sys.stderr.write("\r" + text.ljust(_WIDTH) + ("" if text else "\r"))
+        sys.stderr.flush()
 
 
 def _index(options: argparse.Namespace) -> None:
+    def show(state: Dict[str, Any]) -> None:
+        _say("{read} files read, {unchanged} unchanged, {failed} failed, {perSecond:.0f} a second".format(**state))
+
     counts = index(
         options.archive,
         options.index,
         workers=options.workers,
         cluster=options.cluster,
         digests=options.digests,
-        progress=None if options.quiet else _say,
+        progress=None if options.quiet else show,
     )
-    if sys.stderr.isatty() and not options.quiet:
-        sys.stderr.write("\r" + " " * 79 + "\r")
+    _say("")
     if options.json:
         print(json.dumps(counts))
     elif not options.quiet:
@@ -60,8 +66,8 @@ def _find(options: argparse.Namespace) -> None:
 
 
 def _volumes(options: argparse.Namespace) -> None:
-    def say(state: Dict[str, Any]) -> None:
-        sys.stderr.write(("\r{done} series done, {left} left".format(**state)).ljust(79) if sys.stderr.isatty() else "")
+    def show(state: Dict[str, Any]) -> None:
+        _say("{done} series done, {left} left".format(**state))
 
     counts = volumes(
         options.index,
@@ -70,12 +76,18 @@ def _volumes(options: argparse.Namespace) -> None:
         format=options.format,
         workers=options.workers,
         cluster=options.cluster,
-        progress=None if options.quiet else say,
+        progress=None if options.quiet else show,
     )
-    if sys.stderr.isatty() and not options.quiet:
-        sys.stderr.write("\r" + " " * 79 + "\r")
     if not options.quiet:
+        _say("")
         print("{written} volumes written, {refused} refused, {unchanged} series unchanged".format(**counts))
+
+
+def _add_crew(command: argparse.ArgumentParser) -> None:
+    """Who does the work."""
+    command.add_argument("--workers", type=int, metavar="N", help="processes of this machine; 0: this one alone")
+    command.add_argument("--cluster", metavar="ADDRESS", help="Dask scheduler, such as tcp://host:8786")
+    command.add_argument("-q", "--quiet", action="store_true", help="print errors only")
 
 
 def _parser() -> argparse.ArgumentParser:
@@ -85,11 +97,9 @@ def _parser() -> argparse.ArgumentParser:
     command = commands.add_parser("index", help="index the files of an archive, or what changed in it")
     command.add_argument("archive", metavar="ARCHIVE", help="folder, which every worker sees under this path")
     command.add_argument("index", metavar="INDEX", help="SQLite file, made if it is not there")
-    command.add_argument("--workers", type=int, metavar="N", help="processes of this machine; 0: this one alone")
-    command.add_argument("--cluster", metavar="ADDRESS", help="Dask scheduler, such as tcp://host:8786")
+    _add_crew(command)
     command.add_argument("--digests", action="store_true", help="read the pixels too, and keep their SHA-256")
     command.add_argument("--json", action="store_true", help="print the counts as JSON")
-    command.add_argument("-q", "--quiet", action="store_true", help="print errors only")
     command.set_defaults(run=_index)
 
     command = commands.add_parser("volumes", help="make volumes of the series of an archive")
@@ -97,9 +107,7 @@ def _parser() -> argparse.ArgumentParser:
     command.add_argument("output", metavar="OUT", help="folder, which every worker sees under this path")
     command.add_argument("--where", metavar="SQL", help="series that have a file for which this holds")
     command.add_argument("--format", choices=["nifti", "zarr"], default="nifti")
-    command.add_argument("--workers", type=int, metavar="N", help="processes of this machine; 0: this one alone")
-    command.add_argument("--cluster", metavar="ADDRESS", help="Dask scheduler, such as tcp://host:8786")
-    command.add_argument("-q", "--quiet", action="store_true", help="print errors only")
+    _add_crew(command)
     command.set_defaults(run=_volumes)
 
     command = commands.add_parser("find", help="ask an index, also while it is written")
