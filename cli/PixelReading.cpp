@@ -5,6 +5,7 @@
 #include "formats/json/Text.h"
 #include "volume/samples/PixelValues.h"
 #include "volume/slices/FileMetadata.h"
+#include "volume/slices/KnownScaling.h"
 
 namespace radvex::cli {
 
@@ -42,8 +43,8 @@ PixelReading readPixel(velmora::Host& host, const std::string& file, const Pixel
     if (metadata.rows() < 1 || metadata.columns() < 1) {
         throw FileError(file + " holds no picture.");
     }
-    if (metadata.isDoseWithoutScaling()) {
-        throw FileError(file + " is a dose without DoseGridScaling, so that nobody knows its values.");
+    if (!metadata.isColour()) {
+        volume::requireKnownScaling(metadata, file);
     }
     const auto kind = metadata.isColour() ? volume::PixelKind::colour : volume::PixelKind::modality;
     const volume::PixelValues values(host, file, metadata, kind);

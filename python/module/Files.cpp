@@ -271,25 +271,12 @@ volume::FrameSpan requireFrames(vint first, vint count, vint available) {
     return frames;
 }
 
-/// Refuses what would give other numbers than the modality values: one channel of several, and values whose scaling
-/// stands in the file in an unknown representation (UN), which nothing applies. @throws LibraryError
-void requireKnownValues(Host& host, const std::string& path) {
-    const auto refuse = [&](const std::string& sentence) {
-        throw velmora::LibraryError(0, "RawPixelReadError", path + sentence);
-    };
-    const Value found = host.call("ReadMetadata", {path, Store::ofTexts({"SamplesPerPixel", "SOPClassUID"}), false});
-    const velmora::StoreView attributes = found.get<Store>().view();
-    if (attributes.integer("SamplesPerPixel").value_or(1) > 1) {
-        refuse(" is in colour, which has no modality values; image() gives its colours.");
-    }
-    if (!attributes.text("SOPClassUID").empty()) {
-        return; // a file has its representations, or it has none
-    }
-    constexpr std::array<std::string_view, 3> kScaling{"RescaleSlope", "RescaleIntercept", "DoseGridScaling"};
-    for (const Element& element : media::listElements(path, {})) {
-        if (element.vr == "UN" && std::ranges::find(kScaling, element.keyword) != kScaling.end()) {
-            refuse(": " + element.keyword + " stands there in an unknown representation (UN) and is not applied.");
-        }
+/// Refuses colour, of which one channel would come. @throws LibraryError
+void requireGrey(Host& host, const std::string& path) {
+    const Value found = host.call("ReadMetadata", {path, Store::ofTexts({"SamplesPerPixel"}), false});
+    if (found.get<Store>().view().integer("SamplesPerPixel").value_or(1) > 1) {
+        throw velmora::LibraryError(0, "RawPixelReadError",
+                                    path + " is in colour, which has no modality values; image() gives its colours.");
     }
 }
 
@@ -397,7 +384,7 @@ py::dict representationsOf(const std::string& path) {
 py::tuple valuesOf(const std::string& path, vint first, vint count) {
     volume::PixelMeaning meaning;
     auto values = withFile(path, [&](Host& host) {
-        requireKnownValues(host, path);
+        requireGrey(host, path);
         meaning = volume::readPixelMeaning(host, path);
         meaning.unit = meaning.unit.empty() ? unitOfFrames(host, path) : meaning.unit;
         return volume::readModalityArray(host, path, path,

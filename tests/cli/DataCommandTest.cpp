@@ -37,6 +37,16 @@ class DataCommand : public testing::Test {
         return done.output;
     }
 
+    /// The attribute as bytes that no representation explains.
+    static void putUnknown(DcmItem& item, const DcmTagKey& key, const std::string& bytes) {
+        auto element = std::make_unique<DcmOtherByteOtherWord>(DcmTag(key, EVR_UN));
+        ASSERT_TRUE(
+            element
+                ->putUint8Array(reinterpret_cast<const Uint8*>(bytes.data()), static_cast<unsigned long>(bytes.size()))
+                .good());
+        ASSERT_TRUE(item.insert(element.release(), true).good());
+    }
+
     TemporaryFolder mFolder{};
 };
 
@@ -83,6 +93,75 @@ TEST_F(DataCommand, ARescaleThatIsNoNumberIsNotGuessed) {
     ImageFile file = frames();
     file.slope = "2,5";
     EXPECT_THAT(run({write(file)}), exitsSaying(1, HasSubstr("RescaleSlope \"2,5\"")));
+}
+
+TEST_F(DataCommand, AScalingInAnUnknownRepresentationIsNotLeftOut) {
+    ImageFile file = frames();
+    file.slope = file.intercept = "";
+    for (const DcmTagKey& key :
+         {DCM_RescaleSlope, DCM_RescaleIntercept, DCM_DoseGridScaling, DCM_ModalityLUTSequence}) {
+        file.more = [&](DcmItem& item) { putUnknown(item, key, "2 "); };
+        const std::string path = write(file);
+        const auto isRefused = exitsSaying(1, AllOf(HasSubstr(DcmTag(key).getTagName()), HasSubstr("(UN)")));
+        EXPECT_THAT(run({path}), isRefused);
+        EXPECT_THAT(run({path, "--pixel", "1,1"}), isRefused);
+        EXPECT_EQ(run({path, "--rendered"}).status, 0) << "a picture needs no unit";
+    }
+    file.more = [](DcmItem& item) {
+        DcmItem* group = nullptr;
+        DcmItem* values = nullptr;
+        item.findOrCreateSequenceItem(DCM_SharedFunctionalGroupsSequence, group, -2);
+        group->findOrCreateSequenceItem(DCM_PixelValueTransformationSequence, values, -2);
+        putUnknown(*values, DCM_RescaleSlope, "2 ");
+    };
+    EXPECT_THAT(run({write(file)}), exitsSaying(1, HasSubstr("RescaleSlope stands there in an unknown")));
+    file.slope = "1"; // with an intercept that cannot be read
+    file.more = [](DcmItem& item) { putUnknown(item, DCM_RescaleIntercept, "-1024 "); };
+    EXPECT_THAT(run({write(file)}), exitsSaying(1, HasSubstr("RescaleIntercept stands there in an unknown")));
+}
+
+TEST_F(DataCommand, OtherAttributesMayHaveAnUnknownRepresentation) {
+    ImageFile file = frames();
+    file.slope = file.intercept = "";
+    file.more = [](DcmItem& item) {
+        putUnknown(item, DCM_StationName, "CT1 ");
+        putUnknown(item, DcmTagKey(0x0029, 0x1001), "2 ");
+    };
+    const std::string path = write(file);
+    EXPECT_EQ(run({path, "--frame", "1"}).output,
+              path + ": modality values, <u2 2 x 3, minimum 111, maximum 123, mean 117\n");
+}
+
+TEST_F(DataCommand, ADoseThatSaysNothingAboutItsScalingHasNoValues) {
+    ImageFile file = frames();
+    file.slope = file.intercept = "";
+    file.more = with({{DCM_SOPClassUID, "1.2.840.10008.5.1.4.1.1.481.2"}});
+    const std::string path = write(file);
+    EXPECT_THAT(run({path}), exitsSaying(1, HasSubstr("is a dose without DoseGridScaling")));
+    EXPECT_EQ(run({path, "--rendered"}).status, 0);
+}
+
+TEST_F(DataCommand, ValuesOfMoreThan32BitsDoNotOverflow) {
+    const std::string path = write({.bitsAllocated = 32,
+                                    .bitsStored = 32,
+                                    .slope = "2",
+                                    .intercept = "1",
+                                    .words = {0xFFFF, 0x7FFF}}); // 2147483647
+    EXPECT_EQ(run({path, "--pixel", "1,1"}).output, "frame 1, row 1, column 1: 4294967295\n");
+    EXPECT_THAT(run({path}).output, HasSubstr("minimum 4294967295, maximum 4294967295"));
+    const std::string large = write({.slope = "1000000000", .intercept = "0", .words = {50000}});
+    EXPECT_THAT(run({large}).output, HasSubstr("minimum 5e+13, maximum 5e+13"));
+}
+
+TEST_F(DataCommand, BigEndianPixelsOf32BitsAreRefusedAndOthersAreNot) {
+    const ImageFile wide{.bitsAllocated = 32, .bitsStored = 32, .words = {1, 2}};
+    const ImageFile narrow{.words = {258}};
+    const auto written = [&](const ImageFile& file) {
+        return writeImageFile(mFolder.file("big.dcm"), file, EXS_BigEndianExplicit);
+    };
+    EXPECT_THAT(run({written(wide)}), exitsSaying(1, HasSubstr("big-endian numbers of 32 bits")));
+    EXPECT_THAT(run({written(narrow)}).output, HasSubstr("minimum 258, maximum 258"));
+    EXPECT_THAT(run({write(wide)}).output, HasSubstr("minimum 131073, maximum 131073"));
 }
 
 TEST_F(DataCommand, APixelIsShownWithItsUnitAndNotRounded) {

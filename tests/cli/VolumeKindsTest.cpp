@@ -412,6 +412,14 @@ TEST_F(VolumeKinds, ADoseHasItsOffsetsScalingAndUnit) {
     dose.file.more = with({{DCM_SOPClassUID, "1.2.840.10008.5.1.4.1.1.481.2"}, {DCM_GridFrameOffsetVector, "0\\2\\4"}});
     writeSlice(folder, dose);
     EXPECT_THAT(run(), exitsSaying(1, HasSubstr("is a dose without DoseGridScaling")));
+    dose.file.more = [](DcmItem& item) {
+        auto scaling = std::make_unique<DcmOtherByteOtherWord>(DcmTag(DCM_DoseGridScaling, EVR_UN));
+        scaling->putUint8Array(reinterpret_cast<const Uint8*>("0.25"), 4);
+        item.insert(scaling.release());
+        with({{DCM_GridFrameOffsetVector, "0\\2\\4"}})(item);
+    };
+    writeSlice(folder, dose);
+    EXPECT_THAT(run(), exitsSaying(1, HasSubstr("DoseGridScaling stands there in an unknown representation (UN)")));
     dose.file.more = with({{DCM_SOPClassUID, "1.2.840.10008.5.1.4.1.1.481.2"},
                            {DCM_GridFrameOffsetVector, "7\\9\\11"}, // neither of the two
                            {DCM_DoseGridScaling, "0.25"}});

@@ -46,8 +46,8 @@ NOT_OF_PYDICOM = {
 REFUSED = {
     "rtdose_expb.dcm": (radvex.VolumeError, "big-endian"),
     "rtdose_expb_1frame.dcm": (radvex.VolumeError, "big-endian"),
-    "rtdose_rle.dcm": (radvex.RawPixelReadError, "DoseGridScaling"),
-    "rtdose_rle_1frame.dcm": (radvex.RawPixelReadError, "DoseGridScaling"),
+    "rtdose_rle.dcm": (radvex.VolumeError, "DoseGridScaling"),
+    "rtdose_rle_1frame.dcm": (radvex.VolumeError, "DoseGridScaling"),
 }
 
 

@@ -6,6 +6,7 @@
 #include "media/Rendering.h"
 #include "volume/samples/PixelValues.h"
 #include "volume/slices/FileMetadata.h"
+#include "volume/slices/KnownScaling.h"
 
 namespace radvex::volume {
 
@@ -16,7 +17,7 @@ namespace {
 bool isWhole(double number) { return std::trunc(number) == number; }
 
 bool isRescaledHere(const FileMetadata& metadata) {
-    if (metadata.isColour() || metadata.needsLibrary() || metadata.isDoseWithoutScaling()) {
+    if (metadata.isColour() || metadata.needsLibrary()) {
         return false;
     }
     if (metadata.isDose() || metadata.isRescaledByFrame()) {
@@ -71,7 +72,11 @@ ModalityArray chosenOf(velmora::Value owner, const ChooseFrames& choose) {
 
 ModalityArray readModalityArray(velmora::Host& host, const std::string& path, const std::string& name,
                                 const ChooseFrames& choose) {
-    if (const FileMetadata metadata(host, path, name); isRescaledHere(metadata)) {
+    const FileMetadata metadata(host, path, name);
+    if (!metadata.isColour()) {
+        requireKnownScaling(metadata, path);
+    }
+    if (isRescaledHere(metadata)) {
         const PixelValues values(host, path, metadata, PixelKind::modality);
         return rescaledArray(values, choose(static_cast<vint>(values.frames())));
     }

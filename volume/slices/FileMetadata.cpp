@@ -223,8 +223,20 @@ bool FileMetadata::isDose() const {
     return attributesOf(mFound).text("SOPClassUID") == "1.2.840.10008.5.1.4.1.1.481.2";
 }
 
-bool FileMetadata::isDoseWithoutScaling() const {
-    return isDose() && decimalOf(firstValue(attributesOf(mFound).text("DoseGridScaling"))).value_or(0) == 0;
+bool FileMetadata::hasScaling() const {
+    const StoreView file = attributesOf(mFound);
+    const auto isNumber = [](StoreView place, const char* keyword) {
+        return decimalOf(firstValue(place.text(keyword))).value_or(0) != 0;
+    };
+    if (isDose()) {
+        return isNumber(file, "DoseGridScaling");
+    }
+    const auto isRescaled = [&](StoreView place) {
+        return isNumber(place, "RescaleSlope") && !place.text("RescaleIntercept").empty();
+    };
+    const StoreView shared = firstItem(file, "SharedFunctionalGroupsSequence");
+    return needsLibrary() || mIsRescaledByFrame || isNumber(file, "DoseGridScaling") || isRescaled(file) ||
+           isRescaled(firstItem(shared, "PixelValueTransformationSequence"));
 }
 
 bool FileMetadata::isMosaic() const {

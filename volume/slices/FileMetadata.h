@@ -30,8 +30,8 @@ class FileMetadata {
     /// to rescale them.
     bool needsLibrary() const { return mRule.needsLibrary; }
 
-    /// A dose without DoseGridScaling, whose stored values mean nothing.
-    bool isDoseWithoutScaling() const;
+    /// The file says how stored values become modality values, and says it whole.
+    bool hasScaling() const;
     /// ImageType says that the picture holds several slices as tiles.
     bool isMosaic() const;
 

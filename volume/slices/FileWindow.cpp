@@ -8,6 +8,7 @@
 #include "formats/json/Text.h"
 #include "volume/slices/AttributeValues.h"
 #include "volume/slices/FileMetadata.h"
+#include "volume/slices/KnownScaling.h"
 #include "volume/slices/PixelMeaning.h"
 
 namespace radvex::volume {
@@ -51,6 +52,7 @@ class WindowSource {
                                                      "VOILUTSequence", "SharedFunctionalGroupsSequence",
                                                      "PerFrameFunctionalGroupsSequence"}),
                             false})),
+          mPath(path),
           mName(name) {}
 
     bool isColour() const { return mMetadata.isColour(); }
@@ -103,6 +105,7 @@ class WindowSource {
     /// The rescale that all the frames have.
     ModalityRule ruleOf(const FrameSpan& frames) const {
         if (!mMetadata.isRescaledByFrame()) {
+            requireKnownScaling(mMetadata, mPath);
             return requireRising(mMetadata.rules(1).front());
         }
         if (isRescaledByRenderer() || frames.count > kMostFrames - frames.first) {
@@ -180,6 +183,7 @@ class WindowSource {
 
     FileMetadata mMetadata;
     velmora::Value mFound;
+    std::string mPath;
     std::string mName;
 };
 

@@ -3,6 +3,7 @@
 #include "media/scan/FileDiagnosis.h"
 #include "volume/slices/FileMetadata.h"
 #include "volume/slices/FileWindow.h"
+#include "volume/slices/KnownScaling.h"
 #include "volume/slices/Mosaic.h"
 #include "volume/slices/PixelMeaning.h"
 #include "volume/slices/PrivateElement.h"
@@ -47,10 +48,7 @@ void readSamples(velmora::Host& host, const std::string& path, const FileMetadat
         throw formats::VolumeError(metadata.name() + " has a modality table in place of slope and intercept, which "
                                                      "stored values cannot keep; without --stored they are applied.");
     }
-    if (metadata.isDoseWithoutScaling()) {
-        throw formats::VolumeError(metadata.name() +
-                                   " is a dose without DoseGridScaling, so that nobody knows its values.");
-    }
+    requireKnownScaling(metadata, path);
     // Stored values are rescaled here: the library would truncate fractions to integers, and DCMTK is slower.
     const velmora::Value values = valuesOf(host, path, metadata, !metadata.needsLibrary());
     const VelmoraNumericArray& array = *values.get<velmora::NumericArray>().handle();
