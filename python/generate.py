@@ -84,8 +84,9 @@ def function(name, meaning, arguments, kind, result, errors):
 
 def functions(module):
     text = HEADER.format("The functions that the library exports, as Python functions.")
-    text += "from __future__ import annotations\n\nimport os\nfrom typing import Any, Mapping, Sequence, Union, cast\n\n"
-    text += "import numpy.typing as npt\n\nfrom radvex._library import call\nfrom radvex._store import Store\n\n"
+    text += "from __future__ import annotations\n\nimport os\nfrom typing import TYPE_CHECKING, Any, Mapping, Sequence, Union, cast\n\n"
+    text += "from radvex._library import call\nfrom radvex._store import Store\n\n"
+    text += "if TYPE_CHECKING:\n    import numpy.typing as npt\n\n"
     text += 'Text = Union[str, bytes, "os.PathLike[str]"]\nItems = Union[Sequence[Any], Mapping[str, Any], Store]\n'
     for each in module.functions():
         text += "\n\n" + function(*each)

@@ -258,7 +258,7 @@ class SeriesReader::Reader {
             return;
         }
         SliceFile file = fromParcel(result.output, pathOf(item), mJobs == 0 ? mVolume : mShared);
-        if (mJobs > 0 && file.samples.count > 0) {
+        if (mJobs > 0 && file.bytes() > 0) {
             std::byte* copy = mVolume.allocate(file.bytes());
             std::memcpy(copy, file.samples.samples, file.bytes());
             file.samples.samples = copy;

@@ -6,6 +6,8 @@
 CompressedSamples^CT1 1167 HU
 """
 
+from typing import TYPE_CHECKING, Any
+
 from radvex import functions
 from radvex._deidentify import Anonymized, Verified, anonymize, verify
 from radvex._errors import (
@@ -22,13 +24,16 @@ from radvex._errors import (
 from radvex._file import File, image, tags, values
 from radvex._file import open as open  # not in __all__, where it would replace Python's own
 from radvex._library import call
+from radvex._meaning import Meaning
 from radvex._registered import *  # noqa: F401,F403
 from radvex._store import Store
 from radvex._tree import Patient, Series, Study, Tree, tree
-from radvex._values import Meaning, Pixels
 from radvex._version import __version__
 from radvex._volume import Finding, Volume, volume, volumes
 from radvex._write import write
+
+if TYPE_CHECKING:
+    from radvex._values import Pixels
 
 __all__ = [
     "Anonymized",
@@ -65,3 +70,12 @@ __all__ = [
     "volumes",
     "write",
 ]
+
+
+def __getattr__(name: str) -> Any:
+    """Pixels is an array of numpy, which many scripts do not need and which takes longer to load than all of this."""
+    if name == "Pixels":
+        from radvex._values import Pixels
+
+        return Pixels
+    raise AttributeError(f"module {__name__!r} has no attribute {name!r}")

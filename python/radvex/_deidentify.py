@@ -4,7 +4,7 @@ import json
 import os
 import re
 import warnings
-from typing import Any, Dict, Iterable, List, Mapping, Optional
+from typing import Any, Dict, Iterable, List, Mapping, Optional, Tuple
 
 from radvex._errors import FileError, RadvexWarning, ReaderDied, UsageError, in_python
 from radvex._file import PathLike
@@ -70,8 +70,8 @@ class Verified(_Outcome):
         return f"<Verified: {'clean' if self.clean else 'not clean'}, {self.checked} files checked>"
 
 
-def _run(arguments: List[str]) -> Any:
-    """The report of the command, and what it said on standard error."""
+def run_report(arguments: List[str]) -> Tuple[int, Dict[str, Any], List[str]]:
+    """The exit status of the command, its report, and the sentences that it said on standard error."""
     status, output, errors = run_command(arguments)
     problems = [_in_python(line[len("radvex: ") :]) for line in errors.splitlines() if line.startswith("radvex: ")]
     if status < 0:
@@ -110,6 +110,21 @@ def _words(option: str, words: Iterable[str]) -> List[str]:
 def _replacements(new_values: Optional[Mapping[str, Optional[str]]]) -> List[str]:
     given = (new_values or {}).items()
     return _words("--set", [f"{keyword}={'' if value is None else value}" for keyword, value in given])
+
+
+def profile_words(
+    *,
+    new_values: Optional[Mapping[str, Optional[str]]] = None,
+    keep: Iterable[str] = (),
+    shift_dates: bool = False,
+    clean: Iterable[str] = (),
+    keep_private: Optional[PathLike] = None,
+    accept_pixels: Iterable[str] = (),
+) -> List[str]:
+    """The words of the command that say what may stay, for anonymize as for verify."""
+    words = _replacements(new_values) + _words("--keep", keep) + _words("--clean", clean)
+    words += _words("--accept-pixels", accept_pixels) + _options(keep_private=keep_private)
+    return words + _flags(shift_dates=shift_dates)
 
 
 def anonymize(
@@ -158,11 +173,16 @@ def anonymize(
     Raises UsageError; FileError when nothing could be written.
     """
     arguments = ["anonymize", os.fspath(source), os.fspath(output), "--report", "-", "--profile", profile]
-    arguments += _replacements(new_values)
-    arguments += _words("--keep", keep) + _words("--clean", clean) + _words("--accept-pixels", accept_pixels)
-    arguments += _options(keep_private=keep_private, mask=mask, pseudonyms=pseudonyms, key=key, jobs=jobs)
-    arguments += _flags(
+    arguments += profile_words(
+        new_values=new_values,
+        keep=keep,
         shift_dates=shift_dates,
+        clean=clean,
+        keep_private=keep_private,
+        accept_pixels=accept_pixels,
+    )
+    arguments += _options(mask=mask, pseudonyms=pseudonyms, key=key, jobs=jobs)
+    arguments += _flags(
         independent=independent,
         neutral_names=neutral_names,
         strict=strict,
@@ -170,7 +190,7 @@ def anonymize(
         resume=resume,
         force=force,
     )
-    status, report, problems = _run(arguments)
+    status, report, problems = run_report(arguments)
     if status == 1:
         raise FileError(" ".join(problems[:3]))
     if report["written"] == 0 and not (dry_run or resume):
@@ -205,10 +225,16 @@ def verify(
     """
     folders = [os.fspath(output)] if originals is None else [os.fspath(originals), os.fspath(output)]
     arguments = ["verify", *folders, "--report", "-"]
-    arguments += _replacements(new_values)
-    arguments += _words("--keep", keep) + _words("--clean", clean) + _words("--accept-pixels", accept_pixels)
-    arguments += _options(keep_private=keep_private, jobs=jobs) + _flags(shift_dates=shift_dates)
-    _, report, problems = _run(arguments)
+    arguments += profile_words(
+        new_values=new_values,
+        keep=keep,
+        shift_dates=shift_dates,
+        clean=clean,
+        keep_private=keep_private,
+        accept_pixels=accept_pixels,
+    )
+    arguments += _options(jobs=jobs)
+    _, report, problems = run_report(arguments)
     if report["checked"] == 0:
         raise FileError(" ".join(problems) or f"{os.fspath(output)} has no DICOM file.")
     return Verified(report, problems)

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import os
 import re
-from typing import Any, Dict, List, Sequence, Type, Union
+from typing import Any, Dict, List, Optional, Sequence, Type, Union
 
 
 class Error(Exception):
@@ -65,6 +65,12 @@ class HostError(Error, RuntimeError):
     """The library cannot be loaded or used."""
 
 
+def signal_in(end: str) -> Optional[int]:
+    """The number of the signal in a sentence about the end of a process."""
+    found = re.search(r"signal (\d+)", end)
+    return int(found.group(1)) if found else None
+
+
 class ReaderDied(Error):
     """The process that read a file was ended by it. This process is as it was.
 
@@ -76,8 +82,7 @@ class ReaderDied(Error):
         super().__init__(f"{path}: the reading process {end}.")
         self.path = path
         self._end = end
-        found = re.search(r"signal (\d+)", end)
-        self.signal = int(found.group(1)) if found else None
+        self.signal = signal_in(end)
 
     def __reduce__(self) -> Any:
         return type(self), (self.path, self._end)

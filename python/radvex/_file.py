@@ -7,15 +7,18 @@ import math
 import operator
 import os
 import warnings
-from typing import IO, Any, Dict, Iterator, List, Optional, Sequence, Tuple, Union, cast
-
-import numpy as np
-import numpy.typing as npt
+from typing import IO, TYPE_CHECKING, Any, Dict, Iterator, List, Optional, Sequence, Tuple, Union, cast
 
 from radvex import _radvex
 from radvex._errors import FileError, LibraryError, RadvexWarning, UsageError, in_python
 from radvex._library import call
-from radvex._values import Meaning, Pixels, pixels
+from radvex._meaning import Meaning
+
+if TYPE_CHECKING:  # numpy takes longer to load than all else here
+    import numpy as np
+    import numpy.typing as npt
+
+    from radvex._values import Pixels
 
 PathLike = Union[str, "os.PathLike[str]"]
 Source = Union[PathLike, IO[bytes], bytes, bytearray, memoryview]
@@ -235,7 +238,7 @@ class File:
         described = json.loads(meaning)
         for doubt in described["doubts"]:
             warnings.warn(in_python(doubt).replace(self._path, self._name), RadvexWarning, stacklevel=2)
-        return pixels(self._channels_last(array, described), Meaning(self._name, described))
+        return _known(self._channels_last(array, described), Meaning(self._name, described))
 
     def _channels_last(self, array: npt.NDArray[Any], described: Dict[str, Any]) -> npt.NDArray[Any]:
         """Colour of a single frame comes with its channels first when the file stores its planes apart."""
@@ -244,7 +247,7 @@ class File:
         sizes = (self.get("Rows"), self.get("Columns"))
         is_either = array.shape[:2] == sizes == array.shape[1:]  # 3 x 3
         is_planar = self.get("PlanarConfiguration") == 1 if is_either else array.shape[1:] == sizes
-        return np.moveaxis(array, 0, -1) if is_planar else array
+        return array.transpose(1, 2, 0) if is_planar else array
 
     def values(self, *, frame: Optional[int] = None) -> Pixels:
         """The modality values: HU for most CT, activity for PET, dose for RTDOSE, as the rescale of the file says.
@@ -259,7 +262,7 @@ class File:
         """
         array, meaning = _radvex.values(self._require_open(), *self._range(frame))
         described = Meaning(self._name, json.loads(meaning))
-        return pixels(_as_stored(array, described), described)
+        return _known(_as_stored(array, described), described)
 
     def overlays(self) -> List[npt.NDArray[np.bool_]]:
         """The overlay planes as read-only arrays of bool, [row][column], in the size of each plane, of its first
@@ -287,11 +290,19 @@ class File:
         return f"<radvex.File {os.path.basename(self._name)}: {modality}, {size}{frames}>"
 
 
+def _known(array: npt.NDArray[Any], meaning: Meaning) -> Pixels:
+    from radvex._values import pixels
+
+    return pixels(array, meaning)
+
+
 def _as_stored(array: npt.NDArray[Any], meaning: Meaning) -> npt.NDArray[Any]:
     """Not in less than the stored type: which one DCMTK takes depends on the values of the file, and what fits for one file
     of a series overflows for the next."""
     if array.dtype.kind not in "iu" or not meaning.bits_stored:
         return array
+    import numpy as np
+
     bits = 8 if meaning.bits_stored <= 8 else 16 if meaning.bits_stored <= 16 else 32
     stored = np.dtype(f"{'i' if meaning.signed else 'u'}{bits // 8}")
     return array.astype(np.promote_types(array.dtype, stored), copy=False)

@@ -6,15 +6,16 @@ import os
 import tempfile
 import warnings
 from contextlib import ExitStack
-from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple, Union, cast
-
-import numpy as np
-import numpy.typing as npt
+from typing import TYPE_CHECKING, Any, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple, Union, cast
 
 from radvex import _radvex
 from radvex._errors import HostError, NoPicturesError, RadvexWarning, ReaderDied, UsageError, VolumeError, in_python
 from radvex._file import PathLike, Window, window_words
 from radvex._jobs import Job, Progress, jobs_of, path_list, require_keys
+
+if TYPE_CHECKING:
+    import numpy as np
+    import numpy.typing as npt
 
 _TYPES = {"s8": "i1", "u8": "u1", "s16": "<i2", "u16": "<u2", "s32": "<i4", "u32": "<u4", "f32": "<f4", "f64": "<f8"}
 
@@ -101,6 +102,8 @@ class Volume:
 
         Raises VolumeError when nothing says where the slices lie; see has_position.
         """
+        import numpy as np
+
         if not self.has_position:
             raise VolumeError("Nothing says where the slices of this volume lie; only its spacing is known.")
         matrix = np.eye(4)
@@ -114,6 +117,8 @@ class Volume:
     @property
     def orientation(self) -> str:
         """Where the axes i, j and k grow to, as three letters such as "LPS"; "???" without a position."""
+        import numpy as np
+
         if not self.has_position:
             return "???"
         letters = ""
@@ -131,6 +136,8 @@ class Volume:
     def to_nibabel(self) -> Any:
         """A nibabel.Nifti1Image with the axes (i, j, k[, t]) and the affine matrix; without a position the spacings.
         The samples are those of this volume, not a copy."""
+        import numpy as np
+
         nibabel = importlib.import_module("nibabel")
         self._require_shape()
         if self._header["channels"] > 1:
@@ -150,6 +157,8 @@ class Volume:
         """An xarray.DataArray with the dimensions ([t, ]z, y, x[, channel]), distances from the first voxel along each
         axis in millimetres as coordinates, and units, affine and findings as attributes. The samples are those of this
         volume, not a copy."""
+        import numpy as np
+
         xarray = importlib.import_module("xarray")
         self._require_shape()
         coordinates: Dict[str, Any] = {
@@ -192,6 +201,8 @@ class Volume:
             raise UsageError(f"The array is {self.array.shape} now; the volume was read as {self._shape}.")
 
     def _dense(self) -> npt.NDArray[Any]:
+        import numpy as np
+
         self._require_shape()
         array = np.ascontiguousarray(self.array)
         expected = np.dtype(_TYPES[_type_name(self._header["type"])])
@@ -223,6 +234,8 @@ def _findings(described: Dict[str, Any]) -> List[Finding]:
 
 
 def _volume_of(described: Dict[str, Any], descriptor: int) -> Volume:
+    import numpy as np
+
     dtype = np.dtype(_TYPES[described["type"]])
     array = _radvex.map_samples(descriptor).view(dtype).reshape(described["shape"])
     return Volume(described, array)

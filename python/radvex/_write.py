@@ -1,17 +1,18 @@
 from __future__ import annotations
 
 import datetime
-import os
+import math
 import numbers
-from typing import Any, Dict, Iterable, List, Mapping, Optional, Sequence, Tuple, Union
-
-import numpy as np
-import numpy.typing as npt
+import os
+from typing import TYPE_CHECKING, Any, Dict, Iterable, List, Mapping, Optional, Sequence, Tuple, Union
 
 from radvex import _radvex
 from radvex._errors import LibraryError, UsageError
 from radvex._file import PathLike, Tag, _digits
 from radvex._library import call
+
+if TYPE_CHECKING:
+    import numpy.typing as npt
 
 _UTF8 = "ISO_IR 192"
 _OVERLAY_PROPERTIES = {
@@ -23,7 +24,7 @@ _OVERLAY_PROPERTIES = {
     "OverlaySubtype",
     "OverlayLabel",
 }
-Overlay = Union[npt.ArrayLike, Tuple[npt.ArrayLike, Mapping[str, Any]]]
+Overlay = Union["npt.ArrayLike", Tuple["npt.ArrayLike", Mapping[str, Any]]]
 
 
 def write(
@@ -57,6 +58,8 @@ def write(
     Raises TagWriteError, ImageWriteError, InvalidTagName for what the library refuses; UsageError, TypeError for the
     arguments.
     """
+    import numpy as np
+
     if isinstance(array, np.ma.MaskedArray) and np.any(array.mask):
         raise UsageError("A file cannot say which pixels are masked; give the array filled, as by array.filled(0).")
     image = np.asarray(array)
@@ -100,6 +103,8 @@ def _texts_of(tags: Mapping[Tag, Any]) -> Dict[str, Any]:
 
 def _text_of(keyword: str, value: Any) -> Any:
     """Text as it is written, or the items of a sequence."""
+    import numpy as np
+
     if isinstance(value, (list, tuple)) and value and all(isinstance(each, Mapping) for each in value):
         return [_texts_of(item) for item in value]
     if isinstance(value, (list, tuple, np.ndarray)):
@@ -128,7 +133,7 @@ def _text_of(keyword: str, value: Any) -> Any:
 
 def _decimal(number: float) -> str:
     """At most 16 characters, as a decimal string may have."""
-    if not np.isfinite(number):
+    if not math.isfinite(number):
         raise UsageError(f"{number} cannot be written as a decimal.")
     text = repr(number)
     digits = 16

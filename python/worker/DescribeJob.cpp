@@ -76,6 +76,9 @@ class Describer {
         try {
             record["values"] = valuesOf(path);
             record["values"]["TransferSyntaxUID"] = start.transferSyntax();
+            if (start.isDirectory()) { // says so in its meta information alone
+                record["values"]["SOPClassUID"] = "1.2.840.10008.1.3.10";
+            }
             if (mRequest.withPixels) {
                 addPixels(record, path);
             }

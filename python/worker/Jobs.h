@@ -14,10 +14,19 @@ void sendTree(velmora::Host& host, const Request& request, const Messages& messa
 /// @throws Error, LibraryError
 void sendVolumes(velmora::Host& host, const Request& request, Messages& messages);
 
+/// Sends {"verdict"} for each series of a list, by its index "i": what its volumes would be, as far as attributes tell
+/// it. Without samples: {"volumes", "findings"}, or {"refused"} with "end" if a file ended the process that read it, or
+/// {"noPictures"}.
+/// @throws Error
+void sendVerdicts(velmora::Host& host, const Request& request, const Messages& messages);
+
 /// Sends what lies below a folder: {"folder", "count", "digest", "problem"} for each folder, and behind it the bytes of
 /// its files: name, size, time of the last change in nanoseconds, each with a null behind.
 /// @throws Error
 void sendFiles(const Request& request, const Messages& messages);
+
+/// Sends {"count"} of the files below a folder, so far and at last; links are not counted. @throws Error
+void sendCount(const Request& request, const Messages& messages);
 
 /// Sends {"records"}: what each file of a list says about itself, or why it cannot be read, by its index "i". A file
 /// that ends the process that reads it has {"broken", "end"}.

@@ -51,6 +51,7 @@ Request requestFrom(std::string path, const Json& json) {
     request.jobs = std::max<std::size_t>(1, json.value("jobs", std::size_t{1}));
     request.list = json.value("list", -1);
     request.keywords = json.value("keywords", std::vector<std::string>{});
+    request.counts = json.value("counts", std::vector<std::size_t>{});
     request.withPixels = json.value("pixels", false);
     request.isSingle = json.value("single", false);
     request.isFourD = json.value("fourD", false);

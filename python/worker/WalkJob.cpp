@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
@@ -129,14 +130,70 @@ class Walk {
     const Messages& mMessages;
 };
 
+/// Counts the files below a folder by what the folders themselves say, without a look at any file: several times as
+/// fast as the walk, whose end it foretells.
+class Count {
+  public:
+    Count(std::string root, const Messages& messages) : mLeft{std::move(root)}, mMessages(messages) {}
+
+    void run() {
+        while (!mLeft.empty()) {
+            const std::string folder = std::move(mLeft.back());
+            mLeft.pop_back();
+            add(folder);
+            tell();
+        }
+        mMessages.send({{"count", mCount}});
+    }
+
+  private:
+    void add(const std::string& folder) {
+        const OpenFolder open(::opendir(folder.c_str()));
+        while (const dirent* entry = open == nullptr ? nullptr : ::readdir(open.get())) {
+            const std::string name = entry->d_name;
+            struct stat found {};
+            const bool isUnknown = entry->d_type == DT_UNKNOWN &&
+                                   ::fstatat(::dirfd(open.get()), entry->d_name, &found, AT_SYMLINK_NOFOLLOW) == 0;
+            if (entry->d_type == DT_REG || (isUnknown && S_ISREG(found.st_mode))) {
+                ++mCount;
+            } else if ((entry->d_type == DT_DIR || (isUnknown && S_ISDIR(found.st_mode))) && name != "." &&
+                       name != "..") {
+                mLeft.push_back(std::string(folder).append("/").append(name));
+            }
+        }
+    }
+
+    void tell() {
+        const auto now = std::chrono::steady_clock::now();
+        if (now - mTold >= std::chrono::milliseconds(200)) {
+            mTold = now;
+            mMessages.send({{"count", mCount}});
+        }
+    }
+
+    std::vector<std::string> mLeft;
+    const Messages& mMessages;
+    std::size_t mCount = 0;
+    std::chrono::steady_clock::time_point mTold = std::chrono::steady_clock::now();
+};
+
+void requireFolder(const std::string& path) {
+    std::error_code error;
+    if (!fs::is_directory(path, error)) {
+        throw FileError(path + " is not a folder.");
+    }
+}
+
 } // namespace
 
 void sendFiles(const Request& request, const Messages& messages) {
-    std::error_code error;
-    if (!fs::is_directory(request.path, error)) {
-        throw FileError(request.path + " is not a folder.");
-    }
+    requireFolder(request.path);
     Walk(request.path, messages).run();
+}
+
+void sendCount(const Request& request, const Messages& messages) {
+    requireFolder(request.path);
+    Count(request.path, messages).run();
 }
 
 } // namespace radvex::python

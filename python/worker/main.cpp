@@ -26,6 +26,9 @@ void work(const Request& request, Messages& messages) {
     if (request.job == "walk") { // without the library
         return sendFiles(request, messages);
     }
+    if (request.job == "count") {
+        return sendCount(request, messages);
+    }
     const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / "lib";
     const auto host = velmora::Host::load((folder / "Radvex.so").string(), velmora::radvexDeclarations());
     try {
@@ -33,6 +36,8 @@ void work(const Request& request, Messages& messages) {
             sendTree(*host, request, messages);
         } else if (request.job == "volumes") {
             sendVolumes(*host, request, messages);
+        } else if (request.job == "verdicts") {
+            sendVerdicts(*host, request, messages);
         } else if (request.job == "describe") {
             sendRecords(*host, request, messages);
         } else {

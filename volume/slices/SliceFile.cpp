@@ -1,6 +1,7 @@
 #include "volume/slices/SliceFile.h"
 
 #include "media/scan/FileDiagnosis.h"
+#include "media/scan/FileStart.h"
 #include "volume/slices/FileMetadata.h"
 #include "volume/slices/FileWindow.h"
 #include "volume/slices/KnownScaling.h"
@@ -89,7 +90,38 @@ void unpackMosaic(velmora::Host& host, const std::string& path, SliceFile& file)
         if (!file.rules.empty()) {
             file.rules.assign(file.slices.size(), ModalityRule(file.rules.front()));
         }
-        unpackTiles(file.samples, file.rows, file.columns, verdict.tiling);
+        if (file.bytes() > 0) {
+            unpackTiles(file.samples, file.rows, file.columns, verdict.tiling);
+        }
+    }
+}
+
+bool isDecodable(const std::string& path) {
+    return media::undecodedSyntaxName(media::FileStart(path).transferSyntax()).empty();
+}
+
+/// Refuses what would be refused if the samples were read, as far as attributes tell it.
+StoredSlices promisedSlices(const std::string& path, const FileMetadata& metadata) {
+    constexpr vint kMost = 1 << 16;
+    if (metadata.promisedFrames() > kMost) {
+        throw formats::VolumeError(metadata.name() + ": NumberOfFrames " + std::to_string(metadata.promisedFrames()) +
+                                   " is more than a volume has slices.");
+    }
+    if (!metadata.isColour()) {
+        requireKnownScaling(metadata, path);
+        (void)metadata.rules(metadata.promisedFrames());
+    }
+    return {.count = static_cast<std::size_t>(metadata.promisedFrames()), .isPicture = metadata.isColour()};
+}
+
+void readAnySamples(velmora::Host& host, const std::string& path, const FileMetadata& metadata,
+                    const SliceReading& reading, const Allocate& allocate, SliceFile& file) {
+    if (reading.kind == SampleKind::none) {
+        file.samples = promisedSlices(path, metadata);
+    } else if (metadata.isColour() || reading.kind == SampleKind::rendered) {
+        readPictures(host, path, metadata, reading.rendering, allocate, file);
+    } else {
+        readSamples(host, path, metadata, reading.kind, allocate, file);
     }
 }
 
@@ -115,16 +147,17 @@ SliceFile readSliceFile(velmora::Host& host, const std::string& path, const Slic
                                        " has a rescale for each frame, or is a dose, whose scaling pictures would "
                                        "ignore; without --rendered it is applied.");
         }
-        if (metadata.isColour() || reading.kind == SampleKind::rendered) {
-            readPictures(host, path, metadata, reading.rendering, allocate, file);
-        } else {
-            readSamples(host, path, metadata, reading.kind, allocate, file);
+        if (reading.kind == SampleKind::none && !isDecodable(path)) {
+            file.reason = media::whyNoPicture(path);
+            return file;
         }
+        readAnySamples(host, path, metadata, reading, allocate, file);
         file.slices = metadata.slices(static_cast<vint>(file.samples.count));
         file.isShort = metadata.promisesMorePixels(path, file.samples.count);
         const auto pixels = static_cast<std::size_t>(file.rows) * static_cast<std::size_t>(file.columns);
         for (SliceRecord& slice : file.slices) {
-            slice.isColour = file.samples.sliceSamples != pixels; // three samples may be one grey level
+            // three samples may be one grey level
+            slice.isColour = file.bytes() > 0 ? file.samples.sliceSamples != pixels : metadata.isColour();
         }
         if (metadata.isMosaic()) {
             unpackMosaic(host, path, file);
@@ -133,6 +166,9 @@ SliceFile readSliceFile(velmora::Host& host, const std::string& path, const Slic
             for (SliceRecord& slice : file.slices) {
                 slice.position.reset(); // that of the whole picture
             }
+        }
+        if (reading.kind == SampleKind::none) {
+            file.samples.count = file.slices.size();
         }
     } catch (const velmora::LibraryError& error) {
         file.reason = media::explain(error, path, path);
@@ -160,7 +196,7 @@ std::optional<ValueRange> rangeOfFile(velmora::Host& host, const std::string& pa
 }
 
 std::string toParcel(SliceFile file, const workers::SharedMemory& memory) {
-    file.offset = file.samples.count == 0 ? 0 : memory.offsetOf(file.samples.samples);
+    file.offset = file.bytes() == 0 ? 0 : memory.offsetOf(file.samples.samples);
     return workers::toParcel(file);
 }
 
@@ -169,7 +205,7 @@ SliceFile fromParcel(const std::string& parcel, const std::string& name, const w
     if (file.slices.size() != file.samples.count) {
         throw Error("A process described other slices than it sent.");
     }
-    if (file.samples.count > 0) {
+    if (file.bytes() > 0) {
         file.samples.samples = memory.at(file.offset, file.bytes());
     }
     for (SliceRecord& slice : file.slices) {

@@ -16,6 +16,7 @@ enum class SampleKind {
     modality, ///< values after the modality transformation (HU for CT)
     stored,   ///< values as they are stored, with the slope and intercept that all slices have in common
     rendered, ///< grey levels of windowed pictures; colour has nothing else
+    none,     ///< not read: slices of no bytes, as many as the attributes promise
 };
 
 /// What a file contributes to a volume.

@@ -10,6 +10,7 @@ import sys
 from typing import Any, Dict, List, Optional
 
 from radvex._errors import Error, UsageError
+from radvex.archive._deidentify import deidentify, verify
 from radvex.archive._find import find
 from radvex.archive._index import index
 from radvex.archive._volumes import volumes
@@ -25,9 +26,18 @@ def _say(text: str) -> None:
         sys.stderr.flush()
 
 
+def _left(state: Dict[str, Any]) -> str:
+    """How long it still takes, as the end of a line."""
+    seconds = state["secondsLeft"]
+    if seconds is None:
+        return ""
+    minutes = int(seconds) // 60
+    return f", {minutes // 60} h {minutes % 60} min left" if minutes >= 60 else f", {minutes}:{int(seconds) % 60:02} left"
+
+
 def _index(options: argparse.Namespace) -> None:
     def show(state: Dict[str, Any]) -> None:
-        _say("{read} files read, {unchanged} unchanged, {failed} failed, {perSecond:.0f} a second".format(**state))
+        _say("{read} files read, {unchanged} unchanged, {failed} failed, {perSecond:.0f} a second".format(**state) + _left(state))
 
     counts = index(
         options.archive,
@@ -35,6 +45,7 @@ def _index(options: argparse.Namespace) -> None:
         workers=options.workers,
         cluster=options.cluster,
         digests=options.digests,
+        verdicts=options.verdicts,
         progress=None if options.quiet else show,
     )
     _say("")
@@ -67,7 +78,7 @@ def _find(options: argparse.Namespace) -> None:
 
 def _volumes(options: argparse.Namespace) -> None:
     def show(state: Dict[str, Any]) -> None:
-        _say("{done} series done, {left} left".format(**state))
+        _say("{done} of {total} series done".format(**state) + _left(state))
 
     counts = volumes(
         options.index,
@@ -81,6 +92,58 @@ def _volumes(options: argparse.Namespace) -> None:
     if not options.quiet:
         _say("")
         print("{written} volumes written, {refused} refused, {unchanged} series unchanged".format(**counts))
+
+
+def _deidentify(options: argparse.Namespace) -> None:
+    def show(state: Dict[str, Any]) -> None:
+        _say("{done} of {total} patients done".format(**state) + _left(state))
+
+    counts = deidentify(
+        options.index,
+        options.output,
+        key=options.key,
+        where=options.where,
+        new_values=dict(word.split("=", 1) for word in options.set),
+        keep=options.keep,
+        shift_dates=options.shift_dates,
+        clean=options.clean,
+        keep_private=options.keep_private,
+        accept_pixels=options.accept_pixels,
+        mask=options.mask,
+        strict=options.strict,
+        workers=options.workers,
+        cluster=options.cluster,
+        progress=None if options.quiet else show,
+    )
+    if not options.quiet:
+        _say("")
+        print(
+            "{written} files written, {failed} failed, {skipped} skipped; {done} patients done, {unchanged} unchanged, "
+            "{gone} gone".format(**counts)
+        )
+
+
+def _verify(options: argparse.Namespace) -> int:
+    def show(state: Dict[str, Any]) -> None:
+        _say("{done} of {total} patients checked".format(**state) + _left(state))
+
+    counts = verify(
+        options.index,
+        options.output,
+        workers=options.workers,
+        cluster=options.cluster,
+        progress=None if options.quiet else show,
+    )
+    if not options.quiet:
+        _say("")
+        print("{clean} patients clean, {findings} with findings, {unreadable} unreadable".format(**counts))
+    return 1 if counts["findings"] or counts["unreadable"] else 0
+
+
+def _word_of_set(word: str) -> str:
+    if "=" not in word:
+        raise argparse.ArgumentTypeError(f"'{word}' is no KEYWORD=VALUE")
+    return word
 
 
 def _add_crew(command: argparse.ArgumentParser) -> None:
@@ -99,6 +162,7 @@ def _parser() -> argparse.ArgumentParser:
     command.add_argument("index", metavar="INDEX", help="SQLite file, made if it is not there")
     _add_crew(command)
     command.add_argument("--digests", action="store_true", help="read the pixels too, and keep their SHA-256")
+    command.add_argument("--verdicts", action="store_true", help="say of each series whether it would be volumes")
     command.add_argument("--json", action="store_true", help="print the counts as JSON")
     command.set_defaults(run=_index)
 
@@ -109,6 +173,28 @@ def _parser() -> argparse.ArgumentParser:
     command.add_argument("--format", choices=["nifti", "zarr"], default="nifti")
     _add_crew(command)
     command.set_defaults(run=_volumes)
+
+    command = commands.add_parser("deidentify", help="de-identify an archive, patient by patient")
+    command.add_argument("index", metavar="INDEX")
+    command.add_argument("output", metavar="OUT", help="empty folder, which every worker sees under this path")
+    command.add_argument("--key", metavar="FILE", required=True, help="16 or more secret bytes; the key of all identifiers")
+    command.add_argument("--where", metavar="SQL", help="files for which this holds")
+    command.add_argument("--set", metavar="KEYWORD=VALUE", action="append", default=[], type=_word_of_set)
+    command.add_argument("--keep", metavar="LIST", action="append", default=[], help="see radvex help anonymize")
+    command.add_argument("--shift-dates", action="store_true")
+    command.add_argument("--clean", metavar="LIST", action="append", default=[])
+    command.add_argument("--keep-private", metavar="FILE")
+    command.add_argument("--accept-pixels", metavar="LIST", action="append", default=[])
+    command.add_argument("--mask", metavar="FILE")
+    command.add_argument("--strict", action="store_true")
+    _add_crew(command)
+    command.set_defaults(run=_deidentify)
+
+    command = commands.add_parser("verify", help="check what of the originals is left in what deidentify wrote")
+    command.add_argument("index", metavar="INDEX")
+    command.add_argument("output", metavar="OUT")
+    _add_crew(command)
+    command.set_defaults(run=_verify)
 
     command = commands.add_parser("find", help="ask an index, also while it is written")
     command.add_argument("index", metavar="INDEX")
@@ -125,9 +211,9 @@ def main(words: Optional[List[str]] = None) -> int:
     """Runs the command. Returns its exit status: 0 done, 1 cannot be done, 2 wrong usage."""
     options = _parser().parse_args(words)
     try:
-        options.run(options)
+        status: Optional[int] = options.run(options)
         sys.stdout.flush()
-        return 0
+        return status or 0
     except BrokenPipeError:  # who reads has enough
         os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
         return 0

@@ -5,9 +5,11 @@ from __future__ import annotations
 import importlib
 import tempfile
 from collections import deque
-from contextlib import contextmanager
-from typing import Any, Callable, Deque, Dict, Iterable, Iterator, Optional, Protocol, Sequence, Tuple, TypeVar
+from contextlib import ExitStack
+from itertools import chain, islice
+from typing import Any, Callable, Deque, Dict, Iterable, Iterator, List, Optional, Protocol, Sequence, Tuple, TypeVar, Union
 
+from radvex._errors import ReaderDied
 from radvex._jobs import jobs_of
 
 _AHEAD = 2  # items that are on their way to each worker, with the one on which it works
@@ -24,6 +26,18 @@ class Item(Protocol):
 
 
 AnyItem = TypeVar("AnyItem", bound=Item)
+
+
+def in_parts(work: Callable[[AnyItem], List[Any]], item: AnyItem) -> List[Any]:
+    """The results of an item, one for each piece in it. If the program that reads the files ends, as the system may end
+    what takes all memory, the parts of the item are tried, down to the piece that does it."""
+    try:
+        return work(item)
+    except ReaderDied as error:
+        parts = item.parts()
+        if not parts:
+            return list(item.lost(str(error), error.signal))
+    return [result for part in parts for result in in_parts(work, part)]
 
 
 class OneProcess:
@@ -81,29 +95,49 @@ class Cluster:
             give()
 
 
-@contextmanager
-def workers_of(workers: Optional[int], cluster: Optional[str]) -> Iterator[Any]:
-    """Who does the work: the workers of a cluster at an address, or processes of this machine; workers=0: this one.
+class Crew:
+    """Who does the work: the workers of a cluster at an address, or processes of this machine, or this process. They are
+    started when there is something to do: most runs find that nothing has changed.
 
-    workers: processes; by default as many as there are cores
+    workers: processes of this machine; by default as many as there are cores; 0: this one
     cluster: the address of a Dask scheduler, such as "tcp://host:8786"
     """
-    count = 0 if workers == 0 else jobs_of(workers)
-    if cluster is None and count == 0:
-        yield OneProcess()
-        return
-    distributed = importlib.import_module("distributed")
-    if cluster is not None:
-        with distributed.Client(cluster) as client:
-            yield Cluster(client)
-        return
-    with tempfile.TemporaryDirectory(prefix="radvex-") as folder:  # where workers would put what their memory cannot hold
-        with distributed.LocalCluster(
-            n_workers=count,
+
+    def __init__(self, workers: Optional[int], cluster: Optional[str]) -> None:
+        self._count = 0 if workers == 0 else jobs_of(workers)
+        self._cluster = cluster
+        self._stack = ExitStack()
+        self._runner: Union[None, OneProcess, Cluster] = None
+
+    def __enter__(self) -> Crew:
+        return self
+
+    def __exit__(self, *error: Any) -> None:
+        self._stack.__exit__(*error)
+
+    def run(self, work: Callable[[AnyItem], Any], items: Iterable[AnyItem]) -> Iterator[Tuple[AnyItem, Any]]:
+        """Items with their results, as they are finished."""
+        source = iter(items)
+        first = list(islice(source, 1))
+        if first:
+            if self._runner is None:
+                self._runner = self._started()
+            yield from self._runner.run(work, chain(first, source))
+
+    def _started(self) -> Union[OneProcess, Cluster]:
+        if self._cluster is None and self._count == 0:
+            return OneProcess()
+        distributed = importlib.import_module("distributed")
+        enter = self._stack.enter_context
+        if self._cluster is not None:
+            return Cluster(enter(distributed.Client(self._cluster)))
+        folder = enter(tempfile.TemporaryDirectory(prefix="radvex-"))  # for what the memory of workers cannot hold
+        local = distributed.LocalCluster(
+            n_workers=self._count,
             threads_per_worker=1,
             processes=True,
             dashboard_address=None,
             silence_logs=50,
             local_directory=folder,
-        ) as local, distributed.Client(local) as client:
-            yield Cluster(client)
+        )
+        return Cluster(enter(distributed.Client(enter(local))))

@@ -4,11 +4,11 @@ from __future__ import annotations
 
 import base64
 import os
-import re
 from typing import Any, Dict, List, NamedTuple, Optional, Tuple
 
-from radvex._errors import ReaderDied
+from radvex._errors import signal_in
 from radvex._jobs import Job, path_list
+from radvex.archive._cluster import in_parts
 from radvex.archive._store import COLUMNS
 
 Record = Tuple[str, Optional[str], Optional[int], Optional[str], Dict[str, Any]]
@@ -37,13 +37,7 @@ def describe(batch: Batch) -> List[Record]:
     """A record for each file of the batch, in its order. The files are read by a process of their own, so that one that
     ends its reader is charged with that, and the others are read all the same. If the program around that process ends,
     too, as the system may end what takes all memory, the halves of the batch are tried."""
-    try:
-        return _described(batch)
-    except ReaderDied as error:
-        parts = batch.parts()
-        if not parts:
-            return batch.lost(str(error), error.signal)
-    return [record for part in parts for record in describe(part)]
+    return in_parts(_described, batch)
 
 
 def _described(batch: Batch) -> List[Record]:
@@ -66,8 +60,7 @@ def _record_of(found: Dict[str, Any]) -> Record:
     if "notDicom" in found:
         return "notDicom", found["notDicom"], None, None, {}
     if "broken" in found:
-        end = re.search(r"signal (\d+)", found.get("end", ""))
-        return "broken", found["broken"], int(end.group(1)) if end else None, None, {}
+        return "broken", found["broken"], signal_in(found.get("end", "")), None, {}
     values = {name: _plain(found["values"].get(name)) for name in COLUMNS}
     return "dicom", found.get("brokenPixels"), None, found.get("digest"), values
 

@@ -3,20 +3,21 @@ from __future__ import annotations
 import os
 import sqlite3
 import time
-from typing import Any, Callable, Dict, Iterator, List, Optional, Tuple
+from contextlib import ExitStack
+from typing import Any, Dict, Iterator, List, Optional, Tuple
 
 from radvex._errors import FileError
 from radvex._file import PathLike
-from radvex.archive._cluster import workers_of
+from radvex.archive._cluster import Crew
 from radvex.archive._describe import Batch, Record, describe, seconds_of
 from radvex.archive._listing import Folder, folders
+from radvex.archive._progress import FileCount, Progress, Teller
 from radvex.archive._store import COLUMNS, Index, stored_name
+from radvex.archive._verdicts import batches as series_batches, judge, keep as keep_verdicts
 
 _SECONDS = 2.0  # of work in a batch
 _MOST = 4000  # files in a batch
 _BETWEEN_COMMITS = 1.0
-
-Progress = Callable[[Dict[str, Any]], None]
 
 
 class _Pending:
@@ -32,14 +33,15 @@ class _Pending:
 class _Run:
     """One run of the indexer."""
 
-    def __init__(self, index: Index, root: str, digests: bool, progress: Optional[Progress]) -> None:
+    def __init__(self, index: Index, root: str, digests: bool, progress: Optional[Progress], count: Optional[FileCount]) -> None:
         self._index = index
         self._root = root
         self._digests = digests
-        self._progress = progress
+        self._teller = Teller(progress)
+        self._count = count
         self._places: Dict[str, Tuple[_Pending, str, int, int]] = {}  # path -> folder, name, size, changed
-        self._start = self._told = self._committed = time.monotonic()
-        self.read = self.unchanged = self.failed = 0
+        self._committed = time.monotonic()
+        self.read = self.unchanged = self.failed = self.verdicts = 0
 
     def batches(self) -> Iterator[Batch]:
         """The files that have to be read, in batches of about the same work. Reads the list of the archive as it goes."""
@@ -102,6 +104,11 @@ class _Run:
             self._finish(pending)
         self._commit()
 
+    def judged(self, series: int) -> None:
+        """Commits the verdicts on so many series."""
+        self.verdicts += series
+        self._commit()
+
     def _finish(self, pending: _Pending) -> None:
         if pending.is_listed and pending.left == 0:
             self._index.finish_folder(pending.folder, pending.digest)
@@ -113,18 +120,16 @@ class _Run:
         self._tell()
 
     def _tell(self) -> None:
-        now = time.monotonic()
-        if self._progress is not None and now - self._told >= 0.5:
-            self._told = now
-            self._progress(self.state())
+        self._teller.tell(self.state(), self.read + self.unchanged, self._count.total if self._count else None)
 
     def state(self) -> Dict[str, Any]:
         """How far it is."""
-        seconds = time.monotonic() - self._start
+        seconds = self._teller.seconds
         return {
             "read": self.read,
             "unchanged": self.unchanged,
             "failed": self.failed,
+            "verdicts": self.verdicts,
             "seconds": seconds,
             "perSecond": self.read / seconds if seconds else 0.0,
         }
@@ -137,6 +142,7 @@ def index(
     workers: Optional[int] = None,
     cluster: Optional[str] = None,
     digests: bool = False,
+    verdicts: bool = False,
     progress: Optional[Progress] = None,
 ) -> Dict[str, Any]:
     """Indexes an archive: one row for each file below a folder, with what the file says about itself or why it cannot be
@@ -148,9 +154,12 @@ def index(
     workers: processes of this machine; by default as many as there are cores; 0: this process reads
     cluster: the address of a Dask scheduler, whose workers read instead; they need this package
     digests: also read all pixels, and keep the SHA-256 of the stored values of each file
-    progress: gets a dict with "read", "unchanged", "failed", "seconds" and "perSecond" from time to time
+    verdicts: also say of each series whether it would be volumes, and which, from the attributes of all its files
+    progress: gets a dict with "read", "unchanged", "failed", "verdicts", "seconds", "perSecond", "total" files and
+        "secondsLeft" from time to time; the last two are None until all folders were looked at
 
-    Returns the numbers of files: "read" and "unchanged" in this run, "dicom", "notDicom", "broken" and "vanished" in all.
+    Returns the numbers of files: "read" and "unchanged" in this run, "dicom", "notDicom", "broken" and "vanished" in all;
+    and that of series on which there is a new verdict, "verdicts".
 
     Raises FileError, FileNotFoundError.
     """
@@ -159,12 +168,19 @@ def index(
         raise FileNotFoundError(2, "There is no such folder", os.fspath(archive))
     kept = Index(os.fspath(path), root)
     try:
-        run = _Run(kept, root, digests, progress)
-        with workers_of(workers, cluster) as crew:
+        with ExitStack() as stack, Crew(workers, cluster) as crew:
+            count = stack.enter_context(FileCount(root)) if progress is not None else None
+            run = _Run(kept, root, digests, progress, count)
             for batch, records in crew.run(describe, run.batches()):
                 run.take(batch, records)
-        kept.commit()
-        kept.finish()
+            kept.commit()
+            kept.finish()
+            if verdicts:
+                for series, found in crew.run(judge, series_batches(kept.connection, root)):
+                    keep_verdicts(kept.connection, series, found)
+                    run.judged(len(found))
+                if run.verdicts:
+                    kept.summarize()
         return {**run.state(), "dicom": 0, "notDicom": 0, "broken": 0, "vanished": 0, **kept.counts()}
     except sqlite3.DatabaseError as error:
         raise FileError(f"{os.fspath(path)} cannot be written: {error}. What was read before is in it.") from None

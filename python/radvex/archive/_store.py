@@ -4,9 +4,11 @@ from __future__ import annotations
 
 import os
 import sqlite3
+from contextlib import contextmanager
 from typing import Any, Dict, Iterable, Iterator, List, Optional, Sequence, Tuple, Union
 
 from radvex._errors import FileError
+from radvex._file import PathLike
 
 COLUMNS: Dict[str, str] = {
     "SOPClassUID": "TEXT",
@@ -32,9 +34,12 @@ COLUMNS: Dict[str, str] = {
 }
 """The attributes that a file has a column for."""
 
-_VERSION = 1
+SOURCE = "count(*) || ' ' || sum(size) || ' ' || max(changed)"
+"""Of the files of a series or the like: changes when one of them does."""
+
+_VERSION = 2
 _SCHEMA = f"""
-CREATE TABLE archive (root, runs INTEGER NOT NULL, version INTEGER NOT NULL);
+CREATE TABLE archive (root, runs INTEGER NOT NULL, version INTEGER NOT NULL, summarized INTEGER NOT NULL);
 CREATE TABLE folders (id INTEGER PRIMARY KEY, path UNIQUE NOT NULL, digest TEXT, run INTEGER NOT NULL, problem TEXT);
 CREATE TABLE files (
     folder INTEGER NOT NULL REFERENCES folders(id), name NOT NULL, size INTEGER NOT NULL, changed INTEGER NOT NULL,
@@ -42,20 +47,29 @@ CREATE TABLE files (
     PRIMARY KEY (folder, name)) WITHOUT ROWID;
 CREATE INDEX files_series ON files(SeriesInstanceUID) WHERE state = 'dicom';
 CREATE TABLE series (SeriesInstanceUID TEXT, StudyInstanceUID TEXT, PatientID TEXT, Modality TEXT, SeriesNumber TEXT,
-    SeriesDescription TEXT, files INTEGER, bytes INTEGER);
+    SeriesDescription TEXT, files INTEGER, bytes INTEGER, verdict TEXT, reason TEXT, volumes INTEGER);
+CREATE TABLE verdicts (SeriesInstanceUID TEXT PRIMARY KEY, verdict TEXT NOT NULL, reason TEXT, signal INTEGER,
+    volumes INTEGER NOT NULL, description TEXT NOT NULL, source TEXT NOT NULL);
 CREATE TABLE studies (StudyInstanceUID TEXT, PatientID TEXT, StudyDate TEXT, StudyDescription TEXT, series INTEGER,
     files INTEGER, bytes INTEGER);
+CREATE TABLE counts (state TEXT PRIMARY KEY, files INTEGER);
 CREATE VIEW paths AS SELECT CASE folders.path WHEN '' THEN name ELSE folders.path || '/' || name END AS path, files.*
     FROM files JOIN folders ON folders.id = files.folder;
 """
 
-_SUMMARIES = """
+_SUMMARIES = f"""
 DELETE FROM series;
-INSERT INTO series SELECT SeriesInstanceUID, min(StudyInstanceUID), min(PatientID), min(Modality), min(SeriesNumber),
-    min(SeriesDescription), count(*), sum(size) FROM files WHERE state = 'dicom' GROUP BY SeriesInstanceUID;
+INSERT INTO series SELECT f.uid, study, patient, modality, number, text, files, bytes, verdict, reason, volumes FROM
+    (SELECT SeriesInstanceUID AS uid, min(StudyInstanceUID) AS study, min(PatientID) AS patient, min(Modality) AS modality,
+        min(SeriesNumber) AS number, min(SeriesDescription) AS text, count(*) AS files, sum(size) AS bytes,
+        {SOURCE} AS source FROM files WHERE state = 'dicom' GROUP BY SeriesInstanceUID) AS f
+    LEFT JOIN verdicts ON verdicts.SeriesInstanceUID = f.uid AND verdicts.source = f.source;
 DELETE FROM studies;
 INSERT INTO studies SELECT StudyInstanceUID, min(PatientID), min(StudyDate), min(StudyDescription),
     count(DISTINCT SeriesInstanceUID), count(*), sum(size) FROM files WHERE state = 'dicom' GROUP BY StudyInstanceUID;
+DELETE FROM counts;
+INSERT INTO counts SELECT state, count(*) FROM files GROUP BY state;
+UPDATE archive SET summarized = 1;
 """
 
 Name = Union[str, bytes]
@@ -100,14 +114,20 @@ class Index:
             for statement in _SCHEMA.split(";\n"):
                 if statement.strip():
                     database.execute(statement)
-            database.execute("INSERT INTO archive VALUES (?, 0, ?)", (stored_name(root), _VERSION))
-        kept, runs, version = database.execute("SELECT root, runs, version FROM archive").fetchone()
+            database.execute("INSERT INTO archive VALUES (?, 0, ?, 0)", (stored_name(root), _VERSION))
+        kept, runs, version, summarized = database.execute("SELECT * FROM archive").fetchone()
         if version != _VERSION:
             raise FileError(f"{self.path} was written by another version of this program.")
         if os.fsdecode(kept) != root:
             raise FileError(f"{self.path} is the index of {os.fsdecode(kept)}, not of {root}.")
         self.run: int = runs + 1
+        self._is_summarized = bool(summarized)
         database.execute("UPDATE archive SET runs = ?", (self.run,))
+
+    @property
+    def connection(self) -> sqlite3.Connection:
+        """For tables of what is made of the files."""
+        return self._database
 
     def close(self) -> None:
         """Leaves out what was not committed."""
@@ -144,24 +164,39 @@ class Index:
 
     def write(self, records: Iterable[Sequence[Any]]) -> None:
         """Folder, name, size, changed, state, reason, signal, digest and the columns of each file."""
+        self._outdate()
         marks = ", ".join("?" * (8 + len(COLUMNS)))
         self._database.executemany(f"INSERT OR REPLACE INTO files VALUES ({marks})", records)
 
     def vanish(self, folder: int, names: Iterable[str]) -> None:
         """Marks files that are no longer there."""
-        self._database.executemany(
-            "UPDATE files SET state = 'vanished' WHERE folder = ? AND name = ?",
-            ((folder, stored_name(name)) for name in names),
-        )
+        gone = [(folder, stored_name(name)) for name in names]
+        if gone:
+            self._outdate()
+            self._database.executemany("UPDATE files SET state = 'vanished' WHERE folder = ? AND name = ?", gone)
+
+    def _outdate(self) -> None:
+        """Series and studies are no longer what they were when they were counted, even if this run is ended."""
+        if self._is_summarized:
+            self._database.execute("UPDATE archive SET summarized = 0")
+            self._is_summarized = False
 
     def finish(self) -> None:
-        """Marks the files of folders that are no longer there, and counts series and studies anew."""
-        self._database.execute(
+        """Marks the files of folders that are no longer there, and counts series and studies."""
+        gone = self._database.execute(
             "UPDATE files SET state = 'vanished' WHERE state != 'vanished' AND folder IN "
             "(SELECT id FROM folders WHERE run != ?)",
             (self.run,),
         )
         self._database.execute("UPDATE folders SET digest = NULL WHERE run != ?", (self.run,))
+        if gone.rowcount:
+            self._outdate()
+        if not self._is_summarized:
+            self.summarize()
+        self.commit()
+
+    def summarize(self) -> None:
+        """Counts series and studies anew."""
         for statement in _SUMMARIES.split(";\n"):
             if statement.strip():
                 self._database.execute(statement)
@@ -169,8 +204,30 @@ class Index:
 
     def counts(self) -> Dict[str, int]:
         """The number of files in each state."""
-        rows = self._database.execute("SELECT state, count(*) FROM files GROUP BY state")
-        return {state: count for state, count in rows}
+        return {state: count for state, count in self._database.execute("SELECT state, files FROM counts")}
+
+
+@contextmanager
+def writable(path: PathLike, tables: Iterable[str]) -> Iterator[Tuple[sqlite3.Connection, str]]:
+    """An index for the results of a job, and the folder of its archive. Each statement counts at once.
+
+    tables: statements that make the tables of the job
+    """
+    name = os.fspath(path)
+    if not os.path.exists(name):
+        raise FileNotFoundError(2, "There is no such index", name)
+    database = sqlite3.connect(name, isolation_level=None)
+    try:
+        root, version = database.execute("SELECT root, version FROM archive").fetchone()
+        if version != _VERSION:
+            raise FileError(f"{name} was written by another version of this program.")
+        for statement in tables:
+            database.execute(statement)
+        yield database, os.fsdecode(root)
+    except sqlite3.DatabaseError as error:
+        raise FileError(f"{name} cannot be used: {error}. What was done before is in it.") from None
+    finally:
+        database.close()
 
 
 def read_only(path: str) -> sqlite3.Connection:

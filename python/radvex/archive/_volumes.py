@@ -2,21 +2,21 @@ from __future__ import annotations
 
 import importlib
 import json
+import math
 import os
 import re
 import shutil
 import sqlite3
 import uuid
 import warnings
-from typing import Any, Callable, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple
+from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple
 
-import numpy as np
-
-from radvex._errors import FileError, ReaderDied, UsageError, VolumeError
+from radvex._errors import ReaderDied, UsageError, VolumeError
 from radvex._file import PathLike
 from radvex._volume import Volume, volumes as read_volumes
-from radvex.archive._cluster import workers_of
-from radvex.archive._store import stored_name
+from radvex.archive._cluster import Crew
+from radvex.archive._progress import Progress, Teller
+from radvex.archive._store import SOURCE, stored_name, writable
 
 _ENDINGS = {"zarr": ".zarr", "nifti": ".nii.gz"}
 _CHUNK = 1 << 24  # bytes, about: large enough for the disk, small enough for many at a time
@@ -111,7 +111,7 @@ def _save_zarr(path: str, volume: Volume) -> None:
     array, axes = volume.array, volume.axes
     chunks = list(array.shape)
     slices = axes.index("z")
-    bytes_of_slice = int(np.prod(array.shape[slices + 1 :])) * array.itemsize
+    bytes_of_slice = math.prod(array.shape[slices + 1 :]) * array.itemsize
     chunks[:slices] = [1] * slices
     chunks[slices] = max(1, min(chunks[slices], _CHUNK // max(1, bytes_of_slice)))
     values = group.create_dataset("values", data=array, chunks=tuple(chunks))
@@ -135,7 +135,7 @@ def _series_of(database: sqlite3.Connection, where: Optional[str], values: Seque
     """Identifier and source of each series that has a file that matches."""
     chosen = f"AND ({where})" if where is not None else ""
     query = (
-        "SELECT SeriesInstanceUID, count(*) || ' ' || sum(size) || ' ' || max(changed) FROM files "
+        f"SELECT SeriesInstanceUID, {SOURCE} FROM files "
         f"WHERE state = 'dicom' AND SeriesInstanceUID IN (SELECT SeriesInstanceUID FROM paths WHERE state = 'dicom' {chosen}) "
         "GROUP BY SeriesInstanceUID ORDER BY SeriesInstanceUID"
     )
@@ -154,7 +154,7 @@ def volumes(
     format: str = "nifti",
     workers: Optional[int] = None,
     cluster: Optional[str] = None,
-    progress: Optional[Callable[[Dict[str, Any]], None]] = None,
+    progress: Optional[Progress] = None,
 ) -> Dict[str, int]:
     """Makes volumes of the series of an archive, as radvex.volume makes them, and keeps the verdict on each in the table
     `volumes` of the index. Series that were done and have not changed are not done again.
@@ -164,21 +164,16 @@ def volumes(
     where, values: the series that have a file for which this holds; see find
     format: "nifti" (.nii.gz), or "zarr": a group with the array "values" in chunks, for open
     workers, cluster: see index
-    progress: gets a dict with "done" and "left" series from time to time
+    progress: gets a dict with the series "done", their "total", "seconds" and "secondsLeft" from time to time
 
     Returns the numbers: "written" and "refused" volumes, "unchanged" series.
     """
     if format not in _ENDINGS:
         raise UsageError(f"format={format!r} is unknown: nifti, zarr.")
-    if not os.path.exists(index):
-        raise FileNotFoundError(2, "There is no such index", os.fspath(index))
     folder = os.path.abspath(os.fspath(output))
     os.makedirs(folder, exist_ok=True)
     counts = {"written": 0, "refused": 0, "unchanged": 0}
-    database = sqlite3.connect(os.fspath(index), isolation_level=None)
-    try:
-        root = os.fsdecode(database.execute("SELECT root FROM archive").fetchone()[0])
-        database.execute(_TABLE)
+    with writable(index, [_TABLE]) as (database, root):
         wanted = list(_wanted(database, folder, format, where, values, counts))
 
         def items() -> Iterator[Series]:
@@ -188,18 +183,14 @@ def volumes(
                 )
                 yield Series(uid, root, [os.fsdecode(row[0]) for row in rows], folder, format, source)
 
-        with workers_of(workers, cluster) as crew:
+        teller = Teller(progress)
+        with Crew(workers, cluster) as crew:
             for done, (series, rows) in enumerate(crew.run(make, items()), start=1):
                 _keep(database, series, rows)
                 for row in rows:
                     counts[row[1]] += 1
-                if progress is not None:
-                    progress({"done": done, "left": len(wanted) - done})
-        return counts
-    except sqlite3.DatabaseError as error:
-        raise FileError(f"{os.fspath(index)} cannot be used: {error}.") from None
-    finally:
-        database.close()
+                teller.tell({"done": done}, done, len(wanted))
+    return counts
 
 
 def _wanted(
@@ -259,6 +250,8 @@ class LazyVolume:
         """See radvex.Volume.affine."""
         if self._affine is None:
             raise VolumeError("Nothing says where the slices of this volume lie; only its spacing is known.")
+        import numpy as np
+
         return np.array(self._affine)
 
     def __repr__(self) -> str:

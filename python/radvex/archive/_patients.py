@@ -1,0 +1,133 @@
+"""What a worker does with the files of one patient: de-identifies them, or checks what was made of them."""
+
+from __future__ import annotations
+
+import os
+import shutil
+import tempfile
+import uuid
+from contextlib import contextmanager
+from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple
+
+from radvex._deidentify import run_report
+from radvex.archive._cluster import in_parts
+
+
+class Patient(NamedTuple):
+    """A patient, whose files are worked on together: an identifier in one file is removed from all of them."""
+
+    source: str  # tells whether the files have changed since
+    root: str  # of the archive
+    paths: List[str]  # below the root
+    output: str  # folder of the run
+    folder: str  # of the patient, below it
+    words: List[str]  # options of the command
+
+    def parts(self) -> Sequence[Patient]:
+        """A patient is not divided."""
+        return []
+
+    def lost(self, reason: str, number: Optional[int]) -> List[Outcome]:
+        """Nothing was written."""
+        return [Outcome([(path, None, reason) for path in self.paths], 0, {}, reason, number)]
+
+
+class Outcome(NamedTuple):
+    """What became of a patient's files."""
+
+    files: List[Tuple[str, Optional[str], Optional[str]]]  # path below the root, new name, why there is none
+    skipped: int  # files that are no DICOM, or directories of media
+    remaining: Dict[str, int]  # what may still identify the patient, in how many files
+    reason: Optional[str] = None  # why nothing was written
+    signal: Optional[int] = None  # that ended the command
+
+
+class Check(NamedTuple):
+    """What was found in the files that were made."""
+
+    verdict: str  # "clean", "findings" or "unreadable"
+    findings: Dict[str, int]  # what, in how many files
+    signal: Optional[int] = None
+
+
+def drafts_of(output: str) -> str:
+    """The folder for what is not finished."""
+    return os.path.join(output, ".radvex-drafts")
+
+
+def deidentify(patient: Patient) -> List[Outcome]:
+    """Writes new files in place of those that were there. The folder gets its name when all of them are done."""
+    return in_parts(_deidentified, patient)
+
+
+def _deidentified(patient: Patient) -> List[Outcome]:
+    draft = os.path.join(drafts_of(patient.output), uuid.uuid4().hex)
+    with _linked(patient) as links:
+        words = ["anonymize", links, draft, "--neutral-names", "--report", "-", "--report-originals", "--jobs", "1", "-q"]
+        try:
+            _, report, problems = run_report(words + patient.words)
+            files = [_result_of(patient, links, file) for file in report["files"]]
+            written = any(name is not None for _, name, _ in files)
+            if written:
+                _publish(draft, patient)
+        finally:
+            shutil.rmtree(draft, ignore_errors=True)
+        reason = None if written else " ".join(_named(patient, links, problem) for problem in problems) or "no DICOM file"
+        return [Outcome(files, report["skipped"], report["remaining"], reason)]
+
+
+def _publish(draft: str, patient: Patient) -> None:
+    final = os.path.join(patient.output, patient.folder)
+    if os.path.exists(final):
+        old = os.path.join(drafts_of(patient.output), uuid.uuid4().hex)
+        os.replace(final, old)
+        shutil.rmtree(old, ignore_errors=True)
+    os.replace(draft, final)
+
+
+@contextmanager
+def _linked(patient: Patient) -> Iterator[str]:
+    """A folder of links to the files, named by their numbers."""
+    with tempfile.TemporaryDirectory(prefix="radvex-") as links:
+        for number, path in enumerate(patient.paths):
+            os.symlink(os.path.join(patient.root, path), os.path.join(links, f"{number:07}"))
+        yield links
+
+
+def _result_of(patient: Patient, links: str, file: Dict[str, Any]) -> Tuple[str, Optional[str], Optional[str]]:
+    reason = file.get("error")
+    return (
+        patient.paths[int(os.path.basename(file["input"]))],
+        file["output"],
+        _named(patient, links, reason) if reason else None,
+    )
+
+
+def _named(patient: Patient, links: str, sentence: str) -> str:
+    """A sentence about a link, with the file in its place."""
+    for word in sentence.split():
+        number = word.rstrip(":.,;")[len(links) + 1 :]
+        if word.startswith(links + os.sep) and number.isdigit():
+            sentence = sentence.replace(os.path.join(links, number), patient.paths[int(number)])
+    return sentence
+
+
+def check(patient: Patient) -> List[Check]:
+    """What of the originals is left in the files that were made of them."""
+    return in_parts(_checked, patient)
+
+
+def _checked(patient: Patient) -> List[Check]:
+    with _linked(patient) as links:
+        made = os.path.join(patient.output, patient.folder)
+        _, report, problems = run_report(["verify", links, made, "--report", "-", "--jobs", "1", "-q", *patient.words])
+    findings: Dict[str, int] = {}
+    for file in report["files"]:
+        for finding in file.get("findings", []) + file.get("pixels", []):
+            findings[finding] = findings.get(finding, 0) + 1
+    for difference in report["differences"]:
+        findings[difference] = 1
+    for problem in problems:
+        findings[_named(patient, links, problem)] = 1
+    verdict = "unreadable" if problems else "clean" if report["clean"] else "findings"
+    return [Check(verdict, findings)]
