@@ -212,17 +212,16 @@ def _only_run(folder: str, root: str) -> Iterator[None]:
 def _require_same(database: sqlite3.Connection, folder: str, options: Dict[str, Any], key: str) -> None:
     """Files that were made otherwise would not fit together."""
     text = json.dumps(options, sort_keys=True)
-    found = database.execute(
-        "SELECT options, key FROM deidentifications WHERE output = ?", (stored_name(folder),)
-    ).fetchone()
-    if found is None:
-        if any(not name.startswith(".radvex-") for name in os.listdir(folder)):
-            raise FileError(f"{folder} holds something already; name an empty folder.")
-        database.execute("INSERT INTO deidentifications VALUES (?, ?, ?)", (stored_name(folder), text, key))
-    elif found[1] != key:
+    place = stored_name(folder)
+    found = database.execute("SELECT options, key FROM deidentifications WHERE output = ?", (place,)).fetchone()
+    if found is None and any(not name.startswith(".radvex-") for name in os.listdir(folder)):
+        raise FileError(f"{folder} holds something already; name an empty folder.")
+    is_begun = database.execute("SELECT 1 FROM deidentified WHERE output = ?", (place,)).fetchone() is not None
+    if is_begun and found[1] != key:
         raise UsageError(f"{folder} was made with another key; name another folder.")
-    elif found[0] != text:
+    if is_begun and found[0] != text:
         raise UsageError(f"{folder} was made with other options; name another folder.")
+    database.execute("INSERT OR REPLACE INTO deidentifications VALUES (?, ?, ?)", (place, text, key))
 
 
 def _chosen(where: Optional[str]) -> str:
