@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Work on archives with pydicom and Dask, and means of many volumes, each in a process of its own: archiveJobs.py JOB ARGUMENT...
+"""Work on archives with pydicom and Dask, and means of many volumes: archiveJobs.py JOB ARGUMENT...
 
-Only what a job needs is imported: it is part of what is measured.
+Each job is a process of its own. Only what a job needs is imported: it is part of what is measured.
 """
 
 import hashlib
@@ -11,9 +11,9 @@ import sys
 import tempfile
 
 KEYWORDS = (
-    "SOPClassUID", "SOPInstanceUID", "TransferSyntaxUID", "PatientID", "StudyInstanceUID", "SeriesInstanceUID", "Modality",
-    "StudyDate", "SeriesDate", "AcquisitionDate", "SeriesNumber", "InstanceNumber", "SeriesDescription", "StudyDescription",
-    "Manufacturer", "ManufacturerModelName", "Rows", "Columns", "NumberOfFrames", "BitsStored",
+    "SOPClassUID", "SOPInstanceUID", "TransferSyntaxUID", "PatientID", "StudyInstanceUID", "SeriesInstanceUID",
+    "Modality", "StudyDate", "SeriesDate", "AcquisitionDate", "SeriesNumber", "InstanceNumber", "SeriesDescription",
+    "StudyDescription", "Manufacturer", "ManufacturerModelName", "Rows", "Columns", "NumberOfFrames", "BitsStored",
 )
 """The attributes that every program of a job reads of each file."""
 
@@ -58,7 +58,8 @@ def pydicom_dask(archive, out, *digests):
                      % ", ".join(KEYWORDS))
     marks = ", ".join("?" * (4 + len(KEYWORDS)))
     with tempfile.TemporaryDirectory(prefix="radvex-bench-") as folder, LocalCluster(
-        n_workers=2, threads_per_worker=1, processes=True, dashboard_address=None, silence_logs=50, local_directory=folder
+        n_workers=2, threads_per_worker=1, processes=True, dashboard_address=None, silence_logs=50,
+        local_directory=folder,
     ) as cluster, Client(cluster) as client:
         source = batches(archive)
         running = as_completed()

@@ -41,6 +41,11 @@ def expected(files, number):
     return checksum(instance(index % files) for index in range(number))
 
 
+def side_of(number):
+    """Rows and columns of a file."""
+    return SIDES[number // SERIES % len(SIDES)]
+
+
 def pixels(side):
     """A bright disc before a dark background, with noise."""
     import numpy
@@ -136,8 +141,7 @@ def path_of(folder, number):
 def write_files(folder, number):
     templates = {}
     for index in range(number):
-        series = index // SERIES
-        kind = (SIDES[series % len(SIDES)], series // len(SIDES) % len(PROGRAMS))
+        kind = (side_of(index), index // SERIES // len(SIDES) % len(PROGRAMS))
         if kind not in templates:
             templates[kind] = Template(*kind)
         path = path_of(folder, index)
@@ -165,8 +169,9 @@ def write_volumes(folder, number, slices, side):
     plane = pixels(int(side)).astype(numpy.int16)
     steps = numpy.arange(int(slices), dtype=numpy.int16)[:, None, None]
     for index in range(number):
-        volume = SimpleNamespace(array=plane + steps + numpy.int16(index), axes=["z", "y", "x"], unit="HU", series=str(index),
-                                 study="", patient="", label="", spacing=(1, 1, 1), has_position=False, findings=())
+        volume = SimpleNamespace(array=plane + steps + numpy.int16(index), axes=["z", "y", "x"], unit="HU",
+                                 series=str(index), study="", patient="", label="", spacing=(1, 1, 1),
+                                 has_position=False, findings=())
         _save_zarr(os.path.join(folder, "%05d.zarr" % index), volume)
 
 

@@ -19,6 +19,7 @@ from .running import Job, Row
 HERE = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 GENERATOR, PEERS = os.path.join(HERE, "generateArchive.py"), os.path.join(HERE, "archiveJobs.py")
 ABSENT = ("NumberOfFrames",)  # in the generated files
+ONE = "radvex-archive, 1 worker"
 GIBIBYTE = 1024
 
 
@@ -44,8 +45,8 @@ def archive_jobs(setup):
 
 def archive_growths(setup):
     amounts = Amounts.of(setup)
-    yield Growth("Archive: files of an index", [(number, _growing(setup, amounts, number)) for number in amounts.growth],
-                 items="files")
+    yield Growth("Archive: files of an index",
+                 [(number, _growing(setup, amounts, number)) for number in amounts.growth], items="files")
 
 
 def _index_job(setup, amounts):
@@ -53,41 +54,42 @@ def _index_job(setup, amounts):
     text, folder = setup.file("listed.txt"), setup.file("listed")
     scanned = [word for keyword in KEYWORDS for word in ("-k", keyword)]
     searched = [word for keyword in KEYWORDS for word in ("+P", keyword)]
-    reference = "radvex-archive, 1 worker"
-    index = lambda workers: dict(  # noqa: E731, what the rows share
-        command=_index(setup, archive, out, workers), reference=reference, removes=_database(out),
-        found=lambda: _found_rows(_indexed(out), amounts.files, amounts.files))
     return Job("Archive: index of %d files" % amounts.files, [
-        Row(reference, **index(1), divides=True),
-        Row("radvex-archive, 2 workers", **index(2), divides=True, times=1 / 1.7),
-        Row("radvex-archive, no worker", **index(0)),
-        Row("gdcmscanner", _into(text, "gdcmscanner", "-r", "-p", "-d", archive, *scanned), reference=reference,
+        *_index_rows(setup, archive, out, lambda: _found_rows(_indexed(out), amounts.files, amounts.files)),
+        Row("gdcmscanner", _into(text, "gdcmscanner", "-r", "-p", "-d", archive, *scanned), reference=ONE,
             removes=(text,), needs="gdcmscanner", found=lambda: _found_text([text], amounts.files)),
-        Row("dcmdump, 2 processes", _divided(archive, folder, "dcmdump", "-q", "-M", "-s", "+F", "+sb", "PixelData", *searched),
-            reference=reference, removes=(folder,), needs="dcmdump", divides=True,
+        Row("dcmdump, 2 processes",
+            _divided(archive, folder, "dcmdump", "-q", "-M", "-s", "+F", "+sb", "PixelData", *searched),
+            reference=ONE, removes=(folder,), needs="dcmdump", divides=True,
             found=lambda: _found_text([os.path.join(folder, name) for name in os.listdir(folder)], amounts.files)),
-        Row("pydicom with Dask, 2 workers", setup.python(PEERS, "pydicom-dask", archive, out), reference=reference,
-            removes=_database(out), divides=True, found=lambda: _found_rows(_listed(out), amounts.files, amounts.files)),
+        Row("pydicom with Dask, 2 workers", setup.python(PEERS, "pydicom-dask", archive, out), reference=ONE,
+            removes=_database(out), divides=True,
+            found=lambda: _found_rows(_listed(out), amounts.files, amounts.files)),
     ], prepare=lambda: _make_files(archive, amounts.files))
 
 
 def _digests_job(setup, amounts):
     archive, out, text = setup.file("archive"), setup.file("index.sqlite"), setup.file("listed.txt")
-    reference = "radvex-archive, 1 worker"
-    index = lambda workers: dict(  # noqa: E731
-        command=_index(setup, archive, out, workers, "--digests"), reference=reference, removes=_database(out),
-        found=lambda: _found_digests(_indexed(out), amounts.files))
     return Job("Archive: index of %d files with digests of their pixels" % amounts.files, [
-        Row("plain read: find -exec cat", _into("/dev/null", "find", archive, "-type", "f", "-exec", "cat", "{}", "+"),
-            reference=reference),
-        Row(reference, **index(1), divides=True),
-        Row("radvex-archive, 2 workers", **index(2), divides=True, times=1 / 1.7),
-        Row("radvex-archive, no worker", **index(0)),
-        Row("gdcminfo --md5sum", _into(text, "gdcminfo", "-r", "--md5sum", archive), reference=reference, removes=(text,),
-            needs="gdcminfo", found=lambda: _found_md5(text, amounts.files)),
-        Row("pydicom with Dask, 2 workers", setup.python(PEERS, "pydicom-dask", archive, out, "digests"), reference=reference,
-            removes=_database(out), divides=True, found=lambda: _found_digests(_listed(out), amounts.files)),
+        Row("plain read: find -exec cat",
+            _into("/dev/null", "find", archive, "-type", "f", "-exec", "cat", "{}", "+"), reference=ONE),
+        *_index_rows(setup, archive, out, lambda: _found_digests(_indexed(out), amounts.files), "--digests"),
+        Row("gdcminfo --md5sum", _into(text, "gdcminfo", "-r", "--md5sum", archive), reference=ONE,
+            removes=(text,), needs="gdcminfo", found=lambda: _found_md5(text, amounts.files)),
+        Row("pydicom with Dask, 2 workers", setup.python(PEERS, "pydicom-dask", archive, out, "digests"),
+            reference=ONE, removes=_database(out), divides=True,
+            found=lambda: _found_digests(_listed(out), amounts.files)),
     ], prepare=lambda: _make_files(archive, amounts.files), rounds=3)
+
+
+def _index_rows(setup, archive, out, found, *options):
+    """With one worker, beside which all others stand, with two and with none."""
+    def row(name, workers, **more):
+        return Row(name, _index(setup, archive, out, workers, *options), reference=ONE, removes=_database(out),
+                   found=found, **more)
+
+    return [row(ONE, 1, divides=True), row("radvex-archive, 2 workers", 2, divides=True, times=1 / 1.7),
+            row("radvex-archive, no worker", 0)]
 
 
 def _unchanged_job(setup, amounts):
@@ -104,7 +106,8 @@ def _unchanged_job(setup, amounts):
                    removes=(counts,), found=lambda: _found_unchanged(counts, amounts.links), **options)
 
     return Job("Archive: second run over %d unchanged files" % amounts.links, [
-        Row(reference, _into(text, "find", archive, "-printf", "%p %s %T@\\n"), reference=reference, removes=(text,)),
+        Row(reference, _into(text, "find", archive, "-printf", "%p %s %T@\\n"), reference=reference,
+            removes=(text,)),
         row("radvex-archive, no worker", 0, times=1.5),
         row("radvex-archive, 2 workers", 2, times=1.5, divides=True),
     ], prepare=prepare)
@@ -119,8 +122,8 @@ def _cohort_job(setup, amounts):
             subprocess.run(setup.python(GENERATOR, "volumes", folder, *amounts.volumes), check=True)
 
     def row(name, job, **options):
-        return Row(name, _into(text, *setup.python(PEERS, job, folder)), reference="radvex.archive.open", removes=(text,),
-                   found=lambda: _found_mean(text, amounts), **options)
+        return Row(name, _into(text, *setup.python(PEERS, job, folder)), reference="radvex.archive.open",
+                   removes=(text,), found=lambda: _found_mean(text, amounts), **options)
 
     return Job("Archive: mean of %d volumes of %d x %d x %d in 16 bits" % (number, slices, side, side), [
         row("radvex.archive.open", "radvex-mean", most=GIBIBYTE),
@@ -221,7 +224,8 @@ def _found_text(paths, files):
 
 
 def _found_digests(rows, files):
-    digests = {side: hashlib.sha256(generateArchive.pixels(side).tobytes()).hexdigest() for side in generateArchive.SIDES}
+    digests = {side: hashlib.sha256(generateArchive.pixels(side).tobytes()).hexdigest()
+               for side in generateArchive.SIDES}
     wrong = sum(digest != digests[side] for _, digest, side in rows)
     return _found_rows(rows, files, files) or ("%d other digests" % wrong if wrong else "")
 
@@ -229,7 +233,7 @@ def _found_digests(rows, files):
 def _found_md5(path, files):
     with open(path, encoding="utf-8", errors="replace") as file:
         found = collections.Counter(re.findall(r"^md5sum: ([0-9a-f]{32})", file.read(), re.MULTILINE))
-    sides = [generateArchive.SIDES[number // generateArchive.SERIES % len(generateArchive.SIDES)] for number in range(files)]
+    sides = [generateArchive.side_of(number) for number in range(files)]
     digests = {side: hashlib.md5(generateArchive.pixels(side).tobytes()).hexdigest() for side in set(sides)}
     wanted = collections.Counter(digests[side] for side in sides)
     return "" if found == wanted else "%d digests that are not those of the pixels" % sum((found - wanted).values())

@@ -1,6 +1,7 @@
 """The results as text, as Markdown and as JSON."""
 
 import datetime
+import functools
 import json
 import math
 import os
@@ -107,7 +108,9 @@ class GrowthTable:
 
     def cells(self):
         for name, unit, values, exponents in self.rows:
-            form = _seconds if unit == "seconds" else lambda value: _plainly(value, "%.0f" if "/s" in unit else "%.1f")
+            form = _seconds
+            if unit != "seconds":
+                form = functools.partial(_plainly, form="%.0f" if unit.endswith("/s") else "%.1f")
             yield [name, unit, *map(form, values), ", ".join(_plainly(value, "%.2f") or "-" for value in exponents)]
 
     def text(self):
