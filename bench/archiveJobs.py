@@ -63,7 +63,7 @@ def pydicom_dask(archive, out, *digests):
     ) as cluster, Client(cluster) as client:
         source = batches(archive)
         running = as_completed()
-        for paths, _ in zip(source, range(_AHEAD)):
+        for _, paths in zip(range(_AHEAD), source):  # in this order none is lost
             running.add(client.submit(rows_of, paths, bool(digests), pure=False))
         for future in running:
             database.executemany("INSERT INTO files VALUES (%s)" % marks, future.result())
