@@ -11,6 +11,7 @@ import sys
 import tempfile
 
 from comparison import report
+from comparison.archive_jobs import archive_growths, archive_jobs
 from comparison.growth_jobs import growths
 from comparison.metadata_jobs import metadata_jobs, start_jobs
 from comparison.pixel_jobs import frame_jobs, volume_jobs
@@ -37,15 +38,16 @@ def measure(chosen, where, setup):
     print(report.heading(where), flush=True)
     runner = Runner(os.path.join(chosen.build, "bench/measure"), chosen.rounds)
     jobs, tables = [], []
-    for group in (start_jobs, metadata_jobs, frame_jobs, volume_jobs, python_jobs, writing_jobs):
+    for group in (start_jobs, metadata_jobs, frame_jobs, volume_jobs, python_jobs, writing_jobs, archive_jobs):
         for job in group(setup):
             if chosen.only in job.title:
                 jobs.append(runner.run(job))
                 print(report.job_text(jobs[-1]), flush=True)
-    for growth in growths(setup):
-        if chosen.only in growth.title:
-            tables.append(report.GrowthTable(growth, [runner.run(job) for _, job in growth.steps]))
-            print(tables[-1].text(), flush=True)
+    for group in (growths, archive_growths):
+        for growth in group(setup):
+            if chosen.only in growth.title:
+                tables.append(report.GrowthTable(growth, [runner.run(job) for _, job in growth.steps]))
+                print(tables[-1].text(), flush=True)
     where["load_after"] = round(os.getloadavg()[0], 2)
     return where, jobs, tables
 
@@ -56,15 +58,15 @@ def main():
     with tempfile.TemporaryDirectory(prefix="radvex-bench-") as data:
         subprocess.run([os.path.join(chosen.build, "bench/generateBenchmarkData"), data,
                         *(["small"] if chosen.small else [])], check=True)
-        where, jobs, tables = measure(chosen, where, Setup(chosen.build, data))
+        where, jobs, tables = measure(chosen, where, Setup(chosen.build, data, chosen.small))
     if chosen.json:
         report.write_json(chosen.json, where, jobs, tables)
     if chosen.markdown:
         report.write_markdown(chosen.markdown, where, jobs, tables)
-    other = [(job.title, row.row.name) for job in jobs for row in job.rows if row.state.startswith("other voxels")]
+    other = [(job.title, row.row.name) for job in jobs for row in job.rows if row.state.startswith("other ")]
     print("\nThe load was %.2f before and %.2f after." % (where["load_before"], where["load_after"]))
     for title, name in other:
-        print("Other voxels than were generated: %s, %s" % (title, name))
+        print("Another result than was generated: %s, %s" % (title, name))
     return 0
 
 

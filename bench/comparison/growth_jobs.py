@@ -9,6 +9,7 @@ from .running import Job, Row
 class Growth:
     title: str
     steps: list  # pairs of an amount and a job whose rows have the same names in every step
+    items: str = ""  # what the amount counts, where the rate of it is told
 
 
 def growths(setup):

@@ -3,6 +3,7 @@
 What the system tells of a process that ended is the peak of the largest among it and its children, not of all together.
 """
 
+import os
 import subprocess
 import time
 
@@ -26,8 +27,16 @@ def _family(pid):
     """A process and all below it."""
     found = [pid]
     for parent in found:  # grows while it is walked
-        found += [int(word) for word in _read("/proc/%d/task/%d/children" % (parent, parent)).split()]
+        for thread in _threads(parent):  # each has the children that it started
+            found += [int(word) for word in _read("/proc/%d/task/%s/children" % (parent, thread)).split()]
     return found
+
+
+def _threads(pid):
+    try:
+        return os.listdir("/proc/%d/task" % pid)
+    except OSError:  # it has ended
+        return []
 
 
 def _proportional(pid):

@@ -4,15 +4,13 @@ import os
 
 from .pixel_jobs import ENCODINGS
 from .running import Job, Row
-from .setup import PYTHON
 
 JOBS = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "pythonJobs.py")
 
 
 def python_jobs(setup):
     def row(name, job, *arguments, **options):
-        package = "PYTHONPATH=" + os.path.join(setup.build, "python")
-        return Row(name, ["/usr/bin/env", package, PYTHON, JOBS, job, *arguments], reports=True, **options)
+        return Row(name, setup.python(JOBS, job, *arguments), reports=True, **options)
 
     yield Job("Python: import, beyond numpy", [
         row("import radvex", "import-radvex", reference="import pydicom", limit=0.06),

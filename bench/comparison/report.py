@@ -1,6 +1,7 @@
 """The results as text, as Markdown and as JSON."""
 
 import datetime
+import functools
 import json
 import math
 import os
@@ -33,6 +34,10 @@ class Figures:
         row, words = self.result.row, [self.result.state] if self.result.state else []
         if row.limit and self.seconds is not None:
             words.append("wanted < %g ms: %s" % (1000 * row.limit, "yes" if self.seconds < row.limit else "NO"))
+        if row.times and self.to_bare is not None:
+            words.append("wanted < %.2f times: %s" % (row.times, "yes" if self.to_bare < row.times else "NO"))
+        if row.most and self.mebibytes is not None:
+            words.append("wanted < %g MiB: %s" % (row.most, "yes" if self.mebibytes < row.most else "NO"))
         if row.divides:
             words.append("a process by core")
         if row.reference != "bare DCMTK":
@@ -75,13 +80,23 @@ class GrowthTable:
 
     def __init__(self, growth, jobs):
         self.title = growth.title
+        self.items = growth.items
         self.amounts = [amount for amount, _ in growth.steps]
         self.rows = []
         for name in [result.row.name for result in jobs[0].rows]:
             found = [job.find(name) for job in jobs]
-            for unit, values in (("seconds", [result and result.median(result.seconds) for result in found]),
-                                 ("MiB", [result and result.median(result.mebibytes) for result in found])):
+            for unit, values in self._units(found):
                 self.rows.append((name, unit, values, self._exponents(values)))
+
+    def _units(self, found):
+        """The medians of a program for each amount, by what they count."""
+        seconds = [result and result.median(result.seconds) for result in found]
+        yield "seconds", seconds
+        if self.items:
+            yield self.items + "/s", [_ratio(amount, value) for amount, value in zip(self.amounts, seconds)]
+        if any(result and result.row.divides for result in found):
+            yield "MiB of the largest", [result and result.median(result.largest) for result in found]
+        yield "MiB", [result and result.median(result.mebibytes) for result in found]
 
     def _exponents(self, values):
         exponents = []
@@ -93,11 +108,13 @@ class GrowthTable:
 
     def cells(self):
         for name, unit, values, exponents in self.rows:
-            form = _seconds if unit == "seconds" else lambda value: _plainly(value, "%.1f")
+            form = _seconds
+            if unit != "seconds":
+                form = functools.partial(_plainly, form="%.0f" if unit.endswith("/s") else "%.1f")
             yield [name, unit, *map(form, values), ", ".join(_plainly(value, "%.2f") or "-" for value in exponents)]
 
     def text(self):
-        widths = "%-32s %-8s" + " %11s" * len(self.amounts) + "  %s"
+        widths = "%-32s %-18s" + " %11s" * len(self.amounts) + "  %s"
         lines = ["", self.title, widths % ("", "", *self.amounts, "exponents")]
         return "\n".join(lines + [widths % tuple(cells) for cells in self.cells()])
 

@@ -27,21 +27,28 @@ class Row:
     reports: bool = False  # its time is the number of microseconds that it prints
     divides: bool = False  # among processes, whose memory is added up in a run of its own
     limit: float = 0  # seconds that are wanted at most
+    times: float = 0  # the times of its reference that are wanted at most
+    most: float = 0  # MiB that are wanted at most
+    found: Optional[Callable] = None  # as voxels, of what else the program found
+    needs: str = ""  # the program that has to be installed, where another one starts it
 
 
 @dataclass
 class Job:
     title: str
     rows: list
+    prepare: Optional[Callable] = None  # makes its data, unmeasured
+    rounds: int = 0  # at most, where a round takes long
 
 
 @dataclass
 class RowResult:
     row: Row
-    state: str = ""  # "missing", "failed", "other voxels: ..." or nothing
+    state: str = ""  # "missing", "failed", "other voxels: ...", "other result: ..." or nothing
     seconds: list = field(default_factory=list)
     processor: list = field(default_factory=list)
     mebibytes: list = field(default_factory=list)
+    largest: list = field(default_factory=list)  # MiB of the largest process
     together: Optional[float] = None  # MiB of all processes, where the row divides its work
 
     @property
@@ -69,6 +76,8 @@ class Runner:
         self.measure, self.rounds = measure, rounds
 
     def run(self, job):
+        if job.prepare is not None:
+            job.prepare()
         results = [RowResult(row) for row in job.rows]
         for result in results:
             result.state = self._prepare(result.row)
@@ -76,7 +85,7 @@ class Runner:
             if result.row.divides and result.state not in ("missing", "failed"):
                 _remove(result.row.removes)
                 result.together = peak_together(result.row.command)
-        for _ in range(self.rounds):
+        for _ in range(min(self.rounds, job.rounds or self.rounds)):
             for result in results:
                 if result.state not in ("missing", "failed"):
                     self._round(result)
@@ -86,16 +95,18 @@ class Runner:
         return JobResult(job.title, results)
 
     def _prepare(self, row):
-        """The state before the rounds: what is there, and whether its voxels are those that were generated."""
-        if shutil.which(row.command[0]) is None:
+        """The state before the rounds: what is there, and whether its voxels, or what else it found, are those that were
+        generated."""
+        if shutil.which(row.needs or row.command[0]) is None:
             return "missing"
-        if row.voxels is None:
+        compare, what = (row.voxels, "voxels") if row.voxels is not None else (row.found, "result")
+        if compare is None:
             return ""
         _remove(row.removes)
         if self._measured(row.check or row.command) is None:
             return "failed"
-        difference = row.voxels()
-        return "other voxels: " + difference if difference else "same voxels"
+        difference = compare()
+        return "other %s: %s" % (what, difference) if difference else "same " + what
 
     def _round(self, result):
         _remove(result.row.removes)
@@ -109,6 +120,7 @@ class Runner:
         result.seconds.append(seconds)
         result.processor.append(processor)
         result.mebibytes.append(max(result.together or 0, kibibytes / 1024))
+        result.largest.append(kibibytes / 1024)
 
     def _measured(self, command):
         """Wall and processor seconds, peak memory and output of one run; nothing when the program failed."""

@@ -12,8 +12,8 @@ PACKAGED = "bare DCMTK, packaged"
 
 
 class Setup:
-    def __init__(self, build, data):
-        self.build, self.data = build, data
+    def __init__(self, build, data, small=False):
+        self.build, self.data, self.small = build, data, small
         self.has_packaged = os.path.exists(os.path.join(build, "bench/bareJobsPackaged"))
         with open(os.path.join(data, "amounts.json"), encoding="utf-8") as file:
             self.amounts = json.load(file)
@@ -26,6 +26,10 @@ class Setup:
 
     def radvex(self, *arguments):
         return [os.path.join(self.build, "bin/radvex"), *arguments]
+
+    def python(self, *arguments):
+        """Python with the package of the build."""
+        return ["/usr/bin/env", "PYTHONPATH=" + os.path.join(self.build, "python"), PYTHON, *map(str, arguments)]
 
     def hosted(self, *arguments):
         return self.program("hostedJobs", *arguments)
