@@ -3,8 +3,10 @@
 from __future__ import annotations
 
 import base64
+import errno
 import os
 import re
+import socket
 from typing import Any, Dict, List, NamedTuple, Optional, Tuple
 
 from radvex._errors import ReaderDied
@@ -36,7 +38,10 @@ class Batch(NamedTuple):
 def describe(batch: Batch) -> List[Record]:
     """A record for each file of the batch, in its order. The files are read by a process of their own, so that one that
     ends its reader is charged with that, and the others are read all the same. If the program around that process ends,
-    too, as the system may end what takes all memory, the halves of the batch are tried."""
+    too, as the system may end what takes all memory, the halves of the batch are tried.
+
+    Raises FileNotFoundError where there is no archive: its files are not broken."""
+    _require_archive(batch.root)
     try:
         return _described(batch)
     except ReaderDied as error:
@@ -44,6 +49,17 @@ def describe(batch: Batch) -> List[Record]:
         if not parts:
             return batch.lost(str(error), error.signal)
     return [record for part in parts for record in describe(part)]
+
+
+def _require_archive(root: str) -> None:
+    """A machine on which the storage is not mounted has no such folder, or an empty one."""
+    try:
+        with os.scandir(root) as entries:
+            if next(entries, None) is not None:
+                return
+    except FileNotFoundError:
+        pass
+    raise FileNotFoundError(errno.ENOENT, f"{socket.gethostname()} does not see the archive", root)
 
 
 def _described(batch: Batch) -> List[Record]:
