@@ -1,5 +1,5 @@
-"""The client of an index as it is, with its SQLite file, before simulated folders and simulated workers. Waiting takes no
-time: the clock jumps over it."""
+"""The client of an index as it is, with its SQLite file, before simulated folders and simulated workers.
+Waiting takes no time: the clock jumps over it."""
 
 import heapq
 import time
@@ -138,7 +138,7 @@ class _Crew:
         return max(end, sent)
 
     def listed(self, archive: Archive) -> Iterator[Folder]:
-        """The folders, each not before the walk has it. The walk is ahead by as much as its pipe holds, which is little."""
+        """The folders, each not before the walk has it. The walk never waits for the client."""
         made = self.clock.now()
         folders = folders_of(archive)
         while True:
@@ -163,8 +163,8 @@ def run_client(
     clock: Clock,
     records: Records = records_of,
 ) -> Outcome:
-    """Indexes simulated folders into a real index at the path. The scheduler, and the way of the records from there to
-    the client, take no time here."""
+    """Indexes simulated folders into a real index at the path. The scheduler, and the way of the records from there
+    to the client, take no time here."""
     crew = _Crew(clock, costs, storage, workers, records)
 
     @contextmanager

@@ -65,8 +65,8 @@ def save(costs: Costs, path: str) -> None:
 
 
 def write_cost(costs: Costs, rows: float) -> float:
-    """Seconds for one more row in an index with as many rows: between the measured sizes along the logarithm, outside of
-    them the nearest one."""
+    """Seconds for one more row in an index with as many rows: between the measured sizes along the logarithm, outside
+    of them the nearest one."""
     points = costs.write_file
     if rows <= points[0][0]:
         return points[0][1]

@@ -25,9 +25,9 @@ _SUBMITTED, _SCHEDULED, _READ, _RECEIVED, _FREE = range(5)
 
 
 class _Simulation:
-    """One run. The client does one thing after the other: it gives out batches while the workers need some, then takes
-    one result. The scheduler is a queue of which paths and records take their turn. A worker takes the next batch as
-    soon as it is free."""
+    """One run. The client does one thing after the other: it gives out batches while the workers need some, then
+    takes one result. The scheduler is a queue of which paths and records take their turn. A worker takes the next
+    batch as soon as it is free."""
 
     def __init__(self, costs: Costs, archive: Archive, storage: Storage, workers: int, digests: bool) -> None:
         self.costs, self.storage, self.workers = costs, storage, workers
@@ -84,7 +84,7 @@ class _Simulation:
             self.take(self.results.popleft())
 
     def give(self) -> None:
-        """The list of the next batch is made while the client has other things to do, but not that of the one after."""
+        """The list of the next batch is made while the client does other things, but not that of the one after."""
         files = min(self.size, self.left)
         self.left -= files
         self.listed = max(self.listed, self.composed) + files * self.list_file

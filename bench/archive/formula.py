@@ -21,13 +21,16 @@ def batch_seconds(costs: Costs, storage: Storage, files: int) -> float:
     return costs.read_batch + files * (costs.read_file + storage.file_latency)
 
 
-def stages_of(costs: Costs, archive: Archive, storage: Storage, workers: int, digests: bool = False) -> Dict[str, float]:
+def stages_of(
+    costs: Costs, archive: Archive, storage: Storage, workers: int, digests: bool = False
+) -> Dict[str, float]:
     """Files a second that each stage could do alone. Those of the client add up: it is one process."""
     size = archive.batch_size(digests)
     client = costs.compose_file + costs.receive_file + mean_write_cost(costs, archive.files)
     client += (costs.submit_batch + workers * costs.submit_worker) / size
     scheduler = costs.schedule_file + (costs.schedule_batch + workers * costs.schedule_worker) / size
-    listing = costs.list_file + storage.stat_latency + (costs.list_folder + storage.folder_latency) / archive.files_per_folder
+    listing = costs.list_file + storage.stat_latency
+    listing += (costs.list_folder + storage.folder_latency) / archive.files_per_folder
     seconds = {
         "workers": batch_seconds(costs, storage, size) / size / workers,
         "storage": costs.read_bytes / storage.bandwidth,

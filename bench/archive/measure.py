@@ -2,6 +2,7 @@
 
 import json
 import os
+import statistics
 import subprocess
 import sys
 import tempfile
@@ -178,6 +179,19 @@ def batches_through(client_: Any, process: psutil.Process, count: int, files: in
     return (time.process_time() - own) / count, (processor_seconds(process) - before) / count
 
 
+def fetching(client_: Any, files: int) -> float:
+    """Seconds that the client waits for the records of a batch that is done, which it fetches one by one."""
+    paths = [f"{number // 200:08}/{number % 200:06}.dcm" for number in range(files)]
+    futures = [client_.submit(canned, Batch("/archive", paths, False), pure=False) for _ in range(20)]
+    distributed.wait(futures)
+    seconds = []
+    for future in futures:
+        start = time.perf_counter()
+        future.result()
+        seconds.append(time.perf_counter() - start)
+    return statistics.median(seconds)
+
+
 def through_scheduler(folder: str) -> Dict[str, float]:
     """What a batch costs the client and the scheduler: without files, with files, and with many workers."""
     with scheduler(folder) as (process, address):
@@ -188,6 +202,7 @@ def through_scheduler(folder: str) -> Dict[str, float]:
             batches_through(connected, process, 20, 1)
             small = batches_through(connected, process, 300, 1)
             large = batches_through(connected, process, 40, NAMES)
+            fetched = slope((1, fetching(connected, 1)), (NAMES, fetching(connected, NAMES)))
     told = []
     for workers in (2, 64):
         with scheduler(folder) as (process, address):
@@ -198,8 +213,8 @@ def through_scheduler(folder: str) -> Dict[str, float]:
     client_each = slope((told[0][0], told[0][1]), (told[1][0], told[1][1]))[1]
     scheduler_each = slope((told[0][0], told[0][2]), (told[1][0], told[1][2]))[1]
     return {
-        "submit_batch": small[0],
-        "receive_file": max(0.0, large[0] - small[0]) / NAMES,
+        "submit_batch": small[0] + told[0][1] + fetched[0],
+        "receive_file": fetched[1],
         "schedule_batch": small[1],
         "schedule_file": max(0.0, large[1] - small[1]) / NAMES,
         "submit_worker": client_each,
@@ -224,10 +239,8 @@ def memory_on_the_way(folder: str) -> Tuple[float, float]:
         for number in range(count):
             paths = [f"{number * 20 + each // 200:08}/{each % 200:06}.dcm" for each in range(files)]
             futures.append(connected.submit(held, Batch("/archive", paths, False), pure=False))
-        del paths
         time.sleep(3)
         scheduler_bytes = (process.memory_info().rss - before) / count / files
-        del futures
     own = psutil.Process()
     free = Costs(0, 0, 0, 0, 0, 0, 0, 0, 0, [(1, 0)], 0, 0, 0, 0, 0, 0, 0)
     most: List[int] = []
@@ -245,8 +258,8 @@ def memory_on_the_way(folder: str) -> Tuple[float, float]:
 
 
 def asking(client_: Any, process: psutil.Process) -> Tuple[float, float]:
-    """Seconds that the client waits, and of the scheduler's processor, for what a batch asks about the workers: twice,
-    whether they need more."""
+    """Seconds that the client waits, and of the scheduler's processor, for what a batch asks about the workers:
+    twice, whether they need more."""
     time.sleep(1)
     count = 100
     before, start = processor_seconds(process), time.perf_counter()
@@ -258,7 +271,8 @@ def asking(client_: Any, process: psutil.Process) -> Tuple[float, float]:
 def start_seconds() -> float:
     """The start of a client that connects to a cluster which is there."""
     words = [sys.executable, "-c", "import distributed, radvex.archive"]
-    return best_of(3, lambda: subprocess.run(words, check=True, env={**os.environ, "PYTHONPATH": os.pathsep.join(sys.path)}))
+    environment = {**os.environ, "PYTHONPATH": os.pathsep.join(sys.path)}
+    return best_of(3, lambda: subprocess.run(words, check=True, env=environment))
 
 
 def measure(rows: int, digests: bool, say: Callable[[str], None]) -> Costs:

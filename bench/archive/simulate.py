@@ -2,11 +2,13 @@
 """Says how long an index of an archive takes on a cluster: by a simulation, and by a closed formula beside it.
 
 Usage: simulate.py [--measure] [--rows N] [--costs FILE] [--files N,...] [--workers N,...] [--latency MS,...]
-                   [--folder-latency MS] [--stat-latency MS] [--bandwidth MB] [--digests] [--client N]
+                   [--folder-latency MS] [--stat-latency MS] [--bandwidth MB] [--digests]
+                   [--client N] [--cluster N]
 
 Costs are those of a file, costs.json beside this program, or measured on this machine before and written there.
 --rows: to which an index grows when it is measured, about 500 bytes on the disk for each
 --client: also runs the client as it is, with its SQLite file, on so many files before simulated workers
+--cluster: also runs the client and the scheduler as they are, with workers of Dask that only wait
 Needs the package radvex: PYTHONPATH=build/release/python.
 """
 
@@ -41,6 +43,7 @@ def parsed(words: Any = None) -> argparse.Namespace:
     parser.add_argument("--bandwidth", type=float, default=1000, metavar="MB", help="of the storage, each second")
     parser.add_argument("--digests", action="store_true")
     parser.add_argument("--client", type=int, metavar="N")
+    parser.add_argument("--cluster", type=int, metavar="N")
     return parser.parse_args(words)
 
 
@@ -70,14 +73,15 @@ def show_costs(costs: Costs, size: int) -> None:
         ("the scheduler", costs.schedule_file, costs.schedule_batch, costs.schedule_worker),
     ):
         row(stage, *(f"{1e6 * each:.3g}" if each else "" for each in (file, batch, worker)))
-    print(f"{1e6 * costs.list_folder:.3g} microseconds for each folder, {costs.read_bytes:.0f} bytes read of each file\n")
+    print(f"{1e6 * costs.list_folder:.3g} for each folder of the walk; {costs.read_bytes:.0f} bytes read of each file\n")
 
 
 def show_table(costs: Costs, options: argparse.Namespace) -> float:
     """Prints a row for each archive, storage and number of workers. Returns the largest deviation of the formula."""
     largest = 0.0
-    row("files", "latency", "workers", "simulated", "files a second", "formula", "deviation", "limit", "client", "scheduler",
-        "workers", "memory of the client", "of the scheduler")
+    memory = (costs.client_bytes, costs.scheduler_bytes)
+    head = "files,latency,workers,simulated,files a second,formula,deviation,limit"
+    row(*head.split(","), "client", "scheduler", "workers", "memory of the client", "of the scheduler")
     row(*["---:"] * 7, "---", *["---:"] * 5)
     for files in options.files:
         for latency in options.latency:
@@ -91,8 +95,8 @@ def show_table(costs: Costs, options: argparse.Namespace) -> float:
                     f"{files:.0e}".replace("e+0", "e"), f"{latency:g} ms", int(workers), time_of(found.seconds),
                     f"{files / found.seconds:.0f}", time_of(said.seconds), f"{100 * deviation:+.1f} %", said.limit,
                     *(f"{100 * share:.0f} %" for share in (found.client, found.scheduler, found.workers)),
-                    *(f"{found.most_files * each / 1e6:.0f} MB" for each in (costs.client_bytes, costs.scheduler_bytes)),
-                )  # fmt: skip
+                    *(f"{found.most_files * each / 1e6:.0f} MB" for each in memory),
+                )
     return largest
 
 
@@ -103,8 +107,8 @@ def storage_of(options: argparse.Namespace, latency: float) -> Storage:
 
 def show_client(costs: Costs, options: argparse.Namespace) -> None:
     """The simulation beside the client as it is: without what only a scheduler does."""
-    alone = costs._replace(submit_batch=0, submit_worker=0, receive_file=0, schedule_batch=0, schedule_worker=0, schedule_file=0)
-    alone = alone._replace(start=0)
+    alone = costs._replace(start=0, submit_batch=0, submit_worker=0, receive_file=0)
+    alone = alone._replace(schedule_batch=0, schedule_worker=0, schedule_file=0)
     print(f"\nThe client as it is, {options.client} files, no scheduler:")
     row("latency", "workers", "with the client", "simulated", "deviation")
     row(*["---:"] * 5)
@@ -116,7 +120,24 @@ def show_client(costs: Costs, options: argparse.Namespace) -> None:
                 real = run_client(costs, archive, storage, int(workers), os.path.join(folder, "i.sqlite"), Clock())
             found = simulate(alone, archive, storage, int(workers))
             deviation = found.seconds / real.seconds - 1
-            row(f"{latency:g} ms", int(workers), time_of(real.seconds), time_of(found.seconds), f"{100 * deviation:+.1f} %")
+            seconds = (time_of(real.seconds), time_of(found.seconds))
+            row(f"{latency:g} ms", int(workers), *seconds, f"{100 * deviation:+.1f} %")
+
+
+def show_cluster(costs: Costs, options: argparse.Namespace) -> None:
+    """The simulation beside a real scheduler. The folders are generated, which costs no listing."""
+    from real_cluster import run_cluster
+
+    simulated = costs._replace(list_file=0, list_folder=0, start=0)
+    print(f"\nA scheduler and a client as they are, {options.cluster} files, workers that wait:")
+    row("latency", "workers", "with a cluster", "simulated", "deviation")
+    row(*["---:"] * 5)
+    for latency in options.latency:
+        for workers in options.workers:
+            archive, storage = Archive(options.cluster), Storage(latency / 1e3)
+            real = run_cluster(costs, archive, storage, int(workers))
+            found = simulate(simulated, archive, storage, int(workers)).seconds
+            row(f"{latency:g} ms", int(workers), time_of(real), time_of(found), f"{100 * (found / real - 1):+.1f} %")
 
 
 def main(words: Any = None) -> int:
@@ -124,12 +145,15 @@ def main(words: Any = None) -> int:
     if options.measure:
         from measure import measure  # needs a Dask that can be started
 
-        save(measure(options.rows, options.digests, lambda what: print("measuring:", what, file=sys.stderr)), options.costs)
+        measured = measure(options.rows, options.digests, lambda what: print("measuring:", what, file=sys.stderr))
+        save(measured, options.costs)
     costs = load(options.costs)
     show_costs(costs, Archive(1).batch_size(options.digests))
     print(f"The largest deviation of the formula: {100 * show_table(costs, options):.1f} %")
     if options.client:
         show_client(costs, options)
+    if options.cluster:
+        show_cluster(costs, options)
     return 0
 
 

@@ -1,5 +1,5 @@
-"""Whether the simulation of bench/archive, and the formula beside it, say what can be computed by hand; and whether the real
-client, before simulated workers, does the same. Usage: check_archive_model.py
+"""Whether the simulation of bench/archive, and the formula beside it, say what can be computed by hand; and whether
+the real client, before simulated workers, does the same. Usage: check_archive_model.py
 """
 
 import math
