@@ -42,6 +42,7 @@ def run_cluster(costs: Costs, archive: Archive, storage: Storage, workers: int) 
         with program(*words[0]), program(*words[-1] if len(words) > 1 else ("-c", "pass")):
             with distributed.Client(address) as client:
                 client.wait_for_workers(workers, timeout=120)
+                client.run(waiting, Batch("0+0", [], False))  # imports what is needed
             made = _index._Run.batches
             with mock.patch.object(_index, "describe", waiting), mock.patch.object(
                 _index, "folders", lambda _: folders_of(archive)

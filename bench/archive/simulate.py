@@ -73,7 +73,7 @@ def show_costs(costs: Costs, size: int) -> None:
         ("the scheduler", costs.schedule_file, costs.schedule_batch, costs.schedule_worker),
     ):
         row(stage, *(f"{1e6 * each:.3g}" if each else "" for each in (file, batch, worker)))
-    print(f"{1e6 * costs.list_folder:.3g} for each folder of the walk; {costs.read_bytes:.0f} bytes read of each file\n")
+    print(f"{1e6 * costs.list_folder:.3g} each folder of the walk; {costs.read_bytes:.0f} bytes read of each file\n")
 
 
 def show_table(costs: Costs, options: argparse.Namespace) -> float:
