@@ -2,7 +2,10 @@
 
 from __future__ import annotations
 
+import errno
 import importlib
+import os
+import socket
 import tempfile
 from collections import deque
 from contextlib import ExitStack
@@ -38,6 +41,21 @@ def in_parts(work: Callable[[AnyItem], List[Any]], item: AnyItem) -> List[Any]:
         if not parts:
             return list(item.lost(str(error), error.signal))
     return [result for part in parts for result in in_parts(work, part)]
+
+
+def require_archive(root: str) -> None:
+    """For a worker, which is on another machine, perhaps: where the storage is not mounted is no such folder, or an empty
+    one.
+
+    Raises FileNotFoundError
+    """
+    try:
+        with os.scandir(root) as entries:
+            if next(entries, None) is not None:
+                return
+    except FileNotFoundError:
+        pass
+    raise FileNotFoundError(errno.ENOENT, f"{socket.gethostname()} does not see the archive", root)
 
 
 class OneProcess:

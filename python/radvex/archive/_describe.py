@@ -8,7 +8,7 @@ from typing import Any, Dict, List, NamedTuple, Optional, Tuple
 
 from radvex._errors import signal_in
 from radvex._jobs import Job, path_list
-from radvex.archive._cluster import in_parts
+from radvex.archive._cluster import in_parts, require_archive
 from radvex.archive._store import COLUMNS
 
 Record = Tuple[str, Optional[str], Optional[int], Optional[str], Dict[str, Any]]
@@ -36,7 +36,10 @@ class Batch(NamedTuple):
 def describe(batch: Batch) -> List[Record]:
     """A record for each file of the batch, in its order. The files are read by a process of their own, so that one that
     ends its reader is charged with that, and the others are read all the same. If the program around that process ends,
-    too, as the system may end what takes all memory, the halves of the batch are tried."""
+    too, as the system may end what takes all memory, the halves of the batch are tried.
+
+    Raises FileNotFoundError where there is no archive: its files are not broken."""
+    require_archive(batch.root)
     return in_parts(_described, batch)
 
 

@@ -10,7 +10,7 @@ from contextlib import contextmanager
 from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple
 
 from radvex._deidentify import run_report
-from radvex.archive._cluster import in_parts
+from radvex.archive._cluster import in_parts, require_archive
 
 
 class Patient(NamedTuple):
@@ -57,6 +57,7 @@ def drafts_of(output: str) -> str:
 
 def deidentify(patient: Patient) -> List[Outcome]:
     """Writes new files in place of those that were there. The folder gets its name when all of them are done."""
+    require_archive(patient.root)
     return in_parts(_deidentified, patient)
 
 
@@ -114,6 +115,7 @@ def _named(patient: Patient, links: str, sentence: str) -> str:
 
 def check(patient: Patient) -> List[Check]:
     """What of the originals is left in the files that were made of them."""
+    require_archive(patient.root)
     return in_parts(_checked, patient)
 
 

@@ -9,7 +9,7 @@ from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Tuple
 
 from radvex._errors import in_python, signal_in
 from radvex._jobs import Job, path_list
-from radvex.archive._cluster import in_parts
+from radvex.archive._cluster import in_parts, require_archive
 from radvex.archive._store import SOURCE
 
 Verdict = Tuple[str, Optional[str], Optional[int], int, str]
@@ -39,6 +39,7 @@ class SeriesBatch(NamedTuple):
 
 def judge(batch: SeriesBatch) -> List[Verdict]:
     """A verdict on each series of a batch, in its order."""
+    require_archive(batch.root)
     return in_parts(_judged, batch)
 
 

@@ -14,7 +14,7 @@ from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tu
 from radvex._errors import ReaderDied, UsageError, VolumeError
 from radvex._file import PathLike
 from radvex._volume import Volume, volumes as read_volumes
-from radvex.archive._cluster import Crew
+from radvex.archive._cluster import Crew, require_archive
 from radvex.archive._progress import Progress, Teller
 from radvex.archive._store import SOURCE, stored_name, writable
 
@@ -52,6 +52,7 @@ class Series(NamedTuple):
 
 def make(series: Series) -> List[Row]:
     """Writes the volumes of a series, each under another name first."""
+    require_archive(series.root)
     files = [os.path.join(series.root, path) for path in series.paths]
     rows: List[Row] = []
     with warnings.catch_warnings():
