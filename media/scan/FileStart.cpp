@@ -57,6 +57,11 @@ bool FileStart::isDirectory() const {
 
 std::string FileStart::transferSyntax() const { return uidOf(std::string_view("\x02\x00\x10\x00UI", 6)); }
 
+bool FileStart::isCompressed() const {
+    const std::string syntax = transferSyntax();
+    return syntax.starts_with("1.2.840.10008.1.2.4.") || syntax == "1.2.840.10008.1.2.5"; // JPEG and the like, RLE
+}
+
 std::string FileStart::uidOf(std::string_view element) const {
     // The meta information is Explicit VR Little Endian (PS3.10 7.1). The length of a UI value has two bytes.
     const std::string_view text(reinterpret_cast<const char*>(mBytes.data()), mBytes.size());

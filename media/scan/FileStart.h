@@ -30,6 +30,8 @@ class FileStart {
     bool isDirectory() const;
     /// TransferSyntaxUID of the meta information; empty if there is none.
     std::string transferSyntax() const;
+    /// Whether that is one of compressed pixels.
+    bool isCompressed() const;
 
   private:
     /// The value of a UI element of the meta information.

@@ -28,9 +28,11 @@ void sendFiles(const Request& request, const Messages& messages);
 /// Sends {"count"} of the files below a folder, so far and at last; links are not counted. @throws Error
 void sendCount(const Request& request, const Messages& messages);
 
-/// Sends {"records"}: what each file of a list says about itself, or why it cannot be read, by its index "i". A file
-/// that ends the process that reads it has {"broken", "end"}.
+/// Sends {"rows"}, their number, and behind it a JSON list of them, one for each file of a list, in its order: "dicom",
+/// "notDicom" or "broken", the reason, the signal that ended the process that read it, with pixels the digest of the
+/// stored values, and the values of the keywords. With pixels, a file may be "dicom" with a reason why those cannot be
+/// read.
 /// @throws Error
-void sendRecords(velmora::Host& host, const Request& request, const Messages& messages);
+void sendRows(velmora::Host& host, const Request& request, const Messages& messages);
 
 } // namespace radvex::python

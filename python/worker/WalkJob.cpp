@@ -6,11 +6,16 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
-#include <cstring>
+#include <exception>
 #include <filesystem>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <string>
+#include <system_error>
+#include <thread>
 #include <vector>
 
 #include "files/Errors.h"
@@ -48,31 +53,71 @@ struct Content {
     std::string problem{}; ///< why the folder cannot be read
 };
 
+/// Several threads, because storage behind a network takes its time to answer for each file.
 class Walk {
   public:
-    Walk(const std::string& root, const Messages& messages) : mRoot(fs::canonical(root)), mMessages(messages) {}
+    Walk(const std::string& root, const Messages& messages)
+        : mRoot(fs::canonical(root)), mMessages(messages), mLeft{""} {}
 
     /// Folder by folder, so that memory does not grow with the files; names are sorted byte by byte.
     void run() {
-        std::vector<std::string> left{""};
-        while (!left.empty()) {
-            const std::string folder = std::move(left.back());
-            left.pop_back();
-            Content content = read(folder);
-            std::ranges::sort(content.folders, std::greater<>());
-            for (std::string& inner : content.folders) {
-                left.push_back(folder.empty() ? std::move(inner) : std::string(folder).append("/").append(inner));
-            }
-            tell(folder, content);
+        std::vector<std::thread> threads;
+        for (std::size_t index = 0; index < kThreads; ++index) {
+            threads.emplace_back([this] { work(); });
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        if (mFailure) {
+            std::rethrow_exception(mFailure);
         }
     }
 
   private:
+    static constexpr std::size_t kThreads = 8;
+
+    void work() {
+        while (const auto folder = next()) {
+            try {
+                Content content = read(*folder);
+                tell(*folder, content);
+                finish(*folder, content.folders);
+            } catch (...) { // nobody listens, or no memory
+                const std::lock_guard lock(mMutex);
+                mFailure = std::current_exception();
+                mChanged.notify_all();
+            }
+        }
+    }
+
+    /// Waits until there is a folder; nothing at the end.
+    std::optional<std::string> next() {
+        std::unique_lock lock(mMutex);
+        mChanged.wait(lock, [this] { return mFailure || !mLeft.empty() || mBusy == 0; });
+        if (mFailure || mLeft.empty()) {
+            return std::nullopt;
+        }
+        std::string folder = std::move(mLeft.back());
+        mLeft.pop_back();
+        ++mBusy;
+        return folder;
+    }
+
+    void finish(const std::string& folder, std::vector<std::string>& inner) {
+        const std::lock_guard lock(mMutex);
+        std::ranges::reverse(inner); // the first is taken first
+        for (std::string& name : inner) {
+            mLeft.push_back(folder.empty() ? std::move(name) : std::string(folder).append("/").append(name));
+        }
+        --mBusy;
+        mChanged.notify_all();
+    }
+
     Content read(const std::string& folder) const {
         Content content;
         const OpenFolder open(::opendir((mRoot / folder).c_str()));
         if (open == nullptr) {
-            content.problem = std::strerror(errno);
+            content.problem = std::generic_category().message(errno);
             return content;
         }
         std::vector<std::string> names;
@@ -118,16 +163,24 @@ class Walk {
         return !error && target.starts_with(mRoot.string() + '/');
     }
 
-    void tell(const std::string& folder, const Content& content) const {
+    void tell(const std::string& folder, const Content& content) {
+        const std::string digest = digestOf(content.files);
+        const std::lock_guard lock(mTelling); // two messages that belong together
         mMessages.send({{"folder", formats::toJson(folder)},
                         {"count", content.count},
-                        {"digest", digestOf(content.files)},
+                        {"digest", digest},
                         {"problem", content.problem}});
         mMessages.sendBytes(content.files);
     }
 
     fs::path mRoot;
     const Messages& mMessages;
+    std::mutex mTelling{};
+    std::mutex mMutex{}; ///< of what follows
+    std::condition_variable mChanged{};
+    std::vector<std::string> mLeft;
+    std::size_t mBusy = 0; ///< threads that may find more folders
+    std::exception_ptr mFailure{};
 };
 
 /// Counts the files below a folder by what the folders themselves say, without a look at any file: several times as

@@ -39,7 +39,7 @@ void work(const Request& request, Messages& messages) {
         } else if (request.job == "verdicts") {
             sendVerdicts(*host, request, messages);
         } else if (request.job == "describe") {
-            sendRecords(*host, request, messages);
+            sendRows(*host, request, messages);
         } else {
             throw UsageError("'" + request.job + "' is no work.");
         }

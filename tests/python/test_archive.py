@@ -19,7 +19,7 @@ import builders
 import radvex
 import radvex.archive
 from radvex.archive import find, frame, index
-from radvex.archive._describe import Batch, describe
+from radvex.archive._describe import Batch, describe, rows_in
 
 COLUMNS = "SOPClassUID, SOPInstanceUID, TransferSyntaxUID, PatientID, SeriesInstanceUID, Modality, Rows, Columns"
 
@@ -227,7 +227,7 @@ def test_a_batch_is_halved_without_a_loss():
 
 def test_a_batch_gives_a_record_for_each_file_in_order(archive):
     paths = ["notes.txt", "0/cut.dcm", "1/deep/01.dcm", "absent.dcm"]
-    assert [record[0] for record in describe(Batch(str(archive), paths, False))] == ["notDicom", "broken", "dicom", "broken"]
+    assert [row[0] for row in rows_in(describe(Batch(str(archive), paths, False)))] == ["notDicom", "broken", "dicom", "broken"]
 
 
 CLUSTER = """

@@ -11,7 +11,7 @@ import builders
 import psutil
 import pytest
 from radvex.archive import find, index
-from radvex.archive._describe import Batch, describe
+from radvex.archive._describe import Batch, describe, rows_in
 
 COUNTS = ("read", "unchanged", "dicom", "notDicom", "broken", "vanished")
 
@@ -154,6 +154,6 @@ def test_a_worker_that_does_not_see_the_archive_calls_no_file_broken(tmp_path):
     for root in ("absent", "not mounted"):
         with pytest.raises(FileNotFoundError, match="does not see the archive"):
             describe(Batch(str(tmp_path / root), ["000/00000.dcm"], False))
-    found = describe(Batch(str(tmp_path / "archive"), ["000/00000.dcm", "000/gone.dcm"], False))
+    found = rows_in(describe(Batch(str(tmp_path / "archive"), ["000/00000.dcm", "000/gone.dcm"], False)))
     assert [record[0] for record in found] == ["dicom", "broken"]
-    assert [record[0] for record in describe(Batch(str(tmp_path / "archive"), ["gone.dcm"], False))] == ["broken"]
+    assert [record[0] for record in rows_in(describe(Batch(str(tmp_path / "archive"), ["gone.dcm"], False)))] == ["broken"]

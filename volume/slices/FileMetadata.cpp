@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 
+#include "media/StoredAttributes.h"
 #include "media/scan/FileStart.h"
 #include "volume/slices/AttributeValues.h"
 #include "volume/slices/FramePositions.h"
@@ -45,16 +47,21 @@ const std::vector<std::string> kKeywords{"SOPClassUID",
                                          "DoseGridScaling",
                                          "DoseUnits"};
 
-/// Made anew for each call: an object of the host must not outlive it.
-velmora::Value keywords() {
+/// Those that are chosen. Made anew for each call: an object of the host must not outlive it.
+template <typename Choose>
+velmora::Value keywords(const Choose& isChosen) {
     static const std::vector<std::string> all = [] {
         auto names = kKeywords;
         names.insert(names.end(), kTraitKeywords.begin(), kTraitKeywords.end());
         names.insert(names.end(), kFrameKeywords.begin(), kFrameKeywords.end());
         return names;
     }();
-    return Store::ofTexts(all);
+    std::vector<std::string> chosen;
+    std::ranges::copy_if(all, std::back_inserter(chosen), isChosen);
+    return Store::ofTexts(chosen);
 }
+
+constexpr auto isAnyKeyword = [](const std::string&) { return true; };
 
 SliceRecord wholeFile(StoreView file, const std::string& name) {
     SliceRecord slice;
@@ -103,23 +110,10 @@ bool takeRescale(ModalityRule& rule, StoreView attributes, const std::string& na
     return true;
 }
 
-ModalityRule storedValues(StoreView file) {
-    ModalityRule rule;
-    const vint allocated = file.integer("BitsAllocated").value_or(0);
-    const vint stored = file.integer("BitsStored").value_or(0);
-    rule.bitsStored = stored > 0 ? stored : allocated > 0 ? allocated : 16;
-    rule.isSigned = file.integer("PixelRepresentation") == 1;
-    return rule;
-}
-
 /// Bytes of uncompressed pixels. Both subsampled kinds of colour have two samples for a pixel (PS3.3 C.7.6.3.1.2).
-double promisedBytes(StoreView file, vint frames) {
-    const auto positive = [&](const char* keyword, vint otherwise) {
-        return static_cast<double>(std::max(0, file.integer(keyword).value_or(otherwise)));
-    };
-    const bool isSubsampled = file.text("PhotometricInterpretation").find("422") != std::string_view::npos;
-    const double samples = isSubsampled ? 2 : positive("SamplesPerPixel", 1);
-    return positive("Rows", 0) * positive("Columns", 0) * samples * positive("BitsAllocated", 0) / 8 * frames;
+double promisedBytes(double pixels, double samples, double bitsAllocated, const std::string& photometric, vint frames) {
+    const bool isSubsampled = photometric.find("422") != std::string::npos;
+    return pixels * (isSubsampled ? 2 : samples) * bitsAllocated / 8 * frames;
 }
 
 /// The last value of a table's descriptor is the number of bits of its entries.
@@ -189,18 +183,63 @@ StoreView attributesOf(const velmora::Value& found) { return found.get<Store>().
 
 } // namespace
 
+FileMetadata::PixelFacts FileMetadata::factsOf(StoreView file) {
+    return {.samples = file.integer("SamplesPerPixel").value_or(1),
+            .photometricInterpretation = std::string(file.text("PhotometricInterpretation")),
+            .bitsAllocated = file.integer("BitsAllocated").value_or(0),
+            .bitsStored = file.integer("BitsStored").value_or(0),
+            .frames = std::string(firstValue(file.text("NumberOfFrames")))};
+}
+
+FileMetadata::PixelFacts FileMetadata::storedFacts(const std::string& path) {
+    PixelFacts facts;
+    const auto elements = media::storedAttributes(
+        path, {"SamplesPerPixel", "PhotometricInterpretation", "BitsAllocated", "BitsStored", "NumberOfFrames"});
+    for (const media::Element& element : elements) {
+        const vint number = integerOf(element.text).value_or(0);
+        if (element.keyword == "SamplesPerPixel") {
+            facts.samples = number;
+        } else if (element.keyword == "PhotometricInterpretation") {
+            facts.photometricInterpretation = element.text;
+        } else if (element.keyword == "BitsAllocated") {
+            facts.bitsAllocated = number;
+        } else if (element.keyword == "BitsStored") {
+            facts.bitsStored = number;
+        } else {
+            facts.frames = firstValue(element.text);
+        }
+    }
+    return facts;
+}
+
 FileMetadata::FileMetadata(velmora::Host& host, const std::string& path, const std::string& name)
-    : mFound(host.call("ReadMetadata", {path, keywords(), false})), mName(name.empty() ? path : name) {
+    : FileMetadata(host.call("ReadMetadata", {path, keywords(isAnyKeyword), false}), name.empty() ? path : name) {}
+
+FileMetadata FileMetadata::ofAttributes(velmora::Host& host, const std::string& path) {
+    if (!media::FileStart(path).isCompressed()) {
+        return {host, path};
+    }
+    const auto isUnchanged = [](const std::string& keyword) { return !media::isChangedByDecoding(keyword); };
+    return {host.call("ReadMetadata", {path, keywords(isUnchanged), false}), storedFacts(path), path};
+}
+
+FileMetadata::FileMetadata(velmora::Value found, std::string name)
+    : FileMetadata(std::move(found), std::nullopt, std::move(name)) {}
+
+FileMetadata::FileMetadata(velmora::Value found, const std::optional<PixelFacts>& stored, std::string name)
+    : mFound(std::move(found)), mName(std::move(name)) {
     const StoreView file = attributesOf(mFound);
+    const PixelFacts facts = stored ? *stored : factsOf(file);
     mRows = file.integer("Rows").value_or(-1);
     mColumns = file.integer("Columns").value_or(-1);
-    mBitsAllocated = file.integer("BitsAllocated").value_or(0);
-    mIsColour = file.integer("SamplesPerPixel").value_or(1) > 1 ||
-                file.text("PhotometricInterpretation").starts_with("PALETTE");
+    mBitsAllocated = facts.bitsAllocated;
+    mIsColour = facts.samples > 1 || facts.photometricInterpretation.starts_with("PALETTE");
     mSeriesNumber = firstValue(file.text("SeriesNumber"));
-    mPromisedFrames = std::max(1, integerOf(firstValue(file.text("NumberOfFrames"))).value_or(1));
-    mPromisedBytes = promisedBytes(file, mPromisedFrames);
-    mRule = storedValues(file);
+    mPromisedFrames = std::max(1, integerOf(facts.frames).value_or(1));
+    mPromisedBytes = promisedBytes(1.0 * std::max(0, mRows) * std::max(0, mColumns), std::max(0, facts.samples),
+                                   std::max(0, facts.bitsAllocated), facts.photometricInterpretation, mPromisedFrames);
+    mRule.bitsStored = facts.bitsStored > 0 ? facts.bitsStored : facts.bitsAllocated > 0 ? facts.bitsAllocated : 16;
+    mRule.isSigned = file.integer("PixelRepresentation") == 1;
     mIsRescaledByFrame = hasRescaleByFrame(file);
     mIsRuleWhole = wholeFileRule(mRule, file, mName);
 }

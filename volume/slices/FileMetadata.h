@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,11 +13,15 @@ namespace radvex::volume {
 /// What one file says about itself and its slices. Each frame is a slice.
 class FileMetadata {
   public:
-    /// Reads it through ReadMetadata.
+    /// Reads it through ReadMetadata, which decodes compressed pixels for what decoders may change.
     /// @param path  for the library
     /// @param name  of the file for messages, where the library reads a copy
     /// @throws LibraryError
     FileMetadata(velmora::Host& host, const std::string& path, const std::string& name = "");
+
+    /// Without decoding anything: for who does not look at the pixels.
+    /// @throws LibraryError, FileError
+    static FileMetadata ofAttributes(velmora::Host& host, const std::string& path);
 
     const std::string& name() const { return mName; }
     vint rows() const { return mRows; }
@@ -46,6 +51,19 @@ class FileMetadata {
     std::vector<ModalityRule> rules(vint frames) const;
 
   private:
+    /// What decoders may change.
+    struct PixelFacts {
+        vint samples = 1;
+        std::string photometricInterpretation{};
+        vint bitsAllocated = 0;
+        vint bitsStored = 0;
+        std::string frames{};
+    };
+    static PixelFacts factsOf(velmora::StoreView file);
+    static PixelFacts storedFacts(const std::string& path);
+    FileMetadata(velmora::Value found, std::string name);
+    FileMetadata(velmora::Value found, const std::optional<PixelFacts>& stored, std::string name);
+
     velmora::Value mFound;
     std::string mName;
     vint mRows = 0;

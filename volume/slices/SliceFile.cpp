@@ -132,7 +132,8 @@ SliceFile readSliceFile(velmora::Host& host, const std::string& path, const Slic
     const ClosingReader closing(host, path);
     SliceFile file;
     try {
-        const FileMetadata metadata(host, path);
+        const FileMetadata metadata =
+            reading.kind == SampleKind::none ? FileMetadata::ofAttributes(host, path) : FileMetadata(host, path);
         file.isKnown = true;
         file.seriesNumber = metadata.seriesNumber();
         file.rows = metadata.rows();

@@ -6,10 +6,11 @@ may be processes of this machine.
 >>> radvex.archive.find("index.sqlite", "Modality = 'CT'")
 """
 
+from radvex.archive._check import check
 from radvex.archive._deidentify import deidentify, verify
 from radvex.archive._find import Found, find, frame
 from radvex.archive._index import index
 from radvex.archive._volumes import LazyVolume, open, volumes
 
 # Not open, which is Python's own elsewhere.
-__all__ = ["Found", "LazyVolume", "deidentify", "find", "frame", "index", "verify", "volumes"]
+__all__ = ["Found", "LazyVolume", "check", "deidentify", "find", "frame", "index", "verify", "volumes"]

@@ -10,9 +10,11 @@ import sys
 from typing import Any, Dict, List, Optional
 
 from radvex._errors import Error, UsageError
+from radvex.archive._check import check
 from radvex.archive._deidentify import deidentify, verify
 from radvex.archive._find import find
 from radvex.archive._index import index
+from radvex.archive._report_text import lines, number_of
 from radvex.archive._volumes import volumes
 
 
@@ -92,6 +94,29 @@ def _volumes(options: argparse.Namespace) -> None:
     if not options.quiet:
         _say("")
         print("{written} volumes written, {refused} refused, {unchanged} series unchanged".format(**counts))
+
+
+def _check(options: argparse.Namespace) -> int:
+    def show(state: Dict[str, Any]) -> None:
+        _say("{done} of {total} files checked, {failed} with a problem".format(**state) + _left(state))
+
+    found = check(
+        options.index,
+        options.where,
+        histograms=options.histograms,
+        workers=options.workers,
+        cluster=options.cluster,
+        progress=None if options.quiet else show,
+    )
+    _say("")
+    run = found["run"]
+    text = json.dumps(found) if options.json else "\n".join(lines(found))
+    sys.stdout.buffer.write(os.fsencode(text) + b"\n")
+    if run["different"]:
+        names = ", ".join(run["examples"]) + (", ..." if run["different"] > len(run["examples"]) else "")
+        sentence = f"not judged: changed since they were indexed, or gone: {names}. Index the archive again."
+        sys.stderr.buffer.write(os.fsencode(f"radvex-archive: {number_of(run['different'], 'file')} {sentence}\n"))
+    return 3 if run["different"] else 0
 
 
 def _deidentify(options: argparse.Namespace) -> None:
@@ -174,6 +199,14 @@ def _parser() -> argparse.ArgumentParser:
     _add_crew(command)
     command.set_defaults(run=_volumes)
 
+    command = commands.add_parser("check", help="read every pixel, and report what is broken and by whom it was made")
+    command.add_argument("index", metavar="INDEX")
+    command.add_argument("--where", metavar="SQL", help="only the files for which this holds")
+    command.add_argument("--histograms", metavar="FOLDER", help="draw pictures of the report; needs matplotlib")
+    command.add_argument("--json", action="store_true", help="print the report as JSON")
+    _add_crew(command)
+    command.set_defaults(run=_check)
+
     command = commands.add_parser("deidentify", help="de-identify an archive, patient by patient")
     command.add_argument("index", metavar="INDEX")
     command.add_argument("output", metavar="OUT", help="empty folder, which every worker sees under this path")
@@ -208,7 +241,8 @@ def _parser() -> argparse.ArgumentParser:
 
 
 def main(words: Optional[List[str]] = None) -> int:
-    """Runs the command. Returns its exit status: 0 done, 1 cannot be done, 2 wrong usage."""
+    """Runs the command. Returns its exit status: 0 done, 1 cannot be done, 2 wrong usage, 3 done but for
+    files that are named on standard error."""
     options = _parser().parse_args(words)
     try:
         status: Optional[int] = options.run(options)

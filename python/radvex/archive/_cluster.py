@@ -4,17 +4,21 @@ from __future__ import annotations
 
 import errno
 import importlib
+import math
 import os
 import socket
 import tempfile
+import time
 from collections import deque
 from contextlib import ExitStack
 from itertools import chain, islice
 from typing import Any, Callable, Deque, Dict, Iterable, Iterator, List, Optional, Protocol, Sequence, Tuple, TypeVar, Union
 
-from radvex._errors import ReaderDied
+from radvex._errors import ReaderDied, UsageError
 from radvex._jobs import jobs_of
+from radvex._version import __version__
 
+_BETWEEN_COUNTS = 1.0  # seconds
 _AHEAD = 2  # items that are on their way to each worker, with the one on which it works
 
 
@@ -58,13 +62,25 @@ def require_archive(root: str) -> None:
     raise FileNotFoundError(errno.ENOENT, f"{socket.gethostname()} does not see the archive", root)
 
 
-class OneProcess:
-    """This process does the work, one batch after the other."""
+def timed(work: Callable[[AnyItem], Any], item: AnyItem, version: str) -> Tuple[Any, float]:
+    """What a worker does: the result, and the seconds that it took.
 
-    def run(self, work: Callable[[AnyItem], Any], items: Iterable[AnyItem]) -> Iterator[Tuple[AnyItem, Any]]:
-        """Items with their results."""
+    Raises UsageError where another version of this package would do something else
+    """
+    if version != __version__:
+        raise UsageError(f"{socket.gethostname()} has version {__version__} of radvex, and not {version}.")
+    start = time.monotonic()
+    return work(item), time.monotonic() - start
+
+
+class OneProcess:
+    """This process does the work, one item after the other."""
+
+    def run(self, work: Callable[[AnyItem], Any], items: Iterable[AnyItem]) -> Iterator[Tuple[AnyItem, Any, float]]:
+        """Items with their results, and the seconds that they took."""
         for item in items:
-            yield item, work(item)
+            result, seconds = timed(work, item, __version__)
+            yield item, result, seconds
 
 
 class Cluster:
@@ -74,39 +90,52 @@ class Cluster:
     def __init__(self, client: Any) -> None:
         self._client = client
         self._distributed = importlib.import_module("distributed")
+        self._workers = 1
+        self._counted = -math.inf
 
-    def run(self, work: Callable[[AnyItem], Any], items: Iterable[AnyItem]) -> Iterator[Tuple[AnyItem, Any]]:
-        """Items with their results, in the order in which they are finished. An item whose worker goes away is done by
-        another one; when that happens again and again, its parts are tried, down to the file that does it."""
+    def _wanted(self) -> int:
+        """How many items should be on their way. Workers come and go; to count them takes a while when they are many."""
+        if time.monotonic() - self._counted > _BETWEEN_COUNTS:
+            self._counted = time.monotonic()
+            self._workers = max(1, len(self._client.scheduler_info()["workers"]))
+        return _AHEAD * self._workers
+
+    def run(self, work: Callable[[AnyItem], Any], items: Iterable[AnyItem]) -> Iterator[Tuple[AnyItem, Any, float]]:
+        """Items with their results and the seconds that they took, in the order in which they are finished. An item whose
+        worker goes away is done by another one; when that happens again and again, its parts are tried, down to the file
+        that does it."""
         source = iter(items)
         again: Deque[AnyItem] = deque()
-        running = self._distributed.as_completed()
+        # With results: they are fetched while this process works on earlier ones.
+        running = self._distributed.as_completed(with_results=True, raise_errors=False)
         on_their_way: Dict[Any, AnyItem] = {}
 
         def give() -> None:
-            while len(on_their_way) < _AHEAD * max(1, len(self._client.scheduler_info()["workers"])):
-                item = again.popleft() if again else None
-                if item is None:
-                    item = next(source, None)
-                if item is None:
+            while len(on_their_way) < self._wanted():
+                taken = [again.popleft()] if again else list(islice(source, 1))
+                if not taken:
                     return
-                future = self._client.submit(work, item, pure=False)
+                item = taken[0]
+                future = self._client.submit(timed, work, item, __version__, pure=False)
                 on_their_way[future] = item
                 running.add(future)
 
         give()
         while on_their_way:
-            future = next(running)
+            future, result = next(running)
             item = on_their_way.pop(future)
             if future.status == "finished":
-                yield item, future.result()
-            elif future.status == "error" and isinstance(future.exception(), self._distributed.KilledWorker):
+                future.release()
+                give()  # before the result is looked at, so that no worker waits
+                yield item, result[0], result[1]
+                continue
+            if future.status == "error" and isinstance(result[1], self._distributed.KilledWorker):
                 parts = item.parts()
                 again.extend(parts)
                 if not parts:
-                    yield item, item.lost("each worker that took it was ended by it", None)
+                    yield item, item.lost("each worker that took it was ended by it", None), 0.0
             elif future.status == "error":
-                raise future.exception()
+                raise result[1]
             else:  # lost with a scheduler's memory
                 again.append(item)
             future.release()
@@ -133,14 +162,14 @@ class Crew:
     def __exit__(self, *error: Any) -> None:
         self._stack.__exit__(*error)
 
-    def run(self, work: Callable[[AnyItem], Any], items: Iterable[AnyItem]) -> Iterator[Tuple[AnyItem, Any]]:
-        """Items with their results, as they are finished."""
+    def run(self, work: Callable[[AnyItem], Any], items: Iterable[AnyItem]) -> Iterator[Tuple[AnyItem, Any, float]]:
+        """Items with their results, and the seconds that they took, as they are finished."""
         source = iter(items)
-        first = list(islice(source, 1))
-        if first:
-            if self._runner is None:
-                self._runner = self._started()
-            yield from self._runner.run(work, chain(first, source))
+        first = list(islice(source, 2))
+        if len(first) == 2 or (first and self._cluster is not None):
+            self._runner = self._runner or self._started()
+        runner = self._runner or OneProcess()  # one item is done before workers are there
+        yield from runner.run(work, chain(first, source))
 
     def _started(self) -> Union[OneProcess, Cluster]:
         if self._cluster is None and self._count == 0:
@@ -154,7 +183,9 @@ class Crew:
             n_workers=self._count,
             threads_per_worker=1,
             processes=True,
-            dashboard_address=None,
+            security=True,  # other users of this machine could give work to the scheduler, as if they were this one
+            dashboard_address="127.0.0.1:0",
+            worker_dashboard_address="127.0.0.1:0",
             silence_logs=50,
             local_directory=folder,
         )

@@ -110,7 +110,7 @@ def deidentify(
         total = _number_of_patients(database, where)
         teller = Teller(progress)
         with Crew(workers, cluster) as crew:
-            for patient, outcomes in crew.run(deidentify_patient, items()):
+            for patient, outcomes, _ in crew.run(deidentify_patient, items()):
                 _keep(database, patient, outcomes[0])
                 for state, number in _numbers(outcomes[0]).items():
                     counts[state] += number
@@ -157,7 +157,7 @@ def verify(
 
         teller = Teller(progress)
         with Crew(workers, cluster) as crew:
-            for done, (patient, checks) in enumerate(crew.run(check, items()), start=1):
+            for done, (patient, checks, _) in enumerate(crew.run(check, items()), start=1):
                 _keep_check(database, place, patient, checks[0])
                 teller.tell({"done": done}, done, len(names))
         counts = {"clean": 0, "findings": 0, "unreadable": 0}

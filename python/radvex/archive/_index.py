@@ -9,14 +9,14 @@ from typing import Any, Dict, Iterator, List, Optional, Tuple
 from radvex._errors import FileError
 from radvex._file import PathLike
 from radvex.archive._cluster import Crew
-from radvex.archive._describe import Batch, Record, describe, seconds_of
+from radvex.archive._describe import Batch, describe, rows_in, seconds_of
 from radvex.archive._listing import Folder, folders
 from radvex.archive._progress import FileCount, Progress, Teller
-from radvex.archive._store import COLUMNS, Index, stored_name
+from radvex.archive._store import Index, stored_name
 from radvex.archive._verdicts import batches as series_batches, judge, keep as keep_verdicts
 
 _SECONDS = 2.0  # of work in a batch
-_MOST = 4000  # files in a batch
+_MOST = 2000  # files in a batch
 _BETWEEN_COMMITS = 1.0
 
 
@@ -41,6 +41,7 @@ class _Run:
         self._count = count
         self._places: Dict[str, Tuple[_Pending, str, int, int]] = {}  # path -> folder, name, size, changed
         self._committed = time.monotonic()
+        self._pace = 1.0  # of the workers and their storage: seconds for each one that was expected
         self.read = self.unchanged = self.failed = self.verdicts = 0
 
     def batches(self) -> Iterator[Batch]:
@@ -51,7 +52,7 @@ class _Run:
             for path, size in self._changed(folder):
                 paths.append(path)
                 seconds += seconds_of(size, self._digests)
-                if seconds >= _SECONDS or len(paths) >= _MOST:
+                if seconds * self._pace >= _SECONDS or len(paths) >= _MOST:
                     yield Batch(self._root, paths, self._digests)
                     paths, seconds = [], 0.0
             self._tell()
@@ -85,20 +86,20 @@ class _Run:
         pending.is_listed = True
         self._finish(pending)
 
-    def take(self, batch: Batch, records: List[Record]) -> None:
-        """Writes what the workers found."""
+    def take(self, batch: Batch, chunks: List[bytes], seconds: float) -> None:
+        """Writes what a worker found in so many seconds."""
         rows = []
         touched: Dict[int, _Pending] = {}
-        for path, (state, reason, signal, digest, values) in zip(batch.paths, records):
+        expected = 0.0
+        for path, row in zip(batch.paths, rows_in(chunks)):
             pending, name, size, changed = self._places.pop(path)
-            columns = [values.get(column) for column in COLUMNS]
-            rows.append(
-                (pending.folder, stored_name(name), size, changed, state, reason, signal, digest, *columns)
-            )
+            rows.append((pending.folder, stored_name(name), size, changed, *row))
             pending.left -= 1
             touched[pending.folder] = pending
-            self.read += 1
-            self.failed += state == "broken" or bool(reason and state == "dicom")
+            expected += seconds_of(size, self._digests)
+            self.failed += row[0] == "broken" or (row[0] == "dicom" and row[1] is not None)
+        self.read += len(rows)
+        self._pace += 0.3 * (max(0.1, seconds / expected) - self._pace)
         self._index.write(rows)
         for pending in touched.values():
             self._finish(pending)
@@ -171,12 +172,12 @@ def index(
         with ExitStack() as stack, Crew(workers, cluster) as crew:
             count = stack.enter_context(FileCount(root)) if progress is not None else None
             run = _Run(kept, root, digests, progress, count)
-            for batch, records in crew.run(describe, run.batches()):
-                run.take(batch, records)
+            for batch, chunks, seconds in crew.run(describe, run.batches()):
+                run.take(batch, chunks, seconds)
             kept.commit()
             kept.finish()
             if verdicts:
-                for series, found in crew.run(judge, series_batches(kept.connection, root)):
+                for series, found, _ in crew.run(judge, series_batches(kept.connection, root)):
                     keep_verdicts(kept.connection, series, found)
                     run.judged(len(found))
                 if run.verdicts:

@@ -186,7 +186,7 @@ def volumes(
 
         teller = Teller(progress)
         with Crew(workers, cluster) as crew:
-            for done, (series, rows) in enumerate(crew.run(make, items()), start=1):
+            for done, (series, rows, _) in enumerate(crew.run(make, items()), start=1):
                 _keep(database, series, rows)
                 for row in rows:
                     counts[row[1]] += 1
