@@ -142,7 +142,7 @@ void checkUsage(const DataOptions& options) {
 
 void printPixel(velmora::Host& host, const DataOptions& options, vint frames) {
     const PixelReading reading =
-        readPixel(host, options.readable, parsePixel(options.pixel), options.picture.frameRange(frames));
+        readPixel(host, options.readable, options.file, parsePixel(options.pixel), options.picture.frameRange(frames));
     if (options.json) {
         formats::Json json{{"file", options.file}};
         json["pixel"] = jsonOf(reading);

@@ -3,6 +3,7 @@
 #include "cli/arguments/Words.h"
 #include "files/Errors.h"
 #include "formats/json/Text.h"
+#include "volume/samples/ModalityArray.h"
 #include "volume/samples/PixelValues.h"
 #include "volume/slices/FileMetadata.h"
 #include "volume/slices/KnownScaling.h"
@@ -37,17 +38,18 @@ PixelPlace parsePixel(const std::string& text) {
     return place;
 }
 
-PixelReading readPixel(velmora::Host& host, const std::string& file, const PixelPlace& place,
+PixelReading readPixel(velmora::Host& host, const std::string& path, const std::string& file, const PixelPlace& place,
                        const std::pair<vint, vint>& frames) {
-    const volume::FileMetadata metadata(host, file, file);
+    const volume::FileMetadata metadata(host, path, file);
     if (metadata.rows() < 1 || metadata.columns() < 1) {
         throw FileError(file + " holds no picture.");
     }
     if (!metadata.isColour()) {
-        volume::requireKnownScaling(metadata, file);
+        volume::requireKnownScaling(metadata, path);
     }
     const auto kind = metadata.isColour() ? volume::PixelKind::colour : volume::PixelKind::modality;
-    const volume::PixelValues values(host, file, metadata, kind);
+    const volume::PixelValues values(host, path, metadata, kind);
+    volume::requireWhole(metadata, path, values.frames());
     const auto first = static_cast<std::size_t>(frames.first);
     const auto end = first + static_cast<std::size_t>(frames.second);
     requireInside(place, values, end, file);

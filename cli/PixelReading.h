@@ -30,10 +30,12 @@ struct PixelReading {
 
 /// Reads the modality values of a pixel; they are not rounded, unlike those of an array of integers. Colour has red,
 /// green and blue.
+/// @param path    for the library
+/// @param file    as the user knows it; another one where the path is that of a copy of what is left of it
 /// @param frames  the first one (from 0) and their number
 /// @throws UsageError           the file has no such pixel
 /// @throws LibraryError, Error  the file cannot be read
-PixelReading readPixel(velmora::Host& host, const std::string& file, const PixelPlace& place,
+PixelReading readPixel(velmora::Host& host, const std::string& path, const std::string& file, const PixelPlace& place,
                        const std::pair<vint, vint>& frames);
 
 /// A line for each frame: "frame 1, row 2, column 3: -1024 HU".

@@ -189,7 +189,7 @@ class Describer {
             return frames == 0 && !holdsPixelData(path) ? Json() : Json(path + " has pixels without a size.");
         }
         if (frames > 0) {
-            return metadata.promisesMorePixels(path, frames)
+            return metadata.lacksPixels(path, frames)
                        ? Json(path + " holds fewer pixels than its attributes promise.")
                        : Json();
         }

@@ -141,6 +141,27 @@ TEST_F(DataCommand, ADoseThatSaysNothingAboutItsScalingHasNoValues) {
     EXPECT_EQ(run({path, "--rendered"}).status, 0);
 }
 
+TEST_F(DataCommand, ValuesAreNotMadeUpForPixelsThatAreMissing) {
+    ImageFile file = frames();
+    file.frames = "4"; // three are there
+    EXPECT_THAT(run({write(file)}), exitsSaying(1, HasSubstr("holds fewer pixels than its attributes promise")));
+    file.slope = "1"; // another way through the library
+    EXPECT_THAT(run({write(file)}), exitsSaying(1, HasSubstr("holds fewer pixels than its attributes promise")));
+    file.frames = "3";
+    file.rows = 3;
+    EXPECT_THAT(run({write(file)}), exitsSaying(1, HasSubstr("holds fewer pixels than its attributes promise")));
+    EXPECT_THAT(run({write(file), "--pixel", "1,1"}), exitsSaying(1, HasSubstr("holds fewer pixels")));
+    const ProcessResult shown = run({write(file), "--rendered"});
+    EXPECT_EQ(shown.status, 0);
+    EXPECT_THAT(shown.errors, HasSubstr("warning: " + mFolder.file("f.dcm") + " holds fewer pixels than its"));
+    EXPECT_THAT(runRadvex({"image", mFolder.file("f.dcm")}).errors, HasSubstr("the others are made up"));
+    file.rows = 2;
+    EXPECT_EQ(run({write(file)}).status, 0);
+    EXPECT_EQ(run({write(file), "--rendered"}).errors, "");
+    file.frames = "2"; // more than is promised
+    EXPECT_EQ(run({write(file)}).status, 0);
+}
+
 TEST_F(DataCommand, ValuesOfMoreThan32BitsDoNotOverflow) {
     const std::string path = write({.bitsAllocated = 32,
                                     .bitsStored = 32,

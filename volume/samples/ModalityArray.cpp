@@ -70,6 +70,12 @@ ModalityArray chosenOf(velmora::Value owner, const ChooseFrames& choose) {
 
 } // namespace
 
+void requireWhole(const FileMetadata& metadata, const std::string& path, std::size_t frames) {
+    if (metadata.name() == path && metadata.lacksPixels(path, frames)) {
+        throw formats::VolumeError(path + " holds fewer pixels than its attributes promise.");
+    }
+}
+
 ModalityArray readModalityArray(velmora::Host& host, const std::string& path, const std::string& name,
                                 const ChooseFrames& choose) {
     const FileMetadata metadata(host, path, name);
@@ -78,12 +84,15 @@ ModalityArray readModalityArray(velmora::Host& host, const std::string& path, co
     }
     if (isRescaledHere(metadata)) {
         const PixelValues values(host, path, metadata, PixelKind::modality);
+        requireWhole(metadata, path, values.frames());
         return rescaledArray(values, choose(static_cast<vint>(values.frames())));
     }
     velmora::Value all = host.call("ReadIntermediatePixelData", {path, media::kImageFlags, 0});
     if (!all.is<NumericArray>()) {
         throw velmora::LibraryError(0, "", name + ": DCMTK's intermediate values have no array type.");
     }
+    const std::vector<vint>& shape = all.get<NumericArray>().dimensions();
+    requireWhole(metadata, path, shape.size() > 2 ? static_cast<std::size_t>(shape.front()) : 1);
     return chosenOf(std::move(all), choose);
 }
 

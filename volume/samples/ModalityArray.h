@@ -7,6 +7,7 @@
 #include "formats/volumes/VolumeFile.h"
 #include "host/Host.h"
 #include "host/Value.h"
+#include "volume/slices/FileMetadata.h"
 #include "volume/slices/FileWindow.h"
 
 namespace radvex::volume {
@@ -24,13 +25,19 @@ struct ModalityArray {
 /// The frames that are wanted of those that there are.
 using ChooseFrames = std::function<FrameSpan(vint available)>;
 
+/// Refuses a file that holds fewer pixels than its attributes promise: the library makes up what is missing. Of a copy,
+/// of which the name is not the path, it is known what it lacks.
+/// @param frames  that were read
+/// @throws VolumeError
+void requireWhole(const FileMetadata& metadata, const std::string& path, std::size_t frames);
+
 /// Reads the modality values of a grey file. The library cuts fractions off, lets values of over 32 bits overflow, and
 /// knows neither the scaling of doses nor the rescale of single frames; those values are rescaled here.
 /// @param path    for the library
 /// @param name    of the file, as the user knows it
 /// @param choose  gets the number of frames; the frames that it chooses have to exist
 /// @throws LibraryError  the file cannot be read as grey values
-/// @throws VolumeError   its pixels have another shape than its attributes say
+/// @throws VolumeError   its pixels have another shape than its attributes say, or are fewer, see requireWhole
 ModalityArray readModalityArray(velmora::Host& host, const std::string& path, const std::string& name,
                                 const ChooseFrames& choose);
 

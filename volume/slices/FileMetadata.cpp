@@ -245,8 +245,11 @@ FileMetadata::FileMetadata(velmora::Value found, const std::optional<PixelFacts>
 }
 
 bool FileMetadata::promisesMorePixels(const std::string& path, std::size_t frames) const {
-    const std::size_t groups = attributesOf(mFound).store("PerFrameFunctionalGroupsSequence").size();
-    if (frames < static_cast<std::size_t>(mPromisedFrames) || frames < groups) {
+    return frames < attributesOf(mFound).store("PerFrameFunctionalGroupsSequence").size() || lacksPixels(path, frames);
+}
+
+bool FileMetadata::lacksPixels(const std::string& path, std::size_t frames) const {
+    if (frames < static_cast<std::size_t>(mPromisedFrames)) {
         return true;
     }
     constexpr std::array<std::string_view, 4> kUncompressed{"", "1.2.840.10008.1.2", "1.2.840.10008.1.2.1",

@@ -40,7 +40,10 @@ class FileMetadata {
     /// ImageType says that the picture holds several slices as tiles.
     bool isMosaic() const;
 
-    /// The frames that were found, or the pixels of an uncompressed file, are fewer than the attributes promise.
+    /// The frames that were found, or the pixels of an uncompressed file, are fewer than NumberOfFrames and the size
+    /// promise.
+    bool lacksPixels(const std::string& path, std::size_t frames) const;
+    /// As before, or there are more functional groups than frames.
     bool promisesMorePixels(const std::string& path, std::size_t frames) const;
     /// The rescale is that of each frame, which DCMTK does not look at when it renders.
     bool isRescaledByFrame() const { return mIsRescaledByFrame; }

@@ -252,16 +252,20 @@ media::Rendering renderingOf(velmora::Host& host, const std::string& path, const
 
 std::vector<std::string> doubtsAbout(velmora::Host& host, const std::string& path, const std::string& name,
                                      const media::Rendering& rendering) {
-    if (!rendering.window && !rendering.named) {
-        return {};
-    }
     try {
-        if (FileMetadata(host, path, name).isColour()) {
-            return {name + " is in colour, on which a window has no effect."};
+        std::vector<std::string> doubts;
+        const FileMetadata metadata(host, path, name);
+        const bool isWhole = path == name; // what a copy of a part lacks is known
+        if (isWhole && metadata.lacksPixels(path, static_cast<std::size_t>(metadata.promisedFrames()))) {
+            doubts.push_back(name + " holds fewer pixels than its attributes promise; the others are made up.");
         }
-        const std::string doubt =
-            rendering.window && !rendering.named ? doubtAboutOrder(host, path, name, *rendering.window) : "";
-        return doubt.empty() ? std::vector<std::string>{} : std::vector{doubt};
+        if ((rendering.window || rendering.named) && metadata.isColour()) {
+            doubts.push_back(name + " is in colour, on which a window has no effect.");
+        } else if (rendering.window && !rendering.named) {
+            doubts.push_back(doubtAboutOrder(host, path, name, *rendering.window));
+        }
+        std::erase(doubts, "");
+        return doubts;
     } catch (const velmora::LibraryError&) {
         return {}; // whoever renders it says why
     } catch (const Error&) {

@@ -26,11 +26,13 @@ inline constexpr FrameSpan kAllFrames{0, 0};
 media::Rendering renderingOf(velmora::Host& host, const std::string& path, const std::string& name,
                              const media::Rendering& wanted, const FrameSpan& frames);
 
-/// What should be said about a window that a file is rendered with: that colour has none, or that width and centre are
-/// likely to have changed places. Sentences; none if there is nothing to say, or if the file cannot be read.
+/// What should be said about the picture of a file and its window: that pixels are missing, which the renderer makes
+/// up, that colour has no window, or that width and centre are likely to have changed places. Sentences; none if there
+/// is nothing to say, or if the file cannot be read.
 ///
 /// Places have changed, it seems, if the window shows less than a hundredth of the values as grey and the one with the
 /// numbers exchanged a tenth of them or more. That is only looked at when the centre is larger than the width.
+/// @param name  of the file; another one than the path where the library reads a copy of what is left of it
 std::vector<std::string> doubtsAbout(velmora::Host& host, const std::string& path, const std::string& name,
                                      const media::Rendering& rendering);
 

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <filesystem>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "files/Errors.h"
@@ -44,10 +46,14 @@ std::string unknownOf(const std::vector<Element>& elements) {
 }
 
 std::vector<Element> elementsOf(const FileMetadata& metadata, const std::string& path) {
+    std::error_code error;
+    if (!std::filesystem::exists(path, error)) {
+        return {}; // removed while the library has it open
+    }
     try {
         return media::listElements(path, {});
-    } catch (const FileError& error) {
-        throw formats::VolumeError(metadata.name() + ": " + error.what());
+    } catch (const FileError& failure) {
+        throw formats::VolumeError(metadata.name() + ": " + failure.what());
     }
 }
 
