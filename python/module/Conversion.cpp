@@ -36,6 +36,7 @@ constexpr std::pair<vint, const char*> kTensorTypes[] = {
 
 template <typename Types>
 py::dtype typeOf(const Types& types, vint code) {
+    loadNumpy();
     for (const auto& [known, name] : types) {
         if (known == code) {
             return py::dtype(name);
@@ -293,10 +294,14 @@ Value convert(py::handle object, vint kind, int level) {
     if (py::hasattr(object, "__fspath__")) {
         return convert(py::module_::import("os").attr("fspath")(object), kind, level);
     }
-    if (py::isinstance<py::array>(object)) {
+    const bool mayBeNumpy = PyDict_GetItemString(PyImport_GetModuleDict(), "numpy") != nullptr;
+    if (mayBeNumpy) {
+        loadNumpy();
+    }
+    if (mayBeNumpy && py::isinstance<py::array>(object)) {
         return arrayFromPython(py::cast<py::array>(object), kind);
     }
-    if (py::isinstance(object, py::module_::import("numpy").attr("generic"))) {
+    if (mayBeNumpy && py::isinstance(object, py::module_::import("numpy").attr("generic"))) {
         return convert(object.attr("item")(), kind, level);
     }
     if (kind == VType_Tensor && isList(object)) {
@@ -321,6 +326,8 @@ py::capsule Lent::capsule() const {
     (void)share.release();
     return capsule;
 }
+
+void loadNumpy() { py::module_::import("radvex._arrays").attr("load")(); }
 
 py::array arrayOf(const Lent& owner, vint type, const std::vector<vint>& shape, const void* data, bool isWritable) {
     return denseArray(owner, typeOf(kArrayTypes, type), shape, data, isWritable);

@@ -37,6 +37,9 @@ class Lent {
     std::shared_ptr<Lending> mLending;
 };
 
+/// To be called before anything here makes an array or looks for one; see the package's _arrays.py.
+void loadNumpy();
+
 /// Memory of a value as an array. @param type  VNumericArray_...
 pybind11::array arrayOf(const Lent& owner, vint type, const std::vector<vint>& shape, const void* data,
                         bool isWritable);

@@ -393,6 +393,7 @@ py::tuple valuesOf(const std::string& path, vint first, vint count) {
     const Lent owner(std::move(values.owner));
     const std::string json = meaningOf(meaning, false, "modality");
     if (owner.value().is<velmora::Null>()) { // rescaled here: the vector lives as long as the array
+        loadNumpy();
         auto kept = std::make_unique<std::vector<double>>(std::move(values.rescaled));
         const double* const data = kept->data();
         const py::capsule capsule(kept.get(), [](void* held) { delete static_cast<std::vector<double>*>(held); });

@@ -157,6 +157,7 @@ PYBIND11_MODULE(_radvex, module) {
     module.def("after_fork", [] { Library::instance().afterFork(); });
     module.def("close", [] { Library::instance().close(); });
     module.def("end", [] { Library::instance().end(); });
+    module.def("load_numpy", [] { (void)py::dtype("u1"); });
     module.def("map_samples", &mapSamples);
     module.def("open_reader", &openReader);
     module.def("close_reader", &closeReader);

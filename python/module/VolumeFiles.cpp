@@ -12,6 +12,7 @@
 #include "files/Errors.h"
 #include "formats/volumes/VolumeFile.h"
 #include "python/HeaderJson.h"
+#include "python/module/Conversion.h"
 #include "volume/preview/VolumePreview.h"
 
 namespace radvex::python {
@@ -63,6 +64,7 @@ volume::FindingKind findingKind(const std::string& name) {
 } // namespace
 
 py::array mapSamples(int descriptor) {
+    loadNumpy();
     struct stat found {};
     const bool isKnown = ::fstat(descriptor, &found) == 0;
     const auto bytes = isKnown ? static_cast<std::size_t>(found.st_size) : 0;

@@ -9,6 +9,7 @@ from contextlib import ExitStack
 from typing import TYPE_CHECKING, Any, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple, Union, cast
 
 from radvex import _radvex
+from radvex._arrays import load
 from radvex._errors import HostError, NoPicturesError, RadvexWarning, ReaderDied, UsageError, VolumeError, in_python
 from radvex._file import PathLike, Window, window_words
 from radvex._jobs import Job, Progress, jobs_of, path_list, require_keys
@@ -204,6 +205,7 @@ class Volume:
         import numpy as np
 
         self._require_shape()
+        load()
         array = np.ascontiguousarray(self.array)
         expected = np.dtype(_TYPES[_type_name(self._header["type"])])
         if array.dtype != expected:

@@ -7,6 +7,7 @@ import os
 from typing import TYPE_CHECKING, Any, Dict, Iterable, List, Mapping, Optional, Sequence, Tuple, Union
 
 from radvex import _radvex
+from radvex._arrays import load
 from radvex._errors import LibraryError, UsageError
 from radvex._file import PathLike, Tag, _digits
 from radvex._library import call
@@ -60,6 +61,7 @@ def write(
     """
     import numpy as np
 
+    load()
     if isinstance(array, np.ma.MaskedArray) and np.any(array.mask):
         raise UsageError("A file cannot say which pixels are masked; give the array filled, as by array.filled(0).")
     image = np.asarray(array)

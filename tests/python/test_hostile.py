@@ -97,6 +97,31 @@ time.sleep(0.3)
         assert done.returncode == 0, done.stderr
 
 
+def test_the_first_arrays_may_be_made_by_several_threads(samples):
+    code = """
+import sys, threading, radvex
+assert "numpy" not in sys.modules  # it loads when it is needed
+path, found = sys.argv[1], []
+makers = [
+    lambda: radvex.values(path),
+    lambda: radvex.image(path),
+    lambda: radvex.call("ReadIntermediatePixelData", path, 1, 0),
+    lambda: radvex.volume(path).array,
+]
+def make(index):
+    found.append(makers[index % 4]().ndim)
+threads = [threading.Thread(target=make, args=(index,)) for index in range(12)]
+for thread in threads:
+    thread.start()
+for thread in threads:
+    thread.join()
+print(sorted(found))
+"""
+    for _ in range(5):
+        done = run(code, os.path.join(samples, "CT_small.dcm"))
+        assert done.returncode == 0 and eval(done.stdout) == [2] * 9 + [3] * 3, done.stderr
+
+
 def test_files_that_are_collected_during_a_call_do_not_lock(samples):
     code = """
 import gc, sys, threading, radvex
