@@ -25,7 +25,7 @@ setup(
         "nibabel": ["nibabel"],
         "xarray": ["xarray"],
         "progress": ["tqdm"],
-        "archive": ["distributed"],
+        "archive": ["distributed", "cryptography"],
         "histograms": ["matplotlib"],
     },
     entry_points={"console_scripts": ["radvex = radvex._command:main", "radvex-archive = radvex.archive.__main__:main"]},
