@@ -189,9 +189,8 @@ class Describer {
             return frames == 0 && !holdsPixelData(path) ? Json() : Json(path + " has pixels without a size.");
         }
         if (frames > 0) {
-            return metadata.lacksPixels(path, frames)
-                       ? Json(path + " holds fewer pixels than its attributes promise.")
-                       : Json();
+            return metadata.lacksPixels(path, frames) ? Json(path + " holds fewer pixels than its attributes promise.")
+                                                      : Json();
         }
         if (!holdsPixelData(path)) {
             return Json();
