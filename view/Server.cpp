@@ -1,0 +1,194 @@
+#include "view/Server.h"
+
+#include <httplib.h>
+#include <sys/random.h>
+
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <map>
+#include <optional>
+
+#include "view/Catalogue.h"
+
+namespace radvex::view {
+
+using formats::Json;
+using httplib::Request;
+using httplib::Response;
+
+namespace {
+
+constexpr std::size_t kThreads = 16; // most wait for a reader
+
+/// 128 random bits in hexadecimal.
+std::string newToken() {
+    std::array<unsigned char, 16> bytes{};
+    if (::getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {
+        throw FileError("The system gives no random numbers.");
+    }
+    std::string token;
+    for (const unsigned char byte : bytes) {
+        constexpr std::string_view kDigits = "0123456789abcdef";
+        token += kDigits[byte >> 4U];
+        token += kDigits[byte & 15U];
+    }
+    return token;
+}
+
+/// Takes the same time wherever the first difference is.
+bool isSame(std::string_view one, std::string_view other) {
+    if (one.size() != other.size()) {
+        return false;
+    }
+    unsigned different = 0;
+    for (std::size_t index = 0; index < one.size(); ++index) {
+        different |= one[index] == other[index] ? 0U : 1U;
+    }
+    return different == 0;
+}
+
+std::optional<std::size_t> numberIn(const std::string& text) {
+    std::size_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
+}
+
+void protect(Response& response) {
+    response.set_header("Content-Security-Policy",
+                        "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' blob: data:; "
+                        "connect-src 'self'; worker-src 'self' blob:; base-uri 'none'; form-action 'none'; "
+                        "frame-ancestors 'self'");
+    response.set_header("X-Content-Type-Options", "nosniff");
+    response.set_header("Referrer-Policy", "no-referrer"); // the address holds the token
+    response.set_header("Cross-Origin-Resource-Policy", "same-origin");
+    response.set_header("Cache-Control", "no-store"); // pictures of patients do not stay in the browser's cache
+}
+
+void refuse(Response& response, int status, const std::string& sentence) {
+    response.status = status;
+    response.set_content(formats::dumpJson({{"error", sentence}}), "application/json");
+}
+
+} // namespace
+
+class Server::Routes {
+  public:
+    Routes(ReaderPool& readers, const std::string& path, int port, std::vector<Asset> page)
+        : mReaders(readers),
+          mCatalogue(mReaders.ask({{"job", "tree"}, {"path", formats::toJson(path)}}).json),
+          mToken(newToken()) {
+        for (Asset& asset : page) {
+            mPage.emplace(asset.name, std::move(asset));
+        }
+        mServer.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
+        mServer.set_payload_max_length(1); // nothing is sent to this server
+        mServer.set_pre_routing_handler([this](const Request& request, Response& response) {
+            protect(response);
+            return isAllowed(request, response) ? httplib::Server::HandlerResponse::Unhandled
+                                                : httplib::Server::HandlerResponse::Handled;
+        });
+        addRoutes();
+        mPort = port == 0 ? mServer.bind_to_any_port(kHost) : mServer.bind_to_port(kHost, port) ? port : -1;
+        if (mPort < 0) {
+            throw FileError("Port " + std::to_string(port) + " cannot be used; another program may have it.");
+        }
+    }
+
+    std::string address() const { return "http://" + hostOf(kHost) + '/' + mToken + '/'; }
+    void run() { (void)mServer.listen_after_bind(); }
+    void stop() { mServer.stop(); }
+
+  private:
+    static constexpr const char* kHost = "127.0.0.1";
+
+    std::string hostOf(const std::string& name) const { return name + ':' + std::to_string(mPort); }
+
+    /// A page of somebody else's server can send requests here, and may even have given its name our address; then Host
+    /// and Origin are its own.
+    bool isAllowed(const Request& request, Response& response) const {
+        const std::string host = request.get_header_value("Host");
+        const std::string origin = request.get_header_value("Origin");
+        const bool isOurs = host == hostOf(kHost) || host == hostOf("localhost");
+        if (!isOurs || (!origin.empty() && origin != "http://" + host)) {
+            refuse(response, 403, "This server answers its own page only.");
+            return false;
+        }
+        if (request.method != "GET" && request.method != "HEAD") {
+            refuse(response, 405, "This server is for reading only.");
+            return false;
+        }
+        const std::string_view path = request.path;
+        const bool hasToken = path.size() > mToken.size() + 1 && path[0] == '/' && path[mToken.size() + 1] == '/' &&
+                              isSame(path.substr(1, mToken.size()), mToken);
+        if (!hasToken) {
+            refuse(response, 404, "There is nothing at this address. The command has printed the right one.");
+        }
+        return hasToken;
+    }
+
+    void addRoutes() {
+        const std::string start = "/[0-9a-f]+/";
+        mServer.Get(start + "api/tree", [this](const Request&, Response& response) {
+            response.set_content(formats::dumpJson(mCatalogue.shown()), "application/json");
+        });
+        mServer.Get(start + "api/series/([0-9]{1,9})", [this](const Request& request, Response& response) {
+            const Json* const files = mCatalogue.filesOf(numberIn(request.matches[1]).value_or(SIZE_MAX));
+            answer(response, files, [&] { return Json{{"job", "series"}, {"files", *files}}; });
+        });
+        mServer.Get(start + "api/series/([0-9]{1,9})/files/([0-9]{1,9})/(values|tags)",
+                    [this](const Request& request, Response& response) {
+                        const Json* const file = mCatalogue.fileOf(numberIn(request.matches[1]).value_or(SIZE_MAX),
+                                                                   numberIn(request.matches[2]).value_or(SIZE_MAX));
+                        const auto frame = numberIn(request.get_param_value("frame")).value_or(0);
+                        answer(response, file, [&] {
+                            return Json{{"job", request.matches[3].str()},
+                                        {"file", *file},
+                                        {"frame", std::min<std::size_t>(frame, INT32_MAX)}};
+                        });
+                    });
+        mServer.Get(start + "([a-z.]*)", [this](const Request& request, Response& response) {
+            const auto found = mPage.find(request.matches[1]);
+            if (found == mPage.end()) {
+                return refuse(response, 404, "There is nothing at this address.");
+            }
+            response.set_content(found->second.content, found->second.type);
+        });
+    }
+
+    /// What a reader says of a thing that is there.
+    template <typename MakeRequest>
+    void answer(Response& response, const Json* thing, const MakeRequest& request) {
+        if (thing == nullptr) {
+            return refuse(response, 404, "There is no such series or file.");
+        }
+        try {
+            Message found = mReaders.ask(request());
+            if (found.body.empty()) {
+                return response.set_content(formats::dumpJson(found.json), "application/json");
+            }
+            response.set_header("Radvex-Values", formats::dumpJson(found.json));
+            response.set_content(std::move(found.body), "application/octet-stream");
+        } catch (const ReaderError& error) {
+            refuse(response, 422, error.what());
+        }
+    }
+
+    ReaderPool& mReaders;
+    Catalogue mCatalogue;
+    std::string mToken;
+    std::map<std::string, Asset> mPage{};
+    httplib::Server mServer{};
+    int mPort = -1;
+};
+
+Server::Server(ReaderPool& readers, const std::string& path, int port, std::vector<Asset> page)
+    : mRoutes(std::make_unique<Routes>(readers, path, port, std::move(page))) {}
+
+Server::~Server() = default;
+
+std::string Server::address() const { return mRoutes->address(); }
+void Server::run() { mRoutes->run(); }
+void Server::stop() { mRoutes->stop(); }
+
+} // namespace radvex::view
