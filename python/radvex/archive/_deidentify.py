@@ -20,7 +20,7 @@ from radvex._file import PathLike
 from radvex.archive._cluster import Crew
 from radvex.archive._patients import Check, Outcome, Patient, check, deidentify as deidentify_patient, drafts_of
 from radvex.archive._progress import Progress, Teller
-from radvex.archive._store import stored_name, writable
+from radvex.archive._store import require_condition, stored_name, writable
 
 _TABLES = (
     "CREATE TABLE IF NOT EXISTS deidentifications (output PRIMARY KEY, options TEXT, key TEXT)",
@@ -230,11 +230,8 @@ def _chosen(where: Optional[str]) -> str:
 
 
 def _number_of_patients(database: sqlite3.Connection, where: Optional[str]) -> int:
-    try:
-        row = database.execute(f"SELECT count(DISTINCT {_GROUP}) FROM paths WHERE {_chosen(where)}").fetchone()
-    except sqlite3.OperationalError as error:
-        raise UsageError(f"where= is no condition of SQL: {error}.") from None
-    return int(row[0])
+    require_condition(database, where)
+    return int(database.execute(f"SELECT count(DISTINCT {_GROUP}) FROM paths WHERE {_chosen(where)}").fetchone()[0])
 
 
 def _patients(database: sqlite3.Connection, where: Optional[str]) -> Iterator[Tuple[str, str, List[str]]]:

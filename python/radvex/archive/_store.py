@@ -7,7 +7,7 @@ import sqlite3
 from contextlib import contextmanager
 from typing import Any, Dict, Iterable, Iterator, List, Optional, Sequence, Tuple, Union
 
-from radvex._errors import FileError
+from radvex._errors import FileError, UsageError
 from radvex._file import PathLike
 
 COLUMNS: Dict[str, str] = {
@@ -242,6 +242,22 @@ def read_only(path: str) -> sqlite3.Connection:
         database.close()
         raise FileError(f"{path} is no index: {error}.") from None
     return database
+
+
+def require_condition(database: sqlite3.Connection, where: Optional[str], values: Sequence[Any] = ()) -> None:
+    """Refuses what is no whole condition of SQL on the files. In brackets alone, "1) OR (1" would be one.
+
+    values: for the question marks in it
+
+    Raises UsageError
+    """
+    if where is None:
+        return
+    for question in (f"SELECT 1 FROM paths WHERE {where}\nLIMIT 0", f"SELECT 1 FROM paths WHERE ({where}) LIMIT 0"):
+        try:
+            database.execute(question, values).close()
+        except (sqlite3.Error, sqlite3.Warning) as error:
+            raise UsageError(f"where= is no condition of SQL: {error}.") from None
 
 
 def _reads_only(action: int, *_: Any) -> int:

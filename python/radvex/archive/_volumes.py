@@ -16,7 +16,7 @@ from radvex._file import PathLike
 from radvex._volume import Volume, volumes as read_volumes
 from radvex.archive._cluster import Crew, require_archive
 from radvex.archive._progress import Progress, Teller
-from radvex.archive._store import SOURCE, stored_name, writable
+from radvex.archive._store import SOURCE, require_condition, stored_name, writable
 
 _ENDINGS = {"zarr": ".zarr", "nifti": ".nii.gz"}
 _CHUNK = 1 << 24  # bytes, about: large enough for the disk, small enough for many at a time
@@ -140,10 +140,8 @@ def _series_of(database: sqlite3.Connection, where: Optional[str], values: Seque
         f"WHERE state = 'dicom' AND SeriesInstanceUID IN (SELECT SeriesInstanceUID FROM paths WHERE state = 'dicom' {chosen}) "
         "GROUP BY SeriesInstanceUID ORDER BY SeriesInstanceUID"
     )
-    try:
-        return iter(database.execute(query, values).fetchall())
-    except sqlite3.Error as error:
-        raise UsageError(f"where= is no condition of SQL: {error}.") from None
+    require_condition(database, where, values)
+    return iter(database.execute(query, values).fetchall())
 
 
 def volumes(
