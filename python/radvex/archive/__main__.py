@@ -119,7 +119,7 @@ def _check(options: argparse.Namespace) -> int:
     return 3 if run["different"] else 0
 
 
-def _deidentify(options: argparse.Namespace) -> None:
+def _deidentify(options: argparse.Namespace) -> int:
     def show(state: Dict[str, Any]) -> None:
         _say("{done} of {total} patients done".format(**state) + _left(state))
 
@@ -146,6 +146,12 @@ def _deidentify(options: argparse.Namespace) -> None:
             "{written} files written, {failed} failed, {skipped} skipped; {done} patients done, {unchanged} unchanged, "
             "{gone} gone".format(**counts)
         )
+    if counts["failed"]:
+        print(
+            f"radvex-archive: {number_of(counts['failed'], 'file')} not written; the table deidentified_files names them",
+            file=sys.stderr,
+        )
+    return 3 if counts["failed"] else 0
 
 
 def _verify(options: argparse.Namespace) -> int:
@@ -242,7 +248,7 @@ def _parser() -> argparse.ArgumentParser:
 
 def main(words: Optional[List[str]] = None) -> int:
     """Runs the command. Returns its exit status: 0 done, 1 cannot be done, 2 wrong usage, 3 done but for
-    files that are named on standard error."""
+    files that are named or counted on standard error."""
     options = _parser().parse_args(words)
     try:
         status: Optional[int] = options.run(options)
