@@ -34,8 +34,9 @@ COLUMNS: Dict[str, str] = {
 }
 """The attributes that a file has a column for."""
 
-SOURCE = "count(*) || ' ' || sum(size) || ' ' || max(changed)"
-"""Of the files of a series or the like: changes when one of them does."""
+SOURCE = "count(*) || ' ' || sum(size) || ' ' || max(changed) || ' ' || sum(changed % 2147483647)"
+"""Of the files of a series or the like: changes when one of them does, also when an older file of the same size takes its
+place."""
 
 _VERSION = 2
 _SCHEMA = f"""
@@ -53,8 +54,9 @@ CREATE TABLE verdicts (SeriesInstanceUID TEXT PRIMARY KEY, verdict TEXT NOT NULL
 CREATE TABLE studies (StudyInstanceUID TEXT, PatientID TEXT, StudyDate TEXT, StudyDescription TEXT, series INTEGER,
     files INTEGER, bytes INTEGER);
 CREATE TABLE counts (state TEXT PRIMARY KEY, files INTEGER);
-CREATE VIEW paths AS SELECT CASE folders.path WHEN '' THEN name ELSE folders.path || '/' || name END AS path, files.*
-    FROM files JOIN folders ON folders.id = files.folder;
+CREATE VIEW paths AS SELECT CASE WHEN folders.path = '' THEN name
+    WHEN 'blob' IN (typeof(folders.path), typeof(name)) THEN CAST(folders.path || '/' || name AS BLOB)
+    ELSE folders.path || '/' || name END AS path, files.* FROM files JOIN folders ON folders.id = files.folder;
 """
 
 _SUMMARIES = f"""
@@ -201,6 +203,10 @@ class Index:
             if statement.strip():
                 self._database.execute(statement)
         self.commit()
+
+    def has_files(self) -> bool:
+        """Whether any file was there in the last run."""
+        return self._database.execute("SELECT 1 FROM files WHERE state != 'vanished' LIMIT 1").fetchone() is not None
 
     def counts(self) -> Dict[str, int]:
         """The number of files in each state."""
