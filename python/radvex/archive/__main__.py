@@ -6,6 +6,7 @@ import argparse
 import csv
 import json
 import os
+import signal
 import sys
 from typing import Any, Dict, List, Optional
 
@@ -119,7 +120,7 @@ def _check(options: argparse.Namespace) -> int:
     return 3 if run["different"] else 0
 
 
-def _deidentify(options: argparse.Namespace) -> None:
+def _deidentify(options: argparse.Namespace) -> int:
     def show(state: Dict[str, Any]) -> None:
         _say("{done} of {total} patients done".format(**state) + _left(state))
 
@@ -146,6 +147,12 @@ def _deidentify(options: argparse.Namespace) -> None:
             "{written} files written, {failed} failed, {skipped} skipped; {done} patients done, {unchanged} unchanged, "
             "{gone} gone".format(**counts)
         )
+    if counts["failed"]:
+        print(
+            f"radvex-archive: {number_of(counts['failed'], 'file')} not written; the table deidentified_files names them",
+            file=sys.stderr,
+        )
+    return 3 if counts["failed"] else 0
 
 
 def _verify(options: argparse.Namespace) -> int:
@@ -240,10 +247,18 @@ def _parser() -> argparse.ArgumentParser:
     return parser
 
 
+def _interrupt(number: int, _: Any) -> None:
+    """Ends a run as Ctrl-C does, so that its workers and its files in the making go with it."""
+    signal.signal(number, signal.SIG_IGN)
+    raise KeyboardInterrupt(number)
+
+
 def main(words: Optional[List[str]] = None) -> int:
     """Runs the command. Returns its exit status: 0 done, 1 cannot be done, 2 wrong usage, 3 done but for
-    files that are named on standard error."""
+    files that are named or counted on standard error, 130 and 143 ended by Ctrl-C and SIGTERM."""
     options = _parser().parse_args(words)
+    if words is None:  # the process is ours
+        signal.signal(signal.SIGTERM, _interrupt)
     try:
         status: Optional[int] = options.run(options)
         sys.stdout.flush()
@@ -251,6 +266,9 @@ def main(words: Optional[List[str]] = None) -> int:
     except BrokenPipeError:  # who reads has enough
         os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
         return 0
+    except KeyboardInterrupt as error:
+        print("radvex-archive: interrupted; run it again to go on", file=sys.stderr)
+        return 128 + (error.args[0] if error.args else signal.SIGINT)
     except UsageError as error:
         print(f"radvex-archive: {error}", file=sys.stderr)
         return 2

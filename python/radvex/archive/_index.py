@@ -162,13 +162,14 @@ def index(
     Returns the numbers of files: "read" and "unchanged" in this run, "dicom", "notDicom", "broken" and "vanished" in all;
     and that of series on which there is a new verdict, "verdicts".
 
-    Raises FileError, FileNotFoundError.
+    Raises FileError, also when nothing is left in the archive: its storage may not be mounted; FileNotFoundError.
     """
     root = os.path.realpath(os.fspath(archive))
     if not os.path.isdir(root):
         raise FileNotFoundError(2, "There is no such folder", os.fspath(archive))
     kept = Index(os.fspath(path), root)
     try:
+        _require_files(kept, root)
         with ExitStack() as stack, Crew(workers, cluster) as crew:
             count = stack.enter_context(FileCount(root)) if progress is not None else None
             run = _Run(kept, root, digests, progress, count)
@@ -187,3 +188,10 @@ def index(
         raise FileError(f"{os.fspath(path)} cannot be written: {error}. What was read before is in it.") from None
     finally:
         kept.close()
+
+
+def _require_files(kept: Index, root: str) -> None:
+    """An empty folder instead of the archive would make all files vanish, and all that is known of them."""
+    with os.scandir(root) as entries:
+        if next(entries, None) is None and kept.has_files():
+            raise FileError(f"{root} is empty, and its index is not: is the storage mounted? If all is gone, remove the index.")

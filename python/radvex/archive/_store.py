@@ -7,7 +7,7 @@ import sqlite3
 from contextlib import contextmanager
 from typing import Any, Dict, Iterable, Iterator, List, Optional, Sequence, Tuple, Union
 
-from radvex._errors import FileError
+from radvex._errors import FileError, UsageError
 from radvex._file import PathLike
 
 COLUMNS: Dict[str, str] = {
@@ -34,8 +34,9 @@ COLUMNS: Dict[str, str] = {
 }
 """The attributes that a file has a column for."""
 
-SOURCE = "count(*) || ' ' || sum(size) || ' ' || max(changed)"
-"""Of the files of a series or the like: changes when one of them does."""
+SOURCE = "count(*) || ' ' || sum(size) || ' ' || max(changed) || ' ' || sum(changed % 2147483647)"
+"""Of the files of a series or the like: changes when one of them does, also when an older file of the same size takes its
+place."""
 
 _VERSION = 2
 _SCHEMA = f"""
@@ -53,8 +54,9 @@ CREATE TABLE verdicts (SeriesInstanceUID TEXT PRIMARY KEY, verdict TEXT NOT NULL
 CREATE TABLE studies (StudyInstanceUID TEXT, PatientID TEXT, StudyDate TEXT, StudyDescription TEXT, series INTEGER,
     files INTEGER, bytes INTEGER);
 CREATE TABLE counts (state TEXT PRIMARY KEY, files INTEGER);
-CREATE VIEW paths AS SELECT CASE folders.path WHEN '' THEN name ELSE folders.path || '/' || name END AS path, files.*
-    FROM files JOIN folders ON folders.id = files.folder;
+CREATE VIEW paths AS SELECT CASE WHEN folders.path = '' THEN name
+    WHEN 'blob' IN (typeof(folders.path), typeof(name)) THEN CAST(folders.path || '/' || name AS BLOB)
+    ELSE folders.path || '/' || name END AS path, files.* FROM files JOIN folders ON folders.id = files.folder;
 """
 
 _SUMMARIES = f"""
@@ -202,6 +204,10 @@ class Index:
                 self._database.execute(statement)
         self.commit()
 
+    def has_files(self) -> bool:
+        """Whether any file was there in the last run."""
+        return self._database.execute("SELECT 1 FROM files WHERE state != 'vanished' LIMIT 1").fetchone() is not None
+
     def counts(self) -> Dict[str, int]:
         """The number of files in each state."""
         return {state: count for state, count in self._database.execute("SELECT state, files FROM counts")}
@@ -242,6 +248,22 @@ def read_only(path: str) -> sqlite3.Connection:
         database.close()
         raise FileError(f"{path} is no index: {error}.") from None
     return database
+
+
+def require_condition(database: sqlite3.Connection, where: Optional[str], values: Sequence[Any] = ()) -> None:
+    """Refuses what is no whole condition of SQL on the files. In brackets alone, "1) OR (1" would be one.
+
+    values: for the question marks in it
+
+    Raises UsageError
+    """
+    if where is None:
+        return
+    for question in (f"SELECT 1 FROM paths WHERE {where}\nLIMIT 0", f"SELECT 1 FROM paths WHERE ({where}) LIMIT 0"):
+        try:
+            database.execute(question, values).close()
+        except (sqlite3.Error, sqlite3.Warning) as error:
+            raise UsageError(f"where= is no condition of SQL: {error}.") from None
 
 
 def _reads_only(action: int, *_: Any) -> int:
