@@ -4,6 +4,7 @@ import os
 import signal
 import subprocess
 import sys
+import threading
 import time
 
 import nibabel
@@ -13,6 +14,7 @@ import pytest
 import builders
 import radvex
 from radvex.archive import find, index, open as open_volumes, volumes
+from radvex.archive._store import Index
 from test_archive_deidentify import KEY, file_of, put
 
 
@@ -84,7 +86,8 @@ def test_series_with_odd_identifiers_have_volumes_of_their_own(tmp_path):
         for name, uid in (("a", "1.2.3_4"), ("b", "1.2.3/4"), ("c", "1.2.3x4")):
             content = slice_of(number, series="1.2.3#4").replace(b"1.2.3#4", uid.encode())
             put(tmp_path / "archive" / f"{name}{number}.dcm", content)
-        put(tmp_path / "archive" / f"d{number}.dcm", slice_of(number, series="1.2.3#4").replace(b"1.2.3#4", b"1.2.3\xe94"))
+        content = slice_of(number, series="1.2.3#4").replace(b"1.2.3#4", b"1.2.3\xe94")
+        put(tmp_path / "archive" / f"d{number}.dcm", content)
     assert made(tmp_path)["written"] == 4 and len(os.listdir(tmp_path / "out")) == 4
     assert {"1.2.3_4.nii.gz", "1.2.3x4.nii.gz"} < set(os.listdir(tmp_path / "out"))
     assert made(tmp_path)["unchanged"] == 4
@@ -98,8 +101,9 @@ def test_folders_whose_names_are_no_utf8_are_read(tmp_path):
     put(tmp_path / "archive" / "\u00fc.dcm", slice_of(1, series="1.2.1"))
     index(tmp_path / "archive", tmp_path / "i.sqlite", workers=0)
     paths = {os.fsencode(path) for path, *_ in find(tmp_path / "i.sqlite").rows}
-    folders = (b"plain/", b"M\xfcller/")
-    assert paths == {folder + file for folder in folders for file in (b"M\xfcller.dcm", b"plain.dcm")} | {b"\xc3\xbc.dcm"}
+    names = (b"M\xfcller.dcm", b"plain.dcm")
+    below = {folder + b"/" + file for folder in (b"plain", b"M\xfcller") for file in names}
+    assert paths == below | {b"\xc3\xbc.dcm"}
     assert made(tmp_path)["written"] == 3
 
 
@@ -116,6 +120,19 @@ def test_an_archive_that_is_not_mounted_keeps_its_index(series):
     for number in range(1, 4):
         os.remove(series / "archive" / f"{number}.dcm")
     assert index(series / "archive", series / "i.sqlite", workers=0)["vanished"] == 3
+
+
+def test_two_runs_may_begin_the_same_index(series):
+    root, path, found = str(series / "archive"), str(series / "i.sqlite"), []
+    first = Index(path, root)
+    second = threading.Thread(target=lambda: found.append(index(root, path, workers=0)))
+    second.start()
+    time.sleep(0.5)  # it waits for the first
+    assert not found
+    first.commit()
+    first.close()
+    second.join()
+    assert found[0]["dicom"] == 4
 
 
 def test_an_empty_archive_has_an_empty_index(tmp_path):

@@ -268,7 +268,7 @@ def main(words: Optional[List[str]] = None) -> int:
         return 0
     except KeyboardInterrupt as error:
         print("radvex-archive: interrupted; run it again to go on", file=sys.stderr)
-        return 128 + (error.args[0] if error.args else signal.SIGINT)
+        return 128 + int(error.args[0] if error.args else signal.SIGINT)
     except UsageError as error:
         print(f"radvex-archive: {error}", file=sys.stderr)
         return 2

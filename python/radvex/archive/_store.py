@@ -108,8 +108,8 @@ class Index:
         database = self._database
         database.execute("PRAGMA journal_mode = WAL")
         database.execute("PRAGMA synchronous = NORMAL")
-        known = database.execute("SELECT count(*) FROM sqlite_master WHERE name = 'archive'").fetchone()[0]
         database.execute("BEGIN IMMEDIATE")
+        known = database.execute("SELECT count(*) FROM sqlite_master WHERE name = 'archive'").fetchone()[0]
         if not known:
             if database.execute("SELECT count(*) FROM sqlite_master").fetchone()[0]:
                 raise FileError(f"{self.path} is a database of something else.")
