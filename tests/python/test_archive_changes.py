@@ -13,7 +13,8 @@ import pytest
 
 import builders
 import radvex
-from radvex.archive import find, index, open as open_volumes, volumes
+from radvex.archive import _index, find, index, open as open_volumes, volumes
+from radvex.archive._listing import folders
 from radvex.archive._store import Index
 from test_archive_deidentify import KEY, file_of, put
 
@@ -133,6 +134,29 @@ def test_two_runs_may_begin_the_same_index(series):
     first.close()
     second.join()
     assert found[0]["dicom"] == 4
+
+
+@pytest.mark.parametrize("closed", ["a", os.fsdecode(b"a\xfc"), ""])
+def test_what_lies_below_a_folder_that_cannot_be_read_has_not_vanished(tmp_path, monkeypatch, closed):
+    places = [os.path.join(closed, "deep"), "ab/deep"]
+    for number, place in enumerate(places):
+        put(tmp_path / "archive" / place / "file.dcm", slice_of(number))
+    index(tmp_path / "archive", tmp_path / "i.sqlite", workers=0)
+
+    def folders_without(root):
+        for folder in folders(root):
+            if folder.path == closed:
+                yield folder._replace(problem="Permission denied", digest="", number=0, raw=b"")
+            elif closed and not folder.path.startswith((closed + "/", "ab")):
+                yield folder
+
+    with monkeypatch.context() as patched:
+        patched.setattr(_index, "folders", folders_without)
+        counts = index(tmp_path / "archive", tmp_path / "i.sqlite", workers=0)
+    vanished = {os.fsdecode(path) for path, *_ in find(tmp_path / "i.sqlite", "state = 'vanished'").rows}
+    assert vanished == ({"ab/deep/file.dcm"} if closed else set()) and counts["vanished"] == len(vanished)
+    again = index(tmp_path / "archive", tmp_path / "i.sqlite", workers=0)
+    assert (again["dicom"], again["vanished"], again["read"]) == (2, 0, len(vanished))
 
 
 def test_an_empty_archive_has_an_empty_index(tmp_path):
