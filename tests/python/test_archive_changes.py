@@ -4,6 +4,7 @@ import os
 import signal
 import subprocess
 import sys
+import threading
 import time
 
 import nibabel
@@ -12,7 +13,9 @@ import pytest
 
 import builders
 import radvex
-from radvex.archive import find, index, open as open_volumes, volumes
+from radvex.archive import _index, find, index, open as open_volumes, volumes
+from radvex.archive._listing import folders
+from radvex.archive._store import Index
 from test_archive_deidentify import KEY, file_of, put
 
 
@@ -84,7 +87,8 @@ def test_series_with_odd_identifiers_have_volumes_of_their_own(tmp_path):
         for name, uid in (("a", "1.2.3_4"), ("b", "1.2.3/4"), ("c", "1.2.3x4")):
             content = slice_of(number, series="1.2.3#4").replace(b"1.2.3#4", uid.encode())
             put(tmp_path / "archive" / f"{name}{number}.dcm", content)
-        put(tmp_path / "archive" / f"d{number}.dcm", slice_of(number, series="1.2.3#4").replace(b"1.2.3#4", b"1.2.3\xe94"))
+        content = slice_of(number, series="1.2.3#4").replace(b"1.2.3#4", b"1.2.3\xe94")
+        put(tmp_path / "archive" / f"d{number}.dcm", content)
     assert made(tmp_path)["written"] == 4 and len(os.listdir(tmp_path / "out")) == 4
     assert {"1.2.3_4.nii.gz", "1.2.3x4.nii.gz"} < set(os.listdir(tmp_path / "out"))
     assert made(tmp_path)["unchanged"] == 4
@@ -98,8 +102,9 @@ def test_folders_whose_names_are_no_utf8_are_read(tmp_path):
     put(tmp_path / "archive" / "\u00fc.dcm", slice_of(1, series="1.2.1"))
     index(tmp_path / "archive", tmp_path / "i.sqlite", workers=0)
     paths = {os.fsencode(path) for path, *_ in find(tmp_path / "i.sqlite").rows}
-    folders = (b"plain/", b"M\xfcller/")
-    assert paths == {folder + file for folder in folders for file in (b"M\xfcller.dcm", b"plain.dcm")} | {b"\xc3\xbc.dcm"}
+    names = (b"M\xfcller.dcm", b"plain.dcm")
+    below = {folder + b"/" + file for folder in (b"plain", b"M\xfcller") for file in names}
+    assert paths == below | {b"\xc3\xbc.dcm"}
     assert made(tmp_path)["written"] == 3
 
 
@@ -116,6 +121,42 @@ def test_an_archive_that_is_not_mounted_keeps_its_index(series):
     for number in range(1, 4):
         os.remove(series / "archive" / f"{number}.dcm")
     assert index(series / "archive", series / "i.sqlite", workers=0)["vanished"] == 3
+
+
+def test_two_runs_may_begin_the_same_index(series):
+    root, path, found = str(series / "archive"), str(series / "i.sqlite"), []
+    first = Index(path, root)
+    second = threading.Thread(target=lambda: found.append(index(root, path, workers=0)))
+    second.start()
+    time.sleep(0.5)  # it waits for the first
+    assert not found
+    first.commit()
+    first.close()
+    second.join()
+    assert found[0]["dicom"] == 4
+
+
+@pytest.mark.parametrize("closed", ["a", os.fsdecode(b"a\xfc"), ""])
+def test_what_lies_below_a_folder_that_cannot_be_read_has_not_vanished(tmp_path, monkeypatch, closed):
+    places = [os.path.join(closed, "deep"), "ab/deep"]
+    for number, place in enumerate(places):
+        put(tmp_path / "archive" / place / "file.dcm", slice_of(number))
+    index(tmp_path / "archive", tmp_path / "i.sqlite", workers=0)
+
+    def folders_without(root):
+        for folder in folders(root):
+            if folder.path == closed:
+                yield folder._replace(problem="Permission denied", digest="", number=0, raw=b"")
+            elif closed and not folder.path.startswith((closed + "/", "ab")):
+                yield folder
+
+    with monkeypatch.context() as patched:
+        patched.setattr(_index, "folders", folders_without)
+        counts = index(tmp_path / "archive", tmp_path / "i.sqlite", workers=0)
+    vanished = {os.fsdecode(path) for path, *_ in find(tmp_path / "i.sqlite", "state = 'vanished'").rows}
+    assert vanished == ({"ab/deep/file.dcm"} if closed else set()) and counts["vanished"] == len(vanished)
+    again = index(tmp_path / "archive", tmp_path / "i.sqlite", workers=0)
+    assert (again["dicom"], again["vanished"], again["read"]) == (2, 0, len(vanished))
 
 
 def test_an_empty_archive_has_an_empty_index(tmp_path):

@@ -8,7 +8,7 @@ import builders
 import radvex
 from radvex.archive import check, deidentify, find, index, volumes
 
-NO_CONDITIONS = ["1) OR (1", "1) --", "1 -- all", "1; DELETE FROM files", "1 LIMIT 1", "Modality = ?", "Modalty = 'CT'", "", "1)"]
+NO_CONDITIONS = ["1) OR (1", "1) --", "1 -- all", "1; DELETE FROM files", "1 LIMIT 1", "Modality = ?", "Modalty = 1", ""]
 CONDITIONS = [
     ("(Rows = 3) OR (Rows = 4)", 1),
     ("SeriesDescription = '1) OR (1'", 1),
@@ -21,7 +21,8 @@ CONDITIONS = [
 def archive(tmp_path):
     """A picture, and a directory of a medium, which lists names."""
     os.makedirs(tmp_path / "archive")
-    made = builders.picture(builders.places(0), SeriesDescription="1) OR (1", SeriesInstanceUID="1.2.3", PatientID="A")
+    made = builders.picture(builders.places(0), SeriesDescription="1) OR (1")
+    made.SeriesInstanceUID, made.PatientID = "1.2.3", "A"
     builders.written(tmp_path / "archive", made, "a.dcm")
     directory = builders.dataset("1.2.840.10008.1.3.10", PatientID="A")
     builders.written(tmp_path / "archive", directory, "b.dcm")

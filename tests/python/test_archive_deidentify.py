@@ -277,10 +277,11 @@ def test_a_run_that_was_killed_leaves_whole_patients_and_goes_on(archive, tmp_pa
     index(archive, tmp_path / "i.sqlite", workers=0)
     run(tmp_path, "undisturbed")
     words = ["deidentify", tmp_path / "i.sqlite", tmp_path / "out", "--key", tmp_path / "key", "--workers", "2"]
+    os.makedirs(tmp_path / "tmp")  # nobody clears up behind a process that is killed
     process = subprocess.Popen(
         [sys.executable, "-m", "radvex.archive", *words],
+        env={**os.environ, "TMPDIR": str(tmp_path / "tmp")},
         start_new_session=True,
-        env={**os.environ, "TMPDIR": str(tmp_path)},  # nobody is left to remove what is there
     )
     end = time.monotonic() + 60
     while len(contents(tmp_path / "out")) < 20 if (tmp_path / "out").exists() else True:

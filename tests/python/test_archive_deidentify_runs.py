@@ -62,7 +62,8 @@ def test_who_has_one_pseudonym_has_one_folder(tmp_path):
     put(tmp_path / "key", KEY)
     texts = ["M\u00fc1", " M\u00fc1", "M\u00fc1  ", "m\u00fc1", "M\u00fc 1"]
     for number, text in enumerate(texts):
-        put(tmp_path / "archive" / f"{number}.dcm", file_of(number, 1, SpecificCharacterSet="ISO_IR 100", PatientID=text))
+        content = file_of(number, 1, SpecificCharacterSet="ISO_IR 100", PatientID=text)
+        put(tmp_path / "archive" / f"{number}.dcm", content)
     stated = file_of(8, 1, PatientID="M\u00fc1", SpecificCharacterSet="ISO_IR 100")
     put(tmp_path / "archive" / "8.dcm", stated.replace(b"ISO_IR 100", b"ISO_IR 6  "))  # no text in this character set
     put(tmp_path / "archive" / "9.dcm", file_of(9, 1, PatientID="M\u00fc1", SpecificCharacterSet="ISO_IR 192"))
@@ -174,3 +175,19 @@ def test_verify_says_who_is_no_longer_there_and_goes_on(place):
     assert asked(place, "SELECT folder, findings FROM deidentified WHERE verdict = 'unreadable'") == [
         (folders[0], '{"the folder is gone": 1}')
     ]
+
+
+def test_a_run_goes_on_while_others_write_into_the_index(place, monkeypatch):
+    work, done = _deidentify.deidentify_patient, []
+
+    def work_beside_others(patient):
+        done.append(patient)
+        put(place / "archive" / f"new{len(done)}.dcm", file_of(7, len(done)))
+        index(place / "archive", place / "i.sqlite", workers=0)
+        return work(patient)
+
+    with monkeypatch.context() as patched:
+        patched.setattr(_deidentify, "deidentify_patient", work_beside_others)
+        assert run(place)["done"] == len(done) == 3
+    counts = run(place)
+    assert (counts["done"], counts["written"], counts["unchanged"]) == (1, 3, 3)

@@ -9,7 +9,7 @@ import json
 import os
 import shutil
 import sqlite3
-from contextlib import contextmanager
+from contextlib import closing, contextmanager
 from itertools import groupby
 from operator import itemgetter
 from typing import Any, Dict, Iterable, Iterator, List, Mapping, Optional, Set, Tuple, Union
@@ -20,7 +20,7 @@ from radvex._file import PathLike
 from radvex.archive._cluster import Crew
 from radvex.archive._patients import Check, Outcome, Patient, check, deidentify as deidentify_patient, drafts_of, fingerprint
 from radvex.archive._progress import Progress, Teller
-from radvex.archive._store import require_condition, stored_name, writable
+from radvex.archive._store import read_only, require_condition, stored_name, writable
 
 _TABLES = (
     "CREATE TABLE IF NOT EXISTS deidentifications (output PRIMARY KEY, options TEXT, key TEXT)",
@@ -104,8 +104,9 @@ def deidentify(
     options["contents"] = sorted(fingerprints[path] for path in map(_absolute, (keep_private, mask)) if path is not None)
     folder = os.path.abspath(os.fspath(output))
     counts = {"written": 0, "failed": 0, "skipped": 0, "done": 0, "unchanged": 0, "gone": 0}
-    with writable(index, _TABLES) as (database, root), _only_run(folder, root):
-        database.create_function("patient_of", 1, _patient_of, deterministic=True)
+    # Questions have a connection of their own: one that is open in the other would end this run as soon as anybody writes.
+    with writable(index, _TABLES) as (database, root), closing(read_only(os.fspath(index))) as questions, _only_run(folder, root):
+        questions.create_function("patient_of", 1, _patient_of, deterministic=True)
         _require_same(database, folder, options, fingerprints[os.path.abspath(os.fspath(key))])
         words = [*_checked_words(options), "--key", os.path.abspath(os.fspath(key))]
         words += ["--mask", os.path.abspath(os.fspath(mask))] if mask is not None else []
@@ -113,7 +114,7 @@ def deidentify(
         seen: Set[str] = set()
 
         def items() -> Iterator[Patient]:
-            for group, source, paths in _patients(database, where):
+            for group, source, paths in _patients(questions, where):
                 name = _folder_of(secret, group)
                 seen.add(name)
                 failed = _failed(database, folder, name, source)
@@ -123,7 +124,7 @@ def deidentify(
                     counts["unchanged"] += 1
                     counts["failed"] += failed
 
-        total = _number_of_patients(database, where)
+        total = _number_of_patients(questions, where)
         teller = Teller(progress)
         with Crew(workers, cluster) as crew:
             for patient, outcomes, _ in crew.run(deidentify_patient, items()):

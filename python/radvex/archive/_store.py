@@ -74,6 +74,11 @@ INSERT INTO counts SELECT state, count(*) FROM files GROUP BY state;
 UPDATE archive SET summarized = 1;
 """
 
+# Of a row of folders: whether it lies below one that could not be read in this run. Paths may be bytes.
+_BELOW_CLOSED = """EXISTS (SELECT 1 FROM folders AS closed WHERE closed.run = ? AND closed.problem IS NOT NULL
+    AND (closed.path = '' OR substr(CAST(folders.path AS BLOB), 1, length(CAST(closed.path || '/' AS BLOB)))
+        = CAST(closed.path || '/' AS BLOB)))"""
+
 Name = Union[str, bytes]
 
 
@@ -108,8 +113,8 @@ class Index:
         database = self._database
         database.execute("PRAGMA journal_mode = WAL")
         database.execute("PRAGMA synchronous = NORMAL")
-        known = database.execute("SELECT count(*) FROM sqlite_master WHERE name = 'archive'").fetchone()[0]
         database.execute("BEGIN IMMEDIATE")
+        known = database.execute("SELECT count(*) FROM sqlite_master WHERE name = 'archive'").fetchone()[0]
         if not known:
             if database.execute("SELECT count(*) FROM sqlite_master").fetchone()[0]:
                 raise FileError(f"{self.path} is a database of something else.")
@@ -184,11 +189,11 @@ class Index:
             self._is_summarized = False
 
     def finish(self) -> None:
-        """Marks the files of folders that are no longer there, and counts series and studies."""
+        """Marks the files of folders that are no longer there, but not of those below one that cannot be read, and counts series and studies."""
         gone = self._database.execute(
             "UPDATE files SET state = 'vanished' WHERE state != 'vanished' AND folder IN "
-            "(SELECT id FROM folders WHERE run != ?)",
-            (self.run,),
+            f"(SELECT id FROM folders WHERE run != ? AND NOT {_BELOW_CLOSED})",
+            (self.run, self.run),
         )
         self._database.execute("UPDATE folders SET digest = NULL WHERE run != ?", (self.run,))
         if gone.rowcount:

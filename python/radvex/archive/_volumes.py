@@ -139,7 +139,9 @@ def _save_zarr(path: str, volume: Volume) -> None:
     )
 
 
-def _series_of(database: sqlite3.Connection, where: Optional[str], values: Sequence[Any]) -> Iterator[Tuple[Union[str, bytes], str]]:
+def _series_of(
+    database: sqlite3.Connection, where: Optional[str], values: Sequence[Any]
+) -> Iterator[Tuple[Union[str, bytes], str]]:
     """Identifier and source of each series that has a file that matches."""
     chosen = f"AND ({where})" if where is not None else ""
     query = (
