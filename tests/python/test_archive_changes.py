@@ -14,6 +14,7 @@ import pytest
 import builders
 import radvex
 from radvex.archive import _index, find, index, open as open_volumes, volumes
+from radvex.archive.__main__ import main
 from radvex.archive._listing import folders
 from radvex.archive._store import Index
 from test_archive_deidentify import KEY, file_of, put
@@ -137,7 +138,7 @@ def test_two_runs_may_begin_the_same_index(series):
 
 
 @pytest.mark.parametrize("closed", ["a", os.fsdecode(b"a\xfc"), ""])
-def test_what_lies_below_a_folder_that_cannot_be_read_has_not_vanished(tmp_path, monkeypatch, closed):
+def test_what_lies_below_a_folder_that_cannot_be_read_has_not_vanished(tmp_path, monkeypatch, capfdbinary, closed):
     places = [os.path.join(closed, "deep"), "ab/deep"]
     for number, place in enumerate(places):
         put(tmp_path / "archive" / place / "file.dcm", slice_of(number))
@@ -153,10 +154,15 @@ def test_what_lies_below_a_folder_that_cannot_be_read_has_not_vanished(tmp_path,
     with monkeypatch.context() as patched:
         patched.setattr(_index, "folders", folders_without)
         counts = index(tmp_path / "archive", tmp_path / "i.sqlite", workers=0)
+        assert main(["index", str(tmp_path / "archive"), str(tmp_path / "i.sqlite"), "--workers", "0"]) == 3
+    assert counts["closedFolders"] == [closed]
+    name = os.fsencode(closed or str(tmp_path / "archive"))
+    assert b"radvex-archive: 1 folder cannot be read: " + name + b"\n" in capfdbinary.readouterr().err
     vanished = {os.fsdecode(path) for path, *_ in find(tmp_path / "i.sqlite", "state = 'vanished'").rows}
     assert vanished == ({"ab/deep/file.dcm"} if closed else set()) and counts["vanished"] == len(vanished)
     again = index(tmp_path / "archive", tmp_path / "i.sqlite", workers=0)
     assert (again["dicom"], again["vanished"], again["read"]) == (2, 0, len(vanished))
+    assert again["closedFolders"] == []
 
 
 def test_an_empty_archive_has_an_empty_index(tmp_path):

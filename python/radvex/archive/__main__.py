@@ -38,7 +38,7 @@ def _left(state: Dict[str, Any]) -> str:
     return f", {minutes // 60} h {minutes % 60} min left" if minutes >= 60 else f", {minutes}:{int(seconds) % 60:02} left"
 
 
-def _index(options: argparse.Namespace) -> None:
+def _index(options: argparse.Namespace) -> int:
     def show(state: Dict[str, Any]) -> None:
         _say("{read} files read, {unchanged} unchanged, {failed} failed, {perSecond:.0f} a second".format(**state) + _left(state))
 
@@ -59,6 +59,12 @@ def _index(options: argparse.Namespace) -> None:
             "{read} files read ({perSecond:.0f} a second), {unchanged} unchanged: {dicom} DICOM, {notDicom} other, "
             "{broken} broken, {vanished} vanished".format(**counts)
         )
+    closed = counts["closedFolders"]
+    if closed:
+        names = ", ".join(path or options.archive for path in closed[:3]) + (", ..." if len(closed) > 3 else "")
+        sentence = f"radvex-archive: {number_of(len(closed), 'folder')} cannot be read: {names}\n"
+        sys.stderr.buffer.write(os.fsencode(sentence))
+    return 3 if closed else 0
 
 
 def _find(options: argparse.Namespace) -> None:

@@ -18,14 +18,16 @@ from radvex._deidentify import profile_words
 from radvex._errors import FileError, UsageError
 from radvex._file import PathLike
 from radvex.archive._cluster import Crew
-from radvex.archive._patients import Check, Outcome, Patient, check, deidentify as deidentify_patient, drafts_of, fingerprint
+from radvex.archive._patients import Check, Outcome, Patient, check, deidentify as deidentify_patient, drafts_of, stamp_of
+from radvex.archive._patients import fingerprint
 from radvex.archive._progress import Progress, Teller
 from radvex.archive._store import read_only, require_condition, stored_name, writable
 
 _TABLES = (
     "CREATE TABLE IF NOT EXISTS deidentifications (output PRIMARY KEY, options TEXT, key TEXT)",
     "CREATE TABLE IF NOT EXISTS deidentified (output, folder TEXT, source TEXT, written INTEGER, failed INTEGER, "
-    "skipped INTEGER, remaining TEXT, reason TEXT, signal INTEGER, verdict TEXT, findings TEXT, PRIMARY KEY (output, folder))",
+    "skipped INTEGER, remaining TEXT, reason TEXT, signal INTEGER, verdict TEXT, findings TEXT, stamp TEXT, "
+    "PRIMARY KEY (output, folder))",
     "CREATE TABLE IF NOT EXISTS deidentified_files (output, folder TEXT, name TEXT, path, reason TEXT)",
     "CREATE INDEX IF NOT EXISTS deidentified_names ON deidentified_files(output, folder)",
 )
@@ -147,7 +149,7 @@ def verify(
     progress: Optional[Progress] = None,
 ) -> Dict[str, int]:
     """Checks what of the originals is left in the files that `deidentify` made, as radvex.verify does, patient by patient.
-    Who was checked and has not been done anew since is not checked again. What was found is in the table `deidentified`.
+    Who was checked, and whose files have not changed since, is not checked again. What was found is in the table `deidentified`.
 
     index, output, workers, cluster, progress: as for deidentify
 
@@ -165,9 +167,12 @@ def verify(
         words = _checked_words(json.loads(found[0]))
         _require_no_strays(database, folder)
         query = "FROM deidentified WHERE output = ? AND written > 0"
-        names = database.execute(
-            f"SELECT folder, source {query} AND verdict IS NULL ORDER BY folder", (place,)
-        ).fetchall()
+        rows = database.execute(f"SELECT folder, source, verdict, stamp {query} ORDER BY folder", (place,)).fetchall()
+        names = [
+            (name, source)
+            for name, source, verdict, stamp in rows
+            if verdict is None or stamp != stamp_of(os.path.join(folder, name))
+        ]
 
         def items() -> Iterator[Patient]:
             for name, source in names:
@@ -179,7 +184,7 @@ def verify(
         teller = Teller(progress)
         with Crew(workers, cluster) as crew:
             for done, (patient, checks, _) in enumerate(crew.run(check, items()), start=1):
-                _keep_check(database, place, patient, checks[0])
+                _keep_check(database, place, patient, _check_of(checks[0]))
                 teller.tell({"done": done}, done, len(names))
         counts = {"clean": 0, "findings": 0, "unreadable": 0}
         counts.update(database.execute(f"SELECT verdict, count(*) {query} GROUP BY verdict", (place,)).fetchall())
@@ -318,8 +323,8 @@ def _keep(database: sqlite3.Connection, patient: Patient, outcome: Outcome) -> N
         shutil.rmtree(os.path.join(patient.output, patient.folder), ignore_errors=True)
     database.execute("BEGIN IMMEDIATE")
     database.execute(
-        f"INSERT OR REPLACE INTO deidentified VALUES ({', '.join('?' * 11)})",
-        (*place, source, *numbers.values(), json.dumps(outcome.remaining), outcome.reason, outcome.signal, None, None),
+        f"INSERT OR REPLACE INTO deidentified VALUES ({', '.join('?' * 12)})",
+        (*place, source, *numbers.values(), json.dumps(outcome.remaining), outcome.reason, outcome.signal, None, None, None),
     )
     database.execute("DELETE FROM deidentified_files WHERE output = ? AND folder = ?", place)
     database.executemany(
@@ -329,8 +334,13 @@ def _keep(database: sqlite3.Connection, patient: Patient, outcome: Outcome) -> N
     database.execute("COMMIT")
 
 
+def _check_of(found: Union[Check, Outcome]) -> Check:
+    """Of files that end whoever checks them, only the reason is known."""
+    return found if isinstance(found, Check) else Check("unreadable", {found.reason or "it was not read": 1}, "")
+
+
 def _keep_check(database: sqlite3.Connection, place: Any, patient: Patient, found: Check) -> None:
     database.execute(
-        "UPDATE deidentified SET verdict = ?, findings = ? WHERE output = ? AND folder = ? AND source = ?",
-        (found.verdict, json.dumps(found.findings), place, patient.folder, patient.source),
+        "UPDATE deidentified SET verdict = ?, findings = ?, stamp = ? WHERE output = ? AND folder = ? AND source = ?",
+        (found.verdict, json.dumps(found.findings), found.stamp, place, patient.folder, patient.source),
     )

@@ -160,7 +160,8 @@ def index(
         "secondsLeft" from time to time; the last two are None until all folders were looked at
 
     Returns the numbers of files: "read" and "unchanged" in this run, "dicom", "notDicom", "broken" and "vanished" in all;
-    and that of series on which there is a new verdict, "verdicts".
+    that of series on which there is a new verdict, "verdicts"; and the paths of "closedFolders", which cannot be read: what
+    lies below is as it was in earlier runs.
 
     Raises FileError, also when nothing is left in the archive: its storage may not be mounted; FileNotFoundError.
     """
@@ -183,7 +184,8 @@ def index(
                     run.judged(len(found))
                 if run.verdicts:
                     kept.summarize()
-        return {**run.state(), "dicom": 0, "notDicom": 0, "broken": 0, "vanished": 0, **kept.counts()}
+        closed = kept.closed_folders()
+        return {**run.state(), "closedFolders": closed, "dicom": 0, "notDicom": 0, "broken": 0, "vanished": 0, **kept.counts()}
     except sqlite3.DatabaseError as error:
         raise FileError(f"{os.fspath(path)} cannot be written: {error}. What was read before is in it.") from None
     finally:

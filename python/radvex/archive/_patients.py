@@ -54,7 +54,7 @@ class Check(NamedTuple):
 
     verdict: str  # "clean", "findings" or "unreadable"
     findings: Dict[str, int]  # what, in how many files
-    signal: Optional[int] = None
+    stamp: str  # of the files that were checked, see stamp_of
 
 
 def fingerprint(path: str) -> str:
@@ -157,7 +157,8 @@ def check(patient: Patient) -> List[Check]:
 def _checked(patient: Patient) -> List[Check]:
     made = os.path.join(patient.output, patient.folder)
     if not os.path.isdir(made):
-        return [Check("unreadable", {"the folder is gone": 1})]
+        return [Check("unreadable", {"the folder is gone": 1}, "")]
+    stamp = stamp_of(made)
     with _linked(patient) as links:
         _, report, problems = run_report(["verify", links, made, "--report", "-", "--jobs", "1", "-q", *patient.words])
     findings: Dict[str, int] = {}
@@ -169,4 +170,17 @@ def _checked(patient: Patient) -> List[Check]:
     for problem in problems:
         findings[_named(patient, links, problem)] = 1
     verdict = "unreadable" if problems else "clean" if report["clean"] else "findings"
-    return [Check(verdict, findings)]
+    return [Check(verdict, findings, stamp)]
+
+
+def stamp_of(folder: str) -> str:
+    """Changes when a file in a folder does; empty without the folder."""
+    digest = hashlib.sha256()
+    try:
+        with os.scandir(folder) as entries:
+            for entry in sorted(entries, key=lambda each: each.name):
+                status = entry.stat(follow_symlinks=False)
+                digest.update(os.fsencode(entry.name) + f"\0{status.st_size} {status.st_mtime_ns}\0".encode())
+    except FileNotFoundError:
+        return ""
+    return digest.hexdigest()

@@ -213,6 +213,13 @@ class Index:
         """Whether any file was there in the last run."""
         return self._database.execute("SELECT 1 FROM files WHERE state != 'vanished' LIMIT 1").fetchone() is not None
 
+    def closed_folders(self) -> List[str]:
+        """Folders of this run that cannot be read."""
+        rows = self._database.execute(
+            "SELECT path FROM folders WHERE run = ? AND problem IS NOT NULL ORDER BY path", (self.run,)
+        )
+        return [os.fsdecode(path) for (path,) in rows]
+
     def counts(self) -> Dict[str, int]:
         """The number of files in each state."""
         return {state: count for state, count in self._database.execute("SELECT state, files FROM counts")}
