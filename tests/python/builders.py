@@ -22,6 +22,13 @@ def places(frames=2, rows=3, columns=5, dtype="u2"):
     return array if frames else array[0]
 
 
+def put(path, content):
+    """Writes a file, and the folders above it."""
+    os.makedirs(os.path.dirname(path), exist_ok=True)
+    with open(path, "wb") as file:
+        file.write(content)
+
+
 def dataset(sop_class=SECONDARY_CAPTURE, **attributes):
     """A dataset that can be saved, without pixels."""
     meta = FileMetaDataset()

@@ -18,14 +18,9 @@ import pytest
 import builders
 import radvex
 from radvex.archive import deidentify, find, index, verify
+from builders import put
 
 KEY = b"sixteen secret bytes and a few more"
-
-
-def put(path, content):
-    os.makedirs(os.path.dirname(path), exist_ok=True)
-    with open(path, "wb") as file:
-        file.write(content)
 
 
 def file_of(patient, number, **attributes):

@@ -11,12 +11,7 @@ import pytest
 import builders
 from radvex.archive import find, index, volumes
 from radvex.archive._progress import FileCount, Teller
-
-
-def put(path, content):
-    os.makedirs(os.path.dirname(path), exist_ok=True)
-    with open(path, "wb") as file:
-        file.write(content)
+from builders import put
 
 
 def slice_of(series, number, height, **attributes):
