@@ -29,6 +29,13 @@ def put(path, content):
         file.write(content)
 
 
+def content_with(made, attributes):
+    """The file of a dataset with other values: keyword -> value."""
+    for keyword, value in attributes.items():
+        setattr(made, keyword, value)
+    return content(made)
+
+
 def dataset(sop_class=SECONDARY_CAPTURE, **attributes):
     """A dataset that can be saved, without pixels."""
     meta = FileMetaDataset()

@@ -36,9 +36,7 @@ def file_of(patient, number, **attributes):
     made.BodyPartExamined = "KNEE"
     made.BurnedInAnnotation = "NO"
     made.StudyDescription = f"Knee of Wanda Quirin{patient}"
-    for keyword, value in attributes.items():
-        setattr(made, keyword, value)
-    return builders.content(made)
+    return builders.content_with(made, attributes)
 
 
 @pytest.fixture

@@ -38,18 +38,22 @@ def _left(state: Dict[str, Any]) -> str:
     return f", {minutes // 60} h {minutes % 60} min left" if minutes >= 60 else f", {minutes}:{int(seconds) % 60:02} left"
 
 
-def _index(options: argparse.Namespace) -> int:
-    def show(state: Dict[str, Any]) -> None:
-        _say("{read} files read, {unchanged} unchanged, {failed} failed, {perSecond:.0f} a second".format(**state) + _left(state))
+def _crew(options: argparse.Namespace, text: str) -> Dict[str, Any]:
+    """Who does the work of a command, and what it shows while it is done: the text with what is in the state."""
 
+    def show(state: Dict[str, Any]) -> None:
+        _say(text.format(**state) + _left(state))
+
+    return {"workers": options.workers, "cluster": options.cluster, "progress": None if options.quiet else show}
+
+
+def _index(options: argparse.Namespace) -> int:
     counts = index(
         options.archive,
         options.index,
-        workers=options.workers,
-        cluster=options.cluster,
         digests=options.digests,
         verdicts=options.verdicts,
-        progress=None if options.quiet else show,
+        **_crew(options, "{read} files read, {unchanged} unchanged, {failed} failed, {perSecond:.0f} a second"),
     )
     _say("")
     if options.json:
@@ -86,17 +90,12 @@ def _find(options: argparse.Namespace) -> None:
 
 
 def _volumes(options: argparse.Namespace) -> None:
-    def show(state: Dict[str, Any]) -> None:
-        _say("{done} of {total} series done".format(**state) + _left(state))
-
     counts = volumes(
         options.index,
         options.output,
         options.where,
         format=options.format,
-        workers=options.workers,
-        cluster=options.cluster,
-        progress=None if options.quiet else show,
+        **_crew(options, "{done} of {total} series done"),
     )
     if not options.quiet:
         _say("")
@@ -104,16 +103,11 @@ def _volumes(options: argparse.Namespace) -> None:
 
 
 def _check(options: argparse.Namespace) -> int:
-    def show(state: Dict[str, Any]) -> None:
-        _say("{done} of {total} files checked, {failed} with a problem".format(**state) + _left(state))
-
     found = check(
         options.index,
         options.where,
         histograms=options.histograms,
-        workers=options.workers,
-        cluster=options.cluster,
-        progress=None if options.quiet else show,
+        **_crew(options, "{done} of {total} files checked, {failed} with a problem"),
     )
     _say("")
     run = found["run"]
@@ -127,9 +121,6 @@ def _check(options: argparse.Namespace) -> int:
 
 
 def _deidentify(options: argparse.Namespace) -> int:
-    def show(state: Dict[str, Any]) -> None:
-        _say("{done} of {total} patients done".format(**state) + _left(state))
-
     counts = deidentify(
         options.index,
         options.output,
@@ -143,9 +134,7 @@ def _deidentify(options: argparse.Namespace) -> int:
         accept_pixels=options.accept_pixels,
         mask=options.mask,
         strict=options.strict,
-        workers=options.workers,
-        cluster=options.cluster,
-        progress=None if options.quiet else show,
+        **_crew(options, "{done} of {total} patients done"),
     )
     if not options.quiet:
         _say("")
@@ -162,15 +151,10 @@ def _deidentify(options: argparse.Namespace) -> int:
 
 
 def _verify(options: argparse.Namespace) -> int:
-    def show(state: Dict[str, Any]) -> None:
-        _say("{done} of {total} patients checked".format(**state) + _left(state))
-
     counts = verify(
         options.index,
         options.output,
-        workers=options.workers,
-        cluster=options.cluster,
-        progress=None if options.quiet else show,
+        **_crew(options, "{done} of {total} patients checked"),
     )
     if not options.quiet:
         _say("")
