@@ -3,6 +3,7 @@ from __future__ import annotations
 import os
 import sqlite3
 from contextlib import closing
+from dataclasses import replace
 from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple
 
 from radvex._file import PathLike
@@ -49,7 +50,7 @@ def judge(files: Files) -> List[Optional[Row]]:
     places = [place for place in range(len(paths)) if is_as_indexed(place)]
     found: List[Optional[Row]] = [None] * len(paths)
     if places:
-        records = rows_in(describe(files.batch._replace(paths=[paths[place] for place in places])))
+        records = rows_in(describe(replace(files.batch, paths=[paths[place] for place in places])))
         for place, record in zip(places, records):
             found[place] = record if is_as_indexed(place) else None
     return found

@@ -38,6 +38,7 @@ SOURCE = "count(*) || ' ' || sum(size) || ' ' || max(changed) || ' ' || sum(chan
 """Of the files of a series or the like: changes when one of them does, also when an older file of the same size takes its
 place."""
 
+_CACHE = 64 * 1024  # KiB: series come in any order, and so do their places in the index of series
 _VERSION = 2
 _SCHEMA = f"""
 CREATE TABLE archive (root, runs INTEGER NOT NULL, version INTEGER NOT NULL, summarized INTEGER NOT NULL);
@@ -113,6 +114,7 @@ class Index:
         database = self._database
         database.execute("PRAGMA journal_mode = WAL")
         database.execute("PRAGMA synchronous = NORMAL")
+        database.execute(f"PRAGMA cache_size = -{_CACHE}")
         database.execute("BEGIN IMMEDIATE")
         known = database.execute("SELECT count(*) FROM sqlite_master WHERE name = 'archive'").fetchone()[0]
         if not known:
