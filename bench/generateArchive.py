@@ -55,6 +55,47 @@ def pixels(side):
     return (numpy.where(inside, 1000 + row + column, 24) + random.integers(0, 16, (side, side))).astype("<u2")
 
 
+# What scanners write beside what is measured: about as much as a slice of a scanner has.
+USUAL = """AccessionNumber AcquisitionMatrix AcquisitionNumber AcquisitionTime AdditionalPatientHistory AngioFlag
+    BodyPartExamined CollimatorType ContentDate ContentTime ContrastBolusAgent ContrastBolusRoute ConvolutionKernel
+    DataCollectionDiameter DateOfLastCalibration DeviceSerialNumber DistanceSourceToDetector DistanceSourceToPatient
+    EchoNumbers EchoTime EchoTrainLength EstimatedDoseSaving EthnicGroup Exposure ExposureModulationType ExposureTime
+    FilterType FlipAngle FocalSpots GantryDetectorTilt GeneratorPower ImageComments ImageType ImagedNucleus
+    ImagingFrequency InstanceCreationDate InstanceCreationTime InstitutionAddress InstitutionName
+    InstitutionalDepartmentName KVP LossyImageCompression MRAcquisitionType MagneticFieldStrength NumberOfAverages
+    NumberOfPhaseEncodingSteps Occupation OperatorsName OtherPatientIDs PatientAge PatientBirthDate PatientPosition
+    PatientSex PatientSize PatientWeight PercentPhaseFieldOfView PercentSampling PerformedProcedureStepDescription
+    PerformedProcedureStepID PerformedProcedureStepStartDate PerformedProcedureStepStartTime
+    PerformingPhysicianName PixelBandwidth PositionReferenceIndicator ProtocolName ReconstructionDiameter
+    ReferringPhysicianName RepetitionTime RescaleType RevolutionTime RotationDirection SAR ScanOptions
+    ScanningSequence SequenceName SequenceVariant SeriesTime SingleCollimationWidth SliceLocation SoftwareVersions
+    SpacingBetweenSlices SpatialResolution SpecificCharacterSet SpiralPitchFactor StationName StudyID StudyTime
+    TableFeedPerRotation TableHeight TableSpeed TimeOfLastCalibration TotalCollimationWidth TransmitCoilName
+    TriggerTime VariableFlipAngleFlag WindowCenterWidthExplanation XRayTubeCurrent dBdt""".split()
+TEXTS = {"DA": "20261122", "TM": "101530.250", "DS": "12.5", "IS": "3", "CS": "NORMAL", "PN": "Doe^Jane", "AS": "052Y",
+         "LO": "As a scanner writes it", "SH": "Scanner 1", "LT": "Nothing", "ST": "1 Street", "UI": ROOT + ".9"}
+PRIVATE = 60  # elements of a vendor
+
+
+def add_usual(file):
+    """Two sequences and a private block are there, too."""
+    from pydicom.datadict import dictionary_VR
+    from pydicom.dataset import Dataset
+    for keyword in USUAL:
+        vr = dictionary_VR(keyword)
+        setattr(file, keyword, "ISO_IR 100" if keyword == "SpecificCharacterSet" else TEXTS.get(vr, 2))
+    for keyword in ("RequestAttributesSequence", "ProcedureCodeSequence"):
+        items = []
+        for number in range(2):
+            item = Dataset()
+            item.CodeValue, item.CodingSchemeDesignator, item.CodeMeaning = "C%d" % number, "99X", "A procedure"
+            items.append(item)
+        setattr(file, keyword, items)
+    block = file.private_block(0x0019, "RADVEX GENERATOR", create=True)
+    for number in range(PRIVATE):
+        block.add_new(number, "DS" if number % 2 else "LO", "1.5" if number % 2 else "a value of the vendor")
+
+
 def template(side, is_implicit):
     """A slice whose identifiers are those of file 0."""
     from pydicom.dataset import FileDataset, FileMetaDataset
@@ -80,6 +121,7 @@ def template(side, is_implicit):
     }
     for keyword, value in values.items():
         setattr(file, keyword, value)
+    add_usual(file)
     file.PixelData = pixels(side).tobytes()
     file["PixelData"].VR = "OW"
     target = io.BytesIO()

@@ -18,16 +18,18 @@ class Costs(NamedTuple):
     list_folder: float  # the same, each folder
     compose_file: float  # the client, each file: what is new, and into which batch it goes
     submit_batch: float  # the client, each batch: to the scheduler and back, without its files
-    submit_worker: float  # the client, each batch and each worker that the scheduler tells of
-    receive_file: float  # the client, each file: its record comes in
-    write_file: List[Tuple[float, float]]  # rows in the index, and what the client needs to write one more
+    receive_file: float  # the client, each file: its path goes out, and its row comes in
+    write_file: List[Tuple[float, float]]  # rows in the index, and what the client needs to parse and write one more
     finish_file: float  # the client, each file at the end: series and studies
     schedule_batch: float  # the scheduler, each batch without its files
-    schedule_worker: float  # the scheduler, each batch and each worker
-    schedule_file: float  # the scheduler, each file: its path goes through, and its record
+    schedule_file: float  # the scheduler, each file: its path goes through, and its row
     start: float  # until the first batch can be given out
     client_bytes: float  # memory of the client for each file that is on its way
     scheduler_bytes: float  # the same of the scheduler
+
+
+FREE = Costs(**{name: [(1, 0.0)] if name == "write_file" else 0.0 for name in Costs._fields})
+WALK_THREADS = 8  # of the walk, each with a folder of its own
 
 
 class Archive(NamedTuple):
@@ -37,9 +39,9 @@ class Archive(NamedTuple):
     files_per_folder: int = 200
     file_size: int = 530_000  # bytes
 
-    def batch_size(self, digests: bool) -> int:
-        """Files in a batch, by the rule of the client."""
-        return max(1, min(_MOST, math.ceil(_SECONDS / seconds_of(self.file_size, digests))))
+    def batch_size(self, digests: bool, pace: float = 1.0) -> int:
+        """Files in a batch, by the rule of the client, which measures the pace: seconds for each one it expected."""
+        return max(1, min(_MOST, math.ceil(_SECONDS / (pace * seconds_of(self.file_size, digests)))))
 
 
 class Storage(NamedTuple):
@@ -49,6 +51,17 @@ class Storage(NamedTuple):
     folder_latency: float = 0.0  # seconds until a folder is listed
     stat_latency: float = 0.0  # seconds until the size of a file is known while folders are listed
     bandwidth: float = math.inf  # bytes a second, of all workers together
+
+
+def batch_seconds(costs: Costs, storage: Storage, files: int) -> float:
+    """What a worker needs for a batch, if it has the storage for itself."""
+    return costs.read_batch + files * (costs.read_file + storage.file_latency)
+
+
+def walk_seconds(costs: Costs, storage: Storage, files: int) -> float:
+    """What the walk needs for a folder with so many files. Its threads wait for the storage at the same time."""
+    waiting = storage.folder_latency + files * storage.stat_latency
+    return costs.list_folder + files * costs.list_file + waiting / WALK_THREADS
 
 
 def load(path: str) -> Costs:

@@ -4,11 +4,12 @@ import heapq
 import itertools
 import math
 from collections import deque
-from typing import Deque, List, NamedTuple, Tuple
+from typing import Deque, List, NamedTuple, Optional, Tuple
 
 from radvex.archive._cluster import _AHEAD
+from radvex.archive._describe import seconds_of
 
-from costs import Archive, Costs, Storage, write_cost
+from costs import Archive, Costs, Storage, batch_seconds, walk_seconds, write_cost
 
 
 class Outcome(NamedTuple):
@@ -25,36 +26,35 @@ _SUBMITTED, _SCHEDULED, _READ, _RECEIVED, _FREE = range(5)
 
 
 class _Simulation:
-    """One run. The client does one thing after the other: it gives out batches while the workers need some, then
-    takes one result. The scheduler is a queue of which paths and records take their turn. A worker takes the next
-    batch as soon as it is free."""
+    """One run. The client does one thing after the other: it has a result, gives out batches while the workers need
+    some, and then takes the result. The scheduler is a queue of which paths and rows take their turn. A worker takes
+    the next batch as soon as it is free."""
 
     def __init__(self, costs: Costs, archive: Archive, storage: Storage, workers: int, digests: bool) -> None:
         self.costs, self.storage, self.workers = costs, storage, workers
-        self.size = archive.batch_size(digests)
+        self.archive, self.digests = archive, digests
+        self.pace = 1.0  # that the client takes for true
         self.left = self.total = archive.files
-        self.list_file = costs.list_file + storage.stat_latency
-        self.list_file += (costs.list_folder + storage.folder_latency) / archive.files_per_folder
-        self.submit = costs.submit_batch + workers * costs.submit_worker
-        self.schedule = (costs.schedule_batch + workers * costs.schedule_worker) / 2  # on the way out, and back
-        self.now = self.client_free = self.scheduler_free = self.storage_free = self.listed = self.composed = 0.0
+        self.list_file = walk_seconds(costs, storage, archive.files_per_folder) / archive.files_per_folder
+        self.now = self.scheduler_free = self.storage_free = self.listed = self.composed = 0.0
         self.client_busy = self.scheduler_busy = self.workers_busy = 0.0
         self.client_works = False
         self.idle = workers
         self.batches_out = self.files_out = self.most_files = self.rows = 0
         self.waiting: Deque[int] = deque()  # batches for which no worker is free
-        self.results: Deque[int] = deque()  # that the client has not taken
-        self.events: List[Tuple[float, int, int, int]] = []
+        self.results: Deque[Tuple[int, float]] = deque()  # files, seconds of a worker; the client has none
+        self.in_hand: Optional[Tuple[int, float]] = None  # the result that the client takes next
+        self.events: List[Tuple[float, int, int, int, float]] = []
         self.count = itertools.count()
 
-    def at(self, time: float, kind: int, files: int) -> None:
-        heapq.heappush(self.events, (time, next(self.count), kind, files))
+    def at(self, time: float, kind: int, files: int, seconds: float = 0.0) -> None:
+        heapq.heappush(self.events, (time, next(self.count), kind, files, seconds))
 
     def run(self) -> Outcome:
         self.now = self.listed = self.composed = self.costs.start
         self.client_turn()
         while self.events:
-            self.now, _, kind, files = heapq.heappop(self.events)
+            self.now, _, kind, files, seconds = heapq.heappop(self.events)
             if kind == _SUBMITTED:
                 self.pass_scheduler(files, _SCHEDULED)
             elif kind == _SCHEDULED:
@@ -62,10 +62,10 @@ class _Simulation:
                 self.begin_reading()
             elif kind == _READ:
                 self.idle += 1
-                self.pass_scheduler(files, _RECEIVED)
+                self.pass_scheduler(files, _RECEIVED, seconds)
                 self.begin_reading()
             elif kind == _RECEIVED:
-                self.results.append(files)
+                self.results.append((files, seconds))
                 self.client_turn()
             else:
                 self.client_works = False
@@ -78,18 +78,22 @@ class _Simulation:
     def client_turn(self) -> None:
         if self.client_works:
             return
+        if self.in_hand is None and self.results:
+            self.in_hand = self.results.popleft()
+            self.batches_out -= 1
         if self.left and self.batches_out < _AHEAD * self.workers:
             self.give()
-        elif self.results:
-            self.take(self.results.popleft())
+        elif self.in_hand is not None:
+            self.take(*self.in_hand)
+            self.in_hand = None
 
     def give(self) -> None:
         """The list of the next batch is made while the client does other things, but not that of the one after."""
-        files = min(self.size, self.left)
+        files = min(self.archive.batch_size(self.digests, self.pace), self.left)
         self.left -= files
         self.listed = max(self.listed, self.composed) + files * self.list_file
         self.composed = max(self.now, self.listed)
-        work = files * self.costs.compose_file + self.submit
+        work = files * self.costs.compose_file + self.costs.submit_batch
         self.client_busy += work
         self.client_does(self.composed + work)
         self.batches_out += 1
@@ -97,10 +101,11 @@ class _Simulation:
         self.most_files = max(self.most_files, self.files_out)
         self.at(self.composed + work, _SUBMITTED, files)
 
-    def take(self, files: int) -> None:
+    def take(self, files: int, seconds: float) -> None:
+        expected = files * seconds_of(self.archive.file_size, self.digests)
+        self.pace += 0.3 * (max(0.1, seconds / expected) - self.pace)
         work = files * (self.costs.receive_file + write_cost(self.costs, self.rows + files / 2))
         self.rows += files
-        self.batches_out -= 1
         self.files_out -= files
         self.client_busy += work
         self.client_does(self.now + work)
@@ -109,23 +114,23 @@ class _Simulation:
         self.client_works = True
         self.at(until, _FREE, 0)
 
-    def pass_scheduler(self, files: int, then: int) -> None:
-        work = self.schedule + files * self.costs.schedule_file / 2
+    def pass_scheduler(self, files: int, then: int, seconds: float = 0.0) -> None:
+        work = (self.costs.schedule_batch + files * self.costs.schedule_file) / 2  # on the way out, and back
         self.scheduler_busy += work
         self.scheduler_free = max(self.scheduler_free, self.now) + work
-        self.at(self.scheduler_free, then, files)
+        self.at(self.scheduler_free, then, files, seconds)
 
     def begin_reading(self) -> None:
         while self.idle and self.waiting:
             files = self.waiting.popleft()
             self.idle -= 1
-            end = self.now + self.costs.read_batch + files * (self.costs.read_file + self.storage.file_latency)
+            end = self.now + batch_seconds(self.costs, self.storage, files)
             if math.isfinite(self.storage.bandwidth):
                 sent = max(self.storage_free, self.now) + files * self.costs.read_bytes / self.storage.bandwidth
                 self.storage_free = sent
                 end = max(end, sent)
             self.workers_busy += end - self.now
-            self.at(end, _READ, files)
+            self.at(end, _READ, files, end - self.now)
 
 
 def simulate(costs: Costs, archive: Archive, storage: Storage, workers: int, digests: bool = False) -> Outcome:

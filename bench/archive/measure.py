@@ -1,8 +1,8 @@
 """Measures what each stage of an index costs on this machine: with real files, a real scheduler, and a real index."""
 
+import functools
 import json
 import os
-import statistics
 import subprocess
 import sys
 import tempfile
@@ -18,13 +18,14 @@ from pydicom.dataset import FileMetaDataset
 from pydicom.uid import ExplicitVRLittleEndian, generate_uid
 from radvex.archive._cluster import Cluster
 from radvex.archive._describe import Batch, describe
+from radvex.archive._index import _MOST
 from radvex.archive._listing import folders
 
-from client import Clock, record_of, records_of, run_client
-from costs import Archive, Costs, Storage
+from client import Clock, rows_of, run_client
+from costs import FREE, Archive, Costs, Storage
 
 HERE = os.path.dirname(os.path.abspath(__file__))
-NAMES = 4000  # as many as are read in one batch
+NAMES = _MOST  # as many as are read in one batch
 
 
 def slope(one: Tuple[float, float], other: Tuple[float, float]) -> Tuple[float, float]:
@@ -81,21 +82,22 @@ def link_files(source: str, root: str, files: int, per_folder: int) -> List[str]
 
 
 def bytes_read() -> int:
-    """By this process and by those that it started and that have ended."""
+    """By this process and by those that it started, when all of them have ended: a thread waits for each reader."""
+    while psutil.Process().children():
+        time.sleep(0.05)
     with open("/proc/self/io", encoding="utf-8") as file:
         return int(file.readline().split()[1])
 
 
 def reading(root: str, paths: List[str], digests: bool) -> Dict[str, float]:
-    """What a worker needs when everything is in memory, and another worker has the other core."""
+    """What a worker needs when everything is in memory."""
     few, many = paths[: NAMES // 10], paths[:NAMES]
-    seconds = [best_of(3, lambda: describe(Batch(root, some, digests))) for some in (few, many)]
+    seconds = [best_of(10, lambda: describe(Batch(root, some, digests))) for some in (few, many)]
     start, each = slope((len(few), seconds[0]), (len(many), seconds[1]))
     read = []
     for some in (few, many):
         before = bytes_read()
         describe(Batch(root, some, digests))
-        time.sleep(0.5)  # the reader is waited for by a thread
         read.append(bytes_read() - before)
     return {
         "read_batch": start,
@@ -110,15 +112,14 @@ def listing(folder: str, source: str) -> Dict[str, float]:
     for per_folder in (200, 4):
         root = os.path.join(folder, f"walk{per_folder}")
         link_files(source, root, 20_000, per_folder)
-        points.append((20_000 / per_folder, best_of(3, lambda: sum(1 for _ in folders(root)))))
+        points.append((20_000 / per_folder, best_of(10, lambda: sum(1 for _ in folders(root)))))
     start, each_folder = slope(*points)
     return {"list_file": start / 20_000, "list_folder": each_folder}
 
 
 def client(folder: str, rows: int) -> Dict[str, Any]:
-    """What the client needs to make batches and to write rows, as the index grows."""
-    free = Costs(0, 0, 0, 0, 0, 0, 0, 0, 0, [(1, 0)], 0, 0, 0, 0, 0, 0, 0)
-    outcome = run_client(free, Archive(rows), Storage(), 1, os.path.join(folder, "growing.sqlite"), Clock())
+    """What the client needs to make batches, and to parse and write rows, as the index grows."""
+    outcome = run_client(FREE, Archive(rows), Storage(), 1, os.path.join(folder, "growing.sqlite"), Clock())
     return {
         "compose_file": outcome.composing / rows,
         "write_file": outcome.growth,
@@ -126,9 +127,19 @@ def client(folder: str, rows: int) -> Dict[str, Any]:
     }
 
 
-def canned(batch: Batch) -> List[Tuple[Any, ...]]:
-    """Records without reading: what is left is the way to a worker and back."""
-    return [record_of(number // 200, number) for number in range(len(batch.paths))]
+@functools.lru_cache(maxsize=1)
+def _made(files: int) -> List[bytes]:
+    return rows_of(names(files))
+
+
+def names(files: int, first_folder: int = 0) -> List[str]:
+    """Paths of so many files, 200 in a folder."""
+    return [f"{first_folder + number // 200:08}/{number % 200:06}.dcm" for number in range(files)]
+
+
+def canned(batch: Batch) -> List[bytes]:
+    """Rows without reading: what is left is the way to a worker and back."""
+    return _made(len(batch.paths))
 
 
 @contextmanager
@@ -172,53 +183,27 @@ def processor_seconds(process: psutil.Process) -> float:
 
 def batches_through(client_: Any, process: psutil.Process, count: int, files: int) -> Tuple[float, float]:
     """Seconds of the processor for each batch of so many files: of the client, and of the scheduler."""
-    paths = [f"{number // 200:08}/{number % 200:06}.dcm" for number in range(files)]
+    paths = names(files)
     before, own = processor_seconds(process), time.process_time()
-    for _, records in Cluster(client_).run(canned, (Batch("/archive", paths, False) for _ in range(count))):
-        assert len(records) == files
+    for _, rows, _ in Cluster(client_).run(canned, (Batch("/archive", paths, False) for _ in range(count))):
+        assert rows
     return (time.process_time() - own) / count, (processor_seconds(process) - before) / count
 
 
-def fetching(client_: Any, files: int) -> float:
-    """Seconds that the client waits for the records of a batch that is done, which it fetches one by one."""
-    paths = [f"{number // 200:08}/{number % 200:06}.dcm" for number in range(files)]
-    futures = [client_.submit(canned, Batch("/archive", paths, False), pure=False) for _ in range(20)]
-    distributed.wait(futures)
-    seconds = []
-    for future in futures:
-        start = time.perf_counter()
-        future.result()
-        seconds.append(time.perf_counter() - start)
-    return statistics.median(seconds)
-
-
 def through_scheduler(folder: str) -> Dict[str, float]:
-    """What a batch costs the client and the scheduler: without files, with files, and with many workers."""
+    """What a batch costs the client and the scheduler: without files, and with files."""
+    words = ("-m", "distributed.cli.dask_worker", "--nthreads", "1", "--no-nanny", "--no-dashboard")
     with scheduler(folder) as (process, address):
-        words = ("-m", "distributed.cli.dask_worker", address, "--nthreads", "1", "--no-nanny", "--no-dashboard")
-        place = ("--local-directory", folder)
+        place = ("--local-directory", folder, address)
         with program(*words, *place), program(*words, *place), distributed.Client(address) as connected:
             connected.wait_for_workers(2)
-            batches_through(connected, process, 20, 1)
-            small = batches_through(connected, process, 300, 1)
-            large = batches_through(connected, process, 40, NAMES)
-            fetched = slope((1, fetching(connected, 1)), (NAMES, fetching(connected, NAMES)))
-    told = []
-    for workers in (2, 64):
-        with scheduler(folder) as (process, address):
-            with program(os.path.join(HERE, "idle_workers.py"), address, str(workers), folder):
-                with distributed.Client(address) as connected:
-                    connected.wait_for_workers(workers, timeout=120)
-                    told.append((workers, *asking(connected, process)))
-    client_each = slope((told[0][0], told[0][1]), (told[1][0], told[1][1]))[1]
-    scheduler_each = slope((told[0][0], told[0][2]), (told[1][0], told[1][2]))[1]
+            batches_through(connected, process, 20, NAMES)
+            client_, scheduler_ = zip(*(batches_through(connected, process, 150, files) for files in (1, NAMES)))
     return {
-        "submit_batch": small[0] + told[0][1] + fetched[0],
-        "receive_file": fetched[1],
-        "schedule_batch": small[1],
-        "schedule_file": max(0.0, large[1] - small[1]) / NAMES,
-        "submit_worker": client_each,
-        "schedule_worker": scheduler_each,
+        "submit_batch": client_[0],
+        "receive_file": max(0.0, client_[1] - client_[0]) / NAMES,
+        "schedule_batch": scheduler_[0],
+        "schedule_file": max(0.0, scheduler_[1] - scheduler_[0]) / NAMES,
     }
 
 
@@ -229,7 +214,7 @@ def held(batch: Batch) -> int:
 
 
 def memory_on_the_way(folder: str) -> Tuple[float, float]:
-    """Bytes of the client for each file that is on its way, and of the scheduler."""
+    """Bytes of the client for each file that is on its way, with its row, which waits there, and of the scheduler."""
     count, files = 100, NAMES
     with scheduler(folder) as (process, address), distributed.Client(address) as connected:
         connected.submit(len, [], pure=False)  # nobody does it; what the first task needs is loaded
@@ -237,35 +222,24 @@ def memory_on_the_way(folder: str) -> Tuple[float, float]:
         before = process.memory_info().rss
         futures = []
         for number in range(count):
-            paths = [f"{number * 20 + each // 200:08}/{each % 200:06}.dcm" for each in range(files)]
-            futures.append(connected.submit(held, Batch("/archive", paths, False), pure=False))
+            batch = Batch("/archive", names(files, number * files // 200), False)
+            futures.append(connected.submit(held, batch, pure=False))
         time.sleep(3)
         scheduler_bytes = (process.memory_info().rss - before) / count / files
     own = psutil.Process()
-    free = Costs(0, 0, 0, 0, 0, 0, 0, 0, 0, [(1, 0)], 0, 0, 0, 0, 0, 0, 0)
     most: List[int] = []
     workers = 64  # all files are on their way before the first is done
     archive = Archive(2 * workers * NAMES)
     before = own.memory_info().rss
 
-    def watched(paths: List[str]) -> Any:
+    def watched(paths: List[str]) -> List[bytes]:
         if not most:
             most.append(own.memory_info().rss)
-        return records_of(paths)
+        return rows_of(paths)
 
-    run_client(free, archive, Storage(), workers, os.path.join(folder, "memory.sqlite"), Clock(), records=watched)
-    return (most[0] - before) / archive.files, scheduler_bytes
-
-
-def asking(client_: Any, process: psutil.Process) -> Tuple[float, float]:
-    """Seconds that the client waits, and of the scheduler's processor, for what a batch asks about the workers:
-    twice, whether they need more."""
-    time.sleep(1)
-    count = 100
-    before, start = processor_seconds(process), time.perf_counter()
-    for _ in range(2 * count):
-        client_.scheduler_info()
-    return (time.perf_counter() - start) / count, (processor_seconds(process) - before) / count
+    run_client(FREE, archive, Storage(), workers, os.path.join(folder, "memory.sqlite"), Clock(), rows=watched)
+    fetched = sum(map(len, rows_of(names(files)))) / files
+    return (most[0] - before) / archive.files + fetched, scheduler_bytes
 
 
 def start_seconds() -> float:

@@ -4,28 +4,27 @@ simulation is compared with that. All workers are in two processes, which many w
 import os
 import tempfile
 import time
-from typing import Any, List, Tuple
+from typing import List
 from unittest import mock
 
 import distributed
 from radvex.archive import _index
 from radvex.archive._describe import Batch
 
-from client import folders_of, records_of
-from costs import Archive, Costs, Storage
-from formula import batch_seconds
+from client import folders_of, rows_of
+from costs import Archive, Costs, Storage, batch_seconds
 from measure import HERE, program, scheduler
 
 PROCESSES = 2
 
 
-def waiting(batch: Batch) -> List[Tuple[Any, ...]]:
+def waiting(batch: Batch) -> List[bytes]:
     """What `describe` gives, when it would. The root says how long a batch takes, and each of its files."""
     start = time.monotonic()
     each_batch, each_file = map(float, batch.root.split("+"))
-    records = records_of(batch.paths)
+    rows = rows_of(batch.paths)
     time.sleep(max(0.0, start + each_batch + len(batch.paths) * each_file - time.monotonic()))
-    return records
+    return rows
 
 
 def run_cluster(costs: Costs, archive: Archive, storage: Storage, workers: int) -> float:

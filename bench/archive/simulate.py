@@ -35,7 +35,7 @@ def parsed(words: Any = None) -> argparse.Namespace:
     parser.add_argument("--measure", action="store_true")
     parser.add_argument("--rows", type=int, default=1_000_000)
     parser.add_argument("--costs", default=os.path.join(HERE, "costs.json"))
-    parser.add_argument("--files", type=numbers, default=[1e6, 1e7, 1e9])
+    parser.add_argument("--files", type=numbers, default=[1e6, 1e7])
     parser.add_argument("--workers", type=numbers, default=[float(2**power) for power in range(9)])
     parser.add_argument("--latency", type=numbers, default=[0.2, 2, 10], metavar="MS")
     parser.add_argument("--folder-latency", type=float, default=None, metavar="MS", help="by default that of a file")
@@ -59,20 +59,20 @@ def time_of(seconds: float) -> str:
     return f"{seconds:.3g} s"
 
 
-def show_costs(costs: Costs, size: int) -> None:
-    print(f"Microseconds, with {size} files in a batch:")
-    row("stage", "each file", "each batch", "each batch and worker")
-    row("---", "---:", "---:", "---:")
-    for stage, file, batch, worker in (
-        ("a worker reads", costs.read_file, costs.read_batch, 0),
-        ("the walk lists", costs.list_file, 0, 0),
-        ("the client makes batches", costs.compose_file, costs.submit_batch, costs.submit_worker),
-        ("the client receives", costs.receive_file, 0, 0),
-        *((f"the client writes row {rows}", each, 0, 0) for rows, each in costs.write_file),
-        ("the client counts series", costs.finish_file, 0, 0),
-        ("the scheduler", costs.schedule_file, costs.schedule_batch, costs.schedule_worker),
+def show_costs(costs: Costs) -> None:
+    print("Microseconds:")
+    row("stage", "each file", "each batch")
+    row("---", "---:", "---:")
+    for stage, file, batch in (
+        ("a worker reads", costs.read_file, costs.read_batch),
+        ("the walk lists", costs.list_file, 0),
+        ("the client makes batches", costs.compose_file, costs.submit_batch),
+        ("the client receives", costs.receive_file, 0),
+        *((f"the client parses and writes row {rows}", each, 0) for rows, each in costs.write_file),
+        ("the client counts series", costs.finish_file, 0),
+        ("the scheduler", costs.schedule_file, costs.schedule_batch),
     ):
-        row(stage, *(f"{1e6 * each:.3g}" if each else "" for each in (file, batch, worker)))
+        row(stage, *(f"{1e6 * each:.3g}" if each else "" for each in (file, batch)))
     print(f"{1e6 * costs.list_folder:.3g} each folder of the walk; {costs.read_bytes:.0f} bytes read of each file\n")
 
 
@@ -107,8 +107,7 @@ def storage_of(options: argparse.Namespace, latency: float) -> Storage:
 
 def show_client(costs: Costs, options: argparse.Namespace) -> None:
     """The simulation beside the client as it is: without what only a scheduler does."""
-    alone = costs._replace(start=0, submit_batch=0, submit_worker=0, receive_file=0)
-    alone = alone._replace(schedule_batch=0, schedule_worker=0, schedule_file=0)
+    alone = costs._replace(start=0, submit_batch=0, receive_file=0, schedule_batch=0, schedule_file=0)
     print(f"\nThe client as it is, {options.client} files, no scheduler:")
     row("latency", "workers", "with the client", "simulated", "deviation")
     row(*["---:"] * 5)
@@ -148,7 +147,7 @@ def main(words: Any = None) -> int:
         measured = measure(options.rows, options.digests, lambda what: print("measuring:", what, file=sys.stderr))
         save(measured, options.costs)
     costs = load(options.costs)
-    show_costs(costs, Archive(1).batch_size(options.digests))
+    show_costs(costs)
     print(f"The largest deviation of the formula: {100 * show_table(costs, options):.1f} %")
     if options.client:
         show_client(costs, options)

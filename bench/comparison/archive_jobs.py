@@ -50,22 +50,23 @@ def archive_growths(setup):
 
 
 def _index_job(setup, amounts):
-    archive, out = setup.file("archive"), setup.file("index.sqlite")
+    number = amounts.links
+    archive, out = setup.file("archive-%d" % number), setup.file("index.sqlite")
     text, folder = setup.file("listed.txt"), setup.file("listed")
     scanned = [word for keyword in KEYWORDS for word in ("-k", keyword)]
     searched = [word for keyword in KEYWORDS for word in ("+P", keyword)]
-    return Job("Archive: index of %d files" % amounts.files, [
-        *_index_rows(setup, archive, out, lambda: _found_rows(_indexed(out), amounts.files, amounts.files)),
+    return Job("Archive: index of %d files" % number, [
+        *_index_rows(setup, archive, out, lambda: _found_rows(_indexed(out), amounts.files, number)),
         Row("gdcmscanner", _into(text, "gdcmscanner", "-r", "-p", "-d", archive, *scanned), reference=ONE,
-            removes=(text,), needs="gdcmscanner", found=lambda: _found_text([text], amounts.files)),
+            removes=(text,), needs="gdcmscanner", found=lambda: _found_text([text], amounts.files, number)),
         Row("dcmdump, 2 processes",
             _divided(archive, folder, "dcmdump", "-q", "-M", "-s", "+F", "+sb", "PixelData", *searched),
             reference=ONE, removes=(folder,), needs="dcmdump", divides=True,
-            found=lambda: _found_text([os.path.join(folder, name) for name in os.listdir(folder)], amounts.files)),
+            found=lambda: _found_text([os.path.join(folder, name) for name in os.listdir(folder)], amounts.files, number)),
         Row("pydicom with Dask, 2 workers", setup.python(PEERS, "pydicom-dask", archive, out), reference=ONE,
             removes=_database(out), divides=True,
-            found=lambda: _found_rows(_listed(out), amounts.files, amounts.files)),
-    ], prepare=lambda: _make_files(archive, amounts.files))
+            found=lambda: _found_rows(_listed(out), amounts.files, number)),
+    ], prepare=lambda: _make_links(setup, amounts, archive, number), rounds=3)
 
 
 def _digests_job(setup, amounts):
@@ -207,7 +208,7 @@ def _compared(instances, files, number):
     return ""
 
 
-def _found_text(paths, files):
+def _found_text(paths, files, number):
     """What dcmdump and gdcmscanner print: a line for each attribute, with its tag."""
     attributes, instances = 0, []
     for path in paths:
@@ -217,10 +218,10 @@ def _found_text(paths, files):
                 found = re.match(r"\(0008,0018\).*\[([0-9.]+)\]", line)
                 if found:
                     instances.append(found.group(1))
-    wanted = (len(KEYWORDS) - len(ABSENT)) * files
+    wanted = (len(KEYWORDS) - len(ABSENT)) * number
     if attributes != wanted:
         return "%d attributes instead of %d" % (attributes, wanted)
-    return _compared(instances, files, files)
+    return _compared(instances, files, number)
 
 
 def _found_digests(rows, files):

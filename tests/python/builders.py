@@ -22,6 +22,20 @@ def places(frames=2, rows=3, columns=5, dtype="u2"):
     return array if frames else array[0]
 
 
+def put(path, content):
+    """Writes a file, and the folders above it."""
+    os.makedirs(os.path.dirname(path), exist_ok=True)
+    with open(path, "wb") as file:
+        file.write(content)
+
+
+def content_with(made, attributes):
+    """The file of a dataset with other values: keyword -> value."""
+    for keyword, value in attributes.items():
+        setattr(made, keyword, value)
+    return content(made)
+
+
 def dataset(sop_class=SECONDARY_CAPTURE, **attributes):
     """A dataset that can be saved, without pixels."""
     meta = FileMetaDataset()

@@ -20,14 +20,9 @@ import radvex
 import radvex.archive
 from radvex.archive import find, frame, index
 from radvex.archive._describe import Batch, describe, rows_in
+from builders import put
 
 COLUMNS = "SOPClassUID, SOPInstanceUID, TransferSyntaxUID, PatientID, SeriesInstanceUID, Modality, Rows, Columns"
-
-
-def put(path, content):
-    os.makedirs(os.path.dirname(path), exist_ok=True)
-    with open(path, "wb") as file:
-        file.write(content)
 
 
 def generated(number):

@@ -22,14 +22,9 @@ from radvex.archive._check import Files, judge
 from radvex.archive._describe import Batch, rows_in
 from radvex.archive._report import Chosen, kind_of
 from radvex.archive._report_text import amount, lines
+from builders import put
 
 MAKERS = (("Alpha", "A1"), ("Beta $x_2$", "B1"))
-
-
-def put(path, content):
-    os.makedirs(os.path.dirname(path), exist_ok=True)
-    with open(path, "wb") as file:
-        file.write(content)
 
 
 def generated(number, pixels=None, **attributes):

@@ -18,14 +18,9 @@ import pytest
 import builders
 import radvex
 from radvex.archive import deidentify, find, index, verify
+from builders import put
 
 KEY = b"sixteen secret bytes and a few more"
-
-
-def put(path, content):
-    os.makedirs(os.path.dirname(path), exist_ok=True)
-    with open(path, "wb") as file:
-        file.write(content)
 
 
 def file_of(patient, number, **attributes):
@@ -41,9 +36,7 @@ def file_of(patient, number, **attributes):
     made.BodyPartExamined = "KNEE"
     made.BurnedInAnnotation = "NO"
     made.StudyDescription = f"Knee of Wanda Quirin{patient}"
-    for keyword, value in attributes.items():
-        setattr(made, keyword, value)
-    return builders.content(made)
+    return builders.content_with(made, attributes)
 
 
 @pytest.fixture
@@ -217,9 +210,31 @@ def test_verify_finds_what_was_left_and_checks_nobody_twice(archive, tmp_path):
     assert verify(tmp_path / "i.sqlite", tmp_path / "out", workers=0) == {"clean": 5, "findings": 1, "unreadable": 0}
     rows = asked(tmp_path, "SELECT findings FROM deidentified WHERE verdict = 'findings'")
     assert "ImageComments" in rows[0][0] and "Quirin" not in rows[0][0]
-    for name in os.listdir(tmp_path / "out"):  # nobody is looked at again
-        shutil.rmtree(tmp_path / "out" / name, ignore_errors=True)
+    with sqlite3.connect(tmp_path / "i.sqlite") as database:
+        database.execute("UPDATE deidentified SET findings = 'mark'")
     assert verify(tmp_path / "i.sqlite", tmp_path / "out", workers=0) == {"clean": 5, "findings": 1, "unreadable": 0}
+    assert asked(tmp_path, "SELECT count(*) FROM deidentified WHERE findings = 'mark'") == [(6,)]  # nobody was looked at
+
+
+def test_what_changes_after_it_was_checked_is_checked_again(archive, tmp_path):
+    run(tmp_path, accept_pixels=["secondary-capture"])
+    assert verify(tmp_path / "i.sqlite", tmp_path / "out", workers=0)["clean"] == 6
+    rows = asked(tmp_path, "SELECT folder, name FROM deidentified_files WHERE path LIKE 'Quirin%/1.dcm' ORDER BY path")
+    spoilt, removed, added = [os.path.join(tmp_path / "out", folder) for folder, _ in rows[:3]]
+    made = pydicom.dcmread(os.path.join(spoilt, rows[0][1]))
+    made.ImageComments = "sent for Wanda Quirin0"
+    made.save_as(os.path.join(spoilt, rows[0][1]))
+    shutil.rmtree(removed)
+    shutil.copy(archive / "Quirin2" / "0.dcm", os.path.join(added, "original"))
+    assert verify(tmp_path / "i.sqlite", tmp_path / "out", workers=0) == {"clean": 3, "findings": 2, "unreadable": 1}
+
+
+def test_a_file_that_ends_its_check_is_unreadable(archive, tmp_path, monkeypatch):
+    run(tmp_path, accept_pixels=["secondary-capture"])
+    folder, name = asked(tmp_path, "SELECT folder, name FROM deidentified_files WHERE path = 'Quirin1/1.dcm'")[0]
+    monkeypatch.setenv("LD_PRELOAD", os.environ["RADVEX_FAILING_OPEN"])
+    monkeypatch.setenv("RADVEX_TEST_ENDS_AT", f"{folder}/{name}")
+    assert verify(tmp_path / "i.sqlite", tmp_path / "out", workers=0) == {"clean": 5, "findings": 0, "unreadable": 1}
 
 
 def test_who_was_done_anew_is_checked_again(archive, tmp_path):
@@ -277,7 +292,12 @@ def test_a_run_that_was_killed_leaves_whole_patients_and_goes_on(archive, tmp_pa
     index(archive, tmp_path / "i.sqlite", workers=0)
     run(tmp_path, "undisturbed")
     words = ["deidentify", tmp_path / "i.sqlite", tmp_path / "out", "--key", tmp_path / "key", "--workers", "2"]
-    process = subprocess.Popen([sys.executable, "-m", "radvex.archive", *words], start_new_session=True)
+    os.makedirs(tmp_path / "tmp")  # nobody clears up behind a process that is killed
+    process = subprocess.Popen(
+        [sys.executable, "-m", "radvex.archive", *words],
+        env={**os.environ, "TMPDIR": str(tmp_path / "tmp")},
+        start_new_session=True,
+    )
     end = time.monotonic() + 60
     while len(contents(tmp_path / "out")) < 20 if (tmp_path / "out").exists() else True:
         assert time.monotonic() < end

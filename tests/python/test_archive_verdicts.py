@@ -11,12 +11,7 @@ import pytest
 import builders
 from radvex.archive import find, index, volumes
 from radvex.archive._progress import FileCount, Teller
-
-
-def put(path, content):
-    os.makedirs(os.path.dirname(path), exist_ok=True)
-    with open(path, "wb") as file:
-        file.write(content)
+from builders import put
 
 
 def slice_of(series, number, height, **attributes):
@@ -26,9 +21,7 @@ def slice_of(series, number, height, **attributes):
     made.Modality, made.InstanceNumber = "CT", number
     made.ImagePositionPatient, made.ImageOrientationPatient = [0, 0, height], [1, 0, 0, 0, 1, 0]
     made.PixelSpacing, made.FrameOfReferenceUID = [0.5, 0.5], "1.2.9"
-    for keyword, value in attributes.items():
-        setattr(made, keyword, value)
-    return builders.content(made)
+    return builders.content_with(made, attributes)
 
 
 @pytest.fixture

@@ -6,6 +6,7 @@ import argparse
 import csv
 import json
 import os
+import signal
 import sys
 from typing import Any, Dict, List, Optional
 
@@ -37,18 +38,22 @@ def _left(state: Dict[str, Any]) -> str:
     return f", {minutes // 60} h {minutes % 60} min left" if minutes >= 60 else f", {minutes}:{int(seconds) % 60:02} left"
 
 
-def _index(options: argparse.Namespace) -> None:
-    def show(state: Dict[str, Any]) -> None:
-        _say("{read} files read, {unchanged} unchanged, {failed} failed, {perSecond:.0f} a second".format(**state) + _left(state))
+def _crew(options: argparse.Namespace, text: str) -> Dict[str, Any]:
+    """Who does the work of a command, and what it shows while it is done: the text with what is in the state."""
 
+    def show(state: Dict[str, Any]) -> None:
+        _say(text.format(**state) + _left(state))
+
+    return {"workers": options.workers, "cluster": options.cluster, "progress": None if options.quiet else show}
+
+
+def _index(options: argparse.Namespace) -> int:
     counts = index(
         options.archive,
         options.index,
-        workers=options.workers,
-        cluster=options.cluster,
         digests=options.digests,
         verdicts=options.verdicts,
-        progress=None if options.quiet else show,
+        **_crew(options, "{read} files read, {unchanged} unchanged, {failed} failed, {perSecond:.0f} a second"),
     )
     _say("")
     if options.json:
@@ -58,6 +63,12 @@ def _index(options: argparse.Namespace) -> None:
             "{read} files read ({perSecond:.0f} a second), {unchanged} unchanged: {dicom} DICOM, {notDicom} other, "
             "{broken} broken, {vanished} vanished".format(**counts)
         )
+    closed = counts["closedFolders"]
+    if closed:
+        names = ", ".join(path or options.archive for path in closed[:3]) + (", ..." if len(closed) > 3 else "")
+        sentence = f"radvex-archive: {number_of(len(closed), 'folder')} cannot be read: {names}\n"
+        sys.stderr.buffer.write(os.fsencode(sentence))
+    return 3 if closed else 0
 
 
 def _find(options: argparse.Namespace) -> None:
@@ -79,17 +90,12 @@ def _find(options: argparse.Namespace) -> None:
 
 
 def _volumes(options: argparse.Namespace) -> None:
-    def show(state: Dict[str, Any]) -> None:
-        _say("{done} of {total} series done".format(**state) + _left(state))
-
     counts = volumes(
         options.index,
         options.output,
         options.where,
         format=options.format,
-        workers=options.workers,
-        cluster=options.cluster,
-        progress=None if options.quiet else show,
+        **_crew(options, "{done} of {total} series done"),
     )
     if not options.quiet:
         _say("")
@@ -97,16 +103,11 @@ def _volumes(options: argparse.Namespace) -> None:
 
 
 def _check(options: argparse.Namespace) -> int:
-    def show(state: Dict[str, Any]) -> None:
-        _say("{done} of {total} files checked, {failed} with a problem".format(**state) + _left(state))
-
     found = check(
         options.index,
         options.where,
         histograms=options.histograms,
-        workers=options.workers,
-        cluster=options.cluster,
-        progress=None if options.quiet else show,
+        **_crew(options, "{done} of {total} files checked, {failed} with a problem"),
     )
     _say("")
     run = found["run"]
@@ -119,10 +120,7 @@ def _check(options: argparse.Namespace) -> int:
     return 3 if run["different"] else 0
 
 
-def _deidentify(options: argparse.Namespace) -> None:
-    def show(state: Dict[str, Any]) -> None:
-        _say("{done} of {total} patients done".format(**state) + _left(state))
-
+def _deidentify(options: argparse.Namespace) -> int:
     counts = deidentify(
         options.index,
         options.output,
@@ -136,9 +134,7 @@ def _deidentify(options: argparse.Namespace) -> None:
         accept_pixels=options.accept_pixels,
         mask=options.mask,
         strict=options.strict,
-        workers=options.workers,
-        cluster=options.cluster,
-        progress=None if options.quiet else show,
+        **_crew(options, "{done} of {total} patients done"),
     )
     if not options.quiet:
         _say("")
@@ -146,18 +142,19 @@ def _deidentify(options: argparse.Namespace) -> None:
             "{written} files written, {failed} failed, {skipped} skipped; {done} patients done, {unchanged} unchanged, "
             "{gone} gone".format(**counts)
         )
+    if counts["failed"]:
+        print(
+            f"radvex-archive: {number_of(counts['failed'], 'file')} not written; the table deidentified_files names them",
+            file=sys.stderr,
+        )
+    return 3 if counts["failed"] else 0
 
 
 def _verify(options: argparse.Namespace) -> int:
-    def show(state: Dict[str, Any]) -> None:
-        _say("{done} of {total} patients checked".format(**state) + _left(state))
-
     counts = verify(
         options.index,
         options.output,
-        workers=options.workers,
-        cluster=options.cluster,
-        progress=None if options.quiet else show,
+        **_crew(options, "{done} of {total} patients checked"),
     )
     if not options.quiet:
         _say("")
@@ -240,10 +237,18 @@ def _parser() -> argparse.ArgumentParser:
     return parser
 
 
+def _interrupt(number: int, _: Any) -> None:
+    """Ends a run as Ctrl-C does, so that its workers and its files in the making go with it."""
+    signal.signal(number, signal.SIG_IGN)
+    raise KeyboardInterrupt(number)
+
+
 def main(words: Optional[List[str]] = None) -> int:
     """Runs the command. Returns its exit status: 0 done, 1 cannot be done, 2 wrong usage, 3 done but for
-    files that are named on standard error."""
+    files that are named or counted on standard error, 130 and 143 ended by Ctrl-C and SIGTERM."""
     options = _parser().parse_args(words)
+    if words is None:  # the process is ours
+        signal.signal(signal.SIGTERM, _interrupt)
     try:
         status: Optional[int] = options.run(options)
         sys.stdout.flush()
@@ -251,6 +256,9 @@ def main(words: Optional[List[str]] = None) -> int:
     except BrokenPipeError:  # who reads has enough
         os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
         return 0
+    except KeyboardInterrupt as error:
+        print("radvex-archive: interrupted; run it again to go on", file=sys.stderr)
+        return 128 + int(error.args[0] if error.args else signal.SIGINT)
     except UsageError as error:
         print(f"radvex-archive: {error}", file=sys.stderr)
         return 2

@@ -3,16 +3,16 @@ from __future__ import annotations
 import os
 import sqlite3
 from contextlib import closing
+from dataclasses import replace
 from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple
 
-from radvex._errors import UsageError
 from radvex._file import PathLike
 from radvex.archive._cluster import Crew
 from radvex.archive._describe import Batch, Row, describe, rows_in, seconds_of
 from radvex.archive._histograms import draw, require_matplotlib
 from radvex.archive._progress import Progress, Teller
 from radvex.archive._report import report
-from radvex.archive._store import read_only, writable
+from radvex.archive._store import read_only, require_condition, writable
 
 _SECONDS = 2.0  # of work in a batch
 _MOST = 4000  # files in a batch, and in a page of the index
@@ -50,7 +50,7 @@ def judge(files: Files) -> List[Optional[Row]]:
     places = [place for place in range(len(paths)) if is_as_indexed(place)]
     found: List[Optional[Row]] = [None] * len(paths)
     if places:
-        records = rows_in(describe(files.batch._replace(paths=[paths[place] for place in places])))
+        records = rows_in(describe(replace(files.batch, paths=[paths[place] for place in places])))
         for place, record in zip(places, records):
             found[place] = record if is_as_indexed(place) else None
     return found
@@ -75,10 +75,8 @@ class _Run:
         self._wanted = f"({where if where is not None else '1'}) AND state = 'dicom' AND digest IS NULL"
         self._values = list(values)
         self._root = os.fsdecode(questions.execute("SELECT root FROM archive").fetchone()[0])
-        try:
-            self.total: int = self._ask("SELECT count(*) FROM paths WHERE " + self._wanted)[0][0]
-        except (sqlite3.Error, sqlite3.Warning) as error:
-            raise UsageError(f"where= is no condition of SQL: {error}.") from None
+        require_condition(questions, where, self._values)
+        self.total: int = self._ask("SELECT count(*) FROM paths WHERE " + self._wanted)[0][0]
         self.read = self.failed = self.different = 0
         self.examples: List[str] = []
 

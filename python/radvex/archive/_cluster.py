@@ -5,6 +5,7 @@ from __future__ import annotations
 import errno
 import importlib
 import math
+import multiprocessing
 import os
 import socket
 import tempfile
@@ -12,6 +13,7 @@ import time
 from collections import deque
 from contextlib import ExitStack
 from itertools import chain, islice
+from multiprocessing import forkserver
 from typing import Any, Callable, Deque, Dict, Iterable, Iterator, List, Optional, Protocol, Sequence, Tuple, TypeVar, Union
 
 from radvex._errors import ReaderDied, UsageError
@@ -19,6 +21,10 @@ from radvex._jobs import jobs_of
 from radvex._version import __version__
 
 _BETWEEN_COUNTS = 1.0  # seconds
+_LOCAL_SETTINGS = {
+    "distributed.worker.multiprocessing-method": "forkserver",
+    "distributed.worker.profile.interval": "1h",  # by default it looks at each worker's stack a hundred times a second
+}
 _AHEAD = 2  # items that are on their way to each worker, with the one on which it works
 
 
@@ -174,10 +180,19 @@ class Crew:
     def _started(self) -> Union[OneProcess, Cluster]:
         if self._cluster is None and self._count == 0:
             return OneProcess()
+        if self._cluster is not None:
+            distributed = importlib.import_module("distributed")
+            return Cluster(self._stack.enter_context(distributed.Client(self._cluster)))
+        return self._local_cluster()
+
+    def _local_cluster(self) -> Cluster:
+        # While this process loads Dask, another one does too, and all workers come from that one.
+        multiprocessing.get_context("forkserver").set_forkserver_preload(["distributed", __name__])
+        forkserver.ensure_running()
+        dask = importlib.import_module("dask")
         distributed = importlib.import_module("distributed")
         enter = self._stack.enter_context
-        if self._cluster is not None:
-            return Cluster(enter(distributed.Client(self._cluster)))
+        enter(dask.config.set(_LOCAL_SETTINGS))
         folder = enter(tempfile.TemporaryDirectory(prefix="radvex-"))  # for what the memory of workers cannot hold
         local = distributed.LocalCluster(
             n_workers=self._count,

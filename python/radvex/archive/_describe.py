@@ -5,7 +5,8 @@ from __future__ import annotations
 import base64
 import json
 import os
-from typing import Any, List, NamedTuple, Optional
+from dataclasses import dataclass, replace
+from typing import Any, List, Optional
 
 from radvex._jobs import Job, path_list
 from radvex.archive._cluster import in_parts, require_archive
@@ -19,7 +20,8 @@ UNDECODED = "which cannot be decoded here"
 """Part of the sentence about pixels in a transfer syntax that is not known: they need not be broken."""
 
 
-class Batch(NamedTuple):
+@dataclass(frozen=True)
+class Batch:
     """Files of one or several folders that a worker takes together."""
 
     root: str
@@ -29,7 +31,7 @@ class Batch(NamedTuple):
     def parts(self) -> List[Batch]:
         """Two halves; none of a single file."""
         middle = len(self.paths) // 2
-        halves = [self._replace(paths=self.paths[:middle]), self._replace(paths=self.paths[middle:])]
+        halves = [replace(self, paths=self.paths[:middle]), replace(self, paths=self.paths[middle:])]
         return halves if middle else []
 
     def lost(self, reason: str, number: Optional[int]) -> List[bytes]:

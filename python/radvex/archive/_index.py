@@ -160,15 +160,17 @@ def index(
         "secondsLeft" from time to time; the last two are None until all folders were looked at
 
     Returns the numbers of files: "read" and "unchanged" in this run, "dicom", "notDicom", "broken" and "vanished" in all;
-    and that of series on which there is a new verdict, "verdicts".
+    that of series on which there is a new verdict, "verdicts"; and the paths of "closedFolders", which cannot be read: what
+    lies below is as it was in earlier runs.
 
-    Raises FileError, FileNotFoundError.
+    Raises FileError, also when nothing is left in the archive: its storage may not be mounted; FileNotFoundError.
     """
     root = os.path.realpath(os.fspath(archive))
     if not os.path.isdir(root):
         raise FileNotFoundError(2, "There is no such folder", os.fspath(archive))
     kept = Index(os.fspath(path), root)
     try:
+        _require_files(kept, root)
         with ExitStack() as stack, Crew(workers, cluster) as crew:
             count = stack.enter_context(FileCount(root)) if progress is not None else None
             run = _Run(kept, root, digests, progress, count)
@@ -182,8 +184,16 @@ def index(
                     run.judged(len(found))
                 if run.verdicts:
                     kept.summarize()
-        return {**run.state(), "dicom": 0, "notDicom": 0, "broken": 0, "vanished": 0, **kept.counts()}
+        closed = kept.closed_folders()
+        return {**run.state(), "closedFolders": closed, "dicom": 0, "notDicom": 0, "broken": 0, "vanished": 0, **kept.counts()}
     except sqlite3.DatabaseError as error:
         raise FileError(f"{os.fspath(path)} cannot be written: {error}. What was read before is in it.") from None
     finally:
         kept.close()
+
+
+def _require_files(kept: Index, root: str) -> None:
+    """An empty folder instead of the archive would make all files vanish, and all that is known of them."""
+    with os.scandir(root) as entries:
+        if next(entries, None) is None and kept.has_files():
+            raise FileError(f"{root} is empty, and its index is not: is the storage mounted? If all is gone, remove the index.")

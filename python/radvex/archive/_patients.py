@@ -2,14 +2,19 @@
 
 from __future__ import annotations
 
+import hashlib
+import hmac
 import os
 import shutil
+import socket
+import sys
 import tempfile
 import uuid
 from contextlib import contextmanager
 from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple
 
 from radvex._deidentify import run_report
+from radvex._errors import FileError
 from radvex.archive._cluster import in_parts, require_archive
 
 
@@ -22,6 +27,7 @@ class Patient(NamedTuple):
     output: str  # folder of the run
     folder: str  # of the patient, below it
     words: List[str]  # options of the command
+    fingerprints: Dict[str, str] = {}  # of the key and other files that the command reads, by path
 
     def parts(self) -> Sequence[Patient]:
         """A patient is not divided."""
@@ -40,6 +46,7 @@ class Outcome(NamedTuple):
     remaining: Dict[str, int]  # what may still identify the patient, in how many files
     reason: Optional[str] = None  # why nothing was written
     signal: Optional[int] = None  # that ended the command
+    is_final: bool = True  # another try would fail in the same way
 
 
 class Check(NamedTuple):
@@ -47,7 +54,13 @@ class Check(NamedTuple):
 
     verdict: str  # "clean", "findings" or "unreadable"
     findings: Dict[str, int]  # what, in how many files
-    signal: Optional[int] = None
+    stamp: str  # of the files that were checked, see stamp_of
+
+
+def fingerprint(path: str) -> str:
+    """Tells whether a file is the same without telling what is in it."""
+    with open(path, "rb") as file:
+        return hmac.new(file.read(), b"which key", hashlib.sha256).hexdigest()
 
 
 def drafts_of(output: str) -> str:
@@ -63,18 +76,31 @@ def deidentify(patient: Patient) -> List[Outcome]:
 
 def _deidentified(patient: Patient) -> List[Outcome]:
     draft = os.path.join(drafts_of(patient.output), uuid.uuid4().hex)
+    _require_same_files(patient)
     with _linked(patient) as links:
         words = ["anonymize", links, draft, "--neutral-names", "--report", "-", "--report-originals", "--jobs", "1", "-q"]
         try:
             _, report, problems = run_report(words + patient.words)
             files = [_result_of(patient, links, file) for file in report["files"]]
             written = any(name is not None for _, name, _ in files)
+            _require_same_files(patient)
             if written:
                 _publish(draft, patient)
         finally:
             shutil.rmtree(draft, ignore_errors=True)
         reason = None if written else " ".join(_named(patient, links, problem) for problem in problems) or "no DICOM file"
-        return [Outcome(files, report["skipped"], report["remaining"], reason)]
+        is_final = all(file["output"] is not None or file["remaining"] for file in report["files"])
+        return [Outcome(files, report["skipped"], report["remaining"], reason, is_final=is_final)]
+
+
+def _require_same_files(patient: Patient) -> None:
+    """What is made with another key would not fit to the rest.
+
+    Raises FileError, OSError
+    """
+    for path, expected in patient.fingerprints.items():
+        if fingerprint(path) != expected:
+            raise FileError(f"{path} on {socket.gethostname()} is not what it was when the run began.")
 
 
 def _publish(draft: str, patient: Patient) -> None:
@@ -89,10 +115,19 @@ def _publish(draft: str, patient: Patient) -> None:
 @contextmanager
 def _linked(patient: Patient) -> Iterator[str]:
     """A folder of links to the files, named by their numbers."""
-    with tempfile.TemporaryDirectory(prefix="radvex-") as links:
+    with tempfile.TemporaryDirectory(prefix="radvex-", dir=_scratch()) as links:
         for number, path in enumerate(patient.paths):
             os.symlink(os.path.join(patient.root, path), os.path.join(links, f"{number:07}"))
         yield links
+
+
+def _scratch() -> Optional[str]:
+    """A folder that goes away with the worker, even if that is ended: links tell the names of the originals."""
+    distributed: Any = sys.modules.get("distributed")
+    try:
+        return str(distributed.get_worker().local_directory)
+    except (AttributeError, ValueError):  # no worker
+        return None
 
 
 def _result_of(patient: Patient, links: str, file: Dict[str, Any]) -> Tuple[str, Optional[str], Optional[str]]:
@@ -120,8 +155,11 @@ def check(patient: Patient) -> List[Check]:
 
 
 def _checked(patient: Patient) -> List[Check]:
+    made = os.path.join(patient.output, patient.folder)
+    if not os.path.isdir(made):
+        return [Check("unreadable", {"the folder is gone": 1}, "")]
+    stamp = stamp_of(made)
     with _linked(patient) as links:
-        made = os.path.join(patient.output, patient.folder)
         _, report, problems = run_report(["verify", links, made, "--report", "-", "--jobs", "1", "-q", *patient.words])
     findings: Dict[str, int] = {}
     for file in report["files"]:
@@ -132,4 +170,17 @@ def _checked(patient: Patient) -> List[Check]:
     for problem in problems:
         findings[_named(patient, links, problem)] = 1
     verdict = "unreadable" if problems else "clean" if report["clean"] else "findings"
-    return [Check(verdict, findings)]
+    return [Check(verdict, findings, stamp)]
+
+
+def stamp_of(folder: str) -> str:
+    """Changes when a file in a folder does; empty without the folder."""
+    digest = hashlib.sha256()
+    try:
+        with os.scandir(folder) as entries:
+            for entry in sorted(entries, key=lambda each: each.name):
+                status = entry.stat(follow_symlinks=False)
+                digest.update(os.fsencode(entry.name) + f"\0{status.st_size} {status.st_mtime_ns}\0".encode())
+    except FileNotFoundError:
+        return ""
+    return digest.hexdigest()

@@ -7,7 +7,7 @@ import sqlite3
 from contextlib import contextmanager
 from typing import Any, Dict, Iterable, Iterator, List, Optional, Sequence, Tuple, Union
 
-from radvex._errors import FileError
+from radvex._errors import FileError, UsageError
 from radvex._file import PathLike
 
 COLUMNS: Dict[str, str] = {
@@ -34,9 +34,11 @@ COLUMNS: Dict[str, str] = {
 }
 """The attributes that a file has a column for."""
 
-SOURCE = "count(*) || ' ' || sum(size) || ' ' || max(changed)"
-"""Of the files of a series or the like: changes when one of them does."""
+SOURCE = "count(*) || ' ' || sum(size) || ' ' || max(changed) || ' ' || sum(changed % 2147483647)"
+"""Of the files of a series or the like: changes when one of them does, also when an older file of the same size takes its
+place."""
 
+_CACHE = 64 * 1024  # KiB: series come in any order, and so do their places in the index of series
 _VERSION = 2
 _SCHEMA = f"""
 CREATE TABLE archive (root, runs INTEGER NOT NULL, version INTEGER NOT NULL, summarized INTEGER NOT NULL);
@@ -53,8 +55,9 @@ CREATE TABLE verdicts (SeriesInstanceUID TEXT PRIMARY KEY, verdict TEXT NOT NULL
 CREATE TABLE studies (StudyInstanceUID TEXT, PatientID TEXT, StudyDate TEXT, StudyDescription TEXT, series INTEGER,
     files INTEGER, bytes INTEGER);
 CREATE TABLE counts (state TEXT PRIMARY KEY, files INTEGER);
-CREATE VIEW paths AS SELECT CASE folders.path WHEN '' THEN name ELSE folders.path || '/' || name END AS path, files.*
-    FROM files JOIN folders ON folders.id = files.folder;
+CREATE VIEW paths AS SELECT CASE WHEN folders.path = '' THEN name
+    WHEN 'blob' IN (typeof(folders.path), typeof(name)) THEN CAST(folders.path || '/' || name AS BLOB)
+    ELSE folders.path || '/' || name END AS path, files.* FROM files JOIN folders ON folders.id = files.folder;
 """
 
 _SUMMARIES = f"""
@@ -71,6 +74,11 @@ DELETE FROM counts;
 INSERT INTO counts SELECT state, count(*) FROM files GROUP BY state;
 UPDATE archive SET summarized = 1;
 """
+
+# Of a row of folders: whether it lies below one that could not be read in this run. Paths may be bytes.
+_BELOW_CLOSED = """EXISTS (SELECT 1 FROM folders AS closed WHERE closed.run = ? AND closed.problem IS NOT NULL
+    AND (closed.path = '' OR substr(CAST(folders.path AS BLOB), 1, length(CAST(closed.path || '/' AS BLOB)))
+        = CAST(closed.path || '/' AS BLOB)))"""
 
 Name = Union[str, bytes]
 
@@ -106,8 +114,9 @@ class Index:
         database = self._database
         database.execute("PRAGMA journal_mode = WAL")
         database.execute("PRAGMA synchronous = NORMAL")
-        known = database.execute("SELECT count(*) FROM sqlite_master WHERE name = 'archive'").fetchone()[0]
+        database.execute(f"PRAGMA cache_size = -{_CACHE}")
         database.execute("BEGIN IMMEDIATE")
+        known = database.execute("SELECT count(*) FROM sqlite_master WHERE name = 'archive'").fetchone()[0]
         if not known:
             if database.execute("SELECT count(*) FROM sqlite_master").fetchone()[0]:
                 raise FileError(f"{self.path} is a database of something else.")
@@ -182,11 +191,11 @@ class Index:
             self._is_summarized = False
 
     def finish(self) -> None:
-        """Marks the files of folders that are no longer there, and counts series and studies."""
+        """Marks the files of folders that are no longer there, but not of those below one that cannot be read, and counts series and studies."""
         gone = self._database.execute(
             "UPDATE files SET state = 'vanished' WHERE state != 'vanished' AND folder IN "
-            "(SELECT id FROM folders WHERE run != ?)",
-            (self.run,),
+            f"(SELECT id FROM folders WHERE run != ? AND NOT {_BELOW_CLOSED})",
+            (self.run, self.run),
         )
         self._database.execute("UPDATE folders SET digest = NULL WHERE run != ?", (self.run,))
         if gone.rowcount:
@@ -201,6 +210,17 @@ class Index:
             if statement.strip():
                 self._database.execute(statement)
         self.commit()
+
+    def has_files(self) -> bool:
+        """Whether any file was there in the last run."""
+        return self._database.execute("SELECT 1 FROM files WHERE state != 'vanished' LIMIT 1").fetchone() is not None
+
+    def closed_folders(self) -> List[str]:
+        """Folders of this run that cannot be read."""
+        rows = self._database.execute(
+            "SELECT path FROM folders WHERE run = ? AND problem IS NOT NULL ORDER BY path", (self.run,)
+        )
+        return [os.fsdecode(path) for (path,) in rows]
 
     def counts(self) -> Dict[str, int]:
         """The number of files in each state."""
@@ -242,6 +262,22 @@ def read_only(path: str) -> sqlite3.Connection:
         database.close()
         raise FileError(f"{path} is no index: {error}.") from None
     return database
+
+
+def require_condition(database: sqlite3.Connection, where: Optional[str], values: Sequence[Any] = ()) -> None:
+    """Refuses what is no whole condition of SQL on the files. In brackets alone, "1) OR (1" would be one.
+
+    values: for the question marks in it
+
+    Raises UsageError
+    """
+    if where is None:
+        return
+    for question in (f"SELECT 1 FROM paths WHERE {where}\nLIMIT 0", f"SELECT 1 FROM paths WHERE ({where}) LIMIT 0"):
+        try:
+            database.execute(question, values).close()
+        except (sqlite3.Error, sqlite3.Warning) as error:
+            raise UsageError(f"where= is no condition of SQL: {error}.") from None
 
 
 def _reads_only(action: int, *_: Any) -> int:

@@ -1,5 +1,6 @@
 from __future__ import annotations
 
+import hashlib
 import importlib
 import json
 import math
@@ -9,14 +10,14 @@ import shutil
 import sqlite3
 import uuid
 import warnings
-from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple
+from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple, Union
 
 from radvex._errors import ReaderDied, UsageError, VolumeError
 from radvex._file import PathLike
 from radvex._volume import Volume, volumes as read_volumes
 from radvex.archive._cluster import Crew, require_archive
 from radvex.archive._progress import Progress, Teller
-from radvex.archive._store import SOURCE, stored_name, writable
+from radvex.archive._store import SOURCE, require_condition, stored_name, writable
 
 _ENDINGS = {"zarr": ".zarr", "nifti": ".nii.gz"}
 _CHUNK = 1 << 24  # bytes, about: large enough for the disk, small enough for many at a time
@@ -34,7 +35,7 @@ Row = Tuple[Any, ...]
 class Series(NamedTuple):
     """A series to make volumes of."""
 
-    uid: str
+    uid: Union[str, bytes]
     root: str
     paths: List[str]  # below the root
     output: str
@@ -72,8 +73,7 @@ def _refused(error: Any) -> Row:
 
 
 def _written(series: Series, volume: Volume) -> Row:
-    name = re.sub(r"[^0-9A-Za-z.]", "_", series.uid) + (f"-{volume.label}" if volume.label else "")
-    name += _ENDINGS[series.format]
+    name = _file_name(series.uid) + (f"-{volume.label}" if volume.label else "") + _ENDINGS[series.format]
     final = os.path.join(series.output, name)
     draft = os.path.join(series.output, f".{uuid.uuid4().hex}{_ENDINGS[series.format]}")
     try:
@@ -105,6 +105,13 @@ def _written(series: Series, volume: Volume) -> Row:
     )
 
 
+def _file_name(uid: Union[str, bytes]) -> str:
+    """The identifier where it is one. What is none gets a digest, so that no two have the same name."""
+    text = os.fsdecode(uid)
+    plain = re.sub(r"[^0-9A-Za-z.]", "_", text)
+    return plain if text == plain and not text.startswith(".") else f"{plain}-{hashlib.sha256(os.fsencode(text)).hexdigest()[:8]}"
+
+
 def _save_zarr(path: str, volume: Volume) -> None:
     """A group with the array "values" and what is known about it as attributes; xarray.open_zarr reads it too."""
     zarr = importlib.import_module("zarr")
@@ -132,7 +139,9 @@ def _save_zarr(path: str, volume: Volume) -> None:
     )
 
 
-def _series_of(database: sqlite3.Connection, where: Optional[str], values: Sequence[Any]) -> Iterator[Tuple[str, str]]:
+def _series_of(
+    database: sqlite3.Connection, where: Optional[str], values: Sequence[Any]
+) -> Iterator[Tuple[Union[str, bytes], str]]:
     """Identifier and source of each series that has a file that matches."""
     chosen = f"AND ({where})" if where is not None else ""
     query = (
@@ -140,10 +149,8 @@ def _series_of(database: sqlite3.Connection, where: Optional[str], values: Seque
         f"WHERE state = 'dicom' AND SeriesInstanceUID IN (SELECT SeriesInstanceUID FROM paths WHERE state = 'dicom' {chosen}) "
         "GROUP BY SeriesInstanceUID ORDER BY SeriesInstanceUID"
     )
-    try:
-        return iter(database.execute(query, values).fetchall())
-    except sqlite3.Error as error:
-        raise UsageError(f"where= is no condition of SQL: {error}.") from None
+    require_condition(database, where, values)
+    return iter(database.execute(query, values).fetchall())
 
 
 def volumes(
@@ -158,7 +165,8 @@ def volumes(
     progress: Optional[Progress] = None,
 ) -> Dict[str, int]:
     """Makes volumes of the series of an archive, as radvex.volume makes them, and keeps the verdict on each in the table
-    `volumes` of the index. Series that were done and have not changed are not done again.
+    `volumes` of the index. Series that were done into the same folder and have not changed are not done again. Of one that
+    has changed, the earlier volumes are replaced, or removed.
 
     index: of the archive
     output: folder for the volumes, which every worker has to see under the same path; made if it is not there
@@ -201,9 +209,10 @@ def _wanted(
     where: Optional[str],
     values: Sequence[Any],
     counts: Dict[str, int],
-) -> Iterator[Tuple[str, str]]:
+) -> Iterator[Tuple[Union[str, bytes], str]]:
     """Series that were not done, or have changed, or whose volumes are gone."""
-    for uid, source in _series_of(database, where, values):
+    for uid, files in _series_of(database, where, values):
+        source = f"{files} {_mark_of(folder)}"
         rows = database.execute(
             "SELECT source, file FROM volumes WHERE SeriesInstanceUID = ? AND format = ?", (uid, format)
         ).fetchall()
@@ -214,7 +223,27 @@ def _wanted(
             yield uid, source
 
 
+def _mark_of(folder: str) -> str:
+    """Tells one output from another: what lies in one says nothing about the other."""
+    return hashlib.sha256(os.fsencode(folder)).hexdigest()[:16]
+
+
+def _remove_earlier(database: sqlite3.Connection, series: Series, rows: List[Row]) -> None:
+    """Removes the volumes of the series as it was, which nobody can tell from what the series is now."""
+    earlier = database.execute(
+        "SELECT file FROM volumes WHERE SeriesInstanceUID = ? AND format = ? AND file IS NOT NULL AND source LIKE ?",
+        (series.uid, series.format, f"% {_mark_of(series.output)}"),
+    )
+    for name in {os.fsdecode(row[0]) for row in earlier} - {row[4] for row in rows}:
+        path = os.path.join(series.output, name)
+        if os.path.isdir(path):
+            shutil.rmtree(path)
+        elif os.path.exists(path):
+            os.remove(path)
+
+
 def _keep(database: sqlite3.Connection, series: Series, rows: List[Row]) -> None:
+    _remove_earlier(database, series, rows)
     database.execute("BEGIN IMMEDIATE")
     database.execute("DELETE FROM volumes WHERE SeriesInstanceUID = ? AND format = ?", (series.uid, series.format))
     for number, row in enumerate(rows):
