@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <utility>
 
 namespace radvex::view {
 
@@ -61,21 +62,33 @@ ReaderPool::ReaderPool(std::vector<std::string> command, std::size_t count)
     : mCommand(std::move(command)), mReaders(std::max<std::size_t>(1, count)) {}
 
 ReaderPool::~ReaderPool() {
+    end();
     for (Reader& reader : mReaders) {
         if (reader.process > 0) {
-            (void)::kill(reader.process, SIGTERM);
             (void)endOf(reader);
         }
     }
 }
 
-void ReaderPool::start(Reader& reader) const {
+void ReaderPool::end() {
+    const std::lock_guard lock(mMutex);
+    mIsEnding = true;
+    for (const Reader& reader : mReaders) {
+        if (reader.process > 0) {
+            (void)::kill(reader.process, SIGTERM);
+        }
+    }
+    mIsFree.notify_all();
+}
+
+void ReaderPool::start(Reader& reader) {
     std::array<int, 2> sockets{};
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets.data()) != 0) {
         throw ReaderError(std::string("No reading process can be started: ") + std::strerror(errno) + ".");
     }
     (void)::setsockopt(sockets[0], SOL_SOCKET, SO_RCVTIMEO, &kLongestAnswer, sizeof kLongestAnswer);
-    const int failure = Start(sockets[1]).run(reader.process, mCommand);
+    const std::lock_guard lock(mMutex);
+    const int failure = mIsEnding ? ECANCELED : Start(sockets[1]).run(reader.process, mCommand);
     (void)::close(sockets[1]);
     if (failure != 0) {
         (void)::close(sockets[0]);
@@ -87,10 +100,15 @@ void ReaderPool::start(Reader& reader) const {
 
 std::string ReaderPool::endOf(Reader& reader) {
     (void)::close(reader.socket);
-    int status = 0;
-    while (::waitpid(reader.process, &status, 0) < 0 && errno == EINTR) {
+    pid_t process = -1;
+    {
+        const std::lock_guard lock(mMutex); // from here on, nobody sends it a signal
+        process = std::exchange(reader.process, -1);
     }
-    reader.process = reader.socket = -1;
+    int status = 0;
+    while (::waitpid(process, &status, 0) < 0 && errno == EINTR) {
+    }
+    reader.socket = -1;
     if (WIFSIGNALED(status)) {
         const char* const name = sigabbrev_np(WTERMSIG(status));
         return "ended with signal " + std::to_string(WTERMSIG(status)) +
@@ -102,7 +120,10 @@ std::string ReaderPool::endOf(Reader& reader) {
 ReaderPool::Reader& ReaderPool::acquire() {
     std::unique_lock lock(mMutex);
     const auto isFree = [](const Reader& reader) { return !reader.isBusy; };
-    mIsFree.wait(lock, [&] { return std::ranges::any_of(mReaders, isFree); });
+    mIsFree.wait(lock, [&] { return mIsEnding || std::ranges::any_of(mReaders, isFree); });
+    if (mIsEnding) {
+        throw ReaderError("The server has ended.");
+    }
     // One that is running, if there is one.
     auto found = std::ranges::find_if(mReaders, [&](const Reader& each) { return isFree(each) && each.process > 0; });
     found = found == mReaders.end() ? std::ranges::find_if(mReaders, isFree) : found;

@@ -35,6 +35,8 @@ class ReaderPool {
     /// Waits for a process that is free, and for its answer.
     /// @throws ReaderError
     Message ask(const formats::Json& request);
+    /// Ends all processes, also those that work: there are no more answers.
+    void end();
 
   private:
     struct Reader {
@@ -43,15 +45,16 @@ class ReaderPool {
         bool isBusy = false;
     };
 
-    void start(Reader& reader) const;
+    void start(Reader& reader);
     /// Waits for the end of a process. @return how it ended, as a part of a sentence
-    static std::string endOf(Reader& reader);
+    std::string endOf(Reader& reader);
     Reader& acquire();
     void release(Reader& reader);
 
     std::vector<std::string> mCommand;
     std::vector<Reader> mReaders;
-    std::mutex mMutex{};
+    bool mIsEnding = false;
+    std::mutex mMutex{}; ///< for what is above
     std::condition_variable mIsFree{};
 };
 

@@ -1,29 +1,22 @@
 #include "view/Reading.h"
 
-#include <map>
+#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "files/Errors.h"
-#include "formats/pictures/NpyHeader.h"
-#include "media/ElementList.h"
 #include "media/Medium.h"
 #include "media/MediumJson.h"
 #include "media/MediumTree.h"
 #include "media/scan/FileDiagnosis.h"
+#include "view/ElementTable.h"
+#include "view/FrameReader.h"
+#include "view/SeriesReading.h"
 #include "view/Wire.h"
-#include "volume/SeriesReader.h"
-#include "volume/VolumeAssembly.h"
-#include "volume/VolumeSeries.h"
-#include "volume/samples/ModalityArray.h"
-#include "volume/slices/AttributeValues.h"
-#include "volume/slices/FileMetadata.h"
-#include "volume/slices/PixelMeaning.h"
 
 namespace radvex::view {
 
 using formats::Json;
-using velmora::Store;
 
 namespace {
 
@@ -32,79 +25,61 @@ std::string pathIn(const Json& json) {
     return json.is_string() ? json.get<std::string>() : formats::fromJson(json).get<std::string>();
 }
 
-Json slicesOf(const volume::SeriesSlices& slices, const std::map<std::string, std::size_t>& indices) {
-    Json all = Json::array();
-    for (const volume::SliceRecord& slice : slices.slices) {
-        Json json{{"file", indices.at(slice.file)}, {"frame", slice.frame - 1}, {"rows", slice.rows},
-                  {"columns", slice.columns},       {"colour", slice.isColour}, {"unit", slice.unit}};
-        if (slice.instanceNumber) {
-            json["instance"] = *slice.instanceNumber;
-        }
-        if (slice.position) {
-            json["position"] = *slice.position;
-        }
-        if (slice.orientation) {
-            const auto& [columns, rows] = *slice.orientation;
-            json["orientation"] = {columns, rows};
-        }
-        if (slice.pixelSpacing) {
-            json["spacing"] = {slice.pixelSpacing->betweenRows, slice.pixelSpacing->betweenColumns};
-        }
-        all.push_back(std::move(json));
+std::vector<std::string> pathsIn(const Json& json) {
+    std::vector<std::string> paths;
+    for (const Json& path : json) {
+        paths.push_back(pathIn(path));
     }
-    return all;
+    return paths;
 }
 
-Json volumesOf(const volume::SeriesVolumes& all) {
-    Json volumes = Json::array();
-    for (const volume::Volume& volume : all.volumes) {
-        volumes.push_back({{"label", volume.label},
-                           {"order", volume.slices},
-                           {"shape", volume.header.shape()},
-                           {"geometry", volume::describeGeometry(volume.header.geometry)},
-                           {"tiltDegrees", volume.tiltDegrees ? Json(*volume.tiltDegrees) : Json()},
-                           {"findings", volume::describeFindings(volume.findings)}});
+std::uintmax_t sizeOf(const std::vector<std::string>& files) {
+    std::uintmax_t bytes = 0;
+    for (const std::string& file : files) {
+        std::error_code error;
+        const std::uintmax_t size = std::filesystem::file_size(file, error);
+        bytes += error ? 0 : size;
     }
-    return volumes;
+    return bytes;
 }
 
-/// The windows of a file as pairs of centre and width; on modality values.
-Json windowsOf(velmora::Host& host, const std::string& file) {
+bool isSingleFile(const std::string& path) {
+    std::error_code error;
+    return !path.ends_with("DICOMDIR") && !path.ends_with("dicomdir") &&
+           std::filesystem::is_regular_file(path, error);
+}
+
+/// A file alone as a tree. @throws LibraryError  it cannot be read
+std::vector<media::MediumPatient> treeOfFile(velmora::Host& host, const std::string& path) {
     const velmora::Value found =
-        host.call("ReadMetadata", {file, Store::ofTexts({"WindowCenter", "WindowWidth"}), false});
-    const auto centers = volume::realsOf(found.get<Store>().view(), "WindowCenter");
-    const auto widths = volume::realsOf(found.get<Store>().view(), "WindowWidth");
-    Json windows = Json::array();
-    for (std::size_t index = 0; index < centers.size() && index < widths.size(); ++index) {
-        windows.push_back({centers[index], widths[index]});
-    }
-    return windows;
-}
-
-Json elementOf(const media::Element& element) {
-    Json json{{"tag", media::numberOf(element)}, {"vr", element.vr}, {"keyword", element.keyword}};
-    if (!element.creator.empty()) {
-        json["creator"] = element.creator;
-    }
-    if (!element.isSequence()) {
-        json["value"] = element.text;
-        json["bytes"] = element.length;
-        return json;
-    }
-    json["items"] = Json::array();
-    for (const auto& item : element.items) {
-        Json elements = Json::array();
-        for (const media::Element& inner : item) {
-            elements.push_back(elementOf(inner));
-        }
-        json["items"].push_back(std::move(elements));
-    }
-    return json;
+        host.call("ReadMetadata", {path,
+                                   velmora::Store::ofTexts({"PatientID", "PatientName", "StudyInstanceUID", "StudyDate",
+                                                            "StudyDescription", "SeriesInstanceUID", "SeriesNumber",
+                                                            "Modality", "SeriesDescription"}),
+                                   false});
+    const velmora::StoreView file = found.get<velmora::Store>().view();
+    const auto text = [&](const char* keyword) { return std::string(file.text(keyword)); };
+    media::MediumSeries series;
+    series.uid = series.key = text("SeriesInstanceUID");
+    series.number = text("SeriesNumber");
+    series.modality = text("Modality");
+    series.description = text("SeriesDescription");
+    series.files = {path};
+    media::MediumStudy study;
+    study.uid = study.key = text("StudyInstanceUID");
+    study.date = text("StudyDate");
+    study.description = text("StudyDescription");
+    study.series = {series};
+    media::MediumPatient patient;
+    patient.id = patient.key = text("PatientID");
+    patient.name = text("PatientName");
+    patient.studies = {study};
+    return {patient};
 }
 
 class Reading {
   public:
-    Reading(velmora::Host& host, std::size_t jobs) : mHost(host), mJobs(jobs) {}
+    Reading(velmora::Host& host, std::size_t jobs) : mHost(host), mJobs(jobs), mFrames(host) {}
 
     /// @throws Error, LibraryError
     Message answer(const Json& request) {
@@ -113,90 +88,54 @@ class Reading {
             return tree(pathIn(request.at("path")));
         }
         if (job == "series") {
-            return series(request.at("files"));
+            return describeSeries(mHost, pathsIn(request.at("files")), mJobs);
         }
-        if (job == "values") {
-            return values(pathIn(request.at("file")), request.at("frame").get<vint>());
+        if (job == "volume") {
+            return makeVolume(mHost, pathsIn(request.at("files")), request.at("volume").get<std::size_t>(),
+                              request.at("most").get<std::size_t>(), mJobs);
         }
+        const std::string file = pathIn(request.at("file"));
         if (job == "tags") {
-            return tags(pathIn(request.at("file")));
+            return listElements(mHost, file);
+        }
+        const auto frame = request.at("frame").get<std::size_t>();
+        if (job == "values") {
+            return mFrames.values(file, frame);
+        }
+        if (job == "overlays") {
+            return mFrames.overlays(file, frame);
+        }
+        if (job == "preview") {
+            return mFrames.preview(file, frame);
         }
         throw Error("'" + job + "' is no request.");
     }
 
   private:
-    Message tree(const std::string& path) {
+    Message tree(const std::string& path) const {
+        Json tree = treeOf(path);
+        for (Json& patient : tree["patients"]) {
+            for (Json& study : patient["studies"]) {
+                for (Json& series : study["series"]) {
+                    series["bytes"] = sizeOf(pathsIn(series["files"]));
+                }
+            }
+        }
+        return {std::move(tree), ""};
+    }
+
+    Json treeOf(const std::string& path) const {
+        if (isSingleFile(path)) {
+            return media::describeTree(treeOfFile(mHost, path), {});
+        }
         const media::Medium medium(path, mJobs);
-        const auto patients = media::listMedium(mHost, medium, {}, media::Records::all, mJobs);
-        return {media::describeTree(patients, medium.listing().leftOut), ""};
-    }
-
-    Message series(const Json& paths) {
-        volume::SeriesFiles files;
-        std::map<std::string, std::size_t> indices;
-        for (const Json& path : paths) {
-            files.files.push_back(pathIn(path));
-            indices.emplace(files.files.back(), files.files.size() - 1);
-        }
-        const media::Medium medium(media::Medium::SingleFile{files.files.empty() ? "" : files.files.front()});
-        const std::vector<volume::SeriesFiles> all{files};
-        volume::SeriesReader reader(mHost, medium, all, volume::SampleKind::none, {}, mJobs);
-        volume::SeriesSlices slices = reader.read(0, [] {});
-        const volume::SeriesVolumes volumes = volume::assembleVolumes(slices, {}, false);
-        return {{{"slices", slicesOf(slices, indices)},
-                 {"volumes", volumesOf(volumes)},
-                 {"findings", volume::describeFindings(volumes.findings)}},
-                ""};
-    }
-
-    Message values(const std::string& file, vint frame) {
-        const volume::PixelMeaning meaning = volume::readPixelMeaning(mHost, file);
-        if (frame < 0 || frame >= meaning.frames) {
-            throw Error("The file has no such frame.");
-        }
-        Message answer =
-            meaning.photometricInterpretation.starts_with("MONOCHROME") ? grey(file, frame) : colour(file, frame);
-        answer.json["unit"] = meaning.unit;
-        answer.json["windows"] = windowsOf(mHost, file);
-        answer.json["photometricInterpretation"] = meaning.photometricInterpretation;
-        return answer;
-    }
-
-    Message grey(const std::string& file, vint frame) {
-        const volume::ModalityArray array = volume::readModalityArray(mHost, file, file, [frame](vint /*available*/) {
-            return volume::FrameSpan{frame, 1};
-        });
-        return {{{"type", formats::numpyType(array.type)}, {"shape", array.shape}}, bytesOf(array.bytes)};
-    }
-
-    Message colour(const std::string& file, vint frame) {
-        const media::Rendering asStored{.scaling = media::Rendering::Scaling::none};
-        const velmora::Value found =
-            mHost.call("ReadImageData", {file, frame, 1, asStored.scalingTensor(), false, media::kImageFlags});
-        for (const velmora::NodeView node : found.get<Store>()) {
-            const VelmoraNumericArray& array = *node.cell().numericArray;
-            const auto bytes = static_cast<std::size_t>(array.length) * velmora::numericArrayElementSize(array.type);
-            return {{{"type", formats::numpyType(array.type)}, {"shape", array.dimensions}},
-                    std::string(static_cast<const char*>(array.data.get()), bytes)};
-        }
-        throw Error(file + " has no such frame.");
-    }
-
-    static std::string bytesOf(formats::SliceBytes bytes) {
-        return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-    }
-
-    Message tags(const std::string& file) {
-        Json elements = Json::array();
-        for (const media::Element& element :
-             media::listElements(file, {.values = media::ElementValues::Text, .wants = {}})) {
-            elements.push_back(elementOf(element));
-        }
-        return {{{"elements", std::move(elements)}}, ""};
+        return media::describeTree(media::listMedium(mHost, medium, {}, media::Records::all, mJobs),
+                                   medium.listing().leftOut);
     }
 
     velmora::Host& mHost;
     std::size_t mJobs;
+    FrameReader mFrames;
 };
 
 /// The answer, or the sentence that says why there is none.
@@ -204,7 +143,8 @@ Message attempt(Reading& reading, const Json& request) {
     try {
         return reading.answer(request);
     } catch (const velmora::LibraryError& error) {
-        const std::string file = request.contains("file") ? pathIn(request["file"]) : "";
+        const char* const named = request.contains("file") ? "file" : "path";
+        const std::string file = request.contains(named) ? pathIn(request[named]) : "";
         return {{{"error", file.empty() ? error.what() : media::explain(error, file, file)}}, ""};
     } catch (const std::exception& error) {
         return {{{"error", error.what()}}, ""};

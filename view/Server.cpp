@@ -4,12 +4,10 @@
 #include <sys/random.h>
 
 #include <array>
-#include <charconv>
 #include <cstdint>
 #include <map>
-#include <optional>
 
-#include "view/Catalogue.h"
+#include "files/Errors.h"
 
 namespace radvex::view {
 
@@ -48,12 +46,6 @@ bool isSame(std::string_view one, std::string_view other) {
     return different == 0;
 }
 
-std::optional<std::size_t> numberIn(const std::string& text) {
-    std::size_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
-}
-
 void protect(Response& response) {
     response.set_header("Content-Security-Policy",
                         "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' blob: data:; "
@@ -74,10 +66,7 @@ void refuse(Response& response, int status, const std::string& sentence) {
 
 class Server::Routes {
   public:
-    Routes(ReaderPool& readers, const std::string& path, int port, std::vector<Asset> page)
-        : mReaders(readers),
-          mCatalogue(mReaders.ask({{"job", "tree"}, {"path", formats::toJson(path)}}).json),
-          mToken(newToken()) {
+    Routes(Answers& answers, int port, std::vector<Asset> page) : mAnswers(answers), mToken(newToken()) {
         for (Asset& asset : page) {
             mPage.emplace(asset.name, std::move(asset));
         }
@@ -129,24 +118,11 @@ class Server::Routes {
 
     void addRoutes() {
         const std::string start = "/[0-9a-f]+/";
-        mServer.Get(start + "api/tree", [this](const Request&, Response& response) {
-            response.set_content(formats::dumpJson(mCatalogue.shown()), "application/json");
+        mServer.Get(start + "api/([a-z0-9/]*)", [this](const Request& request, Response& response) {
+            const bool hasFrame = request.has_param("frame");
+            answer(response, mAnswers.to(request.matches[1].str() +
+                                         (hasFrame ? "?frame=" + request.get_param_value("frame") : "")));
         });
-        mServer.Get(start + "api/series/([0-9]{1,9})", [this](const Request& request, Response& response) {
-            const Json* const files = mCatalogue.filesOf(numberIn(request.matches[1]).value_or(SIZE_MAX));
-            answer(response, files, [&] { return Json{{"job", "series"}, {"files", *files}}; });
-        });
-        mServer.Get(start + "api/series/([0-9]{1,9})/files/([0-9]{1,9})/(values|tags)",
-                    [this](const Request& request, Response& response) {
-                        const Json* const file = mCatalogue.fileOf(numberIn(request.matches[1]).value_or(SIZE_MAX),
-                                                                   numberIn(request.matches[2]).value_or(SIZE_MAX));
-                        const auto frame = numberIn(request.get_param_value("frame")).value_or(0);
-                        answer(response, file, [&] {
-                            return Json{{"job", request.matches[3].str()},
-                                        {"file", *file},
-                                        {"frame", std::min<std::size_t>(frame, INT32_MAX)}};
-                        });
-                    });
         mServer.Get(start + "([a-z.]*)", [this](const Request& request, Response& response) {
             const auto found = mPage.find(request.matches[1]);
             if (found == mPage.end()) {
@@ -156,34 +132,30 @@ class Server::Routes {
         });
     }
 
-    /// What a reader says of a thing that is there.
-    template <typename MakeRequest>
-    void answer(Response& response, const Json* thing, const MakeRequest& request) {
-        if (thing == nullptr) {
-            return refuse(response, 404, "There is no such series or file.");
+    static void answer(Response& response, const Answer& found) {
+        response.status = found.status;
+        if (!found.info.is_null()) { // a header has ASCII only
+            response.set_header("Radvex-Values",
+                                found.info.dump(-1, ' ', true, formats::Json::error_handler_t::replace));
         }
-        try {
-            Message found = mReaders.ask(request());
-            if (found.body.empty()) {
-                return response.set_content(formats::dumpJson(found.json), "application/json");
-            }
-            response.set_header("Radvex-Values", formats::dumpJson(found.json));
-            response.set_content(std::move(found.body), "application/octet-stream");
-        } catch (const ReaderError& error) {
-            refuse(response, 422, error.what());
+        if (found.message->body.empty()) {
+            return response.set_content(found.text(), found.type);
         }
+        response.set_content_provider(found.message->body.size(), found.type,
+                                      [message = found.message](std::size_t offset, std::size_t length, auto& sink) {
+                                          return sink.write(message->body.data() + offset, length);
+                                      });
     }
 
-    ReaderPool& mReaders;
-    Catalogue mCatalogue;
+    Answers& mAnswers;
     std::string mToken;
     std::map<std::string, Asset> mPage{};
     httplib::Server mServer{};
     int mPort = -1;
 };
 
-Server::Server(ReaderPool& readers, const std::string& path, int port, std::vector<Asset> page)
-    : mRoutes(std::make_unique<Routes>(readers, path, port, std::move(page))) {}
+Server::Server(Answers& answers, int port, std::vector<Asset> page)
+    : mRoutes(std::make_unique<Routes>(answers, port, std::move(page))) {}
 
 Server::~Server() = default;
 

@@ -4,35 +4,23 @@
 #include <string>
 #include <vector>
 
-#include "files/Errors.h"
-#include "view/ReaderPool.h"
+#include "view/Answers.h"
+#include "view/Page.h"
 
 namespace radvex::view {
 
-/// A file of the page.
-struct Asset {
-    std::string name{}; ///< "page.js"; empty for the page itself
-    std::string type{}; ///< "text/html; charset=utf-8"
-    std::string content{};
-};
-
-/// Shows a folder to a browser of this machine, at an address that nobody can guess. Reading only.
+/// Gives the page and its answers to a browser of this machine, at an address that nobody can guess. Reading only.
 ///
-///   /TOKEN/                           the page and its files
-///   /TOKEN/api/tree                   patients, studies and series, see Catalogue
-///   /TOKEN/api/series/ID              slices, volumes and findings of a series
-///   /TOKEN/api/series/ID/files/N/values?frame=F
-///                                     the samples of a frame; what they are is in the header Radvex-Values, as JSON
-///   /TOKEN/api/series/ID/files/N/tags all attributes
+///   /TOKEN/          the page and its files
+///   /TOKEN/api/...   see Answers; what the bytes of an answer are is in the header Radvex-Values, as JSON
 ///
-/// Everything else, another host in the request, or another origin, is refused. What a file cannot give is status 422
-/// with {"error": a sentence}.
+/// Everything else, another host in the request, or another origin, is refused.
 class Server {
   public:
-    /// Lists the folder and starts to listen on the loopback.
+    /// Starts to listen on the loopback.
     /// @param port  0: any that is free
-    /// @throws ReaderError, FileError  the folder cannot be listed, the port cannot be used
-    Server(ReaderPool& readers, const std::string& path, int port, std::vector<Asset> page);
+    /// @throws FileError  the port cannot be used
+    Server(Answers& answers, int port, std::vector<Asset> page);
     ~Server();
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;

@@ -49,7 +49,7 @@ class WindowSource {
                            {path,
                             velmora::Store::ofTexts({"RescaleSlope", "RescaleType", "Modality", "Units", "DoseUnits",
                                                      "DoseGridScaling", "WindowCenter", "WindowWidth", "VOILUTFunction",
-                                                     "VOILUTSequence", "SharedFunctionalGroupsSequence",
+                                                     "WindowCenterWidthExplanation", "VOILUTSequence", "SharedFunctionalGroupsSequence",
                                                      "PerFrameFunctionalGroupsSequence"}),
                             false})),
           mPath(path),
@@ -80,6 +80,28 @@ class WindowSource {
             }
         }
         return first;
+    }
+
+    /// All windows of a frame that can be drawn.
+    OwnWindows all(vint frame) const {
+        const StoreView place = placesOf({frame, 1}).front();
+        const auto names = textsOf(place, "WindowCenterWidthExplanation");
+        const std::size_t count =
+            std::min(realsOf(place, "WindowCenter").size(), realsOf(place, "WindowWidth").size());
+        OwnWindows own;
+        for (std::size_t number = 1; number <= count; ++number) {
+            try {
+                own.windows.push_back({.window = windowIn(place, number),
+                                       .isSigmoid = trimmed(place.text("VOILUTFunction")) == "SIGMOID",
+                                       .name = std::string(number <= names.size() ? names[number - 1] : "")});
+            } catch (const Error&) {
+                own.problem = "The file has a window of a kind that is not drawn.";
+            }
+        }
+        if (count == 0 && dataset().store("VOILUTSequence").size() > 0) {
+            own.problem = "The file has a table (VOI LUT) in place of a window, which is not drawn.";
+        }
+        return own;
     }
 
     /// A window on modality values as one on the values that the library renders.
@@ -248,6 +270,10 @@ media::Rendering renderingOf(velmora::Host& host, const std::string& path, const
     rendering.named->found = wanted.named->preset ? *wanted.named->preset : source.own(wanted.named->number, frames);
     rendering.window = source.forLibrary(*rendering.named->found, frames);
     return rendering;
+}
+
+OwnWindows ownWindows(velmora::Host& host, const std::string& path, vint frame) {
+    return WindowSource(host, path, path).all(frame);
 }
 
 std::vector<std::string> doubtsAbout(velmora::Host& host, const std::string& path, const std::string& name,

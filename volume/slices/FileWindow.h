@@ -26,6 +26,22 @@ inline constexpr FrameSpan kAllFrames{0, 0};
 media::Rendering renderingOf(velmora::Host& host, const std::string& path, const std::string& name,
                              const media::Rendering& wanted, const FrameSpan& frames);
 
+/// A window of a file's own, on its modality values.
+struct OwnWindow {
+    media::Window window{};
+    bool isSigmoid = false; ///< VOILUTFunction SIGMOID; otherwise linear (PS3.3 C.11.2.1.2.1)
+    std::string name{};     ///< WindowCenterWidthExplanation; may be empty
+};
+
+struct OwnWindows {
+    std::vector<OwnWindow> windows{};
+    std::string problem{}; ///< a sentence: why the file is not drawn as it says; empty if it can be
+};
+
+/// The windows that a grey file gives to one of its frames.
+/// @throws LibraryError  the file cannot be read
+OwnWindows ownWindows(velmora::Host& host, const std::string& path, vint frame);
+
 /// What should be said about the picture of a file and its window: that pixels are missing, which the renderer makes
 /// up, that colour has no window, or that width and centre are likely to have changed places. Sentences; none if there
 /// is nothing to say, or if the file cannot be read.
