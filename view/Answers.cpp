@@ -44,9 +44,10 @@ std::optional<std::size_t> takeNumber(std::string_view& text) {
 
 std::string Answer::text() const { return type == kJson ? formats::dumpJson(message->json) : message->body; }
 
-Answers::Answers(ReaderPool& readers, const std::string& path, std::size_t memory)
+Answers::Answers(ReaderPool& readers, const Subject& subject, std::size_t memory)
     : mReaders(readers),
-      mCatalogue(mReaders.ask({{"job", "tree"}, {"path", formats::toJson(path)}}).json),
+      mCatalogue(
+          mReaders.ask({{"job", "tree"}, {"path", formats::toJson(subject.path)}, {"series", subject.series}}).json),
       mVolumes(memory) {}
 
 Answer Answers::to(std::string_view question) {

@@ -37,10 +37,16 @@ struct Answer {
 /// What cannot be answered is {"error": a sentence}.
 class Answers {
   public:
+    /// What the page shows.
+    struct Subject {
+        std::string path{};         ///< a folder, a medium or a file
+        std::string series = ".*"; ///< a regular expression on the whole SeriesInstanceUID; not for a file
+    };
+
     /// Lists the folder.
     /// @param memory  bytes of volumes that are kept, and of the largest one that is shown
     /// @throws ReaderError  the folder cannot be listed
-    Answers(ReaderPool& readers, const std::string& path, std::size_t memory);
+    Answers(ReaderPool& readers, const Subject& subject, std::size_t memory);
 
     const Catalogue& catalogue() const { return mCatalogue; }
     Answer to(std::string_view question);

@@ -16,6 +16,7 @@ class Catalogue {
 
     /// The tree for the page: in place of its files, each series has its "id" and the number of "files".
     const formats::Json& shown() const { return mShown; }
+    std::size_t seriesCount() const { return mFiles.size(); }
     /// The paths of the files of a series; nothing if there is no such series.
     const formats::Json* filesOf(std::size_t series) const;
     /// The path of a file of a series; nothing if there is none.

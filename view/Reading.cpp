@@ -85,7 +85,7 @@ class Reading {
     Message answer(const Json& request) {
         const auto job = request.at("job").get<std::string>();
         if (job == "tree") {
-            return tree(pathIn(request.at("path")));
+            return tree(pathIn(request.at("path")), request.at("series").get<std::string>());
         }
         if (job == "series") {
             return describeSeries(mHost, pathsIn(request.at("files")), mJobs);
@@ -112,24 +112,24 @@ class Reading {
     }
 
   private:
-    Message tree(const std::string& path) const {
-        Json tree = treeOf(path);
+    Message tree(const std::string& path, const std::string& series) const {
+        Json tree = treeOf(path, series);
         for (Json& patient : tree["patients"]) {
             for (Json& study : patient["studies"]) {
-                for (Json& series : study["series"]) {
-                    series["bytes"] = sizeOf(pathsIn(series["files"]));
+                for (Json& each : study["series"]) {
+                    each["bytes"] = sizeOf(pathsIn(each["files"]));
                 }
             }
         }
         return {std::move(tree), ""};
     }
 
-    Json treeOf(const std::string& path) const {
+    Json treeOf(const std::string& path, const std::string& series) const {
         if (isSingleFile(path)) {
             return media::describeTree(treeOfFile(mHost, path), {});
         }
         const media::Medium medium(path, mJobs);
-        return media::describeTree(media::listMedium(mHost, medium, {}, media::Records::all, mJobs),
+        return media::describeTree(media::listMedium(mHost, medium, {.series = series}, media::Records::all, mJobs),
                                    medium.listing().leftOut);
     }
 

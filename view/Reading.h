@@ -9,7 +9,7 @@ namespace radvex::view {
 
 /// What a reading process does: answers requests until the socket is closed. Requests are JSON objects with a "job":
 ///
-///   "tree"      {"path"}                      patients, studies and series of a medium or a folder, with their files
+///   "tree"      {"path", "series"}            patients, studies and series of a medium or a folder, with their files
 ///   "series"    {"files"}                     slices and volumes of a series, see SeriesReading
 ///   "volume"    {"files", "volume", "most"}   one of them as a NIfTI file
 ///   "values"    {"file", "frame"}             the samples of a frame, see FrameReader

@@ -10,21 +10,27 @@
 #include <iostream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "files/EndSignals.h"
 #include "files/Errors.h"
+#include "files/OutputFile.h"
 #include "host/Declarations.h"
 #include "view/Reading.h"
+#include "view/SavedPage.h"
 #include "view/Server.h"
+#include "view/StudyReport.h"
 
 // The program behind `radvex view`, which starts it: the server of the page, with libraries that no other command
 // needs, and in other processes what reads for it.
 //
-//     radvex-view serve LIBRARY PORT JOBS MEBIBYTES OPENS PAGE FOLDER
-//                       PORT 0: any; OPENS 1: in the browser; PAGE: its folder, empty for the one of this program
-//     radvex-view read LIBRARY JOBS
-//                       with the socket of the server in descriptor 3
+//     radvex-view MODE LIBRARY JOBS SERIES FOLDER ...    SERIES: a regular expression on SeriesInstanceUID
+//         serve ... PORT MEBIBYTES OPENS PAGE            PORT 0: any; MEBIBYTES of volumes; OPENS 1: in the browser;
+//                                                        PAGE: its folder, empty for the one of this program
+//         save ... OUT FORCE MEBIBYTES PAGE              of the file; FORCE 1: it may replace another one
+//         report ... OUT FORCE
+//     radvex-view read LIBRARY JOBS                      with the socket of the server in descriptor 3
 
 namespace radvex::view {
 
@@ -35,7 +41,6 @@ std::size_t numberOf(const std::string& word) { return static_cast<std::size_t>(
 int read(const std::string& library, std::size_t jobs) {
     constexpr int kSocket = 3;
     (void)::prctl(PR_SET_PDEATHSIG, SIGTERM);
-    files::removeFoldersOnEndSignals();
     const auto host = velmora::Host::load(library, velmora::radvexDeclarations());
     answerRequests(*host, kSocket, jobs);
     return kDone;
@@ -64,60 +69,110 @@ void openInBrowser(const std::string& address) {
     (void)posix_spawnattr_destroy(&attributes);
 }
 
-struct ServerOptions {
-    std::string library{};
-    int port = 0;
-    std::size_t jobs = 1;
-    std::size_t memory = 0; ///< bytes
-    bool opens = false;
-    std::string page{};
-    std::string folder{};
+constexpr std::size_t kMebibyte = 1 << 20;
+
+/// The words of the command line.
+class Words {
+  public:
+    explicit Words(std::vector<std::string> words) : mWords(std::move(words)) {}
+
+    const std::string& mode() const { return mWords.at(1); }
+    const std::string& library() const { return mWords.at(2); }
+    const std::string& jobs() const { return mWords.at(3); }
+    const std::string& series() const { return mWords.at(4); }
+    const std::string& folder() const { return mWords.at(5); }
+    /// Of those that the mode has.
+    const std::string& own(std::size_t index) const { return mWords.at(6 + index); }
+    bool isMode(const std::string& name, std::size_t count) const {
+        return mWords.size() == count && mWords.at(1) == name;
+    }
+
+  private:
+    std::vector<std::string> mWords;
 };
 
+/// The processes that read, and what they say about the folder.
+class Source {
+  public:
+    explicit Source(const Words& words, std::size_t memory)
+        : mReaders({std::filesystem::read_symlink("/proc/self/exe").string(), "read", words.library(), words.jobs()},
+                   numberOf(words.jobs()) + kMoreReaders),
+          mAnswers(mReaders, {words.folder(), words.series()}, memory) {}
+
+    Answers& answers() { return mAnswers; }
+    /// Who waits for an answer gets none.
+    void end() { mReaders.end(); }
+
+  private:
+    static constexpr std::size_t kMoreReaders = 2; // a series and a volume keep one each, and pictures go on
+
+    ReaderPool mReaders;
+    Answers mAnswers;
+};
+
+std::vector<Asset> pageOf(const std::string& folder) {
+    const std::string page = folder.empty() ? pageFolder() : folder;
+    if (page.empty()) {
+        throw FileError("This program was built without its page, because npm was not there. Install npm, and build it "
+                        "again; radvex tree, image and volume show the same from the command line.");
+    }
+    return loadPage(page);
+}
+
 /// Serves until Ctrl-C or the end of the terminal.
-int serve(const ServerOptions& options) {
-    constexpr std::size_t kMoreReaders = 2; // a series and a volume keep one each for a while, and pictures go on
+int serve(const Words& words) {
     sigset_t ends;
     sigemptyset(&ends);
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
         sigaddset(&ends, number);
     }
     (void)::pthread_sigmask(SIG_BLOCK, &ends, nullptr); // by all threads; one waits for them
-    const std::string page = options.page.empty() ? pageFolder() : options.page;
-    if (page.empty()) {
-        throw FileError("This program was built without its page, because npm was not there. Install npm, and build it "
-                        "again; radvex tree, image and volume show the same from the command line.");
-    }
-    const std::string self = std::filesystem::read_symlink("/proc/self/exe").string();
-    ReaderPool readers({self, "read", options.library, std::to_string(options.jobs)}, options.jobs + kMoreReaders);
-    Answers answers(readers, options.folder, options.memory);
-    Server server(answers, options.port, loadPage(page));
+    std::vector<Asset> page = pageOf(words.own(3));
+    Source source(words, numberOf(words.own(1)) * kMebibyte);
+    Server server(source.answers(), std::stoi(words.own(0)), std::move(page));
     std::cout << server.address() << std::endl; // at once, whoever reads it
-    if (options.opens) {
+    if (words.own(2) == "1") {
         openInBrowser(server.address());
     }
     std::thread answering([&] { server.run(); });
     int number = 0;
     (void)::sigwait(&ends, &number);
     server.stop();
-    readers.end(); // who waits for an answer gets none
+    source.end();
     answering.join();
     return kDone;
 }
 
-int run(const std::vector<std::string>& words) {
-    if (words.size() == 4 && words[1] == "read") {
-        return read(words[2], numberOf(words[3]));
+files::Output outputOf(const Words& words) {
+    return {words.own(0), words.own(1) == "1" ? files::Existing::MayBeReplaced : files::Existing::Stays};
+}
+
+int save(const Words& words) {
+    const std::vector<Asset> page = pageOf(words.own(3));
+    Source source(words, 0);
+    files::writeOutputText(outputOf(words), savedPage(source.answers(), page, numberOf(words.own(2)) * kMebibyte));
+    return kDone;
+}
+
+int report(const Words& words) {
+    Source source(words, 0);
+    files::writeOutputText(outputOf(words), studyReport(source.answers()));
+    return kDone;
+}
+
+int run(const Words& words) {
+    if (words.isMode("serve", 10)) {
+        return serve(words);
     }
-    if (words.size() == 9 && words[1] == "serve") {
-        constexpr std::size_t kMebibyte = 1 << 20;
-        return serve({.library = words[2],
-                      .port = std::stoi(words[3]),
-                      .jobs = numberOf(words[4]),
-                      .memory = numberOf(words[5]) * kMebibyte,
-                      .opens = words[6] == "1",
-                      .page = words[7],
-                      .folder = words[8]});
+    files::removeFoldersOnEndSignals();
+    if (words.isMode("read", 4)) {
+        return read(words.library(), numberOf(words.jobs()));
+    }
+    if (words.isMode("save", 10)) {
+        return save(words);
+    }
+    if (words.isMode("report", 8)) {
+        return report(words);
     }
     throw UsageError("this program is started by radvex view.");
 }
@@ -128,7 +183,7 @@ int run(const std::vector<std::string>& words) {
 
 int main(int argc, char** argv) {
     try {
-        return radvex::view::run({argv, argv + argc});
+        return radvex::view::run(radvex::view::Words({argv, argv + argc}));
     } catch (const radvex::Error& error) {
         std::cerr << "radvex: " << error.what() << '\n';
         return error.exitStatus();

@@ -79,6 +79,7 @@ export interface ValuesInfo {
   windows: Window[]; // of the file, on these values
   windowNames: string[]; // what the file calls them; may be fewer
   function: "LINEAR" | "LINEAR_EXACT" | "SIGMOID"; // VOILUTFunction
+  windowProblem: string; // a sentence: why the file cannot be drawn as it says; empty if it can
   photometricInterpretation: string; // MONOCHROME1: small values are bright
 }
 
@@ -95,7 +96,12 @@ export interface Element {
   value?: string;
   bytes?: number;
   items?: Element[][];
-  action: string; // what a de-identification by the basic profile does: "remove", "empty", "dummy", "new UID", "keep", "clean"
+  action: string; // what a de-identification does, as "removed", "emptied", "dummy value", "new UID"; empty: nothing
+}
+
+export interface Elements {
+  elements: Element[];
+  actionProblem: string; // a sentence: why it is not known what a de-identification does; empty if it is
 }
 
 /** Why there is no answer, as a sentence for people. */
@@ -164,38 +170,40 @@ class Server implements Source {
 interface SavedAnswer {
   type: string; // "application/json", "application/octet-stream", "image/png"
   info?: unknown; // of the bytes
-  body: unknown; // JSON, or base64 of bytes; those of an octet stream are compressed with gzip
+  body: string; // base64 of the bytes, which are compressed with gzip but for pictures
+  isRefusal?: boolean; // the body is {"error": a sentence}
 }
 
 /** A page that was saved with what it shows needs no server. */
 class Saved implements Source {
   constructor(private readonly answers: Record<string, SavedAnswer>) {}
 
-  json<T>(path: string): Promise<T> {
-    return Promise.resolve().then(() => this.answer(path).body as T);
+  async json<T>(path: string): Promise<T> {
+    return JSON.parse(new TextDecoder().decode(await this.unpacked(path))) as T;
   }
 
   async bytes<T>(path: string): Promise<{ info: T; bytes: ArrayBuffer }> {
-    const answer = this.answer(path);
-    const packed = Uint8Array.from(atob(answer.body as string), (character) => character.charCodeAt(0));
-    const unpacked = new Blob([packed]).stream().pipeThrough(new DecompressionStream("gzip"));
-    return { info: answer.info as T, bytes: await new Response(unpacked).arrayBuffer() };
+    const bytes = await this.unpacked(path);
+    return { info: this.answers[path]?.info as T, bytes };
   }
 
   picture(path: string): string {
     const answer = this.answers[path];
-    return answer ? `data:${answer.type};base64,${answer.body as string}` : "";
+    return answer && !answer.isRefusal ? `data:${answer.type};base64,${answer.body}` : "";
   }
 
-  private answer(path: string): SavedAnswer {
+  private async unpacked(path: string): Promise<ArrayBuffer> {
     const answer = this.answers[path];
     if (!answer) {
       throw new Refusal("This was not saved with the page.");
     }
-    if (answer.type === "application/json" && typeof (answer.body as { error?: string }).error === "string") {
-      throw new Refusal((answer.body as { error: string }).error);
+    const packed = Uint8Array.from(atob(answer.body), (character) => character.charCodeAt(0));
+    const stream = new Blob([packed]).stream().pipeThrough(new DecompressionStream("gzip"));
+    const bytes = await new Response(stream).arrayBuffer();
+    if (answer.isRefusal) {
+      throw new Refusal((JSON.parse(new TextDecoder().decode(bytes)) as { error: string }).error);
     }
-    return answer;
+    return bytes;
   }
 }
 
