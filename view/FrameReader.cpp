@@ -1,7 +1,5 @@
 #include "view/FrameReader.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -24,16 +22,6 @@ using formats::Json;
 using velmora::Store;
 
 namespace {
-
-/// Changes when the file does. Empty if there is none.
-std::string stateOf(const std::string& path) {
-    struct stat status{};
-    if (::stat(path.c_str(), &status) != 0) {
-        return "";
-    }
-    return std::to_string(status.st_ino) + ' ' + std::to_string(status.st_size) + ' ' +
-           std::to_string(status.st_mtim.tv_sec) + ' ' + std::to_string(status.st_mtim.tv_nsec);
-}
 
 [[noreturn]] void refuseFrame(const std::string& file, std::size_t frame) {
     throw Error(file + " has no frame " + std::to_string(frame + 1) + ".");
@@ -84,24 +72,26 @@ formats::Picture pictureOf(velmora::Host& host, const std::string& file, vint fr
 
 } // namespace
 
-const FrameReader::Kept& FrameReader::read(const std::string& file) {
-    const std::string state = stateOf(file);
-    if (mKept.path == file && mKept.state == state && !state.empty()) {
-        return mKept;
+const volume::SliceFile& FrameReader::read(const std::string& file) {
+    if (mPath != file) {
+        mSlices = volume::readSliceFile(mHost, file, {}, [this](std::size_t bytes) {
+            mSamples = std::make_unique_for_overwrite<std::byte[]>(bytes);
+            return mSamples.get();
+        });
+        mPath = file;
     }
-    mKept = {};
-    Kept kept{.path = file, .state = state};
-    kept.slices = volume::readSliceFile(mHost, file, {}, [&kept](std::size_t bytes) {
-        kept.samples = std::make_unique_for_overwrite<std::byte[]>(bytes);
-        return kept.samples.get();
-    });
-    mKept = std::move(kept);
-    return mKept;
+    return mSlices;
+}
+
+void FrameReader::forget() {
+    mPath.clear();
+    mSlices = {};
+    mSamples.reset();
 }
 
 Message FrameReader::values(const std::string& file, std::size_t frame) {
     const volume::PixelMeaning meaning = volume::readPixelMeaning(mHost, file);
-    const volume::SliceFile& found = read(file).slices;
+    const volume::SliceFile& found = read(file);
     if (!found.refusal.empty()) {
         throw Error(found.refusal);
     }

@@ -28,18 +28,16 @@ class FrameReader {
     /// A PNG of at most 160 x 160 pixels, by the file's own window, or from its smallest to its largest value.
     Message preview(const std::string& file, std::size_t frame) const;
 
-  private:
-    struct Kept {
-        std::string path{};
-        std::string state{}; ///< size and time of the file
-        volume::SliceFile slices{};
-        std::unique_ptr<std::byte[]> samples{};
-    };
+    /// Gives the memory of the last file back. To be called when it may have changed, and before another one.
+    void forget();
 
-    const Kept& read(const std::string& file);
+  private:
+    const volume::SliceFile& read(const std::string& file);
 
     velmora::Host& mHost;
-    Kept mKept{};
+    std::string mPath{}; ///< of the file that is kept; empty for none
+    volume::SliceFile mSlices{};
+    std::unique_ptr<std::byte[]> mSamples{}; ///< of the slices
 };
 
 } // namespace radvex::view

@@ -1,5 +1,7 @@
 #include "view/Reading.h"
 
+#include <sys/stat.h>
+
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -77,6 +79,16 @@ std::vector<media::MediumPatient> treeOfFile(velmora::Host& host, const std::str
     return {patient};
 }
 
+/// Changes when the file does. Empty if there is none.
+std::string stateOf(const std::string& path) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0) {
+        return "";
+    }
+    return std::to_string(status.st_ino) + ' ' + std::to_string(status.st_size) + ' ' +
+           std::to_string(status.st_mtim.tv_sec) + ' ' + std::to_string(status.st_mtim.tv_nsec);
+}
+
 class Reading {
   public:
     Reading(velmora::Host& host, std::size_t jobs) : mHost(host), mJobs(jobs), mFrames(host) {}
@@ -95,6 +107,7 @@ class Reading {
                               request.at("most").get<std::size_t>(), mJobs);
         }
         const std::string file = pathIn(request.at("file"));
+        turnTo(file);
         if (job == "tags") {
             return listElements(mHost, file);
         }
@@ -112,6 +125,21 @@ class Reading {
     }
 
   private:
+    /// The library keeps what it has opened. Only the last file stays open, as long as it does not change.
+    void turnTo(const std::string& file) {
+        const std::string state = stateOf(file);
+        if (file == mFile && state == mState) {
+            return;
+        }
+        mFrames.forget();
+        try {
+            mHost.call("CloseReader", {mFile});
+        } catch (const velmora::LibraryError&) { // it was never opened
+        }
+        mFile = file;
+        mState = state;
+    }
+
     Message tree(const std::string& path, const std::string& series) const {
         Json tree = treeOf(path, series);
         for (Json& patient : tree["patients"]) {
@@ -136,6 +164,8 @@ class Reading {
     velmora::Host& mHost;
     std::size_t mJobs;
     FrameReader mFrames;
+    std::string mFile{}; ///< the last one
+    std::string mState{};
 };
 
 /// The answer, or the sentence that says why there is none.

@@ -72,6 +72,16 @@ class Server::Routes {
         }
         mServer.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
         mServer.set_payload_max_length(1); // nothing is sent to this server
+        // The usual options of this server would let another program listen at the same port.
+        mServer.set_socket_options([](auto socket) {
+            const int yes = 1;
+            (void)::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+        });
+        mServer.set_error_handler([](const Request&, Response& response) {
+            if (response.body.empty() && !response.content_provider_) {
+                refuse(response, response.status, "There is nothing at this address.");
+            }
+        });
         mServer.set_pre_routing_handler([this](const Request& request, Response& response) {
             protect(response);
             return isAllowed(request, response) ? httplib::Server::HandlerResponse::Unhandled

@@ -31,7 +31,7 @@ figure { display: inline-block; margin: 0 .5rem .5rem 0; } img { display: block;
 figcaption { font-size: .8rem; color: #555; }
 table { border-collapse: collapse; } th { font-weight: 600; } th, td { text-align: left; padding: .1rem .8rem .1rem 0; vertical-align: top; }
 .error { color: #9a1b0e; } .error::before { content: "Error: "; font-weight: 600; }
-.columns { display: flex; flex-wrap: wrap; gap: 2rem; }
+.columns { display: flex; flex-wrap: wrap; gap: 2rem; } .pictures { flex: 1 1 26rem; }
 </style>
 </head>
 <body>
@@ -80,9 +80,11 @@ std::string dateOf(const std::string& date) {
 }
 
 std::string sizeOf(double bytes) {
-    constexpr double kMebibyte = 1 << 20;
+    constexpr double kKibibyte = 1 << 10;
+    const bool isSmall = bytes < kKibibyte * kKibibyte;
     char text[32];
-    std::snprintf(text, sizeof text, "%.1f MiB", bytes / kMebibyte);
+    std::snprintf(text, sizeof text, isSmall ? "%.0f KiB" : "%.1f MiB",
+                  isSmall ? bytes / kKibibyte : bytes / kKibibyte / kKibibyte);
     return text;
 }
 
@@ -138,15 +140,16 @@ class Report {
                  "</h3>\n<p>" +
                  escaped(joined({formats::counted(files, "file", "files"), sizeOf(series["bytes"].get<double>())})) +
                  "</p>\n";
-        const bool isKnown = answer.status == 200;
-        if (isKnown) {
+        mHtml += "<div class=\"columns\">\n<div class=\"pictures\">\n";
+        if (answer.status == 200) {
             addPreviews(start, answer.message->json);
             addVerdict(answer.message->json);
         } else {
             mHtml += "<p class=\"error\">" + escaped(textOf(answer.message->json, "error")) + "</p>\n";
         }
+        mHtml += "</div>\n";
         addProtocol(start + "/files/0/tags");
-        mHtml += "</section>\n";
+        mHtml += "</div>\n</section>\n";
     }
 
     /// The slices at a quarter, the half and three quarters of the first volume, or of all slices.
@@ -162,7 +165,8 @@ class Report {
         std::vector<std::size_t> places{order.size() / 4, order.size() / 2, order.size() * 3 / 4};
         places.erase(std::unique(places.begin(), places.end()), places.end());
         for (const std::size_t place : places) {
-            if (place < order.size()) {
+            const bool hasPicture = place < order.size() && slices[order[place]]["rows"].get<vint>() > 0;
+            if (hasPicture) { // otherwise a finding says why not
                 addPreview(start, slices[order[place]], place, order.size());
             }
         }
@@ -174,7 +178,7 @@ class Report {
         const std::string caption =
             "slice " + std::to_string(place + 1) + " of " + std::to_string(count);
         if (picture.status != 200) {
-            mHtml += "<p class=\"error\">" + escaped(textOf(picture.message->json, "error")) + "</p>\n";
+            mHtml += "<p>" + caption + ": " + escaped(textOf(picture.message->json, "error")) + "</p>\n";
             return;
         }
         mHtml += "<figure><img alt=\"" + caption + "\" src=\"data:image/png;base64," +
