@@ -29,6 +29,7 @@ struct ViewOptions {
     std::optional<std::size_t> port{};
     std::optional<std::size_t> memory{}; ///< MiB
     bool hasNoBrowser = false;
+    bool isInFrame = false;
     std::string saved{};
     std::optional<std::size_t> maxSize{}; ///< MiB
     std::string report{};
@@ -42,8 +43,8 @@ void check(const ViewOptions& options) {
     if (!options.saved.empty() && !options.report.empty()) {
         throw UsageError("--save and --report write different pages; run the command for each.");
     }
-    if (isWritten && (options.port || options.memory || options.hasNoBrowser)) {
-        throw UsageError("--port, --memory and --no-browser are for the page in the browser, not for one in a file.");
+    if (isWritten && (options.port || options.memory || options.hasNoBrowser || options.isInFrame)) {
+        throw UsageError("--port, --memory, --no-browser and --in-frame are for the page in the browser, not for one in a file.");
     }
     if (options.maxSize && options.saved.empty()) {
         throw UsageError("--max-size is that of the file of --save.");
@@ -63,7 +64,7 @@ std::vector<std::string> wordsFor(const ViewOptions& options) {
         return {"save", options.saved, force, std::to_string(options.maxSize.value_or(kUsualFile)), ""};
     }
     return {"serve", std::to_string(options.port.value_or(0)), std::to_string(options.memory.value_or(kUsualMemory)),
-            options.hasNoBrowser ? "0" : "1", ""};
+            options.isInFrame ? "frame" : options.hasNoBrowser ? "none" : "browser", ""};
 }
 
 /// The server is a program of its own, which takes the place of this one: with its libraries every other command would
@@ -101,6 +102,8 @@ void addViewCommand(const CommandLine& program, Session& session) {
     command.addNumber("--memory", options.memory, kMost,
                       "MiB of volumes that are kept, and of the largest one that is shown; 1024 by default");
     command.addFlag("--no-browser", options.hasNoBrowser, "Print the address, and open nothing");
+    command.addFlag("--in-frame", options.isInFrame,
+                    "For a notebook: print the address, let other pages show this one, end with the standard input");
     command.addOption("--save", options.saved, "HTML file with the page and its slices, which needs no server");
     command.addNumber("--max-size", options.maxSize, kMost, "MiB that this file may have; 25 by default");
     command.addOption("--report", options.report,

@@ -46,11 +46,11 @@ bool isSame(std::string_view one, std::string_view other) {
     return different == 0;
 }
 
-void protect(Response& response) {
+void protect(Response& response, bool framed) {
     response.set_header("Content-Security-Policy",
-                        "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' blob: data:; "
-                        "connect-src 'self'; worker-src 'self' blob:; base-uri 'none'; form-action 'none'; "
-                        "frame-ancestors 'self'");
+                        std::string("default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' blob: data:; "
+                                    "connect-src 'self'; worker-src 'self' blob:; base-uri 'none'; form-action 'none'") +
+                            (framed ? "" : "; frame-ancestors 'none'"));
     response.set_header("X-Content-Type-Options", "nosniff");
     response.set_header("Referrer-Policy", "no-referrer"); // the address holds the token
     response.set_header("Cross-Origin-Resource-Policy", "same-origin");
@@ -66,7 +66,8 @@ void refuse(Response& response, int status, const std::string& sentence) {
 
 class Server::Routes {
   public:
-    Routes(Answers& answers, int port, std::vector<Asset> page) : mAnswers(answers), mToken(newToken()) {
+    Routes(Answers& answers, int port, std::vector<Asset> page, bool framed)
+        : mAnswers(answers), mToken(newToken()) {
         for (Asset& asset : page) {
             mPage.emplace(asset.name, std::move(asset));
         }
@@ -82,8 +83,8 @@ class Server::Routes {
                 refuse(response, response.status, "There is nothing at this address.");
             }
         });
-        mServer.set_pre_routing_handler([this](const Request& request, Response& response) {
-            protect(response);
+        mServer.set_pre_routing_handler([this, framed](const Request& request, Response& response) {
+            protect(response, framed);
             return isAllowed(request, response) ? httplib::Server::HandlerResponse::Unhandled
                                                 : httplib::Server::HandlerResponse::Handled;
         });
@@ -164,8 +165,8 @@ class Server::Routes {
     int mPort = -1;
 };
 
-Server::Server(Answers& answers, int port, std::vector<Asset> page)
-    : mRoutes(std::make_unique<Routes>(answers, port, std::move(page))) {}
+Server::Server(Answers& answers, int port, std::vector<Asset> page, bool framed)
+    : mRoutes(std::make_unique<Routes>(answers, port, std::move(page), framed)) {}
 
 Server::~Server() = default;
 

@@ -19,8 +19,9 @@ class Server {
   public:
     /// Starts to listen on the loopback.
     /// @param port  0: any that is free
+    /// @param framed  pages of others may show this one in a frame, as notebooks do, if they know its address
     /// @throws FileError  the port cannot be used
-    Server(Answers& answers, int port, std::vector<Asset> page);
+    Server(Answers& answers, int port, std::vector<Asset> page, bool framed);
     ~Server();
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;

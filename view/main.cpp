@@ -26,8 +26,9 @@
 // needs, and in other processes what reads for it.
 //
 //     radvex-view MODE LIBRARY JOBS SERIES FOLDER ...    SERIES: a regular expression on SeriesInstanceUID
-//         serve ... PORT MEBIBYTES OPENS PAGE            PORT 0: any; MEBIBYTES of volumes; OPENS 1: in the browser;
-//                                                        PAGE: its folder, empty for the one of this program
+//         serve ... PORT MEBIBYTES PLACE PAGE            PORT 0: any; MEBIBYTES of volumes; PLACE: "browser" is opened,
+//                                                        "frame" of another page, until the standard input ends, or
+//                                                        "none"; PAGE: its folder, empty for the one of this program
 //         save ... OUT FORCE MEBIBYTES PAGE              of the file; FORCE 1: it may replace another one
 //         report ... OUT FORCE
 //     radvex-view read LIBRARY JOBS                      with the socket of the server in descriptor 3
@@ -38,7 +39,7 @@ namespace {
 
 std::size_t numberOf(const std::string& word) { return static_cast<std::size_t>(std::stoull(word)); }
 
-int read(const std::string& library, std::size_t jobs) {
+int answerServer(const std::string& library, std::size_t jobs) {
     constexpr int kSocket = 3;
     (void)::prctl(PR_SET_PDEATHSIG, SIGTERM);
     const auto host = velmora::Host::load(library, velmora::radvexDeclarations());
@@ -119,6 +120,14 @@ std::vector<Asset> pageOf(const std::string& folder) {
     return loadPage(page);
 }
 
+/// Ends this process like Ctrl-C when the program at the other end of the standard input has gone.
+void endWithInput() {
+    char byte = 0;
+    while (::read(STDIN_FILENO, &byte, 1) > 0) {
+    }
+    (void)::kill(::getpid(), SIGINT);
+}
+
 /// Serves until Ctrl-C or the end of the terminal.
 int serve(const Words& words) {
     sigset_t ends;
@@ -129,10 +138,14 @@ int serve(const Words& words) {
     (void)::pthread_sigmask(SIG_BLOCK, &ends, nullptr); // by all threads; one waits for them
     std::vector<Asset> page = pageOf(words.own(3));
     Source source(words, numberOf(words.own(1)) * kMebibyte);
-    Server server(source.answers(), std::stoi(words.own(0)), std::move(page));
+    const bool isFramed = words.own(2) == "frame";
+    Server server(source.answers(), std::stoi(words.own(0)), std::move(page), isFramed);
     std::cout << server.address() << std::endl; // at once, whoever reads it
-    if (words.own(2) == "1") {
+    if (words.own(2) == "browser") {
         openInBrowser(server.address());
+    }
+    if (isFramed) {
+        std::thread(endWithInput).detach();
     }
     std::thread answering([&] { server.run(); });
     int number = 0;
@@ -166,7 +179,7 @@ int run(const Words& words) {
     }
     files::removeFoldersOnEndSignals();
     if (words.isMode("read", 4)) {
-        return read(words.library(), numberOf(words.jobs()));
+        return answerServer(words.library(), numberOf(words.jobs()));
     }
     if (words.isMode("save", 10)) {
         return save(words);

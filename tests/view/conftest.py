@@ -122,11 +122,11 @@ def start(page_folder, tmp_path):
     temporary.mkdir()
     started = []
 
-    def begin(folder, port=0, memory=64, series=".*"):
+    def begin(folder, port=0, memory=64, series=".*", place="none", **options):
         words = [os.environ["RADVEX_VIEW"], "serve", os.environ["RADVEX_LIBRARY"], "2", series, str(folder), str(port),
-                 str(memory), "0", str(page_folder)]
+                 str(memory), place, str(page_folder)]
         process = subprocess.Popen(words, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                                   env={**os.environ, "TMPDIR": str(temporary)})
+                                   env={**os.environ, "TMPDIR": str(temporary)}, **options)
         started.append(process)
         address = process.stdout.readline().decode().strip()
         assert address.startswith("http://127.0.0.1:"), process.stderr.read()

@@ -114,6 +114,15 @@ def test_every_answer_keeps_the_browser_within_bounds(client, path):
         assert headers["Cache-Control"] == "no-store" and "Access-Control-Allow-Origin" not in headers
 
 
+def test_no_other_page_shows_it_but_a_notebook(start, client, tmp_path):
+    assert "frame-ancestors 'none'" in client.get("")[1]["Content-Security-Policy"]
+    framed = start(tmp_path / "ct", place="frame", stdin=subprocess.PIPE)
+    assert "frame-ancestors" not in framed.get("")[1]["Content-Security-Policy"]
+    assert framed.process.poll() is None
+    framed.process.stdin.close()
+    assert framed.process.wait(30) == 0
+
+
 def test_it_listens_on_the_loopback_alone(client):
     connections = psutil.Process(client.process.pid).connections("inet")
     assert {connection.laddr.ip for connection in connections if connection.status == "LISTEN"} == {"127.0.0.1"}
@@ -192,12 +201,12 @@ def refused(*words, program="RADVEX_VIEW"):
 
 def test_a_port_that_is_taken(client, page_folder, tmp_path):
     port = client.host.split(":")[1]
-    assert refused("serve", os.environ["RADVEX_LIBRARY"], 1, ".*", tmp_path / "ct", port, 64, 0, page_folder) == (
+    assert refused("serve", os.environ["RADVEX_LIBRARY"], 1, ".*", tmp_path / "ct", port, 64, "none", page_folder) == (
         1, f"radvex: Port {port} cannot be used; another program may have it.\n")
 
 
 def test_a_folder_that_is_not_there(page_folder, tmp_path):
-    status, message = refused("serve", os.environ["RADVEX_LIBRARY"], 1, ".*", tmp_path / "no", 0, 64, 0, page_folder)
+    status, message = refused("serve", os.environ["RADVEX_LIBRARY"], 1, ".*", tmp_path / "no", 0, 64, "none", page_folder)
     assert status == 1 and "does not exist" in message
 
 
@@ -207,7 +216,7 @@ def test_a_program_without_its_page_says_so(tmp_path):
     alone.parent.mkdir()
     shutil.copy(os.environ["RADVEX_VIEW"], alone)
     (tmp_path / "lib").symlink_to(os.path.dirname(os.environ["RADVEX_LIBRARY"]))
-    ran = subprocess.run([alone, "serve", os.environ["RADVEX_LIBRARY"], "1", ".*", tmp_path / "ct", "0", "64", "0", ""],
+    ran = subprocess.run([alone, "serve", os.environ["RADVEX_LIBRARY"], "1", ".*", tmp_path / "ct", "0", "64", "none", ""],
                          capture_output=True, text=True, timeout=60)
     assert ran.returncode == 1 and "was built without its page" in ran.stderr and "npm" in ran.stderr
 
