@@ -16,6 +16,7 @@
 #include "files/EndSignals.h"
 #include "files/Errors.h"
 #include "files/OutputFile.h"
+#include "formats/json/Text.h"
 #include "host/Declarations.h"
 #include "view/Reading.h"
 #include "view/SavedPage.h"
@@ -160,17 +161,28 @@ files::Output outputOf(const Words& words) {
     return {words.own(0), words.own(1) == "1" ? files::Existing::MayBeReplaced : files::Existing::Stays};
 }
 
+/// Says that the page lacks files, which it names or counts itself.
+int statusOf(Answers& answers) {
+    const std::size_t refused = answers.catalogue().shown()["leftOut"]["refused"].size();
+    if (refused == 0) {
+        return kDone;
+    }
+    std::cerr << "radvex: " << formats::counted(refused, "file was", "files were")
+              << " left out; the page says why. radvex tree names them.\n";
+    return kPartly;
+}
+
 int save(const Words& words) {
     const std::vector<Asset> page = pageOf(words.own(3));
     Source source(words, 0);
     files::writeOutputText(outputOf(words), savedPage(source.answers(), page, numberOf(words.own(2)) * kMebibyte));
-    return kDone;
+    return statusOf(source.answers());
 }
 
 int report(const Words& words) {
     Source source(words, 0);
     files::writeOutputText(outputOf(words), studyReport(source.answers()));
-    return kDone;
+    return statusOf(source.answers());
 }
 
 int run(const Words& words) {
