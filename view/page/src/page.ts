@@ -54,6 +54,7 @@ class Page {
       tree = await this.source.json<Tree>(paths.tree);
     } catch (error) {
       this.complain(sentenceOf(error));
+      this.setState("refused");
       return;
     }
     const studies = tree.patients.flatMap((patient) => patient.studies);
@@ -67,6 +68,7 @@ class Page {
       this.tree.choose(first);
     } else {
       this.complain("The folder holds no DICOM series. Start radvex view with a folder that does.");
+      this.setState("empty");
     }
   }
 
@@ -79,6 +81,7 @@ class Page {
     this.setChoices([]);
     byId("shown").textContent = seriesTitle(series);
     document.documentElement.dataset.series = String(series.id);
+    this.setState("reading");
     this.tree.pauseVerdicts(true);
     this.verdict.wait();
     this.places.wait();
@@ -96,6 +99,7 @@ class Page {
       this.setChoices(choicesOf(info));
       this.showChoice(this.choices[0] ?? null);
       this.say("");
+      this.setState("ready");
     } catch (error) {
       if (reading.signal.aborted) {
         return;
@@ -104,6 +108,7 @@ class Page {
       this.verdict.refuse(sentenceOf(error));
       this.places.clear("Nothing is known about the places of its slices.");
       this.complain(sentenceOf(error));
+      this.setState("refused");
     }
     this.tree.pauseVerdicts(false);
   }
@@ -197,6 +202,11 @@ class Page {
   private resize(): void {
     this.stack.resize();
     void this.volume?.then((view) => view.resize()).catch(() => undefined);
+  }
+
+  /** For tests: "reading", "ready", "refused" or "empty". */
+  private setState(state: string): void {
+    document.documentElement.dataset.state = state;
   }
 
   private say(sentence: string): void {
