@@ -10,6 +10,7 @@ import subprocess
 import pytest
 from selenium import webdriver
 from selenium.common.exceptions import StaleElementReferenceException
+from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 from selenium.webdriver.support.ui import WebDriverWait
@@ -39,8 +40,7 @@ def driver():
         options.add_argument(argument)
     options.binary_location = "/usr/bin/chromium"
     options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
-    service = webdriver.ChromeService(executable_path="/usr/bin/chromedriver")
-    browser = webdriver.Chrome(options=options, service=service)
+    browser = webdriver.Chrome(options=options, service=Service("/usr/bin/chromedriver"))
     yield browser
     browser.quit()
 
@@ -117,12 +117,15 @@ class Page:
     def choose(self, description):
         """Chooses the series whose row holds this text, and waits until it is read."""
         self.search(description)
-        row = self.wait(
-            lambda: next((row for row in self.all("#tree [data-series]") if description in row.text), None),
-            f"a row with {description!r}",
-        )
-        number = row.get_attribute("data-series")
-        row.click()
+
+        def click():
+            row = next((row for row in self.all("#tree [data-series]") if description in row.text), None)
+            if row is None:
+                return None
+            row.click()
+            return row.get_attribute("data-series")
+
+        number = self.wait(click, f"a row with {description!r}")
         self.wait(lambda: self.data("html", "series") == number, f"the choice of {description!r}")
         self.search("")
         return self.wait_read()
@@ -164,16 +167,11 @@ def server():
     started = []
 
     def start(folder):
+        program, library, shown = (os.environ[name] for name in ("RADVEX_VIEW", "RADVEX_LIBRARY", "RADVEX_PAGE"))
+        # any port, 2 reading processes, 256 MiB of answers, without opening a browser
+        words = [program, "serve", library, "0", "2", "256", "0", shown, str(folder)]
         process = subprocess.Popen(
-            [
-                os.environ["RADVEX_VIEW"],
-                "serve",
-                os.environ["RADVEX_LIBRARY"],
-                "0",
-                "2",
-                os.environ["RADVEX_PAGE"],
-                str(folder),
-            ],
+            words,
             stdin=subprocess.DEVNULL,
             stdout=subprocess.PIPE,
             text=True,

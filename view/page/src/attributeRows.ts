@@ -27,13 +27,19 @@ export function valueOf(element: Element): string {
   return element.items ? counted(element.items.length, "item") : (element.value ?? "");
 }
 
+/** What a de-identification does with it. */
+export function actionOf(element: Element): string {
+  return element.action || "kept";
+}
+
 const kTexts = new WeakMap<Element, string>();
 
 /** What a search looks at: all that the row shows, in small letters. */
 function textOf(element: Element): string {
   let text = kTexts.get(element);
   if (text === undefined) {
-    const parts = [tagText(element.tag), nameOf(element), element.creator ?? "", element.vr, valueOf(element), element.action];
+    const parts = [tagText(element.tag), nameOf(element), element.creator ?? "", element.vr, valueOf(element)];
+    parts.push(actionOf(element));
     text = parts.join("\n").toLowerCase();
     kTexts.set(element, text);
   }

@@ -1,6 +1,6 @@
-import { paths, type Element, type Source } from "./api";
-import { foundRows, nameOf, openRows, tagText, valueOf, type AttributeRow } from "./attributeRows";
-import { counted, debounced, element, sentenceOf } from "./dom";
+import { paths, type Element, type Elements, type Source } from "./api";
+import { actionOf, foundRows, nameOf, openRows, tagText, valueOf, type AttributeRow } from "./attributeRows";
+import { counted, debounced, element, sentenceOf, withStop } from "./dom";
 import { Rows } from "./rows";
 
 const kRowHeight = 24;
@@ -39,6 +39,7 @@ export class AttributeTable {
   private wanted: { series: number; file: number } | null = null;
   private loaded = "";
   private isActive = false;
+  private areActionsKnown = true;
   private reading = new AbortController();
   private readonly seek = debounced(100, () => this.changeSearch());
   private readonly load = debounced(150, () => void this.read());
@@ -83,12 +84,16 @@ export class AttributeTable {
     const reading = new AbortController();
     this.reading = reading;
     try {
-      const { elements } = await this.source.json<{ elements: Element[] }>(paths.elements(series, file), reading.signal);
+      const answer = await this.source.json<Elements>(paths.elements(series, file), reading.signal);
       if (reading.signal.aborted) {
         return;
       }
-      this.elements = elements;
-      this.note.hidden = true;
+      this.elements = answer.elements;
+      this.note.textContent = answer.actionProblem
+        ? `It is not known what a de-identification would do with this file. ${withStop(answer.actionProblem)}`
+        : "";
+      this.areActionsKnown = answer.actionProblem === "";
+      this.note.hidden = this.areActionsKnown;
       this.table.hidden = false;
     } catch (error) {
       if (reading.signal.aborted) {
@@ -181,7 +186,9 @@ export class AttributeTable {
       cell(row.element.keyword === "" ? "keyword private" : "keyword", nameOf(row.element)),
       cell("vr", row.element.vr),
       valueCell(row.element),
-      cell(`action ${row.element.action.replace(/\W/g, "-")}`, row.element.action),
+      this.areActionsKnown
+        ? cell(`action${row.element.action === "" ? " muted" : ""}`, actionOf(row.element))
+        : cell("action muted", "not known"),
     );
     return made;
   }
@@ -320,7 +327,10 @@ export class AttributeTable {
     if (!shown) {
       return;
     }
-    const facts = [shown.vr, shown.bytes === undefined ? "" : counted(shown.bytes, "byte"), `De-identification: ${shown.action}`];
+    const facts = [shown.vr, shown.bytes === undefined ? "" : counted(shown.bytes, "byte")];
+    if (this.areActionsKnown) {
+      facts.push(`De-identification: ${actionOf(shown)}`);
+    }
     if (shown.creator) {
       facts.unshift(`Private, of ${shown.creator}`);
     }

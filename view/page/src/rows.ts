@@ -50,14 +50,23 @@ export class Rows<Row> {
     this.render();
   }
 
-  /** Makes one row anew, if it exists. */
+  /** Makes what is in one row anew, if it exists. The element stays: somebody may just be clicking on it. */
   refreshRow(index: number): void {
     const old = this.made.get(index);
     const row = this.rows[index];
     if (old && row !== undefined) {
       const fresh = this.place(row, index);
-      this.made.set(index, fresh);
-      old.replaceWith(fresh);
+      for (const { name } of [...old.attributes]) {
+        if (!fresh.hasAttribute(name)) {
+          old.removeAttribute(name);
+        }
+      }
+      for (const { name, value } of fresh.attributes) {
+        if (name !== "style") {
+          old.setAttribute(name, value);
+        }
+      }
+      old.replaceChildren(...fresh.childNodes);
     }
   }
 

@@ -303,9 +303,17 @@ export class SeriesTree {
   }
 
   private setActive(node: TreeNode): void {
+    const before = this.active;
     this.active = node;
-    this.rows.refresh();
+    this.refreshNode(before);
+    this.refreshNode(node);
     this.tellActive();
+  }
+
+  private refreshNode(node: TreeNode | null): void {
+    if (node) {
+      this.rows.refreshRow(this.rows.all.indexOf(node));
+    }
   }
 
   private tellActive(): void {
@@ -318,9 +326,9 @@ export class SeriesTree {
   }
 
   private chooseNode(node: TreeNode): void {
+    const before = this.chosen;
     this.chosen = node;
-    this.active = node;
-    this.rows.refresh();
+    this.refreshNode(before);
     this.goTo(this.rows.all.indexOf(node));
     if (node.series) {
       this.onChoose?.(node.series);
