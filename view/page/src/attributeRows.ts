@@ -12,7 +12,7 @@ export interface AttributeRow {
 
 /** "0010_0010" as "(0010,0010)". */
 export function tagText(tag: string): string {
-  return `(${tag.replace("_", ",")})`;
+  return `(${tag.replace("_", ",").toUpperCase()})`;
 }
 
 /** The keyword, or the creator of a private element. */

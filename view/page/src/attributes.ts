@@ -1,4 +1,4 @@
-import { paths, type Element, type Elements, type Source } from "./api";
+import { paths, type Element, type Source } from "./api";
 import { actionOf, foundRows, nameOf, openRows, tagText, valueOf, type AttributeRow } from "./attributeRows";
 import { counted, debounced, element, sentenceOf, withStop } from "./dom";
 import { Rows } from "./rows";
@@ -7,6 +7,11 @@ const kRowHeight = 24;
 const kHeadHeight = 27;
 const kShownValue = 300; // characters; more is never seen in a row
 const kOpenItems = 20; // a sequence of at most so many items shows what they hold as soon as it is opened
+
+interface Answer {
+  elements: Element[];
+  actionProblem?: string; // why it is not known what a de-identification does
+}
 
 /** All attributes of a file: a table with a search, and the whole value of the row that is chosen. */
 export class AttributeTable {
@@ -84,7 +89,7 @@ export class AttributeTable {
     const reading = new AbortController();
     this.reading = reading;
     try {
-      const answer = await this.source.json<Elements>(paths.elements(series, file), reading.signal);
+      const answer = await this.source.json<Answer>(paths.elements(series, file), reading.signal);
       if (reading.signal.aborted) {
         return;
       }
@@ -92,7 +97,7 @@ export class AttributeTable {
       this.note.textContent = answer.actionProblem
         ? `It is not known what a de-identification would do with this file. ${withStop(answer.actionProblem)}`
         : "";
-      this.areActionsKnown = answer.actionProblem === "";
+      this.areActionsKnown = !answer.actionProblem;
       this.note.hidden = this.areActionsKnown;
       this.table.hidden = false;
     } catch (error) {

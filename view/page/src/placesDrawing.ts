@@ -80,7 +80,7 @@ class Frame {
 
   /** Round numbers of mm on the scale. */
   scale(): number[] {
-    const room = this.isUpright ? 28 : 64; // px from one number to the next
+    const room = this.isUpright ? 28 : 52; // px from one number to the next
     const most = Math.max(1, Math.floor((this.end - this.start) / room));
     const rough = (this.high - this.low) / most;
     const power = 10 ** Math.floor(Math.log10(rough));

@@ -8,7 +8,7 @@ export function nameText(name: string | null): string {
     const rest = others.filter((part) => part !== "").join(" ");
     return family !== "" && rest !== "" ? `${family}, ${rest}` : family + rest;
   });
-  return groups.filter((group) => group !== "").join(" = ");
+  return groups.filter((group) => group !== "").join("=");
 }
 
 /** "20240131" as "2024-01-31"; what is no such date stays as it is. */

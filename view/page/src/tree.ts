@@ -152,7 +152,9 @@ export class SeriesTree {
     row.setAttribute("aria-expanded", String(this.isOpen(node)));
     row.append(element("span", { class: "twist", "aria-hidden": "true" }));
     row.append(...(node.level === 1 ? patientParts(node) : studyParts(node)));
-    row.append(element("span", { class: "count" }, countText(node)));
+    if (node.level === 1 || siblings.length > 1) {
+      row.append(element("span", { class: "count" }, countText(node)));
+    }
     return row;
   }
 

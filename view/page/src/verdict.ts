@@ -57,8 +57,8 @@ export class VerdictView {
     const { kind } = summary(findings, choice?.volume != null);
     const headline: Record<Summary["kind"], string> = {
       fit: "Fit for a volume",
-      remarks: "Fit for a volume, with remarks",
-      errors: "No volume can be trusted",
+      remarks: "A volume can be made; there are remarks",
+      errors: info.volumes.length > 0 ? "No volume can be trusted" : "No volume can be made of this series",
       none: info.volumes.length > 0 ? "These slices belong to no volume" : "No volume can be made of this series",
       refused: "",
     };
