@@ -109,10 +109,11 @@ class Page:
         self.wait_for(selector).click()
 
     def search(self, text):
-        """Types into the search of the tree."""
+        """Types into the search of the tree, and waits for its rows."""
         box = self.find("#search")
         box.send_keys(Keys.CONTROL, "a")
         box.send_keys(text or Keys.DELETE)
+        self.wait(lambda: self.data("#tree", "query") == text, f"the search for {text!r}")
 
     def choose(self, description):
         """Chooses the series whose row holds this text, and waits until it is read."""

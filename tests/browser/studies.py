@@ -153,7 +153,7 @@ def many_series(folder, series=10000, per_study=20, per_patient=100):
     """A folder of this many series of one small file each."""
     pixels = disc(8, 8, 3)
     for number in range(series):
-        made = instance(number + 1, 1, pixels, SeriesDescription=f"series number {number}")
+        made = instance(number + 1, 1, pixels, SeriesDescription=f"series-{number}")
         made.PatientName, made.PatientID = f"Patient^Number {number // per_patient}", f"P{number // per_patient:05d}"
         made.StudyInstanceUID = f"{ROOT}.1.{number // per_study}"
         save(made, folder, f"{number // per_patient}", f"{number}.dcm")

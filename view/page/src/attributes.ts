@@ -136,6 +136,7 @@ export class AttributeTable {
       this.shownOpen = found.open;
       this.hits.textContent = `${found.hits.toLocaleString("en-GB")} found`;
     }
+    this.root.dataset.query = query;
     this.table.setAttribute("aria-rowcount", String(rows.length + 1));
     if (!rows.some((row) => row.key === this.active)) {
       this.active = rows[0]?.key ?? "";

@@ -50,7 +50,7 @@ export class PlacesView {
     const order = choice?.order ?? [];
     this.slices = order.flatMap((index) => info.slices[index] ?? []);
     this.tiltDegrees = choice?.volume?.tiltDegrees ?? null;
-    this.volumes = volumesIn(choice?.volume ?? null, order);
+    this.volumes = volumesIn(choice?.volume ?? null, order, this.slices[0]?.rows ?? 0);
     this.volume = -1;
     this.mark(0);
   }

@@ -35,10 +35,14 @@ export interface Placing {
 const kGap = 1.5; // times the usual distance, as the verdict has it
 const kParallel = Math.cos(Math.PI / 180);
 
-/** How many volumes of the same places an order holds one after the other. */
-export function volumesIn(volume: Volume | null, order: number[]): number {
-  const [volumes = 1, slices = 0] = volume?.shape ?? [];
-  return order.length !== volumes && volumes > 1 && order.length === volumes * slices ? volumes : 1;
+/**
+ * How many volumes of the same places an order holds one after the other.
+ * @param rows  of a slice: they tell [volume][slice][row][column] from [slice][row][column][channel]
+ */
+export function volumesIn(volume: Volume | null, order: number[], rows: number): number {
+  const [volumes = 1, slices = 1, thirdSide = 0] = volume?.shape ?? [];
+  const isFourD = (volume?.shape.length ?? 0) >= 4 && thirdSide === rows;
+  return isFourD && order.length === volumes * slices ? volumes : 1;
 }
 
 /**

@@ -102,6 +102,7 @@ export class SeriesTree {
     }
     byId("hits").hidden = this.found === null;
     this.update();
+    this.box.dataset.query = query; // the rows are those of this search
   }
 
   private tellHits(hits: number): void {
@@ -173,7 +174,9 @@ export class SeriesTree {
       "span",
       { class: "words" },
       element("span", { class: "title", title: seriesTitle(series) }, ...titleParts(series)),
+      " ",
       facts,
+      " ",
       element("span", { class: "facts" }, verdict ? badge(verdict) : null),
     );
     return [box, words];
@@ -364,6 +367,7 @@ function patientParts(node: TreeNode): HTMLElement[] {
       "span",
       { class: "words" },
       element("span", { class: "title", title: node.patient.name ?? "" }, name),
+      " ",
       element("span", { class: "facts" }, node.patient.id ? `ID ${node.patient.id}` : "No ID"),
     ),
   ];
@@ -376,17 +380,20 @@ function studyParts(node: TreeNode): HTMLElement[] {
       "span",
       { class: "words line" },
       element("span", { class: "title" }, dateText(node.study?.date ?? null) || "No date"),
+      " ",
       element("span", { class: "facts", title: description }, description),
     ),
   ];
 }
 
-function titleParts(series: Series): (HTMLElement | null)[] {
-  const part = (name: string, text: string | null): HTMLElement | null =>
-    text ? element("span", { class: name }, text) : null;
+/** With spaces between, for those who hear or copy it. */
+function titleParts(series: Series): (HTMLElement | string | null)[] {
+  const part = (name: string, text: string): HTMLElement | null => (text ? element("span", { class: name }, text) : null);
   return [
-    part("modality", series.modality),
-    part("number", series.number && `#${series.number}`),
+    part("modality", series.modality ?? ""),
+    " ",
+    part("number", series.number ? `#${series.number}` : ""),
+    " ",
     part("description", series.description || "No description"),
   ];
 }
