@@ -135,10 +135,24 @@ def test_volumes_at_the_same_places_are_no_doubles(page, tmp_path):
             made.ImagePositionPatient, made.EchoTime = [0, 0, height], 10 * echo
             studies.save(made, tmp_path, f"{echo}-{number}.dcm")
     shown = page(tmp_path)
-    assert len(shown.all("#choices option")) == 3
-    for index in range(3):
-        shown.all("#choices option")[index].click()
-        assert [drawing(shown, name) for name in ("ticks", "gaps", "doubles")] == ["4", "0", "0"]
+    assert [drawing(shown, name) for name in ("ticks", "gaps", "doubles")] == ["4", "0", "0"]
+    assert shown_caption(shown) == "Slice 1 of 4, volume 1 of 3 at 0 mm"
+    shown.find("#slices input[type=range]").send_keys(Keys.END)
+    shown.wait(lambda: shown_caption(shown) == "Slice 4 of 4, volume 3 of 3 at 9 mm", "the last slice")
+    assert [drawing(shown, name) for name in ("ticks", "gaps", "doubles")] == ["4", "0", "0"]
+    shown.tab_to("places-slider")
+    shown.keys(Keys.HOME)
+    shown.wait(lambda: shown_caption(shown) == "Slice 1 of 4, volume 3 of 3 at 0 mm", "the first slice of the volume")
+
+
+def test_tick_leads_from_the_volume_to_the_slice(page, mixed):
+    shown = page(mixed)
+    shown.choose("even")
+    shown.show("volume")
+    shown.tab_to("places-slider")
+    shown.keys(Keys.END)
+    shown.wait(lambda: shown.find("#slices").is_displayed(), "the slices")
+    shown.wait(lambda: shown_caption(shown) == "Slice 20 of 20 at 38 mm", "slice 20")
 
 
 def test_two_thousand_slices_are_one_path(page, tmp_path):

@@ -67,7 +67,7 @@ export class AttributeTable {
   show(series: number, file: number): void {
     this.wanted = { series, file };
     if (this.isActive && this.loaded !== `${series}/${file}`) {
-      this.root.dataset.state = "reading";
+      this.setState("reading"); // what is seen is of another file
       this.load.call();
     }
   }
@@ -113,7 +113,15 @@ export class AttributeTable {
     this.root.dataset.file = String(file);
     this.root.dataset.series = String(series);
     this.update();
-    this.root.dataset.state = "ready";
+    this.setState("ready");
+  }
+
+  private setState(state: "reading" | "ready"): void {
+    this.root.dataset.state = state;
+    this.table.setAttribute("aria-busy", String(state === "reading"));
+    if (state === "reading") {
+      this.hits.textContent = "The attributes are being read.";
+    }
   }
 
   private changeSearch(): void {

@@ -35,7 +35,7 @@ class Page {
     setUpTheme(byId("theme"));
     setUpDivider(byId("divider"), byId("series"), byId("layout"));
     this.tree.onChoose = (series) => void this.showSeries(series);
-    this.places.onGo = (index) => this.stack.goTo(index);
+    this.places.onGo = (index) => this.goToSlice(index);
     this.stack.onChange = (slice) => {
       this.places.mark(slice.index);
       if (this.series) {
@@ -111,6 +111,14 @@ class Page {
       this.setState("refused");
     }
     this.tree.pauseVerdicts(false);
+  }
+
+  /** Whoever looks at the volume has asked for a slice, and sees it. */
+  private goToSlice(index: number): void {
+    if (this.panel === "volume") {
+      this.tabs.choose("slices");
+    }
+    this.stack.goTo(index);
   }
 
   private setChoices(choices: Choice[]): void {
