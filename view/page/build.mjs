@@ -6,7 +6,11 @@ import { join } from "node:path";
 const out = process.argv[2] ?? "dist";
 mkdirSync(out, { recursive: true });
 await build({
-  entryPoints: ["src/page.ts", "src/volume.ts"],
+  entryPoints: [
+    { in: "src/page.ts", out: "page" },
+    { in: "src/volume.ts", out: "volume" },
+    { in: "page.css", out: "page" },
+  ],
   bundle: true,
   minify: true,
   format: "esm",
@@ -16,6 +20,4 @@ await build({
   legalComments: "eof",
   logLevel: "warning",
 });
-for (const name of ["index.html", "page.css"]) {
-  copyFileSync(name, join(out, name));
-}
+copyFileSync("index.html", join(out, "index.html"));
