@@ -318,7 +318,7 @@ export class VolumeView {
     dataset["position"] = nifti.hasPosition ? position.map((part) => String(Number(part.toFixed(4)) + 0)).join(",") : "";
     dataset["value"] = values.map(String).join(",");
     dataset["frame"] = String(frame);
-    dataset["window"] = window.join(",");
+    dataset["window"] = nifti.channels === 3 ? "" : window.join(",");
     const value = nifti.channels === 3
       ? `red ${values[0]}, green ${values[1]}, blue ${values[2]}`
       : `${numberText(values[0] ?? Number.NaN)}${unit ? ` ${unit}` : ""}`;

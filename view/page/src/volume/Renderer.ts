@@ -33,13 +33,15 @@ export class Renderer extends Niivue {
     }
     this.isScheduled = true;
     requestAnimationFrame(() => {
-      this.isScheduled = false;
-      this.drawNow();
+      if (this.isScheduled) {
+        this.drawNow();
+      }
     });
   }
 
   /** Draws without waiting for the screen. */
   drawNow(): void {
+    this.isScheduled = false;
     if (this.canvas && this.canvas.width > 0 && this.canvas.height > 0) {
       super.drawScene();
       this.onDrawn?.();

@@ -43,7 +43,7 @@ const quarters: { kind: Tile["kind"]; position: [number, number, number, number]
   { kind: "sagittal", position: [0, 0.5, 0.5, 0.5] },
   { kind: "rendering", position: [0.5, 0.5, 0.5, 0.5] },
 ];
-const firstView = { azimuth: 150, elevation: 15 };
+const firstView = { azimuth: 150, elevation: 15, scale: 1.3 };
 
 /** Why a volume cannot be drawn, as a sentence. */
 export class DrawingRefusal extends Error {}
@@ -346,7 +346,7 @@ export class Scene {
 
   resetView(): void {
     this.renderer.scene.pan2Dxyzmm = new Float32Array([0, 0, 0, 1]);
-    this.renderer.setScale(1);
+    this.renderer.setScale(firstView.scale);
     this.renderer.setRenderAzimuthElevation(firstView.azimuth, firstView.elevation);
   }
 
