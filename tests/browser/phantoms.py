@@ -57,7 +57,7 @@ class Grid:
 def write_series(folder, grid, samples, number=1, modality="CT", description="Phantom", patient="Phantom", **attributes):
     """Writes stored samples [slice][row][column] or [time][slice][row][column], colour with three channels behind.
 
-    @param attributes  keyword -> value for all files, or a function of (time, slice)
+    @param attributes  keyword -> value for all files, or a function of (time, slice); None: left out
     """
     samples = np.asarray(samples)
     is_colour = attributes.pop("colour", False)
@@ -79,7 +79,10 @@ def write_series(folder, grid, samples, number=1, modality="CT", description="Ph
             made.PixelSpacing, made.SliceThickness = list(grid.spacing), grid.step
             fill(made, picture, is_colour)
             for keyword, value in attributes.items():
-                setattr(made, keyword, value(time, slice_) if callable(value) else value)
+                if value is None:
+                    delattr(made, keyword)
+                else:
+                    setattr(made, keyword, value(time, slice_) if callable(value) else value)
             made.save_as(os.path.join(str(folder), f"{number:03}-{instance:05}.dcm"), write_like_original=False)
     return folder
 

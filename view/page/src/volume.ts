@@ -364,7 +364,7 @@ export class VolumeView {
 
 function secondsOf(info: VolumeInfo, nifti: Nifti): number[] {
   if (Array.isArray(info.seconds)) {
-    return info.seconds;
+    return info.seconds.length === nifti.frames ? info.seconds : [];
   }
   const step = info.seconds ?? nifti.secondsBetweenFrames;
   return step > 0 ? Array.from({ length: nifti.frames }, (_, frame) => frame * step) : [];

@@ -46,8 +46,8 @@ function degrees(cosine: number): number {
 /** What has to be said about planes that are not those of the patient; nothing if they are. */
 export function geometryRemarks(nifti: Nifti): string[] {
   if (!nifti.hasPosition) {
-    return ["The files do not say where the slices lie in the patient: the sides are not known, and neither are the " +
-      "position and the order of the slices in the body."];
+    return ["Where this volume lies in the patient is not known: neither its sides nor its position, and distances " +
+      "across the slices may be wrong."];
   }
   const remarks: string[] = [];
   const tilt = tiltOf(nifti);
