@@ -22,7 +22,7 @@ export function opposite(direction: Triple): Triple {
 
 /** "L 12.3 P 40.0 S -5.5 mm" */
 export function positionText(position: Triple): string {
-  const [left, posterior, superior] = position.map((part) => (Math.round(part * 10) / 10 + 0).toFixed(1));
+  const [left, posterior, superior] = position.map((part) => part.toFixed(1).replace(/^-0\.0$/, "0.0"));
   return `L ${left} P ${posterior} S ${superior} mm`;
 }
 
