@@ -54,7 +54,9 @@ class Grid:
         return self.place(*indices)
 
 
-def write_series(folder, grid, samples, number=1, modality="CT", description="Phantom", patient="Phantom", **attributes):
+def write_series(
+    folder, grid, samples, number=1, modality="CT", description="Phantom", patient="Phantom", **attributes
+):
     """Writes stored samples [slice][row][column] or [time][slice][row][column], colour with three channels behind.
 
     @param attributes  keyword -> value for all files, or a function of (time, slice); None: left out

@@ -59,7 +59,7 @@ def wait_for_state(page, state="ready"):
 def settle(page):
     """Until what was asked for is drawn."""
     page.driver.execute_async_script(
-        "const done = arguments[0]; requestAnimationFrame(() => requestAnimationFrame(() => requestAnimationFrame(done)))"
+        "const next = requestAnimationFrame; const done = arguments[0]; next(() => next(() => next(done)))"
     )
 
 
@@ -152,7 +152,7 @@ def test_value_and_position_of_a_voxel_are_those_it_was_made_with(volume, name):
         assert value(page) == [2 * int(samples[voxel]) - 1024]
         text = page.text(".volume-reading")
         assert f"{2 * int(samples[voxel]) - 1024} HU" in text
-        left, posterior, superior = re.search(r"L (-?[0-9]+\.[0-9]) P (-?[0-9]+\.[0-9]) S (-?[0-9]+\.[0-9]) mm", text).groups()
+        left, posterior, superior = re.search(r"L (-?[0-9]+\.[0-9]) P (-?[0-9]+\.[0-9]) S (\S+) mm", text).groups()
         assert [float(left), float(posterior), float(superior)] == pytest.approx(place, abs=0.051)
 
 
@@ -244,7 +244,8 @@ def test_a_click_goes_to_the_voxel_that_is_drawn_there(volume, layout):
         # Another place of the same plane, from where the click has to lead back
         canvas = page.find(CANVAS)
         left, top = page.script(
-            "const tile = document.querySelector(`[data-tile=${arguments[0]}]`); return [tile.offsetLeft, tile.offsetTop]",
+            "const tile = document.querySelector(`[data-tile=${arguments[0]}]`);"
+            "return [tile.offsetLeft, tile.offsetTop]",
             tile,
         )
         middle = (canvas.size["width"] / 2, canvas.size["height"] / 2)

@@ -28,9 +28,10 @@ interface Shown {
   window: Window;
 }
 
-const help = "Arrow keys move the cross-hair in the plane with the blue name, with Shift by ten voxels; Page Up and " +
-  "Page Down go through the slices; 1, 2 and 3 choose the plane; plus and minus enlarge. With the mouse: drag for the " +
-  "cross-hair, wheel for slices, Ctrl and wheel to enlarge, Shift and drag to move the picture, right button for the window.";
+const help = "Arrow keys move the cross-hair in the plane with the blue name, with Shift by ten voxels. Page Up and " +
+  "Page Down go through the slices. 1, 2 and 3 choose the plane; plus and minus enlarge. With the mouse: drag for the " +
+  "cross-hair, wheel for slices, Ctrl and wheel to enlarge, Shift and drag to move the picture, right button and drag " +
+  "for the window.";
 
 /**
  * Shows one volume of a series in an element. The element says what is shown, also to tests:
@@ -73,7 +74,9 @@ export class VolumeView {
       goTo: (text) => this.goTo(text),
       reset: () => this.scene?.resetView(),
     });
-    const about = element("p", { class: "muted volume-help", id: "volume-help" }, help);
+    const about = element(
+      "details", { class: "muted volume-help" }, element("summary", {}, "Keys and mouse"),
+      element("p", { id: "volume-help" }, help));
     const line = element("div", { class: "volume-line" }, this.reading, this.controls.place);
     this.body = element("div", { class: "volume-body", hidden: true },
       this.controls.tools, this.remarks, this.stage, line, about);
@@ -315,7 +318,8 @@ export class VolumeView {
     const values = valuesAt(nifti, voxel, frame);
     const position = positionOf(nifti, voxel);
     dataset["voxel"] = voxel.join(",");
-    dataset["position"] = nifti.hasPosition ? position.map((part) => String(Number(part.toFixed(4)) + 0)).join(",") : "";
+    const rounded = position.map((part) => Number(part.toFixed(4)) + 0);
+    dataset["position"] = nifti.hasPosition ? rounded.join(",") : "";
     dataset["value"] = values.map(String).join(",");
     dataset["frame"] = String(frame);
     dataset["window"] = nifti.channels === 3 ? "" : window.join(",");

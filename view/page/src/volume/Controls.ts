@@ -41,7 +41,8 @@ export class Controls {
   private readonly frameText = element("output", { class: "volume-frame-text" });
   private readonly frameGroup: HTMLElement;
   private readonly target = element("input", {
-    type: "text", class: "volume-target", size: 18, placeholder: "L P S in mm", autocomplete: "off", spellcheck: "false",
+    type: "text", class: "volume-target", size: 18, placeholder: "L P S in mm", autocomplete: "off",
+    spellcheck: "false",
   });
   private presets: Preset[] = [];
   private isRadiological = true;
@@ -85,7 +86,7 @@ export class Controls {
       labelled("Colours", colours));
     this.frames.addEventListener("input", () => wishes.frame(Number(this.frames.value)));
     this.frameGroup = element("div", { class: "volume-frames" }, labelled("Time", this.frames), this.frameText);
-    this.tools.append(layoutGroup, this.side, this.windowGroup, labelled("Smooth", smooth), reset, this.frameGroup);
+    this.tools.append(layoutGroup, this.side, labelled("Smooth", smooth), reset, this.windowGroup, this.frameGroup);
     this.target.addEventListener("keydown", (event) => {
       if (event.key === "Enter") {
         wishes.goTo(this.target.value);

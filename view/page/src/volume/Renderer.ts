@@ -57,8 +57,8 @@ export class Renderer extends Niivue {
   }
 
   /**
-   * The gradients of the volume are for lighting, which is not used. They would take more memory than the volume, and be
-   * computed again for each window: they get one pixel per slice.
+   * The gradients of the volume are for lighting, which is not used. They would take more memory than the volume, and
+   * be computed again for each window: they get one pixel per slice.
    */
   override rgbaTex(texture: WebGLTexture | null, unit: number, dims: number[], isInit?: boolean): WebGLTexture | null {
     const isGradient = unit === this.gl.TEXTURE6 || unit === this.gl.TEXTURE8;

@@ -36,7 +36,9 @@ const sliceTypes: Record<Plane, SLICE_TYPE> = {
   axial: SLICE_TYPE.AXIAL, coronal: SLICE_TYPE.CORONAL, sagittal: SLICE_TYPE.SAGITTAL,
 };
 // Indices of the axes right, anterior, superior that a plane has to the right, upwards and through
-const planeAxes: Record<Plane, [number, number, number]> = { axial: [0, 1, 2], coronal: [0, 2, 1], sagittal: [1, 2, 0] };
+const planeAxes: Record<Plane, [number, number, number]> = {
+  axial: [0, 1, 2], coronal: [0, 2, 1], sagittal: [1, 2, 0],
+};
 const quarters: { kind: Tile["kind"]; position: [number, number, number, number] }[] = [
   { kind: "axial", position: [0, 0, 0.5, 0.5] },
   { kind: "coronal", position: [0.5, 0, 0.5, 0.5] },
@@ -114,7 +116,8 @@ export class Scene {
     this.renderer.addVolume(image);
     if (gl.getError() === gl.OUT_OF_MEMORY) {
       this.clear();
-      throw new DrawingRefusal("The graphics card has too little memory for this volume; the slices are shown without it.");
+      throw new DrawingRefusal(
+        "The graphics card has too little memory for this volume; the slices are shown without it.");
     }
     this.resetView();
     this.voxel = nifti.size.map((side) => Math.floor(side / 2)) as Triple;

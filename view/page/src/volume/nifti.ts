@@ -156,8 +156,8 @@ export interface Drawable {
 
 /**
  * Prepares a volume for the renderer. It would lose the last voxel of 32-bit integers, shift the frames of colour
- * volumes, and has no windows below 0.00001. So it gets one frame, of a type that it draws, with values of some hundred;
- * this is for the picture alone.
+ * volumes, and has no windows below 0.00001. So it gets one frame, of a type that it draws, with values of some
+ * hundred; this is for the picture alone.
  * @param range  smallest and largest value
  */
 export function drawableOf(buffer: ArrayBuffer, nifti: Nifti, range: [number, number]): Drawable {
