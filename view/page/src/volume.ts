@@ -29,9 +29,9 @@ interface Shown {
 }
 
 const help = "Arrow keys move the cross-hair in the plane with the blue name, with Shift by ten voxels. Page Up and " +
-  "Page Down go through the slices. 1, 2 and 3 choose the plane; plus and minus enlarge. With the mouse: drag for the " +
-  "cross-hair, wheel for slices, Ctrl and wheel to enlarge, Shift and drag to move the picture, right button and drag " +
-  "for the window.";
+  "Page Down go through the slices. 1, 2 and 3 choose the plane; plus and minus enlarge. With the mouse: drag for " +
+  "the cross-hair, wheel for slices, Ctrl and wheel to enlarge, Shift and drag to move the picture, right button " +
+  "and drag for the window.";
 
 /**
  * Shows one volume of a series in an element. The element says what is shown, also to tests:

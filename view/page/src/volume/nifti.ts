@@ -54,7 +54,7 @@ export interface Nifti {
 export function readNifti(buffer: ArrayBuffer): Nifti {
   const view = new DataView(buffer);
   if (buffer.byteLength < headerBytes || view.getInt32(0, true) !== 348 || view.getUint8(field.magic) !== 0x6e) {
-    throw new Error("The server's answer is no NIfTI volume. Reload the page; if that does not help, please report it.");
+    throw new Error("The server's answer is no NIfTI volume. Reload the page; report it if that does not help.");
   }
   const type = dataTypes[view.getInt16(field.datatype, true)];
   if (!type) {
