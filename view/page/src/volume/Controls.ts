@@ -104,6 +104,7 @@ export class Controls {
     this.windowGroup.hidden = isColour;
     this.frameGroup.hidden = frames < 2;
     this.frames.max = String(frames - 1);
+    this.target.value = "";
   }
 
   showLayout(layout: Layout): void {
