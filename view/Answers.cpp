@@ -13,11 +13,15 @@ constexpr const char* kBytes = "application/octet-stream";
 constexpr const char* kPng = "image/png";
 constexpr const char* kJson = "application/json";
 
-Answer refusal(int status, const std::string& sentence) {
-    return {.status = status, .message = std::make_shared<const Message>(Json{{"error", sentence}}, "")};
+Answer refusal(const std::string& sentence) {
+    return {.isRefusal = true, .message = std::make_shared<const Message>(Json{{"error", sentence}}, "")};
 }
 
-Answer nothing() { return refusal(404, "There is no such series, volume or file."); }
+Answer nothing() {
+    Answer answer = refusal("There is no such series, volume or file.");
+    answer.isThere = false;
+    return answer;
+}
 
 /// Takes a prefix off the text. @return whether it was there
 bool take(std::string_view& text, std::string_view prefix) {
@@ -100,7 +104,7 @@ Answer Answers::ofVolume(std::size_t series, std::size_t volume) {
                          {"volume", volume},
                          {"most", mVolumes.limit()}},
                         kBytes);
-    if (answer.status == 200) {
+    if (!answer.isRefusal) {
         mVolumes.keep(key, answer.message);
     }
     return answer;
@@ -111,7 +115,7 @@ Answer Answers::ask(const Json& request, const std::string& type) {
         const auto found = std::make_shared<const Message>(mReaders.ask(request));
         return {.type = type, .info = type == kBytes ? found->json : Json(), .message = found};
     } catch (const ReaderError& error) {
-        return refusal(422, error.what());
+        return refusal(error.what());
     }
 }
 

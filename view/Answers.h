@@ -14,7 +14,8 @@ namespace radvex::view {
 
 /// What the page gets for one of its questions.
 struct Answer {
-    int status = 200; ///< 404: there is no such thing; 422: a file or series cannot give it
+    bool isThere = true;   ///< false: there is no such thing
+    bool isRefusal = false; ///< a file or series cannot give it, and the JSON says why
     std::string type = "application/json";
     formats::Json info{}; ///< what the bytes are, if they need to be told
     std::shared_ptr<const Message> message{};

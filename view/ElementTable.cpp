@@ -80,7 +80,9 @@ class Table {
     Json row(const media::Element& element, const std::string& prefix, const std::string& outer) const {
         const std::string place = prefix + nameOf(element);
         const auto found = mActions.byPlace.find(place);
-        const std::string action = found != mActions.byPlace.end() ? found->second : outer;
+        // The report of a de-identification says nothing of the meta information, which belongs to each file anew.
+        const std::string other = element.isMetaInformation() && mActions.problem.empty() ? "written anew" : outer;
+        const std::string action = found != mActions.byPlace.end() ? found->second : other;
         Json json{{"tag", media::numberOf(element)}, {"vr", element.vr}, {"keyword", element.keyword}};
         if (!element.creator.empty()) {
             json["creator"] = element.creator;

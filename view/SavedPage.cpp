@@ -49,13 +49,14 @@ void replaceAll(std::string& text, const std::string& from, const std::string& t
     }
 }
 
-/// Puts a text in place of the only other one. @throws Error  the page is not as it was built
-void put(std::string& page, const std::string& place, const std::string& text) {
-    const std::size_t at = page.find(place);
-    if (at == std::string::npos) {
-        throw Error("The page of this program has no " + place + ", and cannot be saved.");
+/// Puts a text in place of what lies from `start` to the next `end`. @throws Error  the page is not as it was built
+void put(std::string& page, const std::string& start, const std::string& end, const std::string& text) {
+    const std::size_t from = page.find(start);
+    const std::size_t to = from == std::string::npos ? from : page.find(end, from);
+    if (to == std::string::npos) {
+        throw Error("The page of this program has no " + start + ", and cannot be saved.");
     }
-    page.replace(at, place.size(), text);
+    page.replace(from, (end.empty() ? start.size() : to + end.size() - from), text);
 }
 
 /// The answers that a page without a server has.
@@ -99,7 +100,7 @@ class Collection {
         if (!answer.info.is_null()) {
             saved["info"] = answer.info;
         }
-        if (answer.status != 200) {
+        if (answer.isRefusal) {
             saved["isRefusal"] = true;
         }
         mBytes += saved["body"].get_ref<const std::string&>().size();
@@ -135,10 +136,10 @@ std::string savedPage(Answers& answers, const std::vector<Asset>& page, std::siz
     std::string script = contentOf(page, "page.js");
     replaceAll(script, "</script", "<\\/script");
     std::string html = contentOf(page, "");
-    put(html, "<head>", std::string("<head>") + kPolicy);
-    put(html, "<link rel=\"stylesheet\" href=\"page.css\">", "<style>" + contentOf(page, "page.css") + "</style>");
-    put(html, "<script type=\"module\" src=\"page.js\"></script>", "");
-    put(html, "</body>",
+    put(html, "<head>", "", std::string("<head>") + kPolicy);
+    put(html, "<link rel=\"stylesheet\"", ">", "<style>" + contentOf(page, "page.css") + "</style>");
+    put(html, "<script type=\"module\"", "</script>", "");
+    put(html, "</body>", "",
         "<script type=\"application/json\" id=\"saved-answers\">" + json + "</script>\n<script type=\"module\">" + script +
             "</script>\n</body>");
     return html;

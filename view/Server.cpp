@@ -144,7 +144,10 @@ class Server::Routes {
     }
 
     static void answer(Response& response, const Answer& found) {
-        response.status = found.status;
+        response.status = found.isThere ? 200 : 404;
+        if (found.isRefusal) { // not a status, of which every browser writes a message to its console
+            response.set_header("Radvex-Refusal", "1");
+        }
         if (!found.info.is_null()) { // a header has ASCII only
             response.set_header("Radvex-Values",
                                 found.info.dump(-1, ' ', true, formats::Json::error_handler_t::replace));

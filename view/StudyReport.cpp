@@ -141,7 +141,7 @@ class Report {
                  escaped(joined({formats::counted(files, "file", "files"), sizeOf(series["bytes"].get<double>())})) +
                  "</p>\n";
         mHtml += "<div class=\"columns\">\n<div class=\"pictures\">\n";
-        if (answer.status == 200) {
+        if (!answer.isRefusal) {
             addPreviews(start, answer.message->json);
             addVerdict(answer.message->json);
         } else {
@@ -177,7 +177,7 @@ class Report {
                                            "/preview?frame=" + std::to_string(slice["frame"].get<std::size_t>()));
         const std::string caption =
             "slice " + std::to_string(place + 1) + " of " + std::to_string(count);
-        if (picture.status != 200) {
+        if (picture.isRefusal) {
             mHtml += "<p>" + caption + ": " + escaped(textOf(picture.message->json, "error")) + "</p>\n";
             return;
         }
@@ -210,7 +210,7 @@ class Report {
 
     void addProtocol(const std::string& question) {
         const Answer answer = mAnswers.to(question);
-        if (answer.status != 200) {
+        if (answer.isRefusal) {
             mHtml += "<p class=\"error\">" + escaped(textOf(answer.message->json, "error")) + "</p>\n";
             return;
         }

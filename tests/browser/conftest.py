@@ -1,7 +1,6 @@
 """What all tests of the page share: a server of a folder, and a browser that shows its page.
 
-Environment: RADVEX_VIEW (the program radvex-view), RADVEX_LIBRARY, RADVEX_PAGE (the folder of the built page),
-RADVEX (the command), RADVEX_SAMPLES (pydicom's test files), RADVEX_AXE (axe.min.js).
+Environment: RADVEX (the command), RADVEX_SAMPLES (pydicom's test files), RADVEX_AXE (axe.min.js).
 """
 
 import os
@@ -168,9 +167,7 @@ def server():
     started = []
 
     def start(folder):
-        program, library, shown = (os.environ[name] for name in ("RADVEX_VIEW", "RADVEX_LIBRARY", "RADVEX_PAGE"))
-        # any port, 2 reading processes, 256 MiB of answers, without opening a browser
-        words = [program, "serve", library, "0", "2", "256", "0", shown, str(folder)]
+        words = [os.environ["RADVEX"], "view", "--no-browser", "--jobs", "2", "--memory", "256", str(folder)]
         process = subprocess.Popen(
             words,
             stdin=subprocess.DEVNULL,

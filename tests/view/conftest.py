@@ -77,14 +77,14 @@ class Client:
         return fetch(self.address + path, **headers)
 
     def json(self, path):
-        status, _, body = self.get(path)
-        assert status == 200, body
+        status, headers, body = self.get(path)
+        assert status == 200 and "Radvex-Refusal" not in headers, body
         return json.loads(body)
 
     def refusal(self, path):
         """The sentence about what cannot be given."""
-        status, _, body = self.get(path)
-        assert status == 422, (status, body[:200])
+        status, headers, body = self.get(path)
+        assert status == 200 and headers.get("Radvex-Refusal") == "1", (status, body[:200])
         return json.loads(body)["error"]
 
     def values(self, series, file, frame=0):

@@ -153,7 +153,7 @@ class Server implements Source {
       }
       throw new Refusal("The server of this page does not answer; its command has ended. Start radvex view again.");
     }
-    if (!response.ok) {
+    if (!response.ok || response.headers.has("Radvex-Refusal")) {
       const text = await response.text();
       let sentence = text;
       try {

@@ -32,6 +32,7 @@ class Page {
   private reading = new AbortController();
 
   constructor() {
+    byId("tab-volume").hidden = isSaved(); // volumes are too large to be saved with the page
     setUpTheme(byId("theme"));
     setUpDivider(byId("divider"), byId("series"), byId("layout"));
     this.tree.onChoose = (series) => void this.showSeries(series);
