@@ -27,8 +27,9 @@ export class Tabs {
   }
 
   private move(event: KeyboardEvent): void {
-    const now = this.buttons.findIndex((button) => button === document.activeElement);
-    const last = this.buttons.length - 1;
+    const buttons = this.buttons.filter((button) => !button.hidden);
+    const now = buttons.findIndex((button) => button === document.activeElement);
+    const last = buttons.length - 1;
     const next: Record<string, number> = {
       ArrowLeft: now === 0 ? last : now - 1,
       ArrowRight: now === last ? 0 : now + 1,
@@ -37,7 +38,7 @@ export class Tabs {
     };
     const target = next[event.key];
     if (now >= 0 && target !== undefined && !event.altKey && !event.ctrlKey && !event.metaKey) {
-      this.buttons[target]?.focus();
+      buttons[target]?.focus();
       event.preventDefault();
     }
   }
