@@ -34,10 +34,9 @@ void addWindows(Json& json, const volume::OwnWindows& own) {
         windows.push_back({window.window.center, window.window.width});
         names.push_back(window.name);
     }
-    const bool isSigmoid = !own.windows.empty() && own.windows.front().isSigmoid;
     json["windows"] = std::move(windows);
     json["windowNames"] = std::move(names);
-    json["function"] = isSigmoid ? "SIGMOID" : "LINEAR";
+    json["function"] = own.windows.empty() ? "LINEAR" : own.windows.front().function; // of all
     json["windowProblem"] = own.problem;
 }
 

@@ -19,8 +19,8 @@ class FrameReader {
     // Frames are counted from 0. What cannot be read is an Error with a sentence that names the file.
 
     /// The samples of a frame, row by row: modality values, or interleaved RGB. What they are: "type" (NumPy's name),
-    /// "shape", "unit", "windows" (pairs of centre and width, on these values), "windowNames", "function" (LINEAR or
-    /// SIGMOID), "windowProblem" (a sentence, or empty), "photometricInterpretation".
+    /// "shape", "unit", "windows" (pairs of centre and width, on these values), "windowNames", "function"
+    /// (VOILUTFunction), "windowProblem" (a sentence, or empty), "photometricInterpretation".
     Message values(const std::string& file, std::size_t frame);
     /// All overlay planes, a byte of 0 or 1 for each pixel, plane after plane: "planes" with "plane", "rows" and
     /// "columns".

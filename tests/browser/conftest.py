@@ -14,6 +14,19 @@ from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 from selenium.webdriver.support.ui import WebDriverWait
 
+NOTES = []  # figures that tests have measured
+
+
+def note(sentence):
+    """Prints a figure at the end of the run. What is fast enough depends on the machine, and is no matter of a test."""
+    NOTES.append(sentence)
+
+
+def pytest_terminal_summary(terminalreporter):
+    for sentence in NOTES:
+        terminalreporter.write_line("measured: " + sentence)
+
+
 SECONDS = 60  # until something has to happen; generous, because nothing here measures time
 
 

@@ -56,7 +56,7 @@ def test_windows_are_linear_or_sigmoid_or_a_sentence(start, tmp_path):
         info, _ = client.values(series["id"], 0)
         found[list(cases)[int(series["number"])]] = (info["function"], info["windows"], info["windowProblem"])
     assert found["linear"] == ("LINEAR", [[20, 10]], "")
-    assert found["exact"] == ("LINEAR", [[20.5, 11]], "")  # the same limits, 15 and 25, as PS3.3 C.11.2.1.2.1 has them
+    assert found["exact"] == ("LINEAR_EXACT", [[20, 10]], "")
     assert found["sigmoid"] == ("SIGMOID", [[20, 10]], "")
     assert found["other"] == ("LINEAR", [], "The file has a window of a kind that is not drawn.")
     assert found["table"] == ("LINEAR", [], "The file has a table (VOI LUT) in place of a window, which is not drawn.")

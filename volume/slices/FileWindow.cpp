@@ -86,13 +86,16 @@ class WindowSource {
     OwnWindows all(vint frame) const {
         const StoreView place = placesOf({frame, 1}).front();
         const auto names = textsOf(place, "WindowCenterWidthExplanation");
-        const std::size_t count =
-            std::min(realsOf(place, "WindowCenter").size(), realsOf(place, "WindowWidth").size());
+        const auto centers = realsOf(place, "WindowCenter");
+        const auto widths = realsOf(place, "WindowWidth");
+        const std::size_t count = std::min(centers.size(), widths.size());
+        const std::string_view function = trimmed(place.text("VOILUTFunction"));
         OwnWindows own;
         for (std::size_t number = 1; number <= count; ++number) {
             try {
-                own.windows.push_back({.window = windowIn(place, number),
-                                       .isSigmoid = trimmed(place.text("VOILUTFunction")) == "SIGMOID",
+                (void)windowIn(place, number);
+                own.windows.push_back({.window = {.width = widths[number - 1], .center = centers[number - 1]},
+                                       .function = std::string(function.empty() ? "LINEAR" : function),
                                        .name = std::string(number <= names.size() ? names[number - 1] : "")});
             } catch (const Error&) {
                 own.problem = "The file has a window of a kind that is not drawn.";

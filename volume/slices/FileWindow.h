@@ -29,7 +29,7 @@ media::Rendering renderingOf(velmora::Host& host, const std::string& path, const
 /// A window of a file's own, on its modality values.
 struct OwnWindow {
     media::Window window{};
-    bool isSigmoid = false; ///< VOILUTFunction SIGMOID; otherwise linear (PS3.3 C.11.2.1.2.1)
+    std::string function{}; ///< VOILUTFunction: LINEAR, LINEAR_EXACT or SIGMOID (PS3.3 C.11.2.1.2 and C.11.2.1.3)
     std::string name{};     ///< WindowCenterWidthExplanation; may be empty
 };
 
