@@ -157,7 +157,7 @@ def take(page, out):
 
     show_volume(page, "Thin slices", "30 -30 30", "Brain")
     save(page, out, "volume")
-    show_volume(page, "Tracer in time", "30 -30 30", "Automatic")
+    show_volume(page, "Tracer in time", "30 -30 30", "Full range")
     Select(page.find(".volume-colours")).select_by_value("hotiron")
     for _ in range(2):
         page.find(".volume-frame").send_keys(Keys.ARROW_RIGHT)
@@ -165,7 +165,7 @@ def take(page, out):
 
     page.choose("A slice is lost")
     page.show("attributes")
-    page.wait(lambda: page.all("#attributes [role=row], #attributes tr"), "the attributes")
+    page.wait(lambda: "PatientName" in page.text("#attributes"), "the attributes")
     save(page, out, "attributes")
 
 

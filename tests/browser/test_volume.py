@@ -309,6 +309,22 @@ def test_black_and_white_are_the_ends_of_the_window(volume):
         assert colour_at_cross(page, "axial") == pytest.approx([grey] * 3, abs=3)
 
 
+def test_other_colours_keep_the_window(volume):
+    grid = Grid((3, 4, 5), AXIAL, (10.0, 10.0), 10.0)
+    samples = np.zeros(grid.shape, "i2")
+    samples[1, 2] = [0, 250, 500, 750, 1000]
+    page = volume(grid, samples, modality="MR")
+    page.click(".volume-smooth")
+    press_layout(page, "axial")
+    set_window(page, 1000, 2000)
+    Select(page.find(".volume-colours")).select_by_visible_text("Grey, inverted")
+    settle(page)
+    assert page.data(ROOT, "window") == "1000,2000"
+    for column, grey in enumerate([255, 223, 191, 159, 128]):
+        go_to(page, grid.place(1, 2, column))
+        assert colour_at_cross(page, "axial") == pytest.approx([grey] * 3, abs=3)
+
+
 def test_presets_of_hounsfield_units_are_the_commands_own(volume):
     page = volume(GRIDS["axial"], counted(GRIDS["axial"].shape), **HU)
     presets = {"Lung": "-600,1500", "Bone": "300,1500", "Brain": "40,80", "Abdomen": "60,400", "Mediastinum": "40,400"}

@@ -58,6 +58,7 @@ export class Scene {
   private drawable: Drawable | null = null;
   private layout: Layout = "all";
   private voxel: Triple = [0, 0, 0];
+  private window: Window = [0, 1];
 
   private constructor(private readonly renderer: Renderer, stage: HTMLElement) {
     stage.prepend(this.canvas);
@@ -109,6 +110,7 @@ export class Scene {
     image.img = drawable.samples(0) as NonNullable<NVImage["img"]>; // the renderer's copy is not needed
     this.nifti = nifti;
     this.drawable = drawable;
+    this.window = window;
     const gl = this.renderer.gl;
     while (gl.getError() !== gl.NO_ERROR) {
       // of earlier volumes
@@ -134,23 +136,24 @@ export class Scene {
     const image = this.renderer.volumes[0];
     if (image && this.drawable) {
       image.img = this.drawable.samples(frame) as NonNullable<NVImage["img"]>;
-      this.renderer.updateGLVolume();
+      this.draw(image, this.drawable);
     }
   }
 
   /** Black and white at the centre less and plus half the width. */
   setWindow(window: Window): void {
     const image = this.renderer.volumes[0];
+    this.window = window;
     if (image && this.drawable) {
-      [image.cal_min, image.cal_max] = this.limitsOf(this.drawable, window);
-      this.renderer.updateGLVolume();
+      this.draw(image, this.drawable);
     }
   }
 
   setColours(name: string): void {
     const image = this.renderer.volumes[0];
-    if (image) {
-      this.renderer.setColormap(image.id, name);
+    if (image && this.drawable) {
+      image.colormap = name;
+      this.draw(image, this.drawable);
     }
   }
 
@@ -351,6 +354,12 @@ export class Scene {
     this.renderer.scene.pan2Dxyzmm = new Float32Array([0, 0, 0, 1]);
     this.renderer.setScale(firstView.scale);
     this.renderer.setRenderAzimuthElevation(firstView.azimuth, firstView.elevation);
+  }
+
+  /** With other colours the renderer goes back to the window that a volume began with: the window is set each time. */
+  private draw(image: NVImage, drawable: Drawable): void {
+    [image.cal_min, image.cal_max] = this.limitsOf(drawable, this.window);
+    this.renderer.updateGLVolume();
   }
 
   private limitsOf(drawable: Drawable, [centre, width]: Window): [number, number] {
