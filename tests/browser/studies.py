@@ -11,7 +11,7 @@ from pydicom.uid import ExplicitVRLittleEndian
 CT = "1.2.840.10008.5.1.4.1.1.2"
 SECONDARY_CAPTURE = "1.2.840.10008.5.1.4.1.1.7"
 ROOT = "1.2.826.0.1.3680043.10.99"
-MARKUP = "<img src=x onerror=alert(1)>&amp;\"'"
+MARKUP = "Z<img src=x onerror=alert(1)>&amp;\"'"
 
 
 def instance(series, number, pixels=None, sop_class=CT, **attributes):

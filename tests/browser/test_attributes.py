@@ -118,6 +118,10 @@ def test_search_opens_what_holds_a_hit(table):
         "return [...document.querySelectorAll(\"[data-tag='(0008,0104)']\")].map(each => each.getAttribute('aria-level'))"
     )
     assert levels == ["7", "3"]
+    cut = table.script(
+        "return [...document.querySelectorAll('#attribute-table .row .tag')].some(each => each.scrollWidth > each.clientWidth)"
+    )
+    assert not cut
     table.find("#attribute-search").send_keys(Keys.ESCAPE)
     table.wait(lambda: "(0008,0104)" not in tags(table), "the folded table")
 

@@ -127,13 +127,18 @@ def test_gap_in_words_leads_to_the_slice_below_it(page, mixed):
     shown.wait(lambda: shown_caption(shown) == "Slice 6 of 9 at 8 mm", "slice 6")
 
 
+def put(folder, number, height, name=None, **attributes):
+    """An axial slice of 20 x 20 at a height."""
+    made = studies.instance(1, number, studies.disc(20, 20, 5), **attributes)
+    made.ImageOrientationPatient, made.PixelSpacing = [1, 0, 0, 0, 1, 0], [1, 1]
+    made.ImagePositionPatient = [0, 0, height]
+    studies.save(made, folder, name or f"{number:04d}.dcm")
+
+
 def test_volumes_at_the_same_places_are_no_doubles(page, tmp_path):
     for echo in (1, 2, 3):
         for number, height in enumerate(range(0, 12, 3), 1):
-            made = studies.instance(1, 10 * echo + number, studies.disc(20, 20, 5), SeriesDescription="echoes")
-            made.ImageOrientationPatient, made.PixelSpacing = [1, 0, 0, 0, 1, 0], [1, 1]
-            made.ImagePositionPatient, made.EchoTime = [0, 0, height], 10 * echo
-            studies.save(made, tmp_path, f"{echo}-{number}.dcm")
+            put(tmp_path, 10 * echo + number, height, EchoTime=10 * echo)
     shown = page(tmp_path)
     assert [drawing(shown, name) for name in ("ticks", "gaps", "doubles")] == ["4", "0", "0"]
     assert shown_caption(shown) == "Slice 1 of 4, volume 1 of 3 at 0 mm"
@@ -143,6 +148,53 @@ def test_volumes_at_the_same_places_are_no_doubles(page, tmp_path):
     shown.tab_to("places-slider")
     shown.keys(Keys.HOME)
     shown.wait(lambda: shown_caption(shown) == "Slice 1 of 4, volume 3 of 3 at 0 mm", "the first slice of the volume")
+
+
+def test_points_in_time_of_one_slice_are_no_doubles(page, tmp_path):
+    for number in (1, 2, 3):
+        put(tmp_path, number, 5, TemporalPositionIdentifier=number)
+    shown = page(tmp_path)
+    assert verdict(shown) != "errors"
+    assert [drawing(shown, name) for name in ("ticks", "doubles")] == ["1", "0"]
+
+
+def test_volume_of_several_is_chosen(page, tmp_path):
+    for acquisition, heights in ((1, range(0, 12, 3)), (2, range(0, 18, 3))):
+        for number, height in enumerate(heights, 1):
+            put(tmp_path, 10 * acquisition + number, height, AcquisitionNumber=acquisition)
+    shown = page(tmp_path)
+    assert shown.texts("#choices option") == ["acq1 (4 × 20 × 20)", "acq2 (6 × 20 × 20)"]
+    assert shown.find("#choices").is_displayed() and drawing(shown, "ticks") == "4"
+    shown.find("#choices").send_keys("acq2")
+    shown.wait(lambda: drawing(shown, "ticks") == "6", "the second volume")
+    assert "6 slices from 0 to 15 mm along their normal, 3 mm apart." in shown.text("#places-words")
+
+
+def test_slices_of_no_volume_can_be_seen(page, tmp_path):
+    for number, height in enumerate(range(0, 12, 3), 1):
+        put(tmp_path, number, height)
+    put(tmp_path, 4, 9, "copy.dcm")
+    shown = page(tmp_path)
+    assert shown.texts("#choices option") == ["Volume 1 (4 × 20 × 20)", "Slices of no volume (1)"]
+    assert verdict(shown) == "remarks"
+    shown.find("#choices").send_keys("Slices")
+    shown.wait(lambda: verdict(shown) == "none", "the copy")
+    assert shown_caption(shown) == "Slice 1 of 1 at 9 mm"
+    assert "These slices belong to no volume" in shown.text("#verdict-words")
+    shown.show("volume")
+    assert "These slices make no volume." in shown.text("#volume-note")
+
+
+def test_slices_that_are_not_parallel_have_no_line(page, tmp_path):
+    for number, height in enumerate(range(0, 12, 3), 1):
+        put(tmp_path, number, height)
+    made = studies.instance(1, 5, studies.disc(20, 20, 5))
+    made.ImageOrientationPatient, made.PixelSpacing, made.ImagePositionPatient = [0, 1, 0, 0, 0, -1], [1, 1], [0, 0, 0]
+    studies.save(made, tmp_path, "0005.dcm")
+    shown = page(tmp_path)
+    assert verdict(shown) == "errors"
+    assert "The slices are not parallel" in shown.text("#places-words")
+    assert shown.all("#places-slider") == []
 
 
 def test_tick_leads_from_the_volume_to_the_slice(page, mixed):

@@ -46,6 +46,22 @@ def test_first_series_is_chosen(page, mixed):
     assert "even" in chosen[0].text and "even" in shown.text("#shown")
 
 
+def test_rows_are_sorted_by_name_date_and_number(page, tmp_path):
+    for number, (name, date, series) in enumerate(
+        [("B^Second", "20240102", 10), ("B^Second", "20240102", 9), ("B^Second", "20231231", 1), ("A^First", None, 2)]
+    ):
+        made = studies.instance(number, 1, studies.disc(8, 8, 3), PatientName=name, StudyDate=date, SeriesNumber=series)
+        made.PatientID, made.StudyInstanceUID = name, f"{studies.ROOT}.{name[0] == 'A':d}.{(date or '0')[:4]}"
+        studies.save(made, tmp_path, f"{number}.dcm")
+    shown = page(tmp_path)
+    assert shown.texts("#tree .title") == [
+        *("A, First", "No date", "CT #2 No description"),
+        *("B, Second", "2023-12-31", "CT #1 No description"),
+        *("2024-01-02", "CT #9 No description", "CT #10 No description"),
+    ]
+    assert "#2" in shown.find("#tree [aria-selected=true]").text
+
+
 def test_series_that_is_chosen_is_the_one_that_is_shown(page, mixed):
     shown = page(mixed)
     assert shown.choose("tilted") == "ready"

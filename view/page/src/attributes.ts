@@ -5,6 +5,8 @@ import { Rows } from "./rows";
 
 const kRowHeight = 24;
 const kHeadHeight = 27;
+const kIndent = 14; // px, of each level
+const kDeepest = 15; // levels below are not indented further
 const kShownValue = 300; // characters; more is never seen in a row
 const kOpenItems = 20; // a sequence of at most so many items shows what they hold as soon as it is opened
 
@@ -150,6 +152,8 @@ export class AttributeTable {
       this.active = rows[0]?.key ?? "";
       this.detail.hidden = true;
     }
+    const deepest = rows.reduce((deep, row) => Math.max(deep, row.level), 1);
+    this.table.style.setProperty("--tag-width", `${125 + kIndent * (Math.min(deepest, kDeepest) - 1)}px`);
     this.rows.set(rows);
     this.tellActive();
     if (!this.detail.hidden) {
@@ -169,7 +173,7 @@ export class AttributeTable {
       "aria-selected": row.key === this.active ? "true" : "false",
     });
     const first = element("span", { role: "gridcell", class: "tag" });
-    first.style.paddingLeft = `${6 + 14 * (Math.min(row.level, 12) - 1)}px`;
+    first.style.paddingLeft = `${6 + kIndent * (Math.min(row.level, kDeepest) - 1)}px`;
     made.append(first);
     if (row.inside > 0) {
       const isOpen = this.shownOpen.has(row.key);

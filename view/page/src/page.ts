@@ -64,7 +64,7 @@ class Page {
       `${counted(tree.patients.length, "patient")}, ${counted(studies.length, "study", "studies")}, ` +
       counted(series.length, "series", "series");
     this.tree.show(tree);
-    const first = series[0];
+    const { first } = this.tree;
     if (first) {
       this.tree.choose(first);
     } else {

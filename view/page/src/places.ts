@@ -84,6 +84,7 @@ export class PlacesView {
   private draw(): void {
     this.drawing = null;
     this.root.replaceChildren();
+    this.root.hidden = !this.canBeDrawn;
     const { clientWidth: width, clientHeight: height } = this.root;
     if (!this.placing || !this.canBeDrawn || width < 60 || height < 50) {
       this.root.dataset.state = "empty";

@@ -11,10 +11,10 @@ export function nameText(name: string | null): string {
   return groups.filter((group) => group !== "").join("=");
 }
 
-/** "20240131" as "2024-01-31"; what is no such date stays as it is. */
+/** "20240131", or "2024.01.31" of old files, as "2024-01-31"; what is no such date stays as it is. */
 export function dateText(date: string | null): string {
-  const parts = /^(\d{4})(\d{2})(\d{2})$/.exec(date ?? "");
-  return parts ? `${parts[1]}-${parts[2]}-${parts[3]}` : (date ?? "");
+  const parts = /^(\d{4})(\.?)(\d{2})\2(\d{2})$/.exec(date ?? "");
+  return parts ? `${parts[1]}-${parts[3]}-${parts[4]}` : (date ?? "");
 }
 
 /** "999 B", "12 KB", "3.4 MB"; a KB has 1000 bytes. */

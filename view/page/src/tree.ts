@@ -45,6 +45,11 @@ export class SeriesTree {
     this.search.addEventListener("keydown", (event) => this.leaveSearch(event));
   }
 
+  /** The series on top. */
+  get first(): Series | null {
+    return this.roots[0]?.children[0]?.children[0]?.series ?? null;
+  }
+
   show(tree: Tree): void {
     this.roots = nodesOf(tree);
     this.all = this.roots.reduce((sum, node) => sum + node.seriesCount, 0);

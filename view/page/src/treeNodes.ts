@@ -14,12 +14,22 @@ export interface TreeNode {
   seriesCount: number;
 }
 
-/** The patients of a tree, with all that is below. */
+const kOrder = new Intl.Collator("en-GB", { numeric: true });
+
+/** Sorted by a text in which numbers count as numbers; what has none comes last. */
+function sorted<Thing>(things: Thing[], textOf: (thing: Thing) => string): Thing[] {
+  const texts = new Map(things.map((thing) => [thing, textOf(thing)]));
+  const compare = (one: string, other: string): number =>
+    Number(one === "") - Number(other === "") || kOrder.compare(one, other);
+  return [...things].sort((one, other) => compare(texts.get(one) ?? "", texts.get(other) ?? ""));
+}
+
+/** The patients of a tree by name, their studies by date, series by number. */
 export function nodesOf(tree: Tree): TreeNode[] {
   return numbered(
-    tree.patients.map((patient) => {
+    sorted(tree.patients, (patient) => nameText(patient.name)).map((patient) => {
       const node = nodeOf(1, patient, null, null, null, [patient.name, nameText(patient.name), patient.id]);
-      node.children = numbered(patient.studies.map((study) => studyNode(node, study)));
+      node.children = numbered(sorted(patient.studies, (study) => dateText(study.date)).map((study) => studyNode(node, study)));
       node.seriesCount = node.children.reduce((sum, child) => sum + child.seriesCount, 0);
       return node;
     }),
@@ -29,7 +39,7 @@ export function nodesOf(tree: Tree): TreeNode[] {
 function studyNode(parent: TreeNode, study: Study): TreeNode {
   const node = nodeOf(2, parent.patient, study, null, parent, [study.date, dateText(study.date), study.description]);
   node.children = numbered(
-    study.series.map((series) =>
+    sorted(study.series, (series) => series.number ?? "").map((series) =>
       nodeOf(3, parent.patient, study, series, node, [
         series.number && `#${series.number}`,
         series.modality,

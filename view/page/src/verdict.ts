@@ -57,7 +57,7 @@ export class VerdictView {
     const { kind } = summary(findings, choice?.volume != null);
     const headline: Record<Summary["kind"], string> = {
       fit: "Fit for a volume",
-      remarks: "A volume can be made; there are remarks",
+      remarks: "A volume, with remarks",
       errors: info.volumes.length > 0 ? "No volume can be trusted" : "No volume can be made of this series",
       none: info.volumes.length > 0 ? "These slices belong to no volume" : "No volume can be made of this series",
       refused: "",
