@@ -168,7 +168,7 @@ def rendered(path, folder, *words):
     target = os.path.join(str(folder), "rendered.png")
     run("image", path, "-o", target, "--force", *words)
     levels = image.imread(target)
-    return np.rint(levels[..., :3] * 255).astype(int)
+    return np.rint((levels if levels.ndim == 2 else levels[..., :3]) * 255).astype(int)
 
 
 def modality_values(path, frame=None):

@@ -1,5 +1,7 @@
 """The slices are shown as `radvex image` draws them and as the standard says, and their values are those of the files."""
 
+import re
+
 import numpy as np
 import pydicom
 import pytest
@@ -210,8 +212,9 @@ def test_a_linear_window_below_1_is_refused_with_a_sentence(page, tmp_path):
 def test_a_window_of_the_file_that_dicom_does_not_allow_is_not_used(page, tmp_path):
     shown, paths = opened(page, tmp_path, stacks.ct(WindowCenter="300", WindowWidth="0"))
     expect_levels(picture(shown), stacks.rendered(paths[0], tmp_path), ONE_LEVEL)
-    assert "smallest to its largest" in shown.text("[data-role=window-sentence]")
-    assert "width" in shown.text("[data-role=window-sentence]"), "says why"
+    sentence = shown.text("[data-role=window-sentence]")
+    assert "shown from its smallest to its largest value" in sentence
+    assert "The file has no window." not in sentence, "it says what is wrong with it"
 
 
 def test_a_chosen_window_stays_and_otherwise_each_slice_has_its_own(page, tmp_path):
@@ -270,8 +273,8 @@ def test_values_and_places_under_the_pointer(page, tmp_path, name):
         assert float(data["values"]) == pytest.approx(value, rel=1e-7)
         place = position + along * between_columns * column + down * between_rows * row
         assert [float(each) for each in data["place"].split()] == pytest.approx(place, abs=1e-6)
-        left, posterior, superior = place
-        assert text.endswith(f"L {left:.1f} P {posterior:.1f} S {superior:.1f} mm".replace(" -0.0", " 0.0"))
+        letters = re.fullmatch(r"L (\S+) P (\S+) S (\S+) mm", text.split("\n")[1])
+        assert [float(each) for each in letters.groups()] == pytest.approx(place, abs=0.0501)
 
 
 def test_letters_name_the_sides_of_the_patient(page, tmp_path):
@@ -344,22 +347,18 @@ def test_a_film_goes_on_until_it_is_stopped(page, tmp_path):
 def test_a_frame_that_cannot_be_read_shows_why_and_scrolling_goes_on(page, tmp_path):
     made = [stacks.ct(number) for number in range(3)]
     made[1].PixelData = made[1].PixelData[:1000]
-    shown, paths = opened(page, tmp_path, *made)
-    file = None
-    for _ in range(2):
-        press(shown, Keys.ARROW_DOWN)
-    states = {}
-    press(shown, Keys.HOME)
+    shown, _ = opened(page, tmp_path, *made)
+    states = []
     count = int(shown.text("[data-role=slice-text]").split(" of ")[1])
-    for index in range(count):
+    for _ in range(count):
         shown.wait(lambda: shown.data(STAGE, "state") in ("ready", "failed"), "an answer")
-        states[index] = shown.data(STAGE, "state")
-        if states[index] == "failed":
+        states.append(shown.data(STAGE, "state"))
+        if states[-1] == "failed":
             message = shown.find("[data-role=message]")
             assert message.is_displayed() and "fewer pixels" in message.text
             assert message.get_attribute("role") == "status"
         press(shown, Keys.ARROW_DOWN)
-    assert list(states.values()).count("ready") == 2, (states, file, paths)
+    assert sorted(states) == ["failed", "ready", "ready"]
 
 
 # Zoom, moving and overlays

@@ -238,6 +238,7 @@ export class StackView {
       this.stage.setState("failed", fetched.sentence);
     }
     if (this.frame) {
+      this.stage.setState("loading"); // until it is drawn
       this.viewport.setPicture(this.frame.columns, this.frame.rows, pixelShape(this.slice ?? {}));
       this.layer.setBeneath({ slice: this.key, frame: this.frame, distances: this.distances() });
       this.restTimer = window.setTimeout(() => void this.askForOverlays(), this.showsOverlays ? 0 : restTime);

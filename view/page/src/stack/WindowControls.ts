@@ -101,6 +101,9 @@ export class WindowControls {
     this.choice = choice;
     this.chosen = window;
     this.shown = null;
+    if (this.frame) {
+      this.windowFor(this.frame); // the fields say it at once
+    }
     this.onChange();
   }
 
@@ -115,9 +118,12 @@ export class WindowControls {
   }
 
   private chooseNumbers(): void {
+    if (!this.shown) {
+      return;
+    }
     const window: ShownWindow = {
-      centre: this.centre.value.trim() === "" ? NaN : Number(this.centre.value),
-      width: this.width.value.trim() === "" ? NaN : Number(this.width.value),
+      centre: numberIn(this.centre, this.shown.centre),
+      width: numberIn(this.width, this.shown.width),
       function: this.kind.value as WindowFunction,
     };
     const why = refusalOf(window);
@@ -178,7 +184,7 @@ export class WindowControls {
       return "Colour is shown as it is stored; a window has no effect on it.";
     }
     const polarity =
-      frame.info.photometricInterpretation === "MONOCHROME1" ? " Small values are bright, as the file says." : "";
+      frame.info.photometricInterpretation === "MONOCHROME1" ? " Small values are bright (MONOCHROME1)." : "";
     if (this.chosen) {
       return `This window stays on all slices.${polarity}`;
     }
@@ -188,6 +194,12 @@ export class WindowControls {
     const reason = refused.join(" ") || "The file has no window.";
     return `${reason} Each slice is shown from its smallest to its largest value.${polarity}`;
   }
+}
+
+/** The number in a field; the shown one in full if the field still has its shorter text. */
+function numberIn(field: HTMLInputElement, shown: number): number {
+  const text = field.value.trim();
+  return text === readable(shown) ? shown : text === "" ? NaN : Number(text);
 }
 
 function isSame(one: ShownWindow, other: ShownWindow): boolean {
