@@ -135,7 +135,8 @@ class Page {
     }
     this.verdict.show(this.info, choice);
     this.places.show(this.info, choice);
-    this.stack.show({ series: this.series, info: this.info, order: choice?.order ?? [] });
+    const { order = [], volume } = choice ?? {};
+    this.stack.show({ series: this.series, info: this.info, order, shape: volume?.shape });
     if (this.panel === "volume") {
       void this.showVolume();
     }
