@@ -50,6 +50,11 @@ export class Canvases {
   clear(): void {
     this.hasPicture = false;
     this.hasOverlays = false;
+    for (const name of Object.keys(this.picture.dataset)) {
+      if (name !== "role") {
+        delete this.picture.dataset[name];
+      }
+    }
   }
 
   resize(width: number, height: number): void {

@@ -147,7 +147,7 @@ export class StackView {
       frame: slice?.frame ?? 0,
     }));
     const volumes = volumesIn(shown, this.slices);
-    this.places.setCounts(volumes, this.slices.length / volumes);
+    this.places.setCounts(volumes, this.slices.length / volumes, shown.info !== null);
     const place = kept ? this.wanted.findIndex((wanted) => keyOf(wanted) === keyOf(kept)) : 0;
     this.direction = 1;
     this.setIndex(Math.max(0, place));
@@ -161,9 +161,8 @@ export class StackView {
     this.wanted = [];
     this.frame = null;
     this.store.want([]);
-    this.places.setCounts(1, 1);
+    this.places.setCounts(1, 1, false);
     this.places.show(0);
-    this.canvases.clear();
     this.layer.setBeneath(null);
     this.stage.setEdges(null);
     this.stage.setState("empty", "No series is chosen.");
@@ -202,6 +201,8 @@ export class StackView {
   private startSeries(): void {
     this.stopFilm();
     this.window.reset();
+    this.window.forget();
+    this.canvases.clear();
     this.tools.setPressed("invert", false);
     this.overlays.forget();
     this.setOverlays(false);

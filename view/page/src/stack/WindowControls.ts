@@ -52,6 +52,7 @@ export class WindowControls {
       element("label", {}, "Function ", this.kind),
     );
     this.element = element("div", { class: "stack-window", role: "group", "aria-label": "Window" }, this.fields);
+    this.fields.hidden = true;
     this.element.append(this.sentence);
     this.sentence.setAttribute("aria-live", "polite");
     this.preset.addEventListener("change", () => this.choosePreset());
@@ -95,6 +96,14 @@ export class WindowControls {
   reset(): void {
     this.isInverted = false;
     this.choose(own, null);
+  }
+
+  /** No frame is shown whose window could be told. */
+  forget(): void {
+    this.frame = null;
+    this.shown = null;
+    this.fields.hidden = true;
+    this.sentence.textContent = "";
   }
 
   private choose(choice: string, window: ShownWindow | null): void {
