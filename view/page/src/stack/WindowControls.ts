@@ -52,8 +52,8 @@ export class WindowControls {
       element("label", {}, "Function ", this.kind),
     );
     this.element = element("div", { class: "stack-window", role: "group", "aria-label": "Window" }, this.fields);
-    this.fields.hidden = true;
     this.element.append(this.sentence);
+    this.forget();
     this.sentence.setAttribute("aria-live", "polite");
     this.preset.addEventListener("change", () => this.choosePreset());
     for (const field of [this.centre, this.width, this.kind]) {
@@ -102,7 +102,7 @@ export class WindowControls {
   forget(): void {
     this.frame = null;
     this.shown = null;
-    this.fields.hidden = true;
+    this.element.dataset.state = "empty";
     this.sentence.textContent = "";
   }
 
@@ -163,7 +163,7 @@ export class WindowControls {
         })),
       );
     }
-    const ownName = presets.length > 0 ? "each slice's own" : "each slice, smallest to largest";
+    const ownName = presets.length > 0 ? "each slice's own" : "each slice's range";
     const listed = [ownName, ...this.options.map(({ name }) => name)].join("\n");
     if (listed === this.listed) {
       return;
@@ -178,6 +178,7 @@ export class WindowControls {
 
   private fill(window: ShownWindow): void {
     const isColour = this.frame?.channels === 3;
+    delete this.element.dataset.state;
     this.fields.hidden = isColour;
     this.centre.value = readable(window.centre);
     this.width.value = readable(window.width);
