@@ -1,4 +1,4 @@
-"""Generated series for the tests of the slices. Their sides are unequal, and their values differ from pixel to pixel."""
+"""Generated series for the tests of the slices. Their sides are unequal, and their values differ everywhere."""
 
 import os
 import subprocess

@@ -361,6 +361,18 @@ def test_a_frame_that_cannot_be_read_shows_why_and_scrolling_goes_on(page, tmp_p
     assert sorted(states) == ["failed", "ready", "ready"]
 
 
+def test_a_file_without_a_picture_says_so_and_shows_no_window(page, tmp_path):
+    made = stacks.ct()
+    for keyword in ("PixelData", "Rows", "Columns"):
+        delattr(made, keyword)
+    stacks.write(tmp_path, made)
+    shown = page(tmp_path)
+    shown.wait(lambda: shown.data(STAGE, "state") == "failed", "the sentence")
+    assert shown.find("[data-role=message]").text.endswith(".")
+    assert not shown.find("[data-role=centre]").is_displayed()
+    assert shown.data(PICTURE, "window") is None
+
+
 # Zoom, moving and overlays
 
 def test_zoom_keeps_what_is_under_the_pointer_and_a_drag_moves_it(page, tmp_path):

@@ -50,6 +50,11 @@ export class Canvases {
   clear(): void {
     this.hasPicture = false;
     this.hasOverlays = false;
+    for (const name of Object.keys(this.picture.dataset)) {
+      if (name !== "role") {
+        delete this.picture.dataset[name];
+      }
+    }
   }
 
   resize(width: number, height: number): void {
@@ -70,7 +75,7 @@ export class Canvases {
     const { scale } = viewport;
     context.setTransform(ratio, 0, 0, ratio, 0, 0);
     context.imageSmoothingEnabled = Math.max(scale.x, scale.y) <= sharpAbove;
-    context.imageSmoothingQuality = "medium";
+    context.imageSmoothingQuality = Math.min(scale.x, scale.y) < 0.5 ? "high" : "low"; // high takes its time
     const start = viewport.toScreen({ x: 0, y: 0 });
     const [width, height] = [this.picture.width * scale.x, this.picture.height * scale.y];
     context.drawImage(this.picture, start.x, start.y, width, height);

@@ -101,7 +101,7 @@ export function resultOf(shape: Shape, points: Point[], frame: Frame | null, dis
     result.notes.push("Some values are too large to be shown exactly.");
   }
   if (frame.channels === 1 && statistics.valued > 0) {
-    result.text = `${short(statistics.mean)} ± ${short(statistics.deviation)}${frame.info.unit && ` ${frame.info.unit}`}`;
+    result.text = `${short(statistics.mean)} ± ${short(statistics.deviation)} ${frame.info.unit}`.trimEnd();
   }
   return result;
 }

@@ -61,7 +61,8 @@ export function drawOverlays(found: FoundOverlays, rows: number, columns: number
   pixels.fill(0);
   for (const plane of found.planes) {
     if (plane.rows !== rows || plane.columns !== columns) {
-      sentence = `An overlay of ${plane.rows} x ${plane.columns} pixels is not as large as the picture and is not shown.`;
+      const size = `${plane.rows} x ${plane.columns} pixels`;
+      sentence = `An overlay of ${size} is not shown, because the picture has another size.`;
       continue;
     }
     for (let index = 0; index < pixels.length; index++) {

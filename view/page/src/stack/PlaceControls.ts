@@ -16,12 +16,12 @@ export class PlaceControls {
     this.time.onInput = changed;
   }
 
-  /** Volume after volume, each with equally many slices. */
-  setCounts(volumes: number, perVolume: number): void {
+  /** Volume after volume, each with equally many slices. @param isKnown  false: there may be more slices */
+  setCounts(volumes: number, perVolume: number, isKnown: boolean): void {
     this.volumes = volumes;
     this.perVolume = perVolume;
-    this.slice.setCount(perVolume);
-    this.time.setCount(volumes);
+    this.slice.setCount(perVolume, isKnown);
+    this.time.setCount(volumes, isKnown);
     this.time.element.hidden = volumes < 2;
   }
 
@@ -57,6 +57,7 @@ class Slider {
   private readonly input = element("input", { type: "range", min: 0, step: 1, value: 0 });
   private readonly text: HTMLElement;
   private count = 1;
+  private isKnown = true;
 
   constructor(private readonly name: string, role: string) {
     this.input.dataset.role = role;
@@ -69,14 +70,15 @@ class Slider {
     return Number(this.input.value);
   }
 
-  setCount(count: number): void {
+  setCount(count: number, isKnown: boolean): void {
     this.count = count;
+    this.isKnown = isKnown;
     this.input.max = String(count - 1);
     this.input.disabled = count < 2;
   }
 
   show(value: number): void {
-    const text = `${value + 1} of ${this.count}`;
+    const text = `${value + 1} of ${this.isKnown ? this.count : "…"}`;
     this.input.value = String(value);
     this.input.setAttribute("aria-valuetext", `${this.name} ${text}`);
     this.text.textContent = text;

@@ -16,6 +16,7 @@ import { type Action, type Tool, ToolBar } from "./ToolBar";
 import { Viewport } from "./Viewport";
 import { WindowControls } from "./WindowControls";
 import { edgesOf, pixelShape, placeOf, placeText } from "./geometry";
+import { actionKeys, helpOnKeys, isUsedByButtons, toolKeys } from "./keys";
 import { type Point, type Shape, pointsOf } from "./measure";
 import { type Frame, readable } from "./samples";
 
@@ -25,35 +26,6 @@ export interface Shown {
   order: number[]; // indices into info.slices; [] while info is null
   shape?: number[]; // of the volume that is shown in this order
 }
-
-const keys: [string, string][] = [
-  ["↑ ↓ Page Up/Down", "slices"],
-  ["Home End", "first and last slice"],
-  [", .", "time"],
-  ["+ −", "zoom"],
-  ["0", "fit"],
-  ["I", "invert"],
-  ["O", "overlays"],
-  ["Space", "film"],
-  ["R", "reset"],
-  ["S W Z M", "scroll, window, zoom, move"],
-  ["L A B E", "length, angle, box, ellipse: arrows move a cross-hair, Enter sets a point, Escape stops"],
-  ["Delete", "removes a measurement"],
-  ["Wheel", "slices; with Ctrl zoom"],
-  ["Right button", "window"],
-  ["Middle button or Shift", "move"],
-];
-
-const toolKeys: Record<string, Tool> = {
-  s: "scroll",
-  w: "window",
-  z: "zoom",
-  m: "pan",
-  l: "length",
-  a: "angle",
-  b: "rectangle",
-  e: "ellipse",
-};
 
 const restTime = 400; // ms on a slice before its overlays are asked for
 
@@ -147,7 +119,7 @@ export class StackView {
       frame: slice?.frame ?? 0,
     }));
     const volumes = volumesIn(shown, this.slices);
-    this.places.setCounts(volumes, this.slices.length / volumes);
+    this.places.setCounts(volumes, this.slices.length / volumes, shown.info !== null);
     const place = kept ? this.wanted.findIndex((wanted) => keyOf(wanted) === keyOf(kept)) : 0;
     this.direction = 1;
     this.setIndex(Math.max(0, place));
@@ -161,9 +133,8 @@ export class StackView {
     this.wanted = [];
     this.frame = null;
     this.store.want([]);
-    this.places.setCounts(1, 1);
+    this.places.setCounts(1, 1, false);
     this.places.show(0);
-    this.canvases.clear();
     this.layer.setBeneath(null);
     this.stage.setEdges(null);
     this.stage.setState("empty", "No series is chosen.");
@@ -202,6 +173,8 @@ export class StackView {
   private startSeries(): void {
     this.stopFilm();
     this.window.reset();
+    this.window.forget();
+    this.canvases.clear();
     this.tools.setPressed("invert", false);
     this.overlays.forget();
     this.setOverlays(false);
@@ -215,9 +188,8 @@ export class StackView {
     this.index = index;
     this.places.show(index);
     const wanted = this.wanted[index]!;
-    this.store.want(
-      this.shown?.info ? around(index, this.wanted.length, this.direction).map((place) => this.wanted[place]!) : [wanted],
-    );
+    const places = this.shown?.info ? around(index, this.wanted.length, this.direction) : [index];
+    this.store.want(places.map((place) => this.wanted[place]!));
     this.take(this.key, this.store.get(wanted));
     this.onChange?.({ file: wanted.file, frame: wanted.frame, index });
   }
@@ -235,6 +207,7 @@ export class StackView {
       this.stage.setState("loading", `Reading slice ${this.index + 1} …`);
     } else if (!fetched.frame) {
       this.canvases.clear();
+      this.window.forget();
       this.stage.setState("failed", fetched.sentence);
     }
     if (this.frame) {
@@ -598,18 +571,8 @@ export class StackView {
   }
 
   private pressTool(key: string): boolean {
-    const actions: Record<string, Action> = {
-      "+": "larger",
-      "=": "larger",
-      "-": "smaller",
-      "0": "fit",
-      i: "invert",
-      o: "overlays",
-      " ": "cine",
-      r: "reset",
-    };
     const lower = key.toLowerCase();
-    const action = actions[lower];
+    const action = actionKeys[lower];
     const tool = toolKeys[lower];
     if (action) {
       this.act(action);
@@ -620,10 +583,6 @@ export class StackView {
   }
 }
 
-function isUsedByButtons(key: string): boolean {
-  return key === " " || key === "Enter";
-}
-
 /** How many volumes the order has, one after the other. */
 function volumesIn(shown: Shown, slices: (Slice | null)[]): number {
   const shape = shown.shape ?? [];
@@ -631,17 +590,4 @@ function volumesIn(shown: Shown, slices: (Slice | null)[]): number {
   const sides = isColour ? shape.slice(0, -1) : shape;
   const [volumes = 1, perVolume = 1] = sides;
   return sides.length === 4 && volumes * perVolume === slices.length ? volumes : 1;
-}
-
-function helpOnKeys(): { button: HTMLElement; text: HTMLElement } {
-  const text = element("p", { class: "stack-help", hidden: true });
-  for (const [key, what] of keys) {
-    text.append(element("span", {}, element("kbd", {}, key), ` ${what}`), " ");
-  }
-  const button = element("button", { type: "button", "aria-expanded": "false", "data-role": "keys" }, "Keys");
-  button.addEventListener("click", () => {
-    text.hidden = !text.hidden;
-    button.setAttribute("aria-expanded", String(!text.hidden));
-  });
-  return { button, text };
 }

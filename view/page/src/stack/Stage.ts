@@ -19,7 +19,9 @@ export class Stage {
   private readonly message = element("p", { class: "stack-message", role: "status", "data-role": "message" });
   private readonly reading = element("p", { class: "stack-reading", "data-role": "reading" });
   private readonly spoken = element("p", { class: "stack-spoken", "aria-live": "polite" });
-  private readonly edges = sides.map((side) => element("span", { class: `stack-edge stack-${side}`, "data-edge": side }));
+  private readonly edges = sides.map((side) =>
+    element("span", { class: `stack-edge stack-${side}`, "data-edge": side }),
+  );
 
   constructor(...layers: Element[]) {
     this.element.append(...layers, ...this.edges, this.reading, this.message, this.spoken);

@@ -53,6 +53,7 @@ export class WindowControls {
     );
     this.element = element("div", { class: "stack-window", role: "group", "aria-label": "Window" }, this.fields);
     this.element.append(this.sentence);
+    this.forget();
     this.sentence.setAttribute("aria-live", "polite");
     this.preset.addEventListener("change", () => this.choosePreset());
     for (const field of [this.centre, this.width, this.kind]) {
@@ -95,6 +96,14 @@ export class WindowControls {
   reset(): void {
     this.isInverted = false;
     this.choose(own, null);
+  }
+
+  /** No frame is shown whose window could be told. */
+  forget(): void {
+    this.frame = null;
+    this.shown = null;
+    this.element.dataset.state = "empty";
+    this.sentence.textContent = "";
   }
 
   private choose(choice: string, window: ShownWindow | null): void {
@@ -154,7 +163,7 @@ export class WindowControls {
         })),
       );
     }
-    const ownName = presets.length > 0 ? "each slice's own" : "each slice, smallest to largest";
+    const ownName = presets.length > 0 ? "each slice's own" : "each slice's range";
     const listed = [ownName, ...this.options.map(({ name }) => name)].join("\n");
     if (listed === this.listed) {
       return;
@@ -169,6 +178,7 @@ export class WindowControls {
 
   private fill(window: ShownWindow): void {
     const isColour = this.frame?.channels === 3;
+    delete this.element.dataset.state;
     this.fields.hidden = isColour;
     this.centre.value = readable(window.centre);
     this.width.value = readable(window.width);

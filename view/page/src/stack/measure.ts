@@ -8,7 +8,7 @@ export interface Point {
   y: number;
 }
 
-/** Distances between rows and between columns in mm; undefined where the file says nothing that holds in the patient. */
+/** Distances in mm; undefined where the file says nothing that holds in the patient. */
 export type Spacing = [betweenRows: number, betweenColumns: number] | undefined;
 
 export type Shape = "length" | "angle" | "rectangle" | "ellipse";

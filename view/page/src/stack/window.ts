@@ -42,7 +42,7 @@ export function refusalOf(window: ShownWindow): string | null {
     return "centre and width have to be numbers";
   }
   if (window.function === "LINEAR" && !(window.width >= 1)) {
-    return "a linear window is at least 1 wide (DICOM PS3.3 C.11.2.1.2.1); one that is linear and exact may be narrower";
+    return "a linear window is at least 1 wide (DICOM PS3.3 C.11.2.1.2.1); only an exact one may be narrower";
   }
   return window.width > 0 ? null : "a window has to be wider than 0";
 }
@@ -139,7 +139,7 @@ export function drawColour(frame: Frame, pixels: Uint32Array): void {
   }
 }
 
-/** A window that was pulled by so many pixels of the screen: to the right it gets wider, downwards brighter to darker. */
+/** A window that was pulled by so many pixels of the screen: to the right wider, downwards to a higher centre. */
 export function pulled(window: ShownWindow, right: number, down: number, frame: Frame): ShownWindow {
   const range = Number.isNaN(frame.minimum) ? 1 : frame.maximum - frame.minimum || 1;
   const step = Math.max(window.width, range / 100) / 300;
