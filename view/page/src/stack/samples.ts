@@ -27,6 +27,9 @@ export interface Frame {
 
 /** @throws Error  the type is unknown, or the bytes are not those that the shape promises */
 export function decode(info: ValuesInfo, bytes: ArrayBuffer): Frame {
+  if (!Array.isArray(info?.shape) || typeof info.type !== "string") {
+    throw new Error("The answer does not say what its samples are. Load the page again, which may be an older one.");
+  }
   const [rows = 0, columns = 0, channels = 1] = info.shape;
   const { samples, isRounded } = samplesOf(info.type, bytes);
   if (info.shape.length > 3 || (channels !== 1 && channels !== 3) || samples.length !== rows * columns * channels) {
