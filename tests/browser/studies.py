@@ -97,9 +97,8 @@ def mixed_study(folder):
     ct_stack(folder, 3, [0, 2, 4, 6, 6, 8, 20, 22, 24], SeriesDescription="gap and double")
     colours = np.zeros((30, 40, 3), np.uint8)
     colours[:10, :, 0], colours[10:20, :, 1], colours[20:, :, 2] = 255, 255, 255
-    save(
-        instance(4, 1, colours, SECONDARY_CAPTURE, SeriesDescription="colour", Modality="OT"), folder, "series4", "1.dcm"
-    )
+    colour = instance(4, 1, colours, SECONDARY_CAPTURE, SeriesDescription="colour", Modality="OT")
+    save(colour, folder, "series4", "1.dcm")
     frames = np.stack([disc(32, 40, 3 + frame) for frame in range(6)])
     save(
         instance(5, 1, frames, SECONDARY_CAPTURE, SeriesDescription="frames", Modality="OT"), folder, "series5", "1.dcm"

@@ -115,11 +115,13 @@ def test_search_opens_what_holds_a_hit(table):
     shown = tags(table)
     assert shown.count("(0008,0104)") == 2 and shown.count("(0040,A043)") == 2
     levels = table.script(
-        "return [...document.querySelectorAll(\"[data-tag='(0008,0104)']\")].map(each => each.getAttribute('aria-level'))"
+        "return [...document.querySelectorAll(\"[data-tag='(0008,0104)']\")]"
+        ".map(each => each.getAttribute('aria-level'))"
     )
     assert levels == ["7", "3"]
     cut = table.script(
-        "return [...document.querySelectorAll('#attribute-table .row .tag')].some(each => each.scrollWidth > each.clientWidth)"
+        "return [...document.querySelectorAll('#attribute-table .row .tag')]"
+        ".some(each => each.scrollWidth > each.clientWidth)"
     )
     assert not cut
     table.find("#attribute-search").send_keys(Keys.ESCAPE)

@@ -13,9 +13,8 @@ def mixed(tmp_path_factory):
 
 
 def row_with(page, text):
-    return page.wait(
-        lambda: next((row.text for row in page.all("#tree [role=treeitem]") if text in row.text), None), f"a row {text!r}"
-    )
+    rows = "#tree [role=treeitem]"
+    return page.wait(lambda: next((row.text for row in page.all(rows) if text in row.text), None), f"a row {text!r}")
 
 
 def names_of_series(page):
@@ -91,7 +90,8 @@ def test_thumbnails_show_pictures_or_say_that_there_is_none(page, mixed):
     assert sorted(set(states)) == ["none", "shown"]
     without = next(row for row in shown.all("#tree [data-series]") if "without pixels" in row.text)
     assert "No\npicture" in without.text or "No picture" in without.text
-    widths = shown.script("return [...document.querySelectorAll('#tree .thumbnail img')].map(each => each.naturalWidth)")
+    images = "[...document.querySelectorAll('#tree .thumbnail img')]"
+    widths = shown.script(f"return {images}.map(each => each.naturalWidth)")
     assert len(widths) == 8 and min(widths) > 0
 
 

@@ -35,7 +35,11 @@ export class AttributeTable {
     "aria-readonly": "true",
   });
   private readonly note = element("p", { class: "note", hidden: true });
-  private readonly detail = element("section", { id: "attribute-detail", "aria-label": "The chosen attribute", hidden: true });
+  private readonly detail = element("section", {
+    id: "attribute-detail",
+    "aria-label": "The chosen attribute",
+    hidden: true,
+  });
   private readonly rows: Rows<AttributeRow>;
   private elements: Element[] = [];
   private readonly open = new Set<string>();
@@ -58,7 +62,13 @@ export class AttributeTable {
     this.table.append(head());
     const bar = element("div", { class: "attribute-bar" }, this.search, this.hits);
     root.append(bar, this.note, this.table, this.detail);
-    this.rows = new Rows(this.table, () => kRowHeight, (row, index) => this.makeRow(row, index), kHeadHeight, "rowgroup");
+    this.rows = new Rows(
+      this.table,
+      () => kRowHeight,
+      (row, index) => this.makeRow(row, index),
+      kHeadHeight,
+      "rowgroup",
+    );
     this.search.addEventListener("input", () => this.seek.call());
     this.search.addEventListener("keydown", (event) => this.leaveSearch(event));
     this.table.addEventListener("click", (event) => this.click(event));
@@ -374,7 +384,9 @@ export class AttributeTable {
 
 function head(): HTMLElement {
   const names = { tag: "Tag", keyword: "Keyword", vr: "VR", value: "Value", action: "De-identification" };
-  const cells = Object.entries(names).map(([name, text]) => element("span", { role: "columnheader", class: name }, text));
+  const cells = Object.entries(names).map(([name, text]) =>
+    element("span", { role: "columnheader", class: name }, text),
+  );
   const row = element("div", { role: "row", class: "attribute head", "aria-rowindex": "1" }, ...cells);
   return element("div", { role: "rowgroup", class: "head-group" }, row);
 }

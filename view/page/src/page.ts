@@ -44,7 +44,9 @@ class Page {
       }
     };
     this.tabs.onChange = (panel) => this.showPanel(panel);
-    this.choiceBox.addEventListener("change", () => this.showChoice(this.choices[this.choiceBox.selectedIndex] ?? null));
+    this.choiceBox.addEventListener("change", () =>
+      this.showChoice(this.choices[this.choiceBox.selectedIndex] ?? null),
+    );
     new ResizeObserver(() => this.resize()).observe(byId("main"));
   }
 

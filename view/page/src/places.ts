@@ -145,16 +145,19 @@ export class PlacesView {
     } else if (places.length > 1) {
       const low = lengthText((places[0] as Place).height);
       const high = lengthText((places.at(-1) as Place).height);
-      lines.push(`${counted(places.length, "slice")} from ${low} to ${high} mm along their normal${spacingText(placing)}.`);
+      const count = counted(places.length, "slice");
+      lines.push(`${count} from ${low} to ${high} mm along their normal${spacingText(placing)}.`);
       if (this.tiltDegrees !== null) {
-        lines.push(`The stack is tilted by ${lengthText(this.tiltDegrees)}° (gantry tilt); the slices are drawn slanted.`);
+        const tilt = lengthText(this.tiltDegrees);
+        lines.push(`The stack is tilted by ${tilt}° (gantry tilt); the slices are drawn slanted.`);
       }
       lines.push(...this.gapLines(placing, usual), ...this.doubleLines(placing));
     } else {
       lines.push("One slice has no neighbours.");
     }
     if (unplaced > 0) {
-      lines.push(`${counted(unplaced, "slice has", "slices have")} no position and ${unplaced === 1 ? "is" : "are"} not drawn.`);
+      const are = unplaced === 1 ? "is" : "are";
+      lines.push(`${counted(unplaced, "slice has", "slices have")} no position and ${are} not drawn.`);
     }
     this.facts.replaceChildren(...lines.map((line) => (typeof line === "string" ? element("p", {}, line) : line)));
   }
@@ -164,7 +167,8 @@ export class PlacesView {
       placing.gaps.map((gap) => {
         const [below, above] = [placing.places[gap.below] as Place, placing.places[gap.above] as Place];
         const numbers = [this.numberOf(below), this.numberOf(above)].sort((one, other) => one - other);
-        const text = `Gap: ${lengthText(gap.size)} mm between slices ${numbers.join(" and ")}, usual ${lengthText(usual ?? 0)} mm`;
+        const size = `${lengthText(gap.size)} mm`;
+        const text = `Gap: ${size} between slices ${numbers.join(" and ")}, usual ${lengthText(usual ?? 0)} mm`;
         return { text, index: below.index };
       }),
       "gap",
@@ -185,7 +189,11 @@ export class PlacesView {
 
   private listed(found: { text: string; index: number }[], kind: string): HTMLElement[] {
     const lines: HTMLElement[] = found.slice(0, kListed).map(({ text, index }) => {
-      const button = element("button", { type: "button", class: "go", "data-kind": kind, title: "Show this slice" }, text);
+      const button = element(
+        "button",
+        { type: "button", class: "go", "data-kind": kind, title: "Show this slice" },
+        text,
+      );
       button.addEventListener("click", () => this.onGo?.(index));
       return button;
     });

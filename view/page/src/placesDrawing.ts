@@ -135,7 +135,8 @@ export function drawPlaces(placing: Placing, tiltDegrees: number | null, width: 
       marked.setAttribute("d", place ? frame.slice(place.height, 3) : "");
       const along = place ? frame.along(place.height) : 0;
       const tip = frame.scaleAt + 1;
-      pointer.setAttribute("d", place ? `${frame.line([along, tip], [along - 5, tip - 8], [along + 5, tip - 8])}Z` : "");
+      const triangle = `${frame.line([along, tip], [along - 5, tip - 8], [along + 5, tip - 8])}Z`;
+      pointer.setAttribute("d", place ? triangle : "");
     },
     heightAt: (x, y) => frame.heightAt(x, y),
   };
@@ -148,11 +149,13 @@ function drawScale(svg: SVGSVGElement, frame: Frame, placing: Placing): void {
   const lines = numbers.map((at) => frame.line([frame.along(at), frame.scaleAt], [frame.along(at), frame.scaleAt - 4]));
   const low = frame.along(places[0]?.height ?? 0);
   const high = frame.along(places.at(-1)?.height ?? 0);
-  svg.append(shape("path", { class: "scale", d: lines.join("") + frame.line([low, frame.scaleAt], [high, frame.scaleAt]) }));
+  const axis = frame.line([low, frame.scaleAt], [high, frame.scaleAt]);
+  svg.append(shape("path", { class: "scale", d: lines.join("") + axis }));
   numbers.forEach((at, index) => {
     const unit = index === numbers.length - 1 ? " mm" : "";
     const across = frame.scaleAt - (frame.isUpright ? 10 : 14);
-    svg.append(frame.text("number", frame.along(at), across, frame.isUpright ? "end" : "middle", lengthText(at) + unit));
+    const anchor = frame.isUpright ? "end" : "middle";
+    svg.append(frame.text("number", frame.along(at), across, anchor, lengthText(at) + unit));
   });
   const up = directionText(placing.normal);
   const down = directionText(placing.normal.map((size) => -size) as typeof placing.normal);
@@ -183,7 +186,8 @@ function drawLabels(svg: SVGSVGElement, frame: Frame, placing: Placing): void {
   for (const { height, text } of labels) {
     const along = frame.along(height) - rise;
     if (Math.abs(along - last) >= (frame.isUpright ? 14 : 52)) {
-      svg.append(frame.text("label", along, frame.to + (frame.isUpright ? 9 : 10), frame.isUpright ? "start" : "middle", text));
+      const across = frame.to + (frame.isUpright ? 9 : 10);
+      svg.append(frame.text("label", along, across, frame.isUpright ? "start" : "middle", text));
       last = along;
     }
   }

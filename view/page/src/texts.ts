@@ -46,5 +46,6 @@ export function studyTitle(study: Study): string {
 
 export function seriesTitle(series: Series): string {
   const number = series.number ? `#${series.number}` : "";
-  return [number, series.modality ?? "", series.description || "No description"].filter((part) => part !== "").join("  ");
+  const parts = [number, series.modality ?? "", series.description || "No description"];
+  return parts.filter((part) => part !== "").join("  ");
 }

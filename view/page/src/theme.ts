@@ -1,7 +1,10 @@
 /** A button that changes between dark and light. The system says the first; the choice is forgotten with the page. */
 export function setUpTheme(button: HTMLElement): void {
   const system = matchMedia("(prefers-color-scheme: dark)");
-  const isDark = (): boolean => (document.documentElement.dataset.theme ?? (system.matches ? "dark" : "light")) === "dark";
+  const isDark = (): boolean => {
+    const chosen = document.documentElement.dataset.theme;
+    return chosen ? chosen === "dark" : system.matches;
+  };
   const name = (): void => {
     button.textContent = isDark() ? "Light colours" : "Dark colours";
   };

@@ -393,7 +393,8 @@ function studyParts(node: TreeNode): HTMLElement[] {
 
 /** With spaces between, for those who hear or copy it. */
 function titleParts(series: Series): (HTMLElement | string | null)[] {
-  const part = (name: string, text: string): HTMLElement | null => (text ? element("span", { class: name }, text) : null);
+  const part = (name: string, text: string): HTMLElement | null =>
+    text ? element("span", { class: name }, text) : null;
   return [
     part("modality", series.modality ?? ""),
     " ",

@@ -29,7 +29,8 @@ export function nodesOf(tree: Tree): TreeNode[] {
   return numbered(
     sorted(tree.patients, (patient) => nameText(patient.name)).map((patient) => {
       const node = nodeOf(1, patient, null, null, null, [patient.name, nameText(patient.name), patient.id]);
-      node.children = numbered(sorted(patient.studies, (study) => dateText(study.date)).map((study) => studyNode(node, study)));
+      const studies = sorted(patient.studies, (study) => dateText(study.date));
+      node.children = numbered(studies.map((study) => studyNode(node, study)));
       node.seriesCount = node.children.reduce((sum, child) => sum + child.seriesCount, 0);
       return node;
     }),

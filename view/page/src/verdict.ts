@@ -34,7 +34,9 @@ function summary(findings: Finding[], hasVolume: boolean): Summary {
     return { kind: "none", words: "no volume" };
   }
   const remarks = findings.length;
-  return remarks > 0 ? { kind: "remarks", words: counted(remarks, "remark") } : { kind: "fit", words: "fit for a volume" };
+  return remarks > 0
+    ? { kind: "remarks", words: counted(remarks, "remark") }
+    : { kind: "fit", words: "fit for a volume" };
 }
 
 /** What the server says of the geometry of a series, in sentences. */
