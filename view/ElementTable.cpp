@@ -95,13 +95,23 @@ class Table {
             }
             return json;
         }
-        const bool isGone = action == "removed" || action == "emptied";
         json["items"] = Json::array();
         for (const auto& item : element.items) {
-            json["items"].push_back(rows(item, place + '[' + std::to_string(json["items"].size() + 1) + "].",
-                                         isGone ? action : ""));
+            const std::size_t index = json["items"].size();
+            json["items"].push_back(
+                rows(item, place + '[' + std::to_string(index + 1) + "].", actionOnItem(element, action, index)));
         }
         return json;
+    }
+
+    /// What happens to all attributes of an item, if the sequence around it is not kept. Of a dummy, the first item stays
+    /// and is rewritten; the content of a document is replaced as a whole.
+    static std::string actionOnItem(const media::Element& sequence, const std::string& action, std::size_t index) {
+        if (action == "removed" || action == "emptied") {
+            return action;
+        }
+        const bool isReplaced = action == "dummy value" && (index > 0 || sequence.keyword == "ContentSequence");
+        return isReplaced ? "removed" : "";
     }
 
     const Actions& mActions;

@@ -145,6 +145,8 @@ Message FrameReader::preview(const std::string& file, std::size_t frame) const {
     const volume::PixelMeaning meaning = volume::readPixelMeaning(mHost, file);
     const vint shown = frame < static_cast<std::size_t>(meaning.frames) ? static_cast<vint>(frame) : 0; // or a tile
     media::Rendering rendering;
+    const volume::FileMetadata metadata(mHost, file);
+    volume::requireWhole(metadata, file, static_cast<std::size_t>(metadata.promisedFrames())); // none is made up
     const bool isGrey = meaning.photometricInterpretation.starts_with("MONOCHROME");
     if (isGrey && !volume::ownWindows(mHost, file, shown).windows.empty()) {
         rendering.named = media::windowNamed("file");

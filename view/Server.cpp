@@ -4,6 +4,7 @@
 #include <sys/random.h>
 
 #include <array>
+#include <ctime>
 #include <cstdint>
 #include <map>
 
@@ -17,7 +18,8 @@ using httplib::Response;
 
 namespace {
 
-constexpr std::size_t kThreads = 16; // most wait for a reader
+constexpr std::size_t kThreads = 32;  // most wait for a reader, or for the next question of a browser
+constexpr std::time_t kPatience = 1; // seconds for such a question, and so the longest that the end waits for a browser
 
 /// 128 random bits in hexadecimal.
 std::string newToken() {
@@ -72,6 +74,7 @@ class Server::Routes {
             mPage.emplace(asset.name, std::move(asset));
         }
         mServer.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
+        mServer.set_keep_alive_timeout(kPatience);
         mServer.set_payload_max_length(1); // nothing is sent to this server
         // The usual options of this server would let another program listen at the same port.
         mServer.set_socket_options([](auto socket) {

@@ -120,6 +120,12 @@ def test_fewer_pixels_than_promised_are_refused_and_as_many_are_not(start, tmp_p
     assert start(tmp_path / "whole").values(0, 0)[1].shape == (3, 4)
 
 
+def test_a_preview_makes_up_nothing(start, tmp_path):
+    pixels = np.arange(12, dtype=np.uint16).reshape(3, 4)
+    write(tmp_path / "short" / "1.dcm", pixels, PixelData=pixels.tobytes()[:-2])
+    assert "fewer pixels" in start(tmp_path / "short").refusal(FIRST + "/files/0/preview?frame=0")
+
+
 def test_overlay_planes(start, tmp_path):
     pixels = np.zeros((4, 8), np.uint16)
     bits = np.random.default_rng(5).integers(0, 2, (4, 8), dtype=np.uint8)
@@ -247,6 +253,19 @@ def test_what_is_in_a_removed_sequence_goes_with_it(start, tmp_path):
     table = start(tmp_path / "1.dcm").json(FIRST + "/files/0/tags")["elements"]
     (sequence,) = [element for element in table if element["keyword"] == "OtherPatientIDsSequence"]
     assert sequence["action"] == "removed" and sequence["items"][0][0]["action"] == "removed"
+
+
+def test_what_is_in_a_dummy_is_rewritten_or_goes(start, tmp_path):
+    items = [pydicom.Dataset(), pydicom.Dataset()]
+    for item in items:
+        item.PatientName, item.PatientID = "Doe^John", "7"
+    content = pydicom.Dataset()
+    content.ValueType, content.TextValue = "TEXT", "seen by Dr. Roe"
+    write(tmp_path / "1.dcm", np.zeros((2, 3), np.uint8), ContentSequence=[content], RequestAttributesSequence=items)
+    client = start(tmp_path / "1.dcm")
+    table = {element["keyword"]: element for element in client.json(FIRST + "/files/0/tags")["elements"]}
+    assert table["ContentSequence"]["action"]
+    assert {inner["action"] for inner in table["ContentSequence"]["items"][0]} != {""}
 
 
 def test_text_in_other_characters_arrives(start, tmp_path):

@@ -113,6 +113,9 @@ class WindowSource {
             return window;
         }
         const ModalityRule rule = ruleOf(frames);
+        if (rule.isIdentity()) {
+            return window; // with its last bit
+        }
         const Limits limits = limitsOf(window);
         return windowOf({(limits.black - rule.intercept) / rule.slope, (limits.white - rule.intercept) / rule.slope});
     }
@@ -258,13 +261,19 @@ std::string doubtAboutOrder(velmora::Host& host, const std::string& path, const 
 
 media::Rendering renderingOf(velmora::Host& host, const std::string& path, const std::string& name,
                              const media::Rendering& wanted, const FrameSpan& span) {
-    if (!wanted.named) {
+    if (!wanted.named && !wanted.window) {
         return wanted;
     }
     const WindowSource source(host, path, name);
     const FrameSpan frames{span.first, span.count == 0 ? source.frameCount() - span.first : span.count};
     if (source.isColour()) {
         return wanted;
+    }
+    if (!wanted.named) {
+        media::Rendering rendering = wanted;
+        rendering.given = wanted.window;
+        rendering.window = source.forLibrary(*wanted.window, frames);
+        return rendering;
     }
     if (wanted.named->preset) {
         source.requireHu(wanted.named->name);
@@ -290,7 +299,7 @@ std::vector<std::string> doubtsAbout(velmora::Host& host, const std::string& pat
         }
         if ((rendering.window || rendering.named) && metadata.isColour()) {
             doubts.push_back(name + " is in colour, on which a window has no effect.");
-        } else if (rendering.window && !rendering.named) {
+        } else if (rendering.window && !rendering.named && !metadata.isDose() && !metadata.isRescaledByFrame()) {
             doubts.push_back(doubtAboutOrder(host, path, name, *rendering.window));
         }
         std::erase(doubts, "");
