@@ -47,7 +47,7 @@ def driver():
         "--use-angle=swiftshader",
         "--enable-unsafe-swiftshader",
         "--force-device-scale-factor=1",
-        "--window-size=1600,1000",
+        "--window-size=1100,760",
     ):
         options.add_argument(argument)
     options.binary_location = "/usr/bin/chromium"
@@ -204,7 +204,7 @@ def page(driver, server):
     """Shows a folder: page(folder). At the end the console has to be empty."""
     opened = []
 
-    def open_page(folder, width=1600, height=1000, scheme="light"):
+    def open_page(folder, width=1100, height=760, scheme="light"):
         shown = Page(driver, server(folder))
         shown.resize(width, height)
         shown.prefer(scheme)

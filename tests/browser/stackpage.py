@@ -108,8 +108,7 @@ class Fit:
 def press(page, *keys):
     """Keys for the picture, which takes the focus."""
     page.script("document.querySelector('[data-role=stage]').focus()")
-    for key in keys:
-        page.driver.switch_to.active_element.send_keys(key)
+    page.driver.switch_to.active_element.send_keys(*keys)
 
 
 def reading(page):

@@ -9,6 +9,12 @@ from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.keys import Keys
 
 
+@pytest.fixture
+def page(page):
+    """A window with the whole tree, and the drawing beside the picture."""
+    return lambda folder: page(folder, 1600, 1000)
+
+
 @pytest.fixture(scope="module")
 def mixed(tmp_path_factory):
     folder = tmp_path_factory.mktemp("mixed")
@@ -142,7 +148,8 @@ def test_volumes_at_the_same_places_are_no_doubles(page, tmp_path):
     shown = page(tmp_path)
     assert [drawing(shown, name) for name in ("ticks", "gaps", "doubles")] == ["4", "0", "0"]
     assert shown_caption(shown) == "Slice 1 of 4, volume 1 of 3 at 0 mm"
-    shown.find("#slices input[type=range]").send_keys(Keys.END)
+    for slider in ("slice", "time"):
+        shown.find(f"[data-role={slider}]").send_keys(Keys.END)
     shown.wait(lambda: shown_caption(shown) == "Slice 4 of 4, volume 3 of 3 at 9 mm", "the last slice")
     assert [drawing(shown, name) for name in ("ticks", "gaps", "doubles")] == ["4", "0", "0"]
     shown.tab_to("places-slider")

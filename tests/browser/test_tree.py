@@ -5,6 +5,12 @@ import studies
 from selenium.webdriver.common.keys import Keys
 
 
+@pytest.fixture
+def page(page):
+    """A window with the whole tree, and the drawing beside the picture."""
+    return lambda folder: page(folder, 1600, 1000)
+
+
 @pytest.fixture(scope="module")
 def mixed(tmp_path_factory):
     folder = tmp_path_factory.mktemp("mixed")

@@ -12,7 +12,7 @@ from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.keys import Keys
 from selenium.webdriver.support.ui import Select
 
-SIZE = (1200, 800)  # of the page: software draws a large rendering slowly
+SIZE = (1024, 600)  # of the page: software draws a large rendering slowly
 ROOT = "#volume-view"
 CANVAS = ".volume-stage canvas"
 HU = {"RescaleIntercept": -1024, "RescaleSlope": 2, "RescaleType": "HU"}
