@@ -1,9 +1,9 @@
 #!/usr/bin/python3
 """Takes the pictures of the page for docs/pictures, of generated series and of two of pydicom's sample files.
 
-Usage: RADVEX_VIEW=PROGRAM RADVEX_LIBRARY=LIBRARY RADVEX_PAGE=FOLDER scripts/page-pictures.py [OUT]
+Usage: page-pictures.py BUILD_FOLDER [OUT]
 
-The environment is that of tests/browser. Needs Chromium with its driver, selenium and PIL.
+Needs Chromium with its driver, selenium and PIL.
 """
 
 import io
@@ -170,20 +170,13 @@ def take(page, out):
 
 
 def main():
-    out = pathlib.Path(sys.argv[1]) if len(sys.argv) > 1 else ROOT / "docs" / "pictures"
+    build = pathlib.Path(sys.argv[1])
+    out = pathlib.Path(sys.argv[2]) if len(sys.argv) > 2 else ROOT / "docs" / "pictures"
     out.mkdir(parents=True, exist_ok=True)
     with tempfile.TemporaryDirectory() as folder:
         write_data(pathlib.Path(folder, "scans"))
         server = subprocess.Popen(
-            [
-                os.path.abspath(os.environ["RADVEX_VIEW"]),
-                "serve",
-                os.path.abspath(os.environ["RADVEX_LIBRARY"]),
-                "0",
-                "2",
-                os.path.abspath(os.environ["RADVEX_PAGE"]),
-                "scans",
-            ],
+            [os.path.abspath(build / "bin" / "radvex"), "view", "--no-browser", "scans"],
             cwd=folder,  # sentences name files as they are asked for
             stdin=subprocess.DEVNULL,
             stdout=subprocess.PIPE,
