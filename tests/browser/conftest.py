@@ -161,16 +161,9 @@ class Page:
         )
 
     def console(self):
-        """The messages of level warning or higher since the last call.
-
-        What the server refuses (422) is an answer with a sentence, which the page shows. The browser writes every such
-        answer into its console as well, and nothing can keep it from doing so.
-        """
+        """The messages of level warning or higher since the last call."""
         return [
-            entry["message"]
-            for entry in self.driver.get_log("browser")
-            if entry["level"] in ("WARNING", "SEVERE")
-            and not (entry["source"] == "network" and "status of 422" in entry["message"])
+            entry["message"] for entry in self.driver.get_log("browser") if entry["level"] in ("WARNING", "SEVERE")
         ]
 
 
