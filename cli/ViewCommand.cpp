@@ -44,7 +44,8 @@ void check(const ViewOptions& options) {
         throw UsageError("--save and --report write different pages; run the command for each.");
     }
     if (isWritten && (options.port || options.memory || options.hasNoBrowser || options.isInFrame)) {
-        throw UsageError("--port, --memory, --no-browser and --in-frame are for the page in the browser, not for one in a file.");
+        throw UsageError(
+            "--port, --memory, --no-browser and --in-frame are for the page in the browser, not for one in a file.");
     }
     if (options.maxSize && options.saved.empty()) {
         throw UsageError("--max-size is that of the file of --save.");
@@ -64,7 +65,10 @@ std::vector<std::string> wordsFor(const ViewOptions& options) {
         return {"save", options.saved, force, std::to_string(options.maxSize.value_or(kUsualFile)), ""};
     }
     return {"serve", std::to_string(options.port.value_or(0)), std::to_string(options.memory.value_or(kUsualMemory)),
-            options.isInFrame ? "frame" : options.hasNoBrowser ? "none" : "browser", ""};
+            options.isInFrame      ? "frame"
+            : options.hasNoBrowser ? "none"
+                                   : "browser",
+            ""};
 }
 
 /// The server is a program of its own, which takes the place of this one: with its libraries every other command would
@@ -74,9 +78,9 @@ void run(Session& session, const ViewOptions& options) {
     const std::string program =
         (std::filesystem::read_symlink("/proc/self/exe").parent_path() / "radvex-view").string();
     const std::vector<std::string> own = wordsFor(options);
-    std::vector<std::string> words{program, own.front(), session.library(),
-                                   std::to_string(std::max<std::size_t>(1, options.jobs.count())), options.series,
-                                   options.medium};
+    std::vector<std::string> words{program,           own.front(),
+                                   session.library(), std::to_string(std::max<std::size_t>(1, options.jobs.count())),
+                                   options.series,    options.medium};
     words.insert(words.end(), own.begin() + 1, own.end());
     std::vector<char*> arguments;
     for (std::string& word : words) {
@@ -97,8 +101,10 @@ void addViewCommand(const CommandLine& program, Session& session) {
     const auto [command, options] =
         addCommand<ViewOptions>(program, session, "view", "Look at a folder or a medium in the browser", run);
     command.addRequired("MEDIUM", options.medium, "DICOM file, folder, or DICOMDIR of a medium");
-    command.addOption("--series", options.series, "Show only series whose SeriesInstanceUID matches this regular expression");
-    command.addNumber("--port", options.port, kLargestPort, "Port of the page on this machine; any free one by default");
+    command.addOption("--series", options.series,
+                      "Show only series whose SeriesInstanceUID matches this regular expression");
+    command.addNumber("--port", options.port, kLargestPort,
+                      "Port of the page on this machine; any free one by default");
     command.addNumber("--memory", options.memory, kMost,
                       "MiB of volumes that are kept, and of the largest one that is shown; 1024 by default");
     command.addFlag("--no-browser", options.hasNoBrowser, "Print the address, and open nothing");

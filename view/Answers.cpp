@@ -99,11 +99,9 @@ Answer Answers::ofVolume(std::size_t series, std::size_t volume) {
     if (const auto kept = mVolumes.find(key)) {
         return {.type = kBytes, .info = kept->json, .message = kept};
     }
-    Answer answer = ask({{"job", "volume"},
-                         {"files", *mCatalogue.filesOf(series)},
-                         {"volume", volume},
-                         {"most", mVolumes.limit()}},
-                        kBytes);
+    Answer answer =
+        ask({{"job", "volume"}, {"files", *mCatalogue.filesOf(series)}, {"volume", volume}, {"most", mVolumes.limit()}},
+            kBytes);
     if (!answer.isRefusal) {
         mVolumes.keep(key, answer.message);
     }

@@ -14,7 +14,7 @@ namespace radvex::view {
 
 /// What the page gets for one of its questions.
 struct Answer {
-    bool isThere = true;   ///< false: there is no such thing
+    bool isThere = true;    ///< false: there is no such thing
     bool isRefusal = false; ///< a file or series cannot give it, and the JSON says why
     std::string type = "application/json";
     formats::Json info{}; ///< what the bytes are, if they need to be told
@@ -40,7 +40,7 @@ class Answers {
   public:
     /// What the page shows.
     struct Subject {
-        std::string path{};         ///< a folder, a medium or a file
+        std::string path{};        ///< a folder, a medium or a file
         std::string series = ".*"; ///< a regular expression on the whole SeriesInstanceUID; not for a file
     };
 

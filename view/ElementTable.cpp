@@ -37,8 +37,9 @@ Actions actionsOn(velmora::Host& host, const std::string& file) {
         const deidentify::ReplacementRules rules;
         deidentify::AnonymizationSettings settings;
         settings.profile.emplace();
-        deidentify::Anonymizer anonymizer(host, rules, deidentify::openAnonymization(settings),
-                                          {.examines = false, .keepsChanges = true, .hasProfile = true, .isDryRun = true});
+        deidentify::Anonymizer anonymizer(
+            host, rules, deidentify::openAnonymization(settings),
+            {.examines = false, .keepsChanges = true, .hasProfile = true, .isDryRun = true});
         Actions actions;
         for (const deidentify::AnonymizedFile& result : anonymizer.anonymizeFile(file, "page").files) {
             actions.problem = result.error;
@@ -104,8 +105,8 @@ class Table {
         return json;
     }
 
-    /// What happens to all attributes of an item, if the sequence around it is not kept. Of a dummy, the first item stays
-    /// and is rewritten; the content of a document is replaced as a whole.
+    /// What happens to all attributes of an item, if the sequence around it is not kept. Of a dummy, the first item
+    /// stays and is rewritten; the content of a document is replaced as a whole.
     static std::string actionOnItem(const media::Element& sequence, const std::string& action, std::size_t index) {
         if (action == "removed" || action == "emptied") {
             return action;

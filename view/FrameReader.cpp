@@ -63,7 +63,8 @@ formats::Picture pictureOf(velmora::Host& host, const std::string& file, vint fr
         const auto* const first = reinterpret_cast<const decltype(sample)*>(stored.samples);
         constexpr bool isByte = sizeof(sample) == 1;
         std::transform(first, first + stored.sliceSamples, picture.samples.begin(), [](auto value) {
-            return static_cast<std::uint16_t>(isByte ? static_cast<unsigned>(value) : static_cast<unsigned>(value) >> 8);
+            return static_cast<std::uint16_t>(isByte ? static_cast<unsigned>(value)
+                                                     : static_cast<unsigned>(value) >> 8);
         });
     });
     return picture;
@@ -131,9 +132,8 @@ Message FrameReader::overlays(const std::string& file, std::size_t frame) const 
             continue;
         }
         const formats::Picture& picture = pictures[std::min(frame, pictures.size() - 1)];
-        answer.json["planes"].push_back({{"plane", std::stoi(std::string(node.name()))},
-                                         {"rows", picture.rows},
-                                         {"columns", picture.columns}});
+        answer.json["planes"].push_back(
+            {{"plane", std::stoi(std::string(node.name()))}, {"rows", picture.rows}, {"columns", picture.columns}});
         std::ranges::transform(picture.samples, std::back_inserter(answer.body),
                                [](std::uint16_t sample) { return sample == 0 ? '\0' : '\1'; });
     }

@@ -47,18 +47,17 @@ std::uintmax_t sizeOf(const std::vector<std::string>& files) {
 
 bool isSingleFile(const std::string& path) {
     std::error_code error;
-    return !path.ends_with("DICOMDIR") && !path.ends_with("dicomdir") &&
-           std::filesystem::is_regular_file(path, error);
+    return !path.ends_with("DICOMDIR") && !path.ends_with("dicomdir") && std::filesystem::is_regular_file(path, error);
 }
 
 /// A file alone as a tree. @throws LibraryError  it cannot be read
 std::vector<media::MediumPatient> treeOfFile(velmora::Host& host, const std::string& path) {
-    const velmora::Value found =
-        host.call("ReadMetadata", {path,
-                                   velmora::Store::ofTexts({"PatientID", "PatientName", "StudyInstanceUID", "StudyDate",
-                                                            "StudyDescription", "SeriesInstanceUID", "SeriesNumber",
-                                                            "Modality", "SeriesDescription"}),
-                                   false});
+    const velmora::Value found = host.call(
+        "ReadMetadata",
+        {path,
+         velmora::Store::ofTexts({"PatientID", "PatientName", "StudyInstanceUID", "StudyDate", "StudyDescription",
+                                  "SeriesInstanceUID", "SeriesNumber", "Modality", "SeriesDescription"}),
+         false});
     const velmora::StoreView file = found.get<velmora::Store>().view();
     const auto text = [&](const char* keyword) { return std::string(file.text(keyword)); };
     media::MediumSeries series;

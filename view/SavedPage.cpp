@@ -140,8 +140,8 @@ std::string savedPage(Answers& answers, const std::vector<Asset>& page, std::siz
     put(html, "<link rel=\"stylesheet\"", ">", "<style>" + contentOf(page, "page.css") + "</style>");
     put(html, "<script type=\"module\"", "</script>", "");
     put(html, "</body>", "",
-        "<script type=\"application/json\" id=\"saved-answers\">" + json + "</script>\n<script type=\"module\">" + script +
-            "</script>\n</body>");
+        "<script type=\"application/json\" id=\"saved-answers\">" + json + "</script>\n<script type=\"module\">" +
+            script + "</script>\n</body>");
     return html;
 }
 

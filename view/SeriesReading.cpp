@@ -129,8 +129,9 @@ std::size_t bytesOf(const volume::Volume& volume) {
 Message withoutVolumes(const std::vector<volume::SliceRecord>& slices, const std::vector<std::string>& files,
                        const std::string& why) {
     const Json finding{{"kind", "noVolume"}, {"error", true}, {"sentence", why}, {"files", Json::array()}};
-    return {{{"slices", describeSlices(slices, files)}, {"volumes", Json::array()}, {"findings", Json::array({finding})}},
-            ""};
+    return {
+        {{"slices", describeSlices(slices, files)}, {"volumes", Json::array()}, {"findings", Json::array({finding})}},
+        ""};
 }
 
 } // namespace

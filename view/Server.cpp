@@ -4,8 +4,8 @@
 #include <sys/random.h>
 
 #include <array>
-#include <ctime>
 #include <cstdint>
+#include <ctime>
 #include <map>
 
 #include "files/Errors.h"
@@ -18,7 +18,7 @@ using httplib::Response;
 
 namespace {
 
-constexpr std::size_t kThreads = 32;  // most wait for a reader, or for the next question of a browser
+constexpr std::size_t kThreads = 32; // most wait for a reader, or for the next question of a browser
 constexpr std::time_t kPatience = 1; // seconds for such a question, and so the longest that the end waits for a browser
 
 /// 128 random bits in hexadecimal.
@@ -49,10 +49,11 @@ bool isSame(std::string_view one, std::string_view other) {
 }
 
 void protect(Response& response, bool framed) {
-    response.set_header("Content-Security-Policy",
-                        std::string("default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' blob: data:; "
-                                    "connect-src 'self'; worker-src 'self' blob:; base-uri 'none'; form-action 'none'") +
-                            (framed ? "" : "; frame-ancestors 'none'"));
+    response.set_header(
+        "Content-Security-Policy",
+        std::string("default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' blob: data:; "
+                    "connect-src 'self'; worker-src 'self' blob:; base-uri 'none'; form-action 'none'") +
+            (framed ? "" : "; frame-ancestors 'none'"));
     response.set_header("X-Content-Type-Options", "nosniff");
     response.set_header("Referrer-Policy", "no-referrer"); // the address holds the token
     response.set_header("Cross-Origin-Resource-Policy", "same-origin");
@@ -68,8 +69,7 @@ void refuse(Response& response, int status, const std::string& sentence) {
 
 class Server::Routes {
   public:
-    Routes(Answers& answers, int port, std::vector<Asset> page, bool framed)
-        : mAnswers(answers), mToken(newToken()) {
+    Routes(Answers& answers, int port, std::vector<Asset> page, bool framed) : mAnswers(answers), mToken(newToken()) {
         for (Asset& asset : page) {
             mPage.emplace(asset.name, std::move(asset));
         }

@@ -38,21 +38,46 @@ table { border-collapse: collapse; } th { font-weight: 600; } th, td { text-alig
 )";
 
 /// Attributes of the acquisition, of which those are shown that a file has.
-constexpr std::array<std::string_view, 40> kProtocol{
-    "Manufacturer",          "ManufacturerModelName", "ProtocolName",
-    "BodyPartExamined",      "PatientPosition",       "ContrastBolusAgent",
-    "KVP",                   "XRayTubeCurrent",       "ExposureTime",
-    "Exposure",              "ConvolutionKernel",     "GantryDetectorTilt",
-    "SpiralPitchFactor",     "CTDIvol",               "ReconstructionDiameter",
-    "MagneticFieldStrength", "ScanningSequence",      "SequenceName",
-    "MRAcquisitionType",     "RepetitionTime",        "EchoTime",
-    "InversionTime",         "FlipAngle",             "EchoTrainLength",
-    "NumberOfAverages",      "PixelBandwidth",        "ReceiveCoilName",
-    "Units",                 "DecayCorrection",       "AttenuationCorrectionMethod",
-    "ScatterCorrectionMethod", "ReconstructionMethod", "ActualFrameDuration",
-    "SliceThickness",        "SpacingBetweenSlices",  "PixelSpacing",
-    "ImagerPixelSpacing",    "DoseUnits",             "DoseSummationType",
-    "FrameTime"};
+constexpr std::array<std::string_view, 40> kProtocol{"Manufacturer",
+                                                     "ManufacturerModelName",
+                                                     "ProtocolName",
+                                                     "BodyPartExamined",
+                                                     "PatientPosition",
+                                                     "ContrastBolusAgent",
+                                                     "KVP",
+                                                     "XRayTubeCurrent",
+                                                     "ExposureTime",
+                                                     "Exposure",
+                                                     "ConvolutionKernel",
+                                                     "GantryDetectorTilt",
+                                                     "SpiralPitchFactor",
+                                                     "CTDIvol",
+                                                     "ReconstructionDiameter",
+                                                     "MagneticFieldStrength",
+                                                     "ScanningSequence",
+                                                     "SequenceName",
+                                                     "MRAcquisitionType",
+                                                     "RepetitionTime",
+                                                     "EchoTime",
+                                                     "InversionTime",
+                                                     "FlipAngle",
+                                                     "EchoTrainLength",
+                                                     "NumberOfAverages",
+                                                     "PixelBandwidth",
+                                                     "ReceiveCoilName",
+                                                     "Units",
+                                                     "DecayCorrection",
+                                                     "AttenuationCorrectionMethod",
+                                                     "ScatterCorrectionMethod",
+                                                     "ReconstructionMethod",
+                                                     "ActualFrameDuration",
+                                                     "SliceThickness",
+                                                     "SpacingBetweenSlices",
+                                                     "PixelSpacing",
+                                                     "ImagerPixelSpacing",
+                                                     "DoseUnits",
+                                                     "DoseSummationType",
+                                                     "FrameTime"};
 
 std::string escaped(std::string_view text) {
     std::string html;
@@ -98,7 +123,8 @@ std::string joined(std::initializer_list<std::string> texts) {
 }
 
 std::string row(std::string_view name, const std::string& value) {
-    return value.empty() ? "" : "<tr><th scope=\"row\">" + escaped(name) + "</th><td>" + escaped(value) + "</td></tr>\n";
+    return value.empty() ? ""
+                         : "<tr><th scope=\"row\">" + escaped(name) + "</th><td>" + escaped(value) + "</td></tr>\n";
 }
 
 class Report {
@@ -175,8 +201,7 @@ class Report {
     void addPreview(const std::string& start, const Json& slice, std::size_t place, std::size_t count) {
         const Answer picture = mAnswers.to(start + "/files/" + std::to_string(slice["file"].get<std::size_t>()) +
                                            "/preview?frame=" + std::to_string(slice["frame"].get<std::size_t>()));
-        const std::string caption =
-            "slice " + std::to_string(place + 1) + " of " + std::to_string(count);
+        const std::string caption = "slice " + std::to_string(place + 1) + " of " + std::to_string(count);
         if (picture.isRefusal) {
             mHtml += "<p>" + caption + ": " + escaped(textOf(picture.message->json, "error")) + "</p>\n";
             return;
@@ -235,7 +260,8 @@ class Report {
             mHtml += "<p>" + formats::counted(skipped, "file is", "files are") + " no DICOM.</p>\n";
         }
         if (refused > 0) {
-            mHtml += "<p class=\"error\">" + formats::counted(refused, "file was", "files were") + " left out:</p>\n<ul>\n";
+            mHtml +=
+                "<p class=\"error\">" + formats::counted(refused, "file was", "files were") + " left out:</p>\n<ul>\n";
             for (const Json& reason : leftOut["refused"]) {
                 mHtml += "<li>" + escaped(reason.get<std::string>()) + "</li>\n";
             }

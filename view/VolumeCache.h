@@ -19,7 +19,8 @@ class VolumeCache {
     std::size_t limit() const { return mLimit; }
     /// Null if it is not kept.
     std::shared_ptr<const Message> find(const std::string& key);
-    /// Forgets those that were not asked for the longest, until there is room. A larger volume than all room is not kept.
+    /// Forgets those that were not asked for the longest, until there is room. A larger volume than all room is not
+    /// kept.
     void keep(const std::string& key, std::shared_ptr<const Message> volume);
 
   private:

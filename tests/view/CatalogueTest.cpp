@@ -10,9 +10,12 @@ namespace {
 Json seriesOf(const Json& files) { return {{"key", "k"}, {"modality", "CT"}, {"files", files}, {"bytes", 5}}; }
 
 Catalogue catalogue() {
-    const Json studies = Json::array({{{"key", "s"}, {"series", Json::array({seriesOf({"/a/1", "/a/2"}), seriesOf({"/a/3"})})}}});
-    return Catalogue({{"patients", Json::array({{{"key", "p"}, {"studies", studies}}})},
-                      {"leftOut", {{"skipped", 3}, {"refused", Json::array({{{"path", "/secret"}, {"reason", "it is cut off"}}})}}}});
+    const Json studies =
+        Json::array({{{"key", "s"}, {"series", Json::array({seriesOf({"/a/1", "/a/2"}), seriesOf({"/a/3"})})}}});
+    return Catalogue(
+        {{"patients", Json::array({{{"key", "p"}, {"studies", studies}}})},
+         {"leftOut",
+          {{"skipped", 3}, {"refused", Json::array({{{"path", "/secret"}, {"reason", "it is cut off"}}})}}}});
 }
 
 } // namespace

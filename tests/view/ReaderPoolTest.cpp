@@ -11,8 +11,8 @@ using namespace radvex::view;
 
 namespace {
 
-/// A reader that is a script: "pid" gives its process number, "die" ends it with a signal, "exit" with a status, "sleep"
-/// says nothing for a long time, anything else is refused.
+/// A reader that is a script: "pid" gives its process number, "die" ends it with a signal, "exit" with a status,
+/// "sleep" says nothing for a long time, anything else is refused.
 constexpr const char* kReader = R"(
 import json, os, signal, socket, struct, sys, time
 wire = socket.socket(fileno=3)

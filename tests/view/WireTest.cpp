@@ -54,7 +54,8 @@ TEST(Wire, TellsAnEndFromAnEarlyOne) {
     between.closeOther();
     EXPECT_FALSE(receiveMessage(between.sockets[0]));
 
-    for (const std::string& part : {lengths(4, 0).substr(0, 9), lengths(4, 0) + "nu", lengths(4, 9) + "null" + "short"}) {
+    for (const std::string& part :
+         {lengths(4, 0).substr(0, 9), lengths(4, 0) + "nu", lengths(4, 9) + "null" + "short"}) {
         Ends ends;
         ends.sendRaw(part);
         ends.closeOther();

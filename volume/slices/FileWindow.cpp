@@ -45,13 +45,13 @@ class WindowSource {
   public:
     WindowSource(velmora::Host& host, const std::string& path, const std::string& name)
         : mMetadata(host, path, name),
-          mFound(host.call("ReadMetadata",
-                           {path,
-                            velmora::Store::ofTexts({"RescaleSlope", "RescaleType", "Modality", "Units", "DoseUnits",
-                                                     "DoseGridScaling", "WindowCenter", "WindowWidth", "VOILUTFunction",
-                                                     "WindowCenterWidthExplanation", "VOILUTSequence", "SharedFunctionalGroupsSequence",
-                                                     "PerFrameFunctionalGroupsSequence"}),
-                            false})),
+          mFound(host.call("ReadMetadata", {path,
+                                            velmora::Store::ofTexts(
+                                                {"RescaleSlope", "RescaleType", "Modality", "Units", "DoseUnits",
+                                                 "DoseGridScaling", "WindowCenter", "WindowWidth", "VOILUTFunction",
+                                                 "WindowCenterWidthExplanation", "VOILUTSequence",
+                                                 "SharedFunctionalGroupsSequence", "PerFrameFunctionalGroupsSequence"}),
+                                            false})),
           mPath(path),
           mName(name) {}
 

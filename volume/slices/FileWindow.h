@@ -15,9 +15,9 @@ struct FrameSpan {
 };
 inline constexpr FrameSpan kAllFrames{0, 0};
 
-/// Replaces a window, which may be asked for by name, by its numbers for one file, in the values that the library renders:
-/// it knows nothing of the rescale of a single frame (PS3.3 C.7.6.16.2.9) or of a dose, nor of windows in functional
-/// groups (C.7.6.16.2.10). Colour has no window, and nothing is replaced.
+/// Replaces a window, which may be asked for by name, by its numbers for one file, in the values that the library
+/// renders: it knows nothing of the rescale of a single frame (PS3.3 C.7.6.16.2.9) or of a dose, nor of windows in
+/// functional groups (C.7.6.16.2.10). Colour has no window, and nothing is replaced.
 /// @param path    for the library
 /// @param name    of the file, as the user knows it; empty if the sentence is to begin behind it
 /// @param frames  that are rendered together; they need one window
