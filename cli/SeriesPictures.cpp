@@ -5,9 +5,9 @@
 #include "cli/arguments/Files.h"
 #include "files/OutputFile.h"
 #include "formats/pictures/Png.h"
+#include "media/scan/FileDiagnosis.h"
 #include "volume/preview/ContactSheet.h"
 #include "volume/slices/FileMetadata.h"
-#include "media/scan/FileDiagnosis.h"
 #include "volume/slices/FileWindow.h"
 #include "workers/Parcel.h"
 
