@@ -44,6 +44,7 @@ void addAnonymizeCommand(const CommandLine& program, Session& session);
 void addVerifyCommand(const CommandLine& program, Session& session);
 void addTreeCommand(const CommandLine& program, Session& session);
 void addDiffCommand(const CommandLine& program, Session& session);
+void addViewCommand(const CommandLine& program, Session& session);
 void addSeriesCommand(const CommandLine& program, Session& session);
 
 } // namespace radvex::cli

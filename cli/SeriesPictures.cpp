@@ -5,6 +5,7 @@
 #include "cli/arguments/Files.h"
 #include "files/OutputFile.h"
 #include "formats/pictures/Png.h"
+#include "media/scan/FileDiagnosis.h"
 #include "volume/preview/ContactSheet.h"
 #include "volume/slices/FileMetadata.h"
 #include "volume/slices/FileWindow.h"
@@ -72,7 +73,7 @@ media::ShownFile showFile(velmora::Host& host, const std::string& path, const me
             return encoded(host, path, pictures, isForSheet);
         });
     } catch (const velmora::LibraryError& error) {
-        file.error = error.what();
+        file.error = media::explain(error, path, path);
     } catch (const Error& error) {
         file.error = error.what();
     }

@@ -14,7 +14,7 @@ void printError(const std::string& message) {
 
 velmora::Host& Session::host() {
     if (mHost == nullptr) {
-        mHost = velmora::Host::load(libraryPath.empty() ? findLibrary() : libraryPath, velmora::radvexDeclarations());
+        mHost = velmora::Host::load(library(), velmora::radvexDeclarations());
     }
     return *mHost;
 }

@@ -19,6 +19,8 @@ class Session {
     std::string libraryPath{};
 
     velmora::Host& host();
+    /// The path of the library. @throws HostError  it is not beside the command
+    std::string library() const { return libraryPath.empty() ? findLibrary() : libraryPath; }
 
     /// Runs `body`. An error of the library is printed and makes the status 1, so that a command can go on with its
     /// next work. `what` is put in front of the message when it is not empty.

@@ -31,6 +31,7 @@ constexpr Commands kCommands[] = {
     {"diff", addDiffCommand},           {"write", addWriteCommand},
     {"defaults", addDefaultsCommand},   {"keyword number vr", addDictionaryCommands},
     {"errors", addErrorsCommand},       {"call", addCallCommand},
+    {"view", addViewCommand},
 };
 
 int run(int argc, char** argv) {

@@ -45,6 +45,7 @@ struct Rendering {
     Scaling scaling = Scaling::minMax;
     std::optional<Window> window{};     ///< used instead of the scaling
     std::optional<NamedWindow> named{}; ///< has to become a window of each file: see volume/slices/FileWindow.h
+    std::optional<Window> given{};      ///< the window as it was asked for, where `window` is in other values
     bool hasOverlays = false;           ///< overlay planes are burnt into the pictures
 
     /// Window and scaling as the library takes them.

@@ -18,7 +18,7 @@ setup(
     version=runpy.run_path("radvex/_version.py")["__version__"],
     description="Reads and writes DICOM images: attributes, pixels, volumes, new files, de-identification",
     packages=["radvex", "radvex.archive"],
-    package_data={"radvex": ["py.typed", "*.pyi", "*.so", "bin/*", "lib/*"]},
+    package_data={"radvex": ["py.typed", "*.pyi", "*.so", "bin/*", "lib/*", "page/*"]},
     python_requires=">=3.9",
     install_requires=["numpy"],
     extras_require={

@@ -48,6 +48,20 @@ show volume dicomdirtests/98892001 --series '".*16302.0.6"' -o volume.nrrd
 "$radvex" volume dicomdirtests/98892001 --series ".*16302.0.6" -o "$pictures/volume.nrrd"
 cd - >/dev/null
 
+title "The page of a study as one file, and a report"
+cd "$samples"
+if [ -e "$build/page/index.html" ]; then
+    show view dicomdirtests/98892001 --save study.html
+    "$radvex" view dicomdirtests/98892001 --save "$pictures/study.html"
+    echo "The page is in $pictures/study.html. For all samples in the browser: radvex view $samples"
+else
+    echo "radvex view has no page here: it was built without npm."
+fi
+show view dicomdirtests/98892001 --report report.html
+"$radvex" view dicomdirtests/98892001 --report "$pictures/report.html"
+echo "The report is in $pictures/report.html"
+cd - >/dev/null
+
 title "A new file from a picture, and a file without its patient"
 cd "$pictures"
 show write ct.png --tag 'PatientName=Doe^Jane' --compress JPEG-LSLossless -o picture.dcm

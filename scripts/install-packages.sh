@@ -7,6 +7,10 @@ here=$(cd "$(dirname "$0")" && pwd)
 mapfile -t wanted < <(cd "$here" && grep -hvE '^\s*(#|$)' packages.txt "$@")
 missing=()
 for package in "${wanted[@]}"; do
+    # Other packages of Node.js than Debian's bring npm with them, and stand in the way of Debian's.
+    if [ "$package" = npm ] && command -v npm >/dev/null; then
+        continue
+    fi
     status=$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null || true)
     [ "$status" = installed ] || missing+=("$package")
 done

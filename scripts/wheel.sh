@@ -15,6 +15,11 @@ cp "$package"/archive/*.py "$staging/radvex/archive"
 cp -L "$package"/bin/* "$staging/radvex/bin"
 # Each library once, under the name by which the others ask for it.
 cp -L "$package"/lib/{Radvex.so,radvexDatasets.so,libTT32i4.so,libdcmtk.so.17} "$staging/radvex/lib"
+# The library of the page's server is rarely installed, other than those of the pictures.
+cp -L "$(ldd "$package/bin/radvex-view" | awk '$1 ~ /^libcpp-httplib/ { print $3 }')" "$staging/radvex/lib"
+if [ -e "$package/page/index.html" ]; then # there is none without npm
+    cp -rL "$package/page" "$staging/radvex/page"
+fi
 strip --strip-unneeded "$staging"/radvex/*.so "$staging"/radvex/lib/* "$staging"/radvex/bin/*
 
 mkdir -p "$build/wheel"

@@ -83,7 +83,7 @@ media::Rendering PictureOptions::rendering() const {
 formats::Json PictureOptions::describeWindow(const media::Rendering& used) const {
     if (used.window) {
         const bool isNamed = used.named && used.named->found;
-        const media::Window& own = isNamed ? *used.named->found : *used.window;
+        const media::Window& own = isNamed ? *used.named->found : used.given ? *used.given : *used.window;
         return {{"method", isNamed ? used.named->name : "explicit"}, {"width", own.width}, {"center", own.center}};
     }
     return {{"method", scaling}};

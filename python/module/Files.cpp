@@ -434,7 +434,8 @@ py::tuple pictureOf(const std::string& path, vint first, vint count, const std::
     formats::Json json{{"values", "rendered"}};
     json.update(volume::describeMeaning(rendered.meaning, true));
     if (rendered.rendering.window) {
-        json["window"] = {rendered.rendering.window->width, rendered.rendering.window->center};
+        const media::Window& used = rendered.rendering.given ? *rendered.rendering.given : *rendered.rendering.window;
+        json["window"] = {used.width, used.center};
     }
     json["doubts"] = rendered.doubts;
     const std::string text = formats::dumpJson(json);

@@ -29,6 +29,7 @@ from radvex._registered import *  # noqa: F401,F403
 from radvex._store import Store
 from radvex._tree import Patient, Series, Study, Tree, tree
 from radvex._version import __version__
+from radvex._view import View, view
 from radvex._volume import Finding, Volume, volume, volumes
 from radvex._write import write
 
@@ -55,6 +56,7 @@ __all__ = [
     "Tree",
     "UsageError",
     "Verified",
+    "View",
     "Volume",
     "VolumeError",
     "__version__",
@@ -66,6 +68,7 @@ __all__ = [
     "tree",
     "values",
     "verify",
+    "view",
     "volume",
     "volumes",
     "write",

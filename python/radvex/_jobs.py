@@ -10,6 +10,7 @@ import os
 import signal
 import socket
 import subprocess
+import sys
 import threading
 from typing import Any, Callable, Dict, Iterable, Iterator, List, Optional, Sequence, Tuple, Type, Union
 
@@ -116,7 +117,7 @@ class Job:
         self._socket.close()
         if self._process.poll() is None:
             self._process.terminate()
-        if waits:
+        if waits or sys.is_finalizing():  # no thread starts any more then, and to wait for its start is to wait for ever
             self._process.wait()
         elif self._process.poll() is None:
             threading.Thread(target=self._process.wait, daemon=True).start()

@@ -62,6 +62,7 @@ const std::vector<EndedCommand> kCommands{
     {"partialTags", {"tags", "BROKEN", "IN/a0", "--partial"}},
     {"diff", {"diff", "IN", "OTHER"}},
     {"verify", {"verify", "IN", "--report", "out.json"}, true},
+    {"view", {"view", "IN", "--report", "out.html"}, true},
 };
 
 /// Everything below a folder by its relative path: bytes of files, targets of links.

@@ -79,6 +79,8 @@ TEST_F(ExitStatus, IsNoughtWhenAllIsDone) {
                              "series @good -o @new",
                              "volume @good -o @new.nrrd",
                              "anonymize @good @new -q",
+                             "view @good --report @new.html",
+                             "view @good/a.dcm --report @new.html",
                              "write @picture.png -o @new.dcm",
                              "keyword 0010,0010",
                              "defaults",
@@ -111,6 +113,8 @@ TEST_F(ExitStatus, IsOneWhenWhatWasAskedForIsNotThere) {
                                     std::string("anonymize @bad @new -q"),
                                     std::string("anonymize @bad/cut.dcm @new -q"),
                                     std::string("verify @bad -q"),
+                                    std::string("view @bad --report @new.html"),
+                                    std::string("view @missing --no-browser"),
                                     std::string("write @missing -o @new"),
                                     std::string("number NoSuchWord"),
                                     std::string("call GetFrameCount \"missing\""),
@@ -120,12 +124,27 @@ TEST_F(ExitStatus, IsOneWhenWhatWasAskedForIsNotThere) {
 }
 
 TEST_F(ExitStatus, IsTwoForWrongUsage) {
-    for (const char* line :
-         {"", "nonsense", "tags", "tags --tag 1,2,3 @good/a.dcm", "info --study ( @good/a.dcm",
-          "frames --nope @good/a.dcm", "image --window 1 @good/a.dcm", "data --overlays @good/a.dcm", "overlays",
-          "tags --recursive @good @bad", "tree @good/a.dcm", "index @good",
-          "series @good -o @new --window 1,2 --common-window", "volume @good -o @new.txt", "anonymize @good @good",
-          "verify @good @good", "write @picture.png", "tags --partial --recursive @good", "keyword PatientName"}) {
+    for (const char* line : {"",
+                             "nonsense",
+                             "tags",
+                             "tags --tag 1,2,3 @good/a.dcm",
+                             "info --study ( @good/a.dcm",
+                             "frames --nope @good/a.dcm",
+                             "image --window 1 @good/a.dcm",
+                             "data --overlays @good/a.dcm",
+                             "overlays",
+                             "tags --recursive @good @bad",
+                             "tree @good/a.dcm",
+                             "index @good",
+                             "series @good -o @new --window 1,2 --common-window",
+                             "volume @good -o @new.txt",
+                             "anonymize @good @good",
+                             "verify @good @good",
+                             "view",
+                             "view @good --report @new.html --port 1",
+                             "write @picture.png",
+                             "tags --partial --recursive @good",
+                             "keyword PatientName"}) {
         EXPECT_EQ(statusOf(line), 2) << line;
     }
 }
@@ -138,7 +157,8 @@ TEST_F(ExitStatus, IsThreeWhenNamedFilesAreLeftOut) {
           std::string("data --partial @mixed/cut.dcm"), std::string("tags --recursive @mixed"),
           std::string("tree @mixed"), std::string("tree --json @mixed"), std::string("index @mixed -o @new"),
           std::string("series @mixed -o @new --force"), std::string("volume @mixed -o @new.nrrd --force"),
-          std::string("anonymize @mixed @new -q"), std::string("anonymize --profile none @mixed @new -q")}) {
+          std::string("view @mixed --report @new.html"), std::string("anonymize @mixed @new -q"),
+          std::string("anonymize --profile none @mixed @new -q")}) {
         EXPECT_EQ(statusOf(line), 3) << line;
     }
 }

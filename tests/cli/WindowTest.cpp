@@ -162,10 +162,30 @@ TEST_F(WindowTest, FunctionalGroupsGiveWindowAndRescale) {
         expectWindow({-100, 100, 300}, 400, 100);
         EXPECT_EQ(image(file, "abdomen", {"--frame", "1"}).status, 0);
         expectWindow({-100, 100, 300}, 400, 60);
+        const ProcessResult numbers = image(file, "300,50", {"--frame", "1", "--json"});
+        expectWindow({-100, 100, 300}, 300, 50);
+        EXPECT_EQ(Json::parse(numbers.output)["window"],
+                  Json({{"method", "explicit"}, {"width", 300.0}, {"center", 50.0}}));
     }
+    EXPECT_THAT(image(write(enhanced("-2", {"100"}, true)), "300,50"), exitsSaying(1, HasSubstr("negative slope")));
     EXPECT_THAT(image(write(enhanced("-2", {"100"}, true)), "file"), exitsSaying(1, HasSubstr("negative slope")));
     EXPECT_EQ(image(write(enhanced("-2", {"100"}, false)), "file").status, 0);
     expectWindow({-100, -300, -500}, 400, 100);
+}
+
+TEST_F(WindowTest, NumbersForADoseAreInItsUnit) {
+    ImageFile dose{.rows = 1, .columns = 3, .bitsStored = 16, .words = {0, 25000, 50000}};
+    dose.more = [](DcmDataset& dataset) {
+        put(dataset, {{DCM_Modality, "RTDOSE"},
+                      {DCM_SOPClassUID, UID_RTDoseStorage},
+                      {DCM_DoseUnits, "GY"},
+                      {DCM_DoseGridScaling, "0.001"}});
+    };
+    const std::string file = write(dose);
+    const ProcessResult done = image(file, "60,30", {"--json"});
+    EXPECT_THAT(done, exitsSaying(0, ""));
+    expectWindow({0, 25, 50}, 60, 30);
+    EXPECT_EQ(Json::parse(done.output)["window"], Json({{"method", "explicit"}, {"width", 60.0}, {"center", 30.0}}));
 }
 
 TEST_F(WindowTest, FramesWithDifferentWindowsAreAskedForOneByOne) {

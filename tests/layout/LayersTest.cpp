@@ -50,6 +50,7 @@ const std::map<std::string, std::set<std::string>> kSees{
     {"datasets", {"compare", "deidentify", "media", "media/dicomdir", "media/elements"}},
     {"cli",
      {"compare", "deidentify", "files", "formats", "host", "include", "media", "media/scan", "volume", "workers"}},
+    {"view", {"deidentify", "files", "formats", "host", "include", "media", "media/scan", "volume", "workers"}},
     {"python", {"files", "formats", "host", "include", "media", "media/scan", "volume", "workers"}},
 };
 

@@ -45,13 +45,13 @@ class WindowSource {
   public:
     WindowSource(velmora::Host& host, const std::string& path, const std::string& name)
         : mMetadata(host, path, name),
-          mFound(host.call("ReadMetadata",
-                           {path,
-                            velmora::Store::ofTexts({"RescaleSlope", "RescaleType", "Modality", "Units", "DoseUnits",
-                                                     "DoseGridScaling", "WindowCenter", "WindowWidth", "VOILUTFunction",
-                                                     "VOILUTSequence", "SharedFunctionalGroupsSequence",
-                                                     "PerFrameFunctionalGroupsSequence"}),
-                            false})),
+          mFound(host.call("ReadMetadata", {path,
+                                            velmora::Store::ofTexts(
+                                                {"RescaleSlope", "RescaleType", "Modality", "Units", "DoseUnits",
+                                                 "DoseGridScaling", "WindowCenter", "WindowWidth", "VOILUTFunction",
+                                                 "WindowCenterWidthExplanation", "VOILUTSequence",
+                                                 "SharedFunctionalGroupsSequence", "PerFrameFunctionalGroupsSequence"}),
+                                            false})),
           mPath(path),
           mName(name) {}
 
@@ -82,12 +82,40 @@ class WindowSource {
         return first;
     }
 
+    /// All windows of a frame that can be drawn.
+    OwnWindows all(vint frame) const {
+        const StoreView place = placesOf({frame, 1}).front();
+        const auto names = textsOf(place, "WindowCenterWidthExplanation");
+        const auto centers = realsOf(place, "WindowCenter");
+        const auto widths = realsOf(place, "WindowWidth");
+        const std::size_t count = std::min(centers.size(), widths.size());
+        const std::string_view function = trimmed(place.text("VOILUTFunction"));
+        OwnWindows own;
+        for (std::size_t number = 1; number <= count; ++number) {
+            try {
+                (void)windowIn(place, number);
+                own.windows.push_back({.window = {.width = widths[number - 1], .center = centers[number - 1]},
+                                       .function = std::string(function.empty() ? "LINEAR" : function),
+                                       .name = std::string(number <= names.size() ? names[number - 1] : "")});
+            } catch (const Error&) {
+                own.problem = "The file has a window of a kind that is not drawn.";
+            }
+        }
+        if (count == 0 && dataset().store("VOILUTSequence").size() > 0) {
+            own.problem = "The file has a table (VOI LUT) in place of a window, which is not drawn.";
+        }
+        return own;
+    }
+
     /// A window on modality values as one on the values that the library renders.
     Window forLibrary(const Window& window, const FrameSpan& frames) const {
         if (isRescaledByRenderer() && !mMetadata.isRescaledByFrame()) {
             return window;
         }
         const ModalityRule rule = ruleOf(frames);
+        if (rule.isIdentity()) {
+            return window; // with its last bit
+        }
         const Limits limits = limitsOf(window);
         return windowOf({(limits.black - rule.intercept) / rule.slope, (limits.white - rule.intercept) / rule.slope});
     }
@@ -233,13 +261,19 @@ std::string doubtAboutOrder(velmora::Host& host, const std::string& path, const 
 
 media::Rendering renderingOf(velmora::Host& host, const std::string& path, const std::string& name,
                              const media::Rendering& wanted, const FrameSpan& span) {
-    if (!wanted.named) {
+    if (!wanted.named && !wanted.window) {
         return wanted;
     }
     const WindowSource source(host, path, name);
     const FrameSpan frames{span.first, span.count == 0 ? source.frameCount() - span.first : span.count};
     if (source.isColour()) {
         return wanted;
+    }
+    if (!wanted.named) {
+        media::Rendering rendering = wanted;
+        rendering.given = wanted.window;
+        rendering.window = source.forLibrary(*wanted.window, frames);
+        return rendering;
     }
     if (wanted.named->preset) {
         source.requireHu(wanted.named->name);
@@ -248,6 +282,10 @@ media::Rendering renderingOf(velmora::Host& host, const std::string& path, const
     rendering.named->found = wanted.named->preset ? *wanted.named->preset : source.own(wanted.named->number, frames);
     rendering.window = source.forLibrary(*rendering.named->found, frames);
     return rendering;
+}
+
+OwnWindows ownWindows(velmora::Host& host, const std::string& path, vint frame) {
+    return WindowSource(host, path, path).all(frame);
 }
 
 std::vector<std::string> doubtsAbout(velmora::Host& host, const std::string& path, const std::string& name,
@@ -261,7 +299,7 @@ std::vector<std::string> doubtsAbout(velmora::Host& host, const std::string& pat
         }
         if ((rendering.window || rendering.named) && metadata.isColour()) {
             doubts.push_back(name + " is in colour, on which a window has no effect.");
-        } else if (rendering.window && !rendering.named) {
+        } else if (rendering.window && !rendering.named && !metadata.isDose() && !metadata.isRescaledByFrame()) {
             doubts.push_back(doubtAboutOrder(host, path, name, *rendering.window));
         }
         std::erase(doubts, "");

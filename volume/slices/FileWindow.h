@@ -15,9 +15,9 @@ struct FrameSpan {
 };
 inline constexpr FrameSpan kAllFrames{0, 0};
 
-/// Replaces a window that is asked for by name by its numbers for one file, in the values that the library renders: it
-/// knows nothing of the rescale of a single frame (PS3.3 C.7.6.16.2.9) or of a dose, nor of windows in functional
-/// groups (C.7.6.16.2.10). Colour has no window, and nothing is replaced.
+/// Replaces a window, which may be asked for by name, by its numbers for one file, in the values that the library
+/// renders: it knows nothing of the rescale of a single frame (PS3.3 C.7.6.16.2.9) or of a dose, nor of windows in
+/// functional groups (C.7.6.16.2.10). Colour has no window, and nothing is replaced.
 /// @param path    for the library
 /// @param name    of the file, as the user knows it; empty if the sentence is to begin behind it
 /// @param frames  that are rendered together; they need one window
@@ -25,6 +25,22 @@ inline constexpr FrameSpan kAllFrames{0, 0};
 /// @throws LibraryError  the file cannot be read
 media::Rendering renderingOf(velmora::Host& host, const std::string& path, const std::string& name,
                              const media::Rendering& wanted, const FrameSpan& frames);
+
+/// A window of a file's own, on its modality values.
+struct OwnWindow {
+    media::Window window{};
+    std::string function{}; ///< VOILUTFunction: LINEAR, LINEAR_EXACT or SIGMOID (PS3.3 C.11.2.1.2 and C.11.2.1.3)
+    std::string name{};     ///< WindowCenterWidthExplanation; may be empty
+};
+
+struct OwnWindows {
+    std::vector<OwnWindow> windows{};
+    std::string problem{}; ///< a sentence: why the file is not drawn as it says; empty if it can be
+};
+
+/// The windows that a grey file gives to one of its frames.
+/// @throws LibraryError  the file cannot be read
+OwnWindows ownWindows(velmora::Host& host, const std::string& path, vint frame);
 
 /// What should be said about the picture of a file and its window: that pixels are missing, which the renderer makes
 /// up, that colour has no window, or that width and centre are likely to have changed places. Sentences; none if there

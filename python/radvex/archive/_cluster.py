@@ -22,7 +22,6 @@ from radvex._version import __version__
 
 _BETWEEN_COUNTS = 1.0  # seconds
 _LOCAL_SETTINGS = {
-    "distributed.worker.multiprocessing-method": "forkserver",
     "distributed.worker.profile.interval": "1h",  # by default it looks at each worker's stack a hundred times a second
 }
 _AHEAD = 2  # items that are on their way to each worker, with the one on which it works
@@ -148,6 +147,17 @@ class Cluster:
             give()
 
 
+def _worker_method() -> str:
+    """How workers of this machine are started. While this process loads Dask, another one does too, and all workers come
+    from that one."""
+    multiprocessing.get_context("forkserver").set_forkserver_preload(["distributed", __name__])
+    try:
+        forkserver.ensure_running()
+    except OSError:  # the path of its socket may be too long in TMPDIR
+        return "spawn"
+    return "forkserver"
+
+
 class Crew:
     """Who does the work: the workers of a cluster at an address, or processes of this machine, or this process. They are
     started when there is something to do: most runs find that nothing has changed.
@@ -186,13 +196,11 @@ class Crew:
         return self._local_cluster()
 
     def _local_cluster(self) -> Cluster:
-        # While this process loads Dask, another one does too, and all workers come from that one.
-        multiprocessing.get_context("forkserver").set_forkserver_preload(["distributed", __name__])
-        forkserver.ensure_running()
+        method = _worker_method()
         dask = importlib.import_module("dask")
         distributed = importlib.import_module("distributed")
         enter = self._stack.enter_context
-        enter(dask.config.set(_LOCAL_SETTINGS))
+        enter(dask.config.set({**_LOCAL_SETTINGS, "distributed.worker.multiprocessing-method": method}))
         folder = enter(tempfile.TemporaryDirectory(prefix="radvex-"))  # for what the memory of workers cannot hold
         local = distributed.LocalCluster(
             n_workers=self._count,

@@ -1,0 +1,213 @@
+"""What all tests of the page share: a server of a folder, and a browser that shows its page.
+
+Environment: RADVEX (the command), RADVEX_SAMPLES (pydicom's test files), RADVEX_AXE (axe.min.js).
+"""
+
+import os
+import subprocess
+
+import pytest
+from selenium import webdriver
+from selenium.common.exceptions import StaleElementReferenceException
+from selenium.webdriver.chrome.service import Service
+from selenium.webdriver.common.by import By
+from selenium.webdriver.common.keys import Keys
+from selenium.webdriver.support.ui import WebDriverWait
+
+NOTES = []  # figures that tests have measured
+
+
+def note(sentence):
+    """Prints a figure at the end of the run. What is fast enough depends on the machine, and is no matter of a test."""
+    NOTES.append(sentence)
+
+
+def pytest_terminal_summary(terminalreporter):
+    for sentence in NOTES:
+        terminalreporter.write_line("measured: " + sentence)
+
+
+SECONDS = 60  # until something has to happen; generous, because nothing here measures time
+
+
+@pytest.fixture(scope="session")
+def samples():
+    """The folder of pydicom's test files."""
+    return os.environ["RADVEX_SAMPLES"]
+
+
+@pytest.fixture(scope="session")
+def driver():
+    """One browser for all tests. The page keeps nothing in it."""
+    options = webdriver.ChromeOptions()
+    for argument in (
+        "--headless=new",
+        "--no-sandbox",
+        "--disable-dev-shm-usage",
+        "--use-angle=swiftshader",
+        "--enable-unsafe-swiftshader",
+        "--force-device-scale-factor=1",
+        "--window-size=1100,760",
+    ):
+        options.add_argument(argument)
+    options.binary_location = "/usr/bin/chromium"
+    options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
+    browser = webdriver.Chrome(options=options, service=Service("/usr/bin/chromedriver"))
+    yield browser
+    browser.quit()
+
+
+class Page:
+    """The page of a folder in the browser."""
+
+    def __init__(self, driver, address):
+        self.driver = driver
+        self.address = address
+
+    def find(self, selector):
+        return self.driver.find_element(By.CSS_SELECTOR, selector)
+
+    def all(self, selector):
+        return self.driver.find_elements(By.CSS_SELECTOR, selector)
+
+    def script(self, source, *arguments):
+        return self.driver.execute_script(source, *arguments)
+
+    def text(self, selector):
+        """The text as it is in the document, whether it is in view or not."""
+        return self.script("return document.querySelector(arguments[0]).textContent", selector)
+
+    def texts(self, selector):
+        return self.script(
+            "return [...document.querySelectorAll(arguments[0])].map(each => each.textContent)", selector
+        )
+
+    def data(self, selector, name):
+        """An entry of the element's dataset; None if there is no such element or entry."""
+        return self.script("return document.querySelector(arguments[0])?.dataset[arguments[1]] ?? null", selector, name)
+
+    def wait(self, condition, what="what the test waits for"):
+        """The first true value of a function without arguments."""
+        return WebDriverWait(self.driver, SECONDS, 0.05, (StaleElementReferenceException,)).until(
+            lambda _: condition(), f"{what} did not happen; the status line says: {self.text('#status')!r}"
+        )
+
+    def wait_for(self, selector):
+        return self.wait(lambda: (self.all(selector) or [None])[0], selector)
+
+    def wait_read(self):
+        """Until the chosen series is read, or it is said why it cannot be. Returns "ready" or "refused"."""
+        return self.wait(
+            lambda: (state := self.data("html", "state")) in ("ready", "refused", "empty") and state, "the series"
+        )
+
+    def keys(self, *keys):
+        """Presses keys, wherever the focus is."""
+        self.driver.switch_to.active_element.send_keys(*keys)
+
+    def focused(self):
+        """The id of the element that has the focus."""
+        return self.script("return document.activeElement.id")
+
+    def tab_to(self, identifier):
+        """Goes to the element of this id with the Tab key only."""
+        for _ in range(100):
+            if self.focused() == identifier:
+                return
+            self.keys(Keys.TAB)
+        raise AssertionError(f"Tab does not lead to {identifier}.")
+
+    def click(self, selector):
+        self.wait_for(selector).click()
+
+    def search(self, text):
+        """Types into the search of the tree, and waits for its rows."""
+        box = self.find("#search")
+        box.send_keys(Keys.CONTROL, "a")
+        box.send_keys(text or Keys.DELETE)
+        self.wait(lambda: self.data("#tree", "query") == text, f"the search for {text!r}")
+
+    def choose(self, description):
+        """Chooses the series whose row holds this text, and waits until it is read."""
+        self.search(description)
+
+        def click():
+            row = next((row for row in self.all("#tree [data-series]") if description in row.text), None)
+            if row is None:
+                return None
+            row.click()
+            return row.get_attribute("data-series")
+
+        number = self.wait(click, f"a row with {description!r}")
+        self.wait(lambda: self.data("html", "series") == number, f"the choice of {description!r}")
+        self.search("")
+        return self.wait_read()
+
+    def show(self, tab):
+        """Shows "slices", "volume" or "attributes"."""
+        self.click(f"#tab-{tab}")
+
+    def resize(self, width, height):
+        """The size of what is inside the window."""
+        self.driver.execute_cdp_cmd(
+            "Emulation.setDeviceMetricsOverride",
+            {"width": width, "height": height, "deviceScaleFactor": 1, "mobile": False},
+        )
+
+    def prefer(self, scheme):
+        """What the system asks for: "dark" or "light"."""
+        self.driver.execute_cdp_cmd(
+            "Emulation.setEmulatedMedia", {"features": [{"name": "prefers-color-scheme", "value": scheme}]}
+        )
+
+    def console(self):
+        """The messages of level warning or higher since the last call."""
+        return [
+            entry["message"] for entry in self.driver.get_log("browser") if entry["level"] in ("WARNING", "SEVERE")
+        ]
+
+
+@pytest.fixture
+def server():
+    """Starts a server: server(folder) is the address of its page."""
+    started = []
+
+    def start(folder):
+        words = [os.environ["RADVEX"], "view", "--no-browser", "--jobs", "2", "--memory", "256", str(folder)]
+        process = subprocess.Popen(
+            words,
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            text=True,
+        )
+        started.append(process)
+        address = process.stdout.readline().strip()
+        assert address.startswith("http://127.0.0.1:"), f"The server did not start; status {process.poll()}."
+        return address
+
+    yield start
+    for process in started:
+        process.terminate()
+        process.wait(30)
+        process.stdout.close()
+
+
+@pytest.fixture
+def page(driver, server):
+    """Shows a folder: page(folder). At the end the console has to be empty."""
+    opened = []
+
+    def open_page(folder, width=1100, height=760, scheme="light"):
+        shown = Page(driver, server(folder))
+        shown.resize(width, height)
+        shown.prefer(scheme)
+        driver.get_log("browser")
+        driver.get(shown.address)
+        opened.append(shown)
+        shown.wait_read()
+        return shown
+
+    yield open_page
+    messages = [message for shown in opened for message in shown.console()]
+    driver.get("about:blank")
+    assert messages == []
