@@ -83,6 +83,7 @@ void run(Session& session, const ViewOptions& options) {
                                    options.series,    options.medium};
     words.insert(words.end(), own.begin() + 1, own.end());
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words) {
         arguments.push_back(word.data());
     }

@@ -14,7 +14,7 @@ constexpr const char* kPng = "image/png";
 constexpr const char* kJson = "application/json";
 
 Answer refusal(const std::string& sentence) {
-    return {.isRefusal = true, .message = std::make_shared<const Message>(Json{{"error", sentence}}, "")};
+    return {.isRefusal = true, .message = std::make_shared<const Message>(Message{{{"error", sentence}}, ""})};
 }
 
 Answer nothing() {
@@ -56,7 +56,7 @@ Answers::Answers(ReaderPool& readers, const Subject& subject, std::size_t memory
 
 Answer Answers::to(std::string_view question) {
     if (question == "tree") {
-        return {.message = std::make_shared<const Message>(mCatalogue.shown(), "")};
+        return {.message = std::make_shared<const Message>(Message{mCatalogue.shown(), ""})};
     }
     if (!take(question, "series/")) {
         return nothing();

@@ -44,6 +44,7 @@ class Start {
     /// @return an errno, 0 for success
     int run(pid_t& process, const std::vector<std::string>& command) const {
         std::vector<char*> words;
+        words.reserve(command.size() + 1);
         for (const std::string& word : command) {
             words.push_back(const_cast<char*>(word.c_str()));
         }

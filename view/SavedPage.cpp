@@ -94,7 +94,7 @@ class Collection {
     }
 
     Answer add(const std::string& question) {
-        const Answer answer = mAnswers.to(question);
+        Answer answer = mAnswers.to(question);
         const bool isPicture = answer.type == "image/png";
         Json saved{{"type", answer.type}, {"body", inBase64(isPicture ? answer.text() : packed(answer.text()))}};
         if (!answer.info.is_null()) {

@@ -8,7 +8,7 @@ using radvex::view::VolumeCache;
 namespace {
 
 std::shared_ptr<const Message> ofBytes(std::size_t count) {
-    return std::make_shared<const Message>(nullptr, std::string(count, 'x'));
+    return std::make_shared<const Message>(Message{nullptr, std::string(count, 'x')});
 }
 
 } // namespace
