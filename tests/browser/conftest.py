@@ -211,3 +211,9 @@ def page(driver, server):
     messages = [message for shown in opened for message in shown.console()]
     driver.get("about:blank")
     assert messages == []
+
+
+@pytest.fixture
+def wide_page(page):
+    """Shows a folder in a window with the whole tree, and the drawing of places beside the picture."""
+    return lambda folder: page(folder, 1600, 1000)

@@ -9,9 +9,8 @@ from selenium.webdriver.common.keys import Keys
 
 
 @pytest.fixture
-def page(page):
-    """A window with the whole tree, and the drawing beside the picture."""
-    return lambda folder: page(folder, 1600, 1000)
+def page(wide_page):
+    return wide_page
 
 
 @pytest.fixture(scope="module")
