@@ -20,11 +20,9 @@ sys.dont_write_bytecode = True
 
 import numpy as np  # noqa: E402
 import phantoms  # noqa: E402
-from conftest import Page  # noqa: E402
+from conftest import Page, start_browser  # noqa: E402
 from PIL import Image  # noqa: E402
 from pydicom.data import get_testdata_file  # noqa: E402
-from selenium import webdriver  # noqa: E402
-from selenium.webdriver.chrome.service import Service  # noqa: E402
 from selenium.webdriver.common.action_chains import ActionChains  # noqa: E402
 from selenium.webdriver.common.keys import Keys  # noqa: E402
 from selenium.webdriver.support.ui import Select  # noqa: E402
@@ -79,22 +77,6 @@ def write_data(folder):
     # Real anatomy beside them
     for name in ("CT_small.dcm", "MR_small.dcm"):
         shutil.copy(get_testdata_file(name), folder / name)
-
-
-def start_browser():
-    options = webdriver.ChromeOptions()
-    for argument in (
-        "--headless=new",
-        "--no-sandbox",
-        "--disable-dev-shm-usage",
-        "--use-angle=swiftshader",
-        "--enable-unsafe-swiftshader",
-        "--force-device-scale-factor=1",
-        "--hide-scrollbars",
-    ):
-        options.add_argument(argument)
-    options.binary_location = "/usr/bin/chromium"
-    return webdriver.Chrome(options=options, service=Service("/usr/bin/chromedriver"))
 
 
 def settle(page):
@@ -182,7 +164,7 @@ def main():
             stdout=subprocess.PIPE,
             text=True,
         )
-        browser = start_browser()
+        browser = start_browser("--hide-scrollbars")
         try:
             page = Page(browser, server.stdout.readline().strip())
             page.resize(*SIZE)

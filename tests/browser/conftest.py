@@ -36,9 +36,8 @@ def samples():
     return os.environ["RADVEX_SAMPLES"]
 
 
-@pytest.fixture(scope="session")
-def driver():
-    """One browser for all tests. The page keeps nothing in it."""
+def start_browser(*arguments):
+    """Chromium without a window, which draws WebGL by software."""
     options = webdriver.ChromeOptions()
     for argument in (
         "--headless=new",
@@ -47,12 +46,18 @@ def driver():
         "--use-angle=swiftshader",
         "--enable-unsafe-swiftshader",
         "--force-device-scale-factor=1",
-        "--window-size=1100,760",
+        *arguments,
     ):
         options.add_argument(argument)
     options.binary_location = "/usr/bin/chromium"
     options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
-    browser = webdriver.Chrome(options=options, service=Service("/usr/bin/chromedriver"))
+    return webdriver.Chrome(options=options, service=Service("/usr/bin/chromedriver"))
+
+
+@pytest.fixture(scope="session")
+def driver():
+    """One browser for all tests. The page keeps nothing in it."""
+    browser = start_browser("--window-size=1100,760")
     yield browser
     browser.quit()
 
