@@ -39,9 +39,7 @@ void reportViolation(const Object* /*object*/, const std::string& deed, const st
 }
 
 /// `length` elements of `size` bytes, zero-filled; null without memory. An object without elements has a buffer too.
-inline Buffer newElements(vint length, std::size_t size) {
-    return Buffer(std::calloc(std::max<std::size_t>(1, static_cast<std::size_t>(length)), size));
-}
+Buffer newElements(vint length, std::size_t size);
 
 /// Sets `length` to the product of the dimensions. @return false for a negative dimension or a product beyond `vint`
 inline bool flattenedLength(const std::vector<vint>& dimensions, vint& length) {

@@ -1,6 +1,7 @@
 #include "dicom/pixels/ImageRendering.h"
 
 #include <climits>
+#include <cstring>
 #include <limits>
 
 #include "bridge/ErrorManager.h"
@@ -18,14 +19,14 @@ struct ImageShape {
     vint colorSpace;
 };
 
-ImageShape shapeOf(const DicomImage& image) {
-    const bool isGrey = image.isMonochrome() != 0;
-    const unsigned long frames = image.getFrameCount();
+ImageShape shapeOf(const Picture& picture) {
+    const bool isGrey = picture.image().isMonochrome() != 0;
+    const unsigned long frames = picture.frames();
     const vint channels = isGrey ? 1 : 3;
-    (void)checkedProduct({static_cast<long long>(frames), static_cast<long long>(image.getHeight()),
-                          static_cast<long long>(image.getWidth()), channels});
-    return {frames > 1 ? static_cast<vint>(frames) : 0, static_cast<vint>(image.getWidth()),
-            static_cast<vint>(image.getHeight()), channels, isGrey ? VColorSpace_Grey : VColorSpace_RGB};
+    (void)checkedProduct({static_cast<long long>(frames), static_cast<long long>(picture.height()),
+                          static_cast<long long>(picture.width()), channels});
+    return {frames > 1 ? static_cast<vint>(frames) : 0, static_cast<vint>(picture.width()),
+            static_cast<vint>(picture.height()), channels, isGrey ? VColorSpace_Grey : VColorSpace_RGB};
 }
 
 template <typename T>
@@ -36,6 +37,16 @@ GTU::Image<T, GTU::Passing::Manual> newImage(const ImageShape& shape, bool inter
 std::size_t samplesOfFrame(const ImageShape& shape) {
     return static_cast<std::size_t>(shape.width) * static_cast<std::size_t>(shape.height) *
            static_cast<std::size_t>(shape.channels);
+}
+
+/// Turns integers of 32 bits into reals from 0 to 1, each at its place.
+void makeReals(float* values, std::size_t count) {
+    constexpr double kMaximum = std::numeric_limits<Uint32>::max();
+    for (std::size_t index = 0; index < count; ++index) {
+        Uint32 integer = 0;
+        std::memcpy(&integer, &values[index], sizeof integer);
+        values[index] = static_cast<float>(static_cast<double>(integer) / kMaximum);
+    }
 }
 
 [[noreturn]] void throwNoPixels() { GTU::ErrorManager::throwException("ImageReadError"); }
@@ -84,45 +95,44 @@ vint dicomImageToNumericArrayType(const DicomImage& image) {
 }
 
 template <typename T>
-GTU::Image<T, GTU::Passing::Manual> getImage(DicomImage& image, bool interleaved) {
+GTU::Image<T, GTU::Passing::Manual> getImage(Picture& picture, bool interleaved) {
     constexpr int kBits = sizeof(T) * CHAR_BIT;
-    const ImageShape shape = shapeOf(image);
+    const ImageShape shape = shapeOf(picture);
     auto result = newImage<T>(shape, interleaved);
-    const unsigned long frameBytes = image.getOutputDataSize(kBits);
+    const std::size_t frameBytes = picture.frameBytes(kBits);
     if (frameBytes != samplesOfFrame(shape) * sizeof(T)) {
         throwNoPixels(); // DCMTK would write beyond the frame, or leave a part of it unset
     }
     auto* target = reinterpret_cast<unsigned char*>(result.getData());
-    for (unsigned long frame = 0; frame < image.getFrameCount(); ++frame) {
-        if (image.getOutputData(target + frame * frameBytes, frameBytes, kBits, frame, interleaved ? 0 : 1) == 0) {
+    for (unsigned long frame = 0; frame < picture.frames(); ++frame) {
+        if (!picture.render(target + frame * frameBytes, frameBytes, kBits, frame, !interleaved)) {
             throwNoPixels();
         }
     }
     return result;
 }
 
-template GTU::Image<unsigned char, GTU::Passing::Manual> getImage(DicomImage&, bool);
-template GTU::Image<unsigned short, GTU::Passing::Manual> getImage(DicomImage&, bool);
+template GTU::Image<unsigned char, GTU::Passing::Manual> getImage(Picture&, bool);
+template GTU::Image<unsigned short, GTU::Passing::Manual> getImage(Picture&, bool);
 
 template <>
-GTU::Image<float, GTU::Passing::Manual> getImage<float>(DicomImage& image, bool /*interleaved*/) {
+GTU::Image<float, GTU::Passing::Manual> getImage<float>(Picture& picture, bool /*interleaved*/) {
     constexpr int kBits = 32;
-    constexpr double kMaximum = std::numeric_limits<Uint32>::max();
-    const ImageShape shape = shapeOf(image);
+    const ImageShape shape = shapeOf(picture);
     auto result = newImage<float>(shape, true);
     const std::size_t samples = samplesOfFrame(shape);
-    if (image.getOutputDataSize(kBits) != samples * sizeof(Uint32)) {
+    const std::size_t frameBytes = samples * sizeof(Uint32);
+    static_assert(sizeof(float) == sizeof(Uint32)); // the integers are rendered where the reals will stand
+    if (picture.frameBytes(kBits) != frameBytes) {
         throwNoPixels();
     }
     float* target = result.getData();
-    for (unsigned long frame = 0; frame < image.getFrameCount(); ++frame) {
-        const auto* source = static_cast<const Uint32*>(image.getOutputData(kBits, frame, 0));
-        if (source == nullptr) {
+    for (unsigned long frame = 0; frame < picture.frames(); ++frame) {
+        if (!picture.render(target, frameBytes, kBits, frame, false)) {
             throwNoPixels();
         }
-        for (std::size_t index = 0; index < samples; ++index) {
-            *target++ = static_cast<float>(static_cast<double>(source[index]) / kMaximum);
-        }
+        makeReals(target, samples);
+        target += samples;
     }
     return result;
 }

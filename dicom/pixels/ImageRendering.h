@@ -3,10 +3,8 @@
 #include <initializer_list>
 
 #include "bridge/containers/Image.h"
-#include "dcmtk/config/osconfig.h"
 #include "dicom/pixels/ImageOptions.h"
-
-#include "dcmtk/dcmimgle/dcmimage.h"
+#include "dicom/pixels/Picture.h"
 
 namespace radvex {
 
@@ -24,14 +22,14 @@ void setOverlayVisibility(DicomImage& image, bool show);
 /// The host's numeric array type for an image's rendered depth: u8 up to 8 bits, u16 up to 16, else u32.
 vint dicomImageToNumericArrayType(const DicomImage& image);
 
-/// Renders every frame of an image into a new host image: [row][column], [slice][row][column] for several frames, with
+/// Renders every frame of a picture into a new host image: [row][column], [slice][row][column] for several frames, with
 /// three channels for colour.
 ///
-/// `unsigned char` and `unsigned short`: DCMTK renders 8 or 16 bits, over the whole range of the type, directly into
-/// the host's memory. `float`: values from 0 to 1, DCMTK's 32 bits divided by their maximum; always interleaved.
+/// `unsigned char` and `unsigned short`: 8 or 16 bits, over the whole range of the type, directly into the host's
+/// memory. `float`: values from 0 to 1, DCMTK's 32 bits divided by their maximum; always interleaved.
 /// @throws GantryError  ImageReadError when DCMTK gives no pixels; DimensionsError beyond `vint` elements;
 ///                      ImageNewError
 template <typename T>
-GTU::Image<T, GTU::Passing::Manual> getImage(DicomImage& image, bool interleaved);
+GTU::Image<T, GTU::Passing::Manual> getImage(Picture& picture, bool interleaved);
 
 } // namespace radvex

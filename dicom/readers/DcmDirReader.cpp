@@ -149,6 +149,7 @@ DcmDirReader::Readers DcmDirReader::getSortedImageReaders(DcmDirectoryRecord* se
     forEachRecord(*series, [&](DcmDirectoryRecord& instance) {
         try {
             readers.push_back(std::make_unique<DcmFileReader>(getDirectoryRecordFileName(&instance, true)));
+            readers.back()->leavePixelsInFile();
             readers.back()->closeFile(); // a series may have more files than a process may open
         } catch (...) {                  // a broken reference costs its own file and no other
         }
@@ -206,7 +207,7 @@ void DcmDirReader::readStructure(GTU::VArgumentManager& manager, const RegexFilt
 void DcmDirReader::setWindowForSeries(const Readers& readers, ImageReadOptions& options) {
     OpenImages images;
     for (const auto& reader : readers) {
-        images.push_back(reader->openDicomImage(options));
+        images.push_back(reader->openPicture(options, DcmFileReader::OverlaysOfPicture::areHidden));
     }
     if (!images.empty()) {
         radvex::setWindowForSeries(images, options);
@@ -240,23 +241,36 @@ void DcmDirReader::readImageList(GTU::VArgumentManager& manager, const RegexFilt
     manager.setResult(result);
 }
 
-Volume DcmDirReader::read3DImage(const Readers& readers, ImageReadOptions options) {
+Volume DcmDirReader::read3DImage(Readers readers, ImageReadOptions options) {
     if (readers.empty()) {
         ErrorManager::throwException("NoFilesError");
     }
     std::set<std::pair<unsigned long, unsigned long>> sizes;
-    OpenImages images;
-    for (const auto& reader : readers) {
-        images.push_back(reader->openDicomImage(options, DcmFileReader::PixelsAfterwards::go));
-        sizes.emplace(images.back()->getWidth(), images.back()->getHeight());
+    OpenImages images; // those that wait for a common window
+    SeriesVolume volume(readers.size(), options);
+    for (auto& reader : readers) {
+        std::shared_ptr<Picture> image = reader->openPicture(options, DcmFileReader::OverlaysOfPicture::areHidden,
+                                                             DcmFileReader::PixelsAfterwards::go);
+        sizes.emplace(image->width(), image->height());
+        if (options.scaling == kCommonWindow) {
+            images.push_back(image);
+            continue;
+        }
+        const bool isDone = volume.add(image);
+        reader->requireWhole();
+        if (isDone) { // a series does not fit into memory twice
+            image.reset();
+            reader.reset();
+        }
     }
     if (sizes.size() != 1) {
         ErrorManager::throwException("ImageDimensionsMismatch");
     }
     if (options.scaling == kCommonWindow) {
         radvex::setWindowForSeries(images, options);
+        return consolidateImages(images, options);
     }
-    return consolidateImages(images, options);
+    return volume.finish();
 }
 
 void DcmDirReader::readImage(GTU::VArgumentManager& manager, const RegexFilter& filter,

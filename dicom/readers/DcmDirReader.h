@@ -86,7 +86,7 @@ class DcmDirReader : public DcmReader {
     using Readers = std::vector<std::unique_ptr<DcmFileReader>>;
 
     ImageList readImagesOfSeries(DcmDirectoryRecord* series, ImageReadOptions& options) const;
-    static GTU::VContainer<GTU::VArgumentType::Image, GTU::Passing::Manual> read3DImage(const Readers& readers,
+    static GTU::VContainer<GTU::VArgumentType::Image, GTU::Passing::Manual> read3DImage(Readers readers,
                                                                                         ImageReadOptions options);
     static void setWindowForSeries(const Readers& readers, ImageReadOptions& options);
     template <typename Read>

@@ -7,10 +7,9 @@
 #include "bridge/containers/NumericArray.h"
 #include "dicom/metadata/RegexFilter.h"
 #include "dicom/pixels/ImageOptions.h"
+#include "dicom/pixels/Picture.h"
 #include "dicom/readers/DcmReader.h"
 #include "dicom/readers/InfoTables.h"
-
-class DicomImage;
 
 namespace radvex {
 
@@ -22,6 +21,12 @@ class DcmFileReader : public DcmReader {
   public:
     /// As DcmReader's. @throws GantryError  PathNotValidated (path), OpenFileError (path, reason)
     explicit DcmFileReader(const std::string& path) : DcmReader(path) { convertTexts(); }
+
+    using DcmReader::requireWhole;
+
+    /// For a reader of one call: pixels that are still in the file are read block by block where that is possible, and
+    /// do not stay in memory.
+    void leavePixelsInFile() { mLeavesPixelsInFile = true; }
 
     /// Fields by the keys of PATIENT_INFO_MAP, STUDY_INFO_MAP or SERIES_INFO_MAP, each under its attribute's own key. A
     /// file that does not pass the filter gives an empty list, an attribute that it does not have no node.
@@ -51,10 +56,16 @@ class DcmFileReader : public DcmReader {
         go    ///< this reader gives no picture again; a series holds a third less memory so
     };
 
+    /// Whether overlay planes are burnt in: then it matters where a pixel stands.
+    enum class OverlaysOfPicture { areHidden, mayBeShown };
+
     /// @throws GantryError  ImageOpenError (path, status) when DCMTK cannot open the pixels, or when they promise over
     ///                      256 MiB more than they hold
     std::unique_ptr<DicomImage> openDicomImage(const ImageOpenOptions& options,
                                                PixelsAfterwards afterwards = PixelsAfterwards::stay) const;
+    /// The same, to be rendered on the shortest road that gives DCMTK's own bytes.
+    std::unique_ptr<Picture> openPicture(const ImageOpenOptions& options, OverlaysOfPicture overlays,
+                                         PixelsAfterwards afterwards = PixelsAfterwards::stay) const;
 
     /// The rendered picture as the result of the call, or as a node named by the path: [row][column], or
     /// [frame][row][column] for several frames; u8 up to 8 bits, u16 up to 16, else f32 from 0 to 1; grey or RGB.
@@ -90,9 +101,16 @@ class DcmFileReader : public DcmReader {
     void readOverlays(ImageList& list, const ImageOpenOptions& options) const;
 
   private:
+    /// Makes the pixels ready for DCMTK. @return the flags to open them with
+    /// @throws GantryError  ImageOpenError (path, reason) for what DCMTK must not open
+    unsigned long prepareToOpen(const ImageOpenOptions& options) const;
     /// openDicomImage for overlays too that have no image.
     std::unique_ptr<DicomImage> openPixelsAndOverlays(const ImageOpenOptions& options,
                                                       PixelsAfterwards afterwards) const;
+    std::unique_ptr<DicomImage> openPrepared(const ImageOpenOptions& options, unsigned long flags,
+                                             PixelsAfterwards afterwards) const;
+    void requirePixels() const;
+    bool hasOverlays() const;
     template <typename Target>
     void readImageImpl(Target& target, const ImageReadOptions& options) const;
     template <typename Target>
@@ -119,6 +137,8 @@ class DcmFileReader : public DcmReader {
     }
 
     ResultList readFields(NameList& fields, const InfoTable& table, const std::vector<MatchingProperty>& tests) const;
+
+    bool mLeavesPixelsInFile = false;
 };
 
 /// No file is known with which DCMTK gives another number of samples than its shape has; nothing is copied if one does.

@@ -5,6 +5,7 @@
 #include "dicom/metadata/MemoryWatch.h"
 #include "dicom/pixels/ImageRendering.h"
 #include "dicom/pixels/RenderingSafety.h"
+#include "dicom/pixels/TabledPicture.h"
 #include "dicom/readers/DcmFileReader.h"
 #include "guard/pixels/ImagePixelAttributes.h"
 
@@ -46,18 +47,57 @@ GenericArray toHostsReals(GenericArray array, vint type) {
                                      : std::move(array);
 }
 
+DcmFileReader::OverlaysOfPicture overlaysOf(const ImageReadOptions& options) {
+    using Overlays = DcmFileReader::OverlaysOfPicture;
+    return options.showOverlays ? Overlays::mayBeShown : Overlays::areHidden;
+}
+
 } // namespace
 
-std::unique_ptr<DicomImage> DcmFileReader::openDicomImage(const ImageOpenOptions& options,
-                                                          PixelsAfterwards afterwards) const {
+void DcmFileReader::requirePixels() const {
     if (isStandaloneOverlay(*dataset)) {
         ErrorManager::throwException("ImageOpenError", filePath, "it has overlays and no pixels");
     }
+}
+
+std::unique_ptr<DicomImage> DcmFileReader::openDicomImage(const ImageOpenOptions& options,
+                                                          PixelsAfterwards afterwards) const {
+    requirePixels();
     return openPixelsAndOverlays(options, afterwards);
 }
 
 std::unique_ptr<DicomImage> DcmFileReader::openPixelsAndOverlays(const ImageOpenOptions& options,
                                                                  PixelsAfterwards afterwards) const {
+    return openPrepared(options, prepareToOpen(options), afterwards);
+}
+
+std::unique_ptr<Picture> DcmFileReader::openPicture(const ImageOpenOptions& options, OverlaysOfPicture overlays,
+                                                    PixelsAfterwards afterwards) const {
+    requirePixels();
+    const unsigned long flags = prepareToOpen(options);
+    if (overlays == OverlaysOfPicture::areHidden || !hasOverlays()) {
+        const bool staysInFile = mLeavesPixelsInFile || (flags & CIF_UsePartialAccessToPixelData) != 0;
+        auto tabled = TabledPicture::tryToOpen(*dataset, flags, options.frameStart, options.frameCount,
+                                               staysInFile ? SampleSource::file : SampleSource::memory);
+        requireWhole();
+        if (tabled.picture != nullptr) {
+            return std::move(tabled.picture);
+        }
+    }
+    return std::make_unique<Picture>(openPrepared(options, flags, afterwards));
+}
+
+bool DcmFileReader::hasOverlays() const {
+    constexpr Uint16 kRows = 0x0010;
+    for (Uint16 group = 0x6000; group <= 0x601E; group = static_cast<Uint16>(group + 2)) {
+        if (dataset->tagExists(DcmTagKey(group, kRows), OFFalse)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+unsigned long DcmFileReader::prepareToOpen(const ImageOpenOptions& options) const {
     decompress();
     padOddPixelData(*dataset);
     // A file without it is unsigned. It stays in the dataset; status ignored, since DCMTK says what it misses.
@@ -74,6 +114,11 @@ std::unique_ptr<DicomImage> DcmFileReader::openPixelsAndOverlays(const ImageOpen
     if (!keepsFileOpen()) {
         flags &= ~CIF_UsePartialAccessToPixelData; // each picture would keep a file open
     }
+    return flags;
+}
+
+std::unique_ptr<DicomImage> DcmFileReader::openPrepared(const ImageOpenOptions& options, unsigned long flags,
+                                                        PixelsAfterwards afterwards) const {
     const unsigned long detach = afterwards == PixelsAfterwards::go ? CIF_MayDetachPixelData : 0;
     auto image = std::make_unique<DicomImage>(dataset, dataset->getCurrentXfer(), flags | detach,
                                               static_cast<unsigned long>(options.frameStart),
@@ -93,14 +138,14 @@ template <typename Target>
 void DcmFileReader::readImageImpl(Target& target, const ImageReadOptions& options) const {
     const MemoryWatch memory;
     try {
-        const auto image = openDicomImage(options);
-        setOverlayVisibility(*image, options.showOverlays);
-        setScalingWindow(*image, options);
+        const auto picture = openPicture(options, overlaysOf(options));
+        setOverlayVisibility(picture->image(), options.showOverlays);
+        setScalingWindow(picture->image(), options);
         const bool interleaved = planarConfiguration() == 0;
-        switch (dicomImageToNumericArrayType(*image)) {
-        case VNumericArray_U8: return setImage(target, getImage<unsigned char>(*image, interleaved));
-        case VNumericArray_U16: return setImage(target, getImage<unsigned short>(*image, interleaved));
-        default: return setImage(target, getImage<float>(*image, interleaved));
+        switch (dicomImageToNumericArrayType(picture->image())) {
+        case VNumericArray_U8: return setImage(target, getImage<unsigned char>(*picture, interleaved));
+        case VNumericArray_U16: return setImage(target, getImage<unsigned short>(*picture, interleaved));
+        default: return setImage(target, getImage<float>(*picture, interleaved));
         }
     } catch (const GTU::GantryError&) { // what DCMTK cannot render is copied as it lies
         memory.require();               // but with more memory it could have been rendered
@@ -120,25 +165,26 @@ void DcmFileReader::readImage(ImageList& list, const ImageReadOptions& options) 
 
 ArrayList DcmFileReader::readImageData(const ImageReadOptions& options) const {
     ArrayList result;
-    const auto image = openDicomImage(options);
-    std::vector<vint> dims{static_cast<vint>(image->getHeight()), static_cast<vint>(image->getWidth())};
+    const auto picture = openPicture(options, overlaysOf(options));
+    DicomImage& image = picture->image();
+    std::vector<vint> dims{static_cast<vint>(picture->height()), static_cast<vint>(picture->width())};
     const Uint16 planar = planarConfiguration();
-    if (image->isMonochrome() == 0) {
+    if (image.isMonochrome() == 0) {
         dims.insert(planar == 0 ? dims.end() : dims.begin(), 3);
     }
-    setOverlayVisibility(*image, options.showOverlays);
-    setScalingWindow(*image, options);
+    setOverlayVisibility(image, options.showOverlays);
+    setScalingWindow(image, options);
 
-    const unsigned long frameBytes = image->getOutputDataSize(0);
-    const vint type = dicomImageToNumericArrayType(*image);
+    const std::size_t frameBytes = picture->frameBytes(0);
+    const vint type = dicomImageToNumericArrayType(image);
     const auto elementBits = bitsOfElement(type);
     const GTU::VArrayDimensions shape(dims.begin(), dims.end());
     const auto arrayBytes =
         static_cast<unsigned long>(shape.getFlattenedLength()) * static_cast<unsigned long>(elementBits / 8);
-    for (unsigned long frame = 0; frame < image->getFrameCount(); ++frame) {
+    for (unsigned long frame = 0; frame < picture->frames(); ++frame) {
         GenericArray array = newArray(type, dims);
-        if (frameBytes > arrayBytes ||
-            image->getOutputData(array.rawData(), frameBytes, elementBits, frame, planar) == 0) {
+        if (frameBytes > arrayBytes || !picture->render(array.rawData(), frameBytes, elementBits, frame, planar != 0)) {
+            requireWhole();
             ErrorManager::throwException("ImageReadError", filePath);
         }
         result.push_back<VArgumentType::NumericArray, Manual>(toHostsReals(std::move(array), type));

@@ -1,9 +1,6 @@
 // Values after the modality transformation and before any window (PS3.3 C.11.1).
 
-#include <cstring>
-
 #include "bridge/containers/NumericArray.h"
-#include "dcmtk/dcmimgle/dcmimage.h"
 #include "dicom/readers/DcmFileReader.h"
 
 namespace radvex {
@@ -13,12 +10,6 @@ namespace {
 using GTU::ErrorManager;
 using GTU::VArgumentType;
 using GTU::Passing::Manual;
-
-/// Samples of the first plane, null when there are none: for colour, DCMTK's data is a table of pointers to its planes.
-const void* firstPlane(const DicomImage& image, const DiPixel& pixels) {
-    const void* data = pixels.getData();
-    return image.isMonochrome() != 0 || data == nullptr ? data : *static_cast<const void* const*>(data);
-}
 
 template <typename T>
 void setArray(GTU::VArgumentManager& manager, GTU::NumericArray<T, Manual>&& array) {
@@ -31,12 +22,26 @@ void setArray(ArrayList& list, GTU::NumericArray<T, Manual>&& array) {
 }
 
 template <typename T, typename Target>
-void loadRawData(Target& target, const std::vector<int>& dims, const void* samples, unsigned long count) {
+bool loadRawData(Target& target, const std::vector<int>& dims, Picture& picture) {
     GTU::NumericArray<T, Manual> array(GTU::VArrayDimensions(dims.begin(), dims.end()));
-    if (count > 0) {
-        std::memcpy(array.getData(), samples, count * sizeof(T));
+    if (!picture.copyValues(array.getData())) {
+        return false;
     }
     setArray(target, std::move(array));
+    return true;
+}
+
+template <typename Target>
+bool loadRawData(Target& target, const std::vector<int>& dims, Picture& picture, EP_Representation representation) {
+    switch (representation) {
+    case EPR_Uint8: return loadRawData<unsigned char>(target, dims, picture);
+    case EPR_Sint8: return loadRawData<signed char>(target, dims, picture);
+    case EPR_Uint16: return loadRawData<unsigned short>(target, dims, picture);
+    case EPR_Sint16: return loadRawData<short>(target, dims, picture);
+    case EPR_Uint32: return loadRawData<unsigned int>(target, dims, picture);
+    case EPR_Sint32: return loadRawData<int>(target, dims, picture);
+    default: return true; // another representation has no array type: no result and no error
+    }
 }
 
 } // namespace
@@ -50,28 +55,20 @@ void requirePixelCount(unsigned long found, unsigned long expected) {
 
 template <typename Target>
 void DcmFileReader::readIntermediatePixelData(Target& target, const ImageOpenOptions& options) const {
-    const auto image = openDicomImage(options);
-    const DiPixel* pixels = image->getInterData();
-    const void* samples = pixels == nullptr ? nullptr : firstPlane(*image, *pixels);
-    if (samples == nullptr) {
+    const auto picture = openPicture(options, OverlaysOfPicture::areHidden);
+    const auto values = picture->values();
+    if (!values) {
         ErrorManager::throwException("RawPixelReadError", filePath);
     }
-    std::vector<int> dims{static_cast<int>(image->getHeight()), static_cast<int>(image->getWidth())};
-    const unsigned long frames = image->getFrameCount();
-    const unsigned long count = pixels->getCount();
-    const unsigned long expected = image->getHeight() * image->getWidth() * frames;
-    requirePixelCount(count, expected);
+    std::vector<int> dims{static_cast<int>(picture->height()), static_cast<int>(picture->width())};
+    const unsigned long frames = picture->frames();
+    requirePixelCount(values->count, picture->height() * picture->width() * frames);
     if (frames > 1) {
         dims.insert(dims.begin(), static_cast<int>(frames));
     }
-    switch (pixels->getRepresentation()) {
-    case EPR_Uint8: return loadRawData<unsigned char>(target, dims, samples, count);
-    case EPR_Sint8: return loadRawData<signed char>(target, dims, samples, count);
-    case EPR_Uint16: return loadRawData<unsigned short>(target, dims, samples, count);
-    case EPR_Sint16: return loadRawData<short>(target, dims, samples, count);
-    case EPR_Uint32: return loadRawData<unsigned int>(target, dims, samples, count);
-    case EPR_Sint32: return loadRawData<int>(target, dims, samples, count);
-    default: return; // another representation has no array type: no result and no error
+    if (!loadRawData(target, dims, *picture, values->representation)) {
+        requireWhole();
+        ErrorManager::throwException("RawPixelReadError", filePath);
     }
 }
 

@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstring>
 #include <optional>
+#include <utility>
 
 #include "dicom/pixels/ImageRendering.h"
 
@@ -12,100 +13,133 @@ namespace radvex {
 namespace {
 
 using GTU::ErrorManager;
-using GTU::Passing::Manual;
+using Places = std::vector<std::size_t>;
 
 [[noreturn]] void throwNoSlice() { ErrorManager::throwException("ImageReadError"); }
 
-/// Bytes of a slice at a depth in bits; 0 for the image's own.
-std::size_t bytesAt(const DicomImage& image, int bits) { return image.getOutputDataSize(bits); }
-
-using Places = std::vector<std::size_t>;
-
 /// Where each slice starts, in bytes; nothing when one does not fit.
-template <typename Advance>
-std::optional<Places> placesWith(const OpenImages& images, int bits, std::size_t volumeBytes, Advance advance) {
+template <typename Slices, typename Advance>
+std::optional<Places> placesWith(const Slices& slices, std::size_t volumeBytes, Advance advance) {
     Places places;
     std::size_t place = 0;
-    for (const auto& image : images) {
-        const std::size_t needed = bytesAt(*image, bits);
-        if (place > volumeBytes || needed > volumeBytes - place) {
+    for (const auto& slice : slices) {
+        if (place > volumeBytes || slice.bytes > volumeBytes - place) {
             return std::nullopt;
         }
         places.push_back(place);
-        place += advance(*image);
+        place += advance(slice);
     }
     return places;
 }
 
-Places placesOf(const OpenImages& images, int bits, std::size_t volumeBytes) {
-    if (auto own = placesWith(images, bits, volumeBytes, [](const DicomImage& image) { return bytesAt(image, 0); })) {
+template <typename Slices>
+Places placesOf(const Slices& slices, std::size_t volumeBytes) {
+    if (auto own = placesWith(slices, volumeBytes, [](const auto& slice) { return slice.ownBytes; })) {
         return *own;
     }
-    if (auto cut = placesWith(images, bits, volumeBytes, [bits](const DicomImage& image) {
-            return std::min(bytesAt(image, 0), bytesAt(image, bits));
-        })) {
+    if (auto cut =
+            placesWith(slices, volumeBytes, [](const auto& slice) { return std::min(slice.ownBytes, slice.bytes); })) {
         return *cut;
     }
     throwNoSlice();
 }
 
-/// Slices that do not lie side by side leave gaps, and so does a grey one among slices of colour.
-bool leavesGaps(const OpenImages& images, int bits, const Places& places, std::size_t sliceBytes) {
-    for (std::size_t slice = 0; slice < places.size(); ++slice) {
-        if (places[slice] != slice * sliceBytes || bytesAt(*images[slice], bits) != sliceBytes) {
-            return true;
-        }
-    }
-    return false;
-}
-
 /// Renders one slice. DCMTK writes elements, so that a place between two of them needs a detour.
-template <typename T>
-void renderSlice(DicomImage& image, std::byte* place, std::size_t sliceBytes, unsigned long frame) {
-    constexpr int kBits = sizeof(T) * CHAR_BIT;
-    if (reinterpret_cast<std::uintptr_t>(place) % alignof(T) == 0) {
-        if (image.getOutputData(place, sliceBytes, kBits, frame, 0) == 0) {
+void renderSlice(Picture& image, std::byte* place, std::size_t sliceBytes, int bits, unsigned long frame) {
+    const std::size_t elementBytes = static_cast<std::size_t>(bits) / CHAR_BIT;
+    if (reinterpret_cast<std::uintptr_t>(place) % elementBytes == 0) {
+        if (!image.render(place, sliceBytes, bits, frame, false)) {
             throwNoSlice();
         }
         return;
     }
-    std::vector<T> slice(bytesAt(image, kBits) / sizeof(T));
-    if (bytesAt(image, kBits) > sliceBytes ||
-        image.getOutputData(slice.data(), slice.size() * sizeof(T), kBits, frame, 0) == 0) {
+    const std::size_t bytes = image.frameBytes(bits);
+    std::vector<std::uint16_t> slice(bytes / sizeof(std::uint16_t));
+    if (bytes > sliceBytes || !image.render(slice.data(), bytes, bits, frame, false)) {
         throwNoSlice();
     }
-    std::memcpy(place, slice.data(), slice.size() * sizeof(T));
-}
-
-template <typename T>
-Volume consolidate(const OpenImages& images, const ImageReadOptions& options) {
-    const DicomImage& first = *images.front();
-    const vint slices = static_cast<vint>(images.size());
-    const bool isGrey = first.isMonochrome() != 0;
-    const vint channels = isGrey ? 1 : 3;
-    const auto width = static_cast<vint>(first.getWidth());
-    const auto height = static_cast<vint>(first.getHeight());
-    const auto samples = static_cast<std::size_t>(checkedProduct({slices, height, width, channels}));
-    const std::size_t volumeBytes = samples * sizeof(T);
-    const std::size_t sliceBytes = volumeBytes / images.size();
-    constexpr int kBits = sizeof(T) * CHAR_BIT;
-    const Places places = placesOf(images, kBits, volumeBytes);
-
-    GTU::Image<T, Manual> volume(slices, width, height, channels, isGrey ? VColorSpace_Grey : VColorSpace_RGB, true);
-    auto* start = reinterpret_cast<std::byte*>(volume.getData());
-    if (leavesGaps(images, kBits, places, sliceBytes)) {
-        std::memset(start, 0, volumeBytes);
-    }
-    for (std::size_t slice = 0; slice < images.size(); ++slice) {
-        DicomImage& image = *images[slice];
-        setOverlayVisibility(image, false);
-        setScalingWindow(image, options);
-        renderSlice<T>(image, start + places[slice], sliceBytes, static_cast<unsigned long>(options.outputFrame));
-    }
-    return Volume(std::move(volume));
+    std::memcpy(place, slice.data(), bytes);
 }
 
 } // namespace
+
+void SeriesVolume::begin(const Picture& first) {
+    const bool isOfBytes = first.image().getDepth() == 8;
+    const bool isGrey = first.image().isMonochrome() != 0;
+    const auto slices = static_cast<vint>(mCount);
+    const auto width = static_cast<vint>(first.width());
+    const auto height = static_cast<vint>(first.height());
+    const vint channels = isGrey ? 1 : 3;
+    const auto samples = static_cast<std::size_t>(checkedProduct({slices, height, width, channels}));
+    mBits = isOfBytes ? 8 : 16;
+    mVolumeBytes = samples * (isOfBytes ? 1 : 2);
+    mSliceBytes = mVolumeBytes / mCount;
+    mVolume.emplace(slices, width, height, channels, isOfBytes ? VImage_U8 : VImage_U16,
+                    isGrey ? VColorSpace_Grey : VColorSpace_RGB, true);
+}
+
+bool SeriesVolume::add(const std::shared_ptr<Picture>& image) {
+    try {
+        if (mSlices.empty()) {
+            begin(*image);
+        }
+        mSlices.push_back({image, image->frameBytes(0), image->frameBytes(mBits)});
+        Slice& slice = mSlices.back();
+        const Slice& first = mSlices.front();
+        const bool isAlike = mDone + 1 == mSlices.size() && slice.bytes == mSliceBytes &&
+                             slice.ownBytes == first.ownBytes && mFailure == nullptr && mVolume.has_value();
+        if (!isAlike) {
+            return false;
+        }
+        if (mDone == 0 && slice.ownBytes < slice.bytes) { // the slices will end before the volume
+            std::memset(mVolume->rawData(), 0, mVolumeBytes);
+        }
+        render(*image, mDone * std::min(slice.ownBytes, slice.bytes));
+        slice.image.reset();
+        ++mDone;
+        return true;
+    } catch (...) {
+        if (mFailure == nullptr) {
+            mFailure = std::current_exception();
+        }
+        return false;
+    }
+}
+
+void SeriesVolume::render(Picture& image, std::size_t place) {
+    setOverlayVisibility(image.image(), false);
+    setScalingWindow(image.image(), mOptions);
+    renderSlice(image, static_cast<std::byte*>(mVolume->rawData()) + place, mSliceBytes, mBits,
+                static_cast<unsigned long>(mOptions.outputFrame));
+}
+
+/// Puts the slices that are done where they belong, and zeros where none will be.
+void SeriesVolume::arrange(const Places& places) {
+    auto* start = static_cast<std::byte*>(mVolume->rawData());
+    const std::size_t advance = mDone == 0 ? 0 : std::min(mSlices.front().ownBytes, mSlices.front().bytes);
+    const std::vector<std::byte> done(start, start + (mDone == 0 ? 0 : (mDone - 1) * advance + mSliceBytes));
+    std::memset(start, 0, mVolumeBytes);
+    for (std::size_t slice = 0; slice < mDone; ++slice) {
+        std::memcpy(start + places[slice], done.data() + slice * advance, mSliceBytes);
+    }
+}
+
+Volume SeriesVolume::finish() {
+    if (mCount == 0) {
+        ErrorManager::throwException("NoImagesError");
+    }
+    if (mFailure != nullptr) {
+        std::rethrow_exception(mFailure);
+    }
+    if (mDone < mSlices.size()) {
+        const Places places = placesOf(mSlices, mVolumeBytes);
+        arrange(places);
+        for (std::size_t slice = mDone; slice < mSlices.size(); ++slice) {
+            render(*mSlices[slice].image, places[slice]);
+        }
+    }
+    return std::move(*mVolume);
+}
 
 void setWindowForSeries(const OpenImages& images, ImageReadOptions& options) {
     std::vector<double> lows;
@@ -113,7 +147,7 @@ void setWindowForSeries(const OpenImages& images, ImageReadOptions& options) {
     for (const auto& image : images) {
         double low = 0;
         double high = 0;
-        (void)image->getMinMaxValues(low, high, 0); // colour, and what cannot tell, counts as 0
+        (void)std::as_const(*image).image().getMinMaxValues(low, high, 0); // colour, and what cannot tell, counts as 0
         lows.push_back(low);
         highs.push_back(high);
     }
@@ -124,11 +158,11 @@ void setWindowForSeries(const OpenImages& images, ImageReadOptions& options) {
 }
 
 Volume consolidateImages(const OpenImages& images, const ImageReadOptions& options) {
-    if (images.empty()) {
-        ErrorManager::throwException("NoImagesError");
+    SeriesVolume volume(images.size(), options);
+    for (const auto& image : images) {
+        (void)volume.add(image);
     }
-    return images.front()->getDepth() == 8 ? consolidate<unsigned char>(images, options)
-                                           : consolidate<unsigned short>(images, options);
+    return volume.finish();
 }
 
 } // namespace radvex

@@ -10,16 +10,17 @@ using namespace radvex::test;
 
 namespace {
 
-class SeriesVolume : public ClassTest {
+class SlicesOfASeries : public ClassTest {
   protected:
     /// A file and the image that is made of it, which needs its dataset.
     struct Opened {
         std::unique_ptr<DcmFileReader> reader;
-        std::shared_ptr<DicomImage> image;
+        std::shared_ptr<Picture> image;
     };
     Opened open(const ImageFile& file) {
         auto reader = std::make_unique<DcmFileReader>(writeImageFile(folder.file("a.dcm"), file));
-        std::shared_ptr<DicomImage> image = reader->openDicomImage(ImageOpenOptions{});
+        std::shared_ptr<Picture> image =
+            reader->openPicture(ImageOpenOptions{}, DcmFileReader::OverlaysOfPicture::areHidden);
         return {std::move(reader), std::move(image)};
     }
     static std::string nameOfError(const OpenImages& images) {
@@ -29,16 +30,16 @@ class SeriesVolume : public ClassTest {
 
 } // namespace
 
-TEST_F(SeriesVolume, OfNothingIsAnError) { EXPECT_EQ(nameOfError({}), "NoImagesError"); }
+TEST_F(SlicesOfASeries, OfNothingIsAnError) { EXPECT_EQ(nameOfError({}), "NoImagesError"); }
 
-TEST_F(SeriesVolume, ThatNoIntegerOfTheHostCountsIsRefusedBeforeItIsMade) {
+TEST_F(SlicesOfASeries, ThatNoIntegerOfTheHostCountsIsRefusedBeforeItIsMade) {
     const std::vector<int> zeros(1024 * 1024);
     const Opened file = open(grey8(1024, 1024, zeros));
     EXPECT_EQ(nameOfError(OpenImages(2048, file.image)), "DimensionsError") << "2^31 voxels";
     EXPECT_EQ(velmora::ledger().counts(velmora::ObjectKind::image).made, 0);
 }
 
-TEST_F(SeriesVolume, TakesTheWindowOfTheOptions) {
+TEST_F(SlicesOfASeries, TakesTheWindowOfTheOptions) {
     const Opened file = open(grey8(1, 3, {0, 10, 100}));
     ImageReadOptions options;
     options.scaling = kExplicitWindow;
@@ -50,7 +51,7 @@ TEST_F(SeriesVolume, TakesTheWindowOfTheOptions) {
                 ElementsAreArray(joined({windowed({0, 10, 100}, 50, 100, 255), windowed({0, 10, 100}, 50, 100, 255)})));
 }
 
-TEST_F(SeriesVolume, TheCommonWindowIsTheSpanAndItsMiddle) {
+TEST_F(SlicesOfASeries, TheCommonWindowIsTheSpanAndItsMiddle) {
     const auto windowOf = [](const OpenImages& images) {
         ImageReadOptions options;
         setWindowForSeries(images, options);

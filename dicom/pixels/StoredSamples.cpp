@@ -1,0 +1,85 @@
+#include "dicom/pixels/StoredSamples.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "dcmtk/dcmdata/dcdeftag.h"
+#include "dcmtk/dcmdata/dcelem.h"
+#include "dcmtk/dcmdata/dcxfer.h"
+#include "guard/pixels/ImagePixelAttributes.h"
+
+namespace radvex {
+
+namespace {
+
+/// Small enough to stay in the processor's cache while it is looked through.
+constexpr std::size_t kBlockBytes = 64 * 1024;
+
+/// The whole value in the byte order of this machine; null when it cannot be loaded.
+const void* loadedValue(DcmElement& element) {
+    if (element.getVR() == EVR_OW) {
+        Uint16* words = nullptr;
+        return element.getUint16Array(words).good() ? words : nullptr;
+    }
+    Uint8* bytes = nullptr;
+    return element.getUint8Array(bytes).good() ? bytes : nullptr;
+}
+
+} // namespace
+
+StoredSamples::StoredSamples(DcmElement& element, std::size_t size)
+    : mElement(&element), mSize(size), mCount(element.getLength() / size) {}
+
+std::optional<StoredSamples> StoredSamples::of(DcmDataset& dataset, SampleSource source) {
+    DcmElement* element = nullptr;
+    if (DcmXfer(dataset.getCurrentXfer()).isEncapsulated() ||
+        dataset.findAndGetElement(DCM_PixelData, element, OFFalse, OFFalse).bad() ||
+        element->ident() != EVR_PixelData) {
+        return std::nullopt;
+    }
+    const Uint16 bits = ImagePixelAttributes(dataset).numberOr(0, DCM_BitsAllocated);
+    const DcmEVR representation = element->getVR();
+    if (!(bits == 8 && (representation == EVR_OB || representation == EVR_OW)) &&
+        !(bits == 16 && representation == EVR_OW)) {
+        return std::nullopt;
+    }
+    StoredSamples samples(*element, bits / 8);
+    // Words in the other byte order are swapped by DCMTK when it loads them.
+    const bool isInOurOrder = DcmXfer(dataset.getOriginalXfer()).getByteOrder() == gLocalByteOrder;
+    if (source == SampleSource::memory || element->valueLoaded() || !isInOurOrder) {
+        samples.mLoaded = static_cast<const std::byte*>(loadedValue(*element));
+        if (samples.mLoaded == nullptr) {
+            return std::nullopt;
+        }
+    } else {
+        samples.mCache = std::make_unique<DcmFileCache>();
+    }
+    return samples;
+}
+
+std::uint64_t StoredSamples::longestBlock() const { return mLoaded != nullptr ? mCount : kBlockBytes / mSize; }
+
+const void* StoredSamples::read(std::uint64_t first, std::uint64_t count) {
+    if (mLoaded != nullptr) {
+        return mLoaded + first * mSize;
+    }
+    mBlock.resize(kBlockBytes);
+    return copy(first, count, mBlock.data()) ? mBlock.data() : nullptr;
+}
+
+bool StoredSamples::copy(std::uint64_t first, std::uint64_t count, void* target) {
+    if (first > mCount || count > mCount - first) {
+        return false;
+    }
+    const auto bytes = static_cast<std::size_t>(count * mSize);
+    if (mLoaded != nullptr) {
+        std::memcpy(target, mLoaded + first * mSize, bytes);
+        return true;
+    }
+    return mElement
+        ->getPartialValue(target, static_cast<Uint32>(first * mSize), static_cast<Uint32>(bytes), mCache.get(),
+                          gLocalByteOrder)
+        .good();
+}
+
+} // namespace radvex
