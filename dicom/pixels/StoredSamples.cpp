@@ -1,6 +1,5 @@
 #include "dicom/pixels/StoredSamples.h"
 
-#include <algorithm>
 #include <cstring>
 
 #include "dcmtk/dcmdata/dcdeftag.h"
@@ -51,8 +50,6 @@ std::optional<StoredSamples> StoredSamples::of(DcmDataset& dataset, SampleSource
         if (samples.mLoaded == nullptr) {
             return std::nullopt;
         }
-    } else {
-        samples.mCache = std::make_unique<DcmFileCache>();
     }
     return samples;
 }
@@ -64,22 +61,29 @@ const void* StoredSamples::read(std::uint64_t first, std::uint64_t count) {
         return mLoaded + first * mSize;
     }
     mBlock.resize(kBlockBytes);
-    return copy(first, count, mBlock.data()) ? mBlock.data() : nullptr;
+    return readInto(mBlock.data(), first, count) ? mBlock.data() : nullptr;
+}
+
+bool StoredSamples::readInto(void* target, std::uint64_t first, std::uint64_t count) {
+    if (mCache == nullptr) {
+        mCache = std::make_unique<DcmFileCache>();
+    }
+    return mElement
+        ->getPartialValue(target, static_cast<Uint32>(first * mSize), static_cast<Uint32>(count * mSize), mCache.get(),
+                          gLocalByteOrder)
+        .good();
 }
 
 bool StoredSamples::copy(std::uint64_t first, std::uint64_t count, void* target) {
-    if (first > mCount || count > mCount - first) {
+    if (!holds(first, count)) {
         return false;
     }
-    const auto bytes = static_cast<std::size_t>(count * mSize);
     if (mLoaded != nullptr) {
-        std::memcpy(target, mLoaded + first * mSize, bytes);
+        std::memcpy(target, mLoaded + first * mSize, static_cast<std::size_t>(count * mSize));
         return true;
     }
-    return mElement
-        ->getPartialValue(target, static_cast<Uint32>(first * mSize), static_cast<Uint32>(bytes), mCache.get(),
-                          gLocalByteOrder)
-        .good();
+    const Reading reading(*this);
+    return readInto(target, first, count);
 }
 
 } // namespace radvex

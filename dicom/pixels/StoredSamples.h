@@ -38,9 +38,10 @@ class StoredSamples {
     /// @return false when they are not all there, or cannot be read
     template <typename Sample, typename Use>
     bool forEachBlock(std::uint64_t first, std::uint64_t count, Use use) {
-        if (first > mCount || count > mCount - first) {
+        if (!holds(first, count)) {
             return false;
         }
+        const Reading reading(*this);
         while (count > 0) {
             const std::uint64_t samples = std::min<std::uint64_t>(count, longestBlock());
             const auto* block = static_cast<const Sample*>(read(first, samples));
@@ -58,10 +59,24 @@ class StoredSamples {
     bool copy(std::uint64_t first, std::uint64_t count, void* target);
 
   private:
+    /// The file is open during one look at its samples, and not between two: many pictures may be open at once.
+    class Reading {
+      public:
+        explicit Reading(StoredSamples& samples) : mSamples(samples) {}
+        Reading(const Reading&) = delete;
+        Reading& operator=(const Reading&) = delete;
+        ~Reading() { mSamples.mCache.reset(); }
+
+      private:
+        StoredSamples& mSamples;
+    };
+
     StoredSamples(DcmElement& element, std::size_t size);
 
+    bool holds(std::uint64_t first, std::uint64_t count) const { return first <= mCount && count <= mCount - first; }
     std::uint64_t longestBlock() const;
     const void* read(std::uint64_t first, std::uint64_t count);
+    bool readInto(void* target, std::uint64_t first, std::uint64_t count);
 
     DcmElement* mElement;
     std::size_t mSize;

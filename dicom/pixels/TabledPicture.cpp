@@ -1,18 +1,17 @@
 #include "dicom/pixels/TabledPicture.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <optional>
 
 #include "dcmtk/dcmdata/dcdeftag.h"
-#include "dcmtk/dcmdata/dcpixel.h"
-#include "dcmtk/dcmdata/dcxfer.h"
 #include "dicom/metadata/MemoryWatch.h"
 #include "dicom/pixels/WordSet.h"
 #include "guard/pixels/ImagePixelAttributes.h"
 
-// DCMTK looks at the number of pixels in two places, and there the two roads differ:
+// DCMTK looks at the number of pixels in two places, and there a small picture could go another way than a large one:
 //
 //  - It looks for the least and the greatest stored value in the whole value of Pixel Data, or only in the frames that
 //    it was asked for, depending on whether the value has more than three samples for each value that BitsStored
@@ -28,34 +27,71 @@ namespace radvex {
 namespace {
 
 using Words = std::vector<std::uint16_t>;
+using Colour = TabledPicture::Colour;
+using Shape = TabledPicture::Shape;
 
-/// Pixels in all frames below which DCMTK is done before a small picture is.
-constexpr std::uint64_t kLeastPixels = 32768;
+/// Samples in all frames below which DCMTK is done before a small picture is.
+constexpr std::uint64_t kLeastSamples = 32768;
 /// A small picture pays when its pixels are this many times fewer.
 constexpr std::uint64_t kLeastGain = 4;
-/// DCMTK's own table is used from this many pixels for each of its entries on.
+/// DCMTK's own tables are used from this many pixels for each of their entries on.
 constexpr double kPixelsOfEntry = 3.0;
+/// Values of a sample of 8 bits.
+constexpr std::size_t kBytes = 256;
 
-bool isGrey(DcmDataset& dataset) {
-    OFString interpretation;
-    (void)dataset.findAndGetOFString(DCM_PhotometricInterpretation, interpretation, 0, OFFalse);
-    return interpretation == "MONOCHROME1" || interpretation == "MONOCHROME2";
+/// Thrown inside tryToOpen: why DCMTK has to render all pixels.
+struct NotByTable {
+    const char* reason;
+};
+
+void require(bool isGiven, const char* reason) {
+    if (!isGiven) {
+        throw NotByTable{reason};
+    }
 }
 
-/// The frames of an image, as DicomImage chooses them; nothing when it has no size.
-std::optional<PictureShape> shapeOf(DcmDataset& dataset, unsigned long frameStart, unsigned long frameCount) {
+std::string interpretationOf(DcmDataset& dataset) {
+    OFString interpretation;
+    (void)dataset.findAndGetOFString(DCM_PhotometricInterpretation, interpretation, 0, OFFalse);
+    return {interpretation.c_str(), interpretation.length()};
+}
+
+/// Colour by plane is rendered by plane, unless it is asked for by pixel.
+bool isStoredAsAsked(DcmDataset& dataset, bool isByPixel) {
+    const auto planes = ImagePixelAttributes(dataset).number(DCM_PlanarConfiguration);
+    return planes && (*planes == 0 || (*planes == 1 && !isByPixel));
+}
+
+Colour colourOf(DcmDataset& dataset, const TabledPicture::Request& request) {
+    const std::string interpretation = interpretationOf(dataset);
+    if (interpretation == "MONOCHROME1" || interpretation == "MONOCHROME2") {
+        return Colour::grey;
+    }
+    require(request.use == TabledPicture::Use::rendering, "it is not grey, and values are asked for");
+    if (interpretation == "PALETTE COLOR") {
+        return Colour::palette;
+    }
+    const ImagePixelAttributes attributes(dataset);
+    require(interpretation == "RGB" && attributes.numberOr(0, DCM_SamplesPerPixel) == 3 &&
+                attributes.numberOr(0, DCM_BitsAllocated) == 8,
+            "it is neither grey, nor RGB of 8 bits, nor of a palette");
+    require(isStoredAsAsked(dataset, request.isByPixel), "its colours lie in another order than they are asked for");
+    return Colour::rgb;
+}
+
+/// The frames of an image, as DicomImage chooses them.
+Shape shapeOf(DcmDataset& dataset, const TabledPicture::Request& request, Colour colour) {
     const ImagePixelAttributes attributes(dataset);
     const auto rows = attributes.numberOr(0, DCM_Rows);
     const auto columns = attributes.numberOr(0, DCM_Columns);
-    if (rows == 0 || columns == 0) {
-        return std::nullopt;
-    }
+    require(rows > 0 && columns > 0, "it has no size");
     Sint32 number = 1;
     (void)dataset.findAndGetSint32(DCM_NumberOfFrames, number, 0, OFFalse);
     const auto stored = static_cast<std::uint64_t>(std::max<Sint32>(number, 1));
-    const std::uint64_t first = std::min<std::uint64_t>(frameStart, stored - 1);
+    const std::uint64_t first = std::min<std::uint64_t>(request.frameStart, stored - 1);
     const std::uint64_t rest = stored - first;
-    return PictureShape{rows, columns, {first, frameCount > 0 ? std::min<std::uint64_t>(frameCount, rest) : rest}};
+    const std::uint64_t count = request.frameCount > 0 ? std::min<std::uint64_t>(request.frameCount, rest) : rest;
+    return {rows, columns, first, count, colour == Colour::rgb ? std::uint64_t{3} : std::uint64_t{1}};
 }
 
 template <typename Use>
@@ -64,134 +100,15 @@ bool forEachBlock(StoredSamples& samples, std::uint64_t first, std::uint64_t cou
                                : samples.forEachBlock<std::uint16_t>(first, count, use);
 }
 
-/// Words in the frames that are read, and in what lies before and behind them.
-struct OccurringWords {
-    Words inside;
-    Words outside; ///< empty when the value holds nothing else, and when DCMTK does not look at it
-};
-
-std::optional<OccurringWords> occurringWords(StoredSamples& samples, const PictureShape& shape, bool withOutside) {
-    const std::uint64_t start = shape.frames.first * shape.pixelsOfFrame();
-    const std::uint64_t count = shape.frames.count * shape.pixelsOfFrame();
-    const std::uint64_t end = start + count;
-    WordSet inside;
-    const auto note = [](WordSet& words) {
-        return [&words](const auto* block, std::size_t number) { words.add(block, number); };
-    };
-    if (!forEachBlock(samples, start, count, note(inside))) {
-        return std::nullopt;
+/// The words that occur in `count` samples from `first` on, and in others behind those.
+Words occurringWords(StoredSamples& samples, std::initializer_list<std::pair<std::uint64_t, std::uint64_t>> parts) {
+    WordSet words;
+    for (const auto& [first, count] : parts) {
+        require(forEachBlock(samples, first, count,
+                             [&](const auto* block, std::size_t number) { words.add(block, number); }),
+                "its pixels cannot be read");
     }
-    if (!withOutside || count == samples.count()) {
-        return OccurringWords{inside.words(), {}};
-    }
-    WordSet outside;
-    if (!forEachBlock(samples, 0, start, note(outside)) ||
-        !forEachBlock(samples, end, samples.count() - end, note(outside))) {
-        return std::nullopt;
-    }
-    return OccurringWords{inside.words(), outside.words()};
-}
-
-bool isOfTheImage(const DcmTag& tag) {
-    constexpr Uint16 kImageGroup = 0x0028;
-    if (tag.getGroup() == kImageGroup) {
-        return tag != DCM_Rows && tag != DCM_Columns && tag != DCM_NumberOfFrames;
-    }
-    return tag == DCM_SOPClassUID || tag == DCM_PresentationLUTShape || tag == DCM_SharedFunctionalGroupsSequence;
-}
-
-/// What DCMTK looks at when it renders, but for size and pixels. Null when something cannot be copied.
-std::unique_ptr<DcmDataset> copyOfAttributes(DcmDataset& dataset) {
-    auto attributes = std::make_unique<DcmDataset>();
-    for (DcmObject* object = dataset.nextInContainer(nullptr); object != nullptr;
-         object = dataset.nextInContainer(object)) {
-        if (!isOfTheImage(object->getTag())) {
-            continue;
-        }
-        std::unique_ptr<DcmObject> copy(object->clone());
-        auto* element = dynamic_cast<DcmElement*>(copy.get());
-        if (element == nullptr || attributes->insert(element, OFTrue).bad()) {
-            return nullptr;
-        }
-        (void)copy.release(); // the dataset's
-    }
-    return attributes;
-}
-
-/// Rows and columns of a frame of at least so many pixels. Their number is even: of an odd one of bytes DCMTK would
-/// count the byte behind the last.
-std::pair<std::uint64_t, std::uint64_t> shapeFor(std::uint64_t pixels) {
-    constexpr std::uint64_t kMostColumns = 60000; // less than 65,536
-    const std::uint64_t rows = (pixels + kMostColumns - 1) / kMostColumns;
-    return {rows, 2 * ((pixels + 2 * rows - 1) / (2 * rows))};
-}
-
-std::uint64_t pixelsFor(std::uint64_t least) {
-    const auto [rows, columns] = shapeFor(least);
-    return rows * columns;
-}
-
-/// The small picture's pixels: frame by frame the words, and the last of them until the frame is full.
-Words smallPixels(const OccurringWords& words, std::uint64_t frame) {
-    Words pixels;
-    for (const Words* part : {&words.outside, &words.inside}) {
-        if (!part->empty()) {
-            pixels.insert(pixels.end(), part->begin(), part->end());
-            pixels.resize(pixels.size() + frame - part->size(), part->back());
-        }
-    }
-    return pixels;
-}
-
-bool putPixels(DcmDataset& attributes, const Words& pixels, DcmEVR representation, std::size_t sampleSize) {
-    auto element = std::make_unique<DcmPixelData>(DcmTag(DCM_PixelData, representation));
-    (void)element->setVR(representation);
-    Words packed;
-    std::vector<Uint8> bytes;
-    const Words* words = &pixels;
-    if (sampleSize == 1 && representation == EVR_OW) { // the first sample is the low byte
-        for (std::size_t index = 0; index + 1 < pixels.size(); index += 2) {
-            packed.push_back(static_cast<std::uint16_t>(pixels[index] | (pixels[index + 1] << 8)));
-        }
-        words = &packed;
-    } else if (sampleSize == 1) {
-        bytes.assign(pixels.begin(), pixels.end());
-    }
-    const OFCondition put = bytes.empty()
-                                ? element->putUint16Array(words->data(), static_cast<unsigned long>(words->size()))
-                                : element->putUint8Array(bytes.data(), static_cast<unsigned long>(bytes.size()));
-    if (put.bad() || element->getVR() != representation || attributes.insert(element.get(), OFTrue).bad()) {
-        return false;
-    }
-    (void)element.release(); // the dataset's
-    return true;
-}
-
-struct SmallPicture {
-    std::unique_ptr<DicomImage> image{};
-    std::uint64_t pixels = 0; ///< of a frame
-};
-
-/// Null image when DCMTK does not open it.
-SmallPicture openSmall(DcmDataset& attributes, const OccurringWords& words, std::uint64_t leastPixels,
-                       const StoredSamples& samples, unsigned long flags) {
-    const auto [rows, columns] = shapeFor(leastPixels);
-    const bool hasOutside = !words.outside.empty();
-    SmallPicture small{nullptr, rows * columns};
-    if (attributes.putAndInsertUint16(DCM_Rows, static_cast<Uint16>(rows)).bad() ||
-        attributes.putAndInsertUint16(DCM_Columns, static_cast<Uint16>(columns)).bad() ||
-        attributes.putAndInsertString(DCM_NumberOfFrames, hasOutside ? "2" : "1").bad() ||
-        !putPixels(attributes, smallPixels(words, small.pixels), samples.representation(), samples.size())) {
-        return small;
-    }
-    constexpr unsigned long kNotOfSmall = CIF_UsePartialAccessToPixelData | CIF_MayDetachPixelData;
-    small.image =
-        std::make_unique<DicomImage>(&attributes, EXS_LittleEndianExplicit, flags & ~kNotOfSmall,
-                                     static_cast<unsigned long>(hasOutside ? 1 : 0), static_cast<unsigned long>(1));
-    if (small.image->getStatus() != EIS_Normal || small.image->getFrameCount() != 1) {
-        small.image.reset();
-    }
-    return small;
+    return words.words();
 }
 
 /// What the modality transformation can make of any stored value.
@@ -208,8 +125,10 @@ struct ValueRange {
         constexpr double kLimit = 2147483648.0;
         return least >= -kLimit && greatest < kLimit && (least <= 0 || !startsBetweenIntegers());
     }
-    /// Entries of the table that DCMTK would make for a rendering, when it matters whether it makes one; 0 otherwise.
-    double entriesThatMatter() const { return startsBetweenIntegers() ? std::ceil(greatest - least + 1) : 0; }
+    /// Pixels above which DCMTK renders by a table of its own, when that makes a difference; 0 otherwise.
+    double limitOfFormula() const {
+        return startsBetweenIntegers() ? kPixelsOfEntry * std::ceil(greatest - least + 1) : 0;
+    }
 };
 
 bool areOnOneSide(std::uint64_t left, std::uint64_t right, double limit) {
@@ -219,6 +138,106 @@ bool areOnOneSide(std::uint64_t left, std::uint64_t right, double limit) {
 /// Least number of pixels that lies above a limit.
 std::uint64_t above(double limit) { return static_cast<std::uint64_t>(std::floor(limit)) + 1; }
 
+/// The words of a frame, and the last of them until it is full.
+void addFrame(SmallPixels& pixels, const Words& words) {
+    const std::size_t end = pixels.samples.size() + pixels.pixelsOfFrame();
+    pixels.samples.insert(pixels.samples.end(), words.begin(), words.end());
+    pixels.samples.resize(end, words.back());
+}
+
+/// Opens the small picture of one image, with more pixels when they have to be more.
+class SmallGreyPicture {
+  public:
+    /// @param outside  words that DCMTK sees and does not render
+    /// @param most  of its pixels
+    SmallGreyPicture(DcmDataset& dataset, const TabledPicture::Request& request, const StoredSamples& samples,
+                     const Words& inside, const Words& outside, std::uint64_t most)
+        : mDataset(dataset), mFlags(request.flags), mInside(inside), mOutside(outside), mMost(most) {
+        mPixels.sampleSize = samples.size();
+        mPixels.representation = samples.representation();
+        mPixels.frames = outside.empty() ? 1 : 2;
+    }
+
+    /// @param stored  samples in the value, and `frame` of them in a frame
+    SmallPicture open(std::uint64_t stored, std::uint64_t frame) {
+        const double looked =
+            mOutside.empty() ? 0.0
+                             : kPixelsOfEntry * std::exp2(ImagePixelAttributes(mDataset).numberOr(0, DCM_BitsStored));
+        std::uint64_t least = std::max(mInside.size(), mOutside.size());
+        if (looked > 0 && static_cast<double>(stored) > looked) {
+            least = std::max(least, above(looked / 2.0));
+        }
+        SmallPicture small = openWith(least, "it has few pixels for each stored value");
+        const ValueRange range(*small.image);
+        require(range.isTurnedSafely(),
+                "its slope and intercept lead to values that DCMTK does not turn into integers in one way");
+        const double rendered = range.limitOfFormula();
+        if (rendered > 0 && static_cast<double>(frame) > rendered &&
+            static_cast<double>(mPixels.pixelsOfFrame()) <= rendered) {
+            small = openWith(above(rendered), "it has few pixels for each value that a fractional slope allows");
+        }
+        require(looked <= 0 || areOnOneSide(stored, 2 * mPixels.pixelsOfFrame(), looked),
+                "DCMTK looks through the frames that are read, and would not in a small picture");
+        require(rendered <= 0 || areOnOneSide(frame, mPixels.pixelsOfFrame(), rendered),
+                "DCMTK renders it by formula, and would not render a small picture so");
+        return small;
+    }
+
+  private:
+    SmallPicture openWith(std::uint64_t least, const char* reasonWhenTooLarge) {
+        setSize(mPixels, least);
+        require(mPixels.pixelsOfFrame() <= mMost, reasonWhenTooLarge);
+        mPixels.samples.clear();
+        if (!mOutside.empty()) {
+            addFrame(mPixels, mOutside);
+        }
+        addFrame(mPixels, mInside);
+        SmallPicture small = openSmallPicture(mDataset, mPixels, mFlags);
+        require(small.image != nullptr, "DCMTK does not open a small picture with its attributes");
+        return small;
+    }
+
+    DcmDataset& mDataset;
+    unsigned long mFlags;
+    const Words& mInside;
+    const Words& mOutside;
+    std::uint64_t mMost;
+    SmallPixels mPixels{};
+};
+
+/// What a colour has in the small picture of RGB: each colour all 256 values, and no two of a pixel the same.
+std::uint16_t rgbSample(std::size_t pixel, std::size_t colour) {
+    return static_cast<std::uint16_t>((pixel + 85 * colour) % kBytes);
+}
+
+/// True when the three colours become the same output for the same sample, whatever the other two are.
+template <typename Output>
+bool isBySample(DicomImage& image) {
+    const auto* outputs = static_cast<const Output*>(image.getOutputData(8 * sizeof(Output), 0, 0));
+    bool isBySample = outputs != nullptr;
+    for (std::size_t index = 0; isBySample && index < 3 * kBytes; ++index) {
+        isBySample = outputs[index] == outputs[std::size_t{3} * rgbSample(index / 3, index % 3)];
+    }
+    return isBySample;
+}
+
+SmallPicture openSmallRgb(DcmDataset& dataset, unsigned long flags, const StoredSamples& samples) {
+    constexpr std::size_t kEdge = 16;
+    const bool isByPlane = ImagePixelAttributes(dataset).numberOr(0, DCM_PlanarConfiguration) != 0;
+    SmallPixels pixels{Words(3 * kBytes), kEdge, kEdge, 1, samples.size(), samples.representation()};
+    for (std::size_t pixel = 0; pixel < kBytes; ++pixel) {
+        for (std::size_t colour = 0; colour < 3; ++colour) {
+            pixels.samples[isByPlane ? colour * kBytes + pixel : 3 * pixel + colour] = rgbSample(pixel, colour);
+        }
+    }
+    SmallPicture small = openSmallPicture(dataset, pixels, flags);
+    require(small.image != nullptr, "DCMTK does not open a small picture with its attributes");
+    require(small.image->isMonochrome() == 0, "its colours are taken for grey");
+    require(isBySample<Uint8>(*small.image) && isBySample<Uint16>(*small.image) && isBySample<Uint32>(*small.image),
+            "its colours depend on each other");
+    return small;
+}
+
 template <typename Output, typename Sample>
 void lookUpBlock(const Output* table, const Sample* samples, std::size_t count, Output* target) {
     for (std::size_t index = 0; index < count; ++index) {
@@ -227,154 +246,133 @@ void lookUpBlock(const Output* table, const Sample* samples, std::size_t count, 
 }
 
 template <typename Output>
-bool lookUpAll(const void* table, StoredSamples& samples, std::uint64_t first, std::uint64_t count, void* target) {
+bool lookUpAll(const std::vector<std::byte>& outputs, StoredSamples& samples, std::uint64_t first, std::uint64_t count,
+               void* target) {
+    const auto* table = reinterpret_cast<const Output*>(outputs.data());
     auto* place = static_cast<Output*>(target);
     return forEachBlock(samples, first, count, [&](const auto* block, std::size_t number) {
-        lookUpBlock(static_cast<const Output*>(table), block, number, place);
+        lookUpBlock(table, block, number, place);
         place += number;
     });
 }
 
 } // namespace
 
-TabledPicture::TabledPicture(std::unique_ptr<DicomImage> small, std::unique_ptr<DcmDataset> attributes, Words words,
-                             StoredSamples samples, const PictureShape& shape)
-    : Picture(std::move(small), std::move(attributes)),
+TabledPicture::TabledPicture(SmallPicture&& small, Words words, StoredSamples samples, const Shape& shape,
+                             Colour colour)
+    : Picture(std::move(small.image), std::move(small.dataset)),
       mWords(std::move(words)),
       mSamples(std::move(samples)),
-      mShape(shape) {}
+      mShape(shape),
+      mColour(colour) {}
 
-TabledPicture::Attempt TabledPicture::tryToOpen(DcmDataset& dataset, unsigned long flags, unsigned long frameStart,
-                                                unsigned long frameCount, SampleSource source, Worth worth) {
+TabledPicture::Attempt TabledPicture::tryToOpen(DcmDataset& dataset, const Request& request) {
     const MemoryWatch memory; // a copy without its value would be rendered differently
-    if (!isGrey(dataset)) {
-        return {nullptr, "it is not grey"};
-    }
-    const auto shape = shapeOf(dataset, frameStart, frameCount);
-    if (!shape) {
-        return {nullptr, "it has no size"};
-    }
-    const std::uint64_t pixels = shape->frames.count * shape->pixelsOfFrame();
-    if (worth == Worth::whereItPays && pixels < kLeastPixels) {
-        return {nullptr, "it has few pixels"};
-    }
-    auto samples = StoredSamples::of(dataset, source);
-    if (!samples) {
-        return {nullptr, "its samples do not lie there in 8 or 16 bits each"};
-    }
-    if (shape->frames.first * shape->pixelsOfFrame() + pixels > samples->count()) {
-        return {nullptr, "its pixels are not all there"};
-    }
-    // With partial access DCMTK reads the frames that it was asked for and nothing else.
-    const auto words = occurringWords(*samples, *shape, (flags & CIF_UsePartialAccessToPixelData) == 0);
-    if (!words) {
-        return {nullptr, "its pixels cannot be read"};
-    }
+    try {
+        const Colour colour = colourOf(dataset, request);
+        const Shape shape = shapeOf(dataset, request, colour);
+        const std::uint64_t first = shape.firstFrame * shape.samplesOfFrame();
+        const std::uint64_t count = shape.frameCount * shape.samplesOfFrame();
+        const bool hasToPay = request.worth == Worth::whereItPays;
+        require(!hasToPay || count >= kLeastSamples, "it has few pixels");
+        auto samples = StoredSamples::of(dataset, request.source);
+        require(samples.has_value(), "its samples do not lie there in 8 or 16 bits each");
+        require(first + count <= samples->count(), "its pixels are not all there");
 
-    const std::uint64_t most = worth == Worth::always ? UINT64_MAX : pixels / kLeastGain;
-    const std::uint64_t fewest = std::max(words->inside.size(), words->outside.size());
-    const double looked = words->outside.empty()
-                              ? 0.0
-                              : kPixelsOfEntry * std::exp2(ImagePixelAttributes(dataset).numberOr(0, DCM_BitsStored));
-    const bool isLookedThroughByTable = static_cast<double>(samples->count()) > looked;
-    const std::uint64_t enough = looked > 0 && isLookedThroughByTable ? std::max(fewest, above(looked / 2.0)) : fewest;
-    if (pixelsFor(enough) > most) {
-        return {nullptr, "it has few pixels for each stored value"};
-    }
-    auto attributes = copyOfAttributes(dataset);
-    if (attributes == nullptr) {
-        return {nullptr, "its attributes cannot be copied"};
-    }
-    SmallPicture small = openSmall(*attributes, *words, enough, *samples, flags);
-    if (small.image == nullptr) {
-        return {nullptr, "DCMTK does not open a small picture with its attributes"};
-    }
-    const ValueRange range(*small.image);
-    if (!range.isTurnedSafely()) {
-        return {nullptr, "its slope and intercept lead to values that DCMTK does not turn into integers in one way"};
-    }
-    const double rendered = kPixelsOfEntry * range.entriesThatMatter();
-    if (rendered > 0 && static_cast<double>(shape->pixelsOfFrame()) > rendered &&
-        static_cast<double>(small.pixels) <= rendered) {
-        if (pixelsFor(above(rendered)) > most) {
-            return {nullptr, "it has few pixels for each value that a fractional slope allows"};
+        Words words;
+        SmallPicture small;
+        if (colour == Colour::rgb) {
+            for (std::size_t pixel = 0; pixel < kBytes; ++pixel) {
+                words.push_back(static_cast<std::uint16_t>(pixel));
+            }
+            small = openSmallRgb(dataset, request.flags, *samples);
+        } else {
+            words = occurringWords(*samples, {{first, count}});
+            // With partial access DCMTK reads the frames that it was asked for and nothing else.
+            const bool isAll = (request.flags & CIF_UsePartialAccessToPixelData) != 0 || count == samples->count();
+            const std::uint64_t end = first + count;
+            const Words outside =
+                isAll ? Words{} : occurringWords(*samples, {{0, first}, {end, samples->count() - end}});
+            const std::uint64_t most = hasToPay ? count / kLeastGain : UINT64_MAX;
+            small = SmallGreyPicture(dataset, request, *samples, words, outside, most)
+                        .open(samples->count(), shape.samplesOfFrame());
         }
-        small = openSmall(*attributes, *words, above(rendered), *samples, flags);
-        if (small.image == nullptr) {
-            return {nullptr, "DCMTK does not open a small picture with its attributes"};
-        }
+        require(!memory.hasRunOut(), "there is not enough memory to copy its attributes");
+        return {std::unique_ptr<Picture>(
+                    new TabledPicture(std::move(small), std::move(words), std::move(*samples), shape, colour)),
+                ""};
+    } catch (const NotByTable& refusal) {
+        return {nullptr, refusal.reason};
     }
-    if (looked > 0 && !areOnOneSide(samples->count(), 2 * small.pixels, looked)) {
-        return {nullptr, "DCMTK looks through the frames that are read, and would not in a small picture"};
-    }
-    if (rendered > 0 && !areOnOneSide(shape->pixelsOfFrame(), small.pixels, rendered)) {
-        return {nullptr, "DCMTK renders it by formula, and would not render a small picture so"};
-    }
-    if (memory.hasRunOut()) {
-        return {nullptr, "there is not enough memory to copy its attributes"};
-    }
-    Words inside = words->inside;
-    return {std::unique_ptr<Picture>(new TabledPicture(std::move(small.image), std::move(attributes), std::move(inside),
-                                                       std::move(*samples), *shape)),
-            ""};
+}
+
+/// Bytes of one pixel at a depth in bits; 0 bits for the picture's own depth.
+std::size_t TabledPicture::outputBytesOfPixel(int bits) const {
+    return image().getOutputDataSize(bits) / (image().getWidth() * image().getHeight());
 }
 
 std::size_t TabledPicture::frameBytes(int bits) const {
-    const DicomImage& small = image();
-    const unsigned long pixels = small.getWidth() * small.getHeight();
-    return small.getOutputDataSize(bits) / pixels * mShape.pixelsOfFrame();
+    return outputBytesOfPixel(bits) * mShape.rows * mShape.columns;
 }
 
-std::vector<std::byte> TabledPicture::tableOf(const void* outputs, std::size_t outputBytes) const {
-    std::vector<std::byte> table((std::size_t{1} << (8 * mSamples.size())) * outputBytes);
+TabledPicture::Table TabledPicture::tableOf(const void* outputs, std::size_t outputBytes, int bits) const {
+    Table table{std::vector<std::byte>((std::size_t{1} << (8 * mSamples.size())) * outputBytes), outputBytes, bits,
+                outputBytes == mSamples.size()};
+    // The outputs of the small picture of RGB are those of all three colours; the first is enough.
+    const std::size_t step = mColour == Colour::rgb ? 3 * outputBytes : outputBytes;
     const auto* output = static_cast<const std::byte*>(outputs);
     for (const std::uint16_t word : mWords) {
-        std::memcpy(&table[word * outputBytes], output, outputBytes);
-        output += outputBytes;
+        std::memcpy(&table.outputs[word * outputBytes], output, outputBytes);
+        table.isIdentity =
+            table.isIdentity && std::memcmp(&word, output, outputBytes) == 0; // the low byte is the first
+        output += step;
     }
     return table;
 }
 
-bool TabledPicture::lookUp(const std::vector<std::byte>& table, std::size_t outputBytes, FrameRange frames,
-                           void* target) {
-    const std::uint64_t first = frames.first * mShape.pixelsOfFrame();
-    const std::uint64_t count = frames.count * mShape.pixelsOfFrame();
-    switch (outputBytes) {
-    case 1: return lookUpAll<std::uint8_t>(table.data(), mSamples, first, count, target);
-    case 2: return lookUpAll<std::uint16_t>(table.data(), mSamples, first, count, target);
-    case 4: return lookUpAll<std::uint32_t>(table.data(), mSamples, first, count, target);
+bool TabledPicture::lookUp(const Table& table, std::uint64_t firstFrame, std::uint64_t frames, void* target) {
+    const std::uint64_t first = firstFrame * mShape.samplesOfFrame();
+    const std::uint64_t count = frames * mShape.samplesOfFrame();
+    if (table.isIdentity) {
+        return mSamples.copy(first, count, target);
+    }
+    switch (table.outputBytes) {
+    case 1: return lookUpAll<std::uint8_t>(table.outputs, mSamples, first, count, target);
+    case 2: return lookUpAll<std::uint16_t>(table.outputs, mSamples, first, count, target);
+    case 3: return lookUpAll<std::array<std::uint8_t, 3>>(table.outputs, mSamples, first, count, target);
+    case 4: return lookUpAll<std::uint32_t>(table.outputs, mSamples, first, count, target);
+    case 6: return lookUpAll<std::array<std::uint16_t, 3>>(table.outputs, mSamples, first, count, target);
+    case 12: return lookUpAll<std::array<std::uint32_t, 3>>(table.outputs, mSamples, first, count, target);
     default: return false;
     }
 }
 
 bool TabledPicture::render(void* target, std::size_t bytes, int bits, unsigned long frame, bool /*isByPlane*/) {
-    if (frame >= mShape.frames.count || bytes < frameBytes(bits)) {
+    if (frame >= mShape.frameCount || bytes < frameBytes(bits)) {
         return false;
     }
-    const std::size_t outputBytes = frameBytes(bits) / mShape.pixelsOfFrame();
-    if (mTable.empty() || mBitsOfTable != bits) {
+    if (mTable.outputs.empty() || mTable.bits != bits) {
         const void* outputs = opened().getOutputData(bits, 0, 0);
         if (outputs == nullptr) {
             return false;
         }
-        mTable = tableOf(outputs, outputBytes);
-        mBitsOfTable = bits;
+        mTable = tableOf(outputs, outputBytesOfPixel(bits) / mShape.samplesOfPixel, bits);
     }
-    return lookUp(mTable, outputBytes, {mShape.frames.first + frame, 1}, target);
+    return lookUp(mTable, mShape.firstFrame + frame, 1, target);
 }
 
 std::optional<Picture::Values> TabledPicture::values() const {
     auto values = Picture::values();
     if (values) {
-        values->count = mShape.frames.count * mShape.pixelsOfFrame();
+        values->count = mShape.frameCount * mShape.samplesOfFrame();
     }
     return values;
 }
 
 bool TabledPicture::copyValues(void* target) {
     const DiPixel& pixels = *opened().getInterData();
-    const std::size_t bytes = bytesOf(pixels.getRepresentation());
-    return lookUp(tableOf(pixels.getData(), bytes), bytes, mShape.frames, target);
+    return lookUp(tableOf(pixels.getData(), bytesOf(pixels.getRepresentation()), 0), mShape.firstFrame,
+                  mShape.frameCount, target);
 }
 
 } // namespace radvex

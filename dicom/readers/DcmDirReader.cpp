@@ -207,7 +207,7 @@ void DcmDirReader::readStructure(GTU::VArgumentManager& manager, const RegexFilt
 void DcmDirReader::setWindowForSeries(const Readers& readers, ImageReadOptions& options) {
     OpenImages images;
     for (const auto& reader : readers) {
-        images.push_back(reader->openPicture(options, DcmFileReader::OverlaysOfPicture::areHidden));
+        images.push_back(reader->openPicture(options, {}));
     }
     if (!images.empty()) {
         radvex::setWindowForSeries(images, options);
@@ -249,8 +249,8 @@ Volume DcmDirReader::read3DImage(Readers readers, ImageReadOptions options) {
     OpenImages images; // those that wait for a common window
     SeriesVolume volume(readers.size(), options);
     for (auto& reader : readers) {
-        std::shared_ptr<Picture> image = reader->openPicture(options, DcmFileReader::OverlaysOfPicture::areHidden,
-                                                             DcmFileReader::PixelsAfterwards::go);
+        std::shared_ptr<Picture> image =
+            reader->openPicture(options, {.isByPixel = true, .afterwards = DcmFileReader::PixelsAfterwards::go});
         sizes.emplace(image->width(), image->height());
         if (options.scaling == kCommonWindow) {
             images.push_back(image);

@@ -56,16 +56,19 @@ class DcmFileReader : public DcmReader {
         go    ///< this reader gives no picture again; a series holds a third less memory so
     };
 
-    /// Whether overlay planes are burnt in: then it matters where a pixel stands.
-    enum class OverlaysOfPicture { areHidden, mayBeShown };
-
     /// @throws GantryError  ImageOpenError (path, status) when DCMTK cannot open the pixels, or when they promise over
     ///                      256 MiB more than they hold
     std::unique_ptr<DicomImage> openDicomImage(const ImageOpenOptions& options,
                                                PixelsAfterwards afterwards = PixelsAfterwards::stay) const;
+    /// What a picture will be asked for.
+    struct PictureUse {
+        bool showsOverlays = false; ///< burnt in: then it matters where a pixel stands
+        bool needsValues = false;   ///< those before the window
+        bool isByPixel = false;     ///< colour by pixel, however it is stored; otherwise as it is stored
+        PixelsAfterwards afterwards = PixelsAfterwards::stay;
+    };
     /// The same, to be rendered on the shortest road that gives DCMTK's own bytes.
-    std::unique_ptr<Picture> openPicture(const ImageOpenOptions& options, OverlaysOfPicture overlays,
-                                         PixelsAfterwards afterwards = PixelsAfterwards::stay) const;
+    std::unique_ptr<Picture> openPicture(const ImageOpenOptions& options, const PictureUse& use) const;
 
     /// The rendered picture as the result of the call, or as a node named by the path: [row][column], or
     /// [frame][row][column] for several frames; u8 up to 8 bits, u16 up to 16, else f32 from 0 to 1; grey or RGB.

@@ -47,11 +47,6 @@ GenericArray toHostsReals(GenericArray array, vint type) {
                                      : std::move(array);
 }
 
-DcmFileReader::OverlaysOfPicture overlaysOf(const ImageReadOptions& options) {
-    using Overlays = DcmFileReader::OverlaysOfPicture;
-    return options.showOverlays ? Overlays::mayBeShown : Overlays::areHidden;
-}
-
 } // namespace
 
 void DcmFileReader::requirePixels() const {
@@ -71,20 +66,24 @@ std::unique_ptr<DicomImage> DcmFileReader::openPixelsAndOverlays(const ImageOpen
     return openPrepared(options, prepareToOpen(options), afterwards);
 }
 
-std::unique_ptr<Picture> DcmFileReader::openPicture(const ImageOpenOptions& options, OverlaysOfPicture overlays,
-                                                    PixelsAfterwards afterwards) const {
+std::unique_ptr<Picture> DcmFileReader::openPicture(const ImageOpenOptions& options, const PictureUse& use) const {
     requirePixels();
     const unsigned long flags = prepareToOpen(options);
-    if (overlays == OverlaysOfPicture::areHidden || !hasOverlays()) {
+    if (!use.showsOverlays || !hasOverlays()) {
         const bool staysInFile = mLeavesPixelsInFile || (flags & CIF_UsePartialAccessToPixelData) != 0;
-        auto tabled = TabledPicture::tryToOpen(*dataset, flags, options.frameStart, options.frameCount,
-                                               staysInFile ? SampleSource::file : SampleSource::memory);
+        auto tabled = TabledPicture::tryToOpen(
+            *dataset, {.flags = flags,
+                       .frameStart = options.frameStart,
+                       .frameCount = options.frameCount,
+                       .source = staysInFile ? SampleSource::file : SampleSource::memory,
+                       .use = use.needsValues ? TabledPicture::Use::values : TabledPicture::Use::rendering,
+                       .isByPixel = use.isByPixel});
         requireWhole();
         if (tabled.picture != nullptr) {
             return std::move(tabled.picture);
         }
     }
-    return std::make_unique<Picture>(openPrepared(options, flags, afterwards));
+    return std::make_unique<Picture>(openPrepared(options, flags, use.afterwards));
 }
 
 bool DcmFileReader::hasOverlays() const {
@@ -138,7 +137,7 @@ template <typename Target>
 void DcmFileReader::readImageImpl(Target& target, const ImageReadOptions& options) const {
     const MemoryWatch memory;
     try {
-        const auto picture = openPicture(options, overlaysOf(options));
+        const auto picture = openPicture(options, {.showsOverlays = options.showOverlays});
         setOverlayVisibility(picture->image(), options.showOverlays);
         setScalingWindow(picture->image(), options);
         const bool interleaved = planarConfiguration() == 0;
@@ -165,7 +164,7 @@ void DcmFileReader::readImage(ImageList& list, const ImageReadOptions& options) 
 
 ArrayList DcmFileReader::readImageData(const ImageReadOptions& options) const {
     ArrayList result;
-    const auto picture = openPicture(options, overlaysOf(options));
+    const auto picture = openPicture(options, {.showsOverlays = options.showOverlays});
     DicomImage& image = picture->image();
     std::vector<vint> dims{static_cast<vint>(picture->height()), static_cast<vint>(picture->width())};
     const Uint16 planar = planarConfiguration();

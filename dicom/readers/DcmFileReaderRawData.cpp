@@ -55,7 +55,7 @@ void requirePixelCount(unsigned long found, unsigned long expected) {
 
 template <typename Target>
 void DcmFileReader::readIntermediatePixelData(Target& target, const ImageOpenOptions& options) const {
-    const auto picture = openPicture(options, OverlaysOfPicture::areHidden);
+    const auto picture = openPicture(options, {.needsValues = true});
     const auto values = picture->values();
     if (!values) {
         ErrorManager::throwException("RawPixelReadError", filePath);

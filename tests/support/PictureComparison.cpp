@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "dcmtk/dcmdata/dcdeftag.h"
 #include "dicom/pixels/ImageRendering.h"
 
 namespace radvex::test {
@@ -34,15 +35,15 @@ std::string shapeText(const Picture& picture) {
            std::to_string(low) + " to " + std::to_string(high);
 }
 
-std::string renderingDifference(Picture& wanted, Picture& found, int bits) {
+std::string renderingDifference(Picture& wanted, Picture& found, int bits, bool isByPlane) {
     for (unsigned long frame = 0; frame <= wanted.frames(); ++frame) { // one more than there are
         std::vector<unsigned char> left(wanted.frameBytes(bits));
         std::vector<unsigned char> right(found.frameBytes(bits));
         if (left.size() != right.size()) {
             return "frames of other sizes";
         }
-        const bool isWanted = wanted.render(left.data(), left.size(), bits, frame, false);
-        if (isWanted != found.render(right.data(), right.size(), bits, frame, false)) {
+        const bool isWanted = wanted.render(left.data(), left.size(), bits, frame, isByPlane);
+        if (isWanted != found.render(right.data(), right.size(), bits, frame, isByPlane)) {
             return "only one is rendered";
         }
         if (const std::string difference = firstDifference(left, right); isWanted && !difference.empty()) {
@@ -73,7 +74,13 @@ std::string valuesDifference(Picture& wanted, Picture& found) {
     return difference.empty() ? "" : "values: " + difference;
 }
 
-std::string differenceOf(Picture& wanted, Picture& found, const std::vector<ImageReadOptions>& windows) {
+struct Asked {
+    bool values;
+    bool byPlane;
+};
+
+std::string differenceOf(Picture& wanted, Picture& found, const std::vector<ImageReadOptions>& windows,
+                         const Asked& asked) {
     if (shapeText(wanted) != shapeText(found)) {
         return shapeText(found) + " in place of " + shapeText(wanted);
     }
@@ -83,21 +90,31 @@ std::string differenceOf(Picture& wanted, Picture& found, const std::vector<Imag
             setScalingWindow(picture->image(), window);
         }
         for (const int bits : {8, 16, 32}) {
-            const std::string difference = renderingDifference(wanted, found, bits);
+            const std::string difference = renderingDifference(wanted, found, bits, asked.byPlane);
             if (!difference.empty()) {
                 return windowText(window) + ", " + std::to_string(bits) + " bits: " + difference;
             }
         }
     }
-    return valuesDifference(wanted, found);
+    return asked.values ? valuesDifference(wanted, found) : "";
 }
 
 } // namespace
 
 PictureComparison comparePictures(DcmDataset& dataset, const ImageOpenOptions& options, SampleSource source,
                                   const std::vector<ImageReadOptions>& windows) {
-    auto tabled = TabledPicture::tryToOpen(dataset, options.flags, options.frameStart, options.frameCount, source,
-                                           TabledPicture::Worth::always);
+    TabledPicture::Request request{.flags = options.flags,
+                                   .frameStart = options.frameStart,
+                                   .frameCount = options.frameCount,
+                                   .source = source,
+                                   .use = TabledPicture::Use::values,
+                                   .worth = TabledPicture::Worth::always};
+    auto tabled = TabledPicture::tryToOpen(dataset, request);
+    const bool hasValues = tabled.picture != nullptr;
+    if (!hasValues) {
+        request.use = TabledPicture::Use::rendering;
+        tabled = TabledPicture::tryToOpen(dataset, request);
+    }
     if (tabled.picture == nullptr) {
         return {tabled.reason, ""};
     }
@@ -108,7 +125,9 @@ PictureComparison comparePictures(DcmDataset& dataset, const ImageOpenOptions& o
         return {"", std::string("DCMTK does not open it: ") + DicomImage::getString(image->getStatus())};
     }
     Picture direct(std::move(image));
-    return {"", differenceOf(direct, *tabled.picture, windows)};
+    Uint16 planes = 0;
+    (void)dataset.findAndGetUint16(DCM_PlanarConfiguration, planes, 0, OFFalse);
+    return {"", differenceOf(direct, *tabled.picture, windows, {hasValues, planes != 0})};
 }
 
 } // namespace radvex::test

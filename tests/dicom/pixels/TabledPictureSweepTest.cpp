@@ -11,6 +11,7 @@
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcpixel.h"
 #include "dcmtk/dcmdata/dcuid.h"
+#include "dcmtk/dcmimage/diregist.h" // colour in this program too
 #include "dcmtk/oflog/oflog.h"
 #include "tests/dicom/DicomTest.h"
 #include "tests/support/PictureComparison.h"
@@ -50,8 +51,15 @@ class RandomPicture {
         mIsSigned = once(2);
         put(DCM_SOPClassUID, oneOf<std::string>({UID_CTImageStorage, UID_CTImageStorage, UID_MRImageStorage,
                                                  UID_XRayAngiographicImageStorage}));
-        put(DCM_SamplesPerPixel, once(30) ? 3 : 1);
-        put(DCM_PhotometricInterpretation, oneOf<std::string>({"MONOCHROME1", "MONOCHROME2"}));
+        const int colour = between(0, 9);
+        if (colour == 0) {
+            putRgb();
+        } else if (colour == 1) {
+            putPalette();
+        } else {
+            put(DCM_SamplesPerPixel, once(30) ? 3 : 1);
+            put(DCM_PhotometricInterpretation, oneOf<std::string>({"MONOCHROME1", "MONOCHROME2"}));
+        }
         put(DCM_BitsAllocated, mAllocated);
         put(DCM_BitsStored, mStored);
         put(DCM_HighBit, mHigh);
@@ -62,6 +70,40 @@ class RandomPicture {
         putPixels();
         mOptions.flags = flags();
         makeWindows();
+    }
+
+    void putRgb() {
+        mAllocated = 8;
+        mStored = once(2) ? 8 : between(1, 8);
+        mHigh = between(mStored - 1, 7);
+        mSamples = 3;
+        put(DCM_SamplesPerPixel, 3);
+        put(DCM_PlanarConfiguration, between(0, 1));
+        put(DCM_PhotometricInterpretation, "RGB");
+    }
+
+    void putPalette() {
+        put(DCM_SamplesPerPixel, 1);
+        put(DCM_PhotometricInterpretation, "PALETTE COLOR");
+        const int entries = oneOf({1, 256, between(2, 3000)});
+        const int first = once(2) ? 0 : between(-300, 300);
+        const int bits = oneOf({8, 16, 16});
+        const std::vector<Uint16> descriptor{static_cast<Uint16>(entries), static_cast<Uint16>(first),
+                                             static_cast<Uint16>(bits)};
+        for (const auto& [key, data] :
+             {std::pair{DCM_RedPaletteColorLookupTableDescriptor, DCM_RedPaletteColorLookupTableData},
+              {DCM_GreenPaletteColorLookupTableDescriptor, DCM_GreenPaletteColorLookupTableData},
+              {DCM_BluePaletteColorLookupTableDescriptor, DCM_BluePaletteColorLookupTableData}}) {
+            std::vector<Uint16> values;
+            for (int entry = 0; entry < entries; ++entry) {
+                values.push_back(static_cast<Uint16>(between(0, (1 << bits) - 1)));
+            }
+            ASSERT_TRUE(mDataset.putAndInsertUint16Array(DcmTag(key, EVR_US), descriptor.data(), 3).good());
+            ASSERT_TRUE(mDataset
+                            .putAndInsertUint16Array(DcmTag(data, EVR_OW), values.data(),
+                                                     static_cast<unsigned long>(values.size()))
+                            .good());
+        }
     }
 
     std::string number() {
@@ -163,7 +205,7 @@ class RandomPicture {
         }
         mOptions.frameStart = static_cast<std::uint32_t>(once(2) ? 0 : between(0, frames));
         mOptions.frameCount = static_cast<std::uint32_t>(once(2) ? 0 : between(0, frames + 1));
-        const int pixels = frames * rows * columns + (once(8) ? between(1, 50) : 0);
+        const int pixels = mSamples * frames * rows * columns + (once(8) ? between(1, 50) : 0);
         // Few values or many, in a part of the range or in all of it, and whatever lies in the bits that are not
         // stored.
         const int most = (1 << mAllocated) - 1;
@@ -232,6 +274,7 @@ class RandomPicture {
     ImageOpenOptions mOptions{};
     std::vector<ImageReadOptions> mWindows{};
     int mAllocated = 16;
+    int mSamples = 1;
     int mStored = 16;
     int mHigh = 15;
     bool mIsSigned = false;

@@ -19,8 +19,7 @@ class SlicesOfASeries : public ClassTest {
     };
     Opened open(const ImageFile& file) {
         auto reader = std::make_unique<DcmFileReader>(writeImageFile(folder.file("a.dcm"), file));
-        std::shared_ptr<Picture> image =
-            reader->openPicture(ImageOpenOptions{}, DcmFileReader::OverlaysOfPicture::areHidden);
+        std::shared_ptr<Picture> image = reader->openPicture(ImageOpenOptions{}, DcmFileReader::PictureUse{});
         return {std::move(reader), std::move(image)};
     }
     static std::string nameOfError(const OpenImages& images) {
