@@ -99,7 +99,7 @@ std::vector<SeedFile> oddNumbers() {
 
 std::vector<SeedFile> regressionsOf(const std::string& target) {
     (void)targetNamed(target);
-    if (target == "metadata" || target == "pixels" || target == "overlays") {
+    if (target == "metadata" || target == "pixels" || target == "tables" || target == "overlays") {
         auto inputs = hugeFrames();
         const auto tables = strayTable();
         inputs.insert(inputs.end(), tables.begin(), tables.end());

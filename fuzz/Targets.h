@@ -35,6 +35,8 @@ constexpr char kNextFile[] = "\nFILE\n";
 void runMetadata(Bytes input);
 /// ReadImage, ReadImageData and ReadIntermediatePixelData of one file. What is read twice has to be the same.
 void runPixels(Bytes input);
+/// Pictures of one file rendered by table and by DCMTK alone: they have to be the same.
+void runTables(Bytes input);
 /// Overlay planes of one file: alone, burnt in, and as attributes.
 void runOverlays(Bytes input);
 /// A DICOMDIR and up to 8 files that it may refer to as "A" to "H".

@@ -9,7 +9,7 @@ build=$(cd "$1" && pwd)
 seconds=$2
 shift 2
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(metadata pixels overlays medium write anonymize guard tether call)
+[ ${#targets[@]} -gt 0 ] || targets=(metadata pixels tables overlays medium write anonymize guard tether call)
 
 # The files of an input are written thousands of times a second.
 memory=$(mktemp -d /dev/shm/radvex-fuzz-XXXXXX 2>/dev/null || mktemp -d)
@@ -25,7 +25,7 @@ mkdir -p "$build/findings" "$build/seeds"
 # Small public samples beside what we generate: 8 bytes of choices, then the file.
 if samples=$("$here/samples.sh" 2>/dev/null); then
     find "$samples" -type f -size -32k -name '*.dcm' | while read -r sample; do
-        for target in metadata pixels overlays anonymize guard; do
+        for target in metadata pixels tables overlays anonymize guard; do
             { head -c 8 /dev/zero; cat "$sample"; } > "$build/seeds/$target/sample-$(basename "$sample")"
         done
     done

@@ -11,8 +11,19 @@ namespace radvex {
 
 namespace {
 
-/// Small enough to stay in the processor's cache while it is looked through.
-constexpr std::size_t kBlockBytes = 64 * 1024;
+/// Small enough to stay in the processor's cache while it is looked through; a slice of 512 x 512 is one block.
+constexpr std::size_t kBlockBytes = 512 * 1024;
+
+/// The block that was read last, and whose it is. A picture is looked through twice, mostly at once.
+struct LastBlock {
+    std::vector<std::byte> bytes{};
+    std::uint64_t owner = 0; ///< none
+    std::uint64_t first = 0;
+    std::uint64_t count = 0;
+};
+LastBlock lastBlock; // NOLINT: calls come one after the other
+
+std::uint64_t numberOfOwners = 0; // NOLINT
 
 /// The whole value in the byte order of this machine; null when it cannot be loaded.
 const void* loadedValue(DcmElement& element) {
@@ -27,7 +38,7 @@ const void* loadedValue(DcmElement& element) {
 } // namespace
 
 StoredSamples::StoredSamples(DcmElement& element, std::size_t size)
-    : mElement(&element), mSize(size), mCount(element.getLength() / size) {}
+    : mElement(&element), mSize(size), mCount(element.getLength() / size), mOwner(++numberOfOwners) {}
 
 std::optional<StoredSamples> StoredSamples::of(DcmDataset& dataset, SampleSource source) {
     DcmElement* element = nullptr;
@@ -60,8 +71,17 @@ const void* StoredSamples::read(std::uint64_t first, std::uint64_t count) {
     if (mLoaded != nullptr) {
         return mLoaded + first * mSize;
     }
-    mBlock.resize(kBlockBytes);
-    return readInto(mBlock.data(), first, count) ? mBlock.data() : nullptr;
+    if (lastBlock.owner != mOwner || lastBlock.first != first || lastBlock.count != count) {
+        lastBlock.owner = 0;
+        lastBlock.bytes.resize(kBlockBytes);
+        if (!readInto(lastBlock.bytes.data(), first, count)) {
+            return nullptr;
+        }
+        lastBlock.owner = mOwner;
+        lastBlock.first = first;
+        lastBlock.count = count;
+    }
+    return lastBlock.bytes.data();
 }
 
 bool StoredSamples::readInto(void* target, std::uint64_t first, std::uint64_t count) {
