@@ -11,6 +11,7 @@
 #include "files/OutputFile.h"
 #include "formats/json/Text.h"
 #include "volume/BidsSidecar.h"
+#include "volume/PlacedVolume.h"
 #include "volume/SeriesReader.h"
 #include "volume/VolumeAssembly.h"
 #include "volume/VolumeDescription.h"
@@ -113,11 +114,15 @@ std::string suffixOfSeries(std::size_t number, const std::string& seriesNumber) 
 /// Turns one series into volume files.
 class SeriesRun {
   public:
-    SeriesRun(Session& session, const VolumeOptions& options, const volume::SeriesFiles& series)
-        : mSession(session), mOptions(options), mSeries(series) {}
+    SeriesRun(Session& session, const VolumeOptions& options, const media::Medium& medium,
+              const volume::SeriesFiles& series)
+        : mSession(session), mOptions(options), mMedium(medium), mSeries(series) {}
 
     /// Adds the JSON of each volume. @throws NoPicturesError, VolumeError, FileError, LibraryError
     void run(volume::SeriesReader& reader, std::size_t index, bool isOnly, formats::Json& list) {
+        if (mayBePlaced() && writePlaced(index, isOnly, list)) {
+            return;
+        }
         volume::SeriesSlices slices = readShown(reader, index);
         if (mOptions.isFile() && !mOptions.rule.isForced()) {
             volume::requirePlacedFrames(slices, mOptions.medium + ": ", "; --force stacks them in their order");
@@ -153,6 +158,42 @@ class SeriesRun {
     }
 
   private:
+    /// Whether the samples are needed for nothing but the file, which has them as they are.
+    bool mayBePlaced() const {
+        const std::string extension = formats::volumeExtension(mOptions.output);
+        return mOptions.kind() == volume::SampleKind::modality && !mOptions.isFile() && !mOptions.isFourD &&
+               !mOptions.resample && !mOptions.gzip && mOptions.preview.empty() &&
+               (extension == ".nrrd" || extension == ".nii" || extension == ".npy") &&
+               mMedium.listing().leftOut.refused.empty();
+    }
+
+    /// Writes the one volume of an ordinary series without holding it in memory. @return false: nothing was written
+    bool writePlaced(std::size_t index, bool isOnly, formats::Json& list) {
+        std::optional<volume::PlacedVolume> placed;
+        std::string path;
+        {
+            ProgressBar bar("Reading series " + mSeries.series); // erased before anything else is printed
+            std::size_t done = 0;
+            const auto outputOf = [&](const std::string& seriesNumber) {
+                path = pathWith(isOnly ? "" : suffixOfSeries(index + 1, seriesNumber));
+                mOptions.rule.check({path}, {mOptions.medium});
+                return mOptions.rule.to(path);
+            };
+            placed = volume::writePlacedVolume(mSession.host(), mSeries, mOptions.plan(), mOptions.jobs.count(),
+                                               outputOf, [&] { bar.show(++done, mSeries.files.size()); });
+        }
+        if (!placed) {
+            return false;
+        }
+        const volume::Volume& volume = placed->all.volumes.front();
+        printSummary(path, volume);
+        if (mOptions.bids) {
+            writeSidecar(path, placed->slices, volume);
+        }
+        list.push_back(describe(placed->slices, placed->all, volume, formats::Json(path)));
+        return true;
+    }
+
     volume::SeriesSlices readShown(volume::SeriesReader& reader, std::size_t index) const {
         ProgressBar bar("Reading series " + mSeries.series); // erased before anything else is printed
         std::size_t done = 0;
@@ -225,6 +266,10 @@ class SeriesRun {
 
     void write(const std::string& path, const volume::Volume& volume) const {
         formats::writeVolume(mOptions.rule.to(path), volume.header, joined(volume), mOptions.gzip);
+        printSummary(path, volume);
+    }
+
+    void printSummary(const std::string& path, const volume::Volume& volume) const {
         if (!mOptions.json && path != "-") {
             std::cout << formats::printable(path) << ": " << volume::volumeSummary(volume.header) << '\n';
         }
@@ -240,6 +285,7 @@ class SeriesRun {
 
     Session& mSession;
     const VolumeOptions& mOptions;
+    const media::Medium& mMedium;
     const volume::SeriesFiles& mSeries;
 };
 
@@ -297,7 +343,7 @@ void run(Session& session, const VolumeOptions& options) {
             session.reportRefusal(all.size() == 1 ? "" : "Series " + series.series, message);
         };
         try {
-            SeriesRun(session, options, series).run(reader, index, all.size() == 1, list);
+            SeriesRun(session, options, medium, series).run(reader, index, all.size() == 1, list);
         } catch (const volume::NoPicturesError& error) {
             if (all.size() == 1) {
                 refuse(error.what());

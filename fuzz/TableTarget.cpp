@@ -2,6 +2,7 @@
 
 #include "dcmtk/config/osconfig.h"
 #include "dcmtk/dcmimage/diregist.h" // colour in this program too
+#include "dcmtk/oflog/oflog.h"
 #include "dicom/pixels/RenderingSafety.h"
 #include "fuzz/Choices.h"
 #include "guard/GuardedLoad.h"
@@ -44,6 +45,7 @@ void runTables(Bytes input) {
     constexpr Uint32 kMaxReadLength = 64; // most pixels stay in the file
     constexpr unsigned kNotOfReaders =
         CIF_MayDetachPixelData | CIF_TakeOverExternalDataset | CIF_UsePartialAccessToPixelData;
+    OFLog::configure(OFLogger::OFF_LOG_LEVEL); // the library silences its own DCMTK only
     const Choices choices(input);
     const std::string path = Harness::instance().write("input.dcm", Choices::rest(input));
     DcmFileFormat file;

@@ -8,7 +8,7 @@
 #include <memory>
 
 #include "files/OutputFile.h"
-#include "formats/pictures/Npy.h"
+#include "formats/pictures/NpyHeader.h"
 #include "formats/volumes/Nifti.h"
 #include "formats/volumes/Nrrd.h"
 
@@ -69,17 +69,22 @@ std::string volumeExtension(const std::string& path) {
     return "";
 }
 
+std::string volumeHead(const std::string& path, const VolumeHeader& header) {
+    const std::string extension = volumeExtension(path);
+    if (extension == ".npy") {
+        return npyHeader(header.type, header.shape());
+    }
+    return path == "-" || extension == ".nrrd" ? nrrdHeader(header, false) : niftiHeader(header);
+}
+
 bool isVolumePath(const std::string& path) { return path == "-" || !volumeExtension(path).empty(); }
 
 void writeVolume(const files::Output& output, const VolumeHeader& header, const std::vector<SliceBytes>& slices,
                  bool compress) {
     const std::string& path = output.path;
     const std::string extension = volumeExtension(path);
-    if (extension == ".npy") {
-        return writeNpy(output, header.type, header.shape(), slices);
-    }
     const bool isNrrd = path == "-" || extension == ".nrrd";
-    const std::string text = isNrrd ? nrrdHeader(header, compress) : niftiHeader(header);
+    const std::string text = isNrrd && compress ? nrrdHeader(header, true) : volumeHead(path, header);
     std::vector<SliceBytes> parts{std::as_bytes(std::span(text))};
     if (isNrrd && compress) { // the header stays readable
         return files::writeOutputFile(

@@ -38,6 +38,10 @@ struct VolumeHeader {
     std::vector<vint> shape() const;
 };
 
+/// What stands in front of the samples of a volume file that is not compressed, in the format that the path ends in.
+/// @throws VolumeError  the format cannot hold the volume
+std::string volumeHead(const std::string& path, const VolumeHeader& header);
+
 using SliceBytes = std::span<const std::byte>;
 
 /// Writes a volume in the format that the path ends in: .nrrd, .nii, .nii.gz or .npy (which cannot hold the geometry).

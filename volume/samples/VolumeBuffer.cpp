@@ -221,6 +221,21 @@ StoredSlices storePictures(const Allocate& allocate, vint rows, vint columns, ve
     return slices;
 }
 
+void convertSlices(const StoredSlices& slices, vint type, std::byte* target) {
+    const std::size_t count = slices.count * slices.sliceSamples;
+    withType(slices.wanted.type(), [&](auto from) {
+        withType(type, [&](auto to) {
+            using From = decltype(from);
+            using To = decltype(to);
+            if (slices.isPicture) {
+                widenLevels<From, To>(slices.samples, target, count);
+            } else {
+                widen<From, To>(slices.samples, target, count);
+            }
+        });
+    });
+}
+
 void VolumeBuffer::add(const StoredSlices& slices) {
     for (std::size_t index = 0; index < slices.count; ++index) {
         mSlices.push_back({mFiles.size(), index});
@@ -266,19 +281,8 @@ const std::byte* VolumeBuffer::inType(std::size_t file, vint type) {
     }
     const auto [known, isNew] = mWidened.try_emplace({file, type}, nullptr);
     if (isNew) {
-        const std::size_t count = slices.count * slices.sliceSamples;
         std::byte* widened = mMemory.allocate(storedBytes(slices.count, slices.sliceSamples, type));
-        withType(stored, [&](auto from) {
-            withType(type, [&](auto to) {
-                using From = decltype(from);
-                using To = decltype(to);
-                if (slices.isPicture) {
-                    widenLevels<From, To>(slices.samples, widened, count);
-                } else {
-                    widen<From, To>(slices.samples, widened, count);
-                }
-            });
-        });
+        convertSlices(slices, type, widened);
         known->second = widened;
     }
     return known->second;

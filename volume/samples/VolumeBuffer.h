@@ -40,6 +40,9 @@ StoredSlices storeSlices(const Allocate& allocate, std::size_t sliceSamples, con
 /// @throws VolumeError  the pictures have other sizes than `rows` and `columns`, or there is no memory
 StoredSlices storePictures(const Allocate& allocate, vint rows, vint columns, velmora::StoreView pictures);
 
+/// Writes the samples of slices in another type, which holds them. @param target  storedBytes() of that type
+void convertSlices(const StoredSlices& slices, vint type, std::byte* target);
+
 /// The slices of a series, file by file. Slices of a volume that are stored in a smaller type than the volume has are
 /// copied; the others stay where they are.
 class VolumeBuffer {

@@ -107,11 +107,14 @@ StoredSlices promisedSlices(const std::string& path, const FileMetadata& metadat
         throw formats::VolumeError(metadata.name() + ": NumberOfFrames " + std::to_string(metadata.promisedFrames()) +
                                    " is more than a volume has slices.");
     }
+    StoredSlices slices{.count = static_cast<std::size_t>(metadata.promisedFrames()), .isPicture = metadata.isColour()};
     if (!metadata.isColour()) {
         requireKnownScaling(metadata, path);
-        (void)metadata.rules(metadata.promisedFrames());
+        for (const ModalityRule& rule : metadata.rules(metadata.promisedFrames())) {
+            slices.wanted.add(rule, {}); // as if all stored values were 0
+        }
     }
-    return {.count = static_cast<std::size_t>(metadata.promisedFrames()), .isPicture = metadata.isColour()};
+    return slices;
 }
 
 void readAnySamples(velmora::Host& host, const std::string& path, const FileMetadata& metadata,
