@@ -6,13 +6,6 @@ import studies
 from selenium.webdriver.common.keys import Keys
 
 
-@pytest.fixture(scope="module")
-def mixed(tmp_path_factory):
-    folder = tmp_path_factory.mktemp("mixed")
-    studies.mixed_study(folder)
-    return folder
-
-
 @pytest.fixture
 def table(page, mixed):
     """The page with the attributes of the series "attributes"."""

@@ -14,13 +14,6 @@ def page(wide_page):
     return wide_page
 
 
-@pytest.fixture(scope="module")
-def mixed(tmp_path_factory):
-    folder = tmp_path_factory.mktemp("mixed")
-    studies.mixed_study(folder)
-    return folder
-
-
 def drawing(page, name):
     return page.data("#places-slider", name)
 

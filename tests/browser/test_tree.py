@@ -13,13 +13,6 @@ def page(wide_page):
     return wide_page
 
 
-@pytest.fixture(scope="module")
-def mixed(tmp_path_factory):
-    folder = tmp_path_factory.mktemp("mixed")
-    studies.mixed_study(folder)
-    return folder
-
-
 def row_with(page, text):
     rows = "#tree [role=treeitem]"
     return page.wait(lambda: next((row.text for row in page.all(rows) if text in row.text), None), f"a row {text!r}")
