@@ -112,10 +112,15 @@ class Page:
         return self.wait(lambda: (self.all(selector) or [None])[0], selector)
 
     def wait_read(self):
-        """Until the chosen series is read, or it is said why it cannot be. Returns "ready" or "refused"."""
-        return self.wait(
+        """Until the chosen series is read and drawn, or it is said why it cannot be. Returns "ready" or "refused"."""
+        state = self.wait(
             lambda: (state := self.data("html", "state")) in ("ready", "refused", "empty") and state, "the series"
         )
+        # A drawing whose place changes its size is made anew with the next frame.
+        self.driver.execute_async_script(
+            "requestAnimationFrame(() => requestAnimationFrame(() => arguments[0]()))"
+        )
+        return state
 
     def keys(self, *keys):
         """Presses keys, wherever the focus is."""
