@@ -7,9 +7,11 @@ import os
 import subprocess
 
 import pytest
+import studies
 from selenium import webdriver
 from selenium.common.exceptions import StaleElementReferenceException
 from selenium.webdriver.chrome.service import Service
+from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 from selenium.webdriver.support.ui import WebDriverWait
@@ -27,6 +29,7 @@ def pytest_terminal_summary(terminalreporter):
         terminalreporter.write_line("measured: " + sentence)
 
 
+WIDE = (1600, 1000)  # a window with room for everything
 SECONDS = 60  # until something has to happen; generous, because nothing here measures time
 
 
@@ -69,6 +72,14 @@ class Page:
         self.driver = driver
         self.address = address
 
+    def load(self, width=1100, height=760, scheme="light"):
+        """Loads the page into a window of this size, and waits until a series is shown."""
+        self.resize(width, height)
+        self.prefer(scheme)
+        self.driver.get_log("browser")
+        self.driver.get(self.address)
+        self.wait_read()
+
     def find(self, selector):
         return self.driver.find_element(By.CSS_SELECTOR, selector)
 
@@ -93,7 +104,7 @@ class Page:
 
     def wait(self, condition, what="what the test waits for"):
         """The first true value of a function without arguments."""
-        return WebDriverWait(self.driver, SECONDS, 0.05, (StaleElementReferenceException,)).until(
+        return WebDriverWait(self.driver, SECONDS, 0.02, (StaleElementReferenceException,)).until(
             lambda _: condition(), f"{what} did not happen; the status line says: {self.text('#status')!r}"
         )
 
@@ -101,10 +112,15 @@ class Page:
         return self.wait(lambda: (self.all(selector) or [None])[0], selector)
 
     def wait_read(self):
-        """Until the chosen series is read, or it is said why it cannot be. Returns "ready" or "refused"."""
-        return self.wait(
+        """Until the chosen series is read and drawn, or it is said why it cannot be. Returns "ready" or "refused"."""
+        state = self.wait(
             lambda: (state := self.data("html", "state")) in ("ready", "refused", "empty") and state, "the series"
         )
+        # A drawing whose place changes its size is made anew with the next frame.
+        self.driver.execute_async_script(
+            "requestAnimationFrame(() => requestAnimationFrame(() => arguments[0]()))"
+        )
+        return state
 
     def keys(self, *keys):
         """Presses keys, wherever the focus is."""
@@ -119,7 +135,7 @@ class Page:
         for _ in range(100):
             if self.focused() == identifier:
                 return
-            self.keys(Keys.TAB)
+            ActionChains(self.driver, duration=0).send_keys(Keys.TAB).perform()
         raise AssertionError(f"Tab does not lead to {identifier}.")
 
     def click(self, selector):
@@ -133,19 +149,27 @@ class Page:
         self.wait(lambda: self.data("#tree", "query") == text, f"the search for {text!r}")
 
     def choose(self, description):
-        """Chooses the series whose row holds this text, and waits until it is read."""
-        self.search(description)
+        """Chooses the series whose description holds this text, and waits until it is read. Only rows in and near the
+        view exist: the search finds the others."""
+        row = """
+            return [...document.querySelectorAll("#tree [data-series]")]
+                .find(each => each.querySelector(".description").textContent.includes(arguments[0])) ?? null
+        """
+        if self.script(row, description) is None:
+            self.search(description)
 
         def click():
-            row = next((row for row in self.all("#tree [data-series]") if description in row.text), None)
-            if row is None:
+            found = self.script(row, description)
+            if found is None:
                 return None
-            row.click()
-            return row.get_attribute("data-series")
+            found.click()
+            return found.get_attribute("data-series")
 
         number = self.wait(click, f"a row with {description!r}")
         self.wait(lambda: self.data("html", "series") == number, f"the choice of {description!r}")
-        self.search("")
+        if self.data("#tree", "query"):
+            self.find("#search").send_keys(Keys.ESCAPE)
+            self.wait(lambda: self.data("#tree", "query") == "", "all series")
         return self.wait_read()
 
     def show(self, tab):
@@ -172,45 +196,81 @@ class Page:
         ]
 
 
+class Served:
+    """A server of a folder."""
+
+    def __init__(self, folder):
+        words = [os.environ["RADVEX"], "view", "--no-browser", "--jobs", "2", "--memory", "256", str(folder)]
+        self.process = subprocess.Popen(words, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True)
+        self.address = self.process.stdout.readline().strip()
+        is_started = self.address.startswith("http://127.0.0.1:")
+        assert is_started, f"The server did not start; status {self.process.poll()}."
+
+
+class Servers:
+    """All servers of the run. A server may wait a second for the browser before it ends: no test waits for that."""
+
+    def __init__(self):
+        self.all = []
+        self.shared = {}  # of folders that many tests read
+
+    def start(self, folder):
+        self.all.append(Served(folder))
+        return self.all[-1]
+
+    def share(self, folder):
+        """Serves a folder until the end of the run."""
+        self.shared[folder] = self.start(folder)
+
+    def end(self):
+        for served in self.all:
+            served.process.terminate()
+        for served in self.all:
+            served.process.wait(30)
+            served.process.stdout.close()
+
+
+@pytest.fixture(scope="session")
+def servers():
+    started = Servers()
+    yield started
+    started.end()
+
+
 @pytest.fixture
-def server():
-    """Starts a server: server(folder) is the address of its page."""
+def server(servers):
+    """The server of a folder: server(folder). It ends with the test, unless other tests read this folder."""
     started = []
 
-    def start(folder):
-        words = [os.environ["RADVEX"], "view", "--no-browser", "--jobs", "2", "--memory", "256", str(folder)]
-        process = subprocess.Popen(
-            words,
-            stdin=subprocess.DEVNULL,
-            stdout=subprocess.PIPE,
-            text=True,
-        )
-        started.append(process)
-        address = process.stdout.readline().strip()
-        assert address.startswith("http://127.0.0.1:"), f"The server did not start; status {process.poll()}."
-        return address
+    def serve(folder):
+        if folder in servers.shared:
+            return servers.shared[folder]
+        started.append(servers.start(folder))
+        return started[-1]
 
-    yield start
-    for process in started:
-        process.terminate()
-        process.wait(30)
-        process.stdout.close()
+    yield serve
+    for served in started:
+        served.process.terminate()
+
+
+@pytest.fixture(scope="session")
+def mixed(tmp_path_factory, servers):
+    """A folder with series of many kinds, which tests only read."""
+    folder = tmp_path_factory.mktemp("mixed")
+    studies.mixed_study(folder)
+    servers.share(folder)
+    return folder
 
 
 @pytest.fixture
 def page(driver, server):
-    """Shows a folder: page(folder). At the end the console has to be empty."""
+    """Shows a folder in a page that no other test has seen: page(folder). At the end the console has to be empty."""
     opened = []
 
-    def open_page(folder, width=1100, height=760, scheme="light"):
-        shown = Page(driver, server(folder))
-        shown.resize(width, height)
-        shown.prefer(scheme)
-        driver.get_log("browser")
-        driver.get(shown.address)
-        opened.append(shown)
-        shown.wait_read()
-        return shown
+    def open_page(folder, *window):
+        opened.append(Page(driver, server(folder).address))
+        opened[-1].load(*window)
+        return opened[-1]
 
     yield open_page
     messages = [message for shown in opened for message in shown.console()]
@@ -221,4 +281,49 @@ def page(driver, server):
 @pytest.fixture
 def wide_page(page):
     """Shows a folder in a window with the whole tree, and the drawing of places beside the picture."""
-    return lambda folder: page(folder, 1600, 1000)
+    return lambda folder: page(folder, *WIDE)
+
+
+class Kept:
+    """The page that a test has left for the next one."""
+
+    page = None
+    window = ()
+
+
+@pytest.fixture(scope="session")
+def kept():
+    return Kept()
+
+
+@pytest.fixture
+def kept_page(driver, server, kept, request):
+    """Shows a folder in the page that the last test has left, or in a new one if that test has failed or shown
+    something else: kept_page(folder). Whoever calls it puts the page into a known state by its controls. At the end the
+    console has to be empty."""
+    failures = request.session.testsfailed
+
+    def open_page(folder, *window):
+        address = server(folder).address
+        if kept.page is None or (kept.page.address, kept.window) != (address, window) or driver.current_url != address:
+            kept.page, kept.window = Page(driver, address), window
+            kept.page.load(*window)
+        return kept.page
+
+    yield open_page
+    if kept.page is not None:
+        messages = kept.page.console()
+        if messages or request.session.testsfailed > failures:
+            kept.page = None
+        assert messages == []
+
+
+@pytest.fixture
+def mixed_page(kept_page, mixed):
+    """The folder of mixed series in a wide window, for tests that choose one or search, and look. Which series was
+    chosen before, and its slice, is not known."""
+    shown = kept_page(mixed, *WIDE)
+    if shown.data("#tree", "query"):
+        shown.search("")
+    shown.show("slices")
+    return shown

@@ -1,5 +1,6 @@
 """Generated studies for the tests of the page."""
 
+import io
 import os
 
 import numpy as np
@@ -149,10 +150,23 @@ def many_attributes(folder, elements=50000, per_item=100):
 
 
 def many_series(folder, series=10000, per_study=20, per_patient=100):
-    """A folder of this many series of one small file each."""
-    pixels = disc(8, 8, 3)
+    """A folder of this many series of one small file each: one file, with other numbers in the same places."""
+    made = instance(99999, 1, disc(8, 8, 3), SeriesDescription="series-99999")
+    made.PatientName, made.PatientID = "Patient^Number 88888", "P88888"
+    made.StudyInstanceUID = f"{ROOT}.1.77777"
+    with io.BytesIO() as file:
+        pydicom.dcmwrite(file, made, write_like_original=False)
+        template = file.getvalue()
     for number in range(series):
-        made = instance(number + 1, 1, pixels, SeriesDescription=f"series-{number}")
-        made.PatientName, made.PatientID = f"Patient^Number {number // per_patient}", f"P{number // per_patient:05d}"
-        made.StudyInstanceUID = f"{ROOT}.1.{number // per_study}"
-        save(made, folder, f"{number // per_patient}", f"{number}.dcm")
+        patient = number // per_patient
+        written = template
+        for old, new in (
+            ("series-99999", f"series-{number}".ljust(12)),
+            ("99999", f"{10000 + number}"),
+            ("88888", f"{10000 + patient}"),
+            ("77777", f"{10000 + number // per_study}"),
+        ):
+            written = written.replace(old.encode(), new.encode())
+        os.makedirs(os.path.join(str(folder), str(patient)), exist_ok=True)
+        with open(os.path.join(str(folder), str(patient), f"{number}.dcm"), "wb") as file:
+            file.write(written)

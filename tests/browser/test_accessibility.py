@@ -7,13 +7,6 @@ import studies
 from selenium.webdriver.common.keys import Keys
 
 
-@pytest.fixture(scope="module")
-def mixed(tmp_path_factory):
-    folder = tmp_path_factory.mktemp("mixed")
-    studies.mixed_study(folder)
-    return folder
-
-
 def findings(page):
     """What axe-core finds of impact serious or critical."""
     if not page.script("return typeof window.axe === 'object'"):
@@ -59,7 +52,7 @@ def test_axe_finds_what_is_wrong(page, mixed):
 
 def test_theme_follows_the_system_and_the_button(page, mixed):
     ground = "return getComputedStyle(document.body).backgroundColor"
-    shown = page(mixed, scheme="light")
+    shown = page(mixed)
     light = shown.script(ground)
     shown.prefer("dark")
     dark = shown.wait(lambda: (now := shown.script(ground)) != light and now, "the dark page")

@@ -6,20 +6,18 @@ import studies
 from selenium.webdriver.common.keys import Keys
 
 
-@pytest.fixture(scope="module")
-def mixed(tmp_path_factory):
-    folder = tmp_path_factory.mktemp("mixed")
-    studies.mixed_study(folder)
-    return folder
-
-
 @pytest.fixture
-def table(page, mixed):
-    """The page with the attributes of the series "attributes"."""
-    shown = page(mixed)
-    shown.choose("attributes")
+def table(kept_page, mixed):
+    """The page with all attributes of the series "attributes", and none of them in detail."""
+    shown = kept_page(mixed)
+    if "attributes" not in shown.text("#shown"):
+        shown.choose("attributes")
     shown.show("attributes")
     wait_read(shown)
+    if shown.find("#attribute-detail").is_displayed():
+        shown.click("#attribute-detail button")
+    shown.find("#attribute-search").send_keys(Keys.ESCAPE)
+    shown.wait(lambda: shown.data("#attributes", "query") == "", "all attributes")
     return shown
 
 

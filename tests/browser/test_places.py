@@ -14,13 +14,6 @@ def page(wide_page):
     return wide_page
 
 
-@pytest.fixture(scope="module")
-def mixed(tmp_path_factory):
-    folder = tmp_path_factory.mktemp("mixed")
-    studies.mixed_study(folder)
-    return folder
-
-
 def drawing(page, name):
     return page.data("#places-slider", name)
 
@@ -40,8 +33,8 @@ def shown_caption(page):
     return page.text("#places-words .caption")
 
 
-def test_even_stack_is_fit_and_evenly_drawn(page, mixed):
-    shown = page(mixed)
+def test_even_stack_is_fit_and_evenly_drawn(mixed_page):
+    shown = mixed_page
     assert shown.choose("even") == "ready"
     assert verdict(shown) == "fit" and "Fit for a volume" in shown.text("#verdict-words")
     assert [drawing(shown, name) for name in ("ticks", "gaps", "doubles", "tilt")] == ["20", "0", "0", None]
@@ -52,8 +45,8 @@ def test_even_stack_is_fit_and_evenly_drawn(page, mixed):
     assert shown.texts("#places-slider .end") == ["S", "I"]
 
 
-def test_gap_and_double_are_drawn_and_told(page, mixed):
-    shown = page(mixed)
+def test_gap_and_double_are_drawn_and_told(mixed_page):
+    shown = mixed_page
     shown.choose("gap and double")
     assert verdict(shown) == "errors"
     kinds = shown.script("return [...document.querySelectorAll('.finding.is-error')].map(each => each.dataset.kind)")
@@ -71,8 +64,8 @@ def test_gap_and_double_are_drawn_and_told(page, mixed):
     assert max(steps) / np.median(steps) == pytest.approx(6, rel=0.02)
 
 
-def test_gantry_tilt_slants_the_slices(page, mixed):
-    shown = page(mixed)
+def test_gantry_tilt_slants_the_slices(mixed_page):
+    shown = mixed_page
     shown.choose("tilted")
     assert verdict(shown) == "remarks"
     assert float(drawing(shown, "tilt")) == pytest.approx(15, abs=0.01)
@@ -82,8 +75,8 @@ def test_gantry_tilt_slants_the_slices(page, mixed):
         assert np.degrees(np.arctan2(rise, run)) == pytest.approx(15, abs=0.2)
 
 
-def test_slices_without_positions_are_told(page, mixed):
-    shown = page(mixed)
+def test_slices_without_positions_are_told(mixed_page):
+    shown = mixed_page
     shown.choose("no positions")
     assert "The slices have no position in the patient. Only their order is known." in shown.text("#places-words")
     assert shown.all("#places-slider") == []
@@ -97,8 +90,8 @@ def test_one_slice_without_neighbours(page, tmp_path):
     assert "One slice has no neighbours." in shown.text("#places-words")
 
 
-def test_series_that_cannot_be_read_says_why(page, mixed):
-    shown = page(mixed)
+def test_series_that_cannot_be_read_says_why(mixed_page):
+    shown = mixed_page
     shown.choose("without pixels")
     assert verdict(shown) in ("errors", "refused")
     assert len(shown.text("#verdict-words")) > 40
@@ -215,9 +208,11 @@ def test_tick_leads_from_the_volume_to_the_slice(page, mixed):
 
 def test_two_thousand_slices_are_one_path(page, tmp_path):
     pixels = studies.disc(8, 8, 3)
+    made = studies.instance(1, 1, pixels, SeriesDescription="long")
+    made.ImageOrientationPatient, made.PixelSpacing = [1, 0, 0, 0, 1, 0], [1, 1]
     for number in range(2000):
-        made = studies.instance(1, number + 1, pixels, SeriesDescription="long")
-        made.ImageOrientationPatient, made.PixelSpacing = [1, 0, 0, 0, 1, 0], [1, 1]
+        made.InstanceNumber = number + 1
+        made.SOPInstanceUID = made.file_meta.MediaStorageSOPInstanceUID = f"{studies.ROOT}.1.{number + 1}"
         made.ImagePositionPatient = [0, 0, number + 5 * (number >= 1000)]
         studies.save(made, tmp_path, f"{number:04d}.dcm")
     shown = page(tmp_path)

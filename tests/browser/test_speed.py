@@ -51,7 +51,7 @@ def many_files(folder, number, series):
 def test_the_first_tile_of_2000_files(driver, server, tmp_path):
     many_files(tmp_path, 2000, 40)
     begin = time.monotonic()
-    driver.get(server(tmp_path))
+    driver.get(server(tmp_path).address)
     while not driver.execute_script("return [...document.querySelectorAll('#tree img')].some(e => e.naturalWidth > 0)"):
         assert time.monotonic() - begin < 60
         time.sleep(0.01)

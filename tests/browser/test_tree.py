@@ -13,13 +13,6 @@ def page(wide_page):
     return wide_page
 
 
-@pytest.fixture(scope="module")
-def mixed(tmp_path_factory):
-    folder = tmp_path_factory.mktemp("mixed")
-    studies.mixed_study(folder)
-    return folder
-
-
 def row_with(page, text):
     rows = "#tree [role=treeitem]"
     return page.wait(lambda: next((row.text for row in page.all(rows) if text in row.text), None), f"a row {text!r}")
@@ -36,8 +29,8 @@ def active_text(page):
     )
 
 
-def test_rows_say_what_the_folder_holds(page, mixed):
-    shown = page(mixed)
+def test_rows_say_what_the_folder_holds(mixed_page, mixed):
+    shown = mixed_page
     assert "2 patients, 2 studies, 9 series" in shown.text("#contents")
     assert row_with(shown, "Doe, Jane").splitlines() == ["Doe, Jane", "ID P-1", "8 series"]
     assert row_with(shown, "Head and neck").splitlines() == ["2024-01-31", "Head and neck"]
@@ -69,15 +62,15 @@ def test_rows_are_sorted_by_name_date_and_number(page, tmp_path):
     assert "#2" in shown.find("#tree [aria-selected=true]").text
 
 
-def test_series_that_is_chosen_is_the_one_that_is_shown(page, mixed):
-    shown = page(mixed)
+def test_series_that_is_chosen_is_the_one_that_is_shown(mixed_page):
+    shown = mixed_page
     assert shown.choose("tilted") == "ready"
     assert "tilted" in shown.text("#shown")
     assert "tilted" in shown.find("#tree [aria-selected=true]").text
 
 
-def test_verdicts_come_for_the_series_in_view(page, mixed):
-    shown = page(mixed)
+def test_verdicts_come_for_the_series_in_view(mixed_page):
+    shown = mixed_page
     for name, verdict in (("even", "fit"), ("tilted", "remarks"), ("gap and double", "errors"), ("without", "errors")):
         shown.wait(
             lambda: shown.script(
@@ -91,8 +84,8 @@ def test_verdicts_come_for_the_series_in_view(page, mixed):
         )
 
 
-def test_thumbnails_show_pictures_or_say_that_there_is_none(page, mixed):
-    shown = page(mixed)
+def test_thumbnails_show_pictures_or_say_that_there_is_none(mixed_page):
+    shown = mixed_page
     state = "return [...document.querySelectorAll('#tree .thumbnail')].map(each => each.dataset.picture)"
     states = shown.wait(lambda: (all_ := shown.script(state)) and "waiting" not in all_ and all_, "all thumbnails")
     assert sorted(set(states)) == ["none", "shown"]
@@ -103,8 +96,8 @@ def test_thumbnails_show_pictures_or_say_that_there_is_none(page, mixed):
     assert len(widths) == 8 and min(widths) > 0
 
 
-def test_search_finds_what_rows_show(page, mixed):
-    shown = page(mixed)
+def test_search_finds_what_rows_show(mixed_page):
+    shown = mixed_page
     for query, names in (
         ("tilted", ["tilted"]),
         ("GAP double", ["gap and double"]),
@@ -121,8 +114,8 @@ def test_search_finds_what_rows_show(page, mixed):
     assert not shown.find("#hits").is_displayed()
 
 
-def test_markup_in_names_is_text(page, mixed):
-    shown = page(mixed)
+def test_markup_in_names_is_text(mixed_page):
+    shown = mixed_page
     titles = shown.texts("#tree .level-1 .title")
     assert studies.MARKUP in titles
     assert studies.MARKUP in names_of_series(shown)
