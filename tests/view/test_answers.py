@@ -274,3 +274,12 @@ def test_text_in_other_characters_arrives(start, tmp_path):
     client = start(tmp_path / "1.dcm")
     assert client.json("api/tree")["patients"][0]["name"] == "Müller^Jürgen"
     assert client.get(FIRST + "/files/0/values?frame=0")[0] == 200
+
+
+def test_nothing_is_compressed_for_a_browser_that_would_take_it(start, tmp_path):
+    write(tmp_path / "a.dcm", np.zeros((64, 64), np.uint16))
+    client = start(tmp_path / "a.dcm")
+    for path in ("api/tree", "api/series/0/files/0/values?frame=0", "page.js"):
+        plain = client.get(path)
+        asked = client.get(path, Accept_Encoding="gzip, deflate, br")
+        assert "Content-Encoding" not in asked[1] and asked[2] == plain[2], path
