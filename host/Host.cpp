@@ -62,7 +62,7 @@ std::unique_ptr<Host> Host::load(const std::string& path, const std::vector<Decl
 }
 
 Host::Host(const std::string& path, const std::vector<Declaration>& declarations) {
-    mLibrary.reset(dlopen(path.c_str(), RTLD_LAZY | RTLD_LOCAL));
+    mLibrary.reset(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL));
     if (mLibrary == nullptr) {
         throw HostError("The library " + path + " cannot be loaded: " + dlerror());
     }
