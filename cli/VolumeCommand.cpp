@@ -316,7 +316,9 @@ std::vector<std::string> firstFilesOf(const std::vector<volume::SeriesFiles>& al
     std::vector<std::string> files;
     files.reserve(all.size());
     for (const volume::SeriesFiles& series : all) {
-        files.push_back(series.files.front());
+        if (!series.files.empty()) { // records may list none
+            files.push_back(series.files.front());
+        }
     }
     return files;
 }

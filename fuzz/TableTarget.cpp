@@ -25,7 +25,9 @@ bool isReady(DcmDataset& dataset) {
     }
     padOddPixelData(dataset);
     (void)dataset.putAndInsertUint16(DcmTag(DCM_PixelRepresentation), 0, 0, OFFalse);
-    return !isStandaloneOverlay(dataset) && reasonNotToRender(dataset).empty() && !promisesTooManyPixels(dataset);
+    constexpr double kMostSamples = 1 << 18; // they are rendered two dozen times, without optimisation
+    return ImagePixelAttributes(dataset).samples() <= kMostSamples && !isStandaloneOverlay(dataset) &&
+           reasonNotToRender(dataset).empty() && !promisesTooManyPixels(dataset);
 }
 
 /// The modes that need no numbers, and a window of any.

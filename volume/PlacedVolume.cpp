@@ -53,7 +53,7 @@ class NewFile {
     /// @param name  what errors call it @throws WriteError
     NewFile(const std::string& path, std::string name)
         : mName(std::move(name)), mDescriptor(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666)) {
-        require(mDescriptor < 0 ? errno : 0);
+        throwIf(mDescriptor < 0 ? errno : 0);
     }
     ~NewFile() {
         if (mDescriptor >= 0) {
@@ -67,8 +67,8 @@ class NewFile {
     int tryToWrite(std::span<const std::byte> bytes, std::uint64_t offset) const {
         while (!bytes.empty()) {
             const ssize_t written = ::pwrite(mDescriptor, bytes.data(), bytes.size(), static_cast<off_t>(offset));
-            if (written < 0 && errno != EINTR) {
-                return errno;
+            if (written == 0 || (written < 0 && errno != EINTR)) {
+                return written == 0 ? EIO : errno;
             }
             const auto done = static_cast<std::size_t>(std::max<ssize_t>(written, 0));
             bytes = bytes.subspan(done);
@@ -76,11 +76,11 @@ class NewFile {
         }
         return 0;
     }
-    void write(std::span<const std::byte> bytes, std::uint64_t offset) const { require(tryToWrite(bytes, offset)); }
-    void close() { require(::close(std::exchange(mDescriptor, -1)) == 0 ? 0 : errno); }
+    void write(std::span<const std::byte> bytes, std::uint64_t offset) const { throwIf(tryToWrite(bytes, offset)); }
+    void close() { throwIf(::close(std::exchange(mDescriptor, -1)) == 0 ? 0 : errno); }
 
     /// @param error  the system's; 0 for none @throws WriteError
-    void require(int error) const {
+    void throwIf(int error) const {
         if (error != 0) {
             throw files::WriteError(mName, error);
         }
@@ -91,13 +91,16 @@ class NewFile {
     int mDescriptor;
 };
 
+/// The first that a file tells, as SeriesReader has it.
+std::string seriesNumberOf(const std::vector<SliceFile>& files) {
+    const auto found = std::ranges::find_if(files, [](const SliceFile& file) { return !file.seriesNumber.empty(); });
+    return found == files.end() ? "" : found->seriesNumber;
+}
+
 class Placement {
   public:
     Placement(velmora::Host& host, const SeriesFiles& series, const PlanOptions& options, std::size_t jobs)
-        : mHost(host),
-          mSeries(series),
-          mOptions(options),
-          mJobs(series.files.size() < 2 ? 0 : std::min(jobs, series.files.size())) {}
+        : mHost(host), mSeries(series), mOptions(options), mJobs(std::min(jobs, series.files.size())) {}
 
     PlacedVolume write(const OutputOfSeries& outputOf, const std::function<void()>& step) {
         const PlacedVolume foretold = assemble(readAttributes());
@@ -115,6 +118,8 @@ class Placement {
             require(volume.slices == expected.slices && formats::volumeHead(output.path, volume.header) == head);
             file.close();
         });
+        placed.slices.samples.reset(); // addresses, which end with this object
+        placed.all.volumes.front().bytes.clear();
         return placed;
     }
 
@@ -139,7 +144,7 @@ class Placement {
         workers.run(0, mSeries.files.size(), [&](std::size_t item, const workers::WorkResult& result) {
             require(result.isDone());
             auto placed = workers::fromParcel<PlacedFile>(result.output);
-            target.require(placed.writeError);
+            target.throwIf(placed.writeError);
             for (SliceRecord& slice : placed.file.slices) {
                 slice.file = mSeries.files[item];
             }
@@ -175,6 +180,7 @@ class Placement {
 
     /// The one volume of the files, without anything to be said about it.
     PlacedVolume assemble(std::vector<SliceFile> files) {
+        require(!files.empty());
         mForetold = {};
         mCounts.clear();
         for (const SliceFile& file : files) {
@@ -185,7 +191,7 @@ class Placement {
         PlacedVolume placed;
         SeriesSlices& slices = placed.slices;
         slices.samples = std::make_unique<VolumeBuffer>(mAddresses);
-        slices.seriesNumber = files.front().seriesNumber;
+        slices.seriesNumber = seriesNumberOf(files);
         mAddresses.clear();
         for (SliceFile& file : files) {
             StoredSlices stored{.wanted = mForetold,

@@ -9,10 +9,10 @@
 
 namespace radvex::volume {
 
-/// A volume whose samples are in its file, and never were in memory.
+/// A volume whose samples are in its file, and were in memory file by file only.
 struct PlacedVolume {
-    SeriesSlices slices{};
-    SeriesVolumes all{}; ///< the one volume; its bytes are addresses only, which must not be read
+    SeriesSlices slices{}; ///< without samples
+    SeriesVolumes all{};   ///< the one volume, without bytes
 };
 
 /// The file for the volume of a series, whose number is not known before its files are read.
@@ -20,12 +20,12 @@ using OutputOfSeries = std::function<files::Output(const std::string& seriesNumb
 
 /// Writes the modality values of a series straight into the file of its volume: the processes that read the files put
 /// each slice where it belongs. That needs a series of which the attributes tell that it is one volume, of grey values,
-/// without anything to be said about it; and values that turn out to be of the type in which they are stored.
+/// without findings; and values that turn out to be of the type in which they are stored.
 ///
 /// What was foretold from attributes is compared with what was read, down to the bytes of the header. When something
 /// else came out, nothing is written, and the series has to be read by SeriesReader, which also tells what is wrong.
 /// @param options  for the order of the slices
-/// @param jobs     processes; 0: this one reads the files
+/// @param jobs     processes, no more than files; 0: this one reads the files
 /// @param step     called after each file
 /// @return nothing when the series is no such series; nothing was written
 /// @throws FileError, velmora::HostError  it would be met again

@@ -12,22 +12,27 @@ using Words = std::vector<Uint16>;
 bool isRenderedBy(const DcmTag& tag) {
     constexpr Uint16 kImageGroup = 0x0028;
     if (tag.getGroup() == kImageGroup) {
-        return tag != DCM_Rows && tag != DCM_Columns && tag != DCM_NumberOfFrames;
+        return tag != DCM_Rows && tag != DCM_Columns && tag != DCM_NumberOfFrames && tag != DCM_VOILUTSequence;
     }
     return tag == DCM_SOPClassUID || tag == DCM_PresentationLUTShape || tag == DCM_SharedFunctionalGroupsSequence;
 }
 
 /// Null when something cannot be copied.
-std::unique_ptr<DcmDataset> copyOfAttributes(DcmDataset& dataset) {
+std::unique_ptr<DcmDataset> copyOfAttributes(DcmDataset& dataset, bool keepsTables) {
     auto attributes = std::make_unique<DcmDataset>();
     for (DcmObject* object = dataset.nextInContainer(nullptr); object != nullptr;
          object = dataset.nextInContainer(object)) {
         if (!isRenderedBy(object->getTag())) {
             continue;
         }
+        if (keepsTables && object->loadAllDataIntoMemory().bad()) {
+            return nullptr;
+        }
         std::unique_ptr<DcmObject> copy(object->clone());
         auto* element = dynamic_cast<DcmElement*>(copy.get());
-        if (element == nullptr || attributes->insert(element, OFTrue).bad()) {
+        // A copy of a value of odd length is longer, and would be another table.
+        const bool isWhole = copy->getLength(EXS_LittleEndianExplicit) == object->getLength(EXS_LittleEndianExplicit);
+        if (element == nullptr || !isWhole || attributes->insert(element, OFTrue).bad()) {
             return nullptr;
         }
         (void)copy.release(); // the dataset's
@@ -74,9 +79,9 @@ bool putPixels(DcmDataset& dataset, const SmallPixels& pixels) {
 
 } // namespace
 
-SmallPicture openSmallPicture(DcmDataset& dataset, const SmallPixels& pixels, unsigned long flags) {
+SmallPicture openSmallPicture(DcmDataset& dataset, bool keepsTables, const SmallPixels& pixels, unsigned long flags) {
     constexpr unsigned long kNotOfSmall = CIF_UsePartialAccessToPixelData | CIF_MayDetachPixelData;
-    SmallPicture small{copyOfAttributes(dataset)};
+    SmallPicture small{copyOfAttributes(dataset, keepsTables)};
     if (small.dataset == nullptr || !putPixels(*small.dataset, pixels)) {
         return small;
     }

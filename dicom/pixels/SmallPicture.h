@@ -26,13 +26,15 @@ struct SmallPixels {
 /// An image with all attributes of another one that DCMTK renders by, and with pixels of its own.
 struct SmallPicture {
     std::unique_ptr<DcmDataset> dataset{};
-    std::unique_ptr<DicomImage> image{}; ///< null when DCMTK does not open it
+    std::unique_ptr<DicomImage> image{}; ///< null when DCMTK does not open it, or when an attribute cannot be copied
 };
 
-/// @param dataset  the image whose attributes it takes: those of group 0028 (image, modality and VOI transformations,
-///                 palettes), SOP class, presentation LUT shape and shared functional groups
+/// @param dataset  the image whose attributes it takes: those of group 0028 (image, modality transformation, windows,
+///                 palettes) but for VOI LUTs, which no read applies; SOP class, presentation LUT shape and shared
+///                 functional groups
+/// @param keepsTables  tables that are still in the file are loaded into that dataset, as DCMTK would do
 /// @param flags  DCMTK's configuration flags
-SmallPicture openSmallPicture(DcmDataset& dataset, const SmallPixels& pixels, unsigned long flags);
+SmallPicture openSmallPicture(DcmDataset& dataset, bool keepsTables, const SmallPixels& pixels, unsigned long flags);
 
 /// Rows and columns for at least so many pixels. Their number is even: of an odd one of bytes DCMTK would count the
 /// byte behind the last.

@@ -68,10 +68,13 @@ Colour colourOf(DcmDataset& dataset, const TabledPicture::Request& request) {
         return Colour::grey;
     }
     require(request.use == TabledPicture::Use::rendering, "it is not grey, and values are asked for");
+    const ImagePixelAttributes attributes(dataset);
     if (interpretation == "PALETTE COLOR") {
+        // Its samples have no planes, but DCMTK renders by plane when it is asked for that.
+        require(request.isByPixel || attributes.numberOr(0, DCM_PlanarConfiguration) == 0,
+                "its colours lie in another order than they are asked for");
         return Colour::palette;
     }
-    const ImagePixelAttributes attributes(dataset);
     require(interpretation == "RGB" && attributes.numberOr(0, DCM_SamplesPerPixel) == 3 &&
                 attributes.numberOr(0, DCM_BitsAllocated) == 8,
             "it is neither grey, nor RGB of 8 bits, nor of a palette");
@@ -119,9 +122,9 @@ struct ValueRange {
     explicit ValueRange(const DicomImage& image) { (void)image.getMinMaxValues(least, greatest, 1); }
 
     bool startsBetweenIntegers() const { return least != std::floor(least); }
-    /// DCMTK turns reals into integers that cannot hold them, for values beyond 31 bits and for those that are cut to
+    /// DCMTK converts reals to integers that cannot hold them, for values beyond 31 bits and for those that are cut to
     /// an integer below the least one. What comes out then depends on the place of the pixel.
-    bool isTurnedSafely() const {
+    bool isConvertedSafely() const {
         constexpr double kLimit = 2147483648.0;
         return least >= -kLimit && greatest < kLimit && (least <= 0 || !startsBetweenIntegers());
     }
@@ -152,7 +155,7 @@ class SmallGreyPicture {
     /// @param most  of its pixels
     SmallGreyPicture(DcmDataset& dataset, const TabledPicture::Request& request, const StoredSamples& samples,
                      const Words& inside, const Words& outside, std::uint64_t most)
-        : mDataset(dataset), mFlags(request.flags), mInside(inside), mOutside(outside), mMost(most) {
+        : mDataset(dataset), mRequest(request), mInside(inside), mOutside(outside), mMost(most) {
         mPixels.sampleSize = samples.size();
         mPixels.representation = samples.representation();
         mPixels.frames = outside.empty() ? 1 : 2;
@@ -160,25 +163,26 @@ class SmallGreyPicture {
 
     /// @param stored  samples in the value, and `frame` of them in a frame
     SmallPicture open(std::uint64_t stored, std::uint64_t frame) {
-        const double looked =
+        const double limitOfSearch =
             mOutside.empty() ? 0.0
                              : kPixelsOfEntry * std::exp2(ImagePixelAttributes(mDataset).numberOr(0, DCM_BitsStored));
         std::uint64_t least = std::max(mInside.size(), mOutside.size());
-        if (looked > 0 && static_cast<double>(stored) > looked) {
-            least = std::max(least, above(looked / 2.0));
+        if (limitOfSearch > 0 && static_cast<double>(stored) > limitOfSearch) {
+            least = std::max(least, above(limitOfSearch / 2.0));
         }
         SmallPicture small = openWith(least, "it has few pixels for each stored value");
         const ValueRange range(*small.image);
-        require(range.isTurnedSafely(),
+        require(range.isConvertedSafely(),
                 "its slope and intercept lead to values that DCMTK does not turn into integers in one way");
-        const double rendered = range.limitOfFormula();
-        if (rendered > 0 && static_cast<double>(frame) > rendered &&
-            static_cast<double>(mPixels.pixelsOfFrame()) <= rendered) {
-            small = openWith(above(rendered), "it has few pixels for each value that a fractional slope allows");
+        const double limitOfFormula = range.limitOfFormula();
+        if (limitOfFormula > 0 && static_cast<double>(frame) > limitOfFormula &&
+            static_cast<double>(mPixels.pixelsOfFrame()) <= limitOfFormula) {
+            small.image.reset(); // before its dataset
+            small = openWith(above(limitOfFormula), "it has few pixels for each value that a fractional slope allows");
         }
-        require(looked <= 0 || areOnOneSide(stored, 2 * mPixels.pixelsOfFrame(), looked),
+        require(limitOfSearch <= 0 || areOnOneSide(stored, 2 * mPixels.pixelsOfFrame(), limitOfSearch),
                 "DCMTK looks through the frames that are read, and would not in a small picture");
-        require(rendered <= 0 || areOnOneSide(frame, mPixels.pixelsOfFrame(), rendered),
+        require(limitOfFormula <= 0 || areOnOneSide(frame, mPixels.pixelsOfFrame(), limitOfFormula),
                 "DCMTK renders it by formula, and would not render a small picture so");
         return small;
     }
@@ -186,19 +190,21 @@ class SmallGreyPicture {
   private:
     SmallPicture openWith(std::uint64_t least, const char* reasonWhenTooLarge) {
         setSize(mPixels, least);
-        require(mPixels.pixelsOfFrame() <= mMost, reasonWhenTooLarge);
+        constexpr std::uint64_t kMostRows = 65535;
+        require(mPixels.pixelsOfFrame() <= mMost && mPixels.rows <= kMostRows, reasonWhenTooLarge);
         mPixels.samples.clear();
         if (!mOutside.empty()) {
             addFrame(mPixels, mOutside);
         }
         addFrame(mPixels, mInside);
-        SmallPicture small = openSmallPicture(mDataset, mPixels, mFlags);
+        SmallPicture small =
+            openSmallPicture(mDataset, mRequest.source == SampleSource::memory, mPixels, mRequest.flags);
         require(small.image != nullptr, "DCMTK does not open a small picture with its attributes");
         return small;
     }
 
     DcmDataset& mDataset;
-    unsigned long mFlags;
+    const TabledPicture::Request& mRequest;
     const Words& mInside;
     const Words& mOutside;
     std::uint64_t mMost;
@@ -221,7 +227,7 @@ bool isBySample(DicomImage& image) {
     return isBySample;
 }
 
-SmallPicture openSmallRgb(DcmDataset& dataset, unsigned long flags, const StoredSamples& samples) {
+SmallPicture openSmallRgb(DcmDataset& dataset, const TabledPicture::Request& request, const StoredSamples& samples) {
     constexpr std::size_t kEdge = 16;
     const bool isByPlane = ImagePixelAttributes(dataset).numberOr(0, DCM_PlanarConfiguration) != 0;
     SmallPixels pixels{Words(3 * kBytes), kEdge, kEdge, 1, samples.size(), samples.representation()};
@@ -230,7 +236,7 @@ SmallPicture openSmallRgb(DcmDataset& dataset, unsigned long flags, const Stored
             pixels.samples[isByPlane ? colour * kBytes + pixel : 3 * pixel + colour] = rgbSample(pixel, colour);
         }
     }
-    SmallPicture small = openSmallPicture(dataset, pixels, flags);
+    SmallPicture small = openSmallPicture(dataset, request.source == SampleSource::memory, pixels, request.flags);
     require(small.image != nullptr, "DCMTK does not open a small picture with its attributes");
     require(small.image->isMonochrome() == 0, "its colours are taken for grey");
     require(isBySample<Uint8>(*small.image) && isBySample<Uint16>(*small.image) && isBySample<Uint32>(*small.image),
@@ -285,7 +291,7 @@ TabledPicture::Attempt TabledPicture::tryToOpen(DcmDataset& dataset, const Reque
             for (std::size_t pixel = 0; pixel < kBytes; ++pixel) {
                 words.push_back(static_cast<std::uint16_t>(pixel));
             }
-            small = openSmallRgb(dataset, request.flags, *samples);
+            small = openSmallRgb(dataset, request, *samples);
         } else {
             words = occurringWords(*samples, {{first, count}});
             // With partial access DCMTK reads the frames that it was asked for and nothing else.

@@ -266,11 +266,20 @@ Volume DcmDirReader::read3DImage(Readers readers, ImageReadOptions options) {
     if (sizes.size() != 1) {
         ErrorManager::throwException("ImageDimensionsMismatch");
     }
-    if (options.scaling == kCommonWindow) {
-        radvex::setWindowForSeries(images, options);
-        return consolidateImages(images, options);
+    try {
+        if (options.scaling == kCommonWindow) {
+            radvex::setWindowForSeries(images, options);
+            return consolidateImages(images, options);
+        }
+        return volume.finish();
+    } catch (const GTU::GantryError&) {
+        for (const auto& reader : readers) { // pixels that were left in a file may be why
+            if (reader != nullptr) {
+                reader->requireWhole();
+            }
+        }
+        throw;
     }
-    return volume.finish();
 }
 
 void DcmDirReader::readImage(GTU::VArgumentManager& manager, const RegexFilter& filter,

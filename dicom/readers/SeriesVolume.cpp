@@ -79,6 +79,9 @@ void SeriesVolume::begin(const Picture& first) {
 }
 
 bool SeriesVolume::add(const std::shared_ptr<Picture>& image) {
+    if (mFailure != nullptr) {
+        return false;
+    }
     try {
         if (mSlices.empty()) {
             begin(*image);
@@ -86,8 +89,8 @@ bool SeriesVolume::add(const std::shared_ptr<Picture>& image) {
         mSlices.push_back({image, image->frameBytes(0), image->frameBytes(mBits)});
         Slice& slice = mSlices.back();
         const Slice& first = mSlices.front();
-        const bool isAlike = mDone + 1 == mSlices.size() && slice.bytes == mSliceBytes &&
-                             slice.ownBytes == first.ownBytes && mFailure == nullptr && mVolume.has_value();
+        const bool isAlike =
+            mDone + 1 == mSlices.size() && slice.bytes == mSliceBytes && slice.ownBytes == first.ownBytes;
         if (!isAlike) {
             return false;
         }
@@ -99,9 +102,7 @@ bool SeriesVolume::add(const std::shared_ptr<Picture>& image) {
         ++mDone;
         return true;
     } catch (...) {
-        if (mFailure == nullptr) {
-            mFailure = std::current_exception();
-        }
+        mFailure = std::current_exception();
         return false;
     }
 }

@@ -142,6 +142,39 @@ TEST_F(PlacedVolumes, WithAnythingToSayGoByWayOfMemory) {
     EXPECT_FALSE(std::filesystem::exists(folder.file("p.nrrd")));
 }
 
+TEST_F(PlacedVolumes, OfRecordsWithoutFilesAreSentences) {
+    writeMedium(folder, {patientRecord("P", "N", {studyRecord("1.2", {seriesOf("1.2.3", {})})})});
+    const ProcessResult result = run("p.nrrd");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.errors, HasSubstr("The series holds no pictures."));
+    EXPECT_EQ(run("p.nrrd", {"--rendered"}).status, 1);
+}
+
+TEST_F(PlacedVolumes, AreNamedByTheFirstSeriesNumberThatAFileHas) {
+    writeSeries({{1, 2}, {3, 4}}, kTwo);
+    ImageFile numbered = kTwo;
+    int files = 0;
+    numbered.more = [&files](DcmDataset& dataset) {
+        if (++files == 2) {
+            put(dataset, {{DCM_SeriesNumber, "17"}});
+        }
+    };
+    writeSeries({{1, 2}, {3, 4}}, numbered, "1.2.4");
+    ASSERT_EQ(run("p.nrrd").status, 0);
+    EXPECT_TRUE(std::filesystem::exists(folder.file("p-0002-17.nrrd")));
+}
+
+TEST_F(PlacedVolumes, LoseOnlyTheSeriesOfAFileThatEndsItsReader) {
+    writeSeries({{1, 2}}, kTwo);
+    writeSeries({{1, 2}, {3, 4}, {5, 6}}, kTwo, "1.2.4");
+    const ProcessResult result =
+        runProcess({"env", "RADVEX_TEST_ENDS_AT=" + folder.file("F0"), RADVEX_COMMAND, "--library", FAILING_LIBRARY,
+                    "volume", folder.file("DICOMDIR"), "-o", folder.file("p.nrrd")});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.errors, HasSubstr("F0"));
+    EXPECT_TRUE(std::filesystem::exists(folder.file("p-0002.nrrd")));
+}
+
 TEST_F(PlacedVolumes, ThatDoNotFitOntoTheDiskLeaveNothingBehind) {
     ImageFile file{.rows = 64, .columns = 64, .words = {}};
     writeSeries(std::vector<std::vector<Uint16>>(4, std::vector<Uint16>(4096, 7)), file);

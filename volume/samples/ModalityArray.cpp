@@ -14,7 +14,7 @@ using velmora::NumericArray;
 
 namespace {
 
-bool isWhole(double number) { return std::trunc(number) == number; }
+bool isInteger(double number) { return std::trunc(number) == number; }
 
 bool isRescaledHere(const FileMetadata& metadata) {
     if (metadata.isColour() || metadata.needsLibrary()) {
@@ -26,7 +26,7 @@ bool isRescaledHere(const FileMetadata& metadata) {
     const ModalityRule rule = metadata.rules(1).front(); // that of all frames
     const double largest = std::ldexp(std::abs(rule.slope), rule.bitsStored) + std::abs(rule.intercept);
     const bool mayOverflow = !rule.isIdentity() && largest >= std::ldexp(1, 31); // the library counts in 32 bits
-    return mayOverflow || !isWhole(rule.slope) || !isWhole(rule.intercept);
+    return mayOverflow || !isInteger(rule.slope) || !isInteger(rule.intercept);
 }
 
 ModalityArray rescaledArray(const PixelValues& values, const FrameSpan& frames) {

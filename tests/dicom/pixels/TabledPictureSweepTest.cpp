@@ -85,6 +85,9 @@ class RandomPicture {
     void putPalette() {
         put(DCM_SamplesPerPixel, 1);
         put(DCM_PhotometricInterpretation, "PALETTE COLOR");
+        if (once(3)) {
+            put(DCM_PlanarConfiguration, between(0, 2));
+        }
         const int entries = oneOf({1, 256, between(2, 3000)});
         const int first = once(2) ? 0 : between(-300, 300);
         const int bits = oneOf({8, 16, 16});
@@ -95,7 +98,8 @@ class RandomPicture {
               {DCM_GreenPaletteColorLookupTableDescriptor, DCM_GreenPaletteColorLookupTableData},
               {DCM_BluePaletteColorLookupTableDescriptor, DCM_BluePaletteColorLookupTableData}}) {
             std::vector<Uint16> values;
-            for (int entry = 0; entry < entries; ++entry) {
+            const int held = once(10) ? between(1, entries) : entries;
+            for (int entry = 0; entry < held; ++entry) {
                 values.push_back(static_cast<Uint16>(between(0, (1 << bits) - 1)));
             }
             ASSERT_TRUE(mDataset.putAndInsertUint16Array(DcmTag(key, EVR_US), descriptor.data(), 3).good());

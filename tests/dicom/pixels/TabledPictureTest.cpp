@@ -173,6 +173,30 @@ TEST(TabledPicture, KnowsWhatLiesOutsideOfItsFrames) {
     }
 }
 
+TEST(TabledPicture, OfAPaletteIsByPixel) {
+    const auto withPalette = [](int planes) {
+        return with(smoothFile(), [&](ImageFile& file) {
+            file.photometric = "PALETTE COLOR";
+            file.planarConfiguration = planes;
+            file.more = [](DcmDataset& dataset) {
+                const Uint16 descriptor[] = {4, 0, 16};
+                const Uint16 values[] = {0, 20000, 40000, 65535};
+                for (const auto& [key, data] :
+                     {std::pair{DCM_RedPaletteColorLookupTableDescriptor, DCM_RedPaletteColorLookupTableData},
+                      {DCM_GreenPaletteColorLookupTableDescriptor, DCM_GreenPaletteColorLookupTableData},
+                      {DCM_BluePaletteColorLookupTableDescriptor, DCM_BluePaletteColorLookupTableData}}) {
+                    EXPECT_TRUE(dataset.putAndInsertUint16Array(DcmTag(key, EVR_US), descriptor, 3).good());
+                    EXPECT_TRUE(dataset.putAndInsertUint16Array(DcmTag(data, EVR_OW), values, 4).good());
+                }
+            };
+        });
+    };
+    EXPECT_EQ(reasonFor(withPalette(-1)), "");
+    EXPECT_EQ(reasonFor(withPalette(0)), "");
+    EXPECT_EQ(reasonFor(withPalette(1)), "its colours lie in another order than they are asked for");
+    EXPECT_EQ(reasonFor(withPalette(1), {.isByPixel = true}), "");
+}
+
 // ---- Files ----------------------------------------------------------------------------------------------------------
 
 namespace {
@@ -270,6 +294,28 @@ TEST_F(TabledFile, HoldsItsPixelsInMemoryOnlyIfItsReaderKeepsThem) {
     };
     EXPECT_TRUE(isLoaded(false));
     EXPECT_FALSE(isLoaded(true));
+}
+
+TEST_F(TabledFile, KeepsATableThatItsReaderHasRead) {
+    const std::string path = writeImageFile(
+        folder.file("table.dcm"), with(smoothFile(), [](ImageFile& file) {
+            file.more = [](DcmDataset& dataset) {
+                std::vector<Uint16> values(4096);
+                for (std::size_t value = 0; value < values.size(); ++value) {
+                    values[value] = static_cast<Uint16>(value * 3);
+                }
+                const Uint16 descriptor[] = {4096, 0, 16};
+                DcmItem& table = addItem(dataset, DCM_ModalityLUTSequence);
+                EXPECT_TRUE(table.putAndInsertUint16Array(DCM_LUTDescriptor, descriptor, 3).good());
+                EXPECT_TRUE(table.putAndInsertUint16Array(DcmTag(DCM_LUTData, EVR_OW), values.data(), 4096).good());
+            };
+        }));
+    const DcmFileReader reader(path);
+    const auto first = rendered(*reader.openPicture({}, {}), kMinMaxWindow);
+    std::ofstream(path, std::ios::app) << "more";
+    const auto picture = reader.openPicture({}, {});
+    EXPECT_TRUE(isTabled(*picture));
+    EXPECT_EQ(rendered(*picture, kMinMaxWindow), first);
 }
 
 TEST_F(TabledFile, ThatIsChangedBetweenTwoLooksGivesNoPicture) {
