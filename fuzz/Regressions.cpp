@@ -71,6 +71,21 @@ std::vector<SeedFile> strayTable() {
     return {{"stray-table", asInput(file)}};
 }
 
+/// A table of nine bytes: DCMTK uses four entries of it, and a copy of the element has five.
+std::vector<SeedFile> oddTable() {
+    std::string file = seedNamed("palette");
+    const std::string header = littleEndian(0x0028) + littleEndian(0x1201) + "OW" + littleEndian(0);
+    const auto offset = file.find(header);
+    if (offset == std::string::npos) {
+        throw std::logic_error("The seed has no palette.");
+    }
+    const auto length = static_cast<unsigned char>(file[offset + header.size()]);
+    file[offset + header.size()] = static_cast<char>(length + 1);
+    file.insert(offset + header.size() + 4 + length, 1, '\xFF');
+    file.back() = 9; // a pixel behind the end of the table
+    return {{"odd-table", asInput(file)}};
+}
+
 /// A text of a gigabyte that is not there, at the end of a file that states a character set: it was asked for after the
 /// load had failed.
 std::vector<SeedFile> hugeText() {
@@ -103,6 +118,8 @@ std::vector<SeedFile> regressionsOf(const std::string& target) {
         auto inputs = hugeFrames();
         const auto tables = strayTable();
         inputs.insert(inputs.end(), tables.begin(), tables.end());
+        const auto odd = oddTable();
+        inputs.insert(inputs.end(), odd.begin(), odd.end());
         return inputs;
     }
     if (target == "anonymize") {

@@ -6,9 +6,9 @@ namespace radvex::fuzz {
 
 const std::vector<Target>& targets() {
     static const std::vector<Target> all{
-        {"metadata", runMetadata}, {"pixels", runPixels}, {"tables", runTables}, {"overlays", runOverlays},
-        {"medium", runMedium},     {"write", runWrite},   {"anonymize", runAnonymize},
-        {"guard", runGuard},       {"tether", runTether}, {"call", runCall},
+        {"metadata", runMetadata}, {"pixels", runPixels}, {"tables", runTables},       {"overlays", runOverlays},
+        {"medium", runMedium},     {"write", runWrite},   {"anonymize", runAnonymize}, {"guard", runGuard},
+        {"tether", runTether},     {"call", runCall},
     };
     return all;
 }
