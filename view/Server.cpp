@@ -88,8 +88,8 @@ class Server::Routes {
         });
         mServer.set_pre_routing_handler([this, framed](const Request& request, Response& response) {
             protect(response, framed);
-            // Answers cross no wire: to compress them took seconds for large ones. The library has no switch for it, and
-            // the request is its own object, which is not const there.
+            // Answers cross no wire: compressing large ones took seconds. The library has no switch for it,
+            // and the request is its own object, which is not const there.
             const_cast<Request&>(request).headers.erase("Accept-Encoding"); // NOLINT
             return isAllowed(request, response) ? httplib::Server::HandlerResponse::Unhandled
                                                 : httplib::Server::HandlerResponse::Handled;

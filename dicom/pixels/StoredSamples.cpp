@@ -12,7 +12,7 @@ namespace radvex {
 namespace {
 
 /// Small enough to stay in the processor's cache while it is looked through; a slice of 512 x 512 is one block.
-constexpr std::size_t kBlockBytes = 512 * 1024;
+constexpr std::size_t kBlockBytes = std::size_t{512} * 1024;
 
 /// The block that was read last, and whose it is. A picture is looked through twice, mostly at once.
 struct LastBlock {

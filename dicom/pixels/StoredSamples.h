@@ -81,7 +81,7 @@ class StoredSamples {
     std::size_t mSize;
     std::uint64_t mCount;
     const std::byte* mLoaded = nullptr; ///< the whole value, or null when it is read in blocks
-    std::uint64_t mOwner; ///< number of these samples, for the block that was read last
+    std::uint64_t mOwner;               ///< number of these samples, for the block that was read last
     std::unique_ptr<DcmFileCache> mCache{};
 };
 

@@ -314,7 +314,8 @@ TabledPicture::Attempt TabledPicture::tryToOpen(DcmDataset& dataset, const Reque
 
 /// Bytes of one pixel at a depth in bits; 0 bits for the picture's own depth.
 std::size_t TabledPicture::outputBytesOfPixel(int bits) const {
-    return image().getOutputDataSize(bits) / (image().getWidth() * image().getHeight());
+    const unsigned long pixels = image().getWidth() * image().getHeight();
+    return image().getOutputDataSize(bits) / std::max(pixels, 1UL);
 }
 
 std::size_t TabledPicture::frameBytes(int bits) const {
