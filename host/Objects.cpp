@@ -1,5 +1,6 @@
 #include <sys/mman.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 
@@ -17,9 +18,10 @@ void askForHugePages(void* memory, std::size_t bytes) {
     if (memory == nullptr || bytes < kLarge) {
         return;
     }
-    const std::uintptr_t start = (reinterpret_cast<std::uintptr_t>(memory) + kPage - 1) / kPage * kPage;
-    const std::uintptr_t end = (reinterpret_cast<std::uintptr_t>(memory) + bytes) / kPage * kPage;
-    (void)madvise(reinterpret_cast<void*>(start), end - start, MADV_HUGEPAGE);
+    const auto address = reinterpret_cast<std::uintptr_t>(memory);
+    const std::uintptr_t before = (kPage - address % kPage) % kPage; // to the first whole page
+    const std::uintptr_t pages = (bytes - before) / kPage;
+    (void)madvise(static_cast<std::byte*>(memory) + before, pages * kPage, MADV_HUGEPAGE);
 }
 
 } // namespace
