@@ -21,6 +21,13 @@ bool isShortColourByPlane(DcmItem& dataset) {
            attributes.declaredBytes() > attributes.storedBytes();
 }
 
+/// Of pixels that share their colours in pairs, DCMTK leaves the last of an odd number as it finds it in memory.
+bool hasPixelWithoutPartner(DcmItem& dataset) {
+    const ImagePixelAttributes attributes(dataset);
+    return attributes.isSubsampled() &&
+           (attributes.numberOr(1, DCM_Rows) & attributes.numberOr(1, DCM_Columns) & 1) != 0;
+}
+
 /// DCMTK multiplies rows, columns and frames of an overlay plane in 64 bits, for a plane in the pixels also their bits.
 /// After an overflow it would take a value of any size as complete.
 bool overlayOverflows(DcmItem& dataset, Uint16 group) {
@@ -61,6 +68,9 @@ std::string reasonNotToRender(DcmDataset& dataset) {
     }
     if (isShortColourByPlane(dataset)) {
         return "its colour planes are not all there";
+    }
+    if (hasPixelWithoutPartner(dataset)) {
+        return "two pixels share their colours, and its number of pixels is odd";
     }
     if (anyOverlayOverflows(dataset)) {
         return "an overlay plane is too large";

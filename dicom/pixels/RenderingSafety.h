@@ -12,6 +12,9 @@ namespace radvex {
 ///  - 32-bit pixels that end inside a word;
 ///  - more samples than 32 bits can count, which is possible when a sample has fewer than 8 bits;
 ///  - colour by plane, other than RGB, with a value that is too short: DCMTK reads the missing planes all the same;
+///  - an odd number of pixels that share their colours in pairs (PS3.3 C.7.6.3.1.2): the last would show what was in
+///  the
+///    memory before;
 ///  - overlay planes whose size overflows;
 ///  - a modality LUT for more than 16 bits: DCMTK does not apply it, but sizes the values for it.
 std::string reasonNotToRender(DcmDataset& dataset);

@@ -53,10 +53,14 @@ std::optional<StoredSamples> StoredSamples::of(DcmDataset& dataset, SampleSource
         !(bits == 16 && representation == EVR_OW)) {
         return std::nullopt;
     }
-    StoredSamples samples(*element, bits / 8);
-    // Words in the other byte order are swapped by DCMTK when it loads them.
+    // Words in the other byte order are swapped when they are read, in pairs: a byte could be the wrong one of its
+    // pair.
     const bool isInOurOrder = DcmXfer(dataset.getOriginalXfer()).getByteOrder() == gLocalByteOrder;
-    if (source == SampleSource::memory || element->valueLoaded() || !isInOurOrder) {
+    if (source == SampleSource::file && bits == 8 && !isInOurOrder && !element->valueLoaded()) {
+        return std::nullopt;
+    }
+    StoredSamples samples(*element, bits / 8);
+    if (source == SampleSource::memory || element->valueLoaded()) {
         samples.mLoaded = static_cast<const std::byte*>(loadedValue(*element));
         if (samples.mLoaded == nullptr) {
             return std::nullopt;
