@@ -141,7 +141,7 @@ TEST(RenderingSafety, SubsampledColourIsCountedAsItIsStored) {
 // DCMTK converts them in pairs, and leaves what is behind the last pair as it was in the memory.
 TEST(RenderingSafety, PixelsThatShareTheirColourAreEvenInNumber) {
     for (const char* model : {"YBR_FULL_422", "YBR_PARTIAL_422", "YBR_FULL"}) {
-        for (const Uint16 columns : {3, 4}) {
+        for (const Uint16 columns : {Uint16{3}, Uint16{4}}) {
             const auto dataset = imageOf({.samples = 3, .model = model, .bytes = 48});
             dataset->putAndInsertUint16(DCM_Rows, 3);
             dataset->putAndInsertUint16(DCM_Columns, columns);
