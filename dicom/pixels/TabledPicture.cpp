@@ -273,6 +273,11 @@ TabledPicture::TabledPicture(SmallPicture&& small, Words words, StoredSamples sa
       mColour(colour) {}
 
 TabledPicture::Attempt TabledPicture::tryToOpen(DcmDataset& dataset, const Request& request) {
+    // The pictures of many series are small, and to throw would take as long as to open one.
+    const double promised = ImagePixelAttributes(dataset).samples();
+    if (request.worth == Worth::whereItPays && promised > 0 && promised < static_cast<double>(kLeastSamples)) {
+        return {nullptr, "it has few pixels"};
+    }
     const MemoryWatch memory; // a copy without its value would be rendered differently
     try {
         const Colour colour = colourOf(dataset, request);
