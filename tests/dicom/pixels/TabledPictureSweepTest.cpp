@@ -297,12 +297,23 @@ TEST(TabledPictureSweep, IsByteForByteWhatDcmtkRenders) {
     const char* number = std::getenv("RADVEX_SWEEP_PICTURES");
     const unsigned int start = first == nullptr ? 0 : static_cast<unsigned int>(std::stoul(first));
     const unsigned int end = start + (number == nullptr ? kPictures : static_cast<unsigned int>(std::stoul(number)));
+    constexpr Uint32 kMostRead = 16; // longer values stay in the file
+    const TemporaryFolder folder;
+    const std::string path = folder.file("picture.dcm");
     OFLog::configure(OFLogger::OFF_LOG_LEVEL);
     std::map<std::string, unsigned int> reasons;
     for (unsigned int picture = start; picture < end; ++picture) {
         RandomPicture random(picture);
+        const bool isInFile = picture % 8 == 0;
+        DcmDataset stored;
+        if (isInFile) { // the samples are read from there
+            const E_TransferSyntax syntax = picture % 16 == 0 ? EXS_BigEndianExplicit : EXS_LittleEndianExplicit;
+            ASSERT_TRUE(random.dataset().saveFile(path.c_str(), syntax).good());
+            ASSERT_TRUE(stored.loadFile(path.c_str(), syntax, EGL_noChange, kMostRead).good());
+        }
         const auto [reason, difference] =
-            comparePictures(random.dataset(), random.options(), SampleSource::memory, random.windows());
+            comparePictures(isInFile ? stored : random.dataset(), random.options(),
+                            isInFile ? SampleSource::file : SampleSource::memory, random.windows());
         ++reasons[reason];
         if (!difference.empty()) {
             std::ostringstream text;
