@@ -38,7 +38,7 @@ struct PlacedFile {
     }
 };
 
-/// A file about which there is nothing to say, of grey slices that are as large as its picture.
+/// A file without problems, of grey slices that are as large as its picture.
 bool isPlain(const SliceFile& file) {
     return file.isKnown && file.reason.empty() && file.refusal.empty() && file.mosaicProblem.empty() && !file.isShort &&
            !file.samples.isPicture && file.samples.count > 0 && file.slices.size() == file.samples.count &&
@@ -178,7 +178,7 @@ class Placement {
         return placed;
     }
 
-    /// The one volume of the files, without anything to be said about it.
+    /// The one volume of the files, without findings.
     PlacedVolume assemble(std::vector<SliceFile> files) {
         require(!files.empty());
         mForetold = {};
@@ -252,7 +252,8 @@ std::optional<PlacedVolume> writePlacedVolume(velmora::Host& host, const SeriesF
         return std::nullopt;
     } catch (const FileError&) {
         throw;
-    } catch (const Error&) { // a volume that the format cannot hold, and the like: told when it is read as usual
+    } catch (
+        const Error&) { // a volume that the format cannot hold, and the like: reading it the usual way reports that
         return std::nullopt;
     }
 }

@@ -287,7 +287,7 @@ TabledPicture::Attempt TabledPicture::tryToOpen(DcmDataset& dataset, const Reque
         const bool hasToPay = request.worth == Worth::whereItPays;
         require(!hasToPay || count >= kLeastSamples, "it has few pixels");
         auto samples = StoredSamples::of(dataset, request.source);
-        require(samples.has_value(), "its samples do not lie there in 8 or 16 bits each");
+        require(samples.has_value(), "its samples are not stored in 8 or 16 bits each");
         require(first + count <= samples->count(), "its pixels are not all there");
 
         Words words;

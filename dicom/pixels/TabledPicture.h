@@ -54,7 +54,7 @@ class TabledPicture final : public Picture {
     unsigned long height() const override { return mShape.rows; }
     unsigned long frames() const override { return mShape.frameCount; }
     std::size_t frameBytes(int bits) const override;
-    /// Colour comes in the order that the request was for, whatever is asked here.
+    /// `isByPlane` has to be what the request was for: the order of colours is settled when the picture is opened.
     bool render(void* target, std::size_t bytes, int bits, unsigned long frame, bool isByPlane) override;
     std::optional<Values> values() const override;
     bool copyValues(void* target) override;

@@ -27,8 +27,8 @@ void setWindowForSeries(const OpenImages& images, ImageReadOptions& options);
 /// depths need not be where the volume's slices are; hosts rely on it. When that would leave the volume, a slice takes
 /// no more than it has at the volume's depth.
 ///
-/// As long as all images are alike, each is rendered when it is added and need not be kept. From the first other one on
-/// they are kept, since only all of them together tell where each slice lies.
+/// As long as all images are alike, each is rendered when it is added and need not be kept. From the first one that
+/// differs on they are kept, since only all of them together tell where each slice lies.
 class SeriesVolume {
   public:
     /// @param images  their number

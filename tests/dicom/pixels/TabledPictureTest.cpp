@@ -131,7 +131,7 @@ TEST(TabledPicture, NeedsAllItsPixels) {
                          .bitsAllocated = 32,
                          .bitsStored = 32,
                          .words = std::vector<Uint16>(std::size_t{kRows} * kColumns * 2)};
-    EXPECT_EQ(reasonFor(wide), "its samples do not lie there in 8 or 16 bits each");
+    EXPECT_EQ(reasonFor(wide), "its samples are not stored in 8 or 16 bits each");
 }
 
 TEST(TabledPicture, NeedsSlopesThatComeToTheSameValuesEverywhere) {
