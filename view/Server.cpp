@@ -4,9 +4,12 @@
 #include <sys/random.h>
 
 #include <array>
+#include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <ctime>
 #include <map>
+#include <thread>
 
 #include "files/Errors.h"
 
@@ -102,8 +105,16 @@ class Server::Routes {
     }
 
     std::string address() const { return "http://" + hostOf(kHost) + '/' + mToken + '/'; }
-    void run() { (void)mServer.listen_after_bind(); }
-    void stop() { mServer.stop(); }
+    void run() {
+        (void)mServer.listen_after_bind();
+        mHasEnded = true;
+    }
+    void stop() {
+        while (!mServer.is_running() && !mHasEnded) { // before it answers, the library takes no notice
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        mServer.stop();
+    }
 
   private:
     static constexpr const char* kHost = "127.0.0.1";
@@ -171,6 +182,7 @@ class Server::Routes {
     std::string mToken;
     std::map<std::string, Asset> mPage{};
     httplib::Server mServer{};
+    std::atomic<bool> mHasEnded = false;
     int mPort = -1;
 };
 

@@ -30,6 +30,7 @@ class Server {
     std::string address() const;
     /// Answers until it is stopped.
     void run();
+    /// Ends run, which another thread has called or will call.
     void stop();
 
   private:

@@ -18,7 +18,7 @@ cp -r "$here"/*.py "$root/docs/python.md" "$place/work"
 cd "$place/work"
 env -i HOME="$place" PATH=/usr/bin:/bin LANG=C.UTF-8 TMPDIR="$place/tmp" PYTHONDONTWRITEBYTECODE=1 \
     RADVEX_FAILING_OPEN="${RADVEX_FAILING_OPEN:-}" RADVEX_SAMPLES="$("$root/scripts/samples.sh")" \
-    "$place/venv/bin/python" -m pytest -q -p no:cacheprovider --basetemp="$place/t" "$@" # sockets need short paths
+    "$place/venv/bin/python" -m pytest -q -p no:cacheprovider --timeout=300 --basetemp="$place/t" "$@" # sockets need short paths
 left=$(ls -A "$place/tmp" | grep -v '^pytest-of-' || true)
 if [ -n "$left" ]; then
     echo "Left behind in TMPDIR: $left" >&2
