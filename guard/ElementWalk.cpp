@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "guard/TransferSyntaxes.h"
+
 namespace radvex {
 
 namespace {
@@ -245,7 +247,12 @@ void ElementWalk::noteSteering(Scope& item, const ElementHeader& header, bool is
     } else if (mIsInMeta && tag == kTransferSyntaxTag) {
         const auto uid = header.vr == EVR_UI ? readText(mSource, header) : std::nullopt;
         // To DCMTK an empty value is an unknown syntax, and one of spaces the UID of a private syntax.
-        mSyntaxes.push_back(uid ? DcmXfer(uid->c_str()).getXfer() : EXS_Unknown);
+        const E_TransferSyntax known = uid ? DcmXfer(uid->c_str()).getXfer() : EXS_Unknown;
+        mSyntaxes.push_back(known);
+        if (uid && isHtj2k(*uid)) { // unknown to DCMTK, unless GuardedLoad tells it better
+            mSyntaxes.push_back(transferSyntaxOf(*uid));
+            mStatesHtj2k = true;
+        }
     } else if (item.kind == Kind::MetaInformation && tag == kMetaLengthTag) {
         noteNumber(mGroupLength, item.encoding, header);
         mHasGroupLength = holdsNumber(header);

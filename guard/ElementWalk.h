@@ -33,6 +33,8 @@ class ElementWalk {
     /// The transfer syntaxes that the meta information states. Broken meta information has several, and DCMTK's choice
     /// depends on their order.
     const std::vector<E_TransferSyntax>& syntaxes() const { return mSyntaxes; }
+    /// One of them is HTJ2K.
+    bool statesHtj2k() const { return mStatesHtj2k; }
 
   private:
     enum class Kind { MetaInformation, Dataset, Item, DirectoryRecord, Sequence, PixelSequence };
@@ -96,6 +98,7 @@ class ElementWalk {
     SteeringNumber mGroupLength{};
     bool mHasGroupLength = false;
     std::vector<E_TransferSyntax> mSyntaxes{};
+    bool mStatesHtj2k = false;
     DirectoryLevels mDirectory{};
     SteeringNumber mFirstRecord{};
     std::optional<std::string> mRefusal{};

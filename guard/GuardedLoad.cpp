@@ -2,21 +2,37 @@
 
 #include <memory>
 
+#include "dcmtk/dcmdata/dcdeftag.h"
+#include "dcmtk/dcmdata/dcmetinf.h"
 #include "guard/FileStream.h"
 #include "guard/ParseGuard.h"
+#include "guard/TransferSyntaxes.h"
 
 namespace radvex {
 
 namespace {
 
-OFCondition parse(DcmFileFormat& file, FileStream& stream, Uint32 maxReadLength) {
+/// Reads the meta information before DCMTK does, and the dataset as JPEG 2000 where it states HTJ2K: DCMTK would take
+/// it for uncompressed.
+OFCondition parseHtj2k(DcmFileFormat& file, FileStream& stream, Uint32 maxReadLength) {
+    const OFCondition meta = file.getMetaInfo()->read(stream, EXS_Unknown, EGL_noChange, maxReadLength);
+    const char* syntax = nullptr;
+    if (meta.good() && file.getMetaInfo()->findAndGetString(DCM_TransferSyntaxUID, syntax).good() &&
+        syntax != nullptr && isHtj2k(syntax)) {
+        return file.getDataset()->read(stream, transferSyntaxOf(syntax), EGL_noChange, maxReadLength);
+    }
+    return meta.bad() ? meta : file.read(stream, EXS_Unknown, EGL_noChange, maxReadLength);
+}
+
+OFCondition parse(DcmFileFormat& file, FileStream& stream, Uint32 maxReadLength, bool statesHtj2k) {
     if (const OFCondition cleared = file.clear(); cleared.bad()) {
         return cleared;
     }
     const E_FileReadMode formerMode = file.getReadMode();
     file.setReadMode(ERM_autoDetect);
     file.transferInit();
-    const OFCondition loaded = file.read(stream, EXS_Unknown, EGL_noChange, maxReadLength);
+    const OFCondition loaded = statesHtj2k ? parseHtj2k(file, stream, maxReadLength)
+                                           : file.read(stream, EXS_Unknown, EGL_noChange, maxReadLength);
     file.transferEnd();
     file.setReadMode(formerMode);
     return loaded;
@@ -33,14 +49,15 @@ std::optional<LoadFailure> load(DcmFileFormat& file, OpenFile& source, Uint32 ma
             file.loadFile(OFFilename(source.path().c_str(), OFTrue), EXS_Unknown, EGL_noChange, maxReadLength);
         return loaded.bad() ? std::optional(LoadFailure{loaded.text()}) : std::nullopt;
     }
-    if (const auto reason = reasonNotToParse(source)) {
+    bool statesHtj2k = false;
+    if (const auto reason = reasonNotToParse(source, {}, &statesHtj2k)) {
         return LoadFailure{*reason, true};
     }
     if (source.hasFailed()) { // what could not be looked through is not parsed either
         return LoadFailure{source.failure()};
     }
     FileStream stream(source);
-    const OFCondition loaded = parse(file, stream, maxReadLength);
+    const OFCondition loaded = parse(file, stream, maxReadLength, statesHtj2k);
     // DCMTK may end well although a read failed: elements that it could not read would be missing. But what it makes of
     // a deflated stream that breaks between two elements is its own matter.
     if (source.hasFailed()) {

@@ -82,12 +82,15 @@ std::vector<E_TransferSyntax> choices(std::vector<E_TransferSyntax> stated) {
 
 } // namespace
 
-std::optional<std::string> reasonNotToParse(OpenFile& file, const ParseLimits& limits) {
+std::optional<std::string> reasonNotToParse(OpenFile& file, const ParseLimits& limits, bool* statesHtj2k) {
     FileSource source(file);
     skipPreamble(source);
     ElementWalk meta(source, limits);
     if (!meta.walkMetaInformation(encodingOf(DcmXfer(SyntaxGuess::at(source))))) {
         return meta.refusal();
+    }
+    if (statesHtj2k != nullptr) {
+        *statesHtj2k = meta.statesHtj2k();
     }
     const std::uint64_t start = source.offset();
     const auto syntaxes = choices(meta.syntaxes());

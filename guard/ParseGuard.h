@@ -29,8 +29,10 @@ struct ParseLimits {
 /// The file must not change between the check and the load. All other errors are left to DCMTK. A file that
 /// cannot be read (see OpenFile::hasFailed) is not checked.
 ///
+/// @param statesHtj2k  becomes true when the meta information states HTJ2K, of which DCMTK has to be told
 /// @return the reason to refuse the file, as a part of a sentence for OpenFileError; nothing when DCMTK may load it
-std::optional<std::string> reasonNotToParse(OpenFile& file, const ParseLimits& limits = {});
+std::optional<std::string> reasonNotToParse(OpenFile& file, const ParseLimits& limits = {},
+                                            bool* statesHtj2k = nullptr);
 /// Checks the file of a path. A path without a plain file gives no reason to refuse it.
 std::optional<std::string> reasonNotToParse(const std::string& path, const ParseLimits& limits = {});
 

@@ -14,6 +14,7 @@
 #include "dcmtk/oflog/nullap.h"
 #include "dicom/exports/LibraryErrors.h"
 #include "dicom/exports/Radvex.h"
+#include "dicom/pixels/Jpeg2000Decoder.h"
 #include "dicom/readers/DcmReaderCache.h"
 
 using radvex::dcmReaderCache;
@@ -64,6 +65,7 @@ void registerDecoders() {
                                           OFFalse);
     DJLSDecoderRegistration::registerCodecs(EJLSUC_default, EJLSPC_restore, OFFalse, OFFalse);
     DcmRLEDecoderRegistration::registerCodecs(OFFalse, OFFalse);
+    radvex::registerJpeg2000Decoders();
 }
 
 void cleanupCodecs() {
@@ -73,6 +75,7 @@ void cleanupCodecs() {
     DJDecoderRegistration::cleanup();
     DJLSDecoderRegistration::cleanup();
     DcmRLEDecoderRegistration::cleanup();
+    radvex::cleanupJpeg2000Decoders();
 }
 
 } // namespace

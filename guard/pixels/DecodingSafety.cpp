@@ -10,7 +10,9 @@
 #include "dcmtk/dcmdata/dcstack.h"
 #include "dcmtk/dcmdata/dcxfer.h"
 #include "guard/pixels/EncodedPixels.h"
+#include "guard/pixels/FrameFragments.h"
 #include "guard/pixels/ImagePixelAttributes.h"
+#include "guard/pixels/Jpeg2000Codestream.h"
 #include "guard/pixels/JpegSegments.h"
 
 namespace radvex {
@@ -22,6 +24,8 @@ using Bytes = std::span<const Uint8>;
 bool isJpeg(E_TransferSyntax syntax) { return syntax >= EXS_JPEGProcess1 && syntax <= EXS_JPEGProcess14SV1; }
 
 bool isJpegLs(E_TransferSyntax syntax) { return syntax == EXS_JPEGLSLossless || syntax == EXS_JPEGLSLossy; }
+
+bool isJpeg2000(E_TransferSyntax syntax) { return syntax == EXS_JPEG2000LosslessOnly || syntax == EXS_JPEG2000; }
 
 /// The fragments in a transfer syntax; null when there are none.
 DcmPixelSequence* fragmentsOf(DcmPixelData& pixels, E_TransferSyntax syntax) {
@@ -65,6 +69,9 @@ double bytesOfDecodedSample(const ImagePixelAttributes& attributes, E_TransferSy
     if (isJpeg(syntax)) {
         return codedBits > 8 ? 2.0 : 1.0;
     }
+    if (isJpeg2000(syntax)) {
+        return bits > 8.0 || codedBits > 8 ? 2.0 : 1.0;
+    }
     if (isJpegLs(syntax)) {
         return std::max<double>(bits, attributes.numberOr(8, DCM_BitsStored)) > 8.0 ? 2.0 : 1.0;
     }
@@ -80,18 +87,38 @@ std::string problemOfJpeg(const ImagePixelAttributes& attributes, const JpegSegm
     return isTooLarge ? "the JPEG frame is larger than the image" : "";
 }
 
+/// @param bits  receives the bits of a sample
+std::string problemOfJpeg2000(DcmItem& item, DcmPixelSequence& fragments, std::size_t frames, int& bits) {
+    const ImagePixelAttributes attributes(item);
+    std::vector<Uint8> joined;
+    for (const FrameFragments& frame : fragmentsOfFrames(item, fragments, frames)) {
+        const Jpeg2000Codestream codestream(bytesOfFrame(frame, joined));
+        if (!codestream.problem().empty()) {
+            return codestream.problem();
+        }
+        if (codestream.rows() != attributes.numberOr(0, DCM_Rows) ||
+            codestream.columns() != attributes.numberOr(0, DCM_Columns) ||
+            codestream.components() != attributes.numberOr(0, DCM_SamplesPerPixel)) {
+            return "its JPEG 2000 codestream has another size than the image";
+        }
+        bits = std::max(bits, codestream.precision());
+    }
+    return "";
+}
+
 /// Bytes that a decoder makes beyond what the compressed ones are plausible for: memory that a file of a few bytes
 /// claims.
 double spareBytes(const ImagePixelAttributes& attributes, E_TransferSyntax syntax, double decoded, double held,
                   double frames) {
     constexpr double kMaxRatio = 1000.0;
-    constexpr double kMaxRatioOfJpegLs = 10000.0;
+    constexpr double kMaxRatioOfSparse = 10000.0; // empty pictures take very few bytes
     constexpr double kMaxOfEmptyLines = 1024.0 * 1024 * 1024;
     const double lines = frames * attributes.numberOr(1, DCM_Rows);
     if (isJpegLs(syntax) && held * 8.0 >= lines && decoded <= kMaxOfEmptyLines) {
         return 0.0; // a line of one value is one bit
     }
-    return std::max(0.0, decoded - held * (isJpegLs(syntax) ? kMaxRatioOfJpegLs : kMaxRatio));
+    const bool isSparse = isJpegLs(syntax) || isJpeg2000(syntax);
+    return std::max(0.0, decoded - held * (isSparse ? kMaxRatioOfSparse : kMaxRatio));
 }
 
 /// With an offset table, DCMTK counts out each frame of JPEG-LS from the first fragment.
@@ -119,15 +146,23 @@ std::string problemOfPixels(DcmItem& item, DcmPixelData& pixels, E_TransferSynta
             return problem;
         }
     }
+    int codedBits = segments.mostBits();
     // The first item is the offset table. Decoders make no more frames than there are fragments.
     const double count = std::max(1.0, static_cast<double>(fragments->card()) - 1.0);
     const double frames = std::min(attributes.frames(), count);
-    const double decoded =
-        attributes.samplesOfFrame() * frames * bytesOfDecodedSample(attributes, syntax, segments.mostBits());
+    if (isJpeg2000(syntax)) {
+        if (std::string problem = problemOfJpeg2000(item, *fragments, static_cast<std::size_t>(frames), codedBits);
+            !problem.empty()) {
+            return problem;
+        }
+    }
+    const double decoded = attributes.samplesOfFrame() * frames * bytesOfDecodedSample(attributes, syntax, codedBits);
     if (decoded > kMaxDecodedBytes) {
         return "its pixels are more than 4 GiB";
     }
-    spare += spareBytes(attributes, syntax, decoded, static_cast<double>(encodedBytes(*fragments)), frames);
+    // OpenJPEG holds a frame in words of 32 bits, twice.
+    const double working = isJpeg2000(syntax) ? attributes.samplesOfFrame() * 2.0 * sizeof(Sint32) : 0.0;
+    spare += spareBytes(attributes, syntax, decoded + working, static_cast<double>(encodedBytes(*fragments)), frames);
     if (spare > kMaxMissingBytes) {
         return "its compressed pixels are too few for its size";
     }
@@ -139,7 +174,7 @@ std::string problemOfPixels(DcmItem& item, DcmPixelData& pixels, E_TransferSynta
 std::string reasonNotToDecode(DcmDataset& dataset) {
     constexpr std::size_t kMaxPictures = 5000; // DCMTK looks for each from the first item on
     const E_TransferSyntax syntax = dataset.getCurrentXfer();
-    if (!isJpeg(syntax) && !isJpegLs(syntax) && syntax != EXS_RLELossless) {
+    if (!isJpeg(syntax) && !isJpegLs(syntax) && !isJpeg2000(syntax) && syntax != EXS_RLELossless) {
         return ""; // there is no decoder
     }
     const auto all = allPixels(dataset);

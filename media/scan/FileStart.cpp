@@ -78,15 +78,24 @@ std::string FileStart::uidOf(std::string_view element) const {
 
 std::string undecodedSyntaxName(std::string_view uid) {
     constexpr std::string_view kEncapsulated = "1.2.840.10008.1.2.4.";
-    constexpr std::pair<int, const char*> kNames[] = {
-        {90, "JPEG 2000"},        {91, "JPEG 2000"},   {92, "JPEG 2000 Part 2"},
-        {93, "JPEG 2000 Part 2"}, {94, "JPIP"},        {95, "JPIP"},
-        {100, "MPEG-2"},          {101, "MPEG-2"},     {102, "MPEG-4 AVC"},
-        {103, "MPEG-4 AVC"},      {104, "MPEG-4 AVC"}, {105, "MPEG-4 AVC"},
-        {106, "MPEG-4 AVC"},      {107, "HEVC"},       {108, "HEVC"},
-        {110, "JPEG XL"},         {111, "JPEG XL"},    {112, "JPEG XL"},
-        {201, "HTJ2K"},           {202, "HTJ2K"},      {203, "HTJ2K"},
-        {204, "HTJ2K"},           {205, "HTJ2K"}};
+    constexpr std::pair<int, const char*> kNames[] = {{92, "JPEG 2000 Part 2"},
+                                                      {93, "JPEG 2000 Part 2"},
+                                                      {94, "JPIP"},
+                                                      {95, "JPIP"},
+                                                      {100, "MPEG-2"},
+                                                      {101, "MPEG-2"},
+                                                      {102, "MPEG-4 AVC"},
+                                                      {103, "MPEG-4 AVC"},
+                                                      {104, "MPEG-4 AVC"},
+                                                      {105, "MPEG-4 AVC"},
+                                                      {106, "MPEG-4 AVC"},
+                                                      {107, "HEVC"},
+                                                      {108, "HEVC"},
+                                                      {110, "JPEG XL"},
+                                                      {111, "JPEG XL"},
+                                                      {112, "JPEG XL"},
+                                                      {204, "HTJ2K"},
+                                                      {205, "HTJ2K"}};
     if (!uid.starts_with(kEncapsulated)) {
         return "";
     }

@@ -1,0 +1,137 @@
+#include "dicom/pixels/Jpeg2000Picture.h"
+
+#include <openjpeg.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <string_view>
+
+namespace radvex {
+
+namespace {
+
+using Bytes = std::span<const Uint8>;
+
+/// Where OpenJPEG has got to in a codestream.
+struct Place {
+    Bytes bytes;
+    std::size_t offset = 0;
+};
+
+OPJ_SIZE_T readFrom(void* into, OPJ_SIZE_T count, void* source) {
+    auto& place = *static_cast<Place*>(source);
+    const std::size_t size = std::min<std::size_t>(count, place.bytes.size() - place.offset);
+    if (size == 0) {
+        return static_cast<OPJ_SIZE_T>(-1); // the end
+    }
+    std::memcpy(into, place.bytes.data() + place.offset, size);
+    place.offset += size;
+    return size;
+}
+
+OPJ_OFF_T skipIn(OPJ_OFF_T count, void* source) {
+    auto& place = *static_cast<Place*>(source);
+    if (count < 0 || static_cast<std::uint64_t>(count) > place.bytes.size() - place.offset) {
+        return -1;
+    }
+    place.offset += static_cast<std::size_t>(count);
+    return count;
+}
+
+OPJ_BOOL seekIn(OPJ_OFF_T offset, void* source) {
+    auto& place = *static_cast<Place*>(source);
+    if (offset < 0 || static_cast<std::uint64_t>(offset) > place.bytes.size()) {
+        return OPJ_FALSE;
+    }
+    place.offset = static_cast<std::size_t>(offset);
+    return OPJ_TRUE;
+}
+
+/// Keeps the first sentence.
+void keep(const char* message, void* problem) noexcept {
+    auto& kept = *static_cast<std::string*>(problem);
+    if (kept.empty() && message != nullptr) {
+        kept = message;
+        kept.erase(kept.find_last_not_of(" \n.") + 1);
+    }
+}
+
+/// OpenJPEG warns and goes on where it leaves out what it cannot read. Only these change nothing in the picture.
+void keepUnlessHarmless(const char* message, void* problem) noexcept {
+    constexpr std::array<std::string_view, 4> kHarmless{
+        "Unknown marker", "Empty SOT marker detected", "Non conformant codestream TPsot==TNsot",
+        "Stream does not end with EOC"}; // all parts of all tiles are known to be there
+    const std::string_view text(message == nullptr ? "" : message);
+    if (std::none_of(kHarmless.begin(), kHarmless.end(),
+                     [&](std::string_view start) { return text.substr(0, start.size()) == start; })) {
+        keep(message, problem);
+    }
+}
+
+struct StreamDeleter {
+    void operator()(opj_stream_t* stream) const { opj_stream_destroy(stream); }
+};
+
+struct CodecDeleter {
+    void operator()(opj_codec_t* codec) const { opj_destroy_codec(codec); }
+};
+
+} // namespace
+
+void Jpeg2000Picture::Deleter::operator()(opj_image* image) const { opj_image_destroy(image); }
+
+Jpeg2000Picture::Jpeg2000Picture(std::span<const Uint8> codestream) {
+    decode(codestream);
+    if (!mImage && mProblem.empty()) {
+        mProblem = "OpenJPEG gives no reason";
+    }
+}
+
+Jpeg2000Picture::~Jpeg2000Picture() = default;
+
+void Jpeg2000Picture::decode(std::span<const Uint8> codestream) {
+    Place place{codestream};
+    const std::unique_ptr<opj_stream_t, StreamDeleter> stream(opj_stream_default_create(OPJ_TRUE));
+    const std::unique_ptr<opj_codec_t, CodecDeleter> codec(opj_create_decompress(OPJ_CODEC_J2K));
+    if (!stream || !codec) {
+        mProblem = "no memory";
+        return;
+    }
+    opj_stream_set_user_data(stream.get(), &place, nullptr);
+    opj_stream_set_user_data_length(stream.get(), codestream.size());
+    opj_stream_set_read_function(stream.get(), readFrom);
+    opj_stream_set_skip_function(stream.get(), skipIn);
+    opj_stream_set_seek_function(stream.get(), seekIn);
+    opj_set_error_handler(codec.get(), keep, &mProblem);
+    opj_set_warning_handler(codec.get(), keepUnlessHarmless, &mProblem);
+
+    opj_dparameters_t parameters;
+    opj_set_default_decoder_parameters(&parameters);
+    opj_image_t* image = nullptr;
+    bool isDecoded = opj_setup_decoder(codec.get(), &parameters) != OPJ_FALSE &&
+                     opj_decoder_set_strict_mode(codec.get(), OPJ_TRUE) != OPJ_FALSE &&
+                     opj_read_header(stream.get(), codec.get(), &image) != OPJ_FALSE;
+    mImage.reset(image);
+    isDecoded = isDecoded && opj_decode(codec.get(), stream.get(), image) != OPJ_FALSE &&
+                opj_end_decompress(codec.get(), stream.get()) != OPJ_FALSE;
+    if (!isDecoded || !mProblem.empty()) {
+        mImage.reset();
+    }
+}
+
+bool Jpeg2000Picture::hasRunOutOfMemory() const { return mProblem.find("memory") != std::string::npos; }
+
+std::size_t Jpeg2000Picture::components() const { return mImage ? mImage->numcomps : 0; }
+
+std::span<const std::int32_t> Jpeg2000Picture::samples(std::size_t component, std::size_t columns,
+                                                       std::size_t rows) const {
+    if (component >= components()) {
+        return {};
+    }
+    const opj_image_comp_t& found = mImage->comps[component];
+    const bool isOfSize = found.w == columns && found.h == rows && found.data != nullptr;
+    return isOfSize ? std::span<const std::int32_t>(found.data, columns * rows) : std::span<const std::int32_t>();
+}
+
+} // namespace radvex

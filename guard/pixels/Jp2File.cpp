@@ -1,0 +1,84 @@
+#include "guard/pixels/Jp2File.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <optional>
+#include <string_view>
+
+namespace radvex {
+
+namespace {
+
+using Bytes = std::span<const Uint8>;
+
+std::uint64_t number(Bytes bytes, std::size_t offset, std::size_t size) {
+    std::uint64_t value = 0;
+    for (std::size_t index = 0; index < size; ++index) {
+        value = value << 8 | bytes[offset + index];
+    }
+    return value;
+}
+
+/// I.4
+struct Box {
+    std::string_view kind;
+    Bytes content;
+    Bytes rest;
+};
+
+/// Nothing where the bytes do not hold a whole box.
+std::optional<Box> boxAt(Bytes bytes) {
+    constexpr std::size_t kHeader = 8;
+    constexpr std::size_t kLongHeader = 16;
+    if (bytes.size() < kHeader) {
+        return std::nullopt;
+    }
+    std::uint64_t length = number(bytes, 0, 4);
+    std::size_t header = kHeader;
+    if (length == 1 && bytes.size() >= kLongHeader) {
+        length = number(bytes, kHeader, 8);
+        header = kLongHeader;
+    } else if (length == 0) { // to the end
+        length = bytes.size();
+    }
+    if (length < header || length > bytes.size()) {
+        return std::nullopt;
+    }
+    const auto end = static_cast<std::size_t>(length);
+    return Box{
+        {reinterpret_cast<const char*>(bytes.data()) + 4, 4}, bytes.subspan(header, end - header), bytes.subspan(end)};
+}
+
+/// I.5.3.4 to 6
+bool rearranges(const Box& box) {
+    constexpr std::size_t kEntry = 6;
+    bool isInOrder = true;
+    for (std::size_t at = 2, channel = 0; box.kind == "cdef" && at + kEntry <= box.content.size(); at += kEntry) {
+        isInOrder = isInOrder && number(box.content, at, 2) == channel && number(box.content, at + 4, 2) == channel + 1;
+        ++channel;
+    }
+    return box.kind == "pclr" || box.kind == "cmap" || !isInOrder;
+}
+
+} // namespace
+
+Jp2Content contentOfJp2(std::span<const Uint8> bytes) {
+    constexpr std::string_view kSignature("\0\0\0\x0CjP  ", 8);
+    Jp2Content found{bytes};
+    if (bytes.size() < kSignature.size() || std::memcmp(bytes.data(), kSignature.data(), kSignature.size()) != 0) {
+        return found;
+    }
+    for (auto box = boxAt(bytes); box && box->kind != "jp2c"; box = boxAt(box->rest)) {
+        found.codestream = box->rest;
+        for (auto inner = box->kind == "jp2h" ? boxAt(box->content) : std::nullopt; inner; inner = boxAt(inner->rest)) {
+            found.rearrangesComponents = found.rearrangesComponents || rearranges(*inner);
+        }
+    }
+    if (const auto box = boxAt(found.codestream); box && box->kind == "jp2c") {
+        found.codestream = box->content;
+    }
+    return found;
+}
+
+} // namespace radvex
