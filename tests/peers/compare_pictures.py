@@ -27,6 +27,7 @@ WINDOWS = {  # scaling tensor, and the same wish to the tools
     "explicit": ([400.0, 40.0], ["+Ww", "40", "400"]),
 }
 DEPTHS = {"u8": ("u1", ["+opb"]), "u16": ("<u2", ["+opw"]), "f32": ("<f4", ["+opn", "32"])}
+JPEG2000 = {"1.2.840.10008.1.2.4.90", "1.2.840.10008.1.2.4.91"}
 JPEG_LS = {"1.2.840.10008.1.2.4.80", "1.2.840.10008.1.2.4.81"}
 
 
@@ -72,7 +73,10 @@ def read_pnm(path):
 
 
 def theirs(path, syntax, frame, window, depth, folder):
-    """The picture of DCMTK's tool for this compression, or its last words."""
+    """The picture of DCMTK's tool for this compression, or its last words. JPEG 2000 is decompressed by GDCM before."""
+    if syntax in JPEG2000:
+        original, path = path, os.path.join(folder, "raw.dcm")
+        subprocess.run(["gdcmconv", "--raw", original, path], stderr=subprocess.DEVNULL, check=False)
     tool = "dcml2pnm" if syntax in JPEG_LS else "dcmj2pnm"
     output = os.path.join(folder, "picture.pnm")
     run = subprocess.run([tool, "-O", "+F", str(frame + 1), *window, *depth, path, output], capture_output=True, text=True,
