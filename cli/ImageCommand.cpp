@@ -182,9 +182,9 @@ void run(Session& session, const ImageOptions& options) {
 void addImageCommand(const CommandLine& program, Session& session) {
     const auto [command, options] =
         addCommand<ImageOptions>(program, session, "image", "Render a file as PNG, or describe its picture", run);
-    command.addRequired("FILE", options.file, "DICOM file");
+    command.addRequired("FILE", options.file, "DICOM file", Takes::File);
     command.addOption("-o,--output", options.output,
-                      "PNG to write; several frames become numbered files; - for the standard output");
+                      "PNG to write; several frames become numbered files; - for the standard output", Takes::File);
     options.picture.addTo(command);
     options.rule.addTo(command);
     command.addFlag("--sheet", options.sheet, "All frames in one picture");

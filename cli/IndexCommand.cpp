@@ -3,6 +3,7 @@
 #include "cli/Commands.h"
 #include "cli/ProgressBar.h"
 #include "cli/arguments/Files.h"
+#include "cli/arguments/MediumOptions.h"
 #include "cli/arguments/OutputRule.h"
 #include "files/Errors.h"
 #include "files/OutputFile.h"
@@ -39,15 +40,16 @@ formats::Json toJson(const media::FolderIndex& index) {
 void run(Session& session, const IndexOptions& options) {
     const media::FolderIndex index = media::indexFolder(options.folder, options.output, options.rule.isForced(),
                                                         options.jobs.count(), ProgressBar::forEachWork());
-    for (const std::string& sentence : media::sentencesOf(index.leftOut)) {
-        printError(sentence);
-    }
+    tellLeftOut(index.leftOut);
     if (index.files.empty()) {
         throw FileError(options.folder + " holds no DICOM file that can be indexed; nothing was written.");
     }
     session.endFiles(index.files.size(), index.leftOut.refused.size());
     if (options.json) {
         std::cout << formats::dumpJson(toJson(index)) << '\n';
+        return;
+    }
+    if (Messages::ofThisRun().isQuiet) {
         return;
     }
     std::cout << formats::printable(index.dicomdir) << ": "
@@ -62,9 +64,10 @@ void run(Session& session, const IndexOptions& options) {
 void addIndexCommand(const CommandLine& program, Session& session) {
     const auto [command, options] =
         addCommand<IndexOptions>(program, session, "index", "Write a DICOMDIR for a plain folder", run);
-    command.addRequired("FOLDER", options.folder, "Folder of DICOM files and of folders that hold some");
+    command.addRequired("FOLDER", options.folder, "Folder of DICOM files and of folders that hold some", Takes::Folder);
     command.addRequired("-o,--output", options.output,
-                        "Folder for the DICOMDIR and a symbolic link to each file; made when it is missing");
+                        "Folder for the DICOMDIR and a symbolic link to each file; made when it is missing",
+                        Takes::Folder);
     options.rule.addTo(command);
     options.jobs.addTo(command);
     command.addFlag("--json", options.json, "List indexed, skipped and refused files as JSON");

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "cli/Messages.h"
 #include "cli/Terminal.h"
 #include "formats/json/Text.h"
 
@@ -48,11 +49,17 @@ std::string line(const std::string& what, std::size_t done, std::size_t total, c
 ProgressBar::ProgressBar(const std::string& what, int descriptor, Clock::time_point start)
     : mWhat(formats::printable(what)),
       mDescriptor(descriptor),
-      mIsTerminal(isTerminal(descriptor)),
+      mIsTerminal(isTerminal(descriptor) && !Messages::ofThisRun().isQuiet),
       mStart(start),
       mNext(start + kDelay) {}
 
-ProgressBar::~ProgressBar() { hide(); }
+ProgressBar::~ProgressBar() {
+    hide();
+    if (mDone > 0) {
+        const std::chrono::duration<double> passed = Clock::now() - mStart;
+        Messages::tell(mWhat + ": " + std::to_string(mDone) + " in " + secondsText(passed.count()));
+    }
+}
 
 void ProgressBar::hide() {
     if (mIsDrawn) {
@@ -62,6 +69,7 @@ void ProgressBar::hide() {
 }
 
 void ProgressBar::show(std::size_t done, std::size_t total) {
+    mDone = done;
     if (!mIsTerminal) {
         return;
     }

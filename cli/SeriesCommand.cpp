@@ -268,9 +268,10 @@ void run(Session& session, const SeriesOptions& options) {
 void addSeriesCommand(const CommandLine& program, Session& session) {
     const auto [command, options] = addCommand<SeriesOptions>(
         program, session, "series", "Write a picture of every image of a medium or a folder", run);
-    command.addRequired("MEDIUM", options.medium, "DICOMDIR, or a folder of DICOM files");
+    command.addRequired("MEDIUM", options.medium, "DICOMDIR, or a folder of DICOM files", Takes::Path);
     command.addRequired("-o,--output", options.output,
-                        "Folder to write to; each series gets a folder with pictures numbered in slice order");
+                        "Folder to write to; each series gets a folder with pictures numbered in slice order",
+                        Takes::Folder);
     options.selection.addTo(command);
     options.picture.addSeriesWindowTo(command);
     options.picture.addOverlaysTo(command);

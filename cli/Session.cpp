@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <iostream>
 
+#include "cli/Messages.h"
 #include "formats/json/Text.h"
 
 namespace radvex::cli {
@@ -14,7 +15,9 @@ void printError(const std::string& message) {
 
 velmora::Host& Session::host() {
     if (mHost == nullptr) {
-        mHost = velmora::Host::load(library(), velmora::radvexDeclarations());
+        const std::string path = library();
+        Messages::tell("The library is " + path + '.');
+        mHost = velmora::Host::load(path, velmora::radvexDeclarations());
     }
     return *mHost;
 }

@@ -181,23 +181,27 @@ void addWriteCommand(const CommandLine& program, Session& session) {
         addCommand<WriteOptions>(program, session, "write", "Make a DICOM file from pictures", run);
     options.pictures.addTo(command, "PICTURE",
                            "PNG (grey or RGB) or .npy (bool, u1, u2, f4, f8); more become further frames");
-    command.addRequired("-o,--output", options.output, "DICOM file to write; - for the standard output");
+    command.addRequired("-o,--output", options.output, "DICOM file to write; - for the standard output", Takes::File);
     options.rule.addTo(command);
     command.addOption("--axes", options.axes,
                       "Axes of .npy files, such as frames,rows,columns; by themselves [a][b][3] is rows, columns and "
                       "RGB, any other [a][b][c] frames, rows and columns");
-    command.addRepeatable("--tag", options.tags, "Attribute as KEYWORD=VALUE, several values as A\\B");
+    command.addRepeatable("--tag", options.tags, "Attribute as KEYWORD=VALUE, several values as A\\B",
+                          Takes::Assignment);
     command.addOption("--meta", options.metadata,
                       "Attributes as JSON, as 'radvex tags --json' or 'radvex tags --dicom-json' prints them; an equal "
-                      "--tag takes precedence");
+                      "--tag takes precedence",
+                      Takes::File);
     command.addRepeatable("--overlay", options.overlays,
-                          "PNG or .npy to lay over the picture; every value but 0 is set");
+                          "PNG or .npy to lay over the picture; every value but 0 is set", Takes::File);
     command.addRepeatable(
         "--overlay-option", options.overlayProperties,
         "[NUMBER:]PROPERTY=VALUE of one overlay or of all: OriginRow, OriginColumn, ImageFrameOrigin, "
         "OverlayType, OverlayDescription, OverlaySubtype, OverlayLabel");
     command.addOption("--compress", options.compression, "NAME[:P1[,P2]]: " + formats::compressionHelp());
-    command.addRepeatable("--default", options.defaults, "Default value as KEYWORD=VALUE; see 'radvex defaults'");
+    command.suggest("--compress", formats::compressionNames());
+    command.addRepeatable("--default", options.defaults, "Default value as KEYWORD=VALUE; see 'radvex defaults'",
+                          Takes::Assignment);
     command.addExample("radvex write picture.png -o out.dcm --meta tags.json",
                        "a DICOM file with attributes from JSON");
 }

@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "cli/Commands.h"
+#include "cli/help/HelpPages.h"
 #include "cli/tags/TagPath.h"
 #include "files/EndSignals.h"
 #include "files/Errors.h"
@@ -31,26 +32,33 @@ constexpr Commands kCommands[] = {
     {"diff", addDiffCommand},           {"write", addWriteCommand},
     {"defaults", addDefaultsCommand},   {"keyword number vr", addDictionaryCommands},
     {"errors", addErrorsCommand},       {"call", addCallCommand},
-    {"view", addViewCommand},
+    {"view", addViewCommand},           {"completion", addCompletionCommand},
 };
 
 int run(int argc, char** argv) {
     Session session;
     const CommandLine program("radvex", "Read and write DICOM images and their metadata.");
-    program.addVersion(RADVEX_VERSION);
-    program.addOption("--library", session.libraryPath, "Radvex.so to use instead of the one beside this command");
+    program.addOption("--library", session.libraryPath, "Radvex.so to use instead of the one beside this command",
+                      Takes::File);
+    Messages::addTo(program);
+    program.addVersion([] { return std::string(RADVEX_VERSION); });
     program.setFooter("Exit status: 0 all done; 1 something that was asked for is not there or cannot be done; 2 wrong "
                       "usage; 3 done but for files that are named on standard error.");
     // Most runs need one command; the options of all would take longer than the rest of the start.
     const std::string word = argc > 1 ? argv[1] : "";
-    const bool isKnown = std::ranges::any_of(kCommands, [&](const Commands& each) { return each.has(word); });
+    const bool isKnown =
+        word != "completion" && std::ranges::any_of(kCommands, [&](const Commands& each) { return each.has(word); });
     for (const Commands& each : kCommands) {
         if (!isKnown || each.has(word)) {
             each.add(program, session);
         }
     }
     try {
-        const std::optional<int> answered = program.run(std::vector<std::string>(argv + 1, argv + argc));
+        const std::vector<std::string> words(argv + 1, argv + argc);
+        if (const auto answered = answerHelpPages(program, words)) {
+            return *answered;
+        }
+        const std::optional<int> answered = program.run(words);
         return answered ? *answered : session.status();
     } catch (const radvex::UsageError& error) {
         printError(error.what());

@@ -31,7 +31,7 @@ class UnreadFile : public FileError {
 void FileArguments::addTo(const CommandLine& command, const std::string& name, const std::string& description) {
     mCommand = command;
     mName = name;
-    command.addOption(name, mFirst, description + "; @LIST: the files that LIST names, one a line");
+    command.addOption(name, mFirst, description + "; @LIST: the files that LIST names, one a line", Takes::Path);
     command.addFlag("-0,--null", mFromInput,
                     "Read more names from the standard input, with a zero character behind each, as from find -print0");
     command.allowMore();
