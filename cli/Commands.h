@@ -3,9 +3,9 @@
 #include <memory>
 #include <string>
 
-#include "cli/Messages.h"
 #include "cli/Session.h"
 #include "cli/arguments/CommandLine.h"
+#include "cli/arguments/Messages.h"
 
 namespace radvex::cli {
 
@@ -53,6 +53,7 @@ void addVerifyCommand(const CommandLine& program, Session& session);
 void addTreeCommand(const CommandLine& program, Session& session);
 void addDiffCommand(const CommandLine& program, Session& session);
 void addViewCommand(const CommandLine& program, Session& session);
+void addDoctorCommand(const CommandLine& program, Session& session);
 void addCompletionCommand(const CommandLine& program, Session& session);
 void addSeriesCommand(const CommandLine& program, Session& session);
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <memory>
 
-#include "cli/Messages.h"
 #include "cli/Terminal.h"
+#include "cli/arguments/Messages.h"
 #include "formats/json/Text.h"
 
 namespace radvex::cli {

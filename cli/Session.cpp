@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <iostream>
 
-#include "cli/Messages.h"
+#include "cli/arguments/Messages.h"
 #include "formats/json/Text.h"
 
 namespace radvex::cli {

@@ -7,7 +7,7 @@
 #include <array>
 #include <cstdlib>
 
-#include "cli/Messages.h"
+#include "cli/arguments/Messages.h"
 
 namespace radvex::cli {
 

@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "cli/Commands.h"
+#include "cli/doctor/LibraryVersions.h"
 #include "cli/help/HelpPages.h"
 #include "cli/tags/TagPath.h"
 #include "files/EndSignals.h"
@@ -33,7 +34,23 @@ constexpr Commands kCommands[] = {
     {"defaults", addDefaultsCommand},   {"keyword number vr", addDictionaryCommands},
     {"errors", addErrorsCommand},       {"call", addCallCommand},
     {"view", addViewCommand},           {"completion", addCompletionCommand},
+    {"doctor", addDoctorCommand},
 };
+
+/// The version alone, for scripts; with --verbose, a line for each library behind it.
+std::string versionText(Session& session) {
+    if (!Messages::ofThisRun().isVerbose) {
+        return RADVEX_VERSION;
+    }
+    try {
+        (void)session.host(); // loads those that only the library needs
+    } catch (const std::exception& error) {
+        printError(error.what());
+    }
+    std::string text = RADVEX_VERSION + std::string("\n") + versionLines();
+    text.pop_back();
+    return text;
+}
 
 int run(int argc, char** argv) {
     Session session;
@@ -41,7 +58,7 @@ int run(int argc, char** argv) {
     program.addOption("--library", session.libraryPath, "Radvex.so to use instead of the one beside this command",
                       Takes::File);
     Messages::addTo(program);
-    program.addVersion([] { return std::string(RADVEX_VERSION); });
+    program.addVersion([&session] { return versionText(session); });
     program.setFooter("Exit status: 0 all done; 1 something that was asked for is not there or cannot be done; 2 wrong "
                       "usage; 3 done but for files that are named on standard error.");
     // Most runs need one command; the options of all would take longer than the rest of the start.

@@ -1,7 +1,7 @@
 #include "cli/arguments/MediumOptions.h"
 
-#include "cli/Messages.h"
 #include "cli/ProgressBar.h"
+#include "cli/arguments/Messages.h"
 #include "files/Errors.h"
 #include "formats/json/Text.h"
 #include "media/FolderIndex.h"

@@ -1,4 +1,4 @@
-#include "cli/Messages.h"
+#include "cli/arguments/Messages.h"
 
 #include <cstdio>
 
