@@ -1,8 +1,12 @@
+#include <unistd.h>
+
 #include <cmath>
 #include <filesystem>
 #include <iostream>
 
 #include "cli/Commands.h"
+#include "cli/ProgressBar.h"
+#include "cli/Terminal.h"
 #include "cli/arguments/Files.h"
 #include "cli/arguments/Words.h"
 #include "compare/ComparisonReport.h"
@@ -99,8 +103,8 @@ class DiffRun {
         const auto by = mOptions.by == "position" ? compare::PairBy::position
                         : mOptions.by == "name"   ? compare::PairBy::name
                                                   : compare::PairBy::instance;
-        const compare::FilePairs found =
-            compare::pairFiles(mSession.host(), mOptions.first, mOptions.second, by, mOptions.jobs.count());
+        const compare::FilePairs found = compare::pairFiles(mSession.host(), mOptions.first, mOptions.second, by,
+                                                            mOptions.jobs.count(), ProgressBar::forEachWork());
         for (const media::RefusedFile& file : found.refused) {
             trouble(file.path, file.reason);
         }
@@ -140,7 +144,10 @@ class DiffRun {
             return workers::toParcel(
                 compare::compareFiles(mSession.host(), pairs[index].first, pairs[index].second, mSettings));
         };
+        ProgressBar bar("Comparing files",
+                        isTerminal(STDOUT_FILENO) ? -1 : STDERR_FILENO); // what differs shows it there
         workers::forEachInBlocks(jobs, pairs.size(), work, [&](std::size_t index, const workers::WorkResult& result) {
+            bar.show(index + 1, pairs.size());
             take(pairs[index], result);
         });
     }

@@ -2,6 +2,7 @@
 #include <iostream>
 
 #include "cli/Commands.h"
+#include "cli/ProgressBar.h"
 #include "cli/arguments/Files.h"
 #include "cli/arguments/OutputNames.h"
 #include "cli/arguments/OutputRule.h"
@@ -145,7 +146,9 @@ std::vector<std::string> writePictures(const ImageOptions& options, const Readin
         pictures = {formats::contactSheet(pictures)};
     }
     std::vector<std::string> names = namesOf(options, static_cast<std::size_t>(reading.firstFrame), pictures.size());
+    ProgressBar progress("Writing pictures");
     for (std::size_t index = 0; index < names.size(); ++index) {
+        progress.show(index + 1, names.size());
         formats::writePng(options.rule.to(names[index]), pictures[index]);
     }
     return names;

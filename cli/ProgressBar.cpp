@@ -14,7 +14,6 @@ namespace {
 constexpr std::chrono::milliseconds kPause{100};
 constexpr std::chrono::milliseconds kDelay{700}; // work that is done sooner needs no bar
 constexpr std::size_t kBarWidth = 20;
-constexpr const char* kErase = "\r\x1B[K";
 
 /// Ignores errors: a bar that is not drawn is no loss.
 void put(int descriptor, const std::string& text) {
@@ -63,9 +62,14 @@ ProgressBar::~ProgressBar() {
 
 void ProgressBar::hide() {
     if (mIsDrawn) {
-        put(mDescriptor, kErase);
-        mIsDrawn = false;
+        put(mDescriptor, kEraseLine);
+        setDrawn(false);
     }
+}
+
+void ProgressBar::setDrawn(bool isDrawn) {
+    mIsDrawn = isDrawn;
+    Messages::ofThisRun().hasProgressLine = isDrawn && mDescriptor == STDERR_FILENO;
 }
 
 void ProgressBar::show(std::size_t done, std::size_t total) {
@@ -78,9 +82,9 @@ void ProgressBar::show(std::size_t done, std::size_t total) {
         return;
     }
     mNext = now + kPause;
-    mIsDrawn = true;
+    setDrawn(true);
     put(mDescriptor,
-        kErase + line(mWhat, done, total, timeLeft(now - mStart, done, total), terminalWidth(mDescriptor)));
+        kEraseLine + line(mWhat, done, total, timeLeft(now - mStart, done, total), terminalWidth(mDescriptor)));
 }
 
 workers::Progress ProgressBar::forEachWork() {

@@ -33,6 +33,8 @@ class ProgressBar {
     static workers::Progress forEachWork();
 
   private:
+    void setDrawn(bool isDrawn);
+
     std::string mWhat;
     int mDescriptor;
     bool mIsTerminal;

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <iostream>
+#include <utility>
 
 #include "cli/arguments/Messages.h"
 #include "formats/json/Text.h"
@@ -10,7 +11,8 @@ namespace radvex::cli {
 
 void printError(const std::string& message) {
     std::cout.flush();
-    std::cerr << "radvex: " << formats::printable(message) << '\n';
+    const char* const erased = std::exchange(Messages::ofThisRun().hasProgressLine, false) ? kEraseLine : "";
+    std::cerr << erased << "radvex: " << formats::printable(message) << '\n';
 }
 
 velmora::Host& Session::host() {

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <chrono>
 #include <iostream>
 #include <string_view>
 
@@ -97,8 +98,12 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     radvex::files::removeFoldersOnEndSignals();
+    const auto start = std::chrono::steady_clock::now();
     try {
-        return run(argc, argv);
+        const int status = run(argc, argv);
+        const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - start;
+        Messages::tell("The run took " + secondsText(passed.count()) + '.');
+        return status;
     } catch (const std::exception& error) {
         printError(std::string("The command failed: ") + error.what());
         return radvex::kRefused;

@@ -143,7 +143,9 @@ void FileJobs::forEach(Session& session, const std::vector<std::string>& files, 
     // On a terminal, what is printed shows the progress.
     ProgressBar bar("Reading files", isTerminal(STDOUT_FILENO) ? -1 : STDERR_FILENO);
     if (files.size() == 1 || most == 0) {
+        std::size_t shown = 0;
         for (const std::string& file : files) {
+            bar.show(++shown, files.size());
             try {
                 print(file, readExplained(read, file));
                 ++done;
@@ -158,12 +160,11 @@ void FileJobs::forEach(Session& session, const std::vector<std::string>& files, 
     workers::forEachInBlocks(
         std::min(most, files.size()), files.size(), work, [&](std::size_t index, const workers::WorkResult& result) {
             const std::string& file = files[index];
-            bar.show(index, files.size());
+            bar.show(index + 1, files.size());
             if (result.isDone()) {
                 print(file, result.output);
                 ++done;
             } else {
-                bar.hide();
                 Session::reportFile(namesFile || !result.end.empty() ? file : "", result.problem());
             }
         });

@@ -19,6 +19,8 @@ struct Messages {
     /// auto: on a terminal that is not a dumb one (TERM), unless the environment has NO_COLOR. always and never speak
     /// for themselves.
     std::string colour = "auto";
+    /// Progress stands in the last line of the terminal: what is printed next to standard error erases it first.
+    bool hasProgressLine = false;
 
     /// Those of this run.
     static Messages& ofThisRun();
@@ -27,6 +29,9 @@ struct Messages {
     /// Prints a line to standard error if the run is verbose.
     static void tell(const std::string& message);
 };
+
+/// Makes a terminal erase the line that it is in.
+inline constexpr const char* kEraseLine = "\r\x1B[K";
 
 /// Seconds for a message: "1.25 s".
 std::string secondsText(double seconds);
