@@ -18,7 +18,7 @@ struct NewCommand {
 
 /// Adds a command with the options that all commands have.
 inline CommandLine addCommand(const CommandLine& program, const std::string& name, const std::string& description) {
-    const CommandLine command = program.addCommand(name, description);
+    CommandLine command = program.addCommand(name, description);
     Messages::addTo(command);
     return command;
 }

@@ -54,7 +54,7 @@ void describe(Session& session, const OverlaysOptions& options) {
                             {"rows", plane.info().rows},
                             {"columns", plane.info().columns},
                             {"written", written.empty() ? formats::Json() : formats::Json(written)}});
-        } else {
+        } else if (written.empty() || !Messages::ofThisRun().isQuiet) {
             std::cout << "plane " << name << ": " << plane.info().columns << " x " << plane.info().rows
                       << (written.empty() ? "" : ", " + formats::printable(written)) << '\n';
         }

@@ -270,7 +270,7 @@ class SeriesRun {
     }
 
     void printSummary(const std::string& path, const volume::Volume& volume) const {
-        if (!mOptions.json && path != "-") {
+        if (!mOptions.json && path != "-" && !Messages::ofThisRun().isQuiet) {
             std::cout << formats::printable(path) << ": " << volume::volumeSummary(volume.header) << '\n';
         }
     }

@@ -97,7 +97,7 @@ std::string wrapped(const std::string& text) {
 std::string suggestionsOf(CLI::Option& option) {
     try {
         for (int index = 0;; ++index) {
-            const std::string name = option.get_validator(index)->get_name();
+            std::string name = option.get_validator(index)->get_name();
             if (name.starts_with(kSuggested)) {
                 return name;
             }
@@ -358,6 +358,7 @@ CommandDescription CommandLine::describe() const {
                               .value = "COMMAND",
                               .takes = Takes::Text,
                               .isPositional = true});
+    help.arguments.push_back({.names = {"--all"}, .meaning = "All help texts", .group = "Options"});
     for (const CommandDescription& command : program.commands) {
         help.arguments.front().words.push_back(command.name);
     }

@@ -124,6 +124,7 @@ TEST_P(Completion, OffersValuesFilesAndFolders) {
         {"radvex tags --color=n", {never}},
         {"radvex completion f", {"fish"}},
         {"radvex help vol", {"volume"}},
+        {"radvex help --a", {"--all"}},
         {"radvex tags --tag PatientNa", {"PatientName"}},
         {"radvex tags scan", {"scan.dcm", scans}},
         {"radvex image scan.dcm -o scan", {"scan.dcm", scans}},

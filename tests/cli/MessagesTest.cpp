@@ -68,6 +68,19 @@ TEST_F(MessageOptions, QuietHoldsBackSummariesAndHintsButNoErrors) {
     EXPECT_TRUE(std::filesystem::exists(folder.file("out/2/DICOMDIR")));
 }
 
+TEST_F(MessageOptions, QuietWritesFilesWithoutAWord) {
+    const Words volume{"volume", "in", "-o", "out/v.nrrd"};
+    EXPECT_THAT(run(volume).output, HasSubstr("out/v.nrrd: "));
+    const ProcessResult quiet = run(joined(volume, {"--force", "-q"}));
+    EXPECT_EQ(quiet.status, 0);
+    EXPECT_EQ(quiet.output + quiet.errors, "");
+    EXPECT_EQ(run({"series", "in", "-o", "out/series", "-q"}).output, "");
+    EXPECT_EQ(run({"image", "in/0", "-o", "out/i.png", "-q"}).output, "");
+    for (const char* name : {"out/v.nrrd", "out/series", "out/i.png"}) {
+        EXPECT_TRUE(std::filesystem::exists(folder.file(name))) << name;
+    }
+}
+
 TEST_F(MessageOptions, QuietPrintsWhatWasAskedFor) {
     for (const Words& words : {Words{"tags", "in/0"}, {"tree", "in"}, {"info", "--json", "in/0"}, {"frames", "in/0"}}) {
         EXPECT_EQ(run(joined(words, {"--quiet"})).output, run(words).output);
