@@ -118,15 +118,21 @@ void check(CodecCheck& result, const std::function<void()>& work) {
     }
 }
 
+std::string pathOf(const std::string& folder, const std::string& name) {
+    std::string path = folder;
+    return path.append("/").append(name).append(".dcm");
+}
+
 CodecCheck checkCompression(velmora::Host& host, const std::string& folder, const std::string& name) {
     const formats::Compression compression = formats::parseCompression("", name);
     const std::vector<Trial> trials = trialsOf(compression);
     const int bound = trials.front().bound;
+    const std::string path = pathOf(folder, name);
     CodecCheck result{name, bound == 0 ? "written and read again without a change"
                                        : "written and read again, no sample further off than " + std::to_string(bound)};
     check(result, [&] {
         for (const Trial& trial : trials) {
-            writeAndRead(host, folder + '/' + name + ".dcm", compression, trial);
+            writeAndRead(host, path, compression, trial);
         }
     });
     return result;
@@ -135,7 +141,7 @@ CodecCheck checkCompression(velmora::Host& host, const std::string& folder, cons
 CodecCheck checkStored(velmora::Host& host, const std::string& folder, const StoredPicture& picture) {
     CodecCheck result{picture.name, "decoded without a change"};
     check(result, [&] {
-        const std::string path = folder + '/' + picture.name + ".dcm";
+        const std::string path = pathOf(folder, picture.name);
         files::writeOutputText(path, dicomFileOf(picture));
         compare(readSamples(host, path), picture.samples, 0);
     });

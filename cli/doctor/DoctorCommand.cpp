@@ -1,14 +1,10 @@
 #include <dlfcn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <iostream>
-#include <memory>
 
 #include "cli/Commands.h"
 #include "cli/ProgressBar.h"
@@ -16,7 +12,7 @@
 #include "cli/doctor/CodecChecks.h"
 #include "cli/doctor/LibraryVersions.h"
 #include "cli/doctor/Machine.h"
-#include "cli/help/Completions.h"
+#include "cli/doctor/ProgramOutput.h"
 #include "files/Errors.h"
 #include "files/StagingFolder.h"
 #include "formats/json/LosslessJson.h"
@@ -90,11 +86,7 @@ Finding lookAtDatasets() {
 Finding lookAtPage() {
     Finding finding{.subject = "page"};
     const std::string program = (ownFolder() / "radvex-view").string();
-    const std::string words = quotedForShell(program) + " page 2>/dev/null";
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> output(::popen(words.c_str(), "r"), ::pclose);
-    std::array<char, 4096> line{};
-    const bool hasLine = output != nullptr && std::fgets(line.data(), static_cast<int>(line.size()), output.get());
-    finding.detail = hasLine ? std::string(line.data()) : "";
+    finding.detail = outputOfProgram({program, "page"});
     finding.detail.erase(finding.detail.find_last_not_of('\n') + 1);
     if (finding.detail.empty()) {
         finding.health = Health::Absent;
