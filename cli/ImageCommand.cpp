@@ -148,8 +148,8 @@ std::vector<std::string> writePictures(const ImageOptions& options, const Readin
     std::vector<std::string> names = namesOf(options, static_cast<std::size_t>(reading.firstFrame), pictures.size());
     ProgressBar progress("Writing pictures");
     for (std::size_t index = 0; index < names.size(); ++index) {
-        progress.show(index + 1, names.size());
         formats::writePng(options.rule.to(names[index]), pictures[index]);
+        progress.show(index + 1, names.size());
     }
     return names;
 }

@@ -226,9 +226,6 @@ void run(Session& session, const SeriesOptions& options) {
     }
     FileByFile files(session, options, all);
     for (std::size_t index = 0; index < all.size(); ++index) {
-        if (commonWindow) { // the files of a series are shown at once
-            progress.show(index + 1, all.size());
-        }
         session.attempt("", [&] {
             const media::MediumSeries& series = all[index].series;
             const SeriesPictures shown =
@@ -257,6 +254,9 @@ void run(Session& session, const SeriesOptions& options) {
                                               " is not written, since pictures may be missing; --force writes it.");
             }
         });
+        if (commonWindow) { // the files of a series are shown at once
+            progress.show(index + 1, all.size());
+        }
     }
     if (all.empty()) {
         session.reportRefusal("", options.medium + " holds no series that matches.");

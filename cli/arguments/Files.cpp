@@ -145,13 +145,13 @@ void FileJobs::forEach(Session& session, const std::vector<std::string>& files, 
     if (files.size() == 1 || most == 0) {
         std::size_t shown = 0;
         for (const std::string& file : files) {
-            bar.show(++shown, files.size());
             try {
                 print(file, readExplained(read, file));
                 ++done;
             } catch (const UnreadFile& error) {
                 Session::reportFile(namesFile ? file : "", error.what());
             }
+            bar.show(++shown, files.size());
         }
         return session.endFiles(done, files.size() - done);
     }

@@ -151,6 +151,21 @@ TEST_F(MessageOptions, AreTakenByEveryCommand) {
     }
 }
 
+// The library takes half a second for each of these files, so that the run is long enough for a bar.
+TEST(ProgressOfACommand, IsDrawnOnATerminalAndNotIfQuiet) {
+    const auto shown = [](const std::string& more) {
+        return shownOnTerminal({"bash", "-c",
+                                RADVEX_COMMAND " --library " ENDING_LIBRARY
+                                               " frames wait-501 wait-502 wait-503 --jobs 0 >/dev/null " +
+                                    more},
+                               80, STDERR_FILENO);
+    };
+    const std::string drawn = shown("");
+    EXPECT_THAT(drawn, testing::ContainsRegex("Reading files \\[#+ *\\] [12] of 3, [0-9:]+ left"));
+    EXPECT_TRUE(drawn.ends_with(radvex::cli::kEraseLine)) << drawn;
+    EXPECT_EQ(shown("--quiet"), "");
+}
+
 TEST(QuietProgress, IsNotDrawn) {
     const PseudoTerminal terminal(80);
     auto& messages = radvex::cli::Messages::ofThisRun();
