@@ -49,8 +49,8 @@ class PseudoTerminal {
     int mInner = -1;
 };
 
-/// Runs a program whose standard output, or another descriptor, is a terminal of so many columns, and gives what it shows
-/// there with plain line ends.
+/// Runs a program whose standard output, or another descriptor, is a terminal of so many columns, and gives what it
+/// shows there with plain line ends.
 inline std::string shownOnTerminal(const Words& arguments, unsigned short columns, int descriptor = STDOUT_FILENO) {
     const PseudoTerminal terminal(columns);
     Words copies = arguments;
