@@ -38,7 +38,6 @@ struct AnonymizeOptions {
     bool resumes = false;
     bool isDryRun = false;
     bool isStrict = false;
-    bool isQuiet = false;
     FileJobs jobs{};
 
     bool hasProfile() const { return profile != "none"; }
@@ -139,7 +138,7 @@ void report(const AnonymizeOptions& options, const deidentify::AnonymizationResu
     if (!options.report.empty()) {
         files::writeOutputText(options.rule.to(options.report), deidentify::anonymizationReport(result, run));
     }
-    if (!options.isQuiet) {
+    if (!Messages::ofThisRun().isQuiet) {
         // Nothing else is mixed with a report on the standard output.
         (options.report == "-" ? std::cerr : std::cout)
             << deidentify::anonymizationSummary(options.output, result, run);
@@ -150,7 +149,7 @@ deidentify::AnonymizerOptions anonymizerOptions(const AnonymizeOptions& options)
     deidentify::AnonymizerOptions chosen;
     chosen.mayReplace = options.rule.isForced();
     chosen.isStrict = options.isStrict;
-    chosen.examines = options.isStrict || !options.isQuiet || !options.report.empty();
+    chosen.examines = options.isStrict || !Messages::ofThisRun().isQuiet || !options.report.empty();
     chosen.keepsChanges = !options.report.empty();
     chosen.hasNeutralNames = options.hasNeutralNames;
     chosen.hasProfile = options.hasProfile();
@@ -198,30 +197,31 @@ void run(Session& session, const AnonymizeOptions& options) {
 void addAnonymizeCommand(const CommandLine& program, Session& session) {
     const auto [command, options] =
         addCommand<AnonymizeOptions>(program, session, "anonymize", "De-identify a file, a folder or a medium", run);
-    command.addRequired("IN", options.input, "DICOM file, folder, or DICOMDIR of a medium");
-    command.addRequired("OUT", options.output, "File or folder to write");
+    command.addRequired("IN", options.input, "DICOM file, folder, or DICOMDIR of a medium", Takes::Path);
+    command.addRequired("OUT", options.output, "File or folder to write", Takes::Path);
     options.replacements.addTo(command, "the attribute's new value");
     command.addChoice(
         "--profile", options.profile, {"basic", "none"},
         "basic: the basic confidentiality profile of DICOM, the default; none: only identifiers and given "
         "values change");
     options.arguments.addTo(command);
-    command.addOption("--mask", options.masks, "JSON file with rules that blank parts of pixels");
+    command.addOption("--mask", options.masks, "JSON file with rules that blank parts of pixels", Takes::File);
     command.addOption("--pseudonyms", options.pseudonyms,
-                      "CSV file with original ID, new ID and new name of each patient; new patients are added");
+                      "CSV file with original ID, new ID and new name of each patient; new patients are added",
+                      Takes::File);
     command.addFlag("--dry-run", options.isDryRun, "Report what would be done, and write no file");
     command.addFlag("--resume", options.resumes, "Go on with an interrupted run of the same --key and options");
     command.addOption("--key", options.key,
-                      "File of 16 or more secret bytes; runs with the same key give the same identifiers");
+                      "File of 16 or more secret bytes; runs with the same key give the same identifiers", Takes::File);
     command.addFlag("--independent", options.isIndependent, "A new value for every identifier of every file");
     command.exclude("--independent", "--key");
     command.addFlag("--neutral-names", options.hasNeutralNames, "Number the files instead of keeping their names");
     options.rule.addTo(command);
     command.addFlag("--strict", options.isStrict, "Write no file that may still identify the patient");
-    command.addOption("--report", options.report, "JSON file with the changes of each file; - for the standard output");
+    command.addOption("--report", options.report, "JSON file with the changes of each file; - for the standard output",
+                      Takes::File);
     command.addFlag("--report-originals", options.hasOriginals,
                     "Show paths of the input and original values in the report, which then identifies the patient");
-    command.addFlag("-q,--quiet", options.isQuiet, "Do not list what may still identify the patient");
     options.jobs.addTo(command);
     command.setFooter(
         "What may still identify the patient is listed. Files and folders keep their names but for "

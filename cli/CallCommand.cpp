@@ -170,7 +170,7 @@ void run(Session& session, const CallOptions& options, const std::vector<std::st
 void addCallCommand(const CommandLine& program, Session& session) {
     auto options = std::make_shared<CallOptions>();
     const CommandLine command =
-        program.addCommand("call", "Call any exported function with JSON arguments and print its result as JSON");
+        addCommand(program, "call", "Call any exported function with JSON arguments and print its result as JSON");
     command.addOption("NAME", options->function,
                       "Function, or - to answer lines '[\"name\", arg, ...]' from standard input");
     command.leaveTheRest(); // CLI11 would read lists and options in the JSON

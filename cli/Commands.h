@@ -5,6 +5,7 @@
 
 #include "cli/Session.h"
 #include "cli/arguments/CommandLine.h"
+#include "cli/arguments/Messages.h"
 
 namespace radvex::cli {
 
@@ -15,12 +16,19 @@ struct NewCommand {
     Options& options; ///< lives as long as the program
 };
 
+/// Adds a command with the options that all commands have.
+inline CommandLine addCommand(const CommandLine& program, const std::string& name, const std::string& description) {
+    CommandLine command = program.addCommand(name, description);
+    Messages::addTo(command);
+    return command;
+}
+
 /// Adds a command that calls `run` after the program has parsed its arguments.
 template <typename Options>
 NewCommand<Options> addCommand(const CommandLine& program, Session& session, const std::string& name,
                                const std::string& description, void (*run)(Session&, const Options&)) {
     auto options = std::make_shared<Options>();
-    const CommandLine command = program.addCommand(name, description);
+    const CommandLine command = addCommand(program, name, description);
     command.setAction([&session, options, run] { run(session, *options); });
     return {command, *options};
 }
@@ -45,6 +53,8 @@ void addVerifyCommand(const CommandLine& program, Session& session);
 void addTreeCommand(const CommandLine& program, Session& session);
 void addDiffCommand(const CommandLine& program, Session& session);
 void addViewCommand(const CommandLine& program, Session& session);
+void addDoctorCommand(const CommandLine& program, Session& session);
+void addCompletionCommand(const CommandLine& program, Session& session);
 void addSeriesCommand(const CommandLine& program, Session& session);
 
 } // namespace radvex::cli

@@ -179,8 +179,8 @@ void run(Session& session, const DataOptions& options) {
 void addDataCommand(const CommandLine& program, Session& session) {
     const auto [command, options] =
         addCommand<DataOptions>(program, session, "data", "Write pixel values as .npy, or describe them", run);
-    command.addRequired("FILE", options.file, "DICOM file");
-    command.addOption("-o,--output", options.output, ".npy file to write; - for the standard output");
+    command.addRequired("FILE", options.file, "DICOM file", Takes::File);
+    command.addOption("-o,--output", options.output, ".npy file to write; - for the standard output", Takes::File);
     command.addFlag("--rendered", options.rendered, "Windowed values as in a picture, not modality values");
     options.picture.addTo(command);
     options.rule.addTo(command);

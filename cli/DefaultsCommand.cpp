@@ -82,7 +82,7 @@ void addDefaultsCommand(const CommandLine& program, Session& session) {
     const auto [command, options] = addCommand<DefaultsOptions>(
         program, session, "defaults", "Show the values that new files get for attributes that are not given", run);
     command.addWords("KEYWORD", options.words,
-                     "Show only this one; KEYWORD=VALUE sets it for this run of the command first");
+                     "Show only this one; KEYWORD=VALUE sets it for this run of the command first", Takes::Keyword);
     command.addFlag("--json", options.json, "Print one JSON object");
     command.addExample("radvex defaults", "The values that new files get");
     command.addExample("radvex defaults PatientName=Doe^Jane", "Whether a value would be taken");

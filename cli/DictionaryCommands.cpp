@@ -43,10 +43,11 @@ void printVr(velmora::Host& host, const std::string& tag) {
 }
 
 CommandLine add(const CommandLine& program, Session& session, const std::string& name, const std::string& what,
-                const std::string& argument, void (*print)(velmora::Host&, const std::string&)) {
+                const std::string& argument, const std::string& meaning, Takes takes,
+                void (*print)(velmora::Host&, const std::string&)) {
     auto text = std::make_shared<std::string>();
-    CommandLine command = program.addCommand(name, what);
-    command.addRequired(argument, *text);
+    CommandLine command = addCommand(program, name, what);
+    command.addRequired(argument, *text, meaning, takes);
     command.setAction([&session, text, print] { print(session.host(), *text); });
     return command;
 }
@@ -54,11 +55,14 @@ CommandLine add(const CommandLine& program, Session& session, const std::string&
 } // namespace
 
 void addDictionaryCommands(const CommandLine& program, Session& session) {
-    add(program, session, "keyword", "Print the keyword of a tag given as gggg,eeee", "TAG", printKeyword)
+    add(program, session, "keyword", "Print the keyword of a tag given as gggg,eeee", "TAG",
+        "Group and element in hexadecimal", Takes::Text, printKeyword)
         .addExample("radvex keyword 0010,0010", "PatientName");
-    add(program, session, "number", "Print the tag of a keyword as gggg,eeee", "KEYWORD", printNumber)
+    add(program, session, "number", "Print the tag of a keyword as gggg,eeee", "KEYWORD", "Keyword in any case",
+        Takes::Keyword, printNumber)
         .addExample("radvex number PatientName", "0010,0010");
-    add(program, session, "vr", "Print the value representation of a keyword or of a tag gggg,eeee", "TAG", printVr)
+    add(program, session, "vr", "Print the value representation of a keyword or of a tag gggg,eeee", "TAG",
+        "Keyword, or group and element", Takes::Keyword, printVr)
         .addExample("radvex vr PatientName", "PN, a person's name");
 }
 

@@ -1,8 +1,12 @@
+#include <unistd.h>
+
 #include <cmath>
 #include <filesystem>
 #include <iostream>
 
 #include "cli/Commands.h"
+#include "cli/ProgressBar.h"
+#include "cli/Terminal.h"
 #include "cli/arguments/Files.h"
 #include "cli/arguments/Words.h"
 #include "compare/ComparisonReport.h"
@@ -24,7 +28,6 @@ struct DiffOptions {
     bool hasNoPixels = false;
     std::string tolerance{};
     bool json = false;
-    bool isQuiet = false;
     FileJobs jobs{};
 };
 
@@ -87,11 +90,11 @@ class DiffRun {
             compare::compareFiles(mSession.host(), mOptions.first, mOptions.second, mSettings);
         mDifferent = found.areEqual() ? 0 : 1;
         tellPixelProblem(mOptions.first, mOptions.second, found);
-        if (mOptions.json && !mOptions.isQuiet) {
+        if (mOptions.json && !Messages::ofThisRun().isQuiet) {
             formats::Json json{{"first", mOptions.first}, {"second", mOptions.second}};
             json.update(compare::reportJson(found));
             std::cout << formats::dumpJson(json) << '\n';
-        } else if (!mOptions.isQuiet) {
+        } else if (!Messages::ofThisRun().isQuiet) {
             std::cout << compare::reportText(found, mSettings.tolerance);
         }
     }
@@ -100,8 +103,8 @@ class DiffRun {
         const auto by = mOptions.by == "position" ? compare::PairBy::position
                         : mOptions.by == "name"   ? compare::PairBy::name
                                                   : compare::PairBy::instance;
-        const compare::FilePairs found =
-            compare::pairFiles(mSession.host(), mOptions.first, mOptions.second, by, mOptions.jobs.count());
+        const compare::FilePairs found = compare::pairFiles(mSession.host(), mOptions.first, mOptions.second, by,
+                                                            mOptions.jobs.count(), ProgressBar::forEachWork());
         for (const media::RefusedFile& file : found.refused) {
             trouble(file.path, file.reason);
         }
@@ -141,7 +144,10 @@ class DiffRun {
             return workers::toParcel(
                 compare::compareFiles(mSession.host(), pairs[index].first, pairs[index].second, mSettings));
         };
+        ProgressBar bar("Comparing files",
+                        isTerminal(STDOUT_FILENO) ? -1 : STDERR_FILENO); // what differs shows it there
         workers::forEachInBlocks(jobs, pairs.size(), work, [&](std::size_t index, const workers::WorkResult& result) {
+            bar.show(index + 1, pairs.size());
             take(pairs[index], result);
         });
     }
@@ -157,7 +163,7 @@ class DiffRun {
             formats::Json json{{"first", pair.first}, {"second", pair.second}};
             json.update(compare::reportJson(found));
             mJson["pairs"].push_back(std::move(json));
-        } else if (!found.areEqual() && !mOptions.isQuiet) {
+        } else if (!found.areEqual() && !Messages::ofThisRun().isQuiet) {
             std::cout << "# " << formats::printable(pair.first) << " | " << formats::printable(pair.second) << '\n'
                       << compare::reportText(found, mSettings.tolerance);
         }
@@ -169,7 +175,7 @@ class DiffRun {
             if (mOptions.json) {
                 const formats::Json reason = file.reason.empty() ? formats::Json() : formats::Json(file.reason);
                 mJson[name].push_back({{"file", file.path}, {"reason", reason}});
-            } else if (!mOptions.isQuiet) {
+            } else if (!Messages::ofThisRun().isQuiet) {
                 std::cout << sign << formats::printable(file.path) << ": no partner"
                           << (file.reason.empty() ? "" : ", since " + file.reason) << '\n';
             }
@@ -177,9 +183,9 @@ class DiffRun {
     }
 
     void finishFolders(const compare::FilePairs& found) {
-        if (mOptions.json && !mOptions.isQuiet) {
+        if (mOptions.json && !Messages::ofThisRun().isQuiet) {
             std::cout << formats::dumpJson(mJson) << '\n';
-        } else if (!mOptions.isQuiet && (mDifferent > 0 || mSingles > 0)) {
+        } else if (!Messages::ofThisRun().isQuiet && (mDifferent > 0 || mSingles > 0)) {
             std::cout << formats::counted(found.pairs.size(), "pair, ", "pairs, ") << mDifferent << " different; "
                       << formats::counted(mSingles, "file", "files") << " without a partner\n";
         }
@@ -235,18 +241,18 @@ void run(Session& session, const DiffOptions& options) {
 void addDiffCommand(const CommandLine& program, Session& session) {
     const auto [command, options] = addCommand<DiffOptions>(
         program, session, "diff", "Compare two files, or the files of two folders: attributes and pixels", run);
-    command.addRequired("A", options.first, "DICOM file, or a folder");
-    command.addRequired("B", options.second, "DICOM file or folder to compare it with");
+    command.addRequired("A", options.first, "DICOM file, or a folder", Takes::Path);
+    command.addRequired("B", options.second, "DICOM file or folder to compare it with", Takes::Path);
     command.addChoice("--by", options.by, {"instance", "position", "name"},
                       "What makes files of two folders a pair: instance (SOPInstanceUID), position "
                       "(ImagePositionPatient) or name (the path below the folder)");
     command.addRepeatable("--ignore", options.ignored,
                           "Leave out an attribute: keyword, gggg,eeee, gggg,xxee, or a path such as "
-                          "ReferencedImageSequence[1].ReferencedSOPInstanceUID; a sequence goes with all it holds");
+                          "ReferencedImageSequence[1].ReferencedSOPInstanceUID; a sequence goes with all it holds",
+                          Takes::Keyword);
     command.addFlag("--no-pixels", options.hasNoPixels, "Compare attributes only");
     command.addOption("--tolerance", options.tolerance, "Pixels may differ by so much");
     command.addFlag("--json", options.json, "Print JSON");
-    command.addFlag("-q,--quiet", options.isQuiet, "Print no differences: the exit status says whether there are any");
     options.jobs.addTo(command);
     command.setFooter(
         "Lines begin with - for what only A has, + for what only B has, ! for what differs. Values are compared as "

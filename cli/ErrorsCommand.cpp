@@ -8,7 +8,7 @@ namespace radvex::cli {
 
 void addErrorsCommand(const CommandLine& program, Session& session) {
     auto asJson = std::make_shared<bool>(false);
-    const CommandLine command = program.addCommand("errors", "List every error that the library can return");
+    const CommandLine command = addCommand(program, "errors", "List every error that the library can return");
     command.addFlag("--json", *asJson, "Print a JSON list of {id, name, message}");
     command.setAction([&session, asJson] {
         formats::Json list = formats::Json::array();

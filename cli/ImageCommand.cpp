@@ -2,6 +2,7 @@
 #include <iostream>
 
 #include "cli/Commands.h"
+#include "cli/ProgressBar.h"
 #include "cli/arguments/Files.h"
 #include "cli/arguments/OutputNames.h"
 #include "cli/arguments/OutputRule.h"
@@ -145,8 +146,10 @@ std::vector<std::string> writePictures(const ImageOptions& options, const Readin
         pictures = {formats::contactSheet(pictures)};
     }
     std::vector<std::string> names = namesOf(options, static_cast<std::size_t>(reading.firstFrame), pictures.size());
+    ProgressBar progress("Writing pictures");
     for (std::size_t index = 0; index < names.size(); ++index) {
         formats::writePng(options.rule.to(names[index]), pictures[index]);
+        progress.show(index + 1, names.size());
     }
     return names;
 }
@@ -182,9 +185,9 @@ void run(Session& session, const ImageOptions& options) {
 void addImageCommand(const CommandLine& program, Session& session) {
     const auto [command, options] =
         addCommand<ImageOptions>(program, session, "image", "Render a file as PNG, or describe its picture", run);
-    command.addRequired("FILE", options.file, "DICOM file");
+    command.addRequired("FILE", options.file, "DICOM file", Takes::File);
     command.addOption("-o,--output", options.output,
-                      "PNG to write; several frames become numbered files; - for the standard output");
+                      "PNG to write; several frames become numbered files; - for the standard output", Takes::File);
     options.picture.addTo(command);
     options.rule.addTo(command);
     command.addFlag("--sheet", options.sheet, "All frames in one picture");

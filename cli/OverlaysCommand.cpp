@@ -54,7 +54,7 @@ void describe(Session& session, const OverlaysOptions& options) {
                             {"rows", plane.info().rows},
                             {"columns", plane.info().columns},
                             {"written", written.empty() ? formats::Json() : formats::Json(written)}});
-        } else {
+        } else if (written.empty() || !Messages::ofThisRun().isQuiet) {
             std::cout << "plane " << name << ": " << plane.info().columns << " x " << plane.info().rows
                       << (written.empty() ? "" : ", " + formats::printable(written)) << '\n';
         }
@@ -75,8 +75,9 @@ void run(Session& session, const OverlaysOptions& options) {
 void addOverlaysCommand(const CommandLine& program, Session& session) {
     const auto [command, options] = addCommand<OverlaysOptions>(
         program, session, "overlays", "Write the overlay planes of a file as one-bit PNG", run);
-    command.addRequired("FILE", options.file, "DICOM file");
-    command.addOption("-o,--output", options.folder, "Folder for overlay-1.png and so on; made when it is missing");
+    command.addRequired("FILE", options.file, "DICOM file", Takes::File);
+    command.addOption("-o,--output", options.folder, "Folder for overlay-1.png and so on; made when it is missing",
+                      Takes::Folder);
     options.rule.addTo(command);
     command.addFlag("--json", options.json, "Print a JSON list of the planes");
     command.addExample("radvex overlays ct.dcm", "The overlay planes of a file");

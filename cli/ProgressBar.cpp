@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "cli/Terminal.h"
+#include "cli/arguments/Messages.h"
 #include "formats/json/Text.h"
 
 namespace radvex::cli {
@@ -13,7 +14,6 @@ namespace {
 constexpr std::chrono::milliseconds kPause{100};
 constexpr std::chrono::milliseconds kDelay{700}; // work that is done sooner needs no bar
 constexpr std::size_t kBarWidth = 20;
-constexpr const char* kErase = "\r\x1B[K";
 
 /// Ignores errors: a bar that is not drawn is no loss.
 void put(int descriptor, const std::string& text) {
@@ -48,20 +48,32 @@ std::string line(const std::string& what, std::size_t done, std::size_t total, c
 ProgressBar::ProgressBar(const std::string& what, int descriptor, Clock::time_point start)
     : mWhat(formats::printable(what)),
       mDescriptor(descriptor),
-      mIsTerminal(isTerminal(descriptor)),
+      mIsTerminal(isTerminal(descriptor) && !Messages::ofThisRun().isQuiet),
       mStart(start),
       mNext(start + kDelay) {}
 
-ProgressBar::~ProgressBar() { hide(); }
-
-void ProgressBar::hide() {
-    if (mIsDrawn) {
-        put(mDescriptor, kErase);
-        mIsDrawn = false;
+ProgressBar::~ProgressBar() {
+    hide();
+    if (mDone > 0) {
+        const std::chrono::duration<double> passed = Clock::now() - mStart;
+        Messages::tell(mWhat + ": " + std::to_string(mDone) + " in " + secondsText(passed.count()));
     }
 }
 
+void ProgressBar::hide() {
+    if (mIsDrawn) {
+        put(mDescriptor, kEraseLine);
+        setDrawn(false);
+    }
+}
+
+void ProgressBar::setDrawn(bool isDrawn) {
+    mIsDrawn = isDrawn;
+    Messages::ofThisRun().hasProgressLine = isDrawn && mDescriptor == STDERR_FILENO;
+}
+
 void ProgressBar::show(std::size_t done, std::size_t total) {
+    mDone = done;
     if (!mIsTerminal) {
         return;
     }
@@ -70,9 +82,9 @@ void ProgressBar::show(std::size_t done, std::size_t total) {
         return;
     }
     mNext = now + kPause;
-    mIsDrawn = true;
+    setDrawn(true);
     put(mDescriptor,
-        kErase + line(mWhat, done, total, timeLeft(now - mStart, done, total), terminalWidth(mDescriptor)));
+        kEraseLine + line(mWhat, done, total, timeLeft(now - mStart, done, total), terminalWidth(mDescriptor)));
 }
 
 workers::Progress ProgressBar::forEachWork() {

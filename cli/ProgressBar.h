@@ -11,7 +11,8 @@
 namespace radvex::cli {
 
 /// The progress of work that takes longer than a second: one line on a terminal with the time left, which is redrawn in
-/// place and erased at the end. Nothing is written to anything but a terminal.
+/// place and erased at the end. Nothing is written to anything but a terminal, and nothing with --quiet. With --verbose
+/// a line that stays says how long the work took, wherever standard error goes.
 class ProgressBar {
   public:
     using Clock = std::chrono::steady_clock;
@@ -32,10 +33,13 @@ class ProgressBar {
     static workers::Progress forEachWork();
 
   private:
+    void setDrawn(bool isDrawn);
+
     std::string mWhat;
     int mDescriptor;
     bool mIsTerminal;
     bool mIsDrawn = false;
+    std::size_t mDone = 0; ///< as it was shown last
     Clock::time_point mStart;
     Clock::time_point mNext; ///< the next time to draw
 };

@@ -80,10 +80,11 @@ class FileByFile {
           }) {}
 
     /// To be called for each series in turn.
-    SeriesPictures show(const media::MediumSeries& series) {
+    SeriesPictures show(const media::MediumSeries& series, ProgressBar& progress) {
         const std::size_t first = std::exchange(mNext, mNext + series.files.size());
         std::vector<media::ShownFile> files(series.files.size());
         mWorkers.run(first, mNext, [&](std::size_t index, const workers::WorkResult& result) {
+            progress.show(index + 1, mFiles.size());
             media::ShownFile& file = files[index - first];
             if (result.isDone()) {
                 file = workers::fromParcel<media::ShownFile>(result.output);
@@ -218,19 +219,18 @@ void run(Session& session, const SeriesOptions& options) {
         media::listMedium(session.host(), medium, options.selection, media::Records::all, options.jobs.count()));
     warnAboutWindow(session.host(), firstFilesOf(all), rendering, options.jobs);
     formats::Json report = formats::Json::array();
-    ProgressBar progress("Series");
+    ProgressBar progress(options.picture.commonWindow ? "Rendering series" : "Rendering files");
     std::optional<CommonWindow> commonWindow;
     if (options.picture.commonWindow) {
         commonWindow.emplace(medium, options.jobs.count());
     }
     FileByFile files(session, options, all);
     for (std::size_t index = 0; index < all.size(); ++index) {
-        progress.show(index, all.size());
         session.attempt("", [&] {
             const media::MediumSeries& series = all[index].series;
             const SeriesPictures shown =
                 commonWindow ? commonWindow->show(session.host(), all[index], rendering, options.isSheet)
-                             : files.show(series);
+                             : files.show(series, progress);
             const std::string folder = fileNumber(index + 1) + suffix(series.modality) + suffix(series.number);
             const auto write = [&](const fs::path& path) {
                 return options.isSheet ? writeSheets(options.rule, path, shown)
@@ -254,6 +254,9 @@ void run(Session& session, const SeriesOptions& options) {
                                               " is not written, since pictures may be missing; --force writes it.");
             }
         });
+        if (commonWindow) { // the files of a series are shown at once
+            progress.show(index + 1, all.size());
+        }
     }
     if (all.empty()) {
         session.reportRefusal("", options.medium + " holds no series that matches.");
@@ -268,9 +271,10 @@ void run(Session& session, const SeriesOptions& options) {
 void addSeriesCommand(const CommandLine& program, Session& session) {
     const auto [command, options] = addCommand<SeriesOptions>(
         program, session, "series", "Write a picture of every image of a medium or a folder", run);
-    command.addRequired("MEDIUM", options.medium, "DICOMDIR, or a folder of DICOM files");
+    command.addRequired("MEDIUM", options.medium, "DICOMDIR, or a folder of DICOM files", Takes::Path);
     command.addRequired("-o,--output", options.output,
-                        "Folder to write to; each series gets a folder with pictures numbered in slice order");
+                        "Folder to write to; each series gets a folder with pictures numbered in slice order",
+                        Takes::Folder);
     options.selection.addTo(command);
     options.picture.addSeriesWindowTo(command);
     options.picture.addOverlaysTo(command);

@@ -2,19 +2,24 @@
 
 #include <filesystem>
 #include <iostream>
+#include <utility>
 
+#include "cli/arguments/Messages.h"
 #include "formats/json/Text.h"
 
 namespace radvex::cli {
 
 void printError(const std::string& message) {
     std::cout.flush();
-    std::cerr << "radvex: " << formats::printable(message) << '\n';
+    const char* const erased = std::exchange(Messages::ofThisRun().hasProgressLine, false) ? kEraseLine : "";
+    std::cerr << erased << "radvex: " << formats::printable(message) << '\n';
 }
 
 velmora::Host& Session::host() {
     if (mHost == nullptr) {
-        mHost = velmora::Host::load(library(), velmora::radvexDeclarations());
+        const std::string path = library();
+        Messages::tell("The library is " + path + '.');
+        mHost = velmora::Host::load(path, velmora::radvexDeclarations());
     }
     return *mHost;
 }

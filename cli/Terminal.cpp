@@ -7,6 +7,8 @@
 #include <array>
 #include <cstdlib>
 
+#include "cli/arguments/Messages.h"
+
 namespace radvex::cli {
 
 namespace {
@@ -66,6 +68,10 @@ std::size_t terminalWidth(int descriptor) {
 }
 
 bool allowsColours(int descriptor) {
+    const std::string& rule = Messages::ofThisRun().colour;
+    if (rule != "auto") {
+        return rule == "always";
+    }
     const char* const refused = std::getenv("NO_COLOR");
     const char* const kind = std::getenv("TERM");
     const bool isDumb = kind == nullptr || std::string_view(kind) == "dumb" || *kind == '\0';

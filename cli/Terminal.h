@@ -11,8 +11,8 @@ bool isTerminal(int descriptor);
 /// Columns of the terminal behind a descriptor; 80 when it does not say.
 std::size_t terminalWidth(int descriptor);
 
-/// Whether what is written there may be coloured: a terminal that is not a dumb one (TERM), unless the environment has
-/// NO_COLOR with any value but an empty one.
+/// Whether what is written there may be coloured: as --color says, or on a terminal that is not a dumb one (TERM),
+/// unless the environment has NO_COLOR with any value but an empty one.
 bool allowsColours(int descriptor);
 
 /// How the output of this run looks.

@@ -127,7 +127,7 @@ void run(Session& session, const TreeOptions& options) {
 void addTreeCommand(const CommandLine& program, Session& session) {
     const auto [command, options] = addCommand<TreeOptions>(
         program, session, "tree", "Print patients, studies and series of a medium or a folder", run);
-    command.addRequired("MEDIUM", options.medium, "DICOMDIR, or a folder of DICOM files");
+    command.addRequired("MEDIUM", options.medium, "DICOMDIR, or a folder of DICOM files", Takes::Path);
     options.selection.addTo(command);
     options.jobs.addTo(command);
     command.addFlag("--files", options.files, "List the files of each series too");

@@ -22,7 +22,6 @@ struct VerifyOptions {
     ReplacementArguments replacements{};
     std::string report{};
     OutputRule rule{};
-    bool isQuiet = false;
     FileJobs jobs{};
 };
 
@@ -38,7 +37,7 @@ void printResult(const VerifyOptions& options, const std::string& output,
     if (!options.report.empty()) {
         files::writeOutputText(options.rule.to(options.report), deidentify::verificationReport(result));
     }
-    if (!options.isQuiet) {
+    if (!Messages::ofThisRun().isQuiet) {
         // Nothing else is mixed with a report on the standard output.
         (options.report == "-" ? std::cerr : std::cout) << deidentify::verificationSummary(output, result);
     }
@@ -84,14 +83,14 @@ void addVerifyCommand(const CommandLine& program, Session& session) {
     const auto [command, options] = addCommand<VerifyOptions>(
         program, session, "verify", "Check what of the originals is left in de-identified files", run);
     command.addRequired("FOLDER", options.first,
-                        "File, folder or DICOMDIR to check; the originals of OUTPUT when that is given too");
-    command.addOption("OUTPUT", options.second, "File, folder or DICOMDIR to check");
+                        "File, folder or DICOMDIR to check; the originals of OUTPUT when that is given too",
+                        Takes::Path);
+    command.addOption("OUTPUT", options.second, "File, folder or DICOMDIR to check", Takes::Path);
     options.profile.addTo(command);
     options.replacements.addTo(command, "a value that the attribute may have");
-    command.addOption("--report", options.report,
-                      "JSON file with the findings of each file; - for the standard output");
+    command.addOption("--report", options.report, "JSON file with the findings of each file; - for the standard output",
+                      Takes::File);
     options.rule.addTo(command);
-    command.addFlag("-q,--quiet", options.isQuiet, "Print nothing but errors");
     options.jobs.addTo(command);
     command.setFooter(
         "The exit status is 0 when nothing was found, and 1 when something is left or a file cannot be read. Files "

@@ -37,6 +37,9 @@ struct ViewOptions {
     FileJobs jobs{};
 };
 
+/// Whether somebody is there to read a hint, and wants to.
+bool mayHint() { return ::isatty(STDERR_FILENO) != 0 && !Messages::ofThisRun().isQuiet; }
+
 void check(const ViewOptions& options) {
     checkPattern("--series", options.series);
     const bool isWritten = !options.saved.empty() || !options.report.empty();
@@ -51,7 +54,7 @@ void check(const ViewOptions& options) {
         throw UsageError("--max-size is that of the file of --save.");
     }
     options.rule.check({options.saved, options.report}, {options.medium});
-    if (isWritten && ::isatty(STDERR_FILENO) != 0) {
+    if (isWritten && mayHint()) {
         std::cerr << "The file will hold pictures, names and attributes of the patients as they are.\n";
     }
 }
@@ -88,7 +91,7 @@ void run(Session& session, const ViewOptions& options) {
         arguments.push_back(word.data());
     }
     arguments.push_back(nullptr);
-    if (own.front() == "serve" && ::isatty(STDERR_FILENO) != 0) {
+    if (own.front() == "serve" && mayHint()) {
         std::cerr << "Looking through " << formats::printable(options.medium)
                   << ". The page then has this address, and Ctrl-C ends it:\n";
     }
@@ -101,7 +104,7 @@ void run(Session& session, const ViewOptions& options) {
 void addViewCommand(const CommandLine& program, Session& session) {
     const auto [command, options] =
         addCommand<ViewOptions>(program, session, "view", "Look at a folder or a medium in the browser", run);
-    command.addRequired("MEDIUM", options.medium, "DICOM file, folder, or DICOMDIR of a medium");
+    command.addRequired("MEDIUM", options.medium, "DICOM file, folder, or DICOMDIR of a medium", Takes::Path);
     command.addOption("--series", options.series,
                       "Show only series whose SeriesInstanceUID matches this regular expression");
     command.addNumber("--port", options.port, kLargestPort,
@@ -111,10 +114,12 @@ void addViewCommand(const CommandLine& program, Session& session) {
     command.addFlag("--no-browser", options.hasNoBrowser, "Print the address, and open nothing");
     command.addFlag("--in-frame", options.isInFrame,
                     "For a notebook: print the address, let other pages show this one, end with the standard input");
-    command.addOption("--save", options.saved, "HTML file with the page and its slices, which needs no server");
+    command.addOption("--save", options.saved, "HTML file with the page and its slices, which needs no server",
+                      Takes::File);
     command.addNumber("--max-size", options.maxSize, kMost, "MiB that this file may have; 25 by default");
     command.addOption("--report", options.report,
-                      "HTML file with a preview, the verdict and the protocol of each series, without scripts");
+                      "HTML file with a preview, the verdict and the protocol of each series, without scripts",
+                      Takes::File);
     options.rule.addTo(command);
     options.jobs.addTo(command);
     command.setFooter(

@@ -270,7 +270,7 @@ class SeriesRun {
     }
 
     void printSummary(const std::string& path, const volume::Volume& volume) const {
-        if (!mOptions.json && path != "-") {
+        if (!mOptions.json && path != "-" && !Messages::ofThisRun().isQuiet) {
             std::cout << formats::printable(path) << ": " << volume::volumeSummary(volume.header) << '\n';
         }
     }
@@ -372,10 +372,11 @@ void addVolumeCommand(const CommandLine& program, Session& session) {
     const auto [command, options] =
         addCommand<VolumeOptions>(program, session, "volume", "Write each series of a medium as one volume file", run);
     command.addRequired("MEDIUM", options.medium,
-                        "DICOMDIR, a folder of DICOM files, or one file whose frames are slices");
+                        "DICOMDIR, a folder of DICOM files, or one file whose frames are slices", Takes::Path);
     command.addRequired("-o,--output", options.output,
                         "Volume to write: .nrrd, .nii, .nii.gz or .npy; several series become numbered files; - for "
-                        "the standard output, as NRRD");
+                        "the standard output, as NRRD",
+                        Takes::File);
     options.selection.addTo(command);
     command.addChoice("--sort", options.sort, {"auto", "instance", "position"},
                       "Order of the slices: instance (InstanceNumber), position, or auto: by position if the other "
@@ -391,7 +392,8 @@ void addVolumeCommand(const CommandLine& program, Session& session) {
     command.addFlag("--bids", options.bids,
                     "Write what the files say about the acquisition beside .nii as .json, and .bval and .bvec of "
                     "diffusion-weighted images");
-    command.addOption("--preview", options.preview, "Picture of the middle slices and of what was found, as .png");
+    command.addOption("--preview", options.preview, "Picture of the middle slices and of what was found, as .png",
+                      Takes::File);
     command.addFlag("--gzip", options.gzip, "Compress the samples of .nrrd");
     command.addFlag("--json", options.json, "Describe findings and written volumes as JSON");
     options.jobs.addTo(command);

@@ -1,6 +1,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <iostream>
 
 #include "cli/Commands.h"
 #include "cli/arguments/Files.h"
@@ -8,6 +10,7 @@
 #include "cli/arguments/OverlayInput.h"
 #include "cli/arguments/Words.h"
 #include "cli/tags/TagPath.h"
+#include "cli/tags/TagsPrinter.h"
 #include "files/Errors.h"
 #include "files/InputFile.h"
 #include "files/OutputFile.h"
@@ -36,6 +39,7 @@ struct WriteOptions {
     std::vector<std::string> overlayProperties{};
     std::string compression = "Uncompressed";
     std::vector<std::string> defaults{};
+    bool isDryRun = false;
 };
 
 /// The parsed options, before the first file is read.
@@ -72,7 +76,7 @@ Request parse(const WriteOptions& options) {
     for (const std::string& word : options.overlayProperties) {
         request.overlayProperties.push_back(parseOverlayProperty(word, options.overlays.size()));
     }
-    if (options.output == "-" && isatty(STDOUT_FILENO) != 0) {
+    if (options.output == "-" && isatty(STDOUT_FILENO) != 0 && !options.isDryRun) {
         throw UsageError("A DICOM file cannot be shown on a terminal: name a file, or redirect the output.");
     }
     return request;
@@ -149,6 +153,20 @@ std::string explain(const velmora::LibraryError& error, const std::string& pictu
     return message;
 }
 
+/// What would be written, as it lies in a file that is removed again: its size, and its attributes as `radvex tags`
+/// shows them. UIDs that were not given are new in each run.
+void printRehearsal(Session& session, const WriteOptions& options, const std::string& picture,
+                    const formats::Compression& compression, const std::string& temporary) {
+    std::error_code error;
+    const bool isThere = options.output != "-" && std::filesystem::exists(options.output, error);
+    const std::string name = options.output == "-" ? "The standard output" : formats::printable(options.output);
+    std::cout << name << (isThere ? " would be replaced: " : " would be written: ")
+              << std::filesystem::file_size(temporary) << " bytes, " << picture << ", " << compression.name << '\n';
+    const TagsRequest request{.text = {.look = Look::of(STDOUT_FILENO)}};
+    printTags(session, request, FileJobs(), PartialOption(), {temporary}, false,
+              [&](const std::string& file) { return describeFile(session.host(), request, file); });
+}
+
 void run(Session& session, const WriteOptions& options) {
     const Request request = parse(options);
     std::vector<std::string> inputs = request.pictures;
@@ -164,10 +182,17 @@ void run(Session& session, const WriteOptions& options) {
         return;
     }
     const std::string picture = formats::describePicture(image);
+    const auto write = [&](const std::string& temporary) {
+        host.call("WriteImage", argumentsOf(temporary, std::move(image), attributes, std::move(overlays), request));
+    };
     try {
-        files::writeOutputPath(options.rule.to(options.output), [&](const std::string& temporary) {
-            host.call("WriteImage", argumentsOf(temporary, std::move(image), attributes, std::move(overlays), request));
-        });
+        if (options.isDryRun) {
+            files::rehearseOutputPath(options.rule.to(options.output), write, [&](const std::string& temporary) {
+                printRehearsal(session, options, picture, request.compression, temporary);
+            });
+        } else {
+            files::writeOutputPath(options.rule.to(options.output), write);
+        }
     } catch (const velmora::LibraryError& error) {
         session.reportRefusal("", originOf(error, host, dictionary, attributes, request) +
                                       explain(error, picture, request.compression.name));
@@ -181,23 +206,30 @@ void addWriteCommand(const CommandLine& program, Session& session) {
         addCommand<WriteOptions>(program, session, "write", "Make a DICOM file from pictures", run);
     options.pictures.addTo(command, "PICTURE",
                            "PNG (grey or RGB) or .npy (bool, u1, u2, f4, f8); more become further frames");
-    command.addRequired("-o,--output", options.output, "DICOM file to write; - for the standard output");
+    command.addRequired("-o,--output", options.output, "DICOM file to write; - for the standard output", Takes::File);
     options.rule.addTo(command);
     command.addOption("--axes", options.axes,
                       "Axes of .npy files, such as frames,rows,columns; by themselves [a][b][3] is rows, columns and "
                       "RGB, any other [a][b][c] frames, rows and columns");
-    command.addRepeatable("--tag", options.tags, "Attribute as KEYWORD=VALUE, several values as A\\B");
+    command.addRepeatable("--tag", options.tags, "Attribute as KEYWORD=VALUE, several values as A\\B",
+                          Takes::Assignment);
     command.addOption("--meta", options.metadata,
                       "Attributes as JSON, as 'radvex tags --json' or 'radvex tags --dicom-json' prints them; an equal "
-                      "--tag takes precedence");
+                      "--tag takes precedence",
+                      Takes::File);
     command.addRepeatable("--overlay", options.overlays,
-                          "PNG or .npy to lay over the picture; every value but 0 is set");
+                          "PNG or .npy to lay over the picture; every value but 0 is set", Takes::File);
     command.addRepeatable(
         "--overlay-option", options.overlayProperties,
         "[NUMBER:]PROPERTY=VALUE of one overlay or of all: OriginRow, OriginColumn, ImageFrameOrigin, "
         "OverlayType, OverlayDescription, OverlaySubtype, OverlayLabel");
     command.addOption("--compress", options.compression, "NAME[:P1[,P2]]: " + formats::compressionHelp());
-    command.addRepeatable("--default", options.defaults, "Default value as KEYWORD=VALUE; see 'radvex defaults'");
+    command.suggest("--compress", formats::compressionNames());
+    command.addFlag("--dry-run", options.isDryRun, "Show size and attributes of the new file, and write nothing");
+    command.addRepeatable("--default", options.defaults, "Default value as KEYWORD=VALUE; see 'radvex defaults'",
+                          Takes::Assignment);
+    command.addExample("radvex write picture.png -o out.dcm --tag PatientID=P1 --dry-run",
+                       "what would be written, and nothing done");
     command.addExample("radvex write picture.png -o out.dcm --meta tags.json",
                        "a DICOM file with attributes from JSON");
 }

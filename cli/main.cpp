@@ -1,8 +1,11 @@
 #include <algorithm>
+#include <chrono>
 #include <iostream>
 #include <string_view>
 
 #include "cli/Commands.h"
+#include "cli/doctor/LibraryVersions.h"
+#include "cli/help/HelpPages.h"
 #include "cli/tags/TagPath.h"
 #include "files/EndSignals.h"
 #include "files/Errors.h"
@@ -31,26 +34,49 @@ constexpr Commands kCommands[] = {
     {"diff", addDiffCommand},           {"write", addWriteCommand},
     {"defaults", addDefaultsCommand},   {"keyword number vr", addDictionaryCommands},
     {"errors", addErrorsCommand},       {"call", addCallCommand},
-    {"view", addViewCommand},
+    {"view", addViewCommand},           {"completion", addCompletionCommand},
+    {"doctor", addDoctorCommand},
 };
+
+/// The version alone, for scripts; with --verbose, a line for each library behind it.
+std::string versionText(Session& session) {
+    if (!Messages::ofThisRun().isVerbose) {
+        return RADVEX_VERSION;
+    }
+    try {
+        (void)session.host(); // loads those that only the library needs
+    } catch (const std::exception& error) {
+        printError(error.what());
+    }
+    std::string text = RADVEX_VERSION + std::string("\n") + versionLines();
+    text.pop_back();
+    return text;
+}
 
 int run(int argc, char** argv) {
     Session session;
     const CommandLine program("radvex", "Read and write DICOM images and their metadata.");
-    program.addVersion(RADVEX_VERSION);
-    program.addOption("--library", session.libraryPath, "Radvex.so to use instead of the one beside this command");
+    program.addOption("--library", session.libraryPath, "Radvex.so to use instead of the one beside this command",
+                      Takes::File);
+    Messages::addTo(program);
+    program.addVersion([&session] { return versionText(session); });
     program.setFooter("Exit status: 0 all done; 1 something that was asked for is not there or cannot be done; 2 wrong "
                       "usage; 3 done but for files that are named on standard error.");
     // Most runs need one command; the options of all would take longer than the rest of the start.
     const std::string word = argc > 1 ? argv[1] : "";
-    const bool isKnown = std::ranges::any_of(kCommands, [&](const Commands& each) { return each.has(word); });
+    const bool isKnown =
+        word != "completion" && std::ranges::any_of(kCommands, [&](const Commands& each) { return each.has(word); });
     for (const Commands& each : kCommands) {
         if (!isKnown || each.has(word)) {
             each.add(program, session);
         }
     }
     try {
-        const std::optional<int> answered = program.run(std::vector<std::string>(argv + 1, argv + argc));
+        const std::vector<std::string> words(argv + 1, argv + argc);
+        if (const auto answered = answerHelpPages(program, words)) {
+            return *answered;
+        }
+        const std::optional<int> answered = program.run(words);
         return answered ? *answered : session.status();
     } catch (const radvex::UsageError& error) {
         printError(error.what());
@@ -72,8 +98,12 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     radvex::files::removeFoldersOnEndSignals();
+    const auto start = std::chrono::steady_clock::now();
     try {
-        return run(argc, argv);
+        const int status = run(argc, argv);
+        const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - start;
+        Messages::tell("The run took " + secondsText(passed.count()) + '.');
+        return status;
     } catch (const std::exception& error) {
         printError(std::string("The command failed: ") + error.what());
         return radvex::kRefused;

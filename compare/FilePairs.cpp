@@ -86,7 +86,8 @@ std::vector<FoundFile> filesIn(const std::string& folder, std::vector<media::Ref
     return files;
 }
 
-void readKeys(velmora::Host& host, std::vector<FoundFile>& files, std::size_t jobs) {
+void readKeys(velmora::Host& host, std::vector<FoundFile>& files, std::size_t jobs, const std::string& what,
+              const workers::Progress& progress) {
     workers::forEachInBlocks(
         std::min(jobs, files.size()), files.size(),
         [&](std::size_t index) { return workers::toParcel(keysOf(host, files[index].path)); },
@@ -96,6 +97,7 @@ void readKeys(velmora::Host& host, std::vector<FoundFile>& files, std::size_t jo
             } else {
                 files[index].keys.error = result.problem();
             }
+            progress(what, index + 1, files.size());
         });
 }
 
@@ -202,13 +204,13 @@ std::vector<SingleFile> singlesOf(const std::vector<FoundFile>& files, PairBy by
 } // namespace
 
 FilePairs pairFiles(velmora::Host& host, const std::string& first, const std::string& second, PairBy by,
-                    std::size_t jobs) {
+                    std::size_t jobs, const workers::Progress& progress) {
     FilePairs result;
     std::vector<FoundFile> both[2];
     const std::string* const folders[] = {&first, &second};
     for (std::size_t side = 0; side < 2; ++side) {
         both[side] = filesIn(*folders[side], result.refused);
-        readKeys(host, both[side], jobs);
+        readKeys(host, both[side], jobs, "Matching " + *folders[side], progress);
         refuseUnread(both[side], result.refused);
         if (both[side].empty() && result.refused.empty()) {
             throw FileError(*folders[side] + " holds no DICOM file.");

@@ -6,6 +6,7 @@
 
 #include "host/Host.h"
 #include "media/FolderIndex.h"
+#include "workers/Workers.h"
 
 namespace radvex::compare {
 
@@ -40,6 +41,6 @@ struct FilePairs {
 /// @param jobs  processes that read the files; 0: this one does
 /// @throws FileError  a sentence: a folder cannot be read, or holds no DICOM file
 FilePairs pairFiles(velmora::Host& host, const std::string& first, const std::string& second, PairBy by,
-                    std::size_t jobs);
+                    std::size_t jobs, const workers::Progress& progress);
 
 } // namespace radvex::compare

@@ -1,5 +1,7 @@
 #include "files/OutputFile.h"
 
+#include <unistd.h>
+
 #include <array>
 #include <cerrno>
 #include <filesystem>
@@ -21,12 +23,16 @@ bool finish(std::FILE* file, bool isWritten) {
     return isWritten && isFlushed;
 }
 
+/// The folder that a file lies in.
+std::string folderOf(const std::string& path) {
+    const std::filesystem::path parent = std::filesystem::path(path).parent_path();
+    return parent.empty() ? "." : parent.string();
+}
+
 /// A staging folder beside a file to be written. Its errors name the file, not the folder.
 StagingFolder stagingBeside(const std::string& path) {
-    const std::filesystem::path parent = std::filesystem::path(path).parent_path();
-    const std::string folder = parent.empty() ? "." : parent.string();
     try {
-        return StagingFolder(folder);
+        return StagingFolder(folderOf(path));
     } catch (const WriteError& error) {
         throw WriteError(path, error.reason());
     }
@@ -109,6 +115,24 @@ void writeOutputPath(const Output& output, const std::function<void(const std::s
         }
         throw;
     }
+}
+
+void rehearseOutputPath(const Output& output, const std::function<void(const std::string& temporary)>& write,
+                        const std::function<void(const std::string& temporary)>& look) {
+    if (output.path != "-") {
+        requireWritable(output);
+        if (const int reason = whyNotWritable(folderOf(output.path)); reason != 0) {
+            throw WriteError(output.path, reason);
+        }
+    }
+    const StagingFolder staging;
+    write(staging.file(kStaged));
+    look(staging.file(kStaged));
+}
+
+int whyNotWritable(const std::string& folder) {
+    // The point makes the system refuse what is no folder.
+    return ::access((folder + "/.").c_str(), W_OK | X_OK) == 0 ? 0 : errno;
 }
 
 } // namespace radvex::files

@@ -38,4 +38,13 @@ void writeOutputText(const Output& output, const std::string& text);
 /// @throws FileError
 void writeOutputPath(const Output& output, const std::function<void(const std::string& temporary)>& write);
 
+/// Makes the file in the folder for temporary files, where `look` may read it, and removes it. Refuses what
+/// writeOutputPath would refuse; nothing is made or changed where the output would be.
+/// @throws FileError
+void rehearseOutputPath(const Output& output, const std::function<void(const std::string& temporary)>& write,
+                        const std::function<void(const std::string& temporary)>& look);
+
+/// Whether files can be made in a folder. @return 0, or the system's reason why not
+int whyNotWritable(const std::string& folder);
+
 } // namespace radvex::files

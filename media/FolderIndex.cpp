@@ -10,17 +10,37 @@
 
 namespace radvex::media {
 
+namespace {
+
+FolderIndex makeIndex(const std::string& folder, IndexTarget& target, std::size_t jobs,
+                      const workers::Progress& progress) {
+    void* const start = datasetsEntry(kStartIndexingEntry, "Folders cannot be indexed");
+    std::unique_ptr<FolderIndexing> indexing;
+    reinterpret_cast<StartIndexingEntry>(start)(folder, target, indexing);
+    forEachDescription(
+        *indexing, jobs, "Indexing " + folder, progress,
+        [&](std::size_t file, const FileDescription& description) { indexing->take(file, description); });
+    return indexing->finish();
+}
+
+} // namespace
+
 FolderIndex indexFolder(const std::string& folder, const std::string& output, bool mayReplace, std::size_t jobs,
                         const workers::Progress& progress) {
     try {
-        void* const start = datasetsEntry(kStartIndexingEntry, "Folders cannot be indexed");
         IndexOutput target(output, mayReplace);
-        std::unique_ptr<FolderIndexing> indexing;
-        reinterpret_cast<StartIndexingEntry>(start)(folder, target, indexing);
-        forEachDescription(
-            *indexing, jobs, "Indexing " + folder, progress,
-            [&](std::size_t file, const FileDescription& description) { indexing->take(file, description); });
-        return indexing->finish();
+        return makeIndex(folder, target, jobs, progress);
+    } catch (const std::runtime_error& error) {
+        throw FileError(error.what());
+    }
+}
+
+std::pair<FolderIndex, LinkChanges> rehearseIndex(const std::string& folder, const std::string& output, bool mayReplace,
+                                                  std::size_t jobs, const workers::Progress& progress) {
+    try {
+        IndexRehearsal target(output, mayReplace);
+        FolderIndex index = makeIndex(folder, target, jobs, progress);
+        return {std::move(index), target.changes()};
     } catch (const std::runtime_error& error) {
         throw FileError(error.what());
     }

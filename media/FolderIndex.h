@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "workers/Workers.h"
@@ -51,6 +52,20 @@ struct FolderIndex {
 ///                    be written there. A new folder `output` is complete or not there at all
 FolderIndex indexFolder(const std::string& folder, const std::string& output, bool mayReplace, std::size_t jobs,
                         const workers::Progress& progress);
+
+/// What the links of an index would do to the folder that it is written into.
+struct LinkChanges {
+    bool replacesDicomdir = false;
+    std::vector<std::string> kept{}; ///< File IDs whose links an earlier run has made; all others are new
+    std::vector<IndexedFile>
+        dropped{}; ///< links of earlier runs that the new DICOMDIR does not list, with their targets
+};
+
+/// What indexFolder would do, with the same refusals. The DICOMDIR is made in the folder for temporary files and
+/// removed; `output` is only looked at.
+/// @throws FileError
+std::pair<FolderIndex, LinkChanges> rehearseIndex(const std::string& folder, const std::string& output, bool mayReplace,
+                                                  std::size_t jobs, const workers::Progress& progress);
 
 /// Sentences about what is left out: the number of skipped files, and for each refused file the reason. None if nothing
 /// is.

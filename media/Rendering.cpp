@@ -54,6 +54,15 @@ std::optional<NamedWindow> windowNamed(const std::string& name) {
     return std::nullopt;
 }
 
+std::vector<std::string> windowNames() {
+    std::vector<std::string> names;
+    for (const auto& preset : kPresets) {
+        names.emplace_back(preset.name);
+    }
+    names.emplace_back(kFileWindow);
+    return names;
+}
+
 velmora::Tensor Rendering::scalingTensor() const {
     const auto tensor = [](double first, double second) {
         return velmora::Tensor(std::vector<vint>{2}, std::vector<double>{first, second});

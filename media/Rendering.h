@@ -32,6 +32,8 @@ struct NamedWindow {
 /// lung, bone, brain, abdomen and mediastinum, which are in HU; "file" and "file:2" for windows of the file's own.
 /// @return nothing for any other text
 std::optional<NamedWindow> windowNamed(const std::string& name);
+/// These names, without numbers behind them.
+std::vector<std::string> windowNames();
 
 /// How values become grey levels.
 struct Rendering {

@@ -32,6 +32,7 @@
 //                                                        "none"; PAGE: its folder, empty for the one of this program
 //         save ... OUT FORCE MEBIBYTES PAGE              of the file; FORCE 1: it may replace another one
 //         report ... OUT FORCE
+//     radvex-view page                                   prints the folder of the page, if there is one
 //     radvex-view read LIBRARY JOBS                      with the socket of the server in descriptor 3
 
 namespace radvex::view {
@@ -192,6 +193,10 @@ int run(const Words& words) {
     files::removeFoldersOnEndSignals();
     if (words.isMode("read", 4)) {
         return answerServer(words.library(), numberOf(words.jobs()));
+    }
+    if (words.isMode("page", 2)) {
+        std::cout << pageFolder() << '\n';
+        return kDone;
     }
     if (words.isMode("save", 10)) {
         return save(words);

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "cli/arguments/CommandDescription.h"
+
 namespace CLI {
 class App;
 }
@@ -24,20 +26,31 @@ class CommandLine {
 
     CommandLine addCommand(const std::string& name, const std::string& description) const;
 
-    void addRequired(const std::string& name, std::string& value, const std::string& description = "") const;
-    void addOption(const std::string& name, std::string& value, const std::string& description) const;
+    void addRequired(const std::string& name, std::string& value, const std::string& description = "",
+                     Takes takes = Takes::Text) const;
+    void addOption(const std::string& name, std::string& value, const std::string& description,
+                   Takes takes = Takes::Text) const;
     /// One of `words`.
     void addChoice(const std::string& name, std::string& value, const std::vector<std::string>& words,
                    const std::string& description) const;
+    void addRequiredChoice(const std::string& name, std::string& value, const std::vector<std::string>& words,
+                           const std::string& description) const;
     /// A whole number from 0 to `most`.
     void addNumber(const std::string& name, std::optional<std::size_t>& value, std::size_t most,
                    const std::string& description) const;
     /// An option that may be repeated, which the help text says.
-    void addRepeatable(const std::string& name, std::vector<std::string>& values, const std::string& description) const;
+    void addRepeatable(const std::string& name, std::vector<std::string>& values, const std::string& description,
+                       Takes takes = Takes::Text) const;
     /// Any number of arguments.
-    void addWords(const std::string& name, std::vector<std::string>& values, const std::string& description) const;
+    void addWords(const std::string& name, std::vector<std::string>& values, const std::string& description,
+                  Takes takes = Takes::Text) const;
     void addFlag(const std::string& name, bool& value, const std::string& description) const;
-    void addVersion(const std::string& version) const;
+    /// `text` is asked for when --version is given, after all options that were added before.
+    void addVersion(std::function<std::string()> text) const;
+    /// Values that shells offer for an option or argument which takes others as well.
+    void suggest(const std::string& name, const std::vector<std::string>& words) const;
+    /// Lists options of the command below a title of their own.
+    void group(const std::vector<std::string>& names, const std::string& title) const;
 
     /// Undeclared words are no error; remaining() returns them.
     void allowMore() const;
@@ -61,11 +74,18 @@ class CommandLine {
     std::optional<int> run(const std::vector<std::string>& words) const;
     /// The help text of the program, or of the command that the parsed words chose.
     std::string help() const;
+    /// Prints the help text of the program, and those of all commands.
+    void printAllHelp() const;
     /// What to type for that text: "radvex help tags".
     std::string helpCommand() const;
 
     /// The long names of the options: "--output".
     std::vector<std::string> optionNames() const;
+
+    /// What was added, with the command "help" among the commands of the program.
+    CommandDescription describe() const;
+    /// The version of CLI11.
+    static std::string parserVersion();
 
   private:
     explicit CommandLine(std::shared_ptr<CLI::App> app);

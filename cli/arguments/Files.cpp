@@ -31,7 +31,7 @@ class UnreadFile : public FileError {
 void FileArguments::addTo(const CommandLine& command, const std::string& name, const std::string& description) {
     mCommand = command;
     mName = name;
-    command.addOption(name, mFirst, description + "; @LIST: the files that LIST names, one a line");
+    command.addOption(name, mFirst, description + "; @LIST: the files that LIST names, one a line", Takes::Path);
     command.addFlag("-0,--null", mFromInput,
                     "Read more names from the standard input, with a zero character behind each, as from find -print0");
     command.allowMore();
@@ -143,6 +143,7 @@ void FileJobs::forEach(Session& session, const std::vector<std::string>& files, 
     // On a terminal, what is printed shows the progress.
     ProgressBar bar("Reading files", isTerminal(STDOUT_FILENO) ? -1 : STDERR_FILENO);
     if (files.size() == 1 || most == 0) {
+        std::size_t shown = 0;
         for (const std::string& file : files) {
             try {
                 print(file, readExplained(read, file));
@@ -150,6 +151,7 @@ void FileJobs::forEach(Session& session, const std::vector<std::string>& files, 
             } catch (const UnreadFile& error) {
                 Session::reportFile(namesFile ? file : "", error.what());
             }
+            bar.show(++shown, files.size());
         }
         return session.endFiles(done, files.size() - done);
     }
@@ -158,12 +160,11 @@ void FileJobs::forEach(Session& session, const std::vector<std::string>& files, 
     workers::forEachInBlocks(
         std::min(most, files.size()), files.size(), work, [&](std::size_t index, const workers::WorkResult& result) {
             const std::string& file = files[index];
-            bar.show(index, files.size());
+            bar.show(index + 1, files.size());
             if (result.isDone()) {
                 print(file, result.output);
                 ++done;
             } else {
-                bar.hide();
                 Session::reportFile(namesFile || !result.end.empty() ? file : "", result.problem());
             }
         });

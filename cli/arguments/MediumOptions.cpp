@@ -1,6 +1,7 @@
 #include "cli/arguments/MediumOptions.h"
 
 #include "cli/ProgressBar.h"
+#include "cli/arguments/Messages.h"
 #include "files/Errors.h"
 #include "formats/json/Text.h"
 #include "media/FolderIndex.h"
@@ -17,11 +18,17 @@ void checkPattern(const char* option, const std::string& pattern) {
     }
 }
 
-std::unique_ptr<media::Medium> openMedium(const std::string& path, const FileJobs& jobs) {
-    auto medium = std::make_unique<media::Medium>(path, jobs.count(), ProgressBar::forEachWork());
-    for (const std::string& sentence : media::sentencesOf(medium->listing().leftOut)) {
+void tellLeftOut(const media::LeftOut& leftOut) {
+    media::LeftOut told = leftOut;
+    told.skippedCount = Messages::ofThisRun().isQuiet ? 0 : told.skippedCount;
+    for (const std::string& sentence : media::sentencesOf(told)) {
         printError(sentence);
     }
+}
+
+std::unique_ptr<media::Medium> openMedium(const std::string& path, const FileJobs& jobs) {
+    auto medium = std::make_unique<media::Medium>(path, jobs.count(), ProgressBar::forEachWork());
+    tellLeftOut(medium->listing().leftOut);
     return medium;
 }
 

@@ -21,6 +21,10 @@ struct SelectionOptions : media::Selection {
     bool isGiven() const;
 };
 
+/// Says on standard error what is left out of a listing or an index. What is no DICOM file is not worth a word with
+/// --quiet.
+void tellLeftOut(const media::LeftOut& leftOut);
+
 /// Opens a medium or a plain folder. Files of the folder that are left out are named on standard error.
 std::unique_ptr<media::Medium> openMedium(const std::string& path, const FileJobs& jobs);
 

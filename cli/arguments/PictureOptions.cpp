@@ -42,6 +42,7 @@ void PictureOptions::addWindowTo(const CommandLine& command) {
                       "Window as WIDTH,CENTER in the unit of the rescaled values; for HU also lung (1500,-600), bone "
                       "(1500,300), brain (80,40), abdomen (400,60) or mediastinum (400,40); file for the file's own, "
                       "file:2 for its second one");
+    command.suggest("--window", media::windowNames());
     command.addChoice("--scaling", scaling, {"minmax", "trimmed", "none"},
                       "Automatic window: minmax, trimmed (without extreme values) or none");
 }

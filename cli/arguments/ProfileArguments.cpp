@@ -1,6 +1,7 @@
 #include "cli/arguments/ProfileArguments.h"
 
 #include <algorithm>
+#include <array>
 
 #include "cli/arguments/Words.h"
 #include "deidentify/KeptPrivates.h"
@@ -9,6 +10,22 @@
 namespace radvex::cli {
 
 namespace {
+
+// What the options take.
+constexpr std::array kMayBeKept{
+    deidentify::ProfileOption::Uids, deidentify::ProfileOption::Device, deidentify::ProfileOption::Institution,
+    deidentify::ProfileOption::PatientCharacteristics, deidentify::ProfileOption::FullDates};
+constexpr std::array kMayBeCleaned{deidentify::ProfileOption::Descriptors, deidentify::ProfileOption::StructuredContent,
+                                   deidentify::ProfileOption::Graphics};
+
+template <typename Options>
+std::vector<std::string> wordsFor(const Options& options) {
+    std::vector<std::string> words;
+    for (const deidentify::ProfileOption option : options) {
+        words.emplace_back(deidentify::namesOf(option).word);
+    }
+    return words;
+}
 
 /// Adds the options that the words of one option of the command name.
 void choose(deidentify::ProfileOptions& profile, const char* option, const std::vector<std::string>& words,
@@ -33,8 +50,11 @@ void ProfileArguments::addTo(const CommandLine& command) {
     command.addFlag("--shift-dates", mShiftsDates, "Move all dates of a patient by the same number of days");
     command.addRepeatable("--clean", mCleaned,
                           "LIST: clean descriptors, structured-content, graphics instead of removing them");
+    command.suggest("--keep", wordsFor(kMayBeKept));
+    command.suggest("--clean", wordsFor(kMayBeCleaned));
     command.addOption("--keep-private", mKeptPrivates,
-                      "JSON file with private creators and lists of their attributes that identify nobody");
+                      "JSON file with private creators and lists of their attributes that identify nobody",
+                      Takes::File);
     command.addRepeatable("--accept-pixels", mAcceptedPixels,
                           "LIST: classes of pixels that somebody has looked at, such as face, ultrasound");
 }
@@ -42,8 +62,8 @@ void ProfileArguments::addTo(const CommandLine& command) {
 deidentify::ProfileOptions ProfileArguments::options() const {
     using enum deidentify::ProfileOption;
     deidentify::ProfileOptions profile;
-    choose(profile, "--keep", mKept, {Uids, Device, Institution, PatientCharacteristics, FullDates});
-    choose(profile, "--clean", mCleaned, {Descriptors, StructuredContent, Graphics});
+    choose(profile, "--keep", mKept, {kMayBeKept.begin(), kMayBeKept.end()});
+    choose(profile, "--clean", mCleaned, {kMayBeCleaned.begin(), kMayBeCleaned.end()});
     if (mShiftsDates && profile.has(FullDates)) {
         throw UsageError("--shift-dates moves the dates that --keep dates would leave; name one of them.");
     }

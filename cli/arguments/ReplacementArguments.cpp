@@ -5,8 +5,8 @@
 namespace radvex::cli {
 
 void ReplacementArguments::addTo(const CommandLine& command, const std::string& what) {
-    command.addRepeatable("--set", mAssignments, "KEYWORD=VALUE: " + what);
-    command.addOption("--rules", mRules, "JSON file with an object of keywords and values: " + what);
+    command.addRepeatable("--set", mAssignments, "KEYWORD=VALUE: " + what, Takes::Assignment);
+    command.addOption("--rules", mRules, "JSON file with an object of keywords and values: " + what, Takes::File);
 }
 
 deidentify::ReplacementRules ReplacementArguments::rules() const {

@@ -127,8 +127,9 @@ void run(Session& session, const TagsOptions& options) {
 void addChoices(const CommandLine& command, TagsOptions& options) {
     command.addRepeatable("--tag", options.tags,
                           "Only this attribute: a keyword in any case, gggg,eeee, CREATOR:gggg,ee for a private one, "
-                          "or SEQUENCE[0].KEYWORD in an item, with [*] for all items");
-    command.addRepeatable("--exclude", options.excluded, "Leave out this keyword");
+                          "or SEQUENCE[0].KEYWORD in an item, with [*] for all items",
+                          Takes::Keyword);
+    command.addRepeatable("--exclude", options.excluded, "Leave out this keyword", Takes::Keyword);
     command.addFlag("--validate", options.validate, "Leave out values that do not fit their value representation");
     command.addFlag("--recursive", options.recursive, "Read every file of a medium; FILE is a DICOMDIR or a folder");
     command.addOption("--series", options.series, "With --recursive: only if the whole SeriesInstanceUID matches");

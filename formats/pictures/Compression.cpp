@@ -87,6 +87,14 @@ Compression parseCompression(const std::string& label, const std::string& text) 
     return compression;
 }
 
+std::vector<std::string> compressionNames() {
+    std::vector<std::string> names;
+    for (const Method& method : kMethods) {
+        names.emplace_back(method.name);
+    }
+    return names;
+}
+
 std::string compressionHelp() {
     std::string help;
     for (const Method& method : kMethods) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "velmora/VelmoraLibrary.h"
 
@@ -17,6 +18,9 @@ struct Compression {
 /// @param label  what the text was given as, for messages: "--compress "
 /// @throws UsageError  the name is unknown, or a number is unexpected or out of range
 Compression parseCompression(const std::string& label, const std::string& text);
+
+/// The names of all methods, the one without compression first.
+std::vector<std::string> compressionNames();
 
 /// The names and their default numbers, for a help text.
 std::string compressionHelp();

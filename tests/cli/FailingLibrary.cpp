@@ -6,6 +6,7 @@
 #include <climits>
 #include <csignal>
 #include <cstdlib>
+#include <fstream>
 #include <string>
 
 #include "velmora/VelmoraLibrary.h"
@@ -32,6 +33,23 @@ void actOn(const char* path) {
         actOn(*args[0].utf8String);                                                                                    \
         return next(libData, argc, args, res);                                                                         \
     }
+
+/// Changes the last byte of a new file whose name ends with what RADVEX_TEST_SPOILS says, as a wrong encoder would.
+extern "C" __attribute__((visibility("default"))) int WriteImage(VelmoraLibraryData libData, vint argc, VArgument* args,
+                                                                 VArgument res) {
+    static const auto next = reinterpret_cast<Function>(::dlsym(RTLD_NEXT, "WriteImage"));
+    const std::string path = *args[0].utf8String;
+    const int code = next(libData, argc, args, res);
+    const char* const spoiled = std::getenv("RADVEX_TEST_SPOILS");
+    if (spoiled != nullptr && path.ends_with(spoiled)) {
+        std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+        file.seekg(-1, std::ios::end);
+        const int last = file.get();
+        file.seekp(-1, std::ios::end);
+        file.put(static_cast<char>(last ^ 1));
+    }
+    return code;
+}
 
 FAILING(ReadMetadata)
 FAILING(ReadAllMetadata)

@@ -49,6 +49,16 @@ TEST_F(InstalledCommand, NothingLeadsOutOfItsFolder) {
     EXPECT_THAT(needed, Not(HasSubstr(kBuild.string() + "/")));
 }
 
+TEST_F(InstalledCommand, BringsManualPagesAndCompletions) {
+    const fs::path share = folder.file("prefix/share");
+    for (const char* name : {"man/man1/radvex.1", "man/man1/radvex-tags.1", "bash-completion/completions/radvex",
+                             "zsh/site-functions/_radvex", "fish/vendor_completions.d/radvex.fish"}) {
+        EXPECT_TRUE(fs::is_regular_file(share / name)) << name;
+    }
+    EXPECT_EQ(readFile((share / "bash-completion/completions/radvex").string()),
+              runRadvex({"completion", "bash"}).output);
+}
+
 TEST_F(InstalledCommand, AnotherUserMayStartIt) {
     const std::string radvex = folder.file("prefix/bin/radvex");
     // Only root can become another user; anyone else has at least another home.

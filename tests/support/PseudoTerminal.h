@@ -49,9 +49,9 @@ class PseudoTerminal {
     int mInner = -1;
 };
 
-/// Runs a program whose standard output is a terminal of so many columns, and gives what it shows there with plain line
-/// ends.
-inline std::string shownOnTerminal(const Words& arguments, unsigned short columns) {
+/// Runs a program whose standard output, or another descriptor, is a terminal of so many columns, and gives what it
+/// shows there with plain line ends.
+inline std::string shownOnTerminal(const Words& arguments, unsigned short columns, int descriptor = STDOUT_FILENO) {
     const PseudoTerminal terminal(columns);
     Words copies = arguments;
     std::vector<char*> argv;
@@ -61,7 +61,7 @@ inline std::string shownOnTerminal(const Words& arguments, unsigned short column
     argv.push_back(nullptr);
     const pid_t child = fork();
     if (child == 0) {
-        dup2(terminal.descriptor(), STDOUT_FILENO);
+        dup2(terminal.descriptor(), descriptor);
         execvp(argv[0], argv.data());
         _exit(127);
     }
