@@ -1,9 +1,14 @@
 # The two commands that matter: `make demo` and `make test`. Each sets up what it needs on a fresh Debian 12 machine.
 
-.PHONY: demo wheel test test-release test-asan build build-asan bench bench-deidentify fuzz soak coverage lint lint-changed format setup setup-bench setup-fuzz clean
+.PHONY: demo docs wheel test test-release test-asan build build-asan bench bench-deidentify fuzz soak coverage lint lint-changed format setup setup-bench setup-fuzz clean
 
 demo: build
 	@scripts/demo.sh build/release
+
+# The pages of docs/ as a site in build/docs, which a browser opens without a server; a broken link is an error.
+docs: setup
+	PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 -m mkdocs build
+	@echo "The first page is build/docs/index.html"
 
 # The Python package as a file for pip; prints its path.
 wheel: build
