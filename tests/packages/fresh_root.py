@@ -49,6 +49,7 @@ class FreshRoot:
                 self._by_name.setdefault(names[0], stanza["Package"])
         self._wanted = self._closure()
         self._copy_files()
+        self._add_what_no_package_lists()
         self._write_database()
         self._mounts = self._enter("true").returncode == 0
         self._install()
@@ -76,45 +77,43 @@ class FreshRoot:
 
     def _closure(self):
         """The essential packages and what the new ones depend on, directly or not."""
-        own = set()
-        pending = [name for name, fields in self._installed.items() if fields.get("Essential") == "yes"]
-        relations = []
-        for package in self.packages:
-            fields = dict(zip(["Package", "Depends"], _fields(package)))
-            own.add(fields["Package"])
-            relations.append(fields["Depends"])
+        new = [_fields(package) for package in self.packages]
         wanted = set()
-        while pending or relations:
-            for names in (names for text in relations for names in _names(text)):
-                found = next((self._by_name[name] for name in names if name in self._by_name), None)
-                if own.isdisjoint(names):
-                    assert found, f"none of {names} is installed on this machine"
-                    pending.append(found)
-            relations = []
-            fresh = set(pending) - wanted
-            wanted |= fresh
-            pending = []
-            for name in fresh:
+        pending = [name for name, fields in self._installed.items() if fields.get("Essential") == "yes"]
+        pending += self._needed((depends for _, depends in new), without={name for name, _ in new})
+        while pending:
+            name = pending.pop()
+            if name not in wanted:
+                wanted.add(name)
                 fields = self._installed[name]
-                relations += [fields.get("Depends", ""), fields.get("Pre-Depends", "")]
+                pending += self._needed([fields.get("Depends", ""), fields.get("Pre-Depends", "")])
         return wanted
+
+    def _needed(self, relations, without=frozenset()):
+        """For each relation the first package of this machine that satisfies it."""
+        for names in (names for text in relations for names in _names(text) if without.isdisjoint(names)):
+            found = next((self._by_name[name] for name in names if name in self._by_name), None)
+            assert found, f"none of {names} is installed on this machine"
+            yield found
 
     def _copy_files(self):
         for name in ("bin", "sbin", "lib", "lib32", "lib64", "libx32"):
-            if os.path.islink(f"/{name}"): # since /usr was merged; no package lists these links
+            if os.path.islink(f"/{name}"):  # since /usr was merged; no package lists these links
                 os.symlink(os.readlink(f"/{name}"), self.folder / name)
-        listed = subprocess.run(["dpkg", "--listfiles", *sorted(self._wanted)], stdout=subprocess.PIPE, text=True, check=True)
         files = {os.path.join(os.path.realpath(os.path.dirname(line)), os.path.basename(line))
-                 for line in listed.stdout.splitlines()
+                 for line in _output("dpkg", "--listfiles", *sorted(self._wanted)).splitlines()
                  if line.startswith("/") and line != "/." and not line.startswith(UNREAD)}
         files |= self._alternatives(files)
         names = sorted(file for file in files if os.path.lexists(file) and not os.path.islink(self.folder / file[1:]))
         pack = ["tar", "-C", "/", "--create", "--no-recursion", "--ignore-failed-read", "--null", "--files-from=-"]
+        unpack = ["tar", "-C", str(self.folder), "--extract", "--no-same-owner"]
         packed = subprocess.Popen(pack, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
-        unpacked = subprocess.Popen(["tar", "-C", str(self.folder), "--extract", "--no-same-owner"], stdin=packed.stdout)
+        unpacked = subprocess.Popen(unpack, stdin=packed.stdout)
         packed.stdin.write("\0".join(name[1:] for name in names).encode())
         packed.stdin.close()
         assert unpacked.wait() == 0
+
+    def _add_what_no_package_lists(self):
         for name in ("proc", "dev", "tmp", "root"):
             (self.folder / name).mkdir(exist_ok=True)
         (self.folder / "etc/passwd").write_text("root:x:0:0:root:/root:/bin/sh\n", encoding="utf-8")
@@ -143,7 +142,7 @@ class FreshRoot:
         (database / "info/format").write_text("1\n", encoding="utf-8")
         texts = [self._installed[name][None] for name in sorted(self._wanted)]
         (database / "status").write_text("\n\n".join(texts) + "\n", encoding="utf-8")
-        for name in self._wanted: # dpkg warns of each package without a list
+        for name in self._wanted:  # dpkg warns of each package without a list
             architecture = self._installed[name]["Architecture"]
             same = self._installed[name].get("Multi-Arch") == "same"
             (database / "info" / (f"{name}:{architecture}.list" if same else f"{name}.list")).touch()
@@ -167,13 +166,17 @@ class FreshRoot:
 
     @staticmethod
     def _start(words, environment, **more):
+        """Runs a program with this environment and no other."""
         return subprocess.run(words, env=environment, text=True, stdout=subprocess.PIPE, stderr=subprocess.PIPE, **more)
 
 
 def _fields(package):
-    text = subprocess.run(["dpkg-deb", "--show", "--showformat=${Package}\n${Depends}", str(package)],
-                          stdout=subprocess.PIPE, text=True, check=True)
-    return text.stdout.split("\n")
+    """The name of the package in a file, and what it depends on."""
+    return _output("dpkg-deb", "--show", "--showformat=${Package}\n${Depends}", str(package)).split("\n")
+
+
+def _output(*words):
+    return subprocess.run(words, stdout=subprocess.PIPE, text=True, check=True).stdout
 
 
 def _environment():
