@@ -1,6 +1,6 @@
 # The two commands that matter: `make demo` and `make test`. Each sets up what it needs on a fresh Debian 12 machine.
 
-.PHONY: demo docs wheel test test-release test-asan build build-asan bench bench-deidentify fuzz soak coverage lint lint-changed format setup setup-bench setup-fuzz clean
+.PHONY: demo docs wheel deb test test-release test-asan build build-asan bench bench-deidentify fuzz soak coverage lint lint-changed format setup setup-bench setup-fuzz clean
 
 demo: build
 	@scripts/demo.sh build/release
@@ -13,6 +13,10 @@ docs: setup
 # The Python package as a file for pip; prints its path.
 wheel: build
 	@scripts/wheel.sh build/release
+
+# The same and the rest as Debian packages, in build/deb; prints their paths.
+deb: build
+	@scripts/deb.sh build/release
 
 test: test-release lint-changed test-asan
 

@@ -1,4 +1,5 @@
 # `find_package(Radvex)` after an installation: the host as Radvex::velmoraHost, the link library, and RADVEX_LIBRARY.
+# `pkg-config radvex`, for hosts in C and in other languages: the headers, the link library, and the variable `library`.
 include(CMakePackageConfigHelpers)
 install(TARGETS velmoraHost tether EXPORT RadvexTargets
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} LIBRARY DESTINATION ${RADVEX_INSTALL_LIBRARY_DIR}
@@ -10,3 +11,13 @@ configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/RadvexConfig.cmake.in ${
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/RadvexConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${CMAKE_BINARY_DIR}/RadvexConfig.cmake ${CMAKE_BINARY_DIR}/RadvexConfigVersion.cmake
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Radvex)
+
+# From where the file lies to the folder that all is installed in, which may be moved.
+set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH pkgconfig_to_prefix /${pkgconfig_dir} /)
+string(REGEX REPLACE "/$" "" pkgconfig_to_prefix "${pkgconfig_to_prefix}")
+configure_file(${CMAKE_CURRENT_LIST_DIR}/radvex.pc.in ${CMAKE_BINARY_DIR}/radvex.pc @ONLY)
+install(FILES ${CMAKE_BINARY_DIR}/radvex.pc DESTINATION ${pkgconfig_dir})
+
+# What is bundled, and by which licences: DCMTK lies beside the library, others are compiled in.
+install(FILES scripts/debian/copyright DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/radvex)

@@ -1,4 +1,4 @@
-// What is installed runs for anyone, not only for the user who built it.
+// What is installed runs for anyone and anywhere, not only for the user who built it and where it was put.
 
 #include <unistd.h>
 
@@ -26,6 +26,20 @@ class InstalledCommand : public testing::Test {
             writeDicom(folder.file("a.dcm"),
                        with({{DCM_PatientID, "P"}, {DCM_StudyInstanceUID, "1.2"}, {DCM_SeriesInstanceUID, "1.2.3"}}));
         fs::permissions(file, fs::perms(0644));
+    }
+
+    /// The command by this path reads a file, loads the module of datasets, and finds the program behind the page.
+    void expectItWorks(const fs::path& radvex) {
+        SCOPED_TRACE(radvex);
+        EXPECT_EQ(runProcess({radvex, "tags", "--tag", "PatientID", file}).output,
+                  "PatientID                           LO  P\n");
+        const ProcessResult tree = runProcess({radvex, "tree", folder.path()});
+        EXPECT_EQ(tree.status, 0) << tree.errors;
+        EXPECT_THAT(tree.output, StartsWith("Patient P  -\n"));
+        const std::string report = folder.file("report.html");
+        const ProcessResult view = runProcess({radvex, "view", file, "--report", report, "--force"});
+        EXPECT_EQ(view.status, 0) << view.errors;
+        EXPECT_THAT(readFile(report), StartsWith("<!doctype html>"));
     }
 
     TemporaryFolder folder{};
@@ -71,4 +85,29 @@ TEST_F(InstalledCommand, AnotherUserMayStartIt) {
     const ProcessResult tree = asNobody({"tree", folder.path().string()}); // loads the module too
     EXPECT_EQ(tree.status, 0) << tree.errors;
     EXPECT_THAT(tree.output, StartsWith("Patient P  -\n"));
+}
+
+TEST_F(InstalledCommand, ItsTarballRunsWhereverItIsUnpacked) {
+    const std::string tarball = folder.file("radvex.tar");
+    ASSERT_EQ(runProcess({"tar", "-cf", tarball, "-C", folder.path(), "prefix"}).status, 0);
+    fs::remove_all(folder.file("prefix"));
+    const fs::path place = folder.path() / "another place";
+    fs::create_directory(place);
+    ASSERT_EQ(runProcess({"tar", "-xf", tarball, "-C", place}).status, 0);
+    expectItWorks(place / "prefix/bin/radvex");
+    fs::rename(place / "prefix", place / "radvex");
+    expectItWorks(place / "radvex/bin/radvex");
+}
+
+TEST_F(InstalledCommand, RunsThroughLinksToItAndToItsFolder) {
+    const fs::path links = folder.path() / "links";
+    fs::create_directory(links);
+    fs::create_symlink(folder.path() / "prefix/bin/radvex", links / "command");
+    expectItWorks(links / "command");
+    fs::create_symlink("../prefix/bin/radvex", links / "relative");
+    expectItWorks(links / "relative");
+    fs::create_directory_symlink(folder.path() / "prefix", links / "folder");
+    expectItWorks(links / "folder/bin/radvex");
+    fs::create_symlink("folder/bin/radvex", links / "both");
+    expectItWorks(links / "both");
 }
