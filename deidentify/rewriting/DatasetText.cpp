@@ -23,15 +23,9 @@ bool isLatin(const std::string& characterSet) {
 
 } // namespace
 
-std::string characterSetOf(DcmItem& item, const std::string& outerSet) {
-    OFString value;
-    const bool isDeclared = item.findAndGetOFStringArray(DCM_SpecificCharacterSet, value).good() && !value.empty();
-    return isDeclared ? std::string(withoutPadding({value.c_str(), value.size()})) : outerSet;
-}
-
 std::string TextDecoder::utf8(DcmElement& element, const std::string& characterSet) {
     std::string bytes = textOf(element);
-    if (isLatin(characterSet) && media::isUtf8(bytes) && bytes.find(kEscape) == std::string::npos) {
+    if (isLatin(characterSet) && text::isUtf8(bytes) && bytes.find(kEscape) == std::string::npos) {
         return bytes; // no Latin text looks like this by chance; some programs write it all the same
     }
     return mDecoder.utf8(bytes, element.ident(), characterSet);
@@ -39,7 +33,7 @@ std::string TextDecoder::utf8(DcmElement& element, const std::string& characterS
 
 void TextWriter::put(DcmElement& element, const std::string& utf8) {
     mWaiting.erase(&element);
-    if (media::hasOneReading(utf8) || !media::hasCharacterSet(element.ident())) {
+    if (text::hasOneReading(utf8) || !text::hasCharacterSet(element.ident())) {
         putText(element, utf8);
     } else {
         putText(element, ""); // the old value is gone even if the new one is refused
@@ -52,7 +46,7 @@ void TextWriter::finish() {
         return;
     }
     forEachText(mDataset, "", [this](DcmElement& element, const std::string& characterSet) {
-        if (media::hasCharacterSet(element.ident()) && !media::hasOneReading(textOf(element))) {
+        if (text::hasCharacterSet(element.ident()) && !text::hasOneReading(textOf(element))) {
             putText(element, mDecoder.utf8(element, characterSet));
         }
     });

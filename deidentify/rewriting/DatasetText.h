@@ -8,7 +8,8 @@
 
 #include "dcmtk/dcmdata/dcelem.h"
 #include "dcmtk/dcmdata/dcfilefo.h"
-#include "media/elements/TextDecoder.h"
+#include "text/DatasetTexts.h"
+#include "text/TextDecoder.h"
 
 namespace radvex::deidentify {
 
@@ -19,7 +20,7 @@ class TextDecoder {
     std::string utf8(DcmElement& element, const std::string& characterSet);
 
   private:
-    media::TextDecoder mDecoder{};
+    text::TextDecoder mDecoder{};
 };
 
 /// Writes UTF-8 into the texts of one dataset. A text that is not ASCII may not fit the dataset's character set; then
@@ -46,7 +47,6 @@ class TextWriter {
 void forEachText(DcmItem& item, const std::string& outerSet,
                  const std::function<void(DcmElement& element, const std::string& characterSet)>& visit);
 
-/// SpecificCharacterSet of an item; that of the item around it when it has none.
-std::string characterSetOf(DcmItem& item, const std::string& outerSet);
+using text::characterSetOf;
 
 } // namespace radvex::deidentify

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "deidentify/rewriting/DatasetText.h"
+#include "text/TextDecoder.h"
 
 namespace radvex::deidentify {
 
@@ -44,7 +45,7 @@ std::string pathWithoutIdentifiers(const std::string& path, const IdentifierFind
     for (std::size_t begin = 0; begin <= path.size();) {
         const std::size_t end = std::min(path.find('/', begin), path.size());
         const std::string name = path.substr(begin, end - begin);
-        const std::string readable = media::isUtf8(name) ? name : media::latin1AsUtf8(name);
+        const std::string readable = text::isUtf8(name) ? name : text::latin1AsUtf8(name);
         const std::string stem = readable.substr(0, endOfStem(readable));
         std::string cleaned;
         std::size_t done = 0;

@@ -1,7 +1,5 @@
 #include "dicom/readers/DcmReader.h"
 
-#include <cstring>
-
 #include "bridge/ErrorManager.h"
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcerror.h"
@@ -17,6 +15,7 @@
 #include "guard/GuardedLoad.h"
 #include "guard/pixels/DecodingSafety.h"
 #include "guard/pixels/EncodedPixels.h"
+#include "text/DatasetTexts.h"
 
 namespace radvex {
 
@@ -81,16 +80,14 @@ void DcmReader::convertTexts() const {
         return;
     }
     mHasConvertedTexts = true;
-    // A character set that cannot be converted leaves its bytes as they are; but not one that could be with more
-    // memory.
+    // Text that is in no character set keeps its bytes; but not one that could be converted with more memory.
     const MemoryWatch memory;
-    const OFCondition converted = fileFormat.convertToUTF8();
-    // The converters take their memory where no watch sees it. Of why one could not be opened, only ICU's name tells.
-    const char* text = converted.text(); // null when there is no memory for it either
-    const bool hasNoConverter = text == nullptr || std::strstr(text, "U_MEMORY_ALLOCATION_ERROR") != nullptr;
-    if (memory.hasRunOut() || hasNoConverter) {
+    try {
+        text::convertToUtf8(fileFormat, text::OtherTexts::Convert);
+        memory.require();
+    } catch (const std::bad_alloc&) {
         mIsSpoilt = true;
-        throw std::bad_alloc();
+        throw;
     }
 }
 

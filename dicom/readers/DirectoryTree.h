@@ -5,6 +5,7 @@
 #include "dcmtk/config/osconfig.h"
 #include "dicom/metadata/RegexFilter.h"
 #include "dicom/readers/DcmReader.h"
+#include "text/DatasetTexts.h"
 
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcdicdir.h"
@@ -50,7 +51,7 @@ inline std::string seriesKey(DcmDirectoryRecord& series) {
 template <typename Body>
 void forEachRecord(DcmDirectoryRecord& parent, Body body) {
     for (DcmDirectoryRecord* record = parent.nextSub(nullptr); record != nullptr; record = parent.nextSub(record)) {
-        (void)record->convertToUTF8(); // what cannot be converted stays as it is
+        text::convertToUtf8(*record, text::OtherTexts::Convert);
         body(*record);
     }
 }

@@ -8,6 +8,7 @@
 #include "dicom/writers/DcmOverlay.h"
 #include "dicom/writers/WriteChecks.h"
 #include "guard/GuardedLoad.h"
+#include "text/DatasetTexts.h"
 
 namespace radvex {
 
@@ -90,7 +91,7 @@ void DcmWriter::loadDataFromFile(const std::string& path) {
     if (const auto failure = loadGuardedWhole(mFile, path)) {
         GTU::ErrorManager::throwException("OpenFileError", path, failure->reason);
     }
-    (void)mFile.convertToUTF8(); // without success the strings stay as they are
+    text::convertToUtf8(mFile, text::OtherTexts::Leave);
     mDataset = mFile.getDataset();
     mOriginalXfer = mDataset->getOriginalXfer();
     mLoadedFromFile = true;

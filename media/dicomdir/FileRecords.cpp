@@ -15,6 +15,7 @@
 #include "guard/GuardedLoad.h"
 #include "media/dicomdir/RecordTypes.h"
 #include "media/scan/FileDiagnosis.h"
+#include "text/DatasetTexts.h"
 
 namespace radvex::media {
 
@@ -117,7 +118,7 @@ class Describer : private DicomDirInterface {
                                      DCM_StudyDescription, DCM_SeriesNumber, DCM_SeriesDescription, DCM_Modality}) {
             (void)mFile.getDataset()->findAndInsertCopyOfElement(key, &texts);
         }
-        (void)texts.convertToUTF8(); // what cannot be converted stays as it is
+        text::convertToUtf8(texts, text::OtherTexts::Convert);
         const auto text = [&](const DcmTagKey& key) {
             OFString whole;
             (void)texts.findAndGetOFStringArray(key, whole);

@@ -10,6 +10,7 @@
 #include "media/dicomdir/DcmtkSettings.h"
 #include "media/dicomdir/DicomIo.h"
 #include "media/elements/ElementValue.h"
+#include "text/DatasetTexts.h"
 
 namespace radvex::media {
 
@@ -29,9 +30,7 @@ class Reader {
 
     void append(DcmItem& item, std::vector<Element>& elements) {
         const std::string outerSet = mCharacterSet;
-        if (const std::string own = declaredCharacterSet(item); !own.empty()) {
-            mCharacterSet = own;
-        }
+        mCharacterSet = text::characterSetOf(item, outerSet);
         for (DcmObject* object = item.nextInContainer(nullptr); object != nullptr;
              object = item.nextInContainer(object)) {
             auto* element = dynamic_cast<DcmElement*>(object);
@@ -88,7 +87,7 @@ class Reader {
 
     const ElementRequest& mRequest;
     std::string mCharacterSet{};
-    TextDecoder mTexts{};
+    text::TextDecoder mTexts{};
 };
 
 } // namespace

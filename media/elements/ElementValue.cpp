@@ -172,12 +172,12 @@ DcmPixelSequence* pixelSequenceOf(DcmPixelData& pixels) {
     return isThere ? sequence : nullptr;
 }
 
-std::string textOf(DcmElement& element, const std::string& characterSet, TextDecoder& decoder) {
+std::string textOf(DcmElement& element, const std::string& characterSet, text::TextDecoder& decoder) {
     const DcmEVR vr = representationOf(element);
     return withoutPadding(decoder.utf8(storedText(element), vr, characterSet), vr);
 }
 
-std::string unknownTextOf(DcmElement& element, const std::string& characterSet, TextDecoder& decoder) {
+std::string unknownTextOf(DcmElement& element, const std::string& characterSet, text::TextDecoder& decoder) {
     const DcmEVR vr = representationOf(element);
     const std::string text = storedText(element);
     return decoder.known(text, vr, characterSet) ? "" : withoutPadding(text, vr);
@@ -219,13 +219,6 @@ std::string dumpLine(DcmElement& element, bool whole) {
         text.append(text.empty() ? "" : "\n").append(escaped(line));
     }
     return text;
-}
-
-std::string declaredCharacterSet(DcmItem& item) {
-    OFString value;
-    (void)item.findAndGetOFStringArray(DCM_SpecificCharacterSet, value);
-    const std::string text(value.c_str(), value.size());
-    return text.substr(0, text.find_last_not_of(std::string(" \0", 2)) + 1);
 }
 
 } // namespace radvex::media

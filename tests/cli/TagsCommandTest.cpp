@@ -85,7 +85,7 @@ TEST_F(TagsCommand, CutsLongValuesAndSaysHowLongTheyAre) {
 }
 
 TEST_F(TagsCommand, TextThatIsNoUtf8IsMarkedInTextAndWholeInJson) {
-    const std::string name = "\xD4\xCF\xC0\xDE=\x1B$B;3ED\x1B(B";
+    const std::string name = "\xD4\xCF\xC0\xDE=\x1B$B;3E"; // ends in the middle of a character
     const std::string path = writeDicom(folder.file("kanji.dcm"), [&](DcmDataset& dataset) {
         put(dataset, {{DCM_SpecificCharacterSet, "ISO 2022 IR 13\\ISO 2022 IR 87"}, {DCM_PatientName, name}});
         put(addItem(dataset, DCM_ReferencedStudySequence), {{DCM_PatientComments, "\xFF\xFE"}});
@@ -96,7 +96,7 @@ TEST_F(TagsCommand, TextThatIsNoUtf8IsMarkedInTextAndWholeInJson) {
     const std::string output = runRadvex({"tags", "--json", path}).output;
     EXPECT_TRUE(radvex::formats::isValidUtf8(output)) << output;
     const Json json = Json::parse(output);
-    EXPECT_EQ(json["PatientName"], (Json{{"bytes", "1M/A3j0bJEI7M0VEGyhC"}})); // by base64 of coreutils
+    EXPECT_EQ(json["PatientName"], (Json{{"bytes", "1M/A3j0bJEI7M0U="}})); // by base64 of coreutils
     EXPECT_EQ(json["ReferencedStudySequence"][0]["PatientComments"], (Json{{"bytes", "//4="}}));
     EXPECT_EQ(json["SpecificCharacterSet"], "ISO 2022 IR 13\\ISO 2022 IR 87");
 }

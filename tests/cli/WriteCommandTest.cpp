@@ -318,7 +318,7 @@ TEST_F(WriteCommand, TextBeyondAsciiSaysItsCharacterSet) {
 }
 
 TEST_F(WriteCommand, BytesThatAreNoTextComeBackAsTheyWere) {
-    const Json name{{"bytes", "1M/A3j0bJEI7M0VEGyhC"}}; // half-width katakana, then kanji behind an escape
+    const Json name{{"bytes", "1M/A3j0bJEI7M0U="}}; // ends in the middle of a character
     const Json given{{"SpecificCharacterSet", "ISO 2022 IR 13\\ISO 2022 IR 87"},
                      {"PatientName", name},
                      {"OtherPatientIDsSequence", Json::array({Json{{"PatientID", {{"bytes", "//4="}}}}})}};
@@ -330,7 +330,7 @@ TEST_F(WriteCommand, BytesThatAreNoTextComeBackAsTheyWere) {
     ASSERT_TRUE(file.loadFile(out.c_str()).good());
     const char* stored = nullptr;
     ASSERT_TRUE(file.getDataset()->findAndGetString(DCM_PatientName, stored).good());
-    EXPECT_STREQ(stored, "\xD4\xCF\xC0\xDE=\x1B$B;3ED\x1B(B");
+    EXPECT_STREQ(stored, "\xD4\xCF\xC0\xDE=\x1B$B;3E");
     tags = tagsOf({picture(), "--meta", meta(R"({"PatientComments": [{"bytes": "YQ=="}, {"bytes": "Yg=="}]})")});
     EXPECT_EQ(tags["PatientComments"], "a\\b");
 }

@@ -104,7 +104,7 @@ TEST(TextDecoder, GivesUtf8WhateverTheBytes) {
                             "ISO 2022 IR 13\\ISO 2022 IR 87", "\\ISO 2022 IR 149", "ISO_IR 101\\X", "\\\\\\"}) {
         for (const char* bytes : {"\xFF\xFE\x80", "\x1B", "\x1B$", "\x1B$B", "\x1B$B;", "\x1B$)C\xFF", "\x80^\x81=\xFF",
                                   "\xC3", "\xED\xA0\x80", "\x1B(Z\xE4"}) {
-            EXPECT_TRUE(radvex::media::isUtf8(nameFrom(bytes, set)))
+            EXPECT_TRUE(radvex::text::isUtf8(nameFrom(bytes, set)))
                 << set << ": " << testing::PrintToString(std::string(bytes));
         }
     }

@@ -55,9 +55,9 @@ class Reading:
         found = list(self.level(meta)) if meta is not None else []
         return found + list(self.level(self.dataset))
 
-    def level(self, dataset):
-        encodings = convert_encodings(getattr(dataset, "_character_set", None) or dataset.get("SpecificCharacterSet")
-                                      or "ISO_IR 6")
+    def level(self, dataset, outer_set="ISO_IR 6"):
+        character_set = dataset.get("SpecificCharacterSet") or outer_set  # an item has that around it, or its own
+        encodings = convert_encodings(character_set)
         little = dataset.is_little_endian is not False
         for tag in sorted(dataset.keys()):
             if tag in GRAPHICS or is_group_length(tag) or (tag.group & 0xFF01 == 0x6000 and tag.element == 0x3000):
@@ -69,7 +69,7 @@ class Reading:
             vr = element.VR
             key = keyword_for_tag(tag) or hexadecimal(tag)
             if vr == "SQ":
-                items = [list(self.level(item)) for item in (element.value or [])]
+                items = [list(self.level(item, character_set)) for item in (element.value or [])]
                 yield tag, key, vr, items
             elif vr in LEFT_OUT:
                 continue

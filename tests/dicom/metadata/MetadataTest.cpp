@@ -180,10 +180,31 @@ TEST_F(Metadata, TextIsUtf8WhateverTheFilesCharacterSet) {
     EXPECT_EQ(textOf(read(path, {"PatientName"}).view(), "PatientName"), "M\xC3\xBCller");
 }
 
-TEST_F(Metadata, TextThatCannotBeConvertedKeepsItsBytes) {
-    const std::string bytes = "Yamada=\x1B$B;3ED\x1B(B";
-    const auto path = write(with({{DCM_SpecificCharacterSet, "\\ISO 2022 IR 87"}, {DCM_PatientName, bytes}}));
-    EXPECT_EQ(textOf(read(path, {"PatientName"}).view(), "PatientName"), bytes);
+TEST_F(Metadata, TextThatDcmtkDoesNotConvertIsUtf8Too) {
+    const auto path = write([](DcmDataset& dataset) {
+        put(dataset, {{DCM_SpecificCharacterSet, "\\ISO 2022 IR 87"}, {DCM_PatientName, "Yamada=\x1B$B;3ED\x1B(B"}});
+        put(addItem(dataset, DCM_RequestAttributesSequence),
+            {{DCM_SpecificCharacterSet, "ISO_IR 144"}, {DCM_ScheduledProcedureStepDescription, "\xBB"}});
+    });
+    const Store answer = read(path, {"RequestAttributesSequence", "PatientName", "SpecificCharacterSet"});
+    EXPECT_EQ(textOf(answer.view(), "PatientName"), "Yamada=\xE5\xB1\xB1\xE7\x94\xB0");
+    EXPECT_EQ(textOf(answer.view(), "SpecificCharacterSet"), "ISO_IR 192");
+    const StoreView item = firstItem(answer.view());
+    EXPECT_EQ(textOf(item, "ScheduledProcedureStepDescription"), "\xD0\x9B") << "of an item with a set of its own";
+    EXPECT_EQ(textOf(item, "SpecificCharacterSet"), "ISO_IR 192");
+}
+
+TEST_F(Metadata, TextThatIsInNoCharacterSetKeepsItsBytesAndNoOtherDoes) {
+    const std::string bytes = "Yamada=\x1B$B;3E"; // ends in the middle of a character
+    const auto path = write(with({{DCM_SpecificCharacterSet, "\\ISO 2022 IR 87"},
+                                  {DCM_StudyDescription, "\x1B$B;3\x1B(B"},
+                                  {DCM_PatientName, bytes},
+                                  {DCM_PatientComments, "\x1B$B;3\x1B(B"}}));
+    const Store answer = read(path, {"StudyDescription", "PatientName", "PatientComments", "SpecificCharacterSet"});
+    EXPECT_EQ(textOf(answer.view(), "StudyDescription"), "\xE5\xB1\xB1");
+    EXPECT_EQ(textOf(answer.view(), "PatientName"), bytes);
+    EXPECT_EQ(textOf(answer.view(), "PatientComments"), "\xE5\xB1\xB1");
+    EXPECT_EQ(textOf(answer.view(), "SpecificCharacterSet"), "\\ISO 2022 IR 87");
 }
 
 TEST_F(Dictionary, AnUnknownKeywordHasTheRepresentationUnAndIsNoError) {
