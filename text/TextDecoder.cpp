@@ -140,7 +140,8 @@ std::optional<std::string> TextDecoder::known(const std::string& bytes, DcmEVR v
     if (auto ours = bySets(reading, text, vr)) {
         return ours;
     }
-    return !changesCharacterSet(text) && isUtf8(text) ? std::optional(text) : std::nullopt;
+    const bool hasSets = hasExtensions(characterSet) && text.find(kEscape) != std::string::npos;
+    return !hasSets && !changesCharacterSet(text) && isUtf8(text) ? std::optional(text) : std::nullopt;
 }
 
 } // namespace radvex::text

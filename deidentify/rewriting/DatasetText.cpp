@@ -21,22 +21,46 @@ bool isLatin(const std::string& characterSet) {
     return std::ranges::find(kSets, characterSet) != kSets.end();
 }
 
+/// The character set that holds where the element stands.
+std::string characterSetAt(DcmElement& element) {
+    for (DcmObject* object = element.getParent(); object != nullptr; object = object->getParent()) {
+        auto* item = dynamic_cast<DcmItem*>(object);
+        const std::string own = item == nullptr ? "" : characterSetOf(*item, "");
+        if (!own.empty()) {
+            return own;
+        }
+    }
+    return "";
+}
+
 } // namespace
 
 std::string TextDecoder::utf8(DcmElement& element, const std::string& characterSet) {
-    std::string bytes = textOf(element);
+    return utf8(textOf(element), element.ident(), characterSet);
+}
+
+std::string TextDecoder::utf8(const std::string& bytes, DcmEVR vr, const std::string& characterSet) {
     if (isLatin(characterSet) && text::isUtf8(bytes) && bytes.find(kEscape) == std::string::npos) {
         return bytes; // no Latin text looks like this by chance; some programs write it all the same
     }
-    return mDecoder.utf8(bytes, element.ident(), characterSet);
+    return mDecoder.utf8(bytes, vr, characterSet);
+}
+
+std::optional<std::string> TextDecoder::encoded(const std::string& utf8Text, DcmEVR vr,
+                                                const std::string& characterSet) {
+    auto bytes = mEncoder.encoded(utf8Text, vr, characterSet);
+    return bytes && utf8(*bytes, vr, characterSet) == utf8Text ? bytes : std::nullopt;
 }
 
 void TextWriter::put(DcmElement& element, const std::string& utf8) {
     mWaiting.erase(&element);
     if (text::hasOneReading(utf8) || !text::hasCharacterSet(element.ident())) {
         putText(element, utf8);
-    } else {
-        putText(element, ""); // the old value is gone even if the new one is refused
+        return;
+    }
+    const auto bytes = mDecoder.encoded(utf8, element.ident(), characterSetAt(element));
+    putText(element, bytes.value_or("")); // the old value is gone even if the new one is refused
+    if (!bytes) {
         mWaiting[&element] = utf8;
     }
 }

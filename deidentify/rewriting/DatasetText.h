@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 
 #include "dcmtk/config/osconfig.h"
@@ -10,21 +11,32 @@
 #include "dcmtk/dcmdata/dcfilefo.h"
 #include "text/DatasetTexts.h"
 #include "text/TextDecoder.h"
+#include "text/TextEncoder.h"
 
 namespace radvex::deidentify {
 
 /// Reads texts as UTF-8, and takes UTF-8 that stands under a Latin character set for what it is.
 class TextDecoder {
   public:
+    TextDecoder() = default;
+    TextDecoder(const TextDecoder&) = delete;
+    TextDecoder& operator=(const TextDecoder&) = delete;
+    ~TextDecoder() = default;
+
     /// @param characterSet  value of SpecificCharacterSet; empty for the default
     std::string utf8(DcmElement& element, const std::string& characterSet);
+    /// The text in the character set; nothing when it does not fit, or would be read as another one.
+    std::optional<std::string> encoded(const std::string& utf8, DcmEVR vr, const std::string& characterSet);
 
   private:
+    std::string utf8(const std::string& bytes, DcmEVR vr, const std::string& characterSet);
+
     text::TextDecoder mDecoder{};
+    text::TextEncoder mEncoder{mDecoder};
 };
 
-/// Writes UTF-8 into the texts of one dataset. A text that is not ASCII may not fit the dataset's character set; then
-/// all texts of the dataset become UTF-8 (ISO_IR 192), since one file can have texts in many sets.
+/// Writes UTF-8 into the texts of one dataset, in the character set that holds where each of them stands. When one does
+/// not fit, all texts of the dataset become UTF-8 (ISO_IR 192), since one file can have texts in many sets.
 class TextWriter {
   public:
     TextWriter(DcmDataset& dataset, TextDecoder& decoder) : mDataset(dataset), mDecoder(decoder) {}

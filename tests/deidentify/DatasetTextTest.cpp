@@ -157,6 +157,52 @@ TEST(TextWriter, AValueThatIsNotAsciiMakesAllTextsUtf8) {
     EXPECT_EQ(bytesAt(own, DCM_SpecificCharacterSet), "(none)") << "it would stand above that of the dataset";
 }
 
+TEST(TextWriter, AValueThatFitsStaysInTheSetThatHoldsThere) {
+    DcmDataset dataset;
+    put(dataset, {{DCM_SpecificCharacterSet, "ISO_IR 100"}, {DCM_StudyDescription, kMuellerInLatin1}});
+    DcmElement& name = elementWith(dataset, DCM_PatientName, "Doe");
+    DcmItem& own = addItem(dataset, DCM_RequestAttributesSequence);
+    put(own, {{DCM_SpecificCharacterSet, "\\ISO 2022 IR 87"}});
+    DcmElement& inItem = elementWith(own, DCM_RequestedProcedureDescription, "Doe");
+    TextDecoder decoder;
+    TextWriter writer(dataset, decoder);
+    writer.put(name, kMuellerInUtf8);
+    writer.put(inItem, kYamadaInUtf8 + " 1");
+    writer.finish();
+    EXPECT_EQ(bytesAt(dataset, DCM_SpecificCharacterSet), "ISO_IR 100");
+    EXPECT_EQ(bytesAt(dataset, DCM_PatientName), kMuellerInLatin1);
+    EXPECT_EQ(bytesAt(dataset, DCM_StudyDescription), kMuellerInLatin1);
+    EXPECT_EQ(bytesAt(own, DCM_SpecificCharacterSet), "\\ISO 2022 IR 87");
+    EXPECT_EQ(bytesAt(own, DCM_RequestedProcedureDescription), "\x1B$B;3ED\x1B(B 1");
+}
+
+TEST(TextWriter, ValuesThatFitBecomeUtf8WithTheOthersWhenOneDoesNot) {
+    DcmDataset dataset;
+    put(dataset, {{DCM_SpecificCharacterSet, "ISO_IR 100"}});
+    DcmElement& name = elementWith(dataset, DCM_PatientName, "Doe");
+    DcmElement& comments = elementWith(dataset, DCM_PatientComments, "Doe");
+    TextDecoder decoder;
+    TextWriter writer(dataset, decoder);
+    writer.put(name, kMuellerInUtf8);
+    writer.put(comments, kYamadaInUtf8);
+    writer.finish();
+    EXPECT_EQ(bytesAt(dataset, DCM_SpecificCharacterSet), "ISO_IR 192");
+    EXPECT_EQ(bytesAt(dataset, DCM_PatientName), kMuellerInUtf8);
+    EXPECT_EQ(bytesAt(dataset, DCM_PatientComments), kYamadaInUtf8);
+}
+
+TEST(TextWriter, AValueWhoseBytesWouldBeTakenForUtf8DoesNotFit) {
+    DcmDataset dataset;
+    put(dataset, {{DCM_SpecificCharacterSet, "ISO_IR 100"}});
+    DcmElement& name = elementWith(dataset, DCM_PatientName, "Doe");
+    TextDecoder decoder;
+    TextWriter writer(dataset, decoder);
+    writer.put(name, "\u00C3\u00BC"); // two letters of Latin 1, whose bytes are the umlaut of UTF-8
+    writer.finish();
+    EXPECT_EQ(bytesAt(dataset, DCM_SpecificCharacterSet), "ISO_IR 192");
+    EXPECT_EQ(bytesAt(dataset, DCM_PatientName), "\u00C3\u00BC");
+}
+
 TEST(TextWriter, OfTwoValuesForOneElementTheLastOneStays) {
     DcmDataset dataset;
     DcmElement& name = elementWith(dataset, DCM_PatientName, "Doe");
