@@ -19,6 +19,7 @@
 #include "formats/pictures/Compression.h"
 #include "formats/pictures/Picture.h"
 #include "formats/pictures/PictureFiles.h"
+#include "media/WrittenTexts.h"
 
 namespace radvex::cli {
 
@@ -98,12 +99,26 @@ formats::Attributes readAttributes(const WriteOptions& options, const Request& r
         std::erase_if(attributes, [&](const formats::Attribute& each) { return each.keyword == tag.keyword; });
         attributes.push_back({.keyword = tag.keyword, .source = tag.label, .value = tag.value});
     }
-    const auto isWide = [](const auto& given) { return !formats::isAscii(given.value); };
-    if (formats::hasWideText(attributes) || std::ranges::any_of(request.defaults, isWide) ||
-        std::ranges::any_of(request.overlayProperties, isWide)) {
-        formats::addUtf8CharacterSet(attributes);
-    }
     return attributes;
+}
+
+/// Puts all texts into the character set that the file is to have.
+void encodeTexts(formats::Attributes& attributes, Request& request, formats::Dictionary& dictionary) {
+    std::vector<media::AddedText> added;
+    for (const Assignment& given : request.defaults) {
+        added.push_back({.vr = dictionary.vrOf(given.keyword), .text = given.value});
+    }
+    for (const OverlayProperty& property : request.overlayProperties) {
+        added.push_back({.vr = "LO", .text = property.value});
+    }
+    media::encodeTexts(attributes, added, dictionary);
+    auto next = added.begin();
+    for (Assignment& given : request.defaults) {
+        given.value = (next++)->text;
+    }
+    for (OverlayProperty& property : request.overlayProperties) {
+        property.value = (next++)->text;
+    }
 }
 
 /// Returns false after reporting that the library refuses a value.
@@ -168,7 +183,7 @@ void printRehearsal(Session& session, const WriteOptions& options, const std::st
 }
 
 void run(Session& session, const WriteOptions& options) {
-    const Request request = parse(options);
+    Request request = parse(options);
     std::vector<std::string> inputs = request.pictures;
     inputs.insert(inputs.end(), options.overlays.begin(), options.overlays.end());
     inputs.push_back(options.metadata);
@@ -177,7 +192,8 @@ void run(Session& session, const WriteOptions& options) {
     Store overlays = readOverlays(options.overlays);
     velmora::Host& host = session.host();
     formats::Dictionary dictionary(host);
-    const formats::Attributes attributes = readAttributes(options, request, dictionary);
+    formats::Attributes attributes = readAttributes(options, request, dictionary);
+    encodeTexts(attributes, request, dictionary);
     if (!setDefaults(session, request)) {
         return;
     }

@@ -3,9 +3,11 @@
 #include "compare/AttributeComparison.h"
 #include "deidentify/Anonymization.h"
 #include "deidentify/FileCheck.h"
+#include "media/WrittenTexts.h"
 #include "media/dicomdir/FolderIndexer.h"
 #include "media/elements/ElementReader.h"
 #include "media/elements/KnownAttributes.h"
+#include "media/elements/WrittenText.h"
 
 using radvex::deidentify::Anonymization;
 using radvex::media::FolderIndexing;
@@ -64,3 +66,19 @@ radvexListAttributes(std::vector<radvex::media::KnownAttribute>& attributes) {
 }
 
 static_assert(std::is_same_v<decltype(&radvexListAttributes), radvex::media::ListAttributesEntry>);
+
+extern "C" [[gnu::visibility("default")]] void radvexEncodeText(const std::string& text, const std::string& vr,
+                                                                const std::string& characterSet,
+                                                                std::optional<std::string>& encoded) {
+    encoded = radvex::media::encodedText(text, vr, characterSet);
+}
+
+static_assert(std::is_same_v<decltype(&radvexEncodeText), radvex::media::ConvertTextEntry>);
+
+extern "C" [[gnu::visibility("default")]] void radvexDecodeText(const std::string& bytes, const std::string& vr,
+                                                                const std::string& characterSet,
+                                                                std::optional<std::string>& decoded) {
+    decoded = radvex::media::decodedText(bytes, vr, characterSet);
+}
+
+static_assert(std::is_same_v<decltype(&radvexDecodeText), radvex::media::ConvertTextEntry>);

@@ -18,9 +18,6 @@ using velmora::Store;
 
 namespace {
 
-const char* const kCharacterSet = "SpecificCharacterSet";
-const char* const kUtf8 = "ISO_IR 192";
-
 /// The first attribute for which `isFound` is true, in the order of the library: the last of each list comes first.
 template <typename Predicate>
 const Attribute* findIf(const Attributes& attributes, Predicate isFound) {
@@ -124,6 +121,7 @@ class Converter {
             fail(source, "the library alone writes the file's meta information.");
         }
         Attribute attribute{.keyword = keyword, .source = source};
+        attribute.isBytes = isBytes(value) || (value.is_array() && std::ranges::any_of(value, isBytes));
         if (value.is_array() && isSequence(keyword, value)) {
             attribute.isSequence = true;
             attribute.items = convertItems(value, source, level);
@@ -239,19 +237,6 @@ const Attribute* findRefused(const Attributes& attributes, const velmora::Librar
 bool hasWideText(const Attributes& attributes) {
     const auto isWide = [](const Attribute& each) { return !isAscii(each.value) && isValidUtf8(each.value); };
     return findIf(attributes, isWide) != nullptr;
-}
-
-void addUtf8CharacterSet(Attributes& attributes) {
-    const Attribute* other = findIf(attributes, [](const Attribute& attribute) {
-        return attribute.keyword == kCharacterSet && attribute.value != kUtf8;
-    });
-    if (other != nullptr) {
-        throw FileError(other->source + ": some text is not ASCII and is written as UTF-8; SpecificCharacterSet "
-                                        "can only be ISO_IR 192 then.");
-    }
-    if (std::ranges::none_of(attributes, [](const Attribute& each) { return each.keyword == kCharacterSet; })) {
-        attributes.push_back({.keyword = kCharacterSet, .source = "The metadata", .value = kUtf8});
-    }
 }
 
 namespace {

@@ -17,6 +17,7 @@ struct Attribute {
     std::string keyword{};
     std::string source{}; ///< where it was given, for messages: "meta.json: at PatientName", "--tag PatientName=Doe"
     std::string value{};  ///< several values are separated by backslashes
+    bool isBytes = false; ///< some of the values are bytes, which are written as they are
     bool isSequence = false;
     std::vector<Attributes> items{};
 };
@@ -46,9 +47,5 @@ const Attribute* findRefused(const Attributes& attributes, const velmora::Librar
 /// Whether any text is not ASCII. Bytes that are not valid UTF-8 do not count: they are in the file's own character
 /// set.
 bool hasWideText(const Attributes& attributes);
-
-/// Adds the character set UTF-8 to the attributes.
-/// @throws FileError  the attributes name another character set
-void addUtf8CharacterSet(Attributes& attributes);
 
 } // namespace radvex::formats

@@ -46,13 +46,14 @@ class WriteCommand : public ::testing::Test {
         return sentence.substr(std::min(file.size(), sentence.size()));
     }
     /// As it stands in the file: a reader turns texts into UTF-8 and says so.
-    std::string characterSet() const {
+    std::string stored(const DcmTagKey& key) const {
         DcmFileFormat file;
         EXPECT_TRUE(file.loadFile(out.c_str()).good());
         OFString value;
-        (void)file.getDataset()->findAndGetOFStringArray(DCM_SpecificCharacterSet, value);
-        return value.c_str();
+        (void)file.getDataset()->findAndGetOFStringArray(key, value);
+        return {value.c_str(), value.size()};
     }
+    std::string characterSet() const { return stored(DCM_SpecificCharacterSet); }
     /// Bytes of the stored pixels.
     std::string pixels() const {
         DcmFileFormat file;
@@ -344,13 +345,53 @@ TEST_F(WriteCommand, BytesHaveToBeBase64WithoutAZero) {
               ": at PatientID: an object is only allowed in a list, as an item of a sequence.");
 }
 
-TEST_F(WriteCommand, TextBeyondAsciiHasNoOtherCharacterSet) {
-    const std::string sentence = ": some text is not ASCII and is written as UTF-8; SpecificCharacterSet can only "
-                                 "be ISO_IR 192 then.";
-    EXPECT_EQ(refusal({picture(), "--tag", "PatientName=\u00dc", "--tag", "SpecificCharacterSet=ISO_IR 100"}),
-              "--tag SpecificCharacterSet=ISO_IR 100" + sentence);
-    EXPECT_EQ(metaRefusal(R"({"PatientName": "Ü", "OtherPatientIDsSequence": [{"SpecificCharacterSet": ""}]})"),
-              ": at OtherPatientIDsSequence, item 1, SpecificCharacterSet" + sentence);
+TEST_F(WriteCommand, TextBeyondAsciiIsInTheCharacterSetThatIsGivenWhereItFits) {
+    const Json tags = tagsOf({picture(), "--tag", "PatientName=M\u00fcller", "--tag", "SpecificCharacterSet=ISO_IR 100",
+                              "--overlay", picture(), "--overlay-option", "OverlayLabel=L\u00e4sion"});
+    EXPECT_EQ(tags["PatientName"], "M\u00fcller");
+    EXPECT_EQ(characterSet(), "ISO_IR 100");
+    EXPECT_EQ(stored(DCM_PatientName), "M\xFCller");
+    EXPECT_EQ(stored(DcmTagKey(0x6000, 0x1500)), "L\xE4sion");
+    (void)tagsOf({picture(), "--meta", meta(R"({"SpecificCharacterSet": ["", "ISO 2022 IR 87"],
+                                               "PatientName": "Yamada^Tarou=山田^太郎"})")});
+    EXPECT_EQ(characterSet(), "\\ISO 2022 IR 87");
+    EXPECT_EQ(stored(DCM_PatientName), "Yamada^Tarou=\x1B$B;3ED\x1B(B^\x1B$BB@O:\x1B(B");
+}
+
+TEST_F(WriteCommand, TextOfAnItemIsInTheItemsCharacterSet) {
+    const Json tags = tagsOf({picture(), "--meta", meta(R"({"SpecificCharacterSet": "ISO_IR 100", "PatientName": "Ü",
+        "OtherPatientIDsSequence": [{"SpecificCharacterSet": "ISO_IR 144", "PatientID": "Л"}, {"PatientID": "É"}]})")});
+    EXPECT_EQ(tags["OtherPatientIDsSequence"][0]["PatientID"], "Л");
+    EXPECT_EQ(tags["OtherPatientIDsSequence"][1]["PatientID"], "É");
+    EXPECT_EQ(characterSet(), "ISO_IR 100");
+    DcmItem* item = nullptr;
+    DcmFileFormat file;
+    ASSERT_TRUE(file.loadFile(out.c_str()).good());
+    ASSERT_TRUE(file.getDataset()->findAndGetSequenceItem(DCM_OtherPatientIDsSequence, item, 0).good());
+    EXPECT_EQ(textOf(*item, DCM_PatientID), "\xBB");
+    EXPECT_EQ(textOf(*item, DCM_SpecificCharacterSet), "ISO_IR 144");
+}
+
+TEST_F(WriteCommand, TextThatDoesNotFitTheCharacterSetThatIsGivenMakesAllOfTheFileUtf8) {
+    (void)tagsOf({picture(), "--tag", "PatientName=Ü", "--tag", "PatientComments=山", "--tag",
+                  "SpecificCharacterSet=ISO_IR 100"});
+    EXPECT_EQ(characterSet(), "ISO_IR 192");
+    EXPECT_EQ(stored(DCM_PatientName), "Ü");
+    EXPECT_EQ(stored(DCM_PatientComments), "山");
+    const Json tags = tagsOf({picture(), "--meta", meta(R"({"SpecificCharacterSet": "ISO_IR 100", "PatientName": "山",
+        "PatientComments": {"bytes": "/A=="},
+        "OtherPatientIDsSequence": [{"SpecificCharacterSet": "ISO_IR 144", "PatientID": "Л"}]})")});
+    EXPECT_EQ(characterSet(), "ISO_IR 192");
+    EXPECT_EQ(stored(DCM_PatientComments), "ü") << "bytes of the set that was given";
+    EXPECT_EQ(tags["OtherPatientIDsSequence"][0], (Json{{"PatientID", "Л"}})) << "without a set of its own";
+    (void)tagsOf({picture(), "--meta", meta(R"({"PatientName": "Ü",
+        "OtherPatientIDsSequence": [{"SpecificCharacterSet": "", "PatientID": "1"}]})")});
+    EXPECT_EQ(characterSet(), "ISO_IR 192");
+    std::filesystem::remove(out);
+    EXPECT_EQ(
+        metaRefusal(R"({"SpecificCharacterSet": "ISO_IR 6", "PatientName": "Ü", "PatientID": {"bytes": "/A=="}})"),
+        ": at PatientID: these bytes are no text in the character set of the file, which has to become UTF-8 for "
+        "another text.");
 }
 
 TEST_F(WriteCommand, DefaultsHoldForTheRun) {
