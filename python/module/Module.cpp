@@ -171,6 +171,7 @@ PYBIND11_MODULE(_radvex, module) {
                                  const std::string& compression, bool mayReplace) {
         writeImage(path, array, isColour, {attributes, overlays, properties, compression}, mayReplace);
     });
+    module.def("encode_texts", &encodeTexts);
     module.def("save_volume", &saveVolume);
     module.def("save_preview", &savePreview);
 }

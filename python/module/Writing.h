@@ -20,4 +20,10 @@ struct NewFile {
 void writeImage(const std::string& path, const pybind11::array& array, bool isColour, const NewFile& file,
                 bool mayReplace);
 
+/// The texts in the character sets that the attributes name, or all in UTF-8: see media::encodeTexts.
+/// @param attributes         as in NewFile
+/// @param overlayProperties  as in NewFile
+/// @return (attributes, overlay properties), with bytes for texts that are not UTF-8
+pybind11::tuple encodeTexts(const pybind11::dict& attributes, const pybind11::dict& overlayProperties);
+
 } // namespace radvex::python

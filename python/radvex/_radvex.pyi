@@ -1,6 +1,6 @@
 """What the extension module gives the package. Arrays are views of the library's memory."""
 
-from typing import Any, Dict, List, Sequence, Tuple, Union
+from typing import Any, Dict, List, Mapping, Sequence, Tuple, Union
 
 import numpy as np
 import numpy.typing as npt
@@ -29,10 +29,13 @@ def write_image(
     is_colour: bool,
     attributes: Dict[str, Any],
     overlays: Sequence[npt.NDArray[Any]],
-    properties: Dict[str, Dict[str, str]],
+    properties: Mapping[str, Any],
     compression: str,
     may_replace: bool,
 ) -> None: ...
+def encode_texts(
+    attributes: Dict[str, Any], properties: Dict[str, Dict[str, str]]
+) -> Tuple[Dict[str, Any], Dict[str, Dict[str, Any]]]: ...
 def save_volume(path: Union[str, bytes], header: str, samples: npt.NDArray[Any], may_replace: bool) -> None: ...
 def save_preview(
     path: str, header: str, samples: npt.NDArray[Any], title: str, findings: List[Tuple[str, bool, str]]

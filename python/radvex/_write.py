@@ -15,7 +15,6 @@ from radvex._library import call
 if TYPE_CHECKING:
     import numpy.typing as npt
 
-_UTF8 = "ISO_IR 192"
 _OVERLAY_PROPERTIES = {
     "OriginRow",
     "OriginColumn",
@@ -45,7 +44,8 @@ def write(
         float32 or float64
     tags: keyword, "gggg,eeee" or (gggg, eeee) -> value: text, numbers, dates, a list of several, or a list of dicts
         for a sequence. Unknown keywords and values that no number can be read from are errors; lengths of texts
-        are not checked. Text beyond ASCII makes the file UTF-8.
+        are not checked. Text beyond ASCII is written in the SpecificCharacterSet that is given, if it fits, also that of
+        an item; otherwise the whole file becomes UTF-8.
     compress: "Uncompressed", "JPEGLossless", "JPEGLosslessNonhierarchical", "JPEGLossy8bit", "JPEGLossy12bit",
         "JPEG-LSLossless", "JPEG-LSLossy" or "RLE", some with numbers: "JPEGLossy8bit:90"
     overlays: planes as arrays, every value but 0 of which is set; or pairs of a plane and its properties: (plane,
@@ -80,9 +80,11 @@ def write(
             raise UsageError(f"{min(unknown)!r} is no property of an overlay: {known}.")
         planes.append(np.asarray(plane))
         properties[str(number)] = {name: str(value) for name, value in given.items()}
-    _require_character_set(attributes, properties)
+    texts: Tuple[Dict[str, Any], Mapping[str, Any]] = (attributes, properties)
+    if _is_wide(attributes) or _is_wide(properties):
+        texts = _radvex.encode_texts(attributes, properties)
     try:
-        _radvex.write_image(os.fsencode(path), image, is_colour, attributes, planes, properties, compress, force)
+        _radvex.write_image(os.fsencode(path), image, is_colour, texts[0], planes, texts[1], compress, force)
     except LibraryError as error:
         if "`reason`" not in str(error):
             raise
@@ -151,11 +153,3 @@ def _is_wide(value: Any) -> bool:
     if isinstance(value, Mapping):
         return any(_is_wide(each) for each in value.values())
     return isinstance(value, Sequence) and not isinstance(value, bytes) and any(_is_wide(each) for each in value)
-
-
-def _require_character_set(attributes: Dict[str, Any], properties: Mapping[str, Any]) -> None:
-    if _is_wide(attributes) or _is_wide(properties):
-        if attributes.setdefault("SpecificCharacterSet", _UTF8) != _UTF8:
-            raise UsageError(
-                "Text beyond ASCII is written as UTF-8; SpecificCharacterSet can only be ISO_IR 192 then."
-            )

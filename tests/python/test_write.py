@@ -278,10 +278,43 @@ def test_text_beyond_ascii_makes_the_file_utf8(path):
         {"PatientName": "Mü", "SpecificCharacterSet": "ISO_IR 192"},
     ):
         assert written(path, PICTURE, tags, force=True).SpecificCharacterSet == "ISO_IR 192"
-    with pytest.raises(radvex.UsageError, match="ISO_IR 192"):
-        radvex.write(path, PICTURE, {"PatientName": "Mü", "SpecificCharacterSet": "ISO_IR 100"}, force=True)
     read = written(path, PICTURE, {"PatientName": "Mu", "SpecificCharacterSet": "ISO_IR 100"}, force=True)
     assert read.SpecificCharacterSet == "ISO_IR 100"
+
+
+def test_text_is_in_the_character_set_that_is_given_where_it_fits(path):
+    item = {"SpecificCharacterSet": "ISO_IR 144", "PatientID": "Люк"}
+    tags = {"PatientName": "Mü", "SpecificCharacterSet": "ISO_IR 100", "OtherPatientIDsSequence": [item]}
+    read = written(path, PICTURE, tags)
+    assert read.SpecificCharacterSet == "ISO_IR 100" and read.get_item("PatientName").value.rstrip() == b"M\xfc"
+    assert read.OtherPatientIDsSequence[0].PatientID == "Люк"
+    assert read.OtherPatientIDsSequence[0].SpecificCharacterSet == "ISO_IR 144"
+    tags = {"PatientName": "Yamada^Tarou=山田^太郎", "SpecificCharacterSet": ["", "ISO 2022 IR 87"]}
+    read = written(path, PICTURE, tags, force=True)
+    assert list(read.SpecificCharacterSet) == ["", "ISO 2022 IR 87"] and str(read.PatientName) == tags["PatientName"]
+    with radvex.open(path) as f:
+        assert f["PatientName"] == tags["PatientName"]
+    plane = np.ones(PICTURE.shape[:2], bool)
+    read = written(
+        path,
+        PICTURE,
+        {"SpecificCharacterSet": "ISO_IR 100"},
+        overlays=[(plane, {"OverlayLabel": "Läsion"})],
+        force=True,
+    )
+    assert (read.SpecificCharacterSet, read[0x6000, 0x1500].value) == ("ISO_IR 100", "Läsion")
+
+
+def test_text_that_does_not_fit_its_character_set_makes_the_file_utf8(path):
+    item = {"SpecificCharacterSet": "ISO_IR 144", "PatientID": "Люк"}
+    tags = {"PatientName": "山", "SpecificCharacterSet": "ISO_IR 100", "OtherPatientIDsSequence": [item]}
+    read = written(path, PICTURE, {**tags, "PatientComments": b"gr\xfcn"})
+    assert (read.SpecificCharacterSet, read.PatientName) == ("ISO_IR 192", "山")
+    assert "SpecificCharacterSet" not in read.OtherPatientIDsSequence[0]
+    assert (read.OtherPatientIDsSequence[0].PatientID, read.PatientComments) == ("Люк", "grün")
+    with pytest.raises(radvex.FileError, match="PatientComments: these bytes are no text"):
+        radvex.write(path, PICTURE, {"PatientName": "山", "SpecificCharacterSet": "ISO_IR 127",
+                                     "PatientComments": b"\xff"}, force=True)
 
 
 def test_sequences_are_nested(path):
