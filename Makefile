@@ -61,7 +61,7 @@ build: build/release/build.ninja
 build-asan: build/asan/build.ninja
 	cmake --build --preset asan
 
-build/%/build.ninja: CMakeLists.txt CMakePresets.json $(wildcard cmake/*) scripts/build-dcmtk.sh | setup
+build/%/build.ninja: CMakeLists.txt CMakePresets.json $(wildcard cmake/*) scripts/build-dcmtk.sh scripts/build-openjpeg.sh | setup
 	cmake --preset $*
 
 setup:

@@ -7,6 +7,7 @@
 #include "dcmtk/dcmjpeg/djencode.h"
 #include "dcmtk/dcmjpls/djencode.h"
 #include "tests/support/DicomFiles.h"
+#include "tests/support/Jpeg2000Streams.h"
 #include "tests/support/MediumFiles.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -240,6 +241,32 @@ void addEncodings(SeedWriter& writer) {
     }
 }
 
+/// DCMTK has no encoder for it.
+void addJpeg2000(SeedWriter& writer) {
+    constexpr int kSide = 8;
+    for (const int samples : {1, 3}) {
+        for (const int bits : {8, 12}) {
+            test::Jpeg2000Source source{.rows = kSide, .columns = kSide, .components = samples, .precision = bits};
+            source.hasTransformation = samples == 3;
+            for (int sample = 0; sample < kSide * kSide * samples; ++sample) {
+                source.samples.push_back(sample * 7 % (1 << bits));
+            }
+            ImageFile file{.rows = kSide, .columns = kSide, .samples = samples, .bitsAllocated = bits == 8 ? 8 : 16};
+            file.bitsStored = bits;
+            file.photometric = samples == 3 ? "YBR_RCT" : "MONOCHROME2";
+            file.planarConfiguration = samples == 3 ? 0 : -1;
+            file.frames = "2";
+            std::string stream = test::jpeg2000Stream(source);
+            stream += std::string(stream.size() % 2, '\0');
+            file.more = [stream](DcmDataset& dataset) {
+                test::putFragments(dataset, EXS_JPEG2000LosslessOnly, {stream, stream});
+            };
+            writer.add("jpeg2000-" + std::to_string(samples) + "-" + std::to_string(bits), file,
+                       EXS_JPEG2000LosslessOnly);
+        }
+    }
+}
+
 void addOverlays(SeedWriter& writer) {
     ImageFile file = grey(16);
     file.more = [](DcmDataset& dataset) {
@@ -281,6 +308,7 @@ const std::vector<SeedFile>& seedFiles() {
         addGrey(writer);
         addColour(writer);
         addEncodings(writer);
+        addJpeg2000(writer);
         addOverlays(writer);
         addAttributes(writer);
         return writer.take();

@@ -3,6 +3,7 @@
 #include "dcmtk/config/osconfig.h"
 #include "fuzz/Targets.h"
 #include "tests/support/HostileFiles.h"
+#include "tests/support/Jpeg2000Streams.h"
 
 #include "dcmtk/dcmdata/dctk.h"
 
@@ -162,6 +163,39 @@ std::vector<SeedFile> guardSeeds() {
     return seeds;
 }
 
+/// Codestreams of all kinds that OpenJPEG encodes, in files of all kinds.
+std::vector<SeedFile> jpeg2000Seeds() {
+    using test::Jpeg2000Progression;
+    constexpr int kSide = 19;
+    std::vector<SeedFile> seeds;
+    for (int index = 0; index < 40; ++index) {
+        test::Jpeg2000Source source{.rows = kSide, .columns = kSide - index % 3};
+        source.components = index % 4 == 0 ? 3 : 1;
+        source.precision = 8 + index % 9;
+        source.isSigned = index % 5 == 1;
+        source.isReversible = index % 2 == 0;
+        source.hasTransformation = source.components == 3 && index % 8 == 0;
+        source.tileSize = index % 3 == 0 ? 8 : 0;
+        source.resolutions = 1 + index % 4;
+        source.layers = 1 + index % 3;
+        source.precinctSize = index % 7 == 0 ? 8 : 0;
+        source.blockSize = index % 2 == 0 ? 64 : 4;
+        source.progression = static_cast<Jpeg2000Progression>(index % 5);
+        source.hasPartsOfResolutions = index % 11 == 0;
+        source.isFile = index % 13 == 0;
+        const int start = source.isSigned ? -(1 << (source.precision - 1)) : 0;
+        for (int sample = 0; sample < source.rows * source.columns * source.components; ++sample) {
+            source.samples.push_back(start + sample * sample % (1 << source.precision));
+        }
+        std::string choices = choiceBytes(static_cast<unsigned char>(index % 16));
+        choices[2] = static_cast<char>(index % 3);
+        choices[3] = static_cast<char>(index);
+        choices[4] = static_cast<char>(index);
+        seeds.push_back({"stream" + std::to_string(index), choices + test::jpeg2000Stream(source)});
+    }
+    return seeds;
+}
+
 std::string tagBytes(const DcmTagKey& key) {
     return {static_cast<char>(key.getGroup() & 0xFF), static_cast<char>(key.getGroup() >> 8),
             static_cast<char>(key.getElement() & 0xFF), static_cast<char>(key.getElement() >> 8)};
@@ -185,6 +219,9 @@ std::vector<SeedFile> seedsOf(const std::string& target) {
     }
     if (target == "guard") {
         return guardSeeds();
+    }
+    if (target == "jpeg2000") {
+        return jpeg2000Seeds();
     }
     return target == "call" ? callSeeds() : fileSeeds();
 }

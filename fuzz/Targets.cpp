@@ -8,7 +8,7 @@ const std::vector<Target>& targets() {
     static const std::vector<Target> all{
         {"metadata", runMetadata}, {"pixels", runPixels}, {"tables", runTables},       {"overlays", runOverlays},
         {"medium", runMedium},     {"write", runWrite},   {"anonymize", runAnonymize}, {"guard", runGuard},
-        {"tether", runTether},     {"call", runCall},
+        {"tether", runTether},     {"call", runCall},     {"jpeg2000", runJpeg2000},
     };
     return all;
 }

@@ -35,6 +35,8 @@ constexpr char kNextFile[] = "\nFILE\n";
 void runMetadata(Bytes input);
 /// ReadImage, ReadImageData and ReadIntermediatePixelData of one file. What is read twice has to be the same.
 void runPixels(Bytes input);
+/// The same of a codestream of JPEG 2000, in a file whose attributes fit it: mutations reach the codestream at once.
+void runJpeg2000(Bytes input);
 /// Pictures of one file rendered by table and by DCMTK alone: they have to be the same.
 void runTables(Bytes input);
 /// Overlay planes of one file: alone, burnt in, and as attributes.

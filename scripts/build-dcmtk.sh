@@ -83,19 +83,10 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 echo "Building DCMTK $version${variant:+ ($variant)} once for this user (3 minutes on two cores, 10 with sanitizers)" >&2
 
-# A private list of source packages, made from the system's own lists, which stay as they are.
-mkdir -p "$work/sources" "$work/lists/partial" "$work/package"
-for list in /etc/apt/sources.list.d/*.sources; do
-    [ -e "$list" ] && sed 's/^Types:.*/Types: deb-src/' "$list" > "$work/sources/$(basename "$list")"
-done
-for list in /etc/apt/sources.list /etc/apt/sources.list.d/*.list; do
-    [ -e "$list" ] && sed -n 's/^deb\(-src\)\? /deb-src /p' "$list" | sort -u > "$work/sources/$(basename "$list")"
-done
-apt=(apt-get -qq -o Dir::Etc::sourcelist=/dev/null -o "Dir::Etc::sourceparts=$work/sources"
-     -o "Dir::State::lists=$work/lists" -o APT::Sandbox::User="$(id -un)")
-"${apt[@]}" update >&2
-(cd "$work/package" && "${apt[@]}" source --download-only "dcmtk=$version" >&2)
-dpkg-source --no-check -x "$work"/package/dcmtk_*.dsc "$work/dcmtk" >"$work/unpack.log"
+"$project/scripts/debian-source.sh" dcmtk "$version" "$work/dcmtk" 2>"$work/unpack.log" || {
+    cat "$work/unpack.log" >&2
+    exit 1
+}
 for patch in "${patches[@]}"; do
     patch --binary --quiet --strip=1 --directory="$work/dcmtk" <"$patch" >&2 || {
         echo "$(basename "$patch") does not fit DCMTK $version." >&2

@@ -9,7 +9,7 @@ build=$(cd "$1" && pwd)
 seconds=$2
 shift 2
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(metadata pixels tables overlays medium write anonymize guard tether call)
+[ ${#targets[@]} -gt 0 ] || targets=(metadata pixels tables overlays medium write anonymize guard tether call jpeg2000)
 
 # The files of an input are written thousands of times a second.
 memory=$(mktemp -d /dev/shm/radvex-fuzz-XXXXXX 2>/dev/null || mktemp -d)
@@ -27,6 +27,18 @@ if samples=$("$here/samples.sh" 2>/dev/null); then
     find "$samples" -type f -size -32k -name '*.dcm' | while read -r sample; do
         for target in metadata pixels tables overlays anonymize guard; do
             { head -c 8 /dev/zero; cat "$sample"; } > "$build/seeds/$target/sample-$(basename "$sample")"
+        done
+    done
+fi
+
+# HTJ2K, which OpenJPEG decodes and does not encode: 8 bytes of choices, then the codestream.
+if command -v ojph_compress >/dev/null; then
+    for side in 1 8 33; do
+        for way in '-reversible true' '-reversible false -qstep 0.01' '-reversible true -block_size {4,4}'; do
+            { printf 'P5 %d %d 255\n' $side $side; head -c $((side * side)) /dev/urandom; } >"$memory/seed.pgm"
+            # shellcheck disable=SC2086 # options and their values
+            ojph_compress -i "$memory/seed.pgm" -o "$memory/seed.j2c" $way >/dev/null || continue
+            { head -c 8 /dev/zero; cat "$memory/seed.j2c"; } >"$build/seeds/jpeg2000/ht-$side-${way//[^a-z0-9]/}"
         done
     done
 fi

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace radvex::test {
+
+enum class Jpeg2000Progression {
+    layers,      ///< LRCP
+    resolutions, ///< RLCP
+    resolutionsByPosition,
+    positions,
+    components
+};
+
+/// A picture, and how OpenJPEG compresses it.
+struct Jpeg2000Source {
+    int rows = 1;
+    int columns = 1;
+    int components = 1;
+    int precision = 8; ///< bits of a sample
+    bool isSigned = false;
+    std::vector<std::int32_t> samples{}; ///< component by component
+    bool isReversible = true;
+    bool hasTransformation = false; ///< of the colours of three components
+    int tileSize = 0;               ///< columns and rows of a tile; 0: one tile
+    int resolutions = 3;
+    int layers = 1;       ///< the last of which has all bits where it is reversible
+    int precinctSize = 0; ///< columns and rows of the precincts of the full resolution; 0: as large as they can be
+    int blockSize = 64;
+    Jpeg2000Progression progression = Jpeg2000Progression::layers;
+    bool hasPartsOfResolutions = false; ///< a tile part for each resolution
+    bool isFile = false;                ///< in the boxes of a JP2 file
+};
+
+/// @throws std::runtime_error  OpenJPEG does not encode it
+std::string jpeg2000Stream(const Jpeg2000Source& source);
+
+} // namespace radvex::test
