@@ -15,7 +15,8 @@ cp "$package"/archive/*.py "$staging/radvex/archive"
 cp -L "$package"/bin/* "$staging/radvex/bin"
 # Each library once, under the name by which the others ask for it.
 cp -L "$package"/lib/{Radvex.so,radvexDatasets.so,libTT32i4.so,libdcmtk.so.17} "$staging/radvex/lib"
-# The library of the page's server is rarely installed, other than those of the pictures.
+# These are not installed everywhere, other than those of the pictures: of JPEG 2000, and of the page's server.
+cp -L "$(ldd "$package/lib/Radvex.so" | awk '$1 ~ /^libopenjp2/ { print $3 }')" "$staging/radvex/lib"
 cp -L "$(ldd "$package/bin/radvex-view" | awk '$1 ~ /^libcpp-httplib/ { print $3 }')" "$staging/radvex/lib"
 if [ -e "$package/page/index.html" ]; then # there is none without npm
     cp -rL "$package/page" "$staging/radvex/page"

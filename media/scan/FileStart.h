@@ -41,7 +41,7 @@ class FileStart {
     int mReason = 0;
 };
 
-/// Name of a transfer syntax that is in use and that nothing here decodes, such as "JPEG 2000"; empty for others.
+/// Name of a transfer syntax that is in use and that nothing here decodes, such as "JPEG XL"; empty for others.
 std::string undecodedSyntaxName(std::string_view uid);
 
 } // namespace radvex::media

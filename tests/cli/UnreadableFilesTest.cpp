@@ -99,19 +99,16 @@ TEST_F(UnreadableFiles, AFileWithoutPixelsSaysWhatItIs) {
 }
 
 TEST_F(UnreadableFiles, ACompressionThatNothingDecodesIsNamed) {
-    const std::string file =
-        writeImageFile(folder.file("j2k.dcm"),
-                       {.rows = 2,
-                        .columns = 2,
-                        .more =
-                            [](DcmDataset& dataset) {
-                                putFragments(dataset, EXS_JPEG2000LosslessOnly,
-                                             {std::string("\xFF\x4F\xFF\x51", 4) + std::string(60, 'x')});
-                            }},
-                       EXS_JPEG2000LosslessOnly);
+    const std::string file = writeImageFile(
+        folder.file("video.dcm"),
+        {.rows = 2,
+         .columns = 2,
+         .more =
+             [](DcmDataset& dataset) { putFragments(dataset, EXS_MPEG4HighProfileLevel4_1, {std::string(64, 'x')}); }},
+        EXS_MPEG4HighProfileLevel4_1);
     EXPECT_THAT(
         runRadvex({"image", file}),
-        exitsSaying(1, HasSubstr(file + " has pixels compressed with JPEG 2000, which cannot be decoded here")));
+        exitsSaying(1, HasSubstr(file + " has pixels compressed with MPEG-4 AVC, which cannot be decoded here")));
     EXPECT_EQ(runRadvex({"tags", file}).status, 0);
 }
 

@@ -502,13 +502,13 @@ TEST_F(VolumeKinds, SyntaxesThatNobodyDecodesAreNamed) {
     add(0, 1);
     std::string bytes = readFile(mediumPath(folder, "S0"));
     const std::string plain = std::string("1.2.840.10008.1.2.1") + '\0';
-    const std::string other = "1.2.840.10008.1.2.4.90";
+    const std::string other = "1.2.840.10008.1.2.4.92";
     bytes.replace(bytes.find(plain), plain.size(), other);
     bytes[bytes.find(other) - 2] = static_cast<char>(other.size());
     const std::size_t group = bytes.find(std::string("\x02\0\0\0UL\x04\0", 8)) + 8;
     bytes[group] = static_cast<char>(bytes[group] + static_cast<char>(other.size() - plain.size()));
     folder.write("S0", bytes);
-    EXPECT_THAT(run(), exitsSaying(1, HasSubstr("JPEG 2000, which cannot be decoded")));
+    EXPECT_THAT(run(), exitsSaying(1, HasSubstr("JPEG 2000 Part 2, which cannot be decoded")));
 }
 
 TEST_F(VolumeKinds, AnInstanceNumberCountsByItsFirstDigits) {

@@ -144,6 +144,7 @@ WORDS = {  # by the number of the set: Python's name of it, its escape, and a te
     "101": ("iso8859-2", "-B", "Wałęsa^Šárka"),
     "109": ("iso8859-3", "-C", "Ĉiuĵaŭde"),
     "110": ("iso8859-4", "-D", "Āboliņš"),
+    "203": ("iso8859-15", "-b", "Œuvre^Žižka"),
     "144": ("iso8859-5", "-L", "Люкceмбypг"),
     "127": ("iso8859-6", "-G", "قباني^لنزار"),
     "126": ("iso8859-7", "-F", "Διονυσιος"),
@@ -167,6 +168,13 @@ def name_of(path, term, stored):
 def test_a_text_is_read_in_its_character_set(term, encoding, text, tmp_path):
     assert term in TERMS
     assert name_of(tmp_path / "text.dcm", term, text.encode(encoding)) == text
+
+
+@pytest.mark.parametrize("number, encoding, text", [("87", "iso2022_jp", "山田^太郎"), ("159", "iso2022_jp_2", "丂^丄")])
+def test_a_japanese_text_is_read(number, encoding, text, tmp_path):
+    assert "ISO 2022 IR " + number in TERMS
+    stored = b"^".join(part.encode(encoding) for part in text.split("^"))
+    assert name_of(tmp_path / "text.dcm", "\\ISO 2022 IR " + number, stored) == text
 
 
 @pytest.mark.parametrize("number", WORDS)

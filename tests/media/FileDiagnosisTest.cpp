@@ -197,10 +197,14 @@ TEST_F(DiagnosisOfAFile, AFileWithoutPixelsSaysWhatItIs) {
 
 TEST_F(DiagnosisOfAFile, ACompressionThatNothingDecodesIsNamed) {
     const auto why = [&](const std::string& syntax) { return whyNoPicture(folder.write("a", withMeta(syntax, ""))); };
-    EXPECT_EQ(why("1.2.840.10008.1.2.4.90"),
-              "has pixels compressed with JPEG 2000, which cannot be decoded here: get an uncompressed copy, or "
+    EXPECT_EQ(why("1.2.840.10008.1.2.4.92"),
+              "has pixels compressed with JPEG 2000 Part 2, which cannot be decoded here: get an uncompressed copy, or "
               "decompress it with another program first");
     EXPECT_EQ(why(kJpeg).find("compressed"), std::string::npos) << "baseline JPEG is decoded";
+    for (const char* decoded : {"1.2.840.10008.1.2.4.90", "1.2.840.10008.1.2.4.91", "1.2.840.10008.1.2.4.201",
+                                "1.2.840.10008.1.2.4.202", "1.2.840.10008.1.2.4.203"}) {
+        EXPECT_EQ(why(decoded).find("compressed"), std::string::npos) << decoded;
+    }
 }
 
 TEST_F(DiagnosisOfAFile, AReasonBecomesASentence) {

@@ -69,7 +69,7 @@ def states(path):
 
 @pytest.fixture
 def archive(tmp_path, samples):
-    """Eight good files, a structured report, a file with a cut, one of JPEG 2000, and broken pixels of two forms."""
+    """Eight good files, a report, a file with a cut, one in an unknown form, and broken pixels of two forms."""
     root = tmp_path / "archive"
     for number in range(8):
         put(root / f"{number % 3}" / f"{number}.dcm", generated(number))
@@ -80,7 +80,8 @@ def archive(tmp_path, samples):
     put(root / "0" / "cut.dcm", generated(20)[:-10])
     put(root / "notes.txt", b"nothing of interest")
     shutil.copy(os.path.join(samples, "test-SR.dcm"), root / "report.dcm")
-    shutil.copy(os.path.join(samples, "JPEG2000.dcm"), root / "j2k.dcm")
+    with open(os.path.join(samples, "JPEG2000.dcm"), "rb") as file:
+        put(root / "part2.dcm", file.read().replace(b"1.2.840.10008.1.2.4.90", b"1.2.840.10008.1.2.4.92"))
     return root
 
 
@@ -126,7 +127,7 @@ def test_pixels_that_cannot_be_decoded_have_a_reason(archive, indexed):
     for path in ("RLE/bad.dcm", "JPEGLossless/bad.dcm"):
         assert found[path][0] == "dicom" and found[path][3] == ""
         assert "Could not open DICOM image" in found[path][1] and str(archive / path) in found[path][1]
-    assert "JPEG 2000, which cannot be decoded here" in found["j2k.dcm"][1]
+    assert "JPEG 2000 Part 2, which cannot be decoded here" in found["part2.dcm"][1]
 
 
 def test_what_was_read_is_not_read_again(indexed):
@@ -227,12 +228,12 @@ def test_pixels_that_cannot_be_read_have_a_reason_and_no_digest(archive):
     del sizeless.Rows
     put(archive / "short.dcm", builders.content(short))
     put(archive / "sizeless.dcm", builders.content(sizeless))
-    paths = ["0/0.dcm", "j2k.dcm", "RLE/bad.dcm", "RLE/good.dcm", "short.dcm", "sizeless.dcm"]
+    paths = ["0/0.dcm", "part2.dcm", "RLE/bad.dcm", "RLE/good.dcm", "short.dcm", "sizeless.dcm"]
     rows = rows_in(_describe.describe(Batch(str(archive), paths, True)))
     assert [row[0] for row in rows] == ["dicom"] * 6
-    good, j2k, bad, rle, few, unknown = [row[1] for row in rows]
+    good, part2, bad, rle, few, unknown = [row[1] for row in rows]
     assert good is None and rle is None
-    assert "JPEG 2000, which cannot be decoded here" in j2k and str(archive / "RLE" / "bad.dcm") in bad
+    assert "JPEG 2000 Part 2, which cannot be decoded here" in part2 and str(archive / "RLE" / "bad.dcm") in bad
     assert few.endswith("short.dcm holds fewer pixels than its attributes promise.")
     assert unknown.endswith("sizeless.dcm has pixels without a size.")
     assert [bool(row[3]) for row in rows] == [True, False, False, True, False, False]
@@ -425,7 +426,7 @@ def test_histograms_show_the_numbers_of_the_report_and_nobody(archive, indexed, 
     assert sum(bar.get_height() for bar in sizes.axes[0].patches) == 15
     dated = {2010: 3, 2011: 3, 2012: 2}
     compressed_ones = [f"{form}/{name}.dcm" for form in ("RLE", "JPEGLossless") for name in ("good", "bad")]
-    for path in ["report.dcm", "j2k.dcm", *compressed_ones]:
+    for path in ["report.dcm", "part2.dcm", *compressed_ones]:
         date = pydicom.dcmread(archive / path).get("StudyDate")
         if date:
             dated[int(date[:4])] = dated.get(int(date[:4]), 0) + 1

@@ -54,7 +54,7 @@ def provocations(samples, folder):
     """Name of an error -> calls that lead to it, each with the values of its message; and a legal call near it."""
     ct = os.path.join(samples, "CT_small.dcm")
     plan = os.path.join(samples, "rtplan.dcm")
-    jpeg2000 = os.path.join(samples, "JPEG2000.dcm")
+    cut = os.path.join(samples, "JPEG2000-embedded-sequence-delimiter.dcm")
     missing = os.path.join(folder, "missing.dcm")
     new = os.path.join(folder, "new.dcm")
     image = builders.places(0)
@@ -76,7 +76,7 @@ def provocations(samples, folder):
         "DLInvalidNodeType": (["ReadVRName", [1]], 0, ["ReadVRName", ["1"]]),
         "FunctionError": (["GetKeyword", None, "0010"], 0, ["GetKeyword", "0028", "0010"]),
         "ImageOpenError": (["ReadIntermediatePixelData", plan], 2, ["ReadIntermediatePixelData", ct]),
-        "ImageReadError": (["ReadImage", jpeg2000, 0, 0, MINMAX], 1, ["ReadImage", ct, 0, 0, MINMAX]),
+        "ImageReadError": (["ReadImage", cut, 0, 0, MINMAX], 1, ["ReadImage", ct, 0, 0, MINMAX]),
         "OverlayReadError": (["ReadOverlay", ct], 1, ["ReadOverlays", ct]),
         "VArgumentTypeError": (with_tags({"PatientID": 3}), 0, with_tags({"PatientID": "3"})),
         "ReservedTagError": (with_tags({"Rows": "3"}), 1, good),

@@ -581,10 +581,12 @@ def test_pixels_that_are_not_there_are_refused(samples):
         for read in (file.values, file.image):
             with pytest.raises(radvex.LibraryError):
                 read()
-    with radvex.open(os.path.join(samples, "JPEG2000.dcm")) as file:
+    with radvex.open(os.path.join(samples, "JPEG2000-embedded-sequence-delimiter.dcm")) as file:
         for read in (file.values, file.image):
             with pytest.raises(radvex.ImageOpenError, match="JPEG 2000"):
                 read()
+    with radvex.open(os.path.join(samples, "JPEG2000.dcm")) as file:
+        assert file.values().shape == file.image().shape == (1024, 256)
 
 
 # Pictures

@@ -44,6 +44,7 @@ def test_a_binary_finds_the_others_beside_it_and_nothing_elsewhere(name):
 def test_the_libraries_of_the_package_are_those_of_the_package():
     names = printed("ldd", os.path.join(PACKAGE, "lib/Radvex.so"))
     assert os.path.realpath(re.search(r"libdcmtk\S* => (\S+)", names).group(1)).startswith(PACKAGE)
+    assert os.path.realpath(re.search(r"libopenjp2\S* => (\S+)", names).group(1)).startswith(PACKAGE)
     assert os.path.realpath(re.search(r"libTT32i4\S* => (\S+)", names).group(1)).startswith(PACKAGE)
 
 

@@ -10,7 +10,7 @@ import zlib
 import numpy
 import pydicom
 from pydicom.encaps import encapsulate
-from pydicom.uid import JPEG2000Lossless
+from pydicom.uid import MPEG4HP41
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "peers"))
 from kind_files import Grid, blank, many_frames, put_pixels, slices
@@ -166,10 +166,10 @@ def make_defects():
 
 
 def compressed_to_nothing(dataset):
-    """A file that says it is JPEG 2000; nothing in the transcripts decodes it."""
-    dataset.PixelData = encapsulate([b"\xff\x4f\xff\x51" + b"\0" * 60 + b"\xff\xd9"])
+    """A file that says it is a video; nothing in the transcripts decodes it."""
+    dataset.PixelData = encapsulate([b"\0\0\1\xb3" + b"\0" * 60])
     dataset["PixelData"].is_undefined_length = True
-    dataset.file_meta.TransferSyntaxUID = JPEG2000Lossless
+    dataset.file_meta.TransferSyntaxUID = MPEG4HP41
     return dataset
 
 
