@@ -27,10 +27,9 @@ namespace {
 
 using Bytes = std::span<const Uint8>;
 
-OFCondition failure(const std::string& reason) {
-    constexpr unsigned short kCannotBeDecoded = 1;
-    return {OFM_dcmjp2k, kCannotBeDecoded, OF_error, reason.c_str()};
-}
+OFCondition failure(const std::string& reason) { return {OFM_dcmjp2k, kJpeg2000Failed, OF_error, reason.c_str()}; }
+
+OFCondition outOfMemory() { return {OFM_dcmjp2k, kJpeg2000OutOfMemory, OF_error, "there is not enough memory"}; }
 
 /// What the attributes of an item say of its pixels, before they are decoded.
 struct Stated {
@@ -133,7 +132,7 @@ class FrameDecoder {
         const Jpeg2000Codestream codestream(bytesOfFrame(mFrames[frame], mJoined));
         const Jpeg2000Picture picture(codestream.bytes());
         if (!picture.problem().empty()) {
-            return picture.hasRunOutOfMemory() ? OFCondition(EC_MemoryExhausted)
+            return picture.hasRunOutOfMemory() ? outOfMemory()
                                                : failure("OpenJPEG cannot decode its frame " +
                                                          std::to_string(frame + 1) + ": " + picture.problem());
         }
@@ -237,7 +236,7 @@ class Jpeg2000Decoder : public DcmCodec {
         }
         const std::size_t size = decoder.frameSize() * stated.frames;
         if (size > std::numeric_limits<Uint32>::max() - 1) {
-            return EC_MemoryExhausted;
+            return failure("its pixels are more than 4 GiB");
         }
         Uint16* words = nullptr;
         if (const OFCondition done = pixels.createUint16Array(static_cast<Uint32>((size + 1) / 2), words); done.bad()) {
@@ -255,7 +254,7 @@ class Jpeg2000Decoder : public DcmCodec {
         }
         return putAttributes(*item, stated, decoder, mSyntax == EXS_JPEG2000);
     } catch (const std::bad_alloc&) {
-        return EC_MemoryExhausted;
+        return outOfMemory();
     }
 
     OFCondition decodeFrame(const DcmRepresentationParameter* /*from*/, DcmPixelSequence* fragments,
@@ -279,7 +278,7 @@ class Jpeg2000Decoder : public DcmCodec {
         colourModel = decodedModel(stated.colourModel).c_str();
         return decoder.decode(frame, buffer);
     } catch (const std::bad_alloc&) {
-        return EC_MemoryExhausted;
+        return outOfMemory();
     }
 
     OFCondition determineDecompressedColorModel(const DcmRepresentationParameter* /*from*/,

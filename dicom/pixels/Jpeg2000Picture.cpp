@@ -48,24 +48,27 @@ OPJ_BOOL seekIn(OPJ_OFF_T offset, void* source) {
     return OPJ_TRUE;
 }
 
+/// A sentence, in memory that is there already: what OpenJPEG complains of may be that there is none.
+using Complaint = std::array<char, 256>;
+
 /// Keeps the first sentence.
-void keep(const char* message, void* problem) noexcept {
-    auto& kept = *static_cast<std::string*>(problem);
-    if (kept.empty() && message != nullptr) {
-        kept = message;
-        kept.erase(kept.find_last_not_of(" \n.") + 1);
+void keep(const char* message, void* complaint) noexcept {
+    auto& kept = *static_cast<Complaint*>(complaint);
+    if (kept.front() == '\0') {
+        const std::string_view text(message == nullptr || *message == '\0' ? "no reason is given" : message);
+        text.copy(kept.data(), kept.size() - 1);
     }
 }
 
 /// OpenJPEG warns and goes on where it leaves out what it cannot read. Only these change nothing in the picture.
-void keepUnlessHarmless(const char* message, void* problem) noexcept {
+void keepUnlessHarmless(const char* message, void* complaint) noexcept {
     constexpr std::array<std::string_view, 4> kHarmless{
         "Unknown marker", "Empty SOT marker detected", "Non conformant codestream TPsot==TNsot",
         "Stream does not end with EOC"}; // all parts of all tiles are known to be there
     const std::string_view text(message == nullptr ? "" : message);
     if (std::none_of(kHarmless.begin(), kHarmless.end(),
                      [&](std::string_view start) { return text.substr(0, start.size()) == start; })) {
-        keep(message, problem);
+        keep(message, complaint);
     }
 }
 
@@ -103,8 +106,9 @@ void Jpeg2000Picture::decode(std::span<const Uint8> codestream) {
     opj_stream_set_read_function(stream.get(), readFrom);
     opj_stream_set_skip_function(stream.get(), skipIn);
     opj_stream_set_seek_function(stream.get(), seekIn);
-    opj_set_error_handler(codec.get(), keep, &mProblem);
-    opj_set_warning_handler(codec.get(), keepUnlessHarmless, &mProblem);
+    Complaint complaint{};
+    opj_set_error_handler(codec.get(), keep, &complaint);
+    opj_set_warning_handler(codec.get(), keepUnlessHarmless, &complaint);
 
     opj_dparameters_t parameters;
     opj_set_default_decoder_parameters(&parameters);
@@ -115,6 +119,8 @@ void Jpeg2000Picture::decode(std::span<const Uint8> codestream) {
     mImage.reset(image);
     isDecoded = isDecoded && opj_decode(codec.get(), stream.get(), image) != OPJ_FALSE &&
                 opj_end_decompress(codec.get(), stream.get()) != OPJ_FALSE;
+    mProblem = complaint.data();
+    mProblem.erase(mProblem.find_last_not_of(" \n.") + 1);
     if (!isDecoded || !mProblem.empty()) {
         mImage.reset();
     }

@@ -12,6 +12,7 @@
 #include "dicom/metadata/HierarchicalMetadata.h"
 #include "dicom/metadata/MemoryWatch.h"
 #include "dicom/metadata/TagNaming.h"
+#include "dicom/pixels/Jpeg2000Decoder.h"
 #include "guard/GuardedLoad.h"
 #include "guard/pixels/DecodingSafety.h"
 #include "guard/pixels/EncodedPixels.h"
@@ -31,9 +32,12 @@ bool isOfJpegDecoder(const OFCondition& decoding) {
             code == EJCode_IJG16_Decompression);
 }
 
-/// The JPEG decoder takes its memory where no watch sees it. All that it complains of has one code, and only the words
-/// tell a refusal of memory. Other cases are frames that are too large for it.
+/// The decoders of JPEG and JPEG 2000 take their memory where no watch sees it. All that the former complains of has
+/// one code, and only the words tell a refusal of memory. Other cases are frames that are too large for it.
 bool hasRunOutOfMemory(const OFCondition& decoding) {
+    if (decoding.module() == OFM_dcmjp2k) {
+        return decoding.code() == kJpeg2000OutOfMemory;
+    }
     if (!isOfJpegDecoder(decoding)) {
         return false;
     }
@@ -106,8 +110,9 @@ void DcmReader::decompress() const {
             if (hasRunOutOfMemory(decoding)) {
                 throw std::bad_alloc();
             }
-            mReasonNotToDecode =
-                radvex::reasonNotToDecode(*dataset); // a decoder that failed may have changed attributes
+            mReasonNotToDecode = decoding.module() == OFM_dcmjp2k
+                                     ? decoding.text()                      // the only decoder with reasons for people
+                                     : radvex::reasonNotToDecode(*dataset); // one that failed may change attributes
         }
         memory.require();
     } catch (const std::bad_alloc&) { // a file that is half decompressed is not to be asked again

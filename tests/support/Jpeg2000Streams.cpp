@@ -43,7 +43,7 @@ Image imageOf(const Jpeg2000Source& source) {
     component.dx = component.dy = 1;
     component.w = columns;
     component.h = rows;
-    component.prec = component.bpp = static_cast<OPJ_UINT32>(source.precision);
+    component.prec = static_cast<OPJ_UINT32>(source.precision);
     component.sgnd = source.isSigned ? 1 : 0;
     std::vector<opj_image_cmptparm_t> components(static_cast<std::size_t>(source.components), component);
     Image image(opj_image_create(static_cast<OPJ_UINT32>(source.components), components.data(),
