@@ -106,6 +106,7 @@ Jpeg2000Codestream::Jpeg2000Codestream(std::span<const Uint8> frame) {
         refuse(kDamaged);
     }
     readTileParts(firstTilePart);
+    requireHarmlessData();
     countCosts();
 }
 
@@ -218,6 +219,8 @@ void Jpeg2000Codestream::readDefault(Bytes segment, Codings& codings) {
     }
     codings.isByPosition = codings.isByPosition || segment[3] >= kFirstByPosition;
     codings.layers = number(segment, 4, 2);
+    constexpr unsigned kMarkers = 6; // SOP and EPH
+    mIsDataInPieces = mIsDataInPieces || codings.layers > 1 || (segment[2] & kMarkers) != 0;
     codings.ofComponents.assign(mComponents.size(), *coding);
 }
 
@@ -243,6 +246,8 @@ std::optional<Jpeg2000Codestream::Coding> Jpeg2000Codestream::codingOf(Bytes par
     Coding coding;
     coding.levels = parameters[0];
     coding.blockBits = (parameters[1] & 0xFU) + (parameters[2] & 0xFU) + 4U;
+    constexpr unsigned kHighThroughput = 0x40;
+    mIsHighThroughput = mIsHighThroughput || (parameters[3] & kHighThroughput) != 0;
     if (coding.levels > kMaxLevels || coding.blockBits > kMaxBlockBits ||
         (hasPrecincts && parameters.size() < kFixed + coding.levels + 1)) {
         return std::nullopt;
@@ -342,6 +347,7 @@ std::size_t Jpeg2000Codestream::readTilePart(std::size_t offset) {
             refuse(kCut);
             return offset;
         }
+        noteData(mBytes.subspan(data + 2, end - data - 4));
         return end - 2;
     }
     if (length > mBytes.size() - offset) {
@@ -352,7 +358,31 @@ std::size_t Jpeg2000Codestream::readTilePart(std::size_t offset) {
         refuse(kDamaged);
         return offset;
     }
+    noteData(mBytes.subspan(data + 2, offset + length - data - 2));
     return offset + length;
+}
+
+/// @param data  of a tile part
+void Jpeg2000Codestream::noteData(Bytes data) {
+    constexpr Uint8 kMarkerByte = 0xFF;
+    constexpr Uint8 kHighestBehind = 0x8F;
+    while (!data.empty() && !mHasMarkersInData) {
+        const void* found = std::memchr(data.data(), kMarkerByte, data.size());
+        if (found == nullptr) {
+            return;
+        }
+        data = data.subspan(static_cast<std::size_t>(static_cast<const Uint8*>(found) - data.data()) + 1);
+        mHasMarkersInData =
+            data.empty() || data.front() > kHighestBehind; // another part may go on behind the last byte
+    }
+}
+
+void Jpeg2000Codestream::requireHarmlessData() {
+    if (mIsHighThroughput && mIsDataInPieces) {
+        refuse("its HTJ2K codestream has layers or markers in its data");
+    } else if (mIsHighThroughput && mHasMarkersInData) {
+        refuse(kDamaged);
+    }
 }
 
 } // namespace radvex

@@ -38,6 +38,9 @@ class Jpeg2000Codestream {
     ///  - its markers cannot be followed to the last tile, parts of tiles are missing, or OpenJPEG would miss them: it
     ///    would leave zeros, or a picture of less quality;
     ///  - OpenJPEG would find other segments in it than this does;
+    ///  - it is of HTJ2K, and its data may hold pairs of bytes that do not occur there: Debian's OpenJPEG ends the
+    ///    process when a code block begins with one. Where several layers or markers between the packets are, nobody
+    ///    can tell without decoding;
     ///  - it has over four components, components of different sizes, kinds or precision, or of over 16 bits;
     ///  - it announces more packets than there are bytes, although each takes at least one: OpenJPEG counts through
     ///    them all;
@@ -94,6 +97,8 @@ class Jpeg2000Codestream {
     void readTileParts(std::size_t offset);
     void requireAllParts(std::size_t tiles, bool endsWithMark);
     std::size_t readTilePart(std::size_t offset);
+    void noteData(Bytes data);
+    void requireHarmlessData();
     void countCosts();
     void countTile(std::size_t index);
     double countPrecincts(const Area& tile, const Coding& coding);
@@ -109,6 +114,9 @@ class Jpeg2000Codestream {
     Codings mCodings{};
     std::map<std::size_t, Tile> mTiles{};
     std::map<std::size_t, Codings> mTileCodings{};
+    bool mIsHighThroughput = false; ///< in some tile
+    bool mIsDataInPieces = false;   ///< in some tile, by layers or markers
+    bool mHasMarkersInData = false; ///< where there ought to be none
     double mPackets = 0;
     double mMemory = 0;
     double mSteps = 0;

@@ -57,9 +57,10 @@ Jpeg2000Parts partsOf(const std::string& stream) {
 }
 
 std::string EmptyJpeg2000::coding() const {
-    std::string content = bigEndian(precincts.empty() ? 0 : 1, 1) +
+    std::string content = bigEndian(style | (precincts.empty() ? 0U : 1U), 1) +
                           bigEndian(static_cast<std::uint32_t>(progression), 1) + bigEndian(layers, 2) +
-                          bigEndian(0, 1) + bigEndian(levels, 1) + std::string("\4\4\0\1", 4);
+                          bigEndian(0, 1) + bigEndian(levels, 1) + std::string("\4\4") + bigEndian(blockStyle, 1) +
+                          "\1";
     for (const unsigned sizes : precincts) {
         content += bigEndian(sizes, 1);
     }
@@ -82,11 +83,11 @@ std::string EmptyJpeg2000::stream() const {
     quantization.append(3 * std::size_t{levels} + 1, '\x40');
     std::string bytes = bigEndian(0xFF4F, 2) + jpeg2000Segment(0x51, size) + jpeg2000Segment(0x52, coding()) +
                         jpeg2000Segment(0x5C, quantization) + moreHeader;
-    const std::size_t length = 12 + tileHeader.size() + 2 + bytesOfTile;
+    const std::size_t length = 12 + tileHeader.size() + 2 + bytesOfTile + moreData.size();
     for (std::uint32_t tile = 0; tile < tiles; ++tile) {
         bytes += jpeg2000Segment(0x90, bigEndian(tile, 2) + bigEndian(static_cast<std::uint32_t>(length), 4) +
                                            std::string("\0\1", 2));
-        bytes += tileHeader + bigEndian(0xFF93, 2) + std::string(bytesOfTile, '\0');
+        bytes += tileHeader + bigEndian(0xFF93, 2) + std::string(bytesOfTile, '\0') + moreData;
     }
     return bytes + bigEndian(0xFFD9, 2);
 }

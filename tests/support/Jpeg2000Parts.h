@@ -45,8 +45,11 @@ struct EmptyJpeg2000 {
     std::vector<unsigned> precincts{}; ///< log2 of height and width in four bits each, of the smallest resolution first
     std::string moreHeader{};          ///< segments behind the others of the main header
     std::string tileHeader{};          ///< segments in the header of the first part of each tile
+    unsigned style = 0;                ///< of the coding: 2 and 4 for markers between packets
+    unsigned blockStyle = 0;           ///< 0x40 for HTJ2K
     std::size_t tiles = 1;
     std::size_t bytesOfTile = 1; ///< empty packets
+    std::string moreData{};      ///< behind them
 
     /// Everything of a COD segment but its length.
     std::string coding() const;

@@ -398,3 +398,42 @@ TEST(Jpeg2000Codestream, NothingIsHiddenBehindAnUnknownMarker) {
     EXPECT_EQ(problem(0x64, "abcde" + hidden), "") << "a comment";
     EXPECT_EQ(problem(0x64, "abcdef" + hidden), "");
 }
+
+// An assertion of Debian's OpenJPEG would end the process.
+TEST(Jpeg2000Codestream, NoCodeBlockOfHtj2kBeginsWithAMarker) {
+    constexpr unsigned kHtj2k = 0x40;
+    const auto problem = [](unsigned blockStyle, const std::string& data) {
+        return problemOf(EmptyJpeg2000{.blockStyle = blockStyle, .moreData = data}.stream());
+    };
+    for (const std::string& data : {std::string("\xFF\x8F"), std::string("\xFF\0\xFF\x7F", 4), std::string("\x90")}) {
+        EXPECT_EQ(problem(kHtj2k, data), "");
+        EXPECT_EQ(problem(0, data), "");
+    }
+    for (const std::string& data : {std::string("\xFF\x90"), std::string("\xFF\0\xFF\xFF\0", 5), std::string("\xFF")}) {
+        EXPECT_EQ(problem(kHtj2k, data), kDamaged);
+        EXPECT_EQ(problem(0, data), "") << "others have no such assertion";
+    }
+    Jpeg2000Parts parts = partsOf(EmptyJpeg2000{.blockStyle = kHtj2k, .moreData = "\xFF\x90"}.stream());
+    parts.tileParts[0] = withoutLength(parts.tileParts[0]);
+    EXPECT_EQ(problemOf(parts.joined()), kDamaged);
+    parts = partsOf(EmptyJpeg2000{.blockStyle = kHtj2k, .moreData = "\xFF\x8F"}.stream());
+    parts.tileParts[0] = withoutLength(parts.tileParts[0]);
+    EXPECT_EQ(problemOf(parts.joined()), "");
+    const auto inTile = [](const std::string& segment) {
+        return problemOf(EmptyJpeg2000{.tileHeader = segment, .moreData = "\xFF\x90"}.stream());
+    };
+    EXPECT_EQ(inTile(jpeg2000Segment(0x52, EmptyJpeg2000{}.coding())), "");
+    EXPECT_EQ(inTile(jpeg2000Segment(0x52, EmptyJpeg2000{.blockStyle = kHtj2k}.coding())), kDamaged);
+    EXPECT_EQ(inTile(jpeg2000Segment(0x53, std::string("\0\0\0\4\4\x40\1", 7))), kDamaged);
+}
+
+TEST(Jpeg2000Codestream, CodeBlocksOfHtj2kAreInOnePiece) {
+    const std::string kInPieces = "its HTJ2K codestream has layers or markers in its data";
+    for (const unsigned blockStyle : {0U, 0x40U}) {
+        const std::string answer = blockStyle == 0 ? "" : kInPieces;
+        EXPECT_EQ(problemOf(EmptyJpeg2000{.blockStyle = blockStyle}.stream()), "");
+        EXPECT_EQ(problemOf(EmptyJpeg2000{.layers = 2, .blockStyle = blockStyle}.stream()), answer);
+        EXPECT_EQ(problemOf(EmptyJpeg2000{.style = 2, .blockStyle = blockStyle}.stream()), answer);
+        EXPECT_EQ(problemOf(EmptyJpeg2000{.style = 4, .blockStyle = blockStyle}.stream()), answer);
+    }
+}
