@@ -13,26 +13,33 @@ namespace {
 
 using Bytes = std::span<const Uint8>;
 
-/// Where OpenJPEG has got to in a codestream.
+/// Where OpenJPEG has got to in a codestream, to which the mark of its end is added.
 struct Place {
     Bytes bytes;
     std::size_t offset = 0;
+
+    std::size_t size() const { return bytes.size() + kEndMark.size(); }
+
+    static constexpr std::array<Uint8, 2> kEndMark{0xFF, 0xD9};
 };
 
 OPJ_SIZE_T readFrom(void* into, OPJ_SIZE_T count, void* source) {
     auto& place = *static_cast<Place*>(source);
-    const std::size_t size = std::min<std::size_t>(count, place.bytes.size() - place.offset);
+    const std::size_t codestreamSize = place.bytes.size();
+    const Bytes rest = place.offset < codestreamSize ? place.bytes.subspan(place.offset)
+                                                     : Bytes(Place::kEndMark).subspan(place.offset - codestreamSize);
+    const std::size_t size = std::min<std::size_t>(count, rest.size());
     if (size == 0) {
         return static_cast<OPJ_SIZE_T>(-1); // the end
     }
-    std::memcpy(into, place.bytes.data() + place.offset, size);
+    std::memcpy(into, rest.data(), size);
     place.offset += size;
     return size;
 }
 
 OPJ_OFF_T skipIn(OPJ_OFF_T count, void* source) {
     auto& place = *static_cast<Place*>(source);
-    if (count < 0 || static_cast<std::uint64_t>(count) > place.bytes.size() - place.offset) {
+    if (count < 0 || static_cast<std::uint64_t>(count) > place.size() - place.offset) {
         return -1;
     }
     place.offset += static_cast<std::size_t>(count);
@@ -41,7 +48,7 @@ OPJ_OFF_T skipIn(OPJ_OFF_T count, void* source) {
 
 OPJ_BOOL seekIn(OPJ_OFF_T offset, void* source) {
     auto& place = *static_cast<Place*>(source);
-    if (offset < 0 || static_cast<std::uint64_t>(offset) > place.bytes.size()) {
+    if (offset < 0 || static_cast<std::uint64_t>(offset) > place.size()) {
         return OPJ_FALSE;
     }
     place.offset = static_cast<std::size_t>(offset);
@@ -62,9 +69,8 @@ void keep(const char* message, void* complaint) noexcept {
 
 /// OpenJPEG warns and goes on where it leaves out what it cannot read. Only these change nothing in the picture.
 void keepUnlessHarmless(const char* message, void* complaint) noexcept {
-    constexpr std::array<std::string_view, 4> kHarmless{
-        "Unknown marker", "Empty SOT marker detected", "Non conformant codestream TPsot==TNsot",
-        "Stream does not end with EOC"}; // all parts of all tiles are known to be there
+    constexpr std::array<std::string_view, 2> kHarmless{
+        "Unknown marker", "Non conformant codestream TPsot==TNsot"}; // Jpeg2000Codestream has looked at both
     const std::string_view text(message == nullptr ? "" : message);
     if (std::none_of(kHarmless.begin(), kHarmless.end(),
                      [&](std::string_view start) { return text.substr(0, start.size()) == start; })) {
@@ -102,7 +108,7 @@ void Jpeg2000Picture::decode(std::span<const Uint8> codestream) {
         return;
     }
     opj_stream_set_user_data(stream.get(), &place, nullptr);
-    opj_stream_set_user_data_length(stream.get(), codestream.size());
+    opj_stream_set_user_data_length(stream.get(), place.size());
     opj_stream_set_read_function(stream.get(), readFrom);
     opj_stream_set_skip_function(stream.get(), skipIn);
     opj_stream_set_seek_function(stream.get(), seekIn);

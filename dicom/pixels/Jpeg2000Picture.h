@@ -17,7 +17,7 @@ namespace radvex {
 /// One frame of JPEG 2000 or HTJ2K, decoded by OpenJPEG.
 class Jpeg2000Picture {
   public:
-    /// @param codestream  that may be decoded, see Jpeg2000Codestream
+    /// @param codestream  that may be decoded, up to its last tile part (Jpeg2000Codestream::bytes)
     explicit Jpeg2000Picture(std::span<const Uint8> codestream);
     ~Jpeg2000Picture();
     Jpeg2000Picture(const Jpeg2000Picture&) = delete;

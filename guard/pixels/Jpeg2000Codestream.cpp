@@ -17,6 +17,23 @@ constexpr unsigned kSize = 0xFF51;
 constexpr unsigned kCodingDefault = 0xFF52;
 constexpr unsigned kCodingOfComponent = 0xFF53;
 constexpr unsigned kProgressionOrderChange = 0xFF5F;
+constexpr unsigned kWithSegment[] = {kCodingDefault,
+                                     kCodingOfComponent,
+                                     kProgressionOrderChange,
+                                     0xFF55,
+                                     0xFF57,
+                                     0xFF58, // lengths of tile parts and packets
+                                     0xFF5C,
+                                     0xFF5D,
+                                     0xFF5E, // quantization, region of interest
+                                     0xFF60,
+                                     0xFF61,
+                                     0xFF63, // packet headers, registration of components
+                                     0xFF64, // comments
+                                     0xFF74,
+                                     0xFF75,
+                                     0xFF77,
+                                     0xFF78}; // transformation of components, in 15444-2
 constexpr unsigned kStartOfTilePart = 0xFF90;
 constexpr unsigned kStartOfData = 0xFF93;
 constexpr unsigned kEndOfCodestream = 0xFFD9;
@@ -37,6 +54,20 @@ std::uint32_t number(StreamBytes bytes, std::size_t offset, std::size_t size) {
 }
 
 std::uint64_t dividedUp(std::uint64_t value, std::uint64_t by) { return (value + by - 1) / by; }
+
+/// Whether OpenJPEG goes on behind a segment, too. Behind a marker that it does not know it takes two bytes after the
+/// other, until they are a marker that it knows, and not the length.
+bool isSkippedAlike(unsigned marker, StreamBytes segment) {
+    if (std::find(std::begin(kWithSegment), std::end(kWithSegment), marker) != std::end(kWithSegment)) {
+        return true;
+    }
+    bool hasMarker = false;
+    for (std::size_t at = 0; at + 2 <= segment.size(); at += 2) {
+        hasMarker = hasMarker || segment[at] == 0xFF;
+    }
+    return !hasMarker && segment.size() % 2 == 0;
+}
+
 /// Of a marker in a header.
 bool hasLength(unsigned marker) {
     constexpr unsigned kFirst = 0xFF01;
@@ -75,6 +106,7 @@ Jpeg2000Codestream::Jpeg2000Codestream(std::span<const Uint8> frame) {
         refuse(kDamaged);
     }
     readTileParts(firstTilePart);
+    requireHarmlessData();
     countCosts();
 }
 
@@ -148,6 +180,8 @@ std::size_t Jpeg2000Codestream::readMarkers(std::size_t offset, std::optional<st
             refuse(kCut);
         } else if (!hasLength(marker)) {
             refuse(kDamaged);
+        } else if (!isSkippedAlike(marker, mBytes.subspan(offset + 2, length))) {
+            refuse("its JPEG 2000 codestream has an unknown segment");
         } else {
             const bool isOfInterest =
                 marker == kCodingDefault || marker == kCodingOfComponent || marker == kProgressionOrderChange;
@@ -168,7 +202,9 @@ void Jpeg2000Codestream::readMarker(unsigned marker, Bytes segment, Codings& cod
     } else if (marker == kCodingOfComponent) {
         readOfComponent(segment, codings);
     } else {
-        codings.isByPosition = true; // it may be, and costs no ordinary picture anything
+        constexpr std::size_t kChange = 7; // bytes of each
+        codings.isByPosition = true;       // it may be, and costs no ordinary picture anything
+        codings.changes += segment.size() / kChange;
     }
 }
 
@@ -183,6 +219,8 @@ void Jpeg2000Codestream::readDefault(Bytes segment, Codings& codings) {
     }
     codings.isByPosition = codings.isByPosition || segment[3] >= kFirstByPosition;
     codings.layers = number(segment, 4, 2);
+    constexpr unsigned kMarkers = 6; // SOP and EPH
+    mIsDataInPieces = mIsDataInPieces || codings.layers > 1 || (segment[2] & kMarkers) != 0;
     codings.ofComponents.assign(mComponents.size(), *coding);
 }
 
@@ -208,6 +246,8 @@ std::optional<Jpeg2000Codestream::Coding> Jpeg2000Codestream::codingOf(Bytes par
     Coding coding;
     coding.levels = parameters[0];
     coding.blockBits = (parameters[1] & 0xFU) + (parameters[2] & 0xFU) + 4U;
+    constexpr unsigned kHighThroughput = 0x40;
+    mIsHighThroughput = mIsHighThroughput || (parameters[3] & kHighThroughput) != 0;
     if (coding.levels > kMaxLevels || coding.blockBits > kMaxBlockBits ||
         (hasPrecincts && parameters.size() < kFixed + coding.levels + 1)) {
         return std::nullopt;
@@ -245,14 +285,29 @@ void Jpeg2000Codestream::readTileParts(std::size_t offset) {
     while (mProblem.empty() && offset + 2 <= mBytes.size() && number(mBytes, offset, 2) == kStartOfTilePart) {
         offset = readTilePart(offset);
     }
-    // What is behind the last tile part does not matter: the end of the codestream, padding, or nothing.
+    const bool endsWithMark = offset + 2 <= mBytes.size() && number(mBytes, offset, 2) == kEndOfCodestream;
+    requireAllParts(static_cast<std::size_t>(tiles), endsWithMark);
+    mBytes = mBytes.first(offset); // what is behind the last tile part does not matter
+}
+
+/// @param endsWithMark  nothing is missing at the end
+void Jpeg2000Codestream::requireAllParts(std::size_t tiles, bool endsWithMark) {
+    std::size_t counted = 0;
+    std::size_t ofOneMore = 0;
     for (const auto& [index, tile] : mTiles) {
-        if (tile.parts < tile.statedParts) {
+        counted += tile.statedParts != 0 ? 1U : 0U;
+        ofOneMore += tile.hasOneMore() ? 1U : 0U;
+        if (tile.parts < tile.statedParts || (tile.statedParts == 0 && !endsWithMark)) {
             refuse(kCut);
+        } else if (tile.statedParts != 0 && tile.parts > tile.statedParts && !tile.hasOneMore()) {
+            refuse(kDamaged);
         }
     }
-    if (mTiles.size() < static_cast<std::size_t>(tiles)) {
+    if (mTiles.size() < tiles) {
         refuse(kCut);
+    }
+    if (ofOneMore != 0 && ofOneMore != counted) { // OpenJPEG looks at one tile, and corrects all or none
+        refuse(kDamaged);
     }
 }
 
@@ -270,8 +325,15 @@ std::size_t Jpeg2000Codestream::readTilePart(std::size_t offset) {
         return offset;
     }
     Tile& tile = mTiles[index];
+    const unsigned part = mBytes[offset + 10];
+    const unsigned statedParts = mBytes[offset + 11];
+    // OpenJPEG stops when it has as many parts as it was told first.
+    if (part != tile.parts || (statedParts != 0 && tile.statedParts != 0 && statedParts != tile.statedParts)) {
+        refuse(kDamaged);
+        return offset;
+    }
     ++tile.parts;
-    tile.statedParts = std::max<unsigned>(tile.statedParts, mBytes[offset + 11]);
+    tile.statedParts = std::max(tile.statedParts, statedParts);
     const std::size_t data = readMarkers(offset + kHeader, index);
     if (!mProblem.empty()) {
         return offset;
@@ -283,8 +345,10 @@ std::size_t Jpeg2000Codestream::readTilePart(std::size_t offset) {
         }
         if (end < data + 4 || number(mBytes, end - 2, 2) != kEndOfCodestream) {
             refuse(kCut);
+            return offset;
         }
-        return mBytes.size();
+        noteData(mBytes.subspan(data + 2, end - data - 4));
+        return end - 2;
     }
     if (length > mBytes.size() - offset) {
         refuse(kCut);
@@ -294,7 +358,31 @@ std::size_t Jpeg2000Codestream::readTilePart(std::size_t offset) {
         refuse(kDamaged);
         return offset;
     }
+    noteData(mBytes.subspan(data + 2, offset + length - data - 2));
     return offset + length;
+}
+
+/// @param data  of a tile part
+void Jpeg2000Codestream::noteData(Bytes data) {
+    constexpr Uint8 kMarkerByte = 0xFF;
+    constexpr Uint8 kHighestBehind = 0x8F;
+    while (!data.empty() && !mHasMarkersInData) {
+        const void* found = std::memchr(data.data(), kMarkerByte, data.size());
+        if (found == nullptr) {
+            return;
+        }
+        data = data.subspan(static_cast<std::size_t>(static_cast<const Uint8*>(found) - data.data()) + 1);
+        mHasMarkersInData =
+            data.empty() || data.front() > kHighestBehind; // another part may go on behind the last byte
+    }
+}
+
+void Jpeg2000Codestream::requireHarmlessData() {
+    if (mIsHighThroughput && mIsDataInPieces) {
+        refuse("its HTJ2K codestream has layers or markers in its data");
+    } else if (mIsHighThroughput && mHasMarkersInData) {
+        refuse(kDamaged);
+    }
 }
 
 } // namespace radvex

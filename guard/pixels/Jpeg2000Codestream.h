@@ -22,8 +22,8 @@ class Jpeg2000Codestream {
     /// @param frame  all fragments of a frame, joined; they have to outlive this
     explicit Jpeg2000Codestream(std::span<const Uint8> frame);
 
-    /// The codestream, without the boxes of a JP2 file around it, which PS3.5 8.2.4 does not allow and some writers
-    /// leave there.
+    /// The codestream up to its last tile part: without its end mark, which may be missing, without padding, and
+    /// without the boxes of a JP2 file around it, which PS3.5 8.2.4 does not allow and some writers leave there.
     std::span<const Uint8> bytes() const { return mBytes; }
 
     // 0 when there is no header
@@ -35,9 +35,12 @@ class Jpeg2000Codestream {
     bool isSigned() const { return !mComponents.empty() && (mComponents.front().kind & 0x80U) != 0; }
 
     /// Why it must not be decoded, in a few words; empty when it may. Because
-    ///  - its markers cannot be followed to the last tile, or parts of tiles are missing: OpenJPEG would leave zeros,
-    ///  or
-    ///    a picture of less quality;
+    ///  - its markers cannot be followed to the last tile, parts of tiles are missing, or OpenJPEG would miss them: it
+    ///    would leave zeros, or a picture of less quality;
+    ///  - OpenJPEG would find other segments in it than this does;
+    ///  - it is of HTJ2K, and its data may hold pairs of bytes that do not occur there: Debian's OpenJPEG ends the
+    ///    process when a code block begins with one. Where several layers or markers between the packets are, nobody
+    ///    can tell without decoding;
     ///  - it has over four components, components of different sizes, kinds or precision, or of over 16 bits;
     ///  - it announces more packets than there are bytes, although each takes at least one: OpenJPEG counts through
     ///    them all;
@@ -72,11 +75,15 @@ class Jpeg2000Codestream {
     struct Codings {
         std::uint32_t layers = 0;
         bool isByPosition = false; ///< some progression goes by the positions of precincts
+        std::size_t changes = 0;   ///< of the progression
         std::vector<Coding> ofComponents{};
     };
     struct Tile {
         unsigned parts = 0;       ///< seen
         unsigned statedParts = 0; ///< 0: unknown
+
+        /// Some encoders count from 0, which OpenJPEG corrects.
+        bool hasOneMore() const { return statedParts != 0 && parts == statedParts + 1; }
     };
 
     void refuse(const char* problem) { mProblem = mProblem.empty() ? problem : mProblem; }
@@ -88,7 +95,10 @@ class Jpeg2000Codestream {
     void readOfComponent(Bytes segment, Codings& codings);
     std::optional<Coding> codingOf(Bytes parameters, bool hasPrecincts);
     void readTileParts(std::size_t offset);
+    void requireAllParts(std::size_t tiles, bool endsWithMark);
     std::size_t readTilePart(std::size_t offset);
+    void noteData(Bytes data);
+    void requireHarmlessData();
     void countCosts();
     void countTile(std::size_t index);
     double countPrecincts(const Area& tile, const Coding& coding);
@@ -104,6 +114,9 @@ class Jpeg2000Codestream {
     Codings mCodings{};
     std::map<std::size_t, Tile> mTiles{};
     std::map<std::size_t, Codings> mTileCodings{};
+    bool mIsHighThroughput = false; ///< in some tile
+    bool mIsDataInPieces = false;   ///< in some tile, by layers or markers
+    bool mHasMarkersInData = false; ///< where there ought to be none
     double mPackets = 0;
     double mMemory = 0;
     double mSteps = 0;

@@ -65,9 +65,10 @@ void Jpeg2000Codestream::countTile(std::size_t index) {
         }
         resolutions += coding.levels + 1.0;
     }
-    if (codings.isByPosition) { // every place where some precinct may begin is looked at for every resolution
-        mSteps +=
-            partsBetween(tile.left, tile.right, width) * partsBetween(tile.top, tile.bottom, height) * resolutions;
+    // Every place where some precinct may begin is looked at for every resolution, and again for each change.
+    if (codings.isByPosition) {
+        const double places = partsBetween(tile.left, tile.right, width) * partsBetween(tile.top, tile.bottom, height);
+        mSteps += places * resolutions * std::max(1.0, static_cast<double>(codings.changes));
     }
 }
 

@@ -15,6 +15,19 @@ struct Written {
     std::size_t offset = 0;
 };
 
+OPJ_SIZE_T get(void* into, OPJ_SIZE_T size, void* from) {
+    auto& read = *static_cast<Written*>(from);
+    const std::size_t count = std::min(size, read.bytes.size() - std::min(read.offset, read.bytes.size()));
+    std::copy_n(read.bytes.begin() + static_cast<std::ptrdiff_t>(read.offset), count, static_cast<char*>(into));
+    read.offset += count;
+    return count == 0 ? static_cast<OPJ_SIZE_T>(-1) : count;
+}
+
+void keepFirst(const char* message, void* kept) {
+    auto& text = *static_cast<std::string*>(kept);
+    text = text.empty() ? message : text;
+}
+
 OPJ_SIZE_T put(void* from, OPJ_SIZE_T size, void* into) {
     auto& written = *static_cast<Written*>(into);
     written.bytes.resize(std::max(written.bytes.size(), written.offset + size));
@@ -34,6 +47,8 @@ OPJ_OFF_T skip(OPJ_OFF_T bytes, void* into) {
     return bytes;
 }
 
+using Codec = std::unique_ptr<opj_codec_t, decltype(&opj_destroy_codec)>;
+using Stream = std::unique_ptr<opj_stream_t, decltype(&opj_stream_destroy)>;
 using Image = std::unique_ptr<opj_image_t, decltype(&opj_image_destroy)>;
 
 Image imageOf(const Jpeg2000Source& source) {
@@ -52,8 +67,10 @@ Image imageOf(const Jpeg2000Source& source) {
     if (!image) {
         throw std::runtime_error("OpenJPEG makes no picture.");
     }
-    image->x1 = columns;
-    image->y1 = rows;
+    image->x0 = static_cast<OPJ_UINT32>(source.origin[0]);
+    image->y0 = static_cast<OPJ_UINT32>(source.origin[1]);
+    image->x1 = image->x0 + columns;
+    image->y1 = image->y0 + rows;
     auto sample = source.samples.begin();
     for (std::size_t index = 0; index < components.size(); ++index) {
         std::copy_n(sample, columns * rows, image->comps[index].data);
@@ -69,6 +86,20 @@ OPJ_PROG_ORDER orderOf(Jpeg2000Progression progression) {
     case Jpeg2000Progression::positions: return OPJ_PCRL;
     case Jpeg2000Progression::components: return OPJ_CPRL;
     default: return OPJ_LRCP;
+    }
+}
+
+void setProgressionChange(opj_cparameters_t& parameters, const Jpeg2000Source& source) {
+    parameters.numpocs = 2;
+    for (OPJ_UINT32 index = 0; index < parameters.numpocs; ++index) {
+        opj_poc_t& part = parameters.POC[index];
+        part.tile = 1;
+        part.resno0 = index;
+        part.compno0 = 0;
+        part.layno1 = static_cast<OPJ_UINT32>(source.layers);
+        part.resno1 = index == 0 ? 1 : static_cast<OPJ_UINT32>(source.resolutions);
+        part.compno1 = static_cast<OPJ_UINT32>(source.components);
+        part.prg1 = index == 0 ? orderOf(source.progression) : OPJ_RPCL;
     }
 }
 
@@ -89,6 +120,13 @@ opj_cparameters_t parametersOf(const Jpeg2000Source& source) {
     if (source.tileSize > 0) {
         parameters.tile_size_on = OPJ_TRUE;
         parameters.cp_tdx = parameters.cp_tdy = source.tileSize;
+        parameters.cp_tx0 = source.origin[0];
+        parameters.cp_ty0 = source.origin[1];
+    }
+    parameters.image_offset_x0 = source.origin[0];
+    parameters.image_offset_y0 = source.origin[1];
+    if (source.changesProgression) {
+        setProgressionChange(parameters, source);
     }
     if (source.precinctSize > 0) {
         parameters.csty |= 1;
@@ -110,10 +148,8 @@ std::string jpeg2000Stream(const Jpeg2000Source& source) {
         throw std::runtime_error("The picture has other samples than its size says.");
     }
     const Image image = imageOf(source);
-    const std::unique_ptr<opj_codec_t, decltype(&opj_destroy_codec)> codec(
-        opj_create_compress(source.isFile ? OPJ_CODEC_JP2 : OPJ_CODEC_J2K), &opj_destroy_codec);
-    const std::unique_ptr<opj_stream_t, decltype(&opj_stream_destroy)> stream(opj_stream_default_create(OPJ_FALSE),
-                                                                              &opj_stream_destroy);
+    const Codec codec(opj_create_compress(source.isFile ? OPJ_CODEC_JP2 : OPJ_CODEC_J2K), &opj_destroy_codec);
+    const Stream stream(opj_stream_default_create(OPJ_FALSE), &opj_stream_destroy);
     Written written;
     opj_stream_set_user_data(stream.get(), &written, nullptr);
     opj_stream_set_write_function(stream.get(), put);
@@ -128,6 +164,54 @@ std::string jpeg2000Stream(const Jpeg2000Source& source) {
         throw std::runtime_error("OpenJPEG does not encode the picture.");
     }
     return written.bytes;
+}
+
+Jpeg2000Source jpeg2000Picture(int rows, int columns, int components, int precision, bool isSigned) {
+    Jpeg2000Source source{
+        .rows = rows, .columns = columns, .components = components, .precision = precision, .isSigned = isSigned};
+    source.hasTransformation = components == 3;
+    const int values = 1 << precision;
+    const int lowest = isSigned ? -values / 2 : 0;
+    for (int component = 0; component < components; ++component) {
+        for (int row = 0; row < rows; ++row) {
+            for (int column = 0; column < columns; ++column) {
+                const int slope = (row * 37 + column * 11 + component * 101 + row * column % 7) * values / 512 % values;
+                const int edge = column % 2 == 0 ? values - 1 : 0;
+                source.samples.push_back(lowest + (row % 5 == 3 ? edge : slope));
+            }
+        }
+    }
+    return source;
+}
+
+DecodedJpeg2000 decodedJpeg2000(const std::string& bytes) {
+    DecodedJpeg2000 decoded;
+    Written read{bytes};
+    const Codec codec(opj_create_decompress(OPJ_CODEC_J2K), &opj_destroy_codec);
+    const Stream stream(opj_stream_default_create(OPJ_TRUE), &opj_stream_destroy);
+    opj_stream_set_user_data(stream.get(), &read, nullptr);
+    opj_stream_set_user_data_length(stream.get(), bytes.size());
+    opj_stream_set_read_function(stream.get(), get);
+    opj_stream_set_seek_function(stream.get(), seek);
+    opj_stream_set_skip_function(stream.get(), skip);
+    opj_set_error_handler(codec.get(), keepFirst, &decoded.complaint);
+    opj_set_warning_handler(codec.get(), keepFirst, &decoded.complaint);
+    opj_dparameters_t parameters;
+    opj_set_default_decoder_parameters(&parameters);
+    opj_image_t* found = nullptr;
+    const bool hasHeader = opj_setup_decoder(codec.get(), &parameters) != OPJ_FALSE &&
+                           opj_read_header(stream.get(), codec.get(), &found) != OPJ_FALSE;
+    const Image image(found, &opj_image_destroy);
+    if (!hasHeader || opj_decode(codec.get(), stream.get(), found) == OPJ_FALSE ||
+        opj_end_decompress(codec.get(), stream.get()) == OPJ_FALSE) {
+        return decoded;
+    }
+    for (OPJ_UINT32 index = 0; index < found->numcomps; ++index) {
+        const opj_image_comp_t& component = found->comps[index];
+        decoded.samples.insert(decoded.samples.end(), component.data,
+                               component.data + std::size_t{component.w} * component.h);
+    }
+    return decoded;
 }
 
 } // namespace radvex::test

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -32,9 +33,22 @@ struct Jpeg2000Source {
     Jpeg2000Progression progression = Jpeg2000Progression::layers;
     bool hasPartsOfResolutions = false; ///< a tile part for each resolution
     bool isFile = false;                ///< in the boxes of a JP2 file
+    bool changesProgression = false;    ///< to that by resolution and position, from the second resolution on
+    std::array<int, 2> origin{};        ///< left and upper edge, of the picture and of its tiles
 };
+
+/// With slopes, edges and the highest and lowest values; the samples tell where they are.
+Jpeg2000Source jpeg2000Picture(int rows, int columns, int components = 1, int precision = 8, bool isSigned = false);
 
 /// @throws std::runtime_error  OpenJPEG does not encode it
 std::string jpeg2000Stream(const Jpeg2000Source& source);
+
+/// What OpenJPEG makes of a codestream when nobody looks at it before.
+struct DecodedJpeg2000 {
+    std::vector<std::int32_t> samples{}; ///< component by component; empty after an error
+    std::string complaint{};             ///< the first error or warning
+};
+
+DecodedJpeg2000 decodedJpeg2000(const std::string& stream);
 
 } // namespace radvex::test
