@@ -1,4 +1,4 @@
-"""What of JPEG 2000 and HTJ2K is compared: options of the encoders, alone and together, and ways to wrap a codestream."""
+"""What of JPEG 2000 and HTJ2K is compared: options of the encoders, alone and together, and ways to wrap frames."""
 
 import dataclasses
 
