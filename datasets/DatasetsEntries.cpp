@@ -82,3 +82,11 @@ extern "C" [[gnu::visibility("default")]] void radvexDecodeText(const std::strin
 }
 
 static_assert(std::is_same_v<decltype(&radvexDecodeText), radvex::media::ConvertTextEntry>);
+
+extern "C" [[gnu::visibility("default")]] void radvexReplaceText(const std::string& bytes, const std::string& vr,
+                                                                 const std::string& characterSet,
+                                                                 std::optional<std::string>& replaced) {
+    replaced = radvex::media::replacedText(bytes, vr, characterSet);
+}
+
+static_assert(std::is_same_v<decltype(&radvexReplaceText), radvex::media::ConvertTextEntry>);

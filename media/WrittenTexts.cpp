@@ -104,6 +104,10 @@ void makeUtf8(formats::Attributes& attributes, formats::Dictionary& dictionary) 
 
 } // namespace
 
+std::string withReplacements(const std::string& bytes, const std::string& vr, const std::string& characterSet) {
+    return converted(kReplaceTextEntry, bytes, vr, characterSet).value_or("");
+}
+
 void encodeTexts(formats::Attributes& attributes, std::vector<AddedText>& added, formats::Dictionary& dictionary) {
     const bool isAddedWide = std::ranges::any_of(added, isWide, &AddedText::text);
     if (!formats::hasWideText(attributes) && !isAddedWide) {

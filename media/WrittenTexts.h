@@ -21,6 +21,11 @@ struct AddedText {
 /// @throws FileError  some bytes are in no character set, in a file that has to become UTF-8
 void encodeTexts(formats::Attributes& attributes, std::vector<AddedText>& added, formats::Dictionary& dictionary);
 
+/// Bytes in a character set as UTF-8, with U+FFFD for each byte that is in none.
+/// @param vr            two letters
+/// @param characterSet  value of SpecificCharacterSet; empty for the default
+std::string withReplacements(const std::string& bytes, const std::string& vr, const std::string& characterSet);
+
 // Entries of radvexDatasets.so, with the result in the last argument.
 
 /// UTF-8 in a character set, or what is in one as UTF-8; nothing when that cannot be.
@@ -29,5 +34,6 @@ using ConvertTextEntry = void (*)(const std::string& text, const std::string& vr
 
 inline constexpr const char* kEncodeTextEntry = "radvexEncodeText";
 inline constexpr const char* kDecodeTextEntry = "radvexDecodeText";
+inline constexpr const char* kReplaceTextEntry = "radvexReplaceText";
 
 } // namespace radvex::media

@@ -33,11 +33,22 @@ show image --sheet -o dose.png rtdose.dcm
 cd - >/dev/null
 echo "The pictures are in $pictures"
 
-title "Frames and overlays of real files (CT, MR, a dose, RLE, JPEG-LS, a DICOMDIR)"
+title "Frames and overlays of real files (CT, MR, a dose, RLE, JPEG-LS, JPEG 2000, a DICOMDIR)"
 cd "$samples"
-for file in CT_small.dcm MR_small.dcm rtdose.dcm MR_small_RLE.dcm MR_small_jpeg_ls_lossless.dcm dicomdirtests/DICOMDIR; do
+for file in CT_small.dcm MR_small.dcm rtdose.dcm MR_small_RLE.dcm MR_small_jpeg_ls_lossless.dcm MR_small_jp2klossless.dcm dicomdirtests/DICOMDIR; do
     "$radvex" frames "$file"
 done
+cd - >/dev/null
+
+title "JPEG 2000, which DCMTK alone does not decode"
+cd "$samples"
+show info JPEG2000.dcm
+"$radvex" info JPEG2000.dcm
+show data JPEG2000.dcm
+"$radvex" data JPEG2000.dcm
+show image -o jpeg2000.png JPEG2000.dcm
+"$radvex" image -o "$pictures/jpeg2000.png" JPEG2000.dcm
+echo "The JPEG 2000 file was read; its picture is $pictures/jpeg2000.png. What is read and written: docs/formats.md"
 cd - >/dev/null
 
 title "A medium, and the volume of one of its series"

@@ -7,13 +7,14 @@ namespace {
 /// Reads one text.
 class EscapedText {
   public:
-    EscapedText(std::string_view bytes, const DeclaredSets& sets, std::string_view delimiters, bool replaces,
+    EscapedText(std::string_view bytes, const DeclaredSets& sets, std::string_view delimiters, NoCharacter noCharacter,
                 Converters& converters)
         : mBytes(bytes),
           mDelimiters(delimiters),
           mFirstLow(sets.low),
-          mFirstHigh(sets.high == nullptr && replaces ? setOfEscape("-A") : sets.high),
-          mReplaces(replaces),
+          mFirstHigh(sets.high == nullptr && noCharacter == NoCharacter::ReplaceOrGuess ? setOfEscape("-A")
+                                                                                        : sets.high),
+          mReplaces(noCharacter != NoCharacter::Refuse),
           mConverters(converters) {}
 
     std::optional<std::string> run() {
@@ -107,7 +108,7 @@ class EscapedText {
 std::optional<std::string> utf8FromEscapes(std::string_view bytes, const DeclaredSets& sets,
                                            std::string_view delimiters, NoCharacter noCharacter,
                                            Converters& converters) {
-    return EscapedText(bytes, sets, delimiters, noCharacter == NoCharacter::Replace, converters).run();
+    return EscapedText(bytes, sets, delimiters, noCharacter, converters).run();
 }
 
 } // namespace radvex::text

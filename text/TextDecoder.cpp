@@ -121,7 +121,32 @@ std::string TextDecoder::utf8(const std::string& bytes, DcmEVR vr, const std::st
         return latin1AsUtf8(text);
     }
     const DeclaredSets& sets = readingOf(characterSet).sets;
-    return *utf8FromEscapes(text, sets, delimitersOf(vr), NoCharacter::Replace, mConverters);
+    return *utf8FromEscapes(text, sets, delimitersOf(vr), NoCharacter::ReplaceOrGuess, mConverters);
+}
+
+std::string TextDecoder::withReplacements(const std::string& bytes, DcmEVR vr, const std::string& characterSet) {
+    if (auto text = known(bytes, vr, characterSet)) {
+        return *std::move(text);
+    }
+    const std::string text = withoutFirstEscape(bytes);
+    const DeclaredSets& sets = readingOf(hasCharacterSet(vr) ? characterSet : "").sets;
+    return sets.whole != nullptr ? wholeWithReplacements(sets.whole, text)
+                                 : *utf8FromEscapes(text, sets, delimitersOf(vr), NoCharacter::Replace, mConverters);
+}
+
+std::string TextDecoder::wholeWithReplacements(const char* encoding, std::string_view bytes) {
+    constexpr std::size_t kLongest = 4; // bytes of a character
+    std::string text;
+    while (!bytes.empty()) {
+        std::optional<std::string> character;
+        std::size_t size = 0;
+        while (!character && size < std::min(kLongest, bytes.size())) {
+            character = mConverters.toUtf8(encoding, bytes.substr(0, ++size));
+        }
+        text += character.value_or("\xEF\xBF\xBD");
+        bytes.remove_prefix(character ? size : 1);
+    }
+    return text;
 }
 
 std::optional<std::string> TextDecoder::known(const std::string& bytes, DcmEVR vr, const std::string& characterSet) {

@@ -37,7 +37,10 @@ class TextDecoder {
     /// @throws std::bad_alloc  as all of these
     std::string utf8(const std::string& bytes, DcmEVR vr, const std::string& characterSet);
 
-    /// The same; nothing where some of it would be a guess.
+    /// The same without a guess: each byte that the character set does not explain becomes U+FFFD.
+    std::string withReplacements(const std::string& bytes, DcmEVR vr, const std::string& characterSet);
+
+    /// The same; nothing where there is such a byte.
     std::optional<std::string> known(const std::string& bytes, DcmEVR vr, const std::string& characterSet);
 
     /// Text of a type with a character set, as the conversion of a whole dataset makes it: what is ASCII stays as it
@@ -54,6 +57,7 @@ class TextDecoder {
     };
 
     Reading& readingOf(const std::string& characterSet);
+    std::string wholeWithReplacements(const char* encoding, std::string_view bytes);
     static std::optional<std::string> byDcmtk(Reading& reading, const std::string& bytes, DcmEVR vr);
     std::optional<std::string> bySets(const Reading& reading, const std::string& bytes, DcmEVR vr);
 

@@ -7,6 +7,8 @@
 #include <unordered_map>
 
 #include "cli/arguments/Words.h"
+#include "formats/json/Text.h"
+#include "media/WrittenTexts.h"
 
 namespace radvex::cli {
 
@@ -18,6 +20,8 @@ using velmora::Value;
 
 namespace {
 
+const char* const kCharacterSet = "SpecificCharacterSet";
+constexpr char kEscape = '\x1B'; // of a text that was left in its character sets
 constexpr std::uint16_t kPixelGroup = 0x7FE0;
 /// Each byte becomes a number of several bytes, and files come from strangers.
 constexpr std::uint32_t kLongestUnknown = 1U << 24;
@@ -181,6 +185,9 @@ FileAttributes::FileAttributes(velmora::Host& host, std::string path, const Attr
       mExcluded(choice.excluded.begin(), choice.excluded.end()),
       mIsThere(choice.paths.size()) {
     choice.paths.empty() ? showAll() : showChosen();
+    if (choice.replacesBytes) {
+        replaceBytes();
+    }
     mHost.call("CloseReader", {mPath});
 }
 
@@ -314,6 +321,30 @@ std::vector<std::vector<std::size_t>> FileAttributes::missingBehind(const Elemen
 bool FileAttributes::isMissing(const Element& element) const {
     return (element.isEmpty || (isUnknownToLibrary(element) && !mChoice.validate)) &&
            !mExcluded.contains(media::keyOf(element));
+}
+
+void FileAttributes::replaceBytes() {
+    const Value found = mHost.call("ReadMetadata", {mPath, Store::ofTexts({kCharacterSet}), false});
+    const StoreView nodes = std::get<Store>(found).view();
+    replaceBytes(mShown, nodes.size() > 0 ? std::string((*nodes.begin()).text()) : "");
+}
+
+/// @param outerSet  the character set of what is around them; the library leaves it as it is where it leaves texts
+void FileAttributes::replaceBytes(std::vector<ShownAttribute>& attributes, const std::string& outerSet) {
+    const auto own = std::ranges::find(attributes, kCharacterSet, &ShownAttribute::key);
+    const bool hasOwn = own != attributes.end() && own->node && own->node->isText();
+    const std::string characterSet = hasOwn ? std::string(own->node->text()) : outerSet;
+    for (ShownAttribute& attribute : attributes) {
+        for (auto& item : attribute.items) {
+            replaceBytes(item, characterSet);
+        }
+        const std::string bytes(attribute.node && attribute.node->isText() ? attribute.node->text() : "");
+        if (!formats::isValidUtf8(bytes) || bytes.find(kEscape) != std::string::npos) {
+            mStores.push_back(Store::empty());
+            mStores.back().add(keyOf(*attribute.node), media::withReplacements(bytes, attribute.vr, characterSet));
+            attribute.node = *mStores.back().view().begin();
+        }
+    }
 }
 
 } // namespace radvex::cli

@@ -18,6 +18,7 @@ struct AttributeChoice {
     std::vector<TagPath> paths{};        ///< empty: all attributes
     std::vector<std::string> excluded{}; ///< keys that are left out of all
     bool validate = false;
+    bool replacesBytes = false; ///< of texts that are in no character set, by U+FFFD
 };
 
 /// An attribute as it is printed.
@@ -63,6 +64,8 @@ class FileAttributes {
     ShownAttribute describe(velmora::NodeView node, const media::Element& element);
     ShownAttribute describe(const media::Element& element);
     bool isMissing(const media::Element& element) const;
+    void replaceBytes();
+    void replaceBytes(std::vector<ShownAttribute>& attributes, const std::string& outerSet);
 
     velmora::Host& mHost;
     formats::Dictionary mDictionary;

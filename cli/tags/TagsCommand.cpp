@@ -24,6 +24,7 @@ struct TagsOptions {
     std::vector<std::string> tags{};
     std::vector<std::string> excluded{};
     bool validate = false;
+    bool replacesBytes = false;
     bool json = false;
     bool dicomJson = false;
     bool byFile = false;
@@ -55,8 +56,8 @@ void check(const TagsOptions& options, TagsForm form) {
     if (isTable && options.tags.empty()) {
         throw UsageError("--csv and --table need at least one --tag: each is a column.");
     }
-    if (!isText && (options.validate || !options.excluded.empty())) {
-        throw UsageError("--validate and --exclude go with the plain output and with --json.");
+    if (!isText && (options.validate || options.replacesBytes || !options.excluded.empty())) {
+        throw UsageError("--validate, --replace-bytes and --exclude go with the plain output and with --json.");
     }
     if (options.byFile && form != TagsForm::Json && form != TagsForm::DicomJson) {
         throw UsageError("--by-file goes with --json and --dicom-json.");
@@ -85,6 +86,7 @@ TagsRequest requestOf(Session& session, const TagsOptions& options, TagsForm for
         request.choice.excluded.push_back(excludedKey(session.host(), words));
     }
     request.choice.validate = options.validate;
+    request.choice.replacesBytes = options.replacesBytes;
     request.text = {.look = Look::of(STDOUT_FILENO), .whole = options.whole};
     return request;
 }
@@ -131,6 +133,9 @@ void addChoices(const CommandLine& command, TagsOptions& options) {
                           Takes::Keyword);
     command.addRepeatable("--exclude", options.excluded, "Leave out this keyword", Takes::Keyword);
     command.addFlag("--validate", options.validate, "Leave out values that do not fit their value representation");
+    command.addFlag(
+        "--replace-bytes", options.replacesBytes,
+        "Show U+FFFD for each byte of a text that is in no character set; such a text stays bytes otherwise");
     command.addFlag("--recursive", options.recursive, "Read every file of a medium; FILE is a DICOMDIR or a folder");
     command.addOption("--series", options.series, "With --recursive: only if the whole SeriesInstanceUID matches");
 }

@@ -58,11 +58,6 @@ void registerCodecs() {
     DcmRLEEncoderRegistration::registerCodecs(OFFalse, 0, OFTrue, OFFalse);
 }
 
-bool hasDecoder(E_TransferSyntax syntax) {
-    return (syntax >= EXS_JPEGProcess1 && syntax <= EXS_JPEGProcess14SV1) || syntax == EXS_JPEGLSLossless ||
-           syntax == EXS_JPEGLSLossy || syntax == EXS_RLELossless;
-}
-
 /// Keeps attributes as they are while codecs, which describe what they did, are at work.
 class KeptAttributes {
   public:
@@ -194,7 +189,8 @@ E_TransferSyntax decodableSyntaxOf(DcmDataset& dataset) {
         fail("it has no pixels");
     }
     const E_TransferSyntax syntax = syntaxOf(*pixels);
-    if (!hasDecoder(syntax) || !DcmCodecList::canChangeCoding(syntax, EXS_LittleEndianExplicit)) {
+    // That of JPEG 2000 is the library's, so that it is there where the library is.
+    if (!DcmCodecList::canChangeCoding(syntax, EXS_LittleEndianExplicit)) {
         fail(std::string("pixels in ") + DcmXfer(syntax).getXferName() + " cannot be decoded");
     }
     if (dataset.getCurrentXfer() != syntax) { // which the guard goes by

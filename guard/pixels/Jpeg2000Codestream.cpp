@@ -287,6 +287,10 @@ void Jpeg2000Codestream::readTileParts(std::size_t offset) {
     }
     const bool endsWithMark = offset + 2 <= mBytes.size() && number(mBytes, offset, 2) == kEndOfCodestream;
     requireAllParts(static_cast<std::size_t>(tiles), endsWithMark);
+    // A fragment has an even length: a zero at its end may stand for a byte that is missing.
+    if (!endsWithMark && offset == mBytes.size() && mBytes.back() == 0) {
+        refuse(kCut);
+    }
     mBytes = mBytes.first(offset); // what is behind the last tile part does not matter
 }
 

@@ -18,4 +18,9 @@ std::optional<std::string> decodedText(const std::string& bytes, const std::stri
     return text::TextDecoder().known(bytes, DcmVR(vr.c_str()).getEVR(), characterSet);
 }
 
+std::string replacedText(const std::string& bytes, const std::string& vr, const std::string& characterSet) {
+    silenceDcmtk();
+    return text::TextDecoder().withReplacements(bytes, DcmVR(vr.c_str()).getEVR(), characterSet);
+}
+
 } // namespace radvex::media

@@ -13,4 +13,7 @@ std::optional<std::string> encodedText(const std::string& text, const std::strin
 std::optional<std::string> decodedText(const std::string& bytes, const std::string& vr,
                                        const std::string& characterSet);
 
+/// The same, with U+FFFD for each byte that is in no character set.
+std::string replacedText(const std::string& bytes, const std::string& vr, const std::string& characterSet);
+
 } // namespace radvex::media

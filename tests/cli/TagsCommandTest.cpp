@@ -99,6 +99,23 @@ TEST_F(TagsCommand, TextThatIsNoUtf8IsMarkedInTextAndWholeInJson) {
     EXPECT_EQ(json["PatientName"], (Json{{"bytes", "1M/A3j0bJEI7M0U="}})); // by base64 of coreutils
     EXPECT_EQ(json["ReferencedStudySequence"][0]["PatientComments"], (Json{{"bytes", "//4="}}));
     EXPECT_EQ(json["SpecificCharacterSet"], "ISO 2022 IR 13\\ISO 2022 IR 87");
+    const Json replaced = Json::parse(runRadvex({"tags", "--json", "--replace-bytes", path}).output);
+    EXPECT_EQ(replaced["PatientName"], "\uFF94\uFF8F\uFF80\uFF9E=\u5C71\uFFFD");
+    EXPECT_EQ(replaced["ReferencedStudySequence"][0]["PatientComments"], "\uFFFD\uFFFD");
+    EXPECT_THAT(runRadvex({"tags", "--tag", "PatientName", "--replace-bytes", path}).output,
+                HasSubstr("\uFF94\uFF8F\uFF80\uFF9E=\u5C71\uFFFD\n"))
+        << "also where the character set is not shown";
+    EXPECT_EQ(runRadvex({"tags", "--csv", "--tag", "PatientName", "--replace-bytes", path}).status, 2);
+}
+
+TEST_F(TagsCommand, AnItemWithACharacterSetOfItsOwnIsReplacedInIt) {
+    const std::string path = writeDicom(folder.file("item.dcm"), [&](DcmDataset& dataset) {
+        put(dataset, {{DCM_SpecificCharacterSet, "ISO_IR 192"}});
+        put(addItem(dataset, DCM_ReferencedStudySequence),
+            {{DCM_SpecificCharacterSet, "ISO_IR 127"}, {DCM_PatientComments, "\xA1\xC7"}});
+    });
+    const Json replaced = Json::parse(runRadvex({"tags", "--json", "--replace-bytes", path}).output);
+    EXPECT_EQ(replaced["ReferencedStudySequence"][0]["PatientComments"], "\uFFFD\u0627");
 }
 
 TEST_F(TagsCommand, TextOfAMediumThatIsNoUtf8IsWholeInJson) {

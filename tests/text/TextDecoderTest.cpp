@@ -136,6 +136,35 @@ TEST(ShownText, HasAReplacementForEachCharacterThatIsNone) {
     EXPECT_EQ(shown("a\x1B(Zb\x1B", sets), "a(Zb") << "escapes of no set are left out";
 }
 
+TEST(TextWithReplacements, GuessesNothing) {
+    const auto replaced = [](const std::string& bytes, const std::string& set, DcmEVR vr = EVR_PN) {
+        return TextDecoder().withReplacements(bytes, vr, set);
+    };
+    EXPECT_EQ(replaced("J\xF6rg", ""), "J\uFFFDrg");
+    EXPECT_EQ(replaced("J\xF6rg", "ISO_IR 999"), "J\uFFFDrg");
+    EXPECT_EQ(replaced("J\xF6rg", "ISO_IR 100"), "J\u00F6rg") << "and replaces nothing that has a meaning";
+    EXPECT_EQ(replaced("a\xA1"
+                       "b\xC7",
+                       "ISO_IR 127"),
+              "a\uFFFDb\u0627");
+    EXPECT_EQ(replaced("J\xC3\xB6rg\xFF^\xE5\xB1", "ISO_IR 192"), "J\u00F6rg\uFFFD^\uFFFD\uFFFD");
+    EXPECT_EQ(replaced("\xCD\xF5\xFF\xD0\xA1", "GB18030"), "\u738B\uFFFD\u5C0F");
+    EXPECT_EQ(replaced("\x1B$B;3\x7E\x7E"
+                       "ED\x1B(B",
+                       "\\ISO 2022 IR 87"),
+              "\u5C71\uFFFD\u7530");
+    EXPECT_EQ(replaced("1\xFF"
+                       "2",
+                       "ISO_IR 100", EVR_DS),
+              "1\uFFFD"
+              "2")
+        << "has no character set";
+    const std::string bytes(300UL * 1024, '\xFF');
+    for (const char* set : {"", "ISO_IR 192", "GB18030", "ISO_IR 127", "\\ISO 2022 IR 87"}) {
+        EXPECT_EQ(replaced(bytes, set, EVR_UT).size(), 3 * bytes.size()) << set;
+    }
+}
+
 TEST(ConvertedText, TakesHostileTexts) {
     const std::string sets = "\\ISO 2022 IR 87\\ISO 2022 IR 149";
     std::string escapes;

@@ -193,6 +193,7 @@ def make_archive():
     files = slices("MR", grid, [flat, flat], PatientName="Roe^Richard", PatientID="P2", StudyDate="20200215",
                    StudyInstanceUID="1.2.826.0.1.99.20.2", SeriesInstanceUID="1.2.826.0.1.99.30.4", series=4)
     save(compressed_to_nothing(files[0]), "ARCHIVE", "p2", "im3.dcm")
+    save(files[0], "video.dcm")
     shutil.copy("broken.dcm", "ARCHIVE/p1/cut.dcm")
     write("ARCHIVE/README.txt", b"What came in today.\n")
 
@@ -216,8 +217,7 @@ def make_dose():
 
 
 def copy_samples():
-    names = {"CT_small.dcm": "ct.dcm", "MR_small.dcm": "mr.dcm", "JPEG2000.dcm": "jpeg2000.dcm",
-             "rtplan.dcm": "rtplan.dcm", "rtdose.dcm": "rtdose.dcm", "rtstruct.dcm": "rtstruct.dcm",
+    names = {"CT_small.dcm": "ct.dcm", "MR_small.dcm": "mr.dcm", "rtplan.dcm": "rtplan.dcm", "rtdose.dcm": "rtdose.dcm", "rtstruct.dcm": "rtstruct.dcm",
              "JPEG-lossy.dcm": "jpeg.dcm", "reportsi.dcm": "report.dcm"}
     for sample, name in names.items():
         shutil.copyfile(os.path.join(SAMPLES, sample), name)

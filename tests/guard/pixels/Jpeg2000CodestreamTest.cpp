@@ -227,6 +227,19 @@ TEST(Jpeg2000Codestream, ATilePartWithoutALengthEndsWithTheMark) {
     EXPECT_EQ(problemOf(parts.joined() + '\xFF'), kCut);
 }
 
+// The zero that makes a fragment even would stand for the byte that was cut off.
+TEST(Jpeg2000Codestream, WithoutTheMarkAZeroIsNoEnd) {
+    const Jpeg2000Source source = jpeg2000Picture(13, 17);
+    Jpeg2000Parts parts = partsOf(jpeg2000Stream(source));
+    parts.end.clear();
+    const std::string data = parts.joined();
+    ASSERT_NE(data.back(), '\0');
+    EXPECT_EQ(problemOf(data), "");
+    EXPECT_EQ(decoded(data), source.samples);
+    EXPECT_EQ(problemOf(data + '\0'), "") << "behind the last byte";
+    EXPECT_EQ(problemOf(data.substr(0, data.size() - 1) + '\0'), kCut);
+}
+
 TEST(Jpeg2000Codestream, ATilePartHasItsLength) {
     EmptyJpeg2000 source;
     const std::string whole = source.stream();
