@@ -27,9 +27,16 @@ namespace {
 
 using Bytes = std::span<const Uint8>;
 
-OFCondition failure(const std::string& reason) { return {OFM_dcmjp2k, kJpeg2000Failed, OF_error, reason.c_str()}; }
+/// A text that is no constant is copied with each condition, and nobody looks whether there was memory for it.
+OFCondition outOfMemory() {
+    static makeOFConditionConst(condition, OFM_dcmjp2k, kJpeg2000OutOfMemory, OF_error, "there is not enough memory");
+    return {condition};
+}
 
-OFCondition outOfMemory() { return {OFM_dcmjp2k, kJpeg2000OutOfMemory, OF_error, "there is not enough memory"}; }
+OFCondition failure(const std::string& reason) {
+    const OFCondition condition(OFM_dcmjp2k, kJpeg2000Failed, OF_error, reason.c_str());
+    return condition.text() == nullptr ? outOfMemory() : condition;
+}
 
 /// What the attributes of an item say of its pixels, before they are decoded.
 struct Stated {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstring>
 #include <string_view>
 
@@ -78,6 +79,19 @@ void keepUnlessHarmless(const char* message, void* complaint) noexcept {
     }
 }
 
+/// Of what it says when it gets no memory, if it says anything. The limits are those of the system.
+bool saysMemory(std::string_view complaint) {
+    constexpr std::array<std::string_view, 4> kWords{"memory", "allocate", "exceeds system limits", "t1 handle"};
+    return std::any_of(kWords.begin(), kWords.end(),
+                       [&](std::string_view word) { return complaint.find(word) != std::string_view::npos; });
+}
+
+bool hasAllSamples(const opj_image_t& image) {
+    return image.numcomps != 0 &&
+           std::all_of(image.comps, image.comps + image.numcomps,
+                       [](const opj_image_comp_t& component) { return component.data != nullptr; });
+}
+
 struct StreamDeleter {
     void operator()(opj_stream_t* stream) const { opj_stream_destroy(stream); }
 };
@@ -105,6 +119,7 @@ void Jpeg2000Picture::decode(std::span<const Uint8> codestream) {
     const std::unique_ptr<opj_codec_t, CodecDeleter> codec(opj_create_decompress(OPJ_CODEC_J2K));
     if (!stream || !codec) {
         mProblem = "no memory";
+        mHasRunOutOfMemory = true;
         return;
     }
     opj_stream_set_user_data(stream.get(), &place, nullptr);
@@ -119,20 +134,23 @@ void Jpeg2000Picture::decode(std::span<const Uint8> codestream) {
     opj_dparameters_t parameters;
     opj_set_default_decoder_parameters(&parameters);
     opj_image_t* image = nullptr;
+    errno = 0;
     bool isDecoded = opj_setup_decoder(codec.get(), &parameters) != OPJ_FALSE &&
                      opj_decoder_set_strict_mode(codec.get(), OPJ_TRUE) != OPJ_FALSE &&
                      opj_read_header(stream.get(), codec.get(), &image) != OPJ_FALSE;
     mImage.reset(image);
     isDecoded = isDecoded && opj_decode(codec.get(), stream.get(), image) != OPJ_FALSE &&
                 opj_end_decompress(codec.get(), stream.get()) != OPJ_FALSE;
+    mHasRunOutOfMemory = errno == ENOMEM || saysMemory(complaint.data());
+    if (isDecoded && !hasAllSamples(*image)) { // not that OpenJPEG had said anything
+        keep("it gives no samples", &complaint);
+    }
     mProblem = complaint.data();
     mProblem.erase(mProblem.find_last_not_of(" \n.") + 1);
     if (!isDecoded || !mProblem.empty()) {
         mImage.reset();
     }
 }
-
-bool Jpeg2000Picture::hasRunOutOfMemory() const { return mProblem.find("memory") != std::string::npos; }
 
 std::size_t Jpeg2000Picture::components() const { return mImage ? mImage->numcomps : 0; }
 

@@ -26,7 +26,8 @@ class Jpeg2000Picture {
     /// Why there is none, in OpenJPEG's words; empty when there is one. A picture that OpenJPEG gives with zeros or
     /// guesses for what it could not read is none.
     const std::string& problem() const { return mProblem; }
-    bool hasRunOutOfMemory() const;
+    /// True when that is why there is none.
+    bool hasRunOutOfMemory() const { return mHasRunOutOfMemory && !mProblem.empty(); }
 
     std::size_t components() const;
     /// The samples of a component, line by line; empty where the picture is not of this size.
@@ -36,6 +37,7 @@ class Jpeg2000Picture {
     void decode(std::span<const Uint8> codestream);
 
     std::string mProblem{};
+    bool mHasRunOutOfMemory = false;
     struct Deleter {
         void operator()(opj_image* image) const;
     };

@@ -39,6 +39,9 @@ std::string functionAt(void* address) {
     if (info.dli_sname == nullptr && module.find("libdcmtk") != std::string::npos) {
         return ""; // the next one outwards has a name that lasts longer than an offset
     }
+    if (info.dli_sname == nullptr && module.find("libopenjp2") != std::string::npos) {
+        return "OpenJPEG"; // where no function has a name
+    }
     if (info.dli_sname == nullptr) {
         std::ostringstream offset;
         offset << module << '+' << std::hex

@@ -139,6 +139,7 @@ class Runner {
     void learn(const velmora::Host& host) {
         for (const auto& error : host.errors()) {
             mRegistered.insert(error.id);
+            mImageOpenError = error.name == "ImageOpenError" ? error.id : mImageOpenError;
         }
     }
 
@@ -286,6 +287,9 @@ class Runner {
             if (code != 0 && code != VELMORA_FUNCTION_ERROR && !mRegistered.contains(code) && !script.loads) {
                 complain("the code " + std::to_string(code) + " is not registered");
             }
+            if (script.tellsMemoryApart && point.plan.family == Family::memory && code == mImageOpenError) {
+                complain("a refusal of memory is told as pixels that cannot be opened");
+            }
         }
         const bool isComparable = !script.loads && !script.leavesOut && (isGood || !script.writes);
         for (std::size_t call = 0; isShims && isComparable && call < outcome.codes.size(); ++call) {
@@ -347,6 +351,7 @@ class Runner {
     Modules mModules{};
     std::unique_ptr<velmora::Host> mHost{};
     std::set<int> mRegistered{};
+    int mImageOpenError = 0;
     Outcome mUsual{};
     long mPoints = 0;
     long mErrors = 0;

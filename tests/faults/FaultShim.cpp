@@ -159,6 +159,7 @@ EXPORTED void* aligned_alloc(std::size_t alignment, std::size_t size) {
 
 EXPORTED int posix_memalign(void** block, std::size_t alignment, std::size_t size) {
     if (isHit(Family::memory)) {
+        (void)refuseMemory(); // the C library's function leaves the error in errno, too
         return ENOMEM;
     }
     *block = __libc_memalign(alignment, size);

@@ -19,7 +19,7 @@ namespace {
 
 constexpr int kScriptParts = 2;
 
-/// Calls in DCMTK in which a fault kills.
+/// Calls in DCMTK and OpenJPEG in which a fault kills.
 std::set<std::string> knownCrashes() {
     std::set<std::string> crashes;
     std::ifstream table(RADVEX_SOURCE_DIR "/tests/faults/knownCrashes.txt");

@@ -29,6 +29,8 @@ struct Script {
     bool leavesOut = false;
     /// Later calls read what earlier ones write.
     bool writes = false;
+    /// A refusal of memory is never told as pixels that cannot be opened.
+    bool tellsMemoryApart = false;
 };
 
 /// The files that the scripts work on.
