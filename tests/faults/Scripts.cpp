@@ -117,7 +117,7 @@ std::vector<Script> readScripts(const ScriptFiles& files) {
 /// Nothing else takes memory where no watch of the library sees it, and says so in many ways.
 Script jpeg2000Script(const ScriptFiles& files) {
     const std::string path = files.path("jpeg2000-1-12");
-    Script script = scriptOf("JPEG 2000 image", {{"ReadImage", {path, 0, 0, scaling(), true, 1}}});
+    Script script = scriptOf("JPEG 2000 values", {{"ReadIntermediatePixelData", {path, 1, 0}}});
     script.tellsMemoryApart = true;
     return script;
 }
