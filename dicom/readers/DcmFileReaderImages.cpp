@@ -118,12 +118,14 @@ unsigned long DcmFileReader::prepareToOpen(const ImageOpenOptions& options) cons
 
 std::unique_ptr<DicomImage> DcmFileReader::openPrepared(const ImageOpenOptions& options, unsigned long flags,
                                                         PixelsAfterwards afterwards) const {
+    const MemoryWatch memory;
     const unsigned long detach = afterwards == PixelsAfterwards::go ? CIF_MayDetachPixelData : 0;
     auto image = std::make_unique<DicomImage>(dataset, dataset->getCurrentXfer(), flags | detach,
                                               static_cast<unsigned long>(options.frameStart),
                                               static_cast<unsigned long>(options.frameCount));
     requireWhole();
     if (image->getStatus() != EIS_Normal) {
+        memory.require(); // with more memory it could have been opened
         ErrorManager::throwException("ImageOpenError", filePath, DicomImage::getString(image->getStatus()));
     }
     return image;
