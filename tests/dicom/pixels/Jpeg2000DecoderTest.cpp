@@ -29,7 +29,7 @@ struct Compressed {
 };
 
 /// What fits a picture.
-Compressed compressed(const Jpeg2000Source& source) {
+Compressed compressedFrom(const Jpeg2000Source& source) {
     return {.rows = source.rows,
             .columns = source.columns,
             .samples = source.components,
@@ -135,7 +135,7 @@ TEST_F(Jpeg2000Decoders, GiveTheSamplesOfEveryDepth) {
             for (const int components : {1, 3}) {
                 for (const bool isByPlane : {false, true}) {
                     const Jpeg2000Source source = jpeg2000Picture(3, 5, components, bits, isSigned);
-                    Compressed picture = compressed(source);
+                    Compressed picture = compressedFrom(source);
                     picture.isByPlane = isByPlane && components == 3;
                     const std::string name = std::to_string(bits) + (isSigned ? " signed bits, " : " bits, ") +
                                              std::to_string(components) + (isByPlane ? " by plane" : "");
@@ -157,7 +157,7 @@ TEST_F(Jpeg2000Decoders, GiveTheSamplesOfEveryDepth) {
 TEST_F(Jpeg2000Decoders, PutFewBitsIntoWordsWhereTheAttributesSaySo) {
     for (const bool isSigned : {false, true}) {
         const Jpeg2000Source source = jpeg2000Picture(5, 3, 1, 8, isSigned);
-        Compressed picture = compressed(source);
+        Compressed picture = compressedFrom(source);
         picture.bitsAllocated = 16;
         ASSERT_TRUE(decode(picture).good());
         EXPECT_EQ(number(DCM_BitsAllocated), 16);
@@ -182,7 +182,7 @@ TEST_F(Jpeg2000Decoders, GiveTheSamplesOfEveryWayToCompress) {
             source.precinctSize = isDivided ? 16 : 0;
             source.isFile = isDivided;
             source.origin = isDivided ? std::array{5, 3} : std::array{0, 0};
-            ASSERT_TRUE(decode(compressed(source)).good());
+            ASSERT_TRUE(decode(compressedFrom(source)).good());
             EXPECT_EQ(samples(), byPixel(source.samples, 3)) << isDivided;
         }
     }
@@ -197,7 +197,7 @@ TEST_F(Jpeg2000Decoders, GiveFramesOneAfterTheOther) {
             std::rotate(source.samples.begin(), source.samples.begin() + frame, source.samples.end());
             expected.insert(expected.end(), source.samples.begin(), source.samples.end());
             auto fragments = std::move(picture.fragments);
-            picture = compressed(source);
+            picture = compressedFrom(source);
             fragments.push_back(picture.fragments.front());
             picture.fragments = fragments;
         }
@@ -223,7 +223,7 @@ TEST_F(Jpeg2000Decoders, GiveFramesOneAfterTheOther) {
 
 TEST_F(Jpeg2000Decoders, GiveAFrameAlone) {
     for (const int bits : {8, 12}) {
-        Compressed picture = compressed(jpeg2000Picture(3, 5, 3, bits));
+        Compressed picture = compressedFrom(jpeg2000Picture(3, 5, 3, bits));
         Jpeg2000Source second = jpeg2000Picture(3, 5, 3, bits);
         std::reverse(second.samples.begin(), second.samples.end());
         picture.fragments.push_back(jpeg2000Stream(second));
@@ -259,14 +259,14 @@ TEST_F(Jpeg2000Decoders, SayTheColoursThatTheyGive) {
          {std::pair("RGB", "RGB"), std::pair("YBR_RCT", "RGB"), std::pair("YBR_ICT", "RGB"),
           std::pair("YBR_FULL", "YBR_FULL"), std::pair("YBR_FULL_422", "YBR_FULL"),
           std::pair("YBR_PARTIAL_422", "YBR_FULL")}) {
-        Compressed picture = compressed(colour);
+        Compressed picture = compressedFrom(colour);
         picture.model = model;
         ASSERT_TRUE(decode(picture).good());
         EXPECT_EQ(textOf(*dataset, DCM_PhotometricInterpretation), decoded);
         EXPECT_EQ(samples(), padded(byPixel(colour.samples, 3), true));
     }
     for (const std::string model : {"MONOCHROME1", "MONOCHROME2", "PALETTE COLOR"}) {
-        Compressed picture = compressed(jpeg2000Picture(3, 5));
+        Compressed picture = compressedFrom(jpeg2000Picture(3, 5));
         picture.model = model;
         ASSERT_TRUE(decode(picture).good());
         EXPECT_EQ(textOf(*dataset, DCM_PhotometricInterpretation), model);
@@ -275,7 +275,7 @@ TEST_F(Jpeg2000Decoders, SayTheColoursThatTheyGive) {
 
 TEST_F(Jpeg2000Decoders, SayThatSomethingMayBeLost) {
     for (const auto syntax : {EXS_JPEG2000LosslessOnly, EXS_JPEG2000}) {
-        Compressed picture = compressed(jpeg2000Picture(3, 5));
+        Compressed picture = compressedFrom(jpeg2000Picture(3, 5));
         picture.syntax = syntax;
         ASSERT_TRUE(decode(picture).good());
         EXPECT_EQ(textOf(*dataset, DCM_LossyImageCompression), syntax == EXS_JPEG2000 ? "01" : "(none)");
@@ -287,7 +287,7 @@ TEST_F(Jpeg2000Decoders, LoseNoMoreThanTheCodestream) {
     for (const int components : {1, 3}) {
         Jpeg2000Source source = jpeg2000Picture(21, 30, components);
         source.isReversible = false;
-        Compressed picture = compressed(source);
+        Compressed picture = compressedFrom(source);
         picture.syntax = EXS_JPEG2000;
         ASSERT_TRUE(decode(picture).good());
         const std::vector<int> found = samples();
@@ -303,13 +303,13 @@ TEST_F(Jpeg2000Decoders, LoseNoMoreThanTheCodestream) {
 
 TEST_F(Jpeg2000Decoders, MakeTheAttributesThoseOfFewerBits) {
     const Jpeg2000Source source = jpeg2000Picture(3, 5, 1, 10);
-    Compressed picture = compressed(source);
+    Compressed picture = compressedFrom(source);
     picture.bitsStored = 16;
     ASSERT_TRUE(decode(picture).good());
     EXPECT_EQ(number(DCM_BitsStored), 10);
     EXPECT_EQ(number(DCM_HighBit), 9);
     EXPECT_EQ(samples(), byPixel(source.samples, 1));
-    picture = compressed(jpeg2000Picture(3, 5, 1, 7));
+    picture = compressedFrom(jpeg2000Picture(3, 5, 1, 7));
     picture.bitsAllocated = 8;
     picture.bitsStored = 8;
     ASSERT_TRUE(decode(picture).good());
@@ -322,7 +322,7 @@ TEST_F(Jpeg2000Decoders, LeaveAttributesOfFewerBitsThatHoldTheSamples) {
     for (const bool isSigned : {false, true}) {
         Jpeg2000Source source = jpeg2000Picture(3, 5, 1, 12, isSigned);
         source.precision = 16;
-        Compressed picture = compressed(source);
+        Compressed picture = compressedFrom(source);
         picture.bitsStored = 12;
         ASSERT_TRUE(decode(picture).good());
         EXPECT_EQ(number(DCM_BitsStored), 12);
@@ -336,7 +336,7 @@ TEST_F(Jpeg2000Decoders, MakeTheAttributesThoseOfMoreBitsWhereTheSamplesNeedThem
     for (const bool isSigned : {false, true}) {
         for (const int bitsStored : {8, 12}) {
             const Jpeg2000Source source = jpeg2000Picture(3, 5, 1, 16, isSigned);
-            Compressed picture = compressed(source);
+            Compressed picture = compressedFrom(source);
             picture.bitsAllocated = bitsStored == 8 ? 8 : 16;
             picture.bitsStored = bitsStored;
             ASSERT_TRUE(decode(picture).good());
@@ -352,7 +352,7 @@ TEST_F(Jpeg2000Decoders, MakeTheAttributesThoseOfMoreBitsWhereTheSamplesNeedThem
          {std::pair(std::vector{-2048, 0, 2047}, 12), std::pair(std::vector{-2049, 0, 0}, 16),
           std::pair(std::vector{0, 0, 2048}, 16)}) {
         source.samples.assign(samplesOf.begin(), samplesOf.end());
-        Compressed picture = compressed(source);
+        Compressed picture = compressedFrom(source);
         picture.bitsStored = 12;
         ASSERT_TRUE(decode(picture).good());
         EXPECT_EQ(number(DCM_BitsStored), stored);
@@ -366,7 +366,7 @@ TEST_F(Jpeg2000Decoders, TakeOtherSignsWhereTheyMeanTheSame) {
     const auto pictureOf = [](std::vector<std::int32_t> samples, int precision, bool isSigned) {
         Jpeg2000Source source{.rows = 1, .columns = 3, .precision = precision, .isSigned = isSigned, .resolutions = 1};
         source.samples = std::move(samples);
-        Compressed picture = compressed(source);
+        Compressed picture = compressedFrom(source);
         picture.isSigned = !isSigned;
         return picture;
     };
@@ -395,7 +395,7 @@ TEST_F(Jpeg2000Decoders, DecodeForAnyOrderOfBytes) {
         for (const auto syntax : {EXS_LittleEndianExplicit, EXS_LittleEndianImplicit, EXS_BigEndianExplicit}) {
             const Jpeg2000Source source = jpeg2000Picture(3, 5, 1, bits);
             DcmFileFormat file;
-            fill(*file.getDataset(), compressed(source));
+            fill(*file.getDataset(), compressedFrom(source));
             put(*file.getDataset(),
                 {{DCM_SOPClassUID, UID_SecondaryCaptureImageStorage}, {DCM_SOPInstanceUID, "1.2.3"}});
             ASSERT_TRUE(file.getDataset()->chooseRepresentation(syntax, nullptr).good());
@@ -427,7 +427,7 @@ TEST_F(Jpeg2000Decoders, DecodeHtj2k) {
             const ProcessResult result =
                 runProcess({"ojph_compress", "-i", picturePath, "-o", path, "-reversible", "true"});
             ASSERT_EQ(result.status, 0) << result.errors;
-            picture = compressed(jpeg2000Picture(23, 38, components, bits));
+            picture = compressedFrom(jpeg2000Picture(23, 38, components, bits));
             picture.fragments = {readFile(path)};
             ASSERT_TRUE(decode(picture).good()) << bits;
             EXPECT_EQ(samples(), byPixel(source.samples, components)) << bits;
@@ -437,7 +437,7 @@ TEST_F(Jpeg2000Decoders, DecodeHtj2k) {
 
 TEST_F(Jpeg2000Decoders, SayWhatIsWrong) {
     const Jpeg2000Source source = jpeg2000Picture(3, 5, 1, 12);
-    const Compressed good = compressed(source);
+    const Compressed good = compressedFrom(source);
     Compressed picture = good;
     picture.rows = 4;
     EXPECT_EQ(reasonFor(picture), "its JPEG 2000 codestream has another size than the image");
@@ -463,7 +463,7 @@ TEST_F(Jpeg2000Decoders, SayWhatIsWrong) {
 }
 
 TEST_F(Jpeg2000Decoders, LeaveADatasetThatTheyCannotDecodeAsItIs) {
-    Compressed picture = compressed(jpeg2000Picture(3, 5, 3, 12));
+    Compressed picture = compressedFrom(jpeg2000Picture(3, 5, 3, 12));
     picture.model = "YBR_RCT";
     picture.bitsStored = 16;
     picture.syntax = EXS_JPEG2000;
@@ -479,12 +479,12 @@ TEST_F(Jpeg2000Decoders, NeedTheAttributesThatDcmtksDecodersNeed) {
     for (const DcmTagKey& key :
          {DCM_SamplesPerPixel, DCM_Rows, DCM_Columns, DCM_BitsAllocated, DCM_BitsStored, DCM_HighBit}) {
         dataset = std::make_unique<DcmDataset>();
-        fill(*dataset, compressed(jpeg2000Picture(3, 5)));
+        fill(*dataset, compressedFrom(jpeg2000Picture(3, 5)));
         delete dataset->remove(key);
         EXPECT_TRUE(dataset->chooseRepresentation(EXS_LittleEndianExplicit, nullptr) == EC_TagNotFound)
             << key.toString();
     }
-    Compressed picture = compressed(jpeg2000Picture(3, 5));
+    Compressed picture = compressedFrom(jpeg2000Picture(3, 5));
     picture.rows = 0;
     EXPECT_TRUE(decode(picture) == EC_InvalidTag);
     picture.rows = 3;
@@ -505,10 +505,10 @@ TEST_F(Jpeg2000Decoders, DoNotEncode) {
 TEST_F(Jpeg2000Decoders, DecodeIconsToo) {
     const Jpeg2000Source small = jpeg2000Picture(2, 3, 1, 12);
     dataset = std::make_unique<DcmDataset>();
-    Compressed picture = compressed(jpeg2000Picture(3, 5, 1, 12));
+    Compressed picture = compressedFrom(jpeg2000Picture(3, 5, 1, 12));
     picture.syntax = EXS_JPEG2000;
     fill(*dataset, picture);
-    Compressed icon = compressed(small);
+    Compressed icon = compressedFrom(small);
     icon.syntax = EXS_JPEG2000;
     fill(addItem(*dataset, DCM_IconImageSequence), icon);
     ASSERT_TRUE(dataset->chooseRepresentation(EXS_LittleEndianExplicit, nullptr).good());

@@ -22,7 +22,7 @@ Jpeg2000Codestream headersOf(const std::string& stream) {
 }
 
 /// Component by component.
-std::vector<std::int32_t> samplesOf(const Jpeg2000Picture& picture, const Jpeg2000Codestream& headers) {
+std::vector<std::int32_t> samplesIn(const Jpeg2000Picture& picture, const Jpeg2000Codestream& headers) {
     std::vector<std::int32_t> samples;
     for (std::size_t component = 0; component < picture.components(); ++component) {
         const auto found = picture.samples(component, headers.columns(), headers.rows());
@@ -45,7 +45,7 @@ void look(const std::string& stream, Outcomes& outcomes) {
         return;
     }
     const Jpeg2000Picture picture(headers.bytes());
-    const std::vector<std::int32_t> samples = samplesOf(picture, headers);
+    const std::vector<std::int32_t> samples = samplesIn(picture, headers);
     ASSERT_EQ(samples.empty(), !picture.problem().empty());
     if (samples.empty()) {
         EXPECT_FALSE(picture.hasRunOutOfMemory()) << picture.problem();
@@ -59,7 +59,7 @@ void look(const std::string& stream, Outcomes& outcomes) {
 }
 
 /// Flips bits behind the main header of a codestream, each time in another place.
-Outcomes damage(const std::string& stream, int times) {
+Outcomes damageAtRandom(const std::string& stream, int times) {
     Outcomes outcomes;
     std::mt19937 random(17);
     const Jpeg2000Parts parts = partsOf(stream);
@@ -84,7 +84,7 @@ TEST(Jpeg2000Pictures, AreThoseOfTheirCodestream) {
     const Jpeg2000Picture picture(headers.bytes());
     EXPECT_EQ(picture.problem(), "");
     EXPECT_EQ(picture.components(), 3U);
-    EXPECT_EQ(samplesOf(picture, headers), source.samples);
+    EXPECT_EQ(samplesIn(picture, headers), source.samples);
     EXPECT_TRUE(picture.samples(0, 7, 5).empty()) << "of another size";
     EXPECT_TRUE(picture.samples(3, 5, 7).empty()) << "there are three components";
 }
@@ -97,7 +97,7 @@ TEST(Jpeg2000Pictures, ThatAreDamagedAreOpenJpegsOrNone) {
         source.tileSize = isDivided ? 32 : 0;
         source.hasPartsOfResolutions = isDivided;
         source.isReversible = !isDivided;
-        const Outcomes outcomes = damage(jpeg2000Stream(source), 300);
+        const Outcomes outcomes = damageAtRandom(jpeg2000Stream(source), 300);
         EXPECT_GT(outcomes.decoded, 0);
         EXPECT_GT(outcomes.refusedByOpenJpeg, 0);
         EXPECT_EQ(outcomes.refusedByHeaders > 0, isDivided) << "headers of tile parts";
@@ -105,7 +105,7 @@ TEST(Jpeg2000Pictures, ThatAreDamagedAreOpenJpegsOrNone) {
 }
 
 TEST(Jpeg2000Pictures, OfHtj2kThatAreDamagedAreOpenJpegsOrNone) {
-    const Outcomes outcomes = damage(htj2kStream(), 1000);
+    const Outcomes outcomes = damageAtRandom(htj2kStream(), 1000);
     EXPECT_GT(outcomes.decoded, 0);
     EXPECT_GT(outcomes.refusedByOpenJpeg, 0);
 }
@@ -121,7 +121,7 @@ TEST(Jpeg2000Pictures, NeedNoMarkOfTheEnd) {
         EXPECT_EQ(headers.problem(), "");
         const Jpeg2000Picture picture(headers.bytes());
         EXPECT_EQ(picture.problem(), "");
-        EXPECT_EQ(samplesOf(picture, headers), source.samples);
+        EXPECT_EQ(samplesIn(picture, headers), source.samples);
     }
 }
 
@@ -133,7 +133,7 @@ TEST(Jpeg2000Pictures, AreTakenInSpiteOfHarmlessWarnings) {
     EXPECT_NE(decodedJpeg2000(parts.joined()).complaint, "");
     const std::string unknown = parts.joined();
     EXPECT_EQ(Jpeg2000Picture(headersOf(unknown).bytes()).problem(), "");
-    EXPECT_EQ(samplesOf(Jpeg2000Picture(headersOf(unknown).bytes()), headersOf(unknown)), source.samples);
+    EXPECT_EQ(samplesIn(Jpeg2000Picture(headersOf(unknown).bytes()), headersOf(unknown)), source.samples);
     Jpeg2000Source divided = source;
     divided.hasPartsOfResolutions = true;
     divided.progression = Jpeg2000Progression::resolutions;
@@ -144,7 +144,7 @@ TEST(Jpeg2000Pictures, AreTakenInSpiteOfHarmlessWarnings) {
     }
     const std::string lower = parts.joined();
     EXPECT_NE(decodedJpeg2000(lower).complaint, "");
-    EXPECT_EQ(samplesOf(Jpeg2000Picture(headersOf(lower).bytes()), headersOf(lower)), source.samples);
+    EXPECT_EQ(samplesIn(Jpeg2000Picture(headersOf(lower).bytes()), headersOf(lower)), source.samples);
 }
 
 TEST(Jpeg2000Pictures, SayWhyThereAreNone) {

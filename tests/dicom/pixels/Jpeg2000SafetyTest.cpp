@@ -17,7 +17,7 @@ const std::string kOtherSize = "its JPEG 2000 codestream has another size than t
 const std::string kTooFew = "its compressed pixels are too few for its size";
 
 /// What the attributes say.
-struct Image {
+struct StatedShape {
     int rows = 16;
     int columns = 16;
     int samples = 1;
@@ -25,7 +25,7 @@ struct Image {
     int frames = 1;
 };
 
-void putImage(DcmItem& item, const Image& image) {
+void putImage(DcmItem& item, const StatedShape& image) {
     put(item, {{DCM_SamplesPerPixel, std::to_string(image.samples)},
                {DCM_PhotometricInterpretation, image.samples == 3 ? "RGB" : "MONOCHROME2"},
                {DCM_NumberOfFrames, std::to_string(image.frames)},
@@ -43,7 +43,7 @@ std::string reasonIn(DcmDataset& dataset) {
     return radvex::reasonNotToDecode(dataset);
 }
 
-std::string reasonForImage(const Image& image, std::vector<std::string> fragments) {
+std::string reasonForImage(const StatedShape& image, std::vector<std::string> fragments) {
     DcmDataset dataset;
     putImage(dataset, image);
     for (std::string& fragment : fragments) {
@@ -126,7 +126,7 @@ TEST(Jpeg2000Safety, AnIconIsLookedAt) {
 
 // A sample of 8 bits takes a byte, and eight more while it is decoded; 256 MiB are nobody's business.
 TEST(Jpeg2000Safety, EmptyPicturesMayTakeTenThousandTimesTheirBytes) {
-    const Image image{.rows = 6000, .columns = 5000};
+    const StatedShape image{.rows = 6000, .columns = 5000};
     const EmptyJpeg2000 source{.columns = 5000, .rows = 6000, .bytesOfTile = 4};
     const std::size_t enough = (9U * 6000 * 5000 - 256U * 1024 * 1024) / 10000 + 1;
     ASSERT_EQ(enough % 2, 1U) << "fragments are even";
@@ -137,7 +137,7 @@ TEST(Jpeg2000Safety, EmptyPicturesMayTakeTenThousandTimesTheirBytes) {
 // Frames are decoded one after the other, but all of them are kept.
 TEST(Jpeg2000Safety, EmptyFramesMayTakeTenThousandTimesTheirBytes) {
     const EmptyJpeg2000 source{.columns = 512, .rows = 512};
-    const Image image{.rows = 512, .columns = 512, .frames = 3000};
+    const StatedShape image{.rows = 512, .columns = 512, .frames = 3000};
     EXPECT_EQ(reasonForImage(image, std::vector<std::string>(3000, paddedTo(110, source))), "");
     EXPECT_EQ(reasonForImage({.rows = 512, .columns = 512, .bits = 16, .frames = 30000},
                              std::vector<std::string>(30000, source.stream())),
@@ -147,7 +147,7 @@ TEST(Jpeg2000Safety, EmptyFramesMayTakeTenThousandTimesTheirBytes) {
 TEST(Jpeg2000Safety, PixelsAreUpToFourGiB) {
     constexpr std::size_t kPlausible = 3'900'000; // bytes
     EmptyJpeg2000 source{.columns = 65535, .rows = 65535, .bytesOfTile = 4};
-    const Image image{.rows = 65535, .columns = 65535};
+    const StatedShape image{.rows = 65535, .columns = 65535};
     EXPECT_EQ(reasonForImage(image, {paddedTo(kPlausible, source)}), "");
     EXPECT_EQ(reasonForImage(image, {paddedTo(1000, source)}), kTooFew);
     EXPECT_EQ(reasonForImage({.rows = 65535, .columns = 65535, .bits = 16}, {paddedTo(kPlausible, source)}),
