@@ -124,6 +124,9 @@ class FrameDecoder {
     }
 
     int precision() const { return mPrecision; }
+    /// Whether samples of the decoded frames need more bits than the attributes say. Those of an encoder that takes all
+    /// allocated bits usually do not. Samples of another sign are their bits.
+    bool needsMoreBits() const { return mNeedsMoreBits; }
     std::size_t bytesPerSample() const { return mStated.bitsAllocated > 8 || mPrecision > 8 ? 2 : 1; }
     std::size_t frameSize() const { return mStated.samplesOfFrame() * bytesPerSample(); }
 
@@ -145,6 +148,7 @@ class FrameDecoder {
                 return failure("its samples are " + std::string(mIsSigned ? "signed" : "unsigned") +
                                " in the codestream, and not in the attributes");
             }
+            mNeedsMoreBits = mNeedsMoreBits || exceedsStatedBits(samples);
             if (bytesPerSample() == 1) {
                 put(samples, component, static_cast<Uint8*>(into));
             } else {
@@ -167,6 +171,16 @@ class FrameDecoder {
                std::any_of(samples.begin(), samples.end(), [&](auto sample) { return sample < 0 || sample >= end; });
     }
 
+    bool exceedsStatedBits(std::span<const std::int32_t> samples) const {
+        if (mIsSigned != mStated.isSigned || mPrecision <= mStated.bitsStored) {
+            return false;
+        }
+        const std::int32_t end = 1 << (mIsSigned ? std::max(mStated.bitsStored, 1) - 1 : mStated.bitsStored);
+        const std::int32_t start = mIsSigned ? -end : 0;
+        return std::any_of(samples.begin(), samples.end(),
+                           [&](std::int32_t sample) { return sample < start || sample >= end; });
+    }
+
     /// Bits of signed samples are those of the two's complement, whatever is stored of them.
     template <typename Word>
     void put(std::span<const std::int32_t> samples, std::size_t component, Word* into) const {
@@ -183,6 +197,7 @@ class FrameDecoder {
     std::vector<Uint8> mJoined{};
     int mPrecision = 0;
     bool mIsSigned = false;
+    bool mNeedsMoreBits = false;
 };
 
 OFCondition putNumber(DcmItem& item, const DcmTagKey& key, int value) {
@@ -195,8 +210,11 @@ OFCondition putAttributes(DcmItem& item, const Stated& stated, const FrameDecode
     OFCondition done = EC_Normal;
     const auto put = [&](bool isNeeded, auto action) { done = done.good() && isNeeded ? action() : done; };
     put(bits != stated.bitsAllocated, [&] { return putNumber(item, DCM_BitsAllocated, bits); });
-    put(stated.bitsStored > decoder.precision(), [&] { return putNumber(item, DCM_BitsStored, decoder.precision()); });
-    put(stated.highBit >= decoder.precision(), [&] { return putNumber(item, DCM_HighBit, decoder.precision() - 1); });
+    const bool needsMore = decoder.needsMoreBits();
+    put(needsMore || stated.bitsStored > decoder.precision(),
+        [&] { return putNumber(item, DCM_BitsStored, decoder.precision()); });
+    put(needsMore || stated.highBit >= decoder.precision(),
+        [&] { return putNumber(item, DCM_HighBit, decoder.precision() - 1); });
     put(stated.samplesPerPixel > 1, [&] { return putNumber(item, DCM_PlanarConfiguration, stated.isByPlane ? 1 : 0); });
     const std::string model = decodedModel(stated.colourModel);
     put(model != stated.colourModel,

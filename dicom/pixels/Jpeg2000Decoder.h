@@ -13,7 +13,7 @@ inline constexpr unsigned short kJpeg2000OutOfMemory = 2;
 /// syntaxes (guard/TransferSyntaxes.h). Pixels and attributes come out as those of DCMTK's own decoders:
 ///  - words or bytes, by pixel or by plane, as BitsAllocated and PlanarConfiguration say; but words for a codestream of
 ///    more than 8 bits;
-///  - BitsStored and HighBit become those of a codestream with fewer bits;
+///  - BitsStored and HighBit become those of a codestream with fewer bits, and of one whose samples need more;
 ///  - PhotometricInterpretation becomes "RGB" where the codestream has transformed the colours ("YBR_RCT", "YBR_ICT"),
 ///    and "YBR_FULL" where it names subsampled ones, which a codestream has not;
 ///  - LossyImageCompression becomes "01" for the transfer syntaxes that may lose something (PS3.5 A.4.4).

@@ -11,6 +11,7 @@
 #include "dcmtk/dcmdata/dcostrma.h"
 #include "dcmtk/dcmdata/dcwcache.h"
 #include "guard/GuardedLoad.h"
+#include "guard/TransferSyntaxes.h"
 #include "media/scan/FileDiagnosis.h"
 
 namespace radvex::media {
@@ -59,6 +60,14 @@ void require(const std::optional<LoadFailure>& failure, const std::string& path)
     }
 }
 
+/// What the file says of its transfer syntax, where DCMTK would write that of JPEG 2000; empty otherwise.
+std::string statedHtj2k(DcmFileFormat& file) {
+    OFString stated;
+    (void)file.getMetaInfo()->findAndGetOFString(DCM_TransferSyntaxUID, stated);
+    const std::string uid(stated.c_str());
+    return isHtj2k(uid) && transferSyntaxOf(uid) == file.getDataset()->getCurrentXfer() ? uid : "";
+}
+
 void write(DcmFileFormat& file, const std::string& path, const SeeBytes& see) {
     errno = 0;
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> out(std::fopen(path.c_str(), "wb"), std::fclose);
@@ -101,10 +110,14 @@ void saveDicom(DcmFileFormat& file, const std::string& path, MetaInformation met
                const SeeBytes& see) {
     std::unique_ptr<DcmFileFormat> fresh;
     if (meta == MetaInformation::New) { // DCMTK keeps the preamble with the meta information
+        const std::string htj2k = statedHtj2k(file);
         fresh = std::make_unique<DcmFileFormat>(file.getAndRemoveDataset(), OFFalse);
         DcmDataset& dataset = *fresh->getDataset();
         if (fresh->validateMetaInfo(dataset.getCurrentXfer(), EWM_createNewMeta).bad()) {
             failToWrite("its meta information cannot be made");
+        }
+        if (!htj2k.empty()) {
+            (void)fresh->getMetaInfo()->putAndInsertString(DCM_TransferSyntaxUID, htj2k.c_str());
         }
         if (!instance.empty() && !dataset.tagExistsWithValue(DCM_SOPInstanceUID)) {
             (void)fresh->getMetaInfo()->putAndInsertString(DCM_MediaStorageSOPInstanceUID, instance.c_str());

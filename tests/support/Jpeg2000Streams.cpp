@@ -170,6 +170,9 @@ Jpeg2000Source jpeg2000Picture(int rows, int columns, int components, int precis
     Jpeg2000Source source{
         .rows = rows, .columns = columns, .components = components, .precision = precision, .isSigned = isSigned};
     source.hasTransformation = components == 3;
+    while (1 << (source.resolutions - 1) > std::min(rows, columns)) { // the encoder has no empty ones
+        --source.resolutions;
+    }
     const int values = 1 << precision;
     const int lowest = isSigned ? -values / 2 : 0;
     for (int component = 0; component < components; ++component) {
