@@ -4,8 +4,8 @@ Pictures are made with a fixed seed, coded with the options of opj_compress and 
 put into DICOM files (jpeg2000_files.py). Their stored values, modality values and attributes have to be those of
 opj_decompress, and where nothing was lost those of the picture. ojph_expand, which shares no code with our decoder, has
 to agree: exactly where nothing was lost, else within its rounding. Files whose attributes contradict the codestream are
-refused. Then codestreams are cut and their bits flipped: each such file gives the pixels of opj_decompress, those of
-the whole codestream when it was cut, or is refused with a sentence.
+refused. Then codestreams are cut, their bits flipped, and bytes removed or inserted: each such file gives the pixels of
+opj_decompress, those of the whole codestream when it was cut, or is refused with a sentence.
 Usage: compare_jpeg2000.py RADVEX [--broken N]    N: cuts and flips of each codestream, 24 without it
 """
 
@@ -211,7 +211,10 @@ def by_command(command, case, path, expected):
 
 
 def broken_codestreams(codestream, count, generator):
-    """Pairs: whether it is cut, and the bytes. Half are cut; half of the others have a wrong bit in a header."""
+    """Pairs: whether it is cut, and the bytes. Half are cut; half of the others have a wrong bit in a header.
+
+    Others lack some bytes, or have some more.
+    """
     header = codestream.index(b"\xff\x93") + 2
     whole = len(codestream)
     at_ends = [whole - 1, whole - 2, whole - 3, header, header - 1]
@@ -223,6 +226,13 @@ def broken_codestreams(codestream, count, generator):
         offset = int(generator.integers(2, header if number % 2 == 0 else whole))
         flipped[offset] ^= 1 << int(generator.integers(0, 8))
         yield False, bytes(flipped)
+    for number in range(count // 3):  # as after a lost fragment or packet: all behind it lies elsewhere
+        offset = int(generator.integers(header, whole - 2))
+        size = int(generator.integers(1, 9))
+        if number % 2 == 0:
+            yield False, codestream[:offset] + codestream[offset + size:]
+        else:
+            yield False, codestream[:offset] + generator.bytes(size) + codestream[offset:]
 
 
 def both_of(reader, case, path, codestreams):
@@ -266,7 +276,7 @@ def compare_broken(reader, folder, count):
             read += was_read
             if problem:
                 failures += 1
-                print("%s %s, %s" % (case, "cut" if is_cut else "with a wrong bit", problem))
+                print("%s %s, %s" % (case, "cut" if is_cut else "damaged", problem))
                 keep(path + ".dcm", "broken-%d" % files)
     return files, read, failures
 
