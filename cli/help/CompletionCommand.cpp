@@ -14,7 +14,7 @@ void addCompletionCommand(const CommandLine& program, Session& /*session*/) {
         names.push_back(each.name);
     }
     command.addRequiredChoice("SHELL", *shell, names, "bash, zsh or fish");
-    command.setAction([program, shell] {
+    command.setAction([&program, shell] { // a copy would be owned by what it owns
         for (const Shell& each : shells()) {
             if (each.name == *shell) {
                 std::cout << each.completion(program.describe());

@@ -284,11 +284,25 @@ void Jpeg2000Codestream::readTileParts(std::size_t offset) {
     }
     const bool endsWithMark = offset + 2 <= mBytes.size() && number(mBytes, offset, 2) == kEndOfCodestream;
     requireAllParts(static_cast<std::size_t>(tiles), endsWithMark);
-    // A fragment has an even length: a zero at its end may stand for a byte that is missing.
-    if (!endsWithMark && offset == mBytes.size() && mBytes.back() == 0) {
-        refuse(kCut);
+    if (!endsWithMark && mProblem.empty()) {
+        requireEndWithoutMark(offset);
     }
     mBytes = mBytes.first(offset); // what is behind the last tile part does not matter
+}
+
+/// Some encoders leave out the mark of the end. Then there is nothing else but padding behind the last tile part: where
+/// bytes of the data are missing or too many, its length leads elsewhere.
+void Jpeg2000Codestream::requireEndWithoutMark(std::size_t offset) {
+    const Bytes rest = mBytes.subspan(offset);
+    if (std::any_of(rest.begin(), rest.end(), [](Uint8 byte) { return byte != 0; })) {
+        return refuse(kDamaged);
+    }
+    // A fragment has an even length: a zero at its end may stand for a byte that is missing. And where the data end in
+    // the mark, two bytes are.
+    const bool mayBePadding = rest.empty() && mBytes.back() == 0;
+    if (mayBePadding || number(mBytes, offset - 2, 2) == kEndOfCodestream) {
+        refuse(kCut);
+    }
 }
 
 /// @param endsWithMark  nothing is missing at the end

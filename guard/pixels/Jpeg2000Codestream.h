@@ -95,6 +95,7 @@ class Jpeg2000Codestream {
     void readOfComponent(Bytes segment, Codings& codings);
     std::optional<Coding> codingOf(Bytes parameters, bool hasPrecincts);
     void readTileParts(std::size_t offset);
+    void requireEndWithoutMark(std::size_t offset);
     void requireAllParts(std::size_t tiles, bool endsWithMark);
     std::size_t readTilePart(std::size_t offset);
     void noteData(Bytes data);

@@ -5,6 +5,12 @@
 
 using namespace radvex::test;
 
+namespace radvex::cli {
+
+void PrintTo(const StoredPicture& picture, std::ostream* out) { *out << picture.name; }
+
+} // namespace radvex::cli
+
 namespace {
 
 using radvex::cli::StoredPicture;

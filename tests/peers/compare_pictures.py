@@ -72,11 +72,31 @@ def read_pnm(path):
     return data[:int(numpy.prod(shape))].reshape(shape)
 
 
+def keep_bits_stored(original, copy):
+    """Gives GDCM's copy the BitsStored of its original, which GDCM replaces by the bits of the codestream.
+
+    PS3.5 8.2.4 has the codestream decide on the samples, and calls attributes that contradict it suggestions for the
+    uncompressed form. 14 bits hold all samples of 693_J2KI.dcm, whose codestream has 16, so both are right; but DCMTK
+    maps the whole range of BitsStored to grey levels where there is no window.
+    """
+    stated = pydicom.dcmread(original, stop_before_pixels=True)
+    dataset = pydicom.dcmread(copy)
+    end = 1 << (stated.BitsStored - stated.PixelRepresentation)
+    if dataset.BitsStored <= stated.BitsStored or dataset.BitsAllocated != 16:
+        return
+    samples = numpy.frombuffer(dataset.PixelData, "<i2" if stated.PixelRepresentation else "<u2")
+    if samples.max() < end and samples.min() >= -end:
+        dataset.BitsStored, dataset.HighBit = stated.BitsStored, stated.HighBit
+        dataset.save_as(copy)
+
+
 def theirs(path, syntax, frame, window, depth, folder):
     """The picture of DCMTK's tool for this compression, or its last words. JPEG 2000 is decompressed by GDCM before."""
     if syntax in JPEG2000:
         original, path = path, os.path.join(folder, "raw.dcm")
-        subprocess.run(["gdcmconv", "--raw", original, path], stderr=subprocess.DEVNULL, check=False)
+        run = subprocess.run(["gdcmconv", "--raw", original, path], stderr=subprocess.DEVNULL, check=False)
+        if run.returncode == 0:
+            keep_bits_stored(original, path)
     tool = "dcml2pnm" if syntax in JPEG_LS else "dcmj2pnm"
     output = os.path.join(folder, "picture.pnm")
     run = subprocess.run([tool, "-O", "+F", str(frame + 1), *window, *depth, path, output], capture_output=True, text=True,

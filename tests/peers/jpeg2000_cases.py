@@ -128,11 +128,20 @@ def colours():
 
 
 def wrappings():
-    """More bits in the attributes than in the codestream; frames, fragments and their tables."""
+    """More and fewer bits in the attributes than in the codestream; frames, fragments and their tables."""
     for make in (opj, ojph):
         for bits, stored in ((8, 12), (10, 12), (12, 16), (9, 16), (6, 8)):
             for signed in (False, True):
                 yield make(bits=bits, stored=stored, signed=signed)
+        # Fewer bits in the attributes: they stay where the samples fit into them.
+        for bits, stored in ((16, 12), (12, 10), (12, 8), (8, 6)):
+            for signed in (False, True):
+                yield make(bits=bits, stored=stored, signed=signed)
+                yield make(bits=bits, stored=stored, signed=signed, used=stored)
+                yield make(bits=bits, stored=stored, signed=signed, used=stored + 1)
+                yield make(bits=bits, stored=stored, signed=signed, used=stored, frames=3)
+        yield make(bits=12, stored=8, allocated=16)
+        yield with_loss(make(bits=12, stored=10))
         yield make(bits=8, allocated=16)
         yield make(bits=7, stored=8, allocated=16)
         for pieces, table in ((1, "basic"), (1, "extended"), (1, "none"), (3, "basic"), (3, "extended"), (3, "none")):

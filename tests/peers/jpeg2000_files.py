@@ -26,6 +26,7 @@ class Case:
     rows: int = 43
     samples: int = 1
     bits: int = 12  # of the codestream
+    used: int = 0  # bits that the samples need, but for those of the last of several frames; or 0 for all
     signed: bool = False
     lossless: bool = True
     syntax: str = "90"  # behind SYNTAX
@@ -58,14 +59,16 @@ class Case:
 def picture(case, frame):
     """[row][column][sample]: a gradient with noise, a flat area, an area of extremes; the same for the same case."""
     generator = numpy.random.default_rng([zlib.crc32(str(case).encode()), frame])
-    top = (1 << case.bits) - 1
+    is_last = frame > 0 and frame == case.frames - 1
+    bits = case.bits if is_last else case.used or case.bits
+    top = (1 << bits) - 1
     row, column, sample = numpy.meshgrid(range(case.rows), range(case.columns), range(case.samples), indexing="ij")
     gradient = (row / case.rows + column / case.columns + sample / 3 + frame / 9) / 3 * top
     values = numpy.rint(gradient + generator.normal(0, top / 24, row.shape)).clip(0, top).astype("int32")
     values[case.rows // 2:case.rows * 3 // 4, case.columns // 2:] = top // 3
     extremes = values[case.rows * 3 // 4:, :case.columns // 3]
     extremes[...] = generator.integers(0, 2, extremes.shape) * top
-    return values - (1 << (case.bits - 1)) if case.signed else values
+    return values - (1 << (bits - 1)) if case.signed else values
 
 
 def raw(values, bits):
