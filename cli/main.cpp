@@ -1,7 +1,10 @@
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <iostream>
 #include <string_view>
+#include <system_error>
 
 #include "cli/Commands.h"
 #include "cli/doctor/LibraryVersions.h"
@@ -94,6 +97,19 @@ int run(int argc, char** argv) {
     }
 }
 
+/// An output that nobody got is no result, whatever else was done.
+int statusWithOutput(int status) {
+    errno = 0;
+    std::cout.flush();
+    const bool isWritten = std::fflush(stdout) == 0 && std::ferror(stdout) == 0 && std::cout.good();
+    if (isWritten || (status != radvex::kDone && status != radvex::kPartly)) {
+        return status;
+    }
+    const std::string reason = errno != 0 ? ": " + std::generic_category().message(errno) : "";
+    printError("The output cannot be written" + reason + ". Some of it may be missing.");
+    return radvex::kRefused;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -103,7 +119,7 @@ int main(int argc, char** argv) {
         const int status = run(argc, argv);
         const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - start;
         Messages::tell("The run took " + secondsText(passed.count()) + '.');
-        return status;
+        return statusWithOutput(status);
     } catch (const std::exception& error) {
         printError(std::string("The command failed: ") + error.what());
         return radvex::kRefused;

@@ -33,12 +33,6 @@ DcmPixelSequence* fragmentsOf(DcmPixelData& pixels, E_TransferSyntax syntax) {
     return pixels.getEncapsulatedRepresentation(syntax, nullptr, fragments).good() ? fragments : nullptr;
 }
 
-/// Empty when they cannot be read.
-Bytes bytesOf(DcmPixelItem& fragment) {
-    Uint8* bytes = nullptr;
-    return fragment.getUint8Array(bytes).good() && bytes != nullptr ? Bytes(bytes, fragment.getLength()) : Bytes();
-}
-
 /// A decoder may correct NumberOfFrames to the frames that it finds, but not where the attribute is 1 or missing.
 bool isSingleFrame(DcmDataset& dataset) {
     OFString frames;
@@ -57,7 +51,7 @@ bool holdsPixels(DcmDataset& dataset, const DcmTagKey& key) {
 template <typename Reader>
 void addFragments(DcmPixelSequence& fragments, Reader& reader) {
     forEachFragment(fragments, [&](DcmPixelItem& fragment) {
-        if (const Bytes bytes = bytesOf(fragment); bytes.data() != nullptr) {
+        if (const Bytes bytes = bytesOfFragment(fragment); bytes.data() != nullptr) {
             reader.add(bytes);
         }
     });

@@ -14,11 +14,6 @@ namespace {
 
 using Bytes = std::span<const Uint8>;
 
-Bytes bytesOf(DcmPixelItem& fragment) {
-    Uint8* bytes = nullptr;
-    return fragment.getUint8Array(bytes).good() && bytes != nullptr ? Bytes(bytes, fragment.getLength()) : Bytes();
-}
-
 std::uint64_t littleEndian(Bytes bytes) {
     std::uint64_t value = 0;
     for (std::size_t index = bytes.size(); index-- > 0;) {
@@ -38,7 +33,7 @@ std::vector<std::uint64_t> offsetsIn(Bytes table, std::size_t size) {
 
 std::vector<std::uint64_t> basicOffsets(DcmPixelSequence& fragments) {
     DcmPixelItem* table = nullptr;
-    return fragments.getItem(table, 0).good() && table != nullptr ? offsetsIn(bytesOf(*table), 4)
+    return fragments.getItem(table, 0).good() && table != nullptr ? offsetsIn(bytesOfFragment(*table), 4)
                                                                   : std::vector<std::uint64_t>();
 }
 
@@ -70,7 +65,7 @@ std::optional<std::vector<std::size_t>> startsAt(const std::vector<std::uint64_t
 bool startsCodestream(DcmPixelItem& fragment) {
     constexpr Uint8 kCodestream[] = {0xFF, 0x4F, 0xFF, 0x51};
     constexpr Uint8 kJp2File[] = {0, 0, 0, 12, 'j', 'P', ' ', ' '};
-    const Bytes bytes = bytesOf(fragment);
+    const Bytes bytes = bytesOfFragment(fragment);
     const auto startsWith = [&](Bytes start) {
         return bytes.size() >= start.size() && std::equal(start.begin(), start.end(), bytes.begin());
     };
@@ -122,13 +117,18 @@ std::vector<FrameFragments> fragmentsOfFrames(DcmItem& item, DcmPixelSequence& f
     return starts.size() == count && starts.front() == 0 ? cutAt(starts, all) : std::vector<FrameFragments>();
 }
 
+std::span<const Uint8> bytesOfFragment(DcmPixelItem& fragment) {
+    Uint8* bytes = nullptr;
+    return fragment.getUint8Array(bytes).good() && bytes != nullptr ? Bytes(bytes, fragment.getLength()) : Bytes();
+}
+
 std::span<const Uint8> bytesOfFrame(const FrameFragments& frame, std::vector<Uint8>& joined) {
     if (frame.size() == 1) {
-        return bytesOf(*frame.front());
+        return bytesOfFragment(*frame.front());
     }
     joined.clear();
     for (DcmPixelItem* fragment : frame) {
-        const Bytes bytes = bytesOf(*fragment);
+        const Bytes bytes = bytesOfFragment(*fragment);
         if (bytes.data() == nullptr && fragment->getLength() > 0) {
             return {};
         }

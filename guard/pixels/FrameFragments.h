@@ -23,6 +23,9 @@ using FrameFragments = std::vector<DcmPixelItem*>;
 /// @return a list for each frame; empty when the frames cannot be told apart
 std::vector<FrameFragments> fragmentsOfFrames(DcmItem& item, DcmPixelSequence& fragments, std::size_t frames);
 
+/// Empty when they cannot be read.
+std::span<const Uint8> bytesOfFragment(DcmPixelItem& fragment);
+
 /// The bytes of a frame. Several fragments are joined in `joined`.
 /// @return nothing when a fragment cannot be read
 std::span<const Uint8> bytesOfFrame(const FrameFragments& frame, std::vector<Uint8>& joined);

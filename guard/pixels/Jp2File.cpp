@@ -6,19 +6,13 @@
 #include <optional>
 #include <string_view>
 
+#include "guard/pixels/BigEndian.h"
+
 namespace radvex {
 
 namespace {
 
 using Bytes = std::span<const Uint8>;
-
-std::uint64_t number(Bytes bytes, std::size_t offset, std::size_t size) {
-    std::uint64_t value = 0;
-    for (std::size_t index = 0; index < size; ++index) {
-        value = value << 8 | bytes[offset + index];
-    }
-    return value;
-}
 
 /// I.4
 struct Box {
@@ -34,10 +28,10 @@ std::optional<Box> boxAt(Bytes bytes) {
     if (bytes.size() < kHeader) {
         return std::nullopt;
     }
-    std::uint64_t length = number(bytes, 0, 4);
+    std::uint64_t length = bigEndian(bytes, 0, 4);
     std::size_t header = kHeader;
     if (length == 1 && bytes.size() >= kLongHeader) {
-        length = number(bytes, kHeader, 8);
+        length = bigEndian(bytes, kHeader, 8);
         header = kLongHeader;
     } else if (length == 0) { // to the end
         length = bytes.size();
@@ -55,7 +49,8 @@ bool rearranges(const Box& box) {
     constexpr std::size_t kEntry = 6;
     bool isInOrder = true;
     for (std::size_t at = 2, channel = 0; box.kind == "cdef" && at + kEntry <= box.content.size(); at += kEntry) {
-        isInOrder = isInOrder && number(box.content, at, 2) == channel && number(box.content, at + 4, 2) == channel + 1;
+        isInOrder =
+            isInOrder && bigEndian(box.content, at, 2) == channel && bigEndian(box.content, at + 4, 2) == channel + 1;
         ++channel;
     }
     return box.kind == "pclr" || box.kind == "cmap" || !isInOrder;

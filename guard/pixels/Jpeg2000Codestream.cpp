@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "guard/pixels/BigEndian.h"
 #include "guard/pixels/Jp2File.h"
 
 namespace radvex {
@@ -46,11 +47,7 @@ constexpr unsigned kLargestPrecinct = 15; // log2, where a codestream names none
 constexpr std::size_t kMaxComponents = 4;
 
 std::uint32_t number(StreamBytes bytes, std::size_t offset, std::size_t size) {
-    std::uint32_t value = 0;
-    for (std::size_t index = 0; index < size; ++index) {
-        value = value << 8 | bytes[offset + index];
-    }
-    return value;
+    return static_cast<std::uint32_t>(bigEndian(bytes, offset, size));
 }
 
 std::uint64_t dividedUp(std::uint64_t value, std::uint64_t by) { return (value + by - 1) / by; }

@@ -179,3 +179,16 @@ TEST_F(ExitStatus, JsonOfFilesThatCannotBeReadIsWholeOrNothing) {
     }
     EXPECT_EQ(Json::parse(runRadvex({"frames", "--json", cut}).output), Json::array());
 }
+
+TEST_F(ExitStatus, IsOneWhenNobodyGetsTheOutput) {
+    const std::string good = folder.file("good/a.dcm");
+    const Words shell{"sh", "-c", R"("$@" >/dev/full)", "sh", RADVEX_COMMAND};
+    for (const Words& words : {Words{"tags", good}, Words{"tags", "--json", good}, Words{"data", good}, Words{"errors"},
+                               Words{"help", "tags"}, Words{"--version"}, Words{"completion", "bash"}}) {
+        EXPECT_THAT(runProcess(joined(shell, words)), exitsSaying(1, HasSubstr("The output cannot be written")))
+            << testing::PrintToString(words);
+    }
+    EXPECT_EQ(runProcess(joined(shell, {"tags"})).status, 2) << "which says more";
+    EXPECT_EQ(runProcess({"sh", "-c", R"("$@" >&-)", "sh", RADVEX_COMMAND, "errors"}).status, 1) << "closed";
+    EXPECT_EQ(runProcess({"sh", "-c", R"("$@" >/dev/null)", "sh", RADVEX_COMMAND, "errors"}).status, 0);
+}
