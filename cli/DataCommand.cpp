@@ -16,6 +16,7 @@
 #include "volume/samples/VolumeType.h"
 #include "volume/slices/FileWindow.h"
 #include "volume/slices/PixelMeaning.h"
+#include "volume/slices/PromisedFrames.h"
 
 namespace radvex::cli {
 
@@ -51,12 +52,22 @@ formats::SliceBytes bytesOf(const VelmoraNumericArray& array) {
             static_cast<std::size_t>(array.length) * velmora::numericArrayElementSize(array.type)};
 }
 
+/// Of colour, the library gives the red alone. @throws FileError
+void requireGrey(velmora::Host& host, const DataOptions& options) {
+    const Value found = host.call("ReadMetadata", {options.readable, Store::ofTexts({"SamplesPerPixel"}), false});
+    if (found.get<Store>().view().integer("SamplesPerPixel").value_or(1) > 1) {
+        throw FileError(options.file + " is in colour, which has no modality values: --rendered gives its red, green "
+                                       "and blue, and --pixel those of a pixel.");
+    }
+}
+
 /// The chosen frames of the modality values.
 Data readModalityValues(velmora::Host& host, const DataOptions& options) {
     const auto choose = [&](vint available) {
         const auto [first, count] = options.picture.frameRange(available);
         return volume::FrameSpan{first, count};
     };
+    requireGrey(host, options);
     Data data;
     data.modality = volume::readModalityArray(host, options.readable, options.file, choose);
     data.type = data.modality.type;
@@ -66,6 +77,9 @@ Data readModalityValues(velmora::Host& host, const DataOptions& options) {
 }
 
 Data readRenderedValues(velmora::Host& host, const DataOptions& options, const volume::PixelMeaning& meaning) {
+    if (options.readable == options.file) { // it is no copy of what is left of a file
+        volume::requireAllFrames(options.file, static_cast<std::size_t>(meaning.frames));
+    }
     const auto [first, count] = options.picture.frameRange(meaning.frames);
     const media::Rendering wanted = options.picture.rendering();
     const media::Rendering rendering =

@@ -14,6 +14,7 @@
 #include "formats/pictures/Png.h"
 #include "volume/slices/FileWindow.h"
 #include "volume/slices/PixelMeaning.h"
+#include "volume/slices/PromisedFrames.h"
 
 namespace radvex::cli {
 
@@ -57,6 +58,9 @@ std::string whyNotRendered(velmora::Host& host, const std::string& file, vint fi
 
 Reading read(velmora::Host& host, const ImageOptions& options) {
     const volume::PixelMeaning meaning = volume::readPixelMeaning(host, options.readable);
+    if (options.readable == options.file) { // it is no copy of what is left of a file
+        volume::requireAllFrames(options.file, static_cast<std::size_t>(meaning.frames));
+    }
     const auto [first, count] = options.picture.frameRange(meaning.frames);
     const media::Rendering rendering =
         volume::renderingOf(host, options.readable, options.file, options.picture.rendering(), {first, count});

@@ -9,6 +9,7 @@
 #include "volume/preview/ContactSheet.h"
 #include "volume/slices/FileMetadata.h"
 #include "volume/slices/FileWindow.h"
+#include "volume/slices/PromisedFrames.h"
 #include "workers/Parcel.h"
 
 namespace radvex::cli {
@@ -68,6 +69,12 @@ media::ShownFile showFile(velmora::Host& host, const std::string& path, const me
                           bool isForSheet) {
     media::ShownFile file;
     try {
+        const auto frames = static_cast<std::size_t>(std::max(1, host.call("GetFrameCount", {path}).get<vint>()));
+        if (const std::string missing = volume::missingFrames(path, frames); !missing.empty()) {
+            file.error = "It " + missing + '.';
+            host.call("CloseReader", {path});
+            return file;
+        }
         const media::Rendering own = volume::renderingOf(host, path, "", rendering, volume::kAllFrames);
         return media::showFile(host, path, own, [&](const std::vector<formats::Picture>& pictures) {
             return encoded(host, path, pictures, isForSheet);

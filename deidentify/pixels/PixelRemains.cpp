@@ -5,8 +5,10 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "deidentify/pixels/Jpeg2000Remains.h"
 #include "deidentify/pixels/PixelLayout.h"
 #include "guard/pixels/EncodedPixels.h"
+#include "guard/pixels/Jp2File.h"
 
 namespace radvex::deidentify {
 
@@ -96,29 +98,6 @@ bool clearJpeg(Bytes bytes, bool& areCleared) {
     return hasScan;
 }
 
-/// JPEG 2000 (T.800, A.9.2): comments of the main header, which ends where the first tile starts.
-bool clearJpeg2000(Bytes bytes, bool& areCleared) {
-    constexpr Uint8 kComment = 0x64;
-    constexpr Uint8 kStartOfTile = 0x90;
-    constexpr std::size_t kRegistration = 2; // says whether the comment is text
-    for (std::size_t offset = 2; offset + 4 <= bytes.size() && bytes[offset] == kMarker;) {
-        const Uint8 marker = bytes[offset + 1];
-        const std::size_t end = offset + 2 + lengthAt(bytes, offset + 2);
-        if (marker == kStartOfTile) {
-            return true;
-        }
-        if (end < offset + 4 || end > bytes.size()) {
-            return false;
-        }
-        if (marker == kComment) {
-            const Bytes content = bytes.subspan(offset + 4, end - offset - 4);
-            clear(content.subspan(std::min(kRegistration, content.size())), areCleared);
-        }
-        offset = end;
-    }
-    return false;
-}
-
 void clearBehindFrames(DcmDataset& dataset, DcmElement& element, PixelRemains& remains) {
     const PixelLayout layout = pixelLayoutOf(dataset);
     constexpr std::uint64_t kMost = std::uint64_t{1} << 40; // no overflow, and more than a value holds
@@ -142,6 +121,9 @@ void clearBehindFrames(DcmDataset& dataset, DcmElement& element, PixelRemains& r
 } // namespace
 
 bool clearStreamRemains(std::span<Uint8> fragment, bool& areCleared) {
+    if (isJp2(fragment)) {
+        return clearJp2(fragment, areCleared);
+    }
     if (fragment.size() < 4 || fragment[0] != kMarker) {
         return true;
     }

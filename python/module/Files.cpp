@@ -24,6 +24,7 @@
 #include "volume/slices/FileMetadata.h"
 #include "volume/slices/FileWindow.h"
 #include "volume/slices/PixelMeaning.h"
+#include "volume/slices/PromisedFrames.h"
 
 namespace radvex::python {
 
@@ -411,6 +412,7 @@ py::tuple pictureOf(const std::string& path, vint first, vint count, const std::
     bool isSeveral = false;
     Rendered rendered = withFile(path, [&](Host& host) {
         Rendered result{.meaning = volume::readPixelMeaning(host, path)};
+        volume::requireAllFrames(path, static_cast<std::size_t>(result.meaning.frames));
         const volume::FrameSpan frames = requireFrames(first, count, result.meaning.frames);
         result.rendering = volume::renderingOf(host, path, path, wanted, frames);
         isSeveral = frames.count > 1;

@@ -197,6 +197,20 @@ TEST_F(DataCommand, APixelIsShownWithItsUnitAndNotRounded) {
     EXPECT_EQ(json["frames"], Json::parse("[{\"frame\":2,\"value\":-889.5},{\"frame\":3,\"value\":-839.5}]"));
 }
 
+TEST_F(DataCommand, ColourHasNoModalityValues) {
+    const std::string path = write({.rows = 1,
+                                    .samples = 3,
+                                    .bitsAllocated = 8,
+                                    .bitsStored = 8,
+                                    .photometric = "RGB",
+                                    .planarConfiguration = 0,
+                                    .words = {0x0201, 0x0003}});
+    EXPECT_THAT(run({path}), exitsSaying(1, HasSubstr("f.dcm is in colour, which has no modality values: --rendered")));
+    EXPECT_THAT(run({path, "-o", mFolder.file("out.npy")}), exitsSaying(1, HasSubstr("in colour")));
+    EXPECT_EQ(run({path, "--rendered", "-o", mFolder.file("out.npy")}).status, 0);
+    EXPECT_EQ(numpy("a.shape, a.ravel().tolist()"), "(1, 1, 3) [1, 2, 3]\n");
+}
+
 TEST_F(DataCommand, APixelInColourHasThreeValues) {
     for (const int planar : {0, 1}) {
         const std::string path = write({.rows = 1,

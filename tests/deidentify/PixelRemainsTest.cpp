@@ -70,6 +70,45 @@ TEST(PixelRemains, CommentsOfJpeg2000GoAndTheirKindStays) {
     EXPECT_TRUE(result.isWhole);
 }
 
+TEST(PixelRemains, Jpeg2000HasNothingBesideItsPicture) {
+    const std::string main = "\xFF\x4F" + segment('\x51', "size of the image");
+    const std::string data = "\xFF\x93"
+                             "data";
+    const auto tilePart = [&](const std::string& comment) {
+        const std::string header = comment.empty() ? "" : segment('\x64', std::string("\0\x01", 2) + comment);
+        const auto length = static_cast<char>(12 + header.size() + data.size());
+        return segment('\x90', std::string("\0\0\0\0\0", 5) + length + std::string("\0\x01", 2)) + header + data;
+    };
+    const std::string end = "\xFF\xD9";
+    EXPECT_EQ(clear(main + tilePart("Doe") + tilePart("") + end).bytes, main + tilePart(zeros(3)) + tilePart("") + end);
+    EXPECT_EQ(clear(main + tilePart("") + end + "Doe^Jane").bytes, main + tilePart("") + end + zeros(8));
+    EXPECT_EQ(clear(main + tilePart("") + end + "\xFF").bytes, main + tilePart("") + end + "\xFF") << "padding";
+    EXPECT_FALSE(clear(main + tilePart("") + "Doe^Jane").isWhole) << "nobody knows what that is";
+    EXPECT_TRUE(clear(main + tilePart("") + '\0').isWhole);
+    const std::string cut = main + tilePart("Doe");
+    for (std::size_t size = main.size() + 12; size < cut.size(); ++size) {
+        EXPECT_TRUE(clear(cut.substr(0, size)).isWhole) << "it goes on in another fragment";
+    }
+}
+
+TEST(PixelRemains, BoxesOfAJp2FileGoThatNoDecoderNeeds) {
+    const auto box = [](const std::string& kind, const std::string& content) {
+        return std::string(3, '\0') + static_cast<char>(8 + content.size()) + kind + content;
+    };
+    const std::string codestream = "\xFF\x4F" + segment('\x51', "size") + segment('\x90', "tile") + "data";
+    const std::string start = box("jP  ", "\r\n\x87\n") + box("ftyp", "jp2 ");
+    const auto file = [&](const std::string& first, const std::string& inner, const std::string& last,
+                          const std::string& behind) {
+        return start + box("xml ", first) + box("jp2h", box("ihdr", "header") + box("uuid", inner)) +
+               box("jp2c", codestream) + box("uinf", last) + behind;
+    };
+    const Cleared result = clear(file("Doe", "Jane", "19700101", "Roe"));
+    EXPECT_EQ(result.bytes, file(zeros(3), zeros(4), zeros(8), zeros(3)));
+    EXPECT_TRUE(result.isWhole);
+    EXPECT_FALSE(clear(start + "codestream").isWhole);
+    EXPECT_FALSE(clear(file("Doe", "", "", "").substr(0, start.size() + 20)).isWhole);
+}
+
 TEST(PixelRemains, HeadersThatEndInAnotherFragmentAreSaid) {
     const std::string whole = kStart + segment('\xFE', "for J. Doe") + kTable + kScan + kEnd;
     const std::size_t scan = whole.find("scan") + 4;

@@ -7,6 +7,7 @@
 #include "volume/samples/PixelValues.h"
 #include "volume/slices/FileMetadata.h"
 #include "volume/slices/KnownScaling.h"
+#include "volume/slices/PromisedFrames.h"
 
 namespace radvex::volume {
 
@@ -71,7 +72,11 @@ ModalityArray chosenOf(velmora::Value owner, const ChooseFrames& choose) {
 } // namespace
 
 void requireWhole(const FileMetadata& metadata, const std::string& path, std::size_t frames) {
-    if (metadata.name() == path && metadata.lacksPixels(path, frames)) {
+    if (metadata.name() != path) {
+        return;
+    }
+    requireAllFrames(path, frames);
+    if (metadata.lacksPixels(path, frames)) {
         throw formats::VolumeError(path + " holds fewer pixels than its attributes promise.");
     }
 }

@@ -10,6 +10,7 @@
 #include "volume/slices/FramePositions.h"
 #include "volume/slices/PixelElement.h"
 #include "volume/slices/PixelMeaning.h"
+#include "volume/slices/PromisedFrames.h"
 
 namespace radvex::volume {
 
@@ -249,7 +250,7 @@ bool FileMetadata::promisesMorePixels(const std::string& path, std::size_t frame
 }
 
 bool FileMetadata::lacksPixels(const std::string& path, std::size_t frames) const {
-    if (frames < static_cast<std::size_t>(mPromisedFrames)) {
+    if (frames < static_cast<std::size_t>(mPromisedFrames) || frames < promisedCompressedFrames(path)) {
         return true;
     }
     constexpr std::array<std::string_view, 4> kUncompressed{"", "1.2.840.10008.1.2", "1.2.840.10008.1.2.1",
