@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <iostream>
 #include <string_view>
@@ -85,6 +86,10 @@ int run(int argc, char** argv) {
         printError(error.what());
         std::cerr << "See '" << program.helpCommand() << "'.\n";
         return error.exitStatus();
+    } catch (const radvex::EndedBySignal& ended) {
+        printError(ended.what());
+        (void)std::raise(ended.signal()); // whoever started the command sees what ended it
+        return radvex::kRefused;
     } catch (const radvex::Error& error) {
         printError(error.what());
         return error.exitStatus();

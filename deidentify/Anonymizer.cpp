@@ -190,8 +190,9 @@ class Anonymizer::Work {
 
 void Anonymizer::Work::endWhenInterrupted() const {
     if (mInterruption.signal() != 0) {
-        throw FileError("Interrupted; " + std::to_string(mResult.writtenCount()) + " files were written to " + mOutput +
-                        ".");
+        throw EndedBySignal(mInterruption.signal(), "Interrupted. In " + mOutput + ": " +
+                                                        std::to_string(mResult.writtenCount()) + " of " +
+                                                        formats::counted(mResult.files.size(), "file", "files") + ".");
     }
 }
 

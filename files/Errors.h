@@ -1,6 +1,7 @@
 #pragma once
 
 #include <stdexcept>
+#include <string>
 
 namespace radvex {
 
@@ -19,6 +20,16 @@ class Error : public std::runtime_error {
 class FileError : public Error {
   public:
     using Error::Error;
+};
+
+/// A signal that ends the command arrived while it was at work. All is tidied up when this is caught.
+class EndedBySignal : public Error {
+  public:
+    EndedBySignal(int signal, const std::string& sentence) : Error(sentence), mSignal(signal) {}
+    int signal() const { return mSignal; }
+
+  private:
+    int mSignal;
 };
 
 /// The command was used wrongly.

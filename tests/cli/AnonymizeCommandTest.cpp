@@ -418,7 +418,7 @@ TEST_F(AnonymizeCommand, ASignalTidiesUp) {
                                "' -q & until [ -n \"$(ls -A '" + output +
                                "' 2>/dev/null)\" ]; do :; done; "
                                "kill -TERM $!; wait $!";
-    EXPECT_THAT(runProcess({"bash", "-c", script}), exitsSaying(1, HasSubstr("Interrupted; ")));
+    EXPECT_THAT(runProcess({"bash", "-c", script}), exitsSaying(143, HasSubstr("Interrupted. In ")));
     for (const std::string& name : namesIn(output)) {
         EXPECT_FALSE(name.starts_with(".")) << name;
     }
