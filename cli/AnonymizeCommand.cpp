@@ -138,7 +138,9 @@ void report(const AnonymizeOptions& options, const deidentify::AnonymizationResu
     if (!options.report.empty()) {
         files::writeOutputText(options.rule.to(options.report), deidentify::anonymizationReport(result, run));
     }
-    if (!Messages::ofThisRun().isQuiet) {
+    if (Messages::ofThisRun().isQuiet) {
+        std::cerr << deidentify::remainingLines(result); // a warning, and no summary
+    } else {
         // Nothing else is mixed with a report on the standard output.
         (options.report == "-" ? std::cerr : std::cout)
             << deidentify::anonymizationSummary(options.output, result, run);
@@ -149,7 +151,6 @@ deidentify::AnonymizerOptions anonymizerOptions(const AnonymizeOptions& options)
     deidentify::AnonymizerOptions chosen;
     chosen.mayReplace = options.rule.isForced();
     chosen.isStrict = options.isStrict;
-    chosen.examines = options.isStrict || !Messages::ofThisRun().isQuiet || !options.report.empty();
     chosen.keepsChanges = !options.report.empty();
     chosen.hasNeutralNames = options.hasNeutralNames;
     chosen.hasProfile = options.hasProfile();
@@ -224,7 +225,8 @@ void addAnonymizeCommand(const CommandLine& program, Session& session) {
                     "Show paths of the input and original values in the report, which then identifies the patient");
     options.jobs.addTo(command);
     command.setFooter(
-        "What may still identify the patient is listed. Files and folders keep their names but for "
+        "What may still identify the patient is listed, with --quiet on the standard error. Files and folders keep "
+        "their names but for "
         "identifiers in them. When a file fails, it is named and the others go on; the exit status is then 3, or 1 if "
         "no file was written. "
         "docs/deidentification.md says what is done and what is not promised.");

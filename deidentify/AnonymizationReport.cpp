@@ -94,17 +94,6 @@ std::string actionLine(const AnonymizationResult& result) {
     return line.empty() ? "" : "Attributes:" + line.substr(1) + '\n';
 }
 
-std::string leakLines(const AnonymizationResult& result) {
-    constexpr std::size_t kColumn = 44;
-    const auto counts = leakCounts(result);
-    std::string text = counts.empty() ? "" : "What may still identify the patient:\n";
-    for (const auto& [attribute, count] : counts) {
-        text += formats::withColumn("  " + formats::printable(attribute), kColumn) +
-                formats::counted(count, "file", "files") + '\n';
-    }
-    return text;
-}
-
 } // namespace
 
 std::string anonymizationReport(const AnonymizationResult& result, const ReportedRun& run) {
@@ -136,9 +125,20 @@ std::string anonymizationSummary(const std::string& output, const AnonymizationR
     if (run.profile) {
         text += "By the " + run.profile->describe() + ".\n" + actionLine(result);
     }
-    text += leakLines(result);
+    text += remainingLines(result);
     if (result.shownNameCount > 0) {
         text += "With --neutral-names no name of the input is kept.\n";
+    }
+    return text;
+}
+
+std::string remainingLines(const AnonymizationResult& result) {
+    constexpr std::size_t kColumn = 44;
+    const auto counts = leakCounts(result);
+    std::string text = counts.empty() ? "" : "What may still identify the patient:\n";
+    for (const auto& [attribute, count] : counts) {
+        text += formats::withColumn("  " + formats::printable(attribute), kColumn) +
+                formats::counted(count, "file", "files") + '\n';
     }
     return text;
 }

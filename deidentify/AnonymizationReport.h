@@ -22,4 +22,7 @@ std::string anonymizationReport(const AnonymizationResult& result, const Reporte
 /// patient, in how many files.
 std::string anonymizationSummary(const std::string& output, const AnonymizationResult& result, const ReportedRun& run);
 
+/// The last of these lines: what may still identify the patient, in how many files. Empty when nothing does.
+std::string remainingLines(const AnonymizationResult& result);
+
 } // namespace radvex::deidentify

@@ -33,7 +33,7 @@ struct Find {
 /// - Of a name each word of 3 letters is found, and shorter ones and initials beside another word of the name. It is
 ///   found with "ae" for "ä" and the other way round, and run together: "smithjohn", "jsmith", "xuli". In texts, words
 ///   of 4 letters are found beside digits: "smith2020". Scripts without spaces between words are found anywhere from 2
-///   characters on.
+///   characters on; whatever is no letter separates the parts of such a name.
 /// - A date is found in the usual spellings, with two digits for the year too, and with the name of the month in eight
 ///   languages. Only a birth date is found in six digits, "700305", and as "05-03-70".
 /// - An address, and each part of it that has a digit or two words, is found with any punctuation; so is an

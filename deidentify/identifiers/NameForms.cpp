@@ -177,26 +177,65 @@ void addSpaced(const NameWords& words, bool isUnparted, NameForms& forms) {
     addLinks(words, forms);
 }
 
-/// The characters of unspaced scripts of each component, and of all of them together in both orders.
+using Characters = std::vector<std::string>; ///< of a script without spaces
+
+bool saysNothing(const Characters& part) {
+    std::string text;
+    for (const std::string& character : part) {
+        text += character;
+    }
+    return isMeaningless(text) || isTitle(text);
+}
+
+/// The parts of a component that are written in unspaced scripts. Whatever is no character of these separates them:
+/// many write a space, a dot or a comma where others write '^'.
+std::vector<Characters> unspacedPartsOf(std::string_view component) {
+    std::vector<Characters> parts;
+    const TextWords split(component);
+    for (std::size_t index = 0; index < split.count(); ++index) {
+        if (!split[index].isUnspaced) {
+            continue;
+        }
+        if (index == 0 || !split[index - 1].isUnspaced || !split.gapBefore(index).empty()) {
+            parts.emplace_back();
+        }
+        parts.back().emplace_back(split.wordAt(index));
+    }
+    std::erase_if(parts, saysNothing);
+    return parts;
+}
+
+Characters joined(const std::vector<Characters>& parts) {
+    Characters all;
+    for (const Characters& part : parts) {
+        all.insert(all.end(), part.begin(), part.end());
+    }
+    return all;
+}
+
+/// The characters of unspaced scripts of each part and of each component, and of any two parts in both orders.
 void addUnspaced(const std::vector<std::string_view>& components, NameForms& forms) {
-    std::vector<std::vector<std::string>> parts;
+    std::vector<Characters> parts;
+    std::vector<Characters> sequences;
     for (const std::string_view component : components) {
-        std::vector<std::string>& part = parts.emplace_back();
-        const TextWords split(component);
-        for (std::size_t index = 0; index < split.count(); ++index) {
-            if (split[index].isUnspaced) {
-                part.emplace_back(split.wordAt(index));
-            }
+        const std::vector<Characters> own = unspacedPartsOf(component);
+        sequences.push_back(joined(own));
+        parts.insert(parts.end(), own.begin(), own.end());
+    }
+    if (sequences.size() >= 2) {
+        sequences.push_back(joined({sequences[0], sequences[1]}));
+        sequences.push_back(joined({sequences[1], sequences[0]}));
+    }
+    parts.resize(std::min(parts.size(), kMostWords));
+    for (std::size_t first = 0; first < parts.size(); ++first) {
+        sequences.push_back(parts[first]);
+        for (std::size_t second = first + 1; second < parts.size(); ++second) {
+            sequences.push_back(joined({parts[first], parts[second]}));
+            sequences.push_back(joined({parts[second], parts[first]}));
         }
     }
-    if (parts.size() >= 2) {
-        parts.push_back(parts[0]);
-        parts.back().insert(parts.back().end(), parts[1].begin(), parts[1].end());
-        parts.push_back(parts[1]);
-        parts.back().insert(parts.back().end(), parts[0].begin(), parts[0].end());
-    }
-    std::copy_if(parts.begin(), parts.end(), std::back_inserter(forms.sequences),
-                 [](const auto& part) { return part.size() >= 2; });
+    std::copy_if(sequences.begin(), sequences.end(), std::back_inserter(forms.sequences),
+                 [](const auto& sequence) { return sequence.size() >= 2; });
 }
 
 void addGroup(std::string_view group, NameForms& forms) {

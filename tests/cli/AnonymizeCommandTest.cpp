@@ -196,13 +196,18 @@ TEST_F(AnonymizeCommand, WordsOfTheCommandStandAboveRulesAndThoseAboveTheProfile
     EXPECT_THAT(run.output, HasSubstr("By the basic profile 2024b.\n"));
 }
 
-TEST_F(AnonymizeCommand, SaysWhatMayStillIdentifyUnlessQuiet) {
+TEST_F(AnonymizeCommand, SaysWhatMayStillIdentifyEvenWhenQuiet) {
     writeStudy();
+    const std::string remains = "What may still identify the patient:\n"
+                                "  PatientName                               3 files\n";
     EXPECT_EQ(anonymize({input, output, "--profile", "none"}).output,
-              output + ": 3 files written, 0 failed, 0 skipped\n"
-                       "What may still identify the patient:\n"
-                       "  PatientName                               3 files\n");
-    EXPECT_THAT(anonymize({input, folder.file("quiet"), "--quiet"}).output, IsEmpty());
+              output + ": 3 files written, 0 failed, 0 skipped\n" + remains);
+    const ProcessResult quiet = anonymize({input, folder.file("quiet"), "--profile", "none", "--quiet"});
+    EXPECT_EQ(quiet.status, 0);
+    EXPECT_THAT(quiet.output, IsEmpty());
+    EXPECT_EQ(quiet.errors, remains);
+    const ProcessResult clean = anonymize({input, folder.file("clean"), "--quiet", "--accept-pixels", "unclear-face"});
+    EXPECT_THAT(clean.output + clean.errors, IsEmpty()) << "nothing is left";
 }
 
 TEST_F(AnonymizeCommand, StrictWritesNoFileThatMayStillIdentify) {
@@ -249,7 +254,7 @@ TEST_F(AnonymizeCommand, ABrokenFileIsNamedAndTheOthersGoOn) {
     const std::string good = readFile(in.file("A/I1"));
     in.write("A/I0", good.substr(0, good.size() / 2));
     in.write("notes.txt", "no DICOM");
-    const ProcessResult run = anonymize({input, output, "-q"});
+    const ProcessResult run = anonymize({input, output, "-q", "--accept-pixels", "unclear-face"});
     EXPECT_THAT(run, exitsSaying(3, HasSubstr(in.file("A/I0") + " is cut off at byte ")));
     EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1) << run.errors;
     EXPECT_EQ(namesIn(output), (std::set<std::string>{"A/I1", "A/I2", "B/I1"}));

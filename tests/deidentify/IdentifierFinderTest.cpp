@@ -108,6 +108,41 @@ TEST(IdentifierFinder, FindsNamesOfScriptsWithoutSpacesAnywhere) {
         << "Cyrillic has spaces";
 }
 
+TEST(IdentifierFinder, PartsANameOfAScriptWithoutSpacesWhereItHasNoLetter) {
+    const std::string yamada = "\u5C71\u7530";
+    const std::string tarou = "\u592A\u90CE";
+    for (const std::string separator : {" ", "\u3000", "\u30FB", "\uFF65", "\u00B7", ",", ", ", "\u3001", "\uFF3E"}) {
+        const std::string whole = yamada + separator + tarou;
+        for (const std::string& known : {whole, "Yamada^Tarou=" + whole}) {
+            EXPECT_EQ(name(known, "CT " + yamada + "\u69D8"), Texts{yamada}) << known;
+            EXPECT_EQ(name(known, tarou + "\u541B"), Texts{tarou}) << known;
+            EXPECT_EQ(name(known, yamada + tarou + "\u69D8 " + tarou + yamada),
+                      (Texts{yamada + tarou, tarou + yamada}));
+            EXPECT_EQ(name(known, "\u7530\u5C71 \u90CE\u592A"), Texts{}) << "characters, but no part of " << known;
+        }
+    }
+    EXPECT_EQ(name("\uD64D \uAE38\uB3D9", "\uAE38\uB3D9\uB2D8\uC758 CT"), Texts{"\uAE38\uB3D9"});
+    EXPECT_EQ(name("\u6B27\u9633 \u5A1C\u5A1C", "\u60A3\u8005\u5A1C\u5A1C\u7684\u5934\u90E8"), Texts{"\u5A1C\u5A1C"});
+    EXPECT_EQ(name("\u0E2A\u0E21\u0E0A\u0E32\u0E22 \u0E43\u0E08\u0E14\u0E35",
+                   "\u0E04\u0E19\u0E44\u0E02\u0E49\u0E2A\u0E21\u0E0A\u0E32\u0E22\u0E04\u0E23\u0E31\u0E1A"),
+              Texts{"\u0E2A\u0E21\u0E0A\u0E32\u0E22"});
+    EXPECT_EQ(name("\u6797\u30FB\u660E", "\u6797\u30FB\u660E \u660E\u6797"),
+              (Texts{"\u6797\u30FB\u660E", "\u660E\u6797"}));
+    EXPECT_EQ(name("\u6797 \u660E", "\u8AAC\u660E (\u6797)"), Texts{}) << "one character alone";
+}
+
+TEST(IdentifierFinder, LeavesOutTitlesOfScriptsWithoutSpaces) {
+    const std::string doctor = "\u5148\u751F";
+    EXPECT_EQ(name("\u5C71\u7530 " + doctor, doctor + " CT"), Texts{});
+    EXPECT_EQ(name("\u5C71\u7530^^^^" + doctor, doctor + " \u5C71\u7530"), Texts{"\u5C71\u7530"});
+    EXPECT_EQ(name("\u0E19\u0E32\u0E22 \u0E2A\u0E21\u0E0A\u0E32\u0E22 \u0E43\u0E08\u0E14\u0E35",
+                   "\u0E19\u0E32\u0E22\u0E41\u0E1E\u0E17\u0E22\u0E4C"),
+              Texts{});
+    EXPECT_EQ(name("\u0E19\u0E32\u0E22 \u0E2A\u0E21\u0E0A\u0E32\u0E22 \u0E43\u0E08\u0E14\u0E35",
+                   "\u0E19\u0E32\u0E22\u0E2A\u0E21\u0E0A\u0E32\u0E22"),
+              Texts{"\u0E2A\u0E21\u0E0A\u0E32\u0E22"});
+}
+
 TEST(IdentifierFinder, FindsANameThatIsRunTogether) {
     EXPECT_EQ(name("Smith^John", "SmithJohn smithjohn JohnSmith JSmith SmithJ JohnS"),
               (Texts{"SmithJohn", "smithjohn", "JohnSmith", "JSmith", "SmithJ", "JohnS"}));
