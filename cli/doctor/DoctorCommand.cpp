@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 
 #include "cli/Commands.h"
@@ -130,14 +131,30 @@ Finding lookAtTerminal() {
     return finding;
 }
 
+/// Whether as much as the codecs need can be written there.
+bool hasRoom(const fs::path& folder) {
+    constexpr std::size_t kNeeded = 256UL * 1024;
+    const fs::path path = folder / "room";
+    std::ofstream file(path, std::ios::binary);
+    file << std::string(kNeeded, '.');
+    file.close();
+    std::error_code error;
+    fs::remove(path, error);
+    return file.good();
+}
+
 /// Tries the folder for temporary files, and in it the codecs when there is a library.
 void lookAtWork(Session& session, const Machine& machine, bool hasLibrary, std::vector<Finding>& findings) {
     Finding folder{"temporary folder", Health::Well,
                    machine.temporaryFolder + ", " + sizeText(machine.freeTemporaryBytes) + " free", ""};
     try {
         const files::StagingFolder staging;
+        if (!hasRoom(staging.path())) {
+            folder.health = Health::Failed;
+            folder.advice = "There is no room for small files: make some, or name another folder in TMPDIR.";
+        }
         findings.push_back(folder);
-        if (!hasLibrary) {
+        if (!hasLibrary || folder.health == Health::Failed) {
             return;
         }
         for (const CodecCheck& check : checkCodecs(session.host(), staging.path(), ProgressBar::forEachWork())) {

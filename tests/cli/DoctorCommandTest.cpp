@@ -122,3 +122,10 @@ TEST(Version, NeedsNoLibrary) {
     EXPECT_THAT(plain.output, HasSubstr("\nDCMTK 3.6.7 with "));
     EXPECT_THAT(plain.errors, HasSubstr("/nowhere/Radvex.so"));
 }
+TEST_F(DoctorCommand, BlamesNoCompressionWhereThereIsNoRoom) {
+    const std::string script = "trap '' XFSZ; ulimit -f 100; exec '" RADVEX_COMMAND "' doctor";
+    const ProcessResult done = runProcess({"bash", "-c", script});
+    EXPECT_THAT(done, exitsSaying(1, HasSubstr("There is no room for small files: make some, or name another folder")));
+    EXPECT_THAT(done.errors, testing::Not(HasSubstr("compression")));
+}
+
