@@ -128,4 +128,3 @@ TEST_F(DoctorCommand, BlamesNoCompressionWhereThereIsNoRoom) {
     EXPECT_THAT(done, exitsSaying(1, HasSubstr("There is no room for small files: make some, or name another folder")));
     EXPECT_THAT(done.errors, testing::Not(HasSubstr("compression")));
 }
-
