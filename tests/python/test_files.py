@@ -589,6 +589,21 @@ def test_pixels_that_are_not_there_are_refused(samples):
         assert file.values().shape == file.image().shape == (1024, 256)
 
 
+def test_frames_that_are_not_there_are_said_instead_of_the_others(samples, tmp_path):
+    instance = pydicom.dcmread(os.path.join(samples, "MR_small_RLE.dcm"))
+    for frames, holds_all in (("1", True), ("3", False)):
+        instance.NumberOfFrames = frames
+        path = str(tmp_path / f"{frames}.dcm")
+        instance.save_as(path)
+        with radvex.open(path) as file:
+            for read in (file.values, file.image):
+                if holds_all:
+                    assert read().shape == (64, 64)
+                else:
+                    with pytest.raises(radvex.VolumeError, match="holds 1 of the 3 frames that its attributes promise"):
+                        read()
+
+
 # Pictures
 
 
