@@ -323,6 +323,10 @@ class AttributeCheck {
         }
         if (isFreeText(vr)) {
             searchText(element, text, cleaning);
+            const bool isDoubtful = mDecoder.isDoubtful(textOf(element), vr, place.characterSet);
+            if (const auto name = isDoubtful ? mCleaner.nameInBytes(textOf(element), cleaning) : std::nullopt) {
+                mChecked.findings.insert(std::string(describe(name->kind)) + " in " + nameOf(element.getTag()));
+            }
             return;
         }
         for (const std::string& value : valuesOf(text, vr)) { // each is a word of its own

@@ -4,6 +4,7 @@
 
 #include "deidentify/identifiers/ByteEncodings.h"
 #include "deidentify/identifiers/IdentifierIndex.h"
+#include "deidentify/identifiers/NameBytes.h"
 
 namespace radvex::deidentify {
 
@@ -30,6 +31,11 @@ std::optional<Identifier> ByteSearch::finish() { return searchHeld(true); }
 std::optional<Identifier> ByteSearch::searchHeld(bool isLast) {
     const ByteEncodings& encodings = *mFinder.mEncodings;
     const std::string_view bytes = mHeld;
+    const NameBytes* name =
+        mFinder.mNames->findIn({.bytes = bytes, .isText = false, .isAtStart = mIsAtStart, .isComplete = isLast});
+    if (name != nullptr) {
+        return Identifier{name->kind, name->bytes};
+    }
     std::size_t searched = mFinder.isEmpty() ? bytes.size() : 0;
     for (std::size_t seen = encodings.nextText(bytes, searched); seen < bytes.size();
          seen = encodings.nextText(bytes, searched)) {

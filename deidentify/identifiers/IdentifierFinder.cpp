@@ -6,6 +6,7 @@
 #include "deidentify/identifiers/ByteSearch.h"
 #include "deidentify/identifiers/FilePieces.h"
 #include "deidentify/identifiers/IdentifierIndex.h"
+#include "deidentify/identifiers/NameBytes.h"
 
 namespace radvex::deidentify {
 
@@ -31,13 +32,15 @@ std::vector<Find> withoutOverlaps(std::vector<Find> finds, std::size_t size) {
 } // namespace
 
 IdentifierFinder::IdentifierFinder(const KnownIdentifiers& known)
-    : mIndex(std::make_unique<IdentifierIndex>(known)), mEncodings(std::make_unique<ByteEncodings>(*mIndex)) {}
+    : mIndex(std::make_unique<IdentifierIndex>(known)),
+      mEncodings(std::make_unique<ByteEncodings>(*mIndex)),
+      mNames(std::make_unique<NameBytesFinder>(known.nameBytes())) {}
 
 IdentifierFinder::~IdentifierFinder() = default;
 IdentifierFinder::IdentifierFinder(IdentifierFinder&&) noexcept = default;
 IdentifierFinder& IdentifierFinder::operator=(IdentifierFinder&&) noexcept = default;
 
-bool IdentifierFinder::isEmpty() const { return mIndex->all().empty(); }
+bool IdentifierFinder::isEmpty() const { return mIndex->all().empty() && mNames->isEmpty(); }
 
 std::vector<Find> IdentifierFinder::findAll(std::string_view utf8Text) const {
     if (isEmpty() || utf8Text.empty()) {
@@ -57,9 +60,20 @@ std::vector<Find> IdentifierFinder::findAll(std::string_view utf8Text) const {
 }
 
 std::optional<Identifier> IdentifierFinder::findInBytes(std::string_view bytes) const {
+    constexpr std::size_t kLongestText = 4096; // in so few bytes nothing is found by chance
+    if (bytes.size() <= kLongestText) {
+        if (std::optional<Identifier> name = findNameBytesIn(bytes)) {
+            return name;
+        }
+    }
     ByteSearch search(*this);
     const std::optional<Identifier> found = search.add(bytes);
     return found.has_value() ? found : search.finish();
+}
+
+std::optional<Identifier> IdentifierFinder::findNameBytesIn(std::string_view bytes) const {
+    const NameBytes* name = mNames->findIn({.bytes = bytes, .isText = true});
+    return name == nullptr ? std::nullopt : std::optional(Identifier{name->kind, name->bytes});
 }
 
 std::optional<Identifier> IdentifierFinder::findInFile(const std::string& path) const {

@@ -13,6 +13,7 @@ namespace radvex::deidentify {
 
 class ByteEncodings;
 class IdentifierIndex;
+class NameBytesFinder;
 
 /// An identifier in a text.
 struct Find {
@@ -57,10 +58,16 @@ class IdentifierFinder {
     /// An identifier that stands somewhere in bytes, such as those of a file: as UTF-8, Latin-1, or UTF-16 of either
     /// byte order. Only what pixels do not show by chance is looked for: UIDs, IDs, telephone numbers, addresses and
     /// organizations of 8 characters, names of 7, and birth dates such as 1970-03-05 and 05.03.1970. A name is found as
-    /// it stood in the file, without accents, and with umlauts as two letters; an address by each of its lines.
+    /// it stood in the file, without accents, and with umlauts as two letters; an address by each of its lines. The
+    /// bytes of a name are found as they stood in their file too, see NameBytesFinder.
     std::optional<Identifier> findInBytes(std::string_view bytes) const;
 
-    /// The same in a file, which is read in pieces. @throws std::runtime_error  part of a sentence: it cannot be read
+    /// A name whose bytes stand in a text as they stood in the file of the name, whatever their character set.
+    /// @param bytes  of the text, as the file has it
+    std::optional<Identifier> findNameBytesIn(std::string_view bytes) const;
+
+    /// The same as `findInBytes` in a file, which is read in pieces. @throws std::runtime_error  part of a sentence: it
+    /// cannot be read
     std::optional<Identifier> findInFile(const std::string& path) const;
 
   private:
@@ -68,6 +75,7 @@ class IdentifierFinder {
 
     std::unique_ptr<const IdentifierIndex> mIndex;
     std::unique_ptr<const ByteEncodings> mEncodings;
+    std::unique_ptr<const NameBytesFinder> mNames;
 };
 
 } // namespace radvex::deidentify

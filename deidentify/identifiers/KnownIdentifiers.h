@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 #include <tuple>
+#include <utility>
 
 namespace radvex::deidentify {
 
@@ -36,24 +37,47 @@ struct Identifier {
     friend bool operator==(const Identifier& one, const Identifier& other) { return fields(one) == fields(other); }
 };
 
+/// A part of a person's name in the bytes of its file. They find the name where the character set is not the one that
+/// the file says, and in bytes that are in none.
+struct NameBytes {
+    IdentifierKind kind = IdentifierKind::PatientName;
+    std::string bytes{};     ///< between separators and escape sequences, and without these
+    bool isUnspaced = false; ///< of a script without spaces between words, or perhaps of one
+
+    template <typename Self>
+    static auto fields(Self& self) {
+        return std::tie(self.kind, self.bytes, self.isUnspaced);
+    }
+
+    friend bool operator<(const NameBytes& one, const NameBytes& other) { return fields(one) < fields(other); }
+    friend bool operator==(const NameBytes& one, const NameBytes& other) { return fields(one) == fields(other); }
+};
+
 /// All identifiers of a run, each once. Several processes may each collect some of them.
 class KnownIdentifiers {
   public:
     /// Remembers a text without the spaces and nulls around it. An empty one is not remembered.
     void add(IdentifierKind kind, std::string_view utf8Text);
+    /// Remembers a part of a name as its file has it.
+    void add(NameBytes name) { mNameBytes.insert(std::move(name)); }
     /// Adds what another process found.
-    void merge(KnownIdentifiers others) { mAll.merge(others.mAll); }
+    void merge(KnownIdentifiers others) {
+        mAll.merge(others.mAll);
+        mNameBytes.merge(others.mNameBytes);
+    }
 
     const std::set<Identifier>& all() const { return mAll; }
-    bool isEmpty() const { return mAll.empty(); }
+    const std::set<NameBytes>& nameBytes() const { return mNameBytes; }
+    bool isEmpty() const { return mAll.empty() && mNameBytes.empty(); }
 
     template <typename Self>
     static auto fields(Self& self) {
-        return std::tie(self.mAll);
+        return std::tie(self.mAll, self.mNameBytes);
     }
 
   private:
     std::set<Identifier> mAll{};
+    std::set<NameBytes> mNameBytes{};
 };
 
 /// What an identifier is, for people: "name of a patient".

@@ -21,6 +21,21 @@ bool isLatin(const std::string& characterSet) {
     return std::ranges::find(kSets, characterSet) != kSets.end();
 }
 
+/// UTF-8 under a Latin set: no Latin text looks like this by chance, and some programs write it all the same.
+bool isUtf8InDisguise(const std::string& bytes, const std::string& characterSet) {
+    return isLatin(characterSet) && text::isUtf8(bytes) && bytes.find(kEscape) == std::string::npos;
+}
+
+/// Whether a text has control characters beyond ASCII, U+0080 to U+009F.
+bool hasUnusedControls(std::string_view utf8) {
+    for (std::size_t at = utf8.find('\xC2'); at != std::string_view::npos; at = utf8.find('\xC2', at + 1)) {
+        if (at + 1 < utf8.size() && static_cast<unsigned char>(utf8[at + 1]) < 0xA0) {
+            return true;
+        }
+    }
+    return false;
+}
+
 /// The character set that holds where the element stands.
 std::string characterSetAt(DcmElement& element) {
     for (DcmObject* object = element.getParent(); object != nullptr; object = object->getParent()) {
@@ -40,10 +55,18 @@ std::string TextDecoder::utf8(DcmElement& element, const std::string& characterS
 }
 
 std::string TextDecoder::utf8(const std::string& bytes, DcmEVR vr, const std::string& characterSet) {
-    if (isLatin(characterSet) && text::isUtf8(bytes) && bytes.find(kEscape) == std::string::npos) {
-        return bytes; // no Latin text looks like this by chance; some programs write it all the same
+    if (isUtf8InDisguise(bytes, characterSet)) {
+        return bytes;
     }
     return mDecoder.utf8(bytes, vr, characterSet);
+}
+
+bool TextDecoder::isDoubtful(const std::string& bytes, DcmEVR vr, const std::string& characterSet) {
+    if (text::hasOneReading(bytes) || isUtf8InDisguise(bytes, characterSet)) {
+        return false;
+    }
+    const auto known = isLatin(characterSet) ? std::nullopt : mDecoder.known(bytes, vr, characterSet);
+    return !known || hasUnusedControls(*known);
 }
 
 std::optional<std::string> TextDecoder::encoded(const std::string& utf8Text, DcmEVR vr,

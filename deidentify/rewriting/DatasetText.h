@@ -25,12 +25,16 @@ class TextDecoder {
 
     /// @param characterSet  value of SpecificCharacterSet; empty for the default
     std::string utf8(DcmElement& element, const std::string& characterSet);
+    std::string utf8(const std::string& bytes, DcmEVR vr, const std::string& characterSet);
+    /// Whether a text may be another than `utf8` makes of it: bytes that its character set does not explain, control
+    /// characters that nobody writes, or a Latin set, which most programs name whatever they write.
+    bool isDoubtful(const std::string& bytes, DcmEVR vr, const std::string& characterSet);
+    /// Whether every value of the character set is known.
+    bool isKnown(const std::string& characterSet) { return mDecoder.isKnown(characterSet); }
     /// The text in the character set; nothing when it does not fit, or would be read as another one.
     std::optional<std::string> encoded(const std::string& utf8, DcmEVR vr, const std::string& characterSet);
 
   private:
-    std::string utf8(const std::string& bytes, DcmEVR vr, const std::string& characterSet);
-
     text::TextDecoder mDecoder{};
     text::TextEncoder mEncoder{mDecoder};
 };

@@ -10,6 +10,7 @@
 #include "deidentify/identifiers/AsciiText.h"
 #include "deidentify/profile/ConfidentialityTable.h"
 #include "deidentify/rewriting/DatasetWalk.h"
+#include "deidentify/rewriting/NameSpelling.h"
 #include "deidentify/rewriting/Pseudonyms.h"
 #include "deidentify/rewriting/UidKinds.h"
 
@@ -142,6 +143,9 @@ class Collector {
         const auto kind = kindOf(element, mOptions);
         if (!kind || element.getLengthField() > kLongest) {
             return;
+        }
+        if (*kind == IdentifierKind::PatientName || *kind == IdentifierKind::OtherName) {
+            learnNameBytes(*kind, textOf(element), characterSet, mDecoder, learnt.identifiers);
         }
         for (const std::string& value : valuesOf(mDecoder.utf8(element, characterSet), element.ident())) {
             add(*kind, value, element.getTag().getXTag());

@@ -231,6 +231,9 @@ class FileRewriting {
             if (const auto after = mCleaner.clean(text, EVR_UT, Cleaning::Descriptions)) {
                 putText(element, *after);
             }
+            if (mCleaner.nameInBytes(textOf(element), Cleaning::Descriptions)) {
+                putText(element, std::string(kRemovedText));
+            }
         }
     }
 
@@ -457,8 +460,16 @@ class FileRewriting {
     void replaceIdentifiers(const Place& place, DcmElement& element, Cleaning cleaning) {
         const DcmEVR vr = element.ident();
         if (isFreeText(vr)) {
-            if (const auto after = mCleaner.clean(mDecoder.utf8(element, place.characterSet), vr, cleaning)) {
+            const bool isDoubtful = mDecoder.isDoubtful(textOf(element), vr, place.characterSet);
+            auto after = mCleaner.clean(mDecoder.utf8(element, place.characterSet), vr, cleaning);
+            if (after) {
                 mWriter.put(element, *after);
+            }
+            if (isDoubtful && mCleaner.nameInBytes(textOf(element), cleaning)) {
+                after = kRemovedText; // nobody knows what the other bytes say
+                mWriter.put(element, *after);
+            }
+            if (after) {
                 note(place, element.getTag(), "cleaned", "identifier of the run");
             }
         } else if (vr == EVR_AE || vr == EVR_CS) {

@@ -83,6 +83,11 @@ std::string limited(const std::string& text, DcmEVR vr) {
 
 } // namespace
 
+std::optional<Identifier> TextCleaner::nameInBytes(std::string_view bytes, Cleaning cleaning) const {
+    const bool mayStay = cleaning == Cleaning::Patient || cleaning == Cleaning::Vocabulary;
+    return mayStay ? std::nullopt : mFinder.findNameBytesIn(bytes);
+}
+
 std::vector<Find> TextCleaner::identifiersIn(const std::string& text, Cleaning cleaning) const {
     std::vector<Find> finds = mFinder.findAll(text);
     std::erase_if(finds, [&](const Find& find) {

@@ -38,6 +38,11 @@ class TextCleaner {
     ///         has no room for what stands for identifiers, less stands there
     std::optional<std::string> clean(const std::string& text, DcmEVR vr, Cleaning cleaning) const;
 
+    /// A name whose bytes stand in a text of which nobody knows the character set, see TextDecoder::isDoubtful. Nothing
+    /// where a single word of a name may stay.
+    /// @param bytes  as the file has them
+    std::optional<Identifier> nameInBytes(std::string_view bytes, Cleaning cleaning) const;
+
     /// The identifiers in a text that have to go. @param text  as for `clean`
     std::vector<Find> identifiersIn(const std::string& text, Cleaning cleaning) const;
 

@@ -363,3 +363,79 @@ TEST_F(DeidentificationLeaks, ASetValueBeyondTheDefaultLettersMovesTheFileToUtf8
     EXPECT_EQ(textOf(dataset, DCM_PatientID), yamada);
     EXPECT_EQ(textOf(dataset, DCM_Manufacturer), "Optik");
 }
+
+TEST_F(DeidentificationLeaks, TheBytesOfANameInAnySetAreRemovedAndVerifyFindsThem) {
+    struct Spelling {
+        const char* set;
+        std::string name;
+        std::string inBytes;
+    };
+    const std::string petrov = "\xBF\xD5\xE2\xE0\xDE\xD2";
+    const std::vector<Spelling> spellings{
+        {"ISO_IR 144", petrov, "desc " + petrov + ' '},
+        {"\\ISO 2022 IR 87", "=\x1B$B;3ED\x1B(B^\x1B$BB@O:\x1B(B", "\x1B$B;3EDMM\x1B(B"},
+        {"", "\x8E\x52\x93\x63^\x91\xBE\x98\x59", "CT\x8E\x52\x93\x63\x91\xBE\x98\x59\x97\x6C"},
+        {"GB18030", "\xD5\xC5\xCE\xB0\xC3\xF7", "\xD5\xC5\xCE\xB0\xC3\xF7"},
+    };
+    for (const Spelling& spelling : spellings) {
+        for (const bool isNamed : {true, false}) {
+            const auto fill = [&](DcmDataset& dataset) {
+                std::string profile(6000, '\x01'); // too long to be a text
+                profile.replace(3000, spelling.inBytes.size(), spelling.inBytes);
+                put(dataset, {{DCM_SpecificCharacterSet, spelling.set},
+                              {DCM_PatientName, isNamed ? spelling.name : "Zyxwvut^Quirina"},
+                              {DCM_BodyPartExamined, "HAND"}});
+                dataset.putAndInsertUint8Array(DCM_ICCProfile, reinterpret_cast<const Uint8*>(profile.data()),
+                                               static_cast<unsigned long>(profile.size()));
+            };
+            const std::string input = writeDicom(in.file("file"), patientWith(fill));
+            EXPECT_EQ(anonymize(input, {"--strict", "--force"}).status, 0) << "removed: bytes with a name";
+            EXPECT_EQ(runRadvex({"verify", input, out}).status, 0);
+            ASSERT_TRUE(loaded.loadFile(out.c_str()).good());
+            EXPECT_EQ(loaded.getDataset()->tagExists(DCM_ICCProfile), !isNamed) << spelling.set;
+            // What another program left.
+            ASSERT_TRUE(loaded.loadAllDataIntoMemory().good());
+            fill(*loaded.getDataset());
+            put(*loaded.getDataset(), {{DCM_PatientName, ""}});
+            const std::string left = folder.file("left");
+            ASSERT_TRUE(loaded.saveFile(left.c_str(), EXS_LittleEndianExplicit).good());
+            const ProcessResult verified = runRadvex({"verify", input, left});
+            EXPECT_EQ(verified.output.find("name of a patient in the bytes of the file") != std::string::npos, isNamed)
+                << spelling.set;
+        }
+    }
+}
+
+TEST_F(DeidentificationLeaks, TheBytesOfANameInPixelsAreListed) {
+    const std::string yamada = "\x8E\x52\x93\x63"; // Shift JIS under no set
+    for (const std::string around : {" ", "\x01"}) {
+        std::string pixels(6000, '\x01');
+        pixels.replace(3001, 6, around + yamada + around);
+        const std::string input = writeDicom(
+            in.file("file"), patientWith([&](DcmDataset& dataset) {
+                put(dataset, {{DCM_PatientName, yamada + "^\x91\xBE\x98\x59"}, {DCM_BodyPartExamined, "HAND"}});
+                put(dataset, {{DCM_PhotometricInterpretation, "MONOCHROME2"}});
+                for (const auto& [key, value] : std::map<DcmTagKey, Uint16>{{DCM_Rows, 60},
+                                                                            {DCM_Columns, 50},
+                                                                            {DCM_SamplesPerPixel, 1},
+                                                                            {DCM_BitsAllocated, 16},
+                                                                            {DCM_BitsStored, 16},
+                                                                            {DCM_HighBit, 15},
+                                                                            {DCM_PixelRepresentation, 0}}) {
+                    dataset.putAndInsertUint16(key, value);
+                }
+                dataset.putAndInsertUint8Array(DcmTag(DCM_PixelData, EVR_OB),
+                                               reinterpret_cast<const Uint8*>(pixels.data()), 6000);
+            }));
+        const bool isListed = around == " ";
+        const ProcessResult run = anonymize(input, {"--force"});
+        EXPECT_EQ(run.status, 0) << run.errors;
+        EXPECT_EQ(run.output.find("bytes of the file: name of a patient") != std::string::npos, isListed) << run.output;
+        EXPECT_EQ(runRadvex({"verify", input, out}).status, isListed ? 1 : 0);
+        fs::remove(out);
+        const ProcessResult strict = anonymize(input, {"--strict"});
+        EXPECT_EQ(strict.status, isListed ? 1 : 0) << strict.errors;
+        EXPECT_EQ(fs::exists(out), !isListed);
+        fs::remove(out);
+    }
+}

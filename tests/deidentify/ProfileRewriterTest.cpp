@@ -243,3 +243,38 @@ TEST_F(ProfileRewriter, WhatMayStandOnlyBesideAnotherAttributeGoesWithIt) {
     EXPECT_EQ(textOf(institution, DCM_ClinicalTrialProtocolEthicsCommitteeName), "Board of Ulm")
         << "an option keeps it";
 }
+
+TEST_F(ProfileRewriter, ATextInNoKnownSetWithTheBytesOfANameGoes) {
+    const std::string yamada = "\x8E\x52\x93\x63"; // Shift JIS, as many write it under no set at all
+    const std::string chest = "\x8B\xB9\x95\x94 CT";
+    for (const char* set : {"", "ISO_IR 100", "ISO_IR 144"}) {
+        DcmDataset& dataset = rewrite(
+            [&](DcmDataset& original) {
+                put(original, {{DCM_SpecificCharacterSet, set},
+                               {DCM_PatientName, (yamada + "^\x91\xBE\x98\x59").c_str()},
+                               {DCM_StudyDescription, ("CT " + yamada + "\x97\x6C").c_str()},
+                               {DCM_SeriesDescription, chest.c_str()},
+                               {DCM_ProtocolName, "Thorax"}});
+            },
+            with({ProfileOption::Descriptors}));
+        EXPECT_EQ(textOf(dataset, DCM_StudyDescription), "[removed]") << set;
+        EXPECT_EQ(textOf(dataset, DCM_SeriesDescription), chest) << set << ": nobody's name";
+        EXPECT_EQ(textOf(dataset, DCM_ProtocolName), "Thorax") << set;
+        EXPECT_THAT(bytes, Not(HasSubstr(yamada))) << set;
+        EXPECT_THAT(result.leaks, Not(testing::Contains(HasSubstr("bytes of the file")))) << set;
+    }
+}
+
+TEST_F(ProfileRewriter, ATextInItsOwnSetLosesNoMoreThanTheName) {
+    DcmDataset& dataset = rewrite(
+        [](DcmDataset& original) {
+            put(original, {{DCM_SpecificCharacterSet, "ISO_IR 144"},
+                           {DCM_PatientName, "\xBF\xD5\xE2\xE0\xDE\xD2^\xB8\xD2\xD0\xDD"},
+                           {DCM_StudyDescription, "CT \xBF\xD5\xE2\xE0\xDE\xD2 X"},
+                           {DCM_SeriesDescription, "\xB8\xD2\xD0\xDD\xD0 CT"}});
+        },
+        with({ProfileOption::Descriptors}));
+    EXPECT_EQ(textOf(dataset, DCM_StudyDescription), "CT [removed] X");
+    EXPECT_EQ(textOf(dataset, DCM_SeriesDescription), "\xB8\xD2\xD0\xDD\xD0 CT") << "another word";
+    EXPECT_THAT(result.leaks, Not(testing::Contains(HasSubstr("bytes of the file"))));
+}
