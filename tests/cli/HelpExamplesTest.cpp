@@ -73,10 +73,8 @@ ImageFile ctSlice(int number, const Attributes& more = {}) {
 void writeFiles(const TemporaryFolder& folder) {
     const std::string ct = writeImageFile(folder.file("ct.dcm"), ctSlice(1));
     writeImageFile(folder.file("other.dcm"), ctSlice(2, {{DCM_PatientName, "Roe^Rick"}}));
-    ImageFile cine{.rows = 4, .columns = 4, .samples = 3, .bitsAllocated = 8, .bitsStored = 8, .photometric = "RGB"};
-    cine.frames = "12";
-    cine.planarConfiguration = 0;
-    cine.words = std::vector<Uint16>(4 * 4 * 3 * 12 / 2, 0x0102);
+    ImageFile cine{.rows = 4, .columns = 4, .bitsAllocated = 8, .bitsStored = 8, .frames = "12"};
+    cine.words = std::vector<Uint16>(4 * 4 * 12 / 2, 0x0102);
     writeImageFile(folder.file("cine.dcm"), cine);
     const std::string whole = readFile(ct);
     folder.write("broken.dcm", whole.substr(0, whole.size() - 3000));

@@ -60,10 +60,27 @@ def without_comments(fragment):
     return bytes(stream)
 
 
+def without_boxes(fragment):
+    """The same of a JP2 file around a codestream: its other boxes, but those that say what the picture is, are zero."""
+    if fragment[:8] != b"\0\0\0\x0cjP  ":
+        return without_comments(fragment)
+    stream, at = b"", 0
+    while at + 8 <= len(fragment):
+        size, kind = int.from_bytes(fragment[at:at + 4], "big") or len(fragment) - at, fragment[at + 4:at + 8]
+        assert 8 <= size <= len(fragment) - at
+        content = fragment[at + 8:at + size]
+        if kind == b"jp2c":
+            content = without_comments(content)
+        elif kind not in (b"jP  ", b"ftyp", b"jp2h"):
+            content = bytes(len(content))
+        stream, at = stream + fragment[at:at + 8] + content, at + size
+    return stream + bytes(len(fragment) - at)
+
+
 def pixels_of(dataset):
     """Bytes of the pixels by keyword; of compressed ones each fragment, without the comments that have to go."""
     elements = {keyword: dataset[keyword] for keyword in PIXELS if keyword in dataset}
-    return {keyword: [without_comments(one) for one in fragments_of(element.value)] if element.is_undefined_length else element.value
+    return {keyword: [without_boxes(one) for one in fragments_of(element.value)] if element.is_undefined_length else element.value
             for keyword, element in elements.items()}
 
 

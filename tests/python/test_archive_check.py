@@ -81,7 +81,7 @@ def archive(tmp_path, samples):
     put(root / "notes.txt", b"nothing of interest")
     shutil.copy(os.path.join(samples, "test-SR.dcm"), root / "report.dcm")
     with open(os.path.join(samples, "JPEG2000.dcm"), "rb") as file:
-        put(root / "part2.dcm", file.read().replace(b"1.2.840.10008.1.2.4.90", b"1.2.840.10008.1.2.4.92"))
+        put(root / "part2.dcm", file.read().replace(b"1.2.840.10008.1.2.4.91", b"1.2.840.10008.1.2.4.93"))
     return root
 
 

@@ -141,7 +141,7 @@ def test_all_that_is_public_is_on_the_page():
 
 def test_every_page_that_the_page_links_is_known():
     links = re.findall(r"\]\(([\w/.-]+)\)", PAGE.read_text(encoding="utf-8"))
-    known = {"archives.md", "deidentification.md", "functions.md", "pictures/python-volume.png", "view.md", "volumes.md",
+    known = {"archives.md", "deidentification.md", "formats.md", "functions.md", "pictures/python-volume.png", "view.md", "volumes.md",
              "writing-files.md"}
     assert set(links) == known
 
