@@ -196,7 +196,7 @@ void IdentifierIndex::addDate(std::uint32_t number) {
 /// The node after the characters between two words: the same one when nobody minds them, `kNone` when none follows.
 WordTree::Node IdentifierIndex::nextAfterGap(Spacing spacing, WordTree::Node node, std::string_view gap) const {
     constexpr std::size_t kLongestGap = 3;
-    const bool isMiddleDot = gap == "\u00B7" || gap == "\u30FB"; // between the parts of a name, as in Japanese
+    const bool isMiddleDot = gap == "\u30FB"; // between the parts of a name in Japanese
     switch (spacing) {
     case Code: return isCodeGap(gap) ? node : mTree.next(node, mTree.symbolOf(gap));
     case Name: return isMiddleDot || isMadeOf(gap, " ,.-_^=/'", kLongestGap) ? node : WordTree::kNone;

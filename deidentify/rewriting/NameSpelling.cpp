@@ -14,9 +14,9 @@ namespace radvex::deidentify {
 
 namespace {
 
-constexpr char kEscape = 0x1B;
-constexpr std::size_t kShortest = 4; ///< bytes that are in few texts by chance
-constexpr std::size_t kLongest = 128;
+constexpr char kSetEscape = 0x1B;
+constexpr std::size_t kShortestPart = 4; ///< bytes that are in few texts by chance
+constexpr std::size_t kLongestPart = 128;
 constexpr std::string_view kWideSpace = "!!"; ///< of two-byte characters in bytes of ASCII
 
 struct Part {
@@ -65,7 +65,7 @@ class Parts {
 
   private:
     void step() {
-        if (mRest.front() == kEscape) {
+        if (mRest.front() == kSetEscape) {
             finish();
             takeEscape();
             return;
@@ -191,8 +191,8 @@ class Learning {
     }
 
     void add(const std::string& bytes, bool isUnspaced) {
-        if (bytes.size() >= kShortest) {
-            mIdentifiers.add(NameBytes{mKind, bytes.substr(0, kLongest), isUnspaced});
+        if (bytes.size() >= kShortestPart) {
+            mIdentifiers.add(NameBytes{mKind, bytes.substr(0, kLongestPart), isUnspaced});
         }
     }
 
