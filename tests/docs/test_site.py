@@ -110,7 +110,8 @@ def test_a_link_to_another_file_of_the_tree_becomes_its_path(tmp_path):
 def copy_of_the_pages(folder):
     """What the site is made of, in a folder of its own."""
     root = folder / "tree"
-    for path in [*PAGES, ROOT / "mkdocs.yml", *(ROOT / "scripts" / "site").iterdir(), *(ROOT / "docs" / "pictures").iterdir()]:
+    parts = [ROOT / "scripts" / "site", ROOT / "docs" / "pictures", *(ROOT / "examples").iterdir()]
+    for path in [*PAGES, ROOT / "mkdocs.yml", *(path for part in parts if part.is_dir() for path in part.iterdir())]:
         if path.is_file():
             copy = root / path.relative_to(ROOT)
             copy.parent.mkdir(parents=True, exist_ok=True)
