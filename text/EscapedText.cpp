@@ -72,7 +72,7 @@ class EscapedText {
     }
 
     void flush() {
-        if (mWaiting.empty() || mIsRefused) {
+        if (mSet == nullptr || mWaiting.empty() || mIsRefused) {
             return;
         }
         if (const auto text = decoded(*mSet, mWaiting, mConverters)) {

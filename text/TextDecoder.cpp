@@ -63,14 +63,14 @@ TextDecoder::Reading& TextDecoder::readingOf(const std::string& characterSet) {
     if (known != mReadings.end()) {
         return known->second;
     }
-    Reading reading{std::make_unique<DcmSpecificCharacterSet>(), declaredSets(characterSet)};
+    auto dcmtk = std::make_unique<DcmSpecificCharacterSet>();
     const OFString name(characterSet.data(), characterSet.size());
-    const OFCondition selected = reading.dcmtk->selectCharacterSet(name, "ISO_IR 192");
+    const OFCondition selected = dcmtk->selectCharacterSet(name, "ISO_IR 192");
     if (selected.bad()) {
         requireMemory(selected);
-        reading.dcmtk.reset();
+        dcmtk.reset();
     }
-    return mReadings.emplace(characterSet, std::move(reading)).first->second;
+    return mReadings.emplace(characterSet, Reading{std::move(dcmtk), declaredSets(characterSet)}).first->second;
 }
 
 bool TextDecoder::isKnown(const std::string& characterSet) {

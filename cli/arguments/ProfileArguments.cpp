@@ -21,6 +21,7 @@ constexpr std::array kMayBeCleaned{deidentify::ProfileOption::Descriptors, deide
 template <typename Options>
 std::vector<std::string> wordsFor(const Options& options) {
     std::vector<std::string> words;
+    words.reserve(std::size(options));
     for (const deidentify::ProfileOption option : options) {
         words.emplace_back(deidentify::namesOf(option).word);
     }

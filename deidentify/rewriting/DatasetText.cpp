@@ -40,7 +40,7 @@ bool hasUnusedControls(std::string_view utf8) {
 std::string characterSetAt(DcmElement& element) {
     for (DcmObject* object = element.getParent(); object != nullptr; object = object->getParent()) {
         auto* item = dynamic_cast<DcmItem*>(object);
-        const std::string own = item == nullptr ? "" : characterSetOf(*item, "");
+        std::string own = item == nullptr ? "" : characterSetOf(*item, "");
         if (!own.empty()) {
             return own;
         }

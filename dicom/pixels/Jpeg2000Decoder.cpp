@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <limits>
 #include <new>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -33,10 +34,16 @@ OFCondition outOfMemory() {
     return {condition};
 }
 
-OFCondition failure(const std::string& reason) {
-    const OFCondition condition(OFM_dcmjp2k, kJpeg2000Failed, OF_error, reason.c_str());
-    return condition.text() == nullptr ? outOfMemory() : condition;
-}
+/// Why frames are not decoded. DCMTK, whose code exceptions must not pass, gets it as a condition.
+class Undecodable : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+
+    OFCondition condition() const {
+        OFCondition condition(OFM_dcmjp2k, kJpeg2000Failed, OF_error, what());
+        return condition.text() == nullptr ? outOfMemory() : condition;
+    }
+};
 
 /// What the attributes of an item say of its pixels, before they are decoded.
 struct Stated {
@@ -103,6 +110,8 @@ std::string decodedModel(const std::string& model) {
     return model == "YBR_FULL_422" || model == "YBR_PARTIAL_422" ? "YBR_FULL" : model;
 }
 
+OFString toOf(const std::string& text) { return {text.data(), text.size()}; }
+
 /// Decodes the frames of an item, one after the other.
 class FrameDecoder {
   public:
@@ -110,24 +119,24 @@ class FrameDecoder {
         : mStated(stated), mFrames(fragmentsOfFrames(item, fragments, stated.frames)) {}
 
     /// Reads the headers of all frames.
-    OFCondition prepare() {
+    /// @throws Undecodable
+    void prepare() {
         if (mFrames.size() != mStated.frames) {
-            return failure("its frames cannot be told apart");
+            throw Undecodable("its frames cannot be told apart");
         }
         std::vector<Uint8> joined;
         for (const FrameFragments& frame : mFrames) {
             const Jpeg2000Codestream codestream(bytesOfFrame(frame, joined));
             if (!codestream.problem().empty()) {
-                return failure(codestream.problem());
+                throw Undecodable(codestream.problem());
             }
             const int precision = codestream.precision();
             if (mPrecision != 0 && (precision != mPrecision || codestream.isSigned() != mIsSigned)) {
-                return failure("its frames have different kinds of samples");
+                throw Undecodable("its frames have different kinds of samples");
             }
             mPrecision = precision;
             mIsSigned = codestream.isSigned();
         }
-        return EC_Normal;
     }
 
     int precision() const { return mPrecision; }
@@ -138,22 +147,25 @@ class FrameDecoder {
     std::size_t frameSize() const { return mStated.samplesOfFrame() * bytesPerSample(); }
 
     /// @param into  has room for a frame
-    OFCondition decode(std::size_t frame, void* into) {
+    /// @throws Undecodable, std::bad_alloc
+    void decode(std::size_t frame, void* into) {
         const Jpeg2000Codestream codestream(bytesOfFrame(mFrames[frame], mJoined));
         const Jpeg2000Picture picture(codestream.bytes());
         if (!picture.problem().empty()) {
-            return picture.hasRunOutOfMemory() ? outOfMemory()
-                                               : failure("OpenJPEG cannot decode its frame " +
-                                                         std::to_string(frame + 1) + ": " + picture.problem());
+            if (picture.hasRunOutOfMemory()) {
+                throw std::bad_alloc();
+            }
+            throw Undecodable("OpenJPEG cannot decode its frame " + std::to_string(frame + 1) + ": " +
+                              picture.problem());
         }
         for (std::size_t component = 0; component < mStated.samplesPerPixel; ++component) {
             const auto samples = picture.samples(component, mStated.columns, mStated.rows);
             if (samples.empty() || picture.components() != mStated.samplesPerPixel) {
-                return failure("its JPEG 2000 codestream has another size than the image");
+                throw Undecodable("its JPEG 2000 codestream has another size than the image");
             }
             if (isAmbiguous(samples)) {
-                return failure("its samples are " + std::string(mIsSigned ? "signed" : "unsigned") +
-                               " in the codestream, and not in the attributes");
+                throw Undecodable("its samples are " + std::string(mIsSigned ? "signed" : "unsigned") +
+                                  " in the codestream, and not in the attributes");
             }
             mNeedsMoreBits = mNeedsMoreBits || exceedsStatedBits(samples);
             if (bytesPerSample() == 1) {
@@ -162,7 +174,6 @@ class FrameDecoder {
                 put(samples, component, static_cast<Uint16*>(into));
             }
         }
-        return EC_Normal;
     }
 
   private:
@@ -256,12 +267,10 @@ class Jpeg2000Decoder : public DcmCodec {
             return done;
         }
         FrameDecoder decoder(*item, *fragments, stated);
-        if (const OFCondition done = decoder.prepare(); done.bad()) {
-            return done;
-        }
+        decoder.prepare();
         const std::size_t size = decoder.frameSize() * stated.frames;
         if (size > std::numeric_limits<Uint32>::max() - 1) {
-            return failure("its pixels are more than 4 GiB");
+            throw Undecodable("its pixels are more than 4 GiB");
         }
         Uint16* words = nullptr;
         if (const OFCondition done = pixels.createUint16Array(static_cast<Uint32>((size + 1) / 2), words); done.bad()) {
@@ -270,14 +279,14 @@ class Jpeg2000Decoder : public DcmCodec {
         auto* bytes = reinterpret_cast<Uint8*>(words);
         bytes[size - 1 + size % 2] = 0; // the padding, where there is one
         for (std::size_t frame = 0; frame < stated.frames; ++frame) {
-            if (const OFCondition done = decoder.decode(frame, bytes + frame * decoder.frameSize()); done.bad()) {
-                return done;
-            }
+            decoder.decode(frame, bytes + frame * decoder.frameSize());
         }
         if (decoder.bytesPerSample() == 1) { // bytes in words
             (void)swapIfNecessary(gLocalByteOrder, EBO_LittleEndian, words, static_cast<Uint32>(size + size % 2), 2);
         }
         return putAttributes(*item, stated, decoder, mSyntax == EXS_JPEG2000);
+    } catch (const Undecodable& problem) {
+        return problem.condition();
     } catch (const std::bad_alloc&) {
         return outOfMemory();
     }
@@ -293,15 +302,16 @@ class Jpeg2000Decoder : public DcmCodec {
             return done;
         }
         FrameDecoder decoder(*item, *fragments, stated);
-        if (const OFCondition done = decoder.prepare(); done.bad()) {
-            return done;
-        }
+        decoder.prepare();
         if (frame >= stated.frames || decoder.frameSize() > size) {
             return EC_IllegalCall;
         }
         ++startFragment; // of no use here: frames are found by their number
-        colourModel = decodedModel(stated.colourModel).c_str();
-        return decoder.decode(frame, buffer);
+        colourModel = toOf(decodedModel(stated.colourModel));
+        decoder.decode(frame, buffer);
+        return EC_Normal;
+    } catch (const Undecodable& problem) {
+        return problem.condition();
     } catch (const std::bad_alloc&) {
         return outOfMemory();
     }
@@ -313,7 +323,7 @@ class Jpeg2000Decoder : public DcmCodec {
         if (item == nullptr || item->findAndGetOFString(DCM_PhotometricInterpretation, model).bad()) {
             return EC_MissingAttribute;
         }
-        colourModel = decodedModel(model.c_str()).c_str();
+        colourModel = toOf(decodedModel({model.data(), model.size()}));
         return EC_Normal;
     }
 

@@ -89,6 +89,7 @@ Compression parseCompression(const std::string& label, const std::string& text) 
 
 std::vector<std::string> compressionNames() {
     std::vector<std::string> names;
+    names.reserve(std::size(kMethods));
     for (const Method& method : kMethods) {
         names.emplace_back(method.name);
     }

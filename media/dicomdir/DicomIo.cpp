@@ -64,7 +64,7 @@ void require(const std::optional<LoadFailure>& failure, const std::string& path)
 std::string statedHtj2k(DcmFileFormat& file) {
     OFString stated;
     (void)file.getMetaInfo()->findAndGetOFString(DCM_TransferSyntaxUID, stated);
-    const std::string uid(stated.c_str());
+    const std::string uid(stated.data(), stated.size());
     return isHtj2k(uid) && transferSyntaxOf(uid) == file.getDataset()->getCurrentXfer() ? uid : "";
 }
 
