@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <iostream>
+#include <map>
 
 #include "cli/Commands.h"
 #include "cli/arguments/Files.h"
@@ -83,8 +84,28 @@ Request parse(const WriteOptions& options) {
     return request;
 }
 
+/// Refuses what the library would write as it is given, and the file could not be read, or not rightly.
+void checkTag(const Assignment& tag, const Image& image, formats::Dictionary& dictionary) {
+    if (dictionary.isFileMetaInformation(tag.keyword)) {
+        throw FileError(tag.label + ": the library alone writes the file's meta information.");
+    }
+    if (dictionary.isPrivate(tag.keyword)) { // the library would write it without the creator that gives it its meaning
+        throw FileError(tag.label + ": only standard attributes can be written, and this one is private.");
+    }
+    const VelmoraImage& info = image.info();
+    const std::map<std::string, std::string> determined{
+        {"NumberOfFrames", info.rank == 3 ? std::to_string(info.slices) : "1"},
+        {"PlanarConfiguration", "0"}, // the samples of a pixel lie together
+    };
+    const auto found = determined.find(tag.keyword);
+    if (found != determined.end() && found->second != tag.value) {
+        throw FileError(tag.label + ": the pictures determine this attribute, and it is " + found->second +
+                        " for them; leave it out.");
+    }
+}
+
 /// The attributes of the new file. An attribute of --tag replaces an equal one of --meta.
-formats::Attributes readAttributes(const WriteOptions& options, const Request& request,
+formats::Attributes readAttributes(const WriteOptions& options, const Request& request, const Image& image,
                                    formats::Dictionary& dictionary) {
     formats::Attributes attributes;
     if (!options.metadata.empty()) {
@@ -93,9 +114,7 @@ formats::Attributes readAttributes(const WriteOptions& options, const Request& r
         std::ranges::for_each(input.remarks, printError);
     }
     for (const Assignment& tag : request.tags) {
-        if (dictionary.isFileMetaInformation(tag.keyword)) {
-            throw FileError(tag.label + ": the library alone writes the file's meta information.");
-        }
+        checkTag(tag, image, dictionary);
         std::erase_if(attributes, [&](const formats::Attribute& each) { return each.keyword == tag.keyword; });
         attributes.push_back({.keyword = tag.keyword, .source = tag.label, .value = tag.value});
     }
@@ -192,7 +211,7 @@ void run(Session& session, const WriteOptions& options) {
     Store overlays = readOverlays(options.overlays);
     velmora::Host& host = session.host();
     formats::Dictionary dictionary(host);
-    formats::Attributes attributes = readAttributes(options, request, dictionary);
+    formats::Attributes attributes = readAttributes(options, request, image, dictionary);
     encodeTexts(attributes, request, dictionary);
     if (!setDefaults(session, request)) {
         return;

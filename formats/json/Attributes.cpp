@@ -8,6 +8,7 @@
 #include "files/Errors.h"
 #include "formats/json/Base64.h"
 #include "formats/json/DicomJsonInput.h"
+#include "formats/json/LeftOut.h"
 #include "formats/json/LosslessJson.h"
 #include "formats/json/Text.h"
 #include "host/Host.h"
@@ -101,25 +102,32 @@ std::string textOfBytes(const Json& value, const std::string& source) {
 /// Turns the members of objects into attributes.
 class Converter {
   public:
-    explicit Converter(Dictionary& dictionary) : mDictionary(dictionary) {}
+    Converter(Dictionary& dictionary, LeftOut& leftOut) : mDictionary(dictionary), mLeftOut(leftOut) {}
 
     /// @param source  of the object, up to the keyword: "meta.json: at "
     Attributes convert(const Json& object, const std::string& source, int level) {
         Attributes attributes;
         for (const auto& member : object.items()) {
-            attributes.push_back(convertMember(member.key(), member.value(), source + printable(member.key()), level));
+            const std::string& key = member.key();
+            const std::string memberSource = source + printable(key);
+            if (key.find('\0') != std::string::npos) {
+                fail(memberSource, "a keyword cannot contain a zero character.");
+            }
+            if (!mLeftOut.holds(isKeyword(key) ? key : "", printable(key), level)) {
+                attributes.push_back(convertMember(key, member.value(), memberSource, level));
+            }
         }
         return attributes;
     }
 
   private:
+    /// Attributes without one appear as numbers, gggg_eeee, and those whose name occurred before as Name#2.
+    static bool isKeyword(const std::string& key) {
+        const bool isNumber = key.size() == 9 && key[4] == '_';
+        return !isNumber && key.find('#') == std::string::npos;
+    }
+
     Attribute convertMember(const std::string& keyword, const Json& value, const std::string& source, int level) {
-        if (keyword.find('\0') != std::string::npos) {
-            fail(source, "a keyword cannot contain a zero character.");
-        }
-        if (mDictionary.isFileMetaInformation(keyword)) {
-            fail(source, "the library alone writes the file's meta information.");
-        }
         Attribute attribute{.keyword = keyword, .source = source};
         attribute.isBytes = isBytes(value) || (value.is_array() && std::ranges::any_of(value, isBytes));
         if (value.is_array() && isSequence(keyword, value)) {
@@ -198,6 +206,7 @@ class Converter {
     }
 
     Dictionary& mDictionary;
+    LeftOut& mLeftOut;
 };
 
 } // namespace
@@ -239,39 +248,24 @@ bool hasWideText(const Attributes& attributes) {
     return findIf(attributes, isWide) != nullptr;
 }
 
-namespace {
-
-AttributesInput fromDicomJson(const std::string& name, const Json& json, Dictionary& dictionary) {
-    DicomJsonInput input =
-        attributesFromDicomJson(name, json, [&](const std::string& tag) { return dictionary.keywordOf(tag); });
-    AttributesInput attributes{.attributes = std::move(input.attributes)};
-    for (const auto& [reason, keywords] : input.leftOut) {
-        constexpr std::size_t kMostNamed = 24;
-        std::string list;
-        for (std::size_t index = 0; index < std::min(keywords.size(), kMostNamed); ++index) {
-            list.append(index == 0 ? "" : ", ").append(keywords[index]);
-        }
-        if (keywords.size() > kMostNamed) {
-            list.append(" and ").append(std::to_string(keywords.size() - kMostNamed)).append(" more");
-        }
-        attributes.remarks.push_back(
-            std::string(name).append(": left out, because ").append(reason).append(": ").append(list).append("."));
-    }
-    return attributes;
-}
-
-} // namespace
-
 AttributesInput attributesFromJson(const std::string& name, const std::string& text, Dictionary& dictionary) {
     const Json json = parse(name, text);
+    LeftOut leftOut(dictionary);
+    AttributesInput input;
     if (isDicomJson(json)) {
-        return fromDicomJson(name, json, dictionary);
-    }
-    if (!json.is_object()) {
+        input.attributes = attributesFromDicomJson(name, json, dictionary, leftOut);
+    } else if (json.is_object()) {
+        input.attributes = Converter(dictionary, leftOut).convert(json, name + ": at ", 0);
+    } else {
         fail(name, "an object of keywords and values is expected, as 'radvex tags --json' or 'radvex tags "
                    "--dicom-json' prints it.");
     }
-    return {.attributes = Converter(dictionary).convert(json, name + ": at ", 0)};
+    input.remarks = leftOut.remarks(name);
+    if (json.is_object() && json.contains("PrivateCreator")) {
+        input.remarks.push_back(name + ": a private attribute may be called as a standard one is, and would be written "
+                                       "as that; 'radvex tags --dicom-json' tells them apart.");
+    }
+    return input;
 }
 
 } // namespace radvex::formats

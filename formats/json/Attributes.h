@@ -25,7 +25,7 @@ struct Attribute {
 /// The attributes as the library takes them: texts, and stores of stores for sequences.
 velmora::Store toStore(const Attributes& attributes);
 
-/// Attributes that were read, and sentences about what was left out.
+/// Attributes that were read, and sentences about what was left out, see LeftOut.
 struct AttributesInput {
     Attributes attributes{};
     std::vector<std::string> remarks{};
@@ -36,8 +36,7 @@ struct AttributesInput {
 /// numbers, which become texts; lists of these, which become several values; lists of objects, which become sequences.
 /// Numbers of a byte or word attribute (OB, OW) become its hexadecimal text.
 /// @param name  the file, for the source of each attribute
-/// @throws FileError  not JSON, or not of that form, or file meta information, which only the library writes; the
-///                    sentence names the source
+/// @throws FileError  not JSON, or not of that form; the sentence names the source
 AttributesInput attributesFromJson(const std::string& name, const std::string& text, Dictionary& dictionary);
 
 /// The attribute because of which the library refused the metadata; null for an error of another kind.

@@ -18,9 +18,6 @@ namespace {
 /// The library refuses deeper nesting as well.
 constexpr int kMostModelLevels = 100;
 
-constexpr const char* kPicture = "the pictures determine them";
-constexpr const char* kUnknown = "only attributes of the dictionary can be written";
-
 [[noreturn]] void refuseModel(const std::string& source, const std::string& sentence) {
     throw FileError(source + ": " + sentence);
 }
@@ -35,33 +32,6 @@ bool isTag(const std::string& key) {
 bool isModel(const Json& json) {
     return json.is_object() && !json.empty() &&
            std::ranges::all_of(json.items(), [](const auto& member) { return isTag(member.key()); });
-}
-
-/// What the library makes from the pictures, and refuses to take from anywhere else.
-bool comesFromPictures(const std::string& keyword) {
-    static constexpr std::array<std::string_view, 22> kKeywords{"SOPClassUID",
-                                                                "SOPInstanceUID",
-                                                                "StudyInstanceUID",
-                                                                "SeriesInstanceUID",
-                                                                "ConversionType",
-                                                                "SamplesPerPixel",
-                                                                "PhotometricInterpretation",
-                                                                "PlanarConfiguration",
-                                                                "Rows",
-                                                                "Columns",
-                                                                "BitsAllocated",
-                                                                "BitsStored",
-                                                                "HighBit",
-                                                                "PixelRepresentation",
-                                                                "PixelData",
-                                                                "FloatPixelData",
-                                                                "DoubleFloatPixelData",
-                                                                "OverlayRows",
-                                                                "OverlayColumns",
-                                                                "OverlayBitsAllocated",
-                                                                "OverlayBitPosition",
-                                                                "OverlayData"};
-    return std::ranges::find(kKeywords, keyword) != kKeywords.end();
 }
 
 std::vector<std::byte> bytesOf(const Json& text, const std::string& source) {
@@ -181,8 +151,7 @@ std::string tagText(const std::string& digits, const std::string& source) {
 
 class ModelConverter {
   public:
-    explicit ModelConverter(const std::function<std::string(const std::string& tag)>& keywordOf)
-        : mKeywordOf(keywordOf) {}
+    ModelConverter(Dictionary& dictionary, LeftOut& leftOut) : mDictionary(dictionary), mLeftOut(leftOut) {}
 
     Attributes convert(const Json& object, const std::string& source, int level) {
         Attributes attributes;
@@ -191,34 +160,25 @@ class ModelConverter {
             if (!isTag(member.key()) || !member.value().is_object()) {
                 refuseModel(memberSource, "a tag of eight hexadecimal digits with an object is expected.");
             }
-            if (isWritten(member.key())) {
+            if (isWritten(member.key(), level)) {
                 attributes.push_back(convertMember(member.key(), member.value(), memberSource, level));
             }
         }
         return attributes;
     }
 
-    std::map<std::string, std::vector<std::string>> takeLeftOut() { return std::move(mLeftOut); }
-
   private:
-    bool isWritten(const std::string& tag) {
-        const std::string keyword = mKeywordOf(tag);
+    bool isWritten(const std::string& tag, int level) {
+        const std::string& keyword = mDictionary.keywordOf(tag);
         if (tag.starts_with("0002") || keyword == "SpecificCharacterSet" || tag.ends_with("0000")) {
             return false; // the writer knows them better
         }
-        const char* const reason = keyword.empty() ? kUnknown : comesFromPictures(keyword) ? kPicture : nullptr;
-        if (reason != nullptr) {
-            std::vector<std::string>& list = mLeftOut[reason];
-            const std::string shown = keyword.empty() ? tag : keyword;
-            if (std::ranges::find(list, shown) == list.end()) {
-                list.push_back(shown);
-            }
-        }
-        return reason == nullptr;
+        return !mLeftOut.holds(keyword, keyword.empty() ? tag : keyword, level);
     }
 
     Attribute convertMember(const std::string& tag, const Json& member, const std::string& source, int level) {
-        Attribute attribute{.keyword = mKeywordOf(tag), .source = source + " (" + mKeywordOf(tag) + ")"};
+        const std::string& keyword = mDictionary.keywordOf(tag);
+        Attribute attribute{.keyword = keyword, .source = source + " (" + keyword + ")"};
         const std::string& label = attribute.source;
         if (!member.contains("vr") || !member["vr"].is_string()) {
             refuseModel(label, "the value representation (vr) is missing.");
@@ -280,8 +240,8 @@ class ModelConverter {
         return items;
     }
 
-    const std::function<std::string(const std::string& tag)>& mKeywordOf;
-    std::map<std::string, std::vector<std::string>> mLeftOut{};
+    Dictionary& mDictionary;
+    LeftOut& mLeftOut;
 };
 
 } // namespace
@@ -290,13 +250,9 @@ bool isDicomJson(const Json& json) {
     return isModel(json) || (json.is_array() && json.size() == 1 && isModel(json.front()));
 }
 
-DicomJsonInput attributesFromDicomJson(const std::string& name, const Json& json,
-                                       const std::function<std::string(const std::string& tag)>& keywordOf) {
-    ModelConverter converter(keywordOf);
-    DicomJsonInput input;
-    input.attributes = converter.convert(json.is_array() ? json.front() : json, name + ": at ", 0);
-    input.leftOut = converter.takeLeftOut();
-    return input;
+Attributes attributesFromDicomJson(const std::string& name, const Json& json, Dictionary& dictionary,
+                                   LeftOut& leftOut) {
+    return ModelConverter(dictionary, leftOut).convert(json.is_array() ? json.front() : json, name + ": at ", 0);
 }
 
 } // namespace radvex::formats

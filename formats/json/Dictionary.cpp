@@ -39,8 +39,16 @@ const std::string& Dictionary::keywordOf(const std::string& tag) {
         .first->second;
 }
 
-bool Dictionary::isFileMetaInformation(const std::string& keyword) {
-    return vrOf(keyword) != "UN" && tagOf(keyword).group == 2;
+bool Dictionary::isFileMetaInformation(const std::string& keyword) { return groupOf(keyword) == 2; }
+
+bool Dictionary::isPrivate(const std::string& keyword) { return groupOf(keyword) % 2 == 1; }
+
+std::uint16_t Dictionary::groupOf(const std::string& keyword) {
+    try {
+        return tagOf(keyword).group;
+    } catch (const velmora::LibraryError&) {
+        return 0;
+    }
 }
 
 } // namespace radvex::formats

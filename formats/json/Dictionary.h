@@ -26,7 +26,13 @@ class Dictionary {
     /// Whether the attribute belongs to the file meta information.
     bool isFileMetaInformation(const std::string& keyword);
 
+    /// Whether the keyword is that of a private attribute: the dictionary has names for those of some makers.
+    bool isPrivate(const std::string& keyword);
+
   private:
+    /// 0 for what is no keyword.
+    std::uint16_t groupOf(const std::string& keyword);
+
     velmora::Host& mHost;
     std::unordered_map<std::string, std::string> mVrs{};
     std::unordered_map<std::string, std::string> mKeywords{};

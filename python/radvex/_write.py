@@ -43,8 +43,8 @@ def write(
     array: [row][column] or [frame][row][column], with [3] (red, green, blue) behind for colour; bool, uint8, uint16,
         float32 or float64
     tags: keyword, "gggg,eeee" or (gggg, eeee) -> value: text, numbers, dates, a list of several, or a list of dicts
-        for a sequence. Unknown keywords and values that no number can be read from are errors; lengths of texts
-        are not checked. Text beyond ASCII is written in the SpecificCharacterSet that is given, if it fits, also that of
+        for a sequence. Errors are unknown keywords, private attributes, what the array determines, file meta
+        information, and values that no number can be read from; lengths of texts are not checked. Text beyond ASCII is written in the SpecificCharacterSet that is given, if it fits, also that of
         an item; otherwise the whole file becomes UTF-8.
     compress: "Uncompressed", "JPEGLossless", "JPEGLosslessNonhierarchical", "JPEGLossy8bit", "JPEGLossy12bit",
         "JPEG-LSLossless", "JPEG-LSLossy" or "RLE", some with numbers: "JPEGLossy8bit:90"
@@ -71,6 +71,7 @@ def write(
     if is_colour and (image.ndim < 3 or image.shape[-1] != 3):
         raise UsageError(f"Colour has three samples a pixel in the last axis; this array is {image.shape}.")
     attributes = _texts_of(tags or {})
+    _check_determined(attributes, image.shape[0] if image.ndim - is_colour == 3 else 1)
     planes: List[npt.NDArray[Any]] = []
     properties: Dict[str, Dict[str, str]] = {}
     for number, overlay in enumerate(overlays, start=1):
@@ -101,8 +102,31 @@ def _keyword(tag: Tag) -> str:
     return keyword if keyword.isalnum() else digits  # for the sentence of the library that there is none
 
 
+def _check_determined(attributes: Mapping[str, Any], frames: int) -> None:
+    """The library would write these as given, and the file could not be read, or not rightly."""
+    for keyword, determined in (("NumberOfFrames", frames), ("PlanarConfiguration", 0)):
+        if attributes.get(keyword, str(determined)) != str(determined):
+            raise UsageError(f"{keyword} is {determined} for this array, whatever tags say; leave it out.")
+
+
+def _check_group(keyword: str) -> None:
+    try:
+        group = int(call("GetGroupElemNumbers", keyword)[0])
+    except LibraryError:
+        return  # no keyword, which the library says when it writes
+    if group == 2:
+        raise UsageError(f"{keyword}: the library alone writes the file's meta information.")
+    if group % 2 == 1:  # the library would write it without the creator that gives it its meaning
+        raise UsageError(f"{keyword}: only standard attributes can be written, and this one is private.")
+
+
 def _texts_of(tags: Mapping[Tag, Any]) -> Dict[str, Any]:
-    return {keyword: _text_of(keyword, value) for keyword, value in ((_keyword(tag), tags[tag]) for tag in tags)}
+    texts = {}
+    for tag, value in tags.items():
+        keyword = _keyword(tag)
+        _check_group(keyword)
+        texts[keyword] = _text_of(keyword, value)
+    return texts
 
 
 def _text_of(keyword: str, value: Any) -> Any:

@@ -180,8 +180,10 @@ TEST_F(DicomJson, WhatThePicturesDetermineIsLeftOutAndNamed) {
                                          "00291001":{"vr":"LO","Value":["x"]},"7FE00010":{"vr":"OW","BulkDataURI":"u"}})");
     EXPECT_EQ(done.status, 0);
     const std::string meta = "radvex: " + folder.file("meta.json");
-    EXPECT_EQ(done.errors, meta + ": left out, because only attributes of the dictionary can be written: 00291001.\n" +
-                               meta + ": left out, because the pictures determine them: Rows, PixelData.\n");
+    EXPECT_EQ(
+        done.errors,
+        meta + ": left out, because only standard attributes with a keyword of their own can be written: 00291001.\n" +
+            meta + ": left out, because the pictures determine them: Rows, PixelData.\n");
     Json tags = Json::parse(runRadvex({"tags", "--json", out}).output);
     EXPECT_EQ(tags["Rows"], 1);
     EXPECT_EQ(tags["PatientID"], "P");

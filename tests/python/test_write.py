@@ -118,6 +118,32 @@ def test_arrays_in_another_order_in_memory_are_written_as_they_look(path):
         assert np.array_equal(written(path, array, force=True).pixel_array, array)
 
 
+def test_tags_that_the_array_determines_may_not_contradict_it(path):
+    for array, tags in [
+        (PLACES.astype(np.uint8), {"NumberOfFrames": 3}),
+        (PICTURE.astype(np.uint8), {"NumberOfFrames": 2}),
+        (COLOUR, {"PlanarConfiguration": 1}),
+    ]:
+        with pytest.raises(radvex.UsageError, match="leave it out"):
+            radvex.write(path, array, tags)
+        assert not os.path.exists(path)
+    assert written(path, PLACES.astype(np.uint8), {"NumberOfFrames": 2}).NumberOfFrames == 2
+    assert written(path, PICTURE.astype(np.float32), {"NumberOfFrames": "1"}, force=True).NumberOfFrames == 1
+    assert written(path, COLOUR, {"PlanarConfiguration": 0}, force=True).PlanarConfiguration == 0
+    item = {"ReferencedImageSequence": [{"NumberOfFrames": 9}]}
+    assert written(path, PICTURE.astype(np.uint8), item, force=True).ReferencedImageSequence[0].NumberOfFrames == 9
+
+
+def test_private_attributes_and_meta_information_are_refused(path):
+    for tags in ({"CellNumberAtTheta": 1}, {"ReferencedImageSequence": [{"CellNumberAtTheta": 1}]}):
+        with pytest.raises(radvex.UsageError, match="private"):
+            radvex.write(path, PICTURE.astype(np.uint8), tags)
+    with pytest.raises(radvex.UsageError, match="meta information"):
+        radvex.write(path, PICTURE.astype(np.uint8), {"TransferSyntaxUID": "1.2.840.10008.1.2"})
+    assert not os.path.exists(path)
+    assert written(path, PICTURE.astype(np.uint8), {"TableSpeed": 1}).TableSpeed == 1  # private ones have this name too
+
+
 @pytest.mark.parametrize("dtype", [np.int8, np.int16, np.int32, np.uint32, np.int64, np.float16, complex, object])
 def test_other_types_are_refused(path, dtype):
     with pytest.raises(TypeError, match="uint16"):
