@@ -1,5 +1,6 @@
 #include "files/OutputFile.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <array>
@@ -106,7 +107,14 @@ void writeOutputPath(const Output& output, const std::function<void(const std::s
     }
     requireWritable(output);
     const StagingFolder staging = stagingBeside(path);
-    write(staging.file(kStaged));
+    try {
+        write(staging.file(kStaged));
+    } catch (...) {
+        if (const int reason = whyNotLonger(staging.file(kStaged)); reason != 0) {
+            throw WriteError(path, reason);
+        }
+        throw;
+    }
     try {
         StagingFolder::publish(staging.file(kStaged), path, output.existing == Existing::MayBeReplaced);
     } catch (const WriteError& error) {
@@ -133,6 +141,18 @@ void rehearseOutputPath(const Output& output, const std::function<void(const std
 int whyNotWritable(const std::string& folder) {
     // The point makes the system refuse what is no folder.
     return ::access((folder + "/.").c_str(), W_OK | X_OK) == 0 ? 0 : errno;
+}
+
+int whyNotLonger(const std::string& file) {
+    constexpr off_t kMore = 65536;
+    const int opened = ::open(file.c_str(), O_WRONLY | O_CLOEXEC);
+    if (opened < 0) {
+        return 0; // it was not made, or is not there any more
+    }
+    const off_t size = ::lseek(opened, 0, SEEK_END);
+    const int reason = size < 0 ? 0 : ::posix_fallocate(opened, size, kMore);
+    ::close(opened);
+    return reason == ENOSPC || reason == EDQUOT || reason == EFBIG ? reason : 0;
 }
 
 } // namespace radvex::files

@@ -32,8 +32,8 @@ void writeOutputFile(const Output& output, const std::function<bool(std::FILE*)>
 /// The same with a text. @throws FileError
 void writeOutputText(const Output& output, const std::string& text);
 
-/// The same for a writer that needs a path. If it throws, nothing is left behind. For "-" the complete file is copied
-/// to the standard output.
+/// The same for a writer that needs a path. If it throws, nothing is left behind, and a full disk is told instead. For
+/// "-" the complete file is copied to the standard output.
 /// @param write  receives the path of the file to make, which does not exist yet
 /// @throws FileError
 void writeOutputPath(const Output& output, const std::function<void(const std::string& temporary)>& write);
@@ -46,5 +46,9 @@ void rehearseOutputPath(const Output& output, const std::function<void(const std
 
 /// Whether files can be made in a folder. @return 0, or the system's reason why not
 int whyNotWritable(const std::string& folder);
+
+/// Whether a file that a writer gave up could have become longer: DCMTK does not tell why a write failed.
+/// @return 0, or the system's reason why not
+int whyNotLonger(const std::string& file);
 
 } // namespace radvex::files

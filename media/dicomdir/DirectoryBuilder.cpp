@@ -1,9 +1,11 @@
 #include "media/dicomdir/DirectoryBuilder.h"
 
 #include <stdexcept>
+#include <system_error>
 
 #include "dcmtk/dcmdata/dcdeftag.h"
 #include "dcmtk/dcmdata/dcfilefo.h"
+#include "files/OutputFile.h"
 #include "guard/GuardedLoad.h"
 #include "media/dicomdir/FileRecords.h"
 
@@ -11,8 +13,11 @@ namespace radvex::media {
 
 namespace {
 
-[[noreturn]] void failToWriteDirectory(const std::string& reason) {
-    throw std::runtime_error("The DICOMDIR cannot be written: " + reason + ".");
+/// @param reason  where the system has none: DCMTK does not ask it
+[[noreturn]] void failToWriteDirectory(const std::string& path, const std::string& reason) {
+    const int systems = files::whyNotLonger(path);
+    throw std::runtime_error(
+        "The DICOMDIR cannot be written: " + (systems == 0 ? reason : std::generic_category().message(systems)) + ".");
 }
 
 } // namespace
@@ -93,17 +98,17 @@ void DirectoryBuilder::write() {
     inventMissingAttributes(&mDirectory->getRootRecord());
     const std::string path = mDirectory->getDirFileName().getCharPointer();
     if (const OFCondition written = mDirectory->write(); written.bad()) {
-        failToWriteDirectory(written.text());
+        failToWriteDirectory(path, written.text());
     }
     // DCMTK does not check whether the bytes reached the disk.
     DcmFileFormat file;
     if (const auto failure = loadGuarded(file, path)) {
-        failToWriteDirectory(failure->reason);
+        failToWriteDirectory(path, failure->reason);
     }
     DcmSequenceOfItems* records = nullptr;
     if (file.getDataset()->findAndGetSequence(DCM_DirectoryRecordSequence, records).bad() ||
         records->card() != mRecordCount) {
-        failToWriteDirectory("it is incomplete");
+        failToWriteDirectory(path, "it is incomplete");
     }
 }
 

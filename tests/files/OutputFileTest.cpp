@@ -124,6 +124,29 @@ TEST(OutputFile, ANewFileHasWhatTheMaskLeaves) {
     }
 }
 
+TEST(OutputFile, AFullDiskIsToldForAWriterThatDoesNotKnowIt) {
+    const TemporaryFolder folder;
+    const std::string path = folder.file("file");
+    const auto giveUpAfter = [&](std::size_t length) {
+        writeOutputPath(path, [&](const std::string& temporary) {
+            writePath(temporary, std::string(length, 'x'));
+            throw FileError("End of stream.");
+        });
+    };
+    const std::string said = folder.file("said");
+    const auto nearlyFull = [&](std::size_t length) {
+        return inAnotherProcess(folder.file("out"), said, [&] {
+            limitFiles();
+            giveUpAfter(length);
+        });
+    };
+    EXPECT_EQ(nearlyFull(65536), 1);
+    EXPECT_EQ(readFile(said), path + " cannot be written: File too large.");
+    EXPECT_EQ(reasonNotToWrite([&] { giveUpAfter(65536); }), "End of stream.") << "there is room";
+    EXPECT_EQ(reasonNotToWrite([&] { giveUpAfter(0); }), "End of stream.");
+    EXPECT_FALSE(fs::exists(path));
+}
+
 TEST(OutputFile, AFailureLeavesWhatWasThere) {
     const TemporaryFolder folder;
     const std::string path = folder.write("file", "precious");
