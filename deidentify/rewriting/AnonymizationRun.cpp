@@ -14,6 +14,7 @@
 #include "deidentify/identifiers/AsciiText.h"
 #include "deidentify/identifiers/ByteSearch.h"
 #include "deidentify/pixels/PixelRisks.h"
+#include "deidentify/rewriting/DatasetWalk.h"
 #include "deidentify/rewriting/IdentifierCollector.h"
 #include "deidentify/rewriting/Identities.h"
 #include "deidentify/rewriting/MethodAttributes.h"
@@ -34,7 +35,9 @@ namespace {
 GivenValues givenValues(const std::vector<GivenValue>& given) {
     GivenValues values;
     for (const GivenValue& value : given) {
-        values[DcmTagKey(value.group, value.element)] = value.value;
+        const DcmTagKey key(value.group, value.element);
+        requireFitting(key, value.value);
+        values[key] = value.value;
     }
     return values;
 }

@@ -1,5 +1,8 @@
 #include "deidentify/rewriting/DatasetWalk.h"
 
+#include <algorithm>
+#include <array>
+#include <memory>
 #include <stdexcept>
 
 #include "dcmtk/dcmdata/dcbytstr.h"
@@ -124,6 +127,24 @@ void putText(DcmElement& element, const std::string& text) {
     if (put.bad()) {
         throw std::runtime_error(nameOf(element.getTag()) + " cannot take a new value: its value representation, " +
                                  element.getTag().getVRName() + ", does not hold \"" + text + "\"");
+    }
+}
+
+void requireFitting(const DcmTagKey& key, const std::string& text) {
+    // Longer texts hold nearly everything; what numbers do not take, DCMTK refuses by itself.
+    static constexpr std::array kStrict{EVR_AE, EVR_AS, EVR_CS, EVR_DA, EVR_DS, EVR_DT, EVR_IS, EVR_TM, EVR_UI};
+    const DcmTag tag(key);
+    if (std::find(kStrict.begin(), kStrict.end(), tag.getEVR()) == kStrict.end()) {
+        return;
+    }
+    DcmElement* made = nullptr;
+    const OFCondition isMade = DcmItem::newDicomElement(made, tag);
+    const std::unique_ptr<DcmElement> element(made);
+    if (isMade.bad() || element->putString(text.c_str(), static_cast<Uint32>(text.size())).bad() ||
+        element->checkValue("1-n").bad()) {
+        throw std::runtime_error(nameOf(key) + " cannot become \"" + text +
+                                 "\": that is no value of its representation, " + DcmVR(tag.getEVR()).getVRName() +
+                                 " (PS3.5, 6.2).");
     }
 }
 

@@ -46,4 +46,8 @@ bool holdsText(DcmElement& element);
 /// Sets the value of an element that holds text. @throws std::runtime_error  DCMTK refuses the value
 void putText(DcmElement& element, const std::string& text);
 
+/// Refuses what the attribute may not hold, such as a date that is none: DCMTK puts any text into an element.
+/// @throws std::runtime_error
+void requireFitting(const DcmTagKey& key, const std::string& text);
+
 } // namespace radvex::deidentify

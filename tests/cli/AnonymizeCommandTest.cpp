@@ -355,6 +355,27 @@ TEST_F(AnonymizeCommand, AnUnknownKeywordOrABadRuleStopsBeforeAnythingIsWritten)
     EXPECT_FALSE(fs::exists(output));
 }
 
+TEST_F(AnonymizeCommand, AValueThatAnAttributeMayNotHoldStopsBeforeAnythingIsWritten) {
+    writeStudy();
+    for (const char* word : {"StudyDate=today", "StudyDate=1980", "PatientBirthDate=\xE4\xBB\xA4", "PatientAge=44",
+                             "PatientSex=female", "StudyTime=25", "PatientWeight=heavy", "SeriesNumber=1.5",
+                             "FrameOfReferenceUID=abc", "PatientSpeciesCodeSequence.=x"}) {
+        const ProcessResult run = anonymize({input, output, "--set", word});
+        EXPECT_EQ(run.status, 1) << word;
+        EXPECT_FALSE(fs::exists(output)) << word;
+    }
+    EXPECT_THAT(anonymize({input, output, "--set", "StudyDate=today"}),
+                exitsSaying(1, "radvex: StudyDate cannot become \"today\": that is no value of its representation, DA "
+                               "(PS3.5, 6.2).\n"));
+    Words fitting;
+    for (const char* word : {"StudyDate=20240229", "PatientBirthDate=", "PatientAge=044Y", "PatientSex=O",
+                             "StudyTime=2359", "PatientWeight=70.5", "SeriesNumber=-1", "FrameOfReferenceUID=1.2.3",
+                             "ImageType=DERIVED\\SECONDARY", "StudyDescription=anything, at all: \xE4\xBB\xA4"}) {
+        fitting = joined(fitting, {"--set", word});
+    }
+    EXPECT_EQ(anonymize(joined({input, output, "-q"}, fitting)).status, 0);
+}
+
 TEST_F(AnonymizeCommand, AValueThatAnAttributeRefusesFailsItsFile) {
     writeStudy();
     writeDicom(in.file("without"), with({{DCM_PatientID, "1"}}));
