@@ -23,12 +23,28 @@ struct FileTags {
     std::string text{};
     Row cells{};
     std::vector<bool> isThere{}; ///< for each attribute that was asked for
+    std::string guessed{};       ///< the first text that is in no known character set
 
     template <typename Self>
     static auto fields(Self& self) {
-        return std::tie(self.text, self.cells, self.isThere);
+        return std::tie(self.text, self.cells, self.isThere, self.guessed);
     }
 };
+
+/// The first text whose bytes its character set does not explain; empty when there is none.
+std::string firstGuessed(const std::vector<Element>& elements) {
+    for (const Element& element : elements) {
+        if (!element.isBinary() && !element.bytes.empty()) {
+            return media::keyOf(element);
+        }
+        for (const auto& item : element.items) {
+            if (std::string inside = firstGuessed(item); !inside.empty()) {
+                return inside;
+            }
+        }
+    }
+    return "";
+}
 
 /// The elements that were asked for, or all.
 std::vector<Element> chosenOf(std::vector<Element> elements, const TagsRequest& request, FileTags& tags) {
@@ -71,11 +87,14 @@ FileTags attributesOf(velmora::Host& host, const TagsRequest& request, const std
 FileTags elementsOf(const TagsRequest& request, const std::string& file) {
     FileTags tags;
     if (request.form == TagsForm::Csv || request.form == TagsForm::Table) {
-        tags.cells =
-            cellsOf(media::listElements(file, requestFor(request.choice.paths)), request.choice.paths, tags.isThere);
+        const auto elements = media::listElements(file, requestFor(request.choice.paths));
+        tags.cells = cellsOf(elements, request.choice.paths, tags.isThere);
+        tags.guessed = firstGuessed(elements);
     } else if (request.form == TagsForm::DicomJson) {
-        const auto elements = media::listElements(file, {.values = media::ElementValues::Text, .binary = true});
-        appendDicomJson(tags.text, chosenOf(elements, request, tags));
+        const auto all = media::listElements(file, {.values = media::ElementValues::Text, .binary = true});
+        const auto chosen = chosenOf(all, request, tags);
+        appendDicomJson(tags.text, chosen);
+        tags.guessed = firstGuessed(chosen);
     } else {
         const auto elements =
             media::listElements(file, {.values = media::ElementValues::Dump, .whole = request.text.whole});
@@ -204,6 +223,28 @@ class AbsentTags {
     std::string mLast{};
 };
 
+/// In how many files texts had to be guessed.
+class GuessedTexts {
+  public:
+    void take(const std::string& file, const std::string& guessed) {
+        if (!guessed.empty() && mFiles++ == 0) {
+            mFirst = guessed + " of " + file;
+        }
+    }
+
+    void report() const {
+        if (mFiles > 0) {
+            printError("warning: bytes that are in no known character set are shown as Latin 1, in " +
+                       formats::counted(mFiles, "file", "files") + "; the first are " + mFirst +
+                       ". 'radvex tags --json' shows such bytes as they are.");
+        }
+    }
+
+  private:
+    std::size_t mFiles = 0;
+    std::string mFirst{};
+};
+
 } // namespace
 
 std::string excludedKey(velmora::Host& host, const std::string& words) {
@@ -231,15 +272,18 @@ void printTags(Session& session, const TagsRequest& request, const FileJobs& job
                const std::vector<std::string>& files, bool several, const DescribeFile& describe) {
     TagsPrinter printer(request, several);
     AbsentTags absent(request.choice.paths);
+    GuessedTexts guessed;
     jobs.forEach(session, files, true, describe, [&](const std::string& file, const std::string& parcel) {
         const auto tags = workers::fromParcel<FileTags>(parcel);
         PartialOption::tell(session, partial.noticeOf(file));
         printer.print(file, tags);
         absent.take(file, tags.isThere);
+        guessed.take(file, tags.guessed);
     });
     printer.finish();
     std::cout.flush();
     absent.report(session);
+    guessed.report();
 }
 
 } // namespace radvex::cli

@@ -66,9 +66,11 @@ Row cellsOf(const std::vector<Element>& elements, const std::vector<TagPath>& pa
 }
 
 media::ElementRequest requestFor(const std::vector<TagPath>& paths) {
-    return {.values = media::ElementValues::Text, .wants = [&paths](const Element& element) {
-                return std::ranges::any_of(paths, [&](const TagPath& path) { return matches(path.last(), element); });
-            }};
+    const auto isWanted = [&paths](const Element& element) { // of bytes and words, cells show the length
+        return !element.isBinary() &&
+               std::ranges::any_of(paths, [&](const TagPath& path) { return matches(path.last(), element); });
+    };
+    return {.values = media::ElementValues::Text, .wants = isWanted, .binary = true};
 }
 
 std::string csvRow(const Row& row) {

@@ -52,6 +52,33 @@ TEST_F(TagsForms, JapaneseNamesWithEscapeSequencesAreReadAsTheirCharacters) {
               "file,PatientName\n" + path + ",Yamada^Tarou=\xE5\xB1\xB1\xE7\x94\xB0^\xE5\xA4\xAA\xE9\x83\x8E\n");
 }
 
+TEST_F(TagsForms, TextsInNoKnownCharacterSetAreGuessedAndSaidToBe) {
+    const std::string unknown = writeDicom(folder.file("unknown.dcm"), with({{DCM_PatientName, "M\xFCller"}}));
+    const std::string item = writeDicom(folder.file("item.dcm"), [](DcmDataset& dataset) {
+        DcmItem* inside = nullptr;
+        ASSERT_TRUE(dataset.findOrCreateSequenceItem(DCM_OtherPatientIDsSequence, inside, 0).good());
+        ASSERT_TRUE(inside->putAndInsertString(DCM_PatientID, "\xFC").good());
+    });
+    const std::string known = writeDicom(
+        folder.file("known.dcm"), with({{DCM_SpecificCharacterSet, "ISO_IR 100"}, {DCM_PatientName, "M\xFCller"}}));
+    const std::string utf8 = writeDicom(folder.file("utf8.dcm"), with({{DCM_PatientName, "M\xC3\xBCller"}}));
+    const auto warning = [](const std::string& files, const std::string& first) {
+        return "radvex: warning: bytes that are in no known character set are shown as Latin 1, in " + files +
+               "; the first are " + first + ". 'radvex tags --json' shows such bytes as they are.\n";
+    };
+    for (const char* form : {"--csv", "--table", "--dicom-json"}) {
+        const ProcessResult guessed = run({form, "--tag", "PatientName", known, unknown, utf8});
+        EXPECT_EQ(guessed.status, 0);
+        EXPECT_EQ(guessed.errors, warning("1 file", "PatientName of " + unknown)) << form;
+        EXPECT_EQ(run({form, "--tag", "PatientName", known, utf8}).errors, "") << form;
+        EXPECT_EQ(run({form, "--tag", "SOPClassUID", unknown}).errors, "") << form << ": not asked for";
+    }
+    EXPECT_EQ(run({"--csv", "--tag", "OtherPatientIDsSequence[*].PatientID", item}).errors,
+              warning("1 file", "PatientID of " + item));
+    EXPECT_EQ(run({"--csv", "--tag", "OtherPatientIDsSequence", item}).errors, "") << "a number of items";
+    EXPECT_EQ(run({"--dicom-json", unknown, item}).errors, warning("2 files", "PatientName of " + unknown));
+}
+
 TEST_F(TagsForms, ALineEndInAValueStaysWithinItsCell) {
     const std::string path = writeDicom(folder.file("lines.dcm"), with({{DCM_PatientComments, "one\r\ntwo"}}));
     EXPECT_EQ(run({"--csv", "--tag", "PatientComments", path}).output,
