@@ -4,7 +4,7 @@ namespace radvex::cli {
 
 namespace {
 
-/// A text inside of a specification of _arguments, where brackets and colons have a meaning.
+/// A text inside of a word that _arguments takes, where brackets and colons have a meaning.
 std::string escapedForArguments(const std::string& text) {
     std::string result;
     for (const char character : text) {
@@ -34,8 +34,8 @@ std::string actionOf(const ArgumentDescription& argument) {
                                                                                       : ": ");
 }
 
-/// The specification of one argument as a word of the shell. Of several names each excludes the others.
-std::string specificationOf(const ArgumentDescription& argument) {
+/// One argument as the word that _arguments takes. Of several names each excludes the others.
+std::string argumentWordOf(const ArgumentDescription& argument) {
     if (argument.isPositional) {
         const std::string start = argument.mayRepeat ? "*" : argument.isRequired ? "" : ":";
         return quotedForShell(start + actionOf(argument));
@@ -58,10 +58,10 @@ std::string specificationOf(const ArgumentDescription& argument) {
                                       : "'(" + names + ")'{" + alternatives + '}' + quotedForShell(rest);
 }
 
-std::string specificationsOf(const CommandDescription& command, const std::string& indent) {
+std::string argumentWordsOf(const CommandDescription& command, const std::string& indent) {
     std::string text;
     for (const ArgumentDescription& argument : command.arguments) {
-        text += " \\\n" + indent + specificationOf(argument);
+        text += " \\\n" + indent + argumentWordOf(argument);
     }
     return text;
 }
@@ -79,7 +79,7 @@ std::string zshCompletion(const CommandDescription& program) {
     for (const CommandDescription& command : program.commands) {
         names += "            " + namedForDescribe(command) + '\n';
         cases += "        " + command.name + ")\n            _arguments -s -S" +
-                 specificationsOf(command, "                ") + "\n            ;;\n";
+                 argumentWordsOf(command, "                ") + "\n            ;;\n";
     }
     return "#compdef radvex\n"
            "# Completion of radvex for zsh, made from the options of the command itself.\n"
@@ -87,7 +87,7 @@ std::string zshCompletion(const CommandDescription& program) {
            "    local context state state_descr line\n"
            "    typeset -A opt_args\n"
            "    _arguments -C" +
-           specificationsOf(program, "        ") +
+           argumentWordsOf(program, "        ") +
            " \\\n"
            "        '1: :->command' \\\n"
            "        '*:: :->rest' && return 0\n"
