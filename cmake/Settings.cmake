@@ -7,7 +7,7 @@ target_compile_options(radvexSettings INTERFACE
   -Wnon-virtual-dtor -Wcast-align -Wundef>)
 if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
   # What is unnamed in a source file is taken for that of a header when the file is compiled with others.
-  target_compile_options(radvexSettings INTERFACE -Wno-subobject-linkage)
+  target_compile_options(radvexSettings INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wno-subobject-linkage>)
 endif()
 if(RADVEX_SANITIZE)
   target_compile_options(radvexSettings INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=undefined
