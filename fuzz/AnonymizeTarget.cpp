@@ -61,6 +61,24 @@ const std::array<std::string, 14> kValues{"",
                                           "00\\ff\\7f",
                                           std::string(5000, 'A')};
 
+/// A run tells of its errors by sentences for the user. @return false  it did
+template <typename Step>
+bool tries(Step step) {
+    try {
+        step();
+        return true;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+constexpr const char* kKey = "0123456789abcdef";
+
+/// A run refuses at once what an attribute may not hold.
+bool mayBeGiven(const deidentify::GivenValue& value) {
+    return tries([&] { (void)deidentify::startAnonymization({kKey, false, {value}}); });
+}
+
 struct Replacements {
     Store rules = Store::empty();
     std::vector<deidentify::GivenValue> given{};
@@ -73,22 +91,12 @@ Replacements replacementsOf(Supply supply) {
         const unsigned choice = supply.byte();
         const std::string value = choice < 128 ? kValues[choice % kValues.size()] : supply.text();
         replacements.rules.add(rule.keyword, value);
-        if (supply.byte() % 4 != 0) {
-            replacements.given.push_back({rule.group, rule.element, value});
+        const deidentify::GivenValue given{rule.group, rule.element, value};
+        if (supply.byte() % 4 != 0 && mayBeGiven(given)) {
+            replacements.given.push_back(given);
         }
     }
     return replacements;
-}
-
-/// A run tells of its errors by sentences for the user. @return false  it did
-template <typename Step>
-bool tries(Step step) {
-    try {
-        step();
-        return true;
-    } catch (const std::exception&) {
-        return false;
-    }
 }
 
 /// @return false  the library refused the file
@@ -109,7 +117,7 @@ class Run {
         : mHarness(harness),
           mRules(replacements.rules),
           mKeepsChanges(choices.bit(0, 1)),
-          mRun(deidentify::startAnonymization({"0123456789abcdef", choices.bit(0, 0), replacements.given})) {}
+          mRun(deidentify::startAnonymization({kKey, choices.bit(0, 0), replacements.given})) {}
 
     void add(const std::string& original, const std::string& name) {
         (void)mRun->kindOf(original);
