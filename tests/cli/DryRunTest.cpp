@@ -129,13 +129,32 @@ TEST_F(DryRun, IndexNamesFilesThatItWouldLeaveOut) {
     EXPECT_EQ(planned.errors, done.errors);
 }
 
+namespace {
+
+/// Of all UIDs that `radvex tags` prints, in the file: a UID has an even number of bytes.
+std::size_t bytesOfUids(const std::string& tags) {
+    std::size_t count = 0;
+    std::istringstream lines(tags);
+    for (std::string line; std::getline(lines, line);) {
+        const std::size_t label = line.find(" UI  ");
+        const std::size_t length = label == std::string::npos ? 0 : line.size() - label - 5;
+        count += length + length % 2;
+    }
+    return count;
+}
+
+} // namespace
+
 TEST_F(DryRun, WriteShowsSizeAndAttributesOfTheFile) {
     const Words words{"write", "picture.png", "-o", "out.dcm", "--tag", "PatientID=P1", "--compress", "RLE"};
     const ProcessResult planned = rehearse(words);
     EXPECT_EQ(planned.status, 0) << planned.errors;
     ASSERT_EQ(run(words).status, 0);
-    const std::string size = std::to_string(fs::file_size(folder.file("out.dcm")));
-    EXPECT_THAT(planned.output, StartsWith("out.dcm would be written: " + size + " bytes, "));
+    const std::string start = "out.dcm would be written: ";
+    ASSERT_THAT(planned.output, StartsWith(start));
+    // New UIDs are not equally long each time.
+    EXPECT_EQ(std::stoul(planned.output.substr(start.size())) - bytesOfUids(planned.output),
+              fs::file_size(folder.file("out.dcm")) - bytesOfUids(run({"tags", "out.dcm"}).output));
     EXPECT_THAT(planned.output, HasSubstr(", RLE\n"));
     EXPECT_THAT(planned.output, HasSubstr("\nPatientID                           LO  P1\n"));
     const auto labels = [](const std::string& text) {
