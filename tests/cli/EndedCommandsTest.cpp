@@ -23,15 +23,9 @@ namespace {
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
-#ifdef __SANITIZE_ADDRESS__
-constexpr int kMoments = 8; // runs take ten times as long
-constexpr int kFewerMoments = 8;
-constexpr int kKills = 2;
-#else
-constexpr int kMoments = 200;
+constexpr int kMoments = 100;
 constexpr int kFewerMoments = 48;
 constexpr int kKills = 20;
-#endif
 
 constexpr const char* kOld = "what was there before";
 
